@@ -1,0 +1,33 @@
+// The current locale of the product line (libkpintl).
+#ifndef KP_I18N_H
+#define KP_I18N_H
+
+#include "base/kp_export.h"
+#include "base/kp_string.h"
+
+// A locale name such as "de_DE". A value; the name is kept as given and checked only when it is set.
+class KP_API kp_Locale {
+ public:
+  kp_Locale() = default;                             // the empty name
+  kp_Locale(const char* name) : name_(name) {}       // a copy; null counts as empty
+  const char* get_name() const { return name_.c_str(); }  // valid as long as this object
+
+ private:
+  kp_String name_;
+};
+
+inline bool operator==(const kp_Locale& a, const kp_Locale& b) {
+  return kp_String(a.get_name()) == kp_String(b.get_name());
+}
+inline bool operator!=(const kp_Locale& a, const kp_Locale& b) { return !(a == b); }
+
+// Makes `locale` ICU's default locale, so that catalogs opened from now on and the formats of
+// numbers, dates and times follow it. The empty name stands for the environment's locale.
+// Returns false, changing nothing, for a name with anything but letters, digits and "_@=;.-", with
+// "..", or that ICU refuses: ICU would take such a name as part of a path.
+KP_API bool kp_I18N_set_locale(const kp_Locale& locale);
+
+// ICU's default locale.
+KP_API kp_Locale kp_I18N_get_locale();
+
+#endif

@@ -1,0 +1,70 @@
+// kp_String: an owned byte string that may also hold nothing at all.
+#ifndef KP_STRING_H
+#define KP_STRING_H
+
+#include <cstddef>
+
+#include "base/kp_export.h"
+
+// A byte string with its length, always NUL-terminated behind the last byte; bytes may be 0.
+// A string without a buffer (default-constructed, or made from null) differs from an empty one only
+// in has_buffer(). Short texts live inside the object; longer ones in one heap block.
+// One object is used by one thread at a time; distinct objects are independent.
+// A failed allocation raises KPX_memory_alloc (no message) and leaves the string as it was.
+class KP_API kp_String {
+ public:
+  kp_String() noexcept;                           // no buffer
+  kp_String(const char* text);                    // a copy; null: no buffer
+  kp_String(const char* bytes, unsigned length);  // a copy of `length` bytes; null: no buffer
+  kp_String(unsigned count, char fill);           // `count` times the byte `fill`
+  kp_String(const kp_String& other);
+  kp_String(kp_String&& other) noexcept;  // leaves `other` without a buffer
+  ~kp_String();
+
+  kp_String& operator=(const kp_String& other);
+  kp_String& operator=(kp_String&& other) noexcept;
+  kp_String& operator=(const char* text);  // null: no buffer afterwards
+
+  // Each takes bytes that may lie inside this very string.
+  void assign(const char* bytes, unsigned length);  // null: no buffer afterwards
+  void append(const char* text);                    // null appends nothing
+  void append(const char* bytes, unsigned length);
+  kp_String& operator+=(const char* text);
+  kp_String& operator+=(const kp_String& other);
+
+  bool has_buffer() const noexcept { return bytes_ != nullptr; }
+  // Never null: "" without a buffer. Valid until the string changes, moves or dies.
+  const char* c_str() const noexcept { return bytes_ != nullptr ? bytes_ : ""; }
+  unsigned length() const noexcept { return length_; }
+
+  // The byte at `index`; KPX_index_out_of_bounds (null message) when `index` >= length().
+  char operator[](unsigned index) const;
+  char& operator[](unsigned index);
+
+  // Order by unsigned bytes, then by length: negative, 0 or positive. A string without a buffer
+  // compares like an empty one.
+  int compare(const kp_String& other) const noexcept;
+  int compare(const char* text) const noexcept;  // null compares like ""
+
+ private:
+  static constexpr unsigned inline_room = 32;  // bytes inside the object, the NUL included
+
+  bool is_inline() const noexcept { return bytes_ == room_; }
+  void release() noexcept;
+  void take(kp_String& other) noexcept;
+
+  char* bytes_;        // null (no buffer), room_, or an owned block of capacity_ bytes
+  unsigned length_;    // without the NUL
+  unsigned capacity_;  // bytes at bytes_, the NUL included
+  char room_[inline_room];
+};
+
+inline bool operator==(const kp_String& a, const kp_String& b) noexcept {
+  return a.compare(b) == 0;
+}
+inline bool operator!=(const kp_String& a, const kp_String& b) noexcept {
+  return a.compare(b) != 0;
+}
+inline bool operator<(const kp_String& a, const kp_String& b) noexcept { return a.compare(b) < 0; }
+
+#endif

@@ -1,0 +1,74 @@
+// kp_Time: a date and time of day to the second, with the zone it is told in.
+#ifndef KP_TIME_H
+#define KP_TIME_H
+
+#include "base/kp_export.h"
+
+// A calendar date and time of day, the mode it is told in (GMT or local time), and the zone that
+// leads from one to the other: a bias in minutes and a daylight flag.
+//     GMT = local + bias - (daylight ? 60 : 0) minutes
+// A plain value: copies are independent; one object is used by one thread at a time.
+class KP_API kp_Time {
+ public:
+  // The current time in local mode, with the system's bias and daylight flag.
+  kp_Time();
+  // The given moment, told in GMT or local time, with the bias and flag that the system's zone has
+  // at that moment. Fields are taken as given; month and day count from 1.
+  kp_Time(int year, int month, int day, int hour, int minute, int second, bool gmt = false);
+
+  bool is_GMT_time_mode() const { return gmt_; }
+  // Says in which mode the fields are told; converts nothing.
+  void set_GMT_time_mode(bool gmt) { gmt_ = gmt; }
+  // Convert in place; nothing happens when the time is already told in that mode.
+  void local_to_GMT();
+  void GMT_to_local();
+
+  short get_zone_bias() const { return zone_bias_; }  // minutes, GMT minus standard local time
+  void set_zone_bias(short minutes) { zone_bias_ = minutes; }
+  short get_daylight_flag() const { return daylight_flag_; }  // not 0: one hour ahead
+  void set_daylight_flag(short flag) { daylight_flag_ = flag; }
+
+  // 1970-01-01 00:00:00 GMT, bias and daylight flag 0.
+  void set_zero();
+
+  unsigned short get_year() const { return year_; }
+  unsigned short get_month() const { return month_; }  // 1 to 12
+  unsigned short get_day() const { return day_; }      // 1 to 31
+  unsigned short get_hour() const { return hour_; }
+  unsigned short get_minute() const { return minute_; }
+  unsigned short get_second() const { return second_; }
+
+  // Compares the instants: negative when this one is earlier, 0 when equal, positive when later.
+  int compare_time(const kp_Time& other) const;
+
+  // Print into `size` bytes, never more, always terminated when `size` is not 0:
+  //   print_out       "2026-11-15T17:02:56+08:00", in GMT mode "2026-11-15T09:02:56Z"
+  //   print_date_out  "2026-11-15"
+  //   print_time_out  "17:02:56"
+  void print_out(char* buffer, unsigned size) const;
+  void print_date_out(char* buffer, unsigned size) const;
+  void print_time_out(char* buffer, unsigned size) const;
+
+  // Reads what print_out writes, also without the zone (then the system's zone at that moment), a
+  // date alone (midnight, local), and a blank in place of the T. Anything else, null included,
+  // gives false and leaves the time unchanged.
+  bool set_to_string_value(const char* text);
+
+ private:
+  long long seconds_as_told() const;             // since 1970-01-01 00:00:00, in the time's own mode
+  void set_seconds_as_told(long long seconds);   // the inverse
+  int offset_minutes() const;                    // local minus GMT
+  void take_system_zone();                       // bias and flag of the moment the fields tell
+
+  unsigned short year_;
+  unsigned short month_;
+  unsigned short day_;
+  unsigned short hour_;
+  unsigned short minute_;
+  unsigned short second_;
+  short zone_bias_;
+  short daylight_flag_;
+  bool gmt_;
+};
+
+#endif

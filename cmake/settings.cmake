@@ -1,0 +1,56 @@
+# Compiler settings of the whole project, as one interface target: kplog_settings.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo)
+endif()
+
+find_program(CCACHE ccache)
+if(CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+add_library(kplog_settings INTERFACE)
+target_include_directories(kplog_settings INTERFACE ${PROJECT_SOURCE_DIR}
+                                                    ${PROJECT_SOURCE_DIR}/include)
+target_compile_options(
+  kplog_settings
+  INTERFACE -Wall
+            -Wextra
+            -Wpedantic
+            -Wshadow
+            -Wconversion
+            -Wsign-conversion
+            -Wformat=2
+            -Wnon-virtual-dtor
+            -Woverloaded-virtual
+            -Wold-style-cast
+            -Wcast-align
+            -Wvla
+            $<$<BOOL:${KPLOG_WERROR}>:-Werror>
+            $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+            -fstack-protector-strong
+            -fstack-clash-protection
+            $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+target_compile_definitions(kplog_settings INTERFACE $<$<BOOL:${KPLOG_FAULTS}>:KP_FAULTS>
+                                                    $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+
+# kplog_shared_library(NAME OBJECTS): the shared library made of an OBJECT library, SONAME 1.
+function(kplog_shared_library name objects)
+  add_library(${name} SHARED $<TARGET_OBJECTS:${objects}>)
+  add_library(kplog::${name} ALIAS ${name})
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1 LINKER_LANGUAGE
+                                                                                  CXX)
+  target_link_libraries(${name} PUBLIC Threads::Threads)
+  target_link_options(${name} PRIVATE $<$<NOT:$<BOOL:${KPLOG_SANITIZED}>>:-Wl,-z,defs>
+                      -Wl,-z,relro,-z,now,-z,noexecstack)
+  target_include_directories(
+    ${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+                   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+                   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kplog>)
+endfunction()

@@ -1,0 +1,12 @@
+// Everything that a calling program includes.
+#ifndef KP_LOG_H
+#define KP_LOG_H
+
+#include "kp_LOG_AttributeType.h"
+#include "kp_LOG_LogConfig.h"
+#include "kp_LOG_LogEntry.h"
+#include "kp_LOG_RenderMessage.h"
+#include "kp_LOG_debug_log.h"
+#include "kp_LOG_errors.h"
+
+#endif

@@ -1,0 +1,108 @@
+// Process-wide settings of the library.
+#ifndef KP_LOG_LOGCONFIG_H
+#define KP_LOG_LOGCONFIG_H
+
+#include "base/kp_i18n.h"
+
+class _kp_LOG_configuration;
+class _kp_LOG_log_definition_tbl;
+
+enum kp_SynchronizationLevelType : int {
+  KP_SYNC_NONE = 0,
+  KP_SYNC_ENTRY = 1,
+  KP_SYNC_THREAD = 2,  // the default
+  KP_SYNC_PROCESS = 3,
+  KP_SYNC_SYSTEM = 4
+};
+
+enum kp_ConfigurationSourceType : int {
+  KP_CONFIG_FILE = 0,          // the file must exist when the source is set
+  KP_CONFIG_FILE_OPTIONAL = 1  // a missing file gives no values
+};
+
+// True (the default): messages are rendered through ICU. Written by kp_LOG_LogConfig::SetICUEnabled.
+KP_API extern bool b_is_icu_enabled;
+
+// What happens to a string longer than its type allows: 0 (the default) refuses it, 1 cuts it.
+// Written by kp_LOG_LogConfig::SetActionAttrLenExceed.
+KP_API extern unsigned action_on_exceed;
+
+// The library's one place of settings: static operations only. They are called at start-up and
+// whenever settings change. Operations marked [lock] hold the process-wide lock (kp_THREAD_global_lock)
+// for their whole body; all others are plain reads and writes of process-wide variables and belong
+// to start-up. Definition paths must not change while other threads create entries.
+// Text getters return the stored copy, valid until the next set of the same text; "" when unset.
+class KP_API kp_LOG_LogConfig {
+ public:
+  kp_LOG_LogConfig() = delete;
+
+  // Stores a level below 5; others are ignored.
+  static void SetSynchronizationLevel(kp_SynchronizationLevelType level);
+  static kp_SynchronizationLevelType GetSynchronizationLevel();
+
+  static void EnableCountConfig(bool enable);
+  static bool IsEnableCountConfig();
+
+  static void SetICUEnabled(bool enable);
+  static bool IsICUEnabled();
+
+  // [lock] Loads the STD definition file: forgets both files and every loaded definition first, and
+  // keeps the path even when the load fails. The AUX file, if any, must be set again afterwards.
+  // Raises KPX_logging_illegal_argument "invalid argument" for null, KPX_logging_invalid_definition
+  // for a file that cannot be used (see logging/ldf_load.h for the texts), KPX_memory_alloc.
+  static void SetDefinitionPath(const char* path);
+  static const char* GetDefinitionPath();
+
+  // [lock] Loads the AUX definition file and merges it into the STD file's definitions; keeps the
+  // path even when that fails. Raises as SetDefinitionPath, and KPX_logging_invalid_definition when
+  // no STD file is set or the two files conflict.
+  static void SetAuxDefinitionPath(const char* path);
+  static const char* GetAuxDefinitionPath();
+
+  // [lock] Forgets both files, every loaded definition, and the global attributes. The stored paths
+  // stay. Entries that exist keep their definitions.
+  static void ClearDefinitions();
+
+  // The process-wide definition table. Never null.
+  static _kp_LOG_log_definition_tbl* GetDefinitionTable();
+
+  // [lock] Opens the message catalog at `path` for the current locale, or closes it for null. Does
+  // nothing while ICU is disabled. Raises KPX_logging_missing_resource when the catalog cannot be
+  // opened; the failed catalog then stays in place, and rendering fails until another is set.
+  // A path without "/" names a package in ICU's own data folder; give a path with a folder.
+  static void SetMessageCatalogPath(const char* path);
+  // The path last set; "" while ICU is disabled.
+  static const char* GetMessageCatalogPath();
+
+  // [lock] Sets ICU's default locale. An open catalog keeps the locale it was opened with.
+  // Raises KPX_logging_illegal_argument "invalid argument" for a name that is no locale name.
+  static void SetLocale(kp_Locale locale);
+  static kp_Locale GetLocale();
+
+  // [lock] Sets the code page of multibyte attributes and readable messages, by a name that ICU
+  // knows. The name is not checked here. Raises KPX_logging_illegal_argument "invalid argument" for
+  // null, KPX_memory_alloc.
+  static void SetCodePage(const char* codepage);
+  static const char* GetCodePage();
+
+  // Makes the file at `path` the configuration source [lock]; it is read at the first look-up. Null
+  // removes the source (without the lock). Raises KPX_logging_illegal_argument "invalid argument"
+  // when the file does not exist and `type` is not KP_CONFIG_FILE_OPTIONAL.
+  static void SetConfigurationSource(const char* path, kp_ConfigurationSourceType type);
+
+  // The value of `key` in `section`, or else in the section "global". False, leaving `value` alone,
+  // when there is none or no source is set. Raises KPX_logging_illegal_argument "invalid argument"
+  // for a null section or key.
+  static bool GetConfigurationIntegerValue(const char* section, const char* key, unsigned& value);
+
+  // The configuration source, owned by the library, or null. Valid until the next
+  // SetConfigurationSource.
+  static _kp_LOG_configuration* _get_configuration_ptr();
+
+  // 0 refuses a string longer than its type allows, 1 cuts it. Raises KPX_logging_illegal_argument
+  // "The action when attribute exceeds limitation is invalid!\n" for any other value.
+  static void SetActionAttrLenExceed(int action);
+  static int GetActionAttrLenExceed();
+};
+
+#endif

@@ -1,0 +1,193 @@
+// Entry definitions: the description of one kind of entry.
+#ifndef KP_LOG_LOG_DEFINITION_H
+#define KP_LOG_LOG_DEFINITION_H
+
+#include <atomic>
+
+#include "base/kp_nocopy.h"
+#include "base/kp_string.h"
+
+// One declared attribute. Raises KPX_memory_alloc when a text cannot be copied; a setter then leaves
+// the old text in place.
+class KP_API _kp_LOG_attribute_entry : kp_UTIL_no_inadvertant_copies {
+ public:
+  // Copies both texts. A null name counts as ""; a null or empty redirection name is none.
+  _kp_LOG_attribute_entry(const char* name, const char* redirection, unsigned char type);
+
+  void set_name(const char* name);
+  void set_redirection_name(const char* redirection);
+
+  const char* get_name() const noexcept { return name_.c_str(); }
+  const char* get_redirection_name() const noexcept;  // null when there is none
+  unsigned char get_type() const noexcept { return type_; }
+  unsigned get_name_hash() const noexcept { return name_hash_; }  // my_hashcode of the name
+
+ private:
+  kp_String name_;
+  kp_String redirection_name_;  // without a buffer when there is none
+  unsigned char type_;          // a kp_AttributeType
+  unsigned name_hash_;
+};
+
+// A message that is chosen by the value of the definition's selector attribute, or by its index.
+class KP_API _kp_LOG_selector_message : kp_UTIL_no_inadvertant_copies {
+ public:
+  // Copies both texts; null stays null.
+  _kp_LOG_selector_message(unsigned index, unsigned value, const char* msg_id,
+                           const char* msg_text);
+
+  unsigned get_index() const noexcept { return index_; }
+  unsigned get_value() const noexcept { return value_; }
+  const char* get_msg_id() const noexcept;    // null when there is none
+  const char* get_msg_text() const noexcept;  // null when there is none
+
+ private:
+  unsigned index_;
+  unsigned value_;
+  kp_String msg_id_;
+  kp_String msg_text_;
+};
+
+// The description of one kind of entry, filled from definition files by the definition table.
+//
+// A definition has no lock. Once it is published by the table it is read by all threads; the one
+// change after that, declaring a further attribute, is made by the table's writer side and is seen
+// whole or not at all by readers that do not lock.
+//
+// Lifetime: the table and every entry attached to a definition share it by pinning it. A definition
+// that nobody has ever pinned belongs to whoever made it.
+//
+// Counts are 8 bits wide: a 256th attribute, global attribute or selector message raises
+// KPX_logging_invalid_definition
+// "<KPX_logging_invalid_definition> The definition file is corrupted." before anything changes.
+// A failed allocation raises KPX_memory_alloc (no message).
+class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
+ public:
+  _kp_LOG_log_definition() noexcept;
+  ~_kp_LOG_log_definition();
+
+  unsigned get_entry_id() const noexcept { return entry_id_; }
+  unsigned get_second_word() const noexcept { return second_word_; }
+  unsigned get_property_flags() const noexcept { return property_flags_; }
+  const char* get_log_version() const noexcept { return log_version_; }  // never null
+  const char* get_default_msg_id() const noexcept;                       // null when never set
+  const char* get_default_msg_text() const noexcept;                     // null when never set
+  unsigned char get_n_attributes() const noexcept;
+  // The attribute whose value chooses the message; null when there is none.
+  _kp_LOG_attribute_entry* get_selector_attribute() const noexcept { return selector_; }
+  unsigned char get_n_selector_msgs() const noexcept { return n_selector_msgs_; }
+  // The i-th selector message in file order; null when `i` is not below the count.
+  _kp_LOG_selector_message* get_selector_msg(unsigned char i) const noexcept;
+
+  void set_entry_id(unsigned id) noexcept { entry_id_ = id; }
+  void set_second_word(unsigned word) noexcept { second_word_ = word; }
+  void set_property_flags(unsigned flags) noexcept { property_flags_ = flags; }
+  // Copies at most 15 bytes.
+  void set_log_version(const char* version) noexcept;
+  // Replace the owned copy; null: none. On failure the old text stays.
+  void set_default_msg_id(const char* id);
+  void set_default_msg_text(const char* text);
+
+  // Look-ups by name compare the hash first and then the bytes; the first match wins. A null name
+  // finds nothing. `hash` must be my_hashcode(name).
+  _kp_LOG_attribute_entry* _find_attr_entry_by_name(const char* name) const noexcept;
+  // The definition's own attribute, else the global one, else null.
+  _kp_LOG_attribute_entry* get_attr_info_by_name(const char* name) const noexcept;
+  _kp_LOG_attribute_entry* get_attr_info_by_name(const char* name, unsigned hash) const noexcept;
+  // The same; true and both values set when found. `redirection` is null for a global attribute.
+  bool get_attr_info_by_name(const char* name, unsigned char& type,
+                             const char*& redirection) const noexcept;
+  // The i-th own attribute. Raises KPX_logging_internal_error
+  // "_kp_LOG_log_definition::get_attr_info_by_index()" when `i` is not below the count.
+  void get_attr_info_by_index(unsigned char i, const char*& name, unsigned char& type,
+                              const char*& redirection) const;
+
+  // Makes the first own attribute of that name the selector attribute; when none has it, nothing
+  // changes. A null name counts as "".
+  void set_selector_attribute(const char* name) noexcept;
+  // The first message with that index or value, in file order; null when there is none.
+  _kp_LOG_selector_message* get_selector_msg_by_index(unsigned index) const noexcept;
+  _kp_LOG_selector_message* get_selector_msg_by_value(unsigned value) const noexcept;
+  // Appends a selector message.
+  void add_selector_msg(unsigned index, unsigned value, const char* msg_id, const char* msg_text);
+
+  // Adds an own attribute at the end. One of the same name is removed first, and stays removed when
+  // the addition fails; if it was the selector attribute there is then none, unless `is_selector`.
+  void add_attr_info(const char* name, unsigned char type, bool is_selector,
+                     const char* redirection);
+  // Removes exactly that attribute from the own list, else from the global one; false when neither
+  // holds it. Later attributes move down one place.
+  bool remove_attr_by_ptr(_kp_LOG_attribute_entry* entry) noexcept;
+  // Drops all own attributes and selector messages, and nothing else. The selector attribute stays
+  // readable until another one is set or the definition dies.
+  void clear_attr_info() noexcept;
+
+  // --- Global attributes: valid for every kind of entry, process-wide, without redirection names ---
+  static _kp_LOG_attribute_entry* _find_global_attr_entry_by_name(const char* name) noexcept;
+  static bool get_global_attr_info_by_name(const char* name, unsigned char& type) noexcept;
+  // Raises KPX_logging_index_out_of_bound
+  // "_kp_LOG_log_definition::get_global_attr_info_by_index()" when `i` is not below the count.
+  static void get_global_attr_info_by_index(unsigned char i, const char*& name,
+                                            unsigned char& type);
+  // Adds at the end; one of the same name is removed first.
+  static void add_global_attr_info(const char* name, unsigned char type);
+  static bool _remove_global_attr_by_ptr(_kp_LOG_attribute_entry* entry) noexcept;
+  static void clear_global_attr_info() noexcept;
+
+  static _kp_LOG_attribute_entry** p_global_attr_entries;  // null when empty; owned
+  static unsigned char n_global_attr_entries;
+
+  // Sharing: each pin is undone by one unpin, and the last unpin destroys the definition, which must
+  // have been made with new. Any thread.
+  void _pin() const noexcept { pins_.fetch_add(1, std::memory_order_relaxed); }
+  void _unpin() const noexcept;
+
+ private:
+  struct attribute_block;
+
+  mutable std::atomic<unsigned> pins_{0};
+  unsigned entry_id_ = 0;
+  unsigned second_word_ = 0;
+  unsigned property_flags_ = 0;
+  char log_version_[16] = {};
+  kp_String default_msg_id_;    // without a buffer: none
+  kp_String default_msg_text_;  // without a buffer: none
+  std::atomic<attribute_block*> attributes_{nullptr};  // own attributes, contiguous with hashes
+  _kp_LOG_attribute_entry* selector_ = nullptr;  // own, or the parked one
+  _kp_LOG_attribute_entry* parked_selector_ = nullptr;  // owned; outlived its list
+  _kp_LOG_selector_message** selector_msgs_ = nullptr;  // owned array of owned messages
+  unsigned char n_selector_msgs_ = 0;
+};
+
+// A share of a definition. One object is used by one thread at a time.
+class _kp_LOG_definition_ref {
+ public:
+  _kp_LOG_definition_ref() noexcept = default;
+  explicit _kp_LOG_definition_ref(const _kp_LOG_log_definition* d) noexcept : definition_(d) {
+    if (definition_ != nullptr) definition_->_pin();
+  }
+  _kp_LOG_definition_ref(const _kp_LOG_definition_ref& other) noexcept
+      : _kp_LOG_definition_ref(other.definition_) {}
+  _kp_LOG_definition_ref(_kp_LOG_definition_ref&& other) noexcept
+      : definition_(other.definition_) {
+    other.definition_ = nullptr;
+  }
+  _kp_LOG_definition_ref& operator=(_kp_LOG_definition_ref other) noexcept {
+    const _kp_LOG_log_definition* mine = definition_;
+    definition_ = other.definition_;
+    other.definition_ = mine;
+    return *this;
+  }
+  ~_kp_LOG_definition_ref() {
+    if (definition_ != nullptr) definition_->_unpin();
+  }
+
+  const _kp_LOG_log_definition* get() const noexcept { return definition_; }
+  const _kp_LOG_log_definition* operator->() const noexcept { return definition_; }
+  explicit operator bool() const noexcept { return definition_ != nullptr; }
+
+ private:
+  const _kp_LOG_log_definition* definition_ = nullptr;
+};
+
+#endif

@@ -1,0 +1,77 @@
+// Configuration sources: where unsigned settings come from.
+#ifndef KP_LOG_LOGCFG_FILE_H
+#define KP_LOG_LOGCFG_FILE_H
+
+#include <atomic>
+#include <cstdio>
+
+#include "base/kp_lock.h"
+#include "base/kp_nocopy.h"
+#include "base/kp_string.h"
+#include "logging/hash_tbl.h"
+
+// A configuration source.
+class KP_API _kp_LOG_configuration {
+ public:
+  // True, setting `value`, when there is a setting for `key` in `section`.
+  virtual bool get_integer_value(const char* section, const char* key, unsigned& value) const = 0;
+  virtual ~_kp_LOG_configuration();
+};
+
+// Settings by section and key. The key of the table is the section's text followed by the key's,
+// with nothing between: section "ab" with key "c" and section "a" with key "bc" are one setting, on
+// purpose. A null section or key counts as "". Not synchronised.
+class KP_API _kp_LOG_log_setting_tbl : kp_UTIL_no_inadvertant_copies {
+ public:
+  explicit _kp_LOG_log_setting_tbl(unsigned size) : table_(size) {}
+
+  // Stores the value, over an existing one. Raises KPX_memory_alloc.
+  void create_entry(const char* section, const char* key, unsigned value);
+  // The stored value, or null. Valid until the table is cleared or sized.
+  const unsigned* find_entry(const char* section, const char* key) const;
+  void clear() { table_.clear(); }
+  void set_size(unsigned size) { table_.set_size(size); }
+  unsigned bucket_count() const { return table_.bucket_count(); }
+
+  static void _construct_hash_key_string(const char* section, const char* key, kp_String& out);
+
+ private:
+  kp_MISC_hash_tbl<kp_String, unsigned> table_;
+};
+
+// Reads lines from a position of its own, which starts at 0 and moves past each line read.
+class KP_API read_file {
+ public:
+  // Reads the next line into `buffer` (at least max + 1 bytes), terminated, without its end. A line
+  // ends at a CR or LF, and one more CR or LF behind it belongs to the end as well.
+  // 0: a line was read. -1: a failed seek or read, a negative `max`, or a line of more than `max`
+  // bytes. -2: the file ended; the rest of it is in `buffer`.
+  int readLine(FILE* stream, char* buffer, int max);
+
+ private:
+  int position_ = 0;
+};
+
+// A text file of sections and key/value lines, described in docs/configuration-file.md. Read once, at
+// the first look-up, and then never again. Any thread may look values up: the first parses the file
+// while others wait; after that no lock is taken.
+class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
+                                          kp_UTIL_no_inadvertant_copies {
+ public:
+  // Remembers the path, resets bCfgReaded. Null counts as "".
+  explicit _kp_LOG_file_configuration(const char* path);
+  ~_kp_LOG_file_configuration() override;
+
+  // The setting of the section, else the one of the section "global". False when there is none or
+  // the file cannot be read. Null counts as "". Raises KPX_memory_alloc.
+  bool get_integer_value(const char* section, const char* key, unsigned& value) const override;
+
+  bool _find_value(const char* section, const char* key, unsigned& value) const;
+  // Parses the file into the table; false when it cannot be opened.
+  bool _save_all_from_file();
+
+  // Not 0 once a file has been parsed; shared by all sources, reset by every constructor.
+  static unsigned bCfgReaded;
+};
+
+#endif
