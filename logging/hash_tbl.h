@@ -2,7 +2,9 @@
 #ifndef KP_LOG_HASH_TBL_H
 #define KP_LOG_HASH_TBL_H
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <new>
 #include <utility>
 
@@ -16,14 +18,19 @@ struct kp_MISC_no_room {};
 // Buckets of doubly linked chains, new nodes at the head. The bucket of a key is
 // KP_hash(key, bucket count); keys compare with ==. A table with no buckets is empty, and the first
 // insertion sizes it. The table owns its nodes, keys and values; what a pointer value points to is
-// its user's. `Room` is a user's extra field of every node, default-constructed with it.
-// Not synchronised. A failed allocation raises KPX_memory_alloc (no message).
+// its user's. `Room` is a user's extra field of every node, default-initialised with it.
+// Up to 7 buckets live inside the table. Not synchronised.
+// A failed allocation raises KPX_memory_alloc (no message) and leaves the table usable.
 template <class K, class V, class Room = kp_MISC_no_room>
 class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
  public:
   struct node {
-    node* previous;  // null: the head of its chain
-    node* next;      // null: the end of its chain
+    template <class Key>
+    node(Key&& its_key, V its_value)
+        : key(std::forward<Key>(its_key)), value(std::move(its_value)) {}
+
+    node* previous = nullptr;  // null: the head of its chain
+    node* next = nullptr;      // null: the end of its chain
     K key;
     V value;
     [[no_unique_address]] Room room;
@@ -31,10 +38,10 @@ class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
 
   kp_MISC_hash_tbl() noexcept = default;
   explicit kp_MISC_hash_tbl(unsigned size) { set_size(size); }
-  ~kp_MISC_hash_tbl();
+  ~kp_MISC_hash_tbl() { release(); }
 
-  // Frees every node, then allocates KP_recommended_hash_size(size) empty buckets. When that fails
-  // the table is left without buckets.
+  // Frees every node, then makes KP_recommended_hash_size(size) empty buckets, never none. When
+  // that fails the table is left empty and without buckets.
   void set_size(unsigned size);
   // Frees every node; the buckets stay.
   void clear() noexcept;
@@ -43,16 +50,38 @@ class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
   unsigned size() const noexcept { return size_; }  // nodes held
 
   // The node of `key`, or null. Valid until the node is removed or the table cleared.
-  node* find(const K& key) noexcept { return find_in(bucket_of(key), key); }
+  node* find(const K& key) noexcept {
+    return find_in(bucket_of(key), [&key](const K& held) { return held == key; });
+  }
   const node* find(const K& key) const noexcept {
     return const_cast<kp_MISC_hash_tbl*>(this)->find(key);
   }
   // A new node at the head of its chain; the caller has made sure that `key` is not held.
-  node& insert(const K& key, V value);
+  node& insert(const K& key, V value) {
+    ensure_buckets();
+    return link(new_node(key, std::move(value)), bucket_of(key));
+  }
   void remove(node* n) noexcept;
 
-  // Calls f(node&) for every node, bucket by bucket from the head of each chain. `f` must not change
-  // the table.
+  // For kp_String keys whose KP_text_hash the caller knows: the same table, without hashing again
+  // and without a kp_String to look up by. `matches` takes a held key and says whether it is the
+  // one.
+  template <class Matches>
+  node* find_hashed(uint32_t hash, Matches&& matches) noexcept {
+    return find_in(bucket_of_hash(hash), std::forward<Matches>(matches));
+  }
+  template <class Matches>
+  const node* find_hashed(uint32_t hash, Matches&& matches) const noexcept {
+    return const_cast<kp_MISC_hash_tbl*>(this)->find_hashed(hash, std::forward<Matches>(matches));
+  }
+  template <class Key>
+  node& insert_hashed(uint32_t hash, Key&& key, V value) {
+    ensure_buckets();
+    return link(new_node(std::forward<Key>(key), std::move(value)), bucket_of_hash(hash));
+  }
+
+  // Calls f(node&) for every node, bucket by bucket from the head of each chain. `f` must not
+  // change the table.
   template <class F>
   void for_each(F&& f) const {
     for (unsigned b = 0; b < bucket_count_; ++b)
@@ -60,17 +89,98 @@ class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
   }
 
  private:
+  static constexpr unsigned inline_buckets = 7;
+
   unsigned bucket_of(const K& key) const noexcept {
     return bucket_count_ == 0 ? 0 : KP_hash(key, bucket_count_);
   }
-  node* find_in(unsigned bucket, const K& key) noexcept;
-
-  static constexpr unsigned inline_buckets = 7;
+  unsigned bucket_of_hash(uint32_t hash) const noexcept {
+    return bucket_count_ == 0 ? 0 : hash % bucket_count_;
+  }
+  void ensure_buckets() {
+    if (bucket_count_ == 0) set_size(0);
+  }
+  template <class Matches>
+  node* find_in(unsigned bucket, Matches&& matches) noexcept;
+  template <class Key>
+  static node* new_node(Key&& key, V value);
+  node& link(node* n, unsigned bucket) noexcept;
+  void release() noexcept;
 
   unsigned bucket_count_ = 0;
   unsigned size_ = 0;
   node** buckets_ = nullptr;  // null, inline_, or an owned array of bucket_count_
   node* inline_[inline_buckets] = {};
 };
+
+template <class K, class V, class Room>
+void kp_MISC_hash_tbl<K, V, Room>::set_size(unsigned size) {
+  release();
+  const unsigned count = KP_recommended_hash_size(size);
+  if (count <= inline_buckets) {
+    buckets_ = inline_;
+    std::fill_n(inline_, inline_buckets, nullptr);
+  } else {
+    buckets_ = new (std::nothrow) node*[count]();
+    if (buckets_ == nullptr) throw KPX_memory_alloc(nullptr, 0);
+  }
+  bucket_count_ = count;
+}
+
+template <class K, class V, class Room>
+void kp_MISC_hash_tbl<K, V, Room>::clear() noexcept {
+  for (unsigned b = 0; size_ != 0; ++b) {
+    while (node* head = buckets_[b]) {
+      buckets_[b] = head->next;
+      delete head;
+      --size_;
+    }
+  }
+}
+
+template <class K, class V, class Room>
+void kp_MISC_hash_tbl<K, V, Room>::remove(node* n) noexcept {
+  (n->previous != nullptr ? n->previous->next : buckets_[bucket_of(n->key)]) = n->next;
+  if (n->next != nullptr) n->next->previous = n->previous;
+  delete n;
+  --size_;
+}
+
+template <class K, class V, class Room>
+template <class Matches>
+typename kp_MISC_hash_tbl<K, V, Room>::node* kp_MISC_hash_tbl<K, V, Room>::find_in(
+    unsigned bucket, Matches&& matches) noexcept {
+  if (bucket_count_ == 0) return nullptr;
+  for (node* n = buckets_[bucket]; n != nullptr; n = n->next)
+    if (matches(static_cast<const K&>(n->key))) return n;
+  return nullptr;
+}
+
+template <class K, class V, class Room>
+template <class Key>
+typename kp_MISC_hash_tbl<K, V, Room>::node* kp_MISC_hash_tbl<K, V, Room>::new_node(Key&& key,
+                                                                                    V value) {
+  node* n = new (std::nothrow) node(std::forward<Key>(key), std::move(value));
+  if (n == nullptr) throw KPX_memory_alloc(nullptr, 0);
+  return n;
+}
+
+template <class K, class V, class Room>
+typename kp_MISC_hash_tbl<K, V, Room>::node& kp_MISC_hash_tbl<K, V, Room>::link(
+    node* n, unsigned bucket) noexcept {
+  n->next = buckets_[bucket];
+  if (n->next != nullptr) n->next->previous = n;
+  buckets_[bucket] = n;
+  ++size_;
+  return *n;
+}
+
+template <class K, class V, class Room>
+void kp_MISC_hash_tbl<K, V, Room>::release() noexcept {
+  clear();
+  if (buckets_ != inline_) delete[] buckets_;
+  buckets_ = nullptr;
+  bucket_count_ = 0;
+}
 
 #endif

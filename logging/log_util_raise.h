@@ -1,0 +1,60 @@
+// How the library raises its errors, and how it touches its exported plain variables.
+#ifndef KP_LOG_UTIL_RAISE_H
+#define KP_LOG_UTIL_RAISE_H
+
+#include <atomic>
+#include <initializer_list>
+#include <new>
+#include <stdexcept>
+#include <type_traits>
+#include <utility>
+
+#include "base/kp_exception.h"
+#include "base/kp_string.h"
+
+// Raises Error with that text.
+template <class Error>
+[[noreturn]] inline void kp_log_raise(const char* text) {
+  throw Error(text, 0);
+}
+
+// Raises Error with the pieces as one text; a null piece counts as "". Raises KPX_memory_alloc
+// instead when there is no memory for the text.
+template <class Error>
+[[noreturn]] inline void kp_log_raise(std::initializer_list<const char*> pieces) {
+  kp_String text;
+  for (const char* piece : pieces) text.append(piece);
+  throw Error(text.c_str(), 0);
+}
+
+// Raises KPX_memory_alloc, which carries no text.
+[[noreturn]] inline void kp_log_raise_alloc() {
+  throw KPX_memory_alloc(nullptr, 0);
+}
+
+// The result of f(); what the standard library raises for a failed allocation becomes
+// KPX_memory_alloc. Public entries that use standard containers or strings run inside it.
+template <class F>
+inline decltype(auto) kp_log_no_bad_alloc(F&& f) {
+  try {
+    return std::forward<F>(f)();
+  } catch (const std::bad_alloc&) {
+    kp_log_raise_alloc();
+  } catch (const std::length_error&) {
+    kp_log_raise_alloc();
+  }
+}
+
+// Exported process-wide variables are plain integers and flags that any thread may read while
+// another one sets them. Inside the library they are touched through these two only.
+template <class T>
+inline T kp_load(T& variable) noexcept {
+  return std::atomic_ref<T>(variable).load(std::memory_order_relaxed);
+}
+
+template <class T>
+inline void kp_store(T& variable, std::type_identity_t<T> value) noexcept {
+  std::atomic_ref<T>(variable).store(value, std::memory_order_relaxed);
+}
+
+#endif
