@@ -1,0 +1,28 @@
+#!/usr/bin/env python3
+"""Functions that the library and its tools do not call: unbounded, locale-hidden or not re-entrant."""
+import re
+import subprocess
+import sys
+
+BANNED = re.compile(r"(?<![\w.>:])(strcpy|strcat|sprintf|vsprintf|strtok|localtime|gmtime|asctime|ctime|"
+                    r"alloca|atoi|atol|sscanf|gets|tmpnam|mktemp)\s*\(")
+
+
+def main():
+    files = subprocess.run(["git", "ls-files", "base", "include", "logging", "tools", "examples"],
+                           capture_output=True, text=True, check=True).stdout.split()
+    bad = 0
+    for name in files:
+        if not name.endswith((".h", ".cpp")):
+            continue
+        with open(name, encoding="utf-8") as source:
+            for number, line in enumerate(source, 1):
+                code = line.split("//")[0]
+                found = BANNED.search(code)
+                if found:
+                    print(f"{name}:{number}: error: {found.group(1)} is not used here")
+                    bad += 1
+    return 1 if bad else 0
+
+
+sys.exit(main())
