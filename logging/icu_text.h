@@ -1,0 +1,79 @@
+// Text in code pages: ICU's converters behind a few functions.
+#ifndef KP_LOG_ICU_TEXT_H
+#define KP_LOG_ICU_TEXT_H
+
+#include <unicode/unistr.h>
+
+#include <atomic>
+#include <string>
+
+// A code page is named as ICU names it. Null and "" stand for ICU's default converter, the one that
+// is set at the moment of the call. Bytes that a code page does not know are read as U+FFFD, and
+// characters that it lacks are written as its substitution character: that is no failure.
+//
+// Each thread keeps the converters that it used last, so calls share nothing and take no lock of
+// ours. The host must not call u_cleanup() while it still uses the library.
+// A failed allocation raises KPX_memory_alloc.
+
+enum class icu_text_result {
+  ok,
+  unknown_code_page,  // there is no converter of that name
+  not_converted       // too long for the room given, or refused by the converter
+};
+
+// Reads `bytes` up to the NUL into `text`. On failure `text` is empty.
+icu_text_result icu_text_decode(const char* bytes, const char* code_page, icu::UnicodeString& text);
+
+// Writes `text` into the `size` bytes at `dst`; `written` counts the bytes. A NUL follows them only
+// where there is room left. On failure `written` is unchanged, and the bytes at `dst` are
+// undefined.
+icu_text_result icu_text_encode(const icu::UnicodeString& text, const char* code_page, char* dst,
+                                int size, int& written);
+
+// The same, into a string of any length. On failure `bytes` is empty.
+icu_text_result icu_text_encode(const icu::UnicodeString& text, const char* code_page,
+                                std::string& bytes);
+
+// Counts the UTF-16 code units that `bytes` has after decoding.
+icu_text_result icu_text_count_units(const char* bytes, const char* code_page, int& units);
+
+// Writes the first `n_units` UTF-16 code units of `bytes` to `dst`, in the same code page; where
+// `size` bytes do not hold them, as many whole characters as they hold. Adds no NUL of its own;
+// `written` counts the bytes. A cut between the halves of a surrogate pair leaves a lone half,
+// which is written as the code page's substitution character.
+icu_text_result icu_text_cut(const char* bytes, const char* code_page, int n_units, char* dst,
+                             int size, int& written);
+
+// Converts `src` from one code page to another, into the `len` bytes at `dst`. On success a NUL
+// follows the bytes written (so `dst` has room for len + 1 bytes) and `len` is their count. On
+// failure `len` is unchanged.
+bool icu_text_convert(const char* src, const char* from, const char* to, char* dst, unsigned& len);
+
+// A code page that is chosen once per process and kept ever after, even when it turns out that ICU
+// does not know it: writing text in it then fails each time. Constant-initialised; for static
+// storage. Any thread may call any operation.
+class icu_text_kept_code_page {
+ public:
+  constexpr icu_text_kept_code_page() noexcept = default;
+  icu_text_kept_code_page(const icu_text_kept_code_page&) = delete;
+  icu_text_kept_code_page& operator=(const icu_text_kept_code_page&) = delete;
+
+  bool is_chosen() const noexcept { return choice_.load(std::memory_order_acquire) != nullptr; }
+  // Keeps the code page, unless one is kept already. For null and "" that is ICU's default of the
+  // moment. False when this very call kept a code page that ICU does not know.
+  bool choose(const char* code_page);
+  // As icu_text_encode, in the kept code page.
+  icu_text_result encode(const icu::UnicodeString& text, char* dst, int size, int& written) const;
+
+ private:
+  struct choice {
+    std::string name;
+    bool known;
+  };
+  std::atomic<const choice*> choice_{nullptr};  // set once, never freed
+};
+
+// Whether ICU can open its default converter.
+bool icu_text_default_is_usable();
+
+#endif
