@@ -9,6 +9,7 @@
 #include "base/kp_nocopy.h"
 #include "base/kp_string.h"
 #include "base/kp_time.h"
+#include "kp_LOG_AttributeType.h"
 #include "logging/ustring.h"
 
 U_NAMESPACE_BEGIN
@@ -43,9 +44,10 @@ KP_API char* printf_out_attribute_value(char* buffer, const _kp_LOG_ustring& val
 // Write the text of `value` behind the end of the file: seek the stream to its end, then one write
 // on its descriptor, past the stream's buffer. Returns that write's result (which may be short), -1
 // for a stream without a descriptor or a failed seek, and the text's length, writing nothing, for a
-// null stream. A kp_String is written with its whole length. Two types differ, and are meant to: bool
-// returns 0 for a null stream; double is written through the stream itself, buffered and without the
-// seek, and returns what fprintf returns.
+// null stream. A kp_String is written with its whole length. Two types differ, and are meant to:
+// bool returns 0 for a null stream; double is written through the stream itself, buffered and
+// without the seek, and returns what fprintf returns, -1 for a null stream. UnicodeString writes
+// nothing: 0.
 KP_API int printf_attribute_value(FILE* stream, const char* value);
 KP_API int printf_attribute_value(FILE* stream, char* value);
 KP_API int printf_attribute_value(FILE* stream, bool value);
@@ -85,12 +87,10 @@ class KP_API _kp_LOG_type_base : kp_UTIL_no_inadvertant_copies {
 // A typed value of C++ type T, whatever its code. Several codes share one T: readers that accept a
 // family of codes reach the value through this class.
 template <class T>
-class _kp_LOG_value_holder : public _kp_LOG_type_base {
+class KP_API _kp_LOG_value_holder : public _kp_LOG_type_base {
  public:
   int print_type(FILE* stream) const override { return printf_attribute_value(stream, value); }
-  char* print_out(char* buffer) const override {
-    return printf_out_attribute_value(buffer, value);
-  }
+  char* print_out(char* buffer) const override { return printf_out_attribute_value(buffer, value); }
   void get_and_set(_kp_LOG_type_base* other) override {
     value = static_cast<_kp_LOG_value_holder*>(other)->value;
   }
@@ -106,10 +106,41 @@ class _kp_LOG_value_holder : public _kp_LOG_type_base {
 // The value of an attribute of type `code`: one instantiation per kp_AttributeType, with T as
 // kp_LOG_AttributeType.h names it.
 template <class T, unsigned char code>
-class _kp_LOG_datatype final : public _kp_LOG_value_holder<T> {
+class KP_API _kp_LOG_datatype final : public _kp_LOG_value_holder<T> {
  public:
   _kp_LOG_datatype() : _kp_LOG_value_holder<T>(code) {}
   explicit _kp_LOG_datatype(const T& initial) : _kp_LOG_value_holder<T>(code, initial) {}
 };
+
+// X(code, T) for every type, in the order of the codes.
+#define KP_LOG_EACH_ATTRIBUTE_TYPE(X) \
+  X(TypeBool, bool)                   \
+  X(TypeUInt1, unsigned char)         \
+  X(TypeSInt1, char)                  \
+  X(TypeUInt2, unsigned short)        \
+  X(TypeSInt2, short)                 \
+  X(TypeUInt4, unsigned)              \
+  X(TypeSInt4, int)                   \
+  X(TypeFloat, double)                \
+  X(TypeChar32, kp_String)            \
+  X(TypeChar64, kp_String)            \
+  X(TypeChar128, kp_String)           \
+  X(TypeChar256, kp_String)           \
+  X(TypeChar1K, kp_String)            \
+  X(TypeChar2K, kp_String)            \
+  X(TypeMBChar32, _kp_LOG_ustring)    \
+  X(TypeMBChar64, _kp_LOG_ustring)    \
+  X(TypeMBChar128, _kp_LOG_ustring)   \
+  X(TypeMBChar256, _kp_LOG_ustring)   \
+  X(TypeMBChar1K, _kp_LOG_ustring)    \
+  X(TypeMBChar2K, _kp_LOG_ustring)    \
+  X(TypeDate, kp_Time)                \
+  X(TypeTime, kp_Time)                \
+  X(TypeTimestamp, kp_Time)           \
+  X(TypeGUID, kp_String)
+
+#define KP_LOG_DECLARE_DATATYPE(code, T) extern template class _kp_LOG_datatype<T, code>;
+KP_LOG_EACH_ATTRIBUTE_TYPE(KP_LOG_DECLARE_DATATYPE)
+#undef KP_LOG_DECLARE_DATATYPE
 
 #endif

@@ -1,0 +1,117 @@
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "kp_LOG_debug_log.h"
+#include "logging/log_util_raise.h"
+
+unsigned debug_log_level = 0;
+
+// A line of this level is written whatever the debug level is; the highest one there is.
+static constexpr unsigned always_written_level = 9;
+// Lines up to this size are built on the stack.
+static constexpr size_t stack_line_room = 1024;
+
+// The debug log as a descriptor, or -1 when it cannot be opened or is not a regular file. Never
+// waits, not even for the other end of a pipe that somebody has put in its place.
+static int open_debug_log() {
+  const int file =
+      open("zel_debug.log", O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
+  if (file < 0) return -1;
+  struct stat status;
+  if (fstat(file, &status) == 0 && S_ISREG(status.st_mode)) return file;
+  close(file);
+  return -1;
+}
+
+// The local time as "YYYY/MM/DD HH:MM:SS"; "" when it cannot be told.
+static void format_local_time(char (&text)[20]) {
+  const time_t now = time(nullptr);
+  struct tm local;
+  if (localtime_r(&now, &local) == nullptr ||
+      strftime(text, sizeof text, "%Y/%m/%d %H:%M:%S", &local) == 0)
+    text[0] = '\0';
+}
+
+// Prints the prefix of a line and returns its length, which is far below `size`.
+static size_t print_prefix(char* line, size_t size) {
+  char when[20];
+  format_local_time(when);
+  const int length = snprintf(line, size, "%s(pid=%d)(tid=%d):", when, static_cast<int>(getpid()),
+                              static_cast<int>(pthread_self()));
+  return length > 0 ? static_cast<size_t>(length) : 0;
+}
+
+// One write for the whole line, so that lines of several threads and processes stay apart. Nobody
+// is told of a failure.
+static void write_line(const char* line, size_t length) {
+  const int file = open_debug_log();
+  if (file < 0) return;
+  const ssize_t written = write(file, line, length);
+  static_cast<void>(written);
+  close(file);
+}
+
+// A line too long for the stack: builds it again on the heap. Without memory for that, writes the
+// part that is in `line`.
+__attribute__((format(printf, 5, 0))) static void write_long_line(const char* line, size_t prefix,
+                                                                  size_t size, size_t length,
+                                                                  const char* format,
+                                                                  va_list args) {
+  const std::unique_ptr<char[]> whole(new (std::nothrow) char[length + 1]);
+  if (whole == nullptr) return write_line(line, size - 1);
+  std::memcpy(whole.get(), line, prefix);
+  vsnprintf(whole.get() + prefix, length + 1 - prefix, format, args);
+  write_line(whole.get(), length);
+}
+
+// Apart from LogDebugMessage, so that a line that is filtered out does not pay for its frame.
+__attribute__((noinline, format(printf, 1, 0))) static void append_line(const char* format,
+                                                                        va_list args) {
+  const int errno_of_caller = errno;
+  char line[stack_line_room];
+  const size_t prefix = print_prefix(line, sizeof line);
+
+  va_list args_again;
+  va_copy(args_again, args);
+  errno = errno_of_caller;
+  const int text = vsnprintf(line + prefix, sizeof line - prefix, format, args);
+  const size_t length = prefix + (text > 0 ? static_cast<size_t>(text) : 0);
+  if (length < sizeof line)
+    write_line(line, length);
+  else
+    write_long_line(line, prefix, sizeof line, length, format, args_again);
+  va_end(args_again);
+  errno = errno_of_caller;
+}
+
+void LogDebugMessage(unsigned level, const char* format, ...) {
+  const unsigned enabled = kp_load(debug_log_level);
+  if ((enabled == 0 || level > enabled) && level != always_written_level) return;
+  va_list args;
+  va_start(args, format);
+  append_line(format, args);
+  va_end(args);
+}
+
+void EnableDebugLog(int level) {
+  const unsigned wanted = static_cast<unsigned>(level);
+  if (wanted <= always_written_level) kp_store(debug_log_level, wanted);
+}
+
+unsigned GetDebugLogLevel() {
+  return kp_load(debug_log_level);
+}
+
+const char* GetZELVersion() {
+  return "1.1.1.0000";
+}
