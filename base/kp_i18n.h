@@ -5,11 +5,12 @@
 #include "base/kp_export.h"
 #include "base/kp_string.h"
 
-// A locale name such as "de_DE". A value; the name is kept as given and checked only when it is set.
+// A locale name such as "de_DE". A value; the name is kept as given and checked only when it is
+// set.
 class KP_API kp_Locale {
  public:
-  kp_Locale() = default;                             // the empty name
-  kp_Locale(const char* name) : name_(name) {}       // a copy; null counts as empty
+  kp_Locale() = default;                                  // the empty name
+  kp_Locale(const char* name) : name_(name) {}            // a copy; null counts as empty
   const char* get_name() const { return name_.c_str(); }  // valid as long as this object
 
  private:
@@ -19,7 +20,9 @@ class KP_API kp_Locale {
 inline bool operator==(const kp_Locale& a, const kp_Locale& b) {
   return kp_String(a.get_name()) == kp_String(b.get_name());
 }
-inline bool operator!=(const kp_Locale& a, const kp_Locale& b) { return !(a == b); }
+inline bool operator!=(const kp_Locale& a, const kp_Locale& b) {
+  return !(a == b);
+}
 
 // Makes `locale` ICU's default locale, so that catalogs opened from now on and the formats of
 // numbers, dates and times follow it. The empty name stands for the environment's locale.

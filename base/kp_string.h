@@ -50,8 +50,11 @@ class KP_API kp_String {
   static constexpr unsigned inline_room = 32;  // bytes inside the object, the NUL included
 
   bool is_inline() const noexcept { return bytes_ == room_; }
+  unsigned growth() const noexcept;           // the length to make room for when appending
+  void make_room(unsigned length);            // of a string without a buffer; sets no length
+  void set_length(unsigned length) noexcept;  // with the NUL behind it
   void release() noexcept;
-  void take(kp_String& other) noexcept;
+  void take(kp_String& other) noexcept;  // of a string without a buffer
 
   char* bytes_;        // null (no buffer), room_, or an owned block of capacity_ bytes
   unsigned length_;    // without the NUL
@@ -65,6 +68,8 @@ inline bool operator==(const kp_String& a, const kp_String& b) noexcept {
 inline bool operator!=(const kp_String& a, const kp_String& b) noexcept {
   return a.compare(b) != 0;
 }
-inline bool operator<(const kp_String& a, const kp_String& b) noexcept { return a.compare(b) < 0; }
+inline bool operator<(const kp_String& a, const kp_String& b) noexcept {
+  return a.compare(b) < 0;
+}
 
 #endif

@@ -55,10 +55,10 @@ class KP_API kp_Time {
   bool set_to_string_value(const char* text);
 
  private:
-  long long seconds_as_told() const;             // since 1970-01-01 00:00:00, in the time's own mode
-  void set_seconds_as_told(long long seconds);   // the inverse
-  int offset_minutes() const;                    // local minus GMT
-  void take_system_zone();                       // bias and flag of the moment the fields tell
+  long long seconds_as_told() const;            // since 1970-01-01 00:00:00, in the time's own mode
+  void set_seconds_as_told(long long seconds);  // the inverse
+  int offset_minutes() const;                   // local minus GMT
+  void take_system_zone();                      // bias and flag of the moment the fields tell
 
   unsigned short year_;
   unsigned short month_;

@@ -1,0 +1,155 @@
+// Wrappers of the C library, under the names that the product line uses. Each has the contract of
+// the function it is named for; what differs is said. In builds with fault hooks, every wrapper
+// that can fail asks the hook first.
+#ifndef KP_CLIB_H
+#define KP_CLIB_H
+
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "base/kp_export.h"
+#include "base/kp_fault.h"
+
+// ---- buffered files ----
+
+inline FILE* KP_fopen(const char* path, const char* mode) noexcept {
+  return kp_fault_strikes(kp_fault_call::fopen) ? nullptr : fopen(path, mode);
+}
+
+// Closes the stream in any case.
+inline int KP_fclose(FILE* stream) noexcept {
+  kp_fault_unmark(stream);
+  const bool struck = kp_fault_strikes(kp_fault_call::fclose);
+  const int status = fclose(stream);
+  return struck ? EOF : status;
+}
+
+// A signal handler that interrupts the reading does not end it: the rest is read on from where it
+// stopped. A count of less than `count` is the end of the file or a real error.
+KP_API size_t KP_fread(void* buffer, size_t size, size_t count, FILE* stream) noexcept;
+
+// The writing interrupted by a signal handler is taken up again as long as nothing has left the
+// stream's buffer yet; later the C library no longer tells what has reached the file, and the
+// interruption is an error like any other.
+KP_API size_t KP_fwrite(const void* buffer, size_t size, size_t count, FILE* stream) noexcept;
+
+inline int KP_fseek(FILE* stream, off_t offset, int whence) noexcept {
+  return kp_fault_strikes(kp_fault_call::fseek) ? -1 : fseeko(stream, offset, whence);
+}
+
+inline off_t KP_ftell(FILE* stream) noexcept {
+  return kp_fault_strikes(kp_fault_call::ftell) ? -1 : ftello(stream);
+}
+
+inline int KP_fflush(FILE* stream) noexcept {
+  return kp_fault_strikes(kp_fault_call::fflush) ? EOF : fflush(stream);
+}
+
+inline int KP_getc(FILE* stream) noexcept {
+  if (!kp_fault_strikes(kp_fault_call::getc)) return getc(stream);
+  kp_fault_mark(stream);
+  return EOF;
+}
+
+inline int KP_feof(FILE* stream) noexcept {
+  return feof(stream);
+}
+
+inline int KP_ferror(FILE* stream) noexcept {
+  return kp_fault_is_marked(stream) ? 1 : ferror(stream);
+}
+
+inline int KP_fileno(FILE* stream) noexcept {
+  return fileno(stream);
+}
+
+// Opens a regular file for reading, without ever waiting. Null for anything else (a FIFO, a folder,
+// a device) and for a file that cannot be opened.
+KP_API FILE* KP_open_regular(const char* path) noexcept;
+
+// Closes the stream that a kp_file owns; for streams whose closing cannot lose anything.
+struct kp_file_closer {
+  void operator()(FILE* stream) const noexcept { KP_fclose(stream); }
+};
+using kp_file = std::unique_ptr<FILE, kp_file_closer>;
+
+// ---- descriptors, paths, environment ----
+
+KP_API ssize_t KP_write(int descriptor, const void* buffer, size_t length) noexcept;
+
+inline int KP_stat(const char* path, struct stat* status) noexcept {
+  return kp_fault_strikes(kp_fault_call::stat) ? -1 : stat(path, status);
+}
+
+inline int KP_fstat(int descriptor, struct stat* status) noexcept {
+  return kp_fault_strikes(kp_fault_call::fstat) ? -1 : fstat(descriptor, status);
+}
+
+inline int KP_access(const char* path, int mode) noexcept {
+  return kp_fault_strikes(kp_fault_call::access) ? -1 : access(path, mode);
+}
+
+inline char* KP_getcwd(char* buffer, size_t size) noexcept {
+  return kp_fault_strikes(kp_fault_call::getcwd) ? nullptr : getcwd(buffer, size);
+}
+
+// Null in a program that runs with more rights than its user has, whatever the environment holds.
+inline char* KP_getenv(const char* name) noexcept {
+  return secure_getenv(name);
+}
+
+// ---- texts ----
+
+inline size_t KP_strlen(const char* text) noexcept {
+  return strlen(text);
+}
+inline int KP_strcmp(const char* a, const char* b) noexcept {
+  return strcmp(a, b);
+}
+
+// The number that the decimal digits at the start of `text` tell, up to the first other character:
+// 0 when there are none (null included), 4294967295 when it does not fit.
+KP_API uint32_t KP_strto4u(const char* text) noexcept;
+
+// The same in base 16, behind an optional "0x" or "0X".
+KP_API uint32_t KP_hexto4u(const char* text) noexcept;
+
+// ---- time ----
+
+inline time_t KP_time(time_t* result) noexcept {
+  return time(result);
+}
+
+inline struct tm* KP_localtime_r(const time_t* moment, struct tm* result) noexcept {
+  return kp_fault_strikes(kp_fault_call::localtime_r) ? nullptr : localtime_r(moment, result);
+}
+
+inline time_t KP_mktime(struct tm* broken_down) noexcept {
+  return kp_fault_strikes(kp_fault_call::mktime) ? -1 : mktime(broken_down);
+}
+
+// The attribute has the compiler check the formats of the callers instead of this one.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+[[gnu::format(strftime, 3, 0)]] inline size_t KP_strftime(char* buffer, size_t size,
+                                                          const char* format,
+                                                          const struct tm* moment) noexcept {
+  return kp_fault_strikes(kp_fault_call::strftime) ? 0 : strftime(buffer, size, format, moment);
+}
+#pragma GCC diagnostic pop
+
+// ---- assertions ----
+
+// Reports a broken assumption as one line on standard error, "file:line: assertion failed:
+// expression", and returns. Keeps errno.
+KP_API void KP_assertion_violation(const char* expression, const char* file, int line) noexcept;
+
+#endif

@@ -1,0 +1,324 @@
+#include "base/kp_time.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+
+#include "base/kp_clib.h"
+
+static constexpr long long seconds_per_minute = 60;
+static constexpr long long seconds_per_day = 86400;
+static constexpr int daylight_minutes = 60;
+
+// ---- calendar: days since 1970-01-01 of the Gregorian calendar, and back ----
+
+// Years are counted from March, so that the leap day is a year's last; an era is 400 such years.
+static constexpr long long days_per_era = 146097;
+static constexpr long long days_to_epoch = 719468;  // from 0000-03-01 to 1970-01-01
+
+struct kp_civil_date {
+  long long year;
+  long long month;  // 1 to 12
+  long long day;    // 1 to 31
+};
+
+static constexpr long long floor_divide(long long a, long long b) {
+  return a / b - (a % b < 0 ? 1 : 0);
+}
+
+// Months and days outside their usual range count on from the date's year and month.
+static constexpr long long days_of(const kp_civil_date& date) {
+  const long long months = date.year * 12 + date.month - 3;  // since March of year 0
+  const long long year = floor_divide(months, 12);
+  const long long month = months - year * 12;
+  const long long leap_days =
+      floor_divide(year, 4) - floor_divide(year, 100) + floor_divide(year, 400);
+  return year * 365 + leap_days + (153 * month + 2) / 5 + date.day - 1 - days_to_epoch;
+}
+
+static constexpr kp_civil_date date_of(long long days) {
+  const long long shifted = days + days_to_epoch;
+  const long long era = floor_divide(shifted, days_per_era);
+  const long long day_of_era = shifted - era * days_per_era;
+  const long long year_of_era =
+      (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+  const long long day_of_year =
+      day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+  const long long month = (5 * day_of_year + 2) / 153;  // from March
+  const long long day = day_of_year - (153 * month + 2) / 5 + 1;
+  const bool next_year = month >= 10;
+  return {era * 400 + year_of_era + (next_year ? 1 : 0), next_year ? month - 9 : month + 3, day};
+}
+
+static constexpr int days_in_month(int year, int month) {
+  const kp_civil_date first = {year, month, 1};
+  const kp_civil_date next = {year, month + 1, 1};
+  return static_cast<int>(days_of(next) - days_of(first));
+}
+
+static constexpr long long last_year = std::numeric_limits<unsigned short>::max();
+static constexpr long long earliest_second = days_of({0, 1, 1}) * seconds_per_day;
+static constexpr long long latest_second = days_of({last_year + 1, 1, 1}) * seconds_per_day - 1;
+
+static unsigned short field(long long value) {
+  return static_cast<unsigned short>(std::clamp(value, 0LL, last_year));
+}
+
+// ---- the system's zone ----
+
+// Bias and flag as a kp_Time holds them.
+struct kp_system_zone {
+  short bias;
+  short daylight;
+};
+
+static bool operator==(const kp_system_zone& a, const kp_system_zone& b) {
+  return a.bias == b.bias && a.daylight == b.daylight;
+}
+
+static int offset_of(const kp_system_zone& zone) {
+  return (zone.daylight != 0 ? daylight_minutes : 0) - zone.bias;
+}
+
+// GMT, when the C library cannot tell.
+static kp_system_zone zone_at(time_t moment) {
+  struct tm local = {};
+  if (KP_localtime_r(&moment, &local) == nullptr) return {0, 0};
+  const bool ahead = local.tm_isdst > 0;
+  const long bias = (ahead ? daylight_minutes : 0) - local.tm_gmtoff / seconds_per_minute;
+  return {static_cast<short>(bias), static_cast<short>(ahead)};
+}
+
+static time_t instant_of(long long local_seconds, const kp_system_zone& zone) {
+  return local_seconds - offset_of(zone) * seconds_per_minute;
+}
+
+// The zone that clocks showed when they showed that local time: of a time shown twice, the first
+// showing; a time that clocks skipped is read with the zone from before the gap.
+static kp_system_zone zone_at_local(long long local_seconds) {
+  const kp_system_zone before = zone_at(local_seconds - seconds_per_day);
+  if (zone_at(instant_of(local_seconds, before)) == before) return before;
+  const kp_system_zone after = zone_at(local_seconds + seconds_per_day);
+  return zone_at(instant_of(local_seconds, after)) == after ? after : before;
+}
+
+// What a thread remembers of the system's zone. localtime_r takes a lock that is shared by the
+// whole process, so threads that stamp entries would queue for it; within one minute the answer
+// cannot change unless the zone itself is changed. A change by setenv("TZ") and tzset() shows in
+// the C library's variables, which are compared by value and, the names, by address: they are never
+// freed. Trivially destructible, so that unloading the library leaves nothing behind in running
+// threads.
+struct kp_zone_memory {
+  time_t minute;  // its first second
+  const char* standard_name;
+  const char* daylight_name;
+  long standard_offset;
+  int has_daylight;
+  kp_system_zone zone;
+  bool known;
+};
+
+static thread_local kp_zone_memory zone_memory;
+
+static bool is_remembered(const kp_zone_memory& memory, time_t minute) {
+  return memory.known && memory.minute == minute && memory.standard_name == tzname[0] &&
+         memory.daylight_name == tzname[1] && memory.standard_offset == timezone &&
+         memory.has_daylight == daylight;
+}
+
+static void remember(time_t minute, const kp_system_zone& zone) {
+  zone_memory = {minute, tzname[0], tzname[1], timezone, daylight, zone, true};
+}
+
+// A minute in which the zone changes is not remembered.
+static kp_system_zone zone_now(time_t now) {
+  const time_t minute = now - now % seconds_per_minute;
+  if (is_remembered(zone_memory, minute)) return zone_memory.zone;
+  const kp_system_zone last = zone_at(minute + seconds_per_minute - 1);
+  const kp_system_zone first = zone_at(minute);
+  if (!(first == last)) return zone_at(now);
+  remember(minute, first);
+  return first;
+}
+
+// ---- kp_Time ----
+
+kp_Time::kp_Time() : gmt_(false) {
+  const time_t now = KP_time(nullptr);
+  const kp_system_zone zone = zone_now(now);
+  zone_bias_ = zone.bias;
+  daylight_flag_ = zone.daylight;
+  set_seconds_as_told(now + offset_minutes() * seconds_per_minute);
+}
+
+kp_Time::kp_Time(int year, int month, int day, int hour, int minute, int second, bool gmt)
+    : year_(field(year)),
+      month_(field(month)),
+      day_(field(day)),
+      hour_(field(hour)),
+      minute_(field(minute)),
+      second_(field(second)),
+      gmt_(gmt) {
+  take_system_zone();
+}
+
+void kp_Time::local_to_GMT() {
+  if (gmt_) return;
+  set_seconds_as_told(seconds_as_told() - offset_minutes() * seconds_per_minute);
+  gmt_ = true;
+}
+
+void kp_Time::GMT_to_local() {
+  if (!gmt_) return;
+  set_seconds_as_told(seconds_as_told() + offset_minutes() * seconds_per_minute);
+  gmt_ = false;
+}
+
+void kp_Time::set_zero() {
+  zone_bias_ = 0;
+  daylight_flag_ = 0;
+  gmt_ = true;
+  set_seconds_as_told(0);
+}
+
+int kp_Time::compare_time(const kp_Time& other) const {
+  const auto instant = [](const kp_Time& t) {
+    return t.seconds_as_told() - (t.gmt_ ? 0 : t.offset_minutes() * seconds_per_minute);
+  };
+  const long long mine = instant(*this);
+  const long long theirs = instant(other);
+  return (mine > theirs ? 1 : 0) - (mine < theirs ? 1 : 0);
+}
+
+long long kp_Time::seconds_as_told() const {
+  return days_of({year_, month_, day_}) * seconds_per_day + hour_ * 3600LL + minute_ * 60LL +
+         second_;
+}
+
+void kp_Time::set_seconds_as_told(long long seconds) {
+  const long long told = std::clamp(seconds, earliest_second, latest_second);
+  const long long days = floor_divide(told, seconds_per_day);
+  const long long second_of_day = told - days * seconds_per_day;
+  const kp_civil_date date = date_of(days);
+  year_ = field(date.year);
+  month_ = field(date.month);
+  day_ = field(date.day);
+  hour_ = field(second_of_day / 3600);
+  minute_ = field(second_of_day / 60 % 60);
+  second_ = field(second_of_day % 60);
+}
+
+int kp_Time::offset_minutes() const {
+  return offset_of({zone_bias_, daylight_flag_});
+}
+
+void kp_Time::take_system_zone() {
+  const long long told = seconds_as_told();
+  const kp_system_zone zone = gmt_ ? zone_at(told) : zone_at_local(told);
+  zone_bias_ = zone.bias;
+  daylight_flag_ = zone.daylight;
+}
+
+// ---- texts ----
+
+void kp_Time::print_date_out(char* buffer, unsigned size) const {
+  snprintf(buffer, size, "%04u-%02u-%02u", unsigned{year_}, unsigned{month_}, unsigned{day_});
+}
+
+void kp_Time::print_time_out(char* buffer, unsigned size) const {
+  snprintf(buffer, size, "%02u:%02u:%02u", unsigned{hour_}, unsigned{minute_}, unsigned{second_});
+}
+
+// "Z", or the offset as in "+08:00".
+static void print_zone(char (&buffer)[16], bool gmt, int offset) {
+  const int minutes = offset < 0 ? -offset : offset;
+  if (gmt)
+    snprintf(buffer, sizeof buffer, "Z");
+  else
+    snprintf(buffer, sizeof buffer, "%c%02d:%02d", offset < 0 ? '-' : '+', minutes / 60,
+             minutes % 60);
+}
+
+void kp_Time::print_out(char* buffer, unsigned size) const {
+  char date[32];
+  char time_of_day[32];
+  char zone[16];
+  print_date_out(date, sizeof date);
+  print_time_out(time_of_day, sizeof time_of_day);
+  print_zone(zone, gmt_, offset_minutes());
+  snprintf(buffer, size, "%sT%s%s", date, time_of_day, zone);
+}
+
+// Walks over a text that tells a time. Every operation either takes what it names and moves on, or
+// returns false; then where it stands no longer matters.
+class kp_time_reader {
+ public:
+  explicit kp_time_reader(const char* text) : at_(text) {}
+
+  bool at_end() const { return *at_ == '\0'; }
+
+  // The next character, when it is one of `choices`; '\0' otherwise.
+  char take_one_of(const char* choices) {
+    return !at_end() && strchr(choices, *at_) != nullptr ? *at_++ : '\0';
+  }
+
+  // A number of exactly `digits` digits from `least` to `most`.
+  bool take_number(int digits, int least, int most, int& number) {
+    number = 0;
+    for (int i = 0; i < digits; ++i, ++at_) {
+      if (*at_ < '0' || *at_ > '9') return false;
+      number = number * 10 + (*at_ - '0');
+    }
+    return number >= least && number <= most;
+  }
+
+ private:
+  const char* at_;
+};
+
+// What a text tells; the zone is missing unless it is named.
+struct kp_told_time {
+  int year, month, day;
+  int hour = 0, minute = 0, second = 0;
+  char zone = '\0';  // 'Z', '+', '-' or none
+  int zone_hours = 0, zone_minutes = 0;
+};
+
+static bool read_date(kp_time_reader& in, kp_told_time& told) {
+  return in.take_number(4, 0, 9999, told.year) && in.take_one_of("-") != '\0' &&
+         in.take_number(2, 1, 12, told.month) && in.take_one_of("-") != '\0' &&
+         in.take_number(2, 1, days_in_month(told.year, told.month), told.day);
+}
+
+static bool read_time_of_day(kp_time_reader& in, kp_told_time& told) {
+  return in.take_number(2, 0, 23, told.hour) && in.take_one_of(":") != '\0' &&
+         in.take_number(2, 0, 59, told.minute) && in.take_one_of(":") != '\0' &&
+         in.take_number(2, 0, 59, told.second);
+}
+
+static bool read_zone(kp_time_reader& in, kp_told_time& told) {
+  told.zone = in.take_one_of("Z+-");
+  if (told.zone == '\0' || told.zone == 'Z') return true;
+  return in.take_number(2, 0, 23, told.zone_hours) && in.take_one_of(":") != '\0' &&
+         in.take_number(2, 0, 59, told.zone_minutes);
+}
+
+static bool read_told_time(const char* text, kp_told_time& told) {
+  kp_time_reader in(text);
+  if (!read_date(in, told)) return false;
+  if (in.at_end()) return true;
+  return in.take_one_of("T ") != '\0' && read_time_of_day(in, told) && read_zone(in, told) &&
+         in.at_end();
+}
+
+bool kp_Time::set_to_string_value(const char* text) {
+  kp_told_time told = {};
+  if (text == nullptr || !read_told_time(text, told)) return false;
+  *this = kp_Time(told.year, told.month, told.day, told.hour, told.minute, told.second,
+                  told.zone == 'Z');
+  if (told.zone != '+' && told.zone != '-') return true;
+  const int minutes = told.zone_hours * 60 + told.zone_minutes;
+  zone_bias_ = static_cast<short>(told.zone == '-' ? minutes : -minutes);
+  daylight_flag_ = 0;
+  return true;
+}
