@@ -1,10 +1,11 @@
 #include "logging/attr_value.h"
 
 #include <unicode/unistr.h>
-#include <unistd.h>
 
 #include <charconv>
 #include <cstring>
+
+#include "base/kp_clib.h"
 
 _kp_LOG_type_base::~_kp_LOG_type_base() = default;
 
@@ -78,9 +79,9 @@ static char* append_text(char* buffer, const attr_value_text& text) {
 
 static int write_text(FILE* stream, const attr_value_text& text) {
   if (stream == nullptr) return static_cast<int>(text.length());
-  const int file = fileno(stream);
-  if (file == -1 || fseek(stream, 0, SEEK_END) != 0) return -1;
-  return static_cast<int>(write(file, text.bytes(), text.length()));
+  const int file = KP_fileno(stream);
+  if (file == -1 || KP_fseek(stream, 0, SEEK_END) != 0) return -1;
+  return static_cast<int>(KP_write(file, text.bytes(), text.length()));
 }
 
 char* printf_out_attribute_value(char* buffer, const char* value) {

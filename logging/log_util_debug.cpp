@@ -1,8 +1,5 @@
 #include <fcntl.h>
 #include <pthread.h>
-#include <sys/stat.h>
-#include <time.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
@@ -11,6 +8,7 @@
 #include <memory>
 #include <new>
 
+#include "base/kp_clib.h"
 #include "kp_LOG_debug_log.h"
 #include "logging/log_util_raise.h"
 
@@ -28,17 +26,17 @@ static int open_debug_log() {
       open("zel_debug.log", O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
   if (file < 0) return -1;
   struct stat status;
-  if (fstat(file, &status) == 0 && S_ISREG(status.st_mode)) return file;
+  if (KP_fstat(file, &status) == 0 && S_ISREG(status.st_mode)) return file;
   close(file);
   return -1;
 }
 
 // The local time as "YYYY/MM/DD HH:MM:SS"; "" when it cannot be told.
 static void format_local_time(char (&text)[20]) {
-  const time_t now = time(nullptr);
+  const time_t now = KP_time(nullptr);
   struct tm local;
-  if (localtime_r(&now, &local) == nullptr ||
-      strftime(text, sizeof text, "%Y/%m/%d %H:%M:%S", &local) == 0)
+  if (KP_localtime_r(&now, &local) == nullptr ||
+      KP_strftime(text, sizeof text, "%Y/%m/%d %H:%M:%S", &local) == 0)
     text[0] = '\0';
 }
 
@@ -56,7 +54,7 @@ static size_t print_prefix(char* line, size_t size) {
 static void write_line(const char* line, size_t length) {
   const int file = open_debug_log();
   if (file < 0) return;
-  const ssize_t written = write(file, line, length);
+  const ssize_t written = KP_write(file, line, length);
   static_cast<void>(written);
   close(file);
 }
@@ -69,7 +67,7 @@ __attribute__((format(printf, 5, 0))) static void write_long_line(const char* li
                                                                   va_list args) {
   const std::unique_ptr<char[]> whole(new (std::nothrow) char[length + 1]);
   if (whole == nullptr) return write_line(line, size - 1);
-  std::memcpy(whole.get(), line, prefix);
+  memcpy(whole.get(), line, prefix);
   vsnprintf(whole.get() + prefix, length + 1 - prefix, format, args);
   write_line(whole.get(), length);
 }

@@ -2,8 +2,11 @@
 #ifndef KP_LOG_LOGCFG_FILE_H
 #define KP_LOG_LOGCFG_FILE_H
 
-#include <atomic>
+#include <sys/stat.h>
+
+#include <cstdint>
 #include <cstdio>
+#include <ctime>
 
 #include "base/kp_lock.h"
 #include "base/kp_nocopy.h"
@@ -46,15 +49,20 @@ class KP_API read_file {
   // ends at a CR or LF, and one more CR or LF behind it belongs to the end as well.
   // 0: a line was read. -1: a failed seek or read, a negative `max`, or a line of more than `max`
   // bytes. -2: the file ended; the rest of it is in `buffer`.
+  // The position never passes 2147483647: a line that would move it there is -1 as well.
   int readLine(FILE* stream, char* buffer, int max);
 
+  int position() const noexcept { return position_; }
+
  private:
-  int position_ = 0;
+  int advance(int64_t bytes, int result);
+
+  int position_ = 0;  // bytes from the start of the file
 };
 
-// A text file of sections and key/value lines, described in docs/configuration-file.md. Read once, at
-// the first look-up, and then never again. Any thread may look values up: the first parses the file
-// while others wait; after that no lock is taken.
+// A text file of sections and key/value lines, described in docs/configuration-file.md. Read once,
+// at the first look-up, and then never again. Any thread may look values up: the first parses the
+// file while others wait; after that no lock is taken.
 class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
                                           kp_UTIL_no_inadvertant_copies {
  public:
@@ -67,11 +75,23 @@ class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
   bool get_integer_value(const char* section, const char* key, unsigned& value) const override;
 
   bool _find_value(const char* section, const char* key, unsigned& value) const;
-  // Parses the file into the table; false when it cannot be opened.
-  bool _save_all_from_file();
+  // Parses the file into the table; false when it cannot be opened or is not a regular file. What
+  // lies beyond its first mebibyte is not read. Raises KPX_memory_alloc.
+  bool _save_all_from_file() const;
 
   // Not 0 once a file has been parsed; shared by all sources, reset by every constructor.
   static unsigned bCfgReaded;
+
+ private:
+  bool _is_up_to_date(const struct stat& status) const;
+  bool _read_anew(const struct stat& status) const;
+
+  mutable time_t last_changed_ =
+      0;                           // the file's modification time when it was last read, in seconds
+  mutable bool was_read_ = false;  // whether last_changed_ says anything
+  mutable _kp_LOG_log_setting_tbl settings_;
+  mutable kp_LOG_CRWLock lock_;  // writer: whoever reads the file
+  kp_String path_;
 };
 
 #endif

@@ -1,0 +1,236 @@
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "base/kp_clib.h"
+#include "base/kp_lock.h"
+#include "kp_LOG_LogConfig.h"
+#include "kp_LOG_debug_log.h"
+#include "kp_LOG_errors.h"
+#include "logging/ldf_load.h"
+#include "logging/log_util_raise.h"
+#include "logging/logcfg_file.h"
+#include "logging/logmsg.h"
+
+// ---- the process-wide objects ----
+
+// The definition table stands in storage of its own and is never destroyed: what still logs after
+// this library's part of the process has ended finds an empty table instead of a dead one.
+static _kp_LOG_log_definition_tbl& definition_table() {
+  alignas(
+      _kp_LOG_log_definition_tbl) static unsigned char storage[sizeof(_kp_LOG_log_definition_tbl)];
+  static auto* const table = new (storage) _kp_LOG_log_definition_tbl;
+  return *table;
+}
+
+static void forget_definitions() {
+  definition_table().clear();
+  _kp_LOG_log_definition::clear_global_attr_info();
+}
+
+__attribute__((destructor)) static void forget_definitions_at_unload() {
+  forget_definitions();
+}
+
+// ---- settings ----
+
+bool b_is_icu_enabled = true;
+unsigned action_on_exceed = 0;
+static kp_SynchronizationLevelType synchronization_level = KP_SYNC_THREAD;
+static bool count_config_is_enabled = false;
+static _kp_LOG_configuration* configuration_source = nullptr;
+
+// A text of the configuration. Set under the process-wide lock, and never freed at the end of the
+// process, so that it can be read until then.
+class logcfg_text {
+ public:
+  // Stores a copy. When there is no memory for it the text before it stays.
+  void set(const char* text) {
+    const size_t size = KP_strlen(text) + 1;
+    char* copy = new (std::nothrow) char[size];
+    if (copy == nullptr) kp_log_raise_alloc();
+    std::memcpy(copy, text, size);
+    delete[] std::atomic_ref(text_).exchange(copy, std::memory_order_acq_rel);
+  }
+  // "" as long as none is set.
+  const char* get() {
+    const char* text = std::atomic_ref(text_).load(std::memory_order_acquire);
+    return text != nullptr ? text : "";
+  }
+
+ private:
+  char* text_ = nullptr;
+};
+
+static constinit logcfg_text definition_path;
+static constinit logcfg_text aux_definition_path;
+static constinit logcfg_text code_page;
+
+[[noreturn]] static void raise_invalid_argument() {
+  kp_log_raise<KPX_logging_illegal_argument>("invalid argument");
+}
+
+// ---- flags and numbers ----
+
+void kp_LOG_LogConfig::SetSynchronizationLevel(kp_SynchronizationLevelType level) {
+  if (static_cast<unsigned>(level) < 5) kp_store(synchronization_level, level);
+}
+
+kp_SynchronizationLevelType kp_LOG_LogConfig::GetSynchronizationLevel() {
+  return kp_load(synchronization_level);
+}
+
+void kp_LOG_LogConfig::EnableCountConfig(bool enable) {
+  kp_store(count_config_is_enabled, enable);
+}
+
+bool kp_LOG_LogConfig::IsEnableCountConfig() {
+  return kp_load(count_config_is_enabled);
+}
+
+void kp_LOG_LogConfig::SetICUEnabled(bool enable) {
+  kp_store(b_is_icu_enabled, enable);
+  LogDebugMessage(2, "%s:%d kp_LOG_LogConfig::SetICUEnabled, ok!\n", "logging/logcfg", __LINE__);
+}
+
+bool kp_LOG_LogConfig::IsICUEnabled() {
+  return kp_load(b_is_icu_enabled);
+}
+
+void kp_LOG_LogConfig::SetActionAttrLenExceed(int action) {
+  if (action != 0 && action != 1)
+    kp_log_raise<KPX_logging_illegal_argument>(
+        "The action when attribute exceeds limitation is invalid!\n");
+  kp_store(action_on_exceed, static_cast<unsigned>(action));
+}
+
+int kp_LOG_LogConfig::GetActionAttrLenExceed() {
+  return static_cast<int>(kp_load(action_on_exceed));
+}
+
+// ---- definitions ----
+
+_kp_LOG_log_definition_tbl* kp_LOG_LogConfig::GetDefinitionTable() {
+  return &definition_table();
+}
+
+void kp_LOG_LogConfig::ClearDefinitions() {
+  const kp_THREAD_global_lock lock;
+  forget_definitions();
+  LogDebugMessage(2, "%s:%d kp_LOG_LogConfig::ClearDefinitions, ok!\n", "logging/logcfg", __LINE__);
+}
+
+void kp_LOG_LogConfig::SetDefinitionPath(const char* path) {
+  const kp_THREAD_global_lock lock;
+  if (path == nullptr) {
+    LogDebugMessage(1, "%s:%d kp_LOG_LogConfig::SetDefinitionPath, path==0!\n", "logging/logcfg",
+                    __LINE__);
+    raise_invalid_argument();
+  }
+  definition_path.set(path);
+  definition_table().set_precompiled_definition_file_path(definition_path.get());
+  LogDebugMessage(2, "%s:%d kp_LOG_LogConfig::SetDefinitionPath, path=%s!\n", "logging/logcfg",
+                  __LINE__, definition_path.get());
+}
+
+const char* kp_LOG_LogConfig::GetDefinitionPath() {
+  return definition_path.get();
+}
+
+void kp_LOG_LogConfig::SetAuxDefinitionPath(const char* path) {
+  if (path == nullptr) {
+    LogDebugMessage(1, "%s:%d kp_LOG_LogConfig::SetAuxDefinitionPath path==0\n", "logging/logcfg",
+                    __LINE__);
+    raise_invalid_argument();
+  }
+  const kp_THREAD_global_lock lock;
+  aux_definition_path.set(path);
+  definition_table().set_precompiled_aux_definition_file_path(aux_definition_path.get());
+  LogDebugMessage(2, "%s:%d kp_LOG_LogConfig::SetAuxDefinitionPath, path=%s!\n", "logging/logcfg",
+                  __LINE__, aux_definition_path.get());
+}
+
+const char* kp_LOG_LogConfig::GetAuxDefinitionPath() {
+  return aux_definition_path.get();
+}
+
+// ---- messages ----
+
+void kp_LOG_LogConfig::SetMessageCatalogPath(const char* path) {
+  if (!IsICUEnabled()) return;
+  const kp_THREAD_global_lock lock;
+  _kp_LOG_log_message::set_resource_path(path);
+  LogDebugMessage(2, "%s:%d kp_LOG_LogConfig::SetMessageCatalogPath, path=%s!\n", "logging/logcfg",
+                  __LINE__, path != nullptr ? _kp_LOG_log_message::get_resource_path() : "(NULL)");
+}
+
+const char* kp_LOG_LogConfig::GetMessageCatalogPath() {
+  return IsICUEnabled() ? _kp_LOG_log_message::get_resource_path() : "";
+}
+
+void kp_LOG_LogConfig::SetLocale(kp_Locale locale) {
+  const kp_THREAD_global_lock lock;
+  if (!kp_I18N_set_locale(locale)) raise_invalid_argument();
+}
+
+kp_Locale kp_LOG_LogConfig::GetLocale() {
+  return kp_I18N_get_locale();
+}
+
+void kp_LOG_LogConfig::SetCodePage(const char* codepage) {
+  if (codepage == nullptr) {
+    LogDebugMessage(1, "%s:%d kp_LOG_LogConfig::SetCodePage codepage==0!\n", "logging/logcfg",
+                    __LINE__);
+    raise_invalid_argument();
+  }
+  const kp_THREAD_global_lock lock;
+  code_page.set(codepage);
+  LogDebugMessage(2, "%s:%d kp_LOG_LogConfig::SetCodePage codepage==%s!\n", "logging/logcfg",
+                  __LINE__, code_page.get());
+}
+
+const char* kp_LOG_LogConfig::GetCodePage() {
+  return code_page.get();
+}
+
+// ---- configuration source ----
+
+// Makes `source` current and returns the one before it.
+static std::unique_ptr<_kp_LOG_configuration> exchange_source(_kp_LOG_configuration* source) {
+  return std::unique_ptr<_kp_LOG_configuration>(
+      std::atomic_ref(configuration_source).exchange(source, std::memory_order_acq_rel));
+}
+
+static bool exists(const char* path) {
+  struct stat status;
+  return KP_stat(path, &status) == 0;
+}
+
+void kp_LOG_LogConfig::SetConfigurationSource(const char* path, kp_ConfigurationSourceType type) {
+  std::unique_ptr<_kp_LOG_configuration> before;  // destroyed when the lock is free again
+  if (path == nullptr) {
+    before = exchange_source(nullptr);
+    return;
+  }
+  if (type != KP_CONFIG_FILE_OPTIONAL && !exists(path)) {
+    LogDebugMessage(1, "%s:%d kp_LOG_LogConfig::SetConfigurationSource, invalid argument!\n",
+                    "logging/logcfg", __LINE__);
+    raise_invalid_argument();
+  }
+  const kp_THREAD_global_lock lock;
+  auto* source = new (std::nothrow) _kp_LOG_file_configuration(path);
+  if (source == nullptr) kp_log_raise_alloc();
+  before = exchange_source(source);
+}
+
+_kp_LOG_configuration* kp_LOG_LogConfig::_get_configuration_ptr() {
+  return std::atomic_ref(configuration_source).load(std::memory_order_acquire);
+}
+
+bool kp_LOG_LogConfig::GetConfigurationIntegerValue(const char* section, const char* key,
+                                                    unsigned& value) {
+  if (section == nullptr || key == nullptr) raise_invalid_argument();
+  const _kp_LOG_configuration* source = _get_configuration_ptr();
+  return source != nullptr && source->get_integer_value(section, key, value);
+}

@@ -1,0 +1,236 @@
+#include "logging/logcfg_file.h"
+
+#include <algorithm>
+#include <atomic>
+#include <climits>
+#include <cstring>
+
+#include "base/kp_clib.h"
+
+// ---- settings table ----
+
+// The composite key of a section and a key, hashed once. Keys of up to 255 bytes need no heap.
+class logcfg_composite_key {
+ public:
+  logcfg_composite_key(const char* section, const char* key);
+  logcfg_composite_key(const logcfg_composite_key&) = delete;
+  logcfg_composite_key& operator=(const logcfg_composite_key&) = delete;
+
+  uint32_t hash() const { return KP_text_hash(bytes_, length_); }
+  kp_String text() const { return {bytes_, length_}; }
+  bool operator()(const kp_String& held) const {
+    return held.length() == length_ && std::memcmp(held.c_str(), bytes_, length_) == 0;
+  }
+
+ private:
+  const char* bytes_ = room_;
+  unsigned length_ = 0;
+  char room_[256];
+  kp_String long_;
+};
+
+logcfg_composite_key::logcfg_composite_key(const char* section, const char* key) {
+  const size_t section_length = section != nullptr ? KP_strlen(section) : 0;
+  const size_t key_length = key != nullptr ? KP_strlen(key) : 0;
+  if (section_length + key_length < sizeof room_) {
+    if (section_length != 0) std::memcpy(room_, section, section_length);
+    if (key_length != 0) std::memcpy(room_ + section_length, key, key_length);
+    length_ = static_cast<unsigned>(section_length + key_length);
+    return;
+  }
+  _kp_LOG_log_setting_tbl::_construct_hash_key_string(section, key, long_);
+  bytes_ = long_.c_str();
+  length_ = long_.length();
+}
+
+void _kp_LOG_log_setting_tbl::create_entry(const char* section, const char* key, unsigned value) {
+  const logcfg_composite_key composite(section, key);
+  const uint32_t hash = composite.hash();
+  if (auto* held = table_.find_hashed(hash, composite))
+    held->value = value;
+  else
+    table_.insert_hashed(hash, composite.text(), value);
+}
+
+const unsigned* _kp_LOG_log_setting_tbl::find_entry(const char* section, const char* key) const {
+  const logcfg_composite_key composite(section, key);
+  const auto* held = table_.find_hashed(composite.hash(), composite);
+  return held != nullptr ? &held->value : nullptr;
+}
+
+void _kp_LOG_log_setting_tbl::_construct_hash_key_string(const char* section, const char* key,
+                                                         kp_String& out) {
+  out.assign("", 0);
+  out.append(section);
+  out.append(key);
+}
+
+// ---- lines ----
+
+static bool is_line_end(int c) {
+  return c == '\n' || c == '\r';
+}
+
+int read_file::readLine(FILE* stream, char* buffer, int max) {
+  if (stream == nullptr || KP_fseek(stream, position_, SEEK_SET) != 0) return -1;
+  int c = KP_getc(stream);
+  if (max < 0) return -1;
+  int stored = 0;
+  for (; c != EOF && !is_line_end(c); c = KP_getc(stream)) {
+    if (stored == max) return -1;
+    buffer[stored++] = static_cast<char>(c);
+  }
+  const int behind = c != EOF ? KP_getc(stream) : EOF;
+  if (behind == EOF && KP_ferror(stream) != 0) return -1;
+  buffer[stored] = '\0';
+  if (behind == EOF) return advance(stored, -2);
+  return advance(int64_t{stored} + (is_line_end(behind) ? 2 : 1), 0);
+}
+
+// Moves the position and gives `result`; -1, not moving it, when it would not fit.
+int read_file::advance(int64_t bytes, int result) {
+  const int64_t position = position_ + bytes;
+  if (position > INT32_MAX) return -1;
+  position_ = static_cast<int>(position);
+  return result;
+}
+
+// ---- syntax ----
+
+static constexpr int longest_line = 128;
+// What lies beyond is not read, so that no file keeps the program busy.
+static constexpr int settings_file_limit = 1 << 20;
+
+// Cuts the first token off `rest`, which is left behind it; null when there is none.
+static char* cut_token(char*& rest) {
+  static constexpr char delimiters[] = " \t\n=";
+  rest += std::strspn(rest, delimiters);
+  if (*rest == '\0') return nullptr;
+  char* token = rest;
+  rest += std::strcspn(rest, delimiters);
+  if (*rest != '\0') *rest++ = '\0';
+  return token;
+}
+
+static unsigned value_of_token(const char* token) {
+  const bool is_hexadecimal = token[1] == 'x' || token[1] == 'X';
+  return is_hexadecimal ? KP_hexto4u(token) : KP_strto4u(token);
+}
+
+// Takes the lines of a settings file one after the other.
+class logcfg_line_parser {
+ public:
+  explicit logcfg_line_parser(_kp_LOG_log_setting_tbl& settings) : settings_(settings) {}
+
+  void take_line(char* line);
+
+ private:
+  void take_header(const char* token);
+
+  _kp_LOG_log_setting_tbl& settings_;
+  bool in_section_ = false;
+  char section_[longest_line + 1] = "";
+};
+
+void logcfg_line_parser::take_line(char* line) {
+  const char* first = cut_token(line);
+  if (first == nullptr) return;
+  if (first[0] == '[') return take_header(first);
+  if (!in_section_) return;
+  if (const char* second = cut_token(line))
+    settings_.create_entry(section_, first, value_of_token(second));
+}
+
+// The name lies between the first and the last character, whatever the last one is.
+void logcfg_line_parser::take_header(const char* token) {
+  const size_t length = KP_strlen(token);
+  in_section_ = length >= 2;
+  if (!in_section_) return;
+  std::memcpy(section_, token + 1, length - 2);
+  section_[length - 2] = '\0';
+}
+
+// The size to ask for when a file of so many bytes is read. Only a file far beyond a handful of
+// keys gets more than the least, lest its reading take time by the square of its keys.
+static unsigned settings_size(off_t file_bytes) {
+  constexpr off_t bytes_of_a_handful = 4096;
+  constexpr off_t bytes_a_key = 64;
+  if (file_bytes <= bytes_of_a_handful) return 3;
+  return static_cast<unsigned>(std::min<off_t>(file_bytes, settings_file_limit) / bytes_a_key);
+}
+
+// ---- sources ----
+
+_kp_LOG_configuration::~_kp_LOG_configuration() = default;
+
+unsigned _kp_LOG_file_configuration::bCfgReaded = 0;
+
+// The table is complete before it is announced, and readers that see the announcement see the
+// table.
+static bool settings_are_announced() {
+  return std::atomic_ref<unsigned>(_kp_LOG_file_configuration::bCfgReaded)
+             .load(std::memory_order_acquire) != 0;
+}
+
+static void announce_settings(unsigned announced) {
+  std::atomic_ref<unsigned>(_kp_LOG_file_configuration::bCfgReaded)
+      .store(announced, std::memory_order_release);
+}
+
+_kp_LOG_file_configuration::_kp_LOG_file_configuration(const char* path)
+    : settings_(3), path_(path) {
+  announce_settings(0);
+}
+
+_kp_LOG_file_configuration::~_kp_LOG_file_configuration() = default;
+
+bool _kp_LOG_file_configuration::get_integer_value(const char* section, const char* key,
+                                                   unsigned& value) const {
+  if (settings_are_announced()) return _find_value(section, key, value);
+  struct stat status;
+  if (KP_stat(path_.c_str(), &status) != 0) return false;
+  {
+    const kp_LOG_CReaderSentry reading(lock_);
+    if (_is_up_to_date(status)) return _find_value(section, key, value);
+  }
+  const kp_LOG_CWriterSentry writing(lock_);
+  // Another thread may have read the file while this one waited.
+  return (_is_up_to_date(status) || _read_anew(status)) && _find_value(section, key, value);
+}
+
+bool _kp_LOG_file_configuration::_is_up_to_date(const struct stat& status) const {
+  return was_read_ && status.st_mtime == last_changed_;
+}
+
+// A file that cannot be opened counts as read, without settings, until its time changes. When there
+// is no memory for the settings the next look-up reads the file again.
+bool _kp_LOG_file_configuration::_read_anew(const struct stat& status) const {
+  was_read_ = false;
+  settings_.set_size(settings_size(status.st_size));
+  const bool parsed = _save_all_from_file();
+  last_changed_ = status.st_mtime;
+  was_read_ = true;
+  if (parsed) announce_settings(1);
+  return parsed;
+}
+
+bool _kp_LOG_file_configuration::_save_all_from_file() const {
+  const kp_file file(KP_open_regular(path_.c_str()));
+  if (file == nullptr) return false;
+  logcfg_line_parser parser(settings_);
+  read_file reader;
+  char line[longest_line + 1];
+  while (reader.position() < settings_file_limit &&
+         reader.readLine(file.get(), line, longest_line) == 0)
+    parser.take_line(line);
+  return true;
+}
+
+bool _kp_LOG_file_configuration::_find_value(const char* section, const char* key,
+                                             unsigned& value) const {
+  const unsigned* found = settings_.find_entry(section, key);
+  if (found == nullptr) found = settings_.find_entry("global", key);
+  if (found == nullptr) return false;
+  value = *found;
+  return true;
+}
