@@ -5,6 +5,7 @@
 #include <unicode/uversion.h>
 
 #include <cstdio>
+#include <utility>
 
 #include "base/kp_nocopy.h"
 #include "base/kp_string.h"
@@ -101,6 +102,8 @@ class KP_API _kp_LOG_value_holder : public _kp_LOG_type_base {
   explicit _kp_LOG_value_holder(unsigned char type) : _kp_LOG_type_base(type), value() {}
   _kp_LOG_value_holder(unsigned char type, const T& initial)
       : _kp_LOG_type_base(type), value(initial) {}
+  _kp_LOG_value_holder(unsigned char type, T&& initial)
+      : _kp_LOG_type_base(type), value(std::move(initial)) {}
 };
 
 // The value of an attribute of type `code`: one instantiation per kp_AttributeType, with T as
@@ -110,6 +113,7 @@ class KP_API _kp_LOG_datatype final : public _kp_LOG_value_holder<T> {
  public:
   _kp_LOG_datatype() : _kp_LOG_value_holder<T>(code) {}
   explicit _kp_LOG_datatype(const T& initial) : _kp_LOG_value_holder<T>(code, initial) {}
+  explicit _kp_LOG_datatype(T&& initial) : _kp_LOG_value_holder<T>(code, std::move(initial)) {}
 };
 
 // X(code, T) for every type, in the order of the codes.

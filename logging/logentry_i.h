@@ -18,19 +18,24 @@ class _kp_LOG_log_definition_tbl;
 // The highest log level.
 constexpr unsigned LOG_LEVEL_HIGH = 9;
 
-// Whether messages may name `name` although no entry carries it as an attribute, and with which type:
-// "PRODUCT_ID", "COMPONENT_ID", "VERSION_ID" and "COMPONENT_VERSION_ID" (TypeMBChar32), "TIMESTAMP"
-// (TypeTimestamp). `type` is written only when the result is true.
+// Whether messages may name `name` although no entry carries it as an attribute, and with which
+// type: "PRODUCT_ID", "COMPONENT_ID", "VERSION_ID" and "COMPONENT_VERSION_ID" (TypeMBChar32),
+// "TIMESTAMP" (TypeTimestamp). `type` is written only when the result is true.
 KP_API bool is_default_info_fields(const char* name, kp_AttributeType& type);
 
-// Room inside a store's node for the value of one attribute, so that adding allocates once.
+// Room inside a store's node for the value of one attribute, so that adding allocates once. Values
+// that are handed in from outside stay where they are; the node then points to them.
 struct _kp_LOG_value_room {
-  alignas(std::max_align_t) unsigned char bytes[sizeof(_kp_LOG_datatype<kp_String, TypeChar32>)];
+  using largest_value = _kp_LOG_datatype<kp_String, TypeChar32>;
+  alignas(largest_value) unsigned char bytes[sizeof(largest_value)];
 };
 
-// One event: header, attributes, and the cached readable message. See kp_LOG_LogEntry for the general
-// contract; this class adds the built-in fields, the timestamp, unescaped strings, and rendering into
-// a buffer. One entry is used by one thread at a time.
+// An attribute name with what every look-up needs of it, computed once per operation.
+struct _kp_LOG_hashed_name;
+
+// One event: header, attributes, and the cached readable message. See kp_LOG_LogEntry for the
+// general contract; this class adds the built-in fields, the timestamp, unescaped strings, and
+// rendering into a buffer. One entry is used by one thread at a time.
 //
 // Texts of errors name the entry where they end in "under Entry ID N !", N being the ID in decimal.
 class KP_API _kp_LOG_log_entry_imp {
@@ -43,8 +48,8 @@ class KP_API _kp_LOG_log_entry_imp {
   // KPX_logging_invalid_log_level "log level argument is invalid under Entry ID N !".
   _kp_LOG_log_entry_imp(unsigned entry_id, unsigned log_level);
   _kp_LOG_log_entry_imp(const _kp_LOG_log_entry_imp& other);
-  // Clears this entry first, also when assigned to itself, then copies. When the copy fails half-way
-  // the steps before the failure stay.
+  // Clears this entry first, also when assigned to itself, then copies. When the copy fails
+  // half-way the steps before the failure stay.
   _kp_LOG_log_entry_imp& operator=(const _kp_LOG_log_entry_imp& other);
   ~_kp_LOG_log_entry_imp();
 
@@ -76,8 +81,8 @@ class KP_API _kp_LOG_log_entry_imp {
 
   // --- Timestamp ---
   // Stores the time, told in GMT or local time as `gmt` says, and adds TIMEZONE_DIFFERENCE (minutes
-  // ahead of GMT) and DAYLIGHT_SAVING_ACTIVE when they differ from the values last added; the entry's
-  // kind must declare these two. Raises what adding them raises.
+  // ahead of GMT) and DAYLIGHT_SAVING_ACTIVE when they differ from the values last added; the
+  // entry's kind must declare these two. Raises what adding them raises.
   void set_timestamp(const kp_Time& time, bool gmt);
   kp_Time get_timestamp(bool gmt) const;  // a copy, converted to the mode asked for
 
@@ -91,8 +96,8 @@ class KP_API _kp_LOG_log_entry_imp {
   void set_reason_code(int value);                 // REASON_CODE
   // Null or empty: KPX_logging_illegal_argument "invalid argument:computer_info",
   // "invalid argument:product_version".
-  void set_computer_info(const char* name);     // COMPUTER_NAME
-  void set_product_version(const char* text);   // PRODUCT_VERSION
+  void set_computer_info(const char* name);    // COMPUTER_NAME
+  void set_product_version(const char* text);  // PRODUCT_VERSION
   unsigned char get_severity_code() const;
   unsigned short get_product_code() const;
   unsigned short get_product_platform_code() const;
@@ -148,8 +153,8 @@ class KP_API _kp_LOG_log_entry_imp {
   int get_attrib_as_4(const char* name) const;
 
   bool remove_attrib(const char* name);
-  // Level 0, timestamp zero, no attributes; `full` empties the four text slots as well. ID, property
-  // mask, version text and definition stay.
+  // Level 0, timestamp zero, no attributes; `full` empties the four text slots as well. ID,
+  // property mask, version text and definition stay.
   void clear_attribs(bool full);
   int check_attribute(const char* name, kp_AttributeType& type);
   // As kp_LOG_LogEntry::AddAttributeDefinition.
@@ -157,12 +162,13 @@ class KP_API _kp_LOG_log_entry_imp {
                                                         kp_AttributeType type);
 
   // --- Readable message ---
-  // Renders into `buffer` of `size` bytes and returns the text to use: the buffer; the cached message
-  // when nothing changed since it was made with the same arguments; or, with the environment variable
+  // Renders into `buffer` of `size` bytes and returns the text to use: the buffer; the cached
+  // message when nothing changed since it was made with the same arguments; or, with the
+  // environment variable
   // "_KP_DISABLE_READABLE_MSG" set at the first call of the process, the text
-  // "kp_LOG_LogEntry::GetMessage:  this method is not yet supported.". Under ICU a text that fills all
-  // `size` bytes is followed by a NUL one byte past them: pass a size one less than the buffer's. With
-  // ICU disabled the text is cut to size - 1 bytes and the rest is filled with NULs.
+  // "kp_LOG_LogEntry::GetMessage:  this method is not yet supported.". Under ICU a text that fills
+  // all `size` bytes is followed by a NUL one byte past them: pass a size one less than the
+  // buffer's. With ICU disabled the text is cut to size - 1 bytes and the rest is filled with NULs.
   // The output converter is made for the code page that is set at the first ICU rendering of the
   // process, and kept. Raises KPX_logging_internal_error
   //   "_kp_LOG_log_message::get_readable_message:  UnicodeConverter constructor failed!"
@@ -170,8 +176,7 @@ class KP_API _kp_LOG_log_entry_imp {
   //   "_kp_LOG_log_message::get_readable_message:  MessageFormat::format() failed!": a text that
   //   cannot be converted or does not fit
   // KPX_logging_misc "...: entry not initialized" without a definition, and what rendering raises.
-  const char* get_readable_message(char* buffer, long size, bool use_default,
-                                   unsigned index) const;
+  const char* get_readable_message(char* buffer, long size, bool use_default, unsigned index) const;
   // See kp_LOG_LogEntry::GetReadableMessage.
   const char* get_readable_message(bool use_default, unsigned index) const;
 
@@ -191,19 +196,20 @@ class KP_API _kp_LOG_log_entry_imp {
   // Whether the store holds a value of that name.
   bool _holds(const char* name) const noexcept;
 
-  // Copies the first `cut_len` bytes (mbstring with ICU enabled: UTF-16 code units, whole characters)
-  // of `src` to `dst` of `buf_len` bytes, terminated, when action_on_exceed is 1; raises
-  // KPX_logging_invalid_attribute_value "NAME Attribute value is overflow under Entry ID N !" when it
-  // is 0. KPX_logging_illegal_argument: "arguement is null when trucate string!",
-  // "The buf length is smaller than cut length!", "invalid argument" (negative sizes, a code page
-  // that ICU does not know).
+  // Copies the first `cut_len` bytes (mbstring with ICU enabled: UTF-16 code units, whole
+  // characters) of `src` to `dst` of `buf_len` bytes, terminated, when action_on_exceed is 1;
+  // raises KPX_logging_invalid_attribute_value "NAME Attribute value is overflow under Entry ID N
+  // !" when it is 0. KPX_logging_illegal_argument: "arguement is null when trucate string!", "The
+  // buf length is smaller than cut length!", "invalid argument" (negative sizes, a code page that
+  // ICU does not know).
   void truncate_string(const char* name, const char* src, int cut_len, char* dst,
                        int buf_len) const;
   void truncate_mbstring(const char* name, const char* src, int cut_len, char* dst,
                          int buf_len) const;
   // Copies `src` to `dst`, escaping CR and LF to \r and \n (`escape`) or doing the reverse. Never
-  // writes more than `dst_size` bytes, and ends with a NUL. When escaping, at most dst_size - 1 bytes
-  // of the source are read; a pair that no longer fits leaves its backslash as the last character.
+  // writes more than `dst_size` bytes, and ends with a NUL. When escaping, at most dst_size - 1
+  // bytes of the source are read; a pair that no longer fits leaves its backslash as the last
+  // character.
   static void filter_string(const char* src, char* dst, int dst_size, bool escape);
 
   static unsigned log_major_version;      // 2 to 99 when set; 0 at load time
@@ -212,6 +218,45 @@ class KP_API _kp_LOG_log_entry_imp {
 
  private:
   using attribute_store = kp_MISC_hash_tbl<kp_String, _kp_LOG_type_base*, _kp_LOG_value_room>;
+  struct without_version_scan {};
+
+  explicit _kp_LOG_log_entry_imp(without_version_scan);
+
+  void _clear(bool full) noexcept;
+  void _release_attributes() noexcept;
+  void _copy_attributes(const _kp_LOG_log_entry_imp& src);
+  void _copy_attribute(const attribute_store::node& source);
+
+  attribute_store::node* _find(const _kp_LOG_hashed_name& name) noexcept;
+  const _kp_LOG_type_base* _held(const _kp_LOG_hashed_name& name) const noexcept;
+  // Null for an undeclared name. An entry without a definition raises.
+  const _kp_LOG_attribute_entry* _declared(const _kp_LOG_hashed_name& name) const;
+  void _require_declared_as(const _kp_LOG_hashed_name& name, kp_AttributeType type) const;
+  unsigned char _declared_string_code(const _kp_LOG_hashed_name& name, const char* operation) const;
+  static void _destroy_value(attribute_store::node& n) noexcept;
+
+  // Store a value of type code `code`, in place of a held one.
+  template <class T>
+  void _store(const _kp_LOG_hashed_name& name, unsigned char code, T value);
+  template <class Text>
+  void _store_text(const _kp_LOG_hashed_name& name, unsigned char code, const char* text,
+                   size_t length, bool escape);
+  template <class Text>
+  void _store_filtered_text(const _kp_LOG_hashed_name& name, unsigned char code, const char* text,
+                            bool escape);
+  void _store_cut_string(const _kp_LOG_hashed_name& name, unsigned char code, const char* text,
+                         bool escape);
+  void _store_cut_mbstring(const _kp_LOG_hashed_name& name, unsigned char code, const char* text,
+                           bool escape);
+
+  template <class T, unsigned char code>
+  void _add(const char* name, T value);
+  template <class T, unsigned char code>
+  bool _get(const char* name, T& out) const;
+  template <class T, unsigned char code>
+  T _get(const char* name) const;
+  template <class Text, unsigned char first, unsigned char last>
+  bool _get_text(const char* name, const char*& out) const;
 
   unsigned entry_id_ = 0;
   unsigned log_level_ = 0;
@@ -222,10 +267,10 @@ class KP_API _kp_LOG_log_entry_imp {
   int last_timezone_difference_ = -1;  // last TIMEZONE_DIFFERENCE; -1: none yet
   kp_Time timestamp_;
   attribute_store attributes_;
-  _kp_LOG_definition_ref definition_;
+  _kp_LOG_definition_ref definition_;  // none: the entry is detached
   mutable _kp_LOG_ustring cached_message_;
-  mutable bool modified_ = true;               // since the cached message was made
-  mutable bool cached_message_mode_ = true;    // the arguments it was made with
+  mutable bool modified_ = true;             // since the cached message was made
+  mutable bool cached_message_mode_ = true;  // the arguments it was made with
   mutable unsigned cached_message_index_ = 0;
 };
 

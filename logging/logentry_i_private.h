@@ -1,0 +1,142 @@
+// What the files of the entry share: its errors, hashed names, and the classes of typed values.
+#ifndef KP_LOG_LOGENTRY_I_PRIVATE_H
+#define KP_LOG_LOGENTRY_I_PRIVATE_H
+
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+#include "base/kp_hash.h"
+#include "kp_LOG_errors.h"
+#include "logging/log_util_raise.h"
+#include "logging/logentry_i.h"
+
+// The name by which debug lines tell where they come from.
+constexpr char kp_log_entry_source[] = "logging/logentry_i";
+
+// --- Errors -------------------------------------------------------------------------------------
+
+// Raises Error with `head`, `text` and the entry's ID as one text.
+template <class Error>
+[[noreturn]] void kp_log_raise_under_id(const char* head, const char* text, unsigned entry_id) {
+  char digits[16];
+  my_itoa(digits, static_cast<int>(entry_id));
+  kp_log_raise<Error>({head, text, " under Entry ID ", digits, " !"});
+}
+
+[[noreturn]] inline void kp_log_raise_undeclared(const char* name, unsigned entry_id) {
+  kp_log_raise_under_id<KPX_logging_invalid_attribute_name>(name, "is an invalid attibute",
+                                                            entry_id);
+}
+
+[[noreturn]] inline void kp_log_raise_invalid_argument() {
+  kp_log_raise<KPX_logging_illegal_argument>("invalid argument");
+}
+
+inline bool kp_log_is_blank(const char* text) {
+  return text == nullptr || *text == '\0';
+}
+
+inline void kp_log_require_name(const char* name) {
+  if (kp_log_is_blank(name)) kp_log_raise_invalid_argument();
+}
+
+// --- Names --------------------------------------------------------------------------------------
+
+struct _kp_LOG_hashed_name {
+  explicit _kp_LOG_hashed_name(const char* name) noexcept
+      : text(name),
+        length(static_cast<unsigned>(std::strlen(name))),
+        hash(KP_text_hash(name, length)) {}
+
+  bool operator==(const kp_String& key) const noexcept {
+    return key.length() == length && std::memcmp(key.c_str(), text, length) == 0;
+  }
+
+  const char* text;  // the caller's
+  unsigned length;
+  uint32_t hash;  // KP_text_hash: the bucket's in a store, the attribute's in a definition
+};
+
+// --- Classes of values --------------------------------------------------------------------------
+
+// The class of the values of one type code.
+template <class T, unsigned char code>
+struct _kp_LOG_value_class {
+  using value_type = T;
+  using datatype = _kp_LOG_datatype<T, code>;
+};
+
+template <class T, unsigned char... codes, class F>
+bool kp_log_with_class_among(unsigned char code, F&& f) {
+  return ((code == codes && (f(_kp_LOG_value_class<T, codes>()), true)) || ...);
+}
+
+// Calls f(_kp_LOG_value_class<...>()) for the class of that code; false when there is none.
+template <class F>
+bool kp_log_with_class(unsigned char code, F&& f) {
+  return kp_log_with_class_among<bool, TypeBool>(code, f) ||
+         kp_log_with_class_among<unsigned char, TypeUInt1>(code, f) ||
+         kp_log_with_class_among<char, TypeSInt1>(code, f) ||
+         kp_log_with_class_among<unsigned short, TypeUInt2>(code, f) ||
+         kp_log_with_class_among<short, TypeSInt2>(code, f) ||
+         kp_log_with_class_among<unsigned, TypeUInt4>(code, f) ||
+         kp_log_with_class_among<int, TypeSInt4>(code, f) ||
+         kp_log_with_class_among<double, TypeFloat>(code, f) ||
+         kp_log_with_class_among<kp_String, TypeChar32, TypeChar64, TypeChar128, TypeChar256,
+                                 TypeChar1K, TypeChar2K, TypeGUID>(code, f) ||
+         kp_log_with_class_among<_kp_LOG_ustring, TypeMBChar32, TypeMBChar64, TypeMBChar128,
+                                 TypeMBChar256, TypeMBChar1K, TypeMBChar2K>(code, f) ||
+         kp_log_with_class_among<kp_Time, TypeDate, TypeTime, TypeTimestamp>(code, f);
+}
+
+// Makes the value of that code in `room`. The code must be one of T's.
+template <class T>
+_kp_LOG_type_base* kp_log_make_value(_kp_LOG_value_room& room, unsigned char code,
+                                     T&& value) noexcept {
+  using wanted = std::decay_t<T>;
+  _kp_LOG_type_base* made = nullptr;
+  kp_log_with_class(code, [&](auto value_class) {
+    using datatype = typename decltype(value_class)::datatype;
+    static_assert(sizeof(datatype) <= sizeof(room.bytes));
+    static_assert(alignof(datatype) <= alignof(_kp_LOG_value_room));
+    if constexpr (std::is_same_v<typename decltype(value_class)::value_type, wanted>)
+      made = new (room.bytes) datatype(std::forward<T>(value));
+  });
+  return made;
+}
+
+// The value inside; T is the C++ type behind its code.
+template <class T>
+const T& kp_log_value_in(const _kp_LOG_type_base& held) noexcept {
+  return static_cast<const _kp_LOG_value_holder<T>&>(held).value;
+}
+
+template <class T>
+T& kp_log_value_in(_kp_LOG_type_base& held) noexcept {
+  return static_cast<_kp_LOG_value_holder<T>&>(held).value;
+}
+
+// --- Storing ------------------------------------------------------------------------------------
+
+// `value` is complete before the store is touched, and moves in: after the node is there nothing
+// fails.
+template <class T>
+void _kp_LOG_log_entry_imp::_store(const _kp_LOG_hashed_name& name, unsigned char code, T value) {
+  static_assert(std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>);
+  modified_ = true;
+  attribute_store::node* n = _find(name);
+  if (n != nullptr && n->value->get_type() == code) {
+    kp_log_value_in<T>(*n->value) = std::move(value);
+    return;
+  }
+  if (n != nullptr)
+    _destroy_value(*n);
+  else
+    n = &attributes_.insert_hashed(name.hash, kp_String(name.text, name.length), nullptr);
+  n->value = kp_log_make_value(n->room, code, std::move(value));
+}
+
+#endif

@@ -1,0 +1,407 @@
+// The attribute store of an entry: checks, typed adds and gets, removal, and run-time declarations.
+#include "kp_LOG_LogConfig.h"
+#include "kp_LOG_debug_log.h"
+#include "logging/ldf_load.h"
+#include "logging/logentry_i_private.h"
+
+// --- Store --------------------------------------------------------------------------------------
+
+_kp_LOG_log_entry_imp::attribute_store::node* _kp_LOG_log_entry_imp::_find(
+    const _kp_LOG_hashed_name& name) noexcept {
+  return attributes_.find_hashed(name.hash, [&](const kp_String& key) { return name == key; });
+}
+
+const _kp_LOG_type_base* _kp_LOG_log_entry_imp::_held(
+    const _kp_LOG_hashed_name& name) const noexcept {
+  const attribute_store::node* n =
+      attributes_.find_hashed(name.hash, [&](const kp_String& key) { return name == key; });
+  return n != nullptr ? n->value : nullptr;
+}
+
+bool _kp_LOG_log_entry_imp::_holds(const char* name) const noexcept {
+  return !kp_log_is_blank(name) && _held(_kp_LOG_hashed_name(name)) != nullptr;
+}
+
+// A value is either in its node's room or, when it came from outside, on the heap.
+void _kp_LOG_log_entry_imp::_destroy_value(attribute_store::node& n) noexcept {
+  _kp_LOG_type_base* value = std::exchange(n.value, nullptr);
+  if (static_cast<void*>(value) == static_cast<void*>(n.room.bytes))
+    value->~_kp_LOG_type_base();
+  else
+    delete value;
+}
+
+void _kp_LOG_log_entry_imp::_add_attribute(const char* name, _kp_LOG_type_base* value) {
+  if (kp_log_is_blank(name)) {
+    LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::_add_attribute, name=NULL\n",
+                    kp_log_entry_source, __LINE__);
+    kp_log_raise_invalid_argument();
+  }
+  if (value == nullptr) kp_log_raise_invalid_argument();
+  modified_ = true;
+  const _kp_LOG_hashed_name hashed(name);
+  attribute_store::node* n = _find(hashed);
+  if (n == nullptr) {
+    attributes_.insert_hashed(hashed.hash, kp_String(name, hashed.length), value);
+  } else if (n->value->get_type() != value->get_type()) {
+    _destroy_value(*n);
+    n->value = value;
+  } else if (n->value != value) {
+    n->value->get_and_set(value);
+    delete value;
+  }
+}
+
+void _kp_LOG_log_entry_imp::_release_attributes() noexcept {
+  attributes_.for_each([](attribute_store::node& n) { _destroy_value(n); });
+  attributes_.clear();
+}
+
+void _kp_LOG_log_entry_imp::_clear_attribute_list() {
+  modified_ = true;
+  _release_attributes();
+}
+
+void _kp_LOG_log_entry_imp::clear_attribs(bool full) {
+  _clear(full);
+  attributes_.set_size(attributes_.bucket_count());
+}
+
+bool _kp_LOG_log_entry_imp::remove_attrib(const char* name) {
+  if (kp_log_is_blank(name)) {
+    // Without a newline, as readers of the log know it.
+    LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::remove_attrib, name==NULL",
+                    kp_log_entry_source, __LINE__);
+    kp_log_raise_invalid_argument();
+  }
+  attribute_store::node* n = _find(_kp_LOG_hashed_name(name));
+  if (n == nullptr) return false;
+  modified_ = true;
+  _destroy_value(*n);
+  attributes_.remove(n);
+  return true;
+}
+
+// --- Checks -------------------------------------------------------------------------------------
+
+const _kp_LOG_attribute_entry* _kp_LOG_log_entry_imp::_declared(
+    const _kp_LOG_hashed_name& name) const {
+  if (!definition_)
+    kp_log_raise<KPX_logging_misc>(
+        "_kp_LOG_log_entry_imp::_get_attribute_internal(): entry not initialized");
+  return definition_->get_attr_info_by_name(name.text, name.hash);
+}
+
+void _kp_LOG_log_entry_imp::_require_declared_as(const _kp_LOG_hashed_name& name,
+                                                 kp_AttributeType type) const {
+  const _kp_LOG_attribute_entry* declared = _declared(name);
+  if (declared == nullptr) {
+    LogDebugMessage(1,
+                    "%s:%d _kp_LOG_log_entry_imp::_check_attribute, %s is an invalid attribute "
+                    "under Entry ID\n",
+                    kp_log_entry_source, __LINE__, name.text);
+    kp_log_raise_undeclared(name.text, entry_id_);
+  }
+  if (declared->get_type() == type) return;
+  LogDebugMessage(
+      1, "%s:%d _kp_LOG_log_entry_imp::_check_attribute, attribute type is not sample as provide\n",
+      kp_log_entry_source, __LINE__);
+  kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>("", "Used the wrong add method",
+                                                             entry_id_);
+}
+
+void _kp_LOG_log_entry_imp::_check_attribute(const char* name, kp_AttributeType type) const {
+  if (kp_log_is_blank(name)) {
+    LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::_check_attribute, name==NULL\n",
+                    kp_log_entry_source, __LINE__);
+    kp_log_raise_invalid_argument();
+  }
+  _require_declared_as(_kp_LOG_hashed_name(name), type);
+}
+
+const _kp_LOG_type_base* _kp_LOG_log_entry_imp::_get_attribute_internal(const char* name,
+                                                                        unsigned char& type) const {
+  kp_log_require_name(name);
+  const _kp_LOG_hashed_name hashed(name);
+  const _kp_LOG_type_base* held = _held(hashed);
+  if (held != nullptr) {
+    type = held->get_type();
+    return held;
+  }
+  const _kp_LOG_attribute_entry* declared = _declared(hashed);
+  if (declared == nullptr) kp_log_raise_undeclared(name, entry_id_);
+  type = declared->get_type();
+  return nullptr;
+}
+
+void _kp_LOG_log_entry_imp::_throw_on_missing_attribute(const char* name) {
+  if (kp_load(global_operation_mode) != 1) return;
+  kp_log_raise<KPX_logging_attribute_not_found>(
+      {"<KPX_logging_attribute_not_found> Attribute ", name, " cannot be located."});
+}
+
+int _kp_LOG_log_entry_imp::check_attribute(const char* name, kp_AttributeType& type) {
+  if (kp_log_is_blank(name)) return -1;
+  const _kp_LOG_hashed_name hashed(name);
+  if (const _kp_LOG_type_base* held = _held(hashed)) {
+    type = static_cast<kp_AttributeType>(held->get_type());
+    return 0;
+  }
+  const _kp_LOG_attribute_entry* declared =
+      definition_ ? definition_->get_attr_info_by_name(name, hashed.hash)
+                  : _kp_LOG_log_definition::_find_global_attr_entry_by_name(name);
+  type = declared != nullptr ? static_cast<kp_AttributeType>(declared->get_type()) : TypeUnknown;
+  return declared != nullptr ? 1 : -1;
+}
+
+// --- Typed adds ---------------------------------------------------------------------------------
+
+template <class T, unsigned char code>
+void _kp_LOG_log_entry_imp::_add(const char* name, T value) {
+  kp_log_require_name(name);
+  const _kp_LOG_hashed_name hashed(name);
+  _require_declared_as(hashed, static_cast<kp_AttributeType>(code));
+  _store(hashed, code, value);
+}
+
+void _kp_LOG_log_entry_imp::add_attrib_bool(const char* name, bool value) {
+  _add<bool, TypeBool>(name, value);
+}
+
+void _kp_LOG_log_entry_imp::add_attrib_1u(const char* name, unsigned char value) {
+  _add<unsigned char, TypeUInt1>(name, value);
+}
+
+void _kp_LOG_log_entry_imp::add_attrib_1(const char* name, char value) {
+  _add<char, TypeSInt1>(name, value);
+}
+
+void _kp_LOG_log_entry_imp::add_attrib_2u(const char* name, unsigned short value) {
+  _add<unsigned short, TypeUInt2>(name, value);
+}
+
+void _kp_LOG_log_entry_imp::add_attrib_2(const char* name, short value) {
+  _add<short, TypeSInt2>(name, value);
+}
+
+void _kp_LOG_log_entry_imp::add_attrib_4u(const char* name, unsigned value) {
+  _add<unsigned, TypeUInt4>(name, value);
+}
+
+void _kp_LOG_log_entry_imp::add_attrib_4(const char* name, int value) {
+  _add<int, TypeSInt4>(name, value);
+}
+
+void _kp_LOG_log_entry_imp::add_attrib_float8(const char* name, double value) {
+  _add<double, TypeFloat>(name, value);
+}
+
+// One add for dates, times and timestamps: the declared type decides. It writes no debug lines.
+void _kp_LOG_log_entry_imp::add_attrib_time(const char* name, const kp_Time& value) {
+  kp_log_require_name(name);
+  const _kp_LOG_hashed_name hashed(name);
+  const _kp_LOG_attribute_entry* declared = _declared(hashed);
+  if (declared == nullptr) kp_log_raise_undeclared(name, entry_id_);
+  const unsigned char code = declared->get_type();
+  if (!is_time_attribute(static_cast<kp_AttributeType>(code)))
+    kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>("", "Use the wrong add method",
+                                                               entry_id_);
+  _store(hashed, code, kp_Time(value));
+}
+
+// --- Typed gets ---------------------------------------------------------------------------------
+
+[[noreturn]] static void raise_wrong_get(unsigned entry_id) {
+  kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>("", "Use the wrong get method",
+                                                             entry_id);
+}
+
+template <class T, unsigned char code>
+bool _kp_LOG_log_entry_imp::_get(const char* name, T& out) const {
+  unsigned char type = 0;
+  const _kp_LOG_type_base* held = _get_attribute_internal(name, type);
+  if (type != code) raise_wrong_get(entry_id_);
+  if (held == nullptr) return false;
+  out = kp_log_value_in<T>(*held);
+  return true;
+}
+
+template <class T, unsigned char code>
+T _kp_LOG_log_entry_imp::_get(const char* name) const {
+  T value{};
+  if (!_get<T, code>(name, value)) _throw_on_missing_attribute(name);
+  return value;
+}
+
+template <class Text, unsigned char first, unsigned char last>
+bool _kp_LOG_log_entry_imp::_get_text(const char* name, const char*& out) const {
+  unsigned char type = 0;
+  const _kp_LOG_type_base* held = _get_attribute_internal(name, type);
+  if (type < first || type > last) raise_wrong_get(entry_id_);
+  if (held == nullptr) return false;
+  out = kp_log_value_in<Text>(*held).c_str();
+  return true;
+}
+
+bool _kp_LOG_log_entry_imp::get_attrib_bool(const char* name) const {
+  return _get<bool, TypeBool>(name);
+}
+
+bool _kp_LOG_log_entry_imp::get_attrib_bool(const char* name, bool& out) const {
+  return _get<bool, TypeBool>(name, out);
+}
+
+unsigned char _kp_LOG_log_entry_imp::get_attrib_1u(const char* name) const {
+  return _get<unsigned char, TypeUInt1>(name);
+}
+
+bool _kp_LOG_log_entry_imp::get_attrib_1u(const char* name, unsigned char& out) const {
+  return _get<unsigned char, TypeUInt1>(name, out);
+}
+
+char _kp_LOG_log_entry_imp::get_attrib_1(const char* name) const {
+  return _get<char, TypeSInt1>(name);
+}
+
+bool _kp_LOG_log_entry_imp::get_attrib_1(const char* name, char& out) const {
+  return _get<char, TypeSInt1>(name, out);
+}
+
+unsigned short _kp_LOG_log_entry_imp::get_attrib_2u(const char* name) const {
+  return _get<unsigned short, TypeUInt2>(name);
+}
+
+bool _kp_LOG_log_entry_imp::get_attrib_2u(const char* name, unsigned short& out) const {
+  return _get<unsigned short, TypeUInt2>(name, out);
+}
+
+short _kp_LOG_log_entry_imp::get_attrib_2(const char* name) const {
+  return _get<short, TypeSInt2>(name);
+}
+
+bool _kp_LOG_log_entry_imp::get_attrib_2(const char* name, short& out) const {
+  return _get<short, TypeSInt2>(name, out);
+}
+
+unsigned _kp_LOG_log_entry_imp::get_attrib_4u(const char* name) const {
+  return _get<unsigned, TypeUInt4>(name);
+}
+
+bool _kp_LOG_log_entry_imp::get_attrib_4u(const char* name, unsigned& out) const {
+  return _get<unsigned, TypeUInt4>(name, out);
+}
+
+int _kp_LOG_log_entry_imp::get_attrib_4(const char* name) const {
+  return _get<int, TypeSInt4>(name);
+}
+
+bool _kp_LOG_log_entry_imp::get_attrib_4(const char* name, int& out) const {
+  return _get<int, TypeSInt4>(name, out);
+}
+
+double _kp_LOG_log_entry_imp::get_attrib_float8(const char* name) const {
+  return _get<double, TypeFloat>(name);
+}
+
+bool _kp_LOG_log_entry_imp::get_attrib_float8(const char* name, double& out) const {
+  return _get<double, TypeFloat>(name, out);
+}
+
+const char* _kp_LOG_log_entry_imp::get_attrib_str(const char* name) const {
+  const char* text = "";
+  if (!get_attrib_str(name, text)) _throw_on_missing_attribute(name);
+  return text;
+}
+
+bool _kp_LOG_log_entry_imp::get_attrib_str(const char* name, const char*& out) const {
+  return _get_text<kp_String, TypeChar32, TypeChar2K>(name, out);
+}
+
+const char* _kp_LOG_log_entry_imp::get_attrib_mbstr(const char* name) const {
+  const char* text = "";
+  if (!get_attrib_mbstr(name, text)) _throw_on_missing_attribute(name);
+  return text;
+}
+
+bool _kp_LOG_log_entry_imp::get_attrib_mbstr(const char* name, const char*& out) const {
+  return _get_text<_kp_LOG_ustring, TypeMBChar32, TypeMBChar2K>(name, out);
+}
+
+kp_Time _kp_LOG_log_entry_imp::get_attrib_time(const char* name) const {
+  kp_Time time;
+  if (!get_attrib_time(name, time)) _throw_on_missing_attribute(name);
+  return time;
+}
+
+bool _kp_LOG_log_entry_imp::get_attrib_time(const char* name, kp_Time& out) const {
+  kp_log_require_name(name);
+  if (std::strcmp(name, "TIMESTAMP") == 0) {
+    out = timestamp_;
+    return true;
+  }
+  unsigned char type = 0;
+  const _kp_LOG_type_base* held = _get_attribute_internal(name, type);
+  if (held == nullptr) return false;
+  if (!is_time_attribute(static_cast<kp_AttributeType>(type))) raise_wrong_get(entry_id_);
+  out = kp_log_value_in<kp_Time>(*held);
+  return true;
+}
+
+int _kp_LOG_log_entry_imp::get_attrib_as_4(const char* name) const {
+  unsigned char type = 0;
+  _get_attribute_internal(name, type);
+  switch (type) {
+    case TypeBool:
+      return 0;
+    case TypeUInt1:
+      return get_attrib_1u(name);
+    case TypeSInt1:
+      return static_cast<signed char>(get_attrib_1(name));
+    case TypeUInt2:
+      return get_attrib_2u(name);
+    case TypeSInt2:
+      return get_attrib_2(name);
+    case TypeUInt4:
+      return static_cast<int>(get_attrib_4u(name));
+    case TypeSInt4:
+      return get_attrib_4(name);
+    default:
+      raise_wrong_get(entry_id_);
+  }
+}
+
+// --- Run-time declarations ----------------------------------------------------------------------
+
+static bool declare_global_attribute(const char* name, unsigned char type) {
+  if (_kp_LOG_log_definition::_find_global_attr_entry_by_name(name) != nullptr) return false;
+  _kp_LOG_log_definition::add_global_attr_info(name, type);
+  return true;
+}
+
+bool _kp_LOG_log_entry_imp::add_product_specific_attribute_definition(unsigned entry_id,
+                                                                      const char* name,
+                                                                      kp_AttributeType type) {
+  if (kp_log_is_blank(name) || type < 0 || type > 25) {
+    LogDebugMessage(1,
+                    "%s:%d _kp_LOG_log_entry_imp::add_product_specific_attribute_definition, "
+                    "invalid argument\n",
+                    kp_log_entry_source, __LINE__);
+    kp_log_raise_invalid_argument();
+  }
+  const auto code = static_cast<unsigned char>(type);
+  if (entry_id == 0) return declare_global_attribute(name, code);
+  LogDebugMessage(2,
+                  "%s:%d _kp_LOG_log_entry_imp::add_product_specific_attribute_definition, id=%d, "
+                  "name=%s, type=%d \n",
+                  kp_log_entry_source, __LINE__, static_cast<int>(entry_id), name,
+                  static_cast<int>(type));
+  bool found = false;
+  const bool added =
+      kp_LOG_LogConfig::GetDefinitionTable()->declare_attribute(entry_id, name, code, found);
+  if (found) return added;
+  LogDebugMessage(1,
+                  "%s:%d _kp_LOG_log_entry_imp::add_product_specific_attribute_definition, entry "
+                  "id is invalid\n",
+                  kp_log_entry_source, __LINE__);
+  kp_log_raise<KPX_logging_entry_type_not_found>("Entry id argument is invalid");
+}

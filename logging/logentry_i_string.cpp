@@ -1,0 +1,207 @@
+// String attributes of an entry: size classes, cutting, and the escaping of line breaks.
+#include "kp_LOG_LogConfig.h"
+#include "kp_LOG_debug_log.h"
+#include "logging/icu_text.h"
+#include "logging/logentry_i_private.h"
+
+// The work buffers on the stack. Cutting is offered one byte less, so that the NUL behind a text
+// that fills what was offered has its place.
+static constexpr int work_buffer_size = 8096;
+static constexpr int cut_room = work_buffer_size - 1;
+
+// The longest text of a string type, `first` being the type of its family's smallest class.
+static int class_limit(unsigned char code, unsigned char first) {
+  static constexpr int limits[] = {32, 64, 128, 256, 1024, 2048};
+  return limits[code - first];
+}
+
+// --- Adding -------------------------------------------------------------------------------------
+
+unsigned char _kp_LOG_log_entry_imp::_declared_string_code(const _kp_LOG_hashed_name& name,
+                                                           const char* operation) const {
+  const _kp_LOG_attribute_entry* declared = _declared(name);
+  if (declared != nullptr) return declared->get_type();
+  LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::%s, can not find attribute :%s\n",
+                  kp_log_entry_source, __LINE__, operation, name.text);
+  kp_log_raise_undeclared(name.text, entry_id_);
+}
+
+static kp_String make_text(kp_String*, const char* text, size_t length) {
+  return {text, static_cast<unsigned>(length)};
+}
+
+static _kp_LOG_ustring make_text(_kp_LOG_ustring*, const char* text, size_t) {
+  return _kp_LOG_ustring(text);
+}
+
+// Whether filtering into a work buffer would change the text.
+static bool needs_filter(const char* text, size_t length, bool escape) {
+  if (length >= work_buffer_size) return true;
+  if (!escape) return std::memchr(text, '\\', length) != nullptr;
+  return std::memchr(text, '\n', length) != nullptr || std::memchr(text, '\r', length) != nullptr;
+}
+
+// Most texts need neither cutting nor filtering and are stored as they come. The work buffers are
+// in functions of their own, so that only the others touch that much stack.
+template <class Text>
+void _kp_LOG_log_entry_imp::_store_text(const _kp_LOG_hashed_name& name, unsigned char code,
+                                        const char* text, size_t length, bool escape) {
+  if (needs_filter(text, length, escape))
+    _store_filtered_text<Text>(name, code, text, escape);
+  else
+    _store(name, code, make_text(static_cast<Text*>(nullptr), text, length));
+}
+
+template <class Text>
+[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store_filtered_text(const _kp_LOG_hashed_name& name,
+                                                                   unsigned char code,
+                                                                   const char* text, bool escape) {
+  char filtered[work_buffer_size];
+  filter_string(text, filtered, work_buffer_size, escape);
+  _store(name, code, make_text(static_cast<Text*>(nullptr), filtered, std::strlen(filtered)));
+}
+
+[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store_cut_string(const _kp_LOG_hashed_name& name,
+                                                                unsigned char code,
+                                                                const char* text, bool escape) {
+  char cut[work_buffer_size];
+  cut[0] = '\0';
+  truncate_string(name.text, text, class_limit(code, TypeChar32), cut, cut_room);
+  _store_text<kp_String>(name, code, cut, std::strlen(cut), escape);
+}
+
+[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store_cut_mbstring(const _kp_LOG_hashed_name& name,
+                                                                  unsigned char code,
+                                                                  const char* text, bool escape) {
+  char cut[work_buffer_size];
+  cut[0] = '\0';
+  truncate_mbstring(name.text, text, class_limit(code, TypeMBChar32), cut, cut_room);
+  _store_text<_kp_LOG_ustring>(name, code, cut, std::strlen(cut), escape);
+}
+
+void _kp_LOG_log_entry_imp::add_attrib_str(const char* name, const char* value, bool escape) {
+  if (kp_log_is_blank(name) || value == nullptr) {
+    LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::add_attrib_str, name or value equal NULL\n",
+                    kp_log_entry_source, __LINE__);
+    kp_log_raise_invalid_argument();
+  }
+  const _kp_LOG_hashed_name hashed(name);
+  const unsigned char code = _declared_string_code(hashed, "add_attrib_str");
+  if (code < TypeChar32 || code > TypeChar2K)
+    kp_log_raise<KPX_logging_attribute_type_mismatch>("Used the wrong add method.");
+  const size_t length = std::strlen(value);
+  if (length > static_cast<size_t>(class_limit(code, TypeChar32)))
+    _store_cut_string(hashed, code, value, escape);
+  else
+    _store_text<kp_String>(hashed, code, value, length, escape);
+}
+
+// Whether a multibyte text is longer than `limit`: in UTF-16 code units, or in bytes with ICU
+// disabled. A text that is too long to be decoded at all is too long here as well.
+static bool mbstring_exceeds(const char* value, size_t length, int limit) {
+  if (!kp_LOG_LogConfig::IsICUEnabled()) return length > static_cast<size_t>(limit);
+  int units = 0;
+  switch (icu_text_count_units(value, kp_LOG_LogConfig::GetCodePage(), units)) {
+    case icu_text_result::ok:
+      return units > limit;
+    case icu_text_result::unknown_code_page:
+      kp_log_raise_invalid_argument();
+    default:
+      return true;
+  }
+}
+
+void _kp_LOG_log_entry_imp::add_attrib_mbstr(const char* name, const char* value, bool escape) {
+  if (kp_log_is_blank(name) || value == nullptr) kp_log_raise_invalid_argument();
+  const _kp_LOG_hashed_name hashed(name);
+  const unsigned char code = _declared_string_code(hashed, "add_attrib_mbstr");
+  if (!is_unicode_string_attribute(static_cast<kp_AttributeType>(code)))
+    kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>("", "Used the wrong add method",
+                                                               entry_id_);
+  const size_t length = std::strlen(value);
+  if (mbstring_exceeds(value, length, class_limit(code, TypeMBChar32)))
+    _store_cut_mbstring(hashed, code, value, escape);
+  else
+    _store_text<_kp_LOG_ustring>(hashed, code, value, length, escape);
+}
+
+// --- Cutting ------------------------------------------------------------------------------------
+
+// The checks of both cuts: true when the text is to be cut.
+static bool may_cut(const char* name, const char* src, const char* dst, unsigned entry_id) {
+  if (src == nullptr || dst == nullptr || name == nullptr)
+    kp_log_raise<KPX_logging_illegal_argument>("arguement is null when trucate string!");
+  const unsigned action = kp_load(action_on_exceed);
+  if (action == 0)
+    kp_log_raise_under_id<KPX_logging_invalid_attribute_value>(name, " Attribute value is overflow",
+                                                               entry_id);
+  return action == 1;
+}
+
+static void cut_bytes(const char* src, int cut_len, char* dst, int buf_len) {
+  if (cut_len < 0) kp_log_raise_invalid_argument();
+  if (cut_len >= buf_len)
+    kp_log_raise<KPX_logging_illegal_argument>("The buf length is smaller than cut length!");
+  const size_t length = strnlen(src, static_cast<size_t>(cut_len));
+  std::memmove(dst, src, length);
+  dst[length] = '\0';
+}
+
+static void cut_units(const char* src, int cut_len, char* dst, int buf_len) {
+  if (cut_len < 0 || buf_len <= 0) kp_log_raise_invalid_argument();
+  int written = 0;
+  if (icu_text_cut(src, kp_LOG_LogConfig::GetCodePage(), cut_len, dst, buf_len, written) !=
+      icu_text_result::ok)
+    kp_log_raise_invalid_argument();
+  dst[written] = '\0';
+}
+
+void _kp_LOG_log_entry_imp::truncate_string(const char* name, const char* src, int cut_len,
+                                            char* dst, int buf_len) const {
+  if (may_cut(name, src, dst, entry_id_)) cut_bytes(src, cut_len, dst, buf_len);
+}
+
+void _kp_LOG_log_entry_imp::truncate_mbstring(const char* name, const char* src, int cut_len,
+                                              char* dst, int buf_len) const {
+  if (!may_cut(name, src, dst, entry_id_)) return;
+  if (kp_LOG_LogConfig::IsICUEnabled())
+    cut_units(src, cut_len, dst, buf_len);
+  else
+    cut_bytes(src, cut_len, dst, buf_len);
+}
+
+// --- Filtering ----------------------------------------------------------------------------------
+
+// The source is read to its end or to position `last`. A pair is whole only where its first byte
+// lies before last - 1; the output never passes `last`, however many pairs precede.
+static char* escape_line_breaks(const char* src, char* dst, int last) {
+  char* const end = dst + last;
+  for (int i = 0; i < last && src[i] != '\0' && dst < end; ++i) {
+    const bool line_break = src[i] == '\r' || src[i] == '\n';
+    *dst++ = line_break ? '\\' : src[i];
+    if (!line_break) continue;
+    if (dst >= end) break;
+    *dst++ = src[i] == '\r' ? 'r' : 'n';
+  }
+  return dst;
+}
+
+static char* unescape_line_breaks(const char* src, char* dst, int last) {
+  char* const end = dst + last;
+  while (*src != '\0' && dst < end) {
+    if (src[0] == '\\' && (src[1] == 'n' || src[1] == 'r')) {
+      *dst++ = src[1] == 'n' ? '\n' : '\r';
+      src += 2;
+    } else {
+      *dst++ = *src++;
+    }
+  }
+  return dst;
+}
+
+void _kp_LOG_log_entry_imp::filter_string(const char* src, char* dst, int dst_size, bool escape) {
+  if (dst == nullptr || dst_size <= 0) return;
+  if (src == nullptr) src = "";
+  const int last = dst_size - 1;
+  *(escape ? escape_line_breaks(src, dst, last) : unescape_line_breaks(src, dst, last)) = '\0';
+}
