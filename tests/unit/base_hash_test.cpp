@@ -1,0 +1,100 @@
+#include "base/kp_hash.h"
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <limits>
+#include <string>
+#include <vector>
+
+static bool is_prime(unsigned n) {
+  for (unsigned long long d = 2; d * d <= n; ++d)
+    if (n % d == 0) return false;
+  return n > 1;
+}
+
+// The sizes that the function can give, by asking for one more each time.
+static std::vector<unsigned> all_sizes() {
+  std::vector<unsigned> sizes = {KP_recommended_hash_size(0)};
+  while (KP_recommended_hash_size(sizes.back() + 1) > sizes.back())
+    sizes.push_back(KP_recommended_hash_size(sizes.back() + 1));
+  return sizes;
+}
+
+// The same hash, slowly: exact arithmetic modulo 2^32 over the chosen bytes.
+static uint32_t slow_hash(const std::string& text) {
+  const size_t step = text.size() < 16 ? 1 : text.size() / 8;
+  const long long factor = text.size() < 16 ? 37 : 39;
+  long long hash = 0;
+  for (size_t i = 0; i < text.size(); i += step)
+    hash = (hash * factor + static_cast<signed char>(text[i]) + (1LL << 32)) % (1LL << 32);
+  return static_cast<uint32_t>(hash);
+}
+
+TEST(RecommendedHashSize, SmallTablesStaySmall) {
+  for (unsigned size : {0U, 1U, 3U}) EXPECT_EQ(KP_recommended_hash_size(size), 3U);
+  for (unsigned size : {4U, 7U}) EXPECT_EQ(KP_recommended_hash_size(size), 7U);
+}
+
+TEST(RecommendedHashSize, FromEightOnTablesFitALargeDefinitionSet) {
+  for (unsigned size : {8U, 23U, 128U, 4099U}) EXPECT_EQ(KP_recommended_hash_size(size), 4099U);
+  EXPECT_EQ(KP_recommended_hash_size(4100), 8209U);
+}
+
+TEST(RecommendedHashSize, EverySizeIsPrimeAndAboutTwiceTheOneBefore) {
+  const std::vector<unsigned> sizes = all_sizes();
+  for (size_t i = 0; i < sizes.size(); ++i) {
+    EXPECT_TRUE(is_prime(sizes[i])) << sizes[i];
+    if (i <= 2) continue;
+    EXPECT_NEAR(sizes[i], 2.0 * sizes[i - 1], 20) << sizes[i];
+  }
+}
+
+TEST(RecommendedHashSize, AskingAgainGivesTheSame) {
+  for (unsigned size : all_sizes()) EXPECT_EQ(KP_recommended_hash_size(size), size);
+}
+
+TEST(RecommendedHashSize, BeyondTheTableGivesItsLargest) {
+  EXPECT_EQ(KP_recommended_hash_size(std::numeric_limits<unsigned>::max()), 4294967291U);
+  EXPECT_EQ(all_sizes().back(), 4294967291U);
+}
+
+TEST(TextHash, EmptyTextIsZeroEvenWithoutAText) {
+  EXPECT_EQ(KP_text_hash("", 0), 0U);
+  EXPECT_EQ(KP_text_hash(nullptr, 0), 0U);
+}
+
+TEST(TextHash, ShortTextsTakeEveryByte) {
+  EXPECT_EQ(KP_text_hash("a", 1), 97U);
+  EXPECT_EQ(KP_text_hash("ab", 2), 97U * 37 + 98);
+}
+
+TEST(TextHash, BytesAbove127AreNegative) {
+  EXPECT_EQ(KP_text_hash("\xff", 1), 4294967295U);
+  EXPECT_EQ(KP_text_hash("\x80", 1), 4294967168U);
+}
+
+TEST(TextHash, LongTextsTakeEveryEighthPart) {
+  const std::string text = "AxBxCxDxExFxGxHx";
+  uint32_t expected = 0;
+  for (char c : std::string("ABCDEFGH")) expected = expected * 39 + static_cast<uint32_t>(c);
+  EXPECT_EQ(KP_text_hash(text.data(), text.size()), expected);
+}
+
+TEST(TextHash, AgreesWithExactArithmeticAtEveryLength) {
+  std::string text;
+  for (unsigned length = 0; length <= 300; ++length) {
+    EXPECT_EQ(KP_text_hash(text.data(), text.size()), slow_hash(text)) << length;
+    text += static_cast<char>(length * 89 + 7);
+  }
+}
+
+TEST(Hash, BucketIsTheHashModuloTheBuckets) {
+  EXPECT_EQ(KP_hash(kp_String("ab"), 7), (97U * 37 + 98) % 7);
+  EXPECT_EQ(KP_hash(4294967295U, 4099), 4294967295U % 4099);
+  EXPECT_EQ(KP_hash(5U, 1), 0U);
+}
+
+TEST(Hash, StringWithoutABufferFallsIntoTheFirstBucket) {
+  EXPECT_EQ(KP_hash(kp_String(), 7), 0U);
+}

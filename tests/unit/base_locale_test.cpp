@@ -1,0 +1,82 @@
+#include <gtest/gtest.h>
+#include <unicode/locid.h>
+
+#include <cstring>
+#include <string>
+
+#include "base/kp_i18n.h"
+
+// Puts ICU's default locale back.
+class default_locale_guard {
+ public:
+  default_locale_guard() : before_(kp_I18N_get_locale()) {}
+  ~default_locale_guard() { kp_I18N_set_locale(before_); }
+
+ private:
+  kp_Locale before_;
+};
+
+static std::string current() {
+  return kp_I18N_get_locale().get_name();
+}
+
+TEST(Locale, SettingMakesItIcusDefaultAndReadsBack) {
+  const default_locale_guard guard;
+  EXPECT_TRUE(kp_I18N_set_locale("de_DE"));
+  EXPECT_EQ(current(), "de_DE");
+  EXPECT_STREQ(icu::Locale::getDefault().getName(), "de_DE");
+}
+
+TEST(Locale, OtherSpellingsAreMadeCanonical) {
+  const default_locale_guard guard;
+  EXPECT_TRUE(kp_I18N_set_locale("ja-jp"));
+  EXPECT_EQ(current(), "ja_JP");
+  EXPECT_TRUE(kp_I18N_set_locale("de_DE.UTF-8"));
+  EXPECT_EQ(current(), "de_DE");
+  EXPECT_TRUE(kp_I18N_set_locale("de_DE@collation=phonebook"));
+  EXPECT_EQ(current(), "de_DE@collation=phonebook");
+}
+
+TEST(Locale, EmptyNameIsTheEnvironmentsLocale) {
+  const default_locale_guard guard;
+  ASSERT_TRUE(kp_I18N_set_locale(""));
+  const std::string environment = current();
+  ASSERT_TRUE(kp_I18N_set_locale("sw_KE"));
+  EXPECT_TRUE(kp_I18N_set_locale(static_cast<const char*>(nullptr)));
+  EXPECT_EQ(current(), environment);
+}
+
+TEST(Locale, NameThatCouldBeAPathIsRefused) {
+  const default_locale_guard guard;
+  ASSERT_TRUE(kp_I18N_set_locale("fr"));
+  for (const char* name : {"../etc", "..", "de..DE", "/tmp/de", "de/DE", "de\\DE", "de DE", "de\n"})
+    EXPECT_FALSE(kp_I18N_set_locale(name)) << name;
+  EXPECT_EQ(current(), "fr");
+}
+
+TEST(Locale, EveryByteOutsideTheListIsRefused) {
+  const default_locale_guard guard;
+  const std::string allowed =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_@=;.-";
+  ASSERT_TRUE(kp_I18N_set_locale("fr"));
+  for (int byte = 1; byte < 256; ++byte) {
+    const std::string name = std::string("d") + static_cast<char>(byte);
+    if (allowed.find(name[1]) != std::string::npos) continue;
+    EXPECT_FALSE(kp_I18N_set_locale(name.c_str())) << byte;
+  }
+  EXPECT_EQ(current(), "fr");
+}
+
+TEST(Locale, NameThatIcuRefusesChangesNothing) {
+  const default_locale_guard guard;
+  ASSERT_TRUE(kp_I18N_set_locale("fr"));
+  EXPECT_FALSE(kp_I18N_set_locale(std::string(200, 'a').c_str()));
+  EXPECT_EQ(current(), "fr");
+}
+
+TEST(Locale, NamesAreComparedAsGiven) {
+  EXPECT_EQ(kp_Locale("de_DE"), kp_Locale("de_DE"));
+  EXPECT_NE(kp_Locale("de_DE"), kp_Locale("de-DE"));
+  EXPECT_EQ(kp_Locale(), kp_Locale(""));
+  EXPECT_STREQ(kp_Locale().get_name(), "");
+}

@@ -1,0 +1,414 @@
+#include "base/kp_time.h"
+
+#include <gtest/gtest.h>
+#include <time.h>
+
+#include <cerrno>
+#include <string>
+#include <thread>
+
+#include "tests/support/faults.h"
+#include "tests/support/temp_folder.h"
+
+static std::string printed(const kp_Time& t) {
+  char buffer[64];
+  t.print_out(buffer, sizeof buffer);
+  return buffer;
+}
+
+static std::string printed_in_gmt(kp_Time t) {
+  t.local_to_GMT();
+  return printed(t);
+}
+
+static kp_Time gmt_time(time_t moment) {
+  struct tm fields = {};
+  gmtime_r(&moment, &fields);
+  return {fields.tm_year + 1900,
+          fields.tm_mon + 1,
+          fields.tm_mday,
+          fields.tm_hour,
+          fields.tm_min,
+          fields.tm_sec,
+          true};
+}
+
+// ---- zones ----
+
+struct zone_case {
+  const char* zone;
+  int month;  // of 2026, on the 15th at noon local time
+  int bias;
+  int daylight;
+  const char* local;
+  const char* gmt;
+};
+
+static const zone_case zone_cases[] = {
+    {"UTC", 7, 0, 0, "2026-07-15T12:00:00+00:00", "2026-07-15T12:00:00Z"},
+    {"Asia/Shanghai", 7, -480, 0, "2026-07-15T12:00:00+08:00", "2026-07-15T04:00:00Z"},
+    {"Europe/Berlin", 7, -60, 1, "2026-07-15T12:00:00+02:00", "2026-07-15T10:00:00Z"},
+    {"Europe/Berlin", 1, -60, 0, "2026-01-15T12:00:00+01:00", "2026-01-15T11:00:00Z"},
+    {"America/St_Johns", 7, 210, 1, "2026-07-15T12:00:00-02:30", "2026-07-15T14:30:00Z"},
+    {"America/St_Johns", 1, 210, 0, "2026-01-15T12:00:00-03:30", "2026-01-15T15:30:00Z"},
+    {"Australia/Lord_Howe", 1, -600, 1, "2026-01-15T12:00:00+11:00", "2026-01-15T01:00:00Z"},
+    {"Australia/Lord_Howe", 7, -630, 0, "2026-07-15T12:00:00+10:30", "2026-07-15T01:30:00Z"},
+};
+
+TEST(TimeZone, LocalMomentTakesTheSystemsBiasAndFlag) {
+  for (const zone_case& c : zone_cases) {
+    const environment_value zone("TZ", c.zone);
+    const kp_Time t(2026, c.month, 15, 12, 0, 0);
+    EXPECT_EQ(t.get_zone_bias(), c.bias) << c.local;
+    EXPECT_EQ(t.get_daylight_flag(), c.daylight) << c.local;
+    EXPECT_EQ(printed(t), c.local) << c.zone;
+    EXPECT_EQ(printed_in_gmt(t), c.gmt) << c.zone;
+  }
+}
+
+TEST(TimeZone, GmtMomentTakesTheSystemsBiasAndFlagAndConvertsToLocal) {
+  for (const zone_case& c : zone_cases) {
+    const environment_value zone("TZ", c.zone);
+    kp_Time t;
+    ASSERT_TRUE(t.set_to_string_value(c.gmt));
+    EXPECT_EQ(t.get_zone_bias(), c.bias) << c.gmt;
+    t.GMT_to_local();
+    EXPECT_EQ(printed(t), c.local) << c.zone;
+  }
+}
+
+TEST(TimeZone, LocalTimeShownTwiceIsTheFirstShowing) {
+  const environment_value zone("TZ", "Europe/Berlin");
+  EXPECT_EQ(printed_in_gmt(kp_Time(2026, 10, 25, 2, 30, 0)), "2026-10-25T00:30:00Z");
+  EXPECT_EQ(printed_in_gmt(kp_Time(2026, 10, 25, 3, 0, 0)), "2026-10-25T02:00:00Z");
+}
+
+TEST(TimeZone, LocalTimeThatClocksSkipIsReadWithTheZoneBefore) {
+  const environment_value zone("TZ", "Europe/Berlin");
+  EXPECT_EQ(printed_in_gmt(kp_Time(2026, 3, 29, 2, 30, 0)), "2026-03-29T01:30:00Z");
+  EXPECT_EQ(printed_in_gmt(kp_Time(2026, 3, 29, 1, 59, 59)), "2026-03-29T00:59:59Z");
+  EXPECT_EQ(printed_in_gmt(kp_Time(2026, 3, 29, 3, 0, 0)), "2026-03-29T01:00:00Z");
+}
+
+#ifdef KP_FAULTS
+TEST(TimeZone, ZoneThatTheSystemCannotTellIsGmt) {
+  const environment_value zone("TZ", "Asia/Shanghai");
+  const fault_scope fault(kp_fault_call::localtime_r, 1, EOVERFLOW, true);
+  const kp_Time t(2026, 7, 15, 12, 0, 0);
+  EXPECT_EQ(printed(t), "2026-07-15T12:00:00+00:00");
+}
+#endif
+
+// ---- the current time ----
+
+TEST(TimeNow, IsLocalAndBetweenTheClockBeforeAndAfter) {
+  for (const zone_case& c : zone_cases) {
+    const environment_value zone("TZ", c.zone);
+    const kp_Time before = gmt_time(time(nullptr));
+    const kp_Time now;
+    const kp_Time after = gmt_time(time(nullptr));
+    EXPECT_FALSE(now.is_GMT_time_mode());
+    EXPECT_GE(now.compare_time(before), 0) << c.zone;
+    EXPECT_LE(now.compare_time(after), 0) << c.zone;
+  }
+}
+
+TEST(TimeNow, HasTheZoneOfThatMoment) {
+  const environment_value zone("TZ", "Europe/Berlin");
+  kp_Time now;
+  kp_Time in_gmt = now;
+  in_gmt.local_to_GMT();
+  kp_Time same_moment;
+  ASSERT_TRUE(same_moment.set_to_string_value(printed(in_gmt).c_str()));
+  EXPECT_EQ(now.get_zone_bias(), same_moment.get_zone_bias());
+  EXPECT_EQ(now.get_daylight_flag(), same_moment.get_daylight_flag());
+}
+
+TEST(TimeNow, ChangeOfTheSystemsZoneShowsAtOnce) {
+  for (int round = 0; round < 3; ++round) {
+    {
+      const environment_value zone("TZ", "UTC");
+      EXPECT_EQ(kp_Time().get_zone_bias(), 0);
+    }
+    const environment_value zone("TZ", "Asia/Shanghai");
+    EXPECT_EQ(kp_Time().get_zone_bias(), -480);
+  }
+}
+
+TEST(TimeNow, EveryThreadSeesTheSameZone) {
+  const environment_value zone("TZ", "America/St_Johns");
+  short bias = 0;
+  std::thread([&bias] { bias = kp_Time().get_zone_bias(); }).join();
+  EXPECT_EQ(bias, kp_Time().get_zone_bias());
+  EXPECT_EQ(bias, 210);
+}
+
+#ifdef KP_FAULTS
+TEST(TimeNow, AsksTheSystemForItsZoneOnceAMinute) {
+  const environment_value zone("TZ", "UTC");
+  const fault_scope calls(kp_fault_call::localtime_r, 0, 0);
+  for (int i = 0; i < 1000; ++i) EXPECT_EQ(kp_Time().get_zone_bias(), 0);
+  EXPECT_GE(calls.calls_seen(), 2U);
+  EXPECT_LE(calls.calls_seen(), 4U) << "more than the two ends of two neighbouring minutes";
+}
+#endif
+
+// ---- fields and modes ----
+
+TEST(Time, FieldsAreTakenAsGiven) {
+  const kp_Time t(2026, 11, 15, 17, 2, 56, true);
+  EXPECT_TRUE(t.is_GMT_time_mode());
+  EXPECT_EQ(t.get_year(), 2026);
+  EXPECT_EQ(t.get_month(), 11);
+  EXPECT_EQ(t.get_day(), 15);
+  EXPECT_EQ(t.get_hour(), 17);
+  EXPECT_EQ(t.get_minute(), 2);
+  EXPECT_EQ(t.get_second(), 56);
+}
+
+TEST(Time, FieldsBeyond16BitsStopAtTheirEnds) {
+  const kp_Time t(-5, 70000, -1, 1 << 30, 1, 1, true);
+  EXPECT_EQ(t.get_year(), 0);
+  EXPECT_EQ(t.get_month(), 65535);
+  EXPECT_EQ(t.get_day(), 0);
+  EXPECT_EQ(t.get_hour(), 65535);
+}
+
+TEST(Time, ZeroIsTheEpochInGmt) {
+  kp_Time t;
+  t.set_zero();
+  EXPECT_EQ(printed(t), "1970-01-01T00:00:00Z");
+  EXPECT_EQ(t.get_zone_bias(), 0);
+  EXPECT_EQ(t.get_daylight_flag(), 0);
+}
+
+TEST(Time, SettingTheModeConvertsNothing) {
+  kp_Time t(2026, 11, 15, 17, 2, 56);
+  t.set_zone_bias(-480);
+  t.set_daylight_flag(0);
+  t.set_GMT_time_mode(true);
+  EXPECT_EQ(printed(t), "2026-11-15T17:02:56Z");
+  t.set_GMT_time_mode(false);
+  EXPECT_EQ(printed(t), "2026-11-15T17:02:56+08:00");
+}
+
+TEST(Time, ConvertingTwiceDoesNothingMore) {
+  kp_Time t(2026, 11, 15, 17, 2, 56);
+  t.set_zone_bias(-480);
+  t.set_daylight_flag(0);
+  t.local_to_GMT();
+  t.local_to_GMT();
+  EXPECT_EQ(printed(t), "2026-11-15T09:02:56Z");
+  t.GMT_to_local();
+  t.GMT_to_local();
+  EXPECT_EQ(printed(t), "2026-11-15T17:02:56+08:00");
+}
+
+TEST(Time, AnyDaylightFlagButZeroIsOneHour) {
+  kp_Time t(2026, 1, 1, 0, 30, 0);
+  t.set_zone_bias(0);
+  t.set_daylight_flag(-7);
+  EXPECT_EQ(printed_in_gmt(t), "2025-12-31T23:30:00Z");
+}
+
+TEST(Time, ConversionCrossesLeapDaysAndYears) {
+  kp_Time t(2024, 3, 1, 1, 0, 0);
+  t.set_zone_bias(-120);
+  t.set_daylight_flag(0);
+  EXPECT_EQ(printed_in_gmt(t), "2024-02-29T23:00:00Z");
+  kp_Time century(1900, 3, 1, 1, 0, 0);
+  century.set_zone_bias(-120);
+  century.set_daylight_flag(0);
+  EXPECT_EQ(printed_in_gmt(century), "1900-02-28T23:00:00Z");
+}
+
+TEST(Time, ConversionStopsAtTheEndsOfTheCalendar) {
+  kp_Time first(0, 1, 1, 0, 0, 0);
+  first.set_zone_bias(-480);
+  first.set_daylight_flag(0);
+  EXPECT_EQ(printed_in_gmt(first), "0000-01-01T00:00:00Z");
+  kp_Time last(65535, 12, 31, 23, 59, 59);
+  last.set_zone_bias(480);
+  last.set_daylight_flag(0);
+  EXPECT_EQ(printed_in_gmt(last), "65535-12-31T23:59:59Z");
+}
+
+// A day forward each step, by a zone of a whole day, from 1970 for 400 years.
+TEST(Time, CalendarAgreesWithTheCLibraryDayByDay) {
+  kp_Time t;
+  t.set_zero();
+  t.set_zone_bias(-1440);
+  for (time_t day = 0; day < 146097; ++day) {
+    ASSERT_EQ(t.compare_time(gmt_time(day * 86400)), 0) << printed(t);
+    ASSERT_EQ(printed(t), printed(gmt_time(day * 86400)));
+    t.GMT_to_local();
+    t.set_GMT_time_mode(true);
+  }
+}
+
+TEST(Time, ComparesInstantsAcrossZonesAndModes) {
+  kp_Time shanghai, berlin, gmt, later;
+  ASSERT_TRUE(shanghai.set_to_string_value("2026-11-15T17:02:56+08:00"));
+  ASSERT_TRUE(berlin.set_to_string_value("2026-11-15T10:02:56+01:00"));
+  ASSERT_TRUE(gmt.set_to_string_value("2026-11-15T09:02:56Z"));
+  ASSERT_TRUE(later.set_to_string_value("2026-11-15T09:02:57Z"));
+  EXPECT_EQ(shanghai.compare_time(berlin), 0);
+  EXPECT_EQ(shanghai.compare_time(gmt), 0);
+  EXPECT_LT(shanghai.compare_time(later), 0);
+  EXPECT_GT(later.compare_time(berlin), 0);
+}
+
+// ---- printing ----
+
+TEST(TimePrinting, DateAndTimeOfDay) {
+  const kp_Time t(2026, 1, 5, 7, 2, 6, true);
+  char buffer[32];
+  t.print_date_out(buffer, sizeof buffer);
+  EXPECT_STREQ(buffer, "2026-01-05");
+  t.print_time_out(buffer, sizeof buffer);
+  EXPECT_STREQ(buffer, "07:02:06");
+}
+
+TEST(TimePrinting, NeverWritesMoreThanTheSizeAndAlwaysTerminates) {
+  const kp_Time t(2026, 1, 5, 7, 2, 6, true);
+  const std::string whole = "2026-01-05T07:02:06Z";
+  for (unsigned size = 1; size < 30; ++size) {
+    std::string buffer(40, '#');
+    t.print_out(buffer.data(), size);
+    EXPECT_EQ(std::string(buffer.c_str()), whole.substr(0, size - 1));
+    EXPECT_EQ(buffer.substr(size), std::string(40 - size, '#'));
+  }
+}
+
+TEST(TimePrinting, SizeZeroWritesNothing) {
+  const kp_Time t(2026, 1, 5, 7, 2, 6, true);
+  char buffer[] = "kept";
+  t.print_out(buffer, 0);
+  t.print_date_out(buffer, 0);
+  t.print_time_out(nullptr, 0);
+  EXPECT_STREQ(buffer, "kept");
+}
+
+TEST(TimePrinting, LargestFieldsAndOffsetsFit) {
+  kp_Time t(65535, 65535, 65535, 65535, 65535, 65535);
+  t.set_zone_bias(32767);
+  t.set_daylight_flag(0);
+  EXPECT_EQ(printed(t), "65535-65535-65535T65535:65535:65535-546:07");
+  t.set_zone_bias(-32768);
+  t.set_daylight_flag(1);
+  EXPECT_EQ(printed(t), "65535-65535-65535T65535:65535:65535+547:08");
+}
+
+// ---- reading ----
+
+TEST(TimeReading, OffsetGivesLocalModeWithItsBiasAndNoDaylight) {
+  kp_Time t;
+  ASSERT_TRUE(t.set_to_string_value("2026-11-15T17:02:56+08:00"));
+  EXPECT_FALSE(t.is_GMT_time_mode());
+  EXPECT_EQ(t.get_zone_bias(), -480);
+  EXPECT_EQ(t.get_daylight_flag(), 0);
+  EXPECT_EQ(printed(t), "2026-11-15T17:02:56+08:00");
+}
+
+TEST(TimeReading, OffsetWestIsAPositiveBias) {
+  kp_Time t;
+  ASSERT_TRUE(t.set_to_string_value("2026-11-15T17:02:56-03:30"));
+  EXPECT_EQ(t.get_zone_bias(), 210);
+  EXPECT_EQ(printed(t), "2026-11-15T17:02:56-03:30");
+}
+
+TEST(TimeReading, ZGivesGmtModeWithTheSystemsZone) {
+  const environment_value zone("TZ", "Europe/Berlin");
+  kp_Time t;
+  ASSERT_TRUE(t.set_to_string_value("2026-07-15T10:00:00Z"));
+  EXPECT_TRUE(t.is_GMT_time_mode());
+  EXPECT_EQ(t.get_zone_bias(), -60);
+  EXPECT_EQ(t.get_daylight_flag(), 1);
+}
+
+TEST(TimeReading, WithoutAZoneItIsTheSystems) {
+  const environment_value zone("TZ", "Asia/Shanghai");
+  kp_Time t;
+  ASSERT_TRUE(t.set_to_string_value("2026-11-15T17:02:56"));
+  EXPECT_EQ(printed(t), "2026-11-15T17:02:56+08:00");
+}
+
+TEST(TimeReading, DateAloneIsLocalMidnight) {
+  const environment_value zone("TZ", "Asia/Shanghai");
+  kp_Time t;
+  ASSERT_TRUE(t.set_to_string_value("2026-11-15"));
+  EXPECT_EQ(printed(t), "2026-11-15T00:00:00+08:00");
+}
+
+TEST(TimeReading, BlankStandsForTheT) {
+  kp_Time t;
+  ASSERT_TRUE(t.set_to_string_value("2026-11-15 17:02:56Z"));
+  EXPECT_EQ(printed(t), "2026-11-15T17:02:56Z");
+}
+
+TEST(TimeReading, LeapDaysOfLeapYearsOnly) {
+  kp_Time t;
+  EXPECT_TRUE(t.set_to_string_value("2024-02-29"));
+  EXPECT_TRUE(t.set_to_string_value("2000-02-29"));
+  EXPECT_FALSE(t.set_to_string_value("2026-02-29"));
+  EXPECT_FALSE(t.set_to_string_value("1900-02-29"));
+}
+
+TEST(TimeReading, AnythingElseIsRefusedAndLeavesTheTime) {
+  const char* const refused[] = {"",
+                                 " ",
+                                 "2026",
+                                 "2026-11",
+                                 "2026-11-",
+                                 "2026-11-1",
+                                 "2026-1-15",
+                                 "26-11-15",
+                                 "12026-11-15",
+                                 "+026-11-15",
+                                 "2026-00-15",
+                                 "2026-13-15",
+                                 "2026-11-00",
+                                 "2026-11-31",
+                                 "2026-12-32",
+                                 "2026/11/15",
+                                 " 2026-11-15",
+                                 "2026-11-15 ",
+                                 "2026-11-15T",
+                                 "2026-11-15T17",
+                                 "2026-11-15T17:02",
+                                 "2026-11-15T17:02:",
+                                 "2026-11-15T17:02:5",
+                                 "2026-11-15t17:02:56",
+                                 "2026-11-15T24:00:00",
+                                 "2026-11-15T17:60:00",
+                                 "2026-11-15T17:02:60",
+                                 "2026-11-15T17:02:56z",
+                                 "2026-11-15T17:02:56ZZ",
+                                 "2026-11-15T17:02:56Z ",
+                                 "2026-11-15T17:02:56+",
+                                 "2026-11-15T17:02:56+08",
+                                 "2026-11-15T17:02:56+0800",
+                                 "2026-11-15T17:02:56+8:00",
+                                 "2026-11-15T17:02:56+24:00",
+                                 "2026-11-15T17:02:56+08:60",
+                                 "2026-11-15T17:02:56+08:001",
+                                 "2026-11-15T17:02:56.5",
+                                 "2026-11-15Z",
+                                 "2026-11-15T-1:02:56",
+                                 "2026-11-15T17:02:56\n"};
+  kp_Time t(2001, 2, 3, 4, 5, 6, true);
+  for (const char* text : refused) EXPECT_FALSE(t.set_to_string_value(text)) << text;
+  EXPECT_FALSE(t.set_to_string_value(nullptr));
+  EXPECT_EQ(printed(t), "2001-02-03T04:05:06Z");
+}
+
+TEST(TimeReading, ReadsWhateverPrintOutWrites) {
+  for (const zone_case& c : zone_cases) {
+    kp_Time local, gmt;
+    ASSERT_TRUE(local.set_to_string_value(c.local));
+    ASSERT_TRUE(gmt.set_to_string_value(c.gmt));
+    EXPECT_EQ(printed(local), c.local);
+    EXPECT_EQ(printed(gmt), c.gmt);
+    EXPECT_EQ(local.compare_time(gmt), 0);
+  }
+}
