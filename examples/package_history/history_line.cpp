@@ -1,0 +1,120 @@
+#include "history_line.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <span>
+
+// The words of dpkg, each at the place that package_history.yaml gives it as a selector value.
+constexpr std::string_view states[] = {"not-installed",    "config-files",    "half-installed",
+                                       "unpacked",         "half-configured", "triggers-awaited",
+                                       "triggers-pending", "installed"};
+constexpr std::string_view commands[] = {"archives unpack",    "archives install",
+                                         "packages configure", "packages triggers-only",
+                                         "packages remove",    "packages purge"};
+constexpr std::string_view decisions[] = {"install", "keep"};
+
+static unsigned char place_of(std::string_view word, std::span<const std::string_view> words,
+                              const char* fault) {
+  const auto found = std::find(words.begin(), words.end(), word);
+  if (found == words.end()) throw history_line_error(fault);
+  return static_cast<unsigned char>(found - words.begin());
+}
+
+// Takes the first word, and the blank behind it, off the front of `rest`.
+static std::string_view take_word(std::string_view& rest) {
+  const size_t length = std::min(rest.find(' '), rest.size());
+  if (length == 0) throw history_line_error("a field is missing");
+  const std::string_view word = rest.substr(0, length);
+  rest.remove_prefix(std::min(length + 1, rest.size()));
+  return word;
+}
+
+static void expect_end(std::string_view rest) {
+  if (!rest.empty()) throw history_line_error("there are more fields than expected");
+}
+
+// PACKAGE INSTALLED-VERSION AVAILABLE-VERSION
+static void parse_action(std::string_view fields, history_record& record) {
+  record.subject = take_word(fields);
+  record.installed = take_word(fields);
+  record.available = take_word(fields);
+  expect_end(fields);
+}
+
+// STATE PACKAGE INSTALLED-VERSION
+static void parse_status(std::string_view fields, history_record& record) {
+  record.choice = place_of(take_word(fields), states, "the state is unknown");
+  record.subject = take_word(fields);
+  record.installed = take_word(fields);
+  expect_end(fields);
+}
+
+// TYPE COMMAND
+static void parse_startup(std::string_view fields, history_record& record) {
+  record.choice = place_of(fields, commands, "the command is unknown");
+}
+
+// FILE DECISION; a file's name may hold blanks.
+static void parse_conffile(std::string_view fields, history_record& record) {
+  const size_t blank = fields.rfind(' ');
+  if (blank == std::string_view::npos || blank == 0) throw history_line_error("a field is missing");
+  record.choice = place_of(fields.substr(blank + 1), decisions, "the decision is unknown");
+  record.subject = fields.substr(0, blank);
+}
+
+struct history_kind_row {
+  std::string_view word;
+  void (*parse_fields)(std::string_view fields, history_record& record);
+};
+
+// By history_kind.
+constexpr history_kind_row kinds[] = {{"install", parse_action},   {"upgrade", parse_action},
+                                      {"configure", parse_action}, {"trigproc", parse_action},
+                                      {"remove", parse_action},    {"purge", parse_action},
+                                      {"disappear", parse_action}, {"status", parse_status},
+                                      {"startup", parse_startup},  {"conffile", parse_conffile}};
+static_assert(std::size(kinds) == history_kind_count);
+
+std::string_view history_kind_word(history_kind kind) {
+  return kinds[static_cast<size_t>(kind)].word;
+}
+
+static history_kind kind_of(std::string_view word) {
+  const auto found = std::find_if(std::begin(kinds), std::end(kinds),
+                                  [word](const history_kind_row& row) { return row.word == word; });
+  if (found == std::end(kinds)) throw history_line_error("the kind of event is unknown");
+  return static_cast<history_kind>(found - std::begin(kinds));
+}
+
+// Messages go to terminals, which obey control characters, those of UTF-8 (U+0080 to U+009F)
+// included.
+static bool has_control_character(std::string_view line) {
+  for (size_t i = 0; i < line.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(line[i]);
+    if (byte < 0x20 || byte == 0x7F) return true;
+    if (byte == 0xC2 && i + 1 < line.size() && static_cast<unsigned char>(line[i + 1]) < 0xA0)
+      return true;
+  }
+  return false;
+}
+
+// Takes "YYYY-MM-DD HH:MM:SS", and the blank behind it, off the front of `rest`.
+static kp_Time take_time(std::string_view& rest) {
+  constexpr size_t length = 19;
+  kp_Time time;
+  const bool is_time = rest.size() > length && rest[length] == ' ' &&
+                       time.set_to_string_value(std::string(rest.substr(0, length)).c_str());
+  if (!is_time) throw history_line_error("the line does not begin with a date and a time");
+  rest.remove_prefix(length + 1);
+  return time;
+}
+
+history_record parse_history_line(std::string_view line) {
+  if (has_control_character(line)) throw history_line_error("the line holds control characters");
+  history_record record;
+  record.time = take_time(line);
+  record.kind = kind_of(take_word(line));
+  kinds[static_cast<size_t>(record.kind)].parse_fields(line, record);
+  return record;
+}
