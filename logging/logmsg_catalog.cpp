@@ -1,0 +1,126 @@
+#include "logging/logmsg_catalog.h"
+
+#include <unicode/locid.h>
+
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include "kp_LOG_debug_log.h"
+#include "kp_LOG_errors.h"
+#include "logging/log_util_raise.h"
+#include "logging/logmsg.h"
+
+static constexpr char catalog_source[] = "logging/logmsg";
+
+// --- An open catalog ---
+
+logmsg_catalog::logmsg_catalog(const char* path)
+    : bundle_(path, icu::Locale::getDefault(), bundle_status_),
+      table_(bundle_.get("STRING_TABLE", table_status_)) {}
+
+icu::UnicodeString logmsg_catalog::find(const char* id) const {
+  if (U_FAILURE(table_status_)) {
+    kp_log_raise<KPX_logging_missing_resource>(
+        "< KPX_logging_missing_resource> Unable to access the string table resource.");
+  }
+  UErrorCode status = U_ZERO_ERROR;
+  icu::UnicodeString text = table_.getStringEx(id, status);
+  if (U_FAILURE(status)) {
+    kp_log_raise<KPX_logging_missing_resource>(
+        "<KPX_logging_missing_resource> Unable to retrieve the string from the string table.");
+  }
+  return text;
+}
+
+// --- The installed catalog and its path ---
+
+// Both outlive every static object, so that whoever logs last still finds them.
+template <class T>
+union logmsg_never_destroyed {
+  constexpr logmsg_never_destroyed() noexcept : value() {}
+  ~logmsg_never_destroyed() {}  // NOLINT(modernize-use-equals-default): = default would be deleted
+  T value;
+};
+
+static constinit std::mutex catalog_lock;  // a leaf: held for pointer copies only
+static constinit logmsg_never_destroyed<std::shared_ptr<const logmsg_catalog>> installed_catalog;
+static constinit logmsg_never_destroyed<std::unique_ptr<char[]>> resource_path;
+
+__attribute__((destructor)) static void forget_resource_path() {
+  resource_path.value.reset();
+}
+
+std::shared_ptr<const logmsg_catalog> logmsg_current_catalog() {
+  const std::lock_guard<std::mutex> hold(catalog_lock);
+  return installed_catalog.value;
+}
+
+// The old catalog is closed outside the lock, unless a renderer still holds it.
+static void install_catalog(std::shared_ptr<const logmsg_catalog> catalog) {
+  const std::lock_guard<std::mutex> hold(catalog_lock);
+  installed_catalog.value.swap(catalog);
+}
+
+static void assign_resource_path(const char* path) {
+  const size_t size = std::strlen(path) + 1;
+  auto copy = kp_log_no_bad_alloc([=] { return std::make_unique<char[]>(size); });
+  std::memcpy(copy.get(), path, size);
+  resource_path.value = std::move(copy);
+}
+
+static void require_open(const logmsg_catalog& catalog, const char* path) {
+  if (catalog.is_open()) return;
+  if (catalog.is_missing()) {
+    LogDebugMessage(
+        1, "%s:%d _kp_LOG_log_message::set_resource_path Unable to locate resource bundle %s!\n",
+        catalog_source, __LINE__, path);
+    kp_log_raise<KPX_logging_missing_resource>(
+        {"<KPX_logging_missing_resource> Unable to locate resource bundle \"", path, "\"."});
+  }
+  LogDebugMessage(
+      1, "%s:%d _kp_LOG_log_message::set_resource_path Unable to access resource bundle %s!\n",
+      catalog_source, __LINE__, path);
+  kp_log_raise<KPX_logging_missing_resource>(
+      {"<KPX_logging_missing_resource> Unable to access resource bundle \"", path, "\"."});
+}
+
+static void close_catalog() {
+  install_catalog(nullptr);
+  assign_resource_path("");
+  LogDebugMessage(2, "%s:%d _kp_LOG_log_message::set_resource_path set resource_path=\"\"!\n",
+                  catalog_source, __LINE__);
+}
+
+void _kp_LOG_log_message::set_resource_path(const char* path) {
+  if (path == nullptr) {
+    close_catalog();
+    return;
+  }
+  assign_resource_path(path);
+  install_catalog(nullptr);
+  const char* const kept = get_resource_path();
+  const auto catalog = kp_log_no_bad_alloc([=] { return std::make_shared<logmsg_catalog>(kept); });
+  install_catalog(catalog);
+  require_open(*catalog, kept);
+}
+
+const char* _kp_LOG_log_message::get_resource_path() {
+  return resource_path.value ? resource_path.value.get() : "";
+}
+
+bool _kp_LOG_log_message::has_catalog() {
+  return logmsg_current_catalog() != nullptr;
+}
+
+icu::UnicodeString _kp_LOG_log_message::_get_string(const char* id) {
+  const auto catalog = logmsg_current_catalog();
+  if (!catalog) {
+    kp_log_raise<KPX_logging_missing_resource>(
+        "< KPX_logging_missing_resource> Unable to access the string table resource.");
+  }
+  const icu::UnicodeString text = catalog->find(id);
+  icu::UnicodeString copy(text);  // the catalog's own text may go away with the catalog
+  return copy;
+}
