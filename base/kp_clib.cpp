@@ -71,6 +71,28 @@ ssize_t KP_write(int descriptor, const void* buffer, size_t length) noexcept {
   return part == 0 ? -1 : write(descriptor, buffer, part);
 }
 
+// transfer(length), begun again after a signal; a struck call transfers only what its plan allows.
+template <class Transfer>
+static ssize_t through_signals(kp_fault_call call, size_t length, Transfer transfer) noexcept {
+  ssize_t done = 0;
+  do {
+    const bool struck = kp_fault_strikes(call);
+    const size_t part = struck ? kp_fault_transfer(call, length) : length;
+    done = struck && part == 0 ? -1 : transfer(part);
+  } while (done < 0 && errno == EINTR);
+  return done;
+}
+
+ssize_t KP_pread(int descriptor, void* buffer, size_t length, off_t offset) noexcept {
+  return through_signals(kp_fault_call::pread, length,
+                         [=](size_t part) { return pread(descriptor, buffer, part, offset); });
+}
+
+ssize_t KP_pwrite(int descriptor, const void* buffer, size_t length, off_t offset) noexcept {
+  return through_signals(kp_fault_call::pwrite, length,
+                         [=](size_t part) { return pwrite(descriptor, buffer, part, offset); });
+}
+
 // ---- opening ----
 
 // A descriptor that is closed unless it is handed on.

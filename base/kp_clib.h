@@ -85,6 +85,10 @@ using kp_file = std::unique_ptr<FILE, kp_file_closer>;
 
 KP_API ssize_t KP_write(int descriptor, const void* buffer, size_t length) noexcept;
 
+// A reading or writing that a signal handler interrupts before it has begun is begun again.
+KP_API ssize_t KP_pread(int descriptor, void* buffer, size_t length, off_t offset) noexcept;
+KP_API ssize_t KP_pwrite(int descriptor, const void* buffer, size_t length, off_t offset) noexcept;
+
 inline int KP_stat(const char* path, struct stat* status) noexcept {
   return kp_fault_strikes(kp_fault_call::stat) ? -1 : stat(path, status);
 }

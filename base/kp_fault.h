@@ -20,6 +20,8 @@ enum class kp_fault_call {
   fflush,
   getc,
   write,
+  pread,
+  pwrite,
   stat,
   fstat,
   access,
@@ -37,7 +39,7 @@ struct kp_fault_plan {
   unsigned nth = 0;        // the call that fails, counted from 1; 0: none
   int error = 0;           // errno of that call
   bool sticky = false;     // whether every later call fails as well
-  size_t transferred = 0;  // bytes that a failing fread, fwrite or write still transfers
+  size_t transferred = 0;  // bytes that a failing read or write still transfers
 };
 
 // Plans the faults of one kind, in place of what was planned for it before. Process-wide and safe
