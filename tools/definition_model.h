@@ -1,0 +1,72 @@
+// A set of definitions as its sources state it.
+#ifndef TOOLS_DEFINITION_MODEL_H
+#define TOOLS_DEFINITION_MODEL_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kp_LOG_AttributeType.h"
+#include "tools/source_text.h"
+#include "tools/template_text.h"
+
+constexpr uint32_t definition_debug_flag = 1u << 26;  // the bit named DEBUG in every set
+
+// A value together with where it was given.
+template <class T>
+struct placed {
+  T value{};
+  source_place place{};
+
+  bool is_given() const { return place.source != nullptr; }
+};
+
+struct attribute_model {
+  placed<std::string> name;
+  kp_AttributeType type = TypeUnknown;
+  placed<std::string> redirection;
+  std::string note;
+};
+
+// The default message of an event, or one of its selector messages.
+struct message_model {
+  source_place place{};
+  placed<uint32_t> index;  // index and value: selector messages only
+  placed<uint32_t> value;
+  placed<std::string> id;
+  placed<std::string> text;    // as authored
+  placed<std::string> raw;     // a template as it stands
+  std::string template_bytes;  // made of one of the two
+};
+
+struct event_model {
+  placed<std::string> name;
+  message_renderer renderer = message_renderer::icu;  // of its file
+  placed<uint32_t> id;
+  placed<uint32_t> second_word;
+  std::vector<placed<std::string>> flag_names;
+  uint32_t flags = 0;  // made of the names
+  std::string note;
+  std::vector<attribute_model> attributes;
+  placed<std::string> selector;
+  message_model message;
+  std::vector<message_model> messages;
+};
+
+struct retired_ids {
+  uint32_t first = 0;
+  uint32_t last = 0;
+  source_place place{};
+};
+
+// All sources of a run together.
+struct definition_set {
+  placed<std::string> log_version;
+  std::map<std::string, placed<uint32_t>, std::less<>> flags;
+  std::vector<attribute_model> globals;
+  std::vector<retired_ids> retired;
+  std::vector<event_model> events;  // in the order of the sources
+};
+
+#endif

@@ -1,0 +1,429 @@
+#include "tools/definition_source.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <optional>
+
+#include "tools/nearest_name.h"
+#include "tools/utf8_text.h"
+#include "tools/yaml_reader.h"
+
+static constexpr size_t log_version_limit = 7;  // bytes
+static constexpr std::string_view type_prefix = "Type";
+static constexpr std::array<const char*, 3> renderer_names = {"icu", "bytes", "both"};
+
+static std::string in_quotes(std::string_view text) {
+  return "\"" + std::string(text) + "\"";
+}
+
+// The type of a name with or without "Type" before it.
+static kp_AttributeType type_from_name(const std::string& name) {
+  const kp_AttributeType type = _kp_LOG_get_attribute_type_code(name.c_str());
+  if (type != TypeUnknown) return type;
+  return _kp_LOG_get_attribute_type_code((std::string(type_prefix) + name).c_str());
+}
+
+static std::vector<std::string_view> short_type_names() {
+  std::vector<std::string_view> names;
+  for (const _kp_LOG_attribute_type_row& row : AttributeTypeList)
+    if (row.name != nullptr) names.push_back(std::string_view(row.name).substr(type_prefix.size()));
+  return names;
+}
+
+// The number that a whole text is, in decimal, or in hexadecimal after "0x".
+static std::optional<uint32_t> number_from_text(std::string_view text) {
+  const bool is_hex = text.starts_with("0x");
+  if (is_hex) text.remove_prefix(2);
+  uint32_t number = 0;
+  const char* end = text.data() + text.size();
+  const auto [stopped, error] = std::from_chars(text.data(), end, number, is_hex ? 16 : 10);
+  if (error != std::errc() || stopped != end) return std::nullopt;
+  return number;
+}
+
+static bool has_control_character(std::string_view text) {
+  for (size_t i = 0; i < text.size();) {
+    const utf8_character character = utf8_at(text, i);
+    if (character.code_point < 0x20 ||
+        (character.code_point >= 0x7F && character.code_point < 0xA0))
+      return true;
+    i += character.size;
+  }
+  return false;
+}
+
+// Reads one source into the set. Each kind of map has a table of its keys.
+class definition_source_reader {
+ public:
+  definition_source_reader(const source_text& source, definition_set& set, diagnostic_list& found)
+      : source_(source), set_(set), found_(found) {}
+
+  void read(const yaml_node& root) {
+    const size_t first_event = set_.events.size();
+    read_map(root, file_keys, *this, "a source");
+    for (size_t i = first_event; i < set_.events.size(); ++i) set_.events[i].renderer = renderer_;
+  }
+
+ private:
+  using reader = definition_source_reader;
+
+  template <class Target>
+  struct key_row {
+    std::string_view name;
+    void (reader::*read)(const yaml_node& value, Target& target);
+    bool is_required = false;
+  };
+
+  static const std::array<key_row<reader>, 7> file_keys;
+  static const std::array<key_row<event_model>, 8> event_keys;
+  static const std::array<key_row<attribute_model>, 3> attribute_keys;
+  static const std::array<key_row<message_model>, 3> message_keys;
+  static const std::array<key_row<message_model>, 5> selector_message_keys;
+
+  source_place place(const yaml_node& node) const { return node.place(source_); }
+
+  void add(diagnostic_rule rule, const yaml_node& node, std::string text) {
+    found_.add(rule, place(node), std::move(text));
+  }
+
+  // --- maps by table
+
+  template <class Target, size_t N>
+  void read_map(const yaml_node& node, const std::array<key_row<Target>, N>& rows, Target& target,
+                const char* what) {
+    if (!is_map(node, what)) return;
+    for (size_t i = 0; i < node.children.size(); i += 2)
+      read_key(node.children[i], node.children[i + 1], rows, target, what);
+    for (const key_row<Target>& row : rows)
+      if (row.is_required && !has_key(node, row.name))
+        add(diagnostic_rule::missing_key, node,
+            std::string(what) + " needs the key " + in_quotes(row.name));
+  }
+
+  template <class Target, size_t N>
+  void read_key(const yaml_node& key, const yaml_node& value,
+                const std::array<key_row<Target>, N>& rows, Target& target, const char* what) {
+    const auto row =
+        std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.name == key.text; });
+    if (row != rows.end()) return (this->*row->read)(value, target);
+    std::vector<std::string_view> names;
+    for (const auto& known : rows) names.push_back(known.name);
+    add(diagnostic_rule::unknown_key, key,
+        std::string(what) + " has no key " + in_quotes(key.text) +
+            nearest_name_hint(key.text, names));
+  }
+
+  static bool has_key(const yaml_node& map, std::string_view name) {
+    for (size_t i = 0; i < map.children.size(); i += 2)
+      if (map.children[i].text == name) return true;
+    return false;
+  }
+
+  // --- single values
+
+  bool is_map(const yaml_node& node, const char* what) {
+    if (node.kind == yaml_node::kinds::map) return true;
+    add(diagnostic_rule::wrong_kind, node, std::string(what) + " is a map of keys and values");
+    return false;
+  }
+
+  bool is_list(const yaml_node& node, const char* what) {
+    if (node.kind == yaml_node::kinds::sequence) return true;
+    add(diagnostic_rule::wrong_kind, node, std::string(what) + " is a list");
+    return false;
+  }
+
+  bool read_text(const yaml_node& node, placed<std::string>& text) {
+    if (node.kind != yaml_node::kinds::scalar) {
+      add(diagnostic_rule::wrong_kind, node, "a text is expected here");
+      return false;
+    }
+    if (node.text.find('\0') != std::string::npos) {
+      add(diagnostic_rule::bad_text, node, "a text cannot hold a NUL");
+      return false;
+    }
+    text = {node.text, place(node)};
+    return true;
+  }
+
+  bool read_name(const yaml_node& node, placed<std::string>& name) {
+    if (!read_text(node, name)) return false;
+    const char* fault = name.value.empty() ? "a name cannot be empty"
+                        : has_control_character(name.value)
+                            ? "a name cannot hold a control character"
+                            : nullptr;
+    if (fault != nullptr) add(diagnostic_rule::bad_name, node, fault);
+    return fault == nullptr;
+  }
+
+  bool read_number(const yaml_node& node, placed<uint32_t>& number) {
+    const auto value = node.kind == yaml_node::kinds::scalar && node.plain
+                           ? number_from_text(node.text)
+                           : std::nullopt;
+    if (!value)
+      add(diagnostic_rule::bad_number, node,
+          "a number from 0 to 4294967295 is expected here, decimal or 0x and hexadecimal");
+    number = {value.value_or(0), place(node)};
+    return value.has_value();
+  }
+
+  void read_note(const yaml_node& node, std::string& note) {
+    placed<std::string> text;
+    if (read_text(node, text)) note = text.value;
+  }
+
+  // --- a source
+
+  void read_format(const yaml_node& node, reader&) {
+    if (node.kind == yaml_node::kinds::scalar && node.text == "1") return;
+    add(diagnostic_rule::source_format, node, "this is the format 1 of definition sources");
+  }
+
+  void read_log_version(const yaml_node& node, reader&) {
+    placed<std::string> version;
+    if (!read_text(node, version)) return;
+    if (version.value.size() > log_version_limit || has_control_character(version.value))
+      return add(diagnostic_rule::log_version, node, "a log version has at most 7 characters");
+    if (set_.log_version.is_given() && set_.log_version.value != version.value)
+      return found_.add(diagnostic_rule::log_version, version.place,
+                        "the sources of a set have one log version, and this is another",
+                        set_.log_version.place, "the log version is given here first");
+    if (!set_.log_version.is_given()) set_.log_version = version;
+  }
+
+  void read_renderer(const yaml_node& node, reader&) {
+    const auto name = std::find(renderer_names.begin(), renderer_names.end(), node.text);
+    if (name == renderer_names.end())
+      return add(diagnostic_rule::renderer, node, "a renderer is one of icu, bytes, both");
+    renderer_ = static_cast<message_renderer>(name - renderer_names.begin());
+  }
+
+  void read_flags(const yaml_node& node, reader&) {
+    if (!is_map(node, "flags")) return;
+    for (size_t i = 0; i < node.children.size(); i += 2)
+      read_flag(node.children[i], node.children[i + 1]);
+  }
+
+  void read_flag(const yaml_node& key, const yaml_node& node) {
+    placed<std::string> name;
+    placed<uint32_t> bits;
+    if (!read_name(key, name) || !read_number(node, bits)) return;
+    if (name.value == "DEBUG" && bits.value != definition_debug_flag)
+      return found_.add(diagnostic_rule::flag_value, bits.place,
+                        "DEBUG is 0x04000000 in every set");
+    const auto [first, is_new] = set_.flags.emplace(name.value, bits);
+    if (!is_new && first->second.value != bits.value)
+      found_.add(diagnostic_rule::flag_value, bits.place,
+                 "the flag " + in_quotes(name.value) + " has another value already",
+                 first->second.place, "its value is given here first");
+  }
+
+  void read_globals(const yaml_node& node, reader&) {
+    std::vector<attribute_model> globals;
+    read_attributes(node, globals);
+    for (attribute_model& global : globals) add_global(std::move(global));
+  }
+
+  // Sources of one set may state the same global attribute, each for its readers.
+  void add_global(attribute_model global) {
+    if (global.redirection.is_given())
+      found_.add(diagnostic_rule::redirect_global, global.redirection.place,
+                 "a global attribute cannot be redirected");
+    const auto first = std::find_if(set_.globals.begin(), set_.globals.end(), [&](const auto& g) {
+      return g.name.value == global.name.value;
+    });
+    if (first == set_.globals.end()) return set_.globals.push_back(std::move(global));
+    if (first->type != global.type)
+      found_.add(
+          diagnostic_rule::global_conflict, global.name.place,
+          "the global attribute " + in_quotes(global.name.value) + " has another type already",
+          first->name.place, "it is declared here first");
+  }
+
+  void read_retired(const yaml_node& node, reader&) {
+    if (!is_list(node, "retired")) return;
+    for (const yaml_node& item : node.children) read_retired_item(item);
+  }
+
+  void read_retired_item(const yaml_node& item) {
+    const bool is_scalar = item.kind == yaml_node::kinds::scalar;
+    const std::string_view text = is_scalar ? std::string_view(item.text) : std::string_view();
+    const size_t dash = text.find('-');
+    const auto first = number_from_text(text.substr(0, dash));
+    const auto last =
+        dash == std::string_view::npos ? first : number_from_text(text.substr(dash + 1));
+    if (!first || !last)
+      return add(diagnostic_rule::bad_number, item,
+                 "a retired ID or a range FIRST-LAST of them is expected here");
+    if (*first > *last)
+      return add(diagnostic_rule::retired_range, item, "this range ends before it begins");
+    set_.retired.push_back({*first, *last, place(item)});
+  }
+
+  void read_events(const yaml_node& node, reader&) {
+    if (!is_map(node, "events")) return;
+    for (size_t i = 0; i < node.children.size(); i += 2)
+      read_event(node.children[i], node.children[i + 1]);
+  }
+
+  // --- an event
+
+  void read_event(const yaml_node& key, const yaml_node& node) {
+    event_model event;
+    if (!read_name(key, event.name)) return;
+    read_map(node, event_keys, event, "an event");
+    set_.events.push_back(std::move(event));
+  }
+
+  void read_event_id(const yaml_node& node, event_model& event) {
+    placed<uint32_t> id;
+    if (read_number(node, id)) event.id = id;
+  }
+
+  void read_second_word(const yaml_node& node, event_model& event) {
+    read_number(node, event.second_word);
+  }
+
+  void read_event_flags(const yaml_node& node, event_model& event) {
+    if (!is_list(node, "flags of an event")) return;
+    for (const yaml_node& item : node.children) {
+      placed<std::string> name;
+      if (read_text(item, name)) event.flag_names.push_back(name);
+    }
+  }
+
+  void read_event_note(const yaml_node& node, event_model& event) { read_note(node, event.note); }
+
+  void read_event_attributes(const yaml_node& node, event_model& event) {
+    read_attributes(node, event.attributes);
+  }
+
+  void read_select(const yaml_node& node, event_model& event) { read_name(node, event.selector); }
+
+  void read_message(const yaml_node& node, event_model& event) {
+    event.message.place = place(node);
+    if (node.kind == yaml_node::kinds::scalar)
+      read_text(node, event.message.text);
+    else
+      read_map(node, message_keys, event.message, "a message");
+  }
+
+  void read_messages(const yaml_node& node, event_model& event) {
+    if (!is_list(node, "messages")) return;
+    for (const yaml_node& item : node.children) {
+      message_model message;
+      message.place = place(item);
+      read_map(item, selector_message_keys, message, "a selector message");
+      event.messages.push_back(std::move(message));
+    }
+  }
+
+  // --- attributes
+
+  void read_attributes(const yaml_node& node, std::vector<attribute_model>& attributes) {
+    if (!is_map(node, "attributes")) return;
+    for (size_t i = 0; i < node.children.size(); i += 2) {
+      attribute_model attribute;
+      const yaml_node& value = node.children[i + 1];
+      if (!read_name(node.children[i], attribute.name)) continue;
+      if (value.kind == yaml_node::kinds::map)
+        read_map(value, attribute_keys, attribute, "an attribute");
+      else
+        read_type(value, attribute);
+      attributes.push_back(std::move(attribute));
+    }
+  }
+
+  void read_type(const yaml_node& node, attribute_model& attribute) {
+    placed<std::string> name;
+    if (!read_text(node, name)) return;
+    attribute.type = type_from_name(name.value);
+    if (attribute.type == TypeUnknown)
+      add(diagnostic_rule::unknown_type, node,
+          "no type " + in_quotes(name.value) + nearest_name_hint(name.value, short_type_names()));
+  }
+
+  void read_redirect(const yaml_node& node, attribute_model& attribute) {
+    read_name(node, attribute.redirection);
+  }
+
+  void read_attribute_note(const yaml_node& node, attribute_model& attribute) {
+    read_note(node, attribute.note);
+  }
+
+  // --- messages
+
+  void read_message_id(const yaml_node& node, message_model& message) {
+    read_name(node, message.id);
+  }
+  void read_message_text(const yaml_node& node, message_model& message) {
+    read_text(node, message.text);
+  }
+  void read_message_raw(const yaml_node& node, message_model& message) {
+    read_text(node, message.raw);
+  }
+  void read_message_index(const yaml_node& node, message_model& message) {
+    read_number(node, message.index);
+  }
+  void read_message_value(const yaml_node& node, message_model& message) {
+    read_number(node, message.value);
+  }
+
+  const source_text& source_;
+  definition_set& set_;
+  diagnostic_list& found_;
+  message_renderer renderer_ = message_renderer::icu;
+};
+
+constexpr std::array<definition_source_reader::key_row<definition_source_reader>, 7>
+    definition_source_reader::file_keys = {{
+        {"kplog", &reader::read_format, true},
+        {"log_version", &reader::read_log_version},
+        {"renderer", &reader::read_renderer},
+        {"flags", &reader::read_flags},
+        {"attributes", &reader::read_globals},
+        {"retired", &reader::read_retired},
+        {"events", &reader::read_events},
+    }};
+
+constexpr std::array<definition_source_reader::key_row<event_model>, 8>
+    definition_source_reader::event_keys = {{
+        {"id", &reader::read_event_id, true},
+        {"second_word", &reader::read_second_word},
+        {"flags", &reader::read_event_flags},
+        {"note", &reader::read_event_note},
+        {"attributes", &reader::read_event_attributes},
+        {"select", &reader::read_select},
+        {"message", &reader::read_message},
+        {"messages", &reader::read_messages},
+    }};
+
+constexpr std::array<definition_source_reader::key_row<attribute_model>, 3>
+    definition_source_reader::attribute_keys = {{
+        {"type", &reader::read_type, true},
+        {"redirect", &reader::read_redirect},
+        {"note", &reader::read_attribute_note},
+    }};
+
+constexpr std::array<definition_source_reader::key_row<message_model>, 3>
+    definition_source_reader::message_keys = {{
+        {"id", &reader::read_message_id},
+        {"text", &reader::read_message_text},
+        {"raw", &reader::read_message_raw},
+    }};
+
+constexpr std::array<definition_source_reader::key_row<message_model>, 5>
+    definition_source_reader::selector_message_keys = {{
+        {"index", &reader::read_message_index, true},
+        {"value", &reader::read_message_value, true},
+        {"id", &reader::read_message_id},
+        {"text", &reader::read_message_text},
+        {"raw", &reader::read_message_raw},
+    }};
+
+void read_definition_source(const source_text& source, definition_set& set,
+                            diagnostic_list& found) {
+  yaml_node root;
+  if (read_yaml(source, root, found)) definition_source_reader(source, set, found).read(root);
+}

@@ -1,0 +1,122 @@
+#include "tools/diagnostics.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <ostream>
+#include <tuple>
+
+#include "tools/terminal_text.h"
+#include "tools/utf8_text.h"
+
+// Bytes of a line that are shown before and behind the caret; longer lines are cut.
+static constexpr size_t excerpt_before = 120;
+static constexpr size_t excerpt_behind = 80;
+
+// The colors of a headline's pieces; all empty without color.
+struct headline_colors {
+  const char* place = "";
+  const char* error = "";
+  const char* note = "";
+  const char* caret = "";
+  const char* end = "";
+};
+
+static constexpr headline_colors no_colors;
+static constexpr headline_colors terminal_colors = {"\x1b[1m", "\x1b[1;31m", "\x1b[1;36m",
+                                                    "\x1b[1;32m", "\x1b[0m"};
+
+static size_t character_start(std::string_view text, size_t at) {
+  while (at > 0 && at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) --at;
+  return at;
+}
+
+static void write_excerpt(std::ostream& out, const source_place& place,
+                          const headline_colors& colors) {
+  const std::string_view line = place.source->line(place.line);
+  const size_t at = std::min(place.byte, line.size());
+  const size_t from = at > excerpt_before ? character_start(line, at - excerpt_before) : 0;
+  const size_t to = character_start(line, std::min(line.size(), at + excerpt_behind));
+  const std::string before = terminal_text(line.substr(from, at - from));
+  out << before << terminal_text(line.substr(at, to - at)) << '\n'
+      << std::string(terminal_width(before), ' ') << colors.caret << '^' << colors.end << '\n';
+}
+
+static void write_place(std::ostream& out, const source_place& place,
+                        const headline_colors& colors) {
+  out << colors.place << terminal_text(place.source->name()) << ':' << place.line + 1 << ':'
+      << place.column() << ": " << colors.end;
+}
+
+static void write_text(std::ostream& out, const diagnostic& found, const headline_colors& colors) {
+  write_place(out, found.place, colors);
+  out << colors.error << "error[" << rule_code(found.rule) << "]: " << colors.end
+      << terminal_text(found.text) << '\n';
+  write_excerpt(out, found.place, colors);
+  for (const diagnostic_note& note : found.notes) {
+    write_place(out, note.place, colors);
+    out << colors.note << "note: " << colors.end << terminal_text(note.text) << '\n';
+    write_excerpt(out, note.place, colors);
+  }
+}
+
+static std::string json_escape(uint32_t code_unit) {
+  std::array<char, 8> buffer{};
+  std::snprintf(buffer.data(), buffer.size(), "\\u%04X", code_unit);
+  return buffer.data();
+}
+
+// Bytes that are not UTF-8 become U+FFFD, as JSON has no place for them.
+static std::string json_string(std::string_view text) {
+  std::string json = "\"";
+  for (size_t i = 0; i < text.size();) {
+    const utf8_character character = utf8_at(text, i);
+    if (!character.valid)
+      json += json_escape(0xFFFD);
+    else if (character.code_point == '"' || character.code_point == '\\')
+      (json += '\\') += static_cast<char>(character.code_point);
+    else if (character.code_point < 0x20 || character.code_point == 0x7F)
+      json += json_escape(character.code_point);
+    else
+      json += text.substr(i, character.size);
+    i += character.size;
+  }
+  return json + '"';
+}
+
+static void write_json_place(std::ostream& out, const source_place& place) {
+  out << "{\"file\":" << json_string(place.source->name()) << ",\"line\":" << place.line + 1
+      << ",\"column\":" << place.column();
+}
+
+static void write_json(std::ostream& out, const diagnostic& found) {
+  write_json_place(out, found.place);
+  out << ",\"severity\":\"error\",\"code\":\"" << rule_code(found.rule)
+      << "\",\"text\":" << json_string(found.text) << ",\"notes\":[";
+  const char* separator = "";
+  for (const diagnostic_note& note : found.notes) {
+    out << separator;
+    write_json_place(out, note.place);
+    out << ",\"text\":" << json_string(note.text) << '}';
+    separator = ",";
+  }
+  out << "]}\n";
+}
+
+void diagnostic_list::write(std::ostream& out, const std::vector<const source_text*>& sources,
+                            diagnostic_format format, bool color) const {
+  const auto order = [&](const diagnostic* found) {
+    const auto source = std::find(sources.begin(), sources.end(), found->place.source);
+    return std::make_tuple(source, found->place.line, found->place.byte);
+  };
+  std::vector<const diagnostic*> sorted;
+  for (const diagnostic& found : found_) sorted.push_back(&found);
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [&](const auto* a, const auto* b) { return order(a) < order(b); });
+  for (const diagnostic* found : sorted) {
+    if (format == diagnostic_format::json)
+      write_json(out, *found);
+    else
+      write_text(out, *found, color ? terminal_colors : no_colors);
+  }
+}

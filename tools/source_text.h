@@ -1,0 +1,51 @@
+// A source file in memory, and places in it.
+#ifndef TOOLS_SOURCE_TEXT_H
+#define TOOLS_SOURCE_TEXT_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+constexpr size_t source_size_limit = size_t{16} << 20;  // bytes; larger sources are refused
+
+class source_text {
+ public:
+  // `name` is what diagnostics call the file. A byte order mark at the start is left out.
+  source_text(std::string name, std::string bytes);
+
+  const std::string& name() const { return name_; }
+  std::string_view bytes() const { return bytes_; }
+  size_t line_count() const { return line_starts_.size(); }
+  // A line, numbered from 0, without its line ending; empty behind the last line.
+  std::string_view line(size_t number) const;
+  // Where a line begins; the end of the text behind the last line.
+  size_t line_start(size_t number) const;
+
+ private:
+  std::string name_;
+  std::string bytes_;
+  std::vector<size_t> line_starts_;
+};
+
+// A place in a source. Line and byte count from 0, as the parser gives them; people see both from
+// 1, and columns in characters.
+struct source_place {
+  const source_text* source = nullptr;  // not owned; null: no place is known
+  size_t line = 0;
+  size_t byte = 0;  // within the line
+
+  size_t offset() const;  // into the source's bytes, never behind their end
+  size_t column() const;  // from 1, in characters
+};
+
+// The place of byte `offset` of a scalar's value, where `scalar` is the place at which the scalar
+// begins: looks through quotes, escapes, and the indentation of literal blocks. The scalar's own
+// place for a value that is folded over several lines.
+source_place place_in_scalar(const source_place& scalar, std::string_view value, size_t offset);
+
+// Reads standard input for "-" and else the file, at most one byte more than source_size_limit.
+// False, with errno set, when that fails.
+bool read_source_bytes(const std::string& path, std::string& bytes);
+
+#endif
