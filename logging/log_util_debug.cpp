@@ -81,7 +81,6 @@ __attribute__((noinline, format(printf, 1, 0))) static void append_line(const ch
 
   va_list args_again;
   va_copy(args_again, args);
-  errno = errno_of_caller;
   const int text = vsnprintf(line + prefix, sizeof line - prefix, format, args);
   const size_t length = prefix + (text > 0 ? static_cast<size_t>(text) : 0);
   if (length < sizeof line)
