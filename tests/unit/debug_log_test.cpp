@@ -134,7 +134,7 @@ TEST(DebugLogLine, OfAnyLengthIsWrittenWhole) {
   const debug_log_in_temp_folder log(1);
   std::string expected;
   for (const size_t line : {1000U, 1022U, 1023U, 1024U, 1025U, 4096U, 100000U}) {
-    const std::string text(line - prefix_length() - 1, 'x');
+    const std::string text(line - prefix_length() - 1, '9');
     LogDebugMessage(1, "%s\n", text.c_str());
     expected += text + "\n";
   }
