@@ -34,6 +34,8 @@ target_compile_options(
             -Wvla
             $<$<BOOL:${KPLOG_WERROR}>:-Werror>
             $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+            # g++ 12 raises it inside the standard library's headers when it instruments them.
+            $<$<AND:$<CXX_COMPILER_ID:GNU>,$<BOOL:${KPLOG_SANITIZED}>>:-Wno-maybe-uninitialized>
             -fstack-protector-strong
             -fstack-clash-protection
             $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
