@@ -137,10 +137,11 @@ TEST(FileWriting, AnyOtherErrorIsFinal) {
 TEST(FileWriting, SignalThatMayHaveCostBufferedBytesIsAnError) {
   scripted_stream script{{{"", EINTR}, {""}}, "", 0};
   const kp_file file = open_script(script, "w");
-  char room[16];
+  char room[256];
   setvbuf(file.get(), room, _IOFBF, sizeof room);
-  EXPECT_EQ(KP_fwrite("0123456789", 1, 10, file.get()), 10U);
-  KP_fwrite("0123456789", 1, 10, file.get());
+  const std::string bytes(200, 'x');
+  EXPECT_EQ(KP_fwrite(bytes.data(), 1, bytes.size(), file.get()), bytes.size());
+  KP_fwrite(bytes.data(), 1, bytes.size(), file.get());
   EXPECT_NE(KP_ferror(file.get()), 0);
   EXPECT_EQ(script.next, 1U);
 }
