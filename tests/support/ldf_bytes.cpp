@@ -59,6 +59,6 @@ std::vector<ldf_attribute> ldf_builtin_fields() {
 ldf_file ldf_with_every_type(std::string_view template_text) {
   ldf_entry entry{.id = 17, .flags = 1, .msg_id = "M17", .msg_text = std::string(template_text)};
   for (unsigned type = 1; type <= 24; ++type)
-    entry.attributes.push_back({"A" + std::to_string(type), type});
+    entry.attributes.push_back({std::string("A") + std::to_string(type), type});
   return {.globals = ldf_builtin_fields(), .entries = {entry}};
 }

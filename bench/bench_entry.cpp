@@ -1,0 +1,40 @@
+// An event with five attributes, made and filled.
+#include <benchmark/benchmark.h>
+
+#include "bench/bench_event.h"
+#include "bench/bench_peer_event.h"
+#include "kp_LOG.h"
+
+static void entry_make_kplog(benchmark::State& state) {
+  bench_load_definitions(1);
+  for (auto _ : state) {
+    kp_LOG_LogEntry entry(bench_first_id, 5);
+    entry.AddAttribStr(bench_user, bench_user_value);
+    entry.AddAttribStr(bench_host, bench_host_value);
+    entry.AddAttrib2u(bench_port, bench_port_value);
+    entry.AddAttribFloat8(bench_load, bench_load_value);
+    entry.AddAttrib4(bench_balance, bench_balance_value);
+    benchmark::DoNotOptimize(entry);
+  }
+}
+BENCHMARK(entry_make_kplog);
+
+template <template <class> class Map>
+static void make_peer_events(benchmark::State& state) {
+  const auto declarations = bench_declarations<Map>();
+  for (auto _ : state) {
+    peer_event<Map> event(declarations);
+    bench_fill(event);
+    benchmark::DoNotOptimize(event);
+  }
+}
+
+static void entry_make_unordered_map(benchmark::State& state) {
+  make_peer_events<peer_std_map>(state);
+}
+BENCHMARK(entry_make_unordered_map);
+
+static void entry_make_flat_hash_map(benchmark::State& state) {
+  make_peer_events<peer_absl_map>(state);
+}
+BENCHMARK(entry_make_flat_hash_map);

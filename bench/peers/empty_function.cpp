@@ -1,0 +1,3 @@
+#include "bench/peers/empty_function.h"
+
+void peer_empty_function() {}
