@@ -3,11 +3,15 @@
 #define KP_LOG_LDF_LOAD_H
 
 #include <cstdio>
+#include <memory>
 
+#include "base/kp_clib.h"
 #include "base/kp_lock.h"
 #include "base/kp_nocopy.h"
 #include "logging/hash_tbl.h"
 #include "logging/log_definition.h"
+
+class _kp_LOG_ldf_view;
 
 // Where an entry type's record lies.
 struct _kp_LOG_log_definition_file_info_holder {
@@ -17,30 +21,37 @@ struct _kp_LOG_log_definition_file_info_holder {
 
 // Setting a file reads its header, global attributes and mapping table; an entry type's record is
 // read when it is first asked for, and the definition is kept in a cache of 128. An AUX file adds
-// entry types to the STD file's and merges those that both hold.
+// entry types to the STD file's and merges those that both hold. Files stay open as long as they
+// are set, and are read through views of their own, so that a child process may go on loading
+// beside its parent. Global attributes of successive files accumulate; clear() leaves them alone.
 //
-// find_entry and acquire_entry may be called by any number of threads. The other operations are
-// called under the process-wide lock, while no other thread makes entries.
+// find_entry, acquire_entry and declare_attribute may be called by any number of threads. The other
+// operations are called under the process-wide lock, while no other thread makes entries.
 //
 // Errors, all KPX_logging_invalid_definition with "<KPX_logging_invalid_definition> " and:
 //   "user should set STD definition file before set AUX definition file."
-//   "Unable to access definition file \"PATH\"."         the file cannot be opened
-//   "Unable to access definition file successfully."    a seek or read in it failed
-//   "The definition file is corrupted."                 a record is not the one it should be
+//   "Unable to access definition file \"PATH\"."         the file cannot be opened, or is not
+//   regular "Unable to access definition file successfully."    a read in it failed "The definition
+//   file is corrupted."                 a record is not the one it should be, or
+//                                                       holds more than 255 items of a kind
 //   "selector_attribute name conflict."                 AUX against STD
-//   "attribute NAME already exist."                     AUX against STD
+//   "attribute NAME already exist."                     AUX against STD, or twice in a record
 //   "selector message index in AUX definition file conflict with STD definition"
 // and KPX_memory_alloc.
 class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
  public:
   static constexpr unsigned cache_size = 128;
 
-  _kp_LOG_log_definition_tbl();
+  _kp_LOG_log_definition_tbl() noexcept;
   ~_kp_LOG_log_definition_tbl();
 
-  // Sets the STD file; forgets both files and all definitions first.
+  // Sets the STD file; forgets both files and all definitions first. After a failure no file is
+  // set, but an AUX file may be.
   void set_precompiled_definition_file_path(const char* path);
-  // Sets the AUX file, after an STD file, and merges it.
+  // Sets the AUX file, after an STD file, and merges it into every entry type that both hold. After
+  // a failure the former AUX file is still set when the header or the global attributes could not
+  // be read, none when a mapping record could not, and the new one otherwise; definitions merged so
+  // far stay merged.
   void set_precompiled_aux_definition_file_path(const char* path);
 
   // The definition of that entry type, null when neither file has it. Valid until its place in the
@@ -50,20 +61,48 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
   // The same, shared: it stays valid as long as the reference lives.
   _kp_LOG_definition_ref acquire_entry(unsigned id) const;
 
-  // Declares an attribute of an entry type that is loaded or can be loaded, unless it or the global
-  // list has the name already (false). Null entry types give false and `found` false.
+  // Declares an attribute of an entry type, unless its definition or the global list has the name
+  // already. True when it is declared now. `found` says whether the table knows the entry type.
+  // Raises what find_entry and _kp_LOG_log_definition::add_attr_info raise.
   bool declare_attribute(unsigned id, const char* name, unsigned char type, bool& found);
 
   // Forgets both files, the cache and all locations.
   void clear();
 
+  // Loads a file's header, global attributes and mapping table; for AUX also merges it, and keeps
+  // the stream. Returns the stream: the table's own for AUX, the caller's to close for STD.
   FILE* _set_definition_file_path(const char* path, bool is_aux);
-  // Reads the entry record into `def`: afresh, or merging the AUX record into it when `merge_file` is
-  // not null. False when the table does not know the ID or its file is not open.
+  // Reads the entry record into `def`: afresh, or merging the AUX record into it when `merge_file`
+  // is not null. False when the table does not know the ID or its file is not open.
   bool _retrieve_entry_definition(unsigned id, _kp_LOG_log_definition& def, FILE* merge_file);
   [[noreturn]] void _throw_file_io_error();
 
   unsigned n_entry_definitions_cached = 0;  // filled places of the cache, 0 to 128
+
+ private:
+  template <class Result>
+  Result _find_entry_non_const(unsigned id);
+  _kp_LOG_log_definition* cached(unsigned id) const noexcept KP_REQUIRES_SHARED(lock_);
+  _kp_LOG_log_definition* load(unsigned id) KP_REQUIRES(lock_);
+  _kp_LOG_log_definition* keep(_kp_LOG_log_definition* definition) noexcept KP_REQUIRES(lock_);
+
+  void load_mapping(_kp_LOG_ldf_view& view, unsigned count, unsigned offset, bool is_aux);
+  void load_mapping_record(unsigned id, unsigned offset, bool is_aux);
+  void set_location(unsigned id, _kp_LOG_log_definition_file_info_holder location)
+      KP_REQUIRES(lock_);
+
+  bool is_std_set_ = false;  // an STD file was set since the last clear, or tried to be
+  // From entry ID to record. Sized by the first file.
+  kp_MISC_hash_tbl<unsigned, _kp_LOG_log_definition_file_info_holder> locations_;
+  // The cache: IDs side by side for the scan, and the definitions, each pinned.
+  alignas(64) unsigned cached_ids_[cache_size] = {};
+  _kp_LOG_log_definition* cached_definitions_[cache_size] = {};
+  unsigned replacement_ = 0;  // the next place to be reused once the cache is full
+  kp_file std_file_;
+  kp_file aux_file_;
+  mutable kp_LOG_CRWLock lock_;
+  char std_version_[16] = {};  // log version text of each file
+  char aux_version_[16] = {};
 };
 
 #endif

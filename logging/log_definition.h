@@ -3,16 +3,20 @@
 #define KP_LOG_LOG_DEFINITION_H
 
 #include <atomic>
+#include <memory>
+#include <vector>
 
 #include "base/kp_nocopy.h"
 #include "base/kp_string.h"
 
-// One declared attribute. Raises KPX_memory_alloc when a text cannot be copied; a setter then leaves
-// the old text in place.
+// One declared attribute. Raises KPX_memory_alloc when a text cannot be copied; a setter then
+// leaves the old text in place.
 class KP_API _kp_LOG_attribute_entry : kp_UTIL_no_inadvertant_copies {
  public:
   // Copies both texts. A null name counts as ""; a null or empty redirection name is none.
   _kp_LOG_attribute_entry(const char* name, const char* redirection, unsigned char type);
+  // The same, taking the texts over.
+  _kp_LOG_attribute_entry(kp_String&& name, kp_String&& redirection, unsigned char type) noexcept;
 
   void set_name(const char* name);
   void set_redirection_name(const char* redirection);
@@ -23,18 +27,24 @@ class KP_API _kp_LOG_attribute_entry : kp_UTIL_no_inadvertant_copies {
   unsigned get_name_hash() const noexcept { return name_hash_; }  // my_hashcode of the name
 
  private:
+  friend class _kp_LOG_attribute_list;
+
   kp_String name_;
-  kp_String redirection_name_;  // without a buffer when there is none
+  kp_String redirection_name_;  // empty: none
   unsigned char type_;          // a kp_AttributeType
   unsigned name_hash_;
+  unsigned* listed_hash_ = nullptr;  // the copy of the hash in the list that holds it, or null
 };
 
 // A message that is chosen by the value of the definition's selector attribute, or by its index.
 class KP_API _kp_LOG_selector_message : kp_UTIL_no_inadvertant_copies {
  public:
-  // Copies both texts; null stays null.
+  // Copies both texts; null stays null. Raises KPX_memory_alloc.
   _kp_LOG_selector_message(unsigned index, unsigned value, const char* msg_id,
                            const char* msg_text);
+  // The same, taking the texts over; one without a buffer is null.
+  _kp_LOG_selector_message(unsigned index, unsigned value, kp_String&& msg_id,
+                           kp_String&& msg_text) noexcept;
 
   unsigned get_index() const noexcept { return index_; }
   unsigned get_value() const noexcept { return value_; }
@@ -44,8 +54,46 @@ class KP_API _kp_LOG_selector_message : kp_UTIL_no_inadvertant_copies {
  private:
   unsigned index_;
   unsigned value_;
-  kp_String msg_id_;
-  kp_String msg_text_;
+  kp_String msg_id_;    // without a buffer: none
+  kp_String msg_text_;  // without a buffer: none
+};
+
+// At most 255 attributes in the order in which they were added, with their name hashes side by side
+// for the look-up by name. Owns the attributes.
+//
+// One thread changes a list at a time. While it only appends, any number of others may look up
+// without a lock: each sees the list with the new attribute or without it. Arrays that appending
+// has outgrown are kept for them until the list is cleared. Removing and clearing need the list
+// alone.
+//
+// Has no destructor, so that a list may be a static object: its owner clears it.
+class KP_API _kp_LOG_attribute_list : kp_UTIL_no_inadvertant_copies {
+ public:
+  constexpr _kp_LOG_attribute_list() noexcept = default;
+
+  unsigned char size() const noexcept;
+  _kp_LOG_attribute_entry* at(
+      unsigned char i) const noexcept;  // null when `i` is not below the size
+  // The first attribute with that name, or null. `hash` is my_hashcode(name).
+  _kp_LOG_attribute_entry* find(const char* name, unsigned hash) const noexcept;
+  // The array of all attributes, null while there is none. Valid until the list changes.
+  _kp_LOG_attribute_entry** entries() const noexcept;
+
+  // Makes room for `count` attributes, at most 255, in all. Raises KPX_memory_alloc.
+  void reserve(unsigned count);
+  // Adds an attribute at the end. Raises KPX_logging_invalid_definition
+  // "<KPX_logging_invalid_definition> The definition file is corrupted." when the list is full and
+  // KPX_memory_alloc; the list is then as it was.
+  void append(std::unique_ptr<_kp_LOG_attribute_entry>&& entry);
+  // Takes exactly that attribute out; later ones move down one place. Null when it is not held.
+  std::unique_ptr<_kp_LOG_attribute_entry> take(const _kp_LOG_attribute_entry* entry) noexcept;
+  // Destroys every attribute.
+  void clear() noexcept;
+
+ private:
+  struct block;
+
+  std::atomic<block*> block_{nullptr};  // null: nothing was ever added
 };
 
 // The description of one kind of entry, filled from definition files by the definition table.
@@ -72,21 +120,24 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   const char* get_log_version() const noexcept { return log_version_; }  // never null
   const char* get_default_msg_id() const noexcept;                       // null when never set
   const char* get_default_msg_text() const noexcept;                     // null when never set
-  unsigned char get_n_attributes() const noexcept;
+  unsigned char get_n_attributes() const noexcept { return attributes_.size(); }
   // The attribute whose value chooses the message; null when there is none.
   _kp_LOG_attribute_entry* get_selector_attribute() const noexcept { return selector_; }
-  unsigned char get_n_selector_msgs() const noexcept { return n_selector_msgs_; }
+  unsigned char get_n_selector_msgs() const noexcept;
   // The i-th selector message in file order; null when `i` is not below the count.
   _kp_LOG_selector_message* get_selector_msg(unsigned char i) const noexcept;
 
   void set_entry_id(unsigned id) noexcept { entry_id_ = id; }
   void set_second_word(unsigned word) noexcept { second_word_ = word; }
   void set_property_flags(unsigned flags) noexcept { property_flags_ = flags; }
-  // Copies at most 15 bytes.
+  // Copies at most 15 bytes; null counts as "".
   void set_log_version(const char* version) noexcept;
-  // Replace the owned copy; null: none. On failure the old text stays.
+  // Replace the owned copy; null: none. On failure the old text stays. The second form takes the
+  // text over.
   void set_default_msg_id(const char* id);
   void set_default_msg_text(const char* text);
+  void set_default_msg_id(kp_String&& id) noexcept;
+  void set_default_msg_text(kp_String&& text) noexcept;
 
   // Look-ups by name compare the hash first and then the bytes; the first match wins. A null name
   // finds nothing. `hash` must be my_hashcode(name).
@@ -108,13 +159,19 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   // The first message with that index or value, in file order; null when there is none.
   _kp_LOG_selector_message* get_selector_msg_by_index(unsigned index) const noexcept;
   _kp_LOG_selector_message* get_selector_msg_by_value(unsigned value) const noexcept;
-  // Appends a selector message.
+  // Appends a selector message. The second form takes the message over.
   void add_selector_msg(unsigned index, unsigned value, const char* msg_id, const char* msg_text);
+  void add_selector_msg(std::unique_ptr<_kp_LOG_selector_message>&& message);
 
   // Adds an own attribute at the end. One of the same name is removed first, and stays removed when
   // the addition fails; if it was the selector attribute there is then none, unless `is_selector`.
+  // The texts may be those of the attribute that is replaced. A null name counts as "".
   void add_attr_info(const char* name, unsigned char type, bool is_selector,
                      const char* redirection);
+  // The same, taking the attribute over.
+  void add_attr_info(std::unique_ptr<_kp_LOG_attribute_entry>&& entry, bool is_selector);
+  // Makes room for `count` further own attributes, as far as there may be that many.
+  void reserve_attributes(unsigned count);
   // Removes exactly that attribute from the own list, else from the global one; false when neither
   // holds it. Later attributes move down one place.
   bool remove_attr_by_ptr(_kp_LOG_attribute_entry* entry) noexcept;
@@ -122,28 +179,35 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   // readable until another one is set or the definition dies.
   void clear_attr_info() noexcept;
 
-  // --- Global attributes: valid for every kind of entry, process-wide, without redirection names ---
+  // --- Global attributes: valid for every kind of entry, process-wide, without redirection names
+  // ---
   static _kp_LOG_attribute_entry* _find_global_attr_entry_by_name(const char* name) noexcept;
   static bool get_global_attr_info_by_name(const char* name, unsigned char& type) noexcept;
   // Raises KPX_logging_index_out_of_bound
   // "_kp_LOG_log_definition::get_global_attr_info_by_index()" when `i` is not below the count.
   static void get_global_attr_info_by_index(unsigned char i, const char*& name,
                                             unsigned char& type);
-  // Adds at the end; one of the same name is removed first.
+  // Adds at the end; one of the same name is removed first, and stays removed when the addition
+  // fails. A null name counts as "".
   static void add_global_attr_info(const char* name, unsigned char type);
   static bool _remove_global_attr_by_ptr(_kp_LOG_attribute_entry* entry) noexcept;
   static void clear_global_attr_info() noexcept;
 
+  // The global list as it stands, for reading.
   static _kp_LOG_attribute_entry** p_global_attr_entries;  // null when empty; owned
   static unsigned char n_global_attr_entries;
 
-  // Sharing: each pin is undone by one unpin, and the last unpin destroys the definition, which must
-  // have been made with new. Any thread.
+  // Sharing: each pin is undone by one unpin, and the last unpin destroys the definition, which
+  // must have been made with new. Any thread.
   void _pin() const noexcept { pins_.fetch_add(1, std::memory_order_relaxed); }
   void _unpin() const noexcept;
 
  private:
-  struct attribute_block;
+  void set_selector(_kp_LOG_attribute_entry* entry) noexcept;
+  std::unique_ptr<_kp_LOG_attribute_entry> take_attribute(_kp_LOG_attribute_entry* entry) noexcept;
+  static void publish_globals() noexcept;
+
+  static _kp_LOG_attribute_list global_attributes_;
 
   mutable std::atomic<unsigned> pins_{0};
   unsigned entry_id_ = 0;
@@ -152,11 +216,12 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   char log_version_[16] = {};
   kp_String default_msg_id_;    // without a buffer: none
   kp_String default_msg_text_;  // without a buffer: none
-  std::atomic<attribute_block*> attributes_{nullptr};  // own attributes, contiguous with hashes
-  _kp_LOG_attribute_entry* selector_ = nullptr;  // own, or the parked one
-  _kp_LOG_attribute_entry* parked_selector_ = nullptr;  // owned; outlived its list
-  _kp_LOG_selector_message** selector_msgs_ = nullptr;  // owned array of owned messages
-  unsigned char n_selector_msgs_ = 0;
+  _kp_LOG_attribute_list attributes_;
+  _kp_LOG_attribute_entry* selector_ = nullptr;  // one of the list, or the parked one
+  // The selector attribute of a list that was cleared. It stays alive, so that nothing else comes
+  // to stand at its address and is taken for the selector.
+  std::unique_ptr<_kp_LOG_attribute_entry> parked_selector_;
+  std::vector<std::unique_ptr<_kp_LOG_selector_message>> selector_msgs_;
 };
 
 // A share of a definition. One object is used by one thread at a time.
@@ -168,8 +233,7 @@ class _kp_LOG_definition_ref {
   }
   _kp_LOG_definition_ref(const _kp_LOG_definition_ref& other) noexcept
       : _kp_LOG_definition_ref(other.definition_) {}
-  _kp_LOG_definition_ref(_kp_LOG_definition_ref&& other) noexcept
-      : definition_(other.definition_) {
+  _kp_LOG_definition_ref(_kp_LOG_definition_ref&& other) noexcept : definition_(other.definition_) {
     other.definition_ = nullptr;
   }
   _kp_LOG_definition_ref& operator=(_kp_LOG_definition_ref other) noexcept {

@@ -1,0 +1,164 @@
+// The readers of a definition file's items, written once over any source of bytes: a stream
+// (def_read.cpp) or a bounded view of a file (def_read_view.h). The layout:
+// docs/definition-format.md.
+//
+// A source has three operations:
+//   bool read(void* bytes, size_t n)    the next n bytes, all of them or false
+//   bool may_hold(size_t n)             false only when it certainly ends before n further bytes
+//   bool knows_its_end()                whether may_hold, asked before, was sure of its answer
+//
+// Every reader takes what lies at the source's position, and returns false at the first item that
+// cannot be read; items before that one keep their new values. A failed allocation raises
+// KPX_memory_alloc.
+#ifndef KP_LOG_DEF_READ_ITEMS_H
+#define KP_LOG_DEF_READ_ITEMS_H
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+#include "base/kp_string.h"
+#include "kp_LOG_debug_log.h"
+#include "logging/def_read.h"
+
+// The name by which debug lines tell where they come from.
+constexpr char kp_ldf_reader_source[] = "logging/def_read";
+
+// A text up to this length is allocated at once; a longer one of a source that cannot tell where it
+// ends is read in steps of this length, so that a length without bytes behind it costs nothing.
+constexpr unsigned kp_ldf_text_step = 65536;
+
+inline unsigned kp_ldf_decode_int4(const unsigned char (&bytes)[4]) noexcept {
+  return unsigned{bytes[0]} << 24 | unsigned{bytes[1]} << 16 | unsigned{bytes[2]} << 8 | bytes[3];
+}
+
+template <class Source>
+bool kp_ldf_read_int4(Source& in, unsigned& value) {
+  unsigned char bytes[4];
+  if (!in.read(bytes, sizeof bytes)) return false;
+  value = kp_ldf_decode_int4(bytes);
+  return true;
+}
+
+// Appends the next `length` bytes to `text`.
+template <class Source>
+bool kp_ldf_append_bytes(Source& in, kp_String& text, unsigned length) {
+  char step[4096];
+  while (length != 0) {
+    const unsigned part = std::min(length, unsigned{sizeof step});
+    if (!in.read(step, part)) return false;
+    text.append(step, part);
+    length -= part;
+  }
+  return true;
+}
+
+// The next `length` bytes as a text, of a source that has been asked whether it may hold them.
+// Allocates no more than `length` where the source knows its end, and about as much as there is
+// where it does not.
+template <class Source>
+bool kp_ldf_read_bytes(Source& in, kp_String& text, unsigned length) {
+  if (length > kp_ldf_text_step && !in.knows_its_end())
+    return kp_ldf_append_bytes(in, text, length);
+  text = kp_String(length, '\0');
+  return length == 0 || in.read(&text[0], length);
+}
+
+// The text of `length` bytes up to its first NUL; without one all of them are the text. The last
+// byte, which should be the NUL, is read apart from the text that it ends.
+template <class Source>
+bool kp_ldf_read_text_of(Source& in, kp_String& text, unsigned length) {
+  kp_String bytes;
+  char last = '\0';
+  if (!in.may_hold(length)) return false;
+  if (!kp_ldf_read_bytes(in, bytes, length - 1) || !in.read(&last, 1)) return false;
+  const void* const nul = std::memchr(bytes.c_str(), '\0', bytes.length());
+  if (nul != nullptr)
+    bytes.assign(bytes.c_str(),
+                 static_cast<unsigned>(static_cast<const char*>(nul) - bytes.c_str()));
+  else if (last != '\0')
+    bytes.append(&last, 1);
+  text = std::move(bytes);
+  return true;
+}
+
+template <class Source>
+bool kp_ldf_read_string(Source& in, kp_String& text) {
+  unsigned length = 0;
+  if (!kp_ldf_read_int4(in, length)) {
+    LogDebugMessage(1, "%s:%d kp_be_read_int4\n", kp_ldf_reader_source, __LINE__);
+    return false;
+  }
+  if (length != 0) return kp_ldf_read_text_of(in, text, length);
+  text = "";
+  return true;
+}
+
+template <class Source, size_t n>
+bool kp_ldf_read_words(Source& in, unsigned (&words)[n]) {
+  return std::all_of(std::begin(words), std::end(words),
+                     [&in](unsigned& word) { return kp_ldf_read_int4(in, word); });
+}
+
+template <class Source>
+bool kp_ldf_read_header(Source& in, _kp_LOG_ldf_header_struct& header) {
+  return kp_ldf_read_int4(in, header.magic) && header.magic == kp_ldf_magic &&
+         in.read(&header.raw_word, sizeof header.raw_word) && kp_ldf_read_int4(in, header.word2) &&
+         kp_ldf_read_int4(in, header.word3) &&
+         in.read(header.log_version, sizeof header.log_version) &&
+         kp_ldf_read_words(in, header.words16) &&
+         kp_ldf_read_int4(in, header.n_global_attributes) &&
+         kp_ldf_read_int4(in, header.global_attributes_offset) &&
+         kp_ldf_read_int4(in, header.n_entries) && kp_ldf_read_int4(in, header.word52) &&
+         kp_ldf_read_int4(in, header.mapping_offset) && kp_ldf_read_words(in, header.words60);
+}
+
+template <class Source>
+bool kp_ldf_read_property_flag(Source& in, kp_String& name, unsigned& flag) {
+  return kp_ldf_read_string(in, name) && kp_ldf_read_int4(in, flag);
+}
+
+// An attribute's type has 8 bits; the file gives it four bytes.
+template <class Source>
+bool kp_ldf_read_attribute(Source& in, kp_String& name, kp_AttributeType& type,
+                           kp_String& redirection) {
+  unsigned code = 0;
+  if (!kp_ldf_read_string(in, name) || !kp_ldf_read_int4(in, code)) return false;
+  type = static_cast<kp_AttributeType>(code & 0xFF);
+  return kp_ldf_read_string(in, redirection);
+}
+
+template <class Source>
+bool kp_ldf_read_entry_info(Source& in, unsigned& id, unsigned& word2, unsigned& property_flags,
+                            kp_String& default_msg_id, kp_String& default_msg_text,
+                            kp_String& selector_attribute) {
+  return kp_ldf_read_int4(in, id) && kp_ldf_read_int4(in, word2) &&
+         kp_ldf_read_int4(in, property_flags) && kp_ldf_read_string(in, default_msg_id) &&
+         kp_ldf_read_string(in, default_msg_text) && kp_ldf_read_string(in, selector_attribute);
+}
+
+// `done`, with a debug line when it is false.
+inline bool kp_ldf_done(bool done, int line, const char* item) noexcept {
+  if (!done) LogDebugMessage(1, "%s:%d %s error\n", kp_ldf_reader_source, line, item);
+  return done;
+}
+
+template <class Source>
+bool kp_ldf_read_selector_msg(Source& in, unsigned& index, unsigned& value, kp_String& msg_id,
+                              kp_String& msg_text) {
+  return kp_ldf_done(kp_ldf_read_int4(in, index), __LINE__, "kp_be_read_int4 selector_msg_index") &&
+         kp_ldf_done(kp_ldf_read_int4(in, value), __LINE__, "kp_be_read_int4 selector_value") &&
+         kp_ldf_done(kp_ldf_read_string(in, msg_id), __LINE__,
+                     "kp_be_read_string selector_msg_id") &&
+         kp_ldf_done(kp_ldf_read_string(in, msg_text), __LINE__,
+                     "kp_be_read_string selector_msg_text");
+}
+
+template <class Source>
+bool kp_ldf_read_mapping(Source& in, unsigned& id, unsigned& offset) {
+  return kp_ldf_read_int4(in, id) && kp_ldf_read_int4(in, offset);
+}
+
+#endif

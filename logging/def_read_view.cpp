@@ -1,0 +1,56 @@
+#include "logging/def_read_view.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/kp_clib.h"
+
+_kp_LOG_ldf_view::_kp_LOG_ldf_view(FILE* stream) noexcept : descriptor_(KP_fileno(stream)) {
+  struct stat status = {};
+  if (KP_fstat(descriptor_, &status) == 0) size_ = static_cast<uint64_t>(status.st_size);
+}
+
+bool _kp_LOG_ldf_view::read(void* bytes, size_t n) noexcept {
+  if (!may_hold(n)) return false;
+  auto* target = static_cast<unsigned char*>(bytes);
+  const size_t held = take_from_window(target, n);
+  if (held == n) return true;
+  target += held;
+  n -= held;
+  if (n >= window_size) return read_at_position(target, n);
+  return fill_window() && take_from_window(target, n) == n;
+}
+
+// Copies what the window holds of the next n bytes, and returns how many that were.
+size_t _kp_LOG_ldf_view::take_from_window(unsigned char* bytes, size_t n) noexcept {
+  if (position_ < window_start_ || position_ - window_start_ >= window_length_) return 0;
+  const auto skipped = static_cast<size_t>(position_ - window_start_);
+  const size_t taken = std::min(n, window_length_ - skipped);
+  std::memcpy(bytes, window_ + skipped, taken);
+  position_ += taken;
+  return taken;
+}
+
+bool _kp_LOG_ldf_view::fill_window() noexcept {
+  const uint64_t left = size_ - position_;
+  const uint64_t start = position_;
+  window_length_ = 0;
+  const auto wanted = static_cast<size_t>(std::min(left, uint64_t{window_size}));
+  if (!read_at_position(window_, wanted)) return false;
+  position_ = window_start_ = start;
+  window_length_ = wanted;
+  return true;
+}
+
+bool _kp_LOG_ldf_view::read_at_position(void* bytes, size_t n) noexcept {
+  auto* target = static_cast<unsigned char*>(bytes);
+  while (n != 0) {
+    const ssize_t done = KP_pread(descriptor_, target, n, static_cast<off_t>(position_));
+    if (done <= 0) return false;
+    const auto count = static_cast<size_t>(done);
+    target += count;
+    position_ += count;
+    n -= count;
+  }
+  return true;
+}

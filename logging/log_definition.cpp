@@ -1,0 +1,296 @@
+#include "logging/log_definition.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "base/kp_hash.h"
+#include "logging/def_read.h"
+#include "logging/log_definition_errors.h"
+
+static const char* or_empty(const char* text) noexcept {
+  return text != nullptr ? text : "";
+}
+
+static const char* text_or_null(const kp_String& text) noexcept {
+  return text.has_buffer() ? text.c_str() : nullptr;
+}
+
+// A new T, owned.
+template <class T, class... Args>
+static std::unique_ptr<T> make_owned(Args&&... args) {
+  std::unique_ptr<T> made(new (std::nothrow) T(std::forward<Args>(args)...));
+  if (made == nullptr) kp_log_raise_alloc();
+  return made;
+}
+
+// ---- attributes and selector messages ----
+
+_kp_LOG_attribute_entry::_kp_LOG_attribute_entry(const char* name, const char* redirection,
+                                                 unsigned char type)
+    : _kp_LOG_attribute_entry(kp_String(or_empty(name)), kp_String(redirection), type) {}
+
+_kp_LOG_attribute_entry::_kp_LOG_attribute_entry(kp_String&& name, kp_String&& redirection,
+                                                 unsigned char type) noexcept
+    : name_(std::move(name)),
+      redirection_name_(std::move(redirection)),
+      type_(type),
+      name_hash_(my_hashcode(name_.c_str())) {}
+
+void _kp_LOG_attribute_entry::set_name(const char* name) {
+  name_ = kp_String(or_empty(name));
+  name_hash_ = my_hashcode(name_.c_str());
+  if (listed_hash_ != nullptr) *listed_hash_ = name_hash_;
+}
+
+void _kp_LOG_attribute_entry::set_redirection_name(const char* redirection) {
+  redirection_name_ = kp_String(redirection);
+}
+
+const char* _kp_LOG_attribute_entry::get_redirection_name() const noexcept {
+  return redirection_name_.length() != 0 ? redirection_name_.c_str() : nullptr;
+}
+
+_kp_LOG_selector_message::_kp_LOG_selector_message(unsigned index, unsigned value,
+                                                   const char* msg_id, const char* msg_text)
+    : _kp_LOG_selector_message(index, value, kp_String(msg_id), kp_String(msg_text)) {}
+
+_kp_LOG_selector_message::_kp_LOG_selector_message(unsigned index, unsigned value,
+                                                   kp_String&& msg_id,
+                                                   kp_String&& msg_text) noexcept
+    : index_(index), value_(value), msg_id_(std::move(msg_id)), msg_text_(std::move(msg_text)) {}
+
+const char* _kp_LOG_selector_message::get_msg_id() const noexcept {
+  return text_or_null(msg_id_);
+}
+
+const char* _kp_LOG_selector_message::get_msg_text() const noexcept {
+  return text_or_null(msg_text_);
+}
+
+// ---- a definition's own fields ----
+
+_kp_LOG_log_definition::_kp_LOG_log_definition() noexcept = default;
+
+_kp_LOG_log_definition::~_kp_LOG_log_definition() {
+  attributes_.clear();
+}
+
+void _kp_LOG_log_definition::_unpin() const noexcept {
+  if (pins_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+const char* _kp_LOG_log_definition::get_default_msg_id() const noexcept {
+  return text_or_null(default_msg_id_);
+}
+
+const char* _kp_LOG_log_definition::get_default_msg_text() const noexcept {
+  return text_or_null(default_msg_text_);
+}
+
+void _kp_LOG_log_definition::set_log_version(const char* version) noexcept {
+  const char* const text = or_empty(version);
+  const size_t length = strnlen(text, sizeof log_version_ - 1);
+  std::memset(log_version_, 0, sizeof log_version_);
+  std::memcpy(log_version_, text, length);
+}
+
+void _kp_LOG_log_definition::set_default_msg_id(const char* id) {
+  set_default_msg_id(kp_String(id));
+}
+
+void _kp_LOG_log_definition::set_default_msg_text(const char* text) {
+  set_default_msg_text(kp_String(text));
+}
+
+void _kp_LOG_log_definition::set_default_msg_id(kp_String&& id) noexcept {
+  default_msg_id_ = std::move(id);
+}
+
+void _kp_LOG_log_definition::set_default_msg_text(kp_String&& text) noexcept {
+  default_msg_text_ = std::move(text);
+}
+
+// ---- looking up ----
+
+_kp_LOG_attribute_entry* _kp_LOG_log_definition::_find_attr_entry_by_name(
+    const char* name) const noexcept {
+  return name != nullptr ? attributes_.find(name, my_hashcode(name)) : nullptr;
+}
+
+_kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_by_name(
+    const char* name) const noexcept {
+  return get_attr_info_by_name(name, my_hashcode(name));
+}
+
+_kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_by_name(
+    const char* name, unsigned hash) const noexcept {
+  if (name == nullptr) return nullptr;
+  _kp_LOG_attribute_entry* const own = attributes_.find(name, hash);
+  return own != nullptr ? own : global_attributes_.find(name, hash);
+}
+
+bool _kp_LOG_log_definition::get_attr_info_by_name(const char* name, unsigned char& type,
+                                                   const char*& redirection) const noexcept {
+  const _kp_LOG_attribute_entry* const entry = get_attr_info_by_name(name);
+  if (entry == nullptr) return false;
+  type = entry->get_type();
+  redirection = entry->get_redirection_name();
+  return true;
+}
+
+void _kp_LOG_log_definition::get_attr_info_by_index(unsigned char i, const char*& name,
+                                                    unsigned char& type,
+                                                    const char*& redirection) const {
+  const _kp_LOG_attribute_entry* const entry = attributes_.at(i);
+  if (entry == nullptr)
+    kp_log_raise<KPX_logging_internal_error>("_kp_LOG_log_definition::get_attr_info_by_index()");
+  name = entry->get_name();
+  type = entry->get_type();
+  redirection = entry->get_redirection_name();
+}
+
+// The first message for which `matches` is true, or null.
+template <class Messages, class Matches>
+static _kp_LOG_selector_message* first_message(const Messages& messages, Matches matches) noexcept {
+  const auto found = std::find_if(messages.begin(), messages.end(),
+                                  [&](const auto& message) { return matches(*message); });
+  return found != messages.end() ? found->get() : nullptr;
+}
+
+_kp_LOG_selector_message* _kp_LOG_log_definition::get_selector_msg_by_index(
+    unsigned index) const noexcept {
+  return first_message(selector_msgs_,
+                       [index](const auto& message) { return message.get_index() == index; });
+}
+
+_kp_LOG_selector_message* _kp_LOG_log_definition::get_selector_msg_by_value(
+    unsigned value) const noexcept {
+  return first_message(selector_msgs_,
+                       [value](const auto& message) { return message.get_value() == value; });
+}
+
+unsigned char _kp_LOG_log_definition::get_n_selector_msgs() const noexcept {
+  return static_cast<unsigned char>(selector_msgs_.size());
+}
+
+_kp_LOG_selector_message* _kp_LOG_log_definition::get_selector_msg(unsigned char i) const noexcept {
+  return i < selector_msgs_.size() ? selector_msgs_[i].get() : nullptr;
+}
+
+// ---- changing ----
+
+// A parked selector is given up when another attribute, or none, takes its place.
+void _kp_LOG_log_definition::set_selector(_kp_LOG_attribute_entry* entry) noexcept {
+  selector_ = entry;
+  parked_selector_.reset();
+}
+
+void _kp_LOG_log_definition::set_selector_attribute(const char* name) noexcept {
+  const unsigned n = attributes_.size();
+  for (unsigned i = 0; i < n; ++i) {
+    _kp_LOG_attribute_entry* const entry = attributes_.at(static_cast<unsigned char>(i));
+    if (std::strcmp(entry->get_name(), or_empty(name)) == 0) return set_selector(entry);
+  }
+}
+
+void _kp_LOG_log_definition::add_selector_msg(unsigned index, unsigned value, const char* msg_id,
+                                              const char* msg_text) {
+  add_selector_msg(make_owned<_kp_LOG_selector_message>(index, value, msg_id, msg_text));
+}
+
+void _kp_LOG_log_definition::add_selector_msg(std::unique_ptr<_kp_LOG_selector_message>&& message) {
+  if (selector_msgs_.size() == kp_ldf_max_count) kp_log_raise_corrupted_definition();
+  kp_log_no_bad_alloc([&] { selector_msgs_.push_back(std::move(message)); });
+}
+
+void _kp_LOG_log_definition::reserve_attributes(unsigned count) {
+  attributes_.reserve(attributes_.size() + std::min(count, kp_ldf_max_count));
+}
+
+// Out of the list, with whatever it was the selector of.
+std::unique_ptr<_kp_LOG_attribute_entry> _kp_LOG_log_definition::take_attribute(
+    _kp_LOG_attribute_entry* entry) noexcept {
+  auto taken = attributes_.take(entry);
+  if (taken != nullptr && taken.get() == selector_) set_selector(nullptr);
+  return taken;
+}
+
+void _kp_LOG_log_definition::add_attr_info(const char* name, unsigned char type, bool is_selector,
+                                           const char* redirection) {
+  // Lives to the end: the texts may be its own.
+  const auto replaced = take_attribute(_find_attr_entry_by_name(or_empty(name)));
+  add_attr_info(make_owned<_kp_LOG_attribute_entry>(name, redirection, type), is_selector);
+}
+
+void _kp_LOG_log_definition::add_attr_info(std::unique_ptr<_kp_LOG_attribute_entry>&& entry,
+                                           bool is_selector) {
+  _kp_LOG_attribute_entry* const added = entry.get();
+  take_attribute(attributes_.find(added->get_name(), added->get_name_hash()));
+  attributes_.append(std::move(entry));
+  if (is_selector) set_selector(added);
+}
+
+bool _kp_LOG_log_definition::remove_attr_by_ptr(_kp_LOG_attribute_entry* entry) noexcept {
+  return take_attribute(entry) != nullptr || _remove_global_attr_by_ptr(entry);
+}
+
+void _kp_LOG_log_definition::clear_attr_info() noexcept {
+  if (auto selector = attributes_.take(selector_)) parked_selector_ = std::move(selector);
+  attributes_.clear();
+  selector_msgs_.clear();
+}
+
+// ---- global attributes ----
+
+constinit _kp_LOG_attribute_list _kp_LOG_log_definition::global_attributes_;
+_kp_LOG_attribute_entry** _kp_LOG_log_definition::p_global_attr_entries = nullptr;
+unsigned char _kp_LOG_log_definition::n_global_attr_entries = 0;
+
+void _kp_LOG_log_definition::publish_globals() noexcept {
+  kp_store(p_global_attr_entries, global_attributes_.entries());
+  kp_store(n_global_attr_entries, global_attributes_.size());
+}
+
+_kp_LOG_attribute_entry* _kp_LOG_log_definition::_find_global_attr_entry_by_name(
+    const char* name) noexcept {
+  return name != nullptr ? global_attributes_.find(name, my_hashcode(name)) : nullptr;
+}
+
+bool _kp_LOG_log_definition::get_global_attr_info_by_name(const char* name,
+                                                          unsigned char& type) noexcept {
+  const _kp_LOG_attribute_entry* const entry = _find_global_attr_entry_by_name(name);
+  if (entry == nullptr) return false;
+  type = entry->get_type();
+  return true;
+}
+
+void _kp_LOG_log_definition::get_global_attr_info_by_index(unsigned char i, const char*& name,
+                                                           unsigned char& type) {
+  const _kp_LOG_attribute_entry* const entry = global_attributes_.at(i);
+  if (entry == nullptr)
+    kp_log_raise<KPX_logging_index_out_of_bound>(
+        "_kp_LOG_log_definition::get_global_attr_info_by_index()");
+  name = entry->get_name();
+  type = entry->get_type();
+}
+
+void _kp_LOG_log_definition::add_global_attr_info(const char* name, unsigned char type) {
+  // Lives to the end: the name may be its own.
+  const auto replaced = global_attributes_.take(_find_global_attr_entry_by_name(or_empty(name)));
+  if (replaced != nullptr) publish_globals();
+  global_attributes_.append(make_owned<_kp_LOG_attribute_entry>(name, nullptr, type));
+  publish_globals();
+}
+
+bool _kp_LOG_log_definition::_remove_global_attr_by_ptr(_kp_LOG_attribute_entry* entry) noexcept {
+  const bool removed = global_attributes_.take(entry) != nullptr;
+  if (removed) publish_globals();
+  return removed;
+}
+
+void _kp_LOG_log_definition::clear_global_attr_info() noexcept {
+  global_attributes_.clear();
+  publish_globals();
+}
