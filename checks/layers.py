@@ -13,7 +13,7 @@ import sys
 FLOORS = {
     "entry_filter": 8, "logentry": 8,
     "logentry_i_message": 7,
-    "logmsg_icu": 6, "logmsg_bytes": 6, "logmsg_choice": 6, "logmsg_plain": 6,
+    "logmsg_icu": 6, "logmsg_bytes": 6, "logmsg_choice": 6, "logmsg_placeholder": 6, "logmsg_cache": 6,
     "logentry_i": 5,
     "logcfg": 4,
     "ldf_load": 3, "logmsg_catalog": 3, "logmsg_token": 3, "logmsg": 3, "logcfg_file": 3,

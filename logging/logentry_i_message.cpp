@@ -1,0 +1,145 @@
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "base/kp_clib.h"
+#include "kp_LOG_LogConfig.h"
+#include "kp_LOG_RenderMessage.h"
+#include "kp_LOG_debug_log.h"
+#include "kp_LOG_errors.h"
+#include "logging/icu_text.h"
+#include "logging/log_util_raise.h"
+#include "logging/logentry_i.h"
+#include "logging/logmsg_bytes.h"
+#include "logging/logmsg_icu.h"
+
+static constexpr char message_source[] = "logging/logentry_i";
+static constexpr char not_supported[] =
+    "kp_LOG_LogEntry::GetMessage:  this method is not yet supported.";
+
+// Read once: what the environment says later does not count.
+static bool is_rendering_disabled() {
+  static const bool disabled = KP_getenv("_KP_DISABLE_READABLE_MSG") != nullptr;
+  return disabled;
+}
+
+// --- The process-wide output converter ---
+
+static constinit icu_text_kept_code_page output_code_page;
+
+[[noreturn]] static void raise_no_converter(const char* code_page, const char* text) {
+  LogDebugMessage(1,
+                  "%s:%d _kp_LOG_log_entry_imp::get_readable_message, UnicodeConverter construct "
+                  "error, codepage=%s\n",
+                  message_source, __LINE__, code_page);
+  kp_log_raise<KPX_logging_internal_error>(text);
+}
+
+static void choose_output_code_page() {
+  if (output_code_page.is_chosen()) return;
+  const char* code_page = kp_LOG_LogConfig::GetCodePage();
+  if (*code_page == '\0' && !icu_text_default_is_usable()) {
+    raise_no_converter(code_page,
+                       "_kp_LOG_log_message::get_readable_message:  Default UnicodeConverter "
+                       "constructor failed!");
+  }
+  if (!output_code_page.choose(code_page)) {
+    raise_no_converter(
+        code_page,
+        "_kp_LOG_log_message::get_readable_message:  UnicodeConverter constructor failed!");
+  }
+}
+
+// The text names the formatter although the conversion failed; callers know it so.
+[[noreturn]] static void raise_not_converted() {
+  LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::get_readable_message, fromUnicodeString error\n",
+                  message_source, __LINE__);
+  kp_log_raise<KPX_logging_internal_error>(
+      "_kp_LOG_log_message::get_readable_message:  MessageFormat::format() failed!");
+}
+
+// --- Rendering into a buffer ---
+
+static void render_through_icu(const _kp_LOG_log_entry_imp& entry, bool use_default, unsigned index,
+                               char* buffer, long size) {
+  icu::UnicodeString message;
+  logmsg_render_icu(entry, entry.get_definition(), use_default, index, message);
+  choose_output_code_page();
+  int written = 0;
+  if (buffer == nullptr || output_code_page.encode(message, buffer, static_cast<int>(size),
+                                                   written) != icu_text_result::ok) {
+    raise_not_converted();
+  }
+  buffer[written] = '\0';
+}
+
+static void render_bytes(const _kp_LOG_log_entry_imp& entry, bool use_default, unsigned index,
+                         char* buffer, long size) {
+  std::string message;
+  logmsg_render_bytes(entry, entry.get_definition(), use_default, index, message);
+  if (buffer == nullptr || size <= 0) return;
+  const size_t room = static_cast<size_t>(size);
+  const size_t copied = std::min(message.size(), room - 1);
+  std::memcpy(buffer, message.data(), copied);
+  std::memset(buffer + copied, 0, room - copied);
+}
+
+const char* _kp_LOG_log_entry_imp::get_readable_message(char* buffer, long size, bool use_default,
+                                                        unsigned index) const {
+  if (is_rendering_disabled()) return not_supported;
+  if (!modified_ && cached_message_mode_ == use_default && cached_message_index_ == index) {
+    return cached_message_.c_str();
+  }
+  if (kp_LOG_LogConfig::IsICUEnabled()) {
+    render_through_icu(*this, use_default, index, buffer, size);
+  } else {
+    render_bytes(*this, use_default, index, buffer, size);
+  }
+  return buffer;
+}
+
+// The cache is filled before the message is rendered, so callers get the empty text; programs rely
+// on the faults that rendering finds, and on the text.
+const char* _kp_LOG_log_entry_imp::get_readable_message(bool use_default, unsigned index) const {
+  constexpr long room = 65536;
+  char buffer[room + 1];  // a text of exactly `room` bytes is followed by its NUL
+  buffer[0] = '\0';
+  cached_message_ = _kp_LOG_ustring(buffer);
+  get_readable_message(buffer, room, use_default, index);
+  modified_ = false;
+  cached_message_mode_ = use_default;
+  cached_message_index_ = index;
+  return cached_message_.c_str();
+}
+
+// --- Rendering into a string ---
+
+static std::string render_through_icu(const _kp_LOG_log_entry_imp& entry, bool use_default,
+                                      unsigned index) {
+  icu::UnicodeString message;
+  logmsg_render_icu(entry, entry.get_definition(), use_default, index, message);
+  const char* code_page = kp_LOG_LogConfig::GetCodePage();
+  std::string bytes;
+  switch (icu_text_encode(message, code_page, bytes)) {
+    case icu_text_result::ok:
+      return bytes;
+    case icu_text_result::unknown_code_page:
+      raise_no_converter(
+          code_page,
+          "_kp_LOG_log_message::get_readable_message:  UnicodeConverter constructor failed!");
+    case icu_text_result::not_converted:
+      break;
+  }
+  raise_not_converted();
+}
+
+std::string kp_LOG_RenderMessage(const _kp_LOG_log_entry_imp& entry, bool use_default,
+                                 unsigned index) {
+  return kp_log_no_bad_alloc([&]() -> std::string {
+    if (is_rendering_disabled()) return not_supported;
+    if (kp_LOG_LogConfig::IsICUEnabled()) return render_through_icu(entry, use_default, index);
+    std::string message;
+    logmsg_render_bytes(entry, entry.get_definition(), use_default, index, message);
+    return message;
+  });
+}

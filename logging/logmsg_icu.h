@@ -1,0 +1,14 @@
+// The renderer that leaves formatting to ICU.
+#ifndef KP_LOG_LOGMSG_ICU_H
+#define KP_LOG_LOGMSG_ICU_H
+
+#include <unicode/unistr.h>
+
+class _kp_LOG_log_definition;
+class _kp_LOG_log_entry_imp;
+
+// As _kp_LOG_log_message::get_message; replaces `message`.
+void logmsg_render_icu(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definition* definition,
+                       bool use_default, unsigned index, icu::UnicodeString& message);
+
+#endif

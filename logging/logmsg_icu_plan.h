@@ -1,0 +1,66 @@
+// What a Unicode template comes to, worked out once.
+#ifndef KP_LOG_LOGMSG_ICU_PLAN_H
+#define KP_LOG_LOGMSG_ICU_PLAN_H
+
+#include <unicode/unistr.h>
+
+#include <vector>
+
+#include "logging/logmsg_placeholder.h"
+
+// Everything about a template that depends neither on the entry nor on the locale: its
+// placeholders, its message pattern, and how that pattern reads.
+class logmsg_icu_plan {
+ public:
+  enum class road {
+    direct,   // literal text and our own arguments only: written one after the other
+    pattern,  // literal text adds arguments of its own: ICU formats the whole pattern
+    refused   // ICU, or the limit of ten arguments, refuses the pattern
+  };
+
+  struct step {
+    icu::UnicodeString before;  // literal text as ICU shows it; on the direct road only
+    logmsg_placeholder placeholder;
+    bool is_shown;  // on the direct road: false inside quotes, and without a meaning
+  };
+
+  // Message patterns number their arguments from 0 to 9.
+  static constexpr size_t most_arguments = 10;
+
+  explicit logmsg_icu_plan(const icu::UnicodeString& text);
+
+  bool is_for(const icu::UnicodeString& text) const { return text_ == text; }
+  road taken() const noexcept { return road_; }
+  const std::vector<step>& steps() const noexcept { return steps_; }
+  const icu::UnicodeString& rest() const noexcept {
+    return rest_;
+  }  // literal text behind the steps
+  const icu::UnicodeString& pattern() const noexcept { return pattern_; }
+
+ private:
+  struct piece {
+    int offset;   // of the argument in the pattern
+    size_t step;  // whose argument it is
+  };
+
+  const _kp_LOG_msg_token* take(const _kp_LOG_msg_token* token);
+  void append_piece(logmsg_kind kind);
+  void append_literal(const icu::UnicodeString& literal);
+  bool is_within_limits() const noexcept;
+  void read_pattern();
+
+  icu::UnicodeString text_;
+  icu::UnicodeString pattern_;
+  std::vector<step> steps_;
+  std::vector<piece> pieces_;
+  icu::UnicodeString rest_;
+  road road_ = road::refused;
+  bool has_apostrophe_ = false;
+  int depth_ = 0;  // of the literal braces, as far as the pattern goes
+  int deepest_ = 0;
+};
+
+// The piece of a message pattern that shows a value of that kind as argument 0, "" for nothing.
+const char16_t* logmsg_pattern_of(logmsg_kind kind);
+
+#endif
