@@ -171,6 +171,7 @@ static const char* or_null(const char* text) noexcept {
 
 void KP_assertion_violation(const char* expression, const char* file, int line) noexcept {
   const int error = errno;
-  fprintf(stderr, "%s:%d: assertion failed: %s\n", or_null(file), line, or_null(expression));
+  static_cast<void>(
+      fprintf(stderr, "%s:%d: assertion failed: %s\n", or_null(file), line, or_null(expression)));
   errno = error;
 }

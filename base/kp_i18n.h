@@ -2,6 +2,8 @@
 #ifndef KP_I18N_H
 #define KP_I18N_H
 
+#include <cstring>
+
 #include "base/kp_export.h"
 #include "base/kp_string.h"
 
@@ -18,7 +20,7 @@ class KP_API kp_Locale {
 };
 
 inline bool operator==(const kp_Locale& a, const kp_Locale& b) {
-  return kp_String(a.get_name()) == kp_String(b.get_name());
+  return std::strcmp(a.get_name(), b.get_name()) == 0;
 }
 inline bool operator!=(const kp_Locale& a, const kp_Locale& b) {
   return !(a == b);

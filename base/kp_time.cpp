@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <limits>
+#include <type_traits>
 
 #include "base/kp_clib.h"
 
@@ -105,9 +106,9 @@ static kp_system_zone zone_at_local(long long local_seconds) {
 // What a thread remembers of the system's zone. localtime_r takes a lock that is shared by the
 // whole process, so threads that stamp entries would queue for it; within one minute the answer
 // cannot change unless the zone itself is changed. A change by setenv("TZ") and tzset() shows in
-// the C library's variables, which are compared by value and, the names, by address: they are never
-// freed. Trivially destructible, so that unloading the library leaves nothing behind in running
-// threads.
+// the C library's variables, which are compared by value and, the names, by address, since it never
+// frees them; zones that differ in nothing there are told apart from the next minute on.
+// Trivially destructible, so that unloading the library leaves nothing behind in running threads.
 struct kp_zone_memory {
   time_t minute;  // its first second
   const char* standard_name;
@@ -117,6 +118,8 @@ struct kp_zone_memory {
   kp_system_zone zone;
   bool known;
 };
+
+static_assert(std::is_trivially_destructible_v<kp_zone_memory>);
 
 static thread_local kp_zone_memory zone_memory;
 
@@ -222,21 +225,23 @@ void kp_Time::take_system_zone() {
 // ---- texts ----
 
 void kp_Time::print_date_out(char* buffer, unsigned size) const {
-  snprintf(buffer, size, "%04u-%02u-%02u", unsigned{year_}, unsigned{month_}, unsigned{day_});
+  static_cast<void>(
+      snprintf(buffer, size, "%04u-%02u-%02u", unsigned{year_}, unsigned{month_}, unsigned{day_}));
 }
 
 void kp_Time::print_time_out(char* buffer, unsigned size) const {
-  snprintf(buffer, size, "%02u:%02u:%02u", unsigned{hour_}, unsigned{minute_}, unsigned{second_});
+  static_cast<void>(snprintf(buffer, size, "%02u:%02u:%02u", unsigned{hour_}, unsigned{minute_},
+                             unsigned{second_}));
 }
 
 // "Z", or the offset as in "+08:00".
 static void print_zone(char (&buffer)[16], bool gmt, int offset) {
   const int minutes = offset < 0 ? -offset : offset;
   if (gmt)
-    snprintf(buffer, sizeof buffer, "Z");
+    static_cast<void>(snprintf(buffer, sizeof buffer, "Z"));
   else
-    snprintf(buffer, sizeof buffer, "%c%02d:%02d", offset < 0 ? '-' : '+', minutes / 60,
-             minutes % 60);
+    static_cast<void>(snprintf(buffer, sizeof buffer, "%c%02d:%02d", offset < 0 ? '-' : '+',
+                               minutes / 60, minutes % 60));
 }
 
 void kp_Time::print_out(char* buffer, unsigned size) const {
@@ -246,7 +251,7 @@ void kp_Time::print_out(char* buffer, unsigned size) const {
   print_date_out(date, sizeof date);
   print_time_out(time_of_day, sizeof time_of_day);
   print_zone(zone, gmt_, offset_minutes());
-  snprintf(buffer, size, "%sT%s%s", date, time_of_day, zone);
+  static_cast<void>(snprintf(buffer, size, "%sT%s%s", date, time_of_day, zone));
 }
 
 // Walks over a text that tells a time. Every operation either takes what it names and moves on, or

@@ -1,6 +1,7 @@
 // Replaces the global operator new of the one program that includes this header (in exactly one of
 // its files), so that a chosen allocation of the running thread fails. Allocations outside of an
-// allocation_fault are untouched; ICU's own never come by here.
+// allocation_fault are untouched; ICU's own never come by here. Not for programs that run under
+// ThreadSanitizer: its run-time brings an operator new that cannot be replaced.
 #ifndef TESTS_SUPPORT_FAILING_NEW_H
 #define TESTS_SUPPORT_FAILING_NEW_H
 

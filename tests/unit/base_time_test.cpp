@@ -4,6 +4,7 @@
 #include <time.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <string>
 #include <thread>
 
@@ -150,6 +151,29 @@ TEST(TimeNow, AsksTheSystemForItsZoneOnceAMinute) {
   for (int i = 0; i < 1000; ++i) EXPECT_EQ(kp_Time().get_zone_bias(), 0);
   EXPECT_GE(calls.calls_seen(), 2U);
   EXPECT_LE(calls.calls_seen(), 4U) << "more than the two ends of two neighbouring minutes";
+}
+
+// A zone whose daylight time begins in the middle of the given minute of this year.
+static std::string zone_changing_in(time_t minute) {
+  struct tm fields = {};
+  gmtime_r(&minute, &fields);
+  char zone[64];
+  snprintf(zone, sizeof zone, "AAA0BBB,%d/%d:%02d:30,%d/0", fields.tm_yday, fields.tm_hour,
+           fields.tm_min, (fields.tm_yday + 100) % 365);
+  return zone;
+}
+
+TEST(TimeNow, InAMinuteThatChangesTheZoneTheSystemIsAskedEachTime) {
+  unsigned calls_seen = 0;
+  time_t minute = 0;
+  do {  // anew when the clock has reached the next minute meanwhile
+    minute = time(nullptr) / 60;
+    const environment_value zone("TZ", zone_changing_in(minute * 60).c_str());
+    const fault_scope calls(kp_fault_call::localtime_r, 0, 0);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(kp_Time().get_zone_bias(), 0);
+    calls_seen = calls.calls_seen();
+  } while (time(nullptr) / 60 != minute);
+  EXPECT_EQ(calls_seen, 9U);
 }
 #endif
 
