@@ -1,7 +1,6 @@
 #include "base/kp_lock.h"
 
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include <atomic>
 #include <chrono>
@@ -64,25 +63,26 @@ TEST(ReaderWriterLock, ReadersHoldItTogether) {
   EXPECT_EQ(inside, 2);
 }
 
-// Each reader lets go only when another one is inside, so that the lock is never free of readers
-// unless it holds new ones back for the writer that waits.
+// Each reader lets go only when a later one has come in, so that the lock is never free of readers
+// unless it holds new ones back for the writer that waits; then the last one gives up after a
+// while.
 TEST(ReaderWriterLock, StreamOfReadersDoesNotStarveAWriter) {
+  using clock = std::chrono::steady_clock;
   kp_LOG_CRWLock lock;
   std::atomic<bool> written{false};
-  std::atomic<int> inside{0};
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  const auto reading = [&] { return !written && std::chrono::steady_clock::now() < deadline; };
+  std::atomic<int> entered{0};
+  const auto deadline = clock::now() + std::chrono::seconds(10);
   std::thread writer([&] {
-    while (inside == 0) std::this_thread::yield();
+    while (entered < 3) std::this_thread::yield();
     const kp_LOG_CWriterSentry hold(lock);
-    written = std::chrono::steady_clock::now() < deadline;
+    written = clock::now() < deadline;
   });
   in_threads(3, [&] {
-    while (reading()) {
+    while (!written && clock::now() < deadline) {
       const kp_LOG_CReaderSentry hold(lock);
-      ++inside;
-      for (int i = 0; i < 100 && inside < 2; ++i) std::this_thread::yield();
-      --inside;
+      const int ticket = ++entered;
+      const auto patience = clock::now() + std::chrono::milliseconds(100);
+      while (entered == ticket && clock::now() < patience) std::this_thread::yield();
     }
   });
   writer.join();
