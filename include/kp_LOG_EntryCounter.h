@@ -94,7 +94,8 @@ class KP_API _kp_LOG_EntryCounter : kp_UTIL_no_inadvertant_copies {
   int increase_by_search(const _kp_LOG_EntryCounterElement& first);
   int add(const _kp_LOG_EntryCounterElement& element);
   int clear_range(const kp_Time& from, const kp_Time& to);
-  int move_stream();
+  int take_position();
+  int put_position();
   int create(const char* path);
   void open_existing(const char* path);
   void adopt_stream();

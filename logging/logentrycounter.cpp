@@ -169,21 +169,32 @@ int _kp_LOG_EntryCounter::CloseEntryCounterFile() {
 FILE* _kp_LOG_EntryCounter::GetFilePointer() {
   if (file_ == nullptr || stream_shared_) return file_;
   stream_shared_ = true;
-  move_stream();
+  put_position();
   return file_;
 }
 
-int _kp_LOG_EntryCounter::move_stream() {
+// The stream's position becomes the counter's own, and the other way round.
+int _kp_LOG_EntryCounter::take_position() {
+  const off_t position = KP_ftell(file_);
+  if (position < 0) return seek_error(__LINE__);
+  position_ = position;
+  return 0;
+}
+
+int _kp_LOG_EntryCounter::put_position() {
   return KP_fseek(file_, position_, SEEK_SET) == 0 ? 0 : seek_error(__LINE__);
 }
 
-// Runs a change of the file where one is allowed, and leaves the stream at the described position.
+// Runs a change of the file where one is allowed. The stream stands where it would if the change
+// had been made through it; as long as nobody else has the stream, that is noted only.
 template <class Change>
 int _kp_LOG_EntryCounter::change_file(Change change) {
   if (!opened_ || !writable_) return 0;
   if (file_ == nullptr) return -1;
+  if (!stream_shared_) return change();
+  if (take_position() != 0) return -1;
   const int status = change();
-  return stream_shared_ && move_stream() != 0 ? -1 : status;
+  return put_position() == 0 ? status : -1;
 }
 
 // --- Reading and writing records ---
@@ -373,17 +384,14 @@ static bool is_within(const unsigned char* bytes, const kp_Time& from, const kp_
 }
 
 int _kp_LOG_EntryCounter::clear_range(const kp_Time& from, const kp_Time& to) {
-  const int64_t start = stream_shared_ ? KP_ftell(file_) : position_;
-  if (start < 0) return seek_error(__LINE__);
   bool failed = false;
-  const int status =
-      visit_records(to_whole_records(start), [&](int64_t offset, const unsigned char* bytes) {
-        if (is_free_slot(bytes) || !is_within(bytes, from, to)) return false;
-        place record = {offset, {}};
-        memcpy(record.bytes, bytes, record_size);
-        clear_record(record.bytes);
-        failed = write(record) != 0;
-        return failed;
-      });
+  const int status = visit_records(position_, [&](int64_t offset, const unsigned char* bytes) {
+    if (is_free_slot(bytes) || !is_within(bytes, from, to)) return false;
+    place record = {offset, {}};
+    memcpy(record.bytes, bytes, record_size);
+    clear_record(record.bytes);
+    failed = write(record) != 0;
+    return failed;
+  });
   return status < 0 || failed ? -1 : 0;
 }
