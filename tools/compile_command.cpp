@@ -34,11 +34,9 @@ static bool read_sources(const compile_options& options, std::deque<source_text>
   return good;
 }
 
-static void report(const compile_options& options, const std::deque<source_text>& sources,
+static void report(const compile_options& options, const definition_set& set,
                    const diagnostic_list& found, std::ostream& log) {
-  std::vector<const source_text*> order;
-  for (const source_text& source : sources) order.push_back(&source);
-  found.write(log, order, options.format, options.color);
+  found.write(log, set.sources, options.format, options.color);
   if (!options.quiet && options.format == diagnostic_format::text)
     log << "kplog: " << counted(found.size(), "error") << ", nothing written\n";
 }
@@ -65,6 +63,6 @@ command_outcome run_compile_command(const compile_options& options, std::ostream
   for (const source_text& source : sources) read_definition_source(source, set, found);
   complete_definition_set(set, found);
   if (found.empty()) return write_output(options, set, log);
-  report(options, sources, found, log);
+  report(options, set, found, log);
   return command_outcome::findings;
 }

@@ -46,9 +46,9 @@ class definition_set_checker {
 
  private:
   void check_log_version() {
-    if (set_.log_version.is_given() || set_.events.empty()) return;
-    const source_text* source = set_.events.front().name.place.source;
-    found_.add(diagnostic_rule::missing_key, {source, 0, 0}, "a set needs the key \"log_version\"");
+    if (!set_.log_version.is_given() && set_.is_whole)
+      found_.add(diagnostic_rule::missing_key, {set_.sources.front(), 0, 0},
+                 "a set needs the key \"log_version\"");
   }
 
   void check_event(event_model& event) {
@@ -172,21 +172,9 @@ class definition_set_checker {
 
   void complete_message(const event_model& event, message_model& message,
                         const std::string& default_id) {
-    check_message_text(message);
     if (!message.id.is_given()) message.id.value = default_id;
     message.template_bytes =
         message.raw.is_given() ? message.raw.value : make_template(event, message.text);
-  }
-
-  void check_message_text(const message_model& message) {
-    if (message.place.source == nullptr) return;  // an event may do without a message
-    if (message.text.is_given() && message.raw.is_given())
-      found_.add(diagnostic_rule::message_text, message.raw.place,
-                 "a message has a text or a raw template, not both", message.text.place,
-                 "its text is given here");
-    if (!message.text.is_given() && !message.raw.is_given() && !message.id.is_given())
-      found_.add(diagnostic_rule::message_text, message.place,
-                 "a message needs a text, a raw template, or the ID of one in the catalogs");
   }
 
   std::string make_template(const event_model& event, const placed<std::string>& text) {

@@ -62,6 +62,8 @@ struct retired_ids {
 
 // All sources of a run together.
 struct definition_set {
+  std::vector<const source_text*> sources;  // not owned
+  bool is_whole = true;                     // every source could be read
   placed<std::string> log_version;
   std::map<std::string, placed<uint32_t>, std::less<>> flags;
   std::vector<attribute_model> globals;

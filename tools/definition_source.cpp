@@ -161,10 +161,11 @@ class definition_source_reader {
     const auto value = node.kind == yaml_node::kinds::scalar && node.plain
                            ? number_from_text(node.text)
                            : std::nullopt;
-    if (!value)
+    if (value)
+      number = {*value, place(node)};
+    else
       add(diagnostic_rule::bad_number, node,
           "a number from 0 to 4294967295 is expected here, decimal or 0x and hexadecimal");
-    number = {value.value_or(0), place(node)};
     return value.has_value();
   }
 
@@ -177,14 +178,15 @@ class definition_source_reader {
 
   void read_format(const yaml_node& node, reader&) {
     if (node.kind == yaml_node::kinds::scalar && node.text == "1") return;
-    add(diagnostic_rule::source_format, node, "this is the format 1 of definition sources");
+    add(diagnostic_rule::source_format, node,
+        "definition sources of format 1 are read here, and this is another");
   }
 
   void read_log_version(const yaml_node& node, reader&) {
     placed<std::string> version;
     if (!read_text(node, version)) return;
     if (version.value.size() > log_version_limit || has_control_character(version.value))
-      return add(diagnostic_rule::log_version, node, "a log version has at most 7 characters");
+      add(diagnostic_rule::log_version, node, "a log version has at most 7 characters");
     if (set_.log_version.is_given() && set_.log_version.value != version.value)
       return found_.add(diagnostic_rule::log_version, version.place,
                         "the sources of a set have one log version, and this is another",
@@ -276,10 +278,7 @@ class definition_source_reader {
     set_.events.push_back(std::move(event));
   }
 
-  void read_event_id(const yaml_node& node, event_model& event) {
-    placed<uint32_t> id;
-    if (read_number(node, id)) event.id = id;
-  }
+  void read_event_id(const yaml_node& node, event_model& event) { read_number(node, event.id); }
 
   void read_second_word(const yaml_node& node, event_model& event) {
     read_number(node, event.second_word);
@@ -302,11 +301,12 @@ class definition_source_reader {
   void read_select(const yaml_node& node, event_model& event) { read_name(node, event.selector); }
 
   void read_message(const yaml_node& node, event_model& event) {
-    event.message.place = place(node);
-    if (node.kind == yaml_node::kinds::scalar)
+    if (node.kind == yaml_node::kinds::scalar) {
       read_text(node, event.message.text);
-    else
-      read_map(node, message_keys, event.message, "a message");
+      return;
+    }
+    read_map(node, message_keys, event.message, "a message");
+    check_message_text(node, event.message);
   }
 
   void read_messages(const yaml_node& node, event_model& event) {
@@ -315,6 +315,7 @@ class definition_source_reader {
       message_model message;
       message.place = place(item);
       read_map(item, selector_message_keys, message, "a selector message");
+      check_message_text(item, message);
       event.messages.push_back(std::move(message));
     }
   }
@@ -353,6 +354,17 @@ class definition_source_reader {
   }
 
   // --- messages
+
+  void check_message_text(const yaml_node& node, const message_model& message) {
+    if (node.kind != yaml_node::kinds::map) return;
+    if (message.text.is_given() && message.raw.is_given())
+      found_.add(diagnostic_rule::message_text, message.raw.place,
+                 "a message has a text or a raw template, not both", message.text.place,
+                 "its text is given here");
+    if (!has_key(node, "text") && !has_key(node, "raw") && !has_key(node, "id"))
+      add(diagnostic_rule::message_text, node,
+          "a message needs a text, a raw template, or the ID of one in the catalogs");
+  }
 
   void read_message_id(const yaml_node& node, message_model& message) {
     read_name(node, message.id);
@@ -424,6 +436,10 @@ constexpr std::array<definition_source_reader::key_row<message_model>, 5>
 
 void read_definition_source(const source_text& source, definition_set& set,
                             diagnostic_list& found) {
+  set.sources.push_back(&source);
   yaml_node root;
-  if (read_yaml(source, root, found)) definition_source_reader(source, set, found).read(root);
+  if (read_yaml(source, root, found))
+    definition_source_reader(source, set, found).read(root);
+  else
+    set.is_whole = false;
 }
