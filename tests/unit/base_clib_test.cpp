@@ -169,6 +169,18 @@ TEST(FileWriting, UnbufferedWriteReachesTheFile) {
   EXPECT_EQ(read_whole_file(folder.file("f")), "abc");
 }
 
+TEST(FileWriting, BytesAtAnOffsetLeaveThePositionAlone) {
+  const temp_folder folder;
+  const kp_file file(KP_fopen(folder.write("f", "abcdef").c_str(), "r+b"));
+  const int descriptor = KP_fileno(file.get());
+  char buffer[4] = {};
+  EXPECT_EQ(KP_pwrite(descriptor, "XY", 2, 3), 2);
+  EXPECT_EQ(KP_pread(descriptor, buffer, 3, 2), 3);
+  EXPECT_STREQ(buffer, "cXY");
+  EXPECT_EQ(KP_pread(descriptor, buffer, 3, 6), 0);
+  EXPECT_EQ(KP_getc(file.get()), 'a');
+}
+
 // ---- opening ----
 
 TEST(OpenRegular, OpensAFileForReadingAndNotForChildren) {
@@ -387,6 +399,24 @@ TEST(Faults, UnbufferedWriteFailsOrIsShort) {
   const fault_scope fault(kp_fault_call::write, 1, 0, false, 2);
   EXPECT_EQ(KP_write(KP_fileno(file.get()), "abc", 3), 2);
   EXPECT_EQ(read_whole_file(folder.file("f")), "ab");
+}
+
+TEST(Faults, BytesAtAnOffsetFailAreShortOrAreBegunAgainAfterASignal) {
+  const temp_folder folder;
+  const kp_file file(KP_fopen(folder.write("f", "abcdef").c_str(), "r+b"));
+  const int descriptor = KP_fileno(file.get());
+  char buffer[4] = {};
+  {
+    const fault_scope read_fault(kp_fault_call::pread, 1, EIO);
+    const fault_scope write_fault(kp_fault_call::pwrite, 1, ENOSPC, false, 2);
+    EXPECT_EQ(KP_pread(descriptor, buffer, 3, 0), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(KP_pwrite(descriptor, "XYZ", 3, 0), 2);
+  }
+  const fault_scope interrupted(kp_fault_call::pread, 1, EINTR);
+  EXPECT_EQ(KP_pread(descriptor, buffer, 3, 0), 3);
+  EXPECT_STREQ(buffer, "XYc");
+  EXPECT_EQ(interrupted.calls_seen(), 2U);
 }
 
 TEST(Faults, FailingCloseClosesAllTheSame) {
