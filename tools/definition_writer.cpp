@@ -36,7 +36,7 @@ static void add_attributes(definition_bytes& bytes,
                            const std::vector<attribute_model>& attributes) {
   for (const attribute_model& attribute : attributes) {
     bytes.add_string(attribute.name.value);
-    bytes.add_int4(attribute.type);
+    bytes.add_int4(static_cast<unsigned>(attribute.type));
     bytes.add_string(attribute.redirection.value);
   }
 }

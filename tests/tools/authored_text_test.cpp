@@ -55,7 +55,8 @@ static const std::vector<std::pair<std::string, std::string>> icu_pieces = {
     {"{{", "{"}, {"}}", "}"},  {"{{0}}", "{0}"}, {"'{{'", "'{'"}};
 static const std::vector<std::pair<std::string, std::string>> byte_pieces = {
     {"'", "'"}, {"''", "''"}, {"{{", "{"}, {"}}", "}"}};
-static const std::vector<std::pair<std::string, std::string>> both_pieces = {{"it's ", "it's "}};
+static const std::vector<std::pair<std::string, std::string>> both_pieces = {{"it's ", "it's "},
+                                                                             {"dogs' ", "dogs' "}};
 
 struct random_text {
   std::string authored;
@@ -171,10 +172,10 @@ static std::string rendered(unsigned id) {
 // The library's settings for texts in UTF-8, with a compiled source loaded.
 class loaded_texts {
  public:
-  loaded_texts(bool icu, const std::string& source) {
+  loaded_texts(bool icu, const std::string& source, const char* locale = "en_US") {
     ucnv_setDefaultName("UTF-8");
     kp_LOG_LogConfig::SetCodePage("UTF-8");
-    kp_LOG_LogConfig::SetLocale("en_US");
+    kp_LOG_LogConfig::SetLocale(locale);
     kp_LOG_LogConfig::SetICUEnabled(icu);
     kp_LOG_LogConfig::SetDefinitionPath(folder_.write("random.ldf", compiled(source)).c_str());
   }
@@ -222,4 +223,15 @@ TEST(AuthoredText, TextForBothIsShownByEach) {
   }
   const loaded_texts loaded(false, source);
   expect_authored(texts);
+}
+
+TEST(AuthoredText, EveryLocaleShowsWhatWasAuthored) {
+  random_text_source source(4, icu_pieces, true, 10);
+  std::vector<random_text> texts;
+  for (unsigned i = 0; i < 100; ++i) texts.push_back(source.make());
+  const std::string yaml = source_of("icu", texts);
+  for (const char* locale : {"de_CH", "ja_JP", "ar_EG", "fa_IR", "hi_IN", "th_TH", "he_IL"}) {
+    const loaded_texts loaded(true, yaml, locale);
+    expect_authored(texts);
+  }
 }
