@@ -46,8 +46,9 @@ target_compile_definitions(kplog_settings INTERFACE $<$<BOOL:${KPLOG_FAULTS}>:KP
 function(kplog_shared_library name objects)
   add_library(${name} SHARED $<TARGET_OBJECTS:${objects}>)
   add_library(kplog::${name} ALIAS ${name})
-  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1 LINKER_LANGUAGE
-                                                                                  CXX)
+  set_target_properties(
+    ${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1 LINKER_LANGUAGE CXX
+                       INSTALL_RPATH "\$ORIGIN")
   target_link_libraries(${name} PUBLIC Threads::Threads)
   target_link_options(${name} PRIVATE $<$<NOT:$<BOOL:${KPLOG_SANITIZED}>>:-Wl,-z,defs>
                       -Wl,-z,relro,-z,now,-z,noexecstack)
