@@ -1,6 +1,5 @@
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
@@ -224,7 +223,7 @@ int _kp_LOG_EntryCounter::visit_records(int64_t start, Visit visit) {
     got = read_block(KP_fileno(file_), block, offset);
     if (got < 0) return seek_error(__LINE__);
     const int64_t whole = to_whole_records(got);
-    std::fill(block + got, block + whole, static_cast<unsigned char>(0));
+    if (got < whole) memset(block + got, 0, static_cast<size_t>(whole - got));
     for (int64_t i = 0; i < whole; i += record_size) {
       if (!visit(offset + i, block + i)) continue;
       position_ = offset + i + record_size;
