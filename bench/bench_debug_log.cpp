@@ -14,3 +14,8 @@ static void debug_line_empty_function(benchmark::State& state) {
   for (auto _ : state) peer_empty_function();
 }
 BENCHMARK(debug_line_empty_function);
+
+static void debug_line_empty_line(benchmark::State& state) {
+  for (auto _ : state) peer_empty_line(1, "%s:%d a line that nobody reads\n", "bench", __LINE__);
+}
+BENCHMARK(debug_line_empty_line);
