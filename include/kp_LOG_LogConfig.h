@@ -20,7 +20,8 @@ enum kp_ConfigurationSourceType : int {
   KP_CONFIG_FILE_OPTIONAL = 1  // a missing file gives no values
 };
 
-// True (the default): messages are rendered through ICU. Written by kp_LOG_LogConfig::SetICUEnabled.
+// True (the default): messages are rendered through ICU. Written by
+// kp_LOG_LogConfig::SetICUEnabled.
 KP_API extern bool b_is_icu_enabled;
 
 // What happens to a string longer than its type allows: 0 (the default) refuses it, 1 cuts it.
@@ -28,10 +29,11 @@ KP_API extern bool b_is_icu_enabled;
 KP_API extern unsigned action_on_exceed;
 
 // The library's one place of settings: static operations only. They are called at start-up and
-// whenever settings change. Operations marked [lock] hold the process-wide lock (kp_THREAD_global_lock)
-// for their whole body; all others are plain reads and writes of process-wide variables and belong
-// to start-up. Definition paths must not change while other threads create entries.
-// Text getters return the stored copy, valid until the next set of the same text; "" when unset.
+// whenever settings change. Operations marked [lock] hold the process-wide lock
+// (kp_THREAD_global_lock) for their whole body; all others are plain reads and writes of
+// process-wide variables and belong to start-up. Definition paths must not change while other
+// threads create entries. Text getters return the stored copy, valid until the next set of the same
+// text; "" when unset.
 class KP_API kp_LOG_LogConfig {
  public:
   kp_LOG_LogConfig() = delete;

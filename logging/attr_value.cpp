@@ -47,8 +47,8 @@ class attr_value_text {
       : attr_value_text(static_cast<int>(static_cast<signed char>(value))) {}
   explicit attr_value_text(short value) : attr_value_text(static_cast<int>(value)) {}
   explicit attr_value_text(double value) : attr_value_text() {
-    snprintf(room_, sizeof room_, "%f", value);
-    length_ = std::strlen(room_);
+    const int length = snprintf(room_, sizeof room_, "%f", value);
+    length_ = length > 0 ? static_cast<size_t>(length) : 0;
   }
   explicit attr_value_text(kp_Time value) : attr_value_text() {
     value.local_to_GMT();

@@ -68,8 +68,8 @@ __attribute__((format(printf, 5, 0))) static void write_long_line(const char* li
   const std::unique_ptr<char[]> whole(new (std::nothrow) char[length + 1]);
   if (whole == nullptr) return write_line(line, size - 1);
   memcpy(whole.get(), line, prefix);
-  vsnprintf(whole.get() + prefix, length + 1 - prefix, format, args);
-  write_line(whole.get(), length);
+  if (vsnprintf(whole.get() + prefix, length + 1 - prefix, format, args) >= 0)
+    write_line(whole.get(), length);
 }
 
 // Apart from LogDebugMessage, so that a line that is filtered out does not pay for its frame.

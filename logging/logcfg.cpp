@@ -169,6 +169,7 @@ const char* kp_LOG_LogConfig::GetMessageCatalogPath() {
   return IsICUEnabled() ? _kp_LOG_log_message::get_resource_path() : "";
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): by value is what callers are built against.
 void kp_LOG_LogConfig::SetLocale(kp_Locale locale) {
   const kp_THREAD_global_lock lock;
   if (!kp_I18N_set_locale(locale)) raise_invalid_argument();

@@ -18,7 +18,7 @@ class KP_API _kp_LOG_ustring {
 
   void set_zero() noexcept;  // nothing: length 0, no array
 
-  unsigned length() const noexcept { return length_; }        // without the NUL
+  unsigned length() const noexcept { return length_; }       // without the NUL
   const char* get_array() const noexcept { return array_; }  // null when there is nothing
   const char* c_str() const noexcept { return array_ != nullptr ? array_ : ""; }
 
