@@ -1,0 +1,152 @@
+// The definition table under several threads: look-ups of more entry types than the cache holds,
+// and holders of definitions that are replaced and cleared meanwhile.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "logging/ldf_load.h"
+#include "tests/support/ldf_bytes.h"
+#include "tests/support/temp_folder.h"
+
+static constexpr unsigned n_ids = 160;
+
+static std::string name_of(unsigned id) {
+  return "ATTRIBUTE_" + std::to_string(id);
+}
+
+static std::string bytes_of(unsigned first, unsigned count, const std::string& extra) {
+  ldf_file file;
+  for (unsigned id = first; id < first + count; ++id)
+    file.entries.push_back({.id = id, .attributes = {{name_of(id) + extra, 6}}});
+  return file.bytes();
+}
+
+// Runs f(thread's number) in `n` threads and waits for all of them.
+template <class F>
+static void in_threads(unsigned n, F f) {
+  std::vector<std::thread> threads;
+  for (unsigned i = 0; i < n; ++i) threads.emplace_back(f, i);
+  for (auto& thread : threads) thread.join();
+}
+
+class DefinitionThreads : public testing::Test {
+ protected:
+  DefinitionThreads() {
+    table_.set_precompiled_definition_file_path(
+        folder_.write("std.ldf", bytes_of(0, n_ids, "")).c_str());
+  }
+
+  bool is_whole(const _kp_LOG_definition_ref& entry, unsigned id) const {
+    return entry && entry->get_entry_id() == id && entry->get_n_attributes() >= 1 &&
+           entry->_find_attr_entry_by_name(name_of(id).c_str()) != nullptr;
+  }
+
+  temp_folder folder_;
+  _kp_LOG_log_definition_tbl table_;
+};
+
+TEST_F(DefinitionThreads, FourLookUpMoreEntryTypesThanTheCacheHolds) {
+  std::atomic<unsigned> wrong{0};
+  in_threads(4, [&](unsigned thread) {
+    for (unsigned i = 0; i < 20 * n_ids; ++i) {
+      const unsigned id = (i * (2 * thread + 1) + 40 * thread) % n_ids;
+      if (!is_whole(table_.acquire_entry(id), id)) ++wrong;
+    }
+  });
+  EXPECT_EQ(wrong, 0U);
+  EXPECT_EQ(table_.n_entry_definitions_cached, 128U);
+}
+
+TEST_F(DefinitionThreads, RawPointersOfAPopulationThatFitsTheCacheStayGood) {
+  std::atomic<unsigned> wrong{0};
+  in_threads(4, [&](unsigned thread) {
+    for (unsigned i = 0; i < 20 * 128; ++i) {
+      const unsigned id = (i + 32 * thread) % 128;
+      const _kp_LOG_log_definition* const found = table_.find_entry(id);
+      if (found == nullptr || found->get_entry_id() != id) ++wrong;
+    }
+  });
+  EXPECT_EQ(wrong, 0U);
+  EXPECT_EQ(table_.n_entry_definitions_cached, 128U);
+}
+
+TEST_F(DefinitionThreads, UnknownIdsAreUnknownToAll) {
+  std::atomic<unsigned> found{0};
+  in_threads(4, [&](unsigned) {
+    for (unsigned id = n_ids; id < n_ids + 500; ++id)
+      if (table_.find_entry(id) != nullptr) ++found;
+  });
+  EXPECT_EQ(found, 0U);
+}
+
+TEST_F(DefinitionThreads, HoldersKeepTheirDefinitionsWhileOthersReplaceThem) {
+  std::atomic<unsigned> wrong{0};
+  in_threads(4, [&](unsigned thread) {
+    for (unsigned round = 0; round < 10; ++round) {
+      const _kp_LOG_definition_ref held = table_.acquire_entry(thread);
+      for (unsigned i = 0; i < n_ids; ++i) table_.acquire_entry((i + 40 * thread) % n_ids);
+      if (!is_whole(held, thread)) ++wrong;
+    }
+  });
+  EXPECT_EQ(wrong, 0U);
+}
+
+TEST_F(DefinitionThreads, TheLastHolderOutlivesTheTablesFiles) {
+  std::vector<_kp_LOG_definition_ref> held;
+  for (unsigned id = 0; id < n_ids; ++id) held.push_back(table_.acquire_entry(id));
+  table_.clear();
+  std::atomic<unsigned> wrong{0};
+  in_threads(4, [&](unsigned thread) {
+    for (unsigned id = thread; id < n_ids; id += 4) {
+      if (!is_whole(held[id], id)) ++wrong;
+      held[id] = _kp_LOG_definition_ref();
+    }
+  });
+  EXPECT_EQ(wrong, 0U);
+}
+
+TEST_F(DefinitionThreads, ReadersSeeADeclarationWholeOrNotAtAll) {
+  const _kp_LOG_definition_ref entry = table_.acquire_entry(1);
+  std::atomic<unsigned> wrong{0};
+  std::atomic<bool> done{false};
+  std::thread declarer([&] {
+    bool found = false;
+    for (unsigned i = 0; i < 200; ++i)
+      if (!table_.declare_attribute(1, ("NEW_" + std::to_string(i)).c_str(), 9, found)) ++wrong;
+    done = true;
+  });
+  in_threads(3, [&](unsigned) {
+    for (unsigned next = 0; next < 200 && wrong == 0;) {
+      const bool was_done = done;
+      const auto* const seen =
+          entry->get_attr_info_by_name(("NEW_" + std::to_string(next)).c_str());
+      if (seen != nullptr && seen->get_type() != 9) ++wrong;
+      if (seen == nullptr && was_done) ++wrong;
+      if (seen != nullptr) ++next;
+      if (!is_whole(entry, 1)) ++wrong;
+    }
+  });
+  declarer.join();
+  EXPECT_EQ(wrong, 0U);
+  EXPECT_EQ(entry->get_n_attributes(), 201);
+}
+
+TEST_F(DefinitionThreads, AnAuxFileIsMergedWhileOthersLookUp) {
+  const std::string path = folder_.write("aux.ldf", bytes_of(0, n_ids, "_AUX"));
+  std::atomic<bool> done{false};
+  std::atomic<unsigned> wrong{0};
+  std::thread setter([&] {
+    table_.set_precompiled_aux_definition_file_path(path.c_str());
+    done = true;
+  });
+  in_threads(2, [&](unsigned thread) {
+    for (unsigned id = 1000 * (thread + 1); !done; ++id)
+      if (table_.find_entry(id) != nullptr) ++wrong;
+  });
+  setter.join();
+  EXPECT_EQ(wrong, 0U);
+  EXPECT_NE(table_.find_entry(0), nullptr);
+}
