@@ -53,14 +53,14 @@ KP_API kp_AttributeType _kp_LOG_get_attribute_type_code(const char* name);
 // The name of the first row with code `type`, "TypeUnknown" when there is none. Static text.
 KP_API const char* _kp_LOG_get_attribute_type_string(kp_AttributeType type);
 
-// The families. A negative or unknown code belongs to none of them.
+// The families. A negative or unknown code belongs to none of them. That bool counts as a signed
+// integer is on purpose.
 KP_API bool is_string_attribute(kp_AttributeType type);            // 9 to 14, and 24
 KP_API bool is_unicode_string_attribute(kp_AttributeType type);    // 15 to 20
 KP_API bool is_unsigned_integer_attribute(kp_AttributeType type);  // 2, 4, 6
-KP_API bool is_signed_integer_attribute(
-    kp_AttributeType type);                               // 1, 3, 5, 7: bool is meant to be here
-KP_API bool is_integer_attribute(kp_AttributeType type);  // 1 to 7
-KP_API bool is_float_attribute(kp_AttributeType type);    // 8
-KP_API bool is_time_attribute(kp_AttributeType type);     // 21 to 23
+KP_API bool is_signed_integer_attribute(kp_AttributeType type);    // 1, 3, 5, 7
+KP_API bool is_integer_attribute(kp_AttributeType type);           // 1 to 7
+KP_API bool is_float_attribute(kp_AttributeType type);             // 8
+KP_API bool is_time_attribute(kp_AttributeType type);              // 21 to 23
 
 #endif
