@@ -34,11 +34,14 @@ target_compile_options(
             -Wvla
             $<$<BOOL:${KPLOG_WERROR}>:-Werror>
             $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+            $<$<BOOL:${KPLOG_FUZZ}>:-fsanitize=fuzzer-no-link>
             # g++ 12 raises it inside the standard library's headers when it instruments them.
             $<$<AND:$<CXX_COMPILER_ID:GNU>,$<BOOL:${KPLOG_SANITIZED}>>:-Wno-maybe-uninitialized>
             -fstack-protector-strong
             -fstack-clash-protection
-            $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+            $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>
+            # Calls within a library are direct: nobody replaces its functions from outside.
+            $<$<CONFIG:Release,RelWithDebInfo>:-fno-semantic-interposition>)
 target_compile_definitions(kplog_settings INTERFACE $<$<BOOL:${KPLOG_FAULTS}>:KP_FAULTS>
                                                     $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 
@@ -51,7 +54,8 @@ function(kplog_shared_library name objects)
                        INSTALL_RPATH "\$ORIGIN")
   target_link_libraries(${name} PUBLIC Threads::Threads)
   target_link_options(${name} PRIVATE $<$<NOT:$<BOOL:${KPLOG_SANITIZED}>>:-Wl,-z,defs>
-                      -Wl,-z,relro,-z,now,-z,noexecstack)
+                      -Wl,-z,relro,-z,now,-z,noexecstack
+                      $<$<CONFIG:Release,RelWithDebInfo>:-Wl,-Bsymbolic-functions>)
   target_include_directories(
     ${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
                    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
