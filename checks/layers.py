@@ -32,7 +32,8 @@ FORWARD_ONLY = {"logging/logmsg.h"}
 ROOMS = {
     "base": ("base/",),
     "include": ("base/", "kp_LOG"),
-    "tools": ("tools/", "base/", "kp_LOG", "logging/def_read.h", "logging/ldf_load.h", "logging/log_definition.h"),
+    "tools": ("tools/", "base/", "kp_LOG", "logging/def_read.h", "logging/ldf_load.h",
+              "logging/log_definition.h", "logging/logentry_i.h"),
     "examples": ("examples/", "kp_LOG", "logging/logentry_i.h", "logging/attr_value.h", "base/"),
 }
 

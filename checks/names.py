@@ -9,7 +9,7 @@ import sys
 DEFINITION = re.compile(
     r"^(?:template\s*<[^>]*>\s*)?(?:class|struct|union|enum(?:\s+class)?)\s+"
     r"(?:(?:KP_[A-Z_]+(?:\([^)]*\))?|alignas\([^)]*\))\s+)*"
-    r"([A-Za-z_]\w*)(?:\s+final)?\s*(?::[^;{]*)?\{", re.M)
+    r"([A-Za-z_]\w*)\b(?!\s*::)(?:\s+final)?\s*(?::[^;{]*)?\{", re.M)
 
 
 def main():

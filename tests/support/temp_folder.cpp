@@ -76,10 +76,12 @@ std::vector<std::string> debug_log_in_temp_folder::lines() const {
   std::vector<std::string> result;
   std::istringstream in(raw());
   for (std::string line; std::getline(in, line);) {
+    // std::regex recurses per character, so it is shown no more than a prefix can be.
+    const std::string start = line.substr(0, 200);
     std::smatch found;
-    if (std::regex_search(line, found, prefix)) {
+    if (std::regex_search(start, found, prefix)) {
       const std::string source = found[1].matched ? found[1].str() + ":N " : "";
-      line = source + found.suffix().str();
+      line = source + line.substr(static_cast<size_t>(found.length()));
     }
     result.push_back(line);
   }
