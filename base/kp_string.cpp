@@ -35,13 +35,7 @@ static int compare_bytes(const char* a, unsigned a_length, const char* b, unsign
   return a_length < b_length ? -1 : 1;
 }
 
-kp_String::kp_String() noexcept : bytes_(nullptr), length_(0), capacity_(0) {}
-
 kp_String::kp_String(const char* text) : kp_String(text, text_length(text)) {}
-
-kp_String::kp_String(const char* bytes, unsigned length) : kp_String() {
-  assign(bytes, length);
-}
 
 kp_String::kp_String(unsigned count, char fill) : kp_String() {
   make_room(count);
@@ -51,24 +45,8 @@ kp_String::kp_String(unsigned count, char fill) : kp_String() {
 
 kp_String::kp_String(const kp_String& other) : kp_String(other.bytes_, other.length_) {}
 
-kp_String::kp_String(kp_String&& other) noexcept : kp_String() {
-  take(other);
-}
-
-kp_String::~kp_String() {
-  release();
-}
-
 kp_String& kp_String::operator=(const kp_String& other) {
   if (this != &other) assign(other.bytes_, other.length_);
-  return *this;
-}
-
-kp_String& kp_String::operator=(kp_String&& other) noexcept {
-  if (this != &other) {
-    release();
-    take(other);
-  }
   return *this;
 }
 
@@ -160,29 +138,4 @@ void kp_String::make_room(unsigned length) {
   const unsigned capacity = checked_length(length) + 1;
   bytes_ = new_block(capacity);
   capacity_ = capacity;
-}
-
-void kp_String::set_length(unsigned length) noexcept {
-  length_ = length;
-  bytes_[length] = '\0';
-}
-
-void kp_String::release() noexcept {
-  if (!is_inline()) delete[] bytes_;
-  bytes_ = nullptr;
-  length_ = 0;
-  capacity_ = 0;
-}
-
-void kp_String::take(kp_String& other) noexcept {
-  length_ = other.length_;
-  capacity_ = other.capacity_;
-  if (other.is_inline()) {
-    bytes_ = room_;
-    std::memcpy(room_, other.room_, length_ + 1);
-  } else {
-    bytes_ = other.bytes_;
-    other.bytes_ = nullptr;
-  }
-  other.release();
 }

@@ -3,6 +3,7 @@
 #define KP_STRING_H
 
 #include <cstddef>
+#include <cstring>
 
 #include "base/kp_export.h"
 
@@ -13,16 +14,36 @@
 // A failed allocation raises KPX_memory_alloc (no message) and leaves the string as it was.
 class KP_API kp_String {
  public:
-  kp_String() noexcept;                           // no buffer
-  kp_String(const char* text);                    // a copy; null: no buffer
-  kp_String(const char* bytes, unsigned length);  // a copy of `length` bytes; null: no buffer
-  kp_String(unsigned count, char fill);           // `count` times the byte `fill`
+  kp_String() noexcept : bytes_(nullptr), length_(0), capacity_(0) {}  // no buffer
+  kp_String(const char* text);                                         // a copy; null: no buffer
+  // A copy of `length` bytes; null: no buffer.
+  kp_String(const char* bytes, unsigned length) : kp_String() {
+    if (bytes == nullptr || length >= inline_room) {
+      assign(bytes, length);
+      return;
+    }
+    bytes_ = room_;
+    capacity_ = inline_room;
+    std::memcpy(room_, bytes, length);
+    set_length(length);
+  }
+  kp_String(unsigned count, char fill);  // `count` times the byte `fill`
   kp_String(const kp_String& other);
-  kp_String(kp_String&& other) noexcept;  // leaves `other` without a buffer
-  ~kp_String();
+  kp_String(kp_String&& other) noexcept : kp_String() {
+    take(other);
+  }  // leaves `other` without a buffer
+  ~kp_String() {
+    if (!is_inline()) delete[] bytes_;
+  }
 
   kp_String& operator=(const kp_String& other);
-  kp_String& operator=(kp_String&& other) noexcept;
+  kp_String& operator=(kp_String&& other) noexcept {
+    if (this != &other) {
+      release();
+      take(other);
+    }
+    return *this;
+  }
   kp_String& operator=(const char* text);  // null: no buffer afterwards
 
   // Each takes bytes that may lie inside this very string.
@@ -50,11 +71,27 @@ class KP_API kp_String {
   static constexpr unsigned inline_room = 32;  // bytes inside the object, the NUL included
 
   bool is_inline() const noexcept { return bytes_ == room_; }
-  unsigned growth() const noexcept;           // the length to make room for when appending
-  void make_room(unsigned length);            // of a string without a buffer; sets no length
-  void set_length(unsigned length) noexcept;  // with the NUL behind it
-  void release() noexcept;
-  void take(kp_String& other) noexcept;  // of a string without a buffer
+  unsigned growth() const noexcept;            // the length to make room for when appending
+  void make_room(unsigned length);             // of a string without a buffer; sets no length
+  void set_length(unsigned length) noexcept {  // with the NUL behind it
+    length_ = length;
+    bytes_[length] = '\0';
+  }
+  void release() noexcept {
+    if (!is_inline()) delete[] bytes_;
+    bytes_ = nullptr;
+    length_ = 0;
+    capacity_ = 0;
+  }
+  void take(kp_String& other) noexcept {  // of a string without a buffer
+    length_ = other.length_;
+    capacity_ = other.capacity_;
+    bytes_ = other.is_inline() ? room_ : other.bytes_;
+    if (other.is_inline()) std::memcpy(room_, other.room_, length_ + 1);
+    other.bytes_ = nullptr;
+    other.length_ = 0;
+    other.capacity_ = 0;
+  }
 
   char* bytes_;        // null (no buffer), room_, or an owned block of capacity_ bytes
   unsigned length_;    // without the NUL
