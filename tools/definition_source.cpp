@@ -107,8 +107,8 @@ class definition_source_reader {
     const auto row =
         std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.name == key.text; });
     if (row != rows.end()) return (this->*row->read)(value, target);
-    std::vector<std::string_view> names;
-    for (const auto& known : rows) names.push_back(known.name);
+    std::vector<std::string_view> names(rows.size());
+    std::transform(rows.begin(), rows.end(), names.begin(), [](const auto& r) { return r.name; });
     add(diagnostic_rule::unknown_key, key,
         std::string(what) + " has no key " + in_quotes(key.text) +
             nearest_name_hint(key.text, names));

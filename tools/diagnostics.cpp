@@ -1,8 +1,6 @@
 #include "tools/diagnostics.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <ostream>
 #include <tuple>
 
@@ -61,9 +59,7 @@ static void write_text(std::ostream& out, const diagnostic& found, const headlin
 }
 
 static std::string json_escape(uint32_t code_unit) {
-  std::array<char, 8> buffer{};
-  std::snprintf(buffer.data(), buffer.size(), "\\u%04X", code_unit);
-  return buffer.data();
+  return "\\u" + hexadecimal(code_unit, 4);
 }
 
 // Bytes that are not UTF-8 become U+FFFD, as JSON has no place for them.
@@ -75,7 +71,7 @@ static std::string json_string(std::string_view text) {
       json += json_escape(0xFFFD);
     else if (character.code_point == '"' || character.code_point == '\\')
       (json += '\\') += static_cast<char>(character.code_point);
-    else if (character.code_point < 0x20 || character.code_point == 0x7F)
+    else if (is_unsafe_on_terminal(character.code_point))
       json += json_escape(character.code_point);
     else
       json += text.substr(i, character.size);

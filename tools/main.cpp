@@ -5,21 +5,22 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <iostream>
 #include <new>
+#include <string>
 
 #include "tools/compile_command.h"
 
 static constexpr const char* exit_status_help =
     "Exit status: 0 good, 1 faults found, 2 wrong usage, 3 a file cannot be read or written.";
 
-static constexpr const char* compile_help =
+static constexpr const char* compile_examples =
     "Examples:\n"
     "  kplog compile events.yaml -o events.ldf\n"
     "  kplog compile base.yaml network.yaml -o all.ldf     several sources, one set\n"
     "  generate | kplog compile - -o - > events.ldf         standard input and output\n"
-    "  kplog compile --format json events.yaml -o e.ldf    diagnostics for programs\n\n"
-    "Exit status: 0 good, 1 faults found, 2 wrong usage, 3 a file cannot be read or written.";
+    "  kplog compile --format json events.yaml -o e.ldf    diagnostics for programs\n\n";
 
 // The options as they are written; texts with few choices are checked by the parser.
 struct kplog_command_line {
@@ -30,7 +31,7 @@ struct kplog_command_line {
 
 static void describe_compile(CLI::App& app, kplog_command_line& line) {
   CLI::App& compile = *app.add_subcommand("compile", "Compile definition sources to a file");
-  compile.footer(compile_help);
+  compile.footer(std::string(compile_examples) + exit_status_help);
   compile.add_option("SOURCE", line.compile.sources, "Definition sources; - is standard input")
       ->required()
       ->type_name("");
@@ -50,7 +51,7 @@ static void describe_compile(CLI::App& app, kplog_command_line& line) {
 
 static bool use_color(const std::string& choice) {
   if (choice != "auto") return choice == "always";
-  return isatty(STDERR_FILENO) != 0 && getenv("NO_COLOR") == nullptr;
+  return isatty(STDERR_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
 }
 
 static command_outcome usage_error(const char* text) {
@@ -81,7 +82,8 @@ static command_outcome run(int argc, char** argv) {
 int main(int argc, char** argv) {
   if (getauxval(AT_SECURE) != 0)
     return static_cast<int>(usage_error("this program does not run with raised privileges"));
-  std::signal(SIGXFSZ, SIG_IGN);  // a file that grows too large is an error of the write
+  // A file that grows too large is an error of the write, not the end of the program.
+  static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
   try {
     return static_cast<int>(run(argc, argv));
   } catch (const std::bad_alloc&) {

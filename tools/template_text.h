@@ -1,22 +1,20 @@
 // Message texts as people write them, turned into templates that render exactly so.
 //
-// What a template is, docs/message-templates.md describes. The two renderers read one in their own
-// ways, and each way has edges that a plain translation would cut itself on:
+// A template is literal text with placeholders, "%", a format character, "%", a name, "%", and "%%"
+// for a percent sign. The two renderers read one in their own ways, and each way has edges that a
+// plain translation would cut itself on:
 //
 // The ICU renderer
 //   - drops literal text behind the last placeholder or percent sign, and literal text directly
-//   before
-//     "%%". Literal text survives when a placeholder follows it. A placeholder of a format
+//     before "%%". Literal text survives when a placeholder follows it. A placeholder of a format
 //     character without meaning renders as nothing, so "%x%TIMESTAMP%" (a name that every entry
 //     knows) is put behind text at the end and between text and a percent sign.
-//   - reads "%%" also where the first "%" closes a placeholder and the second would begin something
-//   new.
-//     Before a percent sign a blank separates the two; it is literal text directly before "%%", so
-//     that it is dropped. Before another placeholder a MessageFormat piece that renders as nothing
-//     separates them: a choice with one empty outcome, on the argument of the first of the two.
-//   - hands all literal text to MessageFormat, where braces and apostrophes have a meaning.
-//   Apostrophes
-//     are doubled and braces stand between apostrophes.
+//   - reads "%%" also where the first "%" closes a placeholder and the second would begin
+//     something new. Before a percent sign a blank separates the two; it is literal text directly
+//     before "%%", so that it is dropped. Before another placeholder a MessageFormat piece that
+//     renders as nothing separates them, on the argument of the first of the two.
+//   - hands all literal text to MessageFormat, where braces and apostrophes have a meaning: here
+//     apostrophes are doubled, and braces stand between apostrophes.
 //   - knows ten arguments.
 // The byte renderer
 //   - shows literal text as it stands, so that quoted braces and doubled apostrophes would show;

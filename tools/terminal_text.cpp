@@ -4,12 +4,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 
 #include "tools/utf8_text.h"
 
-// First and last of each range of characters that are written out beside the C0 controls.
-static constexpr std::array<std::array<uint32_t, 2>, 7> written_out_ranges = {{
+// First and last of each range of characters that are unsafe beside the C0 controls.
+static constexpr std::array<std::array<uint32_t, 2>, 7> unsafe_ranges = {{
     {0x7F, 0x9F},      // DEL and the C1 controls
     {0x61C, 0x61C},    // Arabic letter mark
     {0x200B, 0x200F},  // characters without width, directional marks
@@ -19,18 +18,23 @@ static constexpr std::array<std::array<uint32_t, 2>, 7> written_out_ranges = {{
     {0xFEFF, 0xFEFF},  // byte order mark
 }};
 
-static bool is_written_out(uint32_t code_point) {
+bool is_unsafe_on_terminal(uint32_t code_point) {
   return code_point < 0x20 ||
-         std::any_of(written_out_ranges.begin(), written_out_ranges.end(), [&](const auto& range) {
+         std::any_of(unsafe_ranges.begin(), unsafe_ranges.end(), [&](const auto& range) {
            return code_point >= range[0] && code_point <= range[1];
          });
 }
 
+std::string hexadecimal(uint32_t value, size_t digits) {
+  std::string text;
+  for (; value != 0 || text.size() < digits; value /= 16)
+    text.insert(text.begin(), "0123456789ABCDEF"[value % 16]);
+  return text;
+}
+
 static std::string written_out(uint32_t code_point, bool valid) {
-  std::array<char, 16> buffer{};
   const bool is_byte = !valid || code_point < 0x80;
-  std::snprintf(buffer.data(), buffer.size(), is_byte ? "\\x%02X" : "\\u{%04X}", code_point);
-  return buffer.data();
+  return is_byte ? "\\x" + hexadecimal(code_point, 2) : "\\u{" + hexadecimal(code_point, 4) + "}";
 }
 
 std::string terminal_text(std::string_view text) {
@@ -39,7 +43,7 @@ std::string terminal_text(std::string_view text) {
     const utf8_character character = utf8_at(text, i);
     if (character.valid && character.code_point == '\t')
       shown += ' ';
-    else if (!character.valid || is_written_out(character.code_point))
+    else if (!character.valid || is_unsafe_on_terminal(character.code_point))
       shown += written_out(character.code_point, character.valid);
     else
       shown += text.substr(i, character.size);

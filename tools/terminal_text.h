@@ -3,13 +3,20 @@
 #define TOOLS_TERMINAL_TEXT_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
-// The text with everything that could move, hide or reorder what a terminal shows written out:
-// control characters as \xNN, line separators, bidirectional controls and C1 characters as
-// \u{NNNN}, bytes that are not UTF-8 as \xNN. A tab becomes one blank.
+// Whether a character could move, hide or reorder what a terminal shows: controls, line separators,
+// bidirectional controls, characters without width. All of them are below U+10000.
+bool is_unsafe_on_terminal(uint32_t code_point);
+
+// The text with unsafe characters written out, as \xNN below U+0080 and else as \u{NNNN}, and bytes
+// that are not UTF-8 as \xNN. A tab becomes one blank.
 std::string terminal_text(std::string_view text);
+
+// The number in hexadecimal, with zeros in front up to `digits`.
+std::string hexadecimal(uint32_t value, size_t digits);
 
 // Cells that an escaped text takes on a terminal: two for wide characters, none for combining ones.
 size_t terminal_width(std::string_view escaped);

@@ -200,6 +200,13 @@ TEST(CompileDiagnostics, TextsFromFilesCannotSteerTheTerminal) {
   EXPECT_EQ(err.find('\x1b'), std::string::npos);
 }
 
+TEST(CompileDiagnostics, JsonCarriesNoBareControlEither) {
+  const temp_folder folder;
+  folder.write("s.yaml", "kplog: 1\nlog_version: \"1\"\n\"\\e\\\\\\\"\u202E\u009B\": 1\n");
+  EXPECT_THAT(run_kplog(folder.path(), "compile --format json s.yaml -o o").err,
+              HasSubstr(R"("text":"a source has no key \"\u001B\\\"\u202E\u009B\"")"));
+}
+
 TEST(CompileDiagnostics, ColorComesWhenAskedForOnly) {
   const temp_folder folder;
   folder.write("s.yaml", "log_version: \"1\"\nkplog: 2\n");
