@@ -87,7 +87,7 @@ class KP_API kp_String {
     length_ = other.length_;
     capacity_ = other.capacity_;
     bytes_ = other.is_inline() ? room_ : other.bytes_;
-    if (other.is_inline()) std::memcpy(room_, other.room_, length_ + 1);
+    if (other.is_inline()) std::memcpy(room_, other.room_, inline_room);  // a fixed size is faster
     other.bytes_ = nullptr;
     other.length_ = 0;
     other.capacity_ = 0;

@@ -80,6 +80,16 @@ class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
     return link(new_node(std::forward<Key>(key), std::move(value)), bucket_of_hash(hash));
   }
 
+  // The first node whose key `matches` takes, bucket by bucket, or null: for a table of a few keys,
+  // which are looked through faster than one is hashed.
+  template <class Matches>
+  const node* find_if(Matches&& matches) const noexcept {
+    for (unsigned b = 0; b < bucket_count_; ++b)
+      for (const node* n = buckets_[b]; n != nullptr; n = n->next)
+        if (matches(n->key)) return n;
+    return nullptr;
+  }
+
   // Calls f(node&) for every node, bucket by bucket from the head of each chain. `f` must not
   // change the table.
   template <class F>
@@ -95,6 +105,8 @@ class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
     return bucket_count_ == 0 ? 0 : KP_hash(key, bucket_count_);
   }
   unsigned bucket_of_hash(uint32_t hash) const noexcept {
+    // The size of nearly every table: a division by a constant costs a fraction of any other one.
+    if (bucket_count_ == inline_buckets) return hash % inline_buckets;
     return bucket_count_ == 0 ? 0 : hash % bucket_count_;
   }
   void ensure_buckets() {

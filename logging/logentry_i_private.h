@@ -70,7 +70,7 @@ struct _kp_LOG_value_class {
 };
 
 template <class T, unsigned char... codes, class F>
-bool kp_log_with_class_among(unsigned char code, F&& f) {
+[[gnu::always_inline]] inline bool kp_log_with_class_among(unsigned char code, F&& f) {
   return ((code == codes && (f(_kp_LOG_value_class<T, codes>()), true)) || ...);
 }
 

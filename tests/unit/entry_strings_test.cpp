@@ -380,8 +380,8 @@ TEST(EntryStrings, ACutTextIsEscapedAfterwards) {
   EXPECT_EQ(entry.get_attrib_mbstr("A15"), repeated("\\r", 32));
 }
 
-// A byte that only switches a window counts no characters, so a text of any length may be within its
-// limit.
+// A byte that only switches a window counts no characters, so a text of any length may be within
+// its limit.
 TEST(EntryStrings, AVeryLongTextOfFewCharactersEndsWithTheWorkBuffer) {
   const loaded_definitions definitions(ldf_with_every_type());
   const code_page_setting code_page("SCSU");
