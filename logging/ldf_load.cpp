@@ -1,5 +1,6 @@
 #include "logging/ldf_load.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -168,14 +169,26 @@ bool _kp_LOG_log_definition_tbl::_retrieve_entry_definition(unsigned id,
 
 // ---- finding ----
 
-// Tests blocks of 16 IDs as a whole, so that the compiler compares several at once.
+// IDs that are compared at once.
+static constexpr unsigned id_block = 16;
+static_assert(_kp_LOG_log_definition_tbl::cache_size % id_block == 0);
+
+// Whether one of `id_block` IDs equals `id`. Written in vectors, because compilers make none of the
+// plain loop at every level of optimisation.
+static bool block_holds(const unsigned* block, unsigned id) noexcept {
+  using four_ids = unsigned __attribute__((vector_size(4 * sizeof(unsigned))));
+  four_ids held[id_block / 4];
+  std::memcpy(held, block, sizeof held);
+  const auto hits = (held[0] == id) | (held[1] == id) | (held[2] == id) | (held[3] == id);
+  return (hits[0] | hits[1] | hits[2] | hits[3]) != 0;
+}
+
 _kp_LOG_log_definition* _kp_LOG_log_definition_tbl::cached(unsigned id) const noexcept {
-  constexpr unsigned block = 16;
-  for (unsigned first = 0; first < n_entry_definitions_cached; first += block) {
-    unsigned hits = 0;
-    for (unsigned i = 0; i < block; ++i) hits |= cached_ids_[first + i] == id ? 1U : 0U;
-    if (hits == 0) continue;
-    for (unsigned i = first; i < n_entry_definitions_cached && i < first + block; ++i)
+  const unsigned n = n_entry_definitions_cached;
+  for (unsigned first = 0; first < n; first += id_block) {
+    if (!block_holds(cached_ids_ + first, id)) continue;
+    const unsigned end = std::min(n, first + id_block);
+    for (unsigned i = first; i < end; ++i)
       if (cached_ids_[i] == id) return cached_definitions_[i];
   }
   return nullptr;
