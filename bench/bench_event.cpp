@@ -9,7 +9,8 @@
 #include "tests/support/temp_folder.h"
 
 std::string bench_definition_bytes(unsigned n) {
-  ldf_entry event = {.msg_text = bench_template,
+  ldf_entry event = {.flags = 0x1,
+                     .msg_text = bench_template,
                      .attributes = {{bench_user, TypeChar32},
                                     {bench_host, TypeChar32},
                                     {bench_port, TypeUInt2},

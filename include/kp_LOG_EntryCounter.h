@@ -109,6 +109,7 @@ class KP_API _kp_LOG_EntryCounter : kp_UTIL_no_inadvertant_copies {
   bool writable_ = false;                      // open for reading and writing
   bool opened_ = false;                        // the last open found or created the file
 
+  int descriptor_ = -1;         // the file's, while one is open
   int64_t position_ = 0;        // where the file's position is, or would be if the stream were used
   bool stream_shared_ = false;  // the caller has the stream: its position is kept up to date
   bool holds_records_ = false;  // a regular file; anything else counts as empty

@@ -4,6 +4,7 @@
 
 #include "base/kp_export.h"
 
+class _kp_LOG_configuration;
 class _kp_LOG_log_entry_imp;
 class kp_LOG_LogEntry;
 
@@ -63,6 +64,8 @@ class KP_API _kp_LOG_entry_filter {
 
  private:
   bool passes_as_debug_entry() const noexcept { return debug_entry_ && debug_enabled_; }
+  bool passes_level(const _kp_LOG_configuration* source, const _kp_LOG_log_entry_imp& entry) const;
+  bool passes_mask(const _kp_LOG_configuration* source, const _kp_LOG_log_entry_imp& entry) const;
 
   callback_type callback_ = nullptr;     // null: none
   void* user_data_ = nullptr;            // for the callback

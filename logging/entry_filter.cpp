@@ -17,19 +17,66 @@ void _kp_LOG_entry_filter::set_filter_log_level(unsigned int low, unsigned int h
   high_log_level_ = high;
 }
 
-static bool is_debug_enabled(const char* section) {
-  const _kp_LOG_configuration* const source = kp_LOG_LogConfig::_get_configuration_ptr();
+// --- What a configuration source changes ---
+
+// Kept out of line, so that filters without a source get by without their stack frames.
+[[gnu::noinline]] static bool is_debug_enabled(const _kp_LOG_configuration& source,
+                                               const char* section) {
   unsigned enabled = 0;
-  return source != nullptr && source->get_integer_value(section, "DebugEnabled", enabled) &&
-         enabled != 0;
+  return source.get_integer_value(section, "DebugEnabled", enabled) && enabled != 0;
+}
+
+static bool is_level_within(unsigned low, unsigned level, unsigned high) {
+  return low <= level && level <= high;
+}
+
+[[gnu::noinline]] static bool passes_configured_levels(const _kp_LOG_configuration& source,
+                                                       const char* section, bool debug_entry,
+                                                       unsigned low, unsigned level,
+                                                       unsigned high) {
+  source.get_integer_value(section, "LogLevelLow", low);
+  source.get_integer_value(section, "LogLevelHigh", high);
+  if (debug_entry) {
+    source.get_integer_value(section, "DebugLogLevelLow", low);
+    source.get_integer_value(section, "DebugLogLevelHigh", high);
+  }
+  return is_level_within(low, level, high);
+}
+
+[[gnu::noinline]] static unsigned configured_mask(const _kp_LOG_configuration& source,
+                                                  const char* section, unsigned mask) {
+  source.get_integer_value(section, "PropertyMask", mask);
+  return mask;
+}
+
+// --- Checking ---
+
+inline bool _kp_LOG_entry_filter::passes_level(const _kp_LOG_configuration* source,
+                                               const _kp_LOG_log_entry_imp& entry) const {
+  const unsigned level = entry.get_log_level();
+  if (source == nullptr) return is_level_within(low_log_level_, level, high_log_level_);
+  return passes_configured_levels(*source, section_, debug_entry_, low_log_level_, level,
+                                  high_log_level_);
+}
+
+inline bool _kp_LOG_entry_filter::passes_mask(const _kp_LOG_configuration* source,
+                                              const _kp_LOG_log_entry_imp& entry) const {
+  const unsigned mask = entry.get_property_mask();
+  if (source == nullptr) return (mask & property_mask_) != 0;
+  if (passes_as_debug_entry()) return true;
+  return (mask & configured_mask(*source, section_, property_mask_)) != 0;
 }
 
 bool _kp_LOG_entry_filter::check_entry(const kp_LOG_LogEntry& entry) const {
   const _kp_LOG_log_entry_imp& imp = entry._get_imp();
+  const _kp_LOG_configuration* source = kp_LOG_LogConfig::_get_configuration_ptr();
   debug_entry_ = (imp.get_property_mask() & debug_property) != 0;
-  debug_enabled_ = is_debug_enabled(section_);
-  return _check_entry_by_callback(entry) && _check_entry_by_log_level(imp) &&
-         _check_entry_by_property_mask(imp);
+  debug_enabled_ = source != nullptr && is_debug_enabled(*source, section_);
+  if (callback_ != nullptr) {
+    if (!_check_entry_by_callback(entry)) return false;
+    source = kp_LOG_LogConfig::_get_configuration_ptr();  // the callback may have replaced it
+  }
+  return passes_level(source, imp) && passes_mask(source, imp);
 }
 
 bool _kp_LOG_entry_filter::_check_entry_by_callback(const kp_LOG_LogEntry& entry) const {
@@ -39,26 +86,10 @@ bool _kp_LOG_entry_filter::_check_entry_by_callback(const kp_LOG_LogEntry& entry
                    user_data_);
 }
 
-// Each test asks for the source anew: the callback, which runs before, may replace it.
 bool _kp_LOG_entry_filter::_check_entry_by_log_level(const _kp_LOG_log_entry_imp& entry) const {
-  unsigned low = low_log_level_;
-  unsigned high = high_log_level_;
-  if (const _kp_LOG_configuration* const source = kp_LOG_LogConfig::_get_configuration_ptr()) {
-    source->get_integer_value(section_, "LogLevelLow", low);
-    source->get_integer_value(section_, "LogLevelHigh", high);
-    if (debug_entry_) {
-      source->get_integer_value(section_, "DebugLogLevelLow", low);
-      source->get_integer_value(section_, "DebugLogLevelHigh", high);
-    }
-  }
-  return low <= entry.get_log_level() && entry.get_log_level() <= high;
+  return passes_level(kp_LOG_LogConfig::_get_configuration_ptr(), entry);
 }
 
 bool _kp_LOG_entry_filter::_check_entry_by_property_mask(const _kp_LOG_log_entry_imp& entry) const {
-  unsigned mask = property_mask_;
-  if (const _kp_LOG_configuration* const source = kp_LOG_LogConfig::_get_configuration_ptr()) {
-    if (passes_as_debug_entry()) return true;
-    source->get_integer_value(section_, "PropertyMask", mask);
-  }
-  return (entry.get_property_mask() & mask) != 0;
+  return passes_mask(kp_LOG_LogConfig::_get_configuration_ptr(), entry);
 }

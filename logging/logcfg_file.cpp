@@ -52,7 +52,25 @@ void _kp_LOG_log_setting_tbl::create_entry(const char* section, const char* key,
     table_.insert_hashed(hash, composite.text(), value);
 }
 
+// A handful of keys is looked through faster than one key is hashed.
+static constexpr unsigned handful_of_keys = 16;
+
+static const unsigned* look_through(const kp_MISC_hash_tbl<kp_String, unsigned>& table,
+                                    const char* section, const char* key) {
+  const size_t section_length = KP_strlen(section);
+  const size_t key_length = KP_strlen(key);
+  const auto* held = table.find_if([=](const kp_String& composite) {
+    const char* const text = composite.c_str();
+    return composite.length() == section_length + key_length &&
+           std::memcmp(text + section_length, key, key_length) == 0 &&
+           std::memcmp(text, section, section_length) == 0;
+  });
+  return held != nullptr ? &held->value : nullptr;
+}
+
 const unsigned* _kp_LOG_log_setting_tbl::find_entry(const char* section, const char* key) const {
+  if (table_.size() <= handful_of_keys)
+    return look_through(table_, section != nullptr ? section : "", key != nullptr ? key : "");
   const logcfg_composite_key composite(section, key);
   const auto* held = table_.find_hashed(composite.hash(), composite);
   return held != nullptr ? &held->value : nullptr;

@@ -1,3 +1,4 @@
+#include <endian.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -32,13 +33,14 @@ struct _kp_LOG_EntryCounter::place {
 };
 
 static void put_word(unsigned char* bytes, uint32_t word) {
-  for (int i = 3; i >= 0; --i, word >>= 8) bytes[i] = static_cast<unsigned char>(word);
+  const uint32_t big_endian = htobe32(word);
+  memcpy(bytes, &big_endian, sizeof big_endian);
 }
 
 static uint32_t get_word(const unsigned char* bytes) {
-  uint32_t word = 0;
-  for (int i = 0; i < 4; ++i) word = word << 8 | bytes[i];
-  return word;
+  uint32_t big_endian = 0;
+  memcpy(&big_endian, bytes, sizeof big_endian);
+  return be32toh(big_endian);
 }
 
 static int32_t get_signed(const unsigned char* bytes) {
@@ -151,8 +153,9 @@ void _kp_LOG_EntryCounter::open_existing(const char* path) {
 // Records are read and written past the stream, which therefore must not hold bytes of its own.
 void _kp_LOG_EntryCounter::adopt_stream() {
   static_cast<void>(setvbuf(file_, nullptr, _IONBF, 0));
+  descriptor_ = KP_fileno(file_);
   struct stat status = {};
-  holds_records_ = KP_fstat(KP_fileno(file_), &status) != 0 || S_ISREG(status.st_mode);
+  holds_records_ = KP_fstat(descriptor_, &status) != 0 || S_ISREG(status.st_mode);
   position_ = 0;
   stream_shared_ = false;
 }
@@ -220,7 +223,7 @@ int _kp_LOG_EntryCounter::visit_records(int64_t start, Visit visit) {
   ssize_t got = holds_records_ ? block_size : 0;
   position_ = start;
   for (int64_t offset = to_whole_records(start); got == block_size; offset += block_size) {
-    got = read_block(KP_fileno(file_), block, offset);
+    got = read_block(descriptor_, block, offset);
     if (got < 0) return seek_error(__LINE__);
     const int64_t whole = to_whole_records(got);
     if (got < whole) memset(block + got, 0, static_cast<size_t>(whole - got));
@@ -249,7 +252,7 @@ int _kp_LOG_EntryCounter::find_key(const _kp_LOG_EntryCounterElement& wanted, pl
 
 int _kp_LOG_EntryCounter::write(const place& record) {
   position_ = record.offset;
-  if (KP_pwrite(KP_fileno(file_), record.bytes, record_size, record.offset) != record_size)
+  if (KP_pwrite(descriptor_, record.bytes, record_size, record.offset) != record_size)
     return seek_error(__LINE__);
   position_ += record_size;
   return 0;
@@ -295,7 +298,7 @@ bool _kp_LOG_EntryCounter::recall_counted(int entry_id, place& counted) {
   counted.offset = cached_position_;
   unsigned char key[record_size];
   encode(cached_record_, key);
-  return KP_pread(KP_fileno(file_), counted.bytes, record_size, counted.offset) == record_size &&
+  return KP_pread(descriptor_, counted.bytes, record_size, counted.offset) == record_size &&
          is_same_key(counted.bytes, key);
 }
 
