@@ -33,9 +33,9 @@ kp_LOG_LogEntry::kp_LOG_LogEntry(unsigned int entry_id, unsigned int log_level)
 kp_LOG_LogEntry::kp_LOG_LogEntry(const kp_LOG_LogEntry& other)
     : imp_(copy_entry(*other.imp_).release()) {}
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment,cert-oop54-cpp): the entry's own assignment
+// clears
 kp_LOG_LogEntry& kp_LOG_LogEntry::operator=(kp_LOG_LogEntry const& other) {
-  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment,cert-oop54-cpp): an entry assigned to itself
-  // is cleared; the entry's own assignment sees to that.
   *imp_ = *other.imp_;
   return *this;
 }

@@ -85,9 +85,9 @@ void _kp_LOG_log_entry_imp::add_attributes(va_list args) {
 
 // --- Copying ------------------------------------------------------------------------------------
 
+// An entry that is assigned to itself is cleared, and that is meant.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment,cert-oop54-cpp): there is nothing to skip
 _kp_LOG_log_entry_imp& _kp_LOG_log_entry_imp::operator=(const _kp_LOG_log_entry_imp& other) {
-  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment,cert-oop54-cpp): clears itself too, as
-  // described
   _clear(true);
   _copy(other);
   return *this;
