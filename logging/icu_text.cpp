@@ -39,7 +39,6 @@ class icu_text_converters {
     std::string copy(name);
     UErrorCode status = U_ZERO_ERROR;
     icu_text_handle converter(ucnv_open(name, &status));
-    if (status == U_MEMORY_ALLOCATION_ERROR) kp_log_raise_alloc();
     if (U_FAILURE(status) || !converter) return nullptr;
     slot& victim = slots_[next_];
     next_ = (next_ + 1) % slots_.size();

@@ -17,7 +17,7 @@
 
 enum class icu_text_result {
   ok,
-  unknown_code_page,  // there is no converter of that name
+  unknown_code_page,  // ICU opens no converter of that name
   not_converted       // too long for the room given, or refused by the converter
 };
 

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "base/kp_exception.h"
+#include "tests/support/icu_setting.h"
 #include "tests/support/message_tokens.h"
 #include "tests/support/raised.h"
 
@@ -317,4 +318,19 @@ TEST(MessageTokens, StormsOfPercentSignsAreSplitInLinearSpace) {
       EXPECT_EQ(raised<KPX_index_out_of_bounds>([&] { byte_tokens(storm); }), "(null)");
     }
   }
+}
+
+static std::string refused_without_memory() {
+  const icu_out_of_memory no_memory;
+  return raised<KPX_logging_internal_error>([] { unicode_tokens(""); });
+}
+
+TEST(UnicodeTokenizer, AConverterThatCouldNotBeMadeStays) {
+  EXPECT_EQ(refused_without_memory(),
+            "<KPX_logging_internal_error> _kp_LOG_log_message::_tokenize_string:  "
+            "UnicodeConverter constructor failed!");
+  EXPECT_THAT(unicode_tokens("%d% no name"), ElementsAre("format:d"));
+  EXPECT_EQ(refused_name("NAME"),
+            "<KPX_logging_internal_error>_kp_LOG_log_message::_tokenize_string:  "
+            "UnicodeConverter::fromUnicodeString() failed!");
 }
