@@ -95,7 +95,7 @@ FILE* _kp_LOG_log_definition_tbl::_set_definition_file_path(const char* path, bo
   load_globals(view, header.n_global_attributes, header.global_attributes_offset);
   if (is_aux) {
     const kp_LOG_CWriterSentry hold(lock_);
-    aux_file_ = std::move(file);
+    aux_file_.reset(file.release());
   }
   load_mapping(view, header.n_entries, header.mapping_offset, is_aux);
   static_cast<void>(file.release());  // now the table's own, or the caller's

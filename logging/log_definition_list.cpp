@@ -32,7 +32,7 @@ struct _kp_LOG_attribute_list::block {
 
 _kp_LOG_attribute_list::block* _kp_LOG_attribute_list::block::make(unsigned capacity,
                                                                    block* outgrown) {
-  const size_t element = sizeof(_kp_LOG_attribute_entry*) + sizeof(unsigned);
+  const size_t element = sizeof(void*) + sizeof(unsigned);  // an attribute, its hash
   void* const room = ::operator new(sizeof(block) + capacity * element, std::nothrow);
   if (room == nullptr) kp_log_raise_alloc();
   return new (room) block(capacity, outgrown);
