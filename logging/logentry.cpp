@@ -33,8 +33,8 @@ kp_LOG_LogEntry::kp_LOG_LogEntry(unsigned int entry_id, unsigned int log_level)
 kp_LOG_LogEntry::kp_LOG_LogEntry(const kp_LOG_LogEntry& other)
     : imp_(copy_entry(*other.imp_).release()) {}
 
-// NOLINTNEXTLINE(bugprone-unhandled-self-assignment,cert-oop54-cpp): the entry's own assignment
-// clears
+// Assigned to itself, the entry is cleared by its own assignment.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment,cert-oop54-cpp): there is nothing to skip
 kp_LOG_LogEntry& kp_LOG_LogEntry::operator=(kp_LOG_LogEntry const& other) {
   *imp_ = *other.imp_;
   return *this;
