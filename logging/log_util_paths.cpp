@@ -24,8 +24,9 @@ char* make_text_log_filename(const char* log_prefix, int year, int month, unsign
     log_prefix = "";
   }
   char suffix[32];  // numbers of five digits make it longer than suffix_length
-  snprintf(suffix, sizeof suffix, ".%04u%02u%02u.%04u", static_cast<uint16_t>(year),
-           static_cast<uint16_t>(month), static_cast<uint16_t>(day), static_cast<uint16_t>(serial));
+  static_cast<void>(snprintf(suffix, sizeof suffix, ".%04u%02u%02u.%04u",
+                             static_cast<uint16_t>(year), static_cast<uint16_t>(month),
+                             static_cast<uint16_t>(day), static_cast<uint16_t>(serial)));
   const char* const separator = directory != nullptr ? "/" : "";
   if (directory == nullptr) directory = "";
 
@@ -214,8 +215,8 @@ int get_plockname(char* first, char* second, char* result) {
   if (result == nullptr) return 1;
   constexpr size_t name_size = 256;
   char name[name_size] = {};
-  snprintf(name, name_size, "%s_%s", first != nullptr ? first : "",
-           second != nullptr ? second : "");
+  static_cast<void>(snprintf(name, name_size, "%s_%s", first != nullptr ? first : "",
+                             second != nullptr ? second : ""));
   memcpy(result, name, name_size);
   return 1;
 }

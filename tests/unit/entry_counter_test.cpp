@@ -10,6 +10,7 @@
 #include "base/kp_time.h"
 #include "kp_LOG_errors.h"
 #include "tests/support/counter_folder.h"
+#include "tests/support/failing_new.h"
 #include "tests/support/faults.h"
 #include "tests/support/raised.h"
 
@@ -147,6 +148,29 @@ TEST(EntryCounterFile, FailedOpenLeavesWritingAFailureAfterAWritableFile) {
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 100), -1);
 }
 #endif
+
+TEST(EntryCounterFile, FailedAllocationLeavesTheOpenFileOpen) {
+  counter_folder f;
+  const std::string folder = f.folder().path() + std::string(100, '/');
+  const auto open = [&] { f.counter.OpenEntryCounterFile(folder.c_str(), "other"); };
+  const auto counts_on = [&](const std::exception_ptr& outcome) {
+    expect_memory_alloc(outcome);
+    EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 100), 0);
+  };
+  const unsigned failures = for_each_failing_allocation(open, counts_on);
+  EXPECT_GT(failures, 0U);
+  EXPECT_EQ(count_in(f.bytes(), 2026, 11, 15, 100), failures);
+  EXPECT_TRUE(std::filesystem::exists(f.folder().file("other.cnt")));
+}
+
+TEST(EntryCounterFile, CountingAllocatesNothing) {
+  counter_folder f;
+  const allocation_fault fault(1, true);
+  for (int id : {1, 2, 1}) EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, id), 0);
+  EXPECT_EQ(f.counter.UpdateEntryCount(2026, 11, 15, 3, 7), 0);
+  EXPECT_EQ(f.counter.DeleteEntryElement(2026, 11, 15, 1), 0);
+  EXPECT_FALSE(fault.met());
+}
 
 TEST(EntryCounterFile, IsNotInheritedByOtherPrograms) {
   counter_folder created;

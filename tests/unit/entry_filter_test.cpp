@@ -5,6 +5,7 @@
 
 #include "kp_LOG.h"
 #include "logging/logcfg_file.h"
+#include "tests/support/failing_new.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/raised.h"
 #include "tests/support/temp_folder.h"
@@ -404,4 +405,21 @@ TEST_F(EntryFilter, CopyOfAFilterIsIndependent) {
   filter.set_filter_log_level(0, 9);
   EXPECT_FALSE(copy.check_entry(kp_LOG_LogEntry(11, 4)));
   EXPECT_TRUE(filter.check_entry(kp_LOG_LogEntry(11, 4)));
+}
+
+// --- Cost ---
+
+TEST_F(EntryFilter, CheckAllocatesNothing) {
+  configure("[s]\nDebugEnabled=1\nLogLevelLow=1\nDebugLogLevelHigh=9\nPropertyMask=0x1\n");
+  _kp_LOG_entry_filter filter;
+  filter_call call;
+  filter.set_section("s");
+  filter.set_callback(note_call, &call);
+  const kp_LOG_LogEntry plain(11, 5);
+  const kp_LOG_LogEntry debug(13, 5);
+  EXPECT_TRUE(filter.check_entry(plain));  // the first look-up reads the file
+  const allocation_fault fault(1, true);
+  EXPECT_TRUE(filter.check_entry(plain));
+  EXPECT_TRUE(filter.check_entry(debug));
+  EXPECT_FALSE(fault.met());
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "kp_LOG_filenames.h"
+#include "tests/support/failing_new.h"
 #include "tests/support/raised.h"
 
 static std::string named(const char* prefix, int year, int month, unsigned day, unsigned serial,
@@ -55,6 +56,11 @@ TEST(TextLogName, LongPrefixAndDirectoryAreKeptWhole) {
 
 TEST(TextLogName, FormatCharactersInTheTextsMeanNothing) {
   EXPECT_EQ(named("%s%n", 2024, 3, 7, 12, "%d"), "%d/%s%n.20240307.0012");
+}
+
+TEST(TextLogName, FailedAllocationIsRaised) {
+  const auto make = [] { delete[] make_text_log_filename("app", 2024, 3, 7, 12, "/var/log"); };
+  EXPECT_EQ(for_each_failing_allocation(make), 1U);
 }
 
 TEST(TextLogName, NullPrefixIsReportedAndCountsAsEmpty) {
