@@ -51,6 +51,19 @@ static constexpr kp_civil_date date_of(long long days) {
   return {era * 400 + year_of_era + (next_year ? 1 : 0), next_year ? month - 9 : month + 3, day};
 }
 
+// What a thread remembers: most of the times that it tells fall on one day.
+struct kp_date_memory {
+  long long days;
+  kp_civil_date date;
+};
+
+static thread_local kp_date_memory date_memory = {0, {1970, 1, 1}};
+
+static kp_civil_date remembered_date_of(long long days) {
+  if (date_memory.days != days) date_memory = {days, date_of(days)};
+  return date_memory.date;
+}
+
 static constexpr int days_in_month(int year, int month) {
   const kp_civil_date first = {year, month, 1};
   const kp_civil_date next = {year, month + 1, 1};
@@ -202,7 +215,7 @@ void kp_Time::set_seconds_as_told(long long seconds) {
   const long long told = std::clamp(seconds, earliest_second, latest_second);
   const long long days = floor_divide(told, seconds_per_day);
   const long long second_of_day = told - days * seconds_per_day;
-  const kp_civil_date date = date_of(days);
+  const kp_civil_date date = remembered_date_of(days);
   year_ = field(date.year);
   month_ = field(date.month);
   day_ = field(date.day);
