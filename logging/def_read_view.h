@@ -6,14 +6,13 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "base/kp_export.h"
 #include "base/kp_nocopy.h"
 
 // Reads a stream's file through a bounded window of its own, without touching the stream's position
 // or buffer: several views of one file, also in a child process that shares the descriptor, do not
 // disturb each other. Measures the file once, when it is made, and takes it to end there.
 // A source for the readers of def_read_items.h. Does not own the stream. Raises nothing.
-class KP_API _kp_LOG_ldf_view : kp_UTIL_no_inadvertant_copies {
+class _kp_LOG_ldf_view : kp_UTIL_no_inadvertant_copies {
  public:
   explicit _kp_LOG_ldf_view(FILE* stream) noexcept;
 
