@@ -832,7 +832,7 @@ TEST_F(DefinitionTable, WithoutMemoryForAFileNothingLeaksAndItCanBeSetAgain) {
     table_.set_precompiled_definition_file_path(std_path.c_str());
     table_.set_precompiled_aux_definition_file_path(aux_path.c_str());
   });
-  EXPECT_GE(failures, 8U);
+  EXPECT_GE(failures, 4U);  // a global attribute, its name, locations, a definition
   EXPECT_THAT(attribute_names(*table_.find_entry(1)), ElementsAre("N1"));
   EXPECT_NE(table_.find_entry(3), nullptr);
 }
@@ -850,6 +850,6 @@ TEST_F(DefinitionTable, WithoutMemoryForADefinitionNoneIsKept) {
                                     expect_memory_alloc(outcome);
                                     EXPECT_EQ(table_.n_entry_definitions_cached, 0U);
                                   });
-  EXPECT_GE(failures, 10U);
+  EXPECT_GE(failures, 8U);  // the definition and its seven texts
   EXPECT_EQ(table_.n_entry_definitions_cached, 1U);
 }
