@@ -1,0 +1,92 @@
+#include "tools/command_options.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ostream>
+#include <system_error>
+
+#include "tools/terminal_text.h"
+
+bool is_color_wanted(const std::string& choice) {
+  if (choice != "auto") return choice == "always";
+  return isatty(STDERR_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
+}
+
+static std::string joined_choices(const std::vector<std::string>& choices) {
+  std::string joined;
+  for (const std::string& choice : choices) joined += (joined.empty() ? "" : "|") + choice;
+  return joined;
+}
+
+// Checks a text against the choices; says nothing in the help, where they are the type name.
+static CLI::Validator one_of(const std::vector<std::string>& choices) {
+  return {[choices](std::string& text) {
+            const bool is_known = std::find(choices.begin(), choices.end(), text) != choices.end();
+            return is_known ? "" : "\"" + text + "\" is none of " + joined_choices(choices);
+          },
+          ""};
+}
+
+CLI::Option* add_choice_option(CLI::App& command, const std::string& names, std::string& chosen,
+                               const std::vector<std::string>& choices,
+                               const std::string& description) {
+  return command.add_option(names, chosen, description)
+      ->check(one_of(choices))
+      ->type_name(joined_choices(choices));
+}
+
+void add_quiet_and_color_options(CLI::App& command, report_options& options) {
+  const std::vector<std::string> choices = {"auto", "always", "never"};
+  options.color = is_color_wanted("auto");
+  command.add_flag("-q,--quiet", options.quiet, "No summary, only what is wrong");
+  command
+      .add_option_function<std::string>(
+          "--color", [&options](const std::string& c) { options.color = is_color_wanted(c); },
+          "Colors in diagnostics; auto, the default: on a terminal")
+      ->check(one_of(choices))
+      ->type_name(joined_choices(choices));
+}
+
+void add_report_options(CLI::App& command, report_options& options) {
+  const std::vector<std::string> choices = {"text", "json"};
+  add_quiet_and_color_options(command, options);
+  command
+      .add_option_function<std::string>(
+          "--format",
+          [&options](const std::string& name) {
+            options.format = name == "json" ? diagnostic_format::json : diagnostic_format::text;
+          },
+          "Diagnostics as text, or as one JSON object per line")
+      ->check(one_of(choices))
+      ->type_name(joined_choices(choices));
+}
+
+command_outcome usage_error(std::ostream& log, const std::string& text) {
+  log << "kplog: " << text << '\n';
+  return command_outcome::usage;
+}
+
+bool reads_standard_input_twice(const std::vector<std::string>& paths) {
+  return std::count(paths.begin(), paths.end(), "-") > 1;
+}
+
+std::string counted(size_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+static command_outcome file_error(std::ostream& log, const char* what, const std::string& path,
+                                  int error) {
+  log << "kplog: cannot " << what << ' ' << terminal_text(path) << ": "
+      << std::generic_category().message(error) << '\n';
+  return command_outcome::file_error;
+}
+
+command_outcome read_error(std::ostream& log, const std::string& path, int error) {
+  return file_error(log, "read", path, error);
+}
+
+command_outcome write_error(std::ostream& log, const std::string& path, int error) {
+  return file_error(log, "write", path, error);
+}

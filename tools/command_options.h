@@ -1,0 +1,52 @@
+// Options that several commands take, and how the parser is told of choices and files.
+//
+// The type name of an option is what the help shows, and what completion goes by: "FILE" and
+// "FOLDER" are completed as such, "a|b|c" are the choices.
+#ifndef TOOLS_COMMAND_OPTIONS_H
+#define TOOLS_COMMAND_OPTIONS_H
+
+#include <CLI/CLI.hpp>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "tools/command.h"
+#include "tools/diagnostics.h"
+
+// How much a command says, and how.
+struct report_options {
+  bool quiet = false;  // only diagnostics and errors
+  bool color = false;
+  diagnostic_format format = diagnostic_format::text;
+
+  bool with_summary() const { return !quiet && format == diagnostic_format::text; }
+};
+
+// "FILE:LINE:COLUMN: note" and such may be colored: "always", "never", or by whether standard error
+// is a terminal and NO_COLOR is not set.
+bool is_color_wanted(const std::string& choice);
+
+// --quiet, --color
+void add_quiet_and_color_options(CLI::App& command, report_options& options);
+// The same and --format text|json, for diagnostics.
+void add_report_options(CLI::App& command, report_options& options);
+
+// An option that takes one of `choices`; `chosen` is the default before, and one of them after.
+CLI::Option* add_choice_option(CLI::App& command, const std::string& names, std::string& chosen,
+                               const std::vector<std::string>& choices,
+                               const std::string& description);
+
+// "kplog: TEXT", for a command line that the parser had nothing against.
+command_outcome usage_error(std::ostream& log, const std::string& text);
+
+// Whether "-" is given more than once.
+bool reads_standard_input_twice(const std::vector<std::string>& paths);
+
+// "1 event", "2 events"
+std::string counted(size_t count, const std::string& what);
+
+// "kplog: cannot read PATH: REASON", and the same of writing.
+command_outcome read_error(std::ostream& log, const std::string& path, int error);
+command_outcome write_error(std::ostream& log, const std::string& path, int error);
+
+#endif
