@@ -93,17 +93,27 @@ static void close_catalog() {
                   catalog_source, __LINE__);
 }
 
+// Replaces the catalog in one step, so that a renderer finds the old one or the new one. Without
+// memory for the new one there is none.
+static std::shared_ptr<const logmsg_catalog> replace_catalog(const char* path) {
+  std::shared_ptr<const logmsg_catalog> catalog;
+  try {
+    catalog = std::make_shared<const logmsg_catalog>(path);
+  } catch (const std::bad_alloc&) {
+    install_catalog(nullptr);
+    kp_log_raise_alloc();
+  }
+  install_catalog(catalog);
+  return catalog;
+}
+
 void _kp_LOG_log_message::set_resource_path(const char* path) {
   if (path == nullptr) {
     close_catalog();
     return;
   }
   assign_resource_path(path);
-  install_catalog(nullptr);
-  const char* const kept = get_resource_path();
-  const auto catalog = kp_log_no_bad_alloc([=] { return std::make_shared<logmsg_catalog>(kept); });
-  install_catalog(catalog);
-  require_open(*catalog, kept);
+  require_open(*replace_catalog(get_resource_path()), get_resource_path());
 }
 
 const char* _kp_LOG_log_message::get_resource_path() {
