@@ -79,8 +79,8 @@ class definition_set_checker {
     if (!is_new)
       found_.add(diagnostic_rule::duplicate_id, event.id.place, "the ID " + id + " is taken",
                  first->second, "it is given here first");
-    for (const retired_ids& retired : set_.retired)
-      if (event.id.value >= retired.first && event.id.value <= retired.last)
+    for (const id_range& retired : set_.retired)
+      if (retired.holds(event.id.value))
         return found_.add(diagnostic_rule::retired_id, event.id.place,
                           "the ID " + id + " is retired", retired.place, "it is retired here");
   }

@@ -22,11 +22,18 @@ struct placed {
   bool is_given() const { return place.source != nullptr; }
 };
 
+// Advice that a source does not want: "silence: {CODE: REASON}".
+struct silenced_rule {
+  placed<std::string> code;
+  std::string reason;
+};
+
 struct attribute_model {
   placed<std::string> name;
   kp_AttributeType type = TypeUnknown;
   placed<std::string> redirection;
   std::string note;
+  std::vector<silenced_rule> silenced;
 };
 
 // The default message of an event, or one of its selector messages.
@@ -52,12 +59,15 @@ struct event_model {
   placed<std::string> selector;
   message_model message;
   std::vector<message_model> messages;
+  std::vector<silenced_rule> silenced;
 };
 
-struct retired_ids {
+struct id_range {
   uint32_t first = 0;
   uint32_t last = 0;
   source_place place{};
+
+  bool holds(uint32_t id) const { return id >= first && id <= last; }
 };
 
 // All sources of a run together.
@@ -67,8 +77,10 @@ struct definition_set {
   placed<std::string> log_version;
   std::map<std::string, placed<uint32_t>, std::less<>> flags;
   std::vector<attribute_model> globals;
-  std::vector<retired_ids> retired;
-  std::vector<event_model> events;  // in the order of the sources
+  std::vector<id_range> retired;
+  std::vector<id_range> id_ranges;      // of each source, what its events' IDs lie in
+  std::vector<silenced_rule> silenced;  // of each source, for all that it defines
+  std::vector<event_model> events;      // in the order of the sources
 };
 
 #endif

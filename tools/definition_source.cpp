@@ -75,9 +75,9 @@ class definition_source_reader {
     bool is_required = false;
   };
 
-  static const std::array<key_row<reader>, 7> file_keys;
-  static const std::array<key_row<event_model>, 8> event_keys;
-  static const std::array<key_row<attribute_model>, 3> attribute_keys;
+  static const std::array<key_row<reader>, 9> file_keys;
+  static const std::array<key_row<event_model>, 9> event_keys;
+  static const std::array<key_row<attribute_model>, 4> attribute_keys;
   static const std::array<key_row<message_model>, 3> message_keys;
   static const std::array<key_row<message_model>, 5> selector_message_keys;
 
@@ -174,6 +174,34 @@ class definition_source_reader {
     if (read_text(node, text)) note = text.value;
   }
 
+  void read_silence(const yaml_node& node, std::vector<silenced_rule>& silenced) {
+    if (!is_map(node, "silence")) return;
+    for (size_t i = 0; i < node.children.size(); i += 2)
+      read_silenced_rule(node.children[i], node.children[i + 1], silenced);
+  }
+
+  void read_silenced_rule(const yaml_node& key, const yaml_node& value,
+                          std::vector<silenced_rule>& silenced) {
+    placed<std::string> code;
+    placed<std::string> reason;
+    if (!read_text(key, code) || !read_text(value, reason)) return;
+    if (!is_silenceable(code.value)) return refuse_silence(key);
+    if (reason.value.find_first_not_of(' ') == std::string::npos)
+      return add(diagnostic_rule::silence, value, "a silence needs a reason");
+    silenced.push_back({code, reason.value});
+  }
+
+  void refuse_silence(const yaml_node& key) {
+    if (rule_of_code(key.text) != nullptr)
+      return add(diagnostic_rule::silence, key,
+                 in_quotes(key.text) + " is a fault, which cannot be silenced");
+    std::vector<std::string_view> codes;
+    for (const diagnostic_rule_row& row : diagnostic_rules)
+      if (row.kind == rule_kind::advice) codes.push_back(row.code);
+    add(diagnostic_rule::silence, key,
+        "no rule " + in_quotes(key.text) + nearest_name_hint(key.text, codes));
+  }
+
   // --- a source
 
   void read_format(const yaml_node& node, reader&) {
@@ -243,12 +271,16 @@ class definition_source_reader {
           first->name.place, "it is declared here first");
   }
 
-  void read_retired(const yaml_node& node, reader&) {
-    if (!is_list(node, "retired")) return;
-    for (const yaml_node& item : node.children) read_retired_item(item);
+  void read_retired(const yaml_node& node, reader&) { read_ids(node, "retired", set_.retired); }
+
+  void read_id_ranges(const yaml_node& node, reader&) { read_ids(node, "ids", set_.id_ranges); }
+
+  void read_ids(const yaml_node& node, const char* what, std::vector<id_range>& ranges) {
+    if (!is_list(node, what)) return;
+    for (const yaml_node& item : node.children) read_id_range(item, ranges);
   }
 
-  void read_retired_item(const yaml_node& item) {
+  void read_id_range(const yaml_node& item, std::vector<id_range>& ranges) {
     const bool is_scalar = item.kind == yaml_node::kinds::scalar;
     const std::string_view text = is_scalar ? std::string_view(item.text) : std::string_view();
     const size_t dash = text.find('-');
@@ -257,11 +289,13 @@ class definition_source_reader {
         dash == std::string_view::npos ? first : number_from_text(text.substr(dash + 1));
     if (!first || !last)
       return add(diagnostic_rule::bad_number, item,
-                 "a retired ID or a range FIRST-LAST of them is expected here");
+                 "an ID or a range FIRST-LAST of them is expected here");
     if (*first > *last)
-      return add(diagnostic_rule::retired_range, item, "this range ends before it begins");
-    set_.retired.push_back({*first, *last, place(item)});
+      return add(diagnostic_rule::backward_range, item, "this range ends before it begins");
+    ranges.push_back({*first, *last, place(item)});
   }
+
+  void read_source_silence(const yaml_node& node, reader&) { read_silence(node, set_.silenced); }
 
   void read_events(const yaml_node& node, reader&) {
     if (!is_map(node, "events")) return;
@@ -299,6 +333,10 @@ class definition_source_reader {
   }
 
   void read_select(const yaml_node& node, event_model& event) { read_name(node, event.selector); }
+
+  void read_event_silence(const yaml_node& node, event_model& event) {
+    read_silence(node, event.silenced);
+  }
 
   void read_message(const yaml_node& node, event_model& event) {
     if (node.kind == yaml_node::kinds::scalar) {
@@ -353,6 +391,10 @@ class definition_source_reader {
     read_note(node, attribute.note);
   }
 
+  void read_attribute_silence(const yaml_node& node, attribute_model& attribute) {
+    read_silence(node, attribute.silenced);
+  }
+
   // --- messages
 
   void check_message_text(const yaml_node& node, const message_model& message) {
@@ -388,18 +430,20 @@ class definition_source_reader {
   message_renderer renderer_ = message_renderer::icu;
 };
 
-constexpr std::array<definition_source_reader::key_row<definition_source_reader>, 7>
+constexpr std::array<definition_source_reader::key_row<definition_source_reader>, 9>
     definition_source_reader::file_keys = {{
         {"kplog", &reader::read_format, true},
         {"log_version", &reader::read_log_version},
         {"renderer", &reader::read_renderer},
         {"flags", &reader::read_flags},
         {"attributes", &reader::read_globals},
+        {"ids", &reader::read_id_ranges},
         {"retired", &reader::read_retired},
+        {"silence", &reader::read_source_silence},
         {"events", &reader::read_events},
     }};
 
-constexpr std::array<definition_source_reader::key_row<event_model>, 8>
+constexpr std::array<definition_source_reader::key_row<event_model>, 9>
     definition_source_reader::event_keys = {{
         {"id", &reader::read_event_id, true},
         {"second_word", &reader::read_second_word},
@@ -409,13 +453,15 @@ constexpr std::array<definition_source_reader::key_row<event_model>, 8>
         {"select", &reader::read_select},
         {"message", &reader::read_message},
         {"messages", &reader::read_messages},
+        {"silence", &reader::read_event_silence},
     }};
 
-constexpr std::array<definition_source_reader::key_row<attribute_model>, 3>
+constexpr std::array<definition_source_reader::key_row<attribute_model>, 4>
     definition_source_reader::attribute_keys = {{
         {"type", &reader::read_type, true},
         {"redirect", &reader::read_redirect},
         {"note", &reader::read_attribute_note},
+        {"silence", &reader::read_attribute_silence},
     }};
 
 constexpr std::array<definition_source_reader::key_row<message_model>, 3>

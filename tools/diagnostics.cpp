@@ -10,27 +10,42 @@
 // Bytes of a line that are shown before and behind the caret; longer lines are cut.
 static constexpr size_t excerpt_before = 120;
 static constexpr size_t excerpt_behind = 80;
+static constexpr size_t excerpt_bytes = 16;  // of a file that is no text
 
 // The colors of a headline's pieces; all empty without color.
 struct headline_colors {
   const char* place = "";
   const char* error = "";
+  const char* warning = "";
   const char* note = "";
   const char* caret = "";
   const char* end = "";
 };
 
 static constexpr headline_colors no_colors;
-static constexpr headline_colors terminal_colors = {"\x1b[1m", "\x1b[1;31m", "\x1b[1;36m",
-                                                    "\x1b[1;32m", "\x1b[0m"};
+static constexpr headline_colors terminal_colors = {"\x1b[1m",    "\x1b[1;31m", "\x1b[1;35m",
+                                                    "\x1b[1;36m", "\x1b[1;32m", "\x1b[0m"};
 
 static size_t character_start(std::string_view text, size_t at) {
   while (at > 0 && at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) --at;
   return at;
 }
 
+// The first bytes at the place, in hexadecimal and as characters.
+static void write_bytes_excerpt(std::ostream& out, const source_place& place) {
+  const std::string_view bytes = place.source->bytes().substr(place.offset(), excerpt_bytes);
+  std::string characters;
+  out << ' ';
+  for (const char byte : bytes) {
+    out << ' ' << hexadecimal(static_cast<unsigned char>(byte), 2);
+    characters += byte >= ' ' && byte <= '~' ? byte : '.';
+  }
+  out << "  " << characters << '\n';
+}
+
 static void write_excerpt(std::ostream& out, const source_place& place,
                           const headline_colors& colors) {
+  if (place.source->is_binary()) return write_bytes_excerpt(out, place);
   const std::string_view line = place.source->line(place.line);
   const size_t at = std::min(place.byte, line.size());
   const size_t from = at > excerpt_before ? character_start(line, at - excerpt_before) : 0;
@@ -42,13 +57,23 @@ static void write_excerpt(std::ostream& out, const source_place& place,
 
 static void write_place(std::ostream& out, const source_place& place,
                         const headline_colors& colors) {
-  out << colors.place << terminal_text(place.source->name()) << ':' << place.line + 1 << ':'
-      << place.column() << ": " << colors.end;
+  out << colors.place << terminal_text(place.source->name()) << ':';
+  if (place.source->is_binary())
+    out << "0x" << hexadecimal(static_cast<uint32_t>(place.offset()), 1);
+  else
+    out << place.line + 1 << ':' << place.column();
+  out << ": " << colors.end;
 }
 
-static void write_text(std::ostream& out, const diagnostic& found, const headline_colors& colors) {
+static const char* severity_name(rule_severity severity) {
+  return severity == rule_severity::error ? "error" : "warning";
+}
+
+static void write_text(std::ostream& out, const diagnostic& found, rule_severity severity,
+                       const headline_colors& colors) {
   write_place(out, found.place, colors);
-  out << colors.error << "error[" << rule_code(found.rule) << "]: " << colors.end
+  out << (severity == rule_severity::error ? colors.error : colors.warning)
+      << severity_name(severity) << '[' << rule_code(found.rule) << "]: " << colors.end
       << terminal_text(found.text) << '\n';
   write_excerpt(out, found.place, colors);
   for (const diagnostic_note& note : found.notes) {
@@ -81,13 +106,16 @@ static std::string json_string(std::string_view text) {
 }
 
 static void write_json_place(std::ostream& out, const source_place& place) {
-  out << "{\"file\":" << json_string(place.source->name()) << ",\"line\":" << place.line + 1
-      << ",\"column\":" << place.column();
+  out << "{\"file\":" << json_string(place.source->name());
+  if (place.source->is_binary())
+    out << ",\"offset\":" << place.offset();
+  else
+    out << ",\"line\":" << place.line + 1 << ",\"column\":" << place.column();
 }
 
-static void write_json(std::ostream& out, const diagnostic& found) {
+static void write_json(std::ostream& out, const diagnostic& found, rule_severity severity) {
   write_json_place(out, found.place);
-  out << ",\"severity\":\"error\",\"code\":\"" << rule_code(found.rule)
+  out << ",\"severity\":\"" << severity_name(severity) << "\",\"code\":\"" << rule_code(found.rule)
       << "\",\"text\":" << json_string(found.text) << ",\"notes\":[";
   const char* separator = "";
   for (const diagnostic_note& note : found.notes) {
@@ -97,6 +125,16 @@ static void write_json(std::ostream& out, const diagnostic& found) {
     separator = ",";
   }
   out << "]}\n";
+}
+
+diagnostic_list::diagnostic_list() : severities_{} {
+  for (const diagnostic_rule_row& row : diagnostic_rules) set_severity(row.rule, row.severity);
+}
+
+size_t diagnostic_list::count(rule_severity severity) const {
+  return static_cast<size_t>(
+      std::count_if(found_.begin(), found_.end(),
+                    [&](const diagnostic& found) { return severity_of(found.rule) == severity; }));
 }
 
 void diagnostic_list::write(std::ostream& out, const std::vector<const source_text*>& sources,
@@ -111,8 +149,8 @@ void diagnostic_list::write(std::ostream& out, const std::vector<const source_te
                    [&](const auto* a, const auto* b) { return order(a) < order(b); });
   for (const diagnostic* found : sorted) {
     if (format == diagnostic_format::json)
-      write_json(out, *found);
+      write_json(out, *found, severity_of(found->rule));
     else
-      write_text(out, *found, color ? terminal_colors : no_colors);
+      write_text(out, *found, severity_of(found->rule), color ? terminal_colors : no_colors);
   }
 }

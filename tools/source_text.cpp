@@ -10,10 +10,18 @@
 #include "tools/utf8_text.h"
 
 source_text::source_text(std::string name, std::string bytes)
-    : name_(std::move(name)), bytes_(std::move(bytes)), line_starts_{0} {
+    : name_(std::move(name)), bytes_(std::move(bytes)) {
   if (bytes_.starts_with("\xEF\xBB\xBF")) bytes_.erase(0, 3);
   for (size_t i = 0; i < bytes_.size(); ++i)
     if (bytes_[i] == '\n') line_starts_.push_back(i + 1);
+}
+
+source_text source_text::binary(std::string name, std::string bytes) {
+  source_text source;
+  source.name_ = std::move(name);
+  source.bytes_ = std::move(bytes);
+  source.is_binary_ = true;
+  return source;
 }
 
 size_t source_text::line_start(size_t number) const {
@@ -97,24 +105,24 @@ source_place place_in_scalar(const source_place& scalar, std::string_view value,
   return place_in_line(scalar, offset);
 }
 
-static bool read_descriptor(int descriptor, std::string& bytes) {
+static bool read_descriptor(int descriptor, std::string& bytes, size_t limit) {
   std::array<char, 65536> buffer{};
-  while (bytes.size() <= source_size_limit) {
+  while (bytes.size() <= limit) {
     const ssize_t got = read(descriptor, buffer.data(), buffer.size());
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return false;
     if (got == 0) return true;
     bytes.append(buffer.data(), static_cast<size_t>(got));
   }
-  bytes.resize(source_size_limit + 1);
+  bytes.resize(limit + 1);
   return true;
 }
 
-bool read_source_bytes(const std::string& path, std::string& bytes) {
-  if (path == "-") return read_descriptor(STDIN_FILENO, bytes);
+bool read_source_bytes(const std::string& path, std::string& bytes, size_t limit) {
+  if (path == "-") return read_descriptor(STDIN_FILENO, bytes, limit);
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0) return false;
-  const bool good = read_descriptor(descriptor, bytes);
+  const bool good = read_descriptor(descriptor, bytes, limit);
   const int error = errno;
   close(descriptor);
   errno = error;

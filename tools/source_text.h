@@ -13,8 +13,11 @@ class source_text {
  public:
   // `name` is what diagnostics call the file. A byte order mark at the start is left out.
   source_text(std::string name, std::string bytes);
+  // A file that is no text. It has one line, so that the bytes of its places are offsets.
+  static source_text binary(std::string name, std::string bytes);
 
   const std::string& name() const { return name_; }
+  bool is_binary() const { return is_binary_; }
   std::string_view bytes() const { return bytes_; }
   size_t line_count() const { return line_starts_.size(); }
   // A line, numbered from 0, without its line ending; empty behind the last line.
@@ -23,9 +26,12 @@ class source_text {
   size_t line_start(size_t number) const;
 
  private:
+  source_text() = default;
+
   std::string name_;
   std::string bytes_;
-  std::vector<size_t> line_starts_;
+  std::vector<size_t> line_starts_ = {0};
+  bool is_binary_ = false;
 };
 
 // A place in a source. Line and byte count from 0, as the parser gives them; people see both from
@@ -44,8 +50,9 @@ struct source_place {
 // place for a value that is folded over several lines.
 source_place place_in_scalar(const source_place& scalar, std::string_view value, size_t offset);
 
-// Reads standard input for "-" and else the file, at most one byte more than source_size_limit.
-// False, with errno set, when that fails.
-bool read_source_bytes(const std::string& path, std::string& bytes);
+// Reads standard input for "-" and else the file, at most one byte more than `limit`. False, with
+// errno set, when that fails.
+bool read_source_bytes(const std::string& path, std::string& bytes,
+                       size_t limit = source_size_limit);
 
 #endif
