@@ -23,8 +23,8 @@ class KP_API _kp_LOG_log_message {
   // Opens the catalog at `path` for ICU's default locale, or closes it for null. A catalog that
   // cannot be opened stays installed, and the path is kept. Raises KPX_logging_missing_resource
   // "<KPX_logging_missing_resource> Unable to locate resource bundle \"PATH\"." when it is missing,
-  // "<KPX_logging_missing_resource> Unable to access resource bundle \"PATH\"." for any other failure.
-  // Called under the process-wide lock.
+  // "<KPX_logging_missing_resource> Unable to access resource bundle \"PATH\"." for any other
+  // failure. Called under the process-wide lock.
   static void set_resource_path(const char* path);
   // The path last set; "" when there is none. Valid until the next set_resource_path.
   static const char* get_resource_path();
@@ -39,31 +39,44 @@ class KP_API _kp_LOG_log_message {
   // --- Tokens ---
   // Split a template into the tokens of `list`, which must be empty. Tokens added before an error
   // stay on the list. See docs/message-templates.md for what each keeps and drops.
-  // The byte tokenizer raises KPX_index_out_of_bounds (null message) for a text without a buffer and
-  // for a lone "%" that ends literal text.
+  // The byte tokenizer raises KPX_index_out_of_bounds (null message) for a lone "%" that ends
+  // literal text; a text without a buffer is an empty one. The Unicode tokenizer raises
+  // KPX_logging_internal_error
+  // "<KPX_logging_internal_error> _kp_LOG_log_message::_tokenize_string:  UnicodeConverter
+  // constructor failed!" when there is no UTF-8 converter, and
+  // "<KPX_logging_internal_error>_kp_LOG_log_message::_tokenize_string:
+  // UnicodeConverter::fromUnicodeString() failed!" (two blanks after the colon) for a name that
+  // takes more than two bytes a UTF-16 unit and two more.
   static void _tokenize_kpString(const kp_String& text, _kp_LOG_msg_token_list& list);
   static void _tokenize_string(const icu::UnicodeString& text, _kp_LOG_msg_token_list& list);
   // The number of format specifier tokens.
   static unsigned _get_number_of_attributes(const _kp_LOG_msg_token_list& list);
 
   // --- Choice of the template, and rendering ---
-  // `use_default` takes the default message; else a non-zero `index` names a selector message, and 0
-  // chooses by the value of the definition's selector attribute.
-  // KPX_logging_misc "_kp_LOG_log_entry_imp::_get_attribute_internal(): entry not initialized" for a
-  // null definition.
-  // KPX_logging_invalid_message_string
+  // `use_default` takes the default message; else a non-zero `index` names a selector message, and
+  // 0 chooses by the value of the definition's selector attribute. KPX_logging_misc
+  // "_kp_LOG_log_entry_imp::_get_attribute_internal(): entry not initialized" for a null
+  // definition. KPX_logging_invalid_message_string
   // "<KPX_logging_invalid_message_string> Invalid selector message index specified.".
   static kp_String _get_message_kpString(const _kp_LOG_log_entry_imp& entry,
-                                         const _kp_LOG_log_definition* definition,
-                                         bool use_default, unsigned index);
-  // Through ICU, in ICU's default locale.
+                                         const _kp_LOG_log_definition* definition, bool use_default,
+                                         unsigned index);
+  // Both renderers raise KPX_logging_invalid_message_string with
+  // "<KPX_logging_invalid_message_string> _kp_LOG_log_message::get_message:  " and
+  // "unable to find attribute value for \"NAME\"!" or
+  // "invalid format specifier for attribute \"NAME\"!", and what the attribute getters raise.
+  // Through ICU, in ICU's default locale. KPX_logging_invalid_definition
+  // "<KPX_logging_invalid_definition>  no default message" when a catalog is installed and there is
+  // no message ID. KPX_logging_internal_error "... MessageFormat constructor failed! ..." for a
+  // pattern that ICU refuses and for more than ten arguments, "... MessageFormat::format() failed!"
+  // when ICU cannot show a value.
   static icu::UnicodeString get_message(const _kp_LOG_log_entry_imp& entry,
-                                        const _kp_LOG_log_definition* definition,
-                                        bool use_default, unsigned index);
+                                        const _kp_LOG_log_definition* definition, bool use_default,
+                                        unsigned index);
   // Through the C library's formats, as bytes.
   static kp_String get_kpString_message(const _kp_LOG_log_entry_imp& entry,
-                                        const _kp_LOG_log_definition* definition,
-                                        bool use_default, unsigned index);
+                                        const _kp_LOG_log_definition* definition, bool use_default,
+                                        unsigned index);
 };
 
 #endif
