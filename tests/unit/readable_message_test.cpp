@@ -283,7 +283,7 @@ static void* render_from_the_cache(void* entry) {
 
 // Sanitizers make frames larger than they are.
 #ifdef KPLOG_REAL_STACK_FRAMES
-constexpr size_t small_stack = 96 * 1024;
+constexpr size_t small_stack = 80 * 1024;
 #else
 constexpr size_t small_stack = 1024 * 1024;
 #endif
