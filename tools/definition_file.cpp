@@ -180,6 +180,9 @@ class definition_file_reader {
       : file_(file), found_(found) {}
 
   void read() {
+    if (file_.source.bytes().size() > definition_file_size_limit)
+      return found_.add(diagnostic_rule::too_large, {&file_.source, 0, 0},
+                        "the file is larger than 1 GiB");
     if (!read_header()) return;
     read_globals();
     read_mapping();

@@ -89,7 +89,8 @@ struct diagnostic_rule_row {
 
 // In the order of the enumeration.
 constexpr std::array<diagnostic_rule_row, 65> diagnostic_rules = {{
-    {diagnostic_rule::too_large, "too-large", "a source above 16 MiB, or of too many values"},
+    {diagnostic_rule::too_large, "too-large",
+     "a source above 16 MiB, or of too many values; a compiled file above 1 GiB"},
     {diagnostic_rule::encoding, "encoding",
      "a source that is not UTF-8, or holds a control character"},
     {diagnostic_rule::yaml_syntax, "yaml-syntax", "a source that is not YAML"},

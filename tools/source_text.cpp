@@ -105,20 +105,20 @@ source_place place_in_scalar(const source_place& scalar, std::string_view value,
   return place_in_line(scalar, offset);
 }
 
-static bool read_descriptor(int descriptor, std::string& bytes, size_t limit) {
+static bool read_descriptor(int descriptor, std::string& bytes, size_limit_function limit) {
   std::array<char, 65536> buffer{};
-  while (bytes.size() <= limit) {
+  while (bytes.size() <= limit(bytes)) {
     const ssize_t got = read(descriptor, buffer.data(), buffer.size());
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return false;
     if (got == 0) return true;
     bytes.append(buffer.data(), static_cast<size_t>(got));
   }
-  bytes.resize(limit + 1);
+  bytes.resize(limit(bytes) + 1);
   return true;
 }
 
-bool read_source_bytes(const std::string& path, std::string& bytes, size_t limit) {
+bool read_source_bytes(const std::string& path, std::string& bytes, size_limit_function limit) {
   if (path == "-") return read_descriptor(STDIN_FILENO, bytes, limit);
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0) return false;

@@ -50,9 +50,16 @@ struct source_place {
 // place for a value that is folded over several lines.
 source_place place_in_scalar(const source_place& scalar, std::string_view value, size_t offset);
 
-// Reads standard input for "-" and else the file, at most one byte more than `limit`. False, with
+// How large a file may be that begins with these bytes.
+using size_limit_function = size_t (*)(std::string_view bytes);
+
+constexpr size_t limit_of_sources(std::string_view) {
+  return source_size_limit;
+}
+
+// Reads standard input for "-" and else the file, at most one byte more than the limit. False, with
 // errno set, when that fails.
 bool read_source_bytes(const std::string& path, std::string& bytes,
-                       size_t limit = source_size_limit);
+                       size_limit_function limit = limit_of_sources);
 
 #endif

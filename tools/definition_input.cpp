@@ -1,0 +1,42 @@
+#include "tools/definition_input.h"
+
+#include <cerrno>
+
+#include "tools/command_options.h"
+#include "tools/definition_check.h"
+#include "tools/definition_source.h"
+
+static size_t limit_of_kind(std::string_view bytes) {
+  return is_definition_file(bytes) ? definition_file_size_limit : source_size_limit;
+}
+
+static std::string shown_name(const std::string& path) {
+  return path == "-" ? "<stdin>" : path;
+}
+
+static void complete_sources(definition_input& input, diagnostic_list& found) {
+  for (const source_text& source : input.sources)
+    read_definition_source(source, input.source_set, found);
+  complete_definition_set(input.source_set, found);
+}
+
+command_outcome read_definition_input(const std::vector<std::string>& paths,
+                                      definition_input& input, diagnostic_list& found,
+                                      std::ostream& log) {
+  if (reads_standard_input_twice(paths)) return usage_error(log, "standard input can be read once");
+  command_outcome outcome = command_outcome::good;
+  for (const std::string& path : paths) {
+    std::string bytes;
+    if (!read_source_bytes(path, bytes, limit_of_kind)) {
+      outcome = read_error(log, path, errno);
+    } else if (is_definition_file(bytes)) {
+      if (paths.size() > 1) return usage_error(log, "a compiled file is a set of its own");
+      input.file = std::make_unique<definition_file>(shown_name(path), std::move(bytes));
+      read_definition_file(*input.file, found);
+    } else {
+      input.sources.emplace_back(shown_name(path), std::move(bytes));
+    }
+  }
+  if (outcome == command_outcome::good && input.file == nullptr) complete_sources(input, found);
+  return outcome;
+}

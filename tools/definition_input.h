@@ -1,0 +1,33 @@
+// Definition sets from files of either kind: sources, or a compiled file.
+#ifndef TOOLS_DEFINITION_INPUT_H
+#define TOOLS_DEFINITION_INPUT_H
+
+#include <deque>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/command.h"
+#include "tools/definition_file.h"
+#include "tools/definition_model.h"
+#include "tools/diagnostics.h"
+#include "tools/source_text.h"
+
+struct definition_input {
+  definition_set& set() { return file == nullptr ? source_set : file->set; }
+  const definition_set& set() const { return file == nullptr ? source_set : file->set; }
+
+  std::unique_ptr<definition_file> file;  // null: sources
+  std::deque<source_text> sources;
+  definition_set source_set;
+};
+
+// Reads one compiled file, known by its first bytes, or one or several sources, checked and
+// completed as one set; "-" is standard input. Faults go to `found`. Otherwise than good, with a
+// text on `log`, when a file cannot be read, or the paths cannot be one set.
+command_outcome read_definition_input(const std::vector<std::string>& paths,
+                                      definition_input& input, diagnostic_list& found,
+                                      std::ostream& log);
+
+#endif
