@@ -22,6 +22,9 @@ static bool set_icu_default(const char* name) {
 bool kp_I18N_set_locale(const kp_Locale& locale) {
   const char* const name = locale.get_name();
   if (*name == '\0') return set_icu_default(nullptr);
+  // What programs know from setlocale; ICU itself reads these two from the environment only.
+  if (std::strcmp(name, "C") == 0 || std::strcmp(name, "POSIX") == 0)
+    return set_icu_default("en_US_POSIX");
   if (!is_harmless(name)) return false;
   // The canonical form drops a code set as in "de_DE.UTF-8"; no catalog is named with one.
   const icu::Locale canonical = icu::Locale::createCanonical(name);

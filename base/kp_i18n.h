@@ -27,7 +27,8 @@ inline bool operator!=(const kp_Locale& a, const kp_Locale& b) {
 }
 
 // Makes `locale` ICU's default locale, so that catalogs opened from now on and the formats of
-// numbers, dates and times follow it. The empty name stands for the environment's locale.
+// numbers, dates and times follow it. The empty name stands for the environment's locale, "C"
+// and "POSIX" for en_US_POSIX.
 // Returns false, changing nothing, for a name with anything but letters, digits and "_@=;.-", with
 // "..", or that ICU refuses: ICU would take such a name as part of a path.
 KP_API bool kp_I18N_set_locale(const kp_Locale& locale);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 
@@ -49,19 +50,6 @@ static constexpr kp_civil_date date_of(long long days) {
   const long long day = day_of_year - (153 * month + 2) / 5 + 1;
   const bool next_year = month >= 10;
   return {era * 400 + year_of_era + (next_year ? 1 : 0), next_year ? month - 9 : month + 3, day};
-}
-
-// What a thread remembers: most of the times that it tells fall on one day.
-struct kp_date_memory {
-  long long days;
-  kp_civil_date date;
-};
-
-static thread_local kp_date_memory date_memory = {0, {1970, 1, 1}};
-
-static kp_civil_date remembered_date_of(long long days) {
-  if (date_memory.days != days) date_memory = {days, date_of(days)};
-  return date_memory.date;
 }
 
 static constexpr int days_in_month(int year, int month) {
@@ -116,55 +104,54 @@ static kp_system_zone zone_at_local(long long local_seconds) {
   return zone_at(instant_of(local_seconds, after)) == after ? after : before;
 }
 
-// What a thread remembers of the system's zone. localtime_r takes a lock that is shared by the
-// whole process, so threads that stamp entries would queue for it; within one minute the answer
-// cannot change unless the zone itself is changed. A change by setenv("TZ") and tzset() shows in
-// the C library's variables, which are compared by value and, the names, by address, since it never
-// frees them; zones that differ in nothing there are told apart from the next minute on.
+// What a thread remembers of the current time. localtime_r takes a lock that is shared by the whole
+// process, so threads that stamp entries would queue for it; within one minute only the second
+// changes, unless the zone itself is changed. A change by setenv("TZ") and tzset() shows in the C
+// library's variables, except between two zones with the same standard offset that both know
+// daylight saving: such a change is seen from the next minute on. The zones' names are no help: the
+// C library rewrites them in every conversion, also in those of other threads.
 // Trivially destructible, so that unloading the library leaves nothing behind in running threads.
-struct kp_zone_memory {
+struct kp_minute_memory {
   time_t minute;  // its first second
-  const char* standard_name;
-  const char* daylight_name;
   long standard_offset;
   int has_daylight;
-  kp_system_zone zone;
   bool known;
+  alignas(kp_Time) unsigned char told[sizeof(kp_Time)];  // the minute as it is told, second 0
 };
 
-static_assert(std::is_trivially_destructible_v<kp_zone_memory>);
+static thread_local kp_minute_memory minute_memory;
 
-static thread_local kp_zone_memory zone_memory;
-
-static bool is_remembered(const kp_zone_memory& memory, time_t minute) {
-  return memory.known && memory.minute == minute && memory.standard_name == tzname[0] &&
-         memory.daylight_name == tzname[1] && memory.standard_offset == timezone &&
+static bool is_remembered(const kp_minute_memory& memory, time_t minute) {
+  return memory.minute == minute && memory.known && memory.standard_offset == timezone &&
          memory.has_daylight == daylight;
-}
-
-static void remember(time_t minute, const kp_system_zone& zone) {
-  zone_memory = {minute, tzname[0], tzname[1], timezone, daylight, zone, true};
-}
-
-// A minute in which the zone changes is not remembered.
-static kp_system_zone zone_now(time_t now) {
-  const time_t minute = now - now % seconds_per_minute;
-  if (is_remembered(zone_memory, minute)) return zone_memory.zone;
-  const kp_system_zone last = zone_at(minute + seconds_per_minute - 1);
-  const kp_system_zone first = zone_at(minute);
-  if (!(first == last)) return zone_at(now);
-  remember(minute, first);
-  return first;
 }
 
 // ---- kp_Time ----
 
-kp_Time::kp_Time() : gmt_(false) {
+// A minute in which the zone changes is not remembered.
+kp_Time::kp_Time() {
   const time_t now = KP_time(nullptr);
-  const kp_system_zone zone = zone_now(now);
-  zone_bias_ = zone.bias;
-  daylight_flag_ = zone.daylight;
-  set_seconds_as_told(now + offset_minutes() * seconds_per_minute);
+  const time_t minute = now - now % seconds_per_minute;
+  kp_minute_memory& memory = minute_memory;
+  if (is_remembered(memory, minute)) {
+    std::memcpy(static_cast<void*>(this), memory.told, sizeof *this);
+    second_ = static_cast<unsigned short>(now - minute);
+    return;
+  }
+  const kp_system_zone last = zone_at(minute + seconds_per_minute - 1);
+  const kp_system_zone first = zone_at(minute);
+  memory = {minute, timezone, daylight, first == last, {}};
+  tell(minute, first.bias, first.daylight);
+  std::memcpy(memory.told, this, sizeof *this);
+  const kp_system_zone zone = memory.known ? first : zone_at(now);
+  tell(now, zone.bias, zone.daylight);
+}
+
+void kp_Time::tell(long long instant, short bias, short flag) {
+  gmt_ = false;
+  zone_bias_ = bias;
+  daylight_flag_ = flag;
+  set_seconds_as_told(instant + offset_minutes() * seconds_per_minute);
 }
 
 kp_Time::kp_Time(int year, int month, int day, int hour, int minute, int second, bool gmt)
@@ -215,7 +202,7 @@ void kp_Time::set_seconds_as_told(long long seconds) {
   const long long told = std::clamp(seconds, earliest_second, latest_second);
   const long long days = floor_divide(told, seconds_per_day);
   const long long second_of_day = told - days * seconds_per_day;
-  const kp_civil_date date = remembered_date_of(days);
+  const kp_civil_date date = date_of(days);
   year_ = field(date.year);
   month_ = field(date.month);
   day_ = field(date.day);

@@ -59,6 +59,7 @@ class KP_API kp_Time {
   void set_seconds_as_told(long long seconds);  // the inverse
   int offset_minutes() const;                   // local minus GMT
   void take_system_zone();                      // bias and flag of the moment the fields tell
+  void tell(long long instant, short bias, short flag);  // in local mode
 
   unsigned short year_;
   unsigned short month_;

@@ -18,7 +18,7 @@ FLOORS = {
     "logcfg": 4,
     "ldf_load": 3, "logmsg_catalog": 3, "logmsg_token": 3, "logmsg": 3, "logcfg_file": 3,
     "log_definition": 2, "icu_text": 2,
-    "def_read": 1, "attr_value": 1, "hash_tbl": 1,
+    "def_read": 1, "attr_value": 1, "hash_tbl": 1, "hashed_name": 1,
     "log_util_": 0, "ustring": 0, "logentrycounter": 0,
 }
 # Public headers by the floor of the room that implements them; the rest of include/ is on floor 0.
@@ -32,7 +32,7 @@ FORWARD_ONLY = {"logging/logmsg.h"}
 ROOMS = {
     "base": ("base/",),
     "include": ("base/", "kp_LOG"),
-    "tools": ("tools/", "base/", "kp_LOG", "logging/def_read.h", "logging/ldf_load.h",
+    "tools": ("tools/", "base/", "kp_LOG", "logging/def_read", "logging/ldf_load.h",
               "logging/log_definition.h", "logging/logentry_i.h"),
     "examples": ("examples/", "kp_LOG", "logging/logentry_i.h", "logging/attr_value.h", "base/"),
 }

@@ -17,6 +17,7 @@ set(kplog_installed_logging_headers
     logging/attr_value.h
     logging/ustring.h
     logging/hash_tbl.h
+    logging/hashed_name.h
     logging/logcfg_file.h
     logging/logmsg.h
     logging/logmsg_token.h)

@@ -19,15 +19,16 @@ struct kp_MISC_no_room {};
 // KP_hash(key, bucket count); keys compare with ==. A table with no buckets is empty, and the first
 // insertion sizes it. The table owns its nodes, keys and values; what a pointer value points to is
 // its user's. `Room` is a user's extra field of every node, default-initialised with it.
-// Up to 7 buckets live inside the table. Not synchronised.
+// Up to 7 buckets live inside the table, and nodes are allocated in blocks of about 1,000 bytes, so
+// that a table of a handful of keys costs one allocation. Not synchronised.
 // A failed allocation raises KPX_memory_alloc (no message) and leaves the table usable.
 template <class K, class V, class Room = kp_MISC_no_room>
 class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
  public:
   struct node {
-    template <class Key>
-    node(Key&& its_key, V its_value)
-        : key(std::forward<Key>(its_key)), value(std::move(its_value)) {}
+    template <class... Key>
+    explicit node(V its_value, Key&&... its_key)
+        : key(std::forward<Key>(its_key)...), value(std::move(its_value)) {}
 
     node* previous = nullptr;  // null: the head of its chain
     node* next = nullptr;      // null: the end of its chain
@@ -43,8 +44,12 @@ class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
   // Frees every node, then makes KP_recommended_hash_size(size) empty buckets, never none. When
   // that fails the table is left empty and without buckets.
   void set_size(unsigned size);
-  // Frees every node; the buckets stay.
-  void clear() noexcept;
+  // Frees every node; the buckets stay. Calls before(node&) for each before it is freed.
+  void clear() noexcept {
+    clear([](node&) {});
+  }
+  template <class Before>
+  void clear(Before&& before) noexcept;
 
   unsigned bucket_count() const noexcept { return bucket_count_; }
   unsigned size() const noexcept { return size_; }  // nodes held
@@ -59,7 +64,7 @@ class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
   // A new node at the head of its chain; the caller has made sure that `key` is not held.
   node& insert(const K& key, V value) {
     ensure_buckets();
-    return link(new_node(key, std::move(value)), bucket_of(key));
+    return link(new_node(std::move(value), key), bucket_of(key));
   }
   void remove(node* n) noexcept;
 
@@ -74,10 +79,11 @@ class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
   const node* find_hashed(uint32_t hash, Matches&& matches) const noexcept {
     return const_cast<kp_MISC_hash_tbl*>(this)->find_hashed(hash, std::forward<Matches>(matches));
   }
-  template <class Key>
-  node& insert_hashed(uint32_t hash, Key&& key, V value) {
+  // The key is made in its place from the arguments behind the value.
+  template <class... Key>
+  node& insert_hashed(uint32_t hash, V value, Key&&... key) {
     ensure_buckets();
-    return link(new_node(std::forward<Key>(key), std::move(value)), bucket_of_hash(hash));
+    return link(new_node(std::move(value), std::forward<Key>(key)...), bucket_of_hash(hash));
   }
 
   // The first node whose key `matches` takes, bucket by bucket, or null: for a table of a few keys,
@@ -114,14 +120,29 @@ class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
   }
   template <class Matches>
   node* find_in(unsigned bucket, Matches&& matches) noexcept;
-  template <class Key>
-  static node* new_node(Key&& key, V value);
+  // Where a node stands; while none does, a link in the list of free places.
+  union place {
+    place* next_free;
+    alignas(node) unsigned char bytes[sizeof(node)];
+  };
+  static constexpr size_t places_per_block = std::max<size_t>(1, 1000 / sizeof(place));
+  struct block {
+    block* next;
+    place places[places_per_block];
+  };
+
+  template <class... Key>
+  node* new_node(V value, Key&&... key);
+  void free_node(node* n) noexcept;
+  void ensure_free_place();
   node& link(node* n, unsigned bucket) noexcept;
   void release() noexcept;
 
   unsigned bucket_count_ = 0;
   unsigned size_ = 0;
   node** buckets_ = nullptr;  // null, inline_, or an owned array of bucket_count_
+  place* free_ = nullptr;     // places of the blocks where no node stands
+  block* blocks_ = nullptr;   // owned; the newest first
   node* inline_[inline_buckets] = {};
 };
 
@@ -140,13 +161,20 @@ void kp_MISC_hash_tbl<K, V, Room>::set_size(unsigned size) {
 }
 
 template <class K, class V, class Room>
-void kp_MISC_hash_tbl<K, V, Room>::clear() noexcept {
+template <class Before>
+void kp_MISC_hash_tbl<K, V, Room>::clear(Before&& before) noexcept {
   for (unsigned b = 0; size_ != 0; ++b) {
     while (node* head = buckets_[b]) {
       buckets_[b] = head->next;
-      delete head;
+      before(*head);
+      head->~node();
       --size_;
     }
+  }
+  free_ = nullptr;
+  while (block* newest = blocks_) {
+    blocks_ = newest->next;
+    delete newest;
   }
 }
 
@@ -154,7 +182,7 @@ template <class K, class V, class Room>
 void kp_MISC_hash_tbl<K, V, Room>::remove(node* n) noexcept {
   (n->previous != nullptr ? n->previous->next : buckets_[bucket_of(n->key)]) = n->next;
   if (n->next != nullptr) n->next->previous = n->previous;
-  delete n;
+  free_node(n);
   --size_;
 }
 
@@ -168,13 +196,42 @@ typename kp_MISC_hash_tbl<K, V, Room>::node* kp_MISC_hash_tbl<K, V, Room>::find_
   return nullptr;
 }
 
+// Making the key may raise; the place is then free again.
 template <class K, class V, class Room>
-template <class Key>
-typename kp_MISC_hash_tbl<K, V, Room>::node* kp_MISC_hash_tbl<K, V, Room>::new_node(Key&& key,
-                                                                                    V value) {
-  node* n = new (std::nothrow) node(std::forward<Key>(key), std::move(value));
-  if (n == nullptr) throw KPX_memory_alloc(nullptr, 0);
-  return n;
+template <class... Key>
+typename kp_MISC_hash_tbl<K, V, Room>::node* kp_MISC_hash_tbl<K, V, Room>::new_node(V value,
+                                                                                    Key&&... key) {
+  ensure_free_place();
+  place* const taken = free_;
+  free_ = taken->next_free;
+  try {
+    return new (taken->bytes) node(std::move(value), std::forward<Key>(key)...);
+  } catch (...) {
+    taken->next_free = free_;
+    free_ = taken;
+    throw;
+  }
+}
+
+template <class K, class V, class Room>
+void kp_MISC_hash_tbl<K, V, Room>::free_node(node* n) noexcept {
+  n->~node();
+  place* const left = new (static_cast<void*>(n)) place;
+  left->next_free = free_;
+  free_ = left;
+}
+
+template <class K, class V, class Room>
+void kp_MISC_hash_tbl<K, V, Room>::ensure_free_place() {
+  if (free_ != nullptr) return;
+  block* const fresh = new (std::nothrow) block;
+  if (fresh == nullptr) throw KPX_memory_alloc(nullptr, 0);
+  fresh->next = blocks_;
+  blocks_ = fresh;
+  for (place& p : fresh->places) {
+    p.next_free = free_;
+    free_ = &p;
+  }
 }
 
 template <class K, class V, class Room>

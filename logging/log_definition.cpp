@@ -116,19 +116,18 @@ void _kp_LOG_log_definition::set_default_msg_text(kp_String&& text) noexcept {
 
 _kp_LOG_attribute_entry* _kp_LOG_log_definition::_find_attr_entry_by_name(
     const char* name) const noexcept {
-  return name != nullptr ? attributes_.find(name, my_hashcode(name)) : nullptr;
+  return name != nullptr ? attributes_.find(_kp_LOG_hashed_name(name)) : nullptr;
 }
 
 _kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_by_name(
     const char* name) const noexcept {
-  return get_attr_info_by_name(name, my_hashcode(name));
+  return name != nullptr ? get_attr_info_by_name(_kp_LOG_hashed_name(name)) : nullptr;
 }
 
 _kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_by_name(
-    const char* name, unsigned hash) const noexcept {
-  if (name == nullptr) return nullptr;
-  _kp_LOG_attribute_entry* const own = attributes_.find(name, hash);
-  return own != nullptr ? own : global_attributes_.find(name, hash);
+    const _kp_LOG_hashed_name& name) const noexcept {
+  _kp_LOG_attribute_entry* const own = attributes_.find(name);
+  return own != nullptr ? own : global_attributes_.find(name);
 }
 
 bool _kp_LOG_log_definition::get_attr_info_by_name(const char* name, unsigned char& type,
@@ -227,7 +226,7 @@ void _kp_LOG_log_definition::add_attr_info(const char* name, unsigned char type,
 void _kp_LOG_log_definition::add_attr_info(std::unique_ptr<_kp_LOG_attribute_entry>&& entry,
                                            bool is_selector) {
   _kp_LOG_attribute_entry* const added = entry.get();
-  take_attribute(attributes_.find(added->get_name(), added->get_name_hash()));
+  take_attribute(attributes_.find(_kp_LOG_hashed_name(added->get_name())));
   attributes_.append(std::move(entry));
   if (is_selector) set_selector(added);
 }
@@ -255,7 +254,7 @@ void _kp_LOG_log_definition::publish_globals() noexcept {
 
 _kp_LOG_attribute_entry* _kp_LOG_log_definition::_find_global_attr_entry_by_name(
     const char* name) noexcept {
-  return name != nullptr ? global_attributes_.find(name, my_hashcode(name)) : nullptr;
+  return name != nullptr ? global_attributes_.find(_kp_LOG_hashed_name(name)) : nullptr;
 }
 
 bool _kp_LOG_log_definition::get_global_attr_info_by_name(const char* name,

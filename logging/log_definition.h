@@ -8,6 +8,7 @@
 
 #include "base/kp_nocopy.h"
 #include "base/kp_string.h"
+#include "logging/hashed_name.h"
 
 // One declared attribute. Raises KPX_memory_alloc when a text cannot be copied; a setter then
 // leaves the old text in place.
@@ -74,8 +75,8 @@ class KP_API _kp_LOG_attribute_list : kp_UTIL_no_inadvertant_copies {
   unsigned char size() const noexcept;
   _kp_LOG_attribute_entry* at(
       unsigned char i) const noexcept;  // null when `i` is not below the size
-  // The first attribute with that name, or null. `hash` is my_hashcode(name).
-  _kp_LOG_attribute_entry* find(const char* name, unsigned hash) const noexcept;
+  // The first attribute with that name, or null.
+  _kp_LOG_attribute_entry* find(const _kp_LOG_hashed_name& name) const noexcept;
   // The array of all attributes, null while there is none. Valid until the list changes.
   _kp_LOG_attribute_entry** entries() const noexcept;
 
@@ -140,11 +141,11 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   void set_default_msg_text(kp_String&& text) noexcept;
 
   // Look-ups by name compare the hash first and then the bytes; the first match wins. A null name
-  // finds nothing. `hash` must be my_hashcode(name).
+  // finds nothing.
   _kp_LOG_attribute_entry* _find_attr_entry_by_name(const char* name) const noexcept;
   // The definition's own attribute, else the global one, else null.
   _kp_LOG_attribute_entry* get_attr_info_by_name(const char* name) const noexcept;
-  _kp_LOG_attribute_entry* get_attr_info_by_name(const char* name, unsigned hash) const noexcept;
+  _kp_LOG_attribute_entry* get_attr_info_by_name(const _kp_LOG_hashed_name& name) const noexcept;
   // The same; true and both values set when found. `redirection` is null for a global attribute.
   bool get_attr_info_by_name(const char* name, unsigned char& type,
                              const char*& redirection) const noexcept;

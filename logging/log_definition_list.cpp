@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstring>
 #include <new>
 
 #include "logging/def_read.h"
@@ -58,15 +57,14 @@ _kp_LOG_attribute_entry* _kp_LOG_attribute_list::at(unsigned char i) const noexc
   return b != nullptr && i < b->size() ? b->entries()[i] : nullptr;
 }
 
-_kp_LOG_attribute_entry* _kp_LOG_attribute_list::find(const char* name,
-                                                      unsigned hash) const noexcept {
+_kp_LOG_attribute_entry* _kp_LOG_attribute_list::find(
+    const _kp_LOG_hashed_name& name) const noexcept {
   block* const b = block_.load(std::memory_order_acquire);
   if (b == nullptr) return nullptr;
   const unsigned n = b->size();
   const unsigned* const hashes = b->hashes();
   for (unsigned i = 0; i < n; ++i)
-    if (hashes[i] == hash && std::strcmp(b->entries()[i]->get_name(), name) == 0)
-      return b->entries()[i];
+    if (hashes[i] == name.hash && name == b->entries()[i]->name_) return b->entries()[i];
   return nullptr;
 }
 

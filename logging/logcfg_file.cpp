@@ -49,7 +49,7 @@ void _kp_LOG_log_setting_tbl::create_entry(const char* section, const char* key,
   if (auto* held = table_.find_hashed(hash, composite))
     held->value = value;
   else
-    table_.insert_hashed(hash, composite.text(), value);
+    table_.insert_hashed(hash, value, composite.text());
 }
 
 // A handful of keys is looked through faster than one key is hashed.

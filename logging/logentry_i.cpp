@@ -1,7 +1,9 @@
 // The log entry: its life, header, log version, timestamp and built-in fields.
 #include "logging/logentry_i.h"
 
-#include "base/kp_clib.h"
+#include <algorithm>
+#include <cstdint>
+
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_debug_log.h"
 #include "logging/ldf_load.h"
@@ -56,6 +58,15 @@ static bool read_number(const char*& text, unsigned& value) {
   return true;
 }
 
+// The number that the digits at the start of `text` tell, moving behind them; 0 without any. At
+// most 15 digits stand in a version text; more than 32 bits are the largest number.
+static unsigned leading_number(const char*& text) {
+  uint64_t number = 0;
+  for (; *text >= '0' && *text <= '9'; ++text)
+    number = number * 10 + static_cast<unsigned>(*text - '0');
+  return static_cast<unsigned>(std::min<uint64_t>(number, UINT32_MAX));
+}
+
 // Takes the process-wide version from a text as "%d.%d" reads it.
 static void scan_version(const char* text) {
   unsigned number = 0;
@@ -66,11 +77,12 @@ static void scan_version(const char* text) {
 }
 
 // Takes the process-wide version from an entry's own version text: unlike scan_version, the number
-// at the very start, 0 without one, and the number behind the first ".".
+// at the very start, 0 without one, and the number behind the first ".". Every entry that is made
+// comes by here.
 static void split_version(const char* text) {
-  set_version(_kp_LOG_log_entry_imp::log_major_version, KP_strto4u(text));
-  const char* dot = std::strchr(text, '.');
-  if (dot != nullptr) set_version(_kp_LOG_log_entry_imp::log_minor_version, KP_strto4u(dot + 1));
+  set_version(_kp_LOG_log_entry_imp::log_major_version, leading_number(text));
+  while (*text != '.' && *text != '\0') ++text;
+  if (*text++ == '.') set_version(_kp_LOG_log_entry_imp::log_minor_version, leading_number(text));
 }
 
 // The first definition with an ID of 0 to 9, which says the version of all entries.

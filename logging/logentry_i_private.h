@@ -1,4 +1,4 @@
-// What the files of the entry share: its errors, hashed names, and the classes of typed values.
+// What the files of the entry share: its errors, and the classes of typed values.
 #ifndef KP_LOG_LOGENTRY_I_PRIVATE_H
 #define KP_LOG_LOGENTRY_I_PRIVATE_H
 
@@ -8,8 +8,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "base/kp_hash.h"
 #include "kp_LOG_errors.h"
+#include "logging/hashed_name.h"
 #include "logging/log_util_raise.h"
 #include "logging/logentry_i.h"
 
@@ -42,23 +42,6 @@ inline bool kp_log_is_blank(const char* text) {
 inline void kp_log_require_name(const char* name) {
   if (kp_log_is_blank(name)) kp_log_raise_invalid_argument();
 }
-
-// --- Names --------------------------------------------------------------------------------------
-
-struct _kp_LOG_hashed_name {
-  explicit _kp_LOG_hashed_name(const char* name) noexcept
-      : text(name),
-        length(static_cast<unsigned>(std::strlen(name))),
-        hash(KP_text_hash(name, length)) {}
-
-  bool operator==(const kp_String& key) const noexcept {
-    return key.length() == length && std::memcmp(key.c_str(), text, length) == 0;
-  }
-
-  const char* text;  // the caller's
-  unsigned length;
-  uint32_t hash;  // KP_text_hash: the bucket's in a store, the attribute's in a definition
-};
 
 // --- Classes of values --------------------------------------------------------------------------
 
@@ -135,7 +118,7 @@ void _kp_LOG_log_entry_imp::_store(const _kp_LOG_hashed_name& name, unsigned cha
   if (n != nullptr)
     _destroy_value(*n);
   else
-    n = &attributes_.insert_hashed(name.hash, kp_String(name.text, name.length), nullptr);
+    n = &attributes_.insert_hashed(name.hash, nullptr, name.text, name.length);
   n->value = kp_log_make_value(n->room, code, std::move(value));
 }
 

@@ -31,18 +31,23 @@ void _kp_LOG_log_entry_imp::_destroy_value(attribute_store::node& n) noexcept {
     delete value;
 }
 
+// Entries are copied by the classes of their values: one without a class is not let in.
+static bool has_class(const _kp_LOG_type_base& value) {
+  return kp_log_with_class(value.get_type(), [](auto) {});
+}
+
 void _kp_LOG_log_entry_imp::_add_attribute(const char* name, _kp_LOG_type_base* value) {
   if (kp_log_is_blank(name)) {
     LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::_add_attribute, name=NULL\n",
                     kp_log_entry_source, __LINE__);
     kp_log_raise_invalid_argument();
   }
-  if (value == nullptr) kp_log_raise_invalid_argument();
+  if (value == nullptr || !has_class(*value)) kp_log_raise_invalid_argument();
   modified_ = true;
   const _kp_LOG_hashed_name hashed(name);
   attribute_store::node* n = _find(hashed);
   if (n == nullptr) {
-    attributes_.insert_hashed(hashed.hash, kp_String(name, hashed.length), value);
+    attributes_.insert_hashed(hashed.hash, value, name, hashed.length);
   } else if (n->value->get_type() != value->get_type()) {
     _destroy_value(*n);
     n->value = value;
@@ -53,8 +58,7 @@ void _kp_LOG_log_entry_imp::_add_attribute(const char* name, _kp_LOG_type_base* 
 }
 
 void _kp_LOG_log_entry_imp::_release_attributes() noexcept {
-  attributes_.for_each([](attribute_store::node& n) { _destroy_value(n); });
-  attributes_.clear();
+  attributes_.clear([](attribute_store::node& n) { _destroy_value(n); });
 }
 
 void _kp_LOG_log_entry_imp::_clear_attribute_list() {
@@ -89,7 +93,7 @@ const _kp_LOG_attribute_entry* _kp_LOG_log_entry_imp::_declared(
   if (!definition_)
     kp_log_raise<KPX_logging_misc>(
         "_kp_LOG_log_entry_imp::_get_attribute_internal(): entry not initialized");
-  return definition_->get_attr_info_by_name(name.text, name.hash);
+  return definition_->get_attr_info_by_name(name);
 }
 
 void _kp_LOG_log_entry_imp::_require_declared_as(const _kp_LOG_hashed_name& name,
@@ -148,7 +152,7 @@ int _kp_LOG_log_entry_imp::check_attribute(const char* name, kp_AttributeType& t
     return 0;
   }
   const _kp_LOG_attribute_entry* declared =
-      definition_ ? definition_->get_attr_info_by_name(name, hashed.hash)
+      definition_ ? definition_->get_attr_info_by_name(hashed)
                   : _kp_LOG_log_definition::_find_global_attr_entry_by_name(name);
   type = declared != nullptr ? static_cast<kp_AttributeType>(declared->get_type()) : TypeUnknown;
   return declared != nullptr ? 1 : -1;

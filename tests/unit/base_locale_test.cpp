@@ -80,3 +80,11 @@ TEST(Locale, NamesAreComparedAsGiven) {
   EXPECT_EQ(kp_Locale(), kp_Locale(""));
   EXPECT_STREQ(kp_Locale().get_name(), "");
 }
+
+TEST(Locale, TheNamesOfSetlocaleStandForThePlainLocale) {
+  const default_locale_guard guard;
+  for (const char* name : {"C", "POSIX"}) {
+    ASSERT_TRUE(kp_I18N_set_locale(kp_Locale(name)));
+    EXPECT_STREQ(kp_I18N_get_locale().get_name(), "en_US_POSIX") << name;
+  }
+}

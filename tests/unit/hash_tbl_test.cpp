@@ -45,7 +45,7 @@ TEST(HashTable, WithoutBucketsIsSizedByTheFirstInsertion) {
   EXPECT_EQ(numbers.bucket_count(), 3U);
   EXPECT_EQ(numbers.find(7)->value, 70);
   string_table strings;
-  strings.insert_hashed(hash_of("a"), "a", 1);
+  strings.insert_hashed(hash_of("a"), 1, "a");
   EXPECT_EQ(strings.bucket_count(), 3U);
   EXPECT_EQ(strings.find("a")->value, 1);
 }
@@ -132,7 +132,7 @@ TEST(HashTable, HashedAndPlainOperationsMeetInOneBucket) {
     if (i % 2 == 0)
       table.insert(name.c_str(), i);
     else
-      table.insert_hashed(hash_of(name), kp_String(name.c_str()), i);
+      table.insert_hashed(hash_of(name), i, name.c_str());
     EXPECT_EQ(table.find(name.c_str()), table.find_hashed(hash_of(name), is_key(name.c_str())));
     EXPECT_EQ(table.find(name.c_str())->value, i);
   }

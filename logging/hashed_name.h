@@ -1,0 +1,30 @@
+// _kp_LOG_hashed_name: an attribute name with what every look-up needs of it, computed once.
+#ifndef KP_LOG_HASHED_NAME_H
+#define KP_LOG_HASHED_NAME_H
+
+#include <cstdint>
+#include <cstring>
+
+#include "base/kp_hash.h"
+#include "base/kp_string.h"
+
+// The text belongs to the caller and outlives this object.
+struct _kp_LOG_hashed_name {
+  explicit _kp_LOG_hashed_name(const char* name) noexcept
+      : text(name),
+        length(static_cast<unsigned>(std::strlen(name))),
+        hash(KP_text_hash(name, length)) {}
+  // `known_hash` is the KP_text_hash of `name`.
+  _kp_LOG_hashed_name(const kp_String& name, uint32_t known_hash) noexcept
+      : text(name.c_str()), length(name.length()), hash(known_hash) {}
+
+  bool operator==(const kp_String& other) const noexcept {
+    return other.length() == length && std::memcmp(other.c_str(), text, length) == 0;
+  }
+
+  const char* text;
+  unsigned length;
+  uint32_t hash;  // the bucket's in an entry's store, the attribute's in a definition
+};
+
+#endif
