@@ -10,16 +10,16 @@ class _kp_LOG_log_entry_imp;
 // The public handle of a log entry: an entry ID that names the kind of event, a log level, a
 // timestamp, and named, typed attributes that are checked against the definition of that kind.
 //
-// A handle owns exactly one entry; copying it copies the entry. One entry is used by one thread at a
-// time. Every error of the library derives from KPX_logging_all; a failed allocation anywhere raises
-// KPX_memory_alloc. A refused operation leaves the attributes as they were.
+// A handle owns exactly one entry; copying it copies the entry. One entry is used by one thread at
+// a time. Every error of the library derives from KPX_logging_all; a failed allocation anywhere
+// raises KPX_memory_alloc. A refused operation leaves the attributes as they were.
 //
 // Strings are NUL-terminated. Texts returned belong to the entry and stay valid until the attribute
 // is replaced, removed or cleared, or the entry dies.
 class KP_API kp_LOG_LogEntry {
  public:
-  // An empty entry. It must be given an ID (SetEntryID, SetEntry) before attributes are added; until
-  // then adding raises KPX_logging_misc
+  // An empty entry. It must be given an ID (SetEntryID, SetEntry) before attributes are added;
+  // until then adding raises KPX_logging_misc
   // "_kp_LOG_log_entry_imp::_get_attribute_internal(): entry not initialized".
   kp_LOG_LogEntry();
   // Raises KPX_logging_entry_type_not_found "Entry id argument is invalid" for an ID that no
@@ -51,21 +51,25 @@ class KP_API kp_LOG_LogEntry {
                          unsigned short& second) const;
 
   // 1: a value getter raises KPX_logging_attribute_not_found for an attribute that is not set. Any
-  // other value, 2 being the default: it returns a zero value. Process-wide; set at start-up.
+  // other value, 2 being the default: it returns a zero value, for a time a default kp_Time, which
+  // is the current time. Process-wide; set at start-up.
   static void SetOperationMode(unsigned int mode);
 
   // Sets ID and level, then adds attributes from a list of names and values ended by a null pointer
-  // (write nullptr: a plain 0 or NULL is too narrow) or "". Attributes held before stay. Each value is
-  // read with the type that the definition declares for the name before it:
-  //   integers and bool  int (TypeUInt4: unsigned int)     TypeFloat  double
-  //   strings            const char*                       times      const char*, as kp_Time reads it
+  // (write nullptr: a plain 0 or NULL is too narrow) or "". Attributes held before stay. Each value
+  // is read with the type that the definition declares for the name before it:
+  //   integers and bool  int (TypeUInt4: unsigned int)   TypeFloat  double
+  //   strings            const char*                     times      const char*, read by kp_Time
   // The compiler cannot check this list: a value of another type than the declared one is undefined
-  // behaviour. A failure keeps ID, level and the attributes added before it.
+  // behaviour. Raises what SetEntryID, SetLogLevel and the adds raise, and
+  // KPX_logging_illegal_argument "invalid argument" for a time text that is null or not understood.
+  // A failure keeps ID, level and the attributes added before it.
   void SetEntry(unsigned int entry_id, unsigned int log_level, ...);
 
-  // Adding: `name` must be declared by the entry's definition or as a global attribute, with the type
-  // of the operation; adding a name again replaces its value. Errors:
-  //   KPX_logging_illegal_argument         "invalid argument": a null or empty name, a null text
+  // Adding: `name` must be declared by the entry's definition or as a global attribute, with the
+  // type of the operation; adding a name again replaces its value. Errors:
+  //   KPX_logging_illegal_argument         "invalid argument": a null or empty name, a null text,
+  //                                        a multibyte text in a code page unknown to ICU
   //   KPX_logging_invalid_attribute_name   the name is not declared
   //   KPX_logging_attribute_type_mismatch  the name is declared with another type
   //   KPX_logging_invalid_attribute_value  a string too long for its type, where cutting is off
@@ -78,9 +82,11 @@ class KP_API kp_LOG_LogEntry {
   void AddAttrib4(const char* name, int value);              // TypeSInt4
   void AddAttribFloat8(const char* name, double value);      // TypeFloat
   // Strings are copied. Line feeds and carriage returns are stored as the two characters \n and \r.
-  void AddAttribStr(const char* name, const char* value);       // TypeChar32 to TypeChar2K
-  void AddAttribMBStr(const char* name, const char* value);     // TypeMBChar32 to TypeMBChar2K
-  void AddAttribTime(const char* name, const kp_Time& value);   // TypeDate, TypeTime, TypeTimestamp
+  // A text of 8096 bytes or more that its type admits, which counts characters in multibyte texts,
+  // is stored as its first 8095 bytes, line breaks replaced first.
+  void AddAttribStr(const char* name, const char* value);      // TypeChar32 to TypeChar2K
+  void AddAttribMBStr(const char* name, const char* value);    // TypeMBChar32 to TypeMBChar2K
+  void AddAttribTime(const char* name, const kp_Time& value);  // TypeDate, TypeTime, TypeTimestamp
 
   // Reading. The form with an out-parameter returns false, leaving it alone, when a declared
   // attribute is not set; the value form then follows SetOperationMode. Errors:
@@ -119,8 +125,11 @@ class KP_API kp_LOG_LogEntry {
   // null or empty name (`type` is left alone). Never raises.
   int CheckAttribute(const char* name, kp_AttributeType& type);
   // Declares an attribute for one kind of entry, or for all (entry ID 0). False when the name is
-  // declared already. Raises KPX_logging_illegal_argument for a null or empty name or a type that is
-  // negative or above 25, KPX_logging_entry_type_not_found for an unknown ID. Start-up only.
+  // declared already; a declaration is never changed. Raises KPX_logging_illegal_argument for a
+  // null or empty name or a type that is negative or above 25, KPX_logging_entry_type_not_found for
+  // an unknown ID. Start-up only. A declaration lasts to the end of the process, or until the
+  // definitions are cleared (kp_LOG_LogConfig::ClearDefinitions) or, for one kind of entry, a
+  // definition file replaces them (kp_LOG_LogConfig::SetDefinitionPath).
   static bool AddAttributeDefinition(unsigned int entry_id, const char* name,
                                      kp_AttributeType type);
 

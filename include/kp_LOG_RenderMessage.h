@@ -17,8 +17,8 @@ class kp_LOG_LogEntry;
 // "kp_LOG_LogEntry::GetMessage:  this method is not yet supported.".
 // Raises what the choice of the template, the tokenizers and the renderers raise, and
 // KPX_logging_internal_error
-//   "_kp_LOG_log_message::get_readable_message:  UnicodeConverter constructor failed!" for a code page
-//   that ICU does not know,
+//   "_kp_LOG_log_message::get_readable_message:  UnicodeConverter constructor failed!" for a code
+//   page that ICU does not know,
 //   "_kp_LOG_log_message::get_readable_message:  MessageFormat::format() failed!" for a text that
 //   cannot be converted.
 // Any thread may render its own entries.

@@ -15,7 +15,8 @@ static std::string quoted(const std::string& text) {
 void catalog_folder::add_locale(const std::string& locale,
                                 const std::map<std::string, std::string>& templates) {
   std::string source = locale + " {\n  STRING_TABLE {\n";
-  for (const auto& [id, text] : templates) source += "    " + quoted(id) + " { " + quoted(text) + " }\n";
+  for (const auto& [id, text] : templates)
+    source += "    " + quoted(id) + " { " + quoted(text) + " }\n";
   add_source(locale, source + "  }\n}\n");
 }
 

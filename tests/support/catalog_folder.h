@@ -10,8 +10,8 @@
 // A folder of compiled ICU resource bundles, to hand to SetMessageCatalogPath.
 class catalog_folder {
  public:
-  // Adds the bundle of one locale ("root", "de", "ja", ...) with a table "STRING_TABLE" of message ID
-  // to template (UTF-8).
+  // Adds the bundle of one locale ("root", "de", "ja", ...) with a table "STRING_TABLE" of message
+  // ID to template (UTF-8).
   void add_locale(const std::string& locale, const std::map<std::string, std::string>& templates);
   // Adds a bundle from a genrb source as it stands.
   void add_source(const std::string& locale, const std::string& source);

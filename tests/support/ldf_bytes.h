@@ -1,4 +1,5 @@
-// Definition files for tests, written byte by byte from the layout, without the library's own writer.
+// Definition files for tests, written byte by byte from the layout, without the library's own
+// writer.
 #ifndef TESTS_SUPPORT_LDF_BYTES_H
 #define TESTS_SUPPORT_LDF_BYTES_H
 
@@ -42,11 +43,11 @@ struct ldf_file {
   std::string bytes() const;
 };
 
-std::string ldf_int4(uint32_t value);          // four bytes, most significant first
+std::string ldf_int4(uint32_t value);           // four bytes, most significant first
 std::string ldf_string(std::string_view text);  // length with the NUL, bytes, NUL; empty: length 0
 
-// A file whose one entry, ID 17, declares an attribute "A1" to "A24" of every type, and whose globals
-// are the built-in fields. Its default message text is `template_text`.
+// A file whose one entry, ID 17, declares an attribute "A1" to "A24" of every type, and whose
+// globals are the built-in fields. Its default message text is `template_text`.
 ldf_file ldf_with_every_type(std::string_view template_text = "");
 
 // The built-in fields with their types, as global attributes.

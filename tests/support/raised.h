@@ -9,8 +9,8 @@
 
 #include "kp_LOG_errors.h"
 
-// The message of the error of exactly class Error that `f` raises, "(null)" for a null message. When
-// `f` raises nothing or an error of another class, the test fails.
+// The message of the error of exactly class Error that `f` raises, "(null)" for a null message.
+// When `f` raises nothing or an error of another class, the test fails.
 template <class Error, class F>
 std::string raised(F&& f) {
   try {

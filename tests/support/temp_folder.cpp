@@ -47,7 +47,9 @@ environment_value::environment_value(const char* name, const char* value) : name
   put(value);
 }
 
-environment_value::~environment_value() { put(before_ ? before_->c_str() : nullptr); }
+environment_value::~environment_value() {
+  put(before_ ? before_->c_str() : nullptr);
+}
 
 void environment_value::put(const char* value) const {
   if (value != nullptr)

@@ -69,8 +69,9 @@ class debug_log_in_temp_folder {
   unsigned level_before_;
 };
 
-// Every process-wide setting of the library, put back at the end of the scope: ICU switch, action on
-// over-long values, operation mode, debug level, log version, locale, definitions and catalog (cleared).
+// Every process-wide setting of the library, put back at the end of the scope: ICU switch, action
+// on over-long values, operation mode, debug level, log version, locale, definitions and catalog
+// (cleared).
 class settings_guard {
  public:
   settings_guard();
