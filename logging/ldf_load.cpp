@@ -35,6 +35,7 @@ void _kp_LOG_log_definition_tbl::clear() {
   n_entry_definitions_cached = 0;
   replacement_ = 0;
   locations_.clear();
+  declared_attributes_.clear();
   is_std_set_ = false;
   LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::clear() \n", kp_ldf_load_source, __LINE__);
 }
@@ -222,6 +223,7 @@ _kp_LOG_log_definition* _kp_LOG_log_definition_tbl::load(unsigned id) {
     trace_not_found(__LINE__, n_entry_definitions_cached);
     return nullptr;
   }
+  declare_again(id, *definition);
   return keep(definition.release());
 }
 
@@ -254,13 +256,43 @@ _kp_LOG_definition_ref _kp_LOG_log_definition_tbl::acquire_entry(unsigned id) co
   return self->_find_entry_non_const<_kp_LOG_definition_ref>(id);
 }
 
+// ---- declaring attributes ----
+
 bool _kp_LOG_log_definition_tbl::declare_attribute(unsigned id, const char* name,
                                                    unsigned char type, bool& found) {
-  const _kp_LOG_definition_ref entry = acquire_entry(id);
-  found = static_cast<bool>(entry);
-  if (!found) return false;
-  const kp_LOG_CWriterSentry hold(lock_);
-  if (entry->get_attr_info_by_name(name) != nullptr) return false;
-  const_cast<_kp_LOG_log_definition*>(entry.get())->add_attr_info(name, type, false, nullptr);
-  return true;
+  for (;;) {
+    const _kp_LOG_definition_ref entry = acquire_entry(id);
+    found = static_cast<bool>(entry);
+    if (!found) return false;
+    const kp_LOG_CWriterSentry hold(lock_);
+    // Its place may have been reused since it was found; then it is no longer the one to change.
+    _kp_LOG_log_definition* const current = cached(id);
+    if (current != entry.get()) continue;
+    if (current->get_attr_info_by_name(name) != nullptr) return false;
+    declare(id, name, type, *current);
+    return true;
+  }
+}
+
+// Whatever fails, fails before the declaration is kept; keeping it moves it.
+void _kp_LOG_log_definition_tbl::declare(unsigned id, const char* name, unsigned char type,
+                                         _kp_LOG_log_definition& definition) {
+  std::multimap<unsigned, _kp_LOG_declared_attribute> declared;
+  kp_log_no_bad_alloc([&] {
+    declared.emplace(id, _kp_LOG_declared_attribute{kp_String(name), type});
+  });
+  definition.add_attr_info(name, type, false, nullptr);
+  declared_attributes_.merge(declared);
+}
+
+// A name that the global list took up since is declared again all the same: the entry type's own
+// declaration came first and comes first in every look-up.
+void _kp_LOG_log_definition_tbl::declare_again(unsigned id,
+                                               _kp_LOG_log_definition& definition) const {
+  const auto [first, last] = declared_attributes_.equal_range(id);
+  for (auto it = first; it != last; ++it) {
+    const auto& [name, type] = it->second;
+    if (definition._find_attr_entry_by_name(name.c_str()) == nullptr)
+      definition.add_attr_info(name.c_str(), type, false, nullptr);
+  }
 }

@@ -3,11 +3,13 @@
 #define KP_LOG_LDF_LOAD_H
 
 #include <cstdio>
+#include <map>
 #include <memory>
 
 #include "base/kp_clib.h"
 #include "base/kp_lock.h"
 #include "base/kp_nocopy.h"
+#include "base/kp_string.h"
 #include "logging/hash_tbl.h"
 #include "logging/log_definition.h"
 
@@ -17,6 +19,12 @@ class _kp_LOG_ldf_view;
 struct _kp_LOG_log_definition_file_info_holder {
   unsigned char is_aux;  // not 0: in the AUX file
   unsigned offset;       // absolute, in bytes
+};
+
+// An attribute that the program declared for an entry type, beside those of its record.
+struct _kp_LOG_declared_attribute {
+  kp_String name;
+  unsigned char type;  // a kp_AttributeType, or 25
 };
 
 // Setting a file reads its header, global attributes and mapping table; an entry type's record is
@@ -56,17 +64,21 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
 
   // The definition of that entry type, null when neither file has it. Valid until its place in the
   // cache is reused (128 further entry types loaded) or the table is cleared.
-  // A merged definition that is loaded again holds the AUX record's content alone.
+  // A merged definition that is loaded again holds the AUX record's content alone, and the
+  // attributes that were declared for it.
   _kp_LOG_log_definition* find_entry(unsigned id) const;
   // The same, shared: it stays valid as long as the reference lives.
   _kp_LOG_definition_ref acquire_entry(unsigned id) const;
 
   // Declares an attribute of an entry type, unless its definition or the global list has the name
   // already. True when it is declared now. `found` says whether the table knows the entry type.
-  // Raises what find_entry and _kp_LOG_log_definition::add_attr_info raise.
+  // The declaration lasts until the table is cleared: a definition that is loaded again gets it
+  // again, unless its record declares the name itself.
+  // Raises what find_entry and _kp_LOG_log_definition::add_attr_info raise, and declares nothing
+  // then.
   bool declare_attribute(unsigned id, const char* name, unsigned char type, bool& found);
 
-  // Forgets both files, the cache and all locations.
+  // Forgets both files, the cache, all locations and all declared attributes.
   void clear();
 
   // Loads a file's header, global attributes and mapping table; for AUX also merges it, and keeps
@@ -84,6 +96,10 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
   Result _find_entry_non_const(unsigned id);
   _kp_LOG_log_definition* cached(unsigned id) const noexcept KP_REQUIRES_SHARED(lock_);
   _kp_LOG_log_definition* load(unsigned id) KP_REQUIRES(lock_);
+  void declare(unsigned id, const char* name, unsigned char type,
+               _kp_LOG_log_definition& definition) KP_REQUIRES(lock_);
+  void declare_again(unsigned id, _kp_LOG_log_definition& definition) const
+      KP_REQUIRES_SHARED(lock_);
   _kp_LOG_log_definition* keep(_kp_LOG_log_definition* definition) noexcept KP_REQUIRES(lock_);
 
   void load_mapping(_kp_LOG_ldf_view& view, unsigned count, unsigned offset, bool is_aux);
@@ -98,6 +114,9 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
   alignas(64) unsigned cached_ids_[cache_size] = {};
   _kp_LOG_log_definition* cached_definitions_[cache_size] = {};
   unsigned replacement_ = 0;  // the next place to be reused once the cache is full
+  // By entry ID, those of one in the order in which they were declared. Every cached definition has
+  // them.
+  std::multimap<unsigned, _kp_LOG_declared_attribute> declared_attributes_;
   kp_file std_file_;
   kp_file aux_file_;
   mutable kp_LOG_CRWLock lock_;

@@ -638,27 +638,6 @@ TEST_F(DefinitionTable, ItsFileErrorCanBeRaisedAlone) {
             text(file_error));
 }
 
-// ---- declaring attributes ----
-
-TEST_F(DefinitionTable, AnAttributeIsDeclaredOnce) {
-  set_std({.globals = {{"G", 1}}, .entries = {{.id = 1, .attributes = {{"A", 1}}}}});
-  bool found = false;
-  EXPECT_TRUE(table_.declare_attribute(1, "NEW", 9, found));
-  EXPECT_TRUE(found);
-  EXPECT_FALSE(table_.declare_attribute(1, "NEW", 2, found));
-  EXPECT_FALSE(table_.declare_attribute(1, "A", 2, found));
-  EXPECT_FALSE(table_.declare_attribute(1, "G", 2, found));
-  EXPECT_TRUE(found);
-  EXPECT_EQ(table_.find_entry(1)->get_attr_info_by_name("NEW")->get_type(), 9);
-  EXPECT_THAT(attribute_names(*table_.find_entry(1)), ElementsAre("A", "NEW"));
-}
-
-TEST_F(DefinitionTable, DeclaringForAnUnknownEntryFindsNone) {
-  bool found = true;
-  EXPECT_FALSE(table_.declare_attribute(1, "NEW", 9, found));
-  EXPECT_FALSE(found);
-}
-
 // ---- debug lines ----
 
 static std::string line(const char* message) {
