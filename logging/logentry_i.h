@@ -183,7 +183,9 @@ class KP_API _kp_LOG_log_entry_imp {
   // --- Parts of the operations above, callable on their own ---
   // Null or empty name, undeclared name, or another declared type than `type` raise.
   void _check_attribute(const char* name, kp_AttributeType type) const;
-  // Stores the value, replacing a held one; takes ownership unless it raises.
+  // Stores the value, replacing a held one; takes ownership unless it raises. Raises
+  // KPX_logging_illegal_argument "invalid argument" for a null or empty name, a null value, and a
+  // value whose type code is not one of 1 to 24.
   void _add_attribute(const char* name, _kp_LOG_type_base* value);
   // The held value, or null when the name is only declared; `type` is the value's or the declared
   // type's code.

@@ -93,16 +93,16 @@ _kp_LOG_log_entry_imp& _kp_LOG_log_entry_imp::operator=(const _kp_LOG_log_entry_
   return *this;
 }
 
+// Each value is read when its turn comes: an entry copied onto itself gets the level 0 to which
+// setting its ID resets it.
 void _kp_LOG_log_entry_imp::_copy(const _kp_LOG_log_entry_imp& src) {
-  const unsigned level =
-      src.log_level_;  // setting the ID resets it, also in src when that is this entry
   last_timezone_difference_ = src.last_timezone_difference_;
   last_daylight_flag_ = src.last_daylight_flag_;
   for (unsigned i = 0; i < std::size(text_slots_); ++i) text_slots_[i] = src.text_slots_[i];
   set_entry_id(src.entry_id_);
-  set_log_level(level);
+  set_log_level(src.log_level_);
   timestamp_ = src.timestamp_;
-  if (this != &src) version_text_ = src.version_text_;
+  version_text_ = src.version_text_;
   modified_ = src.modified_;
   cached_message_mode_ = src.cached_message_mode_;
   if (!src.modified_) {

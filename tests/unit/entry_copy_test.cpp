@@ -303,9 +303,20 @@ TEST(EntryCopy, CopyingDirectlyReplacesTheAttributesAsWell) {
   target._copy(source);
   EXPECT_EQ(target.get_attrib_4u("A6"), 6U);
   EXPECT_FALSE(target._holds("A7"));
-  target._copy(target);
-  EXPECT_EQ(target.get_entry_id(), 17U);
-  EXPECT_EQ(target.get_log_level(), 5U);
+}
+
+TEST(EntryCopy, AnEntryCopiedDirectlyOntoItselfKeepsItsTimeAndLosesLevelAndAttributes) {
+  const loaded_definitions definitions(ldf_with_every_type());
+  entry_t entry(17, 5);
+  fill_every_type(entry);
+  const kp_Time time(2026, 11, 15, 17, 2, 56, true);
+  entry.set_timestamp(time, true);
+  entry._copy(entry);
+  EXPECT_EQ(entry.get_entry_id(), 17U);
+  EXPECT_EQ(entry.get_log_level(), 0U);
+  EXPECT_STREQ(entry.get_version_text(), "2.0");
+  EXPECT_EQ(entry.get_timestamp(true).compare_time(time), 0);
+  for (int type = 1; type <= 24; ++type) EXPECT_FALSE(entry._holds(name_of_type(type).c_str()));
 }
 
 TEST(EntryCopy, AnEntryWithoutADefinitionCannotBeCopied) {
@@ -324,6 +335,33 @@ TEST(EntryCopy, AFailedAssignmentLeavesAnEmptyStore) {
   EXPECT_EQ(target.get_entry_id(), 17U);
   EXPECT_EQ(target.get_definition(), nullptr);
   for (int type = 1; type <= 24; ++type) EXPECT_FALSE(target._holds(name_of_type(type).c_str()));
+}
+
+TEST(EntryCopy, AFailedAssignmentLeavesTheStepsBeforeTheFailure) {
+  const loaded_definitions definitions(ldf_with_every_type());
+  kp_Time time(2026, 11, 15, 17, 2, 56);
+  time.set_zone_bias(-480);
+  time.set_daylight_flag(1);
+  entry_t source(17, 5);
+  source.set_timestamp(time, true);
+  definitions.load({.globals = ldf_builtin_fields(), .entries = {{.id = 18, .flags = 2}}});
+  entry_t target(18, 7);
+  target.set_severity_code(3);
+  EXPECT_EQ(raised<KPX_logging_entry_type_not_found>([&] { target = source; }),
+            "Entry id argument is invalid");
+  EXPECT_EQ(target.get_entry_id(), 18U);
+  EXPECT_EQ(target.get_definition(), nullptr);
+  EXPECT_EQ(target.get_property_mask(), 2U);
+  EXPECT_EQ(target.get_log_level(), 0U);
+  kp_Time zero;
+  zero.set_zero();
+  EXPECT_EQ(target.get_timestamp(true).compare_time(zero), 0);
+  EXPECT_FALSE(target._holds("SEVERITY_CODE"));
+  // What the source has written last counts as written here too.
+  target.set_entry_id(18);
+  target.set_timestamp(time, true);
+  EXPECT_FALSE(target._holds("TIMEZONE_DIFFERENCE"));
+  EXPECT_FALSE(target._holds("DAYLIGHT_SAVING_ACTIVE"));
 }
 
 TEST(EntryCopy, AnEntryWhoseDefinitionIsGoneCannotBeCopied) {
@@ -415,6 +453,15 @@ TEST(EntryCopy, EveryChangeMakesTheCacheStale) {
     change(entry);
     EXPECT_FALSE(answers_from_cache(entry, true, 0));
   }
+}
+
+TEST(EntryCopy, ATimestampThatIsRefusedHalfWayMakesTheCacheStale) {
+  const loaded_definitions definitions({.entries = {{.id = 17, .msg_text = "text"}}});
+  entry_t entry(17, 5);
+  entry.get_readable_message(true, 0);
+  EXPECT_TRUE(answers_from_cache(entry, true, 0));
+  EXPECT_THROW(entry.set_timestamp(kp_Time(), false), KPX_logging_invalid_attribute_name);
+  EXPECT_FALSE(answers_from_cache(entry, true, 0));
 }
 
 TEST(EntryCopy, ReadingChangesNothing) {

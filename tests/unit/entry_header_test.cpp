@@ -64,17 +64,28 @@ TEST(EntryHeader, AnEmptyEntryTakesTheVersionOfTheFirstDefinitionBelowTen) {
   EXPECT_EQ(entry.get_definition(), nullptr);
 }
 
-TEST(EntryHeader, AnEmptyEntryAsksForTheIdsZeroToNineInOrder) {
-  const loaded_definitions definitions(entry_types({10}, "3.7"));
+TEST(EntryHeader, OfTwoTypesBelowTenTheLowerIdSaysTheVersion) {
+  struct {
+    unsigned std_id, aux_id;
+    const char* version;
+    unsigned major;
+  } const cases[] = {{3, 5, "3.7", 3}, {5, 3, "4.1", 4}, {0, 9, "3.7", 3}, {9, 0, "4.1", 4}};
+  for (const auto& c : cases) {
+    const loaded_definitions definitions(entry_types({c.std_id}, "3.7"));
+    const temp_folder folder;
+    const std::string aux = folder.write("aux.ldf", entry_types({c.aux_id}, "4.1").bytes());
+    kp_LOG_LogConfig::SetAuxDefinitionPath(aux.c_str());
+    EXPECT_STREQ(entry_t().get_version_text(), c.version) << c.std_id << " and " << c.aux_id;
+    EXPECT_EQ(entry_t::get_log_major_version(), c.major);
+  }
+}
+
+TEST(EntryHeader, TypesFromTenOnSayNoVersionToAnEmptyEntry) {
+  const loaded_definitions definitions(entry_types({10, 4294967295U}, "3.7"));
   start_version(2, 5);
-  const debug_log_in_temp_folder log(3);
   const entry_t entry;
+  EXPECT_STREQ(entry.get_version_text(), "");
   EXPECT_EQ(stored_version(), "2,5");
-  std::string asked;
-  for (const std::string& line : log.lines())
-    for (char c : line)
-      if (line.find("find_entry") != std::string::npos && c >= '0' && c <= '9') asked += c;
-  EXPECT_EQ(asked.find("10"), std::string::npos) << asked;
 }
 
 TEST(EntryHeader, AnEntryOfAKnownTypeTakesWhatItsDefinitionSays) {
@@ -207,7 +218,7 @@ TEST(EntryHeader, ADetachedEntryIsAttachedAgainByAKnownId) {
   EXPECT_EQ(entry.get_severity_code(), 3);
 }
 
-TEST(EntryHeader, SettingAnIdIsTraced) {
+TEST(EntryHeader, SettingAnIdIsTracedAtLevelThree) {
   const loaded_definitions definitions(entry_types({17}));
   entry_t entry(17, 0);
   const debug_log_in_temp_folder log(3);
@@ -217,8 +228,18 @@ TEST(EntryHeader, SettingAnIdIsTraced) {
   EXPECT_EQ(lines.front(), "logging/logentry_i:N _kp_LOG_log_entry_imp::set_entry_id :17");
   EXPECT_THAT(lines,
               testing::Contains("logging/logentry_i:N _kp_LOG_log_entry_imp::set_entry_id :-1"));
-  EXPECT_EQ(lines.back(),
-            "logging/logentry_i:N _kp_LOG_log_entry_imp::set_entry_id, invalid entry id:-1");
+}
+
+TEST(EntryHeader, SettingAnUnknownIdIsToldAtLevelOne) {
+  const loaded_definitions definitions(entry_types({17}));
+  entry_t entry(17, 0);
+  for (int level : {1, 2}) {
+    const debug_log_in_temp_folder log(level);
+    entry.set_entry_id(17);
+    EXPECT_THROW(entry.set_entry_id(4294967295U), KPX_logging_entry_type_not_found);
+    EXPECT_THAT(log.lines(), ElementsAre("logging/logentry_i:N _kp_LOG_log_entry_imp::set_entry_id,"
+                                         " invalid entry id:-1"));
+  }
 }
 
 // --- Log version --------------------------------------------------------------------------------

@@ -610,6 +610,20 @@ TEST(EntryStore, AValueWithoutANameIsRefusedAndStaysTheCallers) {
             "invalid argument");
 }
 
+TEST(EntryStore, AValueOfNoTypeIsRefusedAndStaysTheCallers) {
+  const loaded_definitions definitions(ldf_with_every_type("text"));
+  entry_t entry(17, 0);
+  _kp_LOG_datatype<unsigned, 0> unknown(2);
+  _kp_LOG_datatype<unsigned, 25> behind_the_last(2);
+  _kp_LOG_datatype<unsigned, 255> highest(2);
+  for (_kp_LOG_type_base* value :
+       std::initializer_list<_kp_LOG_type_base*>{&unknown, &behind_the_last, &highest}) {
+    EXPECT_EQ(raised<KPX_logging_illegal_argument>([&] { entry._add_attribute("A6", value); }),
+              "invalid argument");
+    EXPECT_FALSE(entry._holds("A6"));
+  }
+}
+
 // --- A definition that changes under held values ------------------------------------------------
 
 TEST(EntryStore, AValueOfTheFormerTypeIsReplacedByOneOfTheNew) {
@@ -783,6 +797,41 @@ TEST(EntryStore, AnAttributeOfOneTypeIsDeclaredOnce) {
   EXPECT_FALSE(entry_t::add_product_specific_attribute_definition(17, "SEVERITY_CODE", TypeFloat));
   entry.add_attrib_4u("X", 5);
   EXPECT_EQ(entry.get_attrib_4u("X"), 5U);
+}
+
+TEST(EntryStore, ADeclarationOutlivesTheDefinitionsPlaceInTheCache) {
+  ldf_file file = ldf_with_every_type();
+  for (unsigned id = 100; id < 300; ++id) file.entries.push_back({.id = id});
+  const loaded_definitions definitions(file);
+  ASSERT_TRUE(entry_t::add_product_specific_attribute_definition(17, "X", TypeUInt4));
+  for (unsigned id = 100; id < 300; ++id) entry_t(id, 0);
+  entry_t entry(17, 0);
+  entry.add_attrib_4u("X", 5);
+  EXPECT_EQ(entry.get_attrib_4u("X"), 5U);
+  EXPECT_FALSE(entry_t::add_product_specific_attribute_definition(17, "X", TypeFloat));
+}
+
+TEST(EntryStore, DeclarationsEndWithTheDefinitions) {
+  const loaded_definitions definitions(ldf_with_every_type());
+  kp_AttributeType type = TypeUnknown;
+  for (const bool by_clearing : {true, false}) {
+    entry_t::add_product_specific_attribute_definition(17, "X", TypeUInt4);
+    EXPECT_EQ(entry_t(17, 0).check_attribute("X", type), 1);
+    if (by_clearing) kp_LOG_LogConfig::ClearDefinitions();
+    definitions.load(ldf_with_every_type());
+    EXPECT_EQ(entry_t(17, 0).check_attribute("X", type), -1);
+  }
+}
+
+TEST(EntryStore, AGlobalDeclarationOutlivesADefinitionFile) {
+  const loaded_definitions definitions(ldf_with_every_type());
+  entry_t::add_product_specific_attribute_definition(0, "X", TypeUInt4);
+  definitions.load(ldf_with_every_type());
+  kp_AttributeType type = TypeUnknown;
+  EXPECT_EQ(entry_t(17, 0).check_attribute("X", type), 1);
+  kp_LOG_LogConfig::ClearDefinitions();
+  definitions.load(ldf_with_every_type());
+  EXPECT_EQ(entry_t(17, 0).check_attribute("X", type), -1);
 }
 
 TEST(EntryStore, DeclaringAnAttributeIsLogged) {
