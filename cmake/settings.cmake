@@ -35,8 +35,10 @@ target_compile_options(
             $<$<BOOL:${KPLOG_WERROR}>:-Werror>
             $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
             $<$<BOOL:${KPLOG_FUZZ}>:-fsanitize=fuzzer-no-link>
-            # g++ 12 raises it inside the standard library's headers when it instruments them.
+            # g++ 12 raises these two inside the standard library's headers, the first when it
+            # instruments them, the second when it optimises operations of std::string.
             $<$<AND:$<CXX_COMPILER_ID:GNU>,$<BOOL:${KPLOG_SANITIZED}>>:-Wno-maybe-uninitialized>
+            $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
             -fstack-protector-strong
             -fstack-clash-protection
             $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>
