@@ -219,7 +219,7 @@ bool icu_text_kept_code_page::choose(const char* code_page) {
     auto mine = std::make_unique<const choice>(choice{name, known});
     const choice* none = nullptr;
     if (!choice_.compare_exchange_strong(none, mine.get(), std::memory_order_acq_rel)) return true;
-    mine.release();  // kept to the end of the process
+    static_cast<void>(mine.release());  // kept to the end of the process
     return known;
   });
 }

@@ -80,7 +80,7 @@ static void render_bytes(const _kp_LOG_log_entry_imp& entry, bool use_default, u
   if (buffer == nullptr || size <= 0) return;
   const size_t room = static_cast<size_t>(size);
   const size_t copied = std::min(message.size(), room - 1);
-  std::memcpy(buffer, message.data(), copied);
+  std::copy_n(message.data(), copied, buffer);
   std::memset(buffer + copied, 0, room - copied);
 }
 

@@ -189,7 +189,7 @@ void logmsg_bytes_writer::put_floating(const char* before, double value, const c
 void logmsg_bytes_writer::append_fixed(double value) {
   char text[number_room];
   if (!std::isfinite(value) || std::fegetround() != FE_TONEAREST) {
-    std::snprintf(text, sizeof text, "%f", value);
+    static_cast<void>(std::snprintf(text, sizeof text, "%f", value));  // number_room holds any
     message_ += text;
     return;
   }
