@@ -47,7 +47,9 @@ target_compile_options(
 target_compile_definitions(kplog_settings INTERFACE $<$<BOOL:${KPLOG_FAULTS}>:KP_FAULTS>
                                                     $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 
-# kplog_shared_library(NAME OBJECTS): the shared library made of an OBJECT library, SONAME 1.
+# kplog_shared_library(NAME OBJECTS): the shared library made of an OBJECT library, SONAME 1. It stays
+# loaded once it is: ICU beneath it and objects of each thread live on, and would leak with every
+# unloading.
 function(kplog_shared_library name objects)
   add_library(${name} SHARED $<TARGET_OBJECTS:${objects}>)
   add_library(kplog::${name} ALIAS ${name})
@@ -56,7 +58,7 @@ function(kplog_shared_library name objects)
                        INSTALL_RPATH "\$ORIGIN")
   target_link_libraries(${name} PUBLIC Threads::Threads)
   target_link_options(${name} PRIVATE $<$<NOT:$<BOOL:${KPLOG_SANITIZED}>>:-Wl,-z,defs>
-                      -Wl,-z,relro,-z,now,-z,noexecstack
+                      -Wl,-z,relro,-z,now,-z,noexecstack,-z,nodelete
                       $<$<CONFIG:Release,RelWithDebInfo>:-Wl,-Bsymbolic-functions>)
   target_include_directories(
     ${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>

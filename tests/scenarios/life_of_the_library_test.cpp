@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "kp_LOG.h"
 #include "logging/logentry_i.h"
@@ -126,15 +127,15 @@ TEST(LifeOfTheLibrary, AProcessMayEndWithEntriesThatAreNeverDestroyed) {
 
 // --- Loading and unloading ----------------------------------------------------------------------
 
-// Loads the plugin, and with it the shared library; logs through it; unloads both. Returns the
-// message.
+// Loads the plugin, and with it the shared library; logs through it in a thread that ends before
+// both are closed. Returns the message.
 static std::string log_through_plugin(const std::string& definition_file) {
   void* const plugin = dlopen(KPLOG_LIFE_PLUGIN, RTLD_NOW | RTLD_LOCAL);
   if (plugin == nullptr) return dlerror();
   const auto log =
       reinterpret_cast<void (*)(const char*, char*, unsigned)>(dlsym(plugin, "plugin_log"));
   char message[64] = "";
-  log(definition_file.c_str(), message, sizeof message);
+  std::thread(log, definition_file.c_str(), message, sizeof message).join();
   return dlclose(plugin) == 0 ? message : dlerror();
 }
 
@@ -150,6 +151,13 @@ TEST(LifeOfTheLibrary, APluginThatLogsIsLoadedAndUnloadedHundredsOfTimes) {
   for (unsigned i = 0; i < 300; ++i) ASSERT_EQ(log_through_plugin(path), "hello plugin");
   EXPECT_LE(descriptors(), descriptors_before + 1);
   EXPECT_LT(mallinfo2().uordblks, heap_before + 300 * 32);
+}
+
+TEST(LifeOfTheLibrary, OnceLoadedItStaysLoaded) {
+  const temp_folder folder;
+  const std::string path = folder.write("std.ldf", greeting_definitions().bytes());
+  ASSERT_EQ(log_through_plugin(path), "hello plugin");
+  EXPECT_NE(dlopen("libkplog.so.1", RTLD_NOW | RTLD_NOLOAD), nullptr);
 }
 
 // --- A child process ----------------------------------------------------------------------------
