@@ -134,6 +134,24 @@ TEST_F(DefinitionThreads, ReadersSeeADeclarationWholeOrNotAtAll) {
   EXPECT_EQ(entry->get_n_attributes(), 201);
 }
 
+TEST_F(DefinitionThreads, EachNameIsDeclaredOnceWhileOthersReplaceTheDefinition) {
+  std::atomic<unsigned> declared{0};
+  std::atomic<unsigned> wrong{0};
+  in_threads(4, [&](unsigned thread) {
+    for (unsigned i = 0; i < 100; ++i) {
+      bool found = false;
+      if (thread < 2)
+        declared += table_.declare_attribute(1, ("NEW_" + std::to_string(i)).c_str(), 9, found);
+      for (unsigned id = 0; id < n_ids; ++id)
+        if (!is_whole(table_.acquire_entry((id + 40 * thread) % n_ids), (id + 40 * thread) % n_ids))
+          ++wrong;
+    }
+  });
+  EXPECT_EQ(declared, 100U);
+  EXPECT_EQ(wrong, 0U);
+  EXPECT_EQ(table_.acquire_entry(1)->get_n_attributes(), 101);
+}
+
 TEST_F(DefinitionThreads, AnAuxFileIsMergedWhileOthersLookUp) {
   const std::string path = folder_.write("aux.ldf", bytes_of(0, n_ids, "_AUX"));
   std::atomic<bool> done{false};
