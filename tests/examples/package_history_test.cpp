@@ -1,76 +1,33 @@
 // The example package_history, run as a program of its own.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
 #include <string>
 
-#include "tests/support/temp_folder.h"
+#include "tests/examples/history_run.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-struct history_outcome {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-// The program in a folder of its own, in the time zone UTC.
-class history_run {
- public:
-  std::string write(std::string_view name, std::string_view content) const {
-    return folder_.write(name, content);
-  }
-  // Standard output goes to the file `out` of that folder, or to an absolute path.
-  history_outcome operator()(const std::string& arguments, const std::string& out = "out") const {
-    const std::string command = "cd '" + folder_.path() +
-                                "' && TZ=UTC '" PACKAGE_HISTORY_PROGRAM "' " + arguments + " >" +
-                                out + " 2>err </dev/null";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read_whole_file(folder_.file("out")),
-            read_whole_file(folder_.file("err"))};
-  }
-  history_outcome tell(std::string_view content, const std::string& options = "") const {
-    write("log", content);
-    return (*this)(options + " log");
-  }
-
- private:
-  temp_folder folder_;
-};
-
-// Some versions of ICU write a narrow no-break space before AM and PM, others a blank.
-static std::string with_plain_blanks(std::string text) {
-  const std::string narrow = "\u202F";
-  for (size_t at = text.find(narrow); at != std::string::npos; at = text.find(narrow, at))
-    text.replace(at, narrow.size(), " ");
-  return text;
-}
-
-static std::string sample() {
-  return read_whole_file(PACKAGE_HISTORY_SOURCES "/sample_dpkg.log");
-}
-
-// What follows the messages in German, where the program's own words are the same in every
-// language.
-static std::string table_of(const history_outcome& outcome) {
-  const size_t at = outcome.out.find("Events by kind:");
-  return at == std::string::npos ? "(no table)" : outcome.out.substr(at);
-}
-
+// What the program says about the lines, behind the table of events.
 static std::string closing_lines_of(const history_outcome& outcome) {
-  const std::string table = table_of(outcome);
-  const size_t at = table.find("\n\n");
-  return at == std::string::npos ? "(none)" : table.substr(at + 2);
+  const size_t table = outcome.out.find("Events by kind:");
+  const size_t begin = outcome.out.find("\n\n", table);
+  const size_t end = outcome.out.find("\n\nLogged in ", table);
+  if (begin >= end || end == std::string::npos) return "(none)";
+  return outcome.out.substr(begin + 2, end - begin - 1);
+}
+
+// What the program says before it comes to the logs, whose folder has another name in each run.
+static std::string told_by(const history_outcome& outcome) {
+  return outcome.out.substr(0, outcome.out.find("\n\nLogged in "));
 }
 
 constexpr char unpacked[] = "2026-03-02 09:15:05 status unpacked tea-timer:amd64 1.4-2";
 
 TEST(PackageHistory, TheSampleIsToldInThreeLanguagesWithATable) {
-  const history_outcome outcome = history_run().tell(sample(), "--all");
+  const history_outcome outcome = history_run().tell(history_sample(), "--all --output logs");
   EXPECT_EQ(outcome.err, "");
   EXPECT_EQ(with_plain_blanks(outcome.out), read_whole_file(PACKAGE_HISTORY_GOLDEN));
   EXPECT_EQ(outcome.status, 0);
@@ -78,10 +35,10 @@ TEST(PackageHistory, TheSampleIsToldInThreeLanguagesWithATable) {
 
 TEST(PackageHistory, TwelveMessagesOfEachLanguageArePrintedUnlessAskedOtherwise) {
   const history_run run;
-  EXPECT_THAT(run.tell(sample()).out, HasSubstr("English (en_US), 12 of 22 messages:\n"));
-  EXPECT_THAT(run.tell(sample(), "--last 3").out,
+  EXPECT_THAT(run.tell(history_sample()).out, HasSubstr("English (en_US), 12 of 22 messages:\n"));
+  EXPECT_THAT(run.tell(history_sample(), "--last 3").out,
               HasSubstr("Deutsch (de_DE), 3 of 22 messages:\n"));
-  EXPECT_THAT(run.tell(sample(), "--last 0").out,
+  EXPECT_THAT(run.tell(history_sample(), "--last 0").out,
               HasSubstr("日本語 (ja_JP), 0 of 22 messages:\n\n"));
 }
 
@@ -134,9 +91,9 @@ TEST(PackageHistory, EveryLineThatIsNotUnderstoodIsNamedWithItsReason) {
 
 TEST(PackageHistory, LinesMayEndAsOnOtherSystemsAndTheLastOneNotAtAll) {
   const history_run run;
-  const std::string with_feeds = run.tell(std::string(unpacked) + "\n" + unpacked + "\n").out;
-  EXPECT_EQ(run.tell(std::string(unpacked) + "\r\n" + unpacked).out, with_feeds);
-  EXPECT_THAT(with_feeds, EndsWith("2 lines, 2 understood, 0 not understood.\n"));
+  const std::string with_feeds = told_by(run.tell(std::string(unpacked) + "\n" + unpacked + "\n"));
+  EXPECT_EQ(told_by(run.tell(std::string(unpacked) + "\r\n" + unpacked)), with_feeds);
+  EXPECT_THAT(with_feeds, EndsWith("2 lines, 2 understood, 0 not understood."));
 }
 
 TEST(PackageHistory, BinaryGarbageIsNamedAndNeverReachesTheTerminal) {
@@ -193,7 +150,7 @@ TEST(PackageHistory, AFileThatCannotBeReadIsAnError) {
 
 TEST(PackageHistory, OutputThatCannotBeWrittenIsAnError) {
   const history_run run;
-  run.write("log", sample());
+  run.write("log", history_sample());
   const history_outcome outcome = run("--all log", "/dev/full");
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.err, "package_history: cannot write the output\n");
@@ -201,11 +158,20 @@ TEST(PackageHistory, OutputThatCannotBeWrittenIsAnError) {
 
 TEST(PackageHistory, AWrongCommandLineIsExplained) {
   const history_run run;
-  for (const auto& [arguments, why] : {std::pair{"--last", "--last needs a number"},
-                                       {"--last -1", "--last needs a number, not '-1'"},
-                                       {"--last 3x log", "--last needs a number, not '3x'"},
-                                       {"--first 3", "unknown option '--first'"},
-                                       {"one two", "more than one file"}}) {
+  for (const auto& [arguments, why] :
+       {std::pair{"--last", "--last needs a number"},
+        {"--last -1", "--last needs a number, not '-1'"},
+        {"--last 3x log", "--last needs a number, not '3x'"},
+        {"--last 99999999999999999999", "--last needs a number, not '99999999999999999999'"},
+        {"--min-level 10", "--min-level needs a level from 0 to 9, not '10'"},
+        {"--max-level high", "--max-level needs a level from 0 to 9, not 'high'"},
+        {"--max-size 0", "--max-size needs a number of bytes from 1 on, not '0'"},
+        {"--log-locale fr_FR", "--log-locale needs en_US, de_DE or ja_JP, not 'fr_FR'"},
+        {"--config", "--config needs a file"},
+        {"--section ''", "--section needs a name, not ''"},
+        {"--output", "--output needs a folder"},
+        {"--first 3", "unknown option '--first'"},
+        {"one two", "more than one file"}}) {
     const history_outcome outcome = run(arguments);
     EXPECT_EQ(outcome.status, 2) << arguments;
     EXPECT_THAT(outcome.err,
