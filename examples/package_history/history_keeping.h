@@ -2,6 +2,10 @@
 #ifndef PACKAGE_HISTORY_KEEPING_H
 #define PACKAGE_HISTORY_KEEPING_H
 
+#include <cstdint>
+#include <map>
+#include <string>
+
 #include "history.h"
 #include "history_counter.h"
 #include "history_text_logs.h"

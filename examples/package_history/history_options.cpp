@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <iterator>
 #include <limits>
 #include <string>
@@ -41,7 +40,8 @@ static bool read_number(std::string_view text, Number least, Number most, Number
 }
 
 static bool set_help(const char*, history_options& options) {
-  return options.help = true;
+  options.help = true;
+  return true;
 }
 
 static bool set_all(const char*, history_options& options) {

@@ -18,7 +18,7 @@ struct history_options {
   unsigned min_level = 0;
   unsigned max_level = 9;
   const char* output = nullptr;  // the folder of logs and counts; null: a temporary one
-  uintmax_t max_size = 1024 * 1024;
+  uintmax_t max_size = 1048576;  // of a text log, in bytes
   const history_language* log_language = &history_languages[0];
 };
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <iomanip>
 #include <numeric>
+#include <set>
+#include <string_view>
+#include <vector>
 
 #include "history_entry.h"
 
