@@ -315,6 +315,17 @@ TEST(DisabledMessages, ASetVariableOfAnyValueDisablesRendering) {
   EXPECT_STREQ(entry->get_readable_message(false, 0), "");
 }
 
+TEST(DisabledMessages, OfAHandleAreEmptyAndOfItsEntryTheFixedText) {
+  const environment_value off("_KP_DISABLE_READABLE_MSG", "1");
+  const loaded_definitions definitions(ldf_with_every_type("text"));
+  const kp_LOG_LogEntry entry(17, 0);
+  char buffer[8] = "before";
+  EXPECT_STREQ(entry._get_imp().get_readable_message(buffer, 7, true, 0), disabled);
+  EXPECT_STREQ(buffer, "before");
+  EXPECT_STREQ(entry.GetReadableMessage(true, 0), "");
+  EXPECT_STREQ(static_cast<const char*>(entry), "");
+}
+
 TEST(DisabledMessages, TheVariableIsReadOnce) {
   message_entry entry;
   show(entry, "abc");
