@@ -1,37 +1,22 @@
 #include "tools/command_compile.h"
 
 #include <cerrno>
-#include <deque>
 #include <memory>
 #include <ostream>
 
 #include "tools/atomic_file.h"
 #include "tools/command_options.h"
-#include "tools/definition_check.h"
-#include "tools/definition_source.h"
+#include "tools/definition_input.h"
+#include "tools/definition_standard.h"
 #include "tools/definition_writer.h"
 #include "tools/terminal_text.h"
 
 struct compile_options {
   std::vector<std::string> sources;  // "-": standard input
   std::string output;                // "-": standard output
+  std::string standard;              // the STD set of an AUX set; empty: none
   report_options report;
 };
-
-static bool read_sources(const compile_options& options, std::deque<source_text>& sources,
-                         std::ostream& log) {
-  bool good = true;
-  for (const std::string& path : options.sources) {
-    std::string bytes;
-    if (read_source_bytes(path, bytes)) {
-      sources.emplace_back(path == "-" ? "<stdin>" : path, std::move(bytes));
-      continue;
-    }
-    read_error(log, path, errno);
-    good = false;
-  }
-  return good;
-}
 
 static command_outcome report(const compile_options& options, const definition_set& set,
                               const diagnostic_list& found, std::ostream& log) {
@@ -54,15 +39,16 @@ static command_outcome write_output(const compile_options& options, const defini
 
 // Everything is checked before anything is written.
 static command_outcome compile(const compile_options& options, std::ostream& log) {
-  if (reads_standard_input_twice(options.sources))
-    return usage_error(log, "standard input can be read once");
-  std::deque<source_text> sources;
-  if (!read_sources(options, sources, log)) return command_outcome::file_error;
-  definition_set set;
   diagnostic_list found;
-  for (const source_text& source : sources) read_definition_source(source, set, found);
-  complete_definition_set(set, found);
-  return found.empty() ? write_output(options, set, log) : report(options, set, found, log);
+  standard_input standard;
+  definition_input input;
+  command_outcome outcome = standard.read(options.standard, options.report, log);
+  if (outcome == command_outcome::good)
+    outcome = read_definition_input(options.sources, input, found, log, standard.definitions());
+  if (outcome != command_outcome::good) return outcome;
+  if (input.file != nullptr) return usage_error(log, "this file is compiled already");
+  return found.empty() ? write_output(options, input.set(), log)
+                       : report(options, input.set(), found, log);
 }
 
 static command_action describe_compile(CLI::App& command) {
@@ -73,6 +59,7 @@ static command_action describe_compile(CLI::App& command) {
   command.add_option("-o,--output", options->output, "The file to write; - is standard output")
       ->required()
       ->type_name("FILE");
+  add_standard_option(command, options->standard);
   add_report_options(command, options->report);
   return [options](std::ostream&, std::ostream& log) { return compile(*options, log); };
 }
@@ -81,6 +68,8 @@ constexpr kplog_command_row compile_command = {
     "compile", "Compile definition sources to a file",
     "  kplog compile events.yaml -o events.ldf\n"
     "  kplog compile base.yaml network.yaml -o all.ldf     several sources, one set\n"
+    "  kplog compile product.yaml --std standard.ldf -o product.ldf   an AUX set, checked beside "
+    "its STD set\n"
     "  generate | kplog compile - -o - > events.ldf        standard input and output\n"
     "  kplog compile --format json events.yaml -o e.ldf    diagnostics for programs\n",
     describe_compile};

@@ -6,7 +6,7 @@
 #include <unordered_map>
 
 #include "logging/def_read.h"
-#include "logging/logentry_i.h"
+#include "tools/known_attributes.h"
 #include "tools/nearest_name.h"
 
 // Types that select a message, with the largest value of each. The library reads the selector as
@@ -26,22 +26,18 @@ static std::string named(std::string_view text) {
   return "\"" + std::string(text) + "\"";
 }
 
-static const attribute_model* find_attribute(const std::vector<attribute_model>& attributes,
-                                             std::string_view name) {
-  const auto found = std::find_if(attributes.begin(), attributes.end(),
-                                  [&](const auto& a) { return a.name.value == name; });
-  return found == attributes.end() ? nullptr : &*found;
-}
-
 class definition_set_checker {
  public:
-  definition_set_checker(definition_set& set, diagnostic_list& found) : set_(set), found_(found) {}
+  definition_set_checker(definition_set& set, diagnostic_list& found,
+                         const std_definitions* standard)
+      : set_(set), found_(found), std_(standard), known_(set, standard) {}
 
   void run() {
     set_.flags.emplace("DEBUG", placed<uint32_t>{definition_debug_flag, {}});
     check_count(set_.globals, "global attributes");
     check_log_version();
     for (event_model& event : set_.events) check_event(event);
+    if (std_ != nullptr) check_against_std(set_, *std_, found_);
   }
 
  private:
@@ -79,10 +75,17 @@ class definition_set_checker {
     if (!is_new)
       found_.add(diagnostic_rule::duplicate_id, event.id.place, "the ID " + id + " is taken",
                  first->second, "it is given here first");
-    for (const id_range& retired : set_.retired)
-      if (retired.holds(event.id.value))
-        return found_.add(diagnostic_rule::retired_id, event.id.place,
-                          "the ID " + id + " is retired", retired.place, "it is retired here");
+    check_retired(event.id, set_.retired);
+    if (std_ != nullptr) check_retired(event.id, std_->set().retired);
+  }
+
+  void check_retired(const placed<uint32_t>& id, const std::vector<id_range>& all) {
+    const auto retired =
+        std::find_if(all.begin(), all.end(), [&](const auto& r) { return r.holds(id.value); });
+    if (retired != all.end())
+      found_.add(diagnostic_rule::retired_id, id.place,
+                 "the ID " + std::to_string(id.value) + " is retired", retired->place,
+                 "it is retired here");
   }
 
   void check_count(const std::vector<attribute_model>& attributes, const char* what) {
@@ -99,41 +102,69 @@ class definition_set_checker {
 
   void complete_flags(event_model& event) {
     for (const placed<std::string>& name : event.flag_names) {
-      const auto flag = set_.flags.find(name.value);
-      if (flag != set_.flags.end()) {
-        event.flags |= flag->second.value;
-        continue;
-      }
-      std::vector<std::string_view> names;
-      for (const auto& [known, bits] : set_.flags) names.push_back(known);
-      found_.add(diagnostic_rule::unknown_flag, name.place,
-                 "no flag " + named(name.value) + nearest_name_hint(name.value, names));
+      const placed<uint32_t>* const flag = find_flag(name.value);
+      if (flag != nullptr)
+        event.flags |= flag->value;
+      else
+        found_.add(diagnostic_rule::unknown_flag, name.place,
+                   "no flag " + named(name.value) + nearest_name_hint(name.value, flag_names()));
     }
+  }
+
+  const placed<uint32_t>* find_flag(std::string_view name) const {
+    const auto flag = set_.flags.find(name);
+    if (flag != set_.flags.end()) return &flag->second;
+    if (std_ == nullptr) return nullptr;
+    const auto std_flag = std_->set().flags.find(name);
+    return std_flag == std_->set().flags.end() ? nullptr : &std_flag->second;
+  }
+
+  std::vector<std::string_view> flag_names() const {
+    std::vector<std::string_view> names;
+    for (const auto& [name, bits] : set_.flags) names.push_back(name);
+    if (std_ != nullptr)
+      for (const auto& [name, bits] : std_->set().flags) names.push_back(name);
+    return names;
   }
 
   // --- the selector
 
+  void refuse_selector(const event_model& event) {
+    std::vector<std::string_view> names;
+    for (const attribute_model& own : event.attributes) names.push_back(own.name.value);
+    found_.add(diagnostic_rule::selector_attribute, event.selector.place,
+               "the event itself has no attribute " + named(event.selector.value) +
+                   nearest_name_hint(event.selector.value, names));
+  }
+
   void check_selector(const event_model& event) {
-    if (!event.selector.is_given()) return;
-    const attribute_model* attribute = find_attribute(event.attributes, event.selector.value);
-    if (attribute == nullptr) {
-      std::vector<std::string_view> names;
-      for (const attribute_model& own : event.attributes) names.push_back(own.name.value);
-      return found_.add(diagnostic_rule::selector_attribute, event.selector.place,
-                        "the event itself has no attribute " + named(event.selector.value) +
-                            nearest_name_hint(event.selector.value, names));
-    }
-    const auto* row = selector_type(attribute->type);
-    if (attribute->type == TypeUnknown) return;
+    const attribute_model* const attribute = known_.selector(event);
+    if (attribute != nullptr)
+      check_selector_type(event, *attribute);
+    else if (event.selector.is_given())
+      refuse_selector(event);
+  }
+
+  void check_selector_type(const event_model& event, const attribute_model& attribute) {
+    const auto* row = selector_type(attribute.type);
+    if (attribute.type == TypeUnknown) return;
     if (row == nullptr)
-      return found_.add(diagnostic_rule::selector_attribute, event.selector.place,
+      return found_.add(diagnostic_rule::selector_attribute,
+                        event.selector.is_given() ? event.selector.place : event.id.place,
                         "an attribute of type UInt1, UInt2 or UInt4 selects a message",
-                        attribute->name.place, "its type is given here");
+                        attribute.name.place, "its type is given here");
     for (const message_model& message : event.messages)
       if (message.value.value > row->largest)
         found_.add(diagnostic_rule::selector_value, message.value.place,
-                   named(event.selector.value) + " never holds a value above " +
+                   named(attribute.name.value) + " never holds a value above " +
                        std::to_string(row->largest));
+  }
+
+  void refuse_selector_type(const event_model& event, const attribute_model& attribute) {
+    if (event.selector.is_given())
+      found_.add(diagnostic_rule::selector_attribute, event.selector.place,
+                 "an attribute of type UInt1, UInt2 or UInt4 selects a message",
+                 attribute.name.place, "its type is given here");
   }
 
   static const selector_type_row* selector_type(kp_AttributeType type) {
@@ -180,8 +211,8 @@ class definition_set_checker {
   std::string make_template(const event_model& event, const placed<std::string>& text) {
     std::vector<template_problem> problems;
     const template_attributes attributes{
-        [&](std::string_view name) { return type_of(event, name); },
-        [&] { return names_known_to(event); }};
+        [&](std::string_view name) { return known_.type_of(event, name); },
+        [&] { return known_.names(event); }};
     std::string result = template_from_text(text.value, event.renderer, attributes, problems);
     for (template_problem& problem : problems)
       found_.add(problem.rule, place_in_scalar(text.place, text.value, problem.offset),
@@ -189,29 +220,15 @@ class definition_set_checker {
     return result;
   }
 
-  // As the library looks names up: built-in fields first, then the event's own, then the global
-  // ones.
-  kp_AttributeType type_of(const event_model& event, std::string_view name) const {
-    kp_AttributeType type = TypeUnknown;
-    if (is_default_info_fields(std::string(name).c_str(), type)) return type;
-    const attribute_model* attribute = find_attribute(event.attributes, name);
-    if (attribute == nullptr) attribute = find_attribute(set_.globals, name);
-    return attribute == nullptr ? TypeUnknown : attribute->type;
-  }
-
-  std::vector<std::string_view> names_known_to(const event_model& event) const {
-    std::vector<std::string_view> names = {"TIMESTAMP"};
-    for (const attribute_model& own : event.attributes) names.push_back(own.name.value);
-    for (const attribute_model& global : set_.globals) names.push_back(global.name.value);
-    return names;
-  }
-
   definition_set& set_;
   diagnostic_list& found_;
+  const std_definitions* const std_;  // null: the set stands alone
+  const known_attributes known_;
   std::unordered_map<std::string, source_place> names_;
   std::unordered_map<uint32_t, source_place> ids_;
 };
 
-void complete_definition_set(definition_set& set, diagnostic_list& found) {
-  definition_set_checker(set, found).run();
+void complete_definition_set(definition_set& set, diagnostic_list& found,
+                             const std_definitions* standard) {
+  definition_set_checker(set, found, standard).run();
 }

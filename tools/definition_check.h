@@ -3,10 +3,15 @@
 #define TOOLS_DEFINITION_CHECK_H
 
 #include "tools/definition_model.h"
+#include "tools/definition_std.h"
 #include "tools/diagnostics.h"
 
 // Checks IDs, names, counts, selectors and flags over the set; fills in flags, message IDs and
 // templates. A set without a diagnostic can be written, and the library loads it.
-void complete_definition_set(definition_set& set, diagnostic_list& found);
+//
+// With an STD set the set is an AUX set: the attributes, flags and retired IDs of that set are
+// known to it, and the library loads it beside that set.
+void complete_definition_set(definition_set& set, diagnostic_list& found,
+                             const std_definitions* standard = nullptr);
 
 #endif

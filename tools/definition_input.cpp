@@ -14,15 +14,16 @@ static std::string shown_name(const std::string& path) {
   return path == "-" ? "<stdin>" : path;
 }
 
-static void complete_sources(definition_input& input, diagnostic_list& found) {
+static void complete_sources(definition_input& input, const std_definitions* standard,
+                             diagnostic_list& found) {
   for (const source_text& source : input.sources)
     read_definition_source(source, input.source_set, found);
-  complete_definition_set(input.source_set, found);
+  complete_definition_set(input.source_set, found, standard);
 }
 
 command_outcome read_definition_input(const std::vector<std::string>& paths,
                                       definition_input& input, diagnostic_list& found,
-                                      std::ostream& log) {
+                                      std::ostream& log, const std_definitions* standard) {
   if (reads_standard_input_twice(paths)) return usage_error(log, "standard input can be read once");
   command_outcome outcome = command_outcome::good;
   for (const std::string& path : paths) {
@@ -37,6 +38,7 @@ command_outcome read_definition_input(const std::vector<std::string>& paths,
       input.sources.emplace_back(shown_name(path), std::move(bytes));
     }
   }
-  if (outcome == command_outcome::good && input.file == nullptr) complete_sources(input, found);
+  if (outcome == command_outcome::good && input.file == nullptr)
+    complete_sources(input, standard, found);
   return outcome;
 }

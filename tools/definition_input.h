@@ -11,6 +11,7 @@
 #include "tools/command.h"
 #include "tools/definition_file.h"
 #include "tools/definition_model.h"
+#include "tools/definition_std.h"
 #include "tools/diagnostics.h"
 #include "tools/source_text.h"
 
@@ -25,9 +26,10 @@ struct definition_input {
 
 // Reads one compiled file, known by its first bytes, or one or several sources, checked and
 // completed as one set; "-" is standard input. Faults go to `found`. Otherwise than good, with a
-// text on `log`, when a file cannot be read, or the paths cannot be one set.
+// text on `log`, when a file cannot be read, or the paths cannot be one set. With an STD set,
+// sources are those of an AUX set.
 command_outcome read_definition_input(const std::vector<std::string>& paths,
                                       definition_input& input, diagnostic_list& found,
-                                      std::ostream& log);
+                                      std::ostream& log, const std_definitions* standard = nullptr);
 
 #endif

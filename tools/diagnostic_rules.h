@@ -71,6 +71,13 @@ enum class diagnostic_rule : unsigned {
   file_mapping,
   file_string,
   file_type,
+  file_attribute,
+  file_selector,
+  file_hidden,
+  file_version,
+  file_unused,
+  file_layout,
+  no_source,
 };
 
 enum class rule_severity { off, warning, error };
@@ -88,7 +95,7 @@ struct diagnostic_rule_row {
 };
 
 // In the order of the enumeration.
-constexpr std::array<diagnostic_rule_row, 65> diagnostic_rules = {{
+constexpr auto diagnostic_rules = std::to_array<diagnostic_rule_row>({
     {diagnostic_rule::too_large, "too-large",
      "a source above 16 MiB, or of too many values; a compiled file above 1 GiB"},
     {diagnostic_rule::encoding, "encoding",
@@ -204,7 +211,23 @@ constexpr std::array<diagnostic_rule_row, 65> diagnostic_rules = {{
      rule_severity::warning},
     {diagnostic_rule::file_type, "file-type", "a type code in a compiled file that is none",
      rule_kind::fault, rule_severity::warning},
-}};
+    {diagnostic_rule::file_attribute, "file-attribute",
+     "an attribute that an entry record declares again, and that is not its selector"},
+    {diagnostic_rule::file_selector, "file-selector",
+     "a selector that its entry record does not declare", rule_kind::fault, rule_severity::warning},
+    {diagnostic_rule::file_hidden, "file-hidden",
+     "a global attribute or a selector message that another one of the file hides",
+     rule_kind::fault, rule_severity::warning},
+    {diagnostic_rule::file_version, "file-version",
+     "a log version of 8 bytes, or with bytes behind its NUL", rule_kind::fault,
+     rule_severity::warning},
+    {diagnostic_rule::file_unused, "file-unused", "bytes of a compiled file that belong to nothing",
+     rule_kind::fault, rule_severity::warning},
+    {diagnostic_rule::file_layout, "file-layout",
+     "a compiled file laid out otherwise than kplog compile does", rule_kind::fault,
+     rule_severity::warning},
+    {diagnostic_rule::no_source, "no-source", "what a dump of a compiled file cannot say in YAML"},
+});
 
 constexpr const diagnostic_rule_row& rule_row(diagnostic_rule rule) {
   return diagnostic_rules[static_cast<unsigned>(rule)];

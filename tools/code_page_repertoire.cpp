@@ -1,0 +1,28 @@
+#include "tools/code_page_repertoire.h"
+
+#include <unicode/ucnv.h>
+
+#include "tools/utf8_text.h"
+
+struct code_page_converter_closer {
+  void operator()(UConverter* converter) const { ucnv_close(converter); }
+};
+
+code_page_repertoire::code_page_repertoire(std::string name) : name_(std::move(name)) {
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<UConverter, code_page_converter_closer> converter(
+      ucnv_open(name_.c_str(), &status));
+  if (U_FAILURE(status)) return;
+  std::unique_ptr<USet, set_closer> characters(uset_openEmpty());
+  ucnv_getUnicodeSet(converter.get(), characters.get(), UCNV_ROUNDTRIP_SET, &status);
+  if (U_SUCCESS(status)) characters_ = std::move(characters);
+}
+
+size_t code_page_repertoire::first_missing(std::string_view utf8) const {
+  for (size_t i = 0; i < utf8.size();) {
+    const utf8_character character = utf8_at(utf8, i);
+    if (uset_contains(characters_.get(), static_cast<UChar32>(character.code_point)) == 0) return i;
+    i += character.size;
+  }
+  return std::string_view::npos;
+}

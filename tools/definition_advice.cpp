@@ -1,0 +1,174 @@
+#include "tools/definition_advice.h"
+
+#include <map>
+#include <string>
+
+#include "logging/ldf_load.h"
+#include "tools/advice_event.h"
+#include "tools/advice_sink.h"
+#include "tools/terminal_text.h"
+#include "tools/utf8_text.h"
+
+static std::string in_quotes(std::string_view text) {
+  return "\"" + std::string(text) + "\"";
+}
+
+// Blanks of every kind, and what a terminal does not show.
+static bool is_odd_in_name(uint32_t code_point) {
+  const bool is_blank = code_point == 0x20 || code_point == 0xA0 || code_point == 0x3000 ||
+                        (code_point >= 0x2000 && code_point <= 0x200A);
+  return is_blank || is_unsafe_on_terminal(code_point);
+}
+
+static size_t first_odd_character(std::string_view name) {
+  for (size_t i = 0; i < name.size();) {
+    const utf8_character character = utf8_at(name, i);
+    if (is_odd_in_name(character.code_point)) return i;
+    i += character.size;
+  }
+  return std::string_view::npos;
+}
+
+class definition_adviser {
+ public:
+  definition_adviser(const definition_set& set, const advice_options& options,
+                     diagnostic_list& found)
+      : set_(set), options_(options), sink_(set, found) {}
+
+  size_t run() {
+    declare_standard_types();
+    for (const attribute_model& global : set_.globals) advise_on_attribute(global, nullptr);
+    for (const auto& [name, bits] : set_.flags) advise_on_flag_name(name, bits);
+    for (const event_model& event : set_.events) advise_on_event(event);
+    advise_on_reloading();
+    sink_.add_unused_silences([this](diagnostic_rule rule) { return is_applied(rule); });
+    return sink_.silenced_count();
+  }
+
+ private:
+  bool is_applied(diagnostic_rule rule) const {
+    const bool needs_standard = rule == diagnostic_rule::reused_id ||
+                                rule == diagnostic_rule::std_no_effect ||
+                                rule == diagnostic_rule::std_reload;
+    if (needs_standard) return options_.standard != nullptr;
+    return rule != diagnostic_rule::code_page || !options_.code_pages.empty();
+  }
+
+  const event_model* standard_event(const event_model& event) const {
+    return options_.standard == nullptr ? nullptr : options_.standard->find(event.id.value);
+  }
+
+  void advise_on_event(const event_model& event) {
+    advise_on_name(event.name, &event, nullptr);
+    advise_on_id(event);
+    for (const attribute_model& attribute : event.attributes) {
+      advise_on_attribute(attribute, &event);
+      advise_on_name(attribute.redirection, &event, &attribute);
+    }
+    advise_on_name(event.message.id, &event, nullptr);
+    for (const message_model& message : event.messages) advise_on_name(message.id, &event, nullptr);
+    const event_model* const standard = standard_event(event);
+    add_event_advice({set_, options_, event, standard}, sink_);
+    if (standard != nullptr) advise_on_name_of_id(event, *standard);
+  }
+
+  // --- names
+
+  void advise_on_name(const placed<std::string>& name, const event_model* event,
+                      const attribute_model* attribute) {
+    if (!name.is_given()) return;
+    const size_t odd = first_odd_character(name.value);
+    if (odd != std::string::npos)
+      sink_.add({diagnostic_rule::name_characters, place_in_scalar(name.place, name.value, odd),
+                 "the name " + in_quotes(name.value) + " has a blank or an invisible character"},
+                event, attribute);
+  }
+
+  // A flag is known by the place of its value.
+  void advise_on_flag_name(const std::string& name, const placed<uint32_t>& bits) {
+    if (bits.is_given() && first_odd_character(name) != std::string::npos)
+      sink_.add({diagnostic_rule::name_characters, bits.place,
+                 "the name " + in_quotes(name) + " has a blank or an invisible character"});
+  }
+
+  // --- types
+
+  void declare_standard_types() {
+    if (options_.standard == nullptr) return;
+    const definition_set& standard = options_.standard->set();
+    for (const attribute_model& global : standard.globals)
+      first_of_name_.emplace(global.name.value, &global);
+    for (const event_model& event : standard.events)
+      for (const attribute_model& attribute : event.attributes)
+        first_of_name_.emplace(attribute.name.value, &attribute);
+  }
+
+  void advise_on_attribute(const attribute_model& attribute, const event_model* event) {
+    advise_on_name(attribute.name, event, &attribute);
+    const attribute_model& first =
+        *first_of_name_.emplace(attribute.name.value, &attribute).first->second;
+    if (first.type == attribute.type) return;
+    sink_.add({diagnostic_rule::attribute_types,
+               attribute.name.place,
+               in_quotes(attribute.name.value) + " is a " + short_type_name(attribute.type) +
+                   " here, and elsewhere a " + short_type_name(first.type),
+               {{first.name.place, "it is declared here first"}}},
+              event, &attribute);
+  }
+
+  // --- IDs
+
+  void advise_on_id(const event_model& event) {
+    const id_range* first = nullptr;  // of the event's source
+    for (const id_range& range : set_.id_ranges) {
+      if (range.place.source != event.id.place.source) continue;
+      if (range.holds(event.id.value)) return;
+      if (first == nullptr) first = &range;
+    }
+    if (first != nullptr)
+      sink_.add({diagnostic_rule::id_range,
+                 event.id.place,
+                 "the ID " + std::to_string(event.id.value) +
+                     " lies outside of the ranges of this source",
+                 {{first->place, "the first range is given here"}}},
+                &event);
+  }
+
+  void advise_on_name_of_id(const event_model& event, const event_model& standard) {
+    if (event.name.value != standard.name.value)
+      sink_.add({diagnostic_rule::reused_id,
+                 event.id.place,
+                 "the STD set gives the ID " + std::to_string(event.id.value) + " to " +
+                     in_quotes(standard.name.value) + ", which this event is merged into",
+                 {{standard.name.place, "the STD event is here"}}},
+                &event);
+  }
+
+  // An event is merged while the AUX file is set; one that is loaded again is not.
+  void advise_on_reloading() {
+    if (options_.standard == nullptr) return;
+    const event_model* merged = nullptr;
+    size_t count = options_.standard->set().events.size();
+    for (const event_model& event : set_.events) {
+      const bool is_merged = standard_event(event) != nullptr;
+      if (!is_merged) ++count;
+      if (is_merged && merged == nullptr) merged = &event;
+    }
+    if (merged != nullptr && count > _kp_LOG_log_definition_tbl::cache_size)
+      sink_.add({diagnostic_rule::std_reload, merged->id.place,
+                 "the two sets have " + std::to_string(count) +
+                     " events; beyond 128 the library loads events again, and those of both sets "
+                     "then come without their STD part"},
+                merged);
+  }
+
+  const definition_set& set_;
+  const advice_options& options_;
+  advice_sink sink_;
+  std::map<std::string_view, const attribute_model*> first_of_name_;
+};
+
+size_t add_advice(const definition_set& set, const advice_options& options,
+                  diagnostic_list& found) {
+  return definition_adviser(set, options, found).run();
+}

@@ -1,0 +1,40 @@
+// What the names in an event's messages and selector stand for, as the library looks them up.
+#ifndef TOOLS_KNOWN_ATTRIBUTES_H
+#define TOOLS_KNOWN_ATTRIBUTES_H
+
+#include <string_view>
+#include <vector>
+
+#include "tools/definition_model.h"
+#include "tools/definition_std.h"
+
+class known_attributes {
+ public:
+  // `standard` is the STD set that the set is loaded beside, or null. Both outlive this.
+  known_attributes(const definition_set& set, const std_definitions* standard)
+      : set_(set), standard_(standard) {}
+
+  // The STD event that the event is merged into, or null.
+  const event_model* standard_event(const event_model& event) const {
+    return standard_ == nullptr ? nullptr : standard_->find(event.id.value);
+  }
+
+  // The type of what a message of the event may name: the fields that every entry knows, the
+  // event's own attributes, those of the STD event, the global ones. TypeUnknown for other names.
+  kp_AttributeType type_of(const event_model& event, std::string_view name) const;
+  // All such names but those of the fields of lesser use, for hints.
+  std::vector<std::string_view> names(const event_model& event) const;
+
+  // The attribute that selects the event's messages, or null. An event that adds to an STD event
+  // has the latter's selector.
+  const attribute_model* selector(const event_model& event) const;
+
+ private:
+  // In the order in which the library looks.
+  std::vector<const std::vector<attribute_model>*> lists(const event_model& event) const;
+
+  const definition_set& set_;
+  const std_definitions* standard_;
+};
+
+#endif

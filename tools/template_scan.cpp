@@ -1,0 +1,144 @@
+#include "tools/template_scan.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include "tools/definition_model.h"
+
+// A format character with a meaning, and the types that it shows.
+struct template_format_row {
+  char character;
+  bool (*suits)(kp_AttributeType);
+};
+
+static bool is_any_string(kp_AttributeType type) {
+  return is_string_attribute(type) || is_unicode_string_attribute(type);
+}
+
+static bool is_number(kp_AttributeType type) {
+  return is_integer_attribute(type) || is_float_attribute(type);
+}
+
+static constexpr std::array<template_format_row, 8> template_formats = {{
+    {'s', is_any_string},
+    {'d', is_integer_attribute},
+    {'u', is_integer_attribute},
+    {'f', is_float_attribute},
+    {'C', is_number},
+    {'P', is_number},
+    {'D', is_time_attribute},
+    {'T', is_time_attribute},
+}};
+
+static const template_format_row* format_row(char character) {
+  const auto* row = std::find_if(template_formats.begin(), template_formats.end(),
+                                 [&](const auto& r) { return r.character == character; });
+  return row == template_formats.end() ? nullptr : row;
+}
+
+bool template_piece::shows_value() const {
+  return kind == kinds::placeholder && format_row(format) != nullptr;
+}
+
+// A template is read as both tokenizers of the library read one that is sound.
+class template_scanner {
+ public:
+  explicit template_scanner(std::string_view bytes) : bytes_(bytes) {}
+
+  std::vector<template_piece> scan() {
+    while (at_ < bytes_.size()) scan_piece();
+    return std::move(pieces_);
+  }
+
+ private:
+  void scan_piece() {
+    const size_t percent = std::min(bytes_.find('%', at_), bytes_.size());
+    if (percent != at_) return add(template_piece::kinds::literal, percent - at_);
+    if (at_ + 1 == bytes_.size()) return fault("a percent sign at the end");
+    if (bytes_[at_ + 1] == '%') return add(template_piece::kinds::percent, 2);
+    scan_placeholder();
+  }
+
+  void add(template_piece::kinds kind, size_t size) {
+    pieces_.push_back({kind, at_, bytes_.substr(at_, size)});
+    at_ += size;
+  }
+
+  void fault(const char* why) {
+    pieces_.push_back({template_piece::kinds::fault, at_, why});
+    at_ = bytes_.size();
+  }
+
+  bool is_percent(size_t at) const { return at < bytes_.size() && bytes_[at] == '%'; }
+
+  // Between the format character and the name there may be anything; it has no effect.
+  void scan_placeholder() {
+    const char format = bytes_[at_ + 1];
+    if (static_cast<unsigned char>(format) >= 0x80)
+      return fault("a format character that is not ASCII");
+    const size_t before_name = bytes_.find('%', at_ + 2);
+    if (before_name == std::string_view::npos || before_name + 1 == bytes_.size())
+      return fault("a placeholder without a name");
+    if (is_percent(before_name + 1)) return fault("a placeholder with \"%%\" before its name");
+    const size_t end = bytes_.find('%', before_name + 1);
+    if (end == std::string_view::npos) return fault("a placeholder whose name does not end");
+    if (is_percent(end + 1)) return fault("a placeholder with \"%%\" behind its name");
+    const std::string_view name = bytes_.substr(before_name + 1, end - before_name - 1);
+    pieces_.push_back({template_piece::kinds::placeholder, at_, name, format});
+    at_ = end + 1;
+  }
+
+  std::string_view bytes_;
+  std::vector<template_piece> pieces_;
+  size_t at_ = 0;
+};
+
+std::vector<template_piece> scan_template(std::string_view bytes) {
+  return template_scanner(bytes).scan();
+}
+
+static void check_placeholder(const template_piece& piece, const attribute_type_of& type_of,
+                              std::vector<template_problem>& problems) {
+  const template_format_row* const format = format_row(piece.format);
+  if (format == nullptr) return;
+  const std::string name = "\"" + std::string(piece.text) + "\"";
+  const kp_AttributeType type = type_of(piece.text);
+  if (type == TypeUnknown)
+    problems.push_back(
+        {diagnostic_rule::template_attribute, piece.offset, "no attribute " + name + " here"});
+  else if (!format->suits(type))
+    problems.push_back({diagnostic_rule::template_attribute, piece.offset,
+                        std::string("the format %") + piece.format + " does not suit " + name +
+                            ", a " + short_type_name(type)});
+}
+
+void check_template(const std::vector<template_piece>& pieces, const attribute_type_of& type_of,
+                    std::vector<template_problem>& problems) {
+  for (const template_piece& piece : pieces) {
+    if (piece.kind == template_piece::kinds::fault)
+      problems.push_back({diagnostic_rule::template_syntax, piece.offset,
+                          "the template has " + std::string(piece.text)});
+    if (piece.kind == template_piece::kinds::placeholder)
+      check_placeholder(piece, type_of, problems);
+  }
+}
+
+// The blank that keeps "%%" apart from a placeholder is meant to be dropped.
+static bool is_lost(const template_piece& piece, const template_piece* next,
+                    message_renderer renderer) {
+  if (piece.kind != template_piece::kinds::literal) return false;
+  if (next == nullptr) return renderer != message_renderer::bytes;
+  return next->kind == template_piece::kinds::percent && piece.text != " ";
+}
+
+void find_lost_text(const std::vector<template_piece>& pieces, message_renderer renderer,
+                    std::vector<template_problem>& problems) {
+  for (size_t i = 0; i < pieces.size(); ++i) {
+    const template_piece* const next = i + 1 < pieces.size() ? &pieces[i + 1] : nullptr;
+    if (is_lost(pieces[i], next, renderer))
+      problems.push_back({diagnostic_rule::template_lost_text, pieces[i].offset,
+                          next == nullptr ? "ICU's renderer drops the text from here on"
+                                          : "the renderers drop this text before \"%%\""});
+  }
+}

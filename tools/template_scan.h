@@ -1,0 +1,42 @@
+// Templates as they stand in definition files, cut into what the renderers see in them.
+#ifndef TOOLS_TEMPLATE_SCAN_H
+#define TOOLS_TEMPLATE_SCAN_H
+
+#include <cstddef>
+#include <functional>
+#include <string_view>
+#include <vector>
+
+#include "kp_LOG_AttributeType.h"
+#include "tools/template_text.h"
+
+struct template_piece {
+  enum class kinds {
+    literal,      // text
+    percent,      // "%%"
+    placeholder,  // a format character and a name
+    fault  // what is no complete placeholder; the last piece, as nothing is certain behind it
+  };
+  kinds kind = kinds::literal;
+  size_t offset = 0;           // in the template
+  std::string_view text = {};  // of a literal; the name of a placeholder; why a fault is one
+  char format = '\0';          // of a placeholder
+
+  // Whether it is a placeholder that shows a value: other format characters show nothing.
+  bool shows_value() const;
+};
+
+std::vector<template_piece> scan_template(std::string_view bytes);
+
+using attribute_type_of = std::function<kp_AttributeType(std::string_view name)>;
+
+// Adds what every renderer refuses: incomplete placeholders, names that `type_of` does not know,
+// and attributes that the format character does not suit.
+void check_template(const std::vector<template_piece>& pieces, const attribute_type_of& type_of,
+                    std::vector<template_problem>& problems);
+
+// Adds the texts that the renderer drops: those directly before "%%" and, for ICU, one at the end.
+void find_lost_text(const std::vector<template_piece>& pieces, message_renderer renderer,
+                    std::vector<template_problem>& problems);
+
+#endif
