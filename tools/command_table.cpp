@@ -6,10 +6,12 @@
 #include <string>
 
 #include "tools/command_compile.h"
+#include "tools/command_header.h"
 #include "tools/command_options.h"
 
 static constexpr std::array command_rows = {
     &compile_command,
+    &header_command,
 };
 
 static constexpr const char* exit_status_help =

@@ -1,0 +1,220 @@
+#include "tools/cpp_text.h"
+
+#include <unicode/uchar.h>
+
+#include <algorithm>
+#include <array>
+
+#include "tools/terminal_text.h"
+#include "tools/utf8_text.h"
+
+// Sorted. Keywords of C++20, and macros of the C library and of common builds.
+static constexpr auto taken_names = std::to_array<std::string_view>({"BUFSIZ",
+                                                                     "DEBUG",
+                                                                     "EDOM",
+                                                                     "EOF",
+                                                                     "ERANGE",
+                                                                     "FALSE",
+                                                                     "FILENAME_MAX",
+                                                                     "HUGE_VAL",
+                                                                     "INFINITY",
+                                                                     "NAN",
+                                                                     "NDEBUG",
+                                                                     "NULL",
+                                                                     "RAND_MAX",
+                                                                     "SIGABRT",
+                                                                     "SIGINT",
+                                                                     "SIGTERM",
+                                                                     "TRUE",
+                                                                     "alignas",
+                                                                     "alignof",
+                                                                     "and",
+                                                                     "and_eq",
+                                                                     "asm",
+                                                                     "assert",
+                                                                     "auto",
+                                                                     "bitand",
+                                                                     "bitor",
+                                                                     "bool",
+                                                                     "break",
+                                                                     "case",
+                                                                     "catch",
+                                                                     "char",
+                                                                     "char16_t",
+                                                                     "char32_t",
+                                                                     "char8_t",
+                                                                     "class",
+                                                                     "co_await",
+                                                                     "co_return",
+                                                                     "co_yield",
+                                                                     "compl",
+                                                                     "concept",
+                                                                     "const",
+                                                                     "const_cast",
+                                                                     "consteval",
+                                                                     "constexpr",
+                                                                     "constinit",
+                                                                     "continue",
+                                                                     "decltype",
+                                                                     "default",
+                                                                     "delete",
+                                                                     "do",
+                                                                     "double",
+                                                                     "dynamic_cast",
+                                                                     "else",
+                                                                     "enum",
+                                                                     "errno",
+                                                                     "explicit",
+                                                                     "export",
+                                                                     "extern",
+                                                                     "false",
+                                                                     "float",
+                                                                     "for",
+                                                                     "friend",
+                                                                     "goto",
+                                                                     "if",
+                                                                     "inline",
+                                                                     "int",
+                                                                     "linux",
+                                                                     "long",
+                                                                     "mutable",
+                                                                     "namespace",
+                                                                     "new",
+                                                                     "noexcept",
+                                                                     "not",
+                                                                     "not_eq",
+                                                                     "nullptr",
+                                                                     "operator",
+                                                                     "or",
+                                                                     "or_eq",
+                                                                     "private",
+                                                                     "protected",
+                                                                     "public",
+                                                                     "register",
+                                                                     "reinterpret_cast",
+                                                                     "requires",
+                                                                     "return",
+                                                                     "short",
+                                                                     "signed",
+                                                                     "sizeof",
+                                                                     "static",
+                                                                     "static_assert",
+                                                                     "static_cast",
+                                                                     "stderr",
+                                                                     "stdin",
+                                                                     "stdout",
+                                                                     "struct",
+                                                                     "switch",
+                                                                     "template",
+                                                                     "this",
+                                                                     "thread_local",
+                                                                     "throw",
+                                                                     "true",
+                                                                     "try",
+                                                                     "typedef",
+                                                                     "typeid",
+                                                                     "typename",
+                                                                     "union",
+                                                                     "unix",
+                                                                     "unsigned",
+                                                                     "using",
+                                                                     "virtual",
+                                                                     "void",
+                                                                     "volatile",
+                                                                     "wchar_t",
+                                                                     "while",
+                                                                     "xor",
+                                                                     "xor_eq"});
+
+static bool is_identifier_character(const utf8_character& character) {
+  return character.valid &&
+         u_hasBinaryProperty(static_cast<UChar32>(character.code_point), UCHAR_XID_CONTINUE) != 0;
+}
+
+// With every other character as "_", and never two of these in a row.
+static std::string identifier_characters(std::string_view name) {
+  std::string identifier;
+  for (size_t i = 0; i < name.size();) {
+    const utf8_character character = utf8_at(name, i);
+    const std::string_view bytes = name.substr(i, character.size);
+    if (is_identifier_character(character) && bytes != "_")
+      identifier += bytes;
+    else if (!identifier.ends_with('_'))
+      identifier += '_';
+    i += character.size;
+  }
+  return identifier;
+}
+
+static bool can_begin_identifier(std::string_view identifier) {
+  return u_hasBinaryProperty(static_cast<UChar32>(utf8_at(identifier, 0).code_point),
+                             UCHAR_XID_START) != 0;
+}
+
+std::string cpp_identifier(std::string_view name) {
+  std::string identifier = identifier_characters(name);
+  if (identifier.starts_with('_')) identifier.erase(0, 1);
+  if (identifier.empty() || !can_begin_identifier(identifier)) identifier.insert(0, "n");
+  if (std::binary_search(taken_names.begin(), taken_names.end(), identifier)) identifier += '_';
+  return identifier;
+}
+
+const std::string& cpp_identifiers::of(std::string_view name) {
+  const auto known = by_name_.find(name);
+  if (known != by_name_.end()) return known->second;
+  const std::string wanted = cpp_identifier(prefix_ + std::string(name));
+  std::string identifier = wanted;
+  for (int number = 2; !taken_.insert(identifier).second; ++number)
+    identifier = wanted + (wanted.ends_with('_') ? "" : "_") + std::to_string(number);
+  return by_name_.emplace(name, identifier).first->second;
+}
+
+// Octal escapes end after three digits, whatever follows.
+static std::string octal_escape(unsigned char byte) {
+  std::string escape = "\\";
+  for (int shift = 6; shift >= 0; shift -= 3)
+    escape += static_cast<char>('0' + (byte >> shift) % 8);
+  return escape;
+}
+
+std::string cpp_literal(std::string_view text) {
+  std::string literal = "\"";
+  for (size_t i = 0; i < text.size();) {
+    const utf8_character character = utf8_at(text, i);
+    const std::string_view bytes = text.substr(i, character.size);
+    if (!character.valid || is_unsafe_on_terminal(character.code_point))
+      for (const char byte : bytes) literal += octal_escape(static_cast<unsigned char>(byte));
+    else if (bytes == "\"" || bytes == "\\" || bytes == "?")
+      (literal += '\\') += bytes;
+    else
+      literal += bytes;
+    i += character.size;
+  }
+  return literal + '"';
+}
+
+// "??/" is a backslash to older compilers, and looked for by newer ones.
+static std::string without_trigraphs(std::string text) {
+  for (size_t at = 0; (at = text.find("??", at)) != std::string::npos; at += 2)
+    text.insert(at + 1, " ");
+  return text;
+}
+
+static std::string comment_line(std::string_view line, std::string_view indent) {
+  std::string comment = std::string(indent) + "//";
+  const std::string shown = without_trigraphs(terminal_text(line));
+  if (!shown.empty()) (comment += ' ') += shown;
+  while (comment.ends_with(' ')) comment.pop_back();
+  if (comment.ends_with('\\')) comment += " .";
+  return comment + '\n';
+}
+
+std::string cpp_comment(std::string_view text, std::string_view indent) {
+  std::string comment;
+  while (!text.empty()) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    comment += comment_line(text.substr(0, end), indent);
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return comment;
+}

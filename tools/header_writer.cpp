@@ -1,0 +1,270 @@
+#include "tools/header_writer.h"
+
+#include <algorithm>
+#include <array>
+#include <set>
+
+#include "tools/cpp_text.h"
+#include "tools/terminal_text.h"
+
+// The parameter type for attributes of a type, and for a selector the integer behind its values.
+struct header_type_row {
+  kp_AttributeType type;
+  const char* parameter;
+  const char* selector_integer = nullptr;
+};
+
+static constexpr std::array<header_type_row, 23> header_types = {{
+    {TypeBool, "kp_LOG_EventNumber<bool>"},
+    {TypeUInt1, "kp_LOG_EventNumber<std::uint8_t>", "std::uint8_t"},
+    {TypeSInt1, "kp_LOG_EventNumber<std::int8_t>"},
+    {TypeUInt2, "kp_LOG_EventNumber<std::uint16_t>", "std::uint16_t"},
+    {TypeSInt2, "kp_LOG_EventNumber<std::int16_t>"},
+    {TypeUInt4, "kp_LOG_EventNumber<std::uint32_t>", "std::uint32_t"},
+    {TypeSInt4, "kp_LOG_EventNumber<std::int32_t>"},
+    {TypeFloat, "kp_LOG_EventNumber<double>"},
+    {TypeChar32, "kp_LOG_EventText<kp_LOG_text_unit::byte, 32>"},
+    {TypeChar64, "kp_LOG_EventText<kp_LOG_text_unit::byte, 64>"},
+    {TypeChar128, "kp_LOG_EventText<kp_LOG_text_unit::byte, 128>"},
+    {TypeChar256, "kp_LOG_EventText<kp_LOG_text_unit::byte, 256>"},
+    {TypeChar1K, "kp_LOG_EventText<kp_LOG_text_unit::byte, 1024>"},
+    {TypeChar2K, "kp_LOG_EventText<kp_LOG_text_unit::byte, 2048>"},
+    {TypeMBChar32, "kp_LOG_EventText<kp_LOG_text_unit::character, 32>"},
+    {TypeMBChar64, "kp_LOG_EventText<kp_LOG_text_unit::character, 64>"},
+    {TypeMBChar128, "kp_LOG_EventText<kp_LOG_text_unit::character, 128>"},
+    {TypeMBChar256, "kp_LOG_EventText<kp_LOG_text_unit::character, 256>"},
+    {TypeMBChar1K, "kp_LOG_EventText<kp_LOG_text_unit::character, 1024>"},
+    {TypeMBChar2K, "kp_LOG_EventText<kp_LOG_text_unit::character, 2048>"},
+    {TypeDate, "kp_LOG_EventTime"},
+    {TypeTime, "kp_LOG_EventTime"},
+    {TypeTimestamp, "kp_LOG_EventTime"},
+}};
+
+// Null for what no operation of the library adds: a GUID, and unknown types.
+static const header_type_row* type_row(kp_AttributeType type) {
+  const auto* row = std::find_if(header_types.begin(), header_types.end(),
+                                 [&](const header_type_row& r) { return r.type == type; });
+  return row == header_types.end() ? nullptr : row;
+}
+
+static std::string guard_of(const std::string& name_space) {
+  std::string guard = "KPLOG_";
+  for (const char c : name_space) {
+    if (c >= 'a' && c <= 'z')
+      guard += static_cast<char>(c - 'a' + 'A');
+    else if ((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))
+      guard += c;
+    else if (!guard.ends_with('_'))
+      guard += '_';
+  }
+  return guard + (guard.ends_with('_') ? "H" : "_H");
+}
+
+static std::string file_name(const std::string& path) {
+  return path.substr(path.rfind('/') + 1);  // npos + 1 is 0
+}
+
+// What a value of the selector attribute is called: by its message's ID, which often begins with
+// the event's name, or by its number.
+static std::string selector_value_name(const event_model& event, const message_model& message) {
+  std::string_view id = message.id.value;
+  const std::string& name = event.name.value;
+  const bool has_own_id =
+      !id.empty() && id != name && id != name + "." + std::to_string(message.index.value);
+  if (!has_own_id) return "value_" + std::to_string(message.value.value);
+  const bool is_prefixed =
+      id.starts_with(name) && (id[name.size()] == '.' || id[name.size()] == '_');
+  if (is_prefixed && id.size() > name.size() + 1) id.remove_prefix(name.size() + 1);
+  return std::string(id);
+}
+
+static std::string message_comment(const message_model& message, const char* what) {
+  if (message.text.is_given()) return what + ("\"" + message.text.value + "\"");
+  if (!message.template_bytes.empty())
+    return what + ("template \"" + message.template_bytes + "\"");
+  return "";
+}
+
+class event_header_writer {
+ public:
+  event_header_writer(const definition_set& set, const std::string& name_space)
+      : set_(set), name_space_(name_space) {}
+
+  std::string write() {
+    write_head();
+    write_constants();
+    for (const attribute_model& global : set_.globals) write_global(global);
+    for (const event_model& event : set_.events) write_event(event);
+    text_ += "\n}  // namespace " + name_space_ + "\n\n#endif\n";
+    return std::move(text_);
+  }
+
+ private:
+  void line(const std::string& text) { (text_ += text) += '\n'; }
+
+  void write_head() {
+    const std::string guard = guard_of(name_space_);
+    std::string sources;
+    for (const source_text* source : set_.sources)
+      sources += (sources.empty() ? "" : ", ") + file_name(source->name());
+    text_ +=
+        cpp_comment("Written by \"kplog header\" from " + sources + ". Changes belong there.", "");
+    line("#ifndef " + guard);
+    line("#define " + guard);
+    line("\n#if __cplusplus < 202002L\n#error \"this header needs C++20\"\n#endif");
+    line("\n#include <cstdint>\n\n#include \"kp_LOG_EventValue.h\"");
+    line("\nnamespace " + name_space_ + " {");
+  }
+
+  // --- constants
+
+  void write_constants() {
+    line("\n// The log version of every entry.");
+    line("inline constexpr char log_version[] = " + cpp_literal(set_.log_version.value) + ";");
+    write_flags();
+    if (!set_.events.empty()) line("\n// Entry IDs.");
+    for (const event_model& event : set_.events)
+      line("inline constexpr std::uint32_t " + ids_.of(event.name.value) + " = " +
+           std::to_string(event.id.value) + ";");
+    write_attribute_names();
+  }
+
+  void write_flags() {
+    if (!set_.flags.empty()) line("\n// Property flags.");
+    for (const auto& [name, bits] : set_.flags)
+      line("inline constexpr std::uint32_t " + flags_.of(name) + " = 0x" +
+           hexadecimal(bits.value, 8) + ";");
+  }
+
+  void write_attribute_names() {
+    std::set<std::string_view> written;
+    const auto write_names = [&](const std::vector<attribute_model>& attributes) {
+      for (const attribute_model& attribute : attributes) {
+        const std::string_view name = attribute.name.value;
+        if (!written.insert(name).second) continue;
+        if (written.size() == 1) line("\n// Attribute names.");
+        line("inline constexpr char " + names_.of(name) + "[] = " + cpp_literal(name) + ";");
+      }
+    };
+    write_names(set_.globals);
+    for (const event_model& event : set_.events) write_names(event.attributes);
+  }
+
+  // --- global attributes
+
+  void write_global(const attribute_model& global) {
+    const header_type_row* const row = type_row(global.type);
+    if (row == nullptr) return;
+    const std::string& name = global.name.value;
+    line("");
+    text_ += cpp_comment("A global attribute, which every entry may carry.", "");
+    text_ += cpp_comment(global.note, "");
+    line("inline void " + adders_.of(name) + "(kp_LOG_LogEntry& entry, " + row->parameter +
+         " value) {");
+    line("  value.add_to(entry, " + names_.of(name) + ");\n}");
+  }
+
+  // --- events
+
+  void write_event(const event_model& event) {
+    const std::string& name = classes_.of(event.name.value);
+    line("");
+    text_ += cpp_comment(event.name.value + ", ID " + std::to_string(event.id.value), "");
+    text_ += cpp_comment(event.note, "");
+    text_ += cpp_comment(message_comment(event.message, "Message: "), "");
+    write_left_out(event);
+    line("class " + name + " : public kp_LOG_LogEntry {\n public:");
+    line("  static constexpr std::uint32_t id = " + ids_.of(event.name.value) + ";");
+    const std::vector<const attribute_model*> attributes = addable_attributes(event);
+    if (attributes.empty())
+      line("\n  explicit " + name + "(unsigned log_level) : kp_LOG_LogEntry(id, log_level) {}");
+    else
+      write_attributes(event, name, attributes);
+    line("};");
+  }
+
+  // Those that the library has an operation for, in their order. Of a name that comes twice, as the
+  // selector's may, the last one counts.
+  static std::vector<const attribute_model*> addable_attributes(const event_model& event) {
+    std::vector<const attribute_model*> addable;
+    std::set<std::string_view> later;
+    for (auto a = event.attributes.rbegin(); a != event.attributes.rend(); ++a)
+      if (later.insert(a->name.value).second && type_row(a->type) != nullptr)
+        addable.push_back(&*a);
+    std::reverse(addable.begin(), addable.end());
+    return addable;
+  }
+
+  void write_left_out(const event_model& event) {
+    for (const attribute_model& attribute : event.attributes)
+      if (type_row(attribute.type) == nullptr)
+        text_ += cpp_comment("Without " + attribute.name.value +
+                                 ": the library has no operation that adds a value of its type.",
+                             "");
+  }
+
+  void write_attributes(const event_model& event, const std::string& name,
+                        const std::vector<const attribute_model*>& attributes) {
+    for (const attribute_model* attribute : attributes)
+      if (is_enumerated(event, *attribute)) write_enumeration(event, *attribute);
+    line("\n  struct values {");
+    for (const attribute_model* attribute : attributes) write_member(event, *attribute);
+    line("  };");
+    line("\n  " + name + "(unsigned log_level, const values& given)");
+    line("      : kp_LOG_LogEntry(id, log_level) {");
+    for (const attribute_model* attribute : attributes) {
+      const std::string& attribute_name = attribute->name.value;
+      line("    given." + members_.of(attribute_name) + ".add_to(*this, " +
+           names_.of(attribute_name) + ");");
+    }
+    line("  }");
+  }
+
+  void write_member(const event_model& event, const attribute_model& attribute) {
+    text_ += cpp_comment(attribute.note, "    ");
+    line("    " +
+         (is_enumerated(event, attribute)
+              ? "kp_LOG_EventNumber<" + enumeration_name(attribute) + ">"
+              : std::string(type_row(attribute.type)->parameter)) +
+         " " + members_.of(attribute.name.value) + ";");
+  }
+
+  static bool is_enumerated(const event_model& event, const attribute_model& attribute) {
+    return attribute.name.value == event.selector.value && !event.messages.empty() &&
+           type_row(attribute.type)->selector_integer != nullptr;
+  }
+
+  static std::string enumeration_name(const attribute_model& attribute) {
+    return cpp_identifier(attribute.name.value + "_value");
+  }
+
+  // Values without a message of their own are made with static_cast.
+  void write_enumeration(const event_model& event, const attribute_model& attribute) {
+    cpp_identifiers names("");
+    std::set<std::string> given;
+    line("\n  // The values that have a message.");
+    line("  enum class " + enumeration_name(attribute) + " : " +
+         type_row(attribute.type)->selector_integer + " {");
+    for (const message_model& message : event.messages) {
+      std::string name = selector_value_name(event, message);
+      if (!given.insert(name).second) name += "_" + std::to_string(message.value.value);
+      text_ += cpp_comment(message_comment(message, ""), "    ");
+      line("    " + names.of(name) + " = " + std::to_string(message.value.value) + ",");
+    }
+    line("  };");
+  }
+
+  const definition_set& set_;
+  const std::string& name_space_;
+  cpp_identifiers ids_{"id_"};
+  cpp_identifiers classes_{"entry_"};
+  cpp_identifiers members_{""};
+  cpp_identifiers names_{"name_"};
+  cpp_identifiers adders_{"add_"};
+  cpp_identifiers flags_{"flag_"};
+  std::string text_;
+};
+
+std::string event_header_text(const definition_set& set, const std::string& name_space) {
+  return event_header_writer(set, name_space).write();
+}
