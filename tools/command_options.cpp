@@ -37,10 +37,9 @@ CLI::Option* add_choice_option(CLI::App& command, const std::string& names, std:
       ->type_name(joined_choices(choices));
 }
 
-void add_quiet_and_color_options(CLI::App& command, report_options& options) {
+void add_color_option(CLI::App& command, report_options& options) {
   const std::vector<std::string> choices = {"auto", "always", "never"};
   options.color = is_color_wanted("auto");
-  command.add_flag("-q,--quiet", options.quiet, "No summary, only what is wrong");
   command
       .add_option_function<std::string>(
           "--color", [&options](const std::string& c) { options.color = is_color_wanted(c); },
@@ -51,7 +50,8 @@ void add_quiet_and_color_options(CLI::App& command, report_options& options) {
 
 void add_report_options(CLI::App& command, report_options& options) {
   const std::vector<std::string> choices = {"text", "json"};
-  add_quiet_and_color_options(command, options);
+  command.add_flag("-q,--quiet", options.quiet, "No summary, only what is wrong");
+  add_color_option(command, options);
   command
       .add_option_function<std::string>(
           "--format",

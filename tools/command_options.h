@@ -26,9 +26,9 @@ struct report_options {
 // is a terminal and NO_COLOR is not set.
 bool is_color_wanted(const std::string& choice);
 
-// --quiet, --color
-void add_quiet_and_color_options(CLI::App& command, report_options& options);
-// The same and --format text|json, for diagnostics.
+// --color
+void add_color_option(CLI::App& command, report_options& options);
+// --quiet, --color, and --format text|json for diagnostics.
 void add_report_options(CLI::App& command, report_options& options);
 
 // An option that takes one of `choices`; `chosen` is the default before, and one of them after.

@@ -5,12 +5,16 @@
 #include <ostream>
 #include <string>
 
+#include "tools/command_check.h"
 #include "tools/command_compile.h"
+#include "tools/command_dump.h"
 #include "tools/command_header.h"
 #include "tools/command_options.h"
 
 static constexpr std::array command_rows = {
     &compile_command,
+    &check_command,
+    &dump_command,
     &header_command,
 };
 

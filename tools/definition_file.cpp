@@ -13,6 +13,9 @@
 static constexpr size_t least_attribute_size = 12;
 static constexpr size_t least_message_size = 16;
 
+// A message ID up to this size may name its event.
+static constexpr size_t event_name_limit = 256;
+
 // All records together may be this many times as large as the file that holds them.
 static constexpr size_t overlap_limit = 16;
 
@@ -150,12 +153,13 @@ static event_model read_record(definition_file_cursor& cursor) {
 }
 
 static bool is_plain_name(std::string_view text) {
+  if (text.empty() || text.size() > event_name_limit) return false;
   for (size_t i = 0; i < text.size();) {
     const utf8_character character = utf8_at(text, i);
     if (!character.valid || is_unsafe_on_terminal(character.code_point)) return false;
     i += character.size;
   }
-  return !text.empty();
+  return true;
 }
 
 // The bytes of a file in memory, for the library's reader of the header.

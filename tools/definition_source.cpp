@@ -9,7 +9,6 @@
 #include "tools/utf8_text.h"
 #include "tools/yaml_reader.h"
 
-static constexpr size_t log_version_limit = 7;  // bytes
 static constexpr std::string_view type_prefix = "Type";
 static constexpr std::array<const char*, 3> renderer_names = {"icu", "bytes", "both"};
 
@@ -40,17 +39,6 @@ static std::optional<uint32_t> number_from_text(std::string_view text) {
   const auto [stopped, error] = std::from_chars(text.data(), end, number, is_hex ? 16 : 10);
   if (error != std::errc() || stopped != end) return std::nullopt;
   return number;
-}
-
-static bool has_control_character(std::string_view text) {
-  for (size_t i = 0; i < text.size();) {
-    const utf8_character character = utf8_at(text, i);
-    if (character.code_point < 0x20 ||
-        (character.code_point >= 0x7F && character.code_point < 0xA0))
-      return true;
-    i += character.size;
-  }
-  return false;
 }
 
 // Reads one source into the set. Each kind of map has a table of its keys.
@@ -408,8 +396,13 @@ class definition_source_reader {
           "a message needs a text, a raw template, or the ID of one in the catalogs");
   }
 
+  // An empty ID is none: the message is not looked up in catalogs.
   void read_message_id(const yaml_node& node, message_model& message) {
-    read_name(node, message.id);
+    const bool is_empty = node.kind == yaml_node::kinds::scalar && node.text.empty();
+    if (is_empty)
+      read_text(node, message.id);
+    else
+      read_name(node, message.id);
   }
   void read_message_text(const yaml_node& node, message_model& message) {
     read_text(node, message.text);

@@ -244,24 +244,26 @@ class template_text_writer {
     resolved_placeholder placeholder{.name = piece.text.substr(0, colon)};
     check_name(piece, placeholder.name);
     placeholder.type = attributes_.type_of(placeholder.name);
-    if (placeholder.type == TypeUnknown) {
+    const value_family_row* const family = family_of(placeholder.type);
+    if (family == nullptr) {
       problem(diagnostic_rule::text_attribute, piece.offset + 1,
               "no attribute " + quoted(placeholder.name) + " here" +
                   nearest_name_hint(placeholder.name, attributes_.names()));
       placeholder.icu_nothing = "#";
       return placeholder;
     }
-    const value_family_row& family = family_of(placeholder.type);
-    placeholder.icu_nothing = family.icu_nothing;
+    placeholder.icu_nothing = family->icu_nothing;
     placeholder.format = colon == std::string_view::npos
-                             ? default_format(piece, family, placeholder.type)
-                             : chosen_format(piece, family, colon);
+                             ? default_format(piece, *family, placeholder.type)
+                             : chosen_format(piece, *family, colon);
     return placeholder;
   }
 
-  static const value_family_row& family_of(kp_AttributeType type) {
-    return *std::find_if(value_families.begin(), value_families.end(),
-                         [&](const value_family_row& row) { return row.holds(type); });
+  // Null for codes that are no types.
+  static const value_family_row* family_of(kp_AttributeType type) {
+    const auto* row = std::find_if(value_families.begin(), value_families.end(),
+                                   [&](const value_family_row& r) { return r.holds(type); });
+    return row == value_families.end() ? nullptr : row;
   }
 
   char default_format(const authored_piece& piece, const value_family_row& family,

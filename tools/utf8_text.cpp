@@ -57,3 +57,14 @@ size_t utf16_length(std::string_view text) {
   }
   return units;
 }
+
+bool has_control_character(std::string_view text) {
+  for (size_t i = 0; i < text.size();) {
+    const utf8_character character = utf8_at(text, i);
+    if (character.code_point < 0x20 ||
+        (character.code_point >= 0x7F && character.code_point < 0xA0))
+      return true;
+    i += character.size;
+  }
+  return false;
+}

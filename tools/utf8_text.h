@@ -18,6 +18,9 @@ utf8_character utf8_at(std::string_view text, size_t offset);
 // The offset of the first byte that is not part of a valid character; npos when there is none.
 size_t utf8_first_invalid(std::string_view text);
 
+// Whether the text holds a C0 or C1 control character or DEL.
+bool has_control_character(std::string_view text);
+
 // Bytes that the character takes in UTF-8.
 size_t utf8_size(uint32_t code_point);
 

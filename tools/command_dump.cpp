@@ -1,0 +1,75 @@
+#include "tools/command_dump.h"
+
+#include <array>
+#include <cerrno>
+#include <memory>
+#include <ostream>
+
+#include "tools/command_options.h"
+#include "tools/definition_file.h"
+#include "tools/definition_json.h"
+#include "tools/definition_overview.h"
+#include "tools/definition_yaml.h"
+
+struct dump_options {
+  std::string path;  // "-": standard input
+  std::string format = "yaml";
+  report_options report;
+};
+
+struct dump_format_row {
+  const char* name;
+  std::string (*dump)(definition_file& file, diagnostic_list& found);
+};
+
+static constexpr std::array<dump_format_row, 3> dump_formats = {{
+    {"yaml", definition_yaml},
+    {"json", [](definition_file& file, diagnostic_list&) { return definition_json(file); }},
+    {"table", [](definition_file& file, diagnostic_list&) { return definition_overview(file); }},
+}};
+
+static size_t limit_of_compiled_files(std::string_view) {
+  return definition_file_size_limit;
+}
+
+static std::string dumped(const dump_options& options, definition_file& file,
+                          diagnostic_list& found) {
+  for (const dump_format_row& row : dump_formats)
+    if (options.format == row.name) return row.dump(file, found);
+  return "";
+}
+
+// Whatever can be read is dumped, whatever cannot is reported.
+static command_outcome dump(const dump_options& options, std::ostream& out, std::ostream& log) {
+  std::string bytes;
+  if (!read_source_bytes(options.path, bytes, limit_of_compiled_files))
+    return read_error(log, options.path, errno);
+  definition_file file(options.path == "-" ? "<stdin>" : options.path, std::move(bytes));
+  diagnostic_list found;
+  if (read_definition_file(file, found) || file.header.magic == kp_ldf_magic)
+    out << dumped(options, file, found);
+  found.write(log, file.set.sources, diagnostic_format::text, options.report.color);
+  const bool is_whole = found.count(rule_severity::error) == 0;
+  return is_whole ? command_outcome::good : command_outcome::findings;
+}
+
+static command_action describe_dump(CLI::App& command) {
+  const auto options = std::make_shared<dump_options>();
+  command.add_option("FILE", options->path, "A compiled file; - is standard input")
+      ->required()
+      ->type_name("FILE");
+  std::vector<std::string> names;
+  for (const dump_format_row& row : dump_formats) names.emplace_back(row.name);
+  add_choice_option(command, "--format", options->format, names,
+                    "yaml, the default: a source that compiles to this file; json: everything in "
+                    "it, for programs; table: a line for each event");
+  add_color_option(command, options->report);
+  return [options](std::ostream& out, std::ostream& log) { return dump(*options, out, log); };
+}
+
+constexpr kplog_command_row dump_command = {
+    "dump", "Show what a compiled file says",
+    "  kplog dump events.ldf > events.yaml                 a source that compiles to the file\n"
+    "  kplog dump --format json events.ldf | jq .events    everything in it, for programs\n"
+    "  kplog dump --format table events.ldf | less -S      a line for each event\n",
+    describe_dump};

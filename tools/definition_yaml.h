@@ -1,0 +1,16 @@
+// The YAML source of a compiled definition file.
+#ifndef TOOLS_DEFINITION_YAML_H
+#define TOOLS_DEFINITION_YAML_H
+
+#include <string>
+
+#include "tools/definition_file.h"
+#include "tools/diagnostics.h"
+
+// A source that compiles to the bytes of the file. Texts stand as people write them where that
+// gives the template of the file, and as raw templates elsewhere. Adds an error for everything that
+// a source cannot say or that compiling refuses, and a warning when the compiled bytes would be
+// others of the same meaning.
+std::string definition_yaml(definition_file& file, diagnostic_list& found);
+
+#endif
