@@ -45,10 +45,10 @@ class KP_API _kp_LOG_EntryCounter : kp_UTIL_no_inadvertant_copies {
 
   // Opens directory/name.cnt or creates it, after closing the file that was open. "/" at the end of
   // the directory is dropped; an empty directory is the root. A file that can only be read is
-  // opened so. 0 also when the file does not exist and cannot be created; -1, without doing
-  // anything, when `directory` or `name` is null. Raises KPX_memory_alloc before anything has
-  // changed, and KPX_logging_file_operation_failed "Cannot open file with read mode!\n", after the
-  // level-1 debug line
+  // opened so; of a link that leads nowhere the target is created. 0 also when the file does not
+  // exist and cannot be created; -1, without doing anything, when `directory` or `name` is null.
+  // Raises KPX_memory_alloc before anything has changed, and KPX_logging_file_operation_failed
+  // "Cannot open file with read mode!\n", after the level-1 debug line
   // "%s:%d Error: Cannot open file %s with read mode!\n", for an existing file that cannot be read.
   int OpenEntryCounterFile(const char* directory, const char* name);
 
@@ -77,8 +77,13 @@ class KP_API _kp_LOG_EntryCounter : kp_UTIL_no_inadvertant_copies {
   int CloseEntryCounterFile();
 
   // The open file, unbuffered, or null. It belongs to the counter and lives until the file is
-  // closed. Its position is behind the record read or written last, or at the end of the file after
-  // a search without result.
+  // closed. Its position is
+  // - after a record was written: behind it,
+  // - after a search without result: at the end of the file,
+  // - after a range was cleared: at the end of the file, or behind a torn last record that was made
+  //   whole; where it was when that lies beyond,
+  // - after a failed read or write: before the first record that could not be read or written.
+  // A position that cannot be set is a failure found before the record concerned is written.
   FILE* GetFilePointer();
 
  private:
@@ -90,13 +95,16 @@ class KP_API _kp_LOG_EntryCounter : kp_UTIL_no_inadvertant_copies {
   int visit_records(int64_t start, Visit visit);
   int find_key(const _kp_LOG_EntryCounterElement& wanted, place& found);
   int write(const place& record);
+  int seek_behind(const place& record);
+  int write_sought(const place& record);
   bool recall_counted(int entry_id, place& counted);
   int increase_by_search(const _kp_LOG_EntryCounterElement& first);
+  int add_counted(const _kp_LOG_EntryCounterElement& first);
   int add(const _kp_LOG_EntryCounterElement& element);
   int clear_range(const kp_Time& from, const kp_Time& to);
   int take_position();
   int put_position();
-  int create(const char* path);
+  bool create(const char* path);
   void open_existing(const char* path);
   void adopt_stream();
 

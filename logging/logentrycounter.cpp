@@ -1,6 +1,7 @@
 #include <endian.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
@@ -26,6 +27,10 @@ static constexpr size_t reserved_offset = 24;
 
 // Records that one read call fetches.
 static constexpr int64_t block_size = 512 * record_size;
+
+// No record lies behind it: its own end could not be told.
+static constexpr int64_t end_of_offsets =
+    std::numeric_limits<int64_t>::max() / record_size * record_size;
 
 struct _kp_LOG_EntryCounter::place {
   int64_t offset;  // a multiple of record_size
@@ -113,25 +118,34 @@ int _kp_LOG_EntryCounter::OpenEntryCounterFile(const char* directory, const char
   kp_String given_name(name);
   CloseEntryCounterFile();
 
-  const int error = is_there(path.c_str()) ? EEXIST : create(path.c_str());
-  if (error != 0 && error != EEXIST) {
+  if (is_there(path.c_str())) {
+    open_existing(path.c_str());
+  } else if (!create(path.c_str())) {
     opened_ = false;
     return 0;
   }
-  if (error == EEXIST) open_existing(path.c_str());
   adopt_stream();
   directory_ = std::move(given_directory);
   name_ = std::move(given_name);
   return 0;
 }
 
-// 0, or the error number: EEXIST for a file that another process has created in the meantime.
-int _kp_LOG_EntryCounter::create(const char* path) {
+// False when there is no file and none can be made. The first attempt is exclusive, so that a file
+// which another process has created in the meantime keeps its content; a link that leads nowhere is
+// in its way as well, and has its target made.
+bool _kp_LOG_EntryCounter::create(const char* path) {
   file_ = KP_fopen(path, "wb+xe");
-  if (file_ == nullptr) return errno;
+  if (file_ == nullptr && errno == EEXIST) {
+    if (is_there(path)) {
+      open_existing(path);
+      return true;
+    }
+    if (errno == ENOENT) file_ = KP_fopen(path, "wb+e");
+  }
+  if (file_ == nullptr) return false;
   opened_ = true;
   writable_ = true;
-  return 0;
+  return true;
 }
 
 void _kp_LOG_EntryCounter::open_existing(const char* path) {
@@ -175,7 +189,7 @@ FILE* _kp_LOG_EntryCounter::GetFilePointer() {
   return file_;
 }
 
-// The stream's position becomes the counter's own, and the other way round.
+// The stream's position becomes the counter's own.
 int _kp_LOG_EntryCounter::take_position() {
   const off_t position = KP_ftell(file_);
   if (position < 0) return seek_error(__LINE__);
@@ -183,58 +197,61 @@ int _kp_LOG_EntryCounter::take_position() {
   return 0;
 }
 
+// The counter's position becomes the stream's, as soon as somebody else has the stream.
 int _kp_LOG_EntryCounter::put_position() {
-  return KP_fseek(file_, position_, SEEK_SET) == 0 ? 0 : seek_error(__LINE__);
+  if (!stream_shared_ || KP_fseek(file_, position_, SEEK_SET) == 0) return 0;
+  return seek_error(__LINE__);
 }
 
-// Runs a change of the file where one is allowed. The stream stands where it would if the change
-// had been made through it; as long as nobody else has the stream, that is noted only.
+// Runs a change of the file where one is allowed, from the position where the caller left the
+// stream.
 template <class Change>
 int _kp_LOG_EntryCounter::change_file(Change change) {
   if (!opened_ || !writable_) return 0;
   if (file_ == nullptr) return -1;
-  if (!stream_shared_) return change();
-  if (take_position() != 0) return -1;
-  const int status = change();
-  return put_position() == 0 ? status : -1;
+  if (stream_shared_ && take_position() != 0) return -1;
+  return change();
 }
 
 // --- Reading and writing records ---
 
-// Fills the block from `offset` on, as far as the file reaches: the bytes read, or -1.
-static ssize_t read_block(int descriptor, unsigned char* block, int64_t offset) {
+// Reads up to `wanted` bytes from `offset` on, as far as the file reaches, and fills a last record
+// that is cut short up with zeros: the bytes read, or -1.
+static ssize_t read_records(int descriptor, unsigned char* bytes, int64_t wanted, int64_t offset) {
+  wanted = std::min(wanted, end_of_offsets - offset);
   ssize_t done = 0;
-  while (done < block_size) {
+  while (done < wanted) {
     const ssize_t got =
-        KP_pread(descriptor, block + done, static_cast<size_t>(block_size - done), offset + done);
+        KP_pread(descriptor, bytes + done, static_cast<size_t>(wanted - done), offset + done);
     if (got < 0) return -1;
     if (got == 0) break;
     done += got;
   }
+  const int64_t missing = to_whole_records(done) - done;
+  if (missing > 0) memset(bytes + done, 0, static_cast<size_t>(missing));
   return done;
 }
 
-// Calls visit(offset, bytes) for the records behind `start`, in file order, until it returns true
-// or they end. 1: a visit returned true. 0: all were visited. -1: a failed read. The position is
-// behind the last record visited. A last record that is cut short reads as filled up with zeros.
+// Calls visit(offset, bytes) for the records that begin at `start` or behind it, in file order. 1:
+// a visit returned true, which ends them and leaves the position to the visitor. 0: all were
+// visited, and the position is the end of the file, or `start` when that lies beyond. -1: a failed
+// read, and the position is before the first record that was not read.
 template <class Visit>
 int _kp_LOG_EntryCounter::visit_records(int64_t start, Visit visit) {
   unsigned char block[block_size];
   ssize_t got = holds_records_ ? block_size : 0;
   position_ = start;
-  for (int64_t offset = to_whole_records(start); got == block_size; offset += block_size) {
-    got = read_block(descriptor_, block, offset);
-    if (got < 0) return seek_error(__LINE__);
-    const int64_t whole = to_whole_records(got);
-    if (got < whole) memset(block + got, 0, static_cast<size_t>(whole - got));
-    for (int64_t i = 0; i < whole; i += record_size) {
-      if (!visit(offset + i, block + i)) continue;
-      position_ = offset + i + record_size;
-      return 1;
+  for (int64_t offset = start - start % record_size; got == block_size; offset += block_size) {
+    got = read_records(descriptor_, block, block_size, offset);
+    if (got < 0) {
+      static_cast<void>(put_position());
+      return seek_error(__LINE__);
     }
-    if (got > 0) position_ = offset + got;
+    for (int64_t i = offset < start ? record_size : 0; i < got; i += record_size)
+      if (visit(offset + i, block + i)) return 1;
+    position_ = std::max(position_, offset + got);  // a last record cut short may have been written
   }
-  return 0;
+  return put_position();
 }
 
 // The first record with the key of `wanted`: 1 found, 0 none, -1 a failed read. A free slot has no
@@ -251,11 +268,21 @@ int _kp_LOG_EntryCounter::find_key(const _kp_LOG_EntryCounterElement& wanted, pl
 }
 
 int _kp_LOG_EntryCounter::write(const place& record) {
+  return seek_behind(record) == 0 ? write_sought(record) : -1;
+}
+
+// Goes where the writing of the record will lead, so that a seek which fails is found before
+// anything has changed.
+int _kp_LOG_EntryCounter::seek_behind(const place& record) {
+  position_ = record.offset + record_size;
+  return put_position();
+}
+
+int _kp_LOG_EntryCounter::write_sought(const place& record) {
+  if (KP_pwrite(descriptor_, record.bytes, record_size, record.offset) == record_size) return 0;
   position_ = record.offset;
-  if (KP_pwrite(descriptor_, record.bytes, record_size, record.offset) != record_size)
-    return seek_error(__LINE__);
-  position_ += record_size;
-  return 0;
+  static_cast<void>(put_position());
+  return seek_error(__LINE__);
 }
 
 // --- Counting ---
@@ -292,13 +319,15 @@ int _kp_LOG_EntryCounter::IncreaseCount(int year, int month, int day, int entry_
   });
 }
 
-// Reads the record counted last; false unless it is of that entry ID and still has its key.
+// Reads the record counted last; false unless it is of that entry ID and still has its key. After a
+// record that could not be added, the memory is of two records.
 bool _kp_LOG_EntryCounter::recall_counted(int entry_id, place& counted) {
-  if (cached_entry_id_ != entry_id || cached_position_ == -1) return false;
+  if (cached_entry_id_ != entry_id || cached_record_.entry_id != entry_id) return false;
+  if (cached_position_ == -1) return false;
   counted.offset = cached_position_;
   unsigned char key[record_size];
   encode(cached_record_, key);
-  return KP_pread(descriptor_, counted.bytes, record_size, counted.offset) == record_size &&
+  return read_records(descriptor_, counted.bytes, record_size, counted.offset) > 0 &&
          is_same_key(counted.bytes, key);
 }
 
@@ -307,17 +336,20 @@ int _kp_LOG_EntryCounter::increase_by_search(const _kp_LOG_EntryCounterElement& 
   place found;
   const int status = find_key(first, found);
   if (status < 0) return -1;
-  if (status == 0) {
-    if (add(first) != 0) return -1;
-    cached_record_ = first;
-    cached_entry_id_ = first.entry_id;
-    return 0;
-  }
+  if (status == 0) return add_counted(first);
+  if (seek_behind(found) != 0) return -1;
   cached_position_ = to_cached_position(found.offset);
   cached_entry_id_ = first.entry_id;
   add_one(found.bytes);
   decode(found.bytes, cached_record_);
-  return write(found);
+  return write_sought(found);
+}
+
+int _kp_LOG_EntryCounter::add_counted(const _kp_LOG_EntryCounterElement& first) {
+  cached_record_ = first;
+  if (add(first) != 0) return -1;
+  cached_entry_id_ = first.entry_id;
+  return 0;
 }
 
 int _kp_LOG_EntryCounter::UpdateEntryCount(int year, int month, int day, int entry_id, int count) {
@@ -347,9 +379,9 @@ int _kp_LOG_EntryCounter::add(const _kp_LOG_EntryCounterElement& element) {
   if (status < 0) return -1;
   if (status == 0) record.offset = end;
   encode(element, record.bytes);
-  if (write(record) != 0) return -1;
+  if (seek_behind(record) != 0) return -1;
   cached_position_ = to_cached_position(record.offset);
-  return 0;
+  return write_sought(record);
 }
 
 // --- Deleting ---
@@ -386,14 +418,12 @@ static bool is_within(const unsigned char* bytes, const kp_Time& from, const kp_
 }
 
 int _kp_LOG_EntryCounter::clear_range(const kp_Time& from, const kp_Time& to) {
-  bool failed = false;
   const int status = visit_records(position_, [&](int64_t offset, const unsigned char* bytes) {
     if (is_free_slot(bytes) || !is_within(bytes, from, to)) return false;
     place record = {offset, {}};
     memcpy(record.bytes, bytes, record_size);
     clear_record(record.bytes);
-    failed = write(record) != 0;
-    return failed;
+    return write(record) != 0;
   });
-  return status < 0 || failed ? -1 : 0;
+  return status == 0 ? 0 : -1;
 }

@@ -1,18 +1,16 @@
-// What a counter file holds after disks fill up, processes die and others write to it.
+// What a counter file holds after disks fill up, calls fail and others write to it.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <filesystem>
 #include <functional>
 #include <random>
-#include <stdexcept>
 #include <string>
 
 #include "base/kp_time.h"
@@ -94,16 +92,52 @@ TEST(CounterOnFullDisk, RecordWrittenInPartHealsWhenThereIsRoomAgain) {
   }
 }
 
-TEST(CounterOnFullDisk, RefusedRecordIsNotRemembered) {
+TEST(CounterOnFullDisk, RefusedRecordIsNeverCountedForTheEntryIdBefore) {
   counter_folder f(counter_record(2026, 11, 14, 1, 1));
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 14, 1), 0);
   {
     const file_size_limit limit(32);
     EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), -1);
   }
+  EXPECT_EQ(f.counter.UpdateEntryCount(2026, 11, 15, 2, 40), 0);  // now it stands there
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 14, 1), 0);
+  EXPECT_EQ(f.bytes(), counter_record(2026, 11, 14, 1, 3) + counter_record(2026, 11, 15, 2, 40));
+}
+
+TEST(CounterOnFullDisk, AfterARefusedRecordTheSameEntryIdIsSearchedByItsDate) {
+  counter_folder f(counter_record(2026, 11, 14, 1, 1));
+  EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 14, 1), 0);
+  {
+    const file_size_limit limit(32);
+    EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), -1);
+  }
+  EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 1), 0);
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), 0);
-  EXPECT_EQ(f.bytes(), counter_record(2026, 11, 14, 1, 3) + counter_record(2026, 11, 15, 2, 1));
+  EXPECT_EQ(f.bytes(), counter_record(2026, 11, 14, 1, 2) + counter_record(2026, 11, 15, 1, 1) +
+                           counter_record(2026, 11, 15, 2, 1));
+}
+
+TEST(CounterOnFullDisk, RefusedRecordIsCountedOnceThereIsRoom) {
+  counter_folder f(counter_record(2026, 11, 14, 1, 1));
+  EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 14, 1), 0);
+  for (int i = 0; i < 3; ++i) {
+    const file_size_limit limit(32);
+    EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), -1);
+  }
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), 0);
+  EXPECT_EQ(f.bytes(), counter_record(2026, 11, 14, 1, 2) + counter_record(2026, 11, 15, 2, 3));
+}
+
+TEST(CounterOnFullDisk, RefusedElementMovesTheRememberedPosition) {
+  counter_folder f;
+  EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 14, 1), 0);
+  _kp_LOG_EntryCounterElement element = {32, 2026, 11, 15, 2, 1, {0, 0}};
+  {
+    const file_size_limit limit(32);
+    EXPECT_EQ(f.counter.addElement(&element), -1);
+  }
+  EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 1), 0);  // nothing there to count: a search
+  EXPECT_EQ(f.bytes(), counter_record(2026, 11, 14, 1, 1) + counter_record(2026, 11, 15, 1, 1));
 }
 
 // --- A torn last record ---
@@ -150,6 +184,28 @@ TEST(CounterWithTornRecord, FileCutUnderTheRememberedRecordIsSearchedAnew) {
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), 0);
   EXPECT_EQ(f.bytes().substr(0, 32), counter_record(2026, 11, 15, 1, 1));
   EXPECT_EQ(f.bytes().substr(64), counter_record(2026, 11, 15, 2, 1));
+}
+
+TEST(CounterWithTornRecord, RememberedOneWithItsWholeKeyIsCountedWhateverTheDate) {
+  for (size_t torn = 20; torn <= 31; ++torn) {
+    counter_folder f;
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 7), 0);
+    std::filesystem::resize_file(f.path(), torn);
+    EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 16, 7), 0);
+    EXPECT_EQ(f.bytes(), counter_record(2026, 11, 15, 7, torn < 24 ? 1 : 6)) << torn;
+  }
+}
+
+TEST(CounterWithTornRecord, RememberedOneWithoutItsWholeKeyIsNotCounted) {
+  for (size_t torn = 7; torn <= 19; ++torn) {
+    counter_folder f;
+    EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 7), 0);
+    std::filesystem::resize_file(f.path(), torn);
+    EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 16, 7), 0);
+    std::string filled = counter_record(2026, 11, 15, 7, 1).substr(0, torn);
+    filled.resize(32, '\0');
+    EXPECT_EQ(f.bytes(), filled + counter_record(2026, 11, 16, 7, 1)) << torn;
+  }
 }
 
 TEST(CounterWithTornRecord, FileCutToNothingStartsAnew) {
@@ -293,10 +349,9 @@ TEST(CounterWithFailingCalls, ReadsInPiecesFindTheSameRecords) {
   for (size_t piece : {1U, 13U, 32U, 40U}) {
     counter_folder f(two_records);
     const fault_scope fault(kp_fault_call::pread, 1, 0, true, piece);
-    EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), 0);
-    EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 3), 0);
+    for (int id : {2, 3, 3}) EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, id), 0);
     EXPECT_EQ(f.bytes(), counter_record(2026, 11, 15, 1, 1) + counter_record(2026, 11, 15, 2, 2) +
-                             counter_record(2026, 11, 15, 3, 1));
+                             counter_record(2026, 11, 15, 3, 2));
   }
 }
 
@@ -329,17 +384,6 @@ TEST(CounterWithFailingCalls, FailedWriteOfTheRememberedRecordIsAFailure) {
   EXPECT_EQ(count_in(f.bytes(), 2026, 11, 15, 2), 3);
 }
 
-TEST(CounterWithFailingCalls, StreamThatCannotBeMovedIsAFailure) {
-  for (const kp_fault_call call : {kp_fault_call::fseek, kp_fault_call::ftell}) {
-    counter_folder f(two_records);
-    const debug_log_in_temp_folder log;
-    ASSERT_NE(f.counter.GetFilePointer(), nullptr);
-    const fault_scope fault(call, 1, EIO);
-    EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), -1);
-    EXPECT_THAT(log.lines(), ElementsAre(seek_error_line));
-  }
-}
-
 TEST(CounterWithFailingCalls, DebugLineIsOfLevelOne) {
   counter_folder f(two_records);
   const debug_log_in_temp_folder log(0);
@@ -355,126 +399,4 @@ TEST(CounterWithFailingCalls, RangeThatFailsHalfWayKeepsWhatItCleared) {
   EXPECT_EQ(f.bytes(), free_counter_slot() + counter_record(2026, 11, 15, 2, 1));
 }
 
-#endif
-
-// --- Death of the counting process: the file then holds what was acknowledged, or one more ---
-
-// A process that counts and acknowledges each count with a byte, until it is killed.
-class counting_process {
- public:
-  // In the child, `before` runs first; it counts entry IDs 1 to `keys` in turn.
-  counting_process(const std::string& folder, int keys, const std::function<void()>& before) {
-    if (pipe(pipe_) != 0) throw std::runtime_error("pipe failed");
-    child_ = fork();
-    if (child_ != 0) {
-      close(pipe_[1]);
-      return;
-    }
-    before();
-    _kp_LOG_EntryCounter counter;
-    counter.OpenEntryCounterFile(folder.c_str(), "c");
-    for (int i = 0; counter.IncreaseCount(2026, 11, 15, i % keys + 1) == 0; ++i)
-      if (write(pipe_[1], "+", 1) != 1) break;
-    kill(getpid(), SIGKILL);
-  }
-  ~counting_process() { close(pipe_[0]); }
-  counting_process(const counting_process&) = delete;
-  counting_process& operator=(const counting_process&) = delete;
-
-  // Waits until that many counts are acknowledged, kills the process, and returns how many were.
-  int kill_after(int counts) {
-    const int first = acknowledged(counts);
-    kill(child_, SIGKILL);
-    return first + wait_for_death();
-  }
-  // Waits for the process to die by itself; the counts acknowledged.
-  int wait_for_death() {
-    const int rest = acknowledged(1 << 30);
-    int status = 0;
-    waitpid(child_, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
-    return rest;
-  }
-
- private:
-  int acknowledged(int most) const {
-    int n = 0;
-    for (char c = 0; n < most && read(pipe_[0], &c, 1) == 1;) ++n;
-    return n;
-  }
-
-  int pipe_[2] = {-1, -1};
-  pid_t child_ = -1;
-};
-
-// Every record is whole, and the counts sum up to the acknowledged ones or one more.
-static void expect_acknowledged(const std::string& bytes, int keys, int acknowledged) {
-  long long sum = 0;
-  for (int id = 1; id <= keys; ++id) {
-    const long long count = count_in(bytes, 2026, 11, 15, id);
-    const int sure = acknowledged / keys + (id <= acknowledged % keys ? 1 : 0);
-    EXPECT_GE(count, sure == 0 ? -1 : sure) << id;
-    EXPECT_LE(count, sure + 1) << id;
-    if (count < 0) continue;
-    sum += count;
-    EXPECT_THAT(bytes,
-                testing::HasSubstr(counter_record(2026, 11, 15, id, static_cast<unsigned>(count))));
-  }
-  EXPECT_GE(sum, acknowledged);
-  EXPECT_LE(sum, acknowledged + 1);
-}
-
-TEST(CounterOfAKilledProcess, HoldsWhatWasAcknowledgedOrOneMore) {
-  for (int counts = 0; counts < 60; ++counts) {
-    const temp_folder folder;
-    counting_process process(folder.path(), 4, [] {});
-    const int acknowledged = process.kill_after(counts);
-    ASSERT_GE(acknowledged, counts);
-    const std::string bytes = read_whole_file(folder.file("c.cnt"));
-    expect_acknowledged(bytes, 4, acknowledged);
-    EXPECT_EQ(bytes.size() % 32, 0U);
-  }
-}
-
-#ifdef KP_FAULTS
-// The n-th write transfers `part` of its 32 bytes, and the process dies.
-TEST(CounterOfAKilledProcess, WriteCutShortAnywhereHurtsNoOtherRecord) {
-  constexpr int keys = 3;
-  for (unsigned nth = 1; nth <= 8; ++nth) {
-    for (size_t part = 0; part < 32; part += nth <= keys ? 1 : 31) {
-      const temp_folder folder;
-      counting_process process(folder.path(), keys, [=] {
-        kp_fault_set(kp_fault_call::pwrite, {nth, EIO, false, part});
-      });
-      const int acknowledged = process.wait_for_death();
-      EXPECT_EQ(acknowledged, static_cast<int>(nth) - 1);
-      const std::string bytes = read_whole_file(folder.file("c.cnt"));
-      const size_t whole = std::min<size_t>(nth - 1, keys);
-      for (size_t record = 0; record < whole; ++record) {
-        const int id = static_cast<int>(record) + 1;
-        EXPECT_GE(count_in(bytes, 2026, 11, 15, id), (acknowledged - id + keys) / keys);
-      }
-      EXPECT_EQ(bytes.size(), nth <= keys ? whole * 32 + part : whole * 32);
-    }
-  }
-}
-
-TEST(CounterOfAKilledProcess, NextProcessCountsOnBehindATornRecord) {
-  for (size_t part = 1; part < 32; ++part) {
-    const temp_folder folder;
-    counting_process process(folder.path(), 2, [=] {
-      kp_fault_set(kp_fault_call::pwrite, {2, EIO, false, part});
-    });
-    EXPECT_EQ(process.wait_for_death(), 1);
-    _kp_LOG_EntryCounter counter;
-    ASSERT_EQ(counter.OpenEntryCounterFile(folder.path().c_str(), "c"), 0);
-    EXPECT_EQ(counter.IncreaseCount(2026, 11, 15, 2), 0);
-    EXPECT_EQ(counter.IncreaseCount(2026, 11, 15, 1), 0);
-    const std::string bytes = read_whole_file(folder.file("c.cnt"));
-    EXPECT_EQ(bytes.size() % 32, 0U);
-    EXPECT_EQ(count_in(bytes, 2026, 11, 15, 1), 2);
-    EXPECT_GE(count_in(bytes, 2026, 11, 15, 2), 1);
-    EXPECT_LE(count_in(bytes, 2026, 11, 15, 2), 2);
-  }
-}
 #endif

@@ -80,16 +80,59 @@ TEST(EntryCounterFile, UnopenedCounterWritesNothing) {
   EXPECT_EQ(counter.CloseEntryCounterFile(), 0);
 }
 
-TEST(EntryCounterFile, ExistingOneThatCannotBeReadRaisesAfterItsDebugLine) {
-  const debug_log_in_temp_folder log;
-  std::filesystem::create_symlink("nowhere", log.folder().file("c.cnt"));
-  _kp_LOG_EntryCounter counter;
+// Opens the counter "c" of the folder, which is there and cannot even be read.
+static void expect_unreadable_file_error(_kp_LOG_EntryCounter& counter,
+                                         const debug_log_in_temp_folder& log) {
   EXPECT_EQ(raised<KPX_logging_file_operation_failed>(
                 [&] { counter.OpenEntryCounterFile(log.folder().path().c_str(), "c"); }),
             "Cannot open file with read mode!\n");
   EXPECT_THAT(log.lines(), ElementsAre("logging/logentrycounter:N Error: Cannot open file " +
                                        log.folder().file("c.cnt") + " with read mode!"));
   EXPECT_EQ(counter.GetFilePointer(), nullptr);
+}
+
+TEST(EntryCounterFile, ExistingOneThatCannotBeReadRaisesAfterItsDebugLine) {
+  const debug_log_in_temp_folder log;
+  ASSERT_EQ(mknod(log.folder().file("c.cnt").c_str(), S_IFSOCK | 0600, 0), 0);  // opens for nobody
+  _kp_LOG_EntryCounter counter;
+  expect_unreadable_file_error(counter, log);
+}
+
+TEST(EntryCounterFile, LinkThatLeadsNowhereHasItsTargetCreated) {
+  const debug_log_in_temp_folder log;
+  std::filesystem::create_symlink("target", log.folder().file("c.cnt"));
+  _kp_LOG_EntryCounter counter;
+  EXPECT_EQ(counter.OpenEntryCounterFile(log.folder().path().c_str(), "c"), 0);
+  EXPECT_EQ(counter.IncreaseCount(2026, 11, 15, 100), 0);
+  EXPECT_EQ(read_whole_file(log.folder().file("target")), counter_record(2026, 11, 15, 100, 1));
+  EXPECT_TRUE(std::filesystem::is_symlink(log.folder().file("c.cnt")));
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(EntryCounterFile, LinkWhoseTargetCannotBeCreatedStaysUnopenedWithoutAnError) {
+  for (const char* target : {"no/such/folder", "c.cnt"}) {  // the second one leads to itself
+    const debug_log_in_temp_folder log;
+    std::filesystem::create_symlink(target, log.folder().file("c.cnt"));
+    _kp_LOG_EntryCounter counter;
+    EXPECT_EQ(counter.OpenEntryCounterFile(log.folder().path().c_str(), "c"), 0) << target;
+    EXPECT_EQ(counter.GetFilePointer(), nullptr) << target;
+    EXPECT_EQ(counter.IncreaseCount(2026, 11, 15, 100), 0) << target;
+    EXPECT_THAT(log.lines(), IsEmpty()) << target;
+  }
+}
+
+TEST(EntryCounterFile, OneThatCannotBeCreatedAfterAWritableOneLeavesNothingToDo) {
+  counter_folder f;
+  EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 100), 0);
+  EXPECT_EQ(f.counter.OpenEntryCounterFile("/proc/no/such/folder", "c"), 0);
+  _kp_LOG_EntryCounterElement element;
+  EXPECT_EQ(f.counter.GetFilePointer(), nullptr);
+  EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 100), 0);
+  EXPECT_EQ(f.counter.UpdateEntryCount(2026, 11, 15, 100, 3), 0);
+  EXPECT_EQ(f.counter.DeleteEntryElement(2026, 11, 15, 100), 0);
+  EXPECT_EQ(f.counter.DeleteEntryElement(day_of(2026, 1, 1), day_of(2026, 12, 31)), 0);
+  EXPECT_EQ(f.counter.addElement(&element), 0);
+  EXPECT_EQ(f.bytes(), counter_record(2026, 11, 15, 100, 1));
 }
 
 TEST(EntryCounterFile, ReadOnlyCounterReturnsZeroAndChangesNothing) {
@@ -120,6 +163,30 @@ TEST(EntryCounterFile, FileThatRefusesWritingIsOpenedReadOnly) {
   EXPECT_EQ(counter.UpdateEntryCount(2026, 11, 15, 100, 3), 0);
   EXPECT_EQ(counter.DeleteEntryElement(2026, 11, 15, 100), 0);
   EXPECT_EQ(counter.DeleteEntryElement(day_of(2026, 1, 1), day_of(2026, 12, 31)), 0);
+  _kp_LOG_EntryCounterElement element = {32, 2026, 11, 15, 200, 1, {0, 0}};
+  EXPECT_EQ(counter.addElement(&element), 0);
+  EXPECT_EQ(read_whole_file(folder.file("c.cnt")), content);
+}
+
+TEST(EntryCounterFile, FileThatRefusesReadingAsWellRaisesAfterItsDebugLine) {
+  const std::string content = counter_record(2026, 11, 15, 100, 7);
+  const debug_log_in_temp_folder log;
+  log.folder().write("c.cnt", content);
+  _kp_LOG_EntryCounter counter;
+  const fault_scope fault(kp_fault_call::fopen, 1, EACCES, true);
+  expect_unreadable_file_error(counter, log);
+  EXPECT_EQ(read_whole_file(log.folder().file("c.cnt")), content);
+}
+
+TEST(EntryCounterFile, OneThatCannotBeLookedAtIsNotEmptied) {
+  const std::string content = counter_record(2026, 11, 15, 100, 7);
+  const temp_folder folder;
+  folder.write("c.cnt", content);
+  _kp_LOG_EntryCounter counter;
+  const fault_scope fault(kp_fault_call::stat, 1, EIO, true);
+  EXPECT_EQ(counter.OpenEntryCounterFile(folder.path().c_str(), "c"), 0);
+  EXPECT_EQ(counter.GetFilePointer(), nullptr);
+  EXPECT_EQ(counter.IncreaseCount(2026, 11, 15, 100), 0);
   EXPECT_EQ(read_whole_file(folder.file("c.cnt")), content);
 }
 
@@ -388,127 +455,6 @@ TEST(EntryCounterUpdate, ThatCreatesARecordMovesTheRememberedPosition) {
                            counter_record(2026, 11, 16, 7, 1));
 }
 
-// --- DeleteEntryElement by key ---
-
-TEST(EntryCounterDelete, ClearsTheFirstRecordWithTheKeyAndKeepsItsReservedBytes) {
-  counter_folder f(counter_record(2026, 11, 15, 100, 2, "RESERVED") +
-                   counter_record(2026, 11, 15, 100, 3));
-  EXPECT_EQ(f.counter.DeleteEntryElement(2026, 11, 15, 100), 0);
-  EXPECT_EQ(f.bytes(), free_counter_slot("RESERVED") + counter_record(2026, 11, 15, 100, 3));
-}
-
-TEST(EntryCounterDelete, KeyThatIsNotThereIsNothingToDo) {
-  const std::string content = counter_record(2026, 11, 15, 100, 2);
-  counter_folder f(content);
-  EXPECT_EQ(f.counter.DeleteEntryElement(2026, 11, 15, 101), 0);
-  EXPECT_EQ(f.bytes(), content);
-  counter_folder empty;
-  EXPECT_EQ(empty.counter.DeleteEntryElement(2026, 11, 15, 101), 0);
-  EXPECT_EQ(empty.bytes(), "");
-}
-
-TEST(EntryCounterDelete, MakesTheLengthOfTheSlot32) {
-  std::string odd = counter_record(2026, 11, 15, 100, 1);
-  odd[3] = '\x40';
-  counter_folder f(odd);
-  EXPECT_EQ(f.counter.DeleteEntryElement(2026, 11, 15, 100), 0);
-  EXPECT_EQ(f.bytes(), free_counter_slot());
-}
-
-// --- DeleteEntryElement by range ---
-
-static int clear_range(counter_folder& f, const kp_Time& from, const kp_Time& to) {
-  rewind(f.counter.GetFilePointer());
-  return f.counter.DeleteEntryElement(from, to);
-}
-
-TEST(EntryCounterRange, ClearsEveryRecordOfItsDays) {
-  counter_folder f(counter_record(2026, 11, 14, 1, 1) + counter_record(2026, 11, 15, 2, 2) +
-                   counter_record(2026, 11, 16, 3, 3, "RESERVED") +
-                   counter_record(2026, 11, 17, 4, 4));
-  EXPECT_EQ(clear_range(f, day_of(2026, 11, 15), day_of(2026, 11, 16)), 0);
-  EXPECT_EQ(f.bytes(), counter_record(2026, 11, 14, 1, 1) + free_counter_slot() +
-                           free_counter_slot("RESERVED") + counter_record(2026, 11, 17, 4, 4));
-}
-
-TEST(EntryCounterRange, OverTheEndOfAMonthClearsNothingOfTheDaysInBetween) {
-  const std::string content = counter_record(2026, 1, 28, 1, 1) + counter_record(2026, 2, 2, 1, 1);
-  counter_folder f(content);
-  EXPECT_EQ(clear_range(f, day_of(2026, 1, 25), day_of(2026, 2, 5)), 0);
-  EXPECT_EQ(f.bytes(), content);
-}
-
-TEST(EntryCounterRange, EachFieldIsBoundedByItself) {
-  const std::string kept = counter_record(2024, 6, 10, 1, 1) + counter_record(2027, 6, 10, 1, 1) +
-                           counter_record(2025, 4, 10, 1, 1) + counter_record(2025, 8, 10, 1, 1) +
-                           counter_record(2025, 6, 4, 1, 1) + counter_record(2025, 6, 21, 1, 1) +
-                           counter_record(-1, 6, 10, 1, 1) + counter_record(2025, -6, 10, 1, 1);
-  counter_folder f(kept + counter_record(2025, 5, 5, 1, 1) + counter_record(2026, 7, 20, 1, 1));
-  EXPECT_EQ(clear_range(f, day_of(2025, 5, 5), day_of(2026, 7, 20)), 0);
-  EXPECT_EQ(f.bytes(), kept + free_counter_slot() + free_counter_slot());
-}
-
-TEST(EntryCounterRange, FromLaterThanToIsAFailureThatChangesNothing) {
-  const std::string content = counter_record(2026, 11, 15, 1, 1);
-  counter_folder f(content);
-  const debug_log_in_temp_folder log;
-  EXPECT_EQ(clear_range(f, day_of(2026, 11, 16), day_of(2026, 11, 15)), -1);
-  EXPECT_EQ(clear_range(f, kp_Time(2026, 11, 15, 1, 0, 0), kp_Time(2026, 11, 15, 0, 0, 0)), -1);
-  EXPECT_EQ(f.bytes(), content);
-  EXPECT_THAT(log.lines(), IsEmpty());
-}
-
-TEST(EntryCounterRange, StartsAtTheFilesPosition) {
-  const std::string record = counter_record(2026, 11, 15, 1, 1);
-  counter_folder f(record + record + record);
-  EXPECT_EQ(fseek(f.counter.GetFilePointer(), 32, SEEK_SET), 0);
-  EXPECT_EQ(f.counter.DeleteEntryElement(day_of(2026, 11, 15), day_of(2026, 11, 15)), 0);
-  EXPECT_EQ(f.bytes(), record + free_counter_slot() + free_counter_slot());
-}
-
-TEST(EntryCounterRange, PositionInsideARecordStandsForTheNextOne) {
-  const std::string record = counter_record(2026, 11, 15, 1, 1);
-  counter_folder f(record + record);
-  EXPECT_EQ(fseek(f.counter.GetFilePointer(), 1, SEEK_SET), 0);
-  EXPECT_EQ(f.counter.DeleteEntryElement(day_of(2026, 11, 15), day_of(2026, 11, 15)), 0);
-  EXPECT_EQ(f.bytes(), record + free_counter_slot());
-}
-
-TEST(EntryCounterRange, AfterOpeningStartsAtTheFirstRecord) {
-  counter_folder f(counter_record(2026, 11, 15, 1, 1));
-  EXPECT_EQ(f.counter.DeleteEntryElement(day_of(2026, 11, 15), day_of(2026, 11, 15)), 0);
-  EXPECT_EQ(f.bytes(), free_counter_slot());
-}
-
-TEST(EntryCounterRange, AfterCountingStartsBehindTheRecordCounted) {
-  const std::string record = counter_record(2026, 11, 15, 1, 1);
-  counter_folder f(record + counter_record(2026, 11, 15, 2, 1) + record);
-  EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), 0);
-  EXPECT_EQ(f.counter.DeleteEntryElement(day_of(2026, 11, 15), day_of(2026, 11, 15)), 0);
-  EXPECT_EQ(f.bytes(), record + counter_record(2026, 11, 15, 2, 2) + free_counter_slot());
-}
-
-TEST(EntryCounterRange, AfterASearchWithoutResultFindsNothing) {
-  const std::string record = counter_record(2026, 11, 15, 1, 1);
-  counter_folder f(record);
-  EXPECT_EQ(f.counter.DeleteEntryElement(2026, 11, 15, 2), 0);
-  EXPECT_EQ(f.counter.DeleteEntryElement(day_of(2026, 11, 15), day_of(2026, 11, 15)), 0);
-  EXPECT_EQ(f.bytes(), record);
-}
-
-TEST(EntryCounterRange, ClearsManyRecordsOfALargeFile) {
-  std::string content;
-  std::string expected;
-  for (int i = 0; i < 3000; ++i) {
-    content += counter_record(2026, 11, 1 + i % 30, i, 1);
-    expected +=
-        i % 30 >= 9 && i % 30 <= 19 ? free_counter_slot() : content.substr(content.size() - 32);
-  }
-  counter_folder f(content);
-  EXPECT_EQ(clear_range(f, day_of(2026, 11, 10), day_of(2026, 11, 20)), 0);
-  EXPECT_EQ(f.bytes(), expected);
-}
-
 // --- addElement ---
 
 TEST(EntryCounterAdd, WritesEveryWordOfTheElementAndLeavesItAlone) {
@@ -545,6 +491,14 @@ TEST(EntryCounterAdd, NullIsAFailure) {
   EXPECT_EQ(f.bytes(), "");
 }
 
+TEST(EntryCounterAdd, SlotWithoutADateIsNoRecordCountedLast) {
+  counter_folder f;
+  _kp_LOG_EntryCounterElement slot;
+  EXPECT_EQ(f.counter.addElement(&slot), 0);
+  EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, -1), 0);  // no ID counted yet reads as -1
+  EXPECT_EQ(f.bytes(), counter_record(2026, 11, 15, -1, 1));
+}
+
 TEST(EntryCounterAdd, SetsTheRememberedPosition) {
   counter_folder f;
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 7), 0);
@@ -553,74 +507,4 @@ TEST(EntryCounterAdd, SetsTheRememberedPosition) {
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 7),
             0);  // the record at that position has its key
   EXPECT_EQ(f.bytes(), counter_record(2026, 11, 15, 7, 1) + counter_record(2026, 11, 15, 7, 11));
-}
-
-// --- The position of the file ---
-
-TEST(EntryCounterPosition, IsBehindTheRecordWrittenOrAtTheEnd) {
-  counter_folder f;
-  EXPECT_EQ(f.position(), 0);
-  f.counter.IncreaseCount(2026, 11, 15, 1);
-  EXPECT_EQ(f.position(), 32);
-  f.counter.IncreaseCount(2026, 11, 15, 2);
-  EXPECT_EQ(f.position(), 64);
-  f.counter.IncreaseCount(2026, 11, 15, 1);
-  EXPECT_EQ(f.position(), 32);
-  f.counter.IncreaseCount(2026, 11, 15, 1);
-  EXPECT_EQ(f.position(), 32);
-  f.counter.UpdateEntryCount(2026, 11, 15, 2, 9);
-  EXPECT_EQ(f.position(), 64);
-  f.counter.DeleteEntryElement(2026, 11, 15, 1);
-  EXPECT_EQ(f.position(), 32);
-  f.counter.DeleteEntryElement(2026, 11, 15, 1);
-  EXPECT_EQ(f.position(), 64);
-  f.counter.UpdateEntryCount(2026, 11, 15, 3, 9);
-  EXPECT_EQ(f.position(), 32);
-  clear_range(f, day_of(2026, 1, 1), day_of(2026, 1, 1));
-  EXPECT_EQ(f.position(), 64);
-}
-
-TEST(EntryCounterPosition, IsTheSameForAStreamThatIsAskedForLater) {
-  counter_folder f;
-  for (int id : {1, 2, 3}) f.counter.IncreaseCount(2026, 11, 15, id);
-  f.counter.IncreaseCount(2026, 11, 15, 2);
-  EXPECT_EQ(f.position(), 64);
-}
-
-TEST(EntryCounterPosition, BehindATornRecordIsTheEndOfTheFile) {
-  counter_folder f(counter_record(2026, 11, 15, 1, 1) + std::string(13, 'x'));
-  EXPECT_EQ(f.counter.DeleteEntryElement(2026, 11, 15, 2), 0);
-  EXPECT_EQ(f.position(), 45);
-  EXPECT_EQ(f.counter.DeleteEntryElement(day_of(2026, 11, 15), day_of(2026, 11, 15)), 0);
-  EXPECT_EQ(f.position(), 45);
-}
-
-TEST(EntryCounterPosition, StaysWhereNothingIsDone) {
-  counter_folder f(counter_record(2026, 11, 15, 1, 1));
-  fseek(f.counter.GetFilePointer(), 7, SEEK_SET);
-  EXPECT_EQ(f.counter.DeleteEntryElement(day_of(2026, 11, 16), day_of(2026, 11, 15)), -1);
-  EXPECT_EQ(f.position(), 7);
-}
-
-TEST(EntryCounterStream, ReadsWhatTheCounterHasJustWritten) {
-  counter_folder f(counter_record(2026, 11, 15, 1, 1) + counter_record(2026, 11, 15, 2, 1));
-  FILE* const stream = f.counter.GetFilePointer();
-  char bytes[64];
-  ASSERT_EQ(fread(bytes, 1, 64, stream), 64U);
-  EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 1), 0);
-  EXPECT_EQ(f.counter.GetFilePointer(), stream);
-  rewind(stream);
-  ASSERT_EQ(fread(bytes, 1, 64, stream), 64U);
-  EXPECT_EQ(std::string(bytes, 64), f.bytes());
-  EXPECT_EQ(count_in(f.bytes(), 2026, 11, 15, 1), 2);
-}
-
-TEST(EntryCounterStream, CounterReadsWhatTheStreamHasJustWritten) {
-  counter_folder f(counter_record(2026, 11, 15, 1, 1));
-  FILE* const stream = f.counter.GetFilePointer();
-  const std::string replacement = counter_record(2026, 11, 15, 1, 50);
-  rewind(stream);
-  ASSERT_EQ(fwrite(replacement.data(), 1, 32, stream), 32U);
-  EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 1), 0);
-  EXPECT_EQ(f.bytes(), counter_record(2026, 11, 15, 1, 51));
 }

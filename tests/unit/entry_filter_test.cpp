@@ -337,6 +337,23 @@ TEST_F(EntryFilter, NewSourceTakesEffectAtTheNextCheck) {
   EXPECT_TRUE(filter.check_entry(kp_LOG_LogEntry(11, 4)));
 }
 
+TEST_F(EntryFilter, ErrorOfTheConfigurationReachesTheCaller) {
+  const std::string settings = "[s]\nDebugEnabled=1\nLogLevelHigh=3\nPropertyMask=0x1\n";
+  const kp_LOG_LogEntry entry(11, 3);
+  _kp_LOG_entry_filter filter;
+  filter.set_section("s");
+  bool passed = false;
+  configure(settings);
+  const unsigned failures =
+      for_each_failing_allocation([&] { passed = filter.check_entry(entry); },
+                                  [&](const std::exception_ptr& outcome) {
+                                    expect_memory_alloc(outcome);
+                                    configure(settings);  // the next check reads them anew
+                                  });
+  EXPECT_GT(failures, 0U);
+  EXPECT_TRUE(passed);
+}
+
 // --- The order of reading: a callback that replaces the source tells which keys are read when. A
 // source is parsed at its first look-up, which _kp_LOG_file_configuration::bCfgReaded shows. ---
 

@@ -266,6 +266,14 @@ TEST(LockName, MayBeWrittenOverOneOfItsParts) {
   EXPECT_STREQ(name, "db_42");
 }
 
+TEST(LockName, IsMadeWithoutMemoryToSpare) {
+  char first[] = "db";
+  char second[] = "42";
+  char name[256];
+  EXPECT_EQ(for_each_failing_allocation([&] { get_plockname(first, second, name); }), 0U);
+  EXPECT_STREQ(name, "db_42");
+}
+
 TEST(LockName, NullPartsCountAsEmpty) {
   char name[256];
   EXPECT_EQ(get_plockname(nullptr, nullptr, name), 1);
