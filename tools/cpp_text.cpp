@@ -3,128 +3,23 @@
 #include <unicode/uchar.h>
 
 #include <algorithm>
-#include <array>
 
 #include "tools/terminal_text.h"
 #include "tools/utf8_text.h"
 
-// Sorted. Keywords of C++20, and macros of the C library and of common builds.
-static constexpr auto taken_names = std::to_array<std::string_view>({"BUFSIZ",
-                                                                     "DEBUG",
-                                                                     "EDOM",
-                                                                     "EOF",
-                                                                     "ERANGE",
-                                                                     "FALSE",
-                                                                     "FILENAME_MAX",
-                                                                     "HUGE_VAL",
-                                                                     "INFINITY",
-                                                                     "NAN",
-                                                                     "NDEBUG",
-                                                                     "NULL",
-                                                                     "RAND_MAX",
-                                                                     "SIGABRT",
-                                                                     "SIGINT",
-                                                                     "SIGTERM",
-                                                                     "TRUE",
-                                                                     "alignas",
-                                                                     "alignof",
-                                                                     "and",
-                                                                     "and_eq",
-                                                                     "asm",
-                                                                     "assert",
-                                                                     "auto",
-                                                                     "bitand",
-                                                                     "bitor",
-                                                                     "bool",
-                                                                     "break",
-                                                                     "case",
-                                                                     "catch",
-                                                                     "char",
-                                                                     "char16_t",
-                                                                     "char32_t",
-                                                                     "char8_t",
-                                                                     "class",
-                                                                     "co_await",
-                                                                     "co_return",
-                                                                     "co_yield",
-                                                                     "compl",
-                                                                     "concept",
-                                                                     "const",
-                                                                     "const_cast",
-                                                                     "consteval",
-                                                                     "constexpr",
-                                                                     "constinit",
-                                                                     "continue",
-                                                                     "decltype",
-                                                                     "default",
-                                                                     "delete",
-                                                                     "do",
-                                                                     "double",
-                                                                     "dynamic_cast",
-                                                                     "else",
-                                                                     "enum",
-                                                                     "errno",
-                                                                     "explicit",
-                                                                     "export",
-                                                                     "extern",
-                                                                     "false",
-                                                                     "float",
-                                                                     "for",
-                                                                     "friend",
-                                                                     "goto",
-                                                                     "if",
-                                                                     "inline",
-                                                                     "int",
-                                                                     "linux",
-                                                                     "long",
-                                                                     "mutable",
-                                                                     "namespace",
-                                                                     "new",
-                                                                     "noexcept",
-                                                                     "not",
-                                                                     "not_eq",
-                                                                     "nullptr",
-                                                                     "operator",
-                                                                     "or",
-                                                                     "or_eq",
-                                                                     "private",
-                                                                     "protected",
-                                                                     "public",
-                                                                     "register",
-                                                                     "reinterpret_cast",
-                                                                     "requires",
-                                                                     "return",
-                                                                     "short",
-                                                                     "signed",
-                                                                     "sizeof",
-                                                                     "static",
-                                                                     "static_assert",
-                                                                     "static_cast",
-                                                                     "stderr",
-                                                                     "stdin",
-                                                                     "stdout",
-                                                                     "struct",
-                                                                     "switch",
-                                                                     "template",
-                                                                     "this",
-                                                                     "thread_local",
-                                                                     "throw",
-                                                                     "true",
-                                                                     "try",
-                                                                     "typedef",
-                                                                     "typeid",
-                                                                     "typename",
-                                                                     "union",
-                                                                     "unix",
-                                                                     "unsigned",
-                                                                     "using",
-                                                                     "virtual",
-                                                                     "void",
-                                                                     "volatile",
-                                                                     "wchar_t",
-                                                                     "while",
-                                                                     "xor",
-                                                                     "xor_eq"});
+// Keywords of C++20, and macros of the C library and of common builds, each between blanks.
+static constexpr std::string_view taken_names =
+    " BUFSIZ DEBUG EDOM EOF ERANGE FALSE FILENAME_MAX HUGE_VAL INFINITY NAN NDEBUG NULL "
+    "RAND_MAX SIGABRT SIGINT SIGTERM TRUE alignas alignof and and_eq asm assert auto "
+    "bitand bitor bool break case catch char char16_t char32_t char8_t class co_await "
+    "co_return co_yield compl concept const const_cast consteval constexpr constinit "
+    "continue decltype default delete do double dynamic_cast else enum errno explicit "
+    "export extern false float for friend goto if inline int linux long mutable "
+    "namespace new noexcept not not_eq nullptr operator or or_eq private protected "
+    "public register reinterpret_cast requires return short signed sizeof static "
+    "static_assert static_cast stderr stdin stdout struct switch template this "
+    "thread_local throw true try typedef typeid typename union unix unsigned using "
+    "virtual void volatile wchar_t while xor xor_eq ";
 
 static bool is_identifier_character(const utf8_character& character) {
   return character.valid &&
@@ -155,7 +50,7 @@ std::string cpp_identifier(std::string_view name) {
   std::string identifier = identifier_characters(name);
   if (identifier.starts_with('_')) identifier.erase(0, 1);
   if (identifier.empty() || !can_begin_identifier(identifier)) identifier.insert(0, "n");
-  if (std::binary_search(taken_names.begin(), taken_names.end(), identifier)) identifier += '_';
+  if (taken_names.find(" " + identifier + " ") != std::string_view::npos) identifier += '_';
   return identifier;
 }
 
