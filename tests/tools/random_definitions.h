@@ -1,0 +1,37 @@
+// Random definition sources that compile.
+#ifndef TESTS_TOOLS_RANDOM_DEFINITIONS_H
+#define TESTS_TOOLS_RANDOM_DEFINITIONS_H
+
+#include <random>
+#include <string>
+#include <vector>
+
+// Makes sources of a few events each. IDs, names, indexes and values come from small pools, so that
+// two sources often concern the same things, and sometimes do not.
+class random_definitions {
+ public:
+  explicit random_definitions(unsigned seed) : random_(seed) {}
+
+  std::string source();
+
+ private:
+  size_t below(size_t bound);
+  bool once_in(size_t n) { return below(n) == 0; }
+  template <class T>
+  const T& any_of(const std::vector<T>& pool) {
+    return pool[below(pool.size())];
+  }
+  // `count` different numbers below `bound`.
+  std::vector<size_t> some_of(size_t bound, size_t count);
+
+  std::string event(size_t id);
+  std::string attributes(const std::vector<size_t>& names);
+  std::string messages();
+  std::string message();
+  std::string text();
+
+  std::mt19937 random_;
+  std::vector<std::string> placeholders_;  // of the event that is being made
+};
+
+#endif
