@@ -15,8 +15,16 @@ unsigned KP_hash(const kp_String& key, unsigned buckets) noexcept {
   return KP_text_hash(key.c_str(), key.length()) % buckets;
 }
 
+// Every bit of a number moves every bit of the result, one to one: numbers that stand in a row of
+// any stride, multiples of the bucket count among them, spread like any others.
+static constexpr uint32_t mixed(uint32_t bits) noexcept {
+  bits = (bits ^ (bits >> 16)) * 0x7FEB352DU;
+  bits = (bits ^ (bits >> 15)) * 0x846CA68BU;
+  return bits ^ (bits >> 16);
+}
+
 unsigned KP_hash(unsigned key, unsigned buckets) noexcept {
-  return key % buckets;
+  return mixed(key) % buckets;
 }
 
 unsigned KP_recommended_hash_size(unsigned size) noexcept {

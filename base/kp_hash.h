@@ -37,7 +37,7 @@ inline uint32_t KP_text_hash(const char* text, size_t length) noexcept {
 // Bucket of `key` among `buckets` (which must not be 0): its KP_text_hash modulo `buckets`.
 KP_API unsigned KP_hash(const kp_String& key, unsigned buckets) noexcept;
 
-// Bucket of a number among `buckets` (which must not be 0).
+// Bucket of a number among `buckets` (which must not be 0). Numbers of any stride spread evenly.
 KP_API unsigned KP_hash(unsigned key, unsigned buckets) noexcept;
 
 // A bucket count that suits `size` keys, from a fixed table of primes: at least `size` (as far as

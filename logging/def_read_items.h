@@ -55,31 +55,35 @@ bool kp_ldf_append_bytes(Source& in, kp_String& text, unsigned length) {
   return true;
 }
 
-// The next `length` bytes as a text, of a source that has been asked whether it may hold them.
-// Allocates no more than `length` where the source knows its end, and about as much as there is
-// where it does not.
+// The next `length` bytes, at least one, of a source that has been asked whether it may hold them.
+// Allocates what they take where the source knows its end, and about as much as there is where it
+// does not.
 template <class Source>
-bool kp_ldf_read_bytes(Source& in, kp_String& text, unsigned length) {
-  if (length > kp_ldf_text_step && !in.knows_its_end())
-    return kp_ldf_append_bytes(in, text, length);
-  text = kp_String(length, '\0');
-  return length == 0 || in.read(&text[0], length);
+bool kp_ldf_read_bytes(Source& in, kp_String& bytes, unsigned length) {
+  if (length > kp_ldf_text_step && !in.knows_its_end()) {
+    if (!kp_ldf_append_bytes(in, bytes, length)) return false;
+    bytes = kp_String(bytes.c_str(), length);  // without the room for growing
+    return true;
+  }
+  bytes = kp_String(length, '\0');
+  return in.read(&bytes[0], length);
 }
 
-// The text of `length` bytes up to its first NUL; without one all of them are the text. The last
-// byte, which should be the NUL, is read apart from the text that it ends.
+// The text of `length` bytes up to its first NUL; without one all of them are the text. A text that
+// ends early is copied out of its bytes, so that it does not hold the memory of all of them for as
+// long as it lives.
 template <class Source>
 bool kp_ldf_read_text_of(Source& in, kp_String& text, unsigned length) {
   kp_String bytes;
-  char last = '\0';
-  if (!in.may_hold(length)) return false;
-  if (!kp_ldf_read_bytes(in, bytes, length - 1) || !in.read(&last, 1)) return false;
-  const void* const nul = std::memchr(bytes.c_str(), '\0', bytes.length());
-  if (nul != nullptr)
-    bytes.assign(bytes.c_str(),
-                 static_cast<unsigned>(static_cast<const char*>(nul) - bytes.c_str()));
-  else if (last != '\0')
-    bytes.append(&last, 1);
+  if (!in.may_hold(length) || !kp_ldf_read_bytes(in, bytes, length)) return false;
+  const void* const nul = std::memchr(bytes.c_str(), '\0', length);
+  const unsigned kept = nul != nullptr
+                            ? static_cast<unsigned>(static_cast<const char*>(nul) - bytes.c_str())
+                            : length;
+  if (kept + 1 < length)
+    bytes = kp_String(bytes.c_str(), kept);
+  else
+    bytes.assign(bytes.c_str(), kept);
   text = std::move(bytes);
   return true;
 }
@@ -139,21 +143,32 @@ bool kp_ldf_read_entry_info(Source& in, unsigned& id, unsigned& word2, unsigned&
          kp_ldf_read_string(in, default_msg_text) && kp_ldf_read_string(in, selector_attribute);
 }
 
-// `done`, with a debug line when it is false.
-inline bool kp_ldf_done(bool done, int line, const char* item) noexcept {
-  if (!done) LogDebugMessage(1, "%s:%d %s error\n", kp_ldf_reader_source, line, item);
-  return done;
+// What read() says, with a debug line when it is false and when it raises.
+template <class Read>
+bool kp_ldf_read_told(int line, const char* item, Read read) {
+  const auto tell = [=] {
+    LogDebugMessage(1, "%s:%d %s error\n", kp_ldf_reader_source, line, item);
+    return false;
+  };
+  try {
+    return read() || tell();
+  } catch (...) {
+    tell();
+    throw;
+  }
 }
 
 template <class Source>
 bool kp_ldf_read_selector_msg(Source& in, unsigned& index, unsigned& value, kp_String& msg_id,
                               kp_String& msg_text) {
-  return kp_ldf_done(kp_ldf_read_int4(in, index), __LINE__, "kp_be_read_int4 selector_msg_index") &&
-         kp_ldf_done(kp_ldf_read_int4(in, value), __LINE__, "kp_be_read_int4 selector_value") &&
-         kp_ldf_done(kp_ldf_read_string(in, msg_id), __LINE__,
-                     "kp_be_read_string selector_msg_id") &&
-         kp_ldf_done(kp_ldf_read_string(in, msg_text), __LINE__,
-                     "kp_be_read_string selector_msg_text");
+  return kp_ldf_read_told(__LINE__, "kp_be_read_int4 selector_msg_index",
+                          [&] { return kp_ldf_read_int4(in, index); }) &&
+         kp_ldf_read_told(__LINE__, "kp_be_read_int4 selector_value",
+                          [&] { return kp_ldf_read_int4(in, value); }) &&
+         kp_ldf_read_told(__LINE__, "kp_be_read_string selector_msg_id",
+                          [&] { return kp_ldf_read_string(in, msg_id); }) &&
+         kp_ldf_read_told(__LINE__, "kp_be_read_string selector_msg_text",
+                          [&] { return kp_ldf_read_string(in, msg_text); });
 }
 
 template <class Source>

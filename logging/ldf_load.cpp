@@ -65,34 +65,45 @@ static void copy_version(char (&version)[16], const _kp_LOG_ldf_header_struct& h
   std::memcpy(version, header.log_version, sizeof header.log_version);
 }
 
-static void load_globals(_kp_LOG_ldf_view& view, unsigned count, unsigned offset) {
+void _kp_LOG_log_definition_tbl::load_globals(_kp_LOG_ldf_view& view, unsigned count,
+                                              unsigned offset) {
   view.seek(offset);
   for (unsigned i = 0; i < count; ++i) {
     kp_String name, redirection;
     kp_AttributeType type = TypeUnknown;
     if (!kp_ldf_read_attribute(view, name, type, redirection)) kp_ldf_raise_file_error(__LINE__);
+    const kp_LOG_CWriterSentry hold(lock_);
     _kp_LOG_log_definition::add_global_attr_info(name.c_str(), static_cast<unsigned char>(type));
   }
+}
+
+void _kp_LOG_log_definition_tbl::begin_file(bool is_aux) {
+  if (is_aux && !is_std_set_)
+    kp_log_raise<KPX_logging_invalid_definition>(
+        "<KPX_logging_invalid_definition> user should set STD definition file before set AUX "
+        "definition file.");
+  if (!is_aux) clear();
+  const kp_LOG_CWriterSentry hold(lock_);
+  is_std_set_ = true;  // for an AUX file it is already
+  if (locations_.bucket_count() == 0) locations_.set_size(location_table_size);
+}
+
+void _kp_LOG_log_definition_tbl::keep_version(const _kp_LOG_ldf_header_struct& header,
+                                              bool is_aux) noexcept {
+  const kp_LOG_CWriterSentry hold(lock_);
+  copy_version(is_aux ? aux_version_ : std_version_, header);
 }
 
 FILE* _kp_LOG_log_definition_tbl::_set_definition_file_path(const char* path, bool is_aux) {
   LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::_set_definition_file_path\n",
                   kp_ldf_load_source, __LINE__);
-  if (is_aux && !is_std_set_)
-    kp_log_raise<KPX_logging_invalid_definition>(
-        "<KPX_logging_invalid_definition> user should set STD definition file before set AUX "
-        "definition file.");
-  if (!is_aux) {
-    clear();
-    is_std_set_ = true;
-  }
-  if (locations_.bucket_count() == 0) locations_.set_size(location_table_size);
+  begin_file(is_aux);
   kp_file file = open_definition_file(path);
   FILE* const stream = file.get();
   _kp_LOG_ldf_view view(stream);
   _kp_LOG_ldf_header_struct header = {};
   if (!kp_ldf_read_header(view, header)) kp_ldf_raise_file_error(__LINE__);
-  copy_version(is_aux ? aux_version_ : std_version_, header);
+  keep_version(header, is_aux);
   load_globals(view, header.n_global_attributes, header.global_attributes_offset);
   if (is_aux) {
     const kp_LOG_CWriterSentry hold(lock_);
@@ -119,10 +130,13 @@ void _kp_LOG_log_definition_tbl::load_mapping(_kp_LOG_ldf_view& view, unsigned c
 
 // The definition that the table had so far is loaded from its former place before it is merged.
 void _kp_LOG_log_definition_tbl::load_mapping_record(unsigned id, unsigned offset, bool is_aux) {
-  _kp_LOG_log_definition* const known = find_entry(id);
+  const bool is_merged = acquire_entry(id) && is_aux;
   const kp_LOG_CWriterSentry hold(lock_);
+  _kp_LOG_log_definition* known = is_merged ? cached(id) : nullptr;
+  // Another thread's look-ups may have reused its place since.
+  if (is_merged && known == nullptr) known = load(id);
   set_location(id, {static_cast<unsigned char>(is_aux), offset});
-  if (is_aux && known != nullptr) _retrieve_entry_definition(id, *known, aux_file_.get());
+  if (known != nullptr) _retrieve_entry_definition(id, *known, aux_file_.get());
 }
 
 void _kp_LOG_log_definition_tbl::set_location(unsigned id,

@@ -14,6 +14,7 @@
 #include "logging/log_definition.h"
 
 class _kp_LOG_ldf_view;
+struct _kp_LOG_ldf_header_struct;
 
 // Where an entry type's record lies.
 struct _kp_LOG_log_definition_file_info_holder {
@@ -102,6 +103,10 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
       KP_REQUIRES_SHARED(lock_);
   _kp_LOG_log_definition* keep(_kp_LOG_log_definition* definition) noexcept KP_REQUIRES(lock_);
 
+  // The steps of setting a file. Each holds the writer side only around what it changes.
+  void begin_file(bool is_aux);
+  void keep_version(const _kp_LOG_ldf_header_struct& header, bool is_aux) noexcept;
+  void load_globals(_kp_LOG_ldf_view& view, unsigned count, unsigned offset);
   void load_mapping(_kp_LOG_ldf_view& view, unsigned count, unsigned offset, bool is_aux);
   void load_mapping_record(unsigned id, unsigned offset, bool is_aux);
   void set_location(unsigned id, _kp_LOG_log_definition_file_info_holder location)

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <initializer_list>
 #include <limits>
 #include <string>
@@ -91,8 +92,28 @@ TEST(TextHash, AgreesWithExactArithmeticAtEveryLength) {
 
 TEST(Hash, BucketIsTheHashModuloTheBuckets) {
   EXPECT_EQ(KP_hash(kp_String("ab"), 7), (97U * 37 + 98) % 7);
-  EXPECT_EQ(KP_hash(4294967295U, 4099), 4294967295U % 4099);
-  EXPECT_EQ(KP_hash(5U, 1), 0U);
+}
+
+TEST(Hash, ANumberAlwaysFallsIntoTheSameOfTheBuckets) {
+  for (const unsigned key : {0U, 1U, 4099U, 4294967295U}) {
+    EXPECT_EQ(KP_hash(key, 1), 0U);
+    EXPECT_LT(KP_hash(key, 4099), 4099U);
+    EXPECT_EQ(KP_hash(key, 4099), KP_hash(key, 4099));
+  }
+}
+
+// The fullest of 4099 buckets when 20,000 numbers of that stride fall into them.
+static unsigned fullest_bucket(unsigned stride) {
+  std::vector<unsigned> counts(4099);
+  for (unsigned i = 0; i < 20000; ++i) ++counts[KP_hash(i * stride, 4099)];
+  return *std::max_element(counts.begin(), counts.end());
+}
+
+TEST(Hash, NumbersOfAnyStrideSpreadOverTheBuckets) {
+  // Five numbers a bucket on average; by chance the fullest holds about sixteen.
+  for (const unsigned stride : {1U, 2U, 7U, 256U, 4096U, 4098U, 4099U, 4100U, 8198U, 65536U, 65537U,
+                                131072U, 1048593U, 4099U * 4099U})
+    EXPECT_LE(fullest_bucket(stride), 20U) << stride;
 }
 
 TEST(Hash, StringWithoutABufferFallsIntoTheFirstBucket) {

@@ -87,23 +87,31 @@ TEST(HashTable, ClearingKeepsTheBuckets) {
   EXPECT_EQ(table.find(17)->value, 1);
 }
 
+// Three keys of one bucket.
+static std::vector<unsigned> keys_of_one_chain(const number_table& table) {
+  std::vector<unsigned> keys;
+  for (unsigned key = 1; keys.size() < 3; ++key)
+    if (KP_hash(key, table.bucket_count()) == 0) keys.push_back(key);
+  return keys;
+}
+
 TEST(HashTable, NewNodesStandAtTheHeadOfTheirChain) {
   number_table table(3);
-  table.insert(1, 10);
-  table.insert(4, 40);
-  table.insert(7, 70);
-  EXPECT_EQ(values_of(table), (std::vector<int>{70, 40, 10}));
-  EXPECT_EQ(table.find(7)->previous, nullptr);
-  EXPECT_EQ(table.find(7)->next, table.find(4));
-  EXPECT_EQ(table.find(1)->previous, table.find(4));
-  EXPECT_EQ(table.find(1)->next, nullptr);
+  const std::vector<unsigned> keys = keys_of_one_chain(table);
+  for (int i = 0; i < 3; ++i) table.insert(keys[static_cast<size_t>(i)], i);
+  EXPECT_EQ(values_of(table), (std::vector<int>{2, 1, 0}));
+  EXPECT_EQ(table.find(keys[2])->previous, nullptr);
+  EXPECT_EQ(table.find(keys[2])->next, table.find(keys[1]));
+  EXPECT_EQ(table.find(keys[0])->previous, table.find(keys[1]));
+  EXPECT_EQ(table.find(keys[0])->next, nullptr);
 }
 
 TEST(HashTable, NodesAreRemovedFromHeadMiddleAndEnd) {
-  for (const unsigned removed : {1U, 4U, 7U}) {
+  const std::vector<unsigned> keys = keys_of_one_chain(number_table(3));
+  for (const unsigned removed : keys) {
     number_table table(3);
     std::vector<int> left;
-    for (const unsigned key : {1U, 4U, 7U}) {
+    for (const unsigned key : keys) {
       table.insert(key, static_cast<int>(key));
       if (key != removed) left.insert(left.begin(), static_cast<int>(key));
     }
@@ -202,13 +210,17 @@ TEST(HashTable, WithoutMemoryForANodeKeepsTheOthers) {
   table.insert("held", 1);
   const std::string name(100, 'n');
   const kp_String key(name.c_str());
-  EXPECT_EQ(for_each_failing_allocation([&] { table.insert(key, 2); },
-                                        [&](const std::exception_ptr& outcome) {
-                                          expect_memory_alloc(outcome);
-                                          EXPECT_EQ(table.size(), 1U);
-                                          EXPECT_EQ(table.find(key), nullptr);
-                                        }),
-            2U);
+  const auto failures_of_insertion = [&](string_table& into, unsigned held) {
+    return for_each_failing_allocation([&] { into.insert(key, 2); },
+                                       [&](const std::exception_ptr& outcome) {
+                                         expect_memory_alloc(outcome);
+                                         EXPECT_EQ(into.size(), held);
+                                         EXPECT_EQ(into.find(key), nullptr);
+                                       });
+  };
+  string_table empty(7);
+  EXPECT_EQ(failures_of_insertion(empty, 0), 2U);  // a block of nodes, the key
+  EXPECT_EQ(failures_of_insertion(table, 1), 1U);  // the key
   EXPECT_EQ(table.find("held")->value, 1);
   EXPECT_EQ(table.find(key)->value, 2);
 }
