@@ -241,7 +241,7 @@ int _kp_LOG_EntryCounter::visit_records(int64_t start, Visit visit) {
   unsigned char block[block_size];
   ssize_t got = holds_records_ ? block_size : 0;
   position_ = start;
-  for (int64_t offset = start - start % record_size; got == block_size; offset += block_size) {
+  for (int64_t offset = start - start % record_size; got == block_size; offset += got) {
     got = read_records(descriptor_, block, block_size, offset);
     if (got < 0) {
       static_cast<void>(put_position());
