@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "base/kp_clib.h"
+#include "logging/log_util_raise.h"
 
 // ---- settings table ----
 
@@ -168,13 +169,22 @@ void logcfg_line_parser::take_header(const char* token) {
   section_[length - 2] = '\0';
 }
 
-// The size to ask for when a file of so many bytes is read. Only a file far beyond a handful of
-// keys gets more than the least, lest its reading take time by the square of its keys.
-static unsigned settings_size(off_t file_bytes) {
+// The size to ask for when that file is read. Only a file far beyond a handful of keys gets more
+// than the least, lest its reading take time by the square of its keys.
+static unsigned settings_size(FILE* file) {
   constexpr off_t bytes_of_a_handful = 4096;
   constexpr off_t bytes_a_key = 64;
-  if (file_bytes <= bytes_of_a_handful) return 3;
-  return static_cast<unsigned>(std::min<off_t>(file_bytes, settings_file_limit) / bytes_a_key);
+  struct stat status;
+  if (KP_fstat(fileno(file), &status) != 0 || status.st_size <= bytes_of_a_handful) return 3;
+  return static_cast<unsigned>(std::min<off_t>(status.st_size, settings_file_limit) / bytes_a_key);
+}
+
+static void read_settings(FILE* file, _kp_LOG_log_setting_tbl& settings) {
+  logcfg_line_parser parser(settings);
+  read_file reader;
+  char line[longest_line + 1];
+  while (reader.position() < settings_file_limit && reader.readLine(file, line, longest_line) == 0)
+    parser.take_line(line);
 }
 
 // ---- sources ----
@@ -183,8 +193,7 @@ _kp_LOG_configuration::~_kp_LOG_configuration() = default;
 
 unsigned _kp_LOG_file_configuration::bCfgReaded = 0;
 
-// The table is complete before it is announced, and readers that see the announcement see the
-// table.
+// Whoever sees the announcement of a table sees the table as well.
 static bool settings_are_announced() {
   return std::atomic_ref<unsigned>(_kp_LOG_file_configuration::bCfgReaded)
              .load(std::memory_order_acquire) != 0;
@@ -195,8 +204,7 @@ static void announce_settings(unsigned announced) {
       .store(announced, std::memory_order_release);
 }
 
-_kp_LOG_file_configuration::_kp_LOG_file_configuration(const char* path)
-    : settings_(3), path_(path) {
+_kp_LOG_file_configuration::_kp_LOG_file_configuration(const char* path) : path_(path) {
   announce_settings(0);
 }
 
@@ -224,8 +232,8 @@ bool _kp_LOG_file_configuration::_is_up_to_date(const struct stat& status) const
 // is no memory for the settings the next look-up reads the file again.
 bool _kp_LOG_file_configuration::_read_anew(const struct stat& status) const {
   was_read_ = false;
-  settings_.set_size(settings_size(status.st_size));
   const bool parsed = _save_all_from_file();
+  if (!parsed) current_.store(nullptr, std::memory_order_release);
   last_changed_ = status.st_mtime;
   was_read_ = true;
   if (parsed) announce_settings(1);
@@ -235,19 +243,20 @@ bool _kp_LOG_file_configuration::_read_anew(const struct stat& status) const {
 bool _kp_LOG_file_configuration::_save_all_from_file() const {
   const kp_file file(KP_open_regular(path_.c_str()));
   if (file == nullptr) return false;
-  logcfg_line_parser parser(settings_);
-  read_file reader;
-  char line[longest_line + 1];
-  while (reader.position() < settings_file_limit &&
-         reader.readLine(file.get(), line, longest_line) == 0)
-    parser.take_line(line);
+  std::forward_list<_kp_LOG_log_setting_tbl> fresh;
+  kp_log_no_bad_alloc([&] { fresh.emplace_front(settings_size(file.get())); });
+  read_settings(file.get(), fresh.front());
+  tables_.splice_after(tables_.before_begin(), fresh);
+  current_.store(&tables_.front(), std::memory_order_release);
   return true;
 }
 
 bool _kp_LOG_file_configuration::_find_value(const char* section, const char* key,
                                              unsigned& value) const {
-  const unsigned* found = settings_.find_entry(section, key);
-  if (found == nullptr) found = settings_.find_entry("global", key);
+  const _kp_LOG_log_setting_tbl* settings = current_.load(std::memory_order_acquire);
+  if (settings == nullptr) return false;
+  const unsigned* found = settings->find_entry(section, key);
+  if (found == nullptr) found = settings->find_entry("global", key);
   if (found == nullptr) return false;
   value = *found;
   return true;

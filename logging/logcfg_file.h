@@ -4,9 +4,11 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
+#include <forward_list>
 
 #include "base/kp_lock.h"
 #include "base/kp_nocopy.h"
@@ -61,8 +63,13 @@ class KP_API read_file {
 };
 
 // A text file of sections and key/value lines, described in docs/configuration-file.md. Read once,
-// at the first look-up, and then never again. Any thread may look values up: the first parses the
-// file while others wait; after that no lock is taken.
+// at the first look-up, and not again as long as bCfgReaded says that a file has been parsed.
+// Any thread may look values up: the first parses the file while others wait; after that no lock is
+// taken. bCfgReaded belongs to all sources together, with two effects that are meant. A source
+// that has not been read when another one sets it has no values. A source that has been read looks
+// at its file's time again once the constructor of another one has reset it, and reads a changed
+// file anew. Look-ups take no harm from either: each searches one finished table, the one before or
+// the one after, and no table changes once it can be found.
 class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
                                           kp_UTIL_no_inadvertant_copies {
  public:
@@ -74,9 +81,12 @@ class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
   // the file cannot be read. Null counts as "". Raises KPX_memory_alloc.
   bool get_integer_value(const char* section, const char* key, unsigned& value) const override;
 
+  // Looks into the settings as they were last read, without a look at the file.
   bool _find_value(const char* section, const char* key, unsigned& value) const;
-  // Parses the file into the table; false when it cannot be opened or is not a regular file. What
-  // lies beyond its first mebibyte is not read. Raises KPX_memory_alloc.
+  // Parses the file into a table of its own, which look-ups search from then on; false, with the
+  // table before it still searched, when it cannot be opened or is not a regular file. What lies
+  // beyond its first mebibyte is not read. Raises KPX_memory_alloc, also with the table before it.
+  // One thread at a time; look-ups may go on meanwhile.
   bool _save_all_from_file() const;
 
   // Not 0 once a file has been parsed; shared by all sources, reset by every constructor.
@@ -86,10 +96,13 @@ class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
   bool _is_up_to_date(const struct stat& status) const;
   bool _read_anew(const struct stat& status) const;
 
-  mutable time_t last_changed_ =
-      0;                           // the file's modification time when it was last read, in seconds
-  mutable bool was_read_ = false;  // whether last_changed_ says anything
-  mutable _kp_LOG_log_setting_tbl settings_;
+  // Guarded by lock_.
+  mutable time_t last_changed_ = 0;  // the file's modification time at its last reading, in seconds
+  mutable bool was_read_ = false;    // whether last_changed_ says anything
+  // The newest first. The older ones are kept: threads that take no lock may still search them.
+  mutable std::forward_list<_kp_LOG_log_setting_tbl> tables_;
+
+  mutable std::atomic<const _kp_LOG_log_setting_tbl*> current_{nullptr};  // null: no settings
   mutable kp_LOG_CRWLock lock_;  // writer: whoever reads the file
   kp_String path_;
 };

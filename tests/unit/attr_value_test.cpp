@@ -11,11 +11,13 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "tests/support/failing_new.h"
 #include "tests/support/faults.h"
 #include "tests/support/temp_folder.h"
+#include "tests/support/virtual_slot.h"
 
 static std::string itoa_text(auto value) {
   char buffer[16];
@@ -452,3 +454,13 @@ TEST(TypedValue, PrintingNeedsNoMemory) {
   }
   EXPECT_FALSE(fault.met());
 }
+
+#ifdef __x86_64__
+// The destructor takes the first two slots.
+TEST(TypedValue, HasItsOperationsInTheSlotsThatCallersAreBuiltAgainst) {
+  EXPECT_TRUE(std::has_virtual_destructor_v<_kp_LOG_type_base>);
+  EXPECT_EQ(virtual_slot(&_kp_LOG_type_base::print_type), 2U);
+  EXPECT_EQ(virtual_slot(&_kp_LOG_type_base::print_out), 3U);
+  EXPECT_EQ(virtual_slot(&_kp_LOG_type_base::get_and_set), 4U);
+}
+#endif

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <initializer_list>
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -87,6 +88,15 @@ TEST(TextHash, AgreesWithExactArithmeticAtEveryLength) {
   for (unsigned length = 0; length <= 300; ++length) {
     EXPECT_EQ(KP_text_hash(text.data(), text.size()), slow_hash(text)) << length;
     text += static_cast<char>(length * 89 + 7);
+  }
+}
+
+TEST(TextHash, AgreesWithExactArithmeticOverRandomTexts) {
+  std::mt19937 random(20261115);
+  for (int round = 0; round < 40000; ++round) {
+    std::string text(static_cast<size_t>(round) % 41, '\0');
+    for (char& c : text) c = static_cast<char>(random());
+    ASSERT_EQ(KP_text_hash(text.data(), text.size()), slow_hash(text)) << text.size();
   }
 }
 

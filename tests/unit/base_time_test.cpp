@@ -163,17 +163,81 @@ static std::string zone_changing_in(time_t minute) {
   return zone;
 }
 
+// Runs `work` within one minute, and again when the clock has reached the next one meanwhile.
+template <class Work>
+static void within_one_minute(Work work) {
+  time_t minute = 0;
+  do {
+    minute = time(nullptr) / 60;
+    work();
+  } while (time(nullptr) / 60 != minute);
+}
+
 TEST(TimeNow, InAMinuteThatChangesTheZoneTheSystemIsAskedEachTime) {
   unsigned calls_seen = 0;
-  time_t minute = 0;
-  do {  // anew when the clock has reached the next minute meanwhile
-    minute = time(nullptr) / 60;
-    const environment_value zone("TZ", zone_changing_in(minute * 60).c_str());
+  within_one_minute([&] {
+    const environment_value zone("TZ", zone_changing_in(time(nullptr) / 60 * 60).c_str());
     const fault_scope calls(kp_fault_call::localtime_r, 0, 0);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(kp_Time().get_zone_bias(), 0);
+    for (int i = 0; i < 3; ++i) {
+      const kp_Time now;
+      EXPECT_EQ(now.get_zone_bias(), 0);
+      EXPECT_EQ(now.get_daylight_flag(), now.get_second() >= 30 ? 1 : 0);
+    }
     calls_seen = calls.calls_seen();
-  } while (time(nullptr) / 60 != minute);
+  });
   EXPECT_EQ(calls_seen, 9U);
+}
+
+TEST(TimeNow, FromMemoryIsWhatTheSystemTells) {
+  for (const zone_case& c : zone_cases) {
+    const environment_value zone("TZ", c.zone);
+    static_cast<void>(kp_Time());
+    const time_t before = time(nullptr);
+    const kp_Time remembered;
+    if (time(nullptr) != before) continue;
+    struct tm told = {};
+    localtime_r(&before, &told);
+    char expected[64];
+    strftime(expected, sizeof expected, "%Y-%m-%dT%H:%M:%S%z", &told);
+    std::string shown = printed(remembered);
+    shown.erase(shown.size() - 3, 1);  // the colon in the offset
+    EXPECT_EQ(shown, expected) << c.zone;
+    EXPECT_EQ(remembered.get_daylight_flag(), told.tm_isdst) << c.zone;
+  }
+}
+
+TEST(TimeNow, AZoneOfTheSameOffsetThatKnowsDaylightTimeIsNoticedAtOnce) {
+  unsigned calls_seen = 0;
+  short ahead = 0;
+  within_one_minute([&] {
+    const environment_value plain("TZ", "AAA5");
+    static_cast<void>(kp_Time());
+    const environment_value always_ahead("TZ", "AAA5BBB,0/0,J365/25");
+    const fault_scope calls(kp_fault_call::localtime_r, 0, 0);
+    ahead = kp_Time().get_daylight_flag();
+    calls_seen = calls.calls_seen();
+  });
+  EXPECT_EQ(ahead, 1);
+  EXPECT_EQ(calls_seen, 2U);
+}
+
+TEST(TimeNow, EveryThreadAsksTheSystemForItself) {
+  unsigned first = 0;
+  unsigned second = 0;
+  within_one_minute([&] {
+    const environment_value zone("TZ", "Asia/Shanghai");
+    static_cast<void>(kp_Time());
+    const fault_scope calls(kp_fault_call::localtime_r, 0, 0);
+    const auto three_times = [] {
+      for (int i = 0; i < 3; ++i) EXPECT_EQ(kp_Time().get_zone_bias(), -480);
+    };
+    std::thread(three_times).join();
+    first = calls.calls_seen();
+    three_times();
+    second = calls.calls_seen();
+  });
+  EXPECT_EQ(first, 2U);
+  EXPECT_EQ(second, 2U);
 }
 #endif
 

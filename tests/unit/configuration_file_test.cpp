@@ -11,16 +11,19 @@
 #include <cctype>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <random>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "tests/support/failing_new.h"
 #include "tests/support/faults.h"
 #include "tests/support/temp_folder.h"
+#include "tests/support/virtual_slot.h"
 
 using optional_value = std::optional<unsigned>;
 
@@ -362,6 +365,28 @@ TEST(SettingsFile, ReadBeforeTheFlagIsResetIsNotReadAgainWithoutAChange) {
   EXPECT_EQ(settings("s", "A"), 2U);
 }
 
+TEST(SettingsFile, ReadAnewHoldsNothingOfWhatWasThereBefore) {
+  const settings_file settings("[s]\nA=1\nB=2\n\n");
+  settings.set_time(1000);
+  EXPECT_EQ(settings("s", "A"), 1U);
+  const _kp_LOG_file_configuration resets("elsewhere");
+  settings.write("[s]\nB=3\n\n");
+  settings.set_time(1001);
+  EXPECT_EQ(settings("s", "A"), std::nullopt);
+  EXPECT_EQ(settings("s", "B"), 3U);
+}
+
+TEST(SettingsFile, MayBeParsedWithoutALookUp) {
+  const settings_file settings("[s]\nA=1\n\n");
+  unsigned value = 0;
+  EXPECT_FALSE(settings.source()._find_value("s", "A", value));
+  EXPECT_TRUE(settings.source()._save_all_from_file());
+  EXPECT_TRUE(settings.source()._find_value("s", "A", value));
+  EXPECT_EQ(value, 1U);
+  EXPECT_EQ(_kp_LOG_file_configuration::bCfgReaded, 0U);
+  EXPECT_FALSE(_kp_LOG_file_configuration("missing")._save_all_from_file());
+}
+
 TEST(SettingsFile, TheFlagIsSharedSoThatASecondSourceStaysUnread) {
   const settings_file first("[s]\nA=1\n\n");
   const settings_file second("[s]\nA=2\n\n");
@@ -458,6 +483,33 @@ TEST(SettingsFile, WhoseStatusCannotBeToldHasNoValues) {
   EXPECT_EQ(settings("s", "A"), 1U);
 }
 
+TEST(SettingsFile, ThatCannotBeOpenedOrReadWritesNoDebugLine) {
+  const debug_log_in_temp_folder log(9);
+  for (const kp_fault_call call :
+       {kp_fault_call::stat, kp_fault_call::open, kp_fault_call::fseek, kp_fault_call::getc}) {
+    const settings_file settings("[s]\nA=1\n\n");
+    const fault_scope broken(call, 1, EIO, true);
+    EXPECT_EQ(settings("s", "A"), std::nullopt);
+    EXPECT_GE(broken.calls_seen(), 1U);
+  }
+  EXPECT_FALSE(std::filesystem::exists("zel_debug.log"));
+}
+
+TEST(SettingsFile, ReadAnewThatCannotBeOpenedHasNoValuesAnyMore) {
+  const settings_file settings("[s]\nA=1\n\n");
+  settings.set_time(1000);
+  EXPECT_EQ(settings("s", "A"), 1U);
+  const _kp_LOG_file_configuration resets("elsewhere");
+  settings.set_time(1001);
+  {
+    const fault_scope refused(kp_fault_call::open, 1, EACCES);
+    EXPECT_EQ(settings("s", "A"), std::nullopt);
+  }
+  EXPECT_EQ(settings("s", "A"), std::nullopt);
+  settings.set_time(1002);
+  EXPECT_EQ(settings("s", "A"), 1U);
+}
+
 TEST(SettingsFile, AFailedReadOrSeekEndsTheReadingAndKeepsWhatWasRead) {
   {
     const settings_file settings("[s]\nA=1\nB=2\n\n");
@@ -478,11 +530,15 @@ TEST(SettingsFile, AFailedReadOrSeekEndsTheReadingAndKeepsWhatWasRead) {
 TEST(SettingsFile, WithoutMemoryRaisesAndIsReadByTheNextLookUp) {
   std::string content = "[s]\n";
   for (int i = 0; i < 150; ++i)
-    content += "a-key-that-lies-on-the-heap-" + std::to_string(i) + "=" + std::to_string(i) + "\n";
+    content += "a-key-that-is-so-long-that-it-lies-on-the-heap-" + std::to_string(i) + "=" +
+               std::to_string(i) + "\n";
   const settings_file settings(content + "\n");
   unsigned value = 0;
   const unsigned failures = for_each_failing_allocation(
-      [&] { settings.source().get_integer_value("s", "a-key-that-lies-on-the-heap-149", value); },
+      [&] {
+        settings.source().get_integer_value(
+            "s", "a-key-that-is-so-long-that-it-lies-on-the-heap-149", value);
+      },
       [](const std::exception_ptr& outcome) {
         expect_memory_alloc(outcome);
         EXPECT_EQ(_kp_LOG_file_configuration::bCfgReaded, 0U);
@@ -503,10 +559,35 @@ TEST(SettingsFile, LookingUpNeedsNoMemoryForUsualNames) {
   EXPECT_FALSE(fault.met());
 }
 
+TEST(SettingsFile, OfManyKeysLookingUpNeedsNoMemoryForUsualNames) {
+  std::string content = "[s]\n";
+  for (int i = 0; i < 40; ++i) content += std::to_string(i) + "=" + std::to_string(i) + "\n";
+  const settings_file settings(content + "\n");
+  EXPECT_EQ(settings("s", "39"), 39U);
+  const std::string longest(255 - strlen("global"), 'm');
+  unsigned value = 0;
+  const allocation_fault fault(1, true);
+  EXPECT_TRUE(settings.source().get_integer_value("s", "17", value));
+  EXPECT_FALSE(settings.source().get_integer_value("s", longest.c_str(), value));
+  EXPECT_FALSE(fault.met());
+}
+
 TEST(SettingsFile, NamesOfAnyLengthMayBeAskedFor) {
   const settings_file settings("[s]\nA=1\n\n");
   for (const size_t length : {249U, 250U, 254U, 255U, 256U, 300U, 100000U})
     EXPECT_EQ(settings("s", std::string(length, 'k').c_str()), std::nullopt);
+}
+
+TEST(SettingsFile, WritesNoDebugLineWhateverHappens) {
+  const debug_log_in_temp_folder log(9);
+  EXPECT_EQ(settings_file("[s]\nA=1\n\n")("s", "A"), 1U);
+  EXPECT_EQ(settings_file("[s]\nA=1\n" + std::string(129, 'k') + "\n\n")("s", "A"), 1U);
+  EXPECT_EQ(settings_file("[s]\nA=1\n")("t", "A"), std::nullopt);
+  const _kp_LOG_file_configuration missing("missing");
+  EXPECT_EQ(value_in(missing, "s", "A"), std::nullopt);
+  const _kp_LOG_file_configuration folder(log.folder().path().c_str());
+  EXPECT_EQ(value_in(folder, "s", "A"), std::nullopt);
+  EXPECT_FALSE(std::filesystem::exists("zel_debug.log"));
 }
 
 // --- Against a slow reader that was written apart ---
@@ -612,6 +693,15 @@ TEST(SettingsFile, AgreesWithASlowReaderOverRandomFiles) {
   EXPECT_GT(settings_seen, 3000U) << "the random files hold too little";
 }
 
+// --- The interface ---
+
+#ifdef __x86_64__
+TEST(ConfigurationSourceInterface, LooksValuesUpThroughItsFirstSlot) {
+  EXPECT_EQ(virtual_slot(&_kp_LOG_configuration::get_integer_value), 0U);
+  EXPECT_TRUE(std::has_virtual_destructor_v<_kp_LOG_configuration>);
+}
+#endif
+
 // --- The table ---
 
 TEST(SettingsTable, OverwritesAndFindsByTheJoinedText) {
@@ -633,6 +723,63 @@ TEST(SettingsTable, KeepsItsBucketsWhenCleared) {
   EXPECT_EQ(table.find_entry("s", "3"), nullptr);
   table.set_size(23);
   EXPECT_EQ(table.bucket_count(), KP_recommended_hash_size(23));
+}
+
+// A table of more keys than are looked through one by one, "s0" to "s99" among them.
+static void fill_beyond_a_handful(_kp_LOG_log_setting_tbl& table) {
+  for (unsigned i = 0; i < 100; ++i) table.create_entry("s", std::to_string(i).c_str(), i);
+}
+
+TEST(SettingsTable, OfManyKeysFindsThoseOfEveryLength) {
+  for (const unsigned size : {3U, 23U}) {
+    _kp_LOG_log_setting_tbl table(size);
+    fill_beyond_a_handful(table);
+    const std::string section(100, 'a');
+    for (const size_t length : {0U, 1U, 154U, 155U, 156U, 157U, 400U})
+      table.create_entry(section.c_str(), std::string(length, 'b').c_str(),
+                         static_cast<unsigned>(1000 + length));
+    for (const size_t length : {0U, 1U, 154U, 155U, 156U, 157U, 400U}) {
+      const std::string key(length, 'b');
+      ASSERT_NE(table.find_entry(section.c_str(), key.c_str()), nullptr) << length;
+      EXPECT_EQ(*table.find_entry(section.c_str(), key.c_str()), 1000 + length);
+      EXPECT_EQ(*table.find_entry(nullptr, (section + key).c_str()), 1000 + length);
+      EXPECT_EQ(table.find_entry("x", (section + key).c_str()), nullptr);
+    }
+    for (unsigned i = 0; i < 100; ++i)
+      EXPECT_EQ(*table.find_entry("s", std::to_string(i).c_str()), i);
+    EXPECT_EQ(table.find_entry("s", "100"), nullptr);
+  }
+}
+
+TEST(SettingsTable, OfSixteenKeysOrOfSeventeenFindsAndOverwritesAlike) {
+  _kp_LOG_log_setting_tbl table(3);
+  for (unsigned n = 0; n < 20; ++n) {
+    table.create_entry("s", std::to_string(n).c_str(), n);
+    table.create_entry("", "s0", 100 + n);
+    EXPECT_EQ(*table.find_entry("s", "0"), 100 + n);
+    EXPECT_EQ(*table.find_entry("s", std::to_string(n).c_str()), n != 0 ? n : 100);
+    EXPECT_EQ(table.find_entry("s", std::to_string(n + 1).c_str()), nullptr);
+    EXPECT_EQ(table.find_entry(nullptr, nullptr), nullptr);
+  }
+}
+
+TEST(SettingsTable, OfManyKeysNeedsMemoryOnlyForNamesBeyond255Bytes) {
+  _kp_LOG_log_setting_tbl table(3);
+  fill_beyond_a_handful(table);
+  const std::string usual(254, 'k');
+  table.create_entry("s", usual.c_str(), 255);
+  const std::string longer(255, 'k');
+  {
+    const allocation_fault fault(1, true);
+    EXPECT_EQ(*table.find_entry("s", usual.c_str()), 255U);
+    EXPECT_EQ(*table.find_entry("s", "42"), 42U);
+    EXPECT_EQ(table.find_entry("t", usual.c_str()), nullptr);
+    EXPECT_FALSE(fault.met());
+  }
+  const unsigned* found = nullptr;
+  EXPECT_GE(for_each_failing_allocation([&] { found = table.find_entry("s", longer.c_str()); }),
+            1U);
+  EXPECT_EQ(found, nullptr);
 }
 
 TEST(SettingsTable, JoinsSectionAndKeyWithNothingBetween) {

@@ -154,6 +154,33 @@ TEST(DefinitionPath, LoadsTheFileAndIsLogged) {
   EXPECT_TRUE(knows_entry(17));
 }
 
+TEST(DefinitionPath, IsLoggedByOneLineAtLevelTwo) {
+  const settings_guard guard;
+  const debug_log_in_temp_folder log(2);
+  const std::string path = definition_file(log.folder(), "std", {17, 18});
+  kp_LOG_LogConfig::SetDefinitionPath(path.c_str());
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre("logging/logcfg:N kp_LOG_LogConfig::SetDefinitionPath, path=" + path + "!"));
+}
+
+TEST(DefinitionPath, IsLoggedBehindTheTracesOfTheTableAtLevelThree) {
+  const settings_guard guard;
+  const debug_log_in_temp_folder log(3);
+  const std::string path = definition_file(log.folder(), "std", {17});
+  kp_LOG_LogConfig::SetDefinitionPath(path.c_str());
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre("logging/ldf_load:N _kp_LOG_log_definition_tbl::_set_definition_file_path",
+                  "logging/ldf_load:N _kp_LOG_log_definition_tbl::clear() ",
+                  "logging/ldf_load:N _kp_LOG_log_definition_tbl::_find_entry_non_const "
+                  "n_entry_definitions_cached:0",
+                  "logging/ldf_load:N _kp_LOG_log_definition_tbl::_retrieve_entry_definition "
+                  "return false",
+                  "logging/ldf_load:N _kp_LOG_log_definition_tbl::_find_entry_non_const return 0 0",
+                  "logging/logcfg:N kp_LOG_LogConfig::SetDefinitionPath, path=" + path + "!"));
+}
+
 TEST(DefinitionPath, OfAMissingFileStaysStoredAndNothingIsDefined) {
   const settings_guard guard;
   const temp_folder folder;
@@ -192,7 +219,8 @@ TEST(DefinitionPath, WithoutMemoryForTheCopyKeepsPathAndDefinitions) {
   kp_LOG_LogConfig::SetDefinitionPath(path.c_str());
   {
     const allocation_fault fault(1);
-    EXPECT_THROW(kp_LOG_LogConfig::SetDefinitionPath("other"), KPX_memory_alloc);
+    EXPECT_EQ(raised<KPX_memory_alloc>([] { kp_LOG_LogConfig::SetDefinitionPath("other"); }),
+              "(null)");
   }
   EXPECT_EQ(kp_LOG_LogConfig::GetDefinitionPath(), path);
   EXPECT_TRUE(knows_entry(17));
@@ -226,9 +254,81 @@ TEST(AuxDefinitionPath, AddsTheFileAndIsLogged) {
   const std::string path = definition_file(log.folder(), "aux", {18});
   kp_LOG_LogConfig::SetAuxDefinitionPath(path.c_str());
   EXPECT_EQ(kp_LOG_LogConfig::GetAuxDefinitionPath(), path);
-  EXPECT_EQ(log.lines().back(),
-            "logging/logcfg:N kp_LOG_LogConfig::SetAuxDefinitionPath, path=" + path + "!");
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre("logging/logcfg:N kp_LOG_LogConfig::SetDefinitionPath, path=" +
+                      std::string(kp_LOG_LogConfig::GetDefinitionPath()) + "!",
+                  "logging/logcfg:N kp_LOG_LogConfig::SetAuxDefinitionPath, path=" + path + "!"));
   EXPECT_TRUE(knows_entry(17));
+  EXPECT_TRUE(knows_entry(18));
+}
+
+// The entry of both files is loaded from the first one, then merged; the other is only located.
+TEST(AuxDefinitionPath, IsLoggedBehindTheTracesOfTheMergeAtLevelThree) {
+  const settings_guard guard;
+  const debug_log_in_temp_folder log(0);
+  kp_LOG_LogConfig::SetDefinitionPath(definition_file(log.folder(), "std", {17}).c_str());
+  const std::string path = definition_file(log.folder(), "aux", {17, 18});
+  EnableDebugLog(3);
+  kp_LOG_LogConfig::SetAuxDefinitionPath(path.c_str());
+  EnableDebugLog(0);
+  const std::string table = "logging/ldf_load:N _kp_LOG_log_definition_tbl::";
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre(table + "_set_definition_file_path",
+                  table + "_find_entry_non_const n_entry_definitions_cached:0",
+                  table + "_retrieve_entry_definition return true",
+                  table + "_find_entry_non_const return p_entry_definition 1",
+                  table + "_retrieve_entry_definition return true",
+                  table + "_find_entry_non_const n_entry_definitions_cached:1",
+                  table + "_retrieve_entry_definition return false",
+                  table + "_find_entry_non_const return 0 1",
+                  "logging/logcfg:N kp_LOG_LogConfig::SetAuxDefinitionPath, path=" + path + "!"));
+}
+
+TEST(AuxDefinitionPath, OfAMissingFileStaysStoredAndWritesNoLineOfSuccess) {
+  const settings_guard guard;
+  const debug_log_in_temp_folder log(0);
+  kp_LOG_LogConfig::SetDefinitionPath(definition_file(log.folder(), "std", {17}).c_str());
+  const std::string missing = log.folder().file("missing");
+  EnableDebugLog(2);
+  EXPECT_EQ(
+      raised<KPX_logging_invalid_definition>(
+          [&] { kp_LOG_LogConfig::SetAuxDefinitionPath(missing.c_str()); }),
+      "<KPX_logging_invalid_definition> Unable to access definition file \"" + missing + "\".");
+  EXPECT_THAT(log.lines(), IsEmpty());
+  EXPECT_EQ(kp_LOG_LogConfig::GetAuxDefinitionPath(), missing);
+  EXPECT_TRUE(knows_entry(17));
+}
+
+TEST(AuxDefinitionPath, OfAFileCutShortStaysStoredAndWritesTheErrorsLineOnly) {
+  const settings_guard guard;
+  const debug_log_in_temp_folder log(0);
+  kp_LOG_LogConfig::SetDefinitionPath(definition_file(log.folder(), "std", {17}).c_str());
+  const std::string cut = log.folder().write("aux", ".LDF");
+  EnableDebugLog(2);
+  EXPECT_EQ(raised<KPX_logging_invalid_definition>(
+                [&] { kp_LOG_LogConfig::SetAuxDefinitionPath(cut.c_str()); }),
+            "<KPX_logging_invalid_definition> Unable to access definition file successfully.");
+  EXPECT_THAT(log.lines(), ElementsAre("logging/ldf_load:N _throw_file_io_error()"));
+  EXPECT_EQ(kp_LOG_LogConfig::GetAuxDefinitionPath(), cut);
+  EXPECT_TRUE(knows_entry(17));
+}
+
+TEST(AuxDefinitionPath, WithoutMemoryForTheCopyKeepsPathAndDefinitions) {
+  const settings_guard guard;
+  const temp_folder folder;
+  kp_LOG_LogConfig::SetDefinitionPath(definition_file(folder, "std", {17}).c_str());
+  const std::string path = definition_file(folder, "aux", {18});
+  kp_LOG_LogConfig::SetAuxDefinitionPath(path.c_str());
+  const debug_log_in_temp_folder log(2);
+  {
+    const allocation_fault fault(1);
+    EXPECT_EQ(raised<KPX_memory_alloc>([] { kp_LOG_LogConfig::SetAuxDefinitionPath("other"); }),
+              "(null)");
+  }
+  EXPECT_THAT(log.lines(), IsEmpty());
+  EXPECT_EQ(kp_LOG_LogConfig::GetAuxDefinitionPath(), path);
   EXPECT_TRUE(knows_entry(18));
 }
 

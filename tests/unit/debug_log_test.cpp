@@ -317,6 +317,20 @@ TEST(DebugLogLine, IsWrittenWithOneCall) {
   EXPECT_EQ(watch.calls_seen(), 2U);
 }
 
+TEST(DebugLogLine, ThatIsFilteredOutTakesNoTimeAndTouchesNoFile) {
+  const debug_log_in_temp_folder log(3);
+  const fault_scope times(kp_fault_call::localtime_r, 0, 0);
+  const fault_scope files(kp_fault_call::fstat, 0, 0);
+  LogDebugMessage(4, "unseen\n");
+  EnableDebugLog(0);
+  for (unsigned level = 1; level <= 8; ++level) LogDebugMessage(level, "unseen\n");
+  EXPECT_EQ(times.calls_seen(), 0U);
+  EXPECT_EQ(files.calls_seen(), 0U);
+  LogDebugMessage(9, "seen\n");
+  EXPECT_EQ(times.calls_seen(), 1U);
+  EXPECT_EQ(files.calls_seen(), 1U);
+}
+
 TEST(DebugLogLine, WithoutALocalTimeHasAnEmptyTime) {
   const debug_log_in_temp_folder log(1);
   const std::string expected = "(pid=" + std::to_string(getpid()) +
