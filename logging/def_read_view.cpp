@@ -17,8 +17,9 @@ bool _kp_LOG_ldf_view::read(void* bytes, size_t n) noexcept {
   if (held == n) return true;
   target += held;
   n -= held;
-  if (n >= window_size) return read_at_position(target, n);
-  return fill_window() && take_from_window(target, n) == n;
+  if (n >= window_size) return read_at_position(target, n) == n;
+  fill_window();
+  return take_from_window(target, n) == n;
 }
 
 // Copies what the window holds of the next n bytes, and returns how many that were.
@@ -31,26 +32,24 @@ size_t _kp_LOG_ldf_view::take_from_window(unsigned char* bytes, size_t n) noexce
   return taken;
 }
 
-bool _kp_LOG_ldf_view::fill_window() noexcept {
-  const uint64_t left = size_ - position_;
-  const uint64_t start = position_;
-  window_length_ = 0;
-  const auto wanted = static_cast<size_t>(std::min(left, uint64_t{window_size}));
-  if (!read_at_position(window_, wanted)) return false;
-  position_ = window_start_ = start;
-  window_length_ = wanted;
-  return true;
+// With as much of the file as can be read: one that was shortened since has less than it had.
+void _kp_LOG_ldf_view::fill_window() noexcept {
+  const auto wanted = static_cast<size_t>(std::min(size_ - position_, uint64_t{window_size}));
+  window_start_ = position_;
+  window_length_ = read_at_position(window_, wanted);
+  position_ = window_start_;
 }
 
-bool _kp_LOG_ldf_view::read_at_position(void* bytes, size_t n) noexcept {
-  auto* target = static_cast<unsigned char*>(bytes);
-  while (n != 0) {
-    const ssize_t done = KP_pread(descriptor_, target, n, static_cast<off_t>(position_));
-    if (done <= 0) return false;
-    const auto count = static_cast<size_t>(done);
-    target += count;
-    position_ += count;
-    n -= count;
+// Moves the position behind what it could read of n bytes, and returns how many those were.
+size_t _kp_LOG_ldf_view::read_at_position(void* bytes, size_t n) noexcept {
+  auto* const target = static_cast<unsigned char*>(bytes);
+  size_t count = 0;
+  while (count != n) {
+    const ssize_t done =
+        KP_pread(descriptor_, target + count, n - count, static_cast<off_t>(position_));
+    if (done <= 0) break;
+    count += static_cast<size_t>(done);
+    position_ += static_cast<size_t>(done);
   }
-  return true;
+  return count;
 }

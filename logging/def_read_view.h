@@ -26,8 +26,8 @@ class _kp_LOG_ldf_view : kp_UTIL_no_inadvertant_copies {
   static constexpr size_t window_size = 4096;
 
   size_t take_from_window(unsigned char* bytes, size_t n) noexcept;
-  bool fill_window() noexcept;
-  bool read_at_position(void* bytes, size_t n) noexcept;
+  void fill_window() noexcept;
+  size_t read_at_position(void* bytes, size_t n) noexcept;
 
   int descriptor_;
   uint64_t size_ = 0;  // of the file; 0 when it cannot be told

@@ -168,3 +168,49 @@ TEST_F(DefinitionThreads, AnAuxFileIsMergedWhileOthersLookUp) {
   EXPECT_EQ(wrong, 0U);
   EXPECT_NE(table_.find_entry(0), nullptr);
 }
+
+// Runs `change` while four threads acquire IDs below `count`, more of them than the cache holds.
+// Returns how many of those look-ups found nothing.
+template <class Change>
+static unsigned missed_while(_kp_LOG_log_definition_tbl& table, unsigned count, Change change) {
+  std::atomic<bool> done{false};
+  std::atomic<unsigned> missed{0};
+  std::thread changer([&] {
+    change();
+    done = true;
+  });
+  in_threads(4, [&](unsigned thread) {
+    for (unsigned id = thread * count / 4; !done; id = (id + 1) % count)
+      if (!table.acquire_entry(id)) ++missed;
+  });
+  changer.join();
+  return missed;
+}
+
+TEST_F(DefinitionThreads, AnAuxFileIsMergedWhileOthersReplaceTheSameEntryTypes) {
+  constexpr unsigned count = 400;
+  const std::string std_path = folder_.write("many.ldf", bytes_of(0, count, ""));
+  const std::string aux_path = folder_.write("aux.ldf", bytes_of(0, count, "_AUX"));
+  for (unsigned round = 0; round < 5; ++round) {
+    table_.set_precompiled_definition_file_path(std_path.c_str());
+    EXPECT_EQ(
+        missed_while(table_, count,
+                     [&] { table_.set_precompiled_aux_definition_file_path(aux_path.c_str()); }),
+        0U);
+    for (unsigned id = 0; id < count; ++id) {
+      const auto* const found = table_.find_entry(id);
+      ASSERT_NE(found, nullptr);
+      EXPECT_NE(found->_find_attr_entry_by_name((name_of(id) + "_AUX").c_str()), nullptr) << id;
+    }
+  }
+}
+
+TEST_F(DefinitionThreads, AnStdFileIsSetWhileOthersLookUp) {
+  const std::string path = folder_.write("new.ldf", bytes_of(0, 400, ""));
+  const auto set_it = [&] { table_.set_precompiled_definition_file_path(path.c_str()); };
+  for (unsigned round = 0; round < 5; ++round) missed_while(table_, 400, set_it);
+  EXPECT_TRUE(is_whole(table_.acquire_entry(399), 399));
+  _kp_LOG_log_definition_tbl fresh;  // whose locations have no room yet
+  missed_while(fresh, 400, [&] { fresh.set_precompiled_definition_file_path(path.c_str()); });
+  EXPECT_TRUE(is_whole(fresh.acquire_entry(399), 399));
+}

@@ -7,11 +7,12 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
-#include <set>
 #include <string>
+#include <string_view>
 
 #include "kp_LOG_errors.h"
 #include "logging/ldf_load.h"
+#include "tests/support/definition_errors.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/temp_folder.h"
 
@@ -73,21 +74,6 @@ static size_t peak_of(F&& f) {
 
 // ---- files ----
 
-static const std::set<std::string> described_errors = {
-    "<KPX_logging_invalid_definition> Unable to access definition file successfully.",
-    "<KPX_logging_invalid_definition> The definition file is corrupted.",
-    "<KPX_logging_invalid_definition> selector_attribute name conflict.",
-    "<KPX_logging_invalid_definition> selector message index in AUX definition file conflict with "
-    "STD definition"};
-
-static bool is_described(const std::string& error) {
-  static const std::string first = "<KPX_logging_invalid_definition> attribute ",
-                           last = " already exist.";
-  if (described_errors.count(error) != 0) return true;
-  return error.rfind(first, 0) == 0 && error.size() >= first.size() + last.size() &&
-         error.compare(error.size() - last.size(), last.size(), last) == 0;
-}
-
 // Runs `f`; an error that it raises must be a described one.
 template <class F>
 static bool succeeds(F&& f) {
@@ -95,7 +81,7 @@ static bool succeeds(F&& f) {
     f();
     return true;
   } catch (const KPX_logging_invalid_definition& error) {
-    EXPECT_TRUE(is_described(error.what())) << error.what();
+    EXPECT_TRUE(is_definition_content_error(error.what())) << error.what();
     return false;
   }
 }
@@ -234,6 +220,53 @@ TEST_F(HostileDefinitions, ATextOfEightMebibytesIsHeldOnce) {
     _kp_LOG_log_definition_tbl table;
     table.set_precompiled_definition_file_path(path.c_str());
     EXPECT_EQ(table.find_entry(17)->get_default_msg_text(), long_text);
+  });
+  EXPECT_LE(peak, bytes.size() + (1U << 20));
+}
+
+// A file of 8 MiB with 128 records, each of which begins in the default text of the one before it.
+// Every text claims all the rest of the file, and ends at a NUL in the next record's head.
+static std::string overlapping_bytes() {
+  constexpr unsigned n = 128, size = 8U << 20, step = 32, first = 128 + 8 * n;
+  std::string mapping, body(size, 'x');
+  body.replace(size - 12, 12, std::string(12, '\0'));
+  for (unsigned i = 0; i < n; ++i) {
+    mapping += ldf_int4(i) + ldf_int4(first + step * i);
+    const std::string head = ldf_int4(i) + ldf_int4(1) + ldf_int4(1) + ldf_int4(0) +
+                             ldf_int4(size - 12 - (step * i + 20));
+    body.replace(step * i, head.size(), head);
+  }
+  body[step * n] = '\0';  // the last text is short as well
+  std::string header = ldf_file{}.bytes();
+  header.replace(48, 4, ldf_int4(n)).replace(56, 4, ldf_int4(128));
+  return header + mapping + body;
+}
+
+TEST_F(HostileDefinitions, ShortTextsThatClaimTheWholeFileHoldNoMoreThanTheyAre) {
+  const std::string path = folder_.write("std.ldf", overlapping_bytes());
+  _kp_LOG_log_definition_tbl table;
+  const size_t before = bytes_in_use;
+  table.set_precompiled_definition_file_path(path.c_str());
+  for (unsigned id = 0; id < 128; ++id) {
+    const auto* const found = table.find_entry(id);
+    ASSERT_NE(found, nullptr);
+    EXPECT_LE(std::string(found->get_default_msg_text()).size(), 16U);
+  }
+  EXPECT_EQ(table.n_entry_definitions_cached, 128U);
+  EXPECT_LT(bytes_in_use - before, 1U << 20);
+}
+
+TEST_F(HostileDefinitions, ATextWithoutANulIsHeldOnce) {
+  const std::string long_text(8U << 20, 'x');
+  std::string bytes = ldf_file{.entries = {{.id = 17, .msg_text = long_text}}}.bytes();
+  bytes[bytes.find("xxxx") + long_text.size()] = 'x';
+  const std::string path = folder_.write("std.ldf", bytes);
+  const size_t peak = peak_of([&] {
+    _kp_LOG_log_definition_tbl table;
+    table.set_precompiled_definition_file_path(path.c_str());
+    const std::string_view text = table.find_entry(17)->get_default_msg_text();
+    EXPECT_EQ(text.size(), long_text.size() + 1);
+    EXPECT_EQ(text.substr(1), long_text);
   });
   EXPECT_LE(peak, bytes.size() + (1U << 20));
 }

@@ -8,12 +8,11 @@
 #include <csignal>
 #include <cstring>
 #include <fstream>
-#include <map>
 #include <sstream>
 #include <thread>
 
-#include "base/kp_clib.h"
 #include "logging/ldf_load.h"
+#include "tests/support/byte_stream.h"
 #include "tests/support/failing_new.h"
 #include "tests/support/faults.h"
 #include "tests/support/ldf_bytes.h"
@@ -21,19 +20,6 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-// A regular file of these bytes, positioned at its start.
-static kp_file stream_of(std::string_view bytes) {
-  kp_file file(std::tmpfile());
-  std::fwrite(bytes.data(), 1, bytes.size(), file.get());
-  std::rewind(file.get());
-  return file;
-}
-
-// A stream of these bytes that has no descriptor, hence no size.
-static kp_file sizeless_stream_of(std::string& bytes) {
-  return kp_file(fmemopen(bytes.data(), bytes.size(), "rb"));
-}
 
 static std::string text_read_from(std::string_view bytes, long expected_position) {
   const kp_file file = stream_of(bytes);
@@ -295,144 +281,9 @@ TEST(HeaderReading, AnotherMagicIsRefusedBeforeAnythingElseIsRead) {
   EXPECT_EQ(std::ftell(file.get()), 4);
 }
 
-// ---- records ----
-
-TEST(RecordReading, AnAttributeHasNameTypeAndRedirection) {
-  const kp_file file = stream_of(ldf_string("COLOUR") + ldf_int4(9) + ldf_string("TINT"));
-  kp_String name, redirection;
-  kp_AttributeType type = TypeUnknown;
-  ASSERT_TRUE(_kp_LOG_read_attribute(file.get(), name, type, redirection));
-  EXPECT_STREQ(name.c_str(), "COLOUR");
-  EXPECT_EQ(type, TypeChar32);
-  EXPECT_STREQ(redirection.c_str(), "TINT");
-}
-
-TEST(RecordReading, OnlyTheLowEightBitsOfATypeAreKept) {
-  const kp_file file = stream_of(ldf_string("A") + ldf_int4(0xABCDEF02) + ldf_string(""));
-  kp_String name, redirection;
-  kp_AttributeType type = TypeUnknown;
-  ASSERT_TRUE(_kp_LOG_read_attribute(file.get(), name, type, redirection));
-  EXPECT_EQ(type, TypeUInt1);
-}
-
-TEST(RecordReading, ItemsBeforeTheOneThatFailsKeepTheirNewValues) {
-  const kp_file file = stream_of(ldf_string("A") + ldf_int4(2) + "\0\0");
-  kp_String name, redirection("before");
-  kp_AttributeType type = TypeUnknown;
-  EXPECT_FALSE(_kp_LOG_read_attribute(file.get(), name, type, redirection));
-  EXPECT_STREQ(name.c_str(), "A");
-  EXPECT_EQ(type, TypeUInt1);
-  EXPECT_STREQ(redirection.c_str(), "before");
-}
-
-TEST(RecordReading, APropertyFlagHasNameAndValue) {
-  const kp_file file = stream_of(ldf_string("AUDIT") + ldf_int4(0x80000001) + "x");
-  kp_String name;
-  unsigned flag = 0;
-  ASSERT_TRUE(_kp_LOG_read_property_flag(file.get(), name, flag));
-  EXPECT_STREQ(name.c_str(), "AUDIT");
-  EXPECT_EQ(flag, 0x80000001U);
-  EXPECT_FALSE(_kp_LOG_read_property_flag(file.get(), name, flag));
-}
-
-TEST(RecordReading, AnEntryIsReadUpToItsSelectorAttribute) {
-  const kp_file file = stream_of(ldf_int4(17) + ldf_int4(2) + ldf_int4(3) + ldf_string("M17") +
-                                 ldf_string("text") + ldf_string("KIND") + ldf_int4(99));
-  unsigned id = 0, word2 = 0, flags = 0, next = 0;
-  kp_String msg_id, msg_text, selector;
-  ASSERT_TRUE(_kp_LOG_read_entry_info(file.get(), id, word2, flags, msg_id, msg_text, selector));
-  EXPECT_THAT((std::vector<unsigned>{id, word2, flags}), ElementsAre(17U, 2U, 3U));
-  EXPECT_STREQ(msg_id.c_str(), "M17");
-  EXPECT_STREQ(msg_text.c_str(), "text");
-  EXPECT_STREQ(selector.c_str(), "KIND");
-  EXPECT_TRUE(kp_be_read_int4(file.get(), &next));
-  EXPECT_EQ(next, 99U);
-}
-
-TEST(RecordReading, AMappingRecordHasIdAndOffset) {
-  const kp_file file = stream_of(ldf_int4(17) + ldf_int4(0xFFFFFFFF) + "1234567");
-  unsigned id = 0, offset = 0;
-  ASSERT_TRUE(_kp_LOG_read_entry_id_offset_mapping(file.get(), id, offset));
-  EXPECT_EQ(id, 17U);
-  EXPECT_EQ(offset, 0xFFFFFFFFU);
-  EXPECT_FALSE(_kp_LOG_read_entry_id_offset_mapping(file.get(), id, offset));
-}
-
-TEST(RecordReading, EveryReaderRefusesANullStream) {
-  _kp_LOG_ldf_header_struct header = {};
-  kp_String a, b, c;
-  unsigned x = 0, y = 0, z = 0;
-  kp_AttributeType type = TypeUnknown;
-  EXPECT_FALSE(_kp_LOG_read_file_header(nullptr, header));
-  EXPECT_FALSE(_kp_LOG_read_string(nullptr, a));
-  EXPECT_FALSE(_kp_LOG_read_property_flag(nullptr, a, x));
-  EXPECT_FALSE(_kp_LOG_read_attribute(nullptr, a, type, b));
-  EXPECT_FALSE(_kp_LOG_read_entry_info(nullptr, x, y, z, a, b, c));
-  EXPECT_FALSE(_kp_LOG_read_selector_msg(nullptr, x, y, a, b));
-  EXPECT_FALSE(_kp_LOG_read_entry_id_offset_mapping(nullptr, x, y));
-}
-
-// ---- selector messages ----
-
-static std::string selector_message_bytes() {
-  return ldf_int4(1) + ldf_int4(2) + ldf_string("M1") + ldf_string("one");
-}
-
-TEST(SelectorMessageReading, HasIndexValueIdAndText) {
-  const debug_log_in_temp_folder log(9);
-  const kp_file file = stream_of(selector_message_bytes());
-  unsigned index = 0, value = 0;
-  kp_String id, text;
-  ASSERT_TRUE(_kp_LOG_read_selector_msg(file.get(), index, value, id, text));
-  EXPECT_EQ(index, 1U);
-  EXPECT_EQ(value, 2U);
-  EXPECT_STREQ(id.c_str(), "M1");
-  EXPECT_STREQ(text.c_str(), "one");
-  EXPECT_THAT(log.lines(), IsEmpty());
-}
-
-// The debug lines of reading a selector message of which only `length` bytes are there.
-static std::vector<std::string> lines_of_short_message(size_t length) {
-  const debug_log_in_temp_folder log(1);
-  const kp_file file = stream_of(selector_message_bytes().substr(0, length));
-  unsigned index = 0, value = 0;
-  kp_String id, text;
-  EXPECT_FALSE(_kp_LOG_read_selector_msg(file.get(), index, value, id, text));
-  return log.lines();
-}
-
-TEST(SelectorMessageReading, TheItemThatFailsIsTold) {
-  EXPECT_THAT(lines_of_short_message(3),
-              ElementsAre("logging/def_read:N kp_be_read_int4 selector_msg_index error"));
-  EXPECT_THAT(lines_of_short_message(7),
-              ElementsAre("logging/def_read:N kp_be_read_int4 selector_value error"));
-  EXPECT_THAT(lines_of_short_message(14),
-              ElementsAre("logging/def_read:N kp_be_read_string selector_msg_id error"));
-  EXPECT_THAT(lines_of_short_message(22),
-              ElementsAre("logging/def_read:N kp_be_read_string selector_msg_text error"));
-}
-
-TEST(SelectorMessageReading, AMissingLengthIsToldBeforeTheItem) {
-  EXPECT_THAT(lines_of_short_message(8),
-              ElementsAre("logging/def_read:N kp_be_read_int4",
-                          "logging/def_read:N kp_be_read_string selector_msg_id error"));
-}
-
 // ---- faults ----
 
 #ifdef KP_FAULTS
-TEST(RecordReading, AReadErrorAnywhereIsFalse) {
-  const std::string bytes = selector_message_bytes();
-  for (unsigned nth = 1; nth <= 8; ++nth) {
-    const kp_file file = stream_of(bytes);
-    unsigned index = 0, value = 0;
-    kp_String id, text;
-    const fault_scope fault(kp_fault_call::fread, nth, EIO);
-    const bool done = _kp_LOG_read_selector_msg(file.get(), index, value, id, text);
-    EXPECT_EQ(done, fault.calls_seen() < nth) << nth;
-  }
-}
-
 TEST(StringReading, AFileThatCannotBeMeasuredIsReadToItsEnd) {
   const std::string text(100000, 'x');
   for (const auto call : {kp_fault_call::fstat, kp_fault_call::ftell}) {

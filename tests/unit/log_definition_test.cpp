@@ -9,6 +9,7 @@
 #include "logging/def_read.h"
 #include "tests/support/failing_new.h"
 #include "tests/support/raised.h"
+#include "tests/support/temp_folder.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -480,6 +481,27 @@ TEST_F(GlobalAttributes, ClearingDropsThemAll) {
   EXPECT_EQ(_kp_LOG_log_definition::n_global_attr_entries, 0);
 }
 
+TEST_F(GlobalAttributes, LookUpsThatFindNothingTellNothing) {
+  const debug_log_in_temp_folder log(9);
+  const _kp_LOG_log_definition def;
+  const char *name = nullptr, *redirection = nullptr;
+  unsigned char type = 0;
+  EXPECT_EQ(def._find_attr_entry_by_name("A"), nullptr);
+  EXPECT_EQ(def.get_attr_info_by_name("A"), nullptr);
+  EXPECT_FALSE(def.get_attr_info_by_name("A", type, redirection));
+  EXPECT_EQ(def.get_selector_msg_by_index(1), nullptr);
+  EXPECT_EQ(def.get_selector_msg_by_value(1), nullptr);
+  EXPECT_EQ(_kp_LOG_log_definition::_find_global_attr_entry_by_name("A"), nullptr);
+  EXPECT_FALSE(_kp_LOG_log_definition::get_global_attr_info_by_name("A", type));
+  EXPECT_EQ(raised<KPX_logging_internal_error>(
+                [&] { def.get_attr_info_by_index(0, name, type, redirection); }),
+            "_kp_LOG_log_definition::get_attr_info_by_index()");
+  EXPECT_EQ(raised<KPX_logging_index_out_of_bound>(
+                [&] { _kp_LOG_log_definition::get_global_attr_info_by_index(0, name, type); }),
+            "_kp_LOG_log_definition::get_global_attr_info_by_index()");
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
 // ---- failed allocations ----
 
 TEST(WithoutMemory, AnAttributeKeepsItsOldTexts) {
@@ -540,7 +562,11 @@ TEST(WithoutMemory, ADefinitionKeepsItsTextsAndMessages) {
   _kp_LOG_log_definition def;
   def.set_default_msg_id(old.c_str());
   def.set_default_msg_text(old.c_str());
-  for_each_failing_allocation([&] { def.set_default_msg_id(fresh.c_str()); });
+  for_each_failing_allocation([&] { def.set_default_msg_id(fresh.c_str()); },
+                              [&](const std::exception_ptr& outcome) {
+                                expect_memory_alloc(outcome);
+                                EXPECT_EQ(def.get_default_msg_id(), old);
+                              });
   EXPECT_EQ(def.get_default_msg_id(), fresh);
   for_each_failing_allocation([&] { def.set_default_msg_text(fresh.c_str()); },
                               [&](const std::exception_ptr& outcome) {
