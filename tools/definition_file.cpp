@@ -317,7 +317,8 @@ definition_file::definition_file(std::string name, std::string bytes)
 bool read_definition_file(definition_file& file, diagnostic_list& found) {
   const size_t before = found.count(rule_severity::error);
   definition_file_reader(file, found).read();
-  return found.count(rule_severity::error) == before;
+  file.set.is_whole = found.count(rule_severity::error) == before;
+  return file.set.is_whole;
 }
 
 bool is_definition_file(std::string_view bytes) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "tools/command_options.h"
 #include "tools/known_attributes.h"
 #include "tools/template_scan.h"
 
@@ -146,7 +147,7 @@ class definition_file_checker {
     for (const file_extent& extent : extents()) {
       if (extent.begin > end)
         found_.add(diagnostic_rule::file_unused, {&file_.source, 0, end},
-                   std::to_string(extent.begin - end) + " bytes from here on belong to nothing");
+                   counted(extent.begin - end, "byte") + " from here on: nothing refers to them");
       end = std::max(end, extent.end);
     }
   }
@@ -158,6 +159,7 @@ class definition_file_checker {
 
 void check_definition_file(const definition_file& file, const std_definitions* standard,
                            diagnostic_list& found) {
+  if (!file.set.is_whole) return;
   definition_file_checker(file, standard, found).check();
   if (standard != nullptr) check_against_std(file.set, *standard, found);
 }
