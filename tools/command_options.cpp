@@ -37,6 +37,18 @@ CLI::Option* add_choice_option(CLI::App& command, const std::string& names, std:
       ->type_name(joined_choices(choices));
 }
 
+CLI::Option* add_choices_option(CLI::App& command, const std::string& names,
+                                std::vector<std::string>& chosen,
+                                const std::vector<std::string>& choices,
+                                const std::string& description) {
+  return command.add_option(names, chosen, description)
+      ->delimiter(',')
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->check(one_of(choices))
+      ->type_name(joined_choices(choices));
+}
+
 void add_color_option(CLI::App& command, report_options& options) {
   const std::vector<std::string> choices = {"auto", "always", "never"};
   options.color = is_color_wanted("auto");

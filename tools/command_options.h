@@ -36,6 +36,12 @@ CLI::Option* add_choice_option(CLI::App& command, const std::string& names, std:
                                const std::vector<std::string>& choices,
                                const std::string& description);
 
+// One that takes several of them, with commas between them.
+CLI::Option* add_choices_option(CLI::App& command, const std::string& names,
+                                std::vector<std::string>& chosen,
+                                const std::vector<std::string>& choices,
+                                const std::string& description);
+
 // "kplog: TEXT", for a command line that the parser had nothing against.
 command_outcome usage_error(std::ostream& log, const std::string& text);
 

@@ -28,7 +28,8 @@ struct placed {
   bool is_given() const { return place.source != nullptr; }
 };
 
-// Advice that a source does not want: "silence: {CODE: REASON}".
+// Advice that a source does not want, "silence: {CODE: REASON}", or a difference from an earlier
+// set that is meant, "accept: {CODE: REASON}".
 struct silenced_rule {
   placed<std::string> code;
   std::string reason;
@@ -66,6 +67,7 @@ struct event_model {
   message_model message;
   std::vector<message_model> messages;
   std::vector<silenced_rule> silenced;
+  std::vector<silenced_rule> accepted;
 };
 
 struct id_range {
@@ -86,6 +88,7 @@ struct definition_set {
   std::vector<id_range> retired;
   std::vector<id_range> id_ranges;      // of each source, what its events' IDs lie in
   std::vector<silenced_rule> silenced;  // of each source, for all that it defines
+  std::vector<silenced_rule> accepted;  // of what concerns no event
   std::vector<event_model> events;      // in the order of the sources
 };
 

@@ -29,8 +29,7 @@ static std::string in_columns(const std::vector<overview_row>& rows) {
 static std::string globals_table(const std::vector<attribute_model>& globals) {
   std::vector<overview_row> rows = {{"GLOBAL ATTRIBUTE", "TYPE"}};
   for (const attribute_model& global : globals)
-    rows.push_back(
-        {terminal_text(global.name.value), _kp_LOG_get_attribute_type_string(global.type)});
+    rows.push_back({terminal_text(global.name.value), short_type_name(global.type)});
   return "\n" + in_columns(rows);
 }
 

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <optional>
 
+#include "tools/change_rules.h"
 #include "tools/nearest_name.h"
 #include "tools/utf8_text.h"
 #include "tools/yaml_reader.h"
@@ -63,8 +64,8 @@ class definition_source_reader {
     bool is_required = false;
   };
 
-  static const std::array<key_row<reader>, 9> file_keys;
-  static const std::array<key_row<event_model>, 9> event_keys;
+  static const std::array<key_row<reader>, 10> file_keys;
+  static const std::array<key_row<event_model>, 10> event_keys;
   static const std::array<key_row<attribute_model>, 4> attribute_keys;
   static const std::array<key_row<message_model>, 3> message_keys;
   static const std::array<key_row<message_model>, 5> selector_message_keys;
@@ -163,9 +164,25 @@ class definition_source_reader {
   }
 
   void read_silence(const yaml_node& node, std::vector<silenced_rule>& silenced) {
-    if (!is_map(node, "silence")) return;
-    for (size_t i = 0; i < node.children.size(); i += 2)
-      read_silenced_rule(node.children[i], node.children[i + 1], silenced);
+    read_reasons(node, "silence", silenced, is_silenceable, &reader::refuse_silence);
+  }
+
+  void read_accepted(const yaml_node& node, std::vector<silenced_rule>& accepted) {
+    read_reasons(node, "accept", accepted, is_change_code, &reader::refuse_accepted);
+  }
+
+  // A map of codes to reasons.
+  void read_reasons(const yaml_node& node, const char* what, std::vector<silenced_rule>& silenced,
+                    bool (*is_known)(std::string_view code),
+                    void (reader::*refuse)(const yaml_node& key)) {
+    if (!is_map(node, what)) return;
+    for (size_t i = 0; i < node.children.size(); i += 2) {
+      const yaml_node& key = node.children[i];
+      if (is_known(key.text))
+        read_silenced_rule(key, node.children[i + 1], silenced);
+      else
+        (this->*refuse)(key);
+    }
   }
 
   void read_silenced_rule(const yaml_node& key, const yaml_node& value,
@@ -173,7 +190,6 @@ class definition_source_reader {
     placed<std::string> code;
     placed<std::string> reason;
     if (!read_text(key, code) || !read_text(value, reason)) return;
-    if (!is_silenceable(code.value)) return refuse_silence(key);
     if (reason.value.find_first_not_of(' ') == std::string::npos)
       return add(diagnostic_rule::silence, value, "a silence needs a reason");
     silenced.push_back({code, reason.value});
@@ -188,6 +204,13 @@ class definition_source_reader {
       if (row.kind == rule_kind::advice) codes.push_back(row.code);
     add(diagnostic_rule::silence, key,
         "no rule " + in_quotes(key.text) + nearest_name_hint(key.text, codes));
+  }
+
+  void refuse_accepted(const yaml_node& key) {
+    std::vector<std::string_view> codes;
+    for (const change_rule_row& row : change_rules) codes.push_back(row.code);
+    add(diagnostic_rule::silence, key,
+        "no difference " + in_quotes(key.text) + nearest_name_hint(key.text, codes));
   }
 
   // --- a source
@@ -285,6 +308,8 @@ class definition_source_reader {
 
   void read_source_silence(const yaml_node& node, reader&) { read_silence(node, set_.silenced); }
 
+  void read_source_accepted(const yaml_node& node, reader&) { read_accepted(node, set_.accepted); }
+
   void read_events(const yaml_node& node, reader&) {
     if (!is_map(node, "events")) return;
     for (size_t i = 0; i < node.children.size(); i += 2)
@@ -321,6 +346,10 @@ class definition_source_reader {
   }
 
   void read_select(const yaml_node& node, event_model& event) { read_name(node, event.selector); }
+
+  void read_event_accepted(const yaml_node& node, event_model& event) {
+    read_accepted(node, event.accepted);
+  }
 
   void read_event_silence(const yaml_node& node, event_model& event) {
     read_silence(node, event.silenced);
@@ -423,7 +452,7 @@ class definition_source_reader {
   message_renderer renderer_ = message_renderer::icu;
 };
 
-constexpr std::array<definition_source_reader::key_row<definition_source_reader>, 9>
+constexpr std::array<definition_source_reader::key_row<definition_source_reader>, 10>
     definition_source_reader::file_keys = {{
         {"kplog", &reader::read_format, true},
         {"log_version", &reader::read_log_version},
@@ -433,10 +462,11 @@ constexpr std::array<definition_source_reader::key_row<definition_source_reader>
         {"ids", &reader::read_id_ranges},
         {"retired", &reader::read_retired},
         {"silence", &reader::read_source_silence},
+        {"accept", &reader::read_source_accepted},
         {"events", &reader::read_events},
     }};
 
-constexpr std::array<definition_source_reader::key_row<event_model>, 9>
+constexpr std::array<definition_source_reader::key_row<event_model>, 10>
     definition_source_reader::event_keys = {{
         {"id", &reader::read_event_id, true},
         {"second_word", &reader::read_second_word},
@@ -447,6 +477,7 @@ constexpr std::array<definition_source_reader::key_row<event_model>, 9>
         {"message", &reader::read_message},
         {"messages", &reader::read_messages},
         {"silence", &reader::read_event_silence},
+        {"accept", &reader::read_event_accepted},
     }};
 
 constexpr std::array<definition_source_reader::key_row<attribute_model>, 4>

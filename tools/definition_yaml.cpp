@@ -14,7 +14,6 @@
 // Keys up to this size stand before their colon; YAML wants longer ones announced.
 static constexpr size_t plain_key_limit = 512;
 
-static constexpr std::string_view type_prefix = "Type";
 static constexpr std::array<std::string_view, 9> words_with_meaning = {
     "null", "true", "false", "yes", "no", "on", "off", "y", "n"};
 
@@ -150,7 +149,7 @@ class definition_yaml_writer {
 
   std::string type(const attribute_model& attribute) {
     if (attribute.type >= TypeBool && attribute.type <= TypeGUID)
-      return _kp_LOG_get_attribute_type_string(attribute.type) + type_prefix.size();
+      return short_type_name(attribute.type);
     lose(attribute.name.place, "this attribute has a type that does not exist");
     return std::to_string(attribute.type);
   }

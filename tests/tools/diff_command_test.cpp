@@ -1,0 +1,288 @@
+// kplog diff, from outside.
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/support/temp_folder.h"
+#include "tests/tools/command_run.h"
+#include "tests/tools/golden_file.h"
+#include "tools/change_rules.h"
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+static command_result diff_data(const std::string& arguments) {
+  return run_kplog(test_data_folder(), "diff changes_old.yaml changes_new.yaml " + arguments);
+}
+
+// A source with these events.
+static std::string source_of(const std::string& events, const std::string& head = "") {
+  return "kplog: 1\nlog_version: \"1\"\n" + head + "events:\n" + events;
+}
+
+// What `kplog diff` says of the two sources with some arguments.
+static command_result diff_of(const std::string& before, const std::string& now,
+                              const std::string& arguments = "") {
+  const temp_folder folder;
+  folder.write("old.yaml", before);
+  folder.write("new.yaml", now);
+  return run_kplog(folder.path(), "diff old.yaml new.yaml " + arguments);
+}
+
+// The codes of all differences, in their order.
+static std::vector<std::string> codes_between(const std::string& before, const std::string& now) {
+  std::vector<std::string> codes;
+  const auto json = nlohmann::json::parse(diff_of(before, now, "--format json").out);
+  for (const auto& difference : json["differences"]) codes.push_back(difference["code"]);
+  return codes;
+}
+
+// --- what is found
+
+TEST(DiffCommand, GoldenListOfEveryDifference) {
+  const auto run = diff_data("");
+  EXPECT_EQ(run.status, 0);
+  expect_golden_file("changes.expected", run.out);
+  EXPECT_EQ(
+      run.err,
+      "kplog: 37 differences; 18 break source, 14 break records, 5 break translations, 4 break "
+      "filters; 2 accepted\n");
+}
+
+TEST(DiffCommand, GoldenListForPrograms) {
+  const auto run = diff_data("--format json");
+  EXPECT_EQ(run.status, 0);
+  expect_golden_file("changes.expected.json", run.out);
+}
+
+TEST(DiffCommand, GoldenListHasEveryRule) {
+  const std::string expected = read_whole_file(test_data_folder() + "/changes.expected");
+  for (const change_rule_row& row : change_rules) {
+    if (row.rule == change_rule::message_template) continue;  // has a test of its own
+    EXPECT_THAT(expected, HasSubstr(std::string(": ") + row.code + ": "));
+  }
+}
+
+TEST(DiffCommand, RulesStandInTheOrderOfTheirEnumeration) {
+  for (size_t i = 0; i < change_rules.size(); ++i)
+    EXPECT_EQ(static_cast<size_t>(change_rules[i].rule), i) << change_rules[i].code;
+}
+
+TEST(DiffCommand, EveryRuleIsDocumented) {
+  const std::string page = read_whole_file(std::string(KPLOG_DOCS) + "/tools.md");
+  for (const change_rule_row& row : change_rules) {
+    std::string classes;
+    for (const change_class_row& c : change_classes)
+      if ((row.breaks & c.bit) != 0) classes += (classes.empty() ? "" : ", ") + std::string(c.name);
+    EXPECT_THAT(page, HasSubstr(std::string("| `") + row.code + "` | " + row.summary + " | " +
+                                classes + (classes.empty() ? "|" : " |")));
+  }
+}
+
+TEST(DiffCommand, SameSetsDifferInNothing) {
+  const auto run =
+      diff_of(source_of("  A: {id: 1}\n"), source_of("  A: {id: 1}\n"), "--fail-on any");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, "kplog: 0 differences\n");
+}
+
+TEST(DiffCommand, OrderOfEventsIsNoDifference) {
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1}\n  B: {id: 2}\n"),
+                            source_of("  B: {id: 2}\n  A: {id: 1}\n")),
+              testing::IsEmpty());
+}
+
+TEST(DiffCommand, AnotherRendererGivesAnotherTemplateOfTheSameText) {
+  const std::string event = "  A: {id: 1, message: plain}\n";
+  EXPECT_THAT(codes_between(source_of(event), source_of(event, "renderer: bytes\n")),
+              testing::ElementsAre("message-template"));
+}
+
+TEST(DiffCommand, SourceAndItsCompiledFileDifferInNothing) {
+  const temp_folder folder;
+  const std::string file = folder.file("set.ldf");
+  run_kplog(test_data_folder(), "compile -q package_manager.yaml -o " + file);
+  EXPECT_EQ(run_kplog(test_data_folder(), "diff package_manager.yaml " + file).out, "");
+  EXPECT_EQ(run_kplog(test_data_folder(), "diff " + file + " package_manager.yaml").out, "");
+}
+
+TEST(DiffCommand, CompiledFilesAreComparedByTheirOffsets) {
+  const temp_folder folder;
+  run_kplog(test_data_folder(), "compile -q changes_old.yaml -o " + folder.file("old.ldf"));
+  run_kplog(test_data_folder(), "compile -q changes_new.yaml -o " + folder.file("new.ldf"));
+  const auto run = run_kplog(folder.path(), "diff old.ldf new.ldf");
+  EXPECT_THAT(run.out, StartsWith("the set\n  new.ldf:0x10: log-version: the log version was "
+                                  "\"1.0\", and is \"1.1\"\n"));
+  EXPECT_THAT(run.out, HasSubstr("    - {USER} logged in on port {PORT}\n"));
+  EXPECT_THAT(run.out, Not(HasSubstr("flag-")));
+  EXPECT_THAT(run.out, Not(HasSubstr("event-renamed")));
+}
+
+// --- what is known again
+
+TEST(DiffCommand, EventOfAnotherNameIsRenamed) {
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1, attributes: {X: Bool}, message: {id: M}}\n"),
+                            source_of("  B: {id: 1, attributes: {X: Bool}, message: {id: M}}\n")),
+              testing::ElementsAre("event-renamed"));
+}
+
+TEST(DiffCommand, EventOfAnotherNameAndIdIsKnownByItsContent) {
+  const std::string rest = "attributes: {X: Bool}, message: {id: M, text: \"{X}\"}}\n";
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1, " + rest), source_of("  B: {id: 2, " + rest)),
+              testing::ElementsAre("event-renamed", "event-id"));
+}
+
+TEST(DiffCommand, EventWithNothingInCommonReusesTheId) {
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1, attributes: {X: Bool}, message: \"{X}\"}\n"),
+                            source_of("  B: {id: 1, attributes: {Y: GUID}, message: \"{Y}\"}\n")),
+              testing::ElementsAre("id-reused", "event-added", "event-removed"));
+}
+
+TEST(DiffCommand, EventsThatSwapTheirIdsKeepTheirNames) {
+  const std::string a = "attributes: {X: Bool}, message: \"{X}\"}\n";
+  const std::string b = "attributes: {Y: GUID}, message: \"{Y}\"}\n";
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1, " + a + "  B: {id: 2, " + b),
+                            source_of("  A: {id: 2, " + a + "  B: {id: 1, " + b)),
+              testing::ElementsAre("id-reused", "event-id", "id-reused", "event-id"));
+}
+
+TEST(DiffCommand, AttributesOfDifferentTypesAreNotOneRenamed) {
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1, attributes: {X: Bool}}\n"),
+                            source_of("  A: {id: 1, attributes: {Y: GUID}}\n")),
+              testing::ElementsAre("attribute-removed", "attribute-added"));
+}
+
+TEST(DiffCommand, StringsOfAnotherKindAreNotWider) {
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1, attributes: {X: Char32, Y: Char2K}}\n"),
+                            source_of("  A: {id: 1, attributes: {X: MBChar64, Y: GUID}}\n")),
+              testing::ElementsAre("attribute-type", "attribute-type"));
+}
+
+TEST(DiffCommand, MessageOfAnotherIndexAndValueIsAnotherMessage) {
+  const std::string event = "  A: {id: 1, messages: [{index: 1, value: 1, id: M}]}\n";
+  const std::string other = "  A: {id: 1, messages: [{index: 2, value: 2, id: M}]}\n";
+  EXPECT_THAT(codes_between(source_of(event), source_of(other)),
+              testing::ElementsAre("message-added", "message-removed"));
+}
+
+TEST(DiffCommand, RetiredRangesMayBeCutDifferently) {
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1}\n", "retired: [10-20, 30]\n"),
+                            source_of("  A: {id: 1}\n", "retired: [10-14, 30, 15-25]\n")),
+              testing::IsEmpty());
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1}\n", "retired: [10-4294967295]\n"),
+                            source_of("  A: {id: 1}\n", "retired: [10-20, 22-4294967295]\n")),
+              testing::ElementsAre("retired-removed"));
+}
+
+TEST(DiffCommand, EventThatIsRetiredIsSaidToBeGoneAlone) {
+  EXPECT_THAT(diff_of(source_of("  A: {id: 1}\n  B: {id: 2}\n"),
+                      source_of("  A: {id: 1}\n", "retired: [2]\n"))
+                  .out,
+              HasSubstr("event-removed: the event is gone (breaks source, records, "
+                        "translations)\n"));
+}
+
+// --- outcomes
+
+TEST(DiffCommand, FailsOnTheClassesThatAreNamed) {
+  const std::string before = source_of("  A: {id: 1, message: One}\n");
+  const std::string now = source_of("  A: {id: 1, message: Two}\n");
+  EXPECT_EQ(diff_of(before, now).status, 0);
+  EXPECT_EQ(diff_of(before, now, "--fail-on source,records,filters").status, 0);
+  EXPECT_EQ(diff_of(before, now, "--fail-on source,translations").status, 1);
+  EXPECT_EQ(diff_of(before, now, "--fail-on source --fail-on translations").status, 1);
+  EXPECT_EQ(diff_of(before, now, "--fail-on any").status, 1);
+  EXPECT_EQ(diff_of(before, source_of("  A: {id: 1, message: One}\n  B: {id: 2}\n"),
+                    "--fail-on source,records,translations,filters")
+                .status,
+            0);
+}
+
+TEST(DiffCommand, AcceptedDifferencesBreakNobody) {
+  const std::string before = source_of("  A: {id: 1, message: One}\n");
+  const std::string now =
+      source_of("  A: {id: 1, message: Two, accept: {message-text: \"1 > 2\"}}\n");
+  const auto run = diff_of(before, now, "--fail-on any");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.out, HasSubstr("another text (accepted: 1 > 2)\n    - One\n    + Two\n"));
+  EXPECT_EQ(run.err, "kplog: 1 difference; 1 accepted\n");
+}
+
+TEST(DiffCommand, AnotherEventsDifferencesAreNotAccepted) {
+  const std::string before = source_of("  A: {id: 1, message: One}\n  B: {id: 2, message: One}\n");
+  const std::string now = source_of(
+      "  A: {id: 1, message: Two, accept: {message-text: so}}\n  B: {id: 2, message: Two}\n");
+  EXPECT_EQ(diff_of(before, now, "--fail-on translations").status, 1);
+}
+
+TEST(DiffCommand, FileAcceptsWhatConcernsNoEvent) {
+  const std::string before = source_of("  A: {id: 1}\n  B: {id: 2}\n");
+  const std::string now = source_of("  A: {id: 1}\n", "accept: {event-removed: unused}\n");
+  EXPECT_EQ(diff_of(before, now, "--fail-on any").status, 0);
+}
+
+TEST(DiffCommand, CommandLineAcceptsForBothNames) {
+  const std::string before = source_of("  A: {id: 1, attributes: {X: Bool}}\n  B: {id: 2}\n");
+  const std::string now = source_of("  C: {id: 1, attributes: {X: Bool}}\n");
+  const std::string accept =
+      "--accept A:event-renamed=x --accept C:message-id=y --accept B:event-removed=z";
+  EXPECT_EQ(diff_of(before, now, "--fail-on any " + accept).status, 0);
+}
+
+TEST(DiffCommand, AcceptedCodesAreCheckedInSources) {
+  EXPECT_THAT(
+      diff_of(source_of("  A: {id: 1}\n"), source_of("  A: {id: 1, accept: {message-txt: x}}\n"))
+          .err,
+      HasSubstr("error[silence]: no difference \"message-txt\"; did you mean "
+                "\"message-text\"?\n"));
+  EXPECT_THAT(
+      diff_of(source_of("  A: {id: 1}\n"), source_of("  A: {id: 1, accept: {note: \" \"}}\n")).err,
+      HasSubstr("error[silence]: "));
+}
+
+TEST(DiffCommand, UnsoundSetsAreNotCompared) {
+  const auto run = diff_of(source_of("  A: {id: x}\n"), source_of("  A: {id: 1}\n"));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "");
+  EXPECT_THAT(run.err, StartsWith("old.yaml:4:11: error[bad-number]: "));
+}
+
+TEST(DiffCommand, StandardInputIsEitherSide) {
+  const temp_folder folder;
+  folder.write("a.yaml", source_of("  A: {id: 1}\n"));
+  EXPECT_EQ(run_kplog(folder.path(), "diff - a.yaml < a.yaml").status, 0);
+  EXPECT_EQ(run_kplog(folder.path(), "diff a.yaml - < a.yaml").status, 0);
+}
+
+TEST(DiffCommand, AuxiliarySetsAreComparedBesideTheirStandardSet) {
+  const temp_folder folder;
+  folder.write("std.yaml", source_of("  A: {id: 1, attributes: {X: Bool}}\n"));
+  folder.write("old.yaml", source_of("  B: {id: 1, message: \"{X}\"}\n"));
+  folder.write("new.yaml", source_of("  B: {id: 1, message: \"It is {X}\"}\n"));
+  EXPECT_EQ(run_kplog(folder.path(), "diff old.yaml new.yaml").status, 1);
+  const auto run = run_kplog(folder.path(), "diff old.yaml new.yaml --std std.yaml");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("    - {X}\n    + It is {X}\n"));
+}
+
+TEST(DiffCommand, TextsCannotSteerTheTerminal) {
+  const auto run = diff_of(source_of("  A: {id: 1, message: \"\\e[2J\"}\n"),
+                           source_of("  A: {id: 1, message: \"\\u202E\"}\n"));
+  EXPECT_THAT(run.out, HasSubstr("    - \\x1B[2J\n    + \\u{202E}\n"));
+}
+
+TEST(DiffCommand, WrongUsageGivesStatus2) {
+  for (const char* arguments :
+       {"", "a.yaml", "a b c", "- -", "a b --fail-on nothing", "a b --format xml", "a b --accept x",
+        "a b --accept x:note", "a b --accept x:nothing=y", "a b --accept x:note="})
+    EXPECT_EQ(run_kplog(test_data_folder(), std::string("diff ") + arguments).status, 2)
+        << arguments;
+}
+
+TEST(DiffCommand, UnreadableSetGivesStatus3) {
+  const auto run = run_kplog(test_data_folder(), "diff changes_old.yaml none.yaml");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.err, "kplog: cannot read none.yaml: No such file or directory\n");
+}

@@ -1,0 +1,44 @@
+// The differences between two sets.
+#ifndef TOOLS_DEFINITION_CHANGES_H
+#define TOOLS_DEFINITION_CHANGES_H
+
+#include <string>
+#include <vector>
+
+#include "tools/change_rules.h"
+#include "tools/definition_model.h"
+#include "tools/event_pairs.h"
+
+struct definition_change {
+  change_rule rule;
+  event_pair event = {};     // both null: a difference of the set
+  source_place before = {};  // where the difference stands; source null: nowhere
+  source_place now = {};
+  std::string text;              // names what differs
+  std::string before_text = {};  // of messages
+  std::string now_text = {};
+};
+
+// A set to compare, and whether it knows the names of events and flags, notes and retired IDs, as
+// sources do.
+struct compared_set {
+  const definition_set& set;
+  bool is_source = true;
+};
+
+// All differences between complete sets, those of the sets first, then event by event.
+std::vector<definition_change> definition_changes(const compared_set& before,
+                                                  const compared_set& now);
+
+// Shared with definition_changes: adds the differences between an event and what it is now.
+void add_event_changes(const compared_set& before, const compared_set& now, const event_pair& event,
+                       std::vector<definition_change>& changes);
+
+// Adds the differences between the messages of the two. The sets know the types of attributes.
+void add_message_changes(const definition_set& before, const definition_set& now,
+                         const event_pair& event, std::vector<definition_change>& changes);
+
+// The rule of an attribute that has another type now.
+change_rule type_change_rule(kp_AttributeType before, kp_AttributeType now);
+
+#endif
