@@ -38,14 +38,18 @@ struct _kp_LOG_declared_attribute {
 // operations are called under the process-wide lock, while no other thread makes entries.
 //
 // Errors, all KPX_logging_invalid_definition with "<KPX_logging_invalid_definition> " and:
-//   "user should set STD definition file before set AUX definition file."
-//   "Unable to access definition file \"PATH\"."         the file cannot be opened, or is not
-//   regular "Unable to access definition file successfully."    a read in it failed "The definition
-//   file is corrupted."                 a record is not the one it should be, or
-//                                                       holds more than 255 items of a kind
-//   "selector_attribute name conflict."                 AUX against STD
-//   "attribute NAME already exist."                     AUX against STD, or twice in a record
-//   "selector message index in AUX definition file conflict with STD definition"
+// - "user should set STD definition file before set AUX definition file."
+// - "Unable to access definition file \"PATH\"."
+//   the file cannot be opened, or is not regular
+// - "Unable to access definition file successfully."
+//   a read in it failed
+// - "The definition file is corrupted."
+//   a record is not the one it should be, or holds more than 255 items of a kind
+// - "selector_attribute name conflict."
+//   AUX against STD
+// - "attribute NAME already exist."
+//   AUX against STD, or twice in a record
+// - "selector message index in AUX definition file conflict with STD definition"
 // and KPX_memory_alloc.
 class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
  public:
