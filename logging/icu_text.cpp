@@ -21,12 +21,12 @@ using icu_text_handle = std::unique_ptr<UConverter, icu_text_closer>;
 // Open converters of one thread, by the name they were asked for.
 class icu_text_converters {
  public:
-  // The converter, or null for a name that ICU does not know. Valid until the next call.
-  UConverter* find(const char* name) {
+  // The converter, valid until the next call; null, and a failure in `status`, when ICU opens none.
+  UConverter* find(const char* name, UErrorCode& status) {
     for (slot& kept : slots_) {
       if (kept.converter && kept.name == name) return kept.converter.get();
     }
-    return open(name);
+    return open(name, status);
   }
 
  private:
@@ -35,9 +35,8 @@ class icu_text_converters {
     icu_text_handle converter;
   };
 
-  UConverter* open(const char* name) {
+  UConverter* open(const char* name, UErrorCode& status) {
     std::string copy(name);
-    UErrorCode status = U_ZERO_ERROR;
     icu_text_handle converter(ucnv_open(name, &status));
     if (U_FAILURE(status) || !converter) return nullptr;
     slot& victim = slots_[next_];
@@ -58,8 +57,12 @@ static const char* icu_text_resolved(const char* code_page) {
 }
 
 static UConverter* icu_text_converter_for(const char* code_page) {
-  return kp_log_no_bad_alloc(
-      [=] { return kp_per_thread<icu_text_converters>::get().find(icu_text_resolved(code_page)); });
+  UErrorCode status = U_ZERO_ERROR;
+  UConverter* converter = kp_log_no_bad_alloc([=, &status] {
+    return kp_per_thread<icu_text_converters>::get().find(icu_text_resolved(code_page), status);
+  });
+  if (status == U_MEMORY_ALLOCATION_ERROR) kp_log_raise_alloc();
+  return converter;
 }
 
 static icu_text_result icu_text_outcome(UErrorCode status) {
@@ -215,19 +218,20 @@ bool icu_text_convert(const char* src, const char* from, const char* to, char* d
 bool icu_text_kept_code_page::choose(const char* code_page) {
   return kp_log_no_bad_alloc([=, this] {
     const char* name = icu_text_resolved(code_page);
-    const bool known = icu_text_converter_for(name) != nullptr;
-    auto mine = std::make_unique<const choice>(choice{name, known});
+    UErrorCode status = U_ZERO_ERROR;
+    const bool usable = kp_per_thread<icu_text_converters>::get().find(name, status) != nullptr;
+    auto mine = std::make_unique<const choice>(choice{name, usable});
     const choice* none = nullptr;
     if (!choice_.compare_exchange_strong(none, mine.get(), std::memory_order_acq_rel)) return true;
     static_cast<void>(mine.release());  // kept to the end of the process
-    return known;
+    return usable;
   });
 }
 
 icu_text_result icu_text_kept_code_page::encode(const icu::UnicodeString& text, char* dst, int size,
                                                 int& written) const {
   const choice* kept = choice_.load(std::memory_order_acquire);
-  if (kept == nullptr || !kept->known) return icu_text_result::unknown_code_page;
+  if (kept == nullptr || !kept->is_usable) return icu_text_result::unknown_code_page;
   return icu_text_encode(text, kept->name.c_str(), dst, size, written);
 }
 

@@ -15,10 +15,10 @@
 // ours. The host must not call u_cleanup() while it still uses the library.
 // A failed allocation raises KPX_memory_alloc.
 
-enum class icu_text_result {
-  ok,
-  unknown_code_page,  // ICU opens no converter of that name
-  not_converted       // too long for the room given, or refused by the converter
+enum class [[nodiscard]] icu_text_result{
+    ok,
+    unknown_code_page,  // ICU opens no converter of that name
+    not_converted       // too long for the room given, or refused by the converter
 };
 
 // Reads `bytes` up to the NUL into `text`. On failure `text` is empty.
@@ -49,8 +49,8 @@ icu_text_result icu_text_cut(const char* bytes, const char* code_page, int n_uni
 // failure `len` is unchanged.
 bool icu_text_convert(const char* src, const char* from, const char* to, char* dst, unsigned& len);
 
-// A code page that is chosen once per process and kept ever after, even when it turns out that ICU
-// does not know it: writing text in it then fails each time. Constant-initialised; for static
+// A code page that is chosen once per process and kept ever after, even when ICU opened no
+// converter for it then: writing text in it fails each time. Constant-initialised; for static
 // storage. Any thread may call any operation.
 class icu_text_kept_code_page {
  public:
@@ -60,7 +60,8 @@ class icu_text_kept_code_page {
 
   bool is_chosen() const noexcept { return choice_.load(std::memory_order_acquire) != nullptr; }
   // Keeps the code page, unless one is kept already. For null and "" that is ICU's default of the
-  // moment. False when this very call kept a code page that ICU does not know.
+  // moment. False when this very call kept a code page that ICU opened no converter for, be it for
+  // want of memory.
   bool choose(const char* code_page);
   // As icu_text_encode, in the kept code page.
   icu_text_result encode(const icu::UnicodeString& text, char* dst, int size, int& written) const;
@@ -68,7 +69,7 @@ class icu_text_kept_code_page {
  private:
   struct choice {
     std::string name;
-    bool known;
+    bool is_usable;
   };
   std::atomic<const choice*> choice_{nullptr};  // set once, never freed
 };

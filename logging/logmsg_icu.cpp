@@ -36,7 +36,8 @@ static icu::UnicodeString template_from(const logmsg_catalog& catalog,
 
 static icu::UnicodeString template_from(const char* text) {
   icu::UnicodeString units;
-  if (text != nullptr) icu_text_decode(text, nullptr, units);
+  // A default converter that ICU cannot open gives an empty template.
+  if (text != nullptr) static_cast<void>(icu_text_decode(text, nullptr, units));
   return units;
 }
 
@@ -82,7 +83,8 @@ static double milliseconds_of(const kp_Time& time) {
 // A string in a code page that ICU does not know reads as the empty text.
 static void read_string(const _kp_LOG_log_entry_imp& entry, const logmsg_placeholder& placeholder,
                         kp_AttributeType type, icu::UnicodeString& text) {
-  icu_text_decode(placeholder.string_of(entry, type), kp_LOG_LogConfig::GetCodePage(), text);
+  static_cast<void>(
+      icu_text_decode(placeholder.string_of(entry, type), kp_LOG_LogConfig::GetCodePage(), text));
 }
 
 static void read_value(const _kp_LOG_log_entry_imp& entry, const logmsg_placeholder& placeholder,
@@ -122,27 +124,44 @@ static void read_values(const _kp_LOG_log_entry_imp& entry,
 
 // --- The direct road: text and values one after the other ---
 
-// False when ICU has no formatter of that kind; the text is then not complete.
+static bool is_shown(UErrorCode status) {
+  if (status == U_MEMORY_ALLOCATION_ERROR) kp_log_raise_alloc();
+  return U_SUCCESS(status);
+}
+
+static bool append_number(const icu::NumberFormat* format, const logmsg_icu_value& value,
+                          icu::UnicodeString& message) {
+  if (format == nullptr) return false;
+  UErrorCode status = U_ZERO_ERROR;
+  icu::FieldPosition field(icu::FieldPosition::DONT_CARE);
+  if (value.form == logmsg_icu_value::form::floating) {
+    format->format(value.real, message, field, status);
+  } else {
+    format->format(value.integer, message, field, status);
+  }
+  return is_shown(status);
+}
+
+static bool append_date(const icu::DateFormat* format, double date, icu::UnicodeString& message) {
+  if (format == nullptr) return false;
+  const int before = message.length();
+  UErrorCode status = U_ZERO_ERROR;
+  format->format(date, message, nullptr, status);
+  return is_shown(status) && message.length() != before;
+}
+
+// False when ICU has no formatter of that kind or shows nothing; the text is then not complete.
 static bool append_value(logmsg_kind kind, const logmsg_icu_value& value,
                          logmsg_icu_formats& formats, icu::UnicodeString& message) {
-  using form = enum logmsg_icu_value::form;
-  if (value.form == form::text) {
-    message.append(value.text);
-    return true;
+  switch (value.form) {
+    case logmsg_icu_value::form::text:
+      message.append(value.text);
+      return true;
+    case logmsg_icu_value::form::date:
+      return append_date(formats.date(kind), value.real, message);
+    default:
+      return append_number(formats.number(kind), value, message);
   }
-  if (value.form == form::date) {
-    const icu::DateFormat* format = formats.date(kind);
-    if (format != nullptr) format->format(value.real, message);
-    return format != nullptr;
-  }
-  const icu::NumberFormat* format = formats.number(kind);
-  if (format == nullptr) return false;
-  if (value.form == form::floating) {
-    format->format(value.real, message);
-  } else {
-    format->format(value.integer, message);
-  }
-  return true;
 }
 
 static bool write_directly(const logmsg_icu_plan& plan, const logmsg_icu_values& values,
@@ -198,6 +217,7 @@ static void format_pattern(const logmsg_icu_plan& plan, const logmsg_icu_values&
                            icu::UnicodeString& message) {
   UErrorCode status = U_ZERO_ERROR;
   const icu::MessageFormat format(plan.pattern(), status);
+  if (status == U_MEMORY_ALLOCATION_ERROR) kp_log_raise_alloc();
   if (U_FAILURE(status)) refuse_pattern();
   std::array<icu::Formattable, logmsg_icu_plan::most_arguments> arguments;
   std::transform(values.begin(), values.end(), arguments.begin(),
@@ -206,6 +226,7 @@ static void format_pattern(const logmsg_icu_plan& plan, const logmsg_icu_values&
   icu::FieldPosition field(icu::FieldPosition::DONT_CARE);
   message.remove();
   format.format(arguments.data(), static_cast<int>(count), message, field, status);
+  if (status == U_MEMORY_ALLOCATION_ERROR) kp_log_raise_alloc();
   if (U_FAILURE(status)) {
     report_failed_format(plan, count != 0 ? arguments.data() : nullptr, message, field.getField(),
                          status);

@@ -5,7 +5,6 @@
 #include <unicode/datefmt.h>
 #include <unicode/locid.h>
 #include <unicode/numfmt.h>
-#include <unicode/timezone.h>
 
 #include <array>
 #include <memory>
@@ -19,9 +18,10 @@ class logmsg_icu_formats {
   // The calling thread's formatters for ICU's default locale as it is now.
   static logmsg_icu_formats& current();
 
-  // Null when ICU has no number formatter for that kind in this locale.
+  // Null when ICU makes no number formatter for that kind in this locale. Both raise
+  // KPX_memory_alloc, and keep no formatter made while memory was short.
   const icu::NumberFormat* number(logmsg_kind kind);
-  // In ICU's default time zone as it is now; null when ICU has none.
+  // In ICU's default time zone as it is now; null when ICU makes none.
   const icu::DateFormat* date(logmsg_kind kind);
 
   logmsg_icu_formats() = default;
@@ -29,17 +29,12 @@ class logmsg_icu_formats {
   void start_over(const icu::Locale& locale);
 
  private:
-  struct slot {
-    bool is_made = false;
-    std::unique_ptr<icu::Format> format;
-  };
-
-  slot& made(logmsg_kind kind);
-  void follow_time_zone();
+  const icu::Format* made(logmsg_kind kind);
+  void follow_time_zone(logmsg_kind kind);
 
   icu::Locale locale_ = icu::Locale::getRoot();
-  std::unique_ptr<icu::TimeZone> zone_;  // the one that the date and time formatters use
-  std::array<slot, 8> slots_;            // by kind
+  bool has_own_zone_ = false;  // the locale names a time zone, so the default one does not count
+  std::array<std::unique_ptr<icu::Format>, 8> formats_;  // by kind; null until made
 };
 
 #endif

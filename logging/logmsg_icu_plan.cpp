@@ -7,8 +7,10 @@
 
 #include "logging/log_util_raise.h"
 #include "logging/logmsg.h"
+#include "logging/logmsg_icu_depth.h"
 
-// ICU reads nested patterns by recursion, so their depth is limited before ICU sees them.
+// ICU reads and formats nested patterns by recursion, so their depth is limited before ICU sees
+// them.
 static constexpr int deepest_allowed = 100;
 
 struct logmsg_pattern_row {
@@ -38,12 +40,14 @@ logmsg_icu_plan::logmsg_icu_plan(const icu::UnicodeString& text) : text_(text) {
   for (const _kp_LOG_msg_token* token = list.head; token != nullptr;) token = take(token);
   if (text_.isBogus() || pattern_.isBogus()) kp_log_raise_alloc();
   if (is_within_limits()) read_pattern();
+  if (has_bogus_text()) kp_log_raise_alloc();
 }
 
 // Takes the token in, and for a format token the one behind it; returns the next.
 const _kp_LOG_msg_token* logmsg_icu_plan::take(const _kp_LOG_msg_token* token) {
+  // Literal text is not quoted: its apostrophes and braces mean what they mean in a pattern.
   if (const auto* literal = dynamic_cast<const _kp_LOG_string_token*>(token)) {
-    append_literal(literal->text);
+    pattern_.append(literal->text);
   } else if (const auto* format = dynamic_cast<const _kp_LOG_fmt_spec_token*>(token)) {
     const _kp_LOG_msg_token* behind = token->next;
     steps_.push_back({{}, logmsg_placeholder(*format, behind), false});
@@ -63,20 +67,15 @@ void logmsg_icu_plan::append_piece(logmsg_kind kind) {
                                              -1);
 }
 
-// Literal text is not quoted: its apostrophes and braces mean what they mean in a message pattern.
-void logmsg_icu_plan::append_literal(const icu::UnicodeString& literal) {
-  pattern_.append(literal);
-  for (int i = 0; i < literal.length(); ++i) {
-    const char16_t unit = literal.charAt(i);
-    if (unit == u'\'') has_apostrophe_ = true;
-    if (unit == u'{') deepest_ = std::max(deepest_, ++depth_);
-    // Behind an apostrophe a closing brace may be quoted, so there it is not relied upon.
-    if (unit == u'}' && depth_ > 0 && !has_apostrophe_) --depth_;
-  }
+bool logmsg_icu_plan::is_within_limits() const {
+  return pieces_.size() <= most_arguments &&
+         logmsg_pattern_depth(pattern_, deepest_allowed).deepest() <= deepest_allowed;
 }
 
-bool logmsg_icu_plan::is_within_limits() const noexcept {
-  return pieces_.size() <= most_arguments && deepest_ <= deepest_allowed;
+// A text that found no memory on the way marks itself as bogus, and reads as empty.
+bool logmsg_icu_plan::has_bogus_text() const {
+  return rest_.isBogus() || std::any_of(steps_.begin(), steps_.end(),
+                                        [](const step& shown) { return shown.before.isBogus(); });
 }
 
 static bool has_high_argument(const icu::MessagePattern& pattern) {

@@ -27,6 +27,7 @@ class logmsg_icu_plan {
   // Message patterns number their arguments from 0 to 9.
   static constexpr size_t most_arguments = 10;
 
+  // Raises KPX_memory_alloc, and what the tokenizer raises.
   explicit logmsg_icu_plan(const icu::UnicodeString& text);
 
   bool is_for(const icu::UnicodeString& text) const { return text_ == text; }
@@ -45,8 +46,8 @@ class logmsg_icu_plan {
 
   const _kp_LOG_msg_token* take(const _kp_LOG_msg_token* token);
   void append_piece(logmsg_kind kind);
-  void append_literal(const icu::UnicodeString& literal);
-  bool is_within_limits() const noexcept;
+  bool is_within_limits() const;
+  bool has_bogus_text() const;
   void read_pattern();
 
   icu::UnicodeString text_;
@@ -55,9 +56,6 @@ class logmsg_icu_plan {
   std::vector<piece> pieces_;
   icu::UnicodeString rest_;
   road road_ = road::refused;
-  bool has_apostrophe_ = false;
-  int depth_ = 0;  // of the literal braces, as far as the pattern goes
-  int deepest_ = 0;
 };
 
 // The piece of a message pattern that shows a value of that kind as argument 0, "" for nothing.
