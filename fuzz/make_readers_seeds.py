@@ -23,6 +23,7 @@ PLAIN_ENTRY = int4(17) + int4(2) + int4(3) + string("M17") + string("text") + st
 SEEDS = {
     "header": (HEADER, PLAIN_HEADER),
     "header_cut": (HEADER, PLAIN_HEADER[:-1]),
+    "header_cut_in_version": (HEADER, PLAIN_HEADER[:20]),
     "header_magic": (HEADER, b".LDG" + PLAIN_HEADER[4:]),
     "string": (STRING, string("paid by card")),
     "string_empty": (STRING, string("")),
