@@ -9,11 +9,13 @@
 #include "tools/command_options.h"
 #include "tools/cpp_text.h"
 #include "tools/definition_input.h"
+#include "tools/definition_standard.h"
 #include "tools/header_writer.h"
 #include "tools/terminal_text.h"
 
 struct header_options {
   std::vector<std::string> inputs;  // "-": standard input
+  std::string standard;             // empty: the set stands alone
   std::string output;               // "-": standard output
   std::string name_space;           // empty: by the output's name
   report_options report;
@@ -46,9 +48,12 @@ static command_outcome write_header(const header_options& options, const definit
 static command_outcome header(const header_options& options, std::ostream& log) {
   if (!options.name_space.empty() && !is_name_space(options.name_space))
     return usage_error(log, "\"" + terminal_text(options.name_space) + "\" is no name space");
+  standard_input standard;
   definition_input input;
   diagnostic_list found;
-  const command_outcome outcome = read_definition_input(options.inputs, input, found, log);
+  command_outcome outcome = standard.read(options.standard, options.report, log);
+  if (outcome == command_outcome::good)
+    outcome = read_definition_input(options.inputs, input, found, log, standard.definitions());
   if (outcome != command_outcome::good) return outcome;
   found.write(log, input.set().sources, options.report.format, options.report.color);
   const size_t errors = found.count(rule_severity::error);
@@ -72,6 +77,7 @@ static command_action describe_header(CLI::App& command) {
       .add_option("--namespace", options->name_space,
                   "The namespace of everything in it; by the header's name when not given")
       ->type_name("NAME");
+  add_standard_option(command, options->standard);
   add_report_options(command, options->report);
   return [options](std::ostream&, std::ostream& log) { return header(*options, log); };
 }

@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 
+#include "tools/command_catalog.h"
 #include "tools/command_check.h"
 #include "tools/command_compile.h"
 #include "tools/command_diff.h"
@@ -13,7 +14,8 @@
 #include "tools/command_options.h"
 
 static constexpr std::array command_rows = {
-    &compile_command, &check_command, &dump_command, &diff_command, &header_command,
+    &compile_command, &check_command,  &dump_command,
+    &diff_command,    &header_command, &catalog_command,
 };
 
 static constexpr const char* exit_status_help =

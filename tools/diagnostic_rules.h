@@ -78,6 +78,13 @@ enum class diagnostic_rule : unsigned {
   file_unused,
   file_layout,
   no_source,
+  po_syntax,
+  catalog_id,
+  catalog_locale,
+  catalog_unknown,
+  catalog_changed,
+  catalog_placeholder,
+  catalog_quote,
 };
 
 enum class rule_severity { off, warning, error };
@@ -227,6 +234,18 @@ constexpr auto diagnostic_rules = std::to_array<diagnostic_rule_row>({
      "a compiled file laid out otherwise than kplog compile does", rule_kind::fault,
      rule_severity::warning},
     {diagnostic_rule::no_source, "no-source", "what a dump of a compiled file cannot say in YAML"},
+    {diagnostic_rule::po_syntax, "po-syntax", "a PO file that is none, or not in UTF-8"},
+    {diagnostic_rule::catalog_id, "catalog-id",
+     "a message ID that a catalog cannot hold, or one with two texts"},
+    {diagnostic_rule::catalog_locale, "catalog-locale", "a PO file of no locale"},
+    {diagnostic_rule::catalog_unknown, "catalog-unknown",
+     "a translation of a message that is not there", rule_kind::fault, rule_severity::warning},
+    {diagnostic_rule::catalog_changed, "catalog-changed",
+     "a translation of a text that has changed since", rule_kind::fault, rule_severity::warning},
+    {diagnostic_rule::catalog_placeholder, "catalog-placeholder",
+     "a translation whose placeholders are not the message's"},
+    {diagnostic_rule::catalog_quote, "catalog-quote",
+     "an apostrophe or a brace that ICU would swallow"},
 });
 
 constexpr const diagnostic_rule_row& rule_row(diagnostic_rule rule) {

@@ -3,6 +3,7 @@
 
 #include "tests/support/temp_folder.h"
 #include "tests/tools/command_run.h"
+#include "tests/tools/page_block.h"
 
 // Whether the compiler takes the program, with the folder and the generated headers to include
 // from.
@@ -82,25 +83,11 @@ TEST(HeaderRefusal, SelectorTakesItsEnumerationAlone) {
   EXPECT_FALSE(compiles("entry_SIGNATURE_CHECKED e(1, {text, small});"));
 }
 
-// The lines of the page's first indented block behind the text, without their indentation.
-static std::string block_of_page(const std::string& page, const std::string& text) {
-  const std::string bytes = read_whole_file(std::string(KPLOG_DOCS) + "/" + page);
-  std::string block;
-  for (size_t at = bytes.find("\n    ", bytes.find(text)) + 1; at < bytes.size();) {
-    const size_t end = bytes.find('\n', at);
-    const std::string line = bytes.substr(at, end - at);
-    if (!line.empty() && !line.starts_with("    ")) break;
-    block += (line.empty() ? line : line.substr(4)) + "\n";
-    at = end + 1;
-  }
-  return block;
-}
-
 TEST(HeaderPage, ItsProgramCompilesWithTheHeaderOfTheSourcePagesExample) {
   const temp_folder folder;
-  folder.write("events.yaml", block_of_page("definition-source.md", "# Definition sources"));
+  folder.write("events.yaml", page_block("definition-source.md", "# Definition sources"));
   ASSERT_EQ(run_kplog(folder.path(), "header events.yaml -o events.h").status, 0);
-  const std::string program = block_of_page("generated-header.md", "A program");
+  const std::string program = page_block("generated-header.md", "A program");
   EXPECT_NE(program.find("#include \"events.h\""), std::string::npos);
   EXPECT_TRUE(compiles_in(folder, program));
 }

@@ -1,0 +1,349 @@
+// kplog catalog, from outside: what translators get, what becomes of what they give back.
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "tests/support/temp_folder.h"
+#include "tests/tools/command_run.h"
+#include "tests/tools/golden_file.h"
+#include "tests/tools/page_block.h"
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+static std::string source_with(const std::string& events) {
+  return "kplog: 1\nlog_version: \"1.0\"\nevents:\n" + events;
+}
+
+static const char* const greeting_source =
+    "kplog: 1\nlog_version: \"1.0\"\nevents:\n"
+    "  GREETED: {id: 1, attributes: {NAME: MBChar64}, message: \"Hello {NAME}\"}\n";
+
+// A message as a translator leaves it.
+static std::string translation(const std::string& context, const std::string& id,
+                               const std::string& text, const std::string& before = "") {
+  return "\n" + before + "msgctxt \"" + context + "\"\nmsgid \"" + id + "\"\nmsgstr \"" + text +
+         "\"\n";
+}
+
+static std::string po_file(const std::string& locale, const std::string& messages) {
+  return "msgid \"\"\nmsgstr \"\"\n\"Language: " + locale +
+         "\\n\"\n\"Content-Type: text/plain; charset=UTF-8\\n\"\n" + messages;
+}
+
+// A folder with the greeting's source and a file of German translations.
+class CatalogFolder : public testing::Test {
+ protected:
+  void write(const std::string& source, const std::string& messages) {
+    folder.write("s.yaml", source);
+    folder.write("de.po", po_file("de", messages));
+  }
+  command_result run(const std::string& arguments) {
+    return run_kplog(folder.path(), "catalog " + arguments);
+  }
+  // What merge makes of the file.
+  std::string merged() {
+    const auto merge = run("merge s.yaml --po de.po");
+    EXPECT_EQ(merge.status, 0) << merge.err;
+    return read_whole_file(folder.file("de.po"));
+  }
+
+  temp_folder folder;
+};
+
+// A shell command of gettext's, run in the folder.
+static int run_gettext(const temp_folder& folder, const std::string& command) {
+  const std::string line = "cd '" + folder.path() + "' && " + command + " >gettext.out 2>&1";
+  return std::system(line.c_str());  // NOLINT(cert-env33-c): another program's view of a file
+}
+
+// --- extract
+
+TEST(CatalogExtract, GoldenTemplateOfEveryKindOfMessage) {
+  const auto run = run_kplog(test_data_folder(), "catalog extract catalog_shop.yaml -o -");
+  EXPECT_EQ(run.status, 0) << run.err;
+  expect_golden_file("catalog_shop.pot.expected", run.out);
+}
+
+TEST_F(CatalogFolder, ExtractSaysWhatItWrote) {
+  write(greeting_source, "");
+  EXPECT_EQ(run("extract s.yaml -o s.pot").err, "kplog: wrote s.pot: 1 message\n");
+  EXPECT_EQ(run("extract --quiet s.yaml -o s.pot").err, "");
+}
+
+TEST_F(CatalogFolder, OneIdWithOneTextIsExtractedOnceAndWithTwoRefused) {
+  write(source_with("  A: {id: 1, message: {id: X, text: one}}\n"
+                    "  B: {id: 2, message: {id: X, text: one}}\n"),
+        "");
+  EXPECT_EQ(run("extract s.yaml -o s.pot").err, "kplog: wrote s.pot: 1 message\n");
+  write(source_with("  A: {id: 1, message: {id: X, text: one}}\n"
+                    "  B: {id: 2, message: {id: X, text: two}}\n"),
+        "");
+  const auto refused = run("extract s.yaml -o t.pot");
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.err,
+            "s.yaml:5:28: error[catalog-id]: the message ID \"X\" has another text already\n"
+            "  B: {id: 2, message: {id: X, text: two}}\n"
+            "                           ^\n"
+            "s.yaml:4:28: note: its text is given here first\n"
+            "  A: {id: 1, message: {id: X, text: one}}\n"
+            "                           ^\n"
+            "kplog: 1 error, nothing written\n");
+  EXPECT_FALSE(std::filesystem::exists(folder.file("t.pot")));
+}
+
+TEST_F(CatalogFolder, IdThatIcuHasNoKeyForIsRefused) {
+  write(source_with("  GRÖSSE: {id: 1, message: x}\n"), "");
+  EXPECT_THAT(run("extract s.yaml -o -").err,
+              StartsWith("s.yaml:4:3: error[catalog-id]: a catalog cannot hold the message ID "
+                         "\"GRÖSSE\": "));
+}
+
+// --- merge
+
+TEST_F(CatalogFolder, MergeBeginsAFileForTheLocaleOfItsName) {
+  folder.write("s.yaml", greeting_source);
+  const auto merge = run("merge s.yaml --po fr.po --po pt_BR.po");
+  EXPECT_EQ(merge.err,
+            "kplog: wrote fr.po: 0 translated, 0 fuzzy, 1 untranslated\n"
+            "kplog: wrote pt_BR.po: 0 translated, 0 fuzzy, 1 untranslated\n");
+  EXPECT_THAT(read_whole_file(folder.file("pt_BR.po")), HasSubstr("\n\"Language: pt_BR\\n\"\n"));
+}
+
+TEST_F(CatalogFolder, MergeKeepsTranslationsAndTheirCommentsAndIsSettledAfterwards) {
+  write(greeting_source, translation("GREETED", "Hello {NAME}", "Hallo {NAME}", "# short\n"));
+  const std::string once = merged();
+  EXPECT_THAT(once, HasSubstr("\n# short\n#. {NAME}: MBChar64\n#: s.yaml:4\nmsgctxt \"GREETED\"\n"
+                              "msgid \"Hello {NAME}\"\nmsgstr \"Hallo {NAME}\"\n"));
+  EXPECT_EQ(merged(), once);
+}
+
+TEST_F(CatalogFolder, MergeMarksTranslationsOfAChangedText) {
+  write(greeting_source, translation("GREETED", "Hi {NAME}", "Hallo {NAME}"));
+  const std::string once = merged();
+  EXPECT_THAT(once, HasSubstr("#, fuzzy\n#| msgid \"Hi {NAME}\"\nmsgctxt \"GREETED\"\n"
+                              "msgid \"Hello {NAME}\"\nmsgstr \"Hallo {NAME}\"\n"));
+  EXPECT_EQ(merged(), once);
+}
+
+TEST_F(CatalogFolder, MergeFindsTheTranslationOfARenamedMessage) {
+  write(greeting_source, translation("WELCOMED", "Hello {NAME}", "Hallo {NAME}"));
+  EXPECT_THAT(merged(), HasSubstr("#, fuzzy\n#| msgctxt \"WELCOMED\"\n#| msgid \"Hello {NAME}\"\n"
+                                  "msgctxt \"GREETED\"\nmsgid \"Hello {NAME}\"\n"
+                                  "msgstr \"Hallo {NAME}\"\n"));
+}
+
+TEST_F(CatalogFolder, MergeKeepsWhatIsNoLongerThereAsObsoleteUntilItComesBack) {
+  write(source_with("  OTHER: {id: 2}\n"),
+        translation("GREETED", "Hello {NAME}", "Hallo\\n{NAME}", "# short\n") +
+            translation("EMPTY", "Nothing", ""));
+  const std::string once = merged();
+  EXPECT_THAT(once, HasSubstr("\n# short\n#~ msgctxt \"GREETED\"\n#~ msgid \"Hello {NAME}\"\n"
+                              "#~ msgstr \"\"\n#~ \"Hallo\\n\"\n#~ \"{NAME}\"\n"));
+  EXPECT_THAT(once, Not(HasSubstr("EMPTY")));
+  EXPECT_EQ(merged(), once);
+  folder.write("s.yaml", greeting_source);
+  EXPECT_THAT(merged(), HasSubstr("\nmsgctxt \"GREETED\"\nmsgid \"Hello {NAME}\"\nmsgstr \"\"\n"
+                                  "\"Hallo\\n\"\n\"{NAME}\"\n"));
+}
+
+TEST_F(CatalogFolder, MergeLeavesAllFilesAloneWhenOneIsNone) {
+  write(greeting_source, "");
+  folder.write("bad.po", "msgid\n");
+  const std::string before = read_whole_file(folder.file("de.po"));
+  EXPECT_EQ(run("merge s.yaml --po de.po --po bad.po").status, 1);
+  EXPECT_EQ(read_whole_file(folder.file("de.po")), before);
+  EXPECT_EQ(run("merge s.yaml --po de.po --po none/fr.po").status, 3);
+}
+
+// --- beside gettext's tools
+
+TEST_F(CatalogFolder, GettextTakesTemplatesAndTranslations) {
+  folder.write("s.yaml", read_whole_file(test_data_folder() + "/package_manager.yaml"));
+  ASSERT_EQ(run("extract s.yaml -o s.pot").status, 0);
+  ASSERT_EQ(run("merge s.yaml --po de.po").status, 0);
+  EXPECT_EQ(run_gettext(folder, "msgfmt --check -o /dev/null s.pot"), 0);
+  EXPECT_EQ(run_gettext(folder, "msgfmt --check -o /dev/null de.po"), 0);
+  EXPECT_NE(run_gettext(folder, "msgcmp de.po s.pot"), 0) << "nothing is translated yet";
+  ASSERT_EQ(run_gettext(folder, "msgen s.pot -o de.po"), 0);
+  EXPECT_EQ(run_gettext(folder, "msgcmp de.po s.pot"), 0);
+}
+
+TEST_F(CatalogFolder, MergeAgreesWithMsgmerge) {
+  const std::string old =
+      po_file("de", translation("HOST_DOWN", "It's {HOST}: 100% {{down}}",
+                                "So ist's: {HOST} \\\"aus\\\"\\t100% {{}}", "# eilig\n") +
+                        translation("GONE", "gone", "weg"));
+  folder.write("s.yaml", read_whole_file(test_data_folder() + "/catalog_shop.yaml"));
+  folder.write("de.po", old);
+  folder.write("theirs.po", old);
+  ASSERT_EQ(run("extract s.yaml -o s.pot").status, 0);
+  ASSERT_EQ(
+      run_gettext(folder, "msgmerge --no-wrap --previous --no-fuzzy-matching theirs.po s.pot -o t"),
+      0);
+  ASSERT_EQ(run("merge s.yaml --po de.po").status, 0);
+  ASSERT_EQ(run_gettext(folder, "msgattrib --no-fuzzy --no-obsolete --no-wrap t -o t1"), 0);
+  ASSERT_EQ(run_gettext(folder, "msgattrib --no-fuzzy --no-obsolete --no-wrap de.po -o d1"), 0);
+  EXPECT_EQ(read_whole_file(folder.file("d1")), read_whole_file(folder.file("t1")));
+  ASSERT_EQ(run_gettext(folder, "msgattrib --only-obsolete --no-wrap t -o t2"), 0);
+  ASSERT_EQ(run_gettext(folder, "msgattrib --only-obsolete --no-wrap de.po -o d2"), 0);
+  EXPECT_EQ(read_whole_file(folder.file("d2")), read_whole_file(folder.file("t2")));
+}
+
+TEST_F(CatalogFolder, FileThatGettextRewroteSaysTheSame) {
+  write(greeting_source,
+        translation("GREETED", "Hello {NAME}",
+                    "Hallo {NAME}, wie geht es dir heute, und wie geht es all den anderen dort, "
+                    "von denen wir so lange nichts gehört haben?"));
+  const std::string once = merged();
+  ASSERT_EQ(run_gettext(folder, "msgcat --width=40 de.po -o de.po"), 0);
+  EXPECT_NE(read_whole_file(folder.file("de.po")), once);
+  EXPECT_EQ(run("check s.yaml --po de.po").err,
+            "kplog: de.po: 1 translated, 0 fuzzy, 0 untranslated\n");
+  const std::string again = merged();
+  EXPECT_EQ(again.substr(again.find("msgctxt")), once.substr(once.find("msgctxt")));
+}
+
+// --- check
+
+TEST(CatalogCheck, GoldenListOfEverythingWrongWithTranslations) {
+  const auto run = run_kplog(test_data_folder(),
+                             "catalog check catalog_shop.yaml --po catalog_bad.po --po "
+                             "catalog_placeholders.po --codepage ISO-8859-1");
+  EXPECT_EQ(run.status, 1);
+  expect_golden_file("catalog_bad.expected", run.err);
+}
+
+TEST(CatalogCheck, GoldenListOfEverythingThatIsNoPoFile) {
+  const auto run =
+      run_kplog(test_data_folder(), "catalog check catalog_shop.yaml --po catalog_syntax.po");
+  EXPECT_EQ(run.status, 1);
+  expect_golden_file("catalog_syntax.expected", run.err);
+}
+
+TEST_F(CatalogFolder, GoodTranslationsGiveStatus0) {
+  write(greeting_source, translation("GREETED", "Hello {NAME}", "Hallo {NAME}"));
+  const auto check = run("check s.yaml --po de.po");
+  EXPECT_EQ(check.status, 0);
+  EXPECT_EQ(check.err, "kplog: de.po: 1 translated, 0 fuzzy, 0 untranslated\n");
+}
+
+TEST_F(CatalogFolder, CheckReportsForPrograms) {
+  write(greeting_source, translation("GREETED", "Hello {NAME}", "Hallo"));
+  EXPECT_EQ(run("check --format json s.yaml --po de.po").err,
+            "{\"file\":\"de.po\",\"line\":8,\"column\":8,\"severity\":\"error\",\"code\":"
+            "\"catalog-placeholder\",\"text\":\"the placeholder {NAME} of the source is missing\","
+            "\"notes\":[]}\n");
+}
+
+TEST_F(CatalogFolder, InvalidUtf8IsRefusedAtItsPlace) {
+  write(greeting_source, translation("GREETED", "Hello {NAME}", "Hall\xF6 {NAME}"));
+  EXPECT_THAT(run("check s.yaml --po de.po").err,
+              StartsWith("de.po:8:13: error[po-syntax]: the PO file is not valid UTF-8\n"));
+}
+
+TEST_F(CatalogFolder, TranslatorMayRepeatAndReorderPlaceholders) {
+  write(source_with("  A: {id: 1, attributes: {X: UInt1, Y: UInt1}, message: \"{X}, {Y}\"}\n"),
+        translation("A", "{X}, {Y}", "l'{Y}'{X} {{'}} {Y}% ''"));
+  EXPECT_EQ(run("check s.yaml --po de.po").status, 0);
+}
+
+TEST_F(CatalogFolder, EleventhPlaceholderIsOneTooMany) {
+  std::string text;
+  for (int i = 0; i < 11; ++i) text += "{NAME} ";
+  write(greeting_source, translation("GREETED", "Hello {NAME}", text));
+  EXPECT_THAT(run("check s.yaml --po de.po").err, StartsWith("de.po:8:79: error[text-too-many]: "));
+}
+
+// --- build: exit statuses and files
+
+TEST_F(CatalogFolder, BuildWritesABundleForEachLocale) {
+  write(greeting_source, translation("GREETED", "Hello {NAME}", "Hallo {NAME}"));
+  const auto build = run("build s.yaml --po de.po -o messages");
+  EXPECT_EQ(build.status, 0);
+  EXPECT_EQ(build.err,
+            "kplog: de.po: 1 translated, 0 fuzzy, 0 untranslated\n"
+            "kplog: wrote messages: 2 bundles, 1 message\n");
+  struct stat status {};
+  ASSERT_EQ(stat(folder.file("messages/de.res").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0644u);
+  EXPECT_TRUE(std::filesystem::exists(folder.file("messages/root.res")));
+}
+
+TEST_F(CatalogFolder, BuildGivesTheSameBytesForTheSameInput) {
+  write(greeting_source, translation("GREETED", "Hello {NAME}", "Hallo {NAME}"));
+  run("build s.yaml --po de.po -o a");
+  run("build s.yaml --po de.po -o b");
+  EXPECT_FALSE(read_whole_file(folder.file("a/de.res")).empty());
+  EXPECT_EQ(read_whole_file(folder.file("a/de.res")), read_whole_file(folder.file("b/de.res")));
+}
+
+TEST_F(CatalogFolder, BuildRefusesFaultyTranslationsAndWritesNothing) {
+  write(greeting_source, translation("GREETED", "Hello {NAME}", "Hallo {NAM}"));
+  const auto build = run("build s.yaml --po de.po -o messages");
+  EXPECT_EQ(build.status, 1);
+  EXPECT_THAT(build.err, StartsWith("de.po:8:16: error[text-attribute]: no attribute \"NAM\" here; "
+                                    "did you mean \"NAME\"?\n"));
+  EXPECT_FALSE(std::filesystem::exists(folder.file("messages")));
+}
+
+TEST_F(CatalogFolder, BuildNeedsGenrbAndAFolder) {
+  write(greeting_source, "");
+  const auto without =
+      run_kplog(folder.path(), "catalog build s.yaml --po de.po -o messages", "PATH=/none ");
+  EXPECT_EQ(without.status, 3);
+  EXPECT_EQ(without.err, "kplog: messages: cannot run genrb; Debian has it in icu-devtools\n");
+  const auto nowhere = run("build s.yaml --po de.po -o none/messages");
+  EXPECT_EQ(nowhere.status, 3);
+  EXPECT_EQ(nowhere.err,
+            "kplog: none/messages: cannot make the folder: No such file or directory\n");
+}
+
+// --- AUX sets
+
+TEST_F(CatalogFolder, AuxSetIsTranslatedAloneAndBuiltWithItsStdSet) {
+  write(greeting_source, translation("GREETED", "Hello {NAME}", "Hallo {NAME}"));
+  folder.write(
+      "aux.yaml",
+      source_with("  GREETED: {id: 1, message: {id: GREETED_TOO, text: \"Hi {NAME}\"}}\n"));
+  EXPECT_EQ(run("extract aux.yaml --std s.yaml -o aux.pot").err,
+            "kplog: wrote aux.pot: 1 message\n");
+  EXPECT_THAT(run("build aux.yaml --std s.yaml --po de.po -o messages").err,
+              HasSubstr("kplog: wrote messages: 2 bundles, 2 messages\n"));
+}
+
+// --- the page for translators
+
+TEST_F(CatalogFolder, PageShowsWhatExtractWrites) {
+  folder.write("events.yaml", page_block("definition-source.md", "# Definition sources"));
+  const std::string shown = page_block("translations.md", "A message in a file of translations");
+  EXPECT_THAT(shown, StartsWith("#. "));
+  EXPECT_THAT(run("extract events.yaml -o -").out,
+              HasSubstr(shown.substr(0, shown.find("msgstr"))));
+}
+
+// --- usage
+
+TEST_F(CatalogFolder, WrongUsageGivesStatus2) {
+  write(greeting_source, "");
+  for (const char* arguments : {"", "extract", "extract s.yaml", "merge s.yaml", "merge --po de.po",
+                                "build s.yaml --po de.po", "check s.yaml",
+                                "check s.yaml --po de.po --codepage none", "convert s.yaml"})
+    EXPECT_EQ(run(arguments).status, 2) << arguments;
+}
+
+TEST_F(CatalogFolder, UnreadableFilesGiveStatus3) {
+  write(greeting_source, "");
+  const auto run_without = run("check s.yaml --po none.po");
+  EXPECT_EQ(run_without.status, 3);
+  EXPECT_EQ(run_without.err, "kplog: cannot read none.po: No such file or directory\n");
+  EXPECT_EQ(run("extract none.yaml -o -").status, 3);
+  EXPECT_EQ(run("extract s.yaml -o none/s.pot").status, 3);
+}
+
+TEST_F(CatalogFolder, HelpOfEverySubCommandHasAnExample) {
+  for (const std::string name : {"extract", "merge", "build", "check"})
+    EXPECT_THAT(run(name + " --help").out, HasSubstr("Examples:\n  kplog catalog " + name + " "));
+}

@@ -1,0 +1,112 @@
+#include "tools/catalog_translations.h"
+
+#include <algorithm>
+#include <map>
+
+static std::string file_stem(const std::string& path) {
+  const std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0
+  return name.substr(0, name.rfind('.'));
+}
+
+static bool is_letter(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+// A language of two or three letters, and whatever follows between underscores.
+static bool is_locale(std::string_view name) {
+  const std::string_view language = name.substr(0, name.find('_'));
+  return (language.size() == 2 || language.size() == 3) &&
+         std::all_of(language.begin(), language.end(), is_letter) &&
+         std::all_of(name.begin(), name.end(),
+                     [](char c) { return is_letter(c) || (c >= '0' && c <= '9') || c == '_'; });
+}
+
+class translation_reader {
+ public:
+  translation_reader(const po_document& document, const std::vector<catalog_message>& messages,
+                     const known_attributes& known,
+                     const std::vector<code_page_repertoire>& code_pages, diagnostic_list& found)
+      : document_(document), known_(known), code_pages_(code_pages), found_(found) {
+    result_.file = document.source->name();
+    for (const catalog_message& message : messages) by_id_.emplace(message.id(), &message);
+    result_.untranslated = static_cast<size_t>(std::count_if(
+        messages.begin(), messages.end(), [](const auto& m) { return m.is_translatable(); }));
+  }
+
+  catalog_translations run() {
+    read_locale();
+    for (const po_entry& entry : document_.entries)
+      if (!entry.is_obsolete) read_entry(entry);
+    return std::move(result_);
+  }
+
+ private:
+  void read_locale() {
+    result_.locale = document_.header_field("Language");
+    if (result_.locale.empty()) result_.locale = file_stem(document_.source->name());
+    if (!is_locale(result_.locale))
+      found_.add(diagnostic_rule::catalog_locale,
+                 po_place(*document_.source, document_.header.translation.begin),
+                 "no locale \"" + result_.locale +
+                     "\"; give one in the header, as \"Language: pt_BR\\n\"");
+  }
+
+  void read_entry(const po_entry& entry) {
+    if (!entry.context.is_given)
+      return add(diagnostic_rule::catalog_unknown, entry.id,
+                 "a message without msgctxt belongs to no definition");
+    const auto message = by_id_.find(entry.context.text);
+    if (message == by_id_.end())
+      return add(diagnostic_rule::catalog_unknown, entry.context,
+                 "no message \"" + entry.context.text + "\" in the sources");
+    if (entry.translation.text.empty()) return;
+    --result_.untranslated;
+    if (entry.id.text != message->second->text()) {
+      ++result_.fuzzy;
+      return add(diagnostic_rule::catalog_changed, entry.id,
+                 "the text of the message is another one now; kplog catalog merge brings it here");
+    }
+    if (entry.is_fuzzy())
+      ++result_.fuzzy;
+    else
+      read_translation(entry, *message->second);
+  }
+
+  void read_translation(const po_entry& entry, const catalog_message& message) {
+    const po_string& translation = entry.translation;
+    std::vector<template_problem> problems;
+    result_.templates[message.id()] =
+        translated_template(message, known_, translation.text, problems);
+    for (template_problem& problem : problems)
+      found_.add(problem.rule, po_place(*document_.source, translation, problem.offset),
+                 std::move(problem.text));
+    for (const code_page_repertoire& code_page : code_pages_)
+      check_code_page(translation, code_page);
+  }
+
+  void check_code_page(const po_string& translation, const code_page_repertoire& code_page) {
+    const size_t missing = code_page.first_missing(translation.text);
+    if (missing == std::string::npos) return;
+    found_.add(diagnostic_rule::code_page, po_place(*document_.source, translation, missing),
+               "the code page " + code_page.name() + " cannot hold this character");
+  }
+
+  void add(diagnostic_rule rule, const po_string& string, std::string text) {
+    found_.add(rule, po_place(*document_.source, string.begin), std::move(text));
+  }
+
+  const po_document& document_;
+  const known_attributes& known_;
+  const std::vector<code_page_repertoire>& code_pages_;
+  diagnostic_list& found_;
+  std::map<std::string_view, const catalog_message*> by_id_;
+  catalog_translations result_;
+};
+
+catalog_translations read_translations(const po_document& document,
+                                       const std::vector<catalog_message>& messages,
+                                       const known_attributes& known,
+                                       const std::vector<code_page_repertoire>& code_pages,
+                                       diagnostic_list& found) {
+  return translation_reader(document, messages, known, code_pages, found).run();
+}

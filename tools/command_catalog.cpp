@@ -1,0 +1,292 @@
+#include "tools/command_catalog.h"
+
+#include <cerrno>
+#include <deque>
+#include <memory>
+#include <ostream>
+
+#include "tools/atomic_file.h"
+#include "tools/catalog_bundle.h"
+#include "tools/catalog_merge.h"
+#include "tools/catalog_messages.h"
+#include "tools/catalog_translations.h"
+#include "tools/command_options.h"
+#include "tools/definition_input.h"
+#include "tools/definition_standard.h"
+#include "tools/terminal_text.h"
+
+struct catalog_options {
+  std::vector<std::string> inputs;  // definition sources, or a compiled file; "-": standard input
+  std::string standard;             // empty: the set stands alone
+  std::vector<std::string> po_files;
+  std::string output;
+  std::vector<std::string> code_pages;
+  report_options report;
+};
+
+// What the sub-commands begin with: the set, its messages, and what was found so far.
+struct catalog_work {
+  standard_input standard;
+  definition_input input;
+  diagnostic_list found;
+  std::vector<catalog_message> messages;
+  std::deque<source_text> po_sources;
+};
+
+static command_outcome read_messages(const catalog_options& options, bool with_standard,
+                                     catalog_work& work, std::ostream& log) {
+  command_outcome outcome = work.standard.read(options.standard, options.report, log);
+  const std_definitions* const standard = work.standard.definitions();
+  if (outcome == command_outcome::good)
+    outcome = read_definition_input(options.inputs, work.input, work.found, log, standard);
+  if (outcome == command_outcome::good)
+    work.messages =
+        catalog_messages(work.input.set(), with_standard ? standard : nullptr, work.found);
+  return outcome;
+}
+
+static bool has_errors(const catalog_work& work) {
+  return work.found.count(rule_severity::error) != 0;
+}
+
+static void write_findings(const catalog_options& options, const catalog_work& work,
+                           std::ostream& log) {
+  std::vector<const source_text*> sources = work.input.set().sources;
+  for (const source_text& source : work.po_sources) sources.push_back(&source);
+  work.found.write(log, sources, options.report.format, options.report.color);
+}
+
+static command_outcome refuse(const catalog_options& options, const catalog_work& work,
+                              std::ostream& log) {
+  write_findings(options, work, log);
+  if (options.report.with_summary())
+    log << "kplog: " << counted(work.found.count(rule_severity::error), "error")
+        << ", nothing written\n";
+  return command_outcome::findings;
+}
+
+// --- extract
+
+static command_outcome extract(const catalog_options& options, std::ostream& log) {
+  catalog_work work;
+  const command_outcome outcome = read_messages(options, false, work, log);
+  if (outcome != command_outcome::good) return outcome;
+  if (has_errors(work)) return refuse(options, work, log);
+  const po_document document = extracted_messages(work.messages, work.input.set());
+  if (!write_atomic_file(options.output, po_text(document)))
+    return write_error(log, options.output, errno);
+  write_findings(options, work, log);
+  if (options.report.with_summary())
+    log << "kplog: wrote " << terminal_text(options.output) << ": "
+        << counted(document.entries.size(), "message") << '\n';
+  return command_outcome::good;
+}
+
+// --- merge
+
+// The locale of a file that is not there yet: "de" for "po/de.po".
+static std::string locale_of_path(const std::string& path) {
+  const std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0
+  return name.substr(0, name.rfind('.'));
+}
+
+struct po_update {
+  std::string path;
+  po_document old;
+};
+
+static command_outcome read_update(catalog_work& work, po_update& update, std::ostream& log) {
+  std::string bytes;
+  if (read_source_bytes(update.path, bytes)) {
+    read_po(work.po_sources.emplace_back(update.path, std::move(bytes)), update.old, work.found);
+  } else if (errno == ENOENT) {
+    update.old = empty_translations(locale_of_path(update.path));
+  } else {
+    return read_error(log, update.path, errno);
+  }
+  return command_outcome::good;
+}
+
+static std::string translation_summary(const po_document& document) {
+  size_t translated = 0;
+  size_t fuzzy = 0;
+  size_t untranslated = 0;
+  for (const po_entry& entry : document.entries)
+    if (!entry.is_obsolete)
+      ++(entry.translation.text.empty() ? untranslated : entry.is_fuzzy() ? fuzzy : translated);
+  return std::to_string(translated) + " translated, " + std::to_string(fuzzy) + " fuzzy, " +
+         std::to_string(untranslated) + " untranslated";
+}
+
+static command_outcome write_update(const catalog_options& options, const po_document& extracted,
+                                    const po_update& update, std::ostream& log) {
+  const po_document merged = merged_messages(extracted, update.old);
+  if (!write_atomic_file(update.path, po_text(merged))) return write_error(log, update.path, errno);
+  if (options.report.with_summary())
+    log << "kplog: wrote " << terminal_text(update.path) << ": " << translation_summary(merged)
+        << '\n';
+  return command_outcome::good;
+}
+
+// All files are read before the first one is written.
+static command_outcome merge(const catalog_options& options, std::ostream& log) {
+  catalog_work work;
+  command_outcome outcome = read_messages(options, false, work, log);
+  std::vector<po_update> updates;
+  for (const std::string& path : options.po_files) {
+    updates.push_back({path, {}});
+    if (outcome == command_outcome::good) outcome = read_update(work, updates.back(), log);
+  }
+  if (outcome != command_outcome::good) return outcome;
+  if (has_errors(work)) return refuse(options, work, log);
+  write_findings(options, work, log);
+  const po_document extracted = extracted_messages(work.messages, work.input.set());
+  for (const po_update& update : updates)
+    if (outcome == command_outcome::good) outcome = write_update(options, extracted, update, log);
+  return outcome;
+}
+
+// --- check and build
+
+static command_outcome read_all_translations(const catalog_options& options, catalog_work& work,
+                                             std::vector<catalog_translations>& translations,
+                                             std::ostream& log) {
+  std::vector<code_page_repertoire> code_pages;
+  for (const std::string& name : options.code_pages) {
+    code_pages.emplace_back(name);
+    if (!code_pages.back().is_known())
+      return usage_error(log, "no code page \"" + terminal_text(name) + "\"");
+  }
+  command_outcome outcome = read_messages(options, true, work, log);
+  const known_attributes known(work.input.set(), work.standard.definitions());
+  for (const std::string& path : options.po_files) {
+    if (outcome != command_outcome::good) return outcome;
+    std::string bytes;
+    po_document document;
+    if (!read_source_bytes(path, bytes))
+      outcome = read_error(log, path, errno);
+    else if (read_po(work.po_sources.emplace_back(path, std::move(bytes)), document, work.found))
+      translations.push_back(
+          read_translations(document, work.messages, known, code_pages, work.found));
+  }
+  return outcome;
+}
+
+static void write_summaries(const catalog_options& options,
+                            const std::vector<catalog_translations>& translations,
+                            std::ostream& log) {
+  if (!options.report.with_summary()) return;
+  for (const catalog_translations& file : translations)
+    log << "kplog: " << terminal_text(file.file) << ": " << file.templates.size() << " translated, "
+        << file.fuzzy << " fuzzy, " << file.untranslated << " untranslated\n";
+}
+
+static command_outcome check_translations(const catalog_options& options, std::ostream& log) {
+  catalog_work work;
+  std::vector<catalog_translations> translations;
+  const command_outcome outcome = read_all_translations(options, work, translations, log);
+  if (outcome != command_outcome::good) return outcome;
+  write_findings(options, work, log);
+  write_summaries(options, translations, log);
+  return work.found.empty() ? command_outcome::good : command_outcome::findings;
+}
+
+static command_outcome build(const catalog_options& options, std::ostream& log) {
+  catalog_work work;
+  std::vector<catalog_translations> translations;
+  const command_outcome outcome = read_all_translations(options, work, translations, log);
+  if (outcome != command_outcome::good) return outcome;
+  if (has_errors(work)) return refuse(options, work, log);
+  const std::vector<catalog_bundle> bundles = catalog_bundles(work.messages, translations);
+  std::string error;
+  if (!write_bundles(options.output, bundles, error)) {
+    log << "kplog: " << terminal_text(options.output) << ": " << terminal_text(error) << '\n';
+    return command_outcome::file_error;
+  }
+  write_findings(options, work, log);
+  write_summaries(options, translations, log);
+  if (options.report.with_summary())
+    log << "kplog: wrote " << terminal_text(options.output) << ": "
+        << counted(bundles.size(), "bundle") << ", " << counted(work.messages.size(), "message")
+        << '\n';
+  return command_outcome::good;
+}
+
+// --- the sub-commands
+
+struct catalog_command_row {
+  const char* name;
+  const char* summary;
+  const char* examples;
+  bool takes_po_files;
+  bool takes_code_pages;
+  const char* output;       // what --output is; null: there is none
+  const char* output_type;  // for the help and completion
+  command_outcome (*run)(const catalog_options& options, std::ostream& log);
+};
+
+static constexpr std::array<catalog_command_row, 4> catalog_commands = {{
+    {"extract", "Write the messages as a template for translations",
+     "  kplog catalog extract events.yaml -o events.pot\n", false, false,
+     "The POT file to write; - is standard output", "FILE", extract},
+    {"merge", "Bring files of translations up to date",
+     "  kplog catalog merge events.yaml --po de.po --po ja.po\n", true, false, nullptr, "", merge},
+    {"build", "Compile translations to message catalogs",
+     "  kplog catalog build events.yaml --po de.po --po ja.po -o messages\n", true, false,
+     "The folder to write the catalogs to", "FOLDER", build},
+    {"check", "Find what is wrong with translations",
+     "  kplog catalog check events.yaml --po de.po --codepage ISO-8859-1\n", true, true, nullptr,
+     "", check_translations},
+}};
+
+static void add_list_option(CLI::App& command, const char* name, std::vector<std::string>& values,
+                            const char* type, const char* description, bool is_required) {
+  command.add_option(name, values, description)
+      ->required(is_required)
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->type_name(type);
+}
+
+static void describe_options(CLI::App& command, const catalog_command_row& row,
+                             catalog_options& options) {
+  command.add_option("SOURCE", options.inputs, "Definition sources; - is standard input")
+      ->required()
+      ->type_name("FILE");
+  if (row.takes_po_files)
+    add_list_option(command, "--po", options.po_files, "FILE", "A file of translations", true);
+  if (row.takes_code_pages)
+    add_list_option(command, "--codepage", options.code_pages, "NAME",
+                    "A code page that all translations must fit into", false);
+  if (row.output != nullptr)
+    command.add_option("-o,--output", options.output, row.output)
+        ->required()
+        ->type_name(row.output_type);
+  add_standard_option(command, options.standard);
+  add_report_options(command, options.report);
+}
+
+static command_action describe_catalog(CLI::App& command) {
+  command.require_subcommand(1);
+  const auto options = std::make_shared<std::array<catalog_options, catalog_commands.size()>>();
+  for (size_t i = 0; i < catalog_commands.size(); ++i) {
+    const catalog_command_row& row = catalog_commands[i];
+    CLI::App& sub_command = *command.add_subcommand(row.name, row.summary);
+    sub_command.footer(std::string("Examples:\n") + row.examples);
+    describe_options(sub_command, row, (*options)[i]);
+  }
+  return [options, &command](std::ostream&, std::ostream& log) {
+    for (size_t i = 0; i < catalog_commands.size(); ++i)
+      if (command.got_subcommand(catalog_commands[i].name))
+        return catalog_commands[i].run((*options)[i], log);
+    return command_outcome::usage;
+  };
+}
+
+constexpr kplog_command_row catalog_command = {
+    "catalog", "Extract, merge, check and build translations of messages",
+    "  kplog catalog extract events.yaml -o events.pot\n"
+    "  kplog catalog merge events.yaml --po de.po --po ja.po\n"
+    "  kplog catalog check events.yaml --po de.po --codepage ISO-8859-1\n"
+    "  kplog catalog build events.yaml --po de.po --po ja.po -o messages\n",
+    describe_catalog};
