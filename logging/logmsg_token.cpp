@@ -219,7 +219,7 @@ class logmsg_unicode_tokenizer {
 
   // Names get two bytes per unit and two more; a longer one is refused, by contract.
   kp_String name_until(int percent) const {
-    const icu::UnicodeString name(text_, start_, percent - start_);
+    const icu::UnicodeString name = text_.tempSubStringBetween(start_, percent);
     const int room = 2 * name.length() + 2;
     const auto bytes = std::make_unique<char[]>(static_cast<size_t>(room) + 1);
     int written = 0;
@@ -234,7 +234,7 @@ class logmsg_unicode_tokenizer {
 
   void emit_text(int end) {
     if (start_ >= end) return;
-    emit<_kp_LOG_string_token>(list_, icu::UnicodeString(text_, start_, end - start_));
+    emit<_kp_LOG_string_token>(list_, text_.tempSubStringBetween(start_, end));
   }
 
   const icu::UnicodeString& text_;
