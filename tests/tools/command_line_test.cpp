@@ -1,0 +1,175 @@
+// What is written from the description of the command line: help, completion, manual pages.
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <sstream>
+
+#include "tests/support/temp_folder.h"
+#include "tests/tools/command_run.h"
+#include "tools/command_line_description.h"
+#include "tools/command_table.h"
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsSupersetOf;
+using testing::Not;
+using testing::UnorderedElementsAre;
+
+static command_description whole_command_line() {
+  const kplog_command_line line("1.0");
+  return describe_command_line(line.app());
+}
+
+static std::vector<std::string> words_of(const std::string& text) {
+  std::istringstream words(text);
+  return {std::istream_iterator<std::string>(words), {}};
+}
+
+// The output of a script that a shell runs in the folder.
+static std::string shell_output(const temp_folder& folder, const std::string& shell,
+                                const std::string& script) {
+  folder.write("script", script);
+  const auto run = run_kplog(folder.path(), "--version > version; " + shell + " script");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "");
+  return run.out;
+}
+
+// --- the description
+
+TEST(CommandLine, EveryCommandHasATextAndExamples) {
+  const command_description kplog = whole_command_line();
+  for (const command_description* command : all_commands(kplog)) {
+    EXPECT_NE(command->text, "") << command->name(" ");
+    const bool has_examples = command->examples.find(command->name(" ")) != std::string::npos;
+    EXPECT_TRUE(has_examples || command->path.empty()) << command->name(" ");
+  }
+}
+
+TEST(CommandLine, EveryOptionHasAText) {
+  const command_description kplog = whole_command_line();
+  for (const command_description* command : all_commands(kplog))
+    for (const option_description& option : command->options)
+      EXPECT_NE(option.text, "") << command->name(" ") << ' ' << option.names.front();
+}
+
+TEST(CommandLine, HelpOfEveryCommandGivesStatus0) {
+  const temp_folder folder;
+  const command_description kplog = whole_command_line();
+  for (const command_description* command : all_commands(kplog)) {
+    const auto run = run_kplog(folder.path(), command->name(" ").substr(5) + " --help");
+    EXPECT_EQ(run.status, 0) << command->name(" ");
+    EXPECT_THAT(run.out, HasSubstr(command->text));
+  }
+}
+
+TEST(CommandLine, CommandsForPackagersStayOutOfTheHelp) {
+  const temp_folder folder;
+  EXPECT_THAT(run_kplog(folder.path(), "--help").out,
+              AllOf(HasSubstr("compile"), Not(HasSubstr("completion")), Not(HasSubstr("manual"))));
+}
+
+// --- completion
+
+// Every option but the positional arguments, by its last name.
+static std::vector<std::string> all_option_names() {
+  const command_description kplog = whole_command_line();
+  std::vector<std::string> names;
+  for (const command_description* command : all_commands(kplog))
+    for (const option_description& option : command->options)
+      if (!option.is_positional) names.push_back(option.names.back());
+  return names;
+}
+
+TEST(Completion, ScriptsKnowEveryOption) {
+  const temp_folder folder;
+  const std::string bash = run_kplog(folder.path(), "completion bash").out;
+  const std::string zsh = run_kplog(folder.path(), "completion zsh").out;
+  const std::string fish = run_kplog(folder.path(), "completion fish").out;
+  for (const std::string& name : all_option_names()) {
+    EXPECT_THAT(bash, HasSubstr(name));
+    EXPECT_THAT(zsh, HasSubstr(name + "["));
+    EXPECT_THAT(fish, HasSubstr(" -l " + name.substr(2)));
+  }
+}
+
+TEST(Completion, ScriptsAreSoundForTheirShells) {
+  const temp_folder folder;
+  for (const std::string shell : {"bash", "zsh", "fish"}) {
+    folder.write("script", run_kplog(folder.path(), "completion " + shell).out);
+    EXPECT_EQ(run_kplog(folder.path(), "--version; " + shell + " -n script").status, 0) << shell;
+  }
+}
+
+TEST(Completion, OtherShellsGiveStatus2) {
+  const temp_folder folder;
+  EXPECT_EQ(run_kplog(folder.path(), "completion csh").status, 2);
+  EXPECT_EQ(run_kplog(folder.path(), "completion").status, 2);
+}
+
+// What bash offers when the last of the words is to be completed.
+static std::vector<std::string> bash_offers(const std::string& words) {
+  const temp_folder folder;
+  folder.write("set.ldf", "");
+  std::filesystem::create_directory(folder.file("subfolder"));
+  const std::string script = run_kplog(folder.path(), "completion bash").out;
+  return words_of(shell_output(folder, "bash",
+                               script + "COMP_WORDS=(" + words +
+                                   ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_kplog\n"
+                                   "echo \"${COMPREPLY[@]}\"\n"));
+}
+
+TEST(BashCompletion, OffersCommandsOptionsChoicesAndFiles) {
+  EXPECT_THAT(bash_offers("kplog d"), UnorderedElementsAre("dump", "diff"));
+  EXPECT_THAT(bash_offers("kplog dump --f"), UnorderedElementsAre("--format"));
+  EXPECT_THAT(bash_offers("kplog dump --format ''"), UnorderedElementsAre("yaml", "json", "table"));
+  EXPECT_THAT(bash_offers("kplog dump --format = j"), UnorderedElementsAre("json"));
+  EXPECT_THAT(bash_offers("kplog dump --format ="), UnorderedElementsAre("yaml", "json", "table"));
+  EXPECT_THAT(bash_offers("kplog dump se"), UnorderedElementsAre("set.ldf"));
+  EXPECT_THAT(bash_offers("kplog compile -o s"), IsSupersetOf({"set.ldf", "subfolder"}));
+  EXPECT_THAT(bash_offers("kplog diff --accept ''"), testing::IsEmpty());
+}
+
+TEST(FishCompletion, OffersCommandsOptionsChoicesAndFiles) {
+  const temp_folder folder;
+  folder.write("set.ldf", "");
+  const std::string script = run_kplog(folder.path(), "completion fish").out;
+  const auto offers = [&](const std::string& line) {
+    return shell_output(folder, "HOME=. fish --no-config", script + "complete -C '" + line + "'\n");
+  };
+  EXPECT_THAT(offers("kplog d"), AllOf(HasSubstr("dump\t"), HasSubstr("diff\t")));
+  EXPECT_THAT(offers("kplog dump --f"), HasSubstr("--format\t"));
+  EXPECT_THAT(offers("kplog dump --format "),
+              AllOf(HasSubstr("yaml\t"), Not(HasSubstr("set.ldf"))));
+  EXPECT_THAT(offers("kplog dump se"), HasSubstr("set.ldf"));
+}
+
+// --- manual pages
+
+TEST(ManualPages, EveryCommandHasOneThatKnowsItsOptions) {
+  const temp_folder folder;
+  EXPECT_EQ(run_kplog(folder.path(), "manual .").status, 0);
+  const command_description kplog = whole_command_line();
+  for (const command_description* command : all_commands(kplog)) {
+    const std::string page = read_whole_file(folder.file(command->name("-") + ".1"));
+    EXPECT_THAT(page, testing::StartsWith(".TH kplog")) << command->name("-");
+    std::string plain = page;
+    for (size_t at = 0; (at = plain.find("\\-", at)) != std::string::npos;) plain.erase(at, 1);
+    for (const option_description& option : command->options)
+      EXPECT_THAT(plain, HasSubstr(option.names.back())) << command->name("-");
+  }
+}
+
+TEST(ManualPages, FormatterHasNothingAgainstThem) {
+  const temp_folder folder;
+  const auto run = run_kplog(folder.path(), "manual . && groff -man -Tutf8 -ww -z *.1");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "");
+}
+
+TEST(ManualPages, FolderThatIsMissingGivesStatus3) {
+  const temp_folder folder;
+  const auto run = run_kplog(folder.path(), "manual none");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.err, "kplog: cannot write none/kplog.1: No such file or directory\n");
+}
