@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <functional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -113,4 +114,46 @@ TEST(RenderThreadsAndCatalogs, ReplacingTheCatalogIsSafe) {
   done = true;
   replacer.join();
   EXPECT_EQ(strange.load(), 0U);
+}
+
+// The locale and the time zone may change while others render: each message has one of each.
+static std::string message_of_both() {
+  _kp_LOG_log_entry_imp entry(100, 5);
+  entry.add_attrib_float8("REAL", 0.5);
+  entry.add_attrib_time("STAMP", kp_Time(2026, 1, 2, 3, 4, 5));
+  return kp_LOG_RenderMessage(entry);
+}
+
+static void set_zone(const char* id) {
+  icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone(id));
+}
+
+TEST(RenderThreadsAndSettings, ChangingTheLocaleAndTheZoneIsSafe) {
+  const environment_value tz("TZ", "UTC");
+  ldf_file file{.globals = ldf_builtin_fields()};
+  file.entries = {message_entry::definition("%f%REAL% %T%STAMP%")};
+  file.entries[0].id = 100;
+  const loaded_definitions loaded(file);
+  const code_page_setting setting("UTF-8");
+  const icu_locale_setting locale("de_DE");
+  const icu_zone_setting zone("UTC");
+  std::atomic<bool> done{false};
+  std::thread changer([&done] {
+    while (!done) {
+      const icu_locale_setting french("fr_CH");
+      set_zone("Asia/Tokyo");
+      const icu_locale_setting english("en_GB");
+      set_zone("UTC");
+    }
+  });
+  std::atomic<unsigned> strange{0};
+  in_threads(4, [&strange] {
+    const std::set<std::string> known = {"0,5 03:04:05", "0,5 12:04:05", "0.5 03:04:05",
+                                         "0.5 12:04:05"};
+    for (int i = 0; i < 500; ++i) strange += known.count(message_of_both()) == 0 ? 1 : 0;
+  });
+  done = true;
+  changer.join();
+  EXPECT_EQ(strange.load(), 0U);
+  EXPECT_EQ(message_of_both(), "0,5 03:04:05");
 }

@@ -346,6 +346,16 @@ TEST(CatalogChoice, WithoutAnyIdTheDefinitionIsInvalid) {
             "<KPX_logging_invalid_definition>  no default message");
 }
 
+TEST(CatalogChoice, WithoutAnyIdAChosenMessageIsInvalidAsWell) {
+  const _kp_LOG_log_entry_imp entry;
+  _kp_LOG_log_definition definition;
+  definition.add_selector_msg(1, 7, nullptr, "seven%s%TEXT%");
+  const open_catalog catalog(catalog_texts());
+  EXPECT_EQ(raised<KPX_logging_invalid_definition>(
+                [&] { _kp_LOG_log_message::get_message(entry, &definition, false, 1); }),
+            "<KPX_logging_invalid_definition>  no default message");
+}
+
 TEST(CatalogChoice, ATemplateOfTheCatalogIsUnicode) {
   const message_entry entry(with_selector(TypeUInt4));
   const open_catalog catalog(message_texts{{"M17", "起動しました %s%TEXT%"}});

@@ -242,6 +242,16 @@ TEST(IcuPattern, ManyBracesSideBySideAreNotDeep) {
   std::string text;
   for (int i = 0; i < 300; ++i) text += "{0}";
   EXPECT_EQ(with_four(text + "%d%U4%"), std::string(301, '4'));
+  EXPECT_EQ(with_four("it's " + text + "%d%U4%"), "it's " + std::string(301, '4'));
+  EXPECT_EQ(with_four("''" + text + "'{'%d%U4%"), "'" + std::string(300, '4') + "{4");
+}
+
+TEST(IcuPattern, APlaceholderIsADepthOfItsOwn) {
+  std::string text = "%d%U4%}";
+  for (int i = 1; i < 100; ++i) text = "{0,choice,0#" + text + "}";
+  EXPECT_EQ(with_four(text.substr(0, text.size() - 1) + "%d%U4%"), "44");
+  EXPECT_EQ(refused<KPX_logging_internal_error>("{0,choice,0#" + text + "%d%U4%"),
+            constructor_failed);
 }
 
 TEST(IcuPattern, AFormatThatFailsIsReported) {
@@ -253,6 +263,15 @@ TEST(IcuPattern, AFormatThatFailsIsReported) {
   EXPECT_THAT(log.lines().back(),
               testing::MatchesRegex("logging/logmsg:N _kp_LOG_log_message::get_message \\{ : "
                                     "-?[0-9]+ : 1 :  : -1 : [0-9]+ "));
+}
+
+TEST(IcuPattern, AFormatThatFailsIsSilentBelowLevelThree) {
+  const debug_log_in_temp_folder log(2);
+  message_entry entry("{0,number} %s%TEXT%");
+  entry->add_attrib_str("TEXT", "no number", true);
+  EnableDebugLog(2);
+  EXPECT_EQ(raised<KPX_logging_internal_error>([&] { entry.unicode(); }), format_failed);
+  EXPECT_THAT(log.lines(), testing::Not(testing::Contains(testing::HasSubstr("get_message"))));
 }
 
 // --- What is refused ----------------------------------------------------------------------------
@@ -304,5 +323,44 @@ TEST(IcuMessage, TemplatesInTurnAreNotMixedUp) {
     entry.use_template("template " + number + " %d%U4%");
     entry->add_attrib_4u("U4", static_cast<unsigned>(i));
     ASSERT_EQ(entry.unicode(), "template " + number + " " + number);
+  }
+}
+
+// --- What is kept of a template -----------------------------------------------------------------
+
+// "X" of that type, shown as a string.
+static ldf_entry with_type(unsigned type) {
+  return {.id = 17, .msg_text = "%s%X%", .attributes = {{"X", type}}};
+}
+
+TEST(MessagePlans, TheTypeIsThatOfTheDefinitionNow) {
+  message_entry entry(with_type(TypeChar32));
+  entry->add_attrib_str("X", "plain", true);
+  EXPECT_EQ(entry.unicode() + entry.bytes(), "plainplain");
+  entry.use(with_type(TypeMBChar32));
+  entry->add_attrib_mbstr("X", "Größe", true);
+  EXPECT_EQ(entry.unicode() + entry.bytes(), "GrößeGröße");
+  entry.use(with_type(TypeUInt4));
+  const std::string text = prefix + "invalid format specifier for attribute \"X\"!";
+  EXPECT_EQ(raised<KPX_logging_invalid_message_string>([&] { entry.unicode(); }), text);
+  EXPECT_EQ(raised<KPX_logging_invalid_message_string>([&] { entry.bytes(); }), text);
+}
+
+TEST(MessagePlans, TemplatesTooLongToBeKeptInTurn) {
+  const icu_locale_setting locale("en_US");
+  const std::string filling(20000, 'x');
+  message_entry entry;
+  for (int i = 0; i < 3; ++i) {
+    entry.use_template(filling + "%d%S4%,%s%TEXT%");
+    entry->add_attrib_4("S4", -7);
+    entry->add_attrib_str("TEXT", "text", true);
+    EXPECT_EQ(entry.unicode(), filling + "-7,text");
+    EXPECT_EQ(entry.bytes(), filling + "-7,text");
+    entry.use_template(filling + "%f%REAL%,%P%REAL%,%u%U2%");
+    entry->add_attrib_float8("REAL", 0.5);
+    entry->add_attrib_2u("U2", 9);
+    EXPECT_EQ(entry.unicode(), filling + "0.5,50%,9");
+    EXPECT_EQ(entry.bytes(), filling + "0.500000,50.000000%,9");
+    EXPECT_EQ(entry.unicode(), filling + "0.5,50%,9");
   }
 }

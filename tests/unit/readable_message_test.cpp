@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <pthread.h>
 
 #include <array>
 #include <cstring>
@@ -80,6 +79,17 @@ TEST(ReadableMessage, ATextThatDoesNotFitIsRefused) {
       raised<KPX_logging_internal_error>([&] { entry->get_readable_message(buffer, 8, false, 0); }),
       not_converted);
   EXPECT_THAT(log.lines(), testing::Contains(conversion_line));
+}
+
+TEST(ReadableMessage, OfASizeTheLow32BitsCount) {
+  message_entry entry;
+  show(entry, "abcdefgh");
+  constexpr long wide = 1L << 32;
+  char buffer[16];
+  EXPECT_STREQ(entry->get_readable_message(buffer, wide + 8, false, 0), "abcdefgh");
+  EXPECT_EQ(raised<KPX_logging_internal_error>(
+                [&] { entry->get_readable_message(buffer, wide + 7, false, 0); }),
+            not_converted);
 }
 
 TEST(ReadableMessage, NegativeSizesAndNoBufferAreRefused) {
@@ -174,133 +184,6 @@ TEST(ReadableMessageWithoutIcu, NoCodePageIsUsed) {
                "e");
 }
 
-// --- The cached operation -----------------------------------------------------------------------
-
-TEST(CachedMessage, AFreshEntryAnswersWithTheEmptyText) {
-  message_entry entry;
-  show(entry, "abc");
-  EXPECT_STREQ(entry->get_readable_message(false, 0), "");
-  EXPECT_STREQ(entry->get_readable_message(false, 0), "");
-}
-
-TEST(CachedMessage, RenderingStillFindsFaults) {
-  message_entry entry("%d%NOBODY%");
-  EXPECT_EQ(
-      raised<KPX_logging_invalid_message_string>([&] { entry->get_readable_message(false, 0); }),
-      "<KPX_logging_invalid_message_string> _kp_LOG_log_message::get_message:  unable to find "
-      "attribute value for \"NOBODY\"!");
-}
-
-TEST(CachedMessage, AFaultLeavesTheEntryModified) {
-  message_entry entry("%d%NOBODY%");
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_THROW(entry->get_readable_message(false, 0), KPX_logging_invalid_message_string);
-  }
-  char buffer[8];
-  EXPECT_THROW(entry->get_readable_message(buffer, 7, false, 0),
-               KPX_logging_invalid_message_string);
-}
-
-TEST(CachedMessage, TheBufferOperationAnswersFromTheCacheUntilTheEntryChanges) {
-  message_entry entry;
-  show(entry, "abc");
-  char buffer[8] = "before";
-  entry->get_readable_message(false, 0);
-  EXPECT_STREQ(entry->get_readable_message(buffer, 7, false, 0), "");
-  EXPECT_STREQ(buffer, "before");
-  EXPECT_STREQ(entry->get_readable_message(buffer, 7, true, 0), "abc");
-  EXPECT_STREQ(buffer, "abc");
-  entry->add_attrib_mbstr("MBTEXT", "xyz", true);
-  EXPECT_STREQ(entry->get_readable_message(buffer, 7, false, 0), "xyz");
-}
-
-TEST(CachedMessage, AnotherIndexIsAnotherMessage) {
-  ldf_entry definition = message_entry::definition("default %d%U4%");
-  definition.messages = {{3, 0, "", "third %d%U4%"}};
-  message_entry entry(definition);
-  char buffer[32];
-  entry->get_readable_message(false, 3);
-  EXPECT_STREQ(entry->get_readable_message(buffer, 31, false, 3), "");
-  EXPECT_STREQ(entry->get_readable_message(buffer, 31, false, 0), "default 0");
-}
-
-TEST(CachedMessage, TheBufferOperationNeverFillsTheCache) {
-  message_entry entry;
-  show(entry, "abc");
-  char buffer[8];
-  EXPECT_STREQ(entry->get_readable_message(buffer, 7, false, 0), "abc");
-  EXPECT_STREQ(entry->get_readable_message(false, 0), "");
-}
-
-TEST(CachedMessage, TheHandleAnswersAsWell) {
-  message_entry entry("abc %d%U4%");
-  kp_LOG_LogEntry handle(17, 3);
-  EXPECT_STREQ(handle.GetReadableMessage(false, 0), "");
-  EXPECT_STREQ(static_cast<const char*>(handle), "");
-}
-
-// An entry whose message is `length` bytes long.
-static ldf_entry of_length(size_t length) {
-  return {.id = 17,
-          .msg_text = std::string(length, 'x') + "%s%TEXT%",
-          .attributes = {{"TEXT", TypeChar32}}};
-}
-
-TEST(CachedMessage, AMessageOf65536BytesIsTheLongest) {
-  const debug_log_in_temp_folder log(1);
-  message_entry entry(of_length(65535));
-  EnableDebugLog(1);
-  EXPECT_STREQ(entry->get_readable_message(false, 0), "");
-  entry.use(of_length(65536));
-  EXPECT_STREQ(entry->get_readable_message(false, 0), "");
-  EXPECT_THAT(log.lines(), testing::Not(testing::Contains(conversion_line)));
-  entry.use(of_length(65537));
-  EXPECT_EQ(raised<KPX_logging_internal_error>([&] { entry->get_readable_message(false, 0); }),
-            not_converted);
-  EXPECT_THAT(log.lines(), testing::Contains(conversion_line));
-}
-
-TEST(CachedMessage, WithoutIcuALongerMessageIsCutInSilence) {
-  message_entry entry(of_length(70000));
-  kp_LOG_LogConfig::SetICUEnabled(false);
-  EXPECT_STREQ(entry->get_readable_message(false, 0), "");
-}
-
-#ifndef __SANITIZE_ADDRESS__
-#define KPLOG_REAL_STACK_FRAMES
-#endif
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#undef KPLOG_REAL_STACK_FRAMES
-#endif
-#endif
-
-static void* render_from_the_cache(void* entry) {
-  const char* text =
-      static_cast<message_entry*>(entry)->operator->()->get_readable_message(false, 0);
-  return const_cast<char*>(text);
-}
-
-// Sanitizers make frames larger than they are.
-#ifdef KPLOG_REAL_STACK_FRAMES
-constexpr size_t small_stack = 80 * 1024;
-#else
-constexpr size_t small_stack = 1024 * 1024;
-#endif
-
-TEST(CachedMessage, RendersOnASmallStack) {
-  message_entry entry("%s%MBTEXT% %f%REAL% %D%STAMP% %d%U4%");
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  ASSERT_EQ(pthread_attr_setstacksize(&attributes, small_stack), 0);
-  pthread_t thread;
-  ASSERT_EQ(pthread_create(&thread, &attributes, render_from_the_cache, &entry), 0);
-  void* text = nullptr;
-  pthread_join(thread, &text);
-  EXPECT_STREQ(static_cast<const char*>(text), "");
-  pthread_attr_destroy(&attributes);
-}
-
 // --- The switch ---------------------------------------------------------------------------------
 
 static const char* const disabled =
@@ -361,6 +244,16 @@ TEST(OutputConverter, IsThatOfTheFirstRendering) {
   EXPECT_STREQ(entry->get_readable_message(buffer, 15, false, 0), "Größe");
 }
 
+TEST(OutputConverter, IsNotMadeByARenderingThatFailsBefore) {
+  message_entry entry("%d%NOBODY%");
+  char buffer[16];
+  EXPECT_THROW(entry->get_readable_message(buffer, 15, false, 0),
+               KPX_logging_invalid_message_string);
+  const code_page_setting latin("ISO-8859-1");
+  show(entry, "Gr\xf6\xdf");
+  EXPECT_STREQ(entry->get_readable_message(buffer, 15, false, 0), "Gr\xf6\xdf");
+}
+
 TEST(OutputConverter, OfAnUnknownCodePageFailsAndStays) {
   const debug_log_in_temp_folder log(1);
   message_entry entry("no text");
@@ -405,6 +298,17 @@ TEST(OutputConverter, AnUnusableDefaultIsNotKept) {
   EXPECT_THAT(log.lines(), ElementsAre(converter_line("")));
   char buffer[16];
   EXPECT_STREQ(entry->get_readable_message(buffer, 15, false, 0), "");
+}
+
+TEST(OutputConverter, ThatFoundNoMemoryStaysAsWell) {
+  message_entry entry("no placeholder");
+  entry.unicode();  // opens what rendering itself needs
+  const code_page_setting setting("windows-1252");
+  EXPECT_EQ(refused_without_memory(entry), no_converter);
+  char buffer[16];
+  EXPECT_EQ(raised<KPX_logging_internal_error>(
+                [&] { entry->get_readable_message(buffer, 15, false, 0); }),
+            not_converted);
 }
 
 TEST(OutputConverter, ManyFirstRenderingsAtOnceAgree) {
