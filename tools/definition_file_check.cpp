@@ -135,7 +135,7 @@ class definition_file_checker {
     std::vector<file_extent> all = file_.records;
     all.push_back({0, kp_ldf_header_size});
     all.push_back(file_.globals);
-    all.push_back({mapping, mapping + file_.header.n_entries * kp_ldf_mapping_size});
+    all.push_back({mapping, mapping + size_t{file_.header.n_entries} * kp_ldf_mapping_size});
     std::sort(all.begin(), all.end(),
               [](const file_extent& a, const file_extent& b) { return a.begin < b.begin; });
     all.push_back({file_.source.bytes().size(), file_.source.bytes().size()});

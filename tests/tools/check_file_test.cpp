@@ -81,12 +81,14 @@ TEST(CheckFile, SelectorIsDeclared) {
 }
 
 TEST(CheckFile, SelectorHasASelectingType) {
-  for (const unsigned type : {TypeUInt1, TypeUInt2, TypeUInt4})
-    EXPECT_EQ(found_in_entry({.selector = "K", .attributes = {{"K", type}}}), "");
-  for (const unsigned type : {TypeBool, TypeSInt4, TypeChar32, TypeDate})
-    EXPECT_THAT(found_in_entry({.selector = "K", .attributes = {{"K", type}}}),
-                HasSubstr("error[selector-attribute]: an attribute of type UInt1, UInt2 or UInt4 "
-                          "selects a message\n"));
+  for (const kp_AttributeType type : {TypeUInt1, TypeUInt2, TypeUInt4})
+    EXPECT_EQ(found_in_entry({.selector = "K", .attributes = {{"K", static_cast<unsigned>(type)}}}),
+              "");
+  for (const kp_AttributeType type : {TypeBool, TypeSInt4, TypeChar32, TypeDate})
+    EXPECT_THAT(
+        found_in_entry({.selector = "K", .attributes = {{"K", static_cast<unsigned>(type)}}}),
+        HasSubstr("error[selector-attribute]: an attribute of type UInt1, UInt2 or UInt4 "
+                  "selects a message\n"));
 }
 
 TEST(CheckFile, MessagesHideOneAnother) {
@@ -252,7 +254,7 @@ TEST(CheckFileHostile, SeveralChangedBytesAreErrorsOrLoad) {
   const settings_guard guard;
   const temp_folder folder;
   const std::string bytes = small_file().bytes();
-  std::mt19937 random(3);
+  std::mt19937 random(3);  // NOLINT(cert-msc32-c,cert-msc51-cpp): every run tries the same cases
   std::uniform_int_distribution<size_t> place(0, bytes.size() - 1);
   for (int i = 0; i < 3000; ++i) {
     std::string changed = bytes;

@@ -27,7 +27,7 @@ class AuxSets : public testing::Test {
     folder_.write("std.yaml", std_source);
     folder_.write("aux.yaml", aux_source);
     run("compile -q std.yaml -o std.ldf");
-    const command_result from_source = run("compile -q aux.yaml --std std.yaml -o aux.ldf");
+    command_result from_source = run("compile -q aux.yaml --std std.yaml -o aux.ldf");
     const command_result from_file = run("compile -q aux.yaml --std std.ldf -o other.ldf");
     EXPECT_EQ(from_source.status, from_file.status) << from_source.err << from_file.err;
     EXPECT_EQ(read_whole_file(folder_.file("aux.ldf")), read_whole_file(folder_.file("other.ldf")));
@@ -182,7 +182,8 @@ TEST_F(AuxSets, FlagsOfTheStdSourceAreKnown) {
 static std::string numbered(size_t first, size_t count, const std::string& before,
                             const std::string& behind) {
   std::string all;
-  for (size_t i = first; i < first + count; ++i) all += before + std::to_string(i) + behind;
+  for (size_t i = first; i < first + count; ++i)
+    all.append(before).append(std::to_string(i)).append(behind);
   return all;
 }
 
