@@ -139,6 +139,8 @@ class KP_API kp_LOG_LogEntry {
   // _kp_LOG_log_entry_imp.
   // `use_default` takes the default message; else `index` names a selector message, 0 leaving the
   // choice to the selector attribute's value.
+  // The thread needs a stack of 128 KiB, and up to 512 KiB where literal text nests arguments
+  // (docs/message-templates.md).
   const char* GetReadableMessage(bool use_default, unsigned int index) const;
   operator char const*() const;  // GetReadableMessage(false, 0)
 

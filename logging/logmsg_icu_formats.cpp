@@ -44,10 +44,9 @@ static icu::UnicodeString sample_of(const icu::Format& format) {
   const bool shows_dates = dynamic_cast<const icu::DateFormat*>(&format) != nullptr;
   icu::UnicodeString text;
   UErrorCode status = U_ZERO_ERROR;
-  for (double value = -6 * step; value <= 6 * step; value += step) {
-    format.format(
-        shows_dates ? icu::Formattable(value, icu::Formattable::kIsDate) : icu::Formattable(value),
-        text, status);
+  for (int i = -6; i <= 6; ++i) {
+    const icu::Formattable date(i * step, icu::Formattable::kIsDate);
+    format.format(shows_dates ? date : icu::Formattable(i * step), text, status);
   }
   if (status == U_MEMORY_ALLOCATION_ERROR || text.isBogus()) kp_log_raise_alloc();
   return text;
