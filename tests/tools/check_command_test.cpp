@@ -1,7 +1,7 @@
 // kplog check on sources: advice, silences, options, exit statuses.
 #include <gmock/gmock.h>
 
-#include <filesystem>
+#include <sstream>
 
 #include "tests/support/temp_folder.h"
 #include "tests/tools/command_run.h"
@@ -216,6 +216,21 @@ TEST(CheckSilence, UnusedOneCanBeSilencedItself) {
 TEST(CheckSilence, OfRulesThatAreNotAppliedIsNoSubject) {
   EXPECT_EQ(check_event("message: m, silence: {code-page: x, reused-id: y, std-reload: z}").err,
             nothing_found);
+}
+
+// The indented lines of the page from `first` on, without their indentation.
+static std::string example_in_page(const std::string& page, const std::string& first) {
+  std::istringstream lines(page.substr(page.find("\n    " + first) + 1));
+  std::string example;
+  for (std::string line; std::getline(lines, line) && line.starts_with("    ");)
+    example += line.substr(4) + "\n";
+  return example;
+}
+
+TEST(CheckSilence, ExampleOfTheDocumentsNeedsAllItsSilences) {
+  const std::string page = read_whole_file(std::string(KPLOG_DOCS) + "/tools.md");
+  EXPECT_EQ(check_source(example_in_page(page, "kplog: 1")).err,
+            "kplog: 0 errors, 0 warnings, 4 silenced\n");
 }
 
 // --- options
