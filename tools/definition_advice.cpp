@@ -46,12 +46,23 @@ class definition_adviser {
   }
 
  private:
+  // A compiled file has no names of events.
+  bool has_standard_names() const {
+    return options_.standard != nullptr && !options_.standard->set().sources.front()->is_binary();
+  }
+
   bool is_applied(diagnostic_rule rule) const {
-    const bool needs_standard = rule == diagnostic_rule::reused_id ||
-                                rule == diagnostic_rule::std_no_effect ||
-                                rule == diagnostic_rule::std_reload;
-    if (needs_standard) return options_.standard != nullptr;
-    return rule != diagnostic_rule::code_page || !options_.code_pages.empty();
+    switch (rule) {
+      case diagnostic_rule::reused_id:
+        return has_standard_names();
+      case diagnostic_rule::std_no_effect:
+      case diagnostic_rule::std_reload:
+        return options_.standard != nullptr;
+      case diagnostic_rule::code_page:
+        return !options_.code_pages.empty();
+      default:
+        return true;
+    }
   }
 
   const event_model* standard_event(const event_model& event) const {
@@ -135,7 +146,7 @@ class definition_adviser {
   }
 
   void advise_on_name_of_id(const event_model& event, const event_model& standard) {
-    if (event.name.value != standard.name.value)
+    if (has_standard_names() && event.name.value != standard.name.value)
       sink_.add({diagnostic_rule::reused_id,
                  event.id.place,
                  "the STD set gives the ID " + std::to_string(event.id.value) + " to " +

@@ -170,6 +170,16 @@ TEST(CheckAdvice, MergedEventsOfLargeSetsAreForgotten) {
                          "without their STD part\n"));
 }
 
+TEST(CheckAdvice, CompiledStdFileHasNoNamesToCompare) {
+  const temp_folder folder;
+  folder.write("std.yaml", source_of_events("  E: {id: 1, message: {id: OTHER, text: m}}\n"));
+  folder.write("aux.yaml", source_of_events("  F: {id: 1, message: n, silence: {reused-id: x}}\n"));
+  run_kplog(folder.path(), "compile std.yaml -o std.ldf");
+  EXPECT_EQ(run_kplog(folder.path(), "check aux.yaml --std std.ldf").err, nothing_found);
+  EXPECT_EQ(run_kplog(folder.path(), "check aux.yaml --std std.yaml").err,
+            "kplog: 0 errors, 0 warnings, 1 silenced\n");
+}
+
 // --- silences
 
 TEST(CheckSilence, AttributeEventAndSourceMayEachSilence) {
