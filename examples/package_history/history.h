@@ -15,7 +15,7 @@
 struct history_event {
   history_kind kind;
   history_day day;
-  std::unique_ptr<kp_LOG_LogEntry> entry;
+  std::shared_ptr<kp_LOG_LogEntry> entry;
 };
 
 // A line that gives no message.

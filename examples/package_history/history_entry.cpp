@@ -2,50 +2,66 @@
 
 #include <iterator>
 
+#include "history_events.h"
 #include "logging/logentry_i.h"
 
-static void describe_package(const history_record& record, kp_LOG_LogEntry& entry) {
-  entry.AddAttribMBStr("PACKAGE", record.subject.c_str());
-  entry.AddAttribMBStr("VERSION", record.installed.c_str());
+using namespace history_events;
+
+// What a record says about the attributes of an event, which the header of the definitions lists.
+template <class Event>
+static typename Event::values values_of(const history_record& record) {
+  return {.PACKAGE = record.subject, .VERSION = record.installed};
 }
 
-static void describe_install(const history_record& record, kp_LOG_LogEntry& entry) {
-  entry.AddAttribMBStr("PACKAGE", record.subject.c_str());
-  entry.AddAttribMBStr("VERSION", record.available.c_str());
+template <>
+entry_PACKAGE_INSTALL::values values_of<entry_PACKAGE_INSTALL>(const history_record& record) {
+  return {.PACKAGE = record.subject, .VERSION = record.available};
 }
 
-static void describe_upgrade(const history_record& record, kp_LOG_LogEntry& entry) {
-  describe_install(record, entry);
-  entry.AddAttribMBStr("OLD_VERSION", record.installed.c_str());
+template <>
+entry_PACKAGE_UPGRADE::values values_of<entry_PACKAGE_UPGRADE>(const history_record& record) {
+  return {.PACKAGE = record.subject, .OLD_VERSION = record.installed, .VERSION = record.available};
 }
 
-// The state selects the message.
-static void describe_status(const history_record& record, kp_LOG_LogEntry& entry) {
-  describe_package(record, entry);
-  entry.AddAttrib1u("STATE", record.choice);
+template <>
+entry_PACKAGE_STATUS::values values_of<entry_PACKAGE_STATUS>(const history_record& record) {
+  return {.PACKAGE = record.subject, .VERSION = record.installed, .STATE = record.state};
 }
 
-static void describe_startup(const history_record& record, kp_LOG_LogEntry& entry) {
-  entry.AddAttrib1u("COMMAND", record.choice);
+template <>
+entry_DPKG_STARTUP::values values_of<entry_DPKG_STARTUP>(const history_record& record) {
+  return {.COMMAND = record.command};
 }
 
-static void describe_conffile(const history_record& record, kp_LOG_LogEntry& entry) {
-  entry.AddAttribMBStr("FILE", record.subject.c_str());
-  entry.AddAttrib1u("DECISION", record.choice);
+template <>
+entry_CONFIGURATION_FILE::values values_of<entry_CONFIGURATION_FILE>(const history_record& record) {
+  return {.FILE = record.subject, .DECISION = record.decision};
+}
+
+template <class Event>
+static std::shared_ptr<kp_LOG_LogEntry> make_event(unsigned log_level,
+                                                   const history_record& record) {
+  return std::make_shared<Event>(log_level, values_of<Event>(record));
 }
 
 struct history_description {
-  unsigned entry_id;   // as package_history.yaml has it
+  unsigned entry_id;
   unsigned log_level;  // 0 to 9: the higher, the less a reader misses without it
-  void (*fill)(const history_record& record, kp_LOG_LogEntry& entry);
+  std::shared_ptr<kp_LOG_LogEntry> (*make)(unsigned log_level, const history_record& record);
 };
+
+template <class Event>
+static constexpr history_description describe(unsigned log_level) {
+  return {Event::id, log_level, make_event<Event>};
+}
 
 // By history_kind.
 constexpr history_description descriptions[] = {
-    {101, 3, describe_install}, {102, 3, describe_upgrade}, {103, 5, describe_package},
-    {104, 6, describe_package}, {105, 2, describe_package}, {106, 2, describe_package},
-    {107, 1, describe_package}, {108, 7, describe_status},  {109, 6, describe_startup},
-    {110, 4, describe_conffile}};
+    describe<entry_PACKAGE_INSTALL>(3),   describe<entry_PACKAGE_UPGRADE>(3),
+    describe<entry_PACKAGE_CONFIGURE>(5), describe<entry_PACKAGE_TRIGGERS>(6),
+    describe<entry_PACKAGE_REMOVE>(2),    describe<entry_PACKAGE_PURGE>(2),
+    describe<entry_PACKAGE_DISAPPEAR>(1), describe<entry_PACKAGE_STATUS>(7),
+    describe<entry_DPKG_STARTUP>(6),      describe<entry_CONFIGURATION_FILE>(4)};
 static_assert(std::size(descriptions) == history_kind_count);
 
 static const history_description& description_of(history_kind kind) {
@@ -56,10 +72,9 @@ unsigned history_entry_id(history_kind kind) {
   return description_of(kind).entry_id;
 }
 
-std::unique_ptr<kp_LOG_LogEntry> make_history_entry(const history_record& record) {
+std::shared_ptr<kp_LOG_LogEntry> make_history_entry(const history_record& record) {
   const history_description& description = description_of(record.kind);
-  auto entry = std::make_unique<kp_LOG_LogEntry>(description.entry_id, description.log_level);
+  auto entry = description.make(description.log_level, record);
   entry->_get_imp().set_timestamp(record.time, record.time.is_GMT_time_mode());
-  description.fill(record, *entry);
   return entry;
 }

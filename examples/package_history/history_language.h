@@ -10,7 +10,7 @@ struct history_language {
   const char* locale;
 };
 
-// Each has a catalog in messages/; the first is that of the root catalog.
+// The first is that of the texts in package_history.yaml; the others have translations in messages/.
 constexpr history_language history_languages[] = {
     {"English", "en_US"}, {"Deutsch", "de_DE"}, {"日本語", "ja_JP"}};
 

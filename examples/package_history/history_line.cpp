@@ -1,24 +1,41 @@
 #include "history_line.h"
 
 #include <algorithm>
-#include <array>
 #include <iterator>
-#include <span>
 
-// The words of dpkg, each at the place that package_history.yaml gives it as a selector value.
-constexpr std::string_view states[] = {"not-installed",    "config-files",    "half-installed",
-                                       "unpacked",         "half-configured", "triggers-awaited",
-                                       "triggers-pending", "installed"};
-constexpr std::string_view commands[] = {"archives unpack",    "archives install",
-                                         "packages configure", "packages triggers-only",
-                                         "packages remove",    "packages purge"};
-constexpr std::string_view decisions[] = {"install", "keep"};
+// A word of dpkg's, and what it means.
+template <class Value>
+struct history_word {
+  std::string_view word;
+  Value value;
+};
 
-static unsigned char place_of(std::string_view word, std::span<const std::string_view> words,
-                              const char* fault) {
-  const auto found = std::find(words.begin(), words.end(), word);
-  if (found == words.end()) throw history_line_error(fault);
-  return static_cast<unsigned char>(found - words.begin());
+constexpr history_word<history_state> states[] = {
+    {"not-installed", history_state::NOT_INSTALLED},
+    {"config-files", history_state::CONFIG_FILES},
+    {"half-installed", history_state::HALF_INSTALLED},
+    {"unpacked", history_state::UNPACKED},
+    {"half-configured", history_state::HALF_CONFIGURED},
+    {"triggers-awaited", history_state::TRIGGERS_AWAITED},
+    {"triggers-pending", history_state::TRIGGERS_PENDING},
+    {"installed", history_state::INSTALLED}};
+constexpr history_word<history_command> commands[] = {
+    {"archives unpack", history_command::UNPACK},
+    {"archives install", history_command::INSTALL},
+    {"packages configure", history_command::CONFIGURE},
+    {"packages triggers-only", history_command::TRIGGERS},
+    {"packages remove", history_command::REMOVE},
+    {"packages purge", history_command::PURGE}};
+constexpr history_word<history_decision> decisions[] = {{"install", history_decision::REPLACED},
+                                                        {"keep", history_decision::KEPT}};
+
+template <class Value, size_t n_words>
+static Value meaning_of(std::string_view word, const history_word<Value> (&words)[n_words],
+                        const char* fault) {
+  const auto* found = std::find_if(std::begin(words), std::end(words),
+                                   [word](const auto& row) { return row.word == word; });
+  if (found == std::end(words)) throw history_line_error(fault);
+  return found->value;
 }
 
 // Takes the first word, and the blank behind it, off the front of `rest`.
@@ -44,7 +61,7 @@ static void parse_action(std::string_view fields, history_record& record) {
 
 // STATE PACKAGE INSTALLED-VERSION
 static void parse_status(std::string_view fields, history_record& record) {
-  record.choice = place_of(take_word(fields), states, "the state is unknown");
+  record.state = meaning_of(take_word(fields), states, "the state is unknown");
   record.subject = take_word(fields);
   record.installed = take_word(fields);
   expect_end(fields);
@@ -52,14 +69,14 @@ static void parse_status(std::string_view fields, history_record& record) {
 
 // TYPE COMMAND
 static void parse_startup(std::string_view fields, history_record& record) {
-  record.choice = place_of(fields, commands, "the command is unknown");
+  record.command = meaning_of(fields, commands, "the command is unknown");
 }
 
 // FILE DECISION; a file's name may hold blanks.
 static void parse_conffile(std::string_view fields, history_record& record) {
   const size_t blank = fields.rfind(' ');
   if (blank == std::string_view::npos || blank == 0) throw history_line_error("a field is missing");
-  record.choice = place_of(fields.substr(blank + 1), decisions, "the decision is unknown");
+  record.decision = meaning_of(fields.substr(blank + 1), decisions, "the decision is unknown");
   record.subject = fields.substr(0, blank);
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/kp_time.h"
+#include "history_events.h"
 
 // What a line tells, in the order of the closing table.
 enum class history_kind {
@@ -26,14 +27,21 @@ constexpr size_t history_kind_count = 10;
 // The word by which dpkg names the kind.
 std::string_view history_kind_word(history_kind kind);
 
-// A line, read. A field that lines of its kind do not have stays empty.
+// What selects a message, as package_history.yaml has it.
+using history_state = history_events::entry_PACKAGE_STATUS::STATE_value;
+using history_command = history_events::entry_DPKG_STARTUP::COMMAND_value;
+using history_decision = history_events::entry_CONFIGURATION_FILE::DECISION_value;
+
+// A line, read. A field that lines of its kind do not have keeps its default.
 struct history_record {
   history_kind kind = history_kind::install;
-  kp_Time time;              // told in local time
-  std::string subject;       // the package with its architecture, or the configuration file's path
-  std::string installed;     // the version that is there; "<none>" for none, as dpkg writes it
-  std::string available;     // the version that the action brings
-  unsigned char choice = 0;  // status, startup, conffile: place of the state, command or decision
+  kp_Time time;           // told in local time
+  std::string subject;    // the package with its architecture, or the configuration file's path
+  std::string installed;  // the version that is there; "<none>" for none, as dpkg writes it
+  std::string available;  // the version that the action brings
+  history_state state{};
+  history_command command{};
+  history_decision decision{};
 };
 
 // A line that is not understood; the text says why.
