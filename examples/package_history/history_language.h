@@ -10,7 +10,8 @@ struct history_language {
   const char* locale;
 };
 
-// The first is that of the texts in package_history.yaml; the others have translations in messages/.
+// The first is that of the texts in package_history.yaml; the others have translations in
+// messages/.
 constexpr history_language history_languages[] = {
     {"English", "en_US"}, {"Deutsch", "de_DE"}, {"日本語", "ja_JP"}};
 
