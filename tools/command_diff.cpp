@@ -113,11 +113,12 @@ static command_outcome compare(const diff_options& options,
     outcome = read_side(options, options.now, standard.definitions(), now, log);
   if (outcome != command_outcome::good) return outcome;
   const change_judge judge(now.set(), accepted);
-  std::vector<judged_change> changes;
-  for (const definition_change& change :
-       definition_changes({before.set(), before.file == nullptr}, {now.set(), now.file == nullptr}))
-    changes.push_back(judge.judge(change));
-  return report(options, changes, out, log);
+  const std::vector<definition_change> changes =
+      definition_changes({before.set(), before.file == nullptr}, {now.set(), now.file == nullptr});
+  std::vector<judged_change> judged(changes.size());
+  std::transform(changes.begin(), changes.end(), judged.begin(),
+                 [&](const definition_change& change) { return judge.judge(change); });
+  return report(options, judged, out, log);
 }
 
 static command_outcome diff(diff_options& options, std::ostream& out, std::ostream& log) {
@@ -139,8 +140,7 @@ static command_action describe_diff(CLI::App& command) {
   command.add_option("NEW", options->now, "A source or a compiled file; - is standard input")
       ->required()
       ->type_name("FILE");
-  std::vector<std::string> classes;
-  for (const change_class_row& row : change_classes) classes.emplace_back(row.name);
+  std::vector<std::string> classes = names_of(change_classes);
   classes.emplace_back(fail_on_any);
   add_choices_option(command, "--fail-on", options->fail_on, classes,
                      "Status 1 when a difference breaks one of these, several with commas; any: "

@@ -58,9 +58,7 @@ static command_action describe_dump(CLI::App& command) {
   command.add_option("FILE", options->path, "A compiled file; - is standard input")
       ->required()
       ->type_name("FILE");
-  std::vector<std::string> names;
-  for (const dump_format_row& row : dump_formats) names.emplace_back(row.name);
-  add_choice_option(command, "--format", options->format, names,
+  add_choice_option(command, "--format", options->format, names_of(dump_formats),
                     "yaml, the default: a source that compiles to this file; json: everything in "
                     "it, for programs; table: a line for each event");
   add_color_option(command, options->report);

@@ -12,7 +12,7 @@
 #include "tools/manual_pages.h"
 
 struct completion_row {
-  const char* shell;
+  const char* name;  // of the shell
   std::string (*script)(const command_description& kplog);
 };
 
@@ -29,13 +29,12 @@ static command_description whole_command_line(const CLI::App& command) {
 
 static command_action describe_completion(CLI::App& command) {
   const auto shell = std::make_shared<std::string>();
-  std::vector<std::string> shells;
-  for (const completion_row& row : completions) shells.emplace_back(row.shell);
-  add_choice_option(command, "SHELL", *shell, shells, "The shell that the script is for")
+  add_choice_option(command, "SHELL", *shell, names_of(completions),
+                    "The shell that the script is for")
       ->required();
   return [shell, &command](std::ostream& out, std::ostream&) {
     for (const completion_row& row : completions)
-      if (*shell == row.shell) out << row.script(whole_command_line(command));
+      if (*shell == row.name) out << row.script(whole_command_line(command));
     return command_outcome::good;
   };
 }

@@ -63,7 +63,9 @@ command_description describe_command_line(const CLI::App& app,
 
 std::vector<const command_description*> all_commands(const command_description& command) {
   std::vector<const command_description*> all = {&command};
-  for (const command_description& below : command.commands)
-    for (const command_description* one : all_commands(below)) all.push_back(one);
+  for (const command_description& below : command.commands) {
+    const std::vector<const command_description*> more = all_commands(below);
+    all.insert(all.end(), more.begin(), more.end());
+  }
   return all;
 }

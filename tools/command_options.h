@@ -6,6 +6,7 @@
 #define TOOLS_COMMAND_OPTIONS_H
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -30,6 +31,14 @@ bool is_color_wanted(const std::string& choice);
 void add_color_option(CLI::App& command, report_options& options);
 // --quiet, --color, and --format text|json for diagnostics.
 void add_report_options(CLI::App& command, report_options& options);
+
+// The names of a table's rows.
+template <class Rows>
+std::vector<std::string> names_of(const Rows& rows) {
+  std::vector<std::string> names(rows.size());
+  std::transform(rows.begin(), rows.end(), names.begin(), [](const auto& row) { return row.name; });
+  return names;
+}
 
 // An option that takes one of `choices`; `chosen` is the default before, and one of them after.
 CLI::Option* add_choice_option(CLI::App& command, const std::string& names, std::string& chosen,

@@ -10,7 +10,7 @@
 #include "tools/event_pairs.h"
 
 struct definition_change {
-  change_rule rule;
+  change_rule rule{};
   event_pair event = {};     // both null: a difference of the set
   source_place before = {};  // where the difference stands; source null: nowhere
   source_place now = {};

@@ -97,7 +97,7 @@ class definition_file_cursor {
   bool good_ = true;
 };
 
-static placed<std::string> given_unless_empty(placed<std::string> text) {
+static placed<std::string> given_unless_empty(const placed<std::string>& text) {
   return text.value.empty() ? placed<std::string>{} : text;
 }
 

@@ -69,6 +69,7 @@ class event_matcher {
   std::vector<event_pair> match() {
     for (const recognition_row& recognition : recognitions) recognize(recognition);
     std::vector<event_pair> pairs;
+    pairs.reserve(found_.size());
     for (size_t i = 0; i < found_.size(); ++i) pairs.push_back({found_[i], &now_.events[i]});
     for (const event_model& event : before_.events)
       if (taken_.count(&event) == 0) pairs.push_back({&event, nullptr});
