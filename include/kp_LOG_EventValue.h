@@ -38,15 +38,12 @@ class kp_LOG_EventNumber {
  public:
   template <class From>
   requires kp_LOG_keeps_value<From, T>
-  constexpr kp_LOG_EventNumber(From value)  // NOLINT(google-explicit-constructor): a parameter type
-      : value_{value} {}
+  constexpr kp_LOG_EventNumber(From value) : value_{value} {}
 
   // A constant. Compiles when the attribute's type can hold it.
   template <class From>
-  requires(
-      !kp_LOG_keeps_value<From, T> && kp_LOG_number<From> &&
-      kp_LOG_number<
-          T>) consteval kp_LOG_EventNumber(From constant)  // NOLINT(google-explicit-constructor)
+  requires(!kp_LOG_keeps_value<From, T> && kp_LOG_number<From> &&
+           kp_LOG_number<T>) consteval kp_LOG_EventNumber(From constant)
       : value_(static_cast<T>(constant)) {
     if (static_cast<From>(value_) != constant || (value_ < T{}) != (constant < From{}))
       throw "the constant does not fit the type of its attribute";
@@ -108,26 +105,22 @@ class kp_LOG_EventText {
 
  public:
   // Copied to the stack while it is added, for the NUL that the library needs.
-  constexpr kp_LOG_EventText(std::string_view text)  // NOLINT(google-explicit-constructor)
+  constexpr kp_LOG_EventText(std::string_view text)
       : text_(text.data()), size_(text.size()), is_terminated_(false) {}
 
-  kp_LOG_EventText(const std::string& text)  // NOLINT(google-explicit-constructor)
-      : text_(text.c_str()) {}
+  kp_LOG_EventText(const std::string& text) : text_(text.c_str()) {}
 
   template <class Pointer>
   requires is_text_pointer<Pointer>
-  constexpr kp_LOG_EventText(const Pointer& text)  // NOLINT(google-explicit-constructor)
-      : text_(text) {}
+  constexpr kp_LOG_EventText(const Pointer& text) : text_(text) {}
 
   template <std::size_t room>
-  constexpr kp_LOG_EventText(const char (&literal)[room])  // NOLINT(google-explicit-constructor)
-      : text_(literal) {
+  constexpr kp_LOG_EventText(const char (&literal)[room]) : text_(literal) {
     static_assert(room <= size_limit + 1, "the text is too long for the type of its attribute");
   }
 
   template <std::size_t room>
-  constexpr kp_LOG_EventText(char (&buffer)[room])  // NOLINT(google-explicit-constructor)
-      : text_(buffer) {}
+  constexpr kp_LOG_EventText(char (&buffer)[room]) : text_(buffer) {}
 
   void add_to(kp_LOG_LogEntry& entry, const char* name) const {
     if (is_terminated_) return add(entry, name, text_);
@@ -154,8 +147,7 @@ class kp_LOG_EventText {
 // The value of a Date, Time or Timestamp.
 class kp_LOG_EventTime {
  public:
-  kp_LOG_EventTime(const kp_Time& time)  // NOLINT(google-explicit-constructor): a parameter type
-      : time_(&time) {}
+  kp_LOG_EventTime(const kp_Time& time) : time_(&time) {}
 
   void add_to(kp_LOG_LogEntry& entry, const char* name) const { entry.AddAttribTime(name, *time_); }
 

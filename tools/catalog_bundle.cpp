@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -98,9 +99,9 @@ static std::string bytes_of(const std::string& path) {
 
 // The exit status of a program with its output in a file; -1 when it cannot be run.
 static int run_program(const std::vector<std::string>& arguments, const std::string& output) {
-  std::vector<char*> argv;
-  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-  argv.push_back(nullptr);
+  std::vector<char*> argv(arguments.size() + 1, nullptr);
+  std::transform(arguments.begin(), arguments.end(), argv.begin(),
+                 [](const std::string& argument) { return const_cast<char*>(argument.c_str()); });
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT, 0600);
@@ -139,7 +140,8 @@ bool write_bundles(const std::string& folder, const std::vector<catalog_bundle>&
   }
   for (const catalog_bundle& bundle : bundles) {
     const std::string name = bundle.locale + ".res";
-    if (write_atomic_file(folder + "/" + name, bytes_of(work.file(name)))) continue;
+    const std::string path = std::string(folder).append("/").append(name);
+    if (write_atomic_file(path, bytes_of(work.file(name)))) continue;
     error = "cannot write " + name + ": " + std::generic_category().message(errno);
     return false;
   }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <string_view>
 
 #include "tools/po_file.h"
@@ -42,10 +43,12 @@ static void add_string(std::string& file, const std::string& before, std::string
   }
 }
 
-static void add_lines(std::string& file, const std::string& mark,
-                      const std::vector<std::string>& lines) {
-  for (const std::string& line : lines)
-    file += line.empty() ? mark + "\n" : mark + " " + line + "\n";
+static void add_lines(std::string& file, const char* mark, const std::vector<std::string>& lines) {
+  for (const std::string& line : lines) {
+    file += mark;
+    if (!line.empty()) (file += ' ') += line;
+    file += '\n';
+  }
 }
 
 static void add_flags(std::string& file, const std::vector<std::string>& flags) {
