@@ -21,8 +21,8 @@ class kp_LOG_LogEntry;
 //   page that ICU does not know,
 //   "_kp_LOG_log_message::get_readable_message:  MessageFormat::format() failed!" for a text that
 //   cannot be converted.
-// Any thread may render its own entries. It needs a stack of 64 KiB, and up to 384 KiB where literal
-// text nests arguments (docs/message-templates.md).
+// Any thread may render its own entries. It needs a stack of 64 KiB, and up to 384 KiB where
+// literal text nests arguments (docs/message-templates.md).
 KP_API std::string kp_LOG_RenderMessage(const kp_LOG_LogEntry& entry, bool use_default = false,
                                         unsigned index = 0);
 KP_API std::string kp_LOG_RenderMessage(const _kp_LOG_log_entry_imp& entry,

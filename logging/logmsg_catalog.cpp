@@ -20,18 +20,26 @@ logmsg_catalog::logmsg_catalog(const char* path)
     : bundle_(path, icu::Locale::getDefault(), bundle_status_),
       table_(bundle_.get("STRING_TABLE", table_status_)) {}
 
-icu::UnicodeString logmsg_catalog::find(const char* id) const {
-  if (U_FAILURE(table_status_)) {
-    kp_log_raise<KPX_logging_missing_resource>(
-        "< KPX_logging_missing_resource> Unable to access the string table resource.");
-  }
+static icu::UnicodeString string_in(const icu::ResourceBundle& table, const char* id) {
   UErrorCode status = U_ZERO_ERROR;
-  icu::UnicodeString text = table_.getStringEx(id, status);
+  icu::UnicodeString text = table.getStringEx(id, status);
   if (U_FAILURE(status)) {
     kp_log_raise<KPX_logging_missing_resource>(
         "<KPX_logging_missing_resource> Unable to retrieve the string from the string table.");
   }
   return text;
+}
+
+// A table that could not be had at the opening is asked for again: there may be memory by now.
+icu::UnicodeString logmsg_catalog::find(const char* id) const {
+  if (U_SUCCESS(table_status_)) return string_in(table_, id);
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::ResourceBundle table = bundle_.get("STRING_TABLE", status);
+  if (U_FAILURE(status)) {
+    kp_log_raise<KPX_logging_missing_resource>(
+        "< KPX_logging_missing_resource> Unable to access the string table resource.");
+  }
+  return string_in(table, id);
 }
 
 // --- The installed catalog and its path ---

@@ -138,8 +138,9 @@ static std::string zsh_option(const option_description& option) {
   for (const std::string& name : option.names) {
     const std::string exclusive =
         option.is_repeatable ? "*" : "(" + joined(option.names, " ") + ")";
-    specs += (specs.empty() ? "" : " \\\n") +
-             ("    " + shell_text(exclusive + name + "[" + zsh_escaped(option.text) + "]" + value));
+    std::string spec = exclusive;
+    spec.append(name).append("[").append(zsh_escaped(option.text)).append("]").append(value);
+    specs.append(specs.empty() ? "" : " \\\n").append("    ").append(shell_text(spec));
   }
   return specs;
 }

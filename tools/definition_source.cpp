@@ -208,6 +208,7 @@ class definition_source_reader {
 
   void refuse_accepted(const yaml_node& key) {
     std::vector<std::string_view> codes;
+    codes.reserve(std::size(change_rules));
     for (const change_rule_row& row : change_rules) codes.push_back(row.code);
     add(diagnostic_rule::silence, key,
         "no difference " + in_quotes(key.text) + nearest_name_hint(key.text, codes));

@@ -273,6 +273,17 @@ TEST(EntryHandle, TheConversionToTextIsTheReadableMessage) {
   EXPECT_STREQ(static_cast<const char*>(entry), "");
 }
 
+TEST(EntryHandle, TheConversionToTextLeavesTheCacheOfTheChosenMessage) {
+  const loaded_definitions definitions(ldf_with_every_type("%s%A9%"));
+  kp_LOG_LogEntry entry(17, 0);
+  entry.AddAttribStr("A9", "text");
+  EXPECT_STREQ(static_cast<const char*>(entry), "");
+  char buffer[16] = "untouched";
+  EXPECT_STREQ(entry._get_imp().get_readable_message(buffer, 15, false, 0), "");
+  EXPECT_STREQ(buffer, "untouched");
+  EXPECT_STREQ(entry._get_imp().get_readable_message(buffer, 15, true, 0), "text");
+}
+
 // --- Code pages ---------------------------------------------------------------------------------
 
 TEST(EntryHandle, TextsAreConvertedToUtf8AndBack) {

@@ -4,6 +4,7 @@
 
 #include "kp_LOG_LogEntry.h"
 #include "tests/support/catalog_folder.h"
+#include "tests/support/icu_faults.h"
 #include "tests/support/icu_setting.h"
 #include "tests/support/message_entry.h"
 #include "tests/support/raised.h"
@@ -47,6 +48,38 @@ class open_catalog {
 TEST(MessageCatalog, ThereIsNoneAtFirst) {
   EXPECT_FALSE(_kp_LOG_log_message::has_catalog());
   EXPECT_STREQ(_kp_LOG_log_message::get_resource_path(), "");
+}
+
+// What comes of opening `path` with the n-th of ICU's allocations failing, and reading from it
+// then.
+static fault_outcome opening_without_memory(const std::string& path, unsigned n) {
+  unsigned seen = 0;
+  try {
+    const icu_allocations allocations([&] { return ++seen == n; });
+    _kp_LOG_log_message::set_resource_path(path.c_str());
+  } catch (const kp_EXCEPTION_base&) {
+    return fault_outcome::sound;
+  }
+  if (seen < n) return fault_outcome::none_left;
+  try {
+    return text_of("M1") == "one" ? fault_outcome::sound : fault_outcome::unsound;
+  } catch (const kp_EXCEPTION_base&) {
+    return fault_outcome::unsound;
+  }
+}
+
+TEST(MessageCatalog, OneThatOpensWithoutMemoryForSomePartIsWholeWhenItIsRead) {
+  const icu_locale_setting locale("en_US");
+  catalog_folder folder;
+  folder.add_locale("root", {{"M1", "one"}});
+  const std::string path = folder.path();
+  fault_outcome outcome = fault_outcome::sound;
+  unsigned n = 1;
+  for (; outcome != fault_outcome::none_left; ++n) {
+    outcome = in_a_child([&] { return opening_without_memory(path, n); });
+    ASSERT_NE(outcome, fault_outcome::unsound) << "allocation " << n;
+  }
+  EXPECT_GT(n, 5U);
 }
 
 TEST(MessageCatalog, ClosingNothingWritesOneDebugLine) {

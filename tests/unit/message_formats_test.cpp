@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "kp_LOG_RenderMessage.h"
+#include "tests/support/icu_faults.h"
 #include "tests/support/icu_setting.h"
 #include "tests/support/message_entry.h"
 #include "tests/support/plain_message.h"
@@ -97,8 +98,6 @@ TEST(MessageFormats, ALocaleThatNamesAZoneKeepsIt) {
 // --- Memory -------------------------------------------------------------------------------------
 
 // How a child process ended in which one allocation of ICU failed.
-enum class fault_outcome { none_left, sound, unsound, ended_by_icu };
-
 // Which of ICU's allocations fail: `count` of them, from the n-th. Texts that grow try twice.
 struct fault_range {
   unsigned n;
@@ -124,29 +123,6 @@ static fault_outcome rendering_without_memory(message_entry& entry, fault_range 
   if (seen < faults.n) return fault_outcome::none_left;
   return is_sound ? fault_outcome::sound : fault_outcome::unsound;
 }
-
-// ICU does not check each of its allocations, so the attempt is made in a process of its own.
-static fault_outcome in_a_child(const std::function<fault_outcome()>& attempt) {
-  const pid_t child = fork();
-  if (child == 0) {
-    constexpr rlimit no_core{0, 0};
-    setrlimit(RLIMIT_CORE, &no_core);
-    std::signal(SIGSEGV, SIG_DFL);
-    std::signal(SIGABRT, SIG_DFL);
-    _exit(static_cast<int>(attempt()));
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? static_cast<fault_outcome>(WEXITSTATUS(status))
-                           : fault_outcome::ended_by_icu;
-}
-
-// AddressSanitizer makes each fork slow.
-#ifdef __SANITIZE_ADDRESS__
-constexpr unsigned fault_step = 7;
-#else
-constexpr unsigned fault_step = 1;
-#endif
 
 class MessageFormatsFaults : public testing::TestWithParam<const char*> {};
 
