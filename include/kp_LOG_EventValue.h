@@ -19,14 +19,15 @@
 #include <string_view>
 #include <type_traits>
 
+#include "base/kp_string.h"
 #include "kp_LOG_LogEntry.h"
 
 // Whether every value of From is a value of To. A bool is no number, and no number is a bool.
 template <class From, class To>
-concept kp_LOG_keeps_value = std::same_as<From, bool>
-== std::same_as<To, bool>&& requires(From from) {
+concept kp_LOG_keeps_value = (std::same_as<From, bool> ==
+                              std::same_as<To, bool>)&&(requires(From from) {
   To{from};
-};
+} || (std::same_as<To, double> && std::integral<From> && sizeof(From) <= 4));
 
 // A number type other than bool.
 template <class T>
@@ -38,7 +39,7 @@ class kp_LOG_EventNumber {
  public:
   template <class From>
   requires kp_LOG_keeps_value<From, T>
-  constexpr kp_LOG_EventNumber(From value) : value_{value} {}
+  constexpr kp_LOG_EventNumber(From value) : value_(static_cast<T>(value)) {}
 
   // A constant. Compiles when the attribute's type can hold it.
   template <class From>
@@ -96,7 +97,7 @@ enum class kp_LOG_text_unit {
 // A text ends at its first NUL.
 template <kp_LOG_text_unit unit, std::size_t limit>
 class kp_LOG_EventText {
-  // More than this no code page needs for `limit` units, so that it is too long in any case.
+  // What most code pages need for `limit` units; those with escape sequences may need more.
   static constexpr std::size_t size_limit = unit == kp_LOG_text_unit::byte ? limit : 4 * limit;
 
   template <class T>
@@ -104,7 +105,8 @@ class kp_LOG_EventText {
       std::is_pointer_v<T>&& std::convertible_to<T, const char*>;
 
  public:
-  // Copied to the stack while it is added, for the NUL that the library needs.
+  // Copied while it is added, for the NUL that the library needs: to the stack, or, when it is
+  // longer than most texts of its class, to the heap.
   constexpr kp_LOG_EventText(std::string_view text)
       : text_(text.data()), size_(text.size()), is_terminated_(false) {}
 
@@ -124,10 +126,11 @@ class kp_LOG_EventText {
 
   void add_to(kp_LOG_LogEntry& entry, const char* name) const {
     if (is_terminated_) return add(entry, name, text_);
-    std::array<char, size_limit + 2> copy;  // the text, or as much as shows that it is too long
-    const std::size_t size = std::min(size_, size_limit + 1);
-    std::copy_n(text_, size, copy.data());
-    copy[size] = '\0';
+    if (size_ > size_limit)
+      return add(entry, name, kp_String(text_, static_cast<unsigned>(size_)).c_str());
+    std::array<char, size_limit + 1> copy;
+    std::copy_n(text_, size_, copy.data());
+    copy[size_] = '\0';
     add(entry, name, copy.data());
   }
 

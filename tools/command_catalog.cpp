@@ -68,6 +68,9 @@ static command_outcome refuse(const catalog_options& options, const catalog_work
 // --- extract
 
 static command_outcome extract(const catalog_options& options, std::ostream& log) {
+  if (would_replace_input(options.output, options.inputs, log) ||
+      would_replace_input(options.output, {options.standard}, log))
+    return command_outcome::usage;
   catalog_work work;
   const command_outcome outcome = read_messages(options, false, work, log);
   if (outcome != command_outcome::good) return outcome;

@@ -39,6 +39,9 @@ static command_outcome write_output(const compile_options& options, const defini
 
 // Everything is checked before anything is written.
 static command_outcome compile(const compile_options& options, std::ostream& log) {
+  if (would_replace_input(options.output, options.sources, log) ||
+      would_replace_input(options.output, {options.standard}, log))
+    return command_outcome::usage;
   diagnostic_list found;
   standard_input standard;
   definition_input input;

@@ -1,5 +1,6 @@
 #include "tools/command_header.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <ostream>
@@ -28,9 +29,17 @@ static std::string name_space_of_file(const std::string& path) {
   return cpp_identifier(name.substr(0, name.rfind('.')));
 }
 
+// Identifiers with "::" between them, none of them a word of the language, and not std.
 static bool is_name_space(const std::string& text) {
   static const std::regex form("[A-Za-z][A-Za-z0-9_]*(::[A-Za-z][A-Za-z0-9_]*)*");
-  return std::regex_match(text, form);
+  if (!std::regex_match(text, form) || text == "std" || text.rfind("std::", 0) == 0) return false;
+  for (size_t begin = 0; begin < text.size();) {
+    const size_t end = std::min(text.find("::", begin), text.size());
+    const std::string part = text.substr(begin, end - begin);
+    if (cpp_identifier(part) != part) return false;
+    begin = end + 2;
+  }
+  return true;
 }
 
 static command_outcome write_header(const header_options& options, const definition_set& set,
@@ -48,6 +57,9 @@ static command_outcome write_header(const header_options& options, const definit
 static command_outcome header(const header_options& options, std::ostream& log) {
   if (!options.name_space.empty() && !is_name_space(options.name_space))
     return usage_error(log, "\"" + terminal_text(options.name_space) + "\" is no name space");
+  if (would_replace_input(options.output, options.inputs, log) ||
+      would_replace_input(options.output, {options.standard}, log))
+    return command_outcome::usage;
   standard_input standard;
   definition_input input;
   diagnostic_list found;

@@ -1,5 +1,6 @@
 #include "tools/command_options.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -78,6 +79,24 @@ void add_report_options(CLI::App& command, report_options& options) {
 command_outcome usage_error(std::ostream& log, const std::string& text) {
   log << "kplog: " << text << '\n';
   return command_outcome::usage;
+}
+
+static bool is_same_file(const std::string& a, const std::string& b) {
+  struct stat of_a = {};
+  struct stat of_b = {};
+  return stat(a.c_str(), &of_a) == 0 && stat(b.c_str(), &of_b) == 0 && S_ISREG(of_a.st_mode) &&
+         of_a.st_dev == of_b.st_dev && of_a.st_ino == of_b.st_ino;
+}
+
+bool would_replace_input(const std::string& output, const std::vector<std::string>& inputs,
+                         std::ostream& log) {
+  if (output == "-") return false;
+  for (const std::string& input : inputs) {
+    if (input == "-" || !is_same_file(output, input)) continue;
+    usage_error(log, "the output would replace the input " + terminal_text(input));
+    return true;
+  }
+  return false;
 }
 
 bool reads_standard_input_twice(const std::vector<std::string>& paths) {

@@ -54,6 +54,11 @@ CLI::Option* add_choices_option(CLI::App& command, const std::string& names,
 // "kplog: TEXT", for a command line that the parser had nothing against.
 command_outcome usage_error(std::ostream& log, const std::string& text);
 
+// Whether writing to `output` would replace one of `inputs`, whatever name leads to it; if so, says
+// which on `log`. "-" and files that are not there are none.
+bool would_replace_input(const std::string& output, const std::vector<std::string>& inputs,
+                         std::ostream& log);
+
 // Whether "-" is given more than once.
 bool reads_standard_input_twice(const std::vector<std::string>& paths);
 

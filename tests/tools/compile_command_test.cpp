@@ -459,3 +459,18 @@ TEST(CompileCommand, TenThousandEventsAreOneSet) {
   EXPECT_EQ(run_kplog(folder.path(), "compile s.yaml -o o.ldf").err,
             "kplog: wrote o.ldf: 10000 events, 0 global attributes\n");
 }
+
+TEST(CompileCommand, AnOutputThatIsAnInputIsRefusedAndTheInputKept) {
+  const temp_folder folder;
+  const std::string source = folder.write("s.yaml", small_source);
+  std::filesystem::create_symlink("s.yaml", folder.file("link.yaml"));
+  for (const char* output : {"s.yaml", "./s.yaml", "link.yaml"}) {
+    for (const char* command : {"compile", "header", "catalog extract"}) {
+      const command_result result =
+          run_kplog(folder.path(), std::string(command) + " s.yaml -o " + output);
+      EXPECT_EQ(result.status, 2) << command << ' ' << output;
+      EXPECT_EQ(result.err, "kplog: the output would replace the input s.yaml\n");
+      EXPECT_EQ(read_whole_file(source), small_source);
+    }
+  }
+}

@@ -88,7 +88,9 @@ TEST(HeaderCommand, WrongUsageGivesStatus2) {
   folder.write("s.yaml", small_source);
   for (const char* arguments :
        {"header", "header s.yaml", "header -o s.h", "header s.yaml -o s.h --namespace 1a",
-        "header s.yaml -o s.h --namespace a::", "header s.yaml -o s.h --namespace 'a b'"}) {
+        "header s.yaml -o s.h --namespace a::", "header s.yaml -o s.h --namespace 'a b'",
+        "header s.yaml -o s.h --namespace class", "header s.yaml -o s.h --namespace a::int",
+        "header s.yaml -o s.h --namespace std"}) {
     EXPECT_EQ(run_kplog(folder.path(), arguments).status, 2) << arguments;
   }
   EXPECT_FALSE(std::filesystem::exists(folder.file("s.h")));
