@@ -38,7 +38,8 @@ static command_outcome read_messages(const catalog_options& options, bool with_s
   command_outcome outcome = work.standard.read(options.standard, options.report, log);
   const std_definitions* const standard = work.standard.definitions();
   if (outcome == command_outcome::good)
-    outcome = read_definition_input(options.inputs, work.input, work.found, log, standard);
+    outcome = read_definition_input(options.inputs, work.input, work.found, options.report, log,
+                                    standard);
   if (outcome == command_outcome::good)
     work.messages =
         catalog_messages(work.input.set(), with_standard ? standard : nullptr, work.found);
@@ -77,11 +78,9 @@ static command_outcome extract(const catalog_options& options, std::ostream& log
   if (has_errors(work)) return refuse(options, work, log);
   const po_document document = extracted_messages(work.messages, work.input.set());
   if (!write_atomic_file(options.output, po_text(document)))
-    return write_error(log, options.output, errno);
+    return write_error(log, options.report, options.output, errno);
   write_findings(options, work, log);
-  if (options.report.with_summary())
-    log << "kplog: wrote " << terminal_text(options.output) << ": "
-        << counted(document.entries.size(), "message") << '\n';
+  note_written(log, options.report, options.output, counted(document.entries.size(), "message"));
   return command_outcome::good;
 }
 
@@ -98,14 +97,15 @@ struct po_update {
   po_document old;
 };
 
-static command_outcome read_update(catalog_work& work, po_update& update, std::ostream& log) {
+static command_outcome read_update(const report_options& report, catalog_work& work,
+                                   po_update& update, std::ostream& log) {
   std::string bytes;
   if (read_source_bytes(update.path, bytes)) {
     read_po(work.po_sources.emplace_back(update.path, std::move(bytes)), update.old, work.found);
   } else if (errno == ENOENT) {
     update.old = empty_translations(locale_of_path(update.path));
   } else {
-    return read_error(log, update.path, errno);
+    return read_error(log, report, update.path, errno);
   }
   return command_outcome::good;
 }
@@ -124,10 +124,9 @@ static std::string translation_summary(const po_document& document) {
 static command_outcome write_update(const catalog_options& options, const po_document& extracted,
                                     const po_update& update, std::ostream& log) {
   const po_document merged = merged_messages(extracted, update.old);
-  if (!write_atomic_file(update.path, po_text(merged))) return write_error(log, update.path, errno);
-  if (options.report.with_summary())
-    log << "kplog: wrote " << terminal_text(update.path) << ": " << translation_summary(merged)
-        << '\n';
+  if (!write_atomic_file(update.path, po_text(merged)))
+    return write_error(log, options.report, update.path, errno);
+  note_written(log, options.report, update.path, translation_summary(merged));
   return command_outcome::good;
 }
 
@@ -138,7 +137,8 @@ static command_outcome merge(const catalog_options& options, std::ostream& log) 
   std::vector<po_update> updates;
   for (const std::string& path : options.po_files) {
     updates.push_back({path, {}});
-    if (outcome == command_outcome::good) outcome = read_update(work, updates.back(), log);
+    if (outcome == command_outcome::good)
+      outcome = read_update(options.report, work, updates.back(), log);
   }
   if (outcome != command_outcome::good) return outcome;
   if (has_errors(work)) return refuse(options, work, log);
@@ -157,8 +157,7 @@ static command_outcome read_all_translations(const catalog_options& options, cat
   std::vector<code_page_repertoire> code_pages;
   for (const std::string& name : options.code_pages) {
     code_pages.emplace_back(name);
-    if (!code_pages.back().is_known())
-      return usage_error(log, "no code page \"" + terminal_text(name) + "\"");
+    if (!code_pages.back().is_known()) return usage_error(log, "no code page \"" + name + "\"");
   }
   command_outcome outcome = read_messages(options, true, work, log);
   const known_attributes known(work.input.set(), work.standard.definitions());
@@ -167,7 +166,7 @@ static command_outcome read_all_translations(const catalog_options& options, cat
     std::string bytes;
     po_document document;
     if (!read_source_bytes(path, bytes))
-      outcome = read_error(log, path, errno);
+      outcome = read_error(log, options.report, path, errno);
     else if (read_po(work.po_sources.emplace_back(path, std::move(bytes)), document, work.found))
       translations.push_back(
           read_translations(document, work.messages, known, code_pages, work.found));
@@ -208,10 +207,8 @@ static command_outcome build(const catalog_options& options, std::ostream& log) 
   }
   write_findings(options, work, log);
   write_summaries(options, translations, log);
-  if (options.report.with_summary())
-    log << "kplog: wrote " << terminal_text(options.output) << ": "
-        << counted(bundles.size(), "bundle") << ", " << counted(work.messages.size(), "message")
-        << '\n';
+  note_written(log, options.report, options.output,
+               counted(bundles.size(), "bundle") + ", " + counted(work.messages.size(), "message"));
   return command_outcome::good;
 }
 

@@ -95,7 +95,8 @@ static command_outcome check(const check_options& options, std::ostream& log) {
     outcome = standard.read(options.standard, options.report, log);
   advice.standard = standard.definitions();
   if (outcome == command_outcome::good)
-    outcome = read_definition_input(options.files, input, found, log, advice.standard);
+    outcome =
+        read_definition_input(options.files, input, found, options.report, log, advice.standard);
   if (outcome != command_outcome::good) return outcome;
   size_t silenced = 0;
   if (input.file != nullptr)

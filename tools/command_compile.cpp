@@ -9,7 +9,6 @@
 #include "tools/definition_input.h"
 #include "tools/definition_standard.h"
 #include "tools/definition_writer.h"
-#include "tools/terminal_text.h"
 
 struct compile_options {
   std::vector<std::string> sources;  // "-": standard input
@@ -29,11 +28,10 @@ static command_outcome report(const compile_options& options, const definition_s
 static command_outcome write_output(const compile_options& options, const definition_set& set,
                                     std::ostream& log) {
   if (!write_atomic_file(options.output, definition_file_bytes(set)))
-    return write_error(log, options.output, errno);
-  if (options.report.with_summary())
-    log << "kplog: wrote " << terminal_text(options.output) << ": "
-        << counted(set.events.size(), "event") << ", "
-        << counted(set.globals.size(), "global attribute") << '\n';
+    return write_error(log, options.report, options.output, errno);
+  note_written(
+      log, options.report, options.output,
+      counted(set.events.size(), "event") + ", " + counted(set.globals.size(), "global attribute"));
   return command_outcome::good;
 }
 
@@ -47,7 +45,8 @@ static command_outcome compile(const compile_options& options, std::ostream& log
   definition_input input;
   command_outcome outcome = standard.read(options.standard, options.report, log);
   if (outcome == command_outcome::good)
-    outcome = read_definition_input(options.sources, input, found, log, standard.definitions());
+    outcome = read_definition_input(options.sources, input, found, options.report, log,
+                                    standard.definitions());
   if (outcome != command_outcome::good) return outcome;
   if (input.file != nullptr) return usage_error(log, "this file is compiled already");
   return found.empty() ? write_output(options, input.set(), log)

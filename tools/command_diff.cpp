@@ -94,7 +94,8 @@ static command_outcome read_side(const diff_options& options, const std::string&
                                  const std_definitions* standard, definition_input& input,
                                  std::ostream& log) {
   diagnostic_list found;
-  const command_outcome outcome = read_definition_input({path}, input, found, log, standard);
+  const command_outcome outcome =
+      read_definition_input({path}, input, found, options.report, log, standard);
   if (outcome != command_outcome::good) return outcome;
   found.write(log, input.set().sources, options.report.format, options.report.color);
   return found.count(rule_severity::error) == 0 ? command_outcome::good : command_outcome::findings;

@@ -40,15 +40,16 @@ static std::string dumped(const dump_options& options, definition_file& file,
 }
 
 // Whatever can be read is dumped, whatever cannot is reported.
-static command_outcome dump(const dump_options& options, std::ostream& out, std::ostream& log) {
+static command_outcome dump(dump_options& options, std::ostream& out, std::ostream& log) {
+  if (options.format == "json") options.report.format = diagnostic_format::json;
   std::string bytes;
   if (!read_source_bytes(options.path, bytes, limit_of_compiled_files))
-    return read_error(log, options.path, errno);
-  definition_file file(options.path == "-" ? "<stdin>" : options.path, std::move(bytes));
+    return read_error(log, options.report, options.path, errno);
+  definition_file file(input_name(options.path), std::move(bytes));
   diagnostic_list found;
   if (read_definition_file(file, found) || file.header.magic == kp_ldf_magic)
     out << dumped(options, file, found);
-  found.write(log, file.set.sources, diagnostic_format::text, options.report.color);
+  found.write(log, file.set.sources, options.report.format, options.report.color);
   const bool is_whole = found.count(rule_severity::error) == 0;
   return is_whole ? command_outcome::good : command_outcome::findings;
 }

@@ -51,7 +51,7 @@ static command_outcome write_pages(const command_description& kplog, const std::
   for (const command_description* command : all_commands(kplog)) {
     const std::string path = folder + "/" + manual_page_file(*command);
     if (!write_atomic_file(path, manual_page(*command, version)))
-      return write_error(log, path, errno);
+      return write_error(log, {}, path, errno);
   }
   return command_outcome::good;
 }

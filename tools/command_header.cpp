@@ -12,7 +12,6 @@
 #include "tools/definition_input.h"
 #include "tools/definition_standard.h"
 #include "tools/header_writer.h"
-#include "tools/terminal_text.h"
 
 struct header_options {
   std::vector<std::string> inputs;  // "-": standard input
@@ -47,16 +46,14 @@ static command_outcome write_header(const header_options& options, const definit
   const std::string name_space =
       options.name_space.empty() ? name_space_of_file(options.output) : options.name_space;
   if (!write_atomic_file(options.output, event_header_text(set, name_space)))
-    return write_error(log, options.output, errno);
-  if (options.report.with_summary())
-    log << "kplog: wrote " << terminal_text(options.output) << ": "
-        << counted(set.events.size(), "event") << '\n';
+    return write_error(log, options.report, options.output, errno);
+  note_written(log, options.report, options.output, counted(set.events.size(), "event"));
   return command_outcome::good;
 }
 
 static command_outcome header(const header_options& options, std::ostream& log) {
   if (!options.name_space.empty() && !is_name_space(options.name_space))
-    return usage_error(log, "\"" + terminal_text(options.name_space) + "\" is no name space");
+    return usage_error(log, "\"" + options.name_space + "\" is no name space");
   if (would_replace_input(options.output, options.inputs, log) ||
       would_replace_input(options.output, {options.standard}, log))
     return command_outcome::usage;
@@ -65,7 +62,8 @@ static command_outcome header(const header_options& options, std::ostream& log) 
   diagnostic_list found;
   command_outcome outcome = standard.read(options.standard, options.report, log);
   if (outcome == command_outcome::good)
-    outcome = read_definition_input(options.inputs, input, found, log, standard.definitions());
+    outcome = read_definition_input(options.inputs, input, found, options.report, log,
+                                    standard.definitions());
   if (outcome != command_outcome::good) return outcome;
   found.write(log, input.set().sources, options.report.format, options.report.color);
   const size_t errors = found.count(rule_severity::error);

@@ -77,7 +77,7 @@ void add_report_options(CLI::App& command, report_options& options) {
 }
 
 command_outcome usage_error(std::ostream& log, const std::string& text) {
-  log << "kplog: " << text << '\n';
+  log << "kplog: " << terminal_text(text) << '\n';
   return command_outcome::usage;
 }
 
@@ -93,7 +93,7 @@ bool would_replace_input(const std::string& output, const std::vector<std::strin
   if (output == "-") return false;
   for (const std::string& input : inputs) {
     if (input == "-" || !is_same_file(output, input)) continue;
-    usage_error(log, "the output would replace the input " + terminal_text(input));
+    usage_error(log, "the output would replace the input " + input);
     return true;
   }
   return false;
@@ -107,17 +107,37 @@ std::string counted(size_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-static command_outcome file_error(std::ostream& log, const char* what, const std::string& path,
-                                  int error) {
-  log << "kplog: cannot " << what << ' ' << terminal_text(path) << ": "
-      << std::generic_category().message(error) << '\n';
+std::string input_name(const std::string& path) {
+  return path == "-" ? "<stdin>" : path;
+}
+
+std::string output_name(const std::string& path) {
+  return path == "-" ? "<stdout>" : path;
+}
+
+static command_outcome file_error(std::ostream& log, const report_options& report,
+                                  diagnostic_rule rule, const std::string& what,
+                                  const std::string& name, int error) {
+  const source_text file = source_text::unopened(name);
+  diagnostic_list found;
+  found.add(rule, {&file, 0, 0},
+            "cannot " + what + " " + name + ": " + std::generic_category().message(error));
+  found.write(log, {&file}, report.format, report.color);
   return command_outcome::file_error;
 }
 
-command_outcome read_error(std::ostream& log, const std::string& path, int error) {
-  return file_error(log, "read", path, error);
+command_outcome read_error(std::ostream& log, const report_options& report, const std::string& path,
+                           int error) {
+  return file_error(log, report, diagnostic_rule::unreadable, "read", input_name(path), error);
 }
 
-command_outcome write_error(std::ostream& log, const std::string& path, int error) {
-  return file_error(log, "write", path, error);
+command_outcome write_error(std::ostream& log, const report_options& report,
+                            const std::string& path, int error) {
+  return file_error(log, report, diagnostic_rule::unwritable, "write", output_name(path), error);
+}
+
+void note_written(std::ostream& log, const report_options& report, const std::string& path,
+                  const std::string& what) {
+  if (report.with_summary())
+    log << "kplog: wrote " << terminal_text(output_name(path)) << ": " << what << '\n';
 }

@@ -65,8 +65,18 @@ bool reads_standard_input_twice(const std::vector<std::string>& paths);
 // "1 event", "2 events"
 std::string counted(size_t count, const std::string& what);
 
-// "kplog: cannot read PATH: REASON", and the same of writing.
-command_outcome read_error(std::ostream& log, const std::string& path, int error);
-command_outcome write_error(std::ostream& log, const std::string& path, int error);
+// What a path is called in texts: "<stdin>" and "<stdout>" for "-". Not escaped.
+std::string input_name(const std::string& path);
+std::string output_name(const std::string& path);
+
+// "kplog: cannot read PATH: REASON", or the diagnostic as JSON, and the same of writing.
+command_outcome read_error(std::ostream& log, const report_options& report, const std::string& path,
+                           int error);
+command_outcome write_error(std::ostream& log, const report_options& report,
+                            const std::string& path, int error);
+
+// "kplog: wrote PATH: WHAT", where a summary is wanted.
+void note_written(std::ostream& log, const report_options& report, const std::string& path,
+                  const std::string& what);
 
 #endif

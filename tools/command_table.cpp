@@ -8,6 +8,7 @@
 #include "tools/command_catalog.h"
 #include "tools/command_check.h"
 #include "tools/command_compile.h"
+#include "tools/command_count.h"
 #include "tools/command_diff.h"
 #include "tools/command_dump.h"
 #include "tools/command_generate.h"
@@ -15,8 +16,8 @@
 #include "tools/command_options.h"
 
 static constexpr std::array command_rows = {
-    &compile_command, &check_command,   &dump_command,       &diff_command,
-    &header_command,  &catalog_command, &completion_command, &manual_command,
+    &compile_command, &check_command, &dump_command,       &diff_command,   &header_command,
+    &catalog_command, &count_command, &completion_command, &manual_command,
 };
 
 static constexpr const char* exit_status_help =
@@ -47,7 +48,7 @@ command_outcome kplog_command_line::run(int argc, const char* const* argv, std::
   for (const auto& [command, action] : actions_) {
     if (!command->parsed()) continue;
     const command_outcome outcome = action(out, log);
-    return out.flush() ? outcome : write_error(log, "standard output", errno);
+    return out.flush() ? outcome : write_error(log, {}, "standard output", errno);
   }
   return command_outcome::usage;
 }

@@ -10,10 +10,6 @@ static size_t limit_of_kind(std::string_view bytes) {
   return is_definition_file(bytes) ? definition_file_size_limit : source_size_limit;
 }
 
-static std::string shown_name(const std::string& path) {
-  return path == "-" ? "<stdin>" : path;
-}
-
 static void complete_sources(definition_input& input, const std_definitions* standard,
                              diagnostic_list& found) {
   for (const source_text& source : input.sources)
@@ -23,22 +19,25 @@ static void complete_sources(definition_input& input, const std_definitions* sta
 
 command_outcome read_definition_input(const std::vector<std::string>& paths,
                                       definition_input& input, diagnostic_list& found,
-                                      std::ostream& log, const std_definitions* standard) {
+                                      const report_options& report, std::ostream& log,
+                                      const std_definitions* standard) {
   if (reads_standard_input_twice(paths)) return usage_error(log, "standard input can be read once");
   command_outcome outcome = command_outcome::good;
   for (const std::string& path : paths) {
     std::string bytes;
     if (!read_source_bytes(path, bytes, limit_of_kind)) {
-      outcome = read_error(log, path, errno);
+      outcome = read_error(log, report, path, errno);
+      input.source_set.is_whole = false;
     } else if (is_definition_file(bytes)) {
       if (paths.size() > 1) return usage_error(log, "a compiled file is a set of its own");
-      input.file = std::make_unique<definition_file>(shown_name(path), std::move(bytes));
+      input.file = std::make_unique<definition_file>(input_name(path), std::move(bytes));
       read_definition_file(*input.file, found);
     } else {
-      input.sources.emplace_back(shown_name(path), std::move(bytes));
+      input.sources.emplace_back(input_name(path), std::move(bytes));
     }
   }
-  if (outcome == command_outcome::good && input.file == nullptr)
-    complete_sources(input, standard, found);
+  if (input.file == nullptr) complete_sources(input, standard, found);
+  if (outcome != command_outcome::good)
+    found.write(log, input.set().sources, report.format, report.color);
   return outcome;
 }

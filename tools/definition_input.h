@@ -15,6 +15,8 @@
 #include "tools/diagnostics.h"
 #include "tools/source_text.h"
 
+struct report_options;
+
 struct definition_input {
   definition_set& set() { return file == nullptr ? source_set : file->set; }
   const definition_set& set() const { return file == nullptr ? source_set : file->set; }
@@ -25,11 +27,12 @@ struct definition_input {
 };
 
 // Reads one compiled file, known by its first bytes, or one or several sources, checked and
-// completed as one set; "-" is standard input. Faults go to `found`. Otherwise than good, with a
-// text on `log`, when a file cannot be read, or the paths cannot be one set. With an STD set,
-// sources are those of an AUX set.
+// completed as one set; "-" is standard input. Faults go to `found`. Otherwise than good when the
+// paths cannot be one set, or a file cannot be read: `log` then says so, and what is found in the
+// files that can be read. With an STD set, sources are those of an AUX set.
 command_outcome read_definition_input(const std::vector<std::string>& paths,
                                       definition_input& input, diagnostic_list& found,
-                                      std::ostream& log, const std_definitions* standard = nullptr);
+                                      const report_options& report, std::ostream& log,
+                                      const std_definitions* standard = nullptr);
 
 #endif

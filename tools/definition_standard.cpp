@@ -15,7 +15,7 @@ command_outcome standard_input::read(const std::string& path, const report_optio
   if (path.empty()) return command_outcome::good;
   if (path == "-") return usage_error(log, "the STD set is read from a file");
   diagnostic_list found;
-  const command_outcome outcome = read_definition_input({path}, input_, found, log);
+  const command_outcome outcome = read_definition_input({path}, input_, found, report, log);
   if (outcome != command_outcome::good) return outcome;
   if (input_.file != nullptr) check_definition_file(*input_.file, nullptr, found);
   definitions_.emplace(input_.set());

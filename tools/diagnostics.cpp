@@ -71,6 +71,10 @@ static const char* severity_name(rule_severity severity) {
 
 static void write_text(std::ostream& out, const diagnostic& found, rule_severity severity,
                        const headline_colors& colors) {
+  if (found.place.source->is_unopened()) {
+    out << "kplog: " << terminal_text(found.text) << '\n';
+    return;
+  }
   write_place(out, found.place, colors);
   out << (severity == rule_severity::error ? colors.error : colors.warning)
       << severity_name(severity) << '[' << rule_code(found.rule) << "]: " << colors.end
@@ -109,7 +113,7 @@ static void write_json_place(std::ostream& out, const source_place& place) {
   out << "{\"file\":" << json_string(place.source->name());
   if (place.source->is_binary())
     out << ",\"offset\":" << place.offset();
-  else
+  else if (!place.source->is_unopened())
     out << ",\"line\":" << place.line + 1 << ",\"column\":" << place.column();
 }
 

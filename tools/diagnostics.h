@@ -53,7 +53,8 @@ class diagnostic_list {
   //   text: "FILE:LINE:COLUMN: error[CODE]: text", or "warning", the line, a caret; notes the same
   //         way.
   //   json: one object per line: file, line, column, severity, code, text, notes.
-  // In a file that is no text, "FILE:0xOFFSET" and its bytes, and "offset" in JSON.
+  // In a file that is no text, "FILE:0xOFFSET" and its bytes, and "offset" in JSON. Of a file that
+  // was not opened, "kplog: text", and no place in JSON.
   void write(std::ostream& out, const std::vector<const source_text*>& sources,
              diagnostic_format format, bool color) const;
 

@@ -16,12 +16,15 @@ source_text::source_text(std::string name, std::string bytes)
     if (bytes_[i] == '\n') line_starts_.push_back(i + 1);
 }
 
+source_text::source_text(kinds kind, std::string name, std::string bytes)
+    : name_(std::move(name)), bytes_(std::move(bytes)), kind_(kind) {}
+
 source_text source_text::binary(std::string name, std::string bytes) {
-  source_text source;
-  source.name_ = std::move(name);
-  source.bytes_ = std::move(bytes);
-  source.is_binary_ = true;
-  return source;
+  return {kinds::binary, std::move(name), std::move(bytes)};
+}
+
+source_text source_text::unopened(std::string name) {
+  return {kinds::unopened, std::move(name), ""};
 }
 
 size_t source_text::line_start(size_t number) const {

@@ -15,9 +15,12 @@ class source_text {
   source_text(std::string name, std::string bytes);
   // A file that is no text. It has one line, so that the bytes of its places are offsets.
   static source_text binary(std::string name, std::string bytes);
+  // A file of which nothing is known but its name. It has no places within it.
+  static source_text unopened(std::string name);
 
   const std::string& name() const { return name_; }
-  bool is_binary() const { return is_binary_; }
+  bool is_binary() const { return kind_ == kinds::binary; }
+  bool is_unopened() const { return kind_ == kinds::unopened; }
   std::string_view bytes() const { return bytes_; }
   size_t line_count() const { return line_starts_.size(); }
   // A line, numbered from 0, without its line ending; empty behind the last line.
@@ -26,12 +29,14 @@ class source_text {
   size_t line_start(size_t number) const;
 
  private:
-  source_text() = default;
+  enum class kinds { text, binary, unopened };
+
+  source_text(kinds kind, std::string name, std::string bytes);
 
   std::string name_;
   std::string bytes_;
   std::vector<size_t> line_starts_ = {0};
-  bool is_binary_ = false;
+  kinds kind_ = kinds::text;
 };
 
 // A place in a source. Line and byte count from 0, as the parser gives them; people see both from

@@ -387,6 +387,50 @@ TEST(CompileCommand, UnreadableSourceGivesStatus3) {
             "kplog: cannot read .: Is a directory\n");
 }
 
+TEST(CompileCommand, UnreadableSourceHidesNoFaultsOfTheOthers) {
+  const temp_folder folder;
+  folder.write("s.yaml", "log_version: \"1\"\nkplog: 2\n");
+  const auto run = run_kplog(folder.path(), "compile none.yaml s.yaml -o o.ldf");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.err,
+            "kplog: cannot read none.yaml: No such file or directory\n"
+            "s.yaml:2:8: error[source-format]: definition sources of format 1 are read here, and "
+            "this is another\nkplog: 2\n       ^\n");
+}
+
+TEST(CompileCommand, UnreadableAndUnwritableFilesAreDiagnosticsForPrograms) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  const auto unread = run_kplog(folder.path(), "compile --format json none.yaml -o o.ldf");
+  EXPECT_EQ(unread.status, 3);
+  EXPECT_EQ(unread.err,
+            R"({"file":"none.yaml","severity":"error","code":"unreadable",)"
+            R"("text":"cannot read none.yaml: No such file or directory","notes":[]})"
+            "\n");
+  const auto unwritten = run_kplog(folder.path(), "compile --format json s.yaml -o none/o.ldf");
+  EXPECT_EQ(unwritten.status, 3);
+  EXPECT_EQ(unwritten.err,
+            R"({"file":"none/o.ldf","severity":"error","code":"unwritable",)"
+            R"("text":"cannot write none/o.ldf: No such file or directory","notes":[]})"
+            "\n");
+}
+
+TEST(CompileCommand, StandardOutputIsNamedInTheSummary) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  EXPECT_EQ(run_kplog(folder.path(), "compile s.yaml -o -").err,
+            "kplog: wrote <stdout>: 1 event, 0 global attributes\n");
+}
+
+TEST(CompileCommand, PathsInSummariesCannotSteerTheTerminal) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  EXPECT_EQ(run_kplog(folder.path(), "compile s.yaml -o $'a\x1b[2Jb'").err,
+            run_kplog(folder.path(), "compile s.yaml -o \"$(printf 'a\\033[2Jb')\"").err);
+  EXPECT_EQ(run_kplog(folder.path(), "compile s.yaml -o \"$(printf 'a\\033[2Jb')\"").err,
+            "kplog: wrote a\\x1B[2Jb: 1 event, 0 global attributes\n");
+}
+
 TEST(CompileCommand, UnwritableOutputGivesStatus3AndLeavesNothing) {
   const temp_folder folder;
   folder.write("s.yaml", small_source);

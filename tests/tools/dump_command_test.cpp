@@ -209,6 +209,16 @@ TEST_F(DumpCommand, UnreadableFileAndFullDeviceGiveStatus3) {
   EXPECT_EQ(full.err, "kplog: cannot write standard output: No space left on device\n");
 }
 
+TEST_F(DumpCommand, JsonComesWithDiagnosticsForPrograms) {
+  EXPECT_EQ(dump("none.ldf --format json").err,
+            R"({"file":"none.ldf","severity":"error","code":"unreadable",)"
+            R"("text":"cannot read none.ldf: No such file or directory","notes":[]})"
+            "\n");
+  folder_.write("no.ldf", "kplog: 1\n");
+  EXPECT_THAT(dump("no.ldf --format json").err,
+              StartsWith(R"({"file":"no.ldf","offset":0,"severity":"error","code":"file-magic",)"));
+}
+
 TEST_F(DumpCommand, WrongUsageGivesStatus2) {
   for (const char* arguments : {"", "set.ldf set.ldf", "set.ldf --format xml", "--nothing set.ldf"})
     EXPECT_EQ(dump(arguments).status, 2) << arguments;
