@@ -23,12 +23,20 @@ source_text source_text::binary(std::string name, std::string bytes) {
   return {kinds::binary, std::move(name), std::move(bytes)};
 }
 
+source_text source_text::one_line(std::string name, std::string bytes, size_t number) {
+  source_text source(kinds::text, std::move(name), std::move(bytes));
+  source.first_line_ = number;
+  return source;
+}
+
 source_text source_text::unopened(std::string name) {
   return {kinds::unopened, std::move(name), ""};
 }
 
 size_t source_text::line_start(size_t number) const {
-  return number < line_starts_.size() ? line_starts_[number] : bytes_.size();
+  if (number < first_line_) return 0;
+  const size_t index = number - first_line_;
+  return index < line_starts_.size() ? line_starts_[index] : bytes_.size();
 }
 
 std::string_view source_text::line(size_t number) const {

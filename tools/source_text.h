@@ -15,6 +15,8 @@ class source_text {
   source_text(std::string name, std::string bytes);
   // A file that is no text. It has one line, so that the bytes of its places are offsets.
   static source_text binary(std::string name, std::string bytes);
+  // One line, numbered from 0, of a text that is not held as a whole.
+  static source_text one_line(std::string name, std::string bytes, size_t number);
   // A file of which nothing is known but its name. It has no places within it.
   static source_text unopened(std::string name);
 
@@ -36,6 +38,7 @@ class source_text {
   std::string name_;
   std::string bytes_;
   std::vector<size_t> line_starts_ = {0};
+  size_t first_line_ = 0;  // number of the line with which the bytes begin
   kinds kind_ = kinds::text;
 };
 
