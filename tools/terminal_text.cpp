@@ -2,27 +2,20 @@
 
 #include <unicode/uchar.h>
 
-#include <algorithm>
-#include <array>
-
-#include "tools/utf8_text.h"
-
-// First and last of each range of characters that are unsafe beside the C0 controls.
-static constexpr std::array<std::array<uint32_t, 2>, 7> unsafe_ranges = {{
-    {0x7F, 0x9F},      // DEL and the C1 controls
-    {0x61C, 0x61C},    // Arabic letter mark
-    {0x200B, 0x200F},  // characters without width, directional marks
-    {0x2028, 0x202E},  // line and paragraph separator, directional embeddings
-    {0x2060, 0x2064},  // more characters without width
-    {0x2066, 0x2069},  // directional isolates
-    {0xFEFF, 0xFEFF},  // byte order mark
-}};
+// Format characters of Arabic and a few other scripts, which are shown before the digits or letters
+// that they belong to, hide nothing.
+static bool is_invisible_format(UChar32 character) {
+  return u_charType(character) == U_FORMAT_CHAR &&
+         u_hasBinaryProperty(character, UCHAR_PREPENDED_CONCATENATION_MARK) == 0;
+}
 
 bool is_unsafe_on_terminal(uint32_t code_point) {
-  return code_point < 0x20 ||
-         std::any_of(unsafe_ranges.begin(), unsafe_ranges.end(), [&](const auto& range) {
-           return code_point >= range[0] && code_point <= range[1];
-         });
+  constexpr uint32_t unsafe_categories = U_GC_CC_MASK | U_GC_ZL_MASK | U_GC_ZP_MASK | U_GC_CS_MASK;
+  const auto character = static_cast<UChar32>(code_point);
+  return (U_MASK(u_charType(character)) & unsafe_categories) != 0 ||
+         is_invisible_format(character) ||
+         u_hasBinaryProperty(character, UCHAR_DEFAULT_IGNORABLE_CODE_POINT) != 0 ||
+         u_hasBinaryProperty(character, UCHAR_NONCHARACTER_CODE_POINT) != 0;
 }
 
 std::string hexadecimal(uint32_t value, size_t digits) {
@@ -32,8 +25,9 @@ std::string hexadecimal(uint32_t value, size_t digits) {
   return text;
 }
 
-static std::string written_out(uint32_t code_point, bool valid) {
-  const bool is_byte = !valid || code_point < 0x80;
+std::string written_out(const utf8_character& character) {
+  const uint32_t code_point = character.code_point;
+  const bool is_byte = !character.valid || code_point < 0x80;
   return is_byte ? "\\x" + hexadecimal(code_point, 2) : "\\u{" + hexadecimal(code_point, 4) + "}";
 }
 
@@ -44,7 +38,7 @@ std::string terminal_text(std::string_view text) {
     if (character.valid && character.code_point == '\t')
       shown += ' ';
     else if (!character.valid || is_unsafe_on_terminal(character.code_point))
-      shown += written_out(character.code_point, character.valid);
+      shown += written_out(character);
     else
       shown += text.substr(i, character.size);
     i += character.size;

@@ -7,12 +7,18 @@
 #include <string>
 #include <string_view>
 
+#include "tools/utf8_text.h"
+
 // Whether a character could move, hide or reorder what a terminal shows: controls, line separators,
-// bidirectional controls, characters without width. All of them are below U+10000.
+// format characters, what is invisible unless a font knows better (variation selectors, fillers,
+// tags), and noncharacters.
 bool is_unsafe_on_terminal(uint32_t code_point);
 
-// The text with unsafe characters written out, as \xNN below U+0080 and else as \u{NNNN}, and bytes
-// that are not UTF-8 as \xNN. A tab becomes one blank.
+// A character written out: \xNN below U+0080 and for a byte that is not UTF-8, else \u{NNNN}.
+std::string written_out(const utf8_character& character);
+
+// The text with unsafe characters, and bytes that are not UTF-8, written out. A tab becomes one
+// blank.
 std::string terminal_text(std::string_view text);
 
 // The number in hexadecimal, with zeros in front up to `digits`.
