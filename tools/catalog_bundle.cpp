@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "tools/atomic_file.h"
+#include "tools/catalog_locale.h"
 
 extern char** environ;  // POSIX leaves its declaration to programs
 
@@ -40,9 +41,9 @@ std::vector<catalog_bundle> catalog_bundles(const std::vector<catalog_message>& 
   std::map<std::string, catalog_bundle> bundles;
   for (const catalog_translations& own : translations) {
     catalog_bundle bundle{own.locale, root};
-    for (size_t end = own.locale.find('_'); end != std::string::npos;
-         end = own.locale.find('_', end + 1))
-      take_over(bundle.templates, translations, own.locale.substr(0, end));
+    const std::vector<std::string> broader = broader_locales(own.locale);
+    for (auto locale = broader.rbegin(); locale != broader.rend(); ++locale)
+      take_over(bundle.templates, translations, *locale);
     take_over(bundle.templates, translations, own.locale);
     bundles[own.locale] = std::move(bundle);
   }

@@ -16,7 +16,7 @@ struct catalog_bundle {
 
 // The bundle "root" with the sources' templates, and one for each locale. ICU does not look for a
 // missing key of a table in other locales, so every bundle has all messages: what a locale lacks it
-// takes from the locale that it is a part of ("de" for "de_AT"), and at last from the sources.
+// takes from the locales that it is a part of ("de" for "de_AT"), and at last from the sources.
 std::vector<catalog_bundle> catalog_bundles(const std::vector<catalog_message>& messages,
                                             const std::vector<catalog_translations>& translations);
 

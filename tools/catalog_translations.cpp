@@ -3,22 +3,11 @@
 #include <algorithm>
 #include <map>
 
+#include "tools/catalog_locale.h"
+
 static std::string file_stem(const std::string& path) {
   const std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0
   return name.substr(0, name.rfind('.'));
-}
-
-static bool is_letter(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
-// A language of two or three letters, and whatever follows between underscores.
-static bool is_locale(std::string_view name) {
-  const std::string_view language = name.substr(0, name.find('_'));
-  return (language.size() == 2 || language.size() == 3) &&
-         std::all_of(language.begin(), language.end(), is_letter) &&
-         std::all_of(name.begin(), name.end(),
-                     [](char c) { return is_letter(c) || (c >= '0' && c <= '9') || c == '_'; });
 }
 
 class translation_reader {
@@ -42,13 +31,16 @@ class translation_reader {
 
  private:
   void read_locale() {
-    result_.locale = document_.header_field("Language");
-    if (result_.locale.empty()) result_.locale = file_stem(document_.source->name());
-    if (!is_locale(result_.locale))
+    std::string name = document_.header_field("Language");
+    if (name.empty()) name = file_stem(document_.source->name());
+    const catalog_locale locale = icu_locale(name);
+    result_.locale = locale.name;
+    if (locale.name.empty())
       found_.add(diagnostic_rule::catalog_locale,
-                 po_place(*document_.source, document_.header.translation.begin),
-                 "no locale \"" + result_.locale +
-                     "\"; give one in the header, as \"Language: pt_BR\\n\"");
+                 po_place(*document_.source, document_.header.translation,
+                          document_.header_field_begin("Language")),
+                 "no locale \"" + name + "\": " + locale.problem +
+                     "; give one in the header, as \"Language: pt_BR\\n\"");
   }
 
   void read_entry(const po_entry& entry) {

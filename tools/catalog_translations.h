@@ -12,7 +12,8 @@
 
 struct catalog_translations {
   std::string file;
-  std::string locale;  // by the header's field "Language", else by the file's name
+  // ICU's, by the header's field "Language", else by the file's name; empty when that is none.
+  std::string locale;
   std::map<std::string, std::string> templates;  // by message ID: what a catalog can use
   size_t fuzzy = 0;                              // for a translator to look at
   size_t untranslated = 0;                       // the messages without a translation

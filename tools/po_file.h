@@ -39,6 +39,8 @@ struct po_document {
   po_entry header;
   std::vector<po_entry> entries;
 
+  // Where a field's value begins in the header's translation; npos when there is none.
+  size_t header_field_begin(const std::string& name) const;
   // A field of the header, "" when there is none.
   std::string header_field(const std::string& name) const;
 };
@@ -49,7 +51,8 @@ source_place po_place(const source_text& source, size_t offset);
 source_place po_place(const source_text& source, const po_string& string, size_t offset);
 
 // Reads the file into `document`, which points to it. Diagnostics for what is no PO file, is not in
-// UTF-8, or says one thing twice. False when there were any.
+// UTF-8, or says one thing twice; a message with such a fault is left out, and reading goes on with
+// the next one. False when the file is too large to be read.
 bool read_po(const source_text& source, po_document& document, diagnostic_list& found);
 
 // The text of the file: the same document gives the same bytes. Strings are broken behind line ends

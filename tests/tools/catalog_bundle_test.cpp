@@ -80,6 +80,23 @@ TEST_F(CatalogBundle, RegionFallsBackToItsLanguageMessageByMessage) {
   EXPECT_EQ(host_down(), "zeus ist aus");
 }
 
+TEST_F(CatalogBundle, LocalesOfModifiersAreThoseOfIcu) {
+  add_po("sr", host_down_message + "msgstr \"{HOST} не ради\"\n");
+  add_po("sr@latin",
+         "\nmsgctxt \"HOST_DOWN.2\"\nmsgid \"not so %d%KIND%\"\nmsgstr \"ne tako %d%KIND%\"\n");
+  add_po("ca@valencia", host_down_message + "msgstr \"{HOST} està aturat\"\n");
+  add_po("de.UTF-8", host_down_message + "msgstr \"{HOST} ist aus\"\n");
+  open("sr_Latn_RS");
+  EXPECT_EQ(host_down(2), "ne tako 2");
+  EXPECT_EQ(host_down(), "It's zeus: 100% {down}") << "not in another script";
+  open("sr_RS");
+  EXPECT_EQ(host_down(), "zeus не ради");
+  open("ca_ES@valencia");
+  EXPECT_EQ(host_down(), "zeus està aturat");
+  open("de_DE.UTF-8");
+  EXPECT_EQ(host_down(), "zeus ist aus");
+}
+
 TEST_F(CatalogBundle, OtherLocalesSeeTheSourceTexts) {
   add_po("de", host_down_message + "msgstr \"{HOST} ist aus\"\n");
   open("fr");

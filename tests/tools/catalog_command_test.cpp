@@ -192,6 +192,33 @@ TEST_F(CatalogFolder, MergeAgreesWithMsgmerge) {
   EXPECT_EQ(read_whole_file(folder.file("d2")), read_whole_file(folder.file("t2")));
 }
 
+TEST_F(CatalogFolder, EscapesAreReadAsGettextReadsThem) {
+  const std::string escaped = po_file(
+      "de", translation("GREETED", "Hello {NAME}",
+                        R"(\101\1018|\41|\x41g|\x0041|\x24b {NAM\x45} gr\303\266\xC3\x9Fer\v)"));
+  folder.write("s.yaml", greeting_source);
+  folder.write("de.po", escaped);
+  folder.write("theirs.po", escaped);
+  ASSERT_EQ(run("merge s.yaml --po de.po").status, 0);
+  ASSERT_EQ(run("extract s.yaml -o s.pot").status, 0);
+  ASSERT_EQ(run_gettext(folder, "msgmerge --no-wrap theirs.po s.pot -o theirs.po"), 0);
+  ASSERT_EQ(run_gettext(folder, "msgcat --no-wrap de.po -o ours.po"), 0);
+  EXPECT_THAT(read_whole_file(folder.file("ours.po")),
+              HasSubstr("msgstr \"AA8|!|Ag|A|K {NAME} größer"));
+  EXPECT_EQ(read_whole_file(folder.file("ours.po")), read_whole_file(folder.file("theirs.po")));
+}
+
+TEST_F(CatalogFolder, EscapesThatGettextRefusesAreRefused) {
+  folder.write("s.yaml", greeting_source);
+  for (const char* escape : {"\\q", "\\8", "\\x", "\\xg", "\\X41", "\\u0041", "\\'"}) {
+    folder.write("de.po",
+                 po_file("de", translation("GREETED", "Hello {NAME}", escape + std::string("!"))));
+    EXPECT_THAT(run("check s.yaml --po de.po").err, HasSubstr("[po-syntax]: this escape is none\n"))
+        << escape;
+    EXPECT_NE(run_gettext(folder, "msgfmt -o /dev/null de.po"), 0) << escape;
+  }
+}
+
 TEST_F(CatalogFolder, FileThatGettextRewroteSaysTheSame) {
   write(greeting_source,
         translation("GREETED", "Hello {NAME}",
@@ -238,10 +265,43 @@ TEST_F(CatalogFolder, CheckReportsForPrograms) {
             "\"notes\":[]}\n");
 }
 
-TEST_F(CatalogFolder, InvalidUtf8IsRefusedAtItsPlace) {
-  write(greeting_source, translation("GREETED", "Hello {NAME}", "Hall\xF6 {NAME}"));
+TEST_F(CatalogFolder, InvalidUtf8IsRefusedOnceAtItsFirstPlace) {
+  write(source_with("  A: {id: 1, message: one}\n  B: {id: 2, message: two}\n"),
+        translation("A", "one", "Hall\xF6",
+                    "# Gr\xF6\xDF"
+                    "e\n") +
+            translation("B", "two", "{X}"));
+  EXPECT_EQ(run("check -q s.yaml --po de.po").err,
+            "de.po:6:5: error[po-syntax]: the PO file is not valid UTF-8, here and in 1 more line\n"
+            "# Gr\\xF6\\xDFe\n"
+            "    ^\n"
+            "de.po:13:10: error[text-attribute]: no attribute \"X\" here\n"
+            "msgstr \"{X}\"\n"
+            "         ^\n");
+}
+
+TEST_F(CatalogFolder, FileInAnotherCodePageIsRefusedForThatAlone) {
+  folder.write("s.yaml", greeting_source);
+  folder.write("de.po", "msgid \"\"\nmsgstr \"Content-Type: text/plain; charset=ISO-8859-1\\n\"\n" +
+                            translation("GREETED", "Hello {NAME}", "Sch\xF6n, {NAME}"));
+  EXPECT_EQ(run("check -q s.yaml --po de.po").err,
+            "de.po:2:8: error[po-syntax]: PO files are read in UTF-8, and this one is in another "
+            "code page\n"
+            "msgstr \"Content-Type: text/plain; charset=ISO-8859-1\\n\"\n"
+            "       ^\n");
+}
+
+TEST_F(CatalogFolder, FaultyFileIsNotMerged) {
+  write(greeting_source, translation("GREETED", "Hello {NAME}", "\\q"));
+  const std::string before = read_whole_file(folder.file("de.po"));
+  EXPECT_EQ(run("merge s.yaml --po de.po").status, 1);
+  EXPECT_EQ(read_whole_file(folder.file("de.po")), before);
+}
+
+TEST_F(CatalogFolder, FileAbove16MiBIsNotRead) {
+  write(greeting_source, "# " + std::string(size_t{16} << 20, 'x') + "\n");
   EXPECT_THAT(run("check s.yaml --po de.po").err,
-              StartsWith("de.po:8:13: error[po-syntax]: the PO file is not valid UTF-8\n"));
+              StartsWith("de.po:1:1: error[too-large]: the PO file is larger than 16 MiB\n"));
 }
 
 TEST_F(CatalogFolder, TranslatorMayRepeatAndReorderPlaceholders) {

@@ -1,0 +1,25 @@
+// Locales as translators' tools name them, and as ICU does.
+#ifndef TOOLS_CATALOG_LOCALE_H
+#define TOOLS_CATALOG_LOCALE_H
+
+#include <string>
+#include <vector>
+
+struct catalog_locale {
+  std::string name;     // ICU's, which the bundle is called by; empty when there is none
+  std::string problem;  // why there is none, to stand behind "no locale: "
+};
+
+// What ICU calls a locale that is named LANGUAGE_SCRIPT_REGION.CODESET@MODIFIER, all but the
+// language optional; also with hyphens. The code set is dropped, and so is the modifier "euro"; the
+// name of a script becomes one ("sr@latin": "sr_Latn"), any other modifier a variant. A variant
+// comes with a region, the language's likeliest one where none is given ("ca@valencia":
+// "ca_ES_VALENCIA"). Scripts, regions and languages of two letters are those that ICU knows; any
+// three letters may be a language.
+catalog_locale icu_locale(const std::string& name);
+
+// The locales that this one of ICU's is a part of, the nearest first: "de_AT" and "de" for
+// "de_AT_1996". Not those that are written in another script.
+std::vector<std::string> broader_locales(const std::string& locale);
+
+#endif
