@@ -1,0 +1,193 @@
+#include "tools/append_batch.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <iostream>
+#include <utility>
+
+#include "tools/sink_error.h"
+#include "tools/terminal_text.h"
+
+// Bytes that the unfinished line of a process has at most; more is no line.
+static constexpr uintmax_t longest_tail = uintmax_t{16} << 20;
+
+static constexpr mode_t file_mode = S_IRUSR | S_IWUSR | S_IRGRP;
+
+append_batch::append_batch(const std::string& folder, const std::string& name, append_rules rules)
+    : rules_(std::move(rules)), lock_(folder, name) {
+  repair_after_death();
+}
+
+append_batch::~append_batch() {
+  take_back();
+}
+
+void append_batch::report(const std::string& note) const {
+  if (rules_.report)
+    rules_.report(note);
+  else
+    std::cerr << "kplog: " << note << '\n';
+}
+
+// --- Unfinished lines ---
+
+// The offset behind the last end of a line among the first `size` bytes; 0 when there is none.
+// longest_tail bytes are looked at.
+static uintmax_t end_of_whole_lines(int file, uintmax_t size) {
+  std::array<char, 65536> block;
+  const uintmax_t least = size > longest_tail ? size - longest_tail : 0;
+  for (uintmax_t end = size; end > least;) {
+    const uintmax_t begin = end - std::min<uintmax_t>(end - least, block.size());
+    const ssize_t count = pread(file, block.data(), end - begin, static_cast<off_t>(begin));
+    if (count != static_cast<ssize_t>(end - begin)) return size;
+    const size_t at = std::string_view(block.data(), end - begin).rfind('\n');
+    if (at != std::string_view::npos) return begin + at + 1;
+    end = begin;
+  }
+  return least;
+}
+
+// Whether the `size` bytes at `offset` can be the start of a line.
+static bool is_unfinished_line(int file, uintmax_t offset, uintmax_t size,
+                               std::string_view line_start) {
+  std::string start(std::min<uintmax_t>(size, line_start.size()), '\0');
+  const ssize_t count = pread(file, start.data(), start.size(), static_cast<off_t>(offset));
+  return size < longest_tail && count == static_cast<ssize_t>(start.size()) &&
+         start == line_start.substr(0, start.size());
+}
+
+void append_batch::repair_tail(int file, const std::string& name, uintmax_t& size,
+                               std::string_view line_start) const {
+  const uintmax_t whole = end_of_whole_lines(file, size);
+  if (whole == size) return;
+  const std::string path = terminal_text(lock_.path(name));
+  const std::string tail = std::to_string(size - whole) + " bytes without an end of line";
+  if (!is_unfinished_line(file, whole, size - whole, line_start))
+    throw sink_error("cannot append to " + path + ": its last " + tail +
+                     " are no line of this program's");
+  if (ftruncate(file, static_cast<off_t>(whole)) != 0)
+    raise_sink_error("cut the unfinished line off", path);
+  size = whole;
+  report(path + ": an unfinished line was cut off, " + tail);
+}
+
+static int appending_flags() {
+  return O_RDWR | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+}
+
+// The lock's note names the file that a process appended to when it died.
+void append_batch::repair_after_death() {
+  const std::string name = lock_.read_note();
+  if (name.empty()) return;
+  const bool is_name = name.find('/') == std::string::npos;
+  const open_descriptor file(is_name ? openat(folder(), name.c_str(), appending_flags()) : -1);
+  struct stat status {};
+  const bool is_file = file.is_open() && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode);
+  uintmax_t size = static_cast<uintmax_t>(status.st_size);
+  if (is_file) repair_tail(file.get(), name, size, "");
+  lock_.write_note("");
+}
+
+// --- Files ---
+
+bool append_batch::open_existing(const std::string& name) {
+  return open_with(name, appending_flags());
+}
+
+void append_batch::open(const std::string& name) {
+  // Whoever makes files without the lock may come in between.
+  while (!open_with(name, appending_flags()) &&
+         !open_with(name, appending_flags() | O_CREAT | O_EXCL)) {
+  }
+}
+
+// False when there is no such file; or, where it is to be made, when there is one.
+bool append_batch::open_with(const std::string& name, int flags) {
+  const bool is_new = (flags & O_CREAT) != 0;
+  open_descriptor file(openat(folder(), name.c_str(), flags, file_mode));
+  if (file.is_open()) {
+    go_on_with(std::move(file), name, is_new);
+    return true;
+  }
+  if (errno != (is_new ? EEXIST : ENOENT)) raise_sink_error("open", lock_.path(name));
+  return false;
+}
+
+void append_batch::go_on_with(open_descriptor file, const std::string& name, bool is_new) {
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0) raise_sink_error("open", lock_.path(name));
+  if (!S_ISREG(status.st_mode))
+    throw sink_error("cannot append to " + terminal_text(lock_.path(name)) +
+                     ": it is not a regular file");
+  uintmax_t size = static_cast<uintmax_t>(status.st_size);
+  if (size > 0) repair_tail(file.get(), name, size, rules_.line_start);
+  finish_file();
+  touched_.push_back({name, size, status.st_dev, status.st_ino, is_new});
+  file_ = std::move(file);
+  size_ = size;
+  if (is_new) static_cast<void>(fchmod(file_.get(), file_mode));
+  lock_.write_note(name);
+}
+
+void append_batch::finish_file() {
+  if (rules_.synced && file_.is_open() && fsync(file_.get()) != 0)
+    raise_sink_error("write", lock_.path(touched_.back().name));
+}
+
+void append_batch::append(std::string_view lines) {
+  while (!lines.empty()) {
+    const ssize_t written = write(file_.get(), lines.data(), lines.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) raise_sink_error("write", lock_.path(touched_.back().name));
+    lines.remove_prefix(static_cast<size_t>(written));
+    size_ += static_cast<size_t>(written);
+  }
+}
+
+void append_batch::commit() {
+  finish_file();
+  const bool has_new = std::any_of(touched_.begin(), touched_.end(),
+                                   [](const touched_file& touched) { return touched.is_new; });
+  // Not every file system can synchronise a folder, which is no failure of the files.
+  if (rules_.synced && has_new) static_cast<void>(fsync(folder()));
+  lock_.write_note("");
+  touched_.clear();
+}
+
+// --- Taking back ---
+
+static bool is_file(const struct stat& status, dev_t device, ino_t number) {
+  return status.st_dev == device && status.st_ino == number;
+}
+
+// A file that became shorter meanwhile is not made longer again.
+void append_batch::take_back(const touched_file& touched, int file) const noexcept {
+  struct stat status {};
+  if (fstat(file, &status) != 0 || !is_file(status, touched.device, touched.number)) return;
+  if (static_cast<uintmax_t>(status.st_size) > touched.size)
+    static_cast<void>(ftruncate(file, static_cast<off_t>(touched.size)));
+  const bool is_named =
+      fstatat(folder(), touched.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+      is_file(status, touched.device, touched.number);
+  if (touched.is_new && is_named) unlinkat(folder(), touched.name.c_str(), 0);
+}
+
+void append_batch::take_back() noexcept {
+  if (touched_.empty()) return;
+  take_back(touched_.back(), file_.get());
+  touched_.pop_back();
+  for (; !touched_.empty(); touched_.pop_back()) {
+    const touched_file& touched = touched_.back();
+    const open_descriptor file(openat(folder(), touched.name.c_str(), appending_flags()));
+    if (file.is_open()) take_back(touched, file.get());
+  }
+  try {
+    lock_.write_note("");
+  } catch (const sink_error&) {
+    // The next holder looks at a file that is in order.
+  }
+}

@@ -1,0 +1,134 @@
+#include "tools/log_text.h"
+
+#include <unicode/ucnv.h>
+#include <unicode/ucnv_cb.h>
+#include <unicode/ustring.h>
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+#include "tools/terminal_text.h"
+#include "tools/utf8_text.h"
+
+// --- Escapes ---
+
+static constexpr bool is_plain_ascii(char byte) {
+  return (byte >= ' ' && byte <= '~') || byte == '\t';
+}
+
+// Appends the character at `offset`, written out when it has to be; its size.
+static size_t append_character(std::string& line, std::string_view text, size_t offset) {
+  const utf8_character character = utf8_at(text, offset);
+  if (!character.valid || is_unsafe_on_terminal(character.code_point))
+    line += written_out(character);
+  else
+    line += text.substr(offset, character.size);
+  return character.size;
+}
+
+void append_log_text(std::string& line, std::string_view text) {
+  while (!text.empty()) {
+    const auto end = std::find_if_not(text.begin(), text.end(), is_plain_ascii);
+    const size_t plain = static_cast<size_t>(end - text.begin());
+    line.append(text.data(), plain);
+    text.remove_prefix(plain);
+    if (!text.empty()) text.remove_prefix(append_character(line, text, 0));
+  }
+}
+
+// --- Code pages ---
+
+struct converter_closer {
+  void operator()(UConverter* converter) const { ucnv_close(converter); }
+};
+
+struct log_code_page::converter {
+  std::unique_ptr<UConverter, converter_closer> handle;
+  std::u16string units;  // of a line
+
+  // Appends the units in the code page, in its initial state before and behind them.
+  void append(std::string& out);
+};
+
+// Called by ICU for what the code page lacks: writes \u{N} in its place. What tells only of a
+// reset or of the end is no character.
+static void write_missing(const void*, UConverterFromUnicodeArgs* arguments, const UChar*, int32_t,
+                          UChar32 code_point, UConverterCallbackReason reason, UErrorCode* status) {
+  if (reason > UCNV_IRREGULAR) return;
+  const std::string escape =
+      written_out({.code_point = static_cast<uint32_t>(code_point), .size = 0, .valid = true});
+  const std::u16string units(escape.begin(), escape.end());
+  *status = U_ZERO_ERROR;
+  const UChar* source = units.data();
+  ucnv_cbFromUWriteUChars(arguments, &source, source + units.size(), 0, status);
+}
+
+void log_code_page::converter::append(std::string& out) {
+  const UChar* source = units.data();
+  const UChar* const source_end = source + units.size();
+  UErrorCode status = U_BUFFER_OVERFLOW_ERROR;
+  ucnv_resetFromUnicode(handle.get());
+  while (status == U_BUFFER_OVERFLOW_ERROR) {
+    std::array<char, 4096> block;
+    char* target = block.data();
+    status = U_ZERO_ERROR;
+    ucnv_fromUnicode(handle.get(), &target, block.data() + block.size(), &source, source_end,
+                     nullptr, true, &status);
+    out.append(block.data(), static_cast<size_t>(target - block.data()));
+  }
+  if (U_FAILURE(status))
+    throw std::runtime_error(std::string("ICU cannot convert a line: ") + u_errorName(status));
+}
+
+// Characters whose UTF-16 form has a byte 0A, between some that make a code page of several modes
+// write UTF-16.
+static std::u16string units_with_byte_0a() {
+  std::u16string units = u"\u6F22\u5B57";
+  for (char16_t i = 0; i < 0x100; ++i) {
+    const bool is_surrogate = i >= 0xD8 && i <= 0xDF;
+    units += static_cast<char16_t>(0x0A00 + i);
+    if (!is_surrogate && i > 0) units += static_cast<char16_t>(i * 0x100 + 0x0A);
+    units += u"\u6F22\u5B57";
+  }
+  return units;
+}
+
+log_code_page::log_code_page(const std::string& name) {
+  UErrorCode status = U_ZERO_ERROR;
+  if (name.empty()) return;
+  std::unique_ptr<converter> made(new converter{
+      std::unique_ptr<UConverter, converter_closer>(ucnv_open(name.c_str(), &status)), {}});
+  if (U_SUCCESS(status))
+    ucnv_setFromUCallBack(made->handle.get(), write_missing, nullptr, nullptr, nullptr, &status);
+  if (U_FAILURE(status))
+    throw std::invalid_argument("the code page " + terminal_text(name) + " is not known to ICU");
+  if (ucnv_getType(made->handle.get()) == UCNV_UTF8) return;
+  std::string line_end;
+  std::string others;
+  made->units = u"\n";
+  made->append(line_end);
+  made->units = units_with_byte_0a();
+  made->append(others);
+  if (line_end != "\n" || others.find('\n') != std::string::npos)
+    throw std::invalid_argument("in the code page " + terminal_text(name) +
+                                " the byte 0A is not the end of a line");
+  converter_ = std::move(made);
+}
+
+log_code_page::~log_code_page() = default;
+
+void log_code_page::append(std::string& out, std::string_view line) {
+  if (converter_ == nullptr) {
+    out += line;
+    return;
+  }
+  std::u16string& units = converter_->units;
+  units.resize(line.size());
+  int32_t length = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strFromUTF8WithSub(units.data(), static_cast<int32_t>(units.size()), &length, line.data(),
+                       static_cast<int32_t>(line.size()), 0xFFFD, nullptr, &status);
+  units.resize(static_cast<size_t>(length));
+  converter_->append(out);
+}

@@ -1,0 +1,111 @@
+#include "tools/record_sink.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <stdexcept>
+
+#include "kp_LOG_filenames.h"
+#include "tools/sink_kinds.h"
+#include "tools/terminal_text.h"
+
+// Bytes of a name that a serial number or a lock's ending is added to.
+static constexpr size_t longest_name = 200;
+
+[[noreturn]] static void refuse(const std::string& text) {
+  throw std::invalid_argument(terminal_text(text));
+}
+
+// --- A place in a folder ---
+
+struct sink_place {
+  std::string folder;
+  std::string name;  // may be empty
+};
+
+static sink_place place_of(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return {".", path};
+  return {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
+}
+
+static void check_name(const std::string& sink, const char* what, const std::string& name) {
+  if (name.empty() || name == "." || name == "..")
+    refuse("the sink " + sink + " lacks the name of its " + what);
+  if (name.size() > longest_name)
+    refuse("the sink " + sink + " has a " + what + " of " + std::to_string(name.size()) +
+           " bytes; at most " + std::to_string(longest_name) + " are possible");
+}
+
+// --- text: ---
+
+static void check_prefix(const std::string& sink, const std::string& prefix) {
+  check_name(sink, "prefix", prefix);
+  std::string safe = prefix;
+  remove_pathname_dir_separators(safe.data());
+  const size_t at = static_cast<size_t>(
+      std::mismatch(prefix.begin(), prefix.end(), safe.begin()).first - prefix.begin());
+  if (at == prefix.size()) return;
+  const std::string found = prefix.substr(at, utf8_at(prefix, at).size);
+  refuse("the sink " + sink + " has \"" + found +
+         "\" in its prefix, which is of ASCII letters, digits, \"_\" and \"-\"");
+}
+
+// Bytes, with K, M or G behind them for the powers of 1024; nothing for any other text and for 0.
+static std::optional<uintmax_t> parse_size(std::string_view text) {
+  const size_t unit = std::string_view("KMG").find(text.empty() ? '\0' : text.back());
+  const int shift = unit == std::string_view::npos ? 0 : static_cast<int>(unit + 1) * 10;
+  if (shift != 0) text.remove_suffix(1);
+  uintmax_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const bool is_number = error == std::errc() && end == text.data() + text.size();
+  if (!is_number || number == 0 || number > (UINTMAX_MAX >> 1 >> shift)) return std::nullopt;
+  return number << shift;
+}
+
+static uintmax_t parse_text_options(const std::string& sink, std::string_view options) {
+  const std::string_view key = "max-size=";
+  if (options.substr(0, key.size()) != key)
+    refuse("the sink " + sink + " has the option \"" + std::string(options) +
+           "\"; the only one is max-size=SIZE");
+  const std::optional<uintmax_t> size = parse_size(options.substr(key.size()));
+  if (!size)
+    refuse("the sink " + sink + " has the size \"" + std::string(options.substr(key.size())) +
+           "\"; a size is a number from 1, with K, M or G behind it or nothing");
+  return *size;
+}
+
+static std::unique_ptr<record_sink> make_text_sink(const std::string& sink, const std::string& path,
+                                                   const sink_options& options) {
+  sink_place place = place_of(path);
+  const size_t comma = place.name.find(',');
+  uintmax_t max_size = default_log_size;
+  if (comma != std::string::npos) {
+    max_size = parse_text_options(sink, std::string_view(place.name).substr(comma + 1));
+    place.name.resize(comma);
+  }
+  check_prefix(sink, place.name);
+  return make_text_log_sink(place.folder, place.name, max_size, options);
+}
+
+// --- json: ---
+
+static std::unique_ptr<record_sink> make_json_sink(const std::string& sink, const std::string& path,
+                                                   const sink_options& options) {
+  if (path == "-") return make_json_output_sink(options);
+  const sink_place place = place_of(path);
+  check_name(sink, "file", place.name);
+  return make_json_file_sink(place.folder, place.name, options);
+}
+
+std::unique_ptr<record_sink> make_record_sink(const std::string& description,
+                                              const sink_options& options) {
+  if (description.find('\0') != std::string::npos) refuse("the sink " + description + " has a NUL");
+  if (description == "-") return make_message_sink(options);
+  if (description.rfind("text:", 0) == 0)
+    return make_text_sink(description, description.substr(5), options);
+  if (description.rfind("json:", 0) == 0)
+    return make_json_sink(description, description.substr(5), options);
+  refuse("\"" + description +
+         "\" is no sink; a sink is text:DIR/PREFIX[,max-size=SIZE], json:FILE, json:- or -");
+}

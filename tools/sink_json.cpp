@@ -1,0 +1,65 @@
+#include "tools/append_batch.h"
+#include "tools/sink_kinds.h"
+#include "tools/standard_output.h"
+#include "tools/stored_form.h"
+
+// Gathers lines of the stored form.
+class json_sink : public record_sink {
+ public:
+  explicit json_sink(const sink_options& options) : form_(options.set_version) {}
+
+  void add(const sink_entry& entry) override {
+    form_.append(lines_, entry);
+    lines_ += '\n';
+  }
+  size_t pending() const override { return lines_.size(); }
+
+ protected:
+  std::string lines_;
+
+ private:
+  stored_form form_;
+};
+
+class json_output_sink : public json_sink {
+ public:
+  using json_sink::json_sink;
+
+  void write(bool synced) override { write_standard_output(lines_, synced); }
+  bool is_standard_output() const override { return true; }
+};
+
+class json_file_sink : public json_sink {
+ public:
+  json_file_sink(const std::string& folder, const std::string& name, const sink_options& options)
+      : json_sink(options), folder_(folder), name_(name), report_(options.report) {
+    append_batch batch(folder_, name_, rules(false));
+    batch.open_existing(name_);
+    batch.commit();
+  }
+
+  void write(bool synced) override {
+    if (lines_.empty()) return;
+    append_batch batch(folder_, name_, rules(synced));
+    batch.open(name_);
+    batch.append(lines_);
+    batch.commit();
+    lines_.clear();
+  }
+
+ private:
+  append_rules rules(bool synced) const { return {synced, stored_form::line_start, report_}; }
+
+  std::string folder_;
+  std::string name_;
+  std::function<void(const std::string&)> report_;
+};
+
+std::unique_ptr<record_sink> make_json_output_sink(const sink_options& options) {
+  return std::make_unique<json_output_sink>(options);
+}
+
+std::unique_ptr<record_sink> make_json_file_sink(const std::string& folder, const std::string& name,
+                                                 const sink_options& options) {
+  return std::make_unique<json_file_sink>(folder, name, options);
+}

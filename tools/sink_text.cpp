@@ -1,0 +1,219 @@
+#include <dirent.h>
+#include <fcntl.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+
+#include "kp_LOG_filenames.h"
+#include "tools/append_batch.h"
+#include "tools/log_text.h"
+#include "tools/sink_kinds.h"
+
+static constexpr unsigned last_serial = 9999;  // four digits; names with more are not recognised
+
+// Days whose serials are remembered; records with times all over the calendar do not make the
+// memory grow.
+static constexpr size_t remembered_days = 64;
+
+struct log_day {
+  unsigned short year = 0;
+  unsigned short month = 0;
+  unsigned short day = 0;
+
+  auto operator<=>(const log_day&) const = default;
+};
+
+// The text of times, of which many have the minute in common.
+class log_time_text {
+ public:
+  std::string_view of(const kp_Time& time) {
+    if (!is_minute_of(time)) print(time);
+    text_[second_at_] = static_cast<char>('0' + time.get_second() / 10 % 10);
+    text_[second_at_ + 1] = static_cast<char>('0' + time.get_second() % 10);
+    return text_;
+  }
+
+ private:
+  bool is_minute_of(const kp_Time& time) const {
+    return time.get_minute() == printed_.get_minute() && time.get_hour() == printed_.get_hour() &&
+           time.get_day() == printed_.get_day() && time.get_month() == printed_.get_month() &&
+           time.get_year() == printed_.get_year() &&
+           time.get_zone_bias() == printed_.get_zone_bias() &&
+           time.get_daylight_flag() == printed_.get_daylight_flag() &&
+           time.is_GMT_time_mode() == printed_.is_GMT_time_mode() && !text_.empty();
+  }
+  void print(const kp_Time& time) {
+    std::array<char, 64> text;
+    time.print_out(text.data(), static_cast<unsigned>(text.size()));
+    text_ = text.data();
+    second_at_ = text_.find('T') + 7;
+    printed_ = time;
+  }
+
+  kp_Time printed_;
+  std::string text_;
+  size_t second_at_ = 0;
+};
+
+class text_log_sink : public record_sink {
+ public:
+  text_log_sink(const std::string& folder, const std::string& prefix, uintmax_t max_size,
+                const sink_options& options)
+      : folder_(folder),
+        prefix_(prefix),
+        max_size_(max_size),
+        report_(options.report),
+        code_page_(options.code_page) {
+    append_batch(folder_, prefix_, {.report = report_}).commit();
+  }
+
+  void add(const sink_entry& entry) override;
+  size_t pending() const override { return pending_; }
+  void write(bool synced) override;
+  void reopen() override { serials_.clear(); }
+
+ private:
+  std::string& lines_of(const kp_Time& time);
+  std::string log_name(const log_day& day, unsigned serial) const;
+  unsigned highest_serial(const append_batch& batch, const log_day& day) const;
+  void open_last(append_batch& batch, const log_day& day);
+  void open_next(append_batch& batch, const log_day& day);
+  size_t part_that_fits(std::string_view lines, uintmax_t size) const;
+  void append(append_batch& batch, const log_day& day, std::string_view lines);
+
+  std::string folder_;
+  std::string prefix_;
+  uintmax_t max_size_;
+  std::function<void(const std::string&)> report_;
+  log_code_page code_page_;
+
+  log_time_text time_text_;
+  std::string line_;                                           // reused
+  std::map<log_day, std::string> days_;                        // the lines gathered
+  std::pair<const log_day, std::string>* last_day_ = nullptr;  // of days_, or null
+  size_t pending_ = 0;
+
+  std::map<log_day, unsigned> serials_;  // of the logs last written to
+};
+
+// --- Gathering ---
+
+std::string& text_log_sink::lines_of(const kp_Time& time) {
+  const log_day day = {time.get_year(), time.get_month(), time.get_day()};
+  if (last_day_ == nullptr || last_day_->first != day) last_day_ = &*days_.try_emplace(day).first;
+  return last_day_->second;
+}
+
+void text_log_sink::add(const sink_entry& entry) {
+  const kp_LOG_LogEntry& made = entry.made.entry;
+  line_ = time_text_.of(entry.time);
+  line_ += ' ';
+  line_ += static_cast<char>('0' + made.GetLogLevel());
+  line_ += ' ';
+  if (entry.made.event != nullptr && !entry.made.event->name.empty())
+    append_log_text(line_, entry.made.event->name);
+  else
+    line_ += std::to_string(made.GetEntryID());
+  line_ += ' ';
+  append_log_text(line_, entry.message);
+
+  std::string& lines = lines_of(entry.time);
+  const size_t before = lines.size();
+  code_page_.append(lines, line_);
+  lines += '\n';
+  pending_ += lines.size() - before;
+}
+
+// --- Which log ---
+
+std::string text_log_sink::log_name(const log_day& day, unsigned serial) const {
+  const std::unique_ptr<char[]> name(
+      make_text_log_filename(prefix_.c_str(), day.year, day.month, day.day, serial, nullptr));
+  return name.get();
+}
+
+struct directory_closer {
+  void operator()(DIR* directory) const { closedir(directory); }
+};
+
+// 0 when the day has no log.
+unsigned text_log_sink::highest_serial(const append_batch& batch, const log_day& day) const {
+  open_descriptor folder(openat(batch.folder(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::unique_ptr<DIR, directory_closer> directory(fdopendir(folder.get()));
+  if (directory == nullptr) raise_sink_error("read the folder", folder_);
+  folder.release();
+  unsigned highest = 0;
+  while (const dirent* const file = readdir(directory.get())) {
+    log_day found;
+    unsigned short serial = 0;
+    if (is_a_valid_text_log(file->d_name, prefix_.c_str(), &found.year, &found.month, &found.day,
+                            &serial) == 1 &&
+        found == day)
+      highest = std::max<unsigned>(highest, serial);
+  }
+  return highest;
+}
+
+// Goes on with the log that has the day's highest serial, and makes the first where there is none.
+// Another process may have gone on to later ones since this one last wrote.
+void text_log_sink::open_last(append_batch& batch, const log_day& day) {
+  const auto known = serials_.find(day);
+  unsigned serial = known == serials_.end() ? 0 : known->second;
+  if (serial == 0 || !batch.open_existing(log_name(day, serial))) {
+    serial = std::max(highest_serial(batch, day), 1U);
+    batch.open(log_name(day, serial));
+  }
+  while (serial < last_serial && batch.open_existing(log_name(day, serial + 1))) ++serial;
+  if (serials_.size() >= remembered_days) serials_.clear();
+  serials_[day] = serial;
+}
+
+void text_log_sink::open_next(append_batch& batch, const log_day& day) {
+  const unsigned serial = serials_[day] + 1;
+  if (serial > last_serial)
+    throw sink_error("no serial is left behind " + folder_ + "/" + log_name(day, last_serial));
+  batch.open(log_name(day, serial));
+  serials_[day] = serial;
+}
+
+// --- Writing ---
+
+// Bytes of whole lines that a log of that size takes. A line that is longer than a log goes into
+// one of its own.
+size_t text_log_sink::part_that_fits(std::string_view lines, uintmax_t size) const {
+  const uintmax_t room = size < max_size_ ? max_size_ - size : 0;
+  if (lines.size() <= room) return lines.size();
+  const size_t end = room == 0 ? std::string_view::npos : lines.rfind('\n', room - 1);
+  if (end != std::string_view::npos) return end + 1;
+  return size == 0 ? lines.find('\n') + 1 : 0;
+}
+
+void text_log_sink::append(append_batch& batch, const log_day& day, std::string_view lines) {
+  open_last(batch, day);
+  while (!lines.empty()) {
+    const size_t part = part_that_fits(lines, batch.size());
+    if (part == 0) {
+      open_next(batch, day);
+      continue;
+    }
+    batch.append(lines.substr(0, part));
+    lines.remove_prefix(part);
+  }
+}
+
+void text_log_sink::write(bool synced) {
+  if (days_.empty()) return;
+  append_batch batch(folder_, prefix_, {.synced = synced, .report = report_});
+  for (const auto& [day, lines] : days_) append(batch, day, lines);
+  batch.commit();
+  days_.clear();
+  last_day_ = nullptr;
+  pending_ = 0;
+}
+
+std::unique_ptr<record_sink> make_text_log_sink(const std::string& folder,
+                                                const std::string& prefix, uintmax_t max_size,
+                                                const sink_options& options) {
+  return std::make_unique<text_log_sink>(folder, prefix, max_size, options);
+}

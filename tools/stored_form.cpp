@@ -1,0 +1,219 @@
+#include "tools/stored_form.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+
+#include "tools/definition_model.h"
+#include "tools/terminal_text.h"
+#include "tools/utf8_text.h"
+
+// --- Texts ---
+
+static bool is_plain_in_json(unsigned char byte) {
+  return byte >= ' ' && byte <= '~' && byte != '"' && byte != '\\';
+}
+
+// The character behind the backslash of a short escape; NUL for others.
+static char short_escape(uint32_t code_point) {
+  switch (code_point) {
+    case '"':
+    case '\\':
+      return static_cast<char>(code_point);
+    case '\n':
+      return 'n';
+    case '\r':
+      return 'r';
+    case '\t':
+      return 't';
+    default:
+      return '\0';
+  }
+}
+
+static void append_json_character(std::string& json, const utf8_character& character,
+                                  std::string_view bytes) {
+  const char escape = character.valid ? short_escape(character.code_point) : '\0';
+  if (escape != '\0') {
+    json += '\\';
+    json += escape;
+  } else if (!character.valid) {
+    json += "\\uFFFD";
+  } else if (is_unsafe_on_terminal(character.code_point)) {
+    json += "\\u" + hexadecimal(character.code_point, 4);
+  } else {
+    json += bytes;
+  }
+}
+
+void append_json_text(std::string& json, std::string_view text) {
+  json += '"';
+  for (size_t i = 0; i < text.size();) {
+    size_t plain = i;
+    while (plain < text.size() && is_plain_in_json(static_cast<unsigned char>(text[plain])))
+      ++plain;
+    json.append(text, i, plain - i);
+    i = plain;
+    if (i == text.size()) break;
+    const utf8_character character = utf8_at(text, i);
+    append_json_character(json, character, text.substr(i, character.size));
+    i += character.size;
+  }
+  json += '"';
+}
+
+// --- Values ---
+
+template <class Number>
+static void append_number(std::string& json, Number number) {
+  std::array<char, 32> digits;
+  const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number);
+  json.append(digits.data(), end);
+}
+
+static void append_value(std::string& json, bool value) {
+  json += value ? "true" : "false";
+}
+static void append_value(std::string& json, unsigned value) {
+  append_number(json, value);
+}
+static void append_value(std::string& json, int value) {
+  append_number(json, value);
+}
+static void append_value(std::string& json, unsigned char value) {
+  append_number(json, unsigned{value});
+}
+static void append_value(std::string& json, char value) {
+  append_number(json, int{static_cast<signed char>(value)});
+}
+static void append_value(std::string& json, unsigned short value) {
+  append_number(json, unsigned{value});
+}
+static void append_value(std::string& json, short value) {
+  append_number(json, int{value});
+}
+
+// JSON has no number for what is not finite.
+static void append_value(std::string& json, double value) {
+  if (std::isnan(value))
+    json += "\"NaN\"";
+  else if (std::isinf(value))
+    json += value < 0 ? "\"-Infinity\"" : "\"Infinity\"";
+  else
+    append_number(json, value);
+}
+
+static void append_value(std::string& json, const char* value) {
+  append_json_text(json, value);
+}
+
+static void append_value(std::string& json, const kp_Time& value) {
+  std::array<char, 64> text;
+  value.print_out(text.data(), static_cast<unsigned>(text.size()));
+  append_json_text(json, text.data());
+}
+
+// --- Attributes ---
+
+// Reads a value of one C++ type by the getter of that type, and appends it; false when the entry
+// does not hold the attribute.
+template <class Value, bool (kp_LOG_LogEntry::*Get)(const char*, Value&) const>
+static bool append_held(std::string& json, const kp_LOG_LogEntry& entry, const char* name) {
+  Value value{};
+  if (!(entry.*Get)(name, value)) return false;
+  append_value(json, value);
+  return true;
+}
+
+using append_attribute = bool (*)(std::string&, const kp_LOG_LogEntry&, const char*);
+
+// How values of a type are read; null for a type that entries cannot hold.
+static append_attribute reader_of(kp_AttributeType type) {
+  using entry = kp_LOG_LogEntry;
+  if (is_string_attribute(type)) return append_held<const char*, &entry::GetAttribStr>;
+  if (is_unicode_string_attribute(type)) return append_held<const char*, &entry::GetAttribMBStr>;
+  if (is_time_attribute(type)) return append_held<kp_Time, &entry::GetAttribTime>;
+  switch (type) {
+    case TypeBool:
+      return append_held<bool, &entry::GetAttribBool>;
+    case TypeUInt1:
+      return append_held<unsigned char, &entry::GetAttrib1u>;
+    case TypeSInt1:
+      return append_held<char, &entry::GetAttrib1>;
+    case TypeUInt2:
+      return append_held<unsigned short, &entry::GetAttrib2u>;
+    case TypeSInt2:
+      return append_held<short, &entry::GetAttrib2>;
+    case TypeUInt4:
+      return append_held<unsigned, &entry::GetAttrib4u>;
+    case TypeSInt4:
+      return append_held<int, &entry::GetAttrib4>;
+    case TypeFloat:
+      return append_held<double, &entry::GetAttribFloat8>;
+    default:
+      return nullptr;
+  }
+}
+
+// Appends "NAME":VALUE and, to `types`, "NAME":"TYPE", with commas in front, when the attribute is
+// held.
+static void append_member(std::string& json, std::string& types, const made_entry& made,
+                          const known_attribute& attribute) {
+  const append_attribute append = reader_of(attribute.type);
+  const size_t before = json.size();
+  json += ',';
+  append_json_text(json, attribute.name);
+  const std::string member_name = json.substr(before) + ':';
+  json += ':';
+  if (append == nullptr || !append(json, made.entry, attribute.name.c_str())) {
+    json.resize(before);
+    return;
+  }
+  types += member_name;
+  append_json_text(types, short_type_name(attribute.type));
+}
+
+static void append_object(std::string& json, const char* key, std::string_view members) {
+  json += key;
+  json += '{';
+  json += members.substr(members.empty() ? 0 : 1);
+  json += '}';
+}
+
+static void append_attributes(std::string& json, const made_entry& made) {
+  std::string members;
+  std::string types;
+  if (made.event != nullptr)
+    for (const known_attribute& attribute : made.event->attributes)
+      append_member(members, types, made, attribute);
+  append_object(json, ",\"attributes\":", members);
+  append_object(json, ",\"types\":", types);
+}
+
+// --- The whole ---
+
+stored_form::stored_form(const std::string& set_version) : start_(line_start) {
+  append_json_text(start_, set_version);
+  start_ += ",\"event\":";
+}
+
+void stored_form::append(std::string& line, const sink_entry& entry) const {
+  const made_entry& made = entry.made;
+  line += start_;
+  append_value(line, made.entry.GetEntryID());
+  if (made.event != nullptr && !made.event->name.empty()) {
+    line += ",\"name\":";
+    append_json_text(line, made.event->name);
+  }
+  line += ",\"level\":";
+  append_value(line, made.entry.GetLogLevel());
+  line += ",\"time\":";
+  append_value(line, entry.time);
+  append_attributes(line, made);
+  line += ",\"message_index\":";
+  append_value(line, made.message_index);
+  line += ",\"message\":";
+  append_json_text(line, entry.message);
+  line += '}';
+}
