@@ -1,0 +1,50 @@
+// Records as log entries.
+#ifndef TOOLS_RECORD_ENTRY_H
+#define TOOLS_RECORD_ENTRY_H
+
+#include <string>
+#include <string_view>
+
+#include "kp_LOG_LogEntry.h"
+#include "tools/event_set.h"
+#include "tools/record_parser.h"
+
+// An entry made of a record.
+struct made_entry {
+  kp_LOG_LogEntry entry;
+  const known_event* event = nullptr;  // null: nothing was made yet
+  unsigned message_index = 0;
+};
+
+class entry_maker {
+ public:
+  explicit entry_maker(const event_set& events) : events_(events) {}
+
+  // Makes the entry of `record`, which was parsed from `line`. The level is 3 and the time is now
+  // where the record says nothing; the time keeps the zone that the record tells it in. The result
+  // lives until the next call. Raises record_error: for an event that is not known or named twice,
+  // an attribute that the event does not declare, a value that its type does not hold. Raises
+  // KPX_memory_alloc.
+  const made_entry& make(const parsed_record& record, std::string_view line);
+
+ private:
+  const known_event& event_of(const parsed_record& record, std::string_view line) const;
+  void set_time(const parsed_record& record, std::string_view line);
+  void add(const record_attribute& attribute, std::string_view line);
+
+  const event_set& events_;
+  made_entry made_;
+  std::string text_;       // a text with its NUL
+  std::string time_text_;  // the time that was read last, most often that of the next record
+  kp_Time time_;
+};
+
+// A Float that JSON has no number for, as records write it: "NaN", "Infinity", "-Infinity". Null
+// for any other.
+const char* special_float_text(double value);
+
+// The readable message of the entry in UTF-8; raises record_error at column 1 where the library
+// cannot render it.
+std::string entry_message(const made_entry& made);
+
+#endif

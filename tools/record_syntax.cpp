@@ -1,0 +1,72 @@
+#include "tools/record_syntax.h"
+
+#include <nlohmann/json.hpp>
+
+#include "tools/record_parser.h"
+#include "tools/terminal_text.h"
+#include "tools/utf8_text.h"
+
+[[noreturn]] static void raise(std::string_view line, size_t offset, const std::string& text) {
+  throw record_error(record_fault::syntax, record_column(line, offset), text);
+}
+
+void require_record_size(std::string_view line) {
+  if (line.size() > record_size_limit)
+    raise(line, record_size_limit,
+          "a record has at most " + std::to_string(record_size_limit) + " bytes, and this has " +
+              std::to_string(line.size()));
+}
+
+// The part of the parser's text that tells the fault: without its own name for it, the place,
+// and the token, which may be long.
+static std::string reason_in(std::string_view text) {
+  const size_t column = text.find(": ", text.find("column"));
+  if (column != std::string_view::npos) text.remove_prefix(column + 2);
+  const size_t token = text.find("; last read: '");
+  if (token == std::string_view::npos) return std::string(text);
+  const size_t expected = text.rfind("'; expected ");
+  return std::string(text.substr(0, token)) +
+         std::string(expected == std::string_view::npos || expected < token
+                         ? std::string_view()
+                         : text.substr(expected + 1));
+}
+
+// Takes every value and keeps none; remembers the first fault.
+class syntax_finder : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  size_t offset = 0;   // of the fault
+  std::string reason;  // empty: there is none
+
+  bool null() override { return true; }
+  bool boolean(bool) override { return true; }
+  bool number_integer(number_integer_t) override { return true; }
+  bool number_unsigned(number_unsigned_t) override { return true; }
+  bool number_float(number_float_t, const string_t&) override { return true; }
+  bool string(string_t&) override { return true; }
+  bool binary(binary_t&) override { return true; }
+  bool start_object(size_t) override { return true; }
+  bool key(string_t&) override { return true; }
+  bool end_object() override { return true; }
+  bool start_array(size_t) override { return true; }
+  bool end_array() override { return true; }
+  bool parse_error(size_t position, const std::string&,
+                   const nlohmann::json::exception& error) override {
+    offset = position == 0 ? 0 : position - 1;
+    reason = reason_in(error.what());
+    return false;
+  }
+};
+
+void raise_record_syntax(std::string_view line) {
+  const size_t invalid = utf8_first_invalid(line);
+  if (invalid != std::string_view::npos)
+    raise(line, invalid,
+          "a record is UTF-8, and the byte " +
+              hexadecimal(static_cast<unsigned char>(line[invalid]), 2) + " is not");
+  const size_t first = line.find_first_not_of(" \t\r\n");
+  if (first == std::string_view::npos) raise(line, 0, "a record is an object, not an empty line");
+  syntax_finder finder;
+  nlohmann::json::sax_parse(line, &finder);
+  if (!finder.reason.empty()) raise(line, finder.offset, finder.reason);
+  raise(line, first, "a record is one JSON object");
+}
