@@ -1,0 +1,119 @@
+#!/usr/bin/env python3
+"""Runs the examples of the pages: every command line that begins with, or pipes into, kplog.
+
+usage: documentation_examples_test.py KPLOG DOCS
+
+Each page has a folder of its own with the files that its examples speak of; its command lines run there in
+the order of the page, so that one finds what those before it wrote.
+"""
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+KPLOG, DOCS = sys.argv[1:3]
+
+PAGES = ["tools.md", "translations.md", "definition-source.md", "generated-header.md"]
+
+# Lines that show the form of a command, or write where only an administrator may.
+NO_EXAMPLE = re.compile(r"\b(SOURCE|INPUT|OLD|FILE|NAME|PRODUCT|COUNTER|RECORDS)\b|/usr/|~/|\.\.\.|: ")
+
+FINDING = 1  # the status of a command that found something to tell
+
+SOURCE = "kplog: 1\nlog_version: \"2.0\"\nevents:\n"
+
+
+def page_lines(page):
+    with open(os.path.join(DOCS, page), encoding="utf-8") as text:
+        return text.read().splitlines()
+
+
+def first_block(page):
+    """The first indented block, without its indentation."""
+    block = []
+    for line in page_lines(page):
+        if line.startswith("    ") or (block and not line):
+            block.append(line[4:])
+        elif block:
+            break
+    return "\n".join(block) + "\n"
+
+
+def examples(page):
+    """The command lines of the page, with their line numbers."""
+    for number, line in enumerate(page_lines(page), 1):
+        if re.match(r"    (kplog |[^|:]*\| kplog )", line) and not NO_EXAMPLE.search(line):
+            yield number, line.strip()
+
+
+def run(command, folder):
+    path = os.path.join(folder, "bin") + os.pathsep + os.environ["PATH"]
+    environment = {**os.environ, "PATH": path, "LESS": "-X", "HOME": folder}
+    return subprocess.run(["bash", "-o", "pipefail", "-c", command], cwd=folder, env=environment, text=True,
+                          stdin=subprocess.DEVNULL, capture_output=True, check=False)
+
+
+def write(folder, name, text, mode=0o644):
+    path = os.path.join(folder, name)
+    os.makedirs(os.path.dirname(path), exist_ok=True)
+    with open(path, "w", encoding="utf-8") as file:
+        file.write(text)
+    os.chmod(path, mode)
+
+
+def prepare(folder):
+    """What the examples speak of: sources, compiled files, programs, and a repository with a tag."""
+    login = SOURCE + "  LOGIN: {id: 1, attributes: {USER: Char64}, message: \"{USER} logged in\"}\n"
+    write(folder, "events.yaml", first_block("definition-source.md"))
+    write(folder, "standard.yaml", login)
+    write(folder, "old.yaml", login)
+    write(folder, "new.yaml", SOURCE + "  LOGIN: {id: 1, message: somebody logged in}\n")
+    write(folder, "product.yaml", SOURCE + "  PAID: {id: 2, message: paid}\n")
+    write(folder, "base.yaml", SOURCE + "  STARTED: {id: 3, message: started}\n")
+    write(folder, "network.yaml", SOURCE + "  LINK_UP: {id: 4, message: up}\n")
+    os.makedirs(os.path.join(folder, "bin"))
+    os.symlink(os.path.abspath(KPLOG), os.path.join(folder, "bin", "kplog"))
+    write(folder, "bin/generate", "#!/bin/sh\ncat events.yaml\n", 0o755)
+    made = run("kplog compile -q standard.yaml -o standard.ldf && kplog compile -q old.yaml -o old.ldf &&"
+               " kplog compile -q new.yaml -o new.ldf && git init -q . && git add events.yaml &&"
+               " git -c user.name=a -c user.email=a@example.com commit -q -m one && git tag v1", folder)
+    assert made.returncode == 0, made.stderr
+
+
+class DocumentationExamples(unittest.TestCase):
+    maxDiff = None
+
+    def run_page(self, page):
+        count = 0
+        with tempfile.TemporaryDirectory() as folder:
+            prepare(folder)
+            for number, command in examples(page):
+                with self.subTest(f"docs/{page}:{number}: {command}"):
+                    done = run(command, folder)
+                    allowed = [0, FINDING] if re.search(r"kplog (check|diff|catalog check) ", command) else [0]
+                    self.assertIn(done.returncode, allowed, done.stdout + done.stderr)
+                count += 1
+        return count
+
+    def test_every_example_runs(self):
+        counts = {page: self.run_page(page) for page in PAGES}
+        self.assertGreaterEqual(counts["tools.md"], 20, "examples are not found any more")
+        self.assertGreaterEqual(counts["translations.md"], 3, "examples are not found any more")
+
+    def test_example_of_the_source_is_sound(self):
+        with tempfile.TemporaryDirectory() as folder:
+            prepare(folder)
+            done = run("kplog compile events.yaml -o events.ldf", folder)
+            self.assertEqual((done.returncode, done.stderr),
+                             (0, "kplog: wrote events.ldf: 1 event, 1 global attribute\n"))
+
+    def test_programs_that_the_examples_use_are_there(self):
+        for program in ["git", "jq", "less"]:
+            self.assertIsNotNone(shutil.which(program), program)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
