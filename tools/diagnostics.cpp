@@ -7,7 +7,8 @@
 #include "tools/terminal_text.h"
 #include "tools/utf8_text.h"
 
-// Bytes of a line that are shown before and behind the caret; longer lines are cut.
+// Bytes of a line that are shown before and behind the caret, in as many cells at most; longer
+// lines are cut.
 static constexpr size_t excerpt_before = 120;
 static constexpr size_t excerpt_behind = 80;
 static constexpr size_t excerpt_bytes = 16;  // of a file that is no text
@@ -26,9 +27,26 @@ static constexpr headline_colors no_colors;
 static constexpr headline_colors terminal_colors = {"\x1b[1m",    "\x1b[1;31m", "\x1b[1;35m",
                                                     "\x1b[1;36m", "\x1b[1;32m", "\x1b[0m"};
 
+static bool is_within_character(std::string_view text, size_t at) {
+  return at > 0 && at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
+}
+
+// No character takes more than four bytes.
 static size_t character_start(std::string_view text, size_t at) {
-  while (at > 0 && at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) --at;
+  for (int steps = 0; steps < 3 && is_within_character(text, at); ++steps) --at;
   return at;
+}
+
+// As much of the text's beginning, or of its end, as is shown in that many cells.
+static std::string_view first_cells(std::string_view text, size_t cells) {
+  while (terminal_width(terminal_text(text)) > cells)
+    text = text.substr(0, character_start(text, text.size() - 1));
+  return text;
+}
+
+static std::string_view last_cells(std::string_view text, size_t cells) {
+  while (terminal_width(terminal_text(text)) > cells) text.remove_prefix(utf8_at(text, 0).size);
+  return text;
 }
 
 // The first bytes at the place, in hexadecimal and as characters.
@@ -50,8 +68,9 @@ static void write_excerpt(std::ostream& out, const source_place& place,
   const size_t at = std::min(place.byte, line.size());
   const size_t from = at > excerpt_before ? character_start(line, at - excerpt_before) : 0;
   const size_t to = character_start(line, std::min(line.size(), at + excerpt_behind));
-  const std::string before = terminal_text(line.substr(from, at - from));
-  out << before << terminal_text(line.substr(at, to - at)) << '\n'
+  const std::string before =
+      terminal_text(last_cells(line.substr(from, at - from), excerpt_before));
+  out << before << terminal_text(first_cells(line.substr(at, to - at), excerpt_behind)) << '\n'
       << std::string(terminal_width(before), ' ') << colors.caret << '^' << colors.end << '\n';
 }
 
