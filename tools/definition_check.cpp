@@ -176,18 +176,21 @@ class definition_set_checker {
   void check_selector_messages(const event_model& event) {
     std::unordered_map<uint32_t, source_place> indexes;
     std::unordered_map<uint32_t, source_place> values;
+    std::unordered_map<std::string, source_place> names;
     for (const message_model& message : event.messages) {
-      check_selector_number(message.index, "index", indexes);
-      check_selector_number(message.value, "value", values);
+      check_selector_key(message.index, "index", indexes);
+      check_selector_key(message.value, "value", values);
+      check_selector_key(message.name, "name", names);
     }
   }
 
-  void check_selector_number(const placed<uint32_t>& number, const char* what,
-                             std::unordered_map<uint32_t, source_place>& known) {
-    if (!number.is_given()) return;
-    const auto [first, is_new] = known.emplace(number.value, number.place);
+  template <class T>
+  void check_selector_key(const placed<T>& key, const char* what,
+                          std::unordered_map<T, source_place>& known) {
+    if (!key.is_given()) return;
+    const auto [first, is_new] = known.emplace(key.value, key.place);
     if (!is_new)
-      found_.add(diagnostic_rule::duplicate_selector, number.place,
+      found_.add(diagnostic_rule::duplicate_selector, key.place,
                  std::string("another selector message has this ") + what + " already",
                  first->second, std::string("the ") + what + " is given here first");
   }

@@ -46,8 +46,9 @@ struct attribute_model {
 // The default message of an event, or one of its selector messages.
 struct message_model {
   source_place place{};
-  placed<uint32_t> index;  // index and value: selector messages only
+  placed<uint32_t> index;  // index, value and name: selector messages only
   placed<uint32_t> value;
+  placed<std::string> name;  // of its value in generated headers
   placed<std::string> id;
   placed<std::string> text;    // as authored
   placed<std::string> raw;     // a template as it stands

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "tools/change_rules.h"
+#include "tools/cpp_text.h"
 #include "tools/nearest_name.h"
 #include "tools/utf8_text.h"
 #include "tools/yaml_reader.h"
@@ -68,7 +69,7 @@ class definition_source_reader {
   static const std::array<key_row<event_model>, 10> event_keys;
   static const std::array<key_row<attribute_model>, 4> attribute_keys;
   static const std::array<key_row<message_model>, 3> message_keys;
-  static const std::array<key_row<message_model>, 5> selector_message_keys;
+  static const std::array<key_row<message_model>, 6> selector_message_keys;
 
   source_place place(const yaml_node& node) const { return node.place(source_); }
 
@@ -434,6 +435,12 @@ class definition_source_reader {
     else
       read_name(node, message.id);
   }
+  void read_message_name(const yaml_node& node, message_model& message) {
+    if (read_name(node, message.name) && cpp_identifier(message.name.value) != message.name.value)
+      add(diagnostic_rule::bad_name, node,
+          "a message's name is an enumerator of generated headers: letters, digits and single "
+          "underscores, none of these first, and no word of C++");
+  }
   void read_message_text(const yaml_node& node, message_model& message) {
     read_text(node, message.text);
   }
@@ -496,10 +503,11 @@ constexpr std::array<definition_source_reader::key_row<message_model>, 3>
         {"raw", &reader::read_message_raw},
     }};
 
-constexpr std::array<definition_source_reader::key_row<message_model>, 5>
+constexpr std::array<definition_source_reader::key_row<message_model>, 6>
     definition_source_reader::selector_message_keys = {{
         {"index", &reader::read_message_index, true},
         {"value", &reader::read_message_value, true},
+        {"name", &reader::read_message_name},
         {"id", &reader::read_message_id},
         {"text", &reader::read_message_text},
         {"raw", &reader::read_message_raw},

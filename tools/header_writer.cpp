@@ -64,9 +64,10 @@ static std::string file_name(const std::string& path) {
   return path.substr(path.rfind('/') + 1);  // npos + 1 is 0
 }
 
-// What a value of the selector attribute is called: by its message's ID, which often begins with
-// the event's name, or by its number.
+// What a value of the selector attribute is called: by its message's name, or by its ID, which
+// often begins with the event's name, or by its number.
 static std::string selector_value_name(const event_model& event, const message_model& message) {
+  if (message.name.is_given()) return message.name.value;
   std::string_view id = message.id.value;
   const std::string& name = event.name.value;
   const bool has_own_id =
@@ -241,17 +242,26 @@ class event_header_writer {
   // Values without a message of their own are made with static_cast.
   void write_enumeration(const event_model& event, const attribute_model& attribute) {
     cpp_identifiers names("");
-    std::set<std::string> given;
+    std::set<std::string> given = reserve_names(event, names);
     line("\n  // The values that have a message.");
     line("  enum class " + enumeration_name(attribute) + " : " +
          type_row(attribute.type)->selector_integer + " {");
     for (const message_model& message : event.messages) {
       std::string name = selector_value_name(event, message);
-      if (!given.insert(name).second) name += "_" + std::to_string(message.value.value);
+      if (!message.name.is_given() && !given.insert(name).second)
+        name += "_" + std::to_string(message.value.value);
       text_ += cpp_comment(message_comment(message, ""), "    ");
       line("    " + names.of(name) + " = " + std::to_string(message.value.value) + ",");
     }
     line("  };");
+  }
+
+  // The names that messages have of their own, which stay as they are.
+  static std::set<std::string> reserve_names(const event_model& event, cpp_identifiers& names) {
+    std::set<std::string> reserved;
+    for (const message_model& message : event.messages)
+      if (message.name.is_given()) reserved.insert(names.of(message.name.value));
+    return reserved;
   }
 
   const definition_set& set_;

@@ -34,6 +34,33 @@ TEST(HeaderText, GoldenHeaderOfNamesThatCppHasNoUseFor) {
   expect_golden_file("header_names.h.expected", run.out);
 }
 
+// The diagnostics of a source whose selector messages have these names.
+static std::string faults_of_names(const std::string& first, const std::string& second) {
+  const temp_folder folder;
+  folder.write("s.yaml",
+               "kplog: 1\nlog_version: \"1.0\"\nevents:\n  A:\n    id: 1\n"
+               "    attributes: {KIND: UInt1}\n    select: KIND\n    messages:\n"
+               "      - {index: 1, value: 1, name: " +
+                   first +
+                   ", text: a}\n"
+                   "      - {index: 2, value: 2, name: " +
+                   second + ", text: b}\n");
+  return run_kplog(folder.path(), "header -q s.yaml -o s.h").err;
+}
+
+TEST(HeaderText, NamesOfSelectorMessagesAreIdentifiersOfTheirOwn) {
+  EXPECT_EQ(faults_of_names("open", "Closed_2"), "");
+  EXPECT_THAT(faults_of_names("open", "open"),
+              HasSubstr("s.yaml:10:36: error[duplicate-selector]: another selector message has "
+                        "this name already\n"));
+  for (const char* name : {"class", "a-b", "2nd", "_a", "a__b", "\"a b\"", "EOF"})
+    EXPECT_THAT(faults_of_names("open", name),
+                HasSubstr("s.yaml:10:36: error[bad-name]: a message's name is an enumerator"))
+        << name;
+  EXPECT_THAT(faults_of_names("open", "\"\""),
+              HasSubstr("error[bad-name]: a name cannot be empty"));
+}
+
 TEST(HeaderText, CompiledFileGivesTheSameClasses) {
   const temp_folder folder;
   folder.write("s.yaml", small_source);

@@ -48,6 +48,8 @@ WRONG = {
     "a message with text and raw": EVENT + "    message: {text: a, raw: b}\n",
     "a message without anything": EVENT + "    message: {}\n",
     "a selector message without value": EVENT + "    messages: [{index: 1, text: a}]\n",
+    "a selector message with a name that is no identifier":
+        EVENT + "    messages: [{index: 1, value: 1, name: a-b}]\n",
     "a flag that is no number": HEAD + "flags: {A: high}\n",
     "retired IDs that are no range": HEAD + "retired: [1-2-3]\n",
     "a silence without a reason": EVENT + '    silence: {no-message: " "}\n',
