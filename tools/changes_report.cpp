@@ -40,6 +40,19 @@ static const source_place& main_place(const definition_change& change) {
   return change.now.source != nullptr ? change.now : change.before;
 }
 
+// The colors of what people read; all empty without color.
+struct change_colors {
+  const char* heading = "";
+  const char* breaking = "";
+  const char* before = "";
+  const char* now = "";
+  const char* end = "";
+};
+
+static constexpr change_colors no_change_colors;
+static constexpr change_colors terminal_change_colors = {"\x1b[1m", "\x1b[1;31m", "\x1b[31m",
+                                                         "\x1b[32m", "\x1b[0m"};
+
 static std::string place_text(const source_place& place) {
   if (place.source == nullptr) return "";
   const std::string name = terminal_text(place.source->name()) + ":";
@@ -59,23 +72,33 @@ static std::string judgement(const judged_change& judged) {
   return judged.breaks() == breaks_nobody ? "" : " (breaks " + class_names(judged.breaks()) + ")";
 }
 
-static void write_message_lines(std::ostream& out, const definition_change& change) {
+static void write_message_lines(std::ostream& out, const definition_change& change,
+                                const change_colors& colors) {
   if (change.rule != change_rule::message_text) return;
-  out << "    - " << terminal_text(change.before_text) << "\n    + "
-      << terminal_text(change.now_text) << '\n';
+  out << colors.before << "    - " << terminal_text(change.before_text) << colors.end << '\n'
+      << colors.now << "    + " << terminal_text(change.now_text) << colors.end << '\n';
 }
 
-void write_changes_text(std::ostream& out, const std::vector<judged_change>& changes) {
+static void write_change(std::ostream& out, const judged_change& judged,
+                         const change_colors& colors) {
+  const definition_change& change = judged.change;
+  const bool is_breaking = judged.breaks() != breaks_nobody;
+  out << "  " << place_text(main_place(change)) << (is_breaking ? colors.breaking : "")
+      << change_row(change.rule).code << (is_breaking ? colors.end : "") << ": "
+      << terminal_text(change.text) << judgement(judged) << '\n';
+  write_message_lines(out, change, colors);
+}
+
+void write_changes_text(std::ostream& out, const std::vector<judged_change>& changes, bool color) {
+  const change_colors& colors = color ? terminal_change_colors : no_change_colors;
   const event_pair* current = nullptr;
   for (const judged_change& judged : changes) {
-    const definition_change& change = judged.change;
-    const bool is_same = current != nullptr && current->before == change.event.before &&
-                         current->now == change.event.now;
-    if (!is_same) out << heading(change.event) << '\n';
-    current = &change.event;
-    out << "  " << place_text(main_place(change)) << change_row(change.rule).code << ": "
-        << terminal_text(change.text) << judgement(judged) << '\n';
-    write_message_lines(out, change);
+    const event_pair& event = judged.change.event;
+    const bool is_same =
+        current != nullptr && current->before == event.before && current->now == event.now;
+    if (!is_same) out << colors.heading << heading(event) << colors.end << '\n';
+    current = &event;
+    write_change(out, judged, colors);
   }
 }
 

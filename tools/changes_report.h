@@ -31,8 +31,8 @@ struct changes_summary {
 };
 
 // The differences by events, a line for each: "FILE:LINE:COLUMN: CODE: text (breaks CLASS, CLASS)",
-// and the texts of messages below. Escaped for a terminal.
-void write_changes_text(std::ostream& out, const std::vector<judged_change>& changes);
+// and the texts of messages below. Escaped for a terminal, and colored when wanted.
+void write_changes_text(std::ostream& out, const std::vector<judged_change>& changes, bool color);
 
 // One object: "differences", and under "breaks" how many break each class. Plain ASCII.
 void write_changes_json(std::ostream& out, const std::vector<judged_change>& changes);

@@ -84,7 +84,7 @@ static command_outcome report(const diff_options& options,
   if (options.format == "json")
     write_changes_json(out, changes);
   else
-    write_changes_text(out, changes);
+    write_changes_text(out, changes, options.report.output_color);
   if (options.report.with_summary()) log << "kplog: " << summary.text() << '\n';
   return fails(options, summary) ? command_outcome::findings : command_outcome::good;
 }
@@ -115,7 +115,8 @@ static command_outcome compare(const diff_options& options,
   if (outcome != command_outcome::good) return outcome;
   const change_judge judge(now.set(), accepted);
   const std::vector<definition_change> changes =
-      definition_changes({before.set(), before.file == nullptr}, {now.set(), now.file == nullptr});
+      definition_changes({before.set(), before.file == nullptr, standard.definitions()},
+                         {now.set(), now.file == nullptr, standard.definitions()});
   std::vector<judged_change> judged(changes.size());
   std::transform(changes.begin(), changes.end(), judged.begin(),
                  [&](const definition_change& change) { return judge.judge(change); });

@@ -10,9 +10,9 @@
 
 #include "tools/terminal_text.h"
 
-bool is_color_wanted(const std::string& choice) {
+bool is_color_wanted(const std::string& choice, int descriptor) {
   if (choice != "auto") return choice == "always";
-  return isatty(STDERR_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
+  return isatty(descriptor) != 0 && std::getenv("NO_COLOR") == nullptr;
 }
 
 static std::string joined_choices(const std::vector<std::string>& choices) {
@@ -50,13 +50,18 @@ CLI::Option* add_choices_option(CLI::App& command, const std::string& names,
       ->type_name(joined_choices(choices));
 }
 
+static void choose_color(report_options& options, const std::string& choice) {
+  options.color = is_color_wanted(choice, STDERR_FILENO);
+  options.output_color = is_color_wanted(choice, STDOUT_FILENO);
+}
+
 void add_color_option(CLI::App& command, report_options& options) {
   const std::vector<std::string> choices = {"auto", "always", "never"};
-  options.color = is_color_wanted("auto");
+  choose_color(options, "auto");
   command
       .add_option_function<std::string>(
-          "--color", [&options](const std::string& c) { options.color = is_color_wanted(c); },
-          "Colors in diagnostics; auto, the default: on a terminal")
+          "--color", [&options](const std::string& c) { choose_color(options, c); },
+          "Colors; auto, the default: on a terminal")
       ->check(one_of(choices))
       ->type_name(joined_choices(choices));
 }

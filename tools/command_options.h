@@ -16,16 +16,17 @@
 
 // How much a command says, and how.
 struct report_options {
-  bool quiet = false;  // only diagnostics and errors
-  bool color = false;
+  bool quiet = false;         // only diagnostics and errors
+  bool color = false;         // in diagnostics
+  bool output_color = false;  // in results on standard output
   diagnostic_format format = diagnostic_format::text;
 
   bool with_summary() const { return !quiet && format == diagnostic_format::text; }
 };
 
-// "FILE:LINE:COLUMN: note" and such may be colored: "always", "never", or by whether standard error
-// is a terminal and NO_COLOR is not set.
-bool is_color_wanted(const std::string& choice);
+// Whether what goes to the descriptor may be colored: "always", "never", or by whether it is a
+// terminal and NO_COLOR is not set.
+bool is_color_wanted(const std::string& choice, int descriptor);
 
 // --color
 void add_color_option(CLI::App& command, report_options& options);

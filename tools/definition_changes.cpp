@@ -3,10 +3,32 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "tools/definition_std.h"
+#include "tools/attribute_changes.h"
 
 static std::string in_quotes(const std::string& text) {
   return "\"" + text + "\"";
+}
+
+// The IDs of each range that none of `others` holds, in ranges with the places of those they are
+// of.
+static std::vector<id_range> ids_outside(const std::vector<id_range>& ranges,
+                                         std::vector<id_range> others) {
+  std::sort(others.begin(), others.end(),
+            [](const id_range& a, const id_range& b) { return a.first < b.first; });
+  std::vector<id_range> outside;
+  for (const id_range& range : ranges) {
+    uint64_t next = range.first;  // all before it are dealt with
+    for (const id_range& other : others) {
+      if (other.last < next) continue;
+      if (other.first > range.last) break;
+      if (other.first > next)
+        outside.push_back({static_cast<uint32_t>(next), other.first - 1, range.place});
+      next = uint64_t{other.last} + 1;
+    }
+    if (next <= range.last)
+      outside.push_back({static_cast<uint32_t>(next), range.last, range.place});
+  }
+  return outside;
 }
 
 class definition_comparison {
@@ -19,8 +41,10 @@ class definition_comparison {
     if (before_.is_source && now_.is_source) {
       compare_flags();
       compare_retired_ids();
+      compare_id_ranges();
     }
     compare_globals();
+    compare_event_order();
     for (const event_pair& pair : pairs_) compare_events(pair);
     return std::move(changes_);
   }
@@ -65,53 +89,67 @@ class definition_comparison {
                           "the flag " + in_quotes(name) + " has another value"});
   }
 
-  // By the first ID of a range that has lost some; IDs of events are found with the events.
   void compare_retired_ids() {
-    for (const id_range& range : before_.set.retired) {
-      uint64_t id = range.first;
-      for (const id_range* covered = retired_now(id); covered != nullptr && id <= range.last;
-           covered = retired_now(id))
-        id = uint64_t{covered->last} + 1;
-      if (id <= range.last)
-        changes_.push_back({change_rule::retired_removed,
-                            {},
-                            range.place,
-                            {},
-                            "the ID " + std::to_string(id) + " is not retired any more"});
-    }
+    const std::vector<id_range>& was = before_.set.retired;
+    const std::vector<id_range>& is = now_.set.retired;
+    for (const id_range& lost : ids_outside(was, is))
+      add_range_change(change_rule::retired_removed, lost.place, {},
+                       ids_text(lost, "is", "are") + " not retired any more");
+    for (const id_range& gained : ids_outside(is, was))
+      add_range_change(change_rule::retired_added, {}, gained.place,
+                       ids_text(gained, "is", "are") + " retired now");
   }
 
-  const id_range* retired_now(uint64_t id) const {
-    const auto& retired = now_.set.retired;
-    const auto range = std::find_if(retired.begin(), retired.end(), [&](const id_range& r) {
-      return id <= r.last && r.holds(static_cast<uint32_t>(id));
-    });
-    return range == retired.end() ? nullptr : &*range;
+  void compare_id_ranges() {
+    const std::vector<id_range>& was = before_.set.id_ranges;
+    const std::vector<id_range>& is = now_.set.id_ranges;
+    for (const id_range& lost : ids_outside(was, is))
+      add_range_change(change_rule::ids_removed, lost.place, {},
+                       ids_text(lost, "lies", "lie") + " in no range any more");
+    for (const id_range& gained : ids_outside(is, was))
+      add_range_change(change_rule::ids_added, {}, gained.place,
+                       ids_text(gained, "lies", "lie") + " in a range now");
+  }
+
+  static std::string ids_text(const id_range& range, const char* one, const char* many) {
+    return range.first == range.last ? "the ID " + std::to_string(range.first) + " " + one
+                                     : "the IDs " + std::to_string(range.first) + "-" +
+                                           std::to_string(range.last) + " " + many;
+  }
+
+  void add_range_change(change_rule rule, const source_place& was, const source_place& is,
+                        std::string text) {
+    changes_.push_back({rule, {}, was, is, std::move(text)});
   }
 
   void compare_globals() {
-    for (const attribute_model& was : before_.set.globals) compare_global(was);
-    for (const attribute_model& is : now_.set.globals)
-      if (find_attribute(before_.set.globals, is.name.value) == nullptr)
-        changes_.push_back({change_rule::global_added,
-                            {},
-                            {},
-                            is.name.place,
-                            "the global attribute " + in_quotes(is.name.value) + " is new"});
+    const attribute_report report = {
+        "the global attribute ", {}, before_.is_source && now_.is_source, {}, changes_};
+    const attribute_pairs pairs(before_.set.globals, now_.set.globals);
+    for (const attribute_model* was : pairs.gone)
+      report.add(change_rule::global_removed, was, nullptr, "is gone");
+    for (const attribute_pair& pair : pairs.kept) add_attribute_changes(pair, report);
+    for (const attribute_model* is : pairs.added)
+      report.add(change_rule::global_added, nullptr, is, "is new");
+    add_attribute_order_change(pairs, change_rule::global_order, report);
   }
 
-  void compare_global(const attribute_model& was) {
-    const std::string what = "the global attribute " + in_quotes(was.name.value);
-    const attribute_model* const is = find_attribute(now_.set.globals, was.name.value);
-    if (is == nullptr)
-      changes_.push_back({change_rule::global_removed, {}, was.name.place, {}, what + " is gone"});
-    else if (is->type != was.type)
-      changes_.push_back(
-          {type_change_rule(was.type, is->type),
-           {},
-           was.name.place,
-           is->name.place,
-           what + " was " + short_type_name(was.type) + ", and is " + short_type_name(is->type)});
+  // Of the events that both have.
+  void compare_event_order() {
+    std::vector<const event_model*> order;
+    for (const event_pair& pair : pairs_)
+      if (pair.before != nullptr && pair.now != nullptr) order.push_back(pair.before);
+    const event_model* const misplaced = first_misplaced(order);
+    const auto pair = std::find_if(pairs_.begin(), pairs_.end(), [&](const event_pair& p) {
+      return misplaced != nullptr && p.before == misplaced;
+    });
+    if (pair == pairs_.end()) return;
+    changes_.push_back(
+        {change_rule::event_order,
+         {},
+         pair->before->name.place,
+         pair->now->name.place,
+         "the event " + in_quotes(pair->now->name.value) + " stands after others than it did"});
   }
 
   void compare_events(const event_pair& pair) {

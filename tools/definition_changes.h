@@ -7,6 +7,7 @@
 
 #include "tools/change_rules.h"
 #include "tools/definition_model.h"
+#include "tools/definition_std.h"
 #include "tools/event_pairs.h"
 
 struct definition_change {
@@ -19,11 +20,12 @@ struct definition_change {
   std::string now_text = {};
 };
 
-// A set to compare, and whether it knows the names of events and flags, notes and retired IDs, as
-// sources do.
+// A set to compare, and whether it knows what compiled files have no room for: the names of events,
+// flags and selector messages, notes, ranges of IDs.
 struct compared_set {
   const definition_set& set;
   bool is_source = true;
+  const std_definitions* standard = nullptr;  // the STD set of an AUX set
 };
 
 // All differences between complete sets, those of the sets first, then event by event.
@@ -35,7 +37,7 @@ void add_event_changes(const compared_set& before, const compared_set& now, cons
                        std::vector<definition_change>& changes);
 
 // Adds the differences between the messages of the two. The sets know the types of attributes.
-void add_message_changes(const definition_set& before, const definition_set& now,
+void add_message_changes(const compared_set& before, const compared_set& now,
                          const event_pair& event, std::vector<definition_change>& changes);
 
 // The rule of an attribute that has another type now.

@@ -1,8 +1,8 @@
 // The differences between an event and what it is now, its messages apart.
 #include <algorithm>
 
+#include "tools/attribute_changes.h"
 #include "tools/definition_changes.h"
-#include "tools/definition_std.h"
 #include "tools/terminal_text.h"
 
 static std::string quoted_name(const std::string& name) {
@@ -66,84 +66,38 @@ class event_comparison {
   // --- attributes
 
   void compare_attributes() {
-    std::vector<const attribute_model*> gone = missing_in(was_.attributes, is_.attributes);
-    std::vector<const attribute_model*> added = missing_in(is_.attributes, was_.attributes);
-    find_renamed(gone, added);
-    for (const attribute_model* attribute : gone)
-      add(change_rule::attribute_removed, attribute->name.place, {},
-          named(*attribute) + " is gone");
-    for (const attribute_model* attribute : added)
-      add(change_rule::attribute_added, {}, attribute->name.place, named(*attribute) + " is new");
-    for (const attribute_model& was : was_.attributes) {
-      const attribute_model* const is = find_attribute(is_.attributes, was.name.value);
-      if (is != nullptr) compare_attribute(was, *is);
-    }
-    compare_order();
-  }
-
-  static std::string named(const attribute_model& attribute) {
-    return "the attribute " + quoted_name(attribute.name.value);
-  }
-
-  static std::vector<const attribute_model*> missing_in(const std::vector<attribute_model>& list,
-                                                        const std::vector<attribute_model>& other) {
-    std::vector<const attribute_model*> missing;
-    for (const attribute_model& attribute : list)
-      if (find_attribute(other, attribute.name.value) == nullptr) missing.push_back(&attribute);
-    return missing;
-  }
-
-  static size_t position(const std::vector<attribute_model>& list, const attribute_model* of) {
-    return static_cast<size_t>(of - list.data());
+    const attribute_report report = {"the attribute ", event_, has_names_, is_.name.place,
+                                     changes_};
+    attribute_pairs pairs(was_.attributes, is_.attributes);
+    join_renamed(pairs);
+    for (const attribute_pair& pair : pairs.kept)
+      if (pair.before->name.value != pair.now->name.value) report_renamed(pair);
+    for (const attribute_model* was : pairs.gone)
+      report.add(change_rule::attribute_removed, was, nullptr, "is gone");
+    for (const attribute_model* is : pairs.added)
+      report.add(change_rule::attribute_added, nullptr, is, "is new");
+    for (const attribute_pair& pair : pairs.kept) add_attribute_changes(pair, report);
+    add_attribute_order_change(pairs, change_rule::attribute_order, report);
   }
 
   // One that is gone and one that is new are one attribute when they have one type, and one place
   // in the list or no rivals.
-  void find_renamed(std::vector<const attribute_model*>& gone,
-                    std::vector<const attribute_model*>& added) {
-    const bool are_alone = gone.size() == 1 && added.size() == 1;
-    const auto is_renamed = [&](const attribute_model* was) {
-      const auto is = std::find_if(added.begin(), added.end(), [&](const attribute_model* a) {
+  void join_renamed(attribute_pairs& pairs) const {
+    const bool are_alone = pairs.gone.size() == 1 && pairs.added.size() == 1;
+    const std::vector<const attribute_model*> gone = pairs.gone;
+    for (const attribute_model* was : gone) {
+      const auto is = std::find_if(pairs.added.begin(), pairs.added.end(), [&](const auto* a) {
         return a->type == was->type &&
-               (are_alone || position(was_.attributes, was) == position(is_.attributes, a));
+               (are_alone || was - was_.attributes.data() == a - is_.attributes.data());
       });
-      if (is == added.end()) return false;
-      report_renamed(*was, **is);
-      added.erase(is);
-      return true;
-    };
-    gone.erase(std::remove_if(gone.begin(), gone.end(), is_renamed), gone.end());
-  }
-
-  void report_renamed(const attribute_model& was, const attribute_model& is) {
-    add(change_rule::attribute_renamed, was.name.place, is.name.place,
-        named(was) + " has the name " + quoted_name(is.name.value) + " now");
-    compare_attribute(was, is);
-  }
-
-  void compare_attribute(const attribute_model& was, const attribute_model& is) {
-    if (was.type != is.type)
-      add(type_change_rule(was.type, is.type), was.name.place, is.name.place,
-          was_and_is(named(is), std::string(short_type_name(was.type)),
-                     std::string(short_type_name(is.type))));
-    if (was.redirection.value != is.redirection.value)
-      add(change_rule::redirect, was.name.place, is.name.place,
-          named(is) + " has another redirection");
-    if (has_names_ && was.note != is.note)
-      add(change_rule::note, was.name.place, is.name.place, named(is) + " has another note");
-  }
-
-  // Of those that both have.
-  void compare_order() {
-    std::vector<const attribute_model*> order;
-    for (const attribute_model& was : was_.attributes) {
-      const attribute_model* const is = find_attribute(is_.attributes, was.name.value);
-      if (is != nullptr) order.push_back(is);
+      if (is != pairs.added.end()) pairs.join(was, *is);
     }
-    const auto misplaced = std::is_sorted_until(order.begin(), order.end());
-    if (misplaced != order.end())
-      add(change_rule::attribute_order, was_.name.place, (*misplaced)->name.place,
-          named(**misplaced) + " stands before others than it did");
+  }
+
+  void report_renamed(const attribute_pair& pair) {
+    add(change_rule::attribute_renamed, pair.before->name.place, pair.now->name.place,
+        "the attribute " + quoted_name(pair.before->name.value) + " has the name " +
+            quoted_name(pair.now->name.value) + " now");
   }
 
   const bool has_names_;
@@ -156,5 +110,5 @@ class event_comparison {
 void add_event_changes(const compared_set& before, const compared_set& now, const event_pair& event,
                        std::vector<definition_change>& changes) {
   event_comparison(before, now, event, changes).run();
-  add_message_changes(before.set, now.set, event, changes);
+  add_message_changes(before, now, event, changes);
 }

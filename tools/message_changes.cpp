@@ -1,17 +1,19 @@
 // The differences between the messages of an event and those it has now.
 #include <algorithm>
-#include <unordered_set>
+#include <unordered_map>
 
+#include "tools/attribute_changes.h"
 #include "tools/authored_text.h"
 #include "tools/definition_changes.h"
 #include "tools/known_attributes.h"
 
 class message_comparison {
  public:
-  message_comparison(const definition_set& before, const definition_set& now,
-                     const event_pair& event, std::vector<definition_change>& changes)
-      : types_before_(before, nullptr),
-        types_now_(now, nullptr),
+  message_comparison(const compared_set& before, const compared_set& now, const event_pair& event,
+                     std::vector<definition_change>& changes)
+      : has_names_(before.is_source && now.is_source),
+        types_before_(before.set, before.standard),
+        types_now_(now.set, now.standard),
         event_(event),
         changes_(changes) {}
 
@@ -21,6 +23,7 @@ class message_comparison {
     for (const message_model& was : event_.before->messages)
       if (kept_.count(&was) == 0)
         add(change_rule::message_removed, &was, nullptr, described(was) + " is gone");
+    compare_order();
   }
 
  private:
@@ -70,7 +73,8 @@ class message_comparison {
     const message_model* const was = former(is);
     if (was == nullptr)
       return add(change_rule::message_added, nullptr, &is, described(is) + " is new");
-    kept_.insert(was);
+    kept_.emplace(was, &is);
+    order_.push_back(was);
     if (was->index.value != is.index.value)
       add(change_rule::message_index, was, &is,
           "the index was " + std::to_string(was->index.value) + ", and is " +
@@ -79,7 +83,22 @@ class message_comparison {
       add(change_rule::message_value, was, &is,
           described(is) + " was selected by " + std::to_string(was->value.value) + ", and is by " +
               std::to_string(is.value.value));
+    if (has_names_ && was->name.value != is.name.value)
+      add(change_rule::message_name, was, &is,
+          described(is) + " had " + name_text(*was) + ", and has " + name_text(is));
     compare(described(is), *was, is);
+  }
+
+  static std::string name_text(const message_model& message) {
+    return message.name.is_given() ? "the name \"" + message.name.value + "\"" : "no name";
+  }
+
+  // Of those that both have.
+  void compare_order() {
+    const message_model* const misplaced = first_misplaced(order_);
+    if (misplaced != nullptr)
+      add(change_rule::message_order, misplaced, kept_.at(misplaced),
+          described(*kept_.at(misplaced)) + " stands after others than it did");
   }
 
   void compare(const std::string& what, const message_model& was, const message_model& is) {
@@ -105,14 +124,17 @@ class message_comparison {
         .value_or(message.template_bytes);
   }
 
+  const bool has_names_;
   const known_attributes types_before_;
   const known_attributes types_now_;
   const event_pair& event_;
   std::vector<definition_change>& changes_;
-  std::unordered_set<const message_model*> kept_;  // of the earlier event
+  // Of the earlier event, with what they are now; and in the order that they have now.
+  std::unordered_map<const message_model*, const message_model*> kept_;
+  std::vector<const message_model*> order_;
 };
 
-void add_message_changes(const definition_set& before, const definition_set& now,
+void add_message_changes(const compared_set& before, const compared_set& now,
                          const event_pair& event, std::vector<definition_change>& changes) {
   message_comparison(before, now, event, changes).run();
 }

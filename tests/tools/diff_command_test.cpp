@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tests/support/ldf_bytes.h"
 #include "tests/support/temp_folder.h"
 #include "tests/tools/command_run.h"
 #include "tests/tools/golden_file.h"
@@ -46,7 +47,7 @@ TEST(DiffCommand, GoldenListOfEveryDifference) {
   expect_golden_file("changes.expected", run.out);
   EXPECT_EQ(
       run.err,
-      "kplog: 37 differences; 18 break source, 14 break records, 5 break translations, 4 break "
+      "kplog: 46 differences; 19 break source, 14 break records, 5 break translations, 4 break "
       "filters; 2 accepted\n");
 }
 
@@ -88,10 +89,47 @@ TEST(DiffCommand, SameSetsDifferInNothing) {
   EXPECT_EQ(run.err, "kplog: 0 differences\n");
 }
 
-TEST(DiffCommand, OrderOfEventsIsNoDifference) {
+TEST(DiffCommand, AnotherOrderBreaksNobody) {
   EXPECT_THAT(codes_between(source_of("  A: {id: 1}\n  B: {id: 2}\n"),
                             source_of("  B: {id: 2}\n  A: {id: 1}\n")),
-              testing::IsEmpty());
+              testing::ElementsAre("event-order"));
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1}\n", "attributes: {X: Bool, Y: Bool}\n"),
+                            source_of("  A: {id: 1}\n", "attributes: {Y: Bool, X: Bool}\n")),
+              testing::ElementsAre("global-order"));
+  const std::string one = "{index: 1, value: 1, id: M}";
+  const std::string two = "{index: 2, value: 2, id: N}";
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1, messages: [" + one + ", " + two + "]}\n"),
+                            source_of("  A: {id: 1, messages: [" + two + ", " + one + "]}\n")),
+              testing::ElementsAre("message-order"));
+}
+
+TEST(DiffCommand, RenamedAttributeThatMovedIsShownAsBoth) {
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1, attributes: {X: Bool, Y: GUID}}\n"),
+                            source_of("  A: {id: 1, attributes: {Y: GUID, Z: Bool}}\n")),
+              testing::ElementsAre("attribute-renamed", "attribute-order"));
+}
+
+TEST(DiffCommand, AttributesOfOneNameAreComparedInTheirOrder) {
+  const temp_folder folder;
+  const auto file_of = [](std::vector<ldf_attribute> attributes) {
+    return ldf_file{.entries = {{.id = 1, .selector = "S", .attributes = std::move(attributes)}}}
+        .bytes();
+  };
+  folder.write("old.ldf", file_of({{"S", TypeUInt1}, {"S", TypeUInt2}}));
+  folder.write("new.ldf", file_of({{"S", TypeUInt1}}));
+  EXPECT_THAT(run_kplog(folder.path(), "diff old.ldf new.ldf").out,
+              HasSubstr("attribute-removed: the attribute \"S\" is gone"));
+  EXPECT_THAT(run_kplog(folder.path(), "diff new.ldf old.ldf").out,
+              HasSubstr("attribute-added: the attribute \"S\" is new"));
+}
+
+TEST(DiffCommand, AnotherNameOfASelectorMessageBreaksSource) {
+  EXPECT_THAT(
+      diff_of(source_of("  A: {id: 1, messages: [{index: 1, value: 1, id: M}]}\n"),
+              source_of("  A: {id: 1, messages: [{index: 1, value: 1, id: M, name: open}]}\n"))
+          .out,
+      HasSubstr("message-name: the message of index 1 had no name, and has the name "
+                "\"open\" (breaks source)\n"));
 }
 
 TEST(DiffCommand, AnotherRendererGivesAnotherTemplateOfTheSameText) {
@@ -169,11 +207,34 @@ TEST(DiffCommand, MessageOfAnotherIndexAndValueIsAnotherMessage) {
 
 TEST(DiffCommand, RetiredRangesMayBeCutDifferently) {
   EXPECT_THAT(codes_between(source_of("  A: {id: 1}\n", "retired: [10-20, 30]\n"),
-                            source_of("  A: {id: 1}\n", "retired: [10-14, 30, 15-25]\n")),
+                            source_of("  A: {id: 1}\n", "retired: [10-14, 30, 15-20]\n")),
               testing::IsEmpty());
   EXPECT_THAT(codes_between(source_of("  A: {id: 1}\n", "retired: [10-4294967295]\n"),
                             source_of("  A: {id: 1}\n", "retired: [10-20, 22-4294967295]\n")),
               testing::ElementsAre("retired-removed"));
+}
+
+TEST(DiffCommand, RangesShowTheIdsThatTheyWonAndLost) {
+  const auto run = diff_of(source_of("  A: {id: 1}\n", "ids: [1-20]\nretired: [30]\n"),
+                           source_of("  A: {id: 1}\n", "ids: [0-3, 7-19]\nretired: [30, 40-49]\n"));
+  EXPECT_THAT(run.out, HasSubstr("ids-removed: the IDs 4-6 lie in no range any more\n"));
+  EXPECT_THAT(run.out, HasSubstr("ids-removed: the ID 20 lies in no range any more\n"));
+  EXPECT_THAT(run.out, HasSubstr("new.yaml:3:7: ids-added: the ID 0 lies in a range now\n"));
+  EXPECT_THAT(run.out, HasSubstr("retired-added: the IDs 40-49 are retired now\n"));
+}
+
+TEST(DiffCommand, CompiledAuxiliarySetsShowTheTextsOfTheirStandardSetsAttributes) {
+  const temp_folder folder;
+  folder.write("std.yaml", source_of("  A: {id: 1, attributes: {X: UInt2}}\n"));
+  folder.write("old.yaml", source_of("  B: {id: 1, message: {id: M, text: \"{X}\"}}\n"));
+  folder.write("new.yaml", source_of("  B: {id: 1, message: {id: M, text: \"It is {X}\"}}\n"));
+  for (const std::string side : {"old", "new"})
+    ASSERT_EQ(
+        run_kplog(folder.path(), "compile -q --std std.yaml " + side + ".yaml -o " + side + ".ldf")
+            .err,
+        "");
+  EXPECT_THAT(run_kplog(folder.path(), "diff old.ldf new.ldf --std std.yaml").out,
+              HasSubstr("    - {X}\n    + It is {X}\n"));
 }
 
 TEST(DiffCommand, EventThatIsRetiredIsSaidToBeGoneAlone) {
@@ -182,6 +243,25 @@ TEST(DiffCommand, EventThatIsRetiredIsSaidToBeGoneAlone) {
                   .out,
               HasSubstr("event-removed: the event is gone (breaks source, records, "
                         "translations)\n"));
+}
+
+// --- colors
+
+TEST(DiffCommand, ColorsWhatBreaksAndTheTexts) {
+  const std::string before = source_of("  A: {id: 1, message: One}\n");
+  const std::string now = source_of("  A: {id: 1, second_word: 0, note: n, message: Two}\n");
+  const auto run = diff_of(before, now, "--color always");
+  EXPECT_THAT(run.out, StartsWith("\x1b[1mA, ID 1\x1b[0m\n  new.yaml:4:3: note: "));
+  EXPECT_THAT(run.out, HasSubstr(": \x1b[1;31mmessage-text\x1b[0m: "));
+  EXPECT_THAT(run.out, HasSubstr("\x1b[31m    - One\x1b[0m\n\x1b[32m    + Two\x1b[0m\n"));
+  EXPECT_EQ(diff_of(before, now, "--color auto").out, diff_of(before, now, "--color never").out);
+  EXPECT_THAT(diff_of(before, now).out, Not(HasSubstr("\x1b")));
+}
+
+TEST(DiffCommand, JsonIsNeverColored) {
+  const std::string before = source_of("  A: {id: 1}\n");
+  const std::string now = source_of("  A: {id: 2}\n");
+  EXPECT_THAT(diff_of(before, now, "--color always --format json").out, Not(HasSubstr("\x1b")));
 }
 
 // --- outcomes
