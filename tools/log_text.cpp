@@ -94,23 +94,50 @@ static std::u16string units_with_byte_0a() {
   return units;
 }
 
-log_code_page::log_code_page(const std::string& name) {
+// The bytes of the units in the code page.
+static std::string bytes_of(log_code_page::converter& converter, std::u16string units) {
+  std::string bytes;
+  converter.units = std::move(units);
+  converter.append(bytes);
+  return bytes;
+}
+
+static bool set_action_on_missing(UConverter* handle, UConverterFromUCallback action) {
   UErrorCode status = U_ZERO_ERROR;
-  if (name.empty()) return;
-  std::unique_ptr<converter> made(new converter{
-      std::unique_ptr<UConverter, converter_closer>(ucnv_open(name.c_str(), &status)), {}});
-  if (U_SUCCESS(status))
-    ucnv_setFromUCallBack(made->handle.get(), write_missing, nullptr, nullptr, nullptr, &status);
+  ucnv_setFromUCallBack(handle, action, nullptr, nullptr, nullptr, &status);
+  return U_SUCCESS(status) != 0;
+}
+
+// Whether the code page has all that an escape is written with, so that writing one ends.
+static bool has_ascii(log_code_page::converter& converter) {
+  std::u16string ascii;
+  for (char16_t unit = ' '; unit <= '~'; ++unit) ascii += unit;
+  if (!set_action_on_missing(converter.handle.get(), UCNV_FROM_U_CALLBACK_STOP)) return false;
+  try {
+    return !bytes_of(converter, ascii + u'\t').empty();
+  } catch (const std::runtime_error&) {
+    return false;
+  }
+}
+
+static std::unique_ptr<log_code_page::converter> open_converter(const std::string& name) {
+  UErrorCode status = U_ZERO_ERROR;
+  auto made = std::make_unique<log_code_page::converter>();
+  made->handle.reset(ucnv_open(name.c_str(), &status));
   if (U_FAILURE(status))
     throw std::invalid_argument("the code page " + terminal_text(name) + " is not known to ICU");
+  return made;
+}
+
+log_code_page::log_code_page(const std::string& name) {
+  if (name.empty()) return;
+  std::unique_ptr<converter> made = open_converter(name);
   if (ucnv_getType(made->handle.get()) == UCNV_UTF8) return;
-  std::string line_end;
-  std::string others;
-  made->units = u"\n";
-  made->append(line_end);
-  made->units = units_with_byte_0a();
-  made->append(others);
-  if (line_end != "\n" || others.find('\n') != std::string::npos)
+  if (!has_ascii(*made) || !set_action_on_missing(made->handle.get(), write_missing))
+    throw std::invalid_argument("the code page " + terminal_text(name) +
+                                " lacks characters of ASCII");
+  if (bytes_of(*made, u"\n") != "\n" ||
+      bytes_of(*made, units_with_byte_0a()).find('\n') != std::string::npos)
     throw std::invalid_argument("in the code page " + terminal_text(name) +
                                 " the byte 0A is not the end of a line");
   converter_ = std::move(made);

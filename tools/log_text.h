@@ -15,15 +15,17 @@ void append_log_text(std::string& line, std::string_view text);
 class log_code_page {
  public:
   // Empty and "UTF-8": nothing to convert. Raises std::invalid_argument for a code page that ICU
-  // does not know, and for one in which the end of a line is not the byte 0A.
+  // does not know, for one that lacks characters of ASCII, and for one in which the end of a line
+  // is not the byte 0A or that byte may be part of another character.
   explicit log_code_page(const std::string& name);
   ~log_code_page();
 
   // Appends the line, which append_log_text has made, to `out`.
   void append(std::string& out, std::string_view line);
 
- private:
   struct converter;
+
+ private:
   std::unique_ptr<converter> converter_;  // null: UTF-8
 };
 

@@ -2,8 +2,6 @@
 
 #include <array>
 #include <charconv>
-#include <cmath>
-#include <cstring>
 
 #include "tools/definition_model.h"
 #include "tools/terminal_text.h"
@@ -94,12 +92,9 @@ static void append_value(std::string& json, short value) {
   append_number(json, int{value});
 }
 
-// JSON has no number for what is not finite.
 static void append_value(std::string& json, double value) {
-  if (std::isnan(value))
-    json += "\"NaN\"";
-  else if (std::isinf(value))
-    json += value < 0 ? "\"-Infinity\"" : "\"Infinity\"";
+  if (const char* const special = special_float_text(value))
+    append_json_text(json, special);
   else
     append_number(json, value);
 }
@@ -128,9 +123,11 @@ static bool append_held(std::string& json, const kp_LOG_LogEntry& entry, const c
 
 using append_attribute = bool (*)(std::string&, const kp_LOG_LogEntry&, const char*);
 
-// How values of a type are read; null for a type that entries cannot hold.
+// How values of a type are read; null for a type that entries cannot hold: GUID is a string type
+// without an operation that adds one.
 static append_attribute reader_of(kp_AttributeType type) {
   using entry = kp_LOG_LogEntry;
+  if (type == TypeGUID) return nullptr;
   if (is_string_attribute(type)) return append_held<const char*, &entry::GetAttribStr>;
   if (is_unicode_string_attribute(type)) return append_held<const char*, &entry::GetAttribMBStr>;
   if (is_time_attribute(type)) return append_held<kp_Time, &entry::GetAttribTime>;
