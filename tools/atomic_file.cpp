@@ -5,11 +5,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
+#include <filesystem>
+#include <system_error>
+
+static constexpr int link_limit = 40;  // as the system has it
 
 // Holds signals back for a scope, so that none ends the process between making a temporary file and
 // renaming it.
@@ -48,11 +49,16 @@ static bool write_special_file(const std::string& path, std::string_view bytes) 
   return good;
 }
 
-// The path behind symbolic links; the path itself when it leads nowhere yet.
+// The path behind symbolic links, whether there is a file or not.
 static std::string resolved_path(const std::string& path) {
-  const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr),
-                                                         &std::free);
-  return real == nullptr ? path : real.get();
+  std::filesystem::path resolved = path;
+  for (int links = 0; links < link_limit; ++links) {
+    std::error_code error;
+    const std::filesystem::path target = std::filesystem::read_symlink(resolved, error);
+    if (error) break;
+    resolved = resolved.parent_path() / target;
+  }
+  return resolved;
 }
 
 static std::string folder_of(const std::string& path) {
@@ -98,6 +104,7 @@ bool write_atomic_file(const std::string& path, std::string_view bytes) {
   if (path == "-") return write_all(STDOUT_FILENO, bytes);
   struct stat status {};
   const bool exists = stat(path.c_str(), &status) == 0;
+  if (!exists && errno != ENOENT) return false;
   if (exists && !S_ISREG(status.st_mode)) return write_special_file(path, bytes);
   return replace_regular_file(resolved_path(path), bytes);
 }

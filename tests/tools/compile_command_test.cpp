@@ -403,10 +403,9 @@ TEST(CompileCommand, UnreadableAndUnwritableFilesAreDiagnosticsForPrograms) {
   folder.write("s.yaml", small_source);
   const auto unread = run_kplog(folder.path(), "compile --format json none.yaml -o o.ldf");
   EXPECT_EQ(unread.status, 3);
-  EXPECT_EQ(unread.err,
-            R"({"file":"none.yaml","severity":"error","code":"unreadable",)"
-            R"("text":"cannot read none.yaml: No such file or directory","notes":[]})"
-            "\n");
+  EXPECT_EQ(unread.err, R"({"file":"none.yaml","severity":"error","code":"unreadable",)"
+                        R"("text":"cannot read none.yaml: No such file or directory","notes":[]})"
+                        "\n");
   const auto unwritten = run_kplog(folder.path(), "compile --format json s.yaml -o none/o.ldf");
   EXPECT_EQ(unwritten.status, 3);
   EXPECT_EQ(unwritten.err,
@@ -479,6 +478,42 @@ TEST(CompileCommand, SymbolicLinkStaysAndItsTargetIsReplaced) {
   EXPECT_EQ(run_kplog(folder.path(), "compile s.yaml -o link.ldf").status, 0);
   EXPECT_TRUE(std::filesystem::is_symlink(folder.file("link.ldf")));
   EXPECT_THAT(read_whole_file(folder.file("target.ldf")), StartsWith(".LDF"));
+}
+
+TEST(CompileCommand, SymbolicLinkThatLeadsNowhereStaysAndItsTargetIsMade) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  std::filesystem::create_directory(folder.file("sub"));
+  std::filesystem::create_symlink("sub/second", folder.file("first"));
+  std::filesystem::create_symlink("../target.ldf", folder.file("sub/second"));
+  EXPECT_EQ(run_kplog(folder.path(), "compile s.yaml -o first").status, 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.file("first")));
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.file("sub/second")));
+  EXPECT_THAT(read_whole_file(folder.file("target.ldf")), StartsWith(".LDF"));
+}
+
+TEST(CompileCommand, SymbolicLinkIntoAFolderThatIsMissingStaysAndGivesStatus3) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  std::filesystem::create_symlink("none/target.ldf", folder.file("link"));
+  const auto run = run_kplog(folder.path(), "compile s.yaml -o link");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.err, "kplog: cannot write link: No such file or directory\n");
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.file("link")));
+}
+
+TEST(CompileCommand, SymbolicLinksInACircleStayAndGiveStatus3) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  std::filesystem::create_symlink("self", folder.file("self"));
+  std::filesystem::create_symlink("b", folder.file("a"));
+  std::filesystem::create_symlink("a", folder.file("b"));
+  for (const std::string link : {"self", "a"}) {
+    const auto run = run_kplog(folder.path(), "compile s.yaml -o " + link);
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.err, "kplog: cannot write " + link + ": Too many levels of symbolic links\n");
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.file(link)));
+  }
 }
 
 TEST(CompileCommand, DeviceIsWrittenToAndNotReplaced) {
