@@ -9,23 +9,28 @@
 #include "tools/definition_file.h"
 #include "tools/definition_json.h"
 #include "tools/definition_overview.h"
+#include "tools/definition_standard.h"
 #include "tools/definition_yaml.h"
 
 struct dump_options {
-  std::string path;  // "-": standard input
+  std::string path;      // "-": standard input
+  std::string standard;  // empty: none
   std::string format = "yaml";
   report_options report;
 };
 
 struct dump_format_row {
   const char* name;
-  std::string (*dump)(definition_file& file, diagnostic_list& found);
+  std::string (*dump)(definition_file& file, diagnostic_list& found,
+                      const std_definitions* standard);
 };
 
 static constexpr std::array<dump_format_row, 3> dump_formats = {{
     {"yaml", definition_yaml},
-    {"json", [](definition_file& file, diagnostic_list&) { return definition_json(file); }},
-    {"table", [](definition_file& file, diagnostic_list&) { return definition_overview(file); }},
+    {"json", [](definition_file& file, diagnostic_list&,
+                const std_definitions*) { return definition_json(file); }},
+    {"table", [](definition_file& file, diagnostic_list&,
+                 const std_definitions*) { return definition_overview(file); }},
 }};
 
 static size_t limit_of_compiled_files(std::string_view) {
@@ -33,22 +38,27 @@ static size_t limit_of_compiled_files(std::string_view) {
 }
 
 static std::string dumped(const dump_options& options, definition_file& file,
-                          diagnostic_list& found) {
+                          diagnostic_list& found, const std_definitions* standard) {
   for (const dump_format_row& row : dump_formats)
-    if (options.format == row.name) return row.dump(file, found);
+    if (options.format == row.name) return row.dump(file, found, standard);
   return "";
 }
 
 // Whatever can be read is dumped, whatever cannot is reported.
 static command_outcome dump(dump_options& options, std::ostream& out, std::ostream& log) {
   if (options.format == "json") options.report.format = diagnostic_format::json;
+  if (!options.standard.empty() && options.format != "yaml")
+    return usage_error(log, "--std is for the format yaml; the others show the file alone");
+  standard_input standard;
+  const command_outcome outcome = standard.read(options.standard, options.report, log);
+  if (outcome != command_outcome::good) return outcome;
   std::string bytes;
   if (!read_source_bytes(options.path, bytes, limit_of_compiled_files))
     return read_error(log, options.report, options.path, errno);
   definition_file file(input_name(options.path), std::move(bytes));
   diagnostic_list found;
   if (read_definition_file(file, found) || file.header.magic == kp_ldf_magic)
-    out << dumped(options, file, found);
+    out << dumped(options, file, found, standard.definitions());
   found.write(log, file.set.sources, options.report.format, options.report.color);
   const bool is_whole = found.count(rule_severity::error) == 0;
   return is_whole ? command_outcome::good : command_outcome::findings;
@@ -59,6 +69,7 @@ static command_action describe_dump(CLI::App& command) {
   command.add_option("FILE", options->path, "A compiled file; - is standard input")
       ->required()
       ->type_name("FILE");
+  add_standard_option(command, options->standard);
   add_choice_option(command, "--format", options->format, names_of(dump_formats),
                     "yaml, the default: a source that compiles to this file; json: everything in "
                     "it, for programs; table: a line for each event");
@@ -69,6 +80,7 @@ static command_action describe_dump(CLI::App& command) {
 constexpr kplog_command_row dump_command = {
     "dump", "Show what a compiled file says",
     "  kplog dump events.ldf > events.yaml                 a source that compiles to the file\n"
+    "  kplog dump product.ldf --std standard.ldf           an AUX file beside its STD set\n"
     "  kplog dump --format json events.ldf | jq .events    everything in it, for programs\n"
     "  kplog dump --format table events.ldf | less -S      a line for each event\n",
     describe_dump};

@@ -130,6 +130,10 @@ class definition_set_checker {
   // --- the selector
 
   void refuse_selector(const event_model& event) {
+    if (set_.may_be_auxiliary && std_ == nullptr)
+      return found_.add(diagnostic_rule::std_needed, event.selector.place,
+                        "only an STD event can have the selector " + named(event.selector.value) +
+                            "; beside its set, given with --std, the dump compiles");
     std::vector<std::string_view> names;
     for (const attribute_model& own : event.attributes) names.push_back(own.name.value);
     found_.add(diagnostic_rule::selector_attribute, event.selector.place,

@@ -83,6 +83,7 @@ struct id_range {
 struct definition_set {
   std::vector<const source_text*> sources;  // not owned
   bool is_whole = true;                     // every source could be read
+  bool may_be_auxiliary = false;            // an STD set that is not known may add to it
   placed<std::string> log_version;
   std::map<std::string, placed<uint32_t>, std::less<>> flags;
   std::vector<attribute_model> globals;

@@ -70,14 +70,11 @@ static std::string yaml_number(uint32_t number) {
   return "0x" + hexadecimal(number, 8);
 }
 
-static std::string flag_name(unsigned bit) {
-  return 1u << bit == definition_debug_flag ? "DEBUG" : "BIT_" + std::to_string(bit);
-}
-
 class definition_yaml_writer {
  public:
-  definition_yaml_writer(const definition_set& set, diagnostic_list& found)
-      : set_(set), found_(found), known_(set, nullptr) {}
+  definition_yaml_writer(const definition_set& set, diagnostic_list& found,
+                         const std_definitions* standard)
+      : set_(set), found_(found), std_(standard), known_(set, standard) {}
 
   std::string write() {
     write_log_version();
@@ -111,6 +108,14 @@ class definition_yaml_writer {
       lose(set_.log_version.place, "the log version has more than 7 characters");
     if (has_control_character(set_.log_version.value))
       lose(set_.log_version.place, "the log version holds a control character");
+  }
+
+  // Another name than those that the STD set gives to other bits.
+  std::string flag_name(unsigned bit) const {
+    if (1u << bit == definition_debug_flag) return "DEBUG";
+    std::string name = "BIT_" + std::to_string(bit);
+    while (std_ != nullptr && std_->set().flags.count(name) != 0) name += '_';
+    return name;
   }
 
   void write_flags() {
@@ -230,6 +235,7 @@ class definition_yaml_writer {
 
   const definition_set& set_;
   diagnostic_list& found_;
+  const std_definitions* const std_;  // null: none is known
   const known_attributes known_;
   std::string yaml_;
 };
@@ -248,9 +254,11 @@ static void compare_bytes(const definition_file& file, diagnostic_list& found) {
       "says the same with other bytes");
 }
 
-std::string definition_yaml(definition_file& file, diagnostic_list& found) {
-  complete_definition_set(file.set, found);
-  std::string yaml = definition_yaml_writer(file.set, found).write();
+std::string definition_yaml(definition_file& file, diagnostic_list& found,
+                            const std_definitions* standard) {
+  file.set.may_be_auxiliary = true;
+  complete_definition_set(file.set, found, standard);
+  std::string yaml = definition_yaml_writer(file.set, found, standard).write();
   if (yaml.size() > source_size_limit)
     found.add(diagnostic_rule::no_source, {&file.source, 0, 0},
               "the dump is larger than 16 MiB, which a source cannot be");

@@ -178,11 +178,11 @@ TEST_F(DefinitionSets, CheckHasNothingAgainstCompiledFiles) {
   }
 }
 
-static std::string dumped(const std::string& bytes) {
+static std::string dumped(const std::string& bytes, const std_definitions* standard = nullptr) {
   definition_file file("random.ldf", bytes);
   diagnostic_list found;
   EXPECT_TRUE(read_definition_file(file, found));
-  std::string yaml = definition_yaml(file, found);
+  std::string yaml = definition_yaml(file, found, standard);
   EXPECT_EQ(shown(found, file.source), "") << yaml;
   return yaml;
 }
@@ -197,4 +197,58 @@ TEST_F(DefinitionSets, DumpsCompileToTheSameBytes) {
     ASSERT_EQ(dumped(compiled(dump)), dump);
     ASSERT_FALSE(HasFailure()) << yaml;
   }
+}
+
+static std::string compiled_beside(const std::string& yaml, const std_definitions& standard) {
+  const compiled_source source(yaml, &standard);
+  EXPECT_EQ(shown(source.found, source.text), "") << yaml;
+  return definition_file_bytes(source.set);
+}
+
+static size_t count_of(const std::string& text, const std::string& what) {
+  size_t count = 0;
+  for (size_t at = 0; (at = text.find(what, at)) != std::string::npos; ++at) ++count;
+  return count;
+}
+
+TEST_F(DefinitionSets, DumpsOfAuxSetsCompileToTheSameBytesBesideTheirStdSets) {
+  random_definitions random(16);
+  size_t compared = 0;
+  for (unsigned i = 0; i < 2 * set_count; ++i) {
+    const compiled_source std_source(random.source(), nullptr);
+    const std_definitions standard(std_source.set);
+    const std::string yaml = random.auxiliary();
+    const compiled_source source(yaml, &standard);
+    if (!source.found.empty()) continue;
+    const std::string bytes = definition_file_bytes(source.set);
+    const std::string dump = dumped(bytes, &standard);
+    ASSERT_EQ(compiled_beside(dump, standard), bytes) << yaml << dump;
+    ASSERT_EQ(dumped(compiled_beside(dump, standard), &standard), dump);
+    ASSERT_EQ(count_of(dump, "raw: "), count_of(yaml, "raw: ")) << yaml << dump;
+    ASSERT_FALSE(HasFailure()) << yaml;
+    compared += source.set.events.empty() ? 0 : 1;
+  }
+  EXPECT_GT(compared, set_count / 2);
+}
+
+TEST_F(DefinitionSets, DumpsOfAuxSetsWithoutTheirStdSetsCompileToTheSameBytes) {
+  random_definitions random(17);
+  size_t raw = 0;
+  size_t selected = 0;
+  for (unsigned i = 0; i < set_count; ++i) {
+    const compiled_source std_source(random.source(), nullptr);
+    const std_definitions standard(std_source.set);
+    const compiled_source source(random.auxiliary(), &standard);
+    if (!source.found.empty()) continue;
+    definition_file file("random.ldf", definition_file_bytes(source.set));
+    diagnostic_list found;
+    ASSERT_TRUE(read_definition_file(file, found));
+    const std::string dump = definition_yaml(file, found);
+    ASSERT_EQ(found.count(rule_severity::error), 0u) << shown(found, file.source);
+    ASSERT_EQ(compiled_beside(dump, standard), file.source.bytes()) << dump;
+    if (dump != dumped(std::string(file.source.bytes()), &standard)) ++raw;
+    selected += found.size();
+  }
+  EXPECT_GT(raw, 50u);
+  EXPECT_GT(selected, 5u);
 }

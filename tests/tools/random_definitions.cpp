@@ -45,6 +45,17 @@ std::vector<size_t> random_definitions::some_of(size_t bound, size_t count) {
 }
 
 std::string random_definitions::source() {
+  is_auxiliary_ = false;
+  made_.clear();
+  return set();
+}
+
+std::string random_definitions::auxiliary() {
+  is_auxiliary_ = true;
+  return set();
+}
+
+std::string random_definitions::set() {
   std::string made = "kplog: 1\nlog_version: \"" + std::to_string(below(10)) + "." +
                      std::to_string(below(100)) + "\"\nflags: {SECURITY: 1, AUDIT: 0x80000000}\n";
   if (once_in(2))
@@ -57,7 +68,7 @@ std::string random_definitions::source() {
 
 std::string random_definitions::event(size_t id) {
   const std::vector<size_t> names = some_of(random_names.size(), below(4));
-  placeholders_.clear();
+  event_ = is_auxiliary_ ? made_[id] : made_event();
   std::string made =
       "  " + quoted("EVENT " + std::to_string(id)) + ":\n    id: " + std::to_string(id) + "\n";
   if (once_in(3)) made += "    second_word: 0xFFFFFFFF\n";
@@ -65,12 +76,14 @@ std::string random_definitions::event(size_t id) {
   if (once_in(4)) made += "    note: \"for people\"\n";
   made += attributes(names);
   if (!once_in(4)) made += "    message: " + message() + "\n";
+  if (!is_auxiliary_) made_[id] = event_;
   return made + messages();
 }
 
-// The first attribute may be the selector.
+// The first attribute may be the selector, or that of the STD event.
 std::string random_definitions::attributes(const std::vector<size_t>& names) {
-  if (names.empty()) return "";
+  if (names.empty())
+    return event_.selector.empty() || once_in(2) ? "" : "    select: " + event_.selector + "\n";
   const bool has_selector = once_in(2);
   std::string made = "    attributes:\n";
   for (const size_t name : names) {
@@ -80,10 +93,11 @@ std::string random_definitions::attributes(const std::vector<size_t>& names) {
     made += "      " + key + ": {type: " + type.name +
             (once_in(4) ? ", redirect: \"to: there\"}\n" : "}\n");
     if (random_names[name].find_first_of("{:") == std::string::npos)
-      placeholders_.push_back("{" + random_names[name] + type.format + "}");
+      event_.placeholders.push_back("{" + random_names[name] + type.format + "}");
   }
-  if (has_selector) made += "    select: " + quoted(random_names[names.front()]) + "\n";
-  return made;
+  if (!has_selector) return made;
+  event_.selector = quoted(random_names[names.front()]);
+  return made + "    select: " + event_.selector + "\n";
 }
 
 std::string random_definitions::messages() {
@@ -110,9 +124,9 @@ std::string random_definitions::text() {
   std::string made;
   size_t placeholders = 0;
   for (size_t n = below(10); n > 0; --n) {
-    const bool places = !placeholders_.empty() && once_in(2) && placeholders < 10;
+    const bool places = !event_.placeholders.empty() && once_in(2) && placeholders < 10;
     placeholders += places ? 1 : 0;
-    made += places ? any_of(placeholders_) : any_of(random_literals);
+    made += places ? any_of(event_.placeholders) : any_of(random_literals);
   }
   return made;
 }

@@ -2,6 +2,7 @@
 #ifndef TESTS_TOOLS_RANDOM_DEFINITIONS_H
 #define TESTS_TOOLS_RANDOM_DEFINITIONS_H
 
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -13,8 +14,17 @@ class random_definitions {
   explicit random_definitions(unsigned seed) : random_(seed) {}
 
   std::string source();
+  // A source to load beside the last one that source() made: its messages show attributes of that
+  // one's events, and its events may select by theirs. It often repeats something and is refused.
+  std::string auxiliary();
 
  private:
+  // What an AUX event may name of an event.
+  struct made_event {
+    std::vector<std::string> placeholders;
+    std::string selector;
+  };
+
   size_t below(size_t bound);
   bool once_in(size_t n) { return below(n) == 0; }
   template <class T>
@@ -24,6 +34,7 @@ class random_definitions {
   // `count` different numbers below `bound`.
   std::vector<size_t> some_of(size_t bound, size_t count);
 
+  std::string set();
   std::string event(size_t id);
   std::string attributes(const std::vector<size_t>& names);
   std::string messages();
@@ -31,7 +42,9 @@ class random_definitions {
   std::string text();
 
   std::mt19937 random_;
-  std::vector<std::string> placeholders_;  // of the event that is being made
+  std::map<size_t, made_event> made_;  // by source(), by their IDs
+  bool is_auxiliary_ = false;
+  made_event event_;  // that is being made; at first what its STD event has
 };
 
 #endif
