@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -115,10 +116,9 @@ static void set_messages(const event_set_options& options) {
   if (!options.locale.empty())
     configure("the locale \"" + options.locale + "\"",
               [&] { kp_LOG_LogConfig::SetLocale(options.locale.c_str()); });
-  if (options.catalog.empty()) return;
-  // A name without a folder would be looked for among ICU's own data.
-  const bool has_folder = options.catalog.find('/') != std::string::npos;
-  const std::string path = has_folder ? options.catalog : "./" + options.catalog;
+  if (options.catalog.empty()) return kp_LOG_LogConfig::SetMessageCatalogPath(nullptr);
+  // A relative path would be looked for among ICU's own data.
+  const std::string path = std::filesystem::absolute(options.catalog).string();
   configure(options.catalog, [&] { kp_LOG_LogConfig::SetMessageCatalogPath(path.c_str()); });
 }
 

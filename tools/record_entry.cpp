@@ -213,30 +213,25 @@ static std::string hint_for(std::string_view name, const Names& known, Of name_o
   return nearest_name_hint(name, names);
 }
 
-static const known_event* event_by_name(const event_set& events, std::string_view line,
-                                        const record_value& name) {
-  if (events.is_ambiguous(name.text))
-    raise(record_fault::event, line, name.offset,
-          "several events have the name " + quoted_record_text(name.text) + "; give the ID");
-  const known_event* const event = events.find(name.text);
-  if (event == nullptr)
-    raise(record_fault::event, line, name.offset,
-          "no event " + quoted_record_text(name.text) +
-              hint_for(name.text, events.events(),
-                       [](const known_event& e) { return std::string_view(e.name); }));
-  return event;
+const known_event* find_event(const event_set& events, const record_value& event) {
+  if (event.kind == record_value_kind::text) return events.find(event.text);
+  uint32_t id = 0;
+  const char* const end = event.text.data() + event.text.size();
+  const auto [behind, error] = std::from_chars(event.text.data(), end, id);
+  return error == std::errc() && behind == end ? events.find(id) : nullptr;
 }
 
-static const known_event* event_by_id(const event_set& events, std::string_view line,
-                                      const record_value& number) {
-  uint32_t id = 0;
-  const char* const end = number.text.data() + number.text.size();
-  const auto [behind, error] = std::from_chars(number.text.data(), end, id);
-  const bool is_id = error == std::errc() && behind == end;
-  const known_event* const event = is_id ? events.find(id) : nullptr;
-  if (event == nullptr)
-    raise(record_fault::event, line, number.offset, "no event " + shown_record_value(number));
-  return event;
+[[noreturn]] static void raise_no_event(const event_set& events, std::string_view line,
+                                        const record_value& event) {
+  std::string text = "no event " + shown_record_value(event);
+  if (event.kind == record_value_kind::text) {
+    if (events.is_ambiguous(event.text))
+      text = "several events have the name " + quoted_record_text(event.text) + "; give the ID";
+    else
+      text += hint_for(event.text, events.events(),
+                       [](const known_event& e) { return std::string_view(e.name); });
+  }
+  raise(record_fault::event, line, event.offset, text);
 }
 
 // A name that the definitions know must be the event's.
@@ -249,9 +244,8 @@ static void check_name(const event_set& events, const known_event& event, std::s
 }
 
 const known_event& entry_maker::event_of(const parsed_record& record, std::string_view line) const {
-  const bool is_name = record.event.kind == record_value_kind::text;
-  const known_event* const event = is_name ? event_by_name(events_, line, record.event)
-                                           : event_by_id(events_, line, record.event);
+  const known_event* const event = find_event(events_, record.event);
+  if (event == nullptr) raise_no_event(events_, line, record.event);
   if (record.name.has_value()) check_name(events_, *event, line, *record.name);
   return *event;
 }

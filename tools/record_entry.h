@@ -9,6 +9,9 @@
 #include "tools/event_set.h"
 #include "tools/record_parser.h"
 
+// The event that a record names by its name or ID; null when the set has none, or several.
+const known_event* find_event(const event_set& events, const record_value& event);
+
 // An entry made of a record.
 struct made_entry {
   kp_LOG_LogEntry entry;

@@ -25,10 +25,16 @@ static std::string reason_in(std::string_view text) {
   const size_t token = text.find("; last read: '");
   if (token == std::string_view::npos) return std::string(text);
   const size_t expected = text.rfind("'; expected ");
+  const bool says_expected = expected != std::string_view::npos && expected > token;
   return std::string(text.substr(0, token)) +
-         std::string(expected == std::string_view::npos || expected < token
-                         ? std::string_view()
-                         : text.substr(expected + 1));
+         std::string(says_expected ? text.substr(expected + 1) : std::string_view());
+}
+
+static std::string reason_of(const nlohmann::json::exception& error) {
+  constexpr int number_overflow = 406;  // the parser's own number for it
+  if (error.id == number_overflow) return "a number beyond those of a Float";
+  const std::string reason = reason_in(error.what());
+  return reason.ends_with("expected end of input") ? "text behind the record" : reason;
 }
 
 // Takes every value and keeps none; remembers the first fault.
@@ -52,7 +58,7 @@ class syntax_finder : public nlohmann::json_sax<nlohmann::json> {
   bool parse_error(size_t position, const std::string&,
                    const nlohmann::json::exception& error) override {
     offset = position == 0 ? 0 : position - 1;
-    reason = reason_in(error.what());
+    reason = reason_of(error);
     return false;
   }
 };
@@ -67,6 +73,9 @@ void raise_record_syntax(std::string_view line) {
   if (first == std::string_view::npos) raise(line, 0, "a record is an object, not an empty line");
   syntax_finder finder;
   nlohmann::json::sax_parse(line, &finder);
-  if (!finder.reason.empty()) raise(line, finder.offset, finder.reason);
+  // The parser takes a NUL for the line's end.
+  const bool is_nul = finder.offset < line.size() && line[finder.offset] == '\0';
+  if (!finder.reason.empty())
+    raise(line, finder.offset, is_nul ? "a NUL, which a record cannot hold" : finder.reason);
   raise(line, first, "a record is one JSON object");
 }

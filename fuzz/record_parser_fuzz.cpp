@@ -1,0 +1,83 @@
+// Any bytes as a record. A record that is read must be JSON to another parser as well, with the
+// same names and values; a record that is refused as no JSON object must be none to that parser;
+// every fault has a place within the line and a text of some length.
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+#include "tools/record_parser.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+
+using nlohmann::json;
+
+static void require(bool holds) {
+  if (!holds) std::abort();
+}
+
+static void check_value(const record_value& value, const json& expected) {
+  switch (value.kind) {
+    case record_value_kind::null:
+      return require(expected.is_null());
+    case record_value_kind::boolean:
+      return require(expected.is_boolean() && expected.dump() == value.text);
+    case record_value_kind::text:
+      return require(expected.is_string() && expected.get_ref<const std::string&>() == value.text);
+    case record_value_kind::integer:
+    case record_value_kind::real:
+      return require(expected.is_number() &&
+                     expected.get<double>() ==
+                         std::strtod(std::string(value.text).c_str(), nullptr));
+  }
+}
+
+// A number beyond those of a double is JSON, but not to the other parser.
+static bool has_huge_number(const parsed_record& record) {
+  const auto is_huge = [](const record_value& value) {
+    return value.kind != record_value_kind::text &&
+           std::isinf(std::strtod(std::string(value.text).c_str(), nullptr));
+  };
+  for (const record_attribute& attribute : record.attributes)
+    if (is_huge(attribute.value)) return true;
+  return is_huge(record.event);
+}
+
+static void check_record(const parsed_record& record, std::string_view line) {
+  if (has_huge_number(record)) return;
+  const json expected = json::parse(line, nullptr, false);
+  require(expected.is_object());
+  check_value(record.event, expected.at("event"));
+  if (record.level.has_value()) require(expected.at("level") == *record.level);
+  if (record.time.has_value()) check_value(*record.time, expected.at("time"));
+  if (record.name.has_value()) check_value(*record.name, expected.at("name"));
+  const json attributes = expected.value("attributes", json::object());
+  require(attributes.size() == record.attributes.size());
+  for (const record_attribute& attribute : record.attributes) {
+    require(attribute.offset < line.size() && line[attribute.offset] == '"');
+    check_value(attribute.value, attributes.at(std::string(attribute.name)));
+  }
+}
+
+static void check_fault(const record_error& error, std::string_view line) {
+  require(error.column() >= 1 && error.column() <= line.size() + 1);
+  const std::string_view text = error.what();
+  require(!text.empty() && text.size() < 400);
+  const bool has_mark = line.substr(0, 3) == "\xEF\xBB\xBF";  // the other parser passes over it
+  if (error.fault() == record_fault::syntax && line.size() <= record_size_limit && !has_mark)
+    require(!json::parse(line, nullptr, false).is_object());
+}
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static record_parser parser;  // that has read whatever came before
+  const std::string line(reinterpret_cast<const char*>(data), size);
+  try {
+    check_record(parser.parse(line), line);
+  } catch (const record_error& error) {
+    check_fault(error, line);
+  }
+  return 0;
+}
