@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/known_attributes.h"
+#include "tools/scalar_place.h"
 #include "tools/template_scan.h"
 #include "tools/template_size.h"
 #include "tools/utf8_text.h"
@@ -43,6 +44,8 @@ class event_adviser {
     advise_on_absence();
     advise_on_attributes();
     advise_on_selector();
+    advise_on_missing_selector();
+    advise_on_flags();
     for (const message_model* message : own_messages()) advise_on_message(*message);
     if (standard_ != nullptr) advise_on_standard();
   }
@@ -108,6 +111,20 @@ class event_adviser {
               in_marks(event_.selector.value));
   }
 
+  void advise_on_missing_selector() {
+    if (!event_.messages.empty() && selector_ == nullptr)
+      add(diagnostic_rule::no_selector, event_.messages.front().place,
+          "no attribute selects this message; programs show it by its index alone");
+  }
+
+  void advise_on_flags() {
+    std::set<std::string_view> known;
+    for (const placed<std::string>& name : event_.flag_names)
+      if (!known.insert(name.value).second)
+        add(diagnostic_rule::flag_twice, name.place,
+            "the event has the flag " + in_marks(name.value) + " already");
+  }
+
   static bool has_default_message(const event_model& event) {
     return has_template(event.message) || is_in_catalogs(event.message);
   }
@@ -119,8 +136,8 @@ class event_adviser {
     const std::vector<template_piece> pieces = scan_template(message.template_bytes);
     if (!ends_in_fault(pieces)) advise_on_values(message, pieces);
     advise_on_size(message, pieces);
-    for (const code_page_repertoire& code_page : advised_.options.code_pages)
-      advise_on_code_page(message, code_page);
+    for (const code_page_repertoire* code_page : advised_.code_pages)
+      advise_on_code_page(message, *code_page);
     if (message.raw.is_given()) advise_on_raw_template(message, pieces);
   }
 

@@ -10,6 +10,7 @@ struct advised_event {
   const advice_options& options;
   const event_model& event;
   const event_model* standard;  // the STD event that it is merged into, or null
+  std::vector<const code_page_repertoire*> code_pages;  // that the texts must fit into
 };
 
 void add_event_advice(const advised_event& advised, advice_sink& sink);

@@ -8,6 +8,12 @@ struct code_page_converter_closer {
   void operator()(UConverter* converter) const { ucnv_close(converter); }
 };
 
+bool is_known_code_page(const std::string& name) {
+  UErrorCode status = U_ZERO_ERROR;
+  const char* const canonical = ucnv_getAlias(name.c_str(), 0, &status);
+  return U_SUCCESS(status) && canonical != nullptr;
+}
+
 code_page_repertoire::code_page_repertoire(std::string name) : name_(std::move(name)) {
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<UConverter, code_page_converter_closer> converter(

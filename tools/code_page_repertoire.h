@@ -9,6 +9,9 @@
 #include <string>
 #include <string_view>
 
+// Whether ICU knows the name.
+bool is_known_code_page(const std::string& name);
+
 class code_page_repertoire {
  public:
   // By a name that ICU knows; is_known() says whether it does.

@@ -1,11 +1,17 @@
 #include "tools/definition_advice.h"
 
+#include <unicode/uchar.h>
+
+#include <algorithm>
 #include <map>
 #include <string>
+#include <tuple>
+#include <utility>
 
 #include "logging/ldf_load.h"
 #include "tools/advice_event.h"
 #include "tools/advice_sink.h"
+#include "tools/scalar_place.h"
 #include "tools/terminal_text.h"
 #include "tools/utf8_text.h"
 
@@ -15,8 +21,7 @@ static std::string in_quotes(std::string_view text) {
 
 // Blanks of every kind, and what a terminal does not show.
 static bool is_odd_in_name(uint32_t code_point) {
-  const bool is_blank = code_point == 0x20 || code_point == 0xA0 || code_point == 0x3000 ||
-                        (code_point >= 0x2000 && code_point <= 0x200A);
+  const bool is_blank = u_charType(static_cast<UChar32>(code_point)) == U_SPACE_SEPARATOR;
   return is_blank || is_unsafe_on_terminal(code_point);
 }
 
@@ -38,7 +43,8 @@ class definition_adviser {
   size_t run() {
     declare_standard_types();
     for (const attribute_model& global : set_.globals) advise_on_attribute(global, nullptr);
-    for (const auto& [name, bits] : set_.flags) advise_on_flag_name(name, bits);
+    open_code_pages();
+    advise_on_flags();
     for (const event_model& event : set_.events) advise_on_event(event);
     advise_on_reloading();
     sink_.add_unused_silences([this](diagnostic_rule rule) { return is_applied(rule); });
@@ -59,7 +65,7 @@ class definition_adviser {
       case diagnostic_rule::std_reload:
         return options_.standard != nullptr;
       case diagnostic_rule::code_page:
-        return !options_.code_pages.empty();
+        return !options_.code_pages.empty() || !set_.code_pages.empty();
       default:
         return true;
     }
@@ -76,10 +82,10 @@ class definition_adviser {
       advise_on_attribute(attribute, &event);
       advise_on_name(attribute.redirection, &event, &attribute);
     }
-    advise_on_name(event.message.id, &event, nullptr);
-    for (const message_model& message : event.messages) advise_on_name(message.id, &event, nullptr);
+    advise_on_message_id(event, event.message);
+    for (const message_model& message : event.messages) advise_on_message_id(event, message);
     const event_model* const standard = standard_event(event);
-    add_event_advice({set_, options_, event, standard}, sink_);
+    add_event_advice({set_, options_, event, standard, code_pages_of(event)}, sink_);
     if (standard != nullptr) advise_on_name_of_id(event, *standard);
   }
 
@@ -95,11 +101,100 @@ class definition_adviser {
                 event, attribute);
   }
 
-  // A flag is known by the place of its value.
-  void advise_on_flag_name(const std::string& name, const placed<uint32_t>& bits) {
-    if (bits.is_given() && first_odd_character(name) != std::string::npos)
-      sink_.add({diagnostic_rule::name_characters, bits.place,
-                 "the name " + in_quotes(name) + " has a blank or an invisible character"});
+  // --- flags
+
+  using named_flag = std::pair<const std::string, flag_model>;
+
+  size_t source_number(const source_text* source) const {
+    const auto found = std::find(set_.sources.begin(), set_.sources.end(), source);
+    return static_cast<size_t>(found - set_.sources.begin());
+  }
+
+  // In the order of the sources, without DEBUG where none declares it.
+  std::vector<const named_flag*> flags_in_order() const {
+    std::vector<const named_flag*> flags;
+    for (const named_flag& flag : set_.flags)
+      if (flag.second.is_given()) flags.push_back(&flag);
+    const auto order = [this](const named_flag* flag) {
+      const source_place& place = flag->second.name_place;
+      return std::make_tuple(source_number(place.source), place.line, place.byte);
+    };
+    std::sort(flags.begin(), flags.end(),
+              [&](const auto* a, const auto* b) { return order(a) < order(b); });
+    return flags;
+  }
+
+  void advise_on_flags() {
+    std::map<uint32_t, const named_flag*> first_of_bits;
+    if (options_.standard != nullptr)
+      for (const named_flag& flag : options_.standard->set().flags)
+        if (flag.second.is_given()) first_of_bits.emplace(flag.second.value, &flag);
+    for (const named_flag* flag : flags_in_order()) {
+      advise_on_name({flag->first, flag->second.name_place}, nullptr, nullptr);
+      advise_on_bits(*flag, *first_of_bits.emplace(flag->second.value, flag).first->second);
+    }
+  }
+
+  // `first` is the first flag of these bits.
+  void advise_on_bits(const named_flag& flag, const named_flag& first) {
+    const auto& [name, bits] = flag;
+    if (name == "DEBUG") return;
+    if (bits.value == 0)
+      add_flag_advice(bits, "the flag " + in_quotes(name) + " has no bit");
+    else if (bits.value == definition_debug_flag)
+      add_flag_advice(bits, "every set has this bit as DEBUG already");
+    else if (first.first != name)
+      sink_.add({diagnostic_rule::flag_bits,
+                 bits.place,
+                 "the flag " + in_quotes(first.first) + " has these bits already",
+                 {{first.second.place, "they are given here first"}}});
+  }
+
+  void add_flag_advice(const flag_model& flag, std::string text) {
+    sink_.add({diagnostic_rule::flag_bits, flag.place, std::move(text)});
+  }
+
+  // --- messages
+
+  // A message that is not in the catalogs alone, under its ID.
+  void advise_on_message_id(const event_model& event, const message_model& message) {
+    advise_on_name(message.id, &event, nullptr);
+    if (message.id.value.empty() || message.template_bytes.empty()) return;
+    const message_model& first = *first_of_id_.emplace(message.id.value, &message).first->second;
+    if (first.template_bytes != message.template_bytes)
+      sink_.add({diagnostic_rule::message_id,
+                 place_of_id(message),
+                 "the ID " + in_quotes(message.id.value) + " stands for another text already",
+                 {{place_of_id(first), "it is used here first"}}},
+                &event);
+  }
+
+  // An ID that is not given stands where the text does.
+  static const source_place& place_of_id(const message_model& message) {
+    if (message.id.is_given()) return message.id.place;
+    return (message.raw.is_given() ? message.raw : message.text).place;
+  }
+
+  void open_code_pages() {
+    for (const placed<std::string>& name : set_.code_pages)
+      repertoires_.try_emplace(name.value, name.value);
+  }
+
+  // Those of the options, and those that the event's source declares.
+  std::vector<const code_page_repertoire*> code_pages_of(const event_model& event) const {
+    std::vector<const code_page_repertoire*> code_pages;
+    for (const code_page_repertoire& code_page : options_.code_pages)
+      code_pages.push_back(&code_page);
+    for (const placed<std::string>& name : set_.code_pages)
+      if (name.place.source == event.name.place.source && !holds(code_pages, name.value))
+        code_pages.push_back(&repertoires_.at(name.value));
+    return code_pages;
+  }
+
+  static bool holds(const std::vector<const code_page_repertoire*>& code_pages,
+                    const std::string& name) {
+    return std::any_of(code_pages.begin(), code_pages.end(),
+                       [&](const auto* code_page) { return code_page->name() == name; });
   }
 
   // --- types
@@ -116,6 +211,11 @@ class definition_adviser {
 
   void advise_on_attribute(const attribute_model& attribute, const event_model* event) {
     advise_on_name(attribute.name, event, &attribute);
+    if (const size_t percent = attribute.name.value.find('%'); percent != std::string::npos)
+      sink_.add({diagnostic_rule::name_percent,
+                 place_in_scalar(attribute.name.place, attribute.name.value, percent),
+                 "no message can show an attribute with a percent sign in its name"},
+                event, &attribute);
     const attribute_model& first =
         *first_of_name_.emplace(attribute.name.value, &attribute).first->second;
     if (first.type == attribute.type) return;
@@ -177,6 +277,8 @@ class definition_adviser {
   const advice_options& options_;
   advice_sink sink_;
   std::map<std::string_view, const attribute_model*> first_of_name_;
+  std::map<std::string_view, const message_model*> first_of_id_;
+  std::map<std::string, code_page_repertoire> repertoires_;  // that sources declare
 };
 
 size_t add_advice(const definition_set& set, const advice_options& options,

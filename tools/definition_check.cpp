@@ -8,6 +8,7 @@
 #include "logging/def_read.h"
 #include "tools/known_attributes.h"
 #include "tools/nearest_name.h"
+#include "tools/scalar_place.h"
 
 // Types that select a message, with the largest value of each. The library reads the selector as
 // unsigned, and raises for any other type.
@@ -33,7 +34,7 @@ class definition_set_checker {
       : set_(set), found_(found), std_(standard), known_(set, standard) {}
 
   void run() {
-    set_.flags.emplace("DEBUG", placed<uint32_t>{definition_debug_flag, {}});
+    set_.flags.emplace("DEBUG", flag_model{{definition_debug_flag, {}}});
     check_count(set_.globals, "global attributes");
     check_log_version();
     for (event_model& event : set_.events) check_event(event);
@@ -61,6 +62,7 @@ class definition_set_checker {
   // --- names, IDs, counts
 
   void check_event_name(const event_model& event) {
+    if (!event.name.is_given()) return;
     const auto [first, is_new] = names_.emplace(event.name.value, event.name.place);
     if (!is_new)
       found_.add(diagnostic_rule::duplicate_event, event.name.place,
@@ -102,16 +104,16 @@ class definition_set_checker {
 
   void complete_flags(event_model& event) {
     for (const placed<std::string>& name : event.flag_names) {
-      const placed<uint32_t>* const flag = find_flag(name.value);
+      const flag_model* const flag = find_flag(name.value);
       if (flag != nullptr)
         event.flags |= flag->value;
-      else
+      else if (set_.is_whole)
         found_.add(diagnostic_rule::unknown_flag, name.place,
                    "no flag " + named(name.value) + nearest_name_hint(name.value, flag_names()));
     }
   }
 
-  const placed<uint32_t>* find_flag(std::string_view name) const {
+  const flag_model* find_flag(std::string_view name) const {
     const auto flag = set_.flags.find(name);
     if (flag != set_.flags.end()) return &flag->second;
     if (std_ == nullptr) return nullptr;
@@ -145,7 +147,7 @@ class definition_set_checker {
     const attribute_model* const attribute = known_.selector(event);
     if (attribute != nullptr)
       check_selector_type(event, *attribute);
-    else if (event.selector.is_given())
+    else if (event.selector.is_given() && event.is_whole)
       refuse_selector(event);
   }
 
@@ -221,9 +223,12 @@ class definition_set_checker {
         [&](std::string_view name) { return known_.type_of(event, name); },
         [&] { return known_.names(event); }};
     std::string result = template_from_text(text.value, event.renderer, attributes, problems);
-    for (template_problem& problem : problems)
+    for (template_problem& problem : problems) {
+      // What is not there may stand in what could not be read.
+      if (problem.rule == diagnostic_rule::text_attribute && !set_.is_whole) continue;
       found_.add(problem.rule, place_in_scalar(text.place, text.value, problem.offset),
                  std::move(problem.text));
+    }
     return result;
   }
 

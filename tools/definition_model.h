@@ -69,6 +69,12 @@ struct event_model {
   std::vector<message_model> messages;
   std::vector<silenced_rule> silenced;
   std::vector<silenced_rule> accepted;
+  bool is_whole = true;  // false: its source breaks off within it
+};
+
+// The bits of a flag.
+struct flag_model : placed<uint32_t> {
+  source_place name_place{};
 };
 
 struct id_range {
@@ -82,11 +88,11 @@ struct id_range {
 // All sources of a run together.
 struct definition_set {
   std::vector<const source_text*> sources;  // not owned
-  bool is_whole = true;                     // every source could be read
-  bool may_be_auxiliary = false;            // an STD set that is not known may add to it
+  bool is_whole = true;                     // every source could be read to its end
   placed<std::string> log_version;
-  std::map<std::string, placed<uint32_t>, std::less<>> flags;
+  std::map<std::string, flag_model, std::less<>> flags;
   std::vector<attribute_model> globals;
+  std::vector<placed<std::string>> code_pages;  // of each source, what its texts fit into
   std::vector<id_range> retired;
   std::vector<id_range> id_ranges;      // of each source, what its events' IDs lie in
   std::vector<silenced_rule> silenced;  // of each source, for all that it defines

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "tools/change_rules.h"
+#include "tools/code_page_repertoire.h"
 #include "tools/cpp_text.h"
 #include "tools/nearest_name.h"
 #include "tools/utf8_text.h"
@@ -32,8 +33,14 @@ static std::vector<std::string_view> short_type_names() {
   return names;
 }
 
+// Decimal to some readers of YAML, octal to others.
+static bool has_leading_zero(std::string_view text) {
+  return text.size() > 1 && text.find_first_not_of("0123456789") == text.npos && text[0] == '0';
+}
+
 // The number that a whole text is, in decimal, or in hexadecimal after "0x".
 static std::optional<uint32_t> number_from_text(std::string_view text) {
+  if (has_leading_zero(text)) return std::nullopt;
   const bool is_hex = text.starts_with("0x");
   if (is_hex) text.remove_prefix(2);
   uint32_t number = 0;
@@ -65,7 +72,7 @@ class definition_source_reader {
     bool is_required = false;
   };
 
-  static const std::array<key_row<reader>, 10> file_keys;
+  static const std::array<key_row<reader>, 11> file_keys;
   static const std::array<key_row<event_model>, 10> event_keys;
   static const std::array<key_row<attribute_model>, 4> attribute_keys;
   static const std::array<key_row<message_model>, 3> message_keys;
@@ -82,11 +89,11 @@ class definition_source_reader {
   template <class Target, size_t N>
   void read_map(const yaml_node& node, const std::array<key_row<Target>, N>& rows, Target& target,
                 const char* what) {
-    if (!is_map(node, what)) return;
+    if (!is_map(node, std::string(what) + " is a map of keys and values")) return;
     for (size_t i = 0; i < node.children.size(); i += 2)
       read_key(node.children[i], node.children[i + 1], rows, target, what);
     for (const key_row<Target>& row : rows)
-      if (row.is_required && !has_key(node, row.name))
+      if (row.is_required && node.is_whole && !has_key(node, row.name))
         add(diagnostic_rule::missing_key, node,
             std::string(what) + " needs the key " + in_quotes(row.name));
   }
@@ -94,6 +101,7 @@ class definition_source_reader {
   template <class Target, size_t N>
   void read_key(const yaml_node& key, const yaml_node& value,
                 const std::array<key_row<Target>, N>& rows, Target& target, const char* what) {
+    if (key.kind != yaml_node::kinds::scalar || is_second_value(key, value)) return;
     const auto row =
         std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.name == key.text; });
     if (row != rows.end()) return (this->*row->read)(value, target);
@@ -104,6 +112,11 @@ class definition_source_reader {
             nearest_name_hint(key.text, names));
   }
 
+  // A key given twice is refused; a map that stands there is read, for what is wrong within.
+  static bool is_second_value(const yaml_node& key, const yaml_node& value) {
+    return key.is_refused && value.kind != yaml_node::kinds::map;
+  }
+
   static bool has_key(const yaml_node& map, std::string_view name) {
     for (size_t i = 0; i < map.children.size(); i += 2)
       if (map.children[i].text == name) return true;
@@ -112,21 +125,33 @@ class definition_source_reader {
 
   // --- single values
 
-  bool is_map(const yaml_node& node, const char* what) {
+  // Whether the value is what the source says, and nothing has been said of it.
+  static bool is_certain(const yaml_node& node) { return node.is_whole && !node.is_refused; }
+
+  // `expected` is what to say of a value of another kind.
+  void refuse_kind(const yaml_node& node, const std::string& expected, const char* nothing) {
+    if (!is_certain(node)) return;
+    const bool is_nothing = node.kind == yaml_node::kinds::null;
+    add(diagnostic_rule::wrong_kind, node,
+        is_nothing ? expected + ", and there is nothing here" + nothing : expected);
+  }
+
+  bool is_map(const yaml_node& node, const std::string& expected) {
     if (node.kind == yaml_node::kinds::map) return true;
-    add(diagnostic_rule::wrong_kind, node, std::string(what) + " is a map of keys and values");
+    refuse_kind(node, expected, "; an empty one is {}");
     return false;
   }
 
-  bool is_list(const yaml_node& node, const char* what) {
+  bool is_list(const yaml_node& node, const std::string& expected) {
     if (node.kind == yaml_node::kinds::sequence) return true;
-    add(diagnostic_rule::wrong_kind, node, std::string(what) + " is a list");
+    refuse_kind(node, expected, "; an empty one is []");
     return false;
   }
 
-  bool read_text(const yaml_node& node, placed<std::string>& text) {
+  bool read_text(const yaml_node& node, placed<std::string>& text,
+                 const char* expected = "a text is expected here") {
     if (node.kind != yaml_node::kinds::scalar) {
-      add(diagnostic_rule::wrong_kind, node, "a text is expected here");
+      refuse_kind(node, expected, "");
       return false;
     }
     if (node.text.find('\0') != std::string::npos) {
@@ -153,11 +178,17 @@ class definition_source_reader {
                            : std::nullopt;
     if (value)
       number = {*value, place(node)};
-    else
+    else if (is_certain(node))
       add(diagnostic_rule::bad_number, node,
-          "a number from 0 to 4294967295 is expected here, decimal or 0x and hexadecimal");
+          has_leading_zero(node.text)
+              ? leading_zero_fault
+              : "a number from 0 to 4294967295 is expected here, decimal or 0x and hexadecimal");
     return value.has_value();
   }
+
+  static constexpr const char* leading_zero_fault =
+      "a number with a zero in front is octal to some readers of YAML; write it without, or "
+      "after 0x";
 
   void read_note(const yaml_node& node, std::string& note) {
     placed<std::string> text;
@@ -165,20 +196,23 @@ class definition_source_reader {
   }
 
   void read_silence(const yaml_node& node, std::vector<silenced_rule>& silenced) {
-    read_reasons(node, "silence", silenced, is_silenceable, &reader::refuse_silence);
+    read_reasons(node, "silences are a map of codes and reasons", silenced, is_silenceable,
+                 &reader::refuse_silence);
   }
 
   void read_accepted(const yaml_node& node, std::vector<silenced_rule>& accepted) {
-    read_reasons(node, "accept", accepted, is_change_code, &reader::refuse_accepted);
+    read_reasons(node, "accepted differences are a map of codes and reasons", accepted,
+                 is_change_code, &reader::refuse_accepted);
   }
 
   // A map of codes to reasons.
-  void read_reasons(const yaml_node& node, const char* what, std::vector<silenced_rule>& silenced,
-                    bool (*is_known)(std::string_view code),
+  void read_reasons(const yaml_node& node, const char* expected,
+                    std::vector<silenced_rule>& silenced, bool (*is_known)(std::string_view code),
                     void (reader::*refuse)(const yaml_node& key)) {
-    if (!is_map(node, what)) return;
+    if (!is_map(node, expected)) return;
     for (size_t i = 0; i < node.children.size(); i += 2) {
       const yaml_node& key = node.children[i];
+      if (key.is_refused) continue;
       if (is_known(key.text))
         read_silenced_rule(key, node.children[i + 1], silenced);
       else
@@ -226,8 +260,12 @@ class definition_source_reader {
   void read_log_version(const yaml_node& node, reader&) {
     placed<std::string> version;
     if (!read_text(node, version)) return;
-    if (version.value.size() > log_version_limit || has_control_character(version.value))
-      add(diagnostic_rule::log_version, node, "a log version has at most 7 characters");
+    if (version.value.size() > log_version_limit)
+      add(diagnostic_rule::log_version, node,
+          "a log version has at most 7 bytes in UTF-8, and this one " +
+              std::to_string(version.value.size()));
+    if (has_control_character(version.value))
+      add(diagnostic_rule::log_version, node, "a log version cannot hold a control character");
     if (set_.log_version.is_given() && set_.log_version.value != version.value)
       return found_.add(diagnostic_rule::log_version, version.place,
                         "the sources of a set have one log version, and this is another",
@@ -243,15 +281,17 @@ class definition_source_reader {
   }
 
   void read_flags(const yaml_node& node, reader&) {
-    if (!is_map(node, "flags")) return;
+    if (!is_map(node, "flags are a map of names and numbers")) return;
     for (size_t i = 0; i < node.children.size(); i += 2)
       read_flag(node.children[i], node.children[i + 1]);
   }
 
   void read_flag(const yaml_node& key, const yaml_node& node) {
     placed<std::string> name;
-    placed<uint32_t> bits;
-    if (!read_name(key, name) || !read_number(node, bits)) return;
+    flag_model bits;
+    const bool has_name = !key.is_refused && read_name(key, name);
+    if (!read_number(node, bits) || !has_name) return;
+    bits.name_place = name.place;
     if (name.value == "DEBUG" && bits.value != definition_debug_flag)
       return found_.add(diagnostic_rule::flag_value, bits.place,
                         "DEBUG is 0x04000000 in every set");
@@ -277,19 +317,24 @@ class definition_source_reader {
       return g.name.value == global.name.value;
     });
     if (first == set_.globals.end()) return set_.globals.push_back(std::move(global));
-    if (first->type != global.type)
+    const bool is_sure = first->type != TypeUnknown && global.type != TypeUnknown;
+    if (is_sure && first->type != global.type)
       found_.add(
           diagnostic_rule::global_conflict, global.name.place,
           "the global attribute " + in_quotes(global.name.value) + " has another type already",
           first->name.place, "it is declared here first");
   }
 
-  void read_retired(const yaml_node& node, reader&) { read_ids(node, "retired", set_.retired); }
+  void read_retired(const yaml_node& node, reader&) {
+    read_ids(node, "retired IDs are a list", set_.retired);
+  }
 
-  void read_id_ranges(const yaml_node& node, reader&) { read_ids(node, "ids", set_.id_ranges); }
+  void read_id_ranges(const yaml_node& node, reader&) {
+    read_ids(node, "ranges of IDs are a list", set_.id_ranges);
+  }
 
-  void read_ids(const yaml_node& node, const char* what, std::vector<id_range>& ranges) {
-    if (!is_list(node, what)) return;
+  void read_ids(const yaml_node& node, const char* expected, std::vector<id_range>& ranges) {
+    if (!is_list(node, expected)) return;
     for (const yaml_node& item : node.children) read_id_range(item, ranges);
   }
 
@@ -300,12 +345,31 @@ class definition_source_reader {
     const auto first = number_from_text(text.substr(0, dash));
     const auto last =
         dash == std::string_view::npos ? first : number_from_text(text.substr(dash + 1));
-    if (!first || !last)
-      return add(diagnostic_rule::bad_number, item,
-                 "an ID or a range FIRST-LAST of them is expected here");
+    if (!first || !last) return refuse_id_range(item, text);
     if (*first > *last)
       return add(diagnostic_rule::backward_range, item, "this range ends before it begins");
     ranges.push_back({*first, *last, place(item)});
+  }
+
+  void refuse_id_range(const yaml_node& item, std::string_view text) {
+    const size_t dash = std::min(text.find('-'), text.size());
+    const bool is_octal = has_leading_zero(text.substr(0, dash)) ||
+                          has_leading_zero(text.substr(std::min(dash + 1, text.size())));
+    if (is_certain(item))
+      add(diagnostic_rule::bad_number, item,
+          is_octal ? leading_zero_fault : "an ID or a range FIRST-LAST of them is expected here");
+  }
+
+  void read_code_pages(const yaml_node& node, reader&) {
+    if (!is_list(node, "code pages are a list of their names")) return;
+    for (const yaml_node& item : node.children) {
+      placed<std::string> name;
+      if (!read_name(item, name)) continue;
+      if (is_known_code_page(name.value))
+        set_.code_pages.push_back(name);
+      else
+        add(diagnostic_rule::unknown_code_page, item, "no code page " + in_quotes(name.value));
+    }
   }
 
   void read_source_silence(const yaml_node& node, reader&) { read_silence(node, set_.silenced); }
@@ -313,7 +377,7 @@ class definition_source_reader {
   void read_source_accepted(const yaml_node& node, reader&) { read_accepted(node, set_.accepted); }
 
   void read_events(const yaml_node& node, reader&) {
-    if (!is_map(node, "events")) return;
+    if (!is_map(node, "events are a map of their names")) return;
     for (size_t i = 0; i < node.children.size(); i += 2)
       read_event(node.children[i], node.children[i + 1]);
   }
@@ -322,7 +386,8 @@ class definition_source_reader {
 
   void read_event(const yaml_node& key, const yaml_node& node) {
     event_model event;
-    if (!read_name(key, event.name)) return;
+    event.is_whole = node.is_whole;
+    if (!key.is_refused) read_name(key, event.name);
     read_map(node, event_keys, event, "an event");
     set_.events.push_back(std::move(event));
   }
@@ -334,7 +399,7 @@ class definition_source_reader {
   }
 
   void read_event_flags(const yaml_node& node, event_model& event) {
-    if (!is_list(node, "flags of an event")) return;
+    if (!is_list(node, "the flags of an event are a list")) return;
     for (const yaml_node& item : node.children) {
       placed<std::string> name;
       if (read_text(item, name)) event.flag_names.push_back(name);
@@ -362,12 +427,13 @@ class definition_source_reader {
       read_text(node, event.message.text);
       return;
     }
+    if (!is_map(node, "a message is a text, or a map of keys and values")) return;
     read_map(node, message_keys, event.message, "a message");
     check_message_text(node, event.message);
   }
 
   void read_messages(const yaml_node& node, event_model& event) {
-    if (!is_list(node, "messages")) return;
+    if (!is_list(node, "selector messages are a list")) return;
     for (const yaml_node& item : node.children) {
       message_model message;
       message.place = place(item);
@@ -380,17 +446,24 @@ class definition_source_reader {
   // --- attributes
 
   void read_attributes(const yaml_node& node, std::vector<attribute_model>& attributes) {
-    if (!is_map(node, "attributes")) return;
+    if (!is_map(node, "attributes are a map of names and types")) return;
     for (size_t i = 0; i < node.children.size(); i += 2) {
       attribute_model attribute;
       const yaml_node& value = node.children[i + 1];
-      if (!read_name(node.children[i], attribute.name)) continue;
+      const bool has_name =
+          !node.children[i].is_refused && read_name(node.children[i], attribute.name);
       if (value.kind == yaml_node::kinds::map)
         read_map(value, attribute_keys, attribute, "an attribute");
       else
-        read_type(value, attribute);
-      attributes.push_back(std::move(attribute));
+        read_short_attribute(value, attribute);
+      if (has_name) attributes.push_back(std::move(attribute));
     }
+  }
+
+  void read_short_attribute(const yaml_node& node, attribute_model& attribute) {
+    placed<std::string> type;
+    if (read_text(node, type, "an attribute is a type, or a map of keys and values"))
+      read_type(node, attribute);
   }
 
   void read_type(const yaml_node& node, attribute_model& attribute) {
@@ -417,7 +490,7 @@ class definition_source_reader {
   // --- messages
 
   void check_message_text(const yaml_node& node, const message_model& message) {
-    if (node.kind != yaml_node::kinds::map) return;
+    if (node.kind != yaml_node::kinds::map || !node.is_whole) return;
     if (message.text.is_given() && message.raw.is_given())
       found_.add(diagnostic_rule::message_text, message.raw.place,
                  "a message has a text or a raw template, not both", message.text.place,
@@ -460,11 +533,12 @@ class definition_source_reader {
   message_renderer renderer_ = message_renderer::icu;
 };
 
-constexpr std::array<definition_source_reader::key_row<definition_source_reader>, 10>
+constexpr std::array<definition_source_reader::key_row<definition_source_reader>, 11>
     definition_source_reader::file_keys = {{
         {"kplog", &reader::read_format, true},
         {"log_version", &reader::read_log_version},
         {"renderer", &reader::read_renderer},
+        {"code_pages", &reader::read_code_pages},
         {"flags", &reader::read_flags},
         {"attributes", &reader::read_globals},
         {"ids", &reader::read_id_ranges},
@@ -517,8 +591,6 @@ void read_definition_source(const source_text& source, definition_set& set,
                             diagnostic_list& found) {
   set.sources.push_back(&source);
   yaml_node root;
-  if (read_yaml(source, root, found))
-    definition_source_reader(source, set, found).read(root);
-  else
-    set.is_whole = false;
+  if (!read_yaml(source, root, found)) set.is_whole = false;
+  definition_source_reader(source, set, found).read(root);
 }

@@ -1,5 +1,7 @@
 #include "tools/diagnostics.h"
 
+#include <unicode/utf16.h>
+
 #include <algorithm>
 #include <ostream>
 #include <tuple>
@@ -106,8 +108,9 @@ static void write_text(std::ostream& out, const diagnostic& found, rule_severity
   }
 }
 
-static std::string json_escape(uint32_t code_unit) {
-  return "\\u" + hexadecimal(code_unit, 4);
+static std::string json_escape(uint32_t code_point) {
+  if (code_point < 0x10000) return "\\u" + hexadecimal(code_point, 4);
+  return json_escape(U16_LEAD(code_point)) + json_escape(U16_TRAIL(code_point));
 }
 
 // Bytes that are not UTF-8 become U+FFFD, as JSON has no place for them.

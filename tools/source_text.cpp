@@ -46,6 +46,12 @@ std::string_view source_text::line(size_t number) const {
   return rest;
 }
 
+source_place source_text::place_at(size_t offset) const {
+  const auto behind = std::upper_bound(line_starts_.begin(), line_starts_.end(), offset);
+  const auto line = static_cast<size_t>(behind - line_starts_.begin()) - 1;
+  return {this, first_line_ + line, offset - line_starts_[line]};
+}
+
 size_t source_place::offset() const {
   return std::min(source->line_start(line) + byte, source->bytes().size());
 }
@@ -55,65 +61,6 @@ size_t source_place::column() const {
   size_t column = 1;
   for (size_t i = 0; i < std::min(byte, text.size()); ++column) i += utf8_at(text, i).size;
   return column + (byte > text.size() ? byte - text.size() : 0);
-}
-
-// How a piece of a scalar's notation and the value that it stands for differ in size.
-struct scalar_step {
-  size_t notation = 1;  // bytes in the source
-  size_t value = 1;     // bytes in the value
-};
-
-static scalar_step escape_step(std::string_view notation) {
-  if (notation.size() < 2) return {};
-  const char kind = notation[1];
-  const size_t digits = kind == 'x' ? 2 : kind == 'u' ? 4 : kind == 'U' ? 8 : 0;
-  if (digits != 0) {
-    const std::string hex(notation.substr(2, digits));
-    return {2 + digits, utf8_size(static_cast<uint32_t>(std::strtoul(hex.c_str(), nullptr, 16)))};
-  }
-  if (kind == 'N' || kind == '_') return {2, 2};  // U+0085, U+00A0
-  if (kind == 'L' || kind == 'P') return {2, 3};  // U+2028, U+2029
-  return {2, 1};
-}
-
-static scalar_step next_step(std::string_view notation, char quote) {
-  if (quote == '"' && notation.front() == '\\') return escape_step(notation);
-  if (quote == '\'' && notation.starts_with("''")) return {2, 1};
-  return {};
-}
-
-static source_place place_in_line(const source_place& scalar, size_t offset) {
-  const std::string_view line = scalar.source->line(scalar.line);
-  const char first = scalar.byte < line.size() ? line[scalar.byte] : '\0';
-  const char quote = first == '"' || first == '\'' ? first : '\0';
-  size_t at = scalar.byte + (quote != '\0' ? 1 : 0);
-  for (size_t value = 0; value < offset;) {
-    if (at >= line.size()) return scalar;
-    const scalar_step step = next_step(line.substr(at), quote);
-    at += step.notation;
-    value += step.value;
-  }
-  return {scalar.source, scalar.line, at};
-}
-
-static source_place place_in_block(const source_place& scalar, std::string_view value,
-                                   size_t offset) {
-  const std::string_view before = value.substr(0, offset);
-  const size_t lines = static_cast<size_t>(std::count(before.begin(), before.end(), '\n'));
-  const size_t line_begin = before.rfind('\n') + 1;  // npos + 1 is 0
-  const size_t line = scalar.line + 1 + lines;
-  const std::string_view content =
-      value.substr(line_begin, value.find('\n', line_begin) - line_begin);
-  const size_t indent = scalar.source->line(line).size() - content.size();
-  if (!scalar.source->line(line).ends_with(content)) return scalar;
-  return {scalar.source, line, indent + offset - line_begin};
-}
-
-source_place place_in_scalar(const source_place& scalar, std::string_view value, size_t offset) {
-  const std::string_view rest = scalar.source->bytes().substr(scalar.offset());
-  if (rest.starts_with('|')) return place_in_block(scalar, value, offset);
-  if (rest.starts_with('>')) return scalar;
-  return place_in_line(scalar, offset);
 }
 
 static bool read_descriptor(int descriptor, std::string& bytes, size_limit_function limit) {

@@ -9,6 +9,8 @@
 
 constexpr size_t source_size_limit = size_t{16} << 20;  // bytes; larger sources are refused
 
+struct source_place;
+
 class source_text {
  public:
   // `name` is what diagnostics call the file. A byte order mark at the start is left out.
@@ -29,6 +31,8 @@ class source_text {
   std::string_view line(size_t number) const;
   // Where a line begins; the end of the text behind the last line.
   size_t line_start(size_t number) const;
+  // The place of a byte of the text.
+  source_place place_at(size_t offset) const;
 
  private:
   enum class kinds { text, binary, unopened };
@@ -52,11 +56,6 @@ struct source_place {
   size_t offset() const;  // into the source's bytes, never behind their end
   size_t column() const;  // from 1, in characters
 };
-
-// The place of byte `offset` of a scalar's value, where `scalar` is the place at which the scalar
-// begins: looks through quotes, escapes, and the indentation of literal blocks. The scalar's own
-// place for a value that is folded over several lines.
-source_place place_in_scalar(const source_place& scalar, std::string_view value, size_t offset);
 
 // How large a file may be that begins with these bytes.
 using size_limit_function = size_t (*)(std::string_view bytes);

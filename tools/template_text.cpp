@@ -246,9 +246,7 @@ class template_text_writer {
     placeholder.type = attributes_.type_of(placeholder.name);
     const value_family_row* const family = family_of(placeholder.type);
     if (family == nullptr) {
-      problem(diagnostic_rule::text_attribute, piece.offset + 1,
-              "no attribute " + quoted(placeholder.name) + " here" +
-                  nearest_name_hint(placeholder.name, attributes_.names()));
+      refuse_name(piece, placeholder.name);
       placeholder.icu_nothing = "#";
       return placeholder;
     }
@@ -257,6 +255,14 @@ class template_text_writer {
                              ? default_format(piece, *family, placeholder.type)
                              : chosen_format(piece, *family, colon);
     return placeholder;
+  }
+
+  // An attribute that is there, and of no type, is no fault of the text.
+  void refuse_name(const authored_piece& piece, std::string_view name) {
+    const std::vector<std::string_view> names = attributes_.names();
+    if (std::find(names.begin(), names.end(), name) != names.end()) return;
+    problem(diagnostic_rule::text_attribute, piece.offset + 1,
+            "no attribute " + quoted(name) + " here" + nearest_name_hint(name, names));
   }
 
   // Null for codes that are no types.

@@ -3,12 +3,14 @@
 #include <yaml-cpp/eventhandler.h>
 #include <yaml-cpp/exceptions.h>
 #include <yaml-cpp/mark.h>
+#include <yaml-cpp/null.h>
 #include <yaml-cpp/parser.h>
 
 #include <algorithm>
 #include <sstream>
 #include <unordered_map>
 
+#include "tools/scalar_place.h"
 #include "tools/utf8_text.h"
 
 // Thrown out of the parser when going on is of no use; the diagnostic stands already.
@@ -39,16 +41,47 @@ class yaml_tree_builder final : public YAML::EventHandler {
   yaml_tree_builder(const source_text& source, diagnostic_list& found)
       : source_(source), found_(found) {}
 
-  yaml_node take_root() { return std::move(root_); }
+  // What was read; the maps and lists that are still open are not whole.
+  yaml_node take_root() {
+    while (!open_.empty()) {
+      open_.back().is_whole = false;
+      close();
+    }
+    return std::move(root_);
+  }
 
-  void OnDocumentStart(const YAML::Mark&) override {}
+  // Whatever stands before a syntax error in its line may be a piece of something else.
+  void doubt_last_value(size_t line) {
+    if (open_.empty() || open_.back().children.empty()) return;
+    yaml_node& last = open_.back().children.back();
+    last.is_whole = last.is_whole && last.line != line;
+  }
+
+  // Whether it is written with braces or brackets.
+  bool is_flow(const yaml_node& node) const {
+    const std::string_view rest = source_.bytes().substr(node.place(source_).offset());
+    return rest.starts_with('{') || rest.starts_with('[');
+  }
+
+  // The map or list around the next value; null when there is none.
+  const yaml_node* innermost() const { return open_.empty() ? nullptr : &open_.back(); }
+
+  void OnDocumentStart(const YAML::Mark& mark) override {
+    if (++documents_ > 1)
+      stop(diagnostic_rule::yaml_feature, mark,
+           "a source is one document; this begins a second one");
+  }
   void OnDocumentEnd() override {}
   void OnNull(const YAML::Mark& mark, YAML::anchor_t) override {
-    finish(make(yaml_node::kinds::null, mark));
+    yaml_node node = make(yaml_node::kinds::null, mark);
+    set_place(node, place_of_nothing(node.place(source_)));
+    finish(std::move(node));
   }
   void OnAlias(const YAML::Mark& mark, YAML::anchor_t) override {
     refuse(mark, "aliases are not allowed here; write the value out");
-    finish(make(yaml_node::kinds::null, mark));
+    yaml_node node = make(yaml_node::kinds::null, mark);
+    node.is_refused = true;
+    finish(std::move(node));
   }
   void OnAnchor(const YAML::Mark& mark, const std::string&) override {
     refuse(mark, "anchors are not allowed here");
@@ -57,6 +90,8 @@ class yaml_tree_builder final : public YAML::EventHandler {
                 const std::string& value) override {
     check_tag(mark, tag);
     yaml_node node = make(yaml_node::kinds::scalar, mark);
+    if (!is_quote_closed(node.place(source_)))
+      stop(diagnostic_rule::yaml_syntax, mark, "the text that begins here has no closing quote");
     node.plain = tag == "?";
     node.text = value;
     finish(std::move(node));
@@ -70,10 +105,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
                   YAML::EmitterStyle::value) override {
     open(yaml_node::kinds::map, mark, tag);
   }
-  void OnMapEnd() override {
-    check_keys(open_.back());
-    close();
-  }
+  void OnMapEnd() override { close(); }
 
  private:
   yaml_node make(yaml_node::kinds kind, const YAML::Mark& mark) {
@@ -95,27 +127,79 @@ class yaml_tree_builder final : public YAML::EventHandler {
   void close() {
     yaml_node node = std::move(open_.back());
     open_.pop_back();
+    if (node.kind == yaml_node::kinds::map) check_keys(node);
     finish(std::move(node));
   }
+
+  static void set_place(yaml_node& node, const source_place& place) {
+    node.line = static_cast<unsigned>(place.line);
+    node.byte = static_cast<unsigned>(place.byte);
+  }
+
+  // --- places of nothing
+
+  // The parser places a value that is left out where the next one begins. People look for it at its
+  // key, or at the dash of a list.
+  source_place place_of_nothing(const source_place& place) const {
+    if (open_.empty() || is_written_out(place)) return place;
+    const yaml_node& around = open_.back();
+    if (around.kind == yaml_node::kinds::map)
+      return around.children.size() % 2 == 1 ? around.children.back().place(source_) : place;
+    return is_flow(around) ? place : place_of_dash_before(place);
+  }
+
+  // "~", or "null": as a value, and not as the key that follows a value left out.
+  bool is_written_out(const source_place& place) const {
+    const std::string_view rest = source_.line(place.line).substr(place.byte);
+    const size_t size = std::min(rest.find_first_of(" \t,]}"), rest.size());
+    return size != 0 && YAML::IsNullString(std::string(rest.substr(0, size)));
+  }
+
+  source_place place_of_dash_before(const source_place& place) const {
+    size_t size = place.byte;  // of the line's part that is before
+    for (size_t line = place.line + 1; line-- > 0; size = std::string_view::npos) {
+      const std::string_view before = source_.line(line).substr(0, size);
+      const size_t comment = before.starts_with('#') ? 0 : before.find(" #");
+      const size_t last = before.substr(0, comment).find_last_not_of(" \t");
+      if (last != std::string_view::npos) return {&source_, line, last};
+    }
+    return place;
+  }
+
+  // --- checks
 
   void finish(yaml_node node) {
     (open_.empty() ? root_ : open_.back().children.emplace_back()) = std::move(node);
   }
 
   void check_tag(const YAML::Mark& mark, const std::string& tag) {
-    if (!tag.empty() && tag != "?" && tag != "!") refuse(mark, "tags are not allowed here");
+    // Quoted scalars have the tag "!" without a tag being there.
+    const source_place place = place_of(source_, mark);
+    const bool is_tagged = source_.bytes().substr(place.offset()).starts_with('!');
+    if (is_tagged || (!tag.empty() && tag != "?" && tag != "!"))
+      refuse(mark, "tags are not allowed here");
   }
 
-  // Leaves out keys that are not names and the second value of a key.
+  // Refuses keys that are not names and the second one of a name; leaves out merge keys, and a key
+  // behind which the source breaks off.
   void check_keys(yaml_node& map) {
     std::unordered_map<std::string, source_place> known;
     std::vector<yaml_node> kept;
     for (size_t i = 0; i + 1 < map.children.size(); i += 2) {
-      if (!key_is_new(map.children[i], known)) continue;
-      kept.push_back(std::move(map.children[i]));
+      yaml_node& key = map.children[i];
+      if (is_merge_key(key)) continue;
+      key.is_refused = key.is_refused || !key_is_new(key, known);
+      kept.push_back(std::move(key));
       kept.push_back(std::move(map.children[i + 1]));
     }
     map.children = std::move(kept);
+  }
+
+  bool is_merge_key(const yaml_node& key) {
+    if (!key.plain || key.text != "<<") return false;
+    found_.add(diagnostic_rule::yaml_feature, key.place(source_),
+               "merge keys are not allowed here");
+    return true;
   }
 
   bool key_is_new(const yaml_node& key, std::unordered_map<std::string, source_place>& known) {
@@ -123,10 +207,6 @@ class yaml_tree_builder final : public YAML::EventHandler {
     if (key.kind != yaml_node::kinds::scalar) {
       found_.add(diagnostic_rule::wrong_kind, place,
                  std::string("a key must be a name, not ") + kind_name(key.kind));
-      return false;
-    }
-    if (key.plain && key.text == "<<") {
-      found_.add(diagnostic_rule::yaml_feature, place, "merge keys are not allowed here");
       return false;
     }
     const auto [first, is_new] = known.emplace(key.text, place);
@@ -147,16 +227,11 @@ class yaml_tree_builder final : public YAML::EventHandler {
 
   const source_text& source_;
   diagnostic_list& found_;
-  yaml_node root_;
-  std::vector<yaml_node> open_;  // the maps and lists around the next value, outermost first
+  yaml_node root_{.is_refused = true};  // until there is one
+  std::vector<yaml_node> open_;         // the maps and lists around the next value, outermost first
   size_t nodes_ = 0;
+  size_t documents_ = 0;
 };
-
-static source_place place_at(const source_text& source, size_t offset) {
-  size_t line = 0;
-  while (line + 1 < source.line_count() && source.line_start(line + 1) <= offset) ++line;
-  return {&source, line, offset - source.line_start(line)};
-}
 
 static bool is_forbidden_control(char c) {
   const auto byte = static_cast<unsigned char>(c);
@@ -170,41 +245,61 @@ static bool check_bytes(const source_text& source, diagnostic_list& found) {
     return false;
   }
   if (const size_t bad = utf8_first_invalid(bytes); bad != std::string_view::npos) {
-    found.add(diagnostic_rule::encoding, place_at(source, bad), "the source is not valid UTF-8");
+    found.add(diagnostic_rule::encoding, source.place_at(bad), "the source is not valid UTF-8");
     return false;
   }
   const auto* control = std::find_if(bytes.begin(), bytes.end(), is_forbidden_control);
   if (control == bytes.end()) return true;
   found.add(diagnostic_rule::encoding,
-            place_at(source, static_cast<size_t>(control - bytes.begin())),
+            source.place_at(static_cast<size_t>(control - bytes.begin())),
             "the source holds a control character; write it as \"\\xNN\" between double quotes");
   return false;
 }
 
-static bool parse_documents(const source_text& source, yaml_node& root, diagnostic_list& found) {
-  std::istringstream stream{std::string(source.bytes())};
-  YAML::Parser parser(stream);
-  yaml_tree_builder builder(source, found);
-  if (!parser.HandleNextDocument(builder)) {
-    found.add(diagnostic_rule::missing_key, {&source, 0, 0}, "the source is empty");
-    return false;
-  }
-  root = builder.take_root();
-  yaml_tree_builder second(source, found);
-  if (!parser.HandleNextDocument(second)) return true;
-  found.add(diagnostic_rule::yaml_feature, second.take_root().place(source),
-            "a source is one document; this begins a second one");
-  return false;
+// Whether the tab that the line begins with, among blanks, is where indentation counts.
+static bool is_tab_in_indentation(const source_text& source, size_t line, size_t& tab) {
+  const std::string_view text = source.line(line);
+  tab = text.find_first_not_of(' ');
+  return tab < text.size() && text[tab] == '\t';
+}
+
+static void add_syntax_error(const source_text& source, const YAML::Exception& error,
+                             const yaml_tree_builder& builder, diagnostic_list& found) {
+  const source_place place = place_of(source, error.mark);
+  const yaml_node* const around = builder.innermost();
+  const bool is_in_flow = around != nullptr && builder.is_flow(*around);
+  size_t tab = 0;
+  if (!is_in_flow && is_tab_in_indentation(source, place.line, tab))
+    found.add(diagnostic_rule::yaml_syntax, {&source, place.line, tab},
+              "a tab in the indentation, which YAML makes of blanks alone");
+  else if (is_in_flow)
+    found.add(diagnostic_rule::yaml_syntax, place, error.msg, around->place(source),
+              std::string(kind_name(around->kind)) + " that is still open begins here");
+  else if (error.msg == YAML::ErrorMsg::MAP_VALUE)
+    found.add(diagnostic_rule::yaml_syntax, place,
+              "this colon does not stand behind a key; a text with \": \" in it needs quotes");
+  else
+    found.add(diagnostic_rule::yaml_syntax, place, error.msg);
 }
 
 bool read_yaml(const source_text& source, yaml_node& root, diagnostic_list& found) {
+  root.is_refused = true;
   if (!check_bytes(source, found)) return false;
+  std::istringstream stream{std::string(source.bytes())};
+  yaml_tree_builder builder(source, found);
+  bool is_whole = false;
   try {
-    return parse_documents(source, root, found);
+    YAML::Parser parser(stream);
+    is_whole = parser.HandleNextDocument(builder);
+    if (!is_whole) found.add(diagnostic_rule::missing_key, {&source, 0, 0}, "the source is empty");
+    if (is_whole) static_cast<void>(parser.HandleNextDocument(builder));  // refuses a second one
   } catch (const YAML::Exception& error) {
-    found.add(diagnostic_rule::yaml_syntax, place_of(source, error.mark), error.msg);
+    is_whole = false;
+    add_syntax_error(source, error, builder, found);
+    builder.doubt_last_value(place_of(source, error.mark).line);
   } catch (const yaml_reading_stopped&) {
-    return false;  // the diagnostic stands
+    is_whole = false;  // the diagnostic stands
   }
-  return false;
+  root = builder.take_root();
+  return is_whole;
 }

@@ -16,6 +16,8 @@ struct yaml_node {
 
   kinds kind = kinds::null;
   bool plain = false;                    // a scalar written without quotes
+  bool is_whole = true;                  // false: the source breaks off within it
+  bool is_refused = false;               // a diagnostic stands already, and one is enough
   unsigned line = 0;                     // from 0
   unsigned byte = 0;                     // within the line, from 0
   std::string text = {};                 // of a scalar
@@ -26,8 +28,8 @@ struct yaml_node {
 
 // Reads the one document of a source into `root`. Diagnostics for what is not UTF-8, not YAML, or
 // YAML that definition sources do without: anchors, aliases, merge keys, tags, keys given twice,
-// keys that are not names. False when there is no tree to go on with; a second value of a key is
-// left out.
+// keys that are not names. False when the source cannot be read to its end; `root` is then what
+// stands before. Keys that are no names or given before are refused; their values are there.
 bool read_yaml(const source_text& source, yaml_node& root, diagnostic_list& found);
 
 #endif

@@ -110,7 +110,7 @@ TEST(CheckAdvice, TypesAreComparedWithTheFirstDeclaration) {
 }
 
 TEST(CheckAdvice, AttributeIsShownByAnyMessage) {
-  EXPECT_EQ(check_event("attributes: {A: UInt4, B: UInt4}, message: \"{A}\", "
+  EXPECT_EQ(check_event("attributes: {A: UInt4, B: UInt4, K: UInt1}, select: K, message: \"{A}\", "
                         "messages: [{index: 1, value: 1, raw: '%d%B%'}]")
                 .err,
             nothing_found);
@@ -143,6 +143,56 @@ TEST(CheckAdvice, TextPassesItsCodePageAtItsFirstOddCharacter) {
             "  EVENT: {id: 1, message: \"caf\xC3\xA9 \xE2\x82\xAC\"}\n"
             "                                ^\n"
             "kplog: 0 errors, 2 warnings\n");
+}
+
+TEST(CheckAdvice, SourceDeclaresTheCodePagesOfItsOwnTexts) {
+  const temp_folder folder;
+  const std::string euro = ", message: \"\xE2\x82\xAC\"}\n";
+  folder.write("a.yaml", source_of_events("  A: {id: 1" + euro, "code_pages: [UTF-8, US-ASCII]\n"));
+  folder.write("b.yaml", source_of_events("  B: {id: 2" + euro));
+  EXPECT_EQ(run_kplog(folder.path(), "check -q a.yaml b.yaml").err,
+            "a.yaml:5:24: warning[code-page]: the code page US-ASCII has no \"\xE2\x82\xAC\"\n"
+            "  A: {id: 1, message: \"\xE2\x82\xAC\"}\n"
+            "                       ^\n");
+  folder.write("a.yaml", source_of_events("  A: {id: 1, silence: {code-page: why}" + euro,
+                                          "code_pages: [US-ASCII]\n"));
+  EXPECT_EQ(run_kplog(folder.path(), "check a.yaml").err,
+            "kplog: 0 errors, 0 warnings, 1 silenced\n");
+}
+
+TEST(CheckAdvice, CodePageNamedTwiceIsLookedAtOnce) {
+  EXPECT_EQ(check_source(source_of_events("  A: {id: 1, message: \"\xC3\xA9\"}\n",
+                                          "code_pages: [US-ASCII, US-ASCII]\n"),
+                         "-q --codepage US-ASCII")
+                .err,
+            "s.yaml:5:24: warning[code-page]: the code page US-ASCII has no \"\xC3\xA9\"\n"
+            "  A: {id: 1, message: \"\xC3\xA9\"}\n"
+            "                       ^\n");
+}
+
+TEST(CheckAdvice, SelectorOfTheStdEventSelectsMessages) {
+  const temp_folder folder;
+  folder.write("std.yaml", source_of_events("  E: {id: 1, attributes: {K: UInt1}, select: K, "
+                                            "message: \"{K}\"}\n"));
+  folder.write("aux.yaml",
+               source_of_events("  E: {id: 1, messages: [{index: 1, value: 1, text: \"{K}\"}]}\n"));
+  EXPECT_EQ(run_kplog(folder.path(), "check aux.yaml --std std.yaml").err, nothing_found);
+  EXPECT_THAT(check_event("messages: [{index: 1, value: 1, text: t}]").err,
+              StartsWith("s.yaml:4:29: warning[no-selector]: no attribute selects this message; "
+                         "programs show it by its index alone\n"));
+}
+
+TEST(CheckAdvice, FlagsAreComparedWithThoseOfTheStdSet) {
+  const temp_folder folder;
+  folder.write("std.yaml", source_of_events("  E: {id: 1, message: m}\n", "flags: {Z: 4}\n"));
+  folder.write("aux.yaml", source_of_events("  F: {id: 2, message: m}\n", "flags: {A: 4, Z: 4}\n"));
+  EXPECT_EQ(run_kplog(folder.path(), "check -q aux.yaml --std std.yaml").err,
+            "aux.yaml:3:12: warning[flag-bits]: the flag \"Z\" has these bits already\n"
+            "flags: {A: 4, Z: 4}\n"
+            "           ^\n"
+            "std.yaml:3:12: note: they are given here first\n"
+            "flags: {Z: 4}\n"
+            "           ^\n");
 }
 
 TEST(CheckAdvice, MessageOf65536BytesIsRendered) {

@@ -132,8 +132,7 @@ TEST(CompileBytes, SameInputGivesTheSameBytes) {
 // --- diagnostics
 
 static const char* const bad_sources =
-    "bad_set.yaml bad_conflicts.yaml bad_texts.yaml bad_both.yaml bad_bytes.yaml bad_syntax.yaml "
-    "bad_documents.yaml bad_empty.yaml";
+    "bad_set.yaml bad_conflicts.yaml bad_texts.yaml bad_both.yaml bad_bytes.yaml";
 
 TEST(CompileDiagnostics, GoldenListOfEverythingWrongWithBadSources) {
   const auto run =
@@ -142,6 +141,13 @@ TEST(CompileDiagnostics, GoldenListOfEverythingWrongWithBadSources) {
   EXPECT_EQ(run.out, "");
   expect_golden_file("bad_sources.expected", run.err);
   EXPECT_FALSE(std::filesystem::exists(test_data_folder() + "/x.ldf"));
+}
+
+TEST(CompileDiagnostics, GoldenListOfSourcesThatCannotBeReadToTheirEnd) {
+  const auto run = run_kplog(test_data_folder(),
+                             "compile bad_syntax.yaml bad_documents.yaml bad_empty.yaml -o x.ldf");
+  EXPECT_EQ(run.status, 1);
+  expect_golden_file("bad_unread.expected", run.err);
 }
 
 TEST(CompileDiagnostics, GoldenListForPrograms) {
@@ -162,7 +168,8 @@ static bool has_test_of_its_own(const diagnostic_rule_row& row) {
 }
 
 TEST(CompileDiagnostics, BadSourcesBreakEveryRule) {
-  const std::string expected = read_whole_file(test_data_folder() + "/bad_sources.expected");
+  const std::string expected = read_whole_file(test_data_folder() + "/bad_sources.expected") +
+                               read_whole_file(test_data_folder() + "/bad_unread.expected");
   for (const diagnostic_rule_row& row : diagnostic_rules) {
     if (has_test_of_its_own(row)) continue;
     EXPECT_THAT(expected, HasSubstr(std::string("error[") + row.code + "]: "));

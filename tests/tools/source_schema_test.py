@@ -50,6 +50,7 @@ WRONG = {
     "a selector message without value": EVENT + "    messages: [{index: 1, text: a}]\n",
     "a selector message with a name that is no identifier":
         EVENT + "    messages: [{index: 1, value: 1, name: a-b}]\n",
+    "code pages that are no list": HEAD + "code_pages: UTF-8\n",
     "a flag that is no number": HEAD + "flags: {A: high}\n",
     "retired IDs that are no range": HEAD + "retired: [1-2-3]\n",
     "a silence without a reason": EVENT + '    silence: {no-message: " "}\n',
