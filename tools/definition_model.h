@@ -89,6 +89,7 @@ struct id_range {
 struct definition_set {
   std::vector<const source_text*> sources;  // not owned
   bool is_whole = true;                     // every source could be read to its end
+  bool may_be_auxiliary = false;            // an STD set that is not known may add to it
   placed<std::string> log_version;
   std::map<std::string, flag_model, std::less<>> flags;
   std::vector<attribute_model> globals;
