@@ -1,24 +1,18 @@
 #include "tools/command_header.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <memory>
 #include <ostream>
 #include <regex>
 
-#include "tools/atomic_file.h"
 #include "tools/command_options.h"
 #include "tools/cpp_text.h"
-#include "tools/definition_input.h"
+#include "tools/definition_output.h"
 #include "tools/definition_standard.h"
 #include "tools/header_writer.h"
 
-struct header_options {
-  std::vector<std::string> inputs;  // "-": standard input
-  std::string standard;             // empty: the set stands alone
-  std::string output;               // "-": standard output
-  std::string name_space;           // empty: by the output's name
-  report_options report;
+struct header_options : definition_output_options {
+  std::string name_space;  // empty: by the output's name
 };
 
 // "events" for "include/events.h".
@@ -41,40 +35,21 @@ static bool is_name_space(const std::string& text) {
   return true;
 }
 
-static command_outcome write_header(const header_options& options, const definition_set& set,
-                                    std::ostream& log) {
-  const std::string name_space =
-      options.name_space.empty() ? name_space_of_file(options.output) : options.name_space;
-  if (!write_atomic_file(options.output, event_header_text(set, name_space)))
-    return write_error(log, options.report, options.output, errno);
-  note_written(log, options.report, options.output, counted(set.events.size(), "event"));
-  return command_outcome::good;
-}
-
 static command_outcome header(const header_options& options, std::ostream& log) {
   if (!options.name_space.empty() && !is_name_space(options.name_space))
     return usage_error(log, "\"" + options.name_space + "\" is no name space");
-  if (would_replace_input(options.output, options.inputs, log) ||
-      would_replace_input(options.output, {options.standard}, log))
-    return command_outcome::usage;
-  standard_input standard;
   definition_input input;
-  diagnostic_list found;
-  command_outcome outcome = standard.read(options.standard, options.report, log);
-  if (outcome == command_outcome::good)
-    outcome = read_definition_input(options.inputs, input, found, options.report, log,
-                                    standard.definitions());
+  const command_outcome outcome = read_definitions_to_output(options, input, log);
   if (outcome != command_outcome::good) return outcome;
-  found.write(log, input.set().sources, options.report.format, options.report.color);
-  const size_t errors = found.count(rule_severity::error);
-  if (errors == 0) return write_header(options, input.set(), log);
-  if (options.report.with_summary())
-    log << "kplog: " << counted(errors, "error") << ", nothing written\n";
-  return command_outcome::findings;
+  const std::string name_space =
+      options.name_space.empty() ? name_space_of_file(options.output) : options.name_space;
+  return write_definition_output(options, event_header_text(input.set(), name_space),
+                                 counted(input.set().events.size(), "event"), log);
 }
 
 static command_action describe_header(CLI::App& command) {
   const auto options = std::make_shared<header_options>();
+  options->takes_compiled = true;
   command
       .add_option("INPUT", options->inputs,
                   "Definition sources, or one compiled file; - is standard input")
