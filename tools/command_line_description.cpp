@@ -24,7 +24,9 @@ static option_description describe_option(const CLI::Option& option) {
   described.is_repeatable = option.get_items_expected_max() > 1 ||
                             option.get_multi_option_policy() == CLI::MultiOptionPolicy::TakeAll;
   described.text = option.get_description();
+  described.is_list = option.get_delimiter() == ',';
   if (option.get_items_expected_max() > 0) described.value = option.get_type_name();
+  described.offers = described.choices();
   if (described.is_positional)
     described.names = {option.get_name(true)};
   else

@@ -14,8 +14,10 @@ struct option_description {
   bool is_positional = false;
   bool is_required = false;
   bool is_repeatable = false;
-  std::string value;  // what it takes: "FILE", "FOLDER", "text|json"; empty: nothing
-  std::string text;   // a line that explains it
+  bool is_list = false;             // takes several values with commas between them
+  std::string value;                // what it takes: "FILE", "FOLDER", "text|json"; empty: nothing
+  std::vector<std::string> offers;  // values that completion offers; empty: it knows none
+  std::string text;                 // a line that explains it
 
   std::vector<std::string> choices() const;  // of the value; empty when it is no choice
 };

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <iosfwd>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -21,8 +22,12 @@ class kplog_command_line {
 
  private:
   void add(const kplog_command_row& row);
+  void add_common_options();
+  // The words with the options that stand before the command moved behind its name.
+  std::vector<std::string> with_options_behind_command(std::vector<std::string> words) const;
 
   CLI::App app_;
+  std::string unused_;  // the value of an option that no command came to take
   std::vector<std::pair<const CLI::App*, command_action>> actions_;
 };
 

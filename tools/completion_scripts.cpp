@@ -39,13 +39,18 @@ static const option_description* positional_of(const command_description& comman
 static constexpr const char* bash_head =
     "# Completion of kplog for bash, as `kplog completion bash` writes it.\n"
     "_kplog() {\n"
-    "  local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}\n"
-    "  local path= word i values=\n"
-    "  if [[ $current == = ]]; then\n"
-    "    current=\n"
-    "  elif [[ $previous == = && COMP_CWORD -gt 1 ]]; then\n"
-    "    previous=${COMP_WORDS[COMP_CWORD - 2]}\n"
+    "  local current=${COMP_WORDS[COMP_CWORD]} at=$((COMP_CWORD - 1))\n"
+    "  local path= word i values= previous key= list= taken=\n"
+    "  # The shell takes each \"=\" for a word of its own.\n"
+    "  if [[ $current == = || ${COMP_WORDS[at]} == = ]]; then\n"
+    "    if [[ $current == = ]]; then current=; else at=$((at - 1)); fi\n"
+    "    if [[ ${COMP_WORDS[at]} != -* && at -gt 1 ]]; then\n"
+    "      key=${COMP_WORDS[at]}=\n"
+    "      at=$((at - 1))\n"
+    "      if [[ ${COMP_WORDS[at]} == = ]]; then at=$((at - 1)); fi\n"
+    "    fi\n"
     "  fi\n"
+    "  previous=${COMP_WORDS[at]}\n"
     "  for ((i = 1; i < COMP_CWORD; ++i)); do\n"
     "    word=${COMP_WORDS[i]}\n"
     "    case \"$path/$word\" in\n";
@@ -54,18 +59,22 @@ static constexpr const char* bash_tail =
     "  case $values in\n"
     "    FILE) COMPREPLY=($(compgen -f -- \"$current\")) ;;\n"
     "    FOLDER) COMPREPLY=($(compgen -d -- \"$current\")) ;;\n"
-    "    *) COMPREPLY=($(compgen -W \"$values\" -- \"$current\")) ;;\n"
+    "    *)\n"
+    "      if [[ $list && $current == *,* ]]; then taken=${current%,*},; fi\n"
+    "      COMPREPLY=($(compgen -W \"$values\" -- \"$key${current#\"$taken\"}\"))\n"
+    "      COMPREPLY=(\"${COMPREPLY[@]#\"$key\"}\")\n"
+    "      COMPREPLY=(\"${COMPREPLY[@]/#/$taken}\") ;;\n"
     "  esac\n"
     "}\n"
     "complete -o filenames -F _kplog kplog\n";
 
 // What `values` is for one that takes this: words, or a kind of file.
 static std::string bash_values(const option_description& option) {
-  return option.choices().empty() ? option.value : joined(option.choices(), " ");
+  return option.offers.empty() ? option.value : joined(option.offers, " ");
 }
 
 static bool is_completed(const option_description& option) {
-  return !option.choices().empty() || option.value == "FILE" || option.value == "FOLDER";
+  return !option.offers.empty() || option.value == "FILE" || option.value == "FOLDER";
 }
 
 static std::string bash_option_case(const command_description& command,
@@ -74,7 +83,8 @@ static std::string bash_option_case(const command_description& command,
   for (const std::string& name : option.names)
     patterns += (patterns.empty() ? "" : "|") + ("\"" + path_text(command)) + ":" + name + "\"";
   return "    " + patterns +
-         ") values=" + shell_text(is_completed(option) ? bash_values(option) : "") + " ;;\n";
+         ") values=" + shell_text(is_completed(option) ? bash_values(option) : "") +
+         (option.is_list ? " list=1" : "") + " ;;\n";
 }
 
 static std::string bash_command_case(const command_description& command) {
@@ -119,13 +129,14 @@ static std::string zsh_escaped(const std::string& text) {
 }
 
 static std::string zsh_action(const option_description& option) {
-  if (!option.choices().empty()) return "(" + joined(option.choices(), " ") + ")";
+  if (option.is_list) return "_values -s , value " + joined(option.offers, " ");
+  if (!option.offers.empty()) return "(" + joined(option.offers, " ") + ")";
   if (option.value == "FILE") return "_files";
   return option.value == "FOLDER" ? "_files -/" : " ";
 }
 
 static std::string zsh_message(const option_description& option) {
-  return option.choices().empty() ? option.value : "value";
+  return option.offers.empty() ? option.value : "value";
 }
 
 static std::string zsh_option(const option_description& option) {
@@ -194,12 +205,14 @@ static std::string fish_condition(const command_description& command) {
 }
 
 static std::string fish_argument(const option_description& option) {
-  if (!option.choices().empty()) return " -a " + shell_text(joined(option.choices(), " "));
+  if (!option.offers.empty()) return " -a " + shell_text(joined(option.offers, " "));
   return option.value == "FOLDER" ? " -a '(__fish_complete_directories)'" : " -F";
 }
 
 static std::string fish_value(const option_description& option) {
-  if (!option.choices().empty()) return " -x -a " + shell_text(joined(option.choices(), " "));
+  if (option.is_list)
+    return " -x -a " + shell_text("(__fish_append , " + joined(option.offers, " ") + ")");
+  if (!option.offers.empty()) return " -x -a " + shell_text(joined(option.offers, " "));
   if (option.value == "FILE") return " -r -F";
   if (option.value == "FOLDER") return " -x -a '(__fish_complete_directories)'";
   return option.value.empty() ? "" : " -x";

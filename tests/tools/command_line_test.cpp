@@ -69,6 +69,60 @@ TEST(CommandLine, CommandsForPackagersStayOutOfTheHelp) {
               AllOf(HasSubstr("compile"), Not(HasSubstr("completion")), Not(HasSubstr("manual"))));
 }
 
+// --- options before the command
+
+TEST(CommandLine, OptionsMayStandBeforeTheCommand) {
+  const temp_folder folder;
+  folder.write("bad.yaml", "kplog: 2\n");
+  const auto behind = run_kplog(folder.path(), "check --color always --format text -q bad.yaml");
+  EXPECT_EQ(behind.status, 1);
+  EXPECT_THAT(behind.err, HasSubstr("\x1b["));
+  for (const std::string arguments :
+       {"--color always -q check bad.yaml", "--color=always --quiet check --format text bad.yaml",
+        "-q --format=text --color always check bad.yaml"}) {
+    const auto before = run_kplog(folder.path(), arguments);
+    EXPECT_EQ(before.status, 1) << arguments;
+    EXPECT_EQ(before.err, behind.err) << arguments;
+  }
+}
+
+TEST(CommandLine, OptionsBeforeCommandsOfCommandsReachThem) {
+  const temp_folder folder;
+  folder.write("bad.yaml", "kplog: 2\n");
+  const auto run = run_kplog(folder.path(), "--format json catalog extract bad.yaml -o -");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, testing::StartsWith("{\"file\":\"bad.yaml\""));
+}
+
+TEST(CommandLine, OptionsThatTheCommandDoesNotTakeGiveStatus2) {
+  const temp_folder folder;
+  for (const char* arguments : {"--quiet help", "--color blue check x", "--format table check x",
+                                "--color", "--color never", "--nothing check x"})
+    EXPECT_EQ(run_kplog(folder.path(), arguments).status, 2) << arguments;
+}
+
+// --- help
+
+TEST(HelpCommand, SaysWhatTheOptionOfTheCommandSays) {
+  const temp_folder folder;
+  const command_description kplog = whole_command_line();
+  for (const command_description* command : all_commands(kplog)) {
+    const std::string path = command->name(" ").substr(5);
+    const auto run = run_kplog(folder.path(), "help " + path);
+    EXPECT_EQ(run.status, 0) << path;
+    EXPECT_EQ(run.out, run_kplog(folder.path(), path + " --help").out) << path;
+  }
+}
+
+TEST(HelpCommand, UnknownCommandsGiveStatus2) {
+  const temp_folder folder;
+  EXPECT_EQ(run_kplog(folder.path(), "help complie").err,
+            "kplog: no command \"complie\"; did you mean \"compile\"?\n");
+  EXPECT_EQ(run_kplog(folder.path(), "help complie").status, 2);
+  EXPECT_EQ(run_kplog(folder.path(), "help catalog nothing").status, 2);
+  EXPECT_EQ(run_kplog(folder.path(), "help compile nothing").status, 2);
+}
+
 // --- completion
 
 // Every option but the positional arguments, by its last name.
@@ -128,6 +182,15 @@ TEST(BashCompletion, OffersCommandsOptionsChoicesAndFiles) {
   EXPECT_THAT(bash_offers("kplog dump se"), UnorderedElementsAre("set.ldf"));
   EXPECT_THAT(bash_offers("kplog compile -o s"), IsSupersetOf({"set.ldf", "subfolder"}));
   EXPECT_THAT(bash_offers("kplog diff --accept ''"), testing::IsEmpty());
+  EXPECT_THAT(bash_offers("kplog help com"), UnorderedElementsAre("compile"));
+}
+
+TEST(BashCompletion, GoesOnBehindTheCommasOfLists) {
+  EXPECT_THAT(bash_offers("kplog diff --fail-on tr"), UnorderedElementsAre("translations"));
+  EXPECT_THAT(bash_offers("kplog diff --fail-on source,f"), UnorderedElementsAre("source,filters"));
+  EXPECT_THAT(bash_offers("kplog diff --fail-on = source,records,f"),
+              UnorderedElementsAre("source,records,filters"));
+  EXPECT_THAT(bash_offers("kplog dump --format x,j"), testing::IsEmpty());
 }
 
 TEST(FishCompletion, OffersCommandsOptionsChoicesAndFiles) {
@@ -142,6 +205,7 @@ TEST(FishCompletion, OffersCommandsOptionsChoicesAndFiles) {
   EXPECT_THAT(offers("kplog dump --format "),
               AllOf(HasSubstr("yaml\t"), Not(HasSubstr("set.ldf"))));
   EXPECT_THAT(offers("kplog dump se"), HasSubstr("set.ldf"));
+  EXPECT_THAT(offers("kplog diff --fail-on source,f"), HasSubstr("source,filters"));
 }
 
 // --- manual pages
