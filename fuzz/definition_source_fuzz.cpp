@@ -1,0 +1,56 @@
+// Any bytes as a definition source. Nothing crashes; every diagnostic stands at a place of the
+// source; and what compiles is dumped as a source that compiles to the same bytes.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+
+#include "tools/definition_advice.h"
+#include "tools/definition_check.h"
+#include "tools/definition_file_check.h"
+#include "tools/definition_source.h"
+#include "tools/definition_writer.h"
+#include "tools/definition_yaml.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+
+static void require(bool holds) {
+  if (!holds) std::abort();
+}
+
+static void require_writable(const diagnostic_list& found, const source_text& source) {
+  std::ostringstream out;
+  found.write(out, {&source}, diagnostic_format::text, true);
+  found.write(out, {&source}, diagnostic_format::json, false);
+  require(found.empty() == out.str().empty());
+}
+
+// The bytes that a source compiles to; none when it does not.
+static std::string compiled(const source_text& source) {
+  definition_set set;
+  diagnostic_list found;
+  read_definition_source(source, set, found);
+  complete_definition_set(set, found);
+  require(set.is_whole || !found.empty());
+  std::string bytes;
+  if (found.empty()) {
+    bytes = definition_file_bytes(set);
+    add_advice(set, {}, found);
+  }
+  require_writable(found, source);
+  return bytes;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string bytes =
+      compiled(source_text("source", std::string(reinterpret_cast<const char*>(data), size)));
+  if (bytes.empty()) return 0;
+  definition_file file("file", bytes);
+  diagnostic_list found;
+  require(read_definition_file(file, found));
+  const std::string dumped = definition_yaml(file, found);
+  require(found.empty());
+  require(compiled(source_text("dump", dumped)) == bytes);
+  return 0;
+}
