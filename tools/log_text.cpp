@@ -4,8 +4,9 @@
 #include <unicode/ucnv_cb.h>
 #include <unicode/ustring.h>
 
-#include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
 #include <stdexcept>
 
 #include "tools/terminal_text.h"
@@ -17,24 +18,37 @@ static constexpr bool is_plain_ascii(char byte) {
   return (byte >= ' ' && byte <= '~') || byte == '\t';
 }
 
-// Appends the character at `offset`, written out when it has to be; its size.
-static size_t append_character(std::string& line, std::string_view text, size_t offset) {
-  const utf8_character character = utf8_at(text, offset);
-  if (!character.valid || is_unsafe_on_terminal(character.code_point))
-    line += written_out(character);
-  else
-    line += text.substr(offset, character.size);
-  return character.size;
+// Whether eight bytes at once are between ' ' and '~': their high bits stay clear when 1 is added,
+// and are set when 60 is.
+static bool are_plain_ascii(const char* bytes) {
+  constexpr uint64_t ones = 0x0101010101010101;
+  uint64_t word = 0;
+  std::memcpy(&word, bytes, sizeof word);
+  const uint64_t high_bits = ones * 0x80;
+  return ((word | (word + ones)) & high_bits) == 0 &&
+         ((word + ones * 0x60) & high_bits) == high_bits;
+}
+
+// The offset of the first byte at `offset` or behind it that is not plain.
+static size_t skip_plain(std::string_view text, size_t offset) {
+  while (text.size() - offset >= sizeof(uint64_t) && are_plain_ascii(text.data() + offset))
+    offset += sizeof(uint64_t);
+  while (offset < text.size() && is_plain_ascii(text[offset])) ++offset;
+  return offset;
 }
 
 void append_log_text(std::string& line, std::string_view text) {
-  while (!text.empty()) {
-    const auto end = std::find_if_not(text.begin(), text.end(), is_plain_ascii);
-    const size_t plain = static_cast<size_t>(end - text.begin());
-    line.append(text.data(), plain);
-    text.remove_prefix(plain);
-    if (!text.empty()) text.remove_prefix(append_character(line, text, 0));
+  size_t done = 0;
+  for (size_t i = skip_plain(text, 0); i < text.size(); i = skip_plain(text, i)) {
+    const utf8_character character = utf8_at(text, i);
+    if (!character.valid || is_unsafe_on_terminal(character.code_point)) {
+      line.append(text.data() + done, i - done);
+      line += written_out(character);
+      done = i + character.size;
+    }
+    i += character.size;
   }
+  line += text.substr(done);
 }
 
 // --- Code pages ---
@@ -45,7 +59,8 @@ struct converter_closer {
 
 struct log_code_page::converter {
   std::unique_ptr<UConverter, converter_closer> handle;
-  std::u16string units;  // of a line
+  bool keeps_ascii = false;  // plain ASCII is written as it is
+  std::u16string units;      // of a line
 
   // Appends the units in the code page, in its initial state before and behind them.
   void append(std::string& out);
@@ -110,11 +125,12 @@ static bool set_action_on_missing(UConverter* handle, UConverterFromUCallback ac
 
 // Whether the code page has all that an escape is written with, so that writing one ends.
 static bool has_ascii(log_code_page::converter& converter) {
-  std::u16string ascii;
-  for (char16_t unit = ' '; unit <= '~'; ++unit) ascii += unit;
+  std::string ascii = "\t";
+  for (char byte = ' '; byte <= '~'; ++byte) ascii += byte;
   if (!set_action_on_missing(converter.handle.get(), UCNV_FROM_U_CALLBACK_STOP)) return false;
   try {
-    return !bytes_of(converter, ascii + u'\t').empty();
+    converter.keeps_ascii = bytes_of(converter, {ascii.begin(), ascii.end()}) == ascii;
+    return true;
   } catch (const std::runtime_error&) {
     return false;
   }
@@ -146,7 +162,7 @@ log_code_page::log_code_page(const std::string& name) {
 log_code_page::~log_code_page() = default;
 
 void log_code_page::append(std::string& out, std::string_view line) {
-  if (converter_ == nullptr) {
+  if (converter_ == nullptr || (converter_->keeps_ascii && skip_plain(line, 0) == line.size())) {
     out += line;
     return;
   }
