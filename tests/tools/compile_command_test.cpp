@@ -255,7 +255,8 @@ TEST(CompileDiagnostics, SixtyFourLevelsAreReadAndOneMoreIsNot) {
   EXPECT_THAT(first_line_against(nested(64)), HasSubstr("error[bad-number]"));
   EXPECT_EQ(first_line_against(nested(65)),
             "s.yaml:3:73: error[too-deep]: values are nested more than 64 deep");
-  EXPECT_THAT(first_line_against("a: " + std::string(1000000, '[')), HasSubstr("error[too-deep]"));
+  EXPECT_THAT(first_line_against("retired: " + std::string(1000000, '[')),
+              HasSubstr("error[too-deep]"));
 }
 
 TEST(CompileDiagnostics, SourceAbove16MiBIsRefused) {
@@ -431,8 +432,6 @@ TEST(CompileCommand, StandardOutputIsNamedInTheSummary) {
 TEST(CompileCommand, PathsInSummariesCannotSteerTheTerminal) {
   const temp_folder folder;
   folder.write("s.yaml", small_source);
-  EXPECT_EQ(run_kplog(folder.path(), "compile s.yaml -o $'a\x1b[2Jb'").err,
-            run_kplog(folder.path(), "compile s.yaml -o \"$(printf 'a\\033[2Jb')\"").err);
   EXPECT_EQ(run_kplog(folder.path(), "compile s.yaml -o \"$(printf 'a\\033[2Jb')\"").err,
             "kplog: wrote a\\x1B[2Jb: 1 event, 0 global attributes\n");
 }
