@@ -45,6 +45,7 @@ CLI::Option* add_choices_option(CLI::App& command, const std::string& names,
   return command.add_option(names, chosen, description)
       ->delimiter(',')
       ->expected(1)
+      ->allow_extra_args(false)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->check(one_of(choices))
       ->type_name(joined_choices(choices));

@@ -9,6 +9,7 @@
 #include "tools/command_catalog.h"
 #include "tools/command_check.h"
 #include "tools/command_compile.h"
+#include "tools/command_count.h"
 #include "tools/command_diff.h"
 #include "tools/command_dump.h"
 #include "tools/command_generate.h"
@@ -17,8 +18,8 @@
 #include "tools/command_options.h"
 
 static constexpr std::array command_rows = {
-    &compile_command, &check_command, &dump_command,       &diff_command,   &header_command,
-    &catalog_command, &help_command,  &completion_command, &manual_command,
+    &compile_command, &check_command, &dump_command, &diff_command,       &header_command,
+    &catalog_command, &count_command, &help_command, &completion_command, &manual_command,
 };
 
 static constexpr const char* exit_status_help =

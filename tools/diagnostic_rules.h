@@ -94,6 +94,10 @@ enum class diagnostic_rule : unsigned {
   catalog_changed,
   catalog_placeholder,
   catalog_quote,
+  counter_length,
+  counter_torn,
+  counter_duplicate,
+  counter_day,
 };
 
 enum class rule_severity { off, warning, error };
@@ -275,6 +279,15 @@ constexpr auto diagnostic_rules = std::to_array<diagnostic_rule_row>({
      "a translation whose placeholders are not the message's"},
     {diagnostic_rule::catalog_quote, "catalog-quote",
      "an apostrophe or a brace that ICU would swallow"},
+    {diagnostic_rule::counter_length, "counter-length",
+     "a record of a counter file that is not 32 bytes long by its own account"},
+    {diagnostic_rule::counter_torn, "counter-torn", "a counter file that ends within a record",
+     rule_kind::fault, rule_severity::warning},
+    {diagnostic_rule::counter_duplicate, "counter-duplicate",
+     "a record of a counter file whose day and ID another record before it has", rule_kind::fault,
+     rule_severity::warning},
+    {diagnostic_rule::counter_day, "counter-day", "a day that no calendar has, in a counter file",
+     rule_kind::fault, rule_severity::warning},
 });
 
 constexpr const diagnostic_rule_row& rule_row(diagnostic_rule rule) {

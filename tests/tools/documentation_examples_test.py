@@ -9,6 +9,7 @@ the order of the page, so that one finds what those before it wrote.
 import os
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -64,8 +65,14 @@ def write(folder, name, text, mode=0o644):
     os.chmod(path, mode)
 
 
+def write_counter(folder, name):
+    with open(os.path.join(folder, name), "wb") as file:
+        file.write(struct.pack(">Iiiiii8x", 32, 2026, 11, 15, 1001, 3))
+
+
 def prepare(folder):
-    """What the examples speak of: sources, compiled files, programs, and a repository with a tag."""
+    """What the examples speak of: sources, compiled files, records and counts, programs, and a repository with a
+    tag."""
     login = SOURCE + "  LOGIN: {id: 1, attributes: {USER: Char64}, message: \"{USER} logged in\"}\n"
     write(folder, "events.yaml", first_block("definition-source.md"))
     write(folder, "standard.yaml", login)
@@ -74,6 +81,8 @@ def prepare(folder):
     write(folder, "product.yaml", SOURCE + "  PAID: {id: 2, message: paid}\n")
     write(folder, "base.yaml", SOURCE + "  STARTED: {id: 3, message: started}\n")
     write(folder, "network.yaml", SOURCE + "  LINK_UP: {id: 4, message: up}\n")
+    write_counter(folder, "history.cnt")
+    write_counter(folder, "shop-1.cnt")
     os.makedirs(os.path.join(folder, "bin"))
     os.symlink(os.path.abspath(KPLOG), os.path.join(folder, "bin", "kplog"))
     write(folder, "bin/generate", "#!/bin/sh\ncat events.yaml\n", 0o755)

@@ -1,0 +1,44 @@
+// What a counter file holds (docs/counter-file.md), as the library reads it.
+#ifndef TOOLS_COUNTER_FILE_H
+#define TOOLS_COUNTER_FILE_H
+
+#include <compare>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/diagnostics.h"
+#include "tools/source_text.h"
+
+constexpr size_t counter_file_size_limit = size_t{256} << 20;  // bytes; larger files are refused
+
+// A day as a record gives it, which need not be one of the calendar.
+struct counter_day {
+  int32_t year = 0;
+  int32_t month = 0;  // from 1
+  int32_t day = 0;    // from 1
+
+  auto operator<=>(const counter_day&) const = default;
+};
+
+// Whether the calendar has the day, in the years 1 to 9999.
+bool is_calendar_day(const counter_day& day);
+
+// "2026-11-15", whatever the numbers are.
+std::string day_text(const counter_day& day);
+
+// "2026-11-15", a day of the calendar; false for anything else.
+bool read_day(const std::string& text, counter_day& day);
+
+struct counted_entries {
+  counter_day day;
+  uint32_t id = 0;  // of the event
+  uint64_t count = 0;
+};
+
+// The counts of the file, a binary source, by day and ID; each key once, as its first record gives
+// it. Adds what is odd about the file, once for each kind, with the first place; what is not as it
+// should be is counted all the same, as the library does.
+std::vector<counted_entries> read_counter_file(const source_text& file, diagnostic_list& found);
+
+#endif
