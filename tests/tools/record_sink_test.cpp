@@ -474,19 +474,19 @@ TEST_F(RecordSink, ANoteIsGoneWhenItsBatchIsWritten) {
 // --- A full disk ---
 
 // A limit of the size of files, which stands for a full disk, for a scope.
-class file_size_limit {
+class small_disk {
  public:
-  explicit file_size_limit(rlim_t bytes) : signal_before_(std::signal(SIGXFSZ, SIG_IGN)) {
+  explicit small_disk(rlim_t bytes) : signal_before_(std::signal(SIGXFSZ, SIG_IGN)) {
     getrlimit(RLIMIT_FSIZE, &before_);
     const struct rlimit limit = {bytes, before_.rlim_max};
     setrlimit(RLIMIT_FSIZE, &limit);
   }
-  ~file_size_limit() {
+  ~small_disk() {
     setrlimit(RLIMIT_FSIZE, &before_);
     std::signal(SIGXFSZ, signal_before_);
   }
-  file_size_limit(const file_size_limit&) = delete;
-  file_size_limit& operator=(const file_size_limit&) = delete;
+  small_disk(const small_disk&) = delete;
+  small_disk& operator=(const small_disk&) = delete;
 
  private:
   struct rlimit before_ {};
@@ -499,7 +499,7 @@ TEST_F(RecordSink, WhatDoesNotFitIsTakenBackAndCanBeWrittenLater) {
   const std::string before = content("app.20261115.0001");
   entries_.add(*sink, std::string(100, 'b'));
   {
-    const file_size_limit limit(before.size() + 50);
+    const small_disk limit(before.size() + 50);
     EXPECT_EQ(write_error(*sink), "cannot write " + file("app.20261115.0001") + ": File too large");
   }
   EXPECT_EQ(content("app.20261115.0001"), before);
@@ -516,7 +516,7 @@ TEST_F(RecordSink, ABatchOfSeveralFilesIsTakenBackFromAllOfThem) {
   entries_.add(*sink, "e", "2026-11-14T17:02:56+08:00");
   entries_.add(*sink, std::string(4 * size, 'x'));
   {
-    const file_size_limit limit(3 * size);
+    const small_disk limit(3 * size);
     EXPECT_EQ(write_error(*sink), "cannot write " + file("app.20261115.0003") + ": File too large");
   }
   EXPECT_THAT(files(), ElementsAre("app.20261115.0001"));
