@@ -18,14 +18,16 @@ class translation_reader {
       : document_(document), known_(known), code_pages_(code_pages), found_(found) {
     result_.file = document.source->name();
     for (const catalog_message& message : messages) by_id_.emplace(message.id(), &message);
-    result_.untranslated = static_cast<size_t>(std::count_if(
-        messages.begin(), messages.end(), [](const auto& m) { return m.is_translatable(); }));
+    result_.header = po_place(*document.source, document.header.translation.begin);
   }
 
   catalog_translations run() {
     read_locale();
     for (const po_entry& entry : document_.entries)
-      if (!entry.is_obsolete) read_entry(entry);
+      if (entry.is_obsolete)
+        ++result_.obsolete;
+      else
+        read_entry(entry);
     return std::move(result_);
   }
 
@@ -51,17 +53,23 @@ class translation_reader {
     if (message == by_id_.end())
       return add(diagnostic_rule::catalog_unknown, entry.context,
                  "no message \"" + entry.context.text + "\" in the sources");
-    if (entry.translation.text.empty()) return;
-    --result_.untranslated;
-    if (entry.id.text != message->second->text()) {
-      ++result_.fuzzy;
-      return add(diagnostic_rule::catalog_changed, entry.id,
-                 "the text of the message is another one now; kplog catalog merge brings it here");
-    }
-    if (entry.is_fuzzy())
-      ++result_.fuzzy;
+    const std::string& id = message->second->id();
+    if (entry.translation.text.empty())
+      result_.empty[id] = po_place(*document_.source, entry.translation.begin);
+    else if (entry.id.text != message->second->text())
+      add_fuzzy(id, diagnostic_rule::catalog_changed, entry.id,
+                "the text of the message is another one now; kplog catalog merge brings it here");
+    else if (entry.is_fuzzy())
+      add_fuzzy(id, diagnostic_rule::catalog_fuzzy, entry.translation,
+                "a fuzzy translation is not shown; take its mark away when it is right");
     else
       read_translation(entry, *message->second);
+  }
+
+  void add_fuzzy(const std::string& id, diagnostic_rule rule, const po_string& string,
+                 std::string text) {
+    result_.fuzzy.insert(id);
+    add(rule, string, std::move(text));
   }
 
   void read_translation(const po_entry& entry, const catalog_message& message) {

@@ -3,6 +3,7 @@
 #define TOOLS_CATALOG_TRANSLATIONS_H
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -14,13 +15,17 @@ struct catalog_translations {
   std::string file;
   // ICU's, by the header's field "Language", else by the file's name; empty when that is none.
   std::string locale;
-  std::map<std::string, std::string> templates;  // by message ID: what a catalog can use
-  size_t fuzzy = 0;                              // for a translator to look at
-  size_t untranslated = 0;                       // the messages without a translation
+  source_place header;
+  // By message ID.
+  std::map<std::string, std::string> templates;  // what a catalog can use
+  std::set<std::string> fuzzy;                   // for a translator to look at
+  std::map<std::string, source_place> empty;     // where a translation is wanted
+  size_t obsolete = 0;
 };
 
 // Diagnostics for a locale that is none, translations of messages that are not there or have
-// another text, other placeholders, what ICU would swallow, and what a code page cannot hold.
+// another text, or are marked as fuzzy, other placeholders, what ICU would swallow, and what a code
+// page cannot hold.
 catalog_translations read_translations(const po_document& document,
                                        const std::vector<catalog_message>& messages,
                                        const known_attributes& known,

@@ -7,12 +7,15 @@
 
 #include "tools/atomic_file.h"
 #include "tools/catalog_bundle.h"
+#include "tools/catalog_locale.h"
 #include "tools/catalog_merge.h"
 #include "tools/catalog_messages.h"
+#include "tools/catalog_progress.h"
 #include "tools/catalog_translations.h"
 #include "tools/command_options.h"
 #include "tools/definition_input.h"
 #include "tools/definition_standard.h"
+#include "tools/severity_option.h"
 #include "tools/terminal_text.h"
 
 struct catalog_options {
@@ -21,6 +24,8 @@ struct catalog_options {
   std::vector<std::string> po_files;
   std::string output;
   std::vector<std::string> code_pages;
+  std::vector<std::string> severities;  // CODE=SEVERITY
+  std::string fail_on = "warning";
   report_options report;
 };
 
@@ -68,7 +73,7 @@ static command_outcome refuse(const catalog_options& options, const catalog_work
 
 // --- extract
 
-static command_outcome extract(const catalog_options& options, std::ostream& log) {
+static command_outcome extract(const catalog_options& options, std::ostream&, std::ostream& log) {
   if (would_replace_input(options.output, options.inputs, log) ||
       would_replace_input(options.output, {options.standard}, log))
     return command_outcome::usage;
@@ -86,10 +91,13 @@ static command_outcome extract(const catalog_options& options, std::ostream& log
 
 // --- merge
 
-// The locale of a file that is not there yet: "de" for "po/de.po".
+// The locale of a file that is not there yet, as its name has it, without a code set: "sr@latin"
+// for "po/sr.UTF-8@latin.po".
 static std::string locale_of_path(const std::string& path) {
   const std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0
-  return name.substr(0, name.rfind('.'));
+  const std::string stem = name.substr(0, name.rfind('.'));
+  const size_t at_sign = std::min(stem.find('@'), stem.size());
+  return stem.substr(0, std::min(stem.find('.'), at_sign)) + stem.substr(at_sign);
 }
 
 struct po_update {
@@ -97,28 +105,27 @@ struct po_update {
   po_document old;
 };
 
+static command_outcome begin_update(po_update& update, std::ostream& log) {
+  const std::string name = locale_of_path(update.path);
+  const catalog_locale locale = icu_locale(name);
+  if (locale.name.empty())
+    return usage_error(log, "no locale \"" + name + "\": " + locale.problem +
+                                "; a new file is called by its locale, as pt_BR.po");
+  update.old = empty_translations(name);
+  return command_outcome::good;
+}
+
 static command_outcome read_update(const report_options& report, catalog_work& work,
                                    po_update& update, std::ostream& log) {
   std::string bytes;
   if (read_source_bytes(update.path, bytes)) {
     read_po(work.po_sources.emplace_back(update.path, std::move(bytes)), update.old, work.found);
   } else if (errno == ENOENT) {
-    update.old = empty_translations(locale_of_path(update.path));
+    return begin_update(update, log);
   } else {
     return read_error(log, report, update.path, errno);
   }
   return command_outcome::good;
-}
-
-static std::string translation_summary(const po_document& document) {
-  size_t translated = 0;
-  size_t fuzzy = 0;
-  size_t untranslated = 0;
-  for (const po_entry& entry : document.entries)
-    if (!entry.is_obsolete)
-      ++(entry.translation.text.empty() ? untranslated : entry.is_fuzzy() ? fuzzy : translated);
-  return std::to_string(translated) + " translated, " + std::to_string(fuzzy) + " fuzzy, " +
-         std::to_string(untranslated) + " untranslated";
 }
 
 static command_outcome write_update(const catalog_options& options, const po_document& extracted,
@@ -126,12 +133,12 @@ static command_outcome write_update(const catalog_options& options, const po_doc
   const po_document merged = merged_messages(extracted, update.old);
   if (!write_atomic_file(update.path, po_text(merged)))
     return write_error(log, options.report, update.path, errno);
-  note_written(log, options.report, update.path, translation_summary(merged));
+  note_written(log, options.report, update.path, counts_of(merged).text());
   return command_outcome::good;
 }
 
 // All files are read before the first one is written.
-static command_outcome merge(const catalog_options& options, std::ostream& log) {
+static command_outcome merge(const catalog_options& options, std::ostream&, std::ostream& log) {
   catalog_work work;
   command_outcome outcome = read_messages(options, false, work, log);
   std::vector<po_update> updates;
@@ -174,26 +181,36 @@ static command_outcome read_all_translations(const catalog_options& options, cat
   return outcome;
 }
 
-static void write_summaries(const catalog_options& options,
-                            const std::vector<catalog_translations>& translations,
-                            std::ostream& log) {
-  if (!options.report.with_summary()) return;
-  for (const catalog_translations& file : translations)
-    log << "kplog: " << terminal_text(file.file) << ": " << file.templates.size() << " translated, "
-        << file.fuzzy << " fuzzy, " << file.untranslated << " untranslated\n";
+// As text beside the diagnostics; for programs on standard output.
+static void write_progress(const catalog_options& options, const std::vector<catalog_progress>& all,
+                           std::ostream& out, std::ostream& log) {
+  for (const catalog_progress& progress : all) {
+    if (options.report.format == diagnostic_format::json)
+      progress.write_json(out);
+    else if (options.report.with_summary())
+      log << "kplog: " << terminal_text(progress.name) << ": " << progress.counts.text() << '\n';
+  }
 }
 
-static command_outcome check_translations(const catalog_options& options, std::ostream& log) {
+static bool fails(const catalog_options& options, const catalog_work& work) {
+  return options.fail_on == "error" ? has_errors(work) : !work.found.empty();
+}
+
+static command_outcome check_translations(const catalog_options& options, std::ostream& out,
+                                          std::ostream& log) {
   catalog_work work;
   std::vector<catalog_translations> translations;
-  const command_outcome outcome = read_all_translations(options, work, translations, log);
+  command_outcome outcome = apply_severities(options.severities, work.found, log);
+  if (outcome == command_outcome::good)
+    outcome = read_all_translations(options, work, translations, log);
   if (outcome != command_outcome::good) return outcome;
+  const std::vector<catalog_progress> all = progress_of(work.messages, translations, work.found);
   write_findings(options, work, log);
-  write_summaries(options, translations, log);
-  return work.found.empty() ? command_outcome::good : command_outcome::findings;
+  write_progress(options, all, out, log);
+  return fails(options, work) ? command_outcome::findings : command_outcome::good;
 }
 
-static command_outcome build(const catalog_options& options, std::ostream& log) {
+static command_outcome build(const catalog_options& options, std::ostream& out, std::ostream& log) {
   catalog_work work;
   std::vector<catalog_translations> translations;
   const command_outcome outcome = read_all_translations(options, work, translations, log);
@@ -206,7 +223,7 @@ static command_outcome build(const catalog_options& options, std::ostream& log) 
     return command_outcome::file_error;
   }
   write_findings(options, work, log);
-  write_summaries(options, translations, log);
+  write_progress(options, progress_of(work.messages, translations, work.found), out, log);
   note_written(log, options.report, options.output,
                counted(bundles.size(), "bundle") + ", " + counted(work.messages.size(), "message"));
   return command_outcome::good;
@@ -219,10 +236,10 @@ struct catalog_command_row {
   const char* summary;
   const char* examples;
   bool takes_po_files;
-  bool takes_code_pages;
+  bool takes_rules;         // --codepage, --severity, --fail-on
   const char* output;       // what --output is; null: there is none
   const char* output_type;  // for the help and completion
-  command_outcome (*run)(const catalog_options& options, std::ostream& log);
+  command_outcome (*run)(const catalog_options& options, std::ostream& out, std::ostream& log);
 };
 
 static constexpr std::array<catalog_command_row, 4> catalog_commands = {{
@@ -233,10 +250,11 @@ static constexpr std::array<catalog_command_row, 4> catalog_commands = {{
      "  kplog catalog merge events.yaml --po de.po --po ja.po\n", true, false, nullptr, "", merge},
     {"build", "Compile translations to message catalogs",
      "  kplog catalog build events.yaml --po de.po --po ja.po -o messages\n", true, false,
-     "The folder to write the catalogs to", "FOLDER", build},
+     "The folder to write the catalogs to; made when it is not there", "FOLDER", build},
     {"check", "Find what is wrong with translations",
-     "  kplog catalog check events.yaml --po de.po --codepage ISO-8859-1\n", true, true, nullptr,
-     "", check_translations},
+     "  kplog catalog check events.yaml --po de.po --codepage ISO-8859-1\n"
+     "  kplog catalog check events.yaml --po de.po --severity catalog-untranslated=error\n",
+     true, true, nullptr, "", check_translations},
 }};
 
 static void add_list_option(CLI::App& command, const char* name, std::vector<std::string>& values,
@@ -255,9 +273,13 @@ static void describe_options(CLI::App& command, const catalog_command_row& row,
       ->type_name("FILE");
   if (row.takes_po_files)
     add_list_option(command, "--po", options.po_files, "FILE", "A file of translations", true);
-  if (row.takes_code_pages)
+  if (row.takes_rules) {
     add_list_option(command, "--codepage", options.code_pages, "NAME",
                     "A code page that all translations must fit into", false);
+    add_severity_option(command, options.severities);
+    add_choice_option(command, "--fail-on", options.fail_on, {"error", "warning"},
+                      "What makes the exit status 1; warnings, unless given, do so too");
+  }
   if (row.output != nullptr)
     command.add_option("-o,--output", options.output, row.output)
         ->required()
@@ -275,10 +297,10 @@ static command_action describe_catalog(CLI::App& command) {
     sub_command.footer(std::string("Examples:\n") + row.examples);
     describe_options(sub_command, row, (*options)[i]);
   }
-  return [options, &command](std::ostream&, std::ostream& log) {
+  return [options, &command](std::ostream& out, std::ostream& log) {
     for (size_t i = 0; i < catalog_commands.size(); ++i)
       if (command.got_subcommand(catalog_commands[i].name))
-        return catalog_commands[i].run((*options)[i], log);
+        return catalog_commands[i].run((*options)[i], out, log);
     return command_outcome::usage;
   };
 }

@@ -8,6 +8,7 @@
 #include "tools/definition_file_check.h"
 #include "tools/definition_input.h"
 #include "tools/definition_standard.h"
+#include "tools/severity_option.h"
 
 struct check_options {
   std::vector<std::string> files;  // sources of one set, or a compiled file; "-": standard input
@@ -17,45 +18,6 @@ struct check_options {
   std::string fail_on = "warning";
   report_options report;
 };
-
-struct severity_name_row {
-  const char* name;
-  rule_severity severity;
-};
-
-static constexpr std::array<severity_name_row, 3> severity_names = {{
-    {"off", rule_severity::off},
-    {"warning", rule_severity::warning},
-    {"error", rule_severity::error},
-}};
-
-// What is an error for the library stays one.
-static bool is_severity_free(const diagnostic_rule_row& row) {
-  return row.kind == rule_kind::advice || row.severity == rule_severity::warning;
-}
-
-// Takes "CODE=SEVERITY" over; false when it is none.
-static bool set_severity(const std::string& text, diagnostic_list& found) {
-  const size_t equals = std::min(text.find('='), text.size());
-  const diagnostic_rule_row* const row = rule_of_code(std::string_view(text).substr(0, equals));
-  if (row == nullptr || !is_severity_free(*row) || equals == text.size()) return false;
-  for (const severity_name_row& known : severity_names) {
-    if (text.compare(equals + 1, std::string::npos, known.name) != 0) continue;
-    found.set_severity(row->rule, known.severity);
-    return true;
-  }
-  return false;
-}
-
-static command_outcome apply_severities(const check_options& options, diagnostic_list& found,
-                                        std::ostream& log) {
-  for (const std::string& text : options.severities)
-    if (!set_severity(text, found))
-      return usage_error(log, "no rule and severity: \"" + text +
-                                  "\"; CODE=off, CODE=warning or CODE=error is expected, of a rule "
-                                  "that is not always an error");
-  return command_outcome::good;
-}
 
 static command_outcome open_code_pages(const check_options& options, advice_options& advice,
                                        std::ostream& log) {
@@ -89,7 +51,7 @@ static command_outcome check(const check_options& options, std::ostream& log) {
   advice_options advice;
   standard_input standard;
   definition_input input;
-  command_outcome outcome = apply_severities(options, found, log);
+  command_outcome outcome = apply_severities(options.severities, found, log);
   if (outcome == command_outcome::good) outcome = open_code_pages(options, advice, log);
   if (outcome == command_outcome::good)
     outcome = standard.read(options.standard, options.report, log);
@@ -114,12 +76,7 @@ static command_action describe_check(CLI::App& command) {
       ->required()
       ->type_name("FILE");
   add_standard_option(command, options->standard);
-  command
-      .add_option("--severity", options->severities,
-                  "How severe findings of a rule are: CODE=off, CODE=warning, CODE=error")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->type_name("CODE=SEVERITY");
+  add_severity_option(command, options->severities);
   command.add_option("--codepage", options->code_pages, "A code page that all texts must fit into")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)

@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <sstream>
 
+#include "tools/severity_option.h"
+
 std::vector<std::string> option_description::choices() const {
   std::vector<std::string> list;
   if (value.find('|') == std::string::npos) return list;
@@ -26,7 +28,8 @@ static option_description describe_option(const CLI::Option& option) {
   described.text = option.get_description();
   described.is_list = option.get_delimiter() == ',';
   if (option.get_items_expected_max() > 0) described.value = option.get_type_name();
-  described.offers = described.choices();
+  described.offers =
+      described.value == severity_setting_form ? severity_settings() : described.choices();
   if (described.is_positional)
     described.names = {option.get_name(true)};
   else

@@ -113,8 +113,7 @@ static std::string json_escape(uint32_t code_point) {
   return json_escape(U16_LEAD(code_point)) + json_escape(U16_TRAIL(code_point));
 }
 
-// Bytes that are not UTF-8 become U+FFFD, as JSON has no place for them.
-static std::string json_string(std::string_view text) {
+std::string json_string(std::string_view text) {
   std::string json = "\"";
   for (size_t i = 0; i < text.size();) {
     const utf8_character character = utf8_at(text, i);

@@ -5,6 +5,7 @@
 #include <array>
 #include <iosfwd>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/diagnostic_rules.h"
@@ -66,5 +67,9 @@ class diagnostic_list {
   std::vector<diagnostic> found_;
   std::array<rule_severity, diagnostic_rules.size()> severities_;
 };
+
+// The text as a JSON string, with everything unsafe on a terminal escaped. Bytes that are not UTF-8
+// become U+FFFD, as JSON has no place for them.
+std::string json_string(std::string_view text);
 
 #endif

@@ -107,9 +107,38 @@ TEST_F(CatalogFolder, MergeBeginsAFileForTheLocaleOfItsName) {
   folder.write("s.yaml", greeting_source);
   const auto merge = run("merge s.yaml --po fr.po --po pt_BR.po");
   EXPECT_EQ(merge.err,
-            "kplog: wrote fr.po: 0 translated, 0 fuzzy, 1 untranslated\n"
-            "kplog: wrote pt_BR.po: 0 translated, 0 fuzzy, 1 untranslated\n");
+            "kplog: wrote fr.po: 0 translated, 0 fuzzy, 1 untranslated, 0 obsolete\n"
+            "kplog: wrote pt_BR.po: 0 translated, 0 fuzzy, 1 untranslated, 0 obsolete\n");
   EXPECT_THAT(read_whole_file(folder.file("pt_BR.po")), HasSubstr("\n\"Language: pt_BR\\n\"\n"));
+}
+
+TEST_F(CatalogFolder, MergeBeginsAFileWithTheLocaleAsTranslatorsToolsNameIt) {
+  folder.write("s.yaml", greeting_source);
+  ASSERT_EQ(run("merge -q s.yaml --po sr.UTF-8@latin.po --po de.UTF-8.po").status, 0);
+  EXPECT_THAT(read_whole_file(folder.file("sr.UTF-8@latin.po")),
+              HasSubstr("\n\"Language: sr@latin\\n\"\n"));
+  EXPECT_THAT(read_whole_file(folder.file("de.UTF-8.po")), HasSubstr("\n\"Language: de\\n\"\n"));
+}
+
+TEST_F(CatalogFolder, MergeBeginsNoFileOfNoLocale) {
+  folder.write("s.yaml", greeting_source);
+  const auto merge = run("merge s.yaml --po fr.po --po xx_YYYY_ZZ.po");
+  EXPECT_EQ(merge.status, 2);
+  EXPECT_EQ(merge.err,
+            "kplog: no locale \"xx_YYYY_ZZ\": \"xx\" is no language; a new file is called by its "
+            "locale, as pt_BR.po\n");
+  EXPECT_FALSE(std::filesystem::exists(folder.file("fr.po")));
+}
+
+TEST(CatalogMerge, GoldenFileOfEveryKindOfMessage) {
+  const temp_folder folder;
+  std::filesystem::copy(test_data_folder() + "/catalog_shop.yaml", folder.path());
+  std::filesystem::copy(test_data_folder() + "/catalog_unready.po", folder.path());
+  const auto merge =
+      run_kplog(folder.path(), "catalog merge catalog_shop.yaml --po catalog_unready.po");
+  EXPECT_EQ(merge.status, 0) << merge.err;
+  expect_golden_file("catalog_merge.expected",
+                     read_whole_file(folder.file("catalog_unready.po")) + merge.err);
 }
 
 TEST_F(CatalogFolder, MergeKeepsTranslationsAndTheirCommentsAndIsSettledAfterwards) {
@@ -195,7 +224,7 @@ TEST_F(CatalogFolder, MergeAgreesWithMsgmerge) {
 TEST_F(CatalogFolder, EscapesAreReadAsGettextReadsThem) {
   const std::string escaped = po_file(
       "de", translation("GREETED", "Hello {NAME}",
-                        R"(\101\1018|\41|\x41g|\x0041|\x24b {NAM\x45} gr\303\266\xC3\x9Fer\v)"));
+                        R"(\101\1018|\41|\x41g|\x0041|\x24b {NAM\x45} gr\303\266\xC3\x9F\145r\t)"));
   folder.write("s.yaml", greeting_source);
   folder.write("de.po", escaped);
   folder.write("theirs.po", escaped);
@@ -228,7 +257,7 @@ TEST_F(CatalogFolder, FileThatGettextRewroteSaysTheSame) {
   ASSERT_EQ(run_gettext(folder, "msgcat --width=40 de.po -o de.po"), 0);
   EXPECT_NE(read_whole_file(folder.file("de.po")), once);
   EXPECT_EQ(run("check s.yaml --po de.po").err,
-            "kplog: de.po: 1 translated, 0 fuzzy, 0 untranslated\n");
+            "kplog: de: 1 translated, 0 fuzzy, 0 untranslated, 0 obsolete\n");
   const std::string again = merged();
   EXPECT_EQ(again.substr(again.find("msgctxt")), once.substr(once.find("msgctxt")));
 }
@@ -254,15 +283,74 @@ TEST_F(CatalogFolder, GoodTranslationsGiveStatus0) {
   write(greeting_source, translation("GREETED", "Hello {NAME}", "Hallo {NAME}"));
   const auto check = run("check s.yaml --po de.po");
   EXPECT_EQ(check.status, 0);
-  EXPECT_EQ(check.err, "kplog: de.po: 1 translated, 0 fuzzy, 0 untranslated\n");
+  EXPECT_EQ(check.err, "kplog: de: 1 translated, 0 fuzzy, 0 untranslated, 0 obsolete\n");
 }
 
 TEST_F(CatalogFolder, CheckReportsForPrograms) {
   write(greeting_source, translation("GREETED", "Hello {NAME}", "Hallo"));
-  EXPECT_EQ(run("check --format json s.yaml --po de.po").err,
+  const auto check = run("check --format json s.yaml --po de.po");
+  EXPECT_EQ(check.err,
             "{\"file\":\"de.po\",\"line\":8,\"column\":8,\"severity\":\"error\",\"code\":"
             "\"catalog-placeholder\",\"text\":\"the placeholder {NAME} of the source is missing\","
             "\"notes\":[]}\n");
+  EXPECT_EQ(check.out,
+            "{\"locale\":\"de\",\"files\":[\"de.po\"],\"translated\":1,\"fuzzy\":0,"
+            "\"untranslated\":0,\"obsolete\":0}\n");
+}
+
+static const char* const three_events =
+    "kplog: 1\nlog_version: \"1.0\"\nevents:\n"
+    "  A: {id: 1, message: one}\n  B: {id: 2, message: two}\n  C: {id: 3, message: three}\n";
+
+TEST_F(CatalogFolder, CheckCountsEachLocaleOnce) {
+  write(three_events, translation("A", "one", "eins") + translation("B", "two", "") +
+                          "\n#~ msgctxt \"X\"\n#~ msgid \"x\"\n#~ msgstr \"y\"\n");
+  folder.write("more.po", po_file("de", translation("B", "two", "zwo", "#, fuzzy\n")));
+  folder.write("at.po", po_file("de_AT", translation("C", "three", "drei")));
+  folder.write("latin.po", po_file("sr@latin", ""));
+  folder.write("sr.po", po_file("sr", translation("A", "one", "један")));
+  const std::string files = "s.yaml --po de.po --po at.po --po more.po --po latin.po --po sr.po";
+  const auto check = run("check " + files);
+  EXPECT_EQ(check.status, 0);
+  EXPECT_EQ(check.err,
+            "kplog: de: 1 translated, 1 fuzzy, 1 untranslated, 1 obsolete\n"
+            "kplog: de_AT: 1 translated, 0 fuzzy, 1 untranslated, 0 obsolete\n"
+            "kplog: sr_Latn: 0 translated, 0 fuzzy, 3 untranslated, 0 obsolete\n"
+            "kplog: sr: 1 translated, 0 fuzzy, 2 untranslated, 0 obsolete\n");
+  EXPECT_EQ(run("check -q " + files).err, "");
+  EXPECT_THAT(run("check --format json " + files).out,
+              StartsWith("{\"locale\":\"de\",\"files\":[\"de.po\",\"more.po\"],\"translated\":1,"
+                         "\"fuzzy\":1,\"untranslated\":1,\"obsolete\":1}\n"));
+}
+
+TEST(CatalogCheck, GoldenListOfWhatIsNotReady) {
+  const auto run =
+      run_kplog(test_data_folder(),
+                "catalog check catalog_shop.yaml --po catalog_unready.po "
+                "--severity catalog-untranslated=error --severity catalog-fuzzy=warning");
+  EXPECT_EQ(run.status, 1);
+  expect_golden_file("catalog_unready.expected", run.err);
+}
+
+TEST_F(CatalogFolder, CheckFailsOnWhatItIsToldTo) {
+  write(three_events, translation("A", "one", "eins") +
+                          translation("B", "two", "zwo", "#, fuzzy\n") +
+                          translation("GONE", "gone", "weg"));
+  EXPECT_EQ(run("check s.yaml --po de.po").status, 1) << "a translation of nothing is a warning";
+  for (const auto& [arguments, status] : std::vector<std::pair<const char*, int>>{
+           {"--fail-on error", 0},
+           {"--fail-on warning", 1},
+           {"--severity catalog-unknown=off", 0},
+           {"--severity catalog-unknown=error --fail-on error", 1},
+           {"--severity catalog-unknown=off --severity catalog-fuzzy=warning", 1},
+           {"--severity catalog-fuzzy=warning --fail-on error", 0},
+           {"--severity catalog-fuzzy=error --fail-on error", 1},
+           {"--severity catalog-untranslated=error --fail-on error", 1},
+           {"--severity catalog-placeholder=off", 2},
+           {"--severity catalog-fuzzy", 2},
+           {"--fail-on fuzzy", 2}})
+    EXPECT_EQ(run(std::string("check -q s.yaml --po de.po ") + arguments).status, status)
+        << arguments;
 }
 
 TEST_F(CatalogFolder, InvalidUtf8IsRefusedOnceAtItsFirstPlace) {
@@ -324,7 +412,7 @@ TEST_F(CatalogFolder, BuildWritesABundleForEachLocale) {
   const auto build = run("build s.yaml --po de.po -o messages");
   EXPECT_EQ(build.status, 0);
   EXPECT_EQ(build.err,
-            "kplog: de.po: 1 translated, 0 fuzzy, 0 untranslated\n"
+            "kplog: de: 1 translated, 0 fuzzy, 0 untranslated, 0 obsolete\n"
             "kplog: wrote messages: 2 bundles, 1 message\n");
   struct stat status {};
   ASSERT_EQ(stat(folder.file("messages/de.res").c_str(), &status), 0);
@@ -347,6 +435,21 @@ TEST_F(CatalogFolder, BuildRefusesFaultyTranslationsAndWritesNothing) {
   EXPECT_THAT(build.err, StartsWith("de.po:8:16: error[text-attribute]: no attribute \"NAM\" here; "
                                     "did you mean \"NAME\"?\n"));
   EXPECT_FALSE(std::filesystem::exists(folder.file("messages")));
+}
+
+TEST(CatalogBuild, GoldenBundles) {
+  const temp_folder folder;
+  const auto build =
+      run_kplog(test_data_folder(), "catalog build catalog_shop.yaml --po catalog_unready.po -o '" +
+                                        folder.file("new") + "'");
+  EXPECT_EQ(build.status, 0) << build.err;
+  std::string bundles;
+  for (const char* locale : {"root", "ca_ES_VALENCIA"}) {
+    const std::string text = std::string(locale) + ".txt";
+    ASSERT_EQ(run_gettext(folder, "derb -e UTF-8 -d . new/" + std::string(locale) + ".res"), 0);
+    bundles += read_whole_file(folder.file(text));
+  }
+  expect_golden_file("catalog_build.expected", bundles);
 }
 
 TEST_F(CatalogFolder, BuildNeedsGenrbAndAFolder) {
