@@ -36,6 +36,7 @@ SEEDS = {
     "unclosed": '{"event":"A',
     "control": '{"event":"a\tb"}',
     "nul": '{"event":1\0}',
+    "nul_behind": '{"event":1}\0\0x',
     "mark": '\ufeff{"event":1}',
     "empty": "",
     "many_attributes": '{"event":1,"attributes":{' + ",".join(f'"A{i}":{i}' for i in range(511)) + "}}",

@@ -209,6 +209,7 @@ static std::string hint_for(std::string_view name, const Names& known, Of name_o
   constexpr size_t most = 512;  // more take too long for an error
   if (known.size() > most) return "";
   std::vector<std::string_view> names;
+  names.reserve(known.size());
   for (const auto& one : known) names.push_back(name_of(one));
   return nearest_name_hint(name, names);
 }

@@ -158,6 +158,7 @@ class record_reader {
 
   [[noreturn]] void raise_unknown_key(std::string_view name, size_t offset) const {
     std::vector<std::string_view> names;
+    names.reserve(keys.size());
     for (const key_row& row : keys) names.push_back(row.name);
     raise(record_fault::key, offset,
           "unknown key " + quoted_record_text(name) + nearest_name_hint(name, names));

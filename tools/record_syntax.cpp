@@ -25,7 +25,9 @@ static std::string reason_in(std::string_view text) {
   const size_t token = text.find("; last read: '");
   if (token == std::string_view::npos) return std::string(text);
   const size_t expected = text.rfind("'; expected ");
-  const bool says_expected = expected != std::string_view::npos && expected > token;
+  constexpr size_t most = 80;  // the token may hold the same words
+  const bool says_expected =
+      expected != std::string_view::npos && expected > token && text.size() - expected <= most;
   return std::string(text.substr(0, token)) +
          std::string(says_expected ? text.substr(expected + 1) : std::string_view());
 }
@@ -74,8 +76,9 @@ void raise_record_syntax(std::string_view line) {
   syntax_finder finder;
   nlohmann::json::sax_parse(line, &finder);
   // The parser takes a NUL for the line's end.
-  const bool is_nul = finder.offset < line.size() && line[finder.offset] == '\0';
-  if (!finder.reason.empty())
-    raise(line, finder.offset, is_nul ? "a NUL, which a record cannot hold" : finder.reason);
+  const size_t nul = line.find('\0');
+  if (nul != std::string_view::npos && (finder.reason.empty() || finder.offset >= nul))
+    raise(line, nul, "a NUL, which a record cannot hold");
+  if (!finder.reason.empty()) raise(line, finder.offset, finder.reason);
   raise(line, first, "a record is one JSON object");
 }

@@ -270,6 +270,15 @@ TEST(RecordParser, RefusesANulBetweenTokens) {
   EXPECT_EQ(fault_in(line), "record-syntax 11: a NUL, which a record cannot hold");
   EXPECT_EQ(fault_in(std::string("{\"event\":\"\0\"}", 13)),
             "record-syntax 11: a NUL, which a record cannot hold");
+  EXPECT_EQ(fault_in(std::string("{\"event\":1}\0{", 13)),
+            "record-syntax 12: a NUL, which a record cannot hold");
+}
+
+TEST(RecordParser, CutsLongTokensInFaults) {
+  const std::string token = "'; expected " + std::string(1000, 'x');
+  EXPECT_EQ(fault_in("{\"event\":\"" + token),
+            "record-syntax 1023: syntax error while parsing value - invalid string: missing "
+            "closing quote");
 }
 
 // --- hostile records
