@@ -3,6 +3,9 @@
 
 #include "kp_LOG.h"
 #include "shop_events.h"
+#include "shop_more.h"
+
+static_assert(shop::more::id_ORDER_SHIPPED == 2);
 
 int main(int, char** argv) {
   try {
