@@ -1,8 +1,5 @@
 // Loads definition files of any bytes: the input is a length (four bytes, most significant first),
 // an STD file of that length (or of all the rest), and, when bytes are left, an AUX file.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -10,26 +7,10 @@
 #include <set>
 #include <string>
 
+#include "fuzz/memory_file.h"
 #include "kp_LOG_errors.h"
 #include "logging/ldf_load.h"
 #include "tests/support/definition_errors.h"
-
-// A file in memory, with a path to open it by.
-class def_load_memory_file {
- public:
-  def_load_memory_file(const uint8_t* bytes, size_t size)
-      : descriptor_(memfd_create("definitions", MFD_CLOEXEC)) {
-    if (write(descriptor_, bytes, size) != static_cast<ssize_t>(size)) std::abort();
-  }
-  def_load_memory_file(const def_load_memory_file&) = delete;
-  def_load_memory_file& operator=(const def_load_memory_file&) = delete;
-  ~def_load_memory_file() { close(descriptor_); }
-
-  std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-
- private:
-  int descriptor_;
-};
 
 // The errors that damaged files may raise end here; any other ends the program.
 template <class F>
@@ -93,8 +74,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const size_t std_size = std::min(int4_at(data), size - 4);
   const uint8_t* const aux_data = data + 4 + std_size;
   const size_t aux_size = size - 4 - std_size;
-  const def_load_memory_file std_file(data + 4, std_size);
-  const def_load_memory_file aux_file(aux_data, aux_size);
+  const fuzz_memory_file std_file({reinterpret_cast<const char*>(data) + 4, std_size});
+  const fuzz_memory_file aux_file({reinterpret_cast<const char*>(aux_data), aux_size});
   _kp_LOG_log_definition_tbl table;
   allow_content_errors(
       [&] { table.set_precompiled_definition_file_path(std_file.path().c_str()); });

@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Writes the seeds of def_load_fuzz into seeds/def_load: each is the length of an STD file, that file,
-and an AUX file that may be missing (docs/definition-format.md)."""
+and an AUX file that may be missing (docs/definition-format.md). The files alone, and some of the layout
+that the tools know by their texts, become the seeds of definition_file_fuzz."""
 import pathlib
 import struct
 
 FOLDER = pathlib.Path(__file__).parent / "seeds" / "def_load"
+FILES_FOLDER = FOLDER.parent / "definition_file"
 
 
 def int4(value):
@@ -12,7 +14,8 @@ def int4(value):
 
 
 def string(text):
-    return int4(len(text) + 1) + text.encode() + b"\0" if text else int4(0)
+    data = text.encode()
+    return int4(len(data) + 1) + data + b"\0" if data else int4(0)
 
 
 def attribute(name, code, redirection=""):
@@ -79,6 +82,25 @@ SEEDS = {
     "cut_in_mapping": (STD[:170], b""),
 }
 
+SHOWN = entry(1, 0x04000001, ("LOGIN", "%s%USER% at %d%PORT%"), "KIND",
+              [("USER", 16), ("PORT", 4), ("KIND", 2), ("WHEN", 23)],
+              [(1, 0, "LOGIN.1", "%s%USER%%z%TIMESTAMP%"), (2, 1, "OTHER", "''{0}''%D%WHEN%")])
+FILES = {
+    "texts": definition_file([SHOWN, entry(2, message=("LOGIN", "100 %%"))], [("SITE", 9)]),
+    "selector_elsewhere": definition_file([entry(1, selector="KIND", messages=[(1, 1, "A", "a")])]),
+    "events_overlap": definition_file([SHOWN, SHOWN]),
+    "unused_tail": definition_file([SHOWN]) + b"tail",
+    "raw_words": definition_file([SHOWN]).replace(bytes(12), bytes(range(12)), 1),
+    "odd_names": definition_file([entry(1, message=("null", ""), attributes=[("a: b", 1), ("\u00e4\n", 2)])]),
+    "long_version": definition_file([SHOWN], version=b"12345678"),
+    "no_magic": b"kplog: 1\n",
+    "magic_alone": b".LDF",
+}
+
 FOLDER.mkdir(parents=True, exist_ok=True)
 for name, (std, aux) in SEEDS.items():
     (FOLDER / name).write_bytes(int4(len(std)) + std + aux)
+
+FILES_FOLDER.mkdir(parents=True, exist_ok=True)
+for name, data in {**{name: std for name, (std, _) in SEEDS.items() if std}, **FILES}.items():
+    (FILES_FOLDER / name).write_bytes(data)
