@@ -129,7 +129,7 @@ TEST_F(AuxSets, GoldenListOfEverythingWrongBesideAnStdSet) {
   EXPECT_EQ(run.status, 1);
   expect_golden_file("bad_auxiliary.expected", run.err);
   for (const diagnostic_rule_row& row : diagnostic_rules)
-    if (row.kind == rule_kind::fault && std::string_view(row.code).starts_with("std-")) {
+    if (row.severity == rule_severity::error && std::string_view(row.code).starts_with("std-")) {
       EXPECT_THAT(run.err, HasSubstr(std::string("error[") + row.code + "]: "));
     }
 }
