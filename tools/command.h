@@ -12,9 +12,10 @@ class App;
 // How a command ended, as its exit status.
 enum class command_outcome : int {
   good = 0,
-  findings = 1,   // the input has faults; diagnostics say which
-  usage = 2,      // the command line is wrong
-  file_error = 3  // a file cannot be read or written
+  findings = 1,      // the input has faults; diagnostics say which
+  usage = 2,         // the command line is wrong
+  file_error = 3,    // a file cannot be read or written
+  interrupted = 130  // by SIGINT, before the input had ended
 };
 
 // Runs a command whose options have been parsed: results go to `out`, diagnostics and summaries to

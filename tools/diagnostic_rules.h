@@ -100,6 +100,14 @@ enum class diagnostic_rule : unsigned {
   counter_torn,
   counter_duplicate,
   counter_day,
+  record_syntax,
+  record_key,
+  record_event,
+  record_attribute,
+  record_value,
+  record_message,
+  record_not_shown,
+  unfinished_line,
 };
 
 enum class rule_severity { off, warning, error };
@@ -294,6 +302,23 @@ constexpr auto diagnostic_rules = std::to_array<diagnostic_rule_row>({
      rule_severity::warning},
     {diagnostic_rule::counter_day, "counter-day", "a day that no calendar has, in a counter file",
      rule_kind::fault, rule_severity::warning},
+    {diagnostic_rule::record_syntax, "record-syntax",
+     "a record that is no JSON object in UTF-8, or too long"},
+    {diagnostic_rule::record_key, "record-key",
+     "a key of a record that is unknown, missing, given twice, or of a wrong kind"},
+    {diagnostic_rule::record_event, "record-event",
+     "a record of an event that is not known, or whose name several events have"},
+    {diagnostic_rule::record_attribute, "record-attribute",
+     "an attribute of a record that its event does not declare"},
+    {diagnostic_rule::record_value, "record-value", "a value that an attribute's type cannot hold"},
+    {diagnostic_rule::record_message, "record-message",
+     "a record whose message cannot be rendered"},
+    {diagnostic_rule::record_not_shown, "record-not-shown",
+     "bad records that were counted only, because there were so many", rule_kind::fault,
+     rule_severity::warning},
+    {diagnostic_rule::unfinished_line, "unfinished-line",
+     "a line that a process left when it died, and that was cut off its log", rule_kind::fault,
+     rule_severity::warning},
 });
 
 constexpr const diagnostic_rule_row& rule_row(diagnostic_rule rule) {

@@ -1,0 +1,393 @@
+// kplog emit, from outside: sinks, options, errors.
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/support/counter_folder.h"
+#include "tests/tools/emit_fixture.h"
+#include "tests/tools/golden_file.h"
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class EmitCommand : public testing::Test {
+ protected:
+  emit_folder folder_;
+};
+
+// --- Sinks
+
+TEST_F(EmitCommand, MessagesGoToStandardOutput) {
+  const auto run = folder_.emit_text("-q --to -", login_record("alice", 22) + note_record("hello"));
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.out, "alice logged in on port 22\nhello\n");
+}
+
+TEST_F(EmitCommand, TextLogsHaveTimeLevelNameAndMessage) {
+  const auto run = folder_.emit_text("-q --to text:./shop", login_record("alice", 22));
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(folder_.text("shop.20261115.0001"),
+            "2026-11-15T17:02:56+08:00 3 USER_LOGIN alice logged in on port 22\n");
+}
+
+TEST_F(EmitCommand, StoredFormIsInputAgain) {
+  ASSERT_EQ(folder_.emit_text("-q --to json:first", login_record("alice", 22)).status, 0);
+  const auto stored = nlohmann::json::parse(folder_.text("first"));
+  EXPECT_EQ(stored["event"], 1001);
+  EXPECT_EQ(stored["name"], "USER_LOGIN");
+  EXPECT_EQ(stored["level"], 3);
+  EXPECT_EQ(stored["time"], "2026-11-15T17:02:56+08:00");
+  EXPECT_EQ(stored["message"], "alice logged in on port 22");
+  const auto again = folder_.emit("-q --to json:- first");
+  EXPECT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(again.out, folder_.text("first"));
+}
+
+TEST_F(EmitCommand, SeveralSinksGetEveryRecord) {
+  const auto run = folder_.emit_text("-q --to text:./shop --to json:stored --to -",
+                                     login_record("alice", 22) + login_record("bob", 23));
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "alice logged in on port 22\nbob logged in on port 23\n");
+  EXPECT_EQ(folder_.text("shop.20261115.0001"),
+            "2026-11-15T17:02:56+08:00 3 USER_LOGIN alice logged in on port 22\n"
+            "2026-11-15T17:02:56+08:00 3 USER_LOGIN bob logged in on port 23\n");
+  EXPECT_THAT(folder_.text("stored"), AllOf(HasSubstr("alice"), HasSubstr("bob")));
+}
+
+TEST_F(EmitCommand, EachDayHasItsLogs) {
+  const auto run = folder_.emit_text("-q --to text:./shop",
+                                     note_record("before", "2026-11-15T23:59:59+08:00") +
+                                         note_record("after", "2026-11-16T00:00:00+08:00"));
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(folder_.text("shop.20261115.0001"), HasSubstr("before\n"));
+  EXPECT_THAT(folder_.text("shop.20261116.0001"), HasSubstr("after\n"));
+}
+
+TEST_F(EmitCommand, CodePageIsThatOfText) {
+  const auto run = folder_.emit_text("-q --to - --codepage ISO-8859-1", note_record("é€"));
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "\xE9\\u{20AC}\n");
+}
+
+TEST_F(EmitCommand, EntriesAreCountedByDayAndEvent) {
+  const std::string records =
+      login_record("a", 1) + login_record("b", 2) + note_record("c", "2026-11-16T00:00:00+08:00");
+  EXPECT_EQ(folder_.emit_text("-q --to text:./shop --count ./shop", records).status, 0);
+  EXPECT_EQ(folder_.emit_text("-q --to text:./shop --count ./shop.cnt", records).status, 0);
+  const std::string counts = folder_.text("shop.cnt");
+  EXPECT_EQ(count_in(counts, 2026, 11, 15, 1001), 4);
+  EXPECT_EQ(count_in(counts, 2026, 11, 16, 1003), 2);
+  EXPECT_EQ(counts.size(), 64u);
+}
+
+TEST_F(EmitCommand, SyncedRunsWriteTheSame) {
+  const auto run = folder_.emit_text("-q --sync --to text:./shop --to json:s --count ./c",
+                                     login_record("alice", 22));
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(folder_.text("shop.20261115.0001"),
+            "2026-11-15T17:02:56+08:00 3 USER_LOGIN alice logged in on port 22\n");
+}
+
+TEST_F(EmitCommand, MessagesComeInTheLanguageOfTheCatalog) {
+  folder_.write("de.po",
+                "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; charset=UTF-8\\n\"\n"
+                "msgctxt \"USER_LOGIN\"\nmsgid \"{USER_NAME} logged in on port {PORT}\"\n"
+                "msgstr \"{USER_NAME} kam durch {PORT}\"\n");
+  const auto built =
+      run_kplog(folder_.path(), "catalog build -q events.yaml --po de.po -o messages");
+  ASSERT_EQ(built.status, 0) << built.err;
+  folder_.write("input", login_record("alice", 22));
+  const auto run = run_kplog(folder_.path(),
+                             "emit -q --definitions events.ldf --catalog messages --locale de_DE "
+                             "--to - input");
+  EXPECT_EQ(run.out, "alice kam durch 22\n") << run.err;
+}
+
+// --- The filter
+
+static std::string three_levels() {
+  std::string records;
+  for (const char* level : {"1", "5", "9"})
+    records += std::string(R"({"event":"NOTE","level":)") + level +
+               R"(,"attributes":{"TEXT":"level )" + level + "\"}}\n";
+  return records;
+}
+
+TEST_F(EmitCommand, LevelsAreFiltered) {
+  const auto run =
+      folder_.emit_text("-q --to - --min-level 2 --max-level 8 --count ./c", three_levels());
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, "level 5\n");
+  EXPECT_EQ(folder_.text("c.cnt").size(), 32u);
+}
+
+TEST_F(EmitCommand, MaskLetsEventsPassThatShareAFlag) {
+  const std::string records = login_record("alice", 22) +
+                              R"({"event":"LINK_DOWN","attributes":{"LINK":"eth0"}})"
+                              "\n" +
+                              note_record("no flag");
+  EXPECT_EQ(folder_.emit_text("-q --to - --mask 0x2", records).out, "alice logged in on port 22\n");
+  EXPECT_EQ(folder_.emit_text("-q --to - --mask 1", records).out, "the link eth0 is down\n");
+  EXPECT_EQ(folder_.emit_text("-q --to -", records).out,
+            "alice logged in on port 22\nthe link eth0 is down\nno flag\n");
+}
+
+TEST_F(EmitCommand, ConfigurationComesBeforeOptions) {
+  folder_.write("filter.conf", "[shop]\nLogLevelLow = 5\nLogLevelHigh = 9\n\n\n");
+  EXPECT_EQ(
+      folder_
+          .emit_text("-q --to - --config filter.conf --section shop --max-level 1", three_levels())
+          .out,
+      "level 5\nlevel 9\n");
+  EXPECT_EQ(folder_.emit_text("-q --to - --config filter.conf --max-level 1", three_levels()).out,
+            "level 1\n");
+}
+
+TEST_F(EmitCommand, MaskOfTheConfigurationRejectsEventsWithoutFlags) {
+  folder_.write("filter.conf", "[global]\nPropertyMask = 0xFFFFFFFF\n\n\n");
+  const auto run = folder_.emit_text("-q --to - --config filter.conf",
+                                     login_record("alice", 22) + note_record("no flag"));
+  EXPECT_EQ(run.out, "alice logged in on port 22\n");
+}
+
+// --- Input
+
+TEST_F(EmitCommand, FilesAreReadInTheirOrder) {
+  folder_.write("a", note_record("first"));
+  folder_.write("b", note_record("third"));
+  folder_.write("input", note_record("second"));
+  EXPECT_EQ(folder_.emit("-q --to - a - b < input").out, "first\nsecond\nthird\n");
+}
+
+TEST_F(EmitCommand, LineEndsAndEmptyLinesDoNotMatter) {
+  std::string records = "\xEF\xBB\xBF" + note_record("a") + "\n \t \r\n" + note_record("b");
+  records.insert(records.size() - 1, "\r");
+  std::string last = note_record("c");
+  last.pop_back();
+  EXPECT_EQ(folder_.emit_text("-q --to -", records + last).out, "a\nb\nc\n");
+}
+
+TEST_F(EmitCommand, PipesOfTheShellEnd) {
+  folder_.write("input", note_record("piped"));
+  const auto run = folder_.emit("-q --to - /dev/fd/3 3<&0", "cat input | ");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "piped\n");
+}
+
+TEST_F(EmitCommand, LineBeyondTheLimitIsOneBadRecord) {
+  const std::string records =
+      note_record("a") + std::string(3 << 20, 'x') + "\n" + note_record("b");
+  const auto run = folder_.emit_text("-q --to -", records);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "a\nb\n");
+  EXPECT_THAT(run.err, StartsWith("<stdin>:2:1: error[record-syntax]: the line is longer than "
+                                  "1048576 bytes\nxxx"));
+  EXPECT_LT(run.err.size(), 1000u);
+}
+
+TEST_F(EmitCommand, LineOfTheLimitIsTaken) {
+  std::string record = note_record("a");
+  record.insert(1, std::string((1 << 20) + 1 - record.size(), ' '));
+  EXPECT_EQ(folder_.emit_text("-q --to -", record).out, "a\n");
+  record.insert(1, " ");
+  EXPECT_EQ(folder_.emit_text("-q --to -", record).status, 1);
+}
+
+// --- Bad records
+
+static const std::string bad_records = note_record("a") +
+                                       "{\"event\":\"NOBODY\"}\n"
+                                       "{\"event\":\"NOTE\",\"attributes\":{\"TEXT\":7}}\n"
+                                       "not even JSON\n" +
+                                       note_record("b");
+
+TEST_F(EmitCommand, BadRecordsAreReportedAndSkipped) {
+  const auto run = folder_.emit_text("-q --to -", bad_records);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "a\nb\n");
+  EXPECT_THAT(run.err, AllOf(HasSubstr("<stdin>:2:10: error[record-event]: "),
+                             HasSubstr("<stdin>:3:38: error[record-value]: "),
+                             HasSubstr("<stdin>:4:2: error[record-syntax]: ")));
+}
+
+TEST_F(EmitCommand, FirstBadRecordStopsWhenAskedTo) {
+  const auto run = folder_.emit_text("--to - --on-error stop", bad_records);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "a\n");
+  EXPECT_THAT(run.err, AllOf(HasSubstr("<stdin>:2:10: "), Not(HasSubstr("<stdin>:3:"))));
+  EXPECT_THAT(run.err, HasSubstr("2 records: 1 written, 0 rejected by the filter, 1 bad\n"));
+}
+
+TEST_F(EmitCommand, QuarantineKeepsBadLinesAsTheyWere) {
+  const std::string hostile = "\x1b]0;title\x07 \xFF\xFE bytes\n";
+  const auto run = folder_.emit_text("-q --to - --on-error quarantine=bad", bad_records + hostile);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "a\nb\n");
+  const std::string kept =
+      "{\"event\":\"NOBODY\"}\n{\"event\":\"NOTE\",\"attributes\":{\"TEXT\":7}}\nnot even JSON\n" +
+      hostile;
+  EXPECT_EQ(folder_.text("bad"), kept);
+  EXPECT_EQ(folder_.emit_text("-q --to - --on-error quarantine=bad", "again\n").status, 1);
+  EXPECT_EQ(folder_.text("bad"), kept + "again\n");
+}
+
+TEST_F(EmitCommand, FloodOfBadRecordsIsCounted) {
+  std::string records;
+  for (int i = 0; i < 1000; ++i) records += "bad\n";
+  const auto run = folder_.emit_text("--to -", records);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, AllOf(HasSubstr("<stdin>:100:1: "), Not(HasSubstr("<stdin>:101:1: ")),
+                             HasSubstr("kplog: 900 more bad records, not shown one by one\n"),
+                             HasSubstr("1000 bad\n")));
+}
+
+TEST_F(EmitCommand, DiagnosticsAndSummaryAreJsonWhenAskedTo) {
+  const auto run = folder_.emit_text("--format json --to -", bad_records);
+  EXPECT_EQ(run.status, 1);
+  std::istringstream lines(run.err);
+  std::vector<nlohmann::json> objects;
+  for (std::string line; std::getline(lines, line);) objects.push_back(nlohmann::json::parse(line));
+  ASSERT_EQ(objects.size(), 4u) << run.err;
+  EXPECT_EQ(objects[0]["code"], "record-event");
+  EXPECT_EQ(objects[1]["line"], 3);
+  const nlohmann::json& summary = objects[3]["summary"];
+  EXPECT_EQ(summary["read"], 5);
+  EXPECT_EQ(summary["written"], 2);
+  EXPECT_EQ(summary["bad"], 3);
+  EXPECT_EQ(summary["events"][0]["name"], "NOTE");
+  EXPECT_EQ(summary["events"][0]["bad"], 1);
+  EXPECT_EQ(summary["events"][1]["event"], nullptr);
+}
+
+// The lines that hold the text.
+static std::string lines_with(const std::string& text, const std::string& wanted) {
+  std::istringstream lines(text);
+  std::string found;
+  for (std::string line; std::getline(lines, line);)
+    if (line.find(wanted) != std::string::npos) found += line + "\n";
+  return found;
+}
+
+TEST_F(EmitCommand, GoldenListOfBadRecords) {
+  folder_.write("input",
+                "{\"event\":\"NOTE\",}\n"
+                "{\"event\":\"NOTE\",\"colour\":1}\n"
+                "{\"event\":\"NOTES\"}\n"
+                "{\"event\":\"NOTE\",\"attributes\":{\"TXT\":\"a\"}}\n"
+                "{\"event\":\"USER_LOGIN\",\"attributes\":{\"PORT\":65536}}\n"
+                "{\"event\":\"BROKEN\"}\n");
+  const auto bad = folder_.emit("--to text:./shop input");
+  const std::string log = note_record("a");
+  EXPECT_EQ(folder_.emit_text("-q --to text:./shop", log).status, 0);
+  folder_.write("shop.20261115.0001", folder_.text("shop.20261115.0001") + "2026-11-15T1");
+  std::string flood;
+  for (int i = 0; i < 101; ++i) flood += "bad\n";
+  const auto many = folder_.emit_text("--format json --to text:./shop", log + flood);
+  expect_golden_file("emit.expected", bad.err + lines_with(many.err, "unfinished-line") +
+                                          lines_with(many.err, "record-not-shown"));
+}
+
+TEST_F(EmitCommand, SummaryTellsOfEachEvent) {
+  const auto run = folder_.emit_text("--to text:./x --min-level 3",
+                                     login_record("a", 1) + three_levels() + bad_records);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("kplog: 9 records: 5 written, 1 rejected by the filter, 3 bad\n"
+                                 "event              read  written  rejected  bad\n"
+                                 "USER_LOGIN (1001)     1        1         0    0\n"
+                                 "NOTE (1003)           6        4         1    1\n"
+                                 "(not known)           2        0         0    2\n"));
+}
+
+// --- Acknowledgements
+
+TEST_F(EmitCommand, AcknowledgementsCountEveryRecord) {
+  const auto run = folder_.emit_text("-q --ack --to text:./x", bad_records + "\n\n");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "5\n");
+}
+
+TEST_F(EmitCommand, LargeInputIsAcknowledgedInBatches) {
+  std::string records;
+  for (int i = 0; i < 20000; ++i) records += login_record("user", i);
+  const auto run = folder_.emit_text("-q --ack --to text:./x", records);
+  EXPECT_EQ(run.status, 0);
+  std::istringstream numbers(run.out);
+  int last = 0;
+  int count = 0;
+  for (int number = 0; numbers >> number; ++count) {
+    EXPECT_GT(number, last);
+    last = number;
+  }
+  EXPECT_EQ(last, 20000);
+  EXPECT_GT(count, 4);
+  EXPECT_LT(count, 40);
+}
+
+TEST_F(EmitCommand, LostReaderOfAcknowledgementsIsAnError) {
+  const auto run = folder_.emit_text("-q --ack --to text:./x > /dev/full", note_record("a"));
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.err, "kplog: cannot write to standard output: No space left on device\n");
+}
+
+// --- Wrong usage
+
+struct usage_case {
+  const char* arguments;
+  const char* text;
+};
+
+TEST_F(EmitCommand, WrongUsageIsExplained) {
+  const std::vector<usage_case> cases = {
+      {"", "--to is required"},
+      {"--to nowhere", "nowhere"},
+      {"--to - --to json:-", "kplog: two sinks cannot share standard output\n"},
+      {"--to - --ack", "kplog: --ack needs standard output, which a sink writes to\n"},
+      {"--to - --on-error quarantine=",
+       "kplog: --on-error: \"quarantine=\" is none of stop, skip, "
+       "quarantine=FILE\n"},
+      {"--to - --min-level 10", "kplog: levels are from 0 to 9\n"},
+      {"--to - --min-level 5 --max-level 4", "kplog: --min-level is above --max-level\n"},
+      {"--to - --mask 0x1FFFFFFFF", "is no mask of 32 bits"},
+      {"--to - --section shop", "kplog: --section is one of --config\n"},
+      {"--to - - -", "kplog: standard input can be read once\n"},
+      {"--to - --listen /tmp/x", "is no address; unix:PATH is expected\n"},
+      {"--to - --codepage UTF-16", "UTF-16"},
+      {"--to - --codepage nonsense", "nonsense"},
+      {"--to text:./a.b", "."},
+  };
+  for (const usage_case& one : cases) {
+    const auto run = folder_.emit_text(one.arguments, "");
+    EXPECT_EQ(run.status, 2) << one.arguments << '\n' << run.err;
+    EXPECT_THAT(run.err, HasSubstr(one.text)) << one.arguments;
+  }
+}
+
+TEST_F(EmitCommand, OutputThatIsAnInputIsRefused) {
+  folder_.write("r", note_record("a"));
+  for (const char* arguments : {"--to json:r r", "--to - --on-error quarantine=r r"}) {
+    const auto run = folder_.emit(arguments);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(folder_.text("r"), note_record("a"));
+  }
+}
+
+TEST_F(EmitCommand, FilesThatCannotBeReadAreNamedBeforeAnythingIsWritten) {
+  folder_.write("r", note_record("a"));
+  for (const char* arguments : {"r missing", "--config missing r", "--aux missing r"}) {
+    const auto run = folder_.emit("-q --to - " + std::string(arguments));
+    EXPECT_EQ(run.status, 3) << arguments;
+    EXPECT_THAT(run.err, AllOf(HasSubstr("missing"), HasSubstr("No such file"))) << arguments;
+    EXPECT_EQ(run.out, "") << arguments;
+  }
+}
+
+TEST_F(EmitCommand, WhatComesBeforeAFileThatCannotBeReadIsWritten) {
+  folder_.write("r", note_record("a"));
+  const auto run = folder_.emit("-q --to - r .");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.out, "a\n");
+  EXPECT_EQ(run.err, "kplog: cannot read .: Is a directory\n");
+}

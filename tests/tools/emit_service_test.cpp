@@ -1,0 +1,267 @@
+// kplog emit as a service: FIFOs, clients of a socket, signals.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <memory>
+
+#include "tests/tools/emit_fixture.h"
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+class EmitService : public testing::Test {
+ protected:
+  using words = std::vector<std::string>;
+
+  std::unique_ptr<running_command> start(const words& arguments) {
+    return std::make_unique<running_command>(folder_.path(), emit_folder::words(arguments));
+  }
+  // A service on "sock" that is ready; messages come out.
+  std::unique_ptr<running_command> start_listening(words arguments = {"--to", "-"}) {
+    arguments.insert(arguments.end(), {"--listen", "unix:sock"});
+    auto service = start(arguments);
+    EXPECT_TRUE(service->wait_for_err("listening on unix:sock"));
+    return service;
+  }
+  std::unique_ptr<socket_client> client() {
+    auto one = std::make_unique<socket_client>(folder_.path("sock"));
+    EXPECT_TRUE(one->is_connected());
+    return one;
+  }
+  // A FIFO with the service as its reader.
+  std::unique_ptr<running_command> start_reading_fifo() {
+    EXPECT_EQ(mkfifo(folder_.path("fifo").c_str(), 0600), 0);
+    return start({"-q", "--to", "-", "fifo"});
+  }
+  // Opens the FIFO, waiting for its reader, writes, and leaves.
+  void write_to_fifo(const std::string& text) const {
+    const int fifo = open(folder_.path("fifo").c_str(), O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(write(fifo, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    close(fifo);
+  }
+
+  emit_folder folder_;
+};
+
+static command_end end_of(running_command& service, int signal = SIGTERM) {
+  service.signal(signal);
+  return service.wait();
+}
+
+// --- FIFO
+
+TEST_F(EmitService, FifoIsReadOnWhenItsWritersHaveLeft) {
+  const auto service = start_reading_fifo();
+  for (const char* text : {"one", "two", "three"}) {
+    write_to_fifo(note_record(text));
+    EXPECT_EQ(service->out_line(), text);
+  }
+  EXPECT_EQ(end_of(*service).status, 0);
+}
+
+TEST_F(EmitService, HalfALineOfAWriterThatLeftIsNotJoinedToTheNext) {
+  const auto service = start_reading_fifo();
+  write_to_fifo("{\"event\":");
+  EXPECT_THAT(service->err_line(), HasSubstr("fifo:1:"));
+  write_to_fifo(note_record("whole"));
+  EXPECT_EQ(service->out_line(), "whole");
+  EXPECT_EQ(end_of(*service).status, 1);
+}
+
+TEST_F(EmitService, FifoMustComeLast) {
+  ASSERT_EQ(mkfifo(folder_.path("fifo").c_str(), 0600), 0);
+  const auto run = folder_.emit_text("--to - fifo -", "");
+  EXPECT_EQ(run.status, 2);
+  EXPECT_EQ(run.err, "kplog: the FIFO must come last: reading it never ends\n");
+}
+
+TEST_F(EmitService, WhatWasSentBeforeTheSignalIsWritten) {
+  const auto service = start_reading_fifo();
+  write_to_fifo(note_record("first"));
+  EXPECT_EQ(service->out_line(), "first");
+  service->signal(SIGSTOP);
+  write_to_fifo(note_record("last"));
+  service->signal(SIGTERM);
+  service->signal(SIGCONT);
+  const command_end end = service->wait();
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.out, "last\n");
+}
+
+// --- Signals
+
+TEST_F(EmitService, TerminationEndsCleanly) {
+  const auto run = start({"--to", "text:./shop", "--ack"});
+  ASSERT_TRUE(run->send(note_record("a") + note_record("b")));
+  EXPECT_EQ(run->out_line(), "2");
+  const command_end end = end_of(*run);
+  EXPECT_EQ(end.status, 0);
+  EXPECT_THAT(end.err, HasSubstr("2 records: 2 written"));
+}
+
+TEST_F(EmitService, InterruptedFilesHaveAStatusOfTheirOwn) {
+  const auto run = start({"--to", "text:./shop", "--ack"});
+  ASSERT_TRUE(run->send(note_record("a")));
+  EXPECT_EQ(run->out_line(), "1");
+  const command_end end = end_of(*run, SIGINT);
+  EXPECT_EQ(end.status, 130);
+  EXPECT_THAT(end.err, HasSubstr("1 record: 1 written"));
+  EXPECT_THAT(folder_.text("shop.20261115.0001"), HasSubstr("NOTE a\n"));
+}
+
+TEST_F(EmitService, InterruptedServiceHasEnded) {
+  const auto service = start_listening();
+  EXPECT_EQ(end_of(*service, SIGINT).status, 0);
+}
+
+TEST_F(EmitService, HangupOpensMovedFilesAnew) {
+  const auto service = start_listening({"--to", "json:stored", "--count", "./c", "--ack"});
+  const auto sender = client();
+  sender->send(note_record("before"));
+  EXPECT_EQ(service->out_line(), "1");
+  ASSERT_EQ(rename(folder_.path("stored").c_str(), folder_.path("stored.1").c_str()), 0);
+  service->signal(SIGHUP);
+  sender->send(note_record("after"));
+  EXPECT_EQ(service->out_line(), "2");
+  EXPECT_EQ(end_of(*service).status, 0);
+  EXPECT_THAT(folder_.text("stored.1"), HasSubstr("before"));
+  EXPECT_THAT(folder_.text("stored"), AllOf(HasSubstr("after"), Not(HasSubstr("before"))));
+}
+
+TEST_F(EmitService, HangupReadsTheFiltersConfigurationAgain) {
+  folder_.write("filter.conf", "[global]\nLogLevelLow = 4\n\n\n");
+  const auto service = start_listening({"--to", "text:./shop", "--config", "filter.conf", "--ack"});
+  const auto sender = client();
+  sender->send(note_record("rejected"));  // of level 3
+  EXPECT_EQ(service->out_line(), "1");
+  folder_.write("filter.conf", "[global]\nLogLevelLow = 3\n\n\n");
+  service->signal(SIGHUP);
+  sender->send(note_record("passes"));
+  EXPECT_EQ(service->out_line(), "2");
+  ASSERT_EQ(unlink(folder_.path("filter.conf").c_str()), 0);
+  service->signal(SIGHUP);
+  EXPECT_TRUE(service->wait_for_err("cannot read filter.conf: No such file or directory"));
+  sender->send(note_record("passes still"));
+  EXPECT_EQ(service->out_line(), "3");
+  EXPECT_EQ(end_of(*service).status, 0);
+  EXPECT_THAT(folder_.text("shop.20261115.0001"),
+              AllOf(Not(HasSubstr("rejected")), HasSubstr("NOTE passes\n"),
+                    HasSubstr("NOTE passes still\n")));
+}
+
+// --- Clients
+
+TEST_F(EmitService, SocketIsForOwnerAndGroup) {
+  const mode_t before = umask(0);
+  const auto service = start_listening();
+  umask(before);
+  struct stat status {};
+  ASSERT_EQ(lstat(folder_.path("sock").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0660u);
+  EXPECT_EQ(end_of(*service).status, 0);
+  EXPECT_NE(lstat(folder_.path("sock").c_str(), &status), 0);
+}
+
+TEST_F(EmitService, AbandonedSocketIsReplacedAndAServedOneIsNot) {
+  {
+    const auto killed = start_listening();
+    EXPECT_EQ(end_of(*killed, SIGKILL).status, 128 + SIGKILL);
+  }
+  const auto service = start_listening();
+  const auto second = folder_.emit("--to - --listen unix:sock");
+  EXPECT_EQ(second.status, 3);
+  EXPECT_EQ(second.err, "kplog: cannot listen on sock: Address already in use\n");
+  EXPECT_TRUE(client()->send(note_record("still served")));
+  EXPECT_EQ(service->out_line(), "still served");
+}
+
+TEST_F(EmitService, FileAtTheSocketsPathIsLeftAlone) {
+  folder_.write("sock", "precious");
+  const auto run = folder_.emit("--to - --listen unix:sock");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(folder_.text("sock"), "precious");
+}
+
+TEST_F(EmitService, PathThatIsTooLongForASocketIsWrongUsage) {
+  const auto run = folder_.emit("--to - --listen unix:" + std::string(108, 's'));
+  EXPECT_EQ(run.status, 2);
+  EXPECT_EQ(run.err, "kplog: --listen: the path of a socket has 1 to 107 bytes\n");
+}
+
+TEST_F(EmitService, ManyClientsAreServedAtOnce) {
+  const auto service = start_listening({"--to", "text:./shop", "--ack"});
+  std::vector<std::unique_ptr<socket_client>> clients;
+  for (int i = 0; i < 100; ++i) clients.push_back(client());
+  for (int round = 0; round < 2; ++round)
+    for (size_t i = 0; i < 60; ++i)
+      clients[i]->send(note_record("client " + std::to_string(i) + "."));
+  while (service->out_line() != "120") ASSERT_FALSE(testing::Test::HasFailure());
+  // Those behind the limit are served when others leave.
+  for (size_t i = 60; i < 100; ++i)
+    clients[i]->send(note_record("client " + std::to_string(i) + "."));
+  for (size_t i = 0; i < 60; ++i) clients[i]->leave();
+  while (service->out_line() != "160") ASSERT_FALSE(testing::Test::HasFailure());
+  EXPECT_EQ(end_of(*service).status, 0);
+  const std::string log = folder_.text("shop.20261115.0001");
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 160);
+  EXPECT_THAT(log, AllOf(HasSubstr("client 0."), HasSubstr("client 99.")));
+}
+
+TEST_F(EmitService, SlowClientKeepsNobodyWaiting) {
+  const auto service = start_listening();
+  const auto slow = client();
+  const auto quick = client();
+  const std::string record = note_record("from the slow one");
+  for (const char byte : record.substr(0, record.size() - 1)) {
+    slow->send(std::string(1, byte));
+    quick->send(note_record("q"));
+    ASSERT_EQ(service->out_line(), "q");
+  }
+  slow->send("\n");
+  EXPECT_EQ(service->out_line(), "from the slow one");
+}
+
+TEST_F(EmitService, VanishingClientsHarmNobody) {
+  const auto service = start_listening();
+  client()->send("{\"event\":\"NO");
+  EXPECT_TRUE(service->wait_for_err("unix:sock#1:1:"));
+  client();
+  auto without_end = note_record("without an end");
+  without_end.pop_back();
+  client()->send(without_end);
+  EXPECT_EQ(service->out_line(), "without an end");
+  client()->send(note_record("after them"));
+  EXPECT_EQ(service->out_line(), "after them");
+  EXPECT_EQ(end_of(*service).status, 1);
+}
+
+TEST_F(EmitService, HostileClientsAreBounded) {
+  const auto service = start_listening();
+  const auto endless = client();
+  const std::string piece(1 << 20, 'x');
+  for (int i = 0; i < 64; ++i) ASSERT_TRUE(endless->send(piece));
+  endless->send("\n" + note_record("after an endless line"));
+  EXPECT_EQ(service->out_line(), "after an endless line");
+  const auto noisy = client();
+  for (int i = 0; i < 20; ++i) noisy->send(std::string(1000, '\n') + "\x1b[2J\xFF{{{{\n");
+  noisy->send(note_record("after noise"));
+  EXPECT_EQ(service->out_line(), "after noise");
+  const command_end end = end_of(*service);
+  EXPECT_EQ(end.status, 1);
+  EXPECT_THAT(end.err, Not(HasSubstr("\x1b")));
+  EXPECT_LT(end.peak_kilobytes, 200 << 10);
+}
+
+TEST_F(EmitService, FilesAndClientsAreReadTogether) {
+  folder_.write("records", note_record("of the file"));
+  const auto service = start_listening({"--to", "-", "records"});
+  EXPECT_EQ(service->out_line(), "of the file");
+  client()->send(note_record("of the client"));
+  EXPECT_EQ(service->out_line(), "of the client");
+  EXPECT_EQ(end_of(*service).status, 0);
+}

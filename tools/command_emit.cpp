@@ -1,0 +1,158 @@
+#include "tools/command_emit.h"
+
+#include <algorithm>
+#include <memory>
+#include <ostream>
+
+#include "tools/emit_filter.h"
+#include "tools/emit_loop.h"
+#include "tools/emit_options.h"
+#include "tools/emit_pipeline.h"
+#include "tools/emit_report.h"
+#include "tools/emit_signals.h"
+#include "tools/record_service.h"
+
+// --- Inputs and outputs ---
+
+static emit_outputs open_outputs(const emit_options& options, const event_set& events,
+                                 emit_report& report) {
+  emit_outputs outputs;
+  const std::function<void(const std::string&)> tell = [&report](const std::string& note) {
+    report.problem(diagnostic_rule::unfinished_line, note);
+  };
+  const sink_options shared{events.version(), options.code_page, tell};
+  for (const std::string& sink : options.sinks)
+    outputs.sinks.push_back(make_record_sink(sink, shared));
+  if (!options.count.empty()) outputs.counts = std::make_unique<emit_counts>(options.count);
+  if (const auto path = options.quarantine())
+    outputs.quarantine = std::make_unique<record_quarantine>(*path, tell);
+  outputs.acknowledges = options.acknowledges;
+  outputs.synced = options.synced;
+  return outputs;
+}
+
+static std::vector<std::unique_ptr<record_input>> open_inputs(const emit_options& options) {
+  std::vector<std::unique_ptr<record_input>> inputs;
+  if (!options.records.empty()) inputs.push_back(std::make_unique<record_files>(options.records));
+  if (!options.listen.empty())
+    inputs.push_back(std::make_unique<record_service>(options.socket_path()));
+  return inputs;
+}
+
+// --- A run ---
+
+class emit_run {
+ public:
+  emit_run(const emit_options& options, emit_report& report)
+      : options_(options),
+        report_(report),
+        events_(options.events),
+        filter_(options),
+        outputs_(open_outputs(options, events_, report)),
+        inputs_(open_inputs(options)),
+        pipeline_(events_, filter_, outputs_, report, options.on_error == "stop") {}
+
+  command_outcome run(const emit_signals& signals);
+
+ private:
+  void reload();
+  command_outcome read_all(const emit_signals& signals);
+  command_outcome fail(diagnostic_rule rule, const std::string& text);
+
+  const emit_options& options_;
+  emit_report& report_;
+  event_set events_;
+  emit_filter filter_;
+  emit_outputs outputs_;
+  std::vector<std::unique_ptr<record_input>> inputs_;
+  emit_pipeline pipeline_;
+};
+
+command_outcome emit_run::fail(diagnostic_rule rule, const std::string& text) {
+  report_.problem(rule, text);
+  return command_outcome::file_error;
+}
+
+// A service goes on with the settings it has.
+void emit_run::reload() {
+  try {
+    filter_.reload();
+  } catch (const record_file_error& error) {
+    report_.problem(diagnostic_rule::unreadable, error.what());
+  }
+}
+
+// What was read of a file before it failed is written all the same.
+command_outcome emit_run::read_all(const emit_signals& signals) {
+  command_outcome outcome = command_outcome::good;
+  try {
+    emit_loop loop(signals, inputs_, pipeline_, [this] { reload(); });
+    if (!loop.run()) outcome = command_outcome::interrupted;
+  } catch (const record_file_error& error) {
+    outcome = fail(diagnostic_rule::unreadable, error.what());
+  }
+  pipeline_.write();
+  return outcome;
+}
+
+command_outcome emit_run::run(const emit_signals& signals) {
+  command_outcome outcome = command_outcome::good;
+  if (!options_.listen.empty()) report_.note("listening on " + options_.listen);
+  try {
+    outcome = read_all(signals);
+  } catch (const sink_error& error) {
+    outcome = fail(diagnostic_rule::unwritable, error.what());
+  }
+  report_.closing(pipeline_.tallies());
+  const bool has_findings = total_of(pipeline_.tallies()).bad != 0;
+  return outcome == command_outcome::good && has_findings ? command_outcome::findings : outcome;
+}
+
+static bool would_read_its_output(const emit_options& options, std::ostream& log) {
+  std::vector<std::string> outputs;
+  if (const auto path = options.quarantine()) outputs.push_back(*path);
+  static constexpr std::string_view json = "json:";
+  for (const std::string& sink : options.sinks)
+    if (sink.starts_with(json)) outputs.push_back(sink.substr(json.size()));
+  return std::any_of(outputs.begin(), outputs.end(), [&](const std::string& output) {
+    return would_replace_input(output, options.records, log);
+  });
+}
+
+static command_outcome emit(emit_options& options, std::ostream& log) {
+  try {
+    complete(options);
+    if (would_read_its_output(options, log)) return command_outcome::usage;
+  } catch (const emit_usage_error& error) {
+    return usage_error(log, error.what());
+  }
+  const emit_signals signals;
+  emit_report report(log, options.report);
+  try {
+    check_record_files(options.records);
+    return emit_run(options, report).run(signals);
+  } catch (const std::invalid_argument& error) {
+    return usage_error(log, error.what());
+  } catch (const sink_error& error) {
+    report.problem(diagnostic_rule::unwritable, error.what());
+  } catch (const std::runtime_error& error) {
+    report.problem(diagnostic_rule::unreadable, error.what());
+  }
+  return command_outcome::file_error;
+}
+
+static command_action describe(CLI::App& command) {
+  const auto options = std::make_shared<emit_options>();
+  add_emit_options(command, *options);
+  return [options](std::ostream&, std::ostream& log) { return emit(*options, log); };
+}
+
+static constexpr const char* examples =
+    "  kplog emit --definitions events.ldf --to text:/var/log/shop/shop records.jsonl\n"
+    "  kplog emit --definitions events.ldf --catalog messages --locale de_DE --to - records.jsonl\n"
+    "  generate | kplog emit --definitions events.ldf --to json:entries.jsonl --ack\n"
+    "  kplog emit --definitions events.ldf --to text:log/shop,max-size=64M --count log/shop "
+    "--listen unix:/run/shop.sock\n";
+
+const kplog_command_row emit_command = {
+    "emit", "Make entries of records: filter, render, write and count them", examples, describe};

@@ -1,0 +1,42 @@
+// Counts of written entries in a counter file (docs/counter-file.md) that several processes share.
+#ifndef TOOLS_EMIT_COUNTS_H
+#define TOOLS_EMIT_COUNTS_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "base/kp_time.h"
+#include "kp_LOG_EntryCounter.h"
+#include "tools/counter_file.h"
+
+class emit_counts {
+ public:
+  // "DIR/NAME", or the file itself, DIR/NAME.cnt. Raises sink_error where the file cannot be made.
+  explicit emit_counts(const std::string& path);
+
+  // Notes one more entry of that day.
+  void add(const kp_Time& day, uint32_t id);
+  // Adds what was noted to the file, under its lock. Raises sink_error.
+  void write(bool synced);
+
+ private:
+  struct key {
+    counter_day day;
+    uint32_t id = 0;
+
+    auto operator<=>(const key&) const = default;
+  };
+
+  void open(_kp_LOG_EntryCounter& counter) const;
+  void add_present_counts();
+  void update(_kp_LOG_EntryCounter& counter, bool synced);
+  [[noreturn]] void fail(int error) const;
+
+  std::string folder_;
+  std::string name_;
+  std::string path_;               // of the file
+  std::map<key, uint64_t> noted_;  // to be added
+};
+
+#endif

@@ -1,0 +1,40 @@
+#include "tools/emit_filter.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "kp_LOG_LogConfig.h"
+#include "kp_LOG_LogEntry.h"
+#include "logging/logentry_i.h"
+#include "tools/record_input.h"
+
+emit_filter::emit_filter(const emit_options& options) : options_(options) {
+  filter_.set_filter_log_level(options.min_level, options.max_level);
+  if (options.mask) filter_.set_property_mask(*options.mask);
+  filter_.set_section(options.section.c_str());
+  reload();
+}
+
+// The library takes a source that it cannot read for one without values; who names a file wants to
+// know.
+void emit_filter::reload() {
+  const std::string& config = options_.config;
+  if (!config.empty()) {
+    if (access(config.c_str(), R_OK) != 0) throw record_file_error(config, errno);
+    kp_LOG_LogConfig::SetConfigurationSource(config.c_str(), KP_CONFIG_FILE);
+  }
+  unsigned mask = 0;
+  has_mask_ = options_.mask || kp_LOG_LogConfig::GetConfigurationIntegerValue(
+                                   options_.section.c_str(), "PropertyMask", mask);
+}
+
+bool emit_filter::passes(const kp_LOG_LogEntry& entry) const {
+  return filter_.check_entry(entry) || (!has_mask_ && passes_without_mask(entry));
+}
+
+// The tests in the order of check_entry, which has been asked before.
+bool emit_filter::passes_without_mask(const kp_LOG_LogEntry& entry) const {
+  return entry.GetPropertyMask() == 0 && filter_._check_entry_by_callback(entry) &&
+         filter_._check_entry_by_log_level(entry._get_imp());
+}

@@ -1,0 +1,42 @@
+// A run: waits for records and signals, and ends the batch when there is nothing to be done.
+#ifndef TOOLS_EMIT_LOOP_H
+#define TOOLS_EMIT_LOOP_H
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "tools/emit_pipeline.h"
+#include "tools/emit_signals.h"
+#include "tools/record_input.h"
+
+class emit_loop {
+ public:
+  // `reload` is called at SIGHUP, behind the batch; the files have been told to open anew. All must
+  // live as long as the loop.
+  emit_loop(const emit_signals& signals, std::vector<std::unique_ptr<record_input>>& inputs,
+            emit_pipeline& pipeline, std::function<void()> reload);
+
+  // Runs until all inputs have ended, the pipeline has stopped, or SIGTERM or SIGINT came; what had
+  // been sent to lasting inputs by then is taken as well. False when SIGINT came before the files
+  // had ended. The last batch is left to the caller. Raises what inputs and pipeline raise.
+  bool run();
+
+ private:
+  bool is_running() const;
+  bool has_unread_files() const;
+  int turn(int patience);
+  void read_ready();
+  void answer(int signal);
+  void take_what_was_sent();
+
+  const emit_signals& signals_;
+  std::vector<std::unique_ptr<record_input>>& inputs_;
+  emit_pipeline& pipeline_;
+  std::function<void()> reload_;
+  std::vector<pollfd> watched_;  // the signals, then those of each input
+  std::vector<size_t> ends_;     // of each input's part of them
+  int ending_ = 0;               // the signal that ends the run
+};
+
+#endif

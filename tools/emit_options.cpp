@@ -1,0 +1,142 @@
+#include "tools/emit_options.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "tools/event_set_options.h"
+#include "tools/record_input.h"
+#include "tools/record_service.h"
+
+static constexpr unsigned highest_level = 9;
+
+std::optional<std::string> emit_options::quarantine() const {
+  if (!on_error.starts_with(quarantine_prefix)) return std::nullopt;
+  return on_error.substr(quarantine_prefix.size());
+}
+
+std::string emit_options::socket_path() const {
+  return listen.empty() ? "" : listen.substr(listen_prefix.size());
+}
+
+// --- The command line ---
+
+// A mask, decimal or in hexadecimal behind "0x".
+static unsigned read_mask(const std::string& text) {
+  const bool is_hex = text.starts_with("0x") || text.starts_with("0X");
+  const char* const begin = text.data() + (is_hex ? 2 : 0);
+  const char* const end = text.data() + text.size();
+  unsigned mask = 0;
+  const auto [rest, error] = std::from_chars(begin, end, mask, is_hex ? 16 : 10);
+  if (error != std::errc() || rest != end)
+    throw CLI::ValidationError("--mask", "\"" + text +
+                                             "\" is no mask of 32 bits; one like 6 or 0x00000006 "
+                                             "is expected");
+  return mask;
+}
+
+static void add_filter_options(CLI::App& command, emit_options& options) {
+  command.add_option("--min-level", options.min_level, "The lowest level that passes, 0 to 9")
+      ->type_name("LEVEL");
+  command.add_option("--max-level", options.max_level, "The highest level that passes, 0 to 9")
+      ->type_name("LEVEL");
+  command
+      .add_option_function<std::string>(
+          "--mask", [&options](const std::string& text) { options.mask = read_mask(text); },
+          "Events pass that have one of these property flags, as 6 or 0x6; all by default")
+      ->type_name("MASK");
+  command
+      .add_option("--config", options.config,
+                  "A configuration file, whose filter settings come first; read again at SIGHUP")
+      ->type_name("FILE");
+  command.add_option("--section", options.section, "The section of the configuration file")
+      ->type_name("NAME");
+}
+
+static void add_output_options(CLI::App& command, emit_options& options) {
+  command
+      .add_option("--to", options.sinks,
+                  "Where entries go: text:DIR/PREFIX[,max-size=64M], json:FILE, json:-, or - for "
+                  "messages on standard output; may be given again")
+      ->type_name("SINK")
+      ->required()
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command.add_option("--count", options.count, "The counter file, without its ending .cnt")
+      ->type_name("DIR/NAME");
+  command.add_flag("--ack", options.acknowledges,
+                   "Print the number of the last record that is written, after each batch");
+  command.add_flag("--sync", options.synced, "Wait for the disk at each batch");
+}
+
+static void add_input_options(CLI::App& command, emit_options& options) {
+  command
+      .add_option("records", options.records,
+                  "Files of records, one JSON object a line; - is standard input, the default")
+      ->type_name("RECORDS");
+  command
+      .add_option("--listen", options.listen, "Take records from clients of a stream socket, too")
+      ->type_name("unix:PATH");
+  command
+      .add_option("--on-error", options.on_error,
+                  "What becomes of bad records; skip is the default. They are reported in any case")
+      ->type_name("stop|skip|quarantine=FILE");
+}
+
+void add_emit_options(CLI::App& command, emit_options& options) {
+  add_event_set_options(command, options.events, options.code_page);
+  add_filter_options(command, options);
+  add_output_options(command, options);
+  add_input_options(command, options);
+  add_report_options(command, options.report);
+}
+
+// --- What cannot be meant ---
+
+static void expect(bool is_sound, const std::string& text) {
+  if (!is_sound) throw emit_usage_error(text);
+}
+
+static void check_filter(const emit_options& options) {
+  expect(options.min_level <= highest_level && options.max_level <= highest_level,
+         "levels are from 0 to 9");
+  expect(options.min_level <= options.max_level, "--min-level is above --max-level");
+  expect(options.section.empty() || !options.config.empty(), "--section is one of --config");
+}
+
+static void check_inputs(const emit_options& options) {
+  const std::vector<std::string>& records = options.records;
+  expect(!reads_standard_input_twice(records), "standard input can be read once");
+  const auto fifo = std::find_if(records.begin(), records.end(),
+                                 [](const std::string& path) { return is_named_fifo(path); });
+  expect(fifo == records.end() || fifo + 1 == records.end(),
+         "the FIFO must come last: reading it never ends");
+  if (options.listen.empty()) return;
+  expect(options.listen.starts_with(listen_prefix),
+         "--listen: \"" + options.listen + "\" is no address; unix:PATH is expected");
+  expect(is_socket_path(options.socket_path()),
+         "--listen: the path of a socket has 1 to 107 bytes");
+}
+
+static bool is_error_policy(const std::string& text) {
+  return text == "stop" || text == "skip" ||
+         (text.starts_with(quarantine_prefix) && text.size() > quarantine_prefix.size());
+}
+
+static void check_outputs(const emit_options& options) {
+  const auto is_output = [](const std::string& sink) { return sink == "-" || sink == "json:-"; };
+  const auto count = std::count_if(options.sinks.begin(), options.sinks.end(), is_output);
+  expect(count < 2, "two sinks cannot share standard output");
+  expect(count == 0 || !options.acknowledges,
+         "--ack needs standard output, which a sink writes to");
+  expect(is_error_policy(options.on_error),
+         "--on-error: \"" + options.on_error + "\" is none of stop, skip, quarantine=FILE");
+  expect(options.count.empty() || !options.count.ends_with('/'), "--count: a name must be given");
+}
+
+void complete(emit_options& options) {
+  if (options.records.empty() && options.listen.empty()) options.records = {"-"};
+  check_filter(options);
+  check_inputs(options);
+  check_outputs(options);
+}

@@ -1,0 +1,52 @@
+// What `kplog emit` says while it runs and when it ends.
+#ifndef TOOLS_EMIT_REPORT_H
+#define TOOLS_EMIT_REPORT_H
+
+#include <chrono>
+#include <iosfwd>
+#include <string>
+
+#include "tools/command_options.h"
+#include "tools/emit_tally.h"
+#include "tools/record_input.h"
+#include "tools/record_parser.h"
+
+class emit_report {
+ public:
+  emit_report(std::ostream& log, const report_options& options);
+
+  // A diagnostic with the line and a caret. In each minute the first 100 are shown, and the others
+  // counted.
+  void bad_record(const record_line& line, const record_error& error);
+  // "kplog: TEXT", or as JSON.
+  void problem(diagnostic_rule rule, const std::string& text);
+  // Redraws the line of progress, if there is one to draw and it is time.
+  void progress(const emit_tallies& tallies);
+  // Tells how many bad records were not shown, if any.
+  void tell_hidden();
+  // "kplog: TEXT", where a summary is wanted.
+  void note(const std::string& text);
+  // Ends the progress. What was not shown, and unless the run is to be quiet the totals and a table
+  // of events.
+  void closing(const emit_tallies& tallies);
+
+ private:
+  using clock = std::chrono::steady_clock;
+
+  bool may_show_another();
+  void clear_progress();
+  void write_table(const emit_tallies& tallies);
+  void write_json(const emit_tallies& tallies);
+
+  std::ostream& log_;
+  const report_options& options_;
+  bool has_terminal_;
+  bool is_progress_shown_ = false;
+  clock::time_point began_ = clock::now();
+  clock::time_point drawn_ = began_;   // the progress
+  clock::time_point minute_ = began_;  // in which bad records are counted
+  unsigned shown_ = 0;                 // bad records in that minute
+  uint64_t hidden_ = 0;                // bad records that were not shown, and not told of yet
+};
+
+#endif

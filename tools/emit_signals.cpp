@@ -1,0 +1,31 @@
+#include "tools/emit_signals.h"
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+emit_signals::emit_signals() {
+  sigset_t held_back;
+  sigemptyset(&held_back);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&held_back, signal);
+  descriptor_ = signalfd(-1, &held_back, SFD_CLOEXEC | SFD_NONBLOCK);
+  if (descriptor_ < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
+  pthread_sigmask(SIG_BLOCK, &held_back, &before_);
+  struct sigaction ignored {};
+  ignored.sa_handler = SIG_IGN;
+  sigaction(SIGPIPE, &ignored, &pipe_before_);
+}
+
+emit_signals::~emit_signals() {
+  close(descriptor_);
+  sigaction(SIGPIPE, &pipe_before_, nullptr);
+  pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
+int emit_signals::take() const {
+  signalfd_siginfo taken{};
+  const bool is_taken = read(descriptor_, &taken, sizeof taken) == sizeof taken;
+  return is_taken ? static_cast<int>(taken.ssi_signo) : 0;
+}

@@ -1,0 +1,160 @@
+#include "tools/record_input.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+#include "tools/command_options.h"
+
+static constexpr size_t file_piece = size_t{256} << 10;
+
+// --- Lines ---
+
+void check_length(const record_line& line) {
+  if (line.too_long)
+    throw record_error(record_fault::syntax, 1,
+                       "the line is longer than " + std::to_string(record_size_limit) + " bytes");
+}
+
+void record_lines::make_room() {
+  if (begin_ != 0) std::memmove(bytes_.data(), bytes_.data() + begin_, end_ - begin_);
+  end_ -= begin_;
+  begin_ = 0;
+  const size_t needed = end_ + room_;
+  if (bytes_.size() < needed) bytes_.resize(std::max(needed, bytes_.size() * 2));
+}
+
+ssize_t record_lines::read_from(int descriptor) {
+  make_room();
+  ssize_t got = -1;
+  do got = ::read(descriptor, bytes_.data() + end_, room_);
+  while (got < 0 && errno == EINTR);
+  if (got > 0) end_ += static_cast<size_t>(got);
+  return got;
+}
+
+// A line beyond the limit is not waited for: what is there of it is a piece without an end.
+bool record_lines::take_piece(piece& taken, bool at_end) {
+  const std::string_view rest(bytes_.data() + begin_, end_ - begin_);
+  const size_t found = rest.find('\n', scanned_);
+  taken = {rest.substr(0, found), found != std::string_view::npos};
+  const bool is_due = taken.has_end || rest.size() > record_size_limit || (at_end && !rest.empty());
+  scanned_ = is_due ? 0 : rest.size();
+  if (is_due) begin_ += taken.text.size() + (taken.has_end ? 1 : 0);
+  return is_due;
+}
+
+static std::string_view without_return(std::string_view text) {
+  if (text.ends_with('\r')) text.remove_suffix(1);
+  return text;
+}
+
+static std::string_view without_mark(std::string_view text) {
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
+  return text;
+}
+
+static bool is_blank(std::string_view text) {
+  return text.find_first_not_of(" \t\r") == std::string_view::npos;
+}
+
+bool record_lines::next(record_line& line, bool at_end) {
+  for (piece taken; take_piece(taken, at_end);) {
+    const bool is_known = inside_;
+    inside_ = !taken.has_end;
+    if (is_known) continue;
+    line.too_long = taken.text.size() > record_size_limit;
+    line.text = without_return(taken.text.substr(0, record_size_limit));
+    line.number = ++number_;
+    if (number_ == 1) line.text = without_mark(line.text);
+    if (!is_blank(line.text)) return true;
+  }
+  return false;
+}
+
+bool record_lines::next_at_end(record_line& line) {
+  if (next(line, true)) return true;
+  inside_ = false;
+  return false;
+}
+
+// --- Files ---
+
+record_file_error::record_file_error(const std::string& path, int error)
+    : std::runtime_error("cannot read " + input_name(path) + ": " +
+                         std::generic_category().message(error)) {}
+
+// Not to wait for the writer of a FIFO; reading waits by poll alone.
+static int open_records(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  if (descriptor < 0) throw record_file_error(path, errno);
+  return descriptor;
+}
+
+// Asks without opening: a writer that waits for a FIFO's reader would take this for one.
+void check_record_files(const std::vector<std::string>& paths) {
+  for (const std::string& path : paths)
+    if (path != "-" && access(path.c_str(), R_OK) != 0) throw record_file_error(path, errno);
+}
+
+bool is_named_fifo(const std::string& path) {
+  struct stat status {};
+  struct statfs system {};
+  return path != "-" && stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode) &&
+         statfs(path.c_str(), &system) == 0 && system.f_type != PIPEFS_MAGIC;
+}
+
+record_files::record_files(std::vector<std::string> paths)
+    : paths_(std::move(paths)), lines_(file_piece) {
+  open_next();
+}
+
+int record_files::descriptor() const {
+  return path() == "-" ? STDIN_FILENO : descriptor_.get();
+}
+
+// The old descriptor of a FIFO goes when the new one is there: what was written meanwhile is kept.
+void record_files::open_again() {
+  descriptor_ = path() == "-" ? open_descriptor() : open_descriptor(open_records(path()));
+}
+
+void record_files::open_next() {
+  if (++next_ > paths_.size()) return;
+  open_again();
+  is_fifo_ = is_named_fifo(path());
+  name_ = input_name(path());
+  lines_ = record_lines(file_piece);
+}
+
+void record_files::watch(std::vector<pollfd>& descriptors) const {
+  descriptors.push_back({at_end() ? -1 : descriptor(), POLLIN, 0});
+}
+
+void record_files::hand_over_end(const record_taker& take) {
+  record_line line;
+  line.source = &name_;
+  while (lines_.next_at_end(line)) take(line);
+}
+
+void record_files::read(std::span<const pollfd> watched, const record_taker& take) {
+  if (watched.front().revents == 0) return;
+  const ssize_t got = lines_.read_from(descriptor());
+  if (got < 0 && errno == EAGAIN) return;
+  if (got < 0) throw record_file_error(path(), errno);
+  record_line line;
+  line.source = &name_;
+  while (lines_.next(line)) take(line);
+  if (got != 0) return;
+  hand_over_end(take);
+  if (is_fifo_)
+    open_again();
+  else
+    open_next();
+}

@@ -1,0 +1,120 @@
+// Lines of records, from wherever they come: files, standard input, FIFOs, sockets (docs/tools.md).
+#ifndef TOOLS_RECORD_INPUT_H
+#define TOOLS_RECORD_INPUT_H
+
+#include <poll.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/open_descriptor.h"
+#include "tools/record_parser.h"
+
+// A line that is to hold a record. What it points to lives until its input reads again.
+struct record_line {
+  std::string_view text;                // without its end: LF, or CR LF
+  const std::string* source = nullptr;  // what messages call the input
+  uint64_t number = 0;                  // in that input, from 1
+  bool too_long = false;                // the text is the first record_size_limit bytes
+};
+
+// Raises record_error for a line that is too long.
+void check_length(const record_line& line);
+
+using record_taker = std::function<void(const record_line& line)>;
+
+// The bytes of one input that have been read, cut into lines. Lines of blanks are counted and
+// passed over, as is a byte order mark in front of the first. Holds no more than one line and a
+// piece.
+class record_lines {
+ public:
+  // Room for the bytes of one read.
+  explicit record_lines(size_t room) : room_(room) {}
+
+  // One read, which may wait. What read(2) returns, with errno.
+  ssize_t read_from(int descriptor);
+  // The next line; `source` is left alone. False when none is whole.
+  bool next(record_line& line) { return next(line, false); }
+  // At the end of the input: the next line, also one without an end. What comes after that is a new
+  // line.
+  bool next_at_end(record_line& line);
+
+ private:
+  // What stands up to the next line end, or is taken without one.
+  struct piece {
+    std::string_view text;
+    bool has_end = false;
+  };
+
+  bool next(record_line& line, bool at_end);
+  bool take_piece(piece& taken, bool at_end);
+  void make_room();
+
+  size_t room_;
+  std::vector<char> bytes_;
+  size_t begin_ = 0;    // of what has not been handed out
+  size_t end_ = 0;      // of what was read
+  size_t scanned_ = 0;  // behind begin_: there is no line end before it
+  uint64_t number_ = 0;
+  bool inside_ = false;  // of a line of which the beginning was handed out
+};
+
+// An input that waits for what is to come.
+class record_input {
+ public:
+  virtual ~record_input() = default;
+
+  virtual bool at_end() const = 0;      // nothing will ever come again
+  virtual bool is_lasting() const = 0;  // its end is not known: somebody may write at any time
+  // Appends what to wait for; the number of descriptors is that which `read` takes.
+  virtual void watch(std::vector<pollfd>& descriptors) const = 0;
+  // Reads of each descriptor that is ready once, and hands over the lines.
+  virtual void read(std::span<const pollfd> watched, const record_taker& take) = 0;
+};
+
+// A file of records that cannot be read. The text names it and the reason.
+class record_file_error : public std::runtime_error {
+ public:
+  record_file_error(const std::string& path, int error);
+};
+
+// Files, one behind the other. A FIFO that has a name never ends: it is opened again when its
+// writers have left.
+class record_files : public record_input {
+ public:
+  // "-" is standard input. Raises record_file_error, also while reading.
+  explicit record_files(std::vector<std::string> paths);
+
+  bool at_end() const override { return next_ > paths_.size(); }
+  bool is_lasting() const override { return is_fifo_; }
+  void watch(std::vector<pollfd>& descriptors) const override;
+  void read(std::span<const pollfd> watched, const record_taker& take) override;
+
+ private:
+  void open_next();
+  void hand_over_end(const record_taker& take);
+  void open_again();
+  int descriptor() const;
+  const std::string& path() const { return paths_[next_ - 1]; }
+
+  std::vector<std::string> paths_;
+  size_t next_ = 0;             // index of the file behind the one that is open
+  open_descriptor descriptor_;  // of the file that is open; closed for standard input
+  bool is_fifo_ = false;
+  std::string name_;  // of that file in messages
+  record_lines lines_;
+};
+
+// Raises record_file_error for the first file that cannot be read.
+void check_record_files(const std::vector<std::string>& paths);
+
+// Whether the path leads to a FIFO that has a name; pipes of shells (/dev/fd/63) have none.
+bool is_named_fifo(const std::string& path);
+
+#endif

@@ -1,0 +1,148 @@
+#include "tools/record_service.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+static constexpr size_t client_piece = size_t{64} << 10;
+
+struct record_service::client {
+  client(open_descriptor accepted, std::string called)
+      : descriptor(std::move(accepted)), name(std::move(called)), lines(client_piece) {}
+
+  bool read(const record_taker& take);
+
+  open_descriptor descriptor;
+  std::string name;  // "unix:PATH#3"
+  record_lines lines;
+};
+
+bool is_socket_path(const std::string& path) {
+  return !path.empty() && path.size() < sizeof(sockaddr_un::sun_path) &&
+         path.find('\0') == std::string::npos;
+}
+
+// --- The socket's file ---
+
+[[noreturn]] static void raise_service_error(const std::string& path, int error) {
+  throw record_service_error("cannot listen on " + path + ": " +
+                             std::generic_category().message(error));
+}
+
+static sockaddr_un address_of(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+  return address;
+}
+
+static const sockaddr* generic(const sockaddr_un& address) {
+  return reinterpret_cast<const sockaddr*>(&address);
+}
+
+static bool is_abandoned_socket(const std::string& path) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return false;
+  const open_descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  const sockaddr_un address = address_of(path);
+  return connect(probe.get(), generic(address), sizeof address) != 0 && errno == ECONNREFUSED;
+}
+
+static std::string folder_of(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+// The lock on the folder keeps two services that start at once from replacing each other's socket.
+// Nobody can connect before the socket listens, and so before its mode is what it is to be.
+static void listen_at(int listener, const std::string& path) {
+  const open_descriptor folder(open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.get() < 0 || flock(folder.get(), LOCK_EX) != 0) raise_service_error(path, errno);
+  if (is_abandoned_socket(path)) unlink(path.c_str());
+  const sockaddr_un address = address_of(path);
+  if (bind(listener, generic(address), sizeof address) != 0) raise_service_error(path, errno);
+  if (chmod(path.c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP) == 0 &&
+      listen(listener, record_client_limit) == 0)
+    return;
+  const int error = errno;
+  unlink(path.c_str());
+  raise_service_error(path, error);
+}
+
+static ino_t inode_at(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+record_service::record_service(std::string path) : path_(std::move(path)) {
+  open_descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (listener.get() < 0) raise_service_error(path_, errno);
+  listen_at(listener.get(), path_);
+  inode_ = inode_at(path_);
+  listener_ = std::move(listener);
+}
+
+record_service::~record_service() {
+  if (inode_at(path_) == inode_) unlink(path_.c_str());
+}
+
+// --- Clients ---
+
+void record_service::watch(std::vector<pollfd>& descriptors) const {
+  descriptors.push_back({is_accepting() ? listener_.get() : -1, POLLIN, 0});
+  for (const auto& one : clients_) descriptors.push_back({one->descriptor.get(), POLLIN, 0});
+}
+
+// False when nothing will come again.
+bool record_service::client::read(const record_taker& take) {
+  const ssize_t got = lines.read_from(descriptor.get());
+  if (got < 0 && errno == EAGAIN) return true;
+  record_line line;
+  line.source = &name;
+  while (lines.next(line)) take(line);
+  if (got > 0) return true;
+  while (lines.next_at_end(line)) take(line);
+  return false;
+}
+
+void record_service::read(std::span<const pollfd> watched, const record_taker& take) {
+  std::vector<size_t> left;
+  for (size_t i = 0; i < clients_.size(); ++i)
+    if (watched[i + 1].revents != 0 && !clients_[i]->read(take)) left.push_back(i);
+  for (; !left.empty(); left.pop_back())
+    clients_.erase(clients_.begin() + static_cast<std::ptrdiff_t>(left.back()));
+  if (clients_.size() < watched.size() - 1) client_room_ = record_client_limit;
+  if (watched.front().revents != 0) accept_clients();
+}
+
+static bool is_out_of_room(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
+}
+
+// Without a descriptor for one more the others are served, and the next is accepted when one has
+// left.
+void record_service::run_out_of_room(int error) {
+  if (clients_.empty()) raise_service_error(path_, error);
+  client_room_ = clients_.size();
+}
+
+void record_service::accept_clients() {
+  while (is_accepting()) {
+    open_descriptor accepted(
+        accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (!accepted.is_open() && errno == ECONNABORTED) continue;
+    if (!accepted.is_open() && is_out_of_room(errno)) run_out_of_room(errno);
+    if (!accepted.is_open()) return;
+    clients_.push_back(std::make_unique<client>(
+        std::move(accepted), "unix:" + path_ + "#" + std::to_string(++client_count_)));
+  }
+}

@@ -1,0 +1,56 @@
+// Records from other processes, through a stream socket (docs/service.md).
+#ifndef TOOLS_RECORD_SERVICE_H
+#define TOOLS_RECORD_SERVICE_H
+
+#include <sys/types.h>
+
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tools/open_descriptor.h"
+#include "tools/record_input.h"
+
+constexpr size_t record_client_limit = 64;  // clients that are served at a time; others wait
+
+// A socket that cannot be made. The text names it and the reason.
+class record_service_error : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// Whether a socket's address has room for the path.
+bool is_socket_path(const std::string& path);
+
+// A stream socket at a path, for its owner and group (mode 0660 whatever the umask). Every client
+// sends lines; they are numbered for each client. Clients are read in turn, a piece each, and cost
+// no more than the longest line. The socket's file is removed at the end.
+class record_service : public record_input {
+ public:
+  // Replaces a socket file on which nobody listens any more. Raises record_service_error.
+  explicit record_service(std::string path);
+  ~record_service() override;
+  record_service(const record_service&) = delete;
+  record_service& operator=(const record_service&) = delete;
+
+  bool at_end() const override { return false; }
+  bool is_lasting() const override { return true; }
+  void watch(std::vector<pollfd>& descriptors) const override;
+  void read(std::span<const pollfd> watched, const record_taker& take) override;
+
+ private:
+  struct client;
+
+  void accept_clients();
+  void run_out_of_room(int error);
+  bool is_accepting() const { return clients_.size() < client_room_; }
+
+  std::string path_;
+  open_descriptor listener_;
+  ino_t inode_ = 0;  // of the socket's file
+  std::vector<std::unique_ptr<client>> clients_;
+  size_t client_room_ = record_client_limit;  // less while the system has no descriptors left
+  uint64_t client_count_ = 0;                 // so far
+};
+
+#endif
