@@ -27,7 +27,7 @@ void attribute_pairs::join(const attribute_model* was, const attribute_model* is
 }
 
 void attribute_report::add(change_rule rule, const attribute_model* was, const attribute_model* is,
-                           std::string text) const {
+                           const std::string& text) const {
   const attribute_model& named = is != nullptr ? *is : *was;
   changes.push_back({rule, event, was != nullptr ? was->name.place : source_place{},
                      is != nullptr ? is->name.place : elsewhere,
@@ -37,8 +37,8 @@ void attribute_report::add(change_rule rule, const attribute_model* was, const a
 void add_attribute_changes(const attribute_pair& pair, const attribute_report& report) {
   const attribute_model& was = *pair.before;
   const attribute_model& is = *pair.now;
-  const auto add = [&](change_rule rule, std::string text) {
-    report.add(rule, &was, &is, std::move(text));
+  const auto add = [&](change_rule rule, const std::string& text) {
+    report.add(rule, &was, &is, text);
   };
   if (was.type != is.type)
     add(type_change_rule(was.type, is.type),

@@ -34,7 +34,7 @@ struct attribute_report {
   std::vector<definition_change>& changes;
 
   void add(change_rule rule, const attribute_model* was, const attribute_model* is,
-           std::string text) const;
+           const std::string& text) const;
 };
 
 // Adds what is different in two attributes that are one, their names apart.

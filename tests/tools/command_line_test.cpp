@@ -193,6 +193,16 @@ TEST(BashCompletion, GoesOnBehindTheCommasOfLists) {
   EXPECT_THAT(bash_offers("kplog dump --format x,j"), testing::IsEmpty());
 }
 
+TEST(BashCompletion, OffersTheCodesOfSeverities) {
+  EXPECT_THAT(bash_offers("kplog check --severity no-m"),
+              UnorderedElementsAre("no-message=off", "no-message=warning", "no-message=error"));
+  EXPECT_THAT(bash_offers("kplog check --severity ''"), Not(testing::Contains("yaml-syntax=off")));
+  EXPECT_THAT(bash_offers("kplog check --severity no-message ="),
+              UnorderedElementsAre("off", "warning", "error"));
+  EXPECT_THAT(bash_offers("kplog check --severity no-message = o"), UnorderedElementsAre("off"));
+  EXPECT_THAT(bash_offers("kplog check --severity = no-message = o"), UnorderedElementsAre("off"));
+}
+
 TEST(FishCompletion, OffersCommandsOptionsChoicesAndFiles) {
   const temp_folder folder;
   folder.write("set.ldf", "");
@@ -206,6 +216,7 @@ TEST(FishCompletion, OffersCommandsOptionsChoicesAndFiles) {
               AllOf(HasSubstr("yaml\t"), Not(HasSubstr("set.ldf"))));
   EXPECT_THAT(offers("kplog dump se"), HasSubstr("set.ldf"));
   EXPECT_THAT(offers("kplog diff --fail-on source,f"), HasSubstr("source,filters"));
+  EXPECT_THAT(offers("kplog check --severity no-m"), HasSubstr("no-message=off"));
 }
 
 // --- manual pages
