@@ -17,11 +17,12 @@
 #include "tools/command_header.h"
 #include "tools/command_help.h"
 #include "tools/command_options.h"
+#include "tools/command_render.h"
 
 static constexpr std::array command_rows = {
-    &compile_command, &check_command,      &dump_command,   &diff_command,
-    &header_command,  &catalog_command,    &emit_command,   &count_command,
-    &help_command,    &completion_command, &manual_command,
+    &compile_command, &check_command,   &dump_command,       &diff_command,
+    &header_command,  &catalog_command, &emit_command,       &render_command,
+    &count_command,   &help_command,    &completion_command, &manual_command,
 };
 
 static constexpr const char* exit_status_help =

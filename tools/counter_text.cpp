@@ -62,7 +62,7 @@ std::string counter_table(const counter_report& report, size_t width) {
   std::vector<text_row> rows = {table_headings(report)};
   for (const report_row& row : report.rows) rows.push_back(table_cells(report, row));
   const std::set<size_t> right_aligned = {rows.front().size() - 1};
-  const std::string table = in_columns(rows, right_aligned);
+  std::string table = in_columns(rows, right_aligned);
   const size_t used = cells_of_line(table) + 2;
   if (width < used + smallest_bar_width) return table;
   const uint64_t largest = largest_count(report);

@@ -20,7 +20,7 @@ KPLOG, DOCS = sys.argv[1:3]
 PAGES = ["tools.md", "translations.md", "definition-source.md", "generated-header.md"]
 
 # Lines that show the form of a command, or write where only an administrator may.
-NO_EXAMPLE = re.compile(r"\b(SOURCE|INPUT|OLD|FILE|NAME|PRODUCT|COUNTER|RECORDS)\b|/usr/|~/|\.\.\.|: ")
+NO_EXAMPLE = re.compile(r"\b(SOURCE|INPUT|OLD|FILE|NAME|PRODUCT|COUNTER|RECORDS)\b|/usr/|/var/|~/|\.\.\.|: ")
 
 FINDING = 1  # the status of a command that found something to tell
 
@@ -81,11 +81,15 @@ def prepare(folder):
     write(folder, "product.yaml", SOURCE + "  PAID: {id: 2, message: paid}\n")
     write(folder, "base.yaml", SOURCE + "  STARTED: {id: 3, message: started}\n")
     write(folder, "network.yaml", SOURCE + "  LINK_UP: {id: 4, message: up}\n")
+    record = '{"event":"USER_LOGIN","attributes":{"USER_NAME":"alice","PORT":51234,"OUTCOME":0}}\n'
+    write(folder, "records.jsonl", record)
+    write(folder, "entries.jsonl", record)
     write_counter(folder, "history.cnt")
     write_counter(folder, "shop-1.cnt")
     os.makedirs(os.path.join(folder, "bin"))
     os.symlink(os.path.abspath(KPLOG), os.path.join(folder, "bin", "kplog"))
     write(folder, "bin/generate", "#!/bin/sh\ncat events.yaml\n", 0o755)
+    write(folder, "bin/shop", "#!/bin/sh\ncat records.jsonl\n", 0o755)
     made = run("kplog compile -q standard.yaml -o standard.ldf && kplog compile -q old.yaml -o old.ldf &&"
                " kplog compile -q new.yaml -o new.ldf && git init -q . && git add events.yaml &&"
                " git -c user.name=a -c user.email=a@example.com commit -q -m one && git tag v1", folder)

@@ -1,0 +1,87 @@
+#include "tools/record_view.h"
+
+#include "kp_LOG_RenderMessage.h"
+#include "kp_LOG_errors.h"
+#include "tools/stored_form.h"
+
+// Why a record has no message.
+class no_message : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// --- The message
+
+static std::string rendered(const made_entry& made) {
+  try {
+    return kp_LOG_RenderMessage(made.entry, false, made.message_index);
+  } catch (const KPX_logging_missing_resource&) {
+    throw no_message("the catalog lacks its message");
+  } catch (const KPX_logging_all& error) {
+    throw no_message(error.what());
+  }
+}
+
+// Without one there would be nothing of the record on its line.
+std::string record_view::message_of(const parsed_record& record, std::string_view line) {
+  try {
+    std::string message = rendered(maker_.make(record, line));
+    if (message.empty()) throw no_message("its message is empty");
+    return message;
+  } catch (const record_error& error) {
+    throw no_message(error.what());
+  }
+}
+
+// --- What the record holds
+
+static std::string shown_value(const record_value& value) {
+  if (value.kind != record_value_kind::text) return std::string(value.text);
+  std::string shown;
+  append_json_text(shown, value.text);
+  return shown;
+}
+
+static bool is_plain_name(std::string_view name) {
+  return !name.empty() && name.find_first_of(" \t\"=[]") == std::string_view::npos;
+}
+
+static std::string shown_attribute(const record_attribute& attribute) {
+  std::string name;
+  if (is_plain_name(attribute.name))
+    name = attribute.name;
+  else
+    append_json_text(name, attribute.name);
+  return name + "=" + shown_value(attribute.value);
+}
+
+std::string record_view::mark_of(const parsed_record& record, const std::string& reason) const {
+  const known_event* const event = find_event(events_, record.event);
+  if (event != nullptr) {
+    const std::string name = event->name.empty() ? "" : " " + event->name;
+    return "[event " + std::to_string(event->id) + name + ": " + reason + "]";
+  }
+  const bool is_ambiguous =
+      record.event.kind == record_value_kind::text && events_.is_ambiguous(record.event.text);
+  const std::string name = record.name.has_value() ? " " + shown_value(*record.name) : "";
+  return (is_ambiguous ? "[ambiguous event " : "[unknown event ") + shown_value(record.event) +
+         name + "]";
+}
+
+// --- The line
+
+record_shown record_view::append(std::string& lines, std::string_view line) {
+  const parsed_record& record = parser_.parse(line);
+  record_shown shown = record_shown::message;
+  line_.clear();
+  try {
+    append_log_text(line_, message_of(record, line));
+  } catch (const no_message& reason) {
+    shown = record_shown::mark;
+    append_log_text(line_, mark_of(record, reason.what()));
+    for (const record_attribute& attribute : record.attributes)
+      append_log_text(line_, " " + shown_attribute(attribute));
+  }
+  code_page_.append(lines, line_);
+  lines += '\n';
+  return shown;
+}

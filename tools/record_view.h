@@ -1,0 +1,44 @@
+// Records as lines for people: their messages, or what they hold where there is no message.
+#ifndef TOOLS_RECORD_VIEW_H
+#define TOOLS_RECORD_VIEW_H
+
+#include <string>
+#include <string_view>
+
+#include "tools/event_set.h"
+#include "tools/log_text.h"
+#include "tools/record_entry.h"
+#include "tools/record_parser.h"
+
+// How a record was shown.
+enum class record_shown {
+  message,
+  mark  // what it holds, behind a mark in brackets that says why
+};
+
+class record_view {
+ public:
+  // The events must live as long as the view. Raises what log_code_page raises.
+  record_view(const event_set& events, const std::string& code_page)
+      : events_(events), maker_(events), code_page_(code_page) {}
+
+  // Appends the record on `line` as one line, with its end. An event that is not known, one that
+  // does not declare what the record has, and a message that is not there, or that cannot be
+  // rendered, give
+  //   [unknown event 4711] PORT=51234 USER_NAME="alice"
+  // with the attributes as the record has them. Raises record_error, having appended nothing, for
+  // what is no record.
+  record_shown append(std::string& lines, std::string_view line);
+
+ private:
+  std::string message_of(const parsed_record& record, std::string_view line);
+  std::string mark_of(const parsed_record& record, const std::string& reason) const;
+
+  const event_set& events_;
+  record_parser parser_;
+  entry_maker maker_;
+  log_code_page code_page_;
+  std::string line_;  // reused
+};
+
+#endif
