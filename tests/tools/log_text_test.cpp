@@ -56,6 +56,10 @@ struct hazard {
   const char* shown;
 };
 
+static void PrintTo(const hazard& text, std::ostream* out) {
+  *out << text.shown;
+}
+
 class LogTextHazard : public testing::TestWithParam<hazard> {};
 
 TEST_P(LogTextHazard, IsWrittenOut) {
@@ -111,6 +115,10 @@ struct encoded_text {
   const char* text;
   const char* bytes;
 };
+
+static void PrintTo(const encoded_text& text, std::ostream* out) {
+  *out << text.code_page;
+}
 
 class LogCodePageText : public testing::TestWithParam<encoded_text> {};
 

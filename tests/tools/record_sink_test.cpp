@@ -11,6 +11,7 @@
 
 #include "tests/support/raised_by.h"
 #include "tests/tools/sink_entries.h"
+#include "tools/terminal_text.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -54,6 +55,10 @@ struct bad_description {
   const char* description;
   const char* error;
 };
+
+static void PrintTo(const bad_description& bad, std::ostream* out) {
+  *out << terminal_text(bad.description);
+}
 
 class BadDescription : public RecordSink, public testing::WithParamInterface<bad_description> {};
 
