@@ -10,7 +10,7 @@
 #include "tools/diagnostics.h"
 #include "tools/source_text.h"
 
-constexpr size_t counter_file_size_limit = size_t{256} << 20;  // bytes; larger files are refused
+constexpr size_t counter_file_size_limit = size_t{64} << 20;  // bytes; larger files are refused
 
 // A day as a record gives it, which need not be one of the calendar.
 struct counter_day {

@@ -1,9 +1,8 @@
 #include "tools/counter_report.h"
 
 #include <algorithm>
-#include <map>
-#include <set>
 #include <tuple>
+#include <utility>
 
 #include "tools/terminal_text.h"
 
@@ -34,30 +33,52 @@ std::string counter_report::event_text(uint32_t id) const {
   return name == nullptr ? std::to_string(id) : terminal_text(*name);
 }
 
+template <class Value>
+static size_t distinct(std::vector<Value> values) {
+  std::sort(values.begin(), values.end());
+  return static_cast<size_t>(std::unique(values.begin(), values.end()) - values.begin());
+}
+
 static void count_days_and_events(const std::vector<counted_entries>& counts,
                                   const day_range& range, counter_report& report) {
-  std::set<counter_day> days;
-  std::set<uint32_t> events;
+  std::vector<counter_day> days;
+  std::vector<uint32_t> events;
   for (const counted_entries& entries : counts) {
     if (entries.count == 0 || !range.holds(entries.day)) continue;
-    days.insert(entries.day);
-    events.insert(entries.id);
+    days.push_back(entries.day);
+    events.push_back(entries.id);
   }
-  report.days = days.size();
-  report.events = events.size();
+  report.days = distinct(std::move(days));
+  report.events = distinct(std::move(events));
+}
+
+static auto key_of(const report_row& row) {
+  return std::tie(row.start, row.id);
+}
+
+// Leaves one row for each key, in the order of the keys.
+static void merge_rows(std::vector<report_row>& rows) {
+  std::sort(rows.begin(), rows.end(),
+            [](const report_row& a, const report_row& b) { return key_of(a) < key_of(b); });
+  size_t kept = 0;
+  for (const report_row& row : rows) {
+    if (kept != 0 && key_of(rows[kept - 1]) == key_of(row))
+      rows[kept - 1].count += row.count;
+    else
+      rows[kept++] = row;
+  }
+  rows.resize(kept);
 }
 
 void add_up(const std::vector<counted_entries>& counts, const day_range& range,
             counter_report& report) {
-  std::map<std::tuple<counter_day, uint32_t>, uint64_t> sums;
   for (const counted_entries& entries : counts) {
     if (!range.holds(entries.day)) continue;
-    sums[{start_of(entries.day, report.grouping.period),
-          report.grouping.by_event ? entries.id : 0}] += entries.count;
+    report.rows.push_back({start_of(entries.day, report.grouping.period),
+                           report.grouping.by_event ? entries.id : 0, entries.count});
     report.total += entries.count;
   }
-  for (const auto& [key, count] : sums)
-    report.rows.push_back({std::get<counter_day>(key), std::get<uint32_t>(key), count});
+  merge_rows(report.rows);
   if (report.grouping.period == report_period::none)
     std::stable_sort(report.rows.begin(), report.rows.end(),
                      [](const report_row& a, const report_row& b) { return a.count > b.count; });

@@ -1,10 +1,14 @@
 // kplog render, from outside.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "tests/support/temp_folder.h"
 #include "tests/tools/command_run.h"
+#include "tools/terminal_text.h"
+#include "tools/utf8_text.h"
 
 using testing::AllOf;
 using testing::HasSubstr;
@@ -260,6 +264,41 @@ TEST_F(RenderCommand, NothingSteersTheTerminalOrMakesALine) {
       R"({"event":1001,"attributes":{"USER_NAME":"a\u001b[2J\u009b\u202e\u2028\u0085\n\tb\\","PORT":1}})"
       "\n");
   EXPECT_EQ(shown.out, "a\\x1B[2J\\u{009B}\\u{202E}\\u{2028}\\u{0085}\\n\tb\\ came in by port 1\n");
+}
+
+// Whether a line holds nothing but characters that are shown, and the tab.
+static bool is_safe_line(std::string_view line) {
+  for (size_t i = 0; i < line.size();) {
+    const utf8_character character = utf8_at(line, i);
+    const bool is_tab = character.code_point == '\t';
+    if (!character.valid || (!is_tab && is_unsafe_on_terminal(character.code_point))) return false;
+    i += character.size;
+  }
+  return true;
+}
+
+// A record with each of its bytes replaced by each hostile one: every one that is not bad is a
+// line.
+TEST_F(RenderCommand, DamagedRecordsAreSafeLinesOrReported) {
+  const std::string record =
+      "{\"event\":1001,\"name\":\"LOGIN\",\"time\":\"2026-11-15T17:02:56+08:00\","
+      "\"attributes\":{\"USER_NAME\":\"al\\u0069ce\",\"PORT\":51234},\"message_index\":0}";
+  std::string records;
+  for (const std::string_view hostile : {"\x1b", "\x9b", "\x7f", "\xff", "\"", "\\", "}", "9", "\r",
+                                         "\u0085", "\u2028", "\u202e", "\u00e4"})
+    for (size_t i = 0; i < record.size(); ++i)
+      (records += record.substr(0, i)).append(hostile).append(record.substr(i + 1)) += '\n';
+  const auto shown = render(records, "--format json");
+  EXPECT_TRUE(shown.status == 0 || shown.status == 1) << shown.status;
+  size_t lines = 0;
+  std::istringstream out(shown.out);
+  for (std::string line; std::getline(out, line); ++lines) EXPECT_TRUE(is_safe_line(line)) << line;
+  const size_t last = shown.err.rfind('\n', shown.err.size() - 2) + 1;
+  const auto summary = nlohmann::json::parse(shown.err.substr(last))["summary"];
+  EXPECT_EQ(summary["read"], 13 * record.size());
+  EXPECT_EQ(lines, size_t{summary["rendered"]} + size_t{summary["marked"]});
+  EXPECT_GT(summary["marked"], 0);
+  EXPECT_GT(summary["bad"], 0);
 }
 
 TEST_F(RenderCommand, BadLinesAreReportedAndTheOthersShown) {
