@@ -79,6 +79,7 @@ static command_action describe_check(CLI::App& command) {
   add_severity_option(command, options->severities);
   command.add_option("--codepage", options->code_pages, "A code page that all texts must fit into")
       ->expected(1)
+      ->allow_extra_args(false)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->type_name("NAME");
   add_choice_option(command, "--fail-on", options->fail_on, {"error", "warning"},

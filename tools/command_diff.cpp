@@ -151,6 +151,7 @@ static command_action describe_diff(CLI::App& command) {
       .add_option("--accept", options->accepted,
                   "A difference that is meant: EVENT:CODE=REASON, again for each")
       ->expected(1)
+      ->allow_extra_args(false)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->type_name("DIFFERENCE");
   add_standard_option(command, options->standard);

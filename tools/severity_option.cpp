@@ -34,6 +34,7 @@ void add_severity_option(CLI::App& command, std::vector<std::string>& settings) 
       .add_option("--severity", settings,
                   "How severe findings of a rule are: CODE=off, CODE=warning, CODE=error")
       ->expected(1)
+      ->allow_extra_args(false)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
       ->type_name(severity_setting_form);
 }

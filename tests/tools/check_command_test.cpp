@@ -29,6 +29,17 @@ static command_result check_event(const std::string& event, const std::string& a
 
 static const char* const nothing_found = "kplog: 0 errors, 0 warnings\n";
 
+TEST(CheckAdvice, OptionsThatMayComeAgainLeaveTheSourcesBehindThemAlone) {
+  const temp_folder folder;
+  folder.write("a.yaml", source_of_events("  A: {id: 1, message: a}\n"));
+  folder.write("b.yaml", source_of_events("  B: {id: 2, message: b}\n"));
+  for (const char* option : {"--codepage ISO-8859-1", "--severity no-message=off"}) {
+    const auto run = run_kplog(folder.path(), std::string("check ") + option + " a.yaml b.yaml");
+    EXPECT_EQ(run.status, 0) << option;
+    EXPECT_EQ(run.err, nothing_found) << option;
+  }
+}
+
 // --- goldens
 
 TEST(CheckAdvice, GoldenListOfASourceThatNeedsAdvice) {

@@ -157,13 +157,16 @@ TEST_F(RenderCommand, RecordsOfEveryTypeAreToldAsWhenTheyWereMade) {
   run_well("compile -q types.yaml -o types.ldf");
   run_well("emit -q --definitions types.ldf --locale en_US --to json:stored records");
   for (const char* locale : {"en_US", "de_DE", "ja_JP"}) {
-    const std::string how = std::string(" -q --definitions types.ldf --locale ") + locale + " ";
-    const auto told = run("emit --to -" + how + "records");
-    const auto again = run("render" + how + "stored");
-    EXPECT_EQ(told.err, "");
-    EXPECT_EQ(again.status, 0) << again.err;
-    EXPECT_EQ(again.out, told.out);
-    EXPECT_EQ(std::count(again.out.begin(), again.out.end(), '\n'), 6) << again.out;
+    for (const char* code_page : {"UTF-8", "EUC-JP", "Shift_JIS"}) {
+      const std::string how = std::string(" -q --definitions types.ldf --locale ") + locale +
+                              " --codepage " + code_page + " ";
+      const auto told = run("emit --to -" + how + "records");
+      const auto again = run("render" + how + "stored");
+      EXPECT_EQ(told.err, "");
+      EXPECT_EQ(again.status, 0) << again.err;
+      EXPECT_EQ(again.out, told.out);
+      EXPECT_EQ(std::count(again.out.begin(), again.out.end(), '\n'), 6) << again.out;
+    }
   }
 }
 
@@ -245,6 +248,14 @@ TEST_F(RenderCommand, MessagesThatTheCatalogLacksAreMarked) {
   EXPECT_EQ(shown.out,
             "[event 1001 LOGIN: the catalog lacks its message] USER_NAME=\"alice\" PORT=1\n"
             "tschüss\n");
+}
+
+TEST_F(RenderCommand, EventsOfTheAuxSetAreTold) {
+  folder_.write("aux.yaml",
+                "kplog: 1\nlog_version: \"2.0\"\nevents:\n"
+                "  EXTRA: {id: 2001, message: \"more\"}\n");
+  run_well("compile -q aux.yaml --std shop.ldf -o aux.ldf");
+  EXPECT_EQ(render("{\"event\":2001}\n{\"event\":1002}\n", "-q --aux aux.ldf").out, "more\nbye\n");
 }
 
 TEST_F(RenderCommand, AmbiguousNamesAreMarked) {
