@@ -19,11 +19,14 @@ bool emit_loop::is_running() const {
   return has_input && ending_ == 0 && !pipeline_.has_stopped();
 }
 
+// Signals are answered before anything is read, so that what was sent behind a signal finds it
+// answered.
 bool emit_loop::run() {
   while (is_running()) {
-    const bool is_idle = turn(pipeline_.has_unwritten() ? 0 : -1) == 0;
+    const bool is_idle = !wait(pipeline_.has_unwritten() ? 0 : -1);
     if (is_idle) pipeline_.write();
     for (int signal = signals_.take(); signal != 0; signal = signals_.take()) answer(signal);
+    if (ending_ == 0) read_ready();
   }
   const bool is_cut_short = ending_ == SIGINT && has_unread_files();
   if (ending_ != 0) take_what_was_sent();
@@ -35,10 +38,9 @@ bool emit_loop::has_unread_files() const {
                      [](const auto& input) { return !input->at_end() && !input->is_lasting(); });
 }
 
-// One turn of waiting, at most so many milliseconds, and reading. The number of descriptors that
-// were ready.
-int emit_loop::turn(int patience) {
-  watched_.assign(1, {signals_.descriptor(), POLLIN, 0});
+// Waits for inputs and signals, at most so many milliseconds. False when nothing came.
+bool emit_loop::wait(int patience) {
+  watched_.assign(1, {ending_ == 0 ? signals_.descriptor() : -1, POLLIN, 0});
   ends_.clear();
   for (const auto& input : inputs_) {
     input->watch(watched_);
@@ -46,8 +48,7 @@ int emit_loop::turn(int patience) {
   }
   const int ready = poll(watched_.data(), watched_.size(), patience);
   if (ready < 0 && errno != EINTR) throw std::system_error(errno, std::generic_category(), "poll");
-  if (ready > 0) read_ready();
-  return ready;
+  return ready != 0;
 }
 
 void emit_loop::read_ready() {
@@ -72,5 +73,8 @@ void emit_loop::answer(int signal) {
 void emit_loop::take_what_was_sent() {
   std::erase_if(inputs_, [](const auto& input) { return !input->is_lasting(); });
   for (int turns = 0; turns < last_turns && !pipeline_.has_stopped(); ++turns)
-    if (turn(0) == 0) return;
+    if (wait(0))
+      read_ready();
+    else
+      return;
 }

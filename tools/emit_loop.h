@@ -25,7 +25,7 @@ class emit_loop {
  private:
   bool is_running() const;
   bool has_unread_files() const;
-  int turn(int patience);
+  bool wait(int patience);
   void read_ready();
   void answer(int signal);
   void take_what_was_sent();

@@ -73,7 +73,7 @@ static void add_input_options(CLI::App& command, emit_options& options) {
   command
       .add_option("records", options.records,
                   "Files of records, one JSON object a line; - is standard input, the default")
-      ->type_name("RECORDS");
+      ->type_name("FILE");
   command
       .add_option("--listen", options.listen, "Take records from clients of a stream socket, too")
       ->type_name("unix:PATH");

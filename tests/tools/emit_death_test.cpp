@@ -12,6 +12,7 @@
 #include <random>
 #include <sstream>
 
+#include "tests/support/counter_folder.h"
 #include "tests/tools/emit_fixture.h"
 
 using testing::AllOf;
@@ -96,6 +97,8 @@ TEST_F(EmitDeath, FourProcessesShareLogsOverMidnightAndTheSizeLimit) {
       EXPECT_EQ(seen[time + " 3 NOTE " + long_text(std::string(1, name), i)], 1) << name << i;
     }
   const std::string counts = folder_.text("shop.cnt");
+  EXPECT_EQ(count_in(counts, 2026, 11, 15, 1003), 2 * count);
+  EXPECT_EQ(count_in(counts, 2026, 11, 16, 1003), 2 * count);
   EXPECT_EQ(counts.size(), 64u);
 }
 

@@ -50,7 +50,7 @@ class EmitService : public testing::Test {
 
 static command_end end_of(running_command& service, int signal = SIGTERM) {
   service.signal(signal);
-  return service.wait();
+  return service.wait_for_end();
 }
 
 // --- FIFO
@@ -88,7 +88,7 @@ TEST_F(EmitService, WhatWasSentBeforeTheSignalIsWritten) {
   write_to_fifo(note_record("last"));
   service->signal(SIGTERM);
   service->signal(SIGCONT);
-  const command_end end = service->wait();
+  const command_end end = service->wait_for_end();
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.out, "last\n");
 }
@@ -152,6 +152,27 @@ TEST_F(EmitService, HangupReadsTheFiltersConfigurationAgain) {
   EXPECT_THAT(folder_.text("shop.20261115.0001"),
               AllOf(Not(HasSubstr("rejected")), HasSubstr("NOTE passes\n"),
                     HasSubstr("NOTE passes still\n")));
+}
+
+// --- Progress
+
+TEST_F(EmitService, ProgressIsRedrawnOnATerminal) {
+  running_command run(folder_.path(), emit_folder::words({"--to", "text:./shop", "--ack"}),
+                      command_err::terminal);
+  std::string shown;
+  int count = 0;
+  while (shown.find("/s, 0 bad\r\x1b[K") == std::string::npos && !HasFailure()) {
+    ASSERT_TRUE(run.send(note_record("a")));
+    ASSERT_EQ(run.out_line(), std::to_string(++count));
+    shown += run.err_so_far();
+  }
+  const command_end end = run.wait();
+  EXPECT_THAT(end.err, HasSubstr("\r\x1b[Kkplog: " + std::to_string(count) + " records: "));
+}
+
+TEST_F(EmitService, ThereIsNoProgressBesideATerminal) {
+  const auto run = folder_.emit_text("--to text:./shop", note_record("a"));
+  EXPECT_THAT(run.err, Not(HasSubstr("\x1b")));
 }
 
 // --- Clients

@@ -13,6 +13,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -20,11 +21,24 @@ static constexpr int patience = 60000;  // milliseconds
 
 // A pipe whose ends no other command inherits.
 struct command_pipe {
-  command_pipe() {
+  explicit command_pipe(command_err kind = command_err::pipe) {
+    if (kind == command_err::terminal)
+      make_terminal();
+    else
+      make_pipe();
+  }
+  void make_pipe() {
     int ends[2] = {-1, -1};
     EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
     reading = ends[0];
     writing = ends[1];
+  }
+  void make_terminal() {
+    reading = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_EQ(grantpt(reading), 0);
+    EXPECT_EQ(unlockpt(reading), 0);
+    writing = open(ptsname(reading), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    EXPECT_GE(writing, 0);
   }
   int reading = -1;
   int writing = -1;
@@ -49,11 +63,11 @@ static pid_t spawn(const std::string& folder, const std::vector<std::string>& ar
 }
 
 running_command::running_command(const std::string& folder,
-                                 const std::vector<std::string>& arguments) {
+                                 const std::vector<std::string>& arguments, command_err err_kind) {
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));  // a command that has ended is seen by send
   const command_pipe in;
   const command_pipe out;
-  const command_pipe err;
+  const command_pipe err(err_kind);
   id_ = spawn(folder, arguments, {in.reading, out.writing, err.writing});
   for (const int theirs : {in.reading, out.writing, err.writing}) close(theirs);
   input_ = in.writing;
@@ -121,6 +135,13 @@ std::string running_command::err_line() {
   return err_.line();
 }
 
+std::string running_command::err_so_far() {
+  pollfd waiting{err_.descriptor, POLLIN, 0};
+  while (poll(&waiting, 1, 0) == 1 && err_.read_more()) {
+  }
+  return std::exchange(err_.bytes, "");
+}
+
 bool running_command::wait_for_err(const std::string& text) {
   for (std::string line = err_line(); !line.empty(); line = err_line())
     if (line.find(text) != std::string::npos) return true;
@@ -132,8 +153,7 @@ void running_command::signal(int number) const {
 }
 
 // Reads both outputs as they come, so that neither keeps the command waiting.
-command_end running_command::wait() {
-  end_input();
+command_end running_command::wait_for_end() {
   std::array<pollfd, 2> waiting = {{{out_.descriptor, POLLIN, 0}, {err_.descriptor, POLLIN, 0}}};
   while (waiting[0].fd >= 0 || waiting[1].fd >= 0) {
     if (poll(waiting.data(), waiting.size(), patience) < 1) {
@@ -167,4 +187,9 @@ bool socket_client::send(std::string_view text) const {
 void socket_client::leave() {
   if (descriptor_ >= 0) close(descriptor_);
   descriptor_ = -1;
+}
+
+command_end running_command::wait() {
+  end_input();
+  return wait_for_end();
 }

@@ -16,12 +16,16 @@ struct command_end {
   std::string err;
 };
 
-// "kplog ARGUMENTS" in `folder`, with pipes at its standard input, output and error. Reads fail the
-// test and give "" when nothing comes in a minute. A command that is still there at the end of the
-// scope is killed.
+// What the standard error of a command is.
+enum class command_err { pipe, terminal };
+
+// "kplog ARGUMENTS" in `folder`, with pipes at its standard input and output. Reads fail the test
+// and give "" when nothing comes in a minute. A command that is still there at the end of the scope
+// is killed.
 class running_command {
  public:
-  running_command(const std::string& folder, const std::vector<std::string>& arguments);
+  running_command(const std::string& folder, const std::vector<std::string>& arguments,
+                  command_err err = command_err::pipe);
   ~running_command();
   running_command(const running_command&) = delete;
   running_command& operator=(const running_command&) = delete;
@@ -32,10 +36,12 @@ class running_command {
   void end_input();
   std::string out_line();  // the next one, without its end; "" at the end of the output
   std::string err_line();
+  std::string err_so_far();  // all that nobody has read yet; waits for nothing
   // Reads lines of standard error up to one that holds the text.
   bool wait_for_err(const std::string& text);
   void signal(int number) const;
-  command_end wait();
+  command_end wait_for_end();  // its input stays open
+  command_end wait();          // ends the input first
 
  private:
   // A pipe's reading end and what came through it.
