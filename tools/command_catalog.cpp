@@ -257,50 +257,46 @@ static constexpr std::array<catalog_command_row, 4> catalog_commands = {{
      true, true, nullptr, "", check_translations},
 }};
 
-static void add_list_option(CLI::App& command, const char* name, std::vector<std::string>& values,
-                            const char* type, const char* description, bool is_required) {
-  command.add_option(name, values, description)
-      ->required(is_required)
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->type_name(type);
-}
-
 static void describe_options(CLI::App& command, const catalog_command_row& row,
                              catalog_options& options) {
-  command.add_option("SOURCE", options.inputs, "Definition sources; - is standard input")
-      ->required()
-      ->type_name("FILE");
+  add_arguments(command, {"SOURCE", "FILE", "Definition sources; - is standard input"},
+                options.inputs);
   if (row.takes_po_files)
-    add_list_option(command, "--po", options.po_files, "FILE", "A file of translations", true);
+    add_arguments(command, {"--po", "FILE", "Files of translations"}, options.po_files);
   if (row.takes_rules) {
-    add_list_option(command, "--codepage", options.code_pages, "NAME",
-                    "A code page that all translations must fit into", false);
+    add_texts_option(command,
+                     {"--codepage", "NAME", "A code page that all translations must fit into"},
+                     options.code_pages);
     add_severity_option(command, options.severities);
     add_choice_option(command, "--fail-on", options.fail_on, {"error", "warning"},
                       "What makes the exit status 1; warnings, unless given, do so too");
   }
   if (row.output != nullptr)
-    command.add_option("-o,--output", options.output, row.output)
-        ->required()
-        ->type_name(row.output_type);
+    add_text_option(command, {"-o,--output", row.output_type, row.output}, options.output,
+                    option_need::required);
   add_standard_option(command, options.standard);
   add_report_options(command, options.report);
 }
 
+// One of the sub-commands, as the command line gives it.
+struct described_catalog_command {
+  const CLI::App* command = nullptr;
+  catalog_options options;
+};
+
 static command_action describe_catalog(CLI::App& command) {
-  command.require_subcommand(1);
-  const auto options = std::make_shared<std::array<catalog_options, catalog_commands.size()>>();
+  const auto described =
+      std::make_shared<std::array<described_catalog_command, catalog_commands.size()>>();
   for (size_t i = 0; i < catalog_commands.size(); ++i) {
     const catalog_command_row& row = catalog_commands[i];
-    CLI::App& sub_command = *command.add_subcommand(row.name, row.summary);
-    sub_command.footer(std::string("Examples:\n") + row.examples);
-    describe_options(sub_command, row, (*options)[i]);
+    CLI::App& sub_command = add_sub_command(command, row.name, row.summary, row.examples);
+    (*described)[i].command = &sub_command;
+    describe_options(sub_command, row, (*described)[i].options);
   }
-  return [options, &command](std::ostream& out, std::ostream& log) {
+  return [described](std::ostream& out, std::ostream& log) {
     for (size_t i = 0; i < catalog_commands.size(); ++i)
-      if (command.got_subcommand(catalog_commands[i].name))
-        return catalog_commands[i].run((*options)[i], out, log);
+      if (is_given(*(*described)[i].command))
+        return catalog_commands[i].run((*described)[i].options, out, log);
     return command_outcome::usage;
   };
 }

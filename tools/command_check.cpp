@@ -70,18 +70,14 @@ static command_outcome check(const check_options& options, std::ostream& log) {
 
 static command_action describe_check(CLI::App& command) {
   const auto options = std::make_shared<check_options>();
-  command
-      .add_option("FILE", options->files,
-                  "Definition sources of one set, or a compiled file; - is standard input")
-      ->required()
-      ->type_name("FILE");
+  add_arguments(
+      command,
+      {"FILE", "FILE", "Definition sources of one set, or a compiled file; - is standard input"},
+      options->files);
   add_standard_option(command, options->standard);
   add_severity_option(command, options->severities);
-  command.add_option("--codepage", options->code_pages, "A code page that all texts must fit into")
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->type_name("NAME");
+  add_texts_option(command, {"--codepage", "NAME", "A code page that all texts must fit into"},
+                   options->code_pages);
   add_choice_option(command, "--fail-on", options->fail_on, {"error", "warning"},
                     "What makes the exit status 1; warnings, unless given, do so too");
   add_report_options(command, options->report);

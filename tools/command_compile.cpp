@@ -21,12 +21,10 @@ static command_outcome compile(const definition_output_options& options, std::os
 
 static command_action describe_compile(CLI::App& command) {
   const auto options = std::make_shared<definition_output_options>();
-  command.add_option("SOURCE", options->inputs, "Definition sources; - is standard input")
-      ->required()
-      ->type_name("FILE");
-  command.add_option("-o,--output", options->output, "The file to write; - is standard output")
-      ->required()
-      ->type_name("FILE");
+  add_arguments(command, {"SOURCE", "FILE", "Definition sources; - is standard input"},
+                options->inputs);
+  add_text_option(command, {"-o,--output", "FILE", "The file to write; - is standard output"},
+                  options->output, option_need::required);
   add_standard_option(command, options->standard);
   add_report_options(command, options->report);
   return [options](std::ostream&, std::ostream& log) { return compile(*options, log); };

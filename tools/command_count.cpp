@@ -169,6 +169,8 @@ static command_outcome count(count_options& options, std::ostream& out, std::ost
   if (options.format == "json") options.report.format = diagnostic_format::json;
   if (reads_standard_input_twice(options.files))
     return usage_error(log, "standard input can be read once");
+  if (!options.aux.empty() && options.definitions.empty())
+    return usage_error(log, "--aux needs --definitions");
   counter_report report;
   day_range range;
   command_outcome outcome = read_grouping(options, report.grouping, log);
@@ -187,32 +189,28 @@ static command_outcome count(count_options& options, std::ostream& out, std::ost
 static void add_range_options(CLI::App& command, count_options& options) {
   add_choices_option(command, "--by", options.by, {"day", "event", "month"},
                      "What has a row of its own; day,event, the default: each event of each day");
-  command.add_option("--from", options.from, "The first day to count")->type_name("DAY");
-  command.add_option("--to", options.to, "The last day to count")->type_name("DAY");
+  add_text_option(command, {"--from", "DAY", "The first day to count"}, options.from);
+  add_text_option(command, {"--to", "DAY", "The last day to count"}, options.to);
 }
 
 static void add_name_options(CLI::App& command, count_options& options) {
-  CLI::Option* const definitions =
-      command
-          .add_option("--definitions", options.definitions,
-                      "The STD set, compiled or a source: shows events by their names")
-          ->type_name("FILE");
-  command.add_option("--aux", options.aux, "The AUX set beside it")
-      ->needs(definitions)
-      ->type_name("FILE");
+  add_text_option(
+      command,
+      {"--definitions", "FILE", "The STD set, compiled or a source: shows events by their names"},
+      options.definitions);
+  add_text_option(command, {"--aux", "FILE", "The AUX set beside it"}, options.aux);
 }
 
 static command_action describe_count(CLI::App& command) {
   const auto options = std::make_shared<count_options>();
-  command.add_option("FILE", options->files, "Counter files, added up; - is standard input")
-      ->required()
-      ->type_name("FILE");
+  add_arguments(command, {"FILE", "FILE", "Counter files, added up; - is standard input"},
+                options->files);
   add_range_options(command, *options);
   add_name_options(command, *options);
   add_choice_option(command, "--format", options->format, names_of(count_formats),
                     "table, the default: with bars on a terminal; json and csv, for programs; svg: "
                     "a chart");
-  command.add_flag("-q,--quiet", options->report.quiet, "No summary, only what is wrong");
+  add_quiet_option(command, options->report);
   add_color_option(command, options->report);
   return [options](std::ostream& out, std::ostream& log) { return count(*options, out, log); };
 }

@@ -136,28 +136,22 @@ static command_outcome diff(diff_options& options, std::ostream& out, std::ostre
 
 static command_action describe_diff(CLI::App& command) {
   const auto options = std::make_shared<diff_options>();
-  command.add_option("OLD", options->before, "A source or a compiled file; - is standard input")
-      ->required()
-      ->type_name("FILE");
-  command.add_option("NEW", options->now, "A source or a compiled file; - is standard input")
-      ->required()
-      ->type_name("FILE");
+  const char* const input = "A source or a compiled file; - is standard input";
+  add_text_option(command, {"OLD", "FILE", input}, options->before, option_need::required);
+  add_text_option(command, {"NEW", "FILE", input}, options->now, option_need::required);
   std::vector<std::string> classes = names_of(change_classes);
   classes.emplace_back(fail_on_any);
   add_choices_option(command, "--fail-on", options->fail_on, classes,
                      "Status 1 when a difference breaks one of these, several with commas; any: "
                      "when there is a difference");
-  command
-      .add_option("--accept", options->accepted,
-                  "A difference that is meant: EVENT:CODE=REASON, again for each")
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->type_name("DIFFERENCE");
+  add_texts_option(
+      command,
+      {"--accept", "DIFFERENCE", "A difference that is meant: EVENT:CODE=REASON, again for each"},
+      options->accepted);
   add_standard_option(command, options->standard);
   add_choice_option(command, "--format", options->format, {"text", "json"},
                     "For people, the default, or one JSON object");
-  command.add_flag("-q,--quiet", options->report.quiet, "No summary");
+  add_quiet_option(command, options->report);
   add_color_option(command, options->report);
   return [options](std::ostream& out, std::ostream& log) { return diff(*options, out, log); };
 }

@@ -66,9 +66,8 @@ static command_outcome dump(dump_options& options, std::ostream& out, std::ostre
 
 static command_action describe_dump(CLI::App& command) {
   const auto options = std::make_shared<dump_options>();
-  command.add_option("FILE", options->path, "A compiled file; - is standard input")
-      ->required()
-      ->type_name("FILE");
+  add_text_option(command, {"FILE", "FILE", "A compiled file; - is standard input"}, options->path,
+                  option_need::required);
   add_standard_option(command, options->standard);
   add_choice_option(command, "--format", options->format, names_of(dump_formats),
                     "yaml, the default: a source that compiles to this file; json: everything in "

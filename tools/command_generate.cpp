@@ -1,5 +1,6 @@
 #include "tools/command_generate.h"
 
+#include <CLI/CLI.hpp>
 #include <array>
 #include <cerrno>
 #include <memory>
@@ -30,8 +31,7 @@ static command_description whole_command_line(const CLI::App& command) {
 static command_action describe_completion(CLI::App& command) {
   const auto shell = std::make_shared<std::string>();
   add_choice_option(command, "SHELL", *shell, names_of(completions),
-                    "The shell that the script is for")
-      ->required();
+                    "The shell that the script is for", option_need::required);
   return [shell, &command](std::ostream& out, std::ostream&) {
     for (const completion_row& row : completions)
       if (*shell == row.name) out << row.script(whole_command_line(command));
@@ -58,9 +58,8 @@ static command_outcome write_pages(const command_description& kplog, const std::
 
 static command_action describe_manual(CLI::App& command) {
   const auto folder = std::make_shared<std::string>();
-  command.add_option("FOLDER", *folder, "Where to write the pages")
-      ->required()
-      ->type_name("FOLDER");
+  add_text_option(command, {"FOLDER", "FOLDER", "Where to write the pages"}, *folder,
+                  option_need::required);
   return [folder, &command](std::ostream&, std::ostream& log) {
     const std::string version = command.get_parent()->version();
     return write_pages(whole_command_line(command), version.substr(version.find(' ') + 1), *folder,

@@ -50,18 +50,15 @@ static command_outcome header(const header_options& options, std::ostream& log) 
 static command_action describe_header(CLI::App& command) {
   const auto options = std::make_shared<header_options>();
   options->takes_compiled = true;
-  command
-      .add_option("INPUT", options->inputs,
-                  "Definition sources, or one compiled file; - is standard input")
-      ->required()
-      ->type_name("FILE");
-  command.add_option("-o,--output", options->output, "The header to write; - is standard output")
-      ->required()
-      ->type_name("FILE");
-  command
-      .add_option("--namespace", options->name_space,
-                  "The namespace of everything in it; by the header's name when not given")
-      ->type_name("NAME");
+  add_arguments(command,
+                {"INPUT", "FILE", "Definition sources, or one compiled file; - is standard input"},
+                options->inputs);
+  add_text_option(command, {"-o,--output", "FILE", "The header to write; - is standard output"},
+                  options->output, option_need::required);
+  add_text_option(command,
+                  {"--namespace", "NAME",
+                   "The namespace of everything in it; by the header's name when not given"},
+                  options->name_space);
   add_standard_option(command, options->standard);
   add_report_options(command, options->report);
   return [options](std::ostream&, std::ostream& log) { return header(*options, log); };

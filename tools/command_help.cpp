@@ -44,9 +44,10 @@ static std::string command_choices(const CLI::App& kplog) {
 
 static command_action describe_help(CLI::App& command) {
   const auto words = std::make_shared<std::vector<std::string>>();
-  command
-      .add_option("COMMAND", *words, "A command, and one of its own commands; none: all of kplog")
-      ->type_name(command_choices(*command.get_parent()));
+  add_arguments(command,
+                {"COMMAND", command_choices(*command.get_parent()),
+                 "A command, and one of its own commands; none: all of kplog"},
+                *words, option_need::optional);
   return [words, &command](std::ostream& out, std::ostream& log) {
     return help(*command.get_parent(), *words, out, log);
   };

@@ -3,9 +3,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
 #include <ostream>
+#include <stdexcept>
 #include <system_error>
 
 #include "tools/terminal_text.h"
@@ -30,25 +32,82 @@ static CLI::Validator one_of(const std::vector<std::string>& choices) {
           ""};
 }
 
-CLI::Option* add_choice_option(CLI::App& command, const std::string& names, std::string& chosen,
-                               const std::vector<std::string>& choices,
-                               const std::string& description) {
-  return command.add_option(names, chosen, description)
-      ->check(one_of(choices))
-      ->type_name(joined_choices(choices));
+// Says of an option what `words` say, and whether it must be given.
+static void describe(CLI::Option& option, const option_words& words, option_need need) {
+  option.description(words.text);
+  option.type_name(words.type_name);
+  option.required(need == option_need::required);
 }
 
-CLI::Option* add_choices_option(CLI::App& command, const std::string& names,
-                                std::vector<std::string>& chosen,
-                                const std::vector<std::string>& choices,
-                                const std::string& description) {
-  return command.add_option(names, chosen, description)
-      ->delimiter(',')
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->check(one_of(choices))
-      ->type_name(joined_choices(choices));
+// Each time it is given it takes one more value, and nothing behind that.
+static void take_one_each_time(CLI::Option& option) {
+  option.expected(1)->allow_extra_args(false)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+void add_text_option(CLI::App& command, const option_words& words, std::string& value,
+                     option_need need) {
+  describe(*command.add_option(words.names, value), words, need);
+}
+
+void add_number_option(CLI::App& command, const option_words& words, unsigned& value) {
+  describe(*command.add_option(words.names, value), words, option_need::optional);
+}
+
+void add_read_option(CLI::App& command, const option_words& words,
+                     const std::function<void(const std::string&)>& take) {
+  const auto read = [take, names = words.names](const std::string& text) {
+    try {
+      take(text);
+    } catch (const std::invalid_argument& error) {
+      throw CLI::ValidationError(names, error.what());
+    }
+  };
+  describe(*command.add_option_function<std::string>(words.names, read), words,
+           option_need::optional);
+}
+
+void add_texts_option(CLI::App& command, const option_words& words,
+                      std::vector<std::string>& values, option_need need) {
+  CLI::Option& option = *command.add_option(words.names, values);
+  describe(option, words, need);
+  take_one_each_time(option);
+}
+
+void add_arguments(CLI::App& command, const option_words& words, std::vector<std::string>& values,
+                   option_need need) {
+  describe(*command.add_option(words.names, values), words, need);
+}
+
+void add_flag_option(CLI::App& command, const std::string& names, const std::string& text,
+                     bool& is_given) {
+  command.add_flag(names, is_given, text);
+}
+
+void add_choice_option(CLI::App& command, const std::string& names, std::string& chosen,
+                       const std::vector<std::string>& choices, const std::string& text,
+                       option_need need) {
+  CLI::Option& option = *command.add_option(names, chosen)->check(one_of(choices));
+  describe(option, {names, joined_choices(choices), text}, need);
+}
+
+void add_choices_option(CLI::App& command, const std::string& names,
+                        std::vector<std::string>& chosen, const std::vector<std::string>& choices,
+                        const std::string& text) {
+  CLI::Option& option = *command.add_option(names, chosen)->delimiter(',')->check(one_of(choices));
+  describe(option, {names, joined_choices(choices), text}, option_need::optional);
+  take_one_each_time(option);
+}
+
+CLI::App& add_sub_command(CLI::App& command, const char* name, const char* summary,
+                          const char* examples) {
+  command.require_subcommand(1);
+  CLI::App& added = *command.add_subcommand(name, summary);
+  added.footer(std::string("Examples:\n") + examples);
+  return added;
+}
+
+bool is_given(const CLI::App& command) {
+  return command.parsed();
 }
 
 static void choose_color(report_options& options, const std::string& choice) {
@@ -67,9 +126,13 @@ void add_color_option(CLI::App& command, report_options& options) {
       ->type_name(joined_choices(choices));
 }
 
+void add_quiet_option(CLI::App& command, report_options& options) {
+  add_flag_option(command, "-q,--quiet", "No summary, only what is wrong", options.quiet);
+}
+
 void add_report_options(CLI::App& command, report_options& options) {
   const std::vector<std::string> choices = {"text", "json"};
-  command.add_flag("-q,--quiet", options.quiet, "No summary, only what is wrong");
+  add_quiet_option(command, options);
   add_color_option(command, options);
   command
       .add_option_function<std::string>(

@@ -126,10 +126,10 @@ static command_outcome render(render_options& options, std::ostream& out, std::o
 
 static command_action describe_render(CLI::App& command) {
   const auto options = std::make_shared<render_options>();
-  command
-      .add_option("records", options->records,
-                  "Files of records, one JSON object a line; - is standard input, the default")
-      ->type_name("RECORDS");
+  add_arguments(command,
+                {"records", "FILE",
+                 "Files of records, one JSON object a line; - is standard input, the default"},
+                options->records, option_need::optional);
   add_event_set_options(command, options->events, options->code_page);
   add_report_options(command, options->report);
   return [options](std::ostream& out, std::ostream& log) { return render(*options, out, log); };

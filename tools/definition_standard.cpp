@@ -6,8 +6,9 @@
 #include "tools/terminal_text.h"
 
 void add_standard_option(CLI::App& command, std::string& path) {
-  command.add_option("--std", path, "The STD set, compiled or a source, that this AUX set adds to")
-      ->type_name("FILE");
+  add_text_option(command,
+                  {"--std", "FILE", "The STD set, compiled or a source, that this AUX set adds to"},
+                  path);
 }
 
 command_outcome standard_input::read(const std::string& path, const report_options& report,

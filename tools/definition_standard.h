@@ -2,7 +2,6 @@
 #ifndef TOOLS_DEFINITION_STANDARD_H
 #define TOOLS_DEFINITION_STANDARD_H
 
-#include <CLI/CLI.hpp>
 #include <iosfwd>
 #include <optional>
 #include <string>

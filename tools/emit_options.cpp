@@ -28,59 +28,56 @@ static unsigned read_mask(const std::string& text) {
   unsigned mask = 0;
   const auto [rest, error] = std::from_chars(begin, end, mask, is_hex ? 16 : 10);
   if (error != std::errc() || rest != end)
-    throw CLI::ValidationError("--mask", "\"" + text +
-                                             "\" is no mask of 32 bits; one like 6 or 0x00000006 "
-                                             "is expected");
+    throw std::invalid_argument("\"" + text +
+                                "\" is no mask of 32 bits; one like 6 or 0x00000006 is expected");
   return mask;
 }
 
 static void add_filter_options(CLI::App& command, emit_options& options) {
-  command.add_option("--min-level", options.min_level, "The lowest level that passes, 0 to 9")
-      ->type_name("LEVEL");
-  command.add_option("--max-level", options.max_level, "The highest level that passes, 0 to 9")
-      ->type_name("LEVEL");
-  command
-      .add_option_function<std::string>(
-          "--mask", [&options](const std::string& text) { options.mask = read_mask(text); },
-          "Events pass that have one of these property flags, as 6 or 0x6; all by default")
-      ->type_name("MASK");
-  command
-      .add_option("--config", options.config,
-                  "A configuration file, whose filter settings come first; read again at SIGHUP")
-      ->type_name("FILE");
-  command.add_option("--section", options.section, "The section of the configuration file")
-      ->type_name("NAME");
+  add_number_option(command, {"--min-level", "LEVEL", "The lowest level that passes, 0 to 9"},
+                    options.min_level);
+  add_number_option(command, {"--max-level", "LEVEL", "The highest level that passes, 0 to 9"},
+                    options.max_level);
+  add_read_option(
+      command,
+      {"--mask", "MASK",
+       "Events pass that have one of these property flags, as 6 or 0x6; all by default"},
+      [&options](const std::string& text) { options.mask = read_mask(text); });
+  add_text_option(command,
+                  {"--config", "FILE",
+                   "A configuration file, whose filter settings come first; read again at SIGHUP"},
+                  options.config);
+  add_text_option(command, {"--section", "NAME", "The section of the configuration file"},
+                  options.section);
 }
 
 static void add_output_options(CLI::App& command, emit_options& options) {
-  command
-      .add_option("--to", options.sinks,
-                  "Where entries go: text:DIR/PREFIX[,max-size=64M], json:FILE, json:-, or - for "
-                  "messages on standard output; may be given again")
-      ->type_name("SINK")
-      ->required()
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  command.add_option("--count", options.count, "The counter file, without its ending .cnt")
-      ->type_name("DIR/NAME");
-  command.add_flag("--ack", options.acknowledges,
-                   "Print the number of the last record that is written, after each batch");
-  command.add_flag("--sync", options.synced, "Wait for the disk at each batch");
+  add_texts_option(command,
+                   {"--to", "SINK",
+                    "Where entries go: text:DIR/PREFIX[,max-size=64M], json:FILE, json:-, or - for "
+                    "messages on standard output; may be given again"},
+                   options.sinks, option_need::required);
+  add_text_option(command, {"--count", "DIR/NAME", "The counter file, without its ending .cnt"},
+                  options.count);
+  add_flag_option(command, "--ack",
+                  "Print the number of the last record that is written, after each batch",
+                  options.acknowledges);
+  add_flag_option(command, "--sync", "Wait for the disk at each batch", options.synced);
 }
 
 static void add_input_options(CLI::App& command, emit_options& options) {
-  command
-      .add_option("records", options.records,
-                  "Files of records, one JSON object a line; - is standard input, the default")
-      ->type_name("FILE");
-  command
-      .add_option("--listen", options.listen, "Take records from clients of a stream socket, too")
-      ->type_name("unix:PATH");
-  command
-      .add_option("--on-error", options.on_error,
-                  "What becomes of bad records; skip is the default. They are reported in any case")
-      ->type_name("stop|skip|quarantine=FILE");
+  add_arguments(command,
+                {"records", "FILE",
+                 "Files of records, one JSON object a line; - is standard input, the default"},
+                options.records, option_need::optional);
+  add_text_option(command,
+                  {"--listen", "unix:PATH", "Take records from clients of a stream socket, too"},
+                  options.listen);
+  add_text_option(
+      command,
+      {"--on-error", "stop|skip|quarantine=FILE",
+       "What becomes of bad records; skip is the default. They are reported in any case"},
+      options.on_error);
 }
 
 void add_emit_options(CLI::App& command, emit_options& options) {

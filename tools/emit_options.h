@@ -2,7 +2,6 @@
 #ifndef TOOLS_EMIT_OPTIONS_H
 #define TOOLS_EMIT_OPTIONS_H
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <stdexcept>
 #include <string>

@@ -2,10 +2,13 @@
 #ifndef TOOLS_EVENT_SET_OPTIONS_H
 #define TOOLS_EVENT_SET_OPTIONS_H
 
-#include <CLI/CLI.hpp>
 #include <string>
 
 #include "tools/event_set.h"
+
+namespace CLI {
+class App;
+}
 
 // --definitions, --aux, --catalog, --locale and --codepage; the code page is that of text.
 void add_event_set_options(CLI::App& command, event_set_options& options, std::string& code_page);

@@ -30,13 +30,10 @@ std::vector<std::string> severity_settings() {
 }
 
 void add_severity_option(CLI::App& command, std::vector<std::string>& settings) {
-  command
-      .add_option("--severity", settings,
-                  "How severe findings of a rule are: CODE=off, CODE=warning, CODE=error")
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->type_name(severity_setting_form);
+  add_texts_option(command,
+                   {"--severity", severity_setting_form,
+                    "How severe findings of a rule are: CODE=off, CODE=warning, CODE=error"},
+                   settings);
 }
 
 // Takes "CODE=SEVERITY" over; false when it is none.

@@ -2,7 +2,6 @@
 #ifndef TOOLS_SEVERITY_OPTION_H
 #define TOOLS_SEVERITY_OPTION_H
 
-#include <CLI/CLI.hpp>
 #include <iosfwd>
 #include <string>
 #include <vector>
