@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -83,7 +84,17 @@ static ino_t inode_at(const std::string& path) {
   return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
-record_service::record_service(std::string path) : path_(std::move(path)) {
+// So that there are descriptors left for the outputs.
+static size_t room_for_clients() {
+  static constexpr rlim_t for_others = 32;
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return record_client_limit;
+  const rlim_t left = limit.rlim_cur > for_others ? limit.rlim_cur - for_others : 1;
+  return static_cast<size_t>(std::min<rlim_t>(left, record_client_limit));
+}
+
+record_service::record_service(std::string path)
+    : path_(std::move(path)), client_limit_(room_for_clients()), client_room_(client_limit_) {
   open_descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (listener.get() < 0) raise_service_error(path_, errno);
   listen_at(listener.get(), path_);
@@ -120,7 +131,7 @@ void record_service::read(std::span<const pollfd> watched, const record_taker& t
     if (watched[i + 1].revents != 0 && !clients_[i]->read(take)) left.push_back(i);
   for (; !left.empty(); left.pop_back())
     clients_.erase(clients_.begin() + static_cast<std::ptrdiff_t>(left.back()));
-  if (clients_.size() < watched.size() - 1) client_room_ = record_client_limit;
+  if (clients_.size() < watched.size() - 1) client_room_ = client_limit_;
   if (watched.front().revents != 0) accept_clients();
 }
 

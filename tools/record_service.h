@@ -49,8 +49,9 @@ class record_service : public record_input {
   open_descriptor listener_;
   ino_t inode_ = 0;  // of the socket's file
   std::vector<std::unique_ptr<client>> clients_;
-  size_t client_room_ = record_client_limit;  // less while the system has no descriptors left
-  uint64_t client_count_ = 0;                 // so far
+  size_t client_limit_;        // record_client_limit, or less where the process may open few files
+  size_t client_room_;         // less while the system has no descriptors left
+  uint64_t client_count_ = 0;  // so far
 };
 
 #endif

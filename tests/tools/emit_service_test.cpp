@@ -1,6 +1,7 @@
 // kplog emit as a service: FIFOs, clients of a socket, signals.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -231,6 +232,40 @@ TEST_F(EmitService, ManyClientsAreServedAtOnce) {
   const std::string log = folder_.text("shop.20261115.0001");
   EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 160);
   EXPECT_THAT(log, AllOf(HasSubstr("client 0."), HasSubstr("client 99.")));
+}
+
+// How many files processes may open that start in a scope.
+class descriptor_limit {
+ public:
+  explicit descriptor_limit(rlim_t limit) {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const rlimit changed{limit, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &changed);
+  }
+  ~descriptor_limit() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+ private:
+  rlimit before_{};
+};
+
+TEST_F(EmitService, ClientsLeaveDescriptorsForTheOutputs) {
+  std::unique_ptr<running_command> service;
+  {
+    const descriptor_limit few(40);
+    service = start_listening({"--to", "text:./shop", "--to", "json:stored", "--ack"});
+  }
+  std::vector<std::unique_ptr<socket_client>> clients;
+  for (int i = 0; i < 40; ++i) {
+    clients.push_back(client());
+    clients.back()->send(note_record("client " + std::to_string(i) + "."));
+  }
+  int acknowledged = 0;
+  while (acknowledged < 40 && !HasFailure()) {
+    acknowledged = std::stoi(service->out_line());
+    for (int i = 0; i < acknowledged; ++i) clients[static_cast<size_t>(i)]->leave();
+  }
+  EXPECT_EQ(end_of(*service).status, 0);
+  EXPECT_THAT(folder_.text("shop.20261115.0001"), HasSubstr("client 39.\n"));
 }
 
 TEST_F(EmitService, SlowClientKeepsNobodyWaiting) {
