@@ -45,14 +45,13 @@ static std::shared_ptr<kp_LOG_LogEntry> make_event(unsigned log_level,
 }
 
 struct history_description {
-  unsigned entry_id;
   unsigned log_level;  // 0 to 9: the higher, the less a reader misses without it
   std::shared_ptr<kp_LOG_LogEntry> (*make)(unsigned log_level, const history_record& record);
 };
 
 template <class Event>
 static constexpr history_description describe(unsigned log_level) {
-  return {Event::id, log_level, make_event<Event>};
+  return {log_level, make_event<Event>};
 }
 
 // By history_kind.
@@ -64,16 +63,8 @@ constexpr history_description descriptions[] = {
     describe<entry_DPKG_STARTUP>(6),      describe<entry_CONFIGURATION_FILE>(4)};
 static_assert(std::size(descriptions) == history_kind_count);
 
-static const history_description& description_of(history_kind kind) {
-  return descriptions[static_cast<size_t>(kind)];
-}
-
-unsigned history_entry_id(history_kind kind) {
-  return description_of(kind).entry_id;
-}
-
 std::shared_ptr<kp_LOG_LogEntry> make_history_entry(const history_record& record) {
-  const history_description& description = description_of(record.kind);
+  const history_description& description = descriptions[static_cast<size_t>(record.kind)];
   auto entry = description.make(description.log_level, record);
   entry->_get_imp().set_timestamp(record.time, record.time.is_GMT_time_mode());
   return entry;

@@ -7,9 +7,6 @@
 #include "history_line.h"
 #include "kp_LOG.h"
 
-// The ID of the entries of that kind, as package_history.yaml has it.
-unsigned history_entry_id(history_kind kind);
-
 // Makes the entry of a record: an object of its event's class, with the record's time as its
 // timestamp. A shared_ptr remembers that class, whose destructor is not virtual. Raises
 // KPX_logging_invalid_attribute_value for a text that is too long for its attribute, and every

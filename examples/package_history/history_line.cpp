@@ -93,10 +93,6 @@ constexpr history_kind_row kinds[] = {{"install", parse_action},   {"upgrade", p
                                       {"startup", parse_startup},  {"conffile", parse_conffile}};
 static_assert(std::size(kinds) == history_kind_count);
 
-std::string_view history_kind_word(history_kind kind) {
-  return kinds[static_cast<size_t>(kind)].word;
-}
-
 static history_kind kind_of(std::string_view word) {
   const auto found = std::find_if(std::begin(kinds), std::end(kinds),
                                   [word](const history_kind_row& row) { return row.word == word; });

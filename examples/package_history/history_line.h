@@ -9,7 +9,7 @@
 #include "base/kp_time.h"
 #include "history_events.h"
 
-// What a line tells, in the order of the closing table.
+// What a line tells.
 enum class history_kind {
   install,
   upgrade,
@@ -23,9 +23,6 @@ enum class history_kind {
   conffile
 };
 constexpr size_t history_kind_count = 10;
-
-// The word by which dpkg names the kind.
-std::string_view history_kind_word(history_kind kind);
 
 // What selects a message, as package_history.yaml has it.
 using history_state = history_events::entry_PACKAGE_STATUS::STATE_value;

@@ -1,89 +1,79 @@
-// Tells a package history in three languages, and keeps what a filter accepts: reads a log of dpkg,
-// makes a log entry for every line, prints the entries' messages, writes those of the accepted ones
-// to text logs and counts them.
+// Reads a log in which dpkg notes what it does, and writes a record for every line: what
+// `kplog emit` takes.
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 
-#include "history.h"
-#include "history_filter.h"
-#include "history_folder.h"
-#include "history_keeping.h"
-#include "history_options.h"
-#include "history_report.h"
+#include "history_entry.h"
+#include "history_line.h"
+#include "history_record.h"
 #include "kp_LOG.h"
 
-// PACKAGE_HISTORY_DATA is the folder of the compiled definitions and catalogs, and
-// PACKAGE_HISTORY_SAMPLE the sample: both come from the build.
+// PACKAGE_HISTORY_DATA is the folder of the compiled definitions; it comes from the build.
 constexpr char definitions[] = PACKAGE_HISTORY_DATA "/package_history.ldf";
-constexpr char catalogs[] = PACKAGE_HISTORY_DATA "/catalogs";
-constexpr char sample[] = PACKAGE_HISTORY_SAMPLE;
-constexpr char machine_history[] = "/var/log/dpkg.log";
+constexpr char usage[] =
+    "usage: package_history [FILE]\n"
+    "\n"
+    "Writes a record for every line of FILE, a log of dpkg's (standard input). Lines that are not\n"
+    "understood are named on standard error.\n"
+    "\n"
+    "Exit status: 0 good, 1 lines that are not understood, 2 wrong usage, 3 a file cannot be read\n"
+    "or written.\n";
 
-static bool has_content(const char* path) {
-  return std::ifstream(path).peek() != std::ifstream::traits_type::eof();
-}
-
-// The history to tell, when the command line names none.
-static const char* default_path(std::ostream& out) {
-  if (has_content(machine_history)) return machine_history;
-  out << "This machine has no package history in " << machine_history
-      << ".\nWhat follows is a sample that was made up for this example.\n\n";
-  return sample;
-}
-
-static history_tally keep(const package_history& history, const history_options& options,
-                          const std::string& folder) {
-  const _kp_LOG_entry_filter filter = make_history_filter(options);
-  history_text_logs logs(folder, options.max_size);
-  history_counter counter(folder);
-  speak_history_language(*options.log_language, catalogs);
-  return keep_accepted_events(history, filter, logs, counter);
-}
-
-// An event stands in the logs exactly when it is counted.
-static void check_balance(const history_kept& kept, std::ostream& out) {
-  if (!is_balanced(kept))
-    throw std::runtime_error("the counts are not the numbers of lines in the text logs");
-  out << "\nThe counts of each day add up to the lines in its text logs.\n";
-}
-
-static void tell(const history_options& options, std::ostream& out) {
-  kp_LOG_LogConfig::SetCodePage("UTF-8");
-  kp_LOG_LogConfig::SetDefinitionPath(definitions);
-  const std::string path = options.path != nullptr ? options.path : default_path(out);
-  const package_history history = read_package_history(path);
-  const history_folder folder(options.output);
-  const history_tally accepted = keep(history, options, folder.path());
-  const history_kept kept = read_kept_history(folder.path());
-
-  out << "Package history of " << path << '\n';
-  print_history_messages(out, history, catalogs, options.n_shown);
-  print_history_table(out, history, accepted, options);
-  print_kept_history(out, kept, folder, options);
-  check_balance(kept, out);
-  if (!out.flush()) throw std::runtime_error("cannot write the output");
-}
-
-static int fail(int status, const char* text) {
-  std::cout.flush();
+static int fail(const std::string& text) {
   std::cerr << "package_history: " << text << '\n';
-  return status;
+  return 3;
 }
 
-int main(int, char** argv) {
+// Whether the line was understood; if not, standard error says why.
+static bool write_record(std::string_view line, const std::string& path, size_t number) {
+  if (line.ends_with('\r')) line.remove_suffix(1);
   try {
-    const history_options options = parse_history_options(argv);
-    if (options.help)
-      std::cout << history_usage;
-    else
-      tell(options, std::cout);
+    std::cout << history_record_of(*make_history_entry(parse_history_line(line))) << '\n';
+    return true;
+  } catch (const std::runtime_error& error) {
+    std::cerr << path << ':' << number << ": " << error.what() << '\n';
+  } catch (const KPX_logging_invalid_attribute_value& error) {
+    std::cerr << path << ':' << number << ": " << error.what() << '\n';
+  }
+  return false;
+}
+
+static int write_records(std::istream& in, const std::string& path) {
+  size_t number = 0;
+  bool all_understood = true;
+  for (std::string line; std::getline(in, line);)
+    all_understood &= write_record(line, path, ++number);
+  if (in.bad()) return fail("cannot read " + path);
+  if (!std::cout.flush()) return fail("cannot write the records");
+  return all_understood ? 0 : 1;
+}
+
+static int write_records_of_file(const char* path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return fail(std::string("cannot open ") + path + ": " + std::strerror(errno));
+  return write_records(file, path);
+}
+
+int main(int argc, char** argv) {
+  const std::string_view first = argc > 1 ? argv[1] : "";
+  if (argc > 2 || (first.starts_with('-') && first != "--help")) {
+    std::cerr << usage;
+    return 2;
+  }
+  if (first == "--help") {
+    std::cout << usage;
     return 0;
-  } catch (const history_usage_error& error) {
-    return fail(2, (std::string(error.what()) + "\n" + history_usage).c_str());
+  }
+  try {
+    kp_LOG_LogConfig::SetCodePage("UTF-8");
+    kp_LOG_LogConfig::SetDefinitionPath(definitions);
+    return argc > 1 ? write_records_of_file(argv[1]) : write_records(std::cin, "<stdin>");
   } catch (const kp_EXCEPTION_base& error) {
-    return fail(1, error.get_message() != nullptr ? error.get_message() : "out of memory");
-  } catch (const std::exception& error) {
-    return fail(1, error.what());
+    return fail(error.what());
   }
 }

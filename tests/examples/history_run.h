@@ -1,4 +1,4 @@
-// The example package_history, run as a program of its own.
+// The example package_history, run from outside.
 #ifndef TESTS_EXAMPLES_HISTORY_RUN_H
 #define TESTS_EXAMPLES_HISTORY_RUN_H
 
@@ -15,7 +15,7 @@ struct history_outcome {
   std::string err;
 };
 
-// The program in a folder of its own, temporary files included, in the time zone UTC.
+// The program and the demonstration in a folder of their own, in the time zone UTC.
 class history_run {
  public:
   std::string write(std::string_view name, std::string_view content) const {
@@ -24,32 +24,33 @@ class history_run {
   std::string file(std::string_view name) const { return folder_.file(name); }
   std::string read(std::string_view name) const { return read_whole_file(file(name)); }
 
-  // Standard output goes to the file `out` of that folder, or to an absolute path. `before` is
-  // for the shell, in front of the command.
-  history_outcome operator()(const std::string& arguments, const std::string& out = "out",
-                             const std::string& before = "") const {
-    const std::string command = "cd '" + folder_.path() + "' && " + before +
-                                " TMPDIR=\"$PWD\" TZ=UTC '" PACKAGE_HISTORY_PROGRAM "' " +
-                                arguments + " >" + out + " 2>err </dev/null";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read("out"), read("err")};
+  // The program that makes records. Its standard output goes to the file `out` of that folder, or
+  // to an absolute path.
+  history_outcome records(const std::string& arguments, const std::string& out = "out") const {
+    return run("'" PACKAGE_HISTORY_PROGRAM "' " + arguments, out);
   }
-  history_outcome tell(std::string_view content, const std::string& options = "") const {
+  history_outcome records_of(std::string_view content) const {
     write("log", content);
-    return (*this)(options + " log");
+    return records("log");
+  }
+
+  // The whole demonstration.
+  history_outcome demo(const std::string& arguments) const {
+    return run(
+        "'" PACKAGE_HISTORY_SOURCES "/demo' --build '" PACKAGE_HISTORY_BUILD "' " + arguments,
+        "out");
   }
 
  private:
+  history_outcome run(const std::string& command, const std::string& out) const {
+    const std::string line =
+        "cd '" + folder_.path() + "' && TZ=UTC " + command + " >" + out + " 2>err </dev/null";
+    const int status = std::system(line.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read("out"), read("err")};
+  }
+
   temp_folder folder_;
 };
-
-// Some versions of ICU write a narrow no-break space before AM and PM, others a blank.
-inline std::string with_plain_blanks(std::string text) {
-  const std::string narrow = "\u202F";
-  for (size_t at = text.find(narrow); at != std::string::npos; at = text.find(narrow, at))
-    text.replace(at, narrow.size(), " ");
-  return text;
-}
 
 inline std::string history_sample() {
   return read_whole_file(PACKAGE_HISTORY_SOURCES "/sample_dpkg.log");

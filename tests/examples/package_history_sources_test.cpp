@@ -20,8 +20,8 @@ TEST(PackageHistorySources, EveryMessageIsTranslatedAndNothingIsWrongWithIt) {
   const command_result result = run_kplog(
       test_data_folder(), std::string("catalog check package_history.yaml") + both_translations);
   EXPECT_EQ(result.err,
-            "kplog: messages/de.po: 26 translated, 0 fuzzy, 0 untranslated\n"
-            "kplog: messages/ja.po: 26 translated, 0 fuzzy, 0 untranslated\n");
+            "kplog: de: 26 translated, 0 fuzzy, 0 untranslated, 0 obsolete\n"
+            "kplog: ja: 26 translated, 0 fuzzy, 0 untranslated, 0 obsolete\n");
   EXPECT_EQ(result.status, 0);
 }
 
