@@ -81,14 +81,20 @@ struct placed_count {
   auto key() const { return std::tie(entries.day, entries.id); }
 };
 
-static std::vector<placed_count> records_of(std::string_view bytes) {
-  std::vector<placed_count> records;
+void visit_counts(std::string_view bytes,
+                  const std::function<void(const counted_entries& record, size_t offset)>& visit) {
   for (size_t offset = 0; offset < bytes.size(); offset += record_size) {
     const counter_day day = day_at(bytes, offset + date_offset);
     if (day == counter_day{}) continue;  // a free slot
-    records.push_back(
-        {{day, word_at(bytes, offset + id_offset), word_at(bytes, offset + count_offset)}, offset});
+    visit({day, word_at(bytes, offset + id_offset), word_at(bytes, offset + count_offset)}, offset);
   }
+}
+
+static std::vector<placed_count> records_of(std::string_view bytes) {
+  std::vector<placed_count> records;
+  visit_counts(bytes, [&](const counted_entries& entries, size_t offset) {
+    records.push_back({entries, offset});
+  });
   return records;
 }
 

@@ -4,7 +4,9 @@
 
 #include <compare>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/diagnostics.h"
@@ -35,6 +37,11 @@ struct counted_entries {
   uint32_t id = 0;  // of the event
   uint64_t count = 0;
 };
+
+// Hands over every record of a counter file's bytes that is no free slot, in their order, and its
+// offset. The bytes begin with a record, and may end within one.
+void visit_counts(std::string_view bytes,
+                  const std::function<void(const counted_entries& record, size_t offset)>& visit);
 
 // The counts of the file, a binary source, by day and ID; each key once, as its first record gives
 // it. Adds what is odd about the file, once for each kind, with the first place; what is not as it

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <string_view>
 
@@ -22,7 +23,7 @@ emit_counts::emit_counts(const std::string& path) {
 }
 
 void emit_counts::add(const kp_Time& day, uint32_t id) {
-  ++noted_[{{day.get_year(), day.get_month(), day.get_day()}, id}];
+  ++noted_[{{day.get_year(), day.get_month(), day.get_day()}, id}].added;
 }
 
 void emit_counts::fail(int error) const {
@@ -41,16 +42,23 @@ void emit_counts::open(_kp_LOG_EntryCounter& counter) const {
   if (counter.GetFilePointer() == nullptr || access(path_.c_str(), W_OK) != 0) fail(errno);
 }
 
-void emit_counts::add_present_counts() {
-  std::string bytes;
-  if (!read_source_bytes(path_, bytes, [](std::string_view) { return counter_file_size_limit; }))
-    fail(errno);
-  if (bytes.size() > counter_file_size_limit) fail(EFBIG);
-  diagnostic_list ignored;
-  for (const counted_entries& present :
-       read_counter_file(source_text::binary(path_, std::move(bytes)), ignored)) {
-    const auto noted = noted_.find({present.day, present.id});
-    if (noted != noted_.end()) noted->second += present.count;
+// The first record of a key counts.
+void emit_counts::take_present_counts(std::string_view records) {
+  visit_counts(records, [&](const counted_entries& record, size_t) {
+    const auto noted = noted_.find({record.day, record.id});
+    if (noted == noted_.end() || noted->second.is_found) return;
+    noted->second.present = record.count;
+    noted->second.is_found = true;
+  });
+}
+
+void emit_counts::find_present_counts(int file) {
+  std::array<char, 65536> block;  // whole records
+  ssize_t got = static_cast<ssize_t>(block.size());
+  for (off_t at = 0; got == static_cast<ssize_t>(block.size()); at += got) {
+    got = pread(file, block.data(), block.size(), at);
+    if (got < 0) fail(errno);
+    take_present_counts({block.data(), static_cast<size_t>(got)});
   }
 }
 
@@ -59,7 +67,7 @@ void emit_counts::update(_kp_LOG_EntryCounter& counter, bool synced) {
     errno = 0;
     const auto& [day, id] = counted;
     if (counter.UpdateEntryCount(day.year, day.month, day.day, static_cast<int>(id),
-                                 static_cast<int>(count)) != 0)
+                                 static_cast<int>(count.present + count.added)) != 0)
       fail(errno);
   }
   if (synced && fdatasync(fileno(counter.GetFilePointer())) != 0) fail(errno);
@@ -72,6 +80,6 @@ void emit_counts::write(bool synced) {
   _kp_LOG_EntryCounter counter;
   open(counter);
   if (noted_.empty()) return;
-  add_present_counts();
+  find_present_counts(fileno(counter.GetFilePointer()));
   update(counter, synced);
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "base/kp_time.h"
 #include "kp_LOG_EntryCounter.h"
@@ -28,15 +29,22 @@ class emit_counts {
     auto operator<=>(const key&) const = default;
   };
 
+  struct noted_count {
+    uint64_t added = 0;
+    uint64_t present = 0;   // in the file
+    bool is_found = false;  // there
+  };
+
   void open(_kp_LOG_EntryCounter& counter) const;
-  void add_present_counts();
+  void find_present_counts(int file);
+  void take_present_counts(std::string_view records);
   void update(_kp_LOG_EntryCounter& counter, bool synced);
   [[noreturn]] void fail(int error) const;
 
   std::string folder_;
   std::string name_;
-  std::string path_;               // of the file
-  std::map<key, uint64_t> noted_;  // to be added
+  std::string path_;                  // of the file
+  std::map<key, noted_count> noted_;  // since the last batch
 };
 
 #endif

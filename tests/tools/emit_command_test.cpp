@@ -83,6 +83,16 @@ TEST_F(EmitCommand, EntriesAreCountedByDayAndEvent) {
   EXPECT_EQ(counts.size(), 64u);
 }
 
+TEST_F(EmitCommand, CountsGoOnWithTheFirstRecordOfTheirKey) {
+  const std::string others = counter_record(2026, 11, 14, 1001, 5) + free_counter_slot();
+  const std::string second = counter_record(2026, 11, 15, 1001, 100);
+  folder_.write("c.cnt", others + counter_record(2026, 11, 15, 1001, 4294967290u) + second);
+  const std::string records = login_record("a", 1) + login_record("b", 2);
+  EXPECT_EQ(folder_.emit_text("-q --to text:./shop --count ./c", records).status, 0);
+  EXPECT_EQ(folder_.text("c.cnt"),
+            others + counter_record(2026, 11, 15, 1001, 4294967292u) + second);
+}
+
 TEST_F(EmitCommand, SyncedRunsWriteTheSame) {
   const auto run = folder_.emit_text("-q --sync --to text:./shop --to json:s --count ./c",
                                      login_record("alice", 22));
