@@ -8,6 +8,13 @@
 #include <string_view>
 #include <vector>
 
+// Whether the memory of a command is its own, and not that of AddressSanitizer.
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool is_memory_its_own = false;
+#else
+constexpr bool is_memory_its_own = true;
+#endif
+
 // How a command ended.
 struct command_end {
   int status = -1;          // as in command_result
