@@ -1,10 +1,12 @@
-// Golden lists for what no file beside the tests can hold: compiled files with each fault, sources
-// of a size, files that are not there. And the rule that every code stands in some golden list.
+// Golden lists for what no file beside the tests can hold: compiled files and counter files with
+// each fault, sources of a size, files that are not there. And the rule that every code stands in
+// some golden list.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <functional>
 
+#include "tests/support/counter_folder.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/temp_folder.h"
 #include "tests/tools/command_run.h"
@@ -105,6 +107,18 @@ TEST(EveryCode, GoldenListOfDumpsThatSayLess) {
                          one_entry({.selector = "K", .messages = {{1, 1, "M", "text"}}}));
   session.run("dump selector.ldf");
   expect_golden_file("dumps.expected", session.text());
+}
+
+TEST(EveryCode, GoldenListOfDamagedCounterFiles) {
+  transcript session;
+  const std::string good = counter_record(2026, 11, 15, 17, 2);
+  session.folder().write("length.cnt", "These 32 bytes are no counter..\n");
+  session.folder().write("torn.cnt", good.substr(0, 23));
+  session.folder().write("duplicate.cnt", good + good);
+  session.folder().write("day.cnt", counter_record(2026, 2, 29, 17, 2));
+  for (const std::string name : {"length", "torn", "duplicate", "day"})
+    session.run("count --format csv " + name + ".cnt");
+  expect_golden_file("damaged_counters.expected", session.text());
 }
 
 // --- sources, and files that are not there
