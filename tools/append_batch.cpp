@@ -165,28 +165,31 @@ static bool is_file(const struct stat& status, dev_t device, ino_t number) {
 }
 
 // A file that became shorter meanwhile is not made longer again.
-void append_batch::take_back(const touched_file& touched, int file) const noexcept {
+bool append_batch::take_back(const touched_file& touched, int file) const noexcept {
   struct stat status {};
-  if (fstat(file, &status) != 0 || !is_file(status, touched.device, touched.number)) return;
-  if (static_cast<uintmax_t>(status.st_size) > touched.size)
-    static_cast<void>(ftruncate(file, static_cast<off_t>(touched.size)));
+  if (fstat(file, &status) != 0) return false;
+  if (!is_file(status, touched.device, touched.number)) return true;
+  const bool is_longer = static_cast<uintmax_t>(status.st_size) > touched.size;
+  if (is_longer && ftruncate(file, static_cast<off_t>(touched.size)) != 0) return false;
   const bool is_named =
       fstatat(folder(), touched.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
       is_file(status, touched.device, touched.number);
   if (touched.is_new && is_named) unlinkat(folder(), touched.name.c_str(), 0);
+  return true;
 }
 
+// Where that fails the note stays, and the next holder cuts off what is left of a line.
 void append_batch::take_back() noexcept {
   if (touched_.empty()) return;
-  take_back(touched_.back(), file_.get());
+  bool is_back = take_back(touched_.back(), file_.get());
   touched_.pop_back();
   for (; !touched_.empty(); touched_.pop_back()) {
     const touched_file& touched = touched_.back();
     const open_descriptor file(openat(folder(), touched.name.c_str(), appending_flags()));
-    if (file.is_open()) take_back(touched, file.get());
+    if (file.is_open() && !take_back(touched, file.get())) is_back = false;
   }
   try {
-    lock_.write_note("");
+    if (is_back) lock_.write_note("");
   } catch (const sink_error&) {
     // The next holder looks at a file that is in order.
   }

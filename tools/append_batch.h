@@ -65,7 +65,7 @@ class append_batch {
                    std::string_view line_start) const;
   void report(const std::string& note) const;
   void take_back() noexcept;
-  void take_back(const touched_file& touched, int file) const noexcept;
+  bool take_back(const touched_file& touched, int file) const noexcept;  // false: it failed
 
   append_rules rules_;
   folder_lock lock_;
