@@ -16,6 +16,7 @@
 #include "tools/command_generate.h"
 #include "tools/command_header.h"
 #include "tools/command_help.h"
+#include "tools/command_line_error.h"
 #include "tools/command_options.h"
 #include "tools/command_render.h"
 
@@ -87,7 +88,12 @@ command_outcome kplog_command_line::run(int argc, const char* const* argv, std::
     std::reverse(words.begin(), words.end());  // as the parser takes them
     app_.parse(std::move(words));
   } catch (const CLI::ParseError& error) {
-    return app_.exit(error, out, log) == 0 ? command_outcome::good : command_outcome::usage;
+    if (error.get_exit_code() != 0) {
+      log << command_line_error(app_, error);
+      return command_outcome::usage;
+    }
+    app_.exit(error, out, log);
+    return command_outcome::good;
   }
   for (const auto& [command, action] : actions_) {
     if (!command->parsed()) continue;

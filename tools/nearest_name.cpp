@@ -3,20 +3,29 @@
 #include <algorithm>
 #include <numeric>
 
-static char lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+static bool is_same_letter(char a, char b) {
+  const auto lower = [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  };
+  return lower(a) == lower(b);
 }
 
-// Insertions, removals and replacements of letters that lead from one name to the other.
+// Insertions, removals and replacements of letters, and swaps of neighbours, that lead from one
+// name to the other.
 static size_t edit_distance(std::string_view a, std::string_view b) {
+  std::vector<size_t> before(b.size() + 1);
+  std::vector<size_t> last(b.size() + 1);
   std::vector<size_t> row(b.size() + 1);
   std::iota(row.begin(), row.end(), size_t{0});
   for (size_t i = 0; i < a.size(); ++i) {
-    size_t diagonal = row[0]++;
+    before.swap(last);
+    last.swap(row);
+    row[0] = i + 1;
     for (size_t j = 0; j < b.size(); ++j) {
-      const size_t replaced = diagonal + (lower(a[i]) == lower(b[j]) ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+      const size_t replaced = last[j] + (is_same_letter(a[i], b[j]) ? 0 : 1);
+      row[j + 1] = std::min({replaced, row[j] + 1, last[j + 1] + 1});
+      if (i > 0 && j > 0 && is_same_letter(a[i], b[j - 1]) && is_same_letter(a[i - 1], b[j]))
+        row[j + 1] = std::min(row[j + 1], before[j - 1] + 1);
     }
   }
   return row.back();
@@ -26,7 +35,7 @@ std::string nearest_name_hint(std::string_view name,
                               const std::vector<std::string_view>& candidates) {
   constexpr size_t longest = 64;  // names beyond are not worth the comparison
   if (name.size() > longest) return "";
-  size_t best = std::max<size_t>(2, name.size() / 3) + 1;
+  size_t best = (name.size() + 1) / 3 + 1;  // beyond a third of the letters it is another name
   std::string_view nearest;
   for (const std::string_view candidate : candidates) {
     if (candidate.size() > longest) continue;

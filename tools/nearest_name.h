@@ -7,7 +7,8 @@
 #include <vector>
 
 // "; did you mean "X"?" for the candidate with the fewest changed letters, letter case ignored;
-// "" when none is near. The first of several equally near.
+// "" when none is near: more than a third of the letters are others. Swapped neighbours are one
+// change. The first of several equally near.
 std::string nearest_name_hint(std::string_view name,
                               const std::vector<std::string_view>& candidates);
 

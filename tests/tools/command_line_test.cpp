@@ -101,6 +101,41 @@ TEST(CommandLine, OptionsThatTheCommandDoesNotTakeGiveStatus2) {
     EXPECT_EQ(run_kplog(folder.path(), arguments).status, 2) << arguments;
 }
 
+// --- wrong command lines
+
+TEST(CommandLine, ErrorsSayWhatWasMeantAndWhoseHelpSaysMore) {
+  const temp_folder folder;
+  folder.write("e.yaml", "kplog: 1\nlog_version: \"1.0\"\n");
+  const std::vector<std::pair<std::string, std::string>> errors = {
+      {"compil e.yaml -o e.ldf",
+       "kplog has no command \"compil\"; did you mean \"compile\"?\nTry 'kplog --help'.\n"},
+      {"catalog biuld e.yaml",
+       "kplog catalog has no command \"biuld\"; did you mean \"build\"?\n"
+       "Try 'kplog catalog --help'.\n"},
+      {"catalog",
+       "kplog catalog needs a command: extract merge build check\n"
+       "Try 'kplog catalog --help'.\n"},
+      {"check --colour=never e.yaml",
+       "kplog check has no option \"--colour\"; did you mean \"--color\"?\n"
+       "Try 'kplog check --help'.\n"},
+      {"compile --outptu e.ldf e.yaml",
+       "kplog compile has no option \"--outptu\"; did you mean \"--output\"?\n"
+       "Try 'kplog compile --help'.\n"},
+      {"dump e.ldf two.ldf",
+       "kplog dump takes nothing more: \"two.ldf\"\n"
+       "Try 'kplog dump --help'.\n"},
+      {"compile e.yaml", "--output is required\nTry 'kplog compile --help'.\n"},
+      {"compile e.yaml -o e.ldf --color \"$(printf '\\033[7m')\"",
+       "--color: \"\\x1B[7m\" is none of auto|always|never\nTry 'kplog compile --help'.\n"},
+  };
+  for (const auto& [arguments, error] : errors) {
+    const auto run = run_kplog(folder.path(), arguments);
+    EXPECT_EQ(run.err, "kplog: " + error) << arguments;
+    EXPECT_EQ(run.out, "") << arguments;
+    EXPECT_EQ(run.status, 2) << arguments;
+  }
+}
+
 // --- help
 
 TEST(HelpCommand, SaysWhatTheOptionOfTheCommandSays) {

@@ -218,7 +218,7 @@ TEST_F(RenderCommand, RecordsThatTheirEventDoesNotDeclareAreShownByWhatTheyHold)
   EXPECT_EQ(shown.status, 1);
   EXPECT_EQ(shown.err, "");
   EXPECT_EQ(shown.out,
-            "[event 1001 LOGIN: the event 1001 has no attribute \"HOST\"; did you mean \"PORT\"?] "
+            "[event 1001 LOGIN: the event 1001 has no attribute \"HOST\"] "
             "USER_NAME=\"alice\" "
             "PORT=51234 HOST=\"h\"\n"
             "[event 1001 LOGIN: \"PORT\" is a UInt2: a whole number from 0 to 65535, not 70000] "

@@ -155,5 +155,8 @@ TEST(NearestName, SuggestsTheClosestAndNothingFarAway) {
   EXPECT_EQ(nearest_name_hint("UInt3", {"UInt1", "UInt4", "Char32"}), "; did you mean \"UInt1\"?");
   EXPECT_EQ(nearest_name_hint("uint4", {"UInt1", "UInt4"}), "; did you mean \"UInt4\"?");
   EXPECT_EQ(nearest_name_hint("Integer", {"UInt1", "Float"}), "");
+  EXPECT_EQ(nearest_name_hint("PROT", {"HOST", "PORT"}), "; did you mean \"PORT\"?");
+  EXPECT_EQ(nearest_name_hint("HOST", {"PORT"}), "");
+  EXPECT_EQ(nearest_name_hint("X", {"A"}), "");
   EXPECT_EQ(nearest_name_hint("x", {}), "");
 }
