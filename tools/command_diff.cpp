@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <ostream>
+#include <stdexcept>
 
 #include "tools/changes_report.h"
 #include "tools/command_options.h"
@@ -11,6 +12,13 @@
 #include "tools/nearest_name.h"
 
 static constexpr const char* fail_on_any = "any";
+
+// "EVENT:CODE=REASON" in its pieces.
+struct accepted_change {
+  std::string event;
+  std::string code;
+  std::string reason;
+};
 
 struct diff_options {
   std::string before;  // "-": standard input
@@ -22,20 +30,19 @@ struct diff_options {
   report_options report;
 };
 
-// "EVENT:CODE=REASON" in its pieces.
-struct accepted_change {
-  std::string event;
-  std::string code;
-  std::string reason;
-};
-
-static bool split_accepted(const std::string& text, accepted_change& accepted) {
+// Raises std::invalid_argument for a text that is none.
+static accepted_change read_accepted(const std::string& text) {
   const size_t equals = std::min(text.find('='), text.size());
   const size_t colon = text.rfind(':', equals);
-  if (equals == text.size() || colon == std::string::npos) return false;
-  accepted = {text.substr(0, colon), text.substr(colon + 1, equals - colon - 1),
-              text.substr(equals + 1)};
-  return is_change_code(accepted.code) && !accepted.reason.empty();
+  if (equals + 1 >= text.size() || colon == std::string::npos)
+    throw std::invalid_argument("EVENT:CODE=REASON is expected, not \"" + text + "\"");
+  const std::string code = text.substr(colon + 1, equals - colon - 1);
+  if (!is_change_code(code)) {
+    std::vector<std::string_view> codes;
+    for (const change_rule_row& row : change_rules) codes.emplace_back(row.code);
+    throw std::invalid_argument("no difference \"" + code + "\"" + nearest_name_hint(code, codes));
+  }
+  return {text.substr(0, colon), code, text.substr(equals + 1)};
 }
 
 static std::string reason_in(const std::vector<silenced_rule>& list, const char* code) {
@@ -108,10 +115,9 @@ static command_outcome compare(const diff_options& options,
   definition_input before;
   definition_input now;
   command_outcome outcome = standard.read(options.standard, options.report, log);
-  if (outcome == command_outcome::good)
-    outcome = read_side(options, options.before, standard.definitions(), before, log);
-  if (outcome == command_outcome::good)
-    outcome = read_side(options, options.now, standard.definitions(), now, log);
+  if (outcome != command_outcome::good) return outcome;
+  outcome = read_side(options, options.before, standard.definitions(), before, log);
+  outcome = std::max(outcome, read_side(options, options.now, standard.definitions(), now, log));
   if (outcome != command_outcome::good) return outcome;
   const change_judge judge(now.set(), accepted);
   const std::vector<definition_change> changes =
@@ -127,9 +133,12 @@ static command_outcome diff(diff_options& options, std::ostream& out, std::ostre
   if (reads_standard_input_twice({options.before, options.now, options.standard}))
     return usage_error(log, "standard input can be read once");
   std::vector<accepted_change> accepted(options.accepted.size());
-  for (size_t i = 0; i < accepted.size(); ++i)
-    if (!split_accepted(options.accepted[i], accepted[i]))
-      return usage_error(log, "EVENT:CODE=REASON is expected, not \"" + options.accepted[i] + "\"");
+  try {
+    std::transform(options.accepted.begin(), options.accepted.end(), accepted.begin(),
+                   read_accepted);
+  } catch (const std::invalid_argument& error) {
+    return usage_error(log, error.what());
+  }
   if (options.format == "json") options.report.format = diagnostic_format::json;
   return compare(options, accepted, out, log);
 }

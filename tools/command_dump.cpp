@@ -72,6 +72,7 @@ static command_action describe_dump(CLI::App& command) {
   add_choice_option(command, "--format", options->format, names_of(dump_formats),
                     "yaml, the default: a source that compiles to this file; json: everything in "
                     "it, for programs; table: a line for each event");
+  add_quiet_option(command, options->report);
   add_color_option(command, options->report);
   return [options](std::ostream& out, std::ostream& log) { return dump(*options, out, log); };
 }

@@ -98,11 +98,16 @@ void add_choices_option(CLI::App& command, const std::string& names,
   take_one_each_time(option);
 }
 
+std::string help_footer(const std::string& examples) {
+  return (examples.empty() ? "" : "Examples:\n" + examples + "\n") +
+         "Exit status: 0 good, 1 faults found, 2 wrong usage, 3 a file cannot be read or written.";
+}
+
 CLI::App& add_sub_command(CLI::App& command, const char* name, const char* summary,
                           const char* examples) {
   command.require_subcommand(1);
   CLI::App& added = *command.add_subcommand(name, summary);
-  added.footer(std::string("Examples:\n") + examples);
+  added.footer(help_footer(examples));
   return added;
 }
 

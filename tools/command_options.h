@@ -89,6 +89,9 @@ void add_choices_option(CLI::App& command, const std::string& names,
                         std::vector<std::string>& chosen, const std::vector<std::string>& choices,
                         const std::string& text);
 
+// What the help says below the options: examples, and the exit statuses.
+std::string help_footer(const std::string& examples);
+
 // A command of a command, one of which must be given.
 CLI::App& add_sub_command(CLI::App& command, const char* name, const char* summary,
                           const char* examples);

@@ -26,14 +26,11 @@ static constexpr std::array command_rows = {
     &count_command,   &help_command,    &completion_command, &manual_command,
 };
 
-static constexpr const char* exit_status_help =
-    "Exit status: 0 good, 1 faults found, 2 wrong usage, 3 a file cannot be read or written.";
-
 kplog_command_line::kplog_command_line(const char* version)
     : app_("Define, compile and inspect log events", "kplog") {
   app_.set_version_flag("--version", std::string("kplog ") + version);
   app_.require_subcommand(1);
-  app_.footer(exit_status_help);
+  app_.footer(help_footer(""));
   add_common_options();
   for (const kplog_command_row* row : command_rows) add(*row);
 }
@@ -76,7 +73,7 @@ std::vector<std::string> kplog_command_line::with_options_behind_command(
 void kplog_command_line::add(const kplog_command_row& row) {
   CLI::App& command = *app_.add_subcommand(row.name, row.summary);
   if (row.is_hidden) command.group("");
-  command.footer(std::string("Examples:\n") + row.examples + "\n" + exit_status_help);
+  command.footer(help_footer(row.examples));
   actions_.emplace_back(&command, row.describe(command));
 }
 

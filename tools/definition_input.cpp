@@ -1,5 +1,6 @@
 #include "tools/definition_input.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include "tools/command_options.h"
@@ -17,11 +18,20 @@ static void complete_sources(definition_input& input, const std_definitions* sta
   complete_definition_set(input.source_set, found, standard);
 }
 
+// The first of the paths that stood there before; null when there is none.
+static const std::string* given_twice(const std::vector<std::string>& paths) {
+  for (auto path = paths.begin(); path != paths.end(); ++path)
+    if (std::find(paths.begin(), path, *path) != path) return &*path;
+  return nullptr;
+}
+
 command_outcome read_definition_input(const std::vector<std::string>& paths,
                                       definition_input& input, diagnostic_list& found,
                                       const report_options& report, std::ostream& log,
                                       const std_definitions* standard) {
   if (reads_standard_input_twice(paths)) return usage_error(log, "standard input can be read once");
+  if (const std::string* const twice = given_twice(paths))
+    return usage_error(log, *twice + " is given twice");
   command_outcome outcome = command_outcome::good;
   for (const std::string& path : paths) {
     std::string bytes;
@@ -29,7 +39,8 @@ command_outcome read_definition_input(const std::vector<std::string>& paths,
       outcome = read_error(log, report, path, errno);
       input.source_set.is_whole = false;
     } else if (is_definition_file(bytes)) {
-      if (paths.size() > 1) return usage_error(log, "a compiled file is a set of its own");
+      if (paths.size() > 1)
+        return usage_error(log, input_name(path) + " is compiled, and so a set of its own");
       input.file = std::make_unique<definition_file>(input_name(path), std::move(bytes));
       read_definition_file(*input.file, found);
     } else {

@@ -30,7 +30,8 @@ command_outcome read_definitions_to_output(const definition_output_options& opti
                                     standard.definitions());
   if (outcome != command_outcome::good) return outcome;
   if (input.file != nullptr && !options.takes_compiled)
-    return usage_error(log, "this file is compiled already");
+    return usage_error(
+        log, input.file->source.name() + " is compiled already, and a source is expected");
   return report_definitions(options, input.set(), found, log);
 }
 

@@ -54,6 +54,7 @@ static std::string_view last_cells(std::string_view text, size_t cells) {
 // The first bytes at the place, in hexadecimal and as characters.
 static void write_bytes_excerpt(std::ostream& out, const source_place& place) {
   const std::string_view bytes = place.source->bytes().substr(place.offset(), excerpt_bytes);
+  if (bytes.empty()) return;
   std::string characters;
   out << ' ';
   for (const char byte : bytes) {
@@ -67,6 +68,7 @@ static void write_excerpt(std::ostream& out, const source_place& place,
                           const headline_colors& colors) {
   if (place.source->is_binary()) return write_bytes_excerpt(out, place);
   const std::string_view line = place.source->line(place.line);
+  if (line.empty()) return;
   const size_t at = std::min(place.byte, line.size());
   const size_t from = at > excerpt_before ? character_start(line, at - excerpt_before) : 0;
   const size_t to = character_start(line, std::min(line.size(), at + excerpt_behind));

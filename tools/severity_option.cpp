@@ -4,6 +4,7 @@
 #include <array>
 
 #include "tools/command_options.h"
+#include "tools/nearest_name.h"
 
 struct severity_name_row {
   const char* name;
@@ -36,25 +37,33 @@ void add_severity_option(CLI::App& command, std::vector<std::string>& settings) 
                    settings);
 }
 
-// Takes "CODE=SEVERITY" over; false when it is none.
-static bool set_severity(const std::string& text, diagnostic_list& found) {
+static std::string unknown_rule(const std::string& code) {
+  std::vector<std::string_view> codes;
+  for (const diagnostic_rule_row& row : diagnostic_rules) codes.emplace_back(row.code);
+  return "no rule \"" + code + "\"" + nearest_name_hint(code, codes);
+}
+
+// Takes "CODE=SEVERITY" over, or says why it is none.
+static std::string set_severity(const std::string& text, diagnostic_list& found) {
   const size_t equals = std::min(text.find('='), text.size());
-  const diagnostic_rule_row* const row = rule_of_code(std::string_view(text).substr(0, equals));
-  if (row == nullptr || !is_severity_free(*row) || equals == text.size()) return false;
+  const std::string code = text.substr(0, equals);
+  const diagnostic_rule_row* const row = rule_of_code(code);
+  if (row == nullptr) return unknown_rule(code);
+  if (!is_severity_free(*row)) return "findings of \"" + code + "\" are always errors";
   for (const severity_name_row& known : severity_names) {
-    if (text.compare(equals + 1, std::string::npos, known.name) != 0) continue;
+    if (text.substr(equals) != std::string("=") + known.name) continue;
     found.set_severity(row->rule, known.severity);
-    return true;
+    return "";
   }
-  return false;
+  return code + "=off, " + code + "=warning or " + code + "=error is expected, not \"" + text +
+         "\"";
 }
 
 command_outcome apply_severities(const std::vector<std::string>& settings, diagnostic_list& found,
                                  std::ostream& log) {
-  for (const std::string& text : settings)
-    if (!set_severity(text, found))
-      return usage_error(log, "no rule and severity: \"" + text +
-                                  "\"; CODE=off, CODE=warning or CODE=error is expected, of a rule "
-                                  "that is not always an error");
+  for (const std::string& text : settings) {
+    const std::string problem = set_severity(text, found);
+    if (!problem.empty()) return usage_error(log, problem);
+  }
   return command_outcome::good;
 }

@@ -363,8 +363,12 @@ TEST(CheckCommand, WrongUsageGivesStatus2) {
 
 TEST(CheckCommand, RefusedSeverityIsNamed) {
   EXPECT_EQ(check_event("message: m", "--severity duplicate-id=off").err,
-            "kplog: no rule and severity: \"duplicate-id=off\"; CODE=off, CODE=warning or "
-            "CODE=error is expected, of a rule that is not always an error\n");
+            "kplog: findings of \"duplicate-id\" are always errors\n");
+  EXPECT_EQ(check_event("message: m", "--severity no-mesage=off").err,
+            "kplog: no rule \"no-mesage\"; did you mean \"no-message\"?\n");
+  EXPECT_EQ(check_event("message: m", "--severity no-message=low").err,
+            "kplog: no-message=off, no-message=warning or no-message=error is expected, not "
+            "\"no-message=low\"\n");
   EXPECT_EQ(check_event("message: m", "--codepage klingon").err,
             "kplog: no code page \"klingon\"\n");
 }

@@ -377,9 +377,19 @@ TEST(CompileCommand, WrongUsageGivesStatus2) {
   EXPECT_THAT(file_names(folder), IsEmpty());
 }
 
+TEST(CompileCommand, ASourceGivenTwiceIsNamed) {
+  const temp_folder folder;
+  folder.write("s.yaml", "kplog: 1\nlog_version: \"1\"\n");
+  const auto run = run_kplog(folder.path(), "compile s.yaml s.yaml -o s.ldf");
+  EXPECT_EQ(run.status, 2);
+  EXPECT_EQ(run.err, "kplog: s.yaml is given twice\n");
+}
+
 TEST(CompileCommand, HelpAndVersionGiveStatus0) {
   const temp_folder folder;
-  EXPECT_THAT(run_kplog(folder.path(), "--help").out, HasSubstr("Exit status: 0 good"));
+  for (const char* command : {"", "compile ", "catalog ", "catalog merge "})
+    EXPECT_THAT(run_kplog(folder.path(), std::string(command) + "--help").out,
+                HasSubstr("Exit status: 0 good"));
   const auto help = run_kplog(folder.path(), "compile --help");
   EXPECT_EQ(help.status, 0);
   EXPECT_THAT(help.out, HasSubstr("Examples:\n  kplog compile events.yaml -o events.ldf\n"));

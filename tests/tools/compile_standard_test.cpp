@@ -280,5 +280,5 @@ TEST_F(AuxSets, CompiledFileIsNoSource) {
   EXPECT_EQ(compile(data_file("standard.yaml"), source_of("  X: {id: 50}\n")).err, "");
   const auto result = run("compile std.ldf -o other.ldf");
   EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.err, "kplog: this file is compiled already\n");
+  EXPECT_EQ(result.err, "kplog: std.ldf is compiled already, and a source is expected\n");
 }

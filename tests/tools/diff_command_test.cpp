@@ -9,6 +9,7 @@
 #include "tests/tools/golden_file.h"
 #include "tools/change_rules.h"
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -359,6 +360,21 @@ TEST(DiffCommand, WrongUsageGivesStatus2) {
         "a b --accept x:note", "a b --accept x:nothing=y", "a b --accept x:note="})
     EXPECT_EQ(run_kplog(test_data_folder(), std::string("diff ") + arguments).status, 2)
         << arguments;
+}
+
+TEST(DiffCommand, WrongAcceptancesAreToldApart) {
+  const auto error = [](const std::string& accepted) {
+    return run_kplog(test_data_folder(), "diff a b --accept " + accepted).err;
+  };
+  EXPECT_EQ(error("A:notes=x"), "kplog: no difference \"notes\"; did you mean \"note\"?\n");
+  EXPECT_EQ(error("A:note="), "kplog: EVENT:CODE=REASON is expected, not \"A:note=\"\n");
+}
+
+TEST(DiffCommand, FaultsOfBothSetsAreShown) {
+  const auto run = diff_of(source_of("  A: {}\n"), source_of("  B: {id: x}\n"));
+  EXPECT_THAT(run.err, AllOf(HasSubstr("old.yaml:4:6: error[missing-key]"),
+                             HasSubstr("new.yaml:4:11: error[bad-number]")));
+  EXPECT_EQ(run.status, 1);
 }
 
 TEST(DiffCommand, UnreadableSetGivesStatus3) {
