@@ -1,5 +1,7 @@
 // kplog: a process around the command line.
+#include <fcntl.h>
 #include <sys/auxv.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <iostream>
@@ -18,7 +20,16 @@ static command_outcome run(int argc, char** argv) {
   return command_outcome::file_error;
 }
 
+// One of the three descriptors that is closed would be that of the next file opened, and messages
+// would go into a log. Something stands in for it that can neither be read nor written to.
+static void hold_standard_descriptors() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
+    if (fcntl(descriptor, F_GETFD) < 0)
+      static_cast<void>(open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+}
+
 int main(int argc, char** argv) {
+  hold_standard_descriptors();
   if (getauxval(AT_SECURE) != 0) {
     std::cerr << "kplog: this program does not run with raised privileges\n";
     return static_cast<int>(command_outcome::usage);

@@ -136,6 +136,23 @@ TEST(CommandLine, ErrorsSayWhatWasMeantAndWhoseHelpSaysMore) {
   }
 }
 
+// --- closed descriptors
+
+TEST(CommandLine, ClosedStandardDescriptorsAreNotThoseOfFiles) {
+  const temp_folder folder;
+  folder.write("e.yaml", "kplog: 1\nlog_version: \"1.0\"\nevents: {A: {id: 1, message: x}}\n");
+  ASSERT_EQ(run_kplog(folder.path(), "compile -q e.yaml -o e.ldf").status, 0);
+  const std::string emit = "emit -q --definitions e.ldf --to json:out ";
+  EXPECT_EQ(run_kplog(folder.path(), emit + "- <&-").err,
+            "kplog: cannot read <stdin>: Bad file descriptor\n");
+  folder.write("bad", "no record\n");
+  EXPECT_EQ(run_kplog(folder.path(), emit + "bad <&- >&- 2>&-").status, 1);
+  EXPECT_EQ(read_whole_file(folder.file("out")), "");
+  folder.write("good", "{\"event\":1}\n");
+  EXPECT_EQ(run_kplog(folder.path(), emit + "--ack good >&-").err,
+            "kplog: cannot write to standard output: Bad file descriptor\n");
+}
+
 // --- help
 
 TEST(HelpCommand, SaysWhatTheOptionOfTheCommandSays) {
