@@ -10,6 +10,7 @@
 #include "tools/emit_pipeline.h"
 #include "tools/emit_report.h"
 #include "tools/emit_signals.h"
+#include "tools/log_text.h"
 #include "tools/record_service.h"
 
 // --- Inputs and outputs ---
@@ -17,6 +18,8 @@
 static emit_outputs open_outputs(const emit_options& options, const event_set& events,
                                  emit_report& report) {
   emit_outputs outputs;
+  // Only text is written in it, but a name that is none is an error for all.
+  static_cast<void>(log_code_page(options.code_page));
   const std::function<void(const std::string&)> tell = [&report](const std::string& note) {
     report.problem(diagnostic_rule::unfinished_line, note);
   };
@@ -109,11 +112,7 @@ command_outcome emit_run::run(const emit_signals& signals) {
 }
 
 static bool would_read_its_output(const emit_options& options, std::ostream& log) {
-  std::vector<std::string> outputs;
-  if (const auto path = options.quarantine()) outputs.push_back(*path);
-  static constexpr std::string_view json = "json:";
-  for (const std::string& sink : options.sinks)
-    if (sink.starts_with(json)) outputs.push_back(sink.substr(json.size()));
+  const std::vector<std::string> outputs = options.output_paths();
   return std::any_of(outputs.begin(), outputs.end(), [&](const std::string& output) {
     return would_replace_input(output, options.records, log);
   });
@@ -135,6 +134,8 @@ static command_outcome emit(emit_options& options, std::ostream& log) {
     return usage_error(log, error.what());
   } catch (const sink_error& error) {
     report.problem(diagnostic_rule::unwritable, error.what());
+  } catch (const damaged_definitions& error) {
+    report.damaged(error);
   } catch (const std::runtime_error& error) {
     report.problem(diagnostic_rule::unreadable, error.what());
   }

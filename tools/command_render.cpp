@@ -50,9 +50,7 @@ class record_rendering {
 
 void record_rendering::take(const record_line& line) {
   try {
-    if (line.too_long)
-      throw record_error(record_fault::syntax, 1,
-                         "the line is longer than " + std::to_string(record_size_limit) + " bytes");
+    check_length(line);
     const record_shown shown = view_.append(lines_, line.text);
     ++(shown == record_shown::message ? tally_.rendered : tally_.marked);
   } catch (const record_error& error) {
@@ -118,6 +116,8 @@ static command_outcome render(render_options& options, std::ostream& out, std::o
     return show_records(options, rendering, report, log);
   } catch (const std::invalid_argument& error) {
     return usage_error(log, error.what());
+  } catch (const damaged_definitions& error) {
+    report.damaged(error);
   } catch (const std::runtime_error& error) {
     report.problem(diagnostic_rule::unreadable, error.what());
   }

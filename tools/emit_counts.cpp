@@ -1,5 +1,7 @@
 #include "tools/emit_counts.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,17 +10,22 @@
 #include <string_view>
 
 #include "kp_LOG_errors.h"
+#include "tools/file_place.h"
 #include "tools/folder_lock.h"
+#include "tools/open_descriptor.h"
 #include "tools/sink_error.h"
+#include "tools/terminal_text.h"
 
 static constexpr std::string_view ending = ".cnt";
 
-emit_counts::emit_counts(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  folder_ = slash == std::string::npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
-  name_ = path.substr(slash + 1);  // npos + 1 is 0
-  if (name_.ends_with(ending)) name_.resize(name_.size() - ending.size());
-  path_ = folder_ + "/" + name_ + std::string(ending);
+std::string counter_file_path(const std::string& name) {
+  return name.ends_with(ending) ? name : name + std::string(ending);
+}
+
+emit_counts::emit_counts(const std::string& path) : path_(counter_file_path(path)) {
+  const file_place place = place_of(path_);
+  folder_ = place.folder;
+  name_ = place.name.substr(0, place.name.size() - ending.size());
   write(false);
 }
 
@@ -31,7 +38,18 @@ void emit_counts::fail(int error) const {
   raise_sink_error("count in", path_);
 }
 
-// A counter without a file, or with one that it may only read, does nothing and reports success.
+// The counter follows links, waits for pipes, and does nothing and reports success where it may not
+// write.
+void emit_counts::prepare_file(int folder) const {
+  static constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  static constexpr mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP;
+  const open_descriptor file(openat(folder, (name_ + std::string(ending)).c_str(), flags, mode));
+  struct stat status {};
+  if (!file.is_open() || fstat(file.get(), &status) != 0) fail(errno);
+  if (!S_ISREG(status.st_mode))
+    throw sink_error("cannot count in " + terminal_text(path_) + ": it is not a regular file");
+}
+
 void emit_counts::open(_kp_LOG_EntryCounter& counter) const {
   errno = 0;
   try {
@@ -39,7 +57,7 @@ void emit_counts::open(_kp_LOG_EntryCounter& counter) const {
   } catch (const KPX_logging_all&) {
     fail(errno);
   }
-  if (counter.GetFilePointer() == nullptr || access(path_.c_str(), W_OK) != 0) fail(errno);
+  if (counter.GetFilePointer() == nullptr) fail(errno);
 }
 
 // The first record of a key counts.
@@ -62,12 +80,17 @@ void emit_counts::find_present_counts(int file) {
   }
 }
 
+// Records have 32 bits.
+static uint32_t saturated(uint64_t count) {
+  return static_cast<uint32_t>(std::min<uint64_t>(count, UINT32_MAX));
+}
+
 void emit_counts::update(_kp_LOG_EntryCounter& counter, bool synced) {
   for (const auto& [counted, count] : noted_) {
     errno = 0;
     const auto& [day, id] = counted;
     if (counter.UpdateEntryCount(day.year, day.month, day.day, static_cast<int>(id),
-                                 static_cast<int>(count.present + count.added)) != 0)
+                                 static_cast<int>(saturated(count.present + count.added))) != 0)
       fail(errno);
   }
   if (synced && fdatasync(fileno(counter.GetFilePointer())) != 0) fail(errno);
@@ -77,6 +100,7 @@ void emit_counts::update(_kp_LOG_EntryCounter& counter, bool synced) {
 // The file is opened anew for each batch, so that one that was moved away is left alone.
 void emit_counts::write(bool synced) {
   const folder_lock lock(folder_, name_);
+  prepare_file(lock.folder());
   _kp_LOG_EntryCounter counter;
   open(counter);
   if (noted_.empty()) return;

@@ -11,9 +11,13 @@
 #include "kp_LOG_EntryCounter.h"
 #include "tools/counter_file.h"
 
+// The counter file of the name, which may end in .cnt or not.
+std::string counter_file_path(const std::string& name);
+
 class emit_counts {
  public:
-  // "DIR/NAME", or the file itself, DIR/NAME.cnt. Raises sink_error where the file cannot be made.
+  // "DIR/NAME", or the file itself, DIR/NAME.cnt. Raises sink_error where the file cannot be made,
+  // and where it is no regular file.
   explicit emit_counts(const std::string& path);
 
   // Notes one more entry of that day.
@@ -35,15 +39,16 @@ class emit_counts {
     bool is_found = false;  // there
   };
 
+  void prepare_file(int folder) const;
   void open(_kp_LOG_EntryCounter& counter) const;
   void find_present_counts(int file);
   void take_present_counts(std::string_view records);
   void update(_kp_LOG_EntryCounter& counter, bool synced);
   [[noreturn]] void fail(int error) const;
 
+  std::string path_;  // of the file
   std::string folder_;
-  std::string name_;
-  std::string path_;                  // of the file
+  std::string name_;                  // without its ending
   std::map<key, noted_count> noted_;  // since the last batch
 };
 

@@ -1,5 +1,6 @@
 #include "tools/emit_filter.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,10 +19,18 @@ emit_filter::emit_filter(const emit_options& options) : options_(options) {
 
 // The library takes a source that it cannot read for one without values; who names a file wants to
 // know.
+static void check_config(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0 || access(path.c_str(), R_OK) != 0)
+    throw record_file_error(path, errno);
+  if (!S_ISREG(status.st_mode))
+    throw record_file_error(path, S_ISDIR(status.st_mode) ? EISDIR : ESPIPE);
+}
+
 void emit_filter::reload() {
   const std::string& config = options_.config;
   if (!config.empty()) {
-    if (access(config.c_str(), R_OK) != 0) throw record_file_error(config, errno);
+    check_config(config);
     kp_LOG_LogConfig::SetConfigurationSource(config.c_str(), KP_CONFIG_FILE);
   }
   unsigned mask = 0;

@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <charconv>
+#include <set>
 
+#include "tools/emit_counts.h"
 #include "tools/event_set_options.h"
+#include "tools/file_place.h"
 #include "tools/record_input.h"
 #include "tools/record_service.h"
+#include "tools/record_sink.h"
 
 static constexpr unsigned highest_level = 9;
 
@@ -16,6 +20,15 @@ std::optional<std::string> emit_options::quarantine() const {
 
 std::string emit_options::socket_path() const {
   return listen.empty() ? "" : listen.substr(listen_prefix.size());
+}
+
+std::vector<std::string> emit_options::output_paths() const {
+  std::vector<std::string> paths;
+  for (const std::string& sink : sinks)
+    if (std::string path = sink_path(sink); !path.empty()) paths.push_back(std::move(path));
+  if (const auto path = quarantine()) paths.push_back(*path);
+  if (!count.empty()) paths.push_back(counter_file_path(count));
+  return paths;
 }
 
 // --- The command line ---
@@ -120,6 +133,19 @@ static bool is_error_policy(const std::string& text) {
          (text.starts_with(quarantine_prefix) && text.size() > quarantine_prefix.size());
 }
 
+static void check_name(const std::string& option, const std::string& path) {
+  if (path.empty()) return;
+  const std::string fault = fault_of_file_name("file", place_of(path).name);
+  expect(fault.empty(), option + ": " + path + " " + fault);
+}
+
+// Each has a lock of its own file, and writes it without looking at the others.
+static void check_sharing(const std::vector<std::string>& paths) {
+  std::set<std::string> files;
+  for (const std::string& path : paths)
+    expect(files.insert(plain_path_of(place_of(path))).second, "two outputs cannot share " + path);
+}
+
 static void check_outputs(const emit_options& options) {
   const auto is_output = [](const std::string& sink) { return sink == "-" || sink == "json:-"; };
   const auto count = std::count_if(options.sinks.begin(), options.sinks.end(), is_output);
@@ -128,7 +154,9 @@ static void check_outputs(const emit_options& options) {
          "--ack needs standard output, which a sink writes to");
   expect(is_error_policy(options.on_error),
          "--on-error: \"" + options.on_error + "\" is none of stop, skip, quarantine=FILE");
-  expect(options.count.empty() || !options.count.ends_with('/'), "--count: a name must be given");
+  check_name("--count", options.count);
+  check_name("--on-error", options.quarantine().value_or(""));
+  check_sharing(options.output_paths());
 }
 
 void complete(emit_options& options) {

@@ -36,6 +36,8 @@ struct emit_options {
 
   std::optional<std::string> quarantine() const;  // its file
   std::string socket_path() const;                // empty: no socket
+  // The files that are appended to; of text logs, how their paths begin.
+  std::vector<std::string> output_paths() const;
 };
 
 // A command line that the parser has nothing against, and that cannot be meant.

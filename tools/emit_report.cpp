@@ -82,6 +82,12 @@ void emit_report::problem(diagnostic_rule rule, const std::string& text) {
   log_.flush();
 }
 
+void emit_report::damaged(const damaged_definitions& error) {
+  clear_progress();
+  error.write(log_, options_.format, options_.color);
+  log_.flush();
+}
+
 void emit_report::note(const std::string& text) {
   if (!options_.with_summary()) return;
   clear_progress();

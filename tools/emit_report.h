@@ -8,6 +8,7 @@
 
 #include "tools/command_options.h"
 #include "tools/emit_tally.h"
+#include "tools/event_set.h"
 #include "tools/record_input.h"
 #include "tools/record_parser.h"
 
@@ -20,6 +21,8 @@ class emit_report {
   void bad_record(const record_line& line, const record_error& error);
   // "kplog: TEXT", or as JSON.
   void problem(diagnostic_rule rule, const std::string& text);
+  // Where definitions are damaged.
+  void damaged(const damaged_definitions& error);
   // Redraws the line of progress, if there is one to draw and it is time.
   void progress(const emit_tallies& tallies);
   // Tells how many bad records were not shown, if any.

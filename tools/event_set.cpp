@@ -35,12 +35,20 @@ static size_t limit_of_definition_files(std::string_view) {
 static definition_set read_set(const std::string& path) {
   std::string bytes;
   if (!read_source_bytes(path, bytes, limit_of_definition_files)) fail(path, strerror(errno));
-  definition_file file(path, std::move(bytes));
+  auto file = std::make_shared<definition_file>(path, std::move(bytes));
   diagnostic_list found;
-  if (read_definition_file(file, found)) return std::move(file.set);
-  std::ostringstream faults;
-  found.write(faults, file.set.sources, diagnostic_format::text, false);
-  fail(path, "the definition file is damaged\n" + faults.str());
+  if (!read_definition_file(*file, found)) throw damaged_definitions(file, std::move(found));
+  return std::move(file->set);
+}
+
+damaged_definitions::damaged_definitions(std::shared_ptr<const definition_file> file,
+                                         diagnostic_list found)
+    : std::runtime_error("the definition file is damaged"),
+      file_(std::move(file)),
+      found_(std::move(found)) {}
+
+void damaged_definitions::write(std::ostream& out, diagnostic_format format, bool color) const {
+  found_.write(out, file_->set.sources, format, color);
 }
 
 static auto find_by_name(std::vector<known_attribute>& attributes, const std::string& name) {

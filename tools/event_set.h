@@ -4,12 +4,16 @@
 #define TOOLS_EVENT_SET_H
 
 #include <cstdint>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "kp_LOG_AttributeType.h"
+#include "tools/definition_file.h"
+#include "tools/diagnostics.h"
 
 // An attribute that entries of an event may carry.
 struct known_attribute {
@@ -34,13 +38,25 @@ struct event_set_options {
   std::string locale;       // empty: that of the environment
 };
 
+// A definition file that is damaged, and where.
+class damaged_definitions : public std::runtime_error {
+ public:
+  damaged_definitions(std::shared_ptr<const definition_file> file, diagnostic_list found);
+
+  void write(std::ostream& out, diagnostic_format format, bool color) const;
+
+ private:
+  std::shared_ptr<const definition_file> file_;  // what was found points into it
+  diagnostic_list found_;
+};
+
 class event_set {
  public:
   // Sets the process-wide configuration of the library: definitions, catalog and locale. Inside the
   // process texts are UTF-8, whatever the code page of the output. Every event can be given a time
   // afterwards: the attributes that the library keeps its zone in are declared where the files do
-  // not. Raises std::runtime_error, with the path in front, for a file that cannot be read, is
-  // damaged (with the places), or is refused by the library, and for a name that is no locale's.
+  // not. Raises damaged_definitions, and std::runtime_error, with the path in front, for a file
+  // that cannot be read or is refused by the library, and for a name that is no locale's.
   explicit event_set(const event_set_options& options);
   // Events are handed out by address.
   event_set(const event_set&) = delete;

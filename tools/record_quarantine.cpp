@@ -1,12 +1,12 @@
 #include "tools/record_quarantine.h"
 
-#include <algorithm>
+#include "tools/file_place.h"
 
 record_quarantine::record_quarantine(const std::string& path, decltype(append_rules::report) report)
     : report_(std::move(report)) {
-  const size_t slash = path.rfind('/');
-  folder_ = slash == std::string::npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
-  name_ = path.substr(slash + 1);  // npos + 1 is 0
+  const file_place place = place_of(path);
+  folder_ = place.folder;
+  name_ = place.name;
   append_batch batch(folder_, name_, {.report = report_});
   batch.open_existing(name_);
   batch.commit();

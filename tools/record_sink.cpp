@@ -6,35 +6,22 @@
 #include <stdexcept>
 
 #include "kp_LOG_filenames.h"
+#include "tools/file_place.h"
 #include "tools/sink_kinds.h"
 #include "tools/terminal_text.h"
-
-// Bytes of a name that a serial number or a lock's ending is added to.
-static constexpr size_t longest_name = 200;
 
 [[noreturn]] static void refuse(const std::string& text) {
   throw std::invalid_argument(terminal_text(text));
 }
 
+static constexpr std::string_view text_sink_prefix = "text:";
+static constexpr std::string_view json_sink_prefix = "json:";
+
 // --- A place in a folder ---
 
-struct sink_place {
-  std::string folder;
-  std::string name;  // may be empty
-};
-
-static sink_place place_of(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return {".", path};
-  return {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
-}
-
 static void check_name(const std::string& sink, const char* what, const std::string& name) {
-  if (name.empty() || name == "." || name == "..")
-    refuse("the sink " + sink + " lacks the name of its " + what);
-  if (name.size() > longest_name)
-    refuse("the sink " + sink + " has a " + what + " of " + std::to_string(name.size()) +
-           " bytes; at most " + std::to_string(longest_name) + " are possible");
+  const std::string fault = fault_of_file_name(what, name);
+  if (!fault.empty()) refuse("the sink " + sink + " " + fault);
 }
 
 // --- text: ---
@@ -77,7 +64,7 @@ static uintmax_t parse_text_options(const std::string& sink, std::string_view op
 
 static std::unique_ptr<record_sink> make_text_sink(const std::string& sink, const std::string& path,
                                                    const sink_options& options) {
-  sink_place place = place_of(path);
+  file_place place = place_of(path);
   const size_t comma = place.name.find(',');
   uintmax_t max_size = default_log_size;
   if (comma != std::string::npos) {
@@ -93,19 +80,29 @@ static std::unique_ptr<record_sink> make_text_sink(const std::string& sink, cons
 static std::unique_ptr<record_sink> make_json_sink(const std::string& sink, const std::string& path,
                                                    const sink_options& options) {
   if (path == "-") return make_json_output_sink(options);
-  const sink_place place = place_of(path);
+  const file_place place = place_of(path);
   check_name(sink, "file", place.name);
   return make_json_file_sink(place.folder, place.name, options);
+}
+
+std::string sink_path(const std::string& description) {
+  if (description.starts_with(text_sink_prefix)) {
+    const file_place place = place_of(description.substr(text_sink_prefix.size()));
+    return place.folder + "/" + place.name.substr(0, place.name.find(',')) + ".";
+  }
+  if (!description.starts_with(json_sink_prefix)) return "";
+  const std::string path = description.substr(json_sink_prefix.size());
+  return path == "-" ? "" : path;
 }
 
 std::unique_ptr<record_sink> make_record_sink(const std::string& description,
                                               const sink_options& options) {
   if (description.find('\0') != std::string::npos) refuse("the sink " + description + " has a NUL");
   if (description == "-") return make_message_sink(options);
-  if (description.rfind("text:", 0) == 0)
-    return make_text_sink(description, description.substr(5), options);
-  if (description.rfind("json:", 0) == 0)
-    return make_json_sink(description, description.substr(5), options);
+  if (description.starts_with(text_sink_prefix))
+    return make_text_sink(description, description.substr(text_sink_prefix.size()), options);
+  if (description.starts_with(json_sink_prefix))
+    return make_json_sink(description, description.substr(json_sink_prefix.size()), options);
   refuse("\"" + description +
          "\" is no sink; a sink is text:DIR/PREFIX[,max-size=SIZE], json:FILE, json:- or -");
 }

@@ -52,4 +52,8 @@ struct sink_options {
 std::unique_ptr<record_sink> make_record_sink(const std::string& description,
                                               const sink_options& options);
 
+// What the sink appends to: its file, or how the paths of its dated logs begin, "DIR/PREFIX.".
+// Empty: standard output, or no sink.
+std::string sink_path(const std::string& description);
+
 #endif

@@ -1,6 +1,9 @@
 // kplog emit, from outside: sinks, options, errors.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "tests/support/counter_folder.h"
@@ -91,6 +94,25 @@ TEST_F(EmitCommand, CountsGoOnWithTheFirstRecordOfTheirKey) {
   EXPECT_EQ(folder_.emit_text("-q --to text:./shop --count ./c", records).status, 0);
   EXPECT_EQ(folder_.text("c.cnt"),
             others + counter_record(2026, 11, 15, 1001, 4294967292u) + second);
+}
+
+TEST_F(EmitCommand, CountsStayAtTheLargestNumberOfARecord) {
+  folder_.write("c.cnt", counter_record(2026, 11, 15, 1001, 4294967294u));
+  const std::string records = login_record("a", 1) + login_record("b", 2) + login_record("c", 3);
+  EXPECT_EQ(folder_.emit_text("-q --to text:./shop --count ./c", records).status, 0);
+  EXPECT_EQ(folder_.text("c.cnt"), counter_record(2026, 11, 15, 1001, 4294967295u));
+}
+
+TEST_F(EmitCommand, CountsAreKeptInRegularFilesAlone) {
+  ASSERT_EQ(mkfifo(folder_.path("fifo.cnt").c_str(), 0600), 0);
+  ASSERT_EQ(symlink("victim", folder_.path("link.cnt").c_str()), 0);
+  for (const char* name : {"fifo", "link"}) {
+    const auto run = folder_.emit_text("-q --to - --count " + std::string(name), note_record("a"));
+    EXPECT_EQ(run.status, 3) << name;
+    EXPECT_EQ(run.out, "") << name;
+    EXPECT_THAT(run.err, HasSubstr("kplog: cannot count in " + std::string(name) + ".cnt: "));
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder_.path("victim")));
 }
 
 TEST_F(EmitCommand, SyncedRunsWriteTheSame) {
@@ -366,7 +388,15 @@ TEST_F(EmitCommand, WrongUsageIsExplained) {
       {"--to - --listen /tmp/x", "is no address; unix:PATH is expected\n"},
       {"--to - --codepage UTF-16", "UTF-16"},
       {"--to - --codepage nonsense", "nonsense"},
+      {"--to json:x --codepage nonsense", "nonsense"},
       {"--to text:./a.b", "."},
+      {"--to - --count ./", "kplog: --count: ./ lacks the name of its file\n"},
+      {"--to - --count ..", "kplog: --count: .. lacks the name of its file\n"},
+      {"--to - --on-error quarantine=x/", "kplog: --on-error: x/ lacks the name of its file\n"},
+      {"--to json:x --to json:./x", "kplog: two outputs cannot share ./x\n"},
+      {"--to text:x --to text:./x,max-size=1", "kplog: two outputs cannot share ./x.\n"},
+      {"--to json:x --on-error quarantine=x", "kplog: two outputs cannot share x\n"},
+      {"--to json:x.cnt --count x", "kplog: two outputs cannot share x.cnt\n"},
   };
   for (const usage_case& one : cases) {
     const auto run = folder_.emit_text(one.arguments, "");
@@ -391,6 +421,25 @@ TEST_F(EmitCommand, FilesThatCannotBeReadAreNamedBeforeAnythingIsWritten) {
     EXPECT_EQ(run.status, 3) << arguments;
     EXPECT_THAT(run.err, AllOf(HasSubstr("missing"), HasSubstr("No such file"))) << arguments;
     EXPECT_EQ(run.out, "") << arguments;
+  }
+}
+
+TEST_F(EmitCommand, ConfigurationIsARegularFile) {
+  ASSERT_EQ(mkfifo(folder_.path("fifo").c_str(), 0600), 0);
+  EXPECT_EQ(folder_.emit_text("--to - --config .", "").err,
+            "kplog: cannot read .: Is a directory\n");
+  const auto run = folder_.emit_text("--to - --config fifo", "");
+  EXPECT_EQ(run.err, "kplog: cannot read fifo: Illegal seek\n");
+  EXPECT_EQ(run.status, 3);
+}
+
+TEST_F(EmitCommand, DamageOfDefinitionsIsShown) {
+  for (const char* command : {"emit --to - ", "render "}) {
+    const auto run =
+        run_kplog(folder_.path(), command + std::string("--definitions events.yaml < /dev/null"));
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, StartsWith("events.yaml:0x0: error[file-magic]: a definition"));
+    EXPECT_THAT(run.err, Not(HasSubstr("\\x0A")));
   }
 }
 
