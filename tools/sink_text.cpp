@@ -12,8 +12,8 @@
 
 static constexpr unsigned last_serial = 9999;  // four digits; names with more are not recognised
 
-// Days whose serials are remembered; records with times all over the calendar do not make the
-// memory grow.
+// Days whose serials are remembered from batch to batch; records with times all over the calendar
+// do not make the memory grow.
 static constexpr size_t remembered_days = 64;
 
 struct log_day {
@@ -76,7 +76,7 @@ class text_log_sink : public record_sink {
  private:
   std::string& lines_of(const kp_Time& time);
   std::string log_name(const log_day& day, unsigned serial) const;
-  unsigned highest_serial(const append_batch& batch, const log_day& day) const;
+  void read_folder(const append_batch& batch);
   void open_last(append_batch& batch, const log_day& day);
   void open_next(append_batch& batch, const log_day& day);
   size_t part_that_fits(std::string_view lines, uintmax_t size) const;
@@ -94,7 +94,8 @@ class text_log_sink : public record_sink {
   std::pair<const log_day, std::string>* last_day_ = nullptr;  // of days_, or null
   size_t pending_ = 0;
 
-  std::map<log_day, unsigned> serials_;  // of the logs last written to
+  std::map<log_day, unsigned> serials_;  // of the logs last written to; 0: not known
+  bool is_folder_read_ = false;          // in this batch: its days not known have no log
 };
 
 // --- Gathering ---
@@ -137,36 +138,35 @@ struct directory_closer {
   void operator()(DIR* directory) const { closedir(directory); }
 };
 
-// 0 when the day has no log.
-unsigned text_log_sink::highest_serial(const append_batch& batch, const log_day& day) const {
+// Finds the highest serials of the days to be written. Once for all of them: a folder may have
+// many files, and a batch many days.
+void text_log_sink::read_folder(const append_batch& batch) {
   open_descriptor folder(openat(batch.folder(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   const std::unique_ptr<DIR, directory_closer> directory(fdopendir(folder.get()));
   if (directory == nullptr) raise_sink_error("read the folder", folder_);
   folder.release();
-  unsigned highest = 0;
+  for (const auto& [day, lines] : days_) serials_[day] = 0;
   while (const dirent* const file = readdir(directory.get())) {
     log_day found;
     unsigned short serial = 0;
     if (is_a_valid_text_log(file->d_name, prefix_.c_str(), &found.year, &found.month, &found.day,
                             &serial) == 1 &&
-        found == day)
-      highest = std::max<unsigned>(highest, serial);
+        days_.contains(found))
+      serials_[found] = std::max<unsigned>(serials_[found], serial);
   }
-  return highest;
+  is_folder_read_ = true;
 }
 
 // Goes on with the log that has the day's highest serial, and makes the first where there is none.
 // Another process may have gone on to later ones since this one last wrote.
 void text_log_sink::open_last(append_batch& batch, const log_day& day) {
-  const auto known = serials_.find(day);
-  unsigned serial = known == serials_.end() ? 0 : known->second;
+  unsigned& serial = serials_[day];
   if (serial == 0 || !batch.open_existing(log_name(day, serial))) {
-    serial = std::max(highest_serial(batch, day), 1U);
+    if (!is_folder_read_) read_folder(batch);
+    serial = std::max(serial, 1U);
     batch.open(log_name(day, serial));
   }
   while (serial < last_serial && batch.open_existing(log_name(day, serial + 1))) ++serial;
-  if (serials_.size() >= remembered_days) serials_.clear();
-  serials_[day] = serial;
 }
 
 void text_log_sink::open_next(append_batch& batch, const log_day& day) {
@@ -205,6 +205,8 @@ void text_log_sink::append(append_batch& batch, const log_day& day, std::string_
 void text_log_sink::write(bool synced) {
   if (days_.empty()) return;
   append_batch batch(folder_, prefix_, {.synced = synced, .report = report_});
+  is_folder_read_ = false;
+  if (serials_.size() > remembered_days) serials_.clear();
   for (const auto& [day, lines] : days_) append(batch, day, lines);
   batch.commit();
   days_.clear();

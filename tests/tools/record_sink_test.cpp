@@ -261,6 +261,24 @@ TEST_F(RecordSink, GoesOnWithTheHighestSerialOfTheDay) {
   EXPECT_EQ(content("app.20261115.0002"), "old\n");
 }
 
+TEST_F(RecordSink, EachDayOfABatchGoesOnWithItsOwnSerial) {
+  folder_.write("app.20261114.0009", "");
+  folder_.write("app.20261115.0002", "");
+  const auto sink = text();
+  const auto add_days = [&] {
+    for (const char* day : {"14", "15", "16", "17"})
+      entries_.add(*sink, "m", (std::string("2026-11-") + day + "T00:00:00+08:00").c_str());
+  };
+  add_days();
+  sink->write(false);
+  folder_.write("app.20261116.0002", "");
+  fs::remove(file("app.20261115.0002"));
+  add_days();
+  sink->write(false);
+  EXPECT_THAT(files(), ElementsAre("app.20261114.0009", "app.20261115.0001", "app.20261116.0001",
+                                   "app.20261116.0002", "app.20261117.0001"));
+}
+
 TEST_F(RecordSink, SerialsEndWithFourDigits) {
   folder_.write("app.20261115.9999", "x\n");
   const auto sink = text(",max-size=1");
