@@ -32,8 +32,15 @@ static CLI::Validator one_of(const std::vector<std::string>& choices) {
           ""};
 }
 
+// Refuses the empty name that a script's unset variable gives.
+static CLI::Validator some_name() {
+  return {[](std::string& name) { return std::string(name.empty() ? "the name is empty" : ""); },
+          ""};
+}
+
 // Says of an option what `words` say, and whether it must be given.
 static void describe(CLI::Option& option, const option_words& words, option_need need) {
+  if (words.type_name == "FILE" || words.type_name == "FOLDER") option.check(some_name());
   option.description(words.text);
   option.type_name(words.type_name);
   option.required(need == option_need::required);

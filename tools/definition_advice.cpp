@@ -209,6 +209,12 @@ class definition_adviser {
         first_of_name_.emplace(attribute.name.value, &attribute);
   }
 
+  // The library puts global attributes of the AUX set in the place of those of the STD set.
+  bool is_standard_global(const attribute_model& attribute) const {
+    return options_.standard != nullptr &&
+           find_attribute(options_.standard->set().globals, attribute.name.value) == &attribute;
+  }
+
   void advise_on_attribute(const attribute_model& attribute, const event_model* event) {
     advise_on_name(attribute.name, event, &attribute);
     if (const size_t percent = attribute.name.value.find('%'); percent != std::string::npos)
@@ -219,10 +225,13 @@ class definition_adviser {
     const attribute_model& first =
         *first_of_name_.emplace(attribute.name.value, &attribute).first->second;
     if (first.type == attribute.type) return;
+    const char* const beside = event == nullptr && is_standard_global(first)
+                                   ? ", also for events of the STD set, where it is a "
+                                   : ", and elsewhere a ";
     sink_.add({diagnostic_rule::attribute_types,
                attribute.name.place,
                in_quotes(attribute.name.value) + " is a " + short_type_name(attribute.type) +
-                   " here, and elsewhere a " + short_type_name(first.type),
+                   " here" + beside + short_type_name(first.type),
                {{first.name.place, "it is declared here first"}}},
               event, &attribute);
   }

@@ -35,7 +35,7 @@ std::string nearest_name_hint(std::string_view name,
                               const std::vector<std::string_view>& candidates) {
   constexpr size_t longest = 64;  // names beyond are not worth the comparison
   if (name.size() > longest) return "";
-  size_t best = (name.size() + 1) / 3 + 1;  // beyond a third of the letters it is another name
+  size_t best = name.size() / 3 + 1;  // beyond a third of the letters it is another name
   std::string_view nearest;
   for (const std::string_view candidate : candidates) {
     if (candidate.size() > longest) continue;

@@ -193,6 +193,15 @@ TEST(CheckAdvice, SelectorOfTheStdEventSelectsMessages) {
                          "programs show it by its index alone\n"));
 }
 
+TEST(CheckAdvice, GlobalAttributesOfAnAuxSetTakeThePlaceOfThoseOfTheStdSet) {
+  const temp_folder folder;
+  folder.write("std.yaml", "kplog: 1\nlog_version: \"1\"\nattributes: {HOST: Char64}\n");
+  folder.write("aux.yaml", "kplog: 1\nlog_version: \"1\"\nattributes: {HOST: UInt1}\n");
+  EXPECT_THAT(run_kplog(folder.path(), "check -q aux.yaml --std std.yaml").err,
+              StartsWith("aux.yaml:3:14: warning[attribute-types]: \"HOST\" is a UInt1 here, also "
+                         "for events of the STD set, where it is a Char64\n"));
+}
+
 TEST(CheckAdvice, FlagsAreComparedWithThoseOfTheStdSet) {
   const temp_folder folder;
   folder.write("std.yaml", source_of_events("  E: {id: 1, message: m}\n", "flags: {Z: 4}\n"));

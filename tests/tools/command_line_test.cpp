@@ -124,6 +124,9 @@ TEST(CommandLine, ErrorsSayWhatWasMeantAndWhoseHelpSaysMore) {
       {"dump e.ldf two.ldf",
        "kplog dump takes nothing more: \"two.ldf\"\n"
        "Try 'kplog dump --help'.\n"},
+      {"compile e.yaml -o e.ldf --std ''",
+       "--std: the name is empty\nTry 'kplog compile --help'.\n"},
+      {"dump -x e.ldf", "kplog dump has no option \"-x\"\nTry 'kplog dump --help'.\n"},
       {"compile e.yaml", "--output is required\nTry 'kplog compile --help'.\n"},
       {"compile e.yaml -o e.ldf --color \"$(printf '\\033[7m')\"",
        "--color: \"\\x1B[7m\" is none of auto|always|never\nTry 'kplog compile --help'.\n"},

@@ -157,6 +157,6 @@ TEST(NearestName, SuggestsTheClosestAndNothingFarAway) {
   EXPECT_EQ(nearest_name_hint("Integer", {"UInt1", "Float"}), "");
   EXPECT_EQ(nearest_name_hint("PROT", {"HOST", "PORT"}), "; did you mean \"PORT\"?");
   EXPECT_EQ(nearest_name_hint("HOST", {"PORT"}), "");
-  EXPECT_EQ(nearest_name_hint("X", {"A"}), "");
+  EXPECT_EQ(nearest_name_hint("-q", {"-h"}), "");
   EXPECT_EQ(nearest_name_hint("x", {}), "");
 }
