@@ -2,22 +2,16 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <optional>
 
-#include "tools/change_rules.h"
 #include "tools/code_page_repertoire.h"
 #include "tools/cpp_text.h"
 #include "tools/nearest_name.h"
+#include "tools/source_values.h"
 #include "tools/utf8_text.h"
 #include "tools/yaml_reader.h"
 
 static constexpr std::string_view type_prefix = "Type";
 static constexpr std::array<const char*, 3> renderer_names = {"icu", "bytes", "both"};
-
-static std::string in_quotes(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
-}
 
 // The type of a name with or without "Type" before it.
 static kp_AttributeType type_from_name(const std::string& name) {
@@ -33,28 +27,11 @@ static std::vector<std::string_view> short_type_names() {
   return names;
 }
 
-// Decimal to some readers of YAML, octal to others.
-static bool has_leading_zero(std::string_view text) {
-  return text.size() > 1 && text.find_first_not_of("0123456789") == text.npos && text[0] == '0';
-}
-
-// The number that a whole text is, in decimal, or in hexadecimal after "0x".
-static std::optional<uint32_t> number_from_text(std::string_view text) {
-  if (has_leading_zero(text)) return std::nullopt;
-  const bool is_hex = text.starts_with("0x");
-  if (is_hex) text.remove_prefix(2);
-  uint32_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stopped, error] = std::from_chars(text.data(), end, number, is_hex ? 16 : 10);
-  if (error != std::errc() || stopped != end) return std::nullopt;
-  return number;
-}
-
 // Reads one source into the set. Each kind of map has a table of its keys.
-class definition_source_reader {
+class definition_source_reader : private source_value_reader {
  public:
   definition_source_reader(const source_text& source, definition_set& set, diagnostic_list& found)
-      : source_(source), set_(set), found_(found) {}
+      : source_value_reader(source, found), set_(set) {}
 
   void read(const yaml_node& root) {
     const size_t first_event = set_.events.size();
@@ -77,12 +54,6 @@ class definition_source_reader {
   static const std::array<key_row<attribute_model>, 4> attribute_keys;
   static const std::array<key_row<message_model>, 3> message_keys;
   static const std::array<key_row<message_model>, 6> selector_message_keys;
-
-  source_place place(const yaml_node& node) const { return node.place(source_); }
-
-  void add(diagnostic_rule rule, const yaml_node& node, std::string text) {
-    found_.add(rule, place(node), std::move(text));
-  }
 
   // --- maps by table
 
@@ -123,132 +94,6 @@ class definition_source_reader {
     return false;
   }
 
-  // --- single values
-
-  // Whether the value is what the source says, and nothing has been said of it.
-  static bool is_certain(const yaml_node& node) { return node.is_whole && !node.is_refused; }
-
-  // `expected` is what to say of a value of another kind.
-  void refuse_kind(const yaml_node& node, const std::string& expected, const char* nothing) {
-    if (!is_certain(node)) return;
-    const bool is_nothing = node.kind == yaml_node::kinds::null;
-    add(diagnostic_rule::wrong_kind, node,
-        is_nothing ? expected + ", and there is nothing here" + nothing : expected);
-  }
-
-  bool is_map(const yaml_node& node, const std::string& expected) {
-    if (node.kind == yaml_node::kinds::map) return true;
-    refuse_kind(node, expected, "; an empty one is {}");
-    return false;
-  }
-
-  bool is_list(const yaml_node& node, const std::string& expected) {
-    if (node.kind == yaml_node::kinds::sequence) return true;
-    refuse_kind(node, expected, "; an empty one is []");
-    return false;
-  }
-
-  bool read_text(const yaml_node& node, placed<std::string>& text,
-                 const char* expected = "a text is expected here") {
-    if (node.kind != yaml_node::kinds::scalar) {
-      refuse_kind(node, expected, "");
-      return false;
-    }
-    if (node.text.find('\0') != std::string::npos) {
-      add(diagnostic_rule::bad_text, node, "a text cannot hold a NUL");
-      return false;
-    }
-    text = {node.text, place(node)};
-    return true;
-  }
-
-  bool read_name(const yaml_node& node, placed<std::string>& name) {
-    if (!read_text(node, name)) return false;
-    const char* fault = name.value.empty() ? "a name cannot be empty"
-                        : has_control_character(name.value)
-                            ? "a name cannot hold a control character"
-                            : nullptr;
-    if (fault != nullptr) add(diagnostic_rule::bad_name, node, fault);
-    return fault == nullptr;
-  }
-
-  bool read_number(const yaml_node& node, placed<uint32_t>& number) {
-    const auto value = node.kind == yaml_node::kinds::scalar && node.plain
-                           ? number_from_text(node.text)
-                           : std::nullopt;
-    if (value)
-      number = {*value, place(node)};
-    else if (is_certain(node))
-      add(diagnostic_rule::bad_number, node,
-          has_leading_zero(node.text)
-              ? leading_zero_fault
-              : "a number from 0 to 4294967295 is expected here, decimal or 0x and hexadecimal");
-    return value.has_value();
-  }
-
-  static constexpr const char* leading_zero_fault =
-      "a number with a zero in front is octal to some readers of YAML; write it without, or "
-      "after 0x";
-
-  void read_note(const yaml_node& node, std::string& note) {
-    placed<std::string> text;
-    if (read_text(node, text)) note = text.value;
-  }
-
-  void read_silence(const yaml_node& node, std::vector<silenced_rule>& silenced) {
-    read_reasons(node, "silences are a map of codes and reasons", silenced, is_silenceable,
-                 &reader::refuse_silence);
-  }
-
-  void read_accepted(const yaml_node& node, std::vector<silenced_rule>& accepted) {
-    read_reasons(node, "accepted differences are a map of codes and reasons", accepted,
-                 is_change_code, &reader::refuse_accepted);
-  }
-
-  // A map of codes to reasons.
-  void read_reasons(const yaml_node& node, const char* expected,
-                    std::vector<silenced_rule>& silenced, bool (*is_known)(std::string_view code),
-                    void (reader::*refuse)(const yaml_node& key)) {
-    if (!is_map(node, expected)) return;
-    for (size_t i = 0; i < node.children.size(); i += 2) {
-      const yaml_node& key = node.children[i];
-      if (key.is_refused) continue;
-      if (is_known(key.text))
-        read_silenced_rule(key, node.children[i + 1], silenced);
-      else
-        (this->*refuse)(key);
-    }
-  }
-
-  void read_silenced_rule(const yaml_node& key, const yaml_node& value,
-                          std::vector<silenced_rule>& silenced) {
-    placed<std::string> code;
-    placed<std::string> reason;
-    if (!read_text(key, code) || !read_text(value, reason)) return;
-    if (reason.value.find_first_not_of(' ') == std::string::npos)
-      return add(diagnostic_rule::silence, value, "a silence needs a reason");
-    silenced.push_back({code, reason.value});
-  }
-
-  void refuse_silence(const yaml_node& key) {
-    if (rule_of_code(key.text) != nullptr)
-      return add(diagnostic_rule::silence, key,
-                 in_quotes(key.text) + " is a fault, which cannot be silenced");
-    std::vector<std::string_view> codes;
-    for (const diagnostic_rule_row& row : diagnostic_rules)
-      if (row.kind == rule_kind::advice) codes.push_back(row.code);
-    add(diagnostic_rule::silence, key,
-        "no rule " + in_quotes(key.text) + nearest_name_hint(key.text, codes));
-  }
-
-  void refuse_accepted(const yaml_node& key) {
-    std::vector<std::string_view> codes;
-    codes.reserve(std::size(change_rules));
-    for (const change_rule_row& row : change_rules) codes.push_back(row.code);
-    add(diagnostic_rule::silence, key,
-        "no difference " + in_quotes(key.text) + nearest_name_hint(key.text, codes));
-  }
-
   // --- a source
 
   void read_format(const yaml_node& node, reader&) {
@@ -267,9 +112,9 @@ class definition_source_reader {
     if (has_control_character(version.value))
       add(diagnostic_rule::log_version, node, "a log version cannot hold a control character");
     if (set_.log_version.is_given() && set_.log_version.value != version.value)
-      return found_.add(diagnostic_rule::log_version, version.place,
-                        "the sources of a set have one log version, and this is another",
-                        set_.log_version.place, "the log version is given here first");
+      return found().add(diagnostic_rule::log_version, version.place,
+                         "the sources of a set have one log version, and this is another",
+                         set_.log_version.place, "the log version is given here first");
     if (!set_.log_version.is_given()) set_.log_version = version;
   }
 
@@ -293,13 +138,13 @@ class definition_source_reader {
     if (!read_number(node, bits) || !has_name) return;
     bits.name_place = name.place;
     if (name.value == "DEBUG" && bits.value != definition_debug_flag)
-      return found_.add(diagnostic_rule::flag_value, bits.place,
-                        "DEBUG is 0x04000000 in every set");
+      return found().add(diagnostic_rule::flag_value, bits.place,
+                         "DEBUG is 0x04000000 in every set");
     const auto [first, is_new] = set_.flags.emplace(name.value, bits);
     if (!is_new && first->second.value != bits.value)
-      found_.add(diagnostic_rule::flag_value, bits.place,
-                 "the flag " + in_quotes(name.value) + " has another value already",
-                 first->second.place, "its value is given here first");
+      found().add(diagnostic_rule::flag_value, bits.place,
+                  "the flag " + in_quotes(name.value) + " has another value already",
+                  first->second.place, "its value is given here first");
   }
 
   void read_globals(const yaml_node& node, reader&) {
@@ -311,15 +156,15 @@ class definition_source_reader {
   // Sources of one set may state the same global attribute, each for its readers.
   void add_global(attribute_model global) {
     if (global.redirection.is_given())
-      found_.add(diagnostic_rule::redirect_global, global.redirection.place,
-                 "a global attribute cannot be redirected");
+      found().add(diagnostic_rule::redirect_global, global.redirection.place,
+                  "a global attribute cannot be redirected");
     const auto first = std::find_if(set_.globals.begin(), set_.globals.end(), [&](const auto& g) {
       return g.name.value == global.name.value;
     });
     if (first == set_.globals.end()) return set_.globals.push_back(std::move(global));
     const bool is_sure = first->type != TypeUnknown && global.type != TypeUnknown;
     if (is_sure && first->type != global.type)
-      found_.add(
+      found().add(
           diagnostic_rule::global_conflict, global.name.place,
           "the global attribute " + in_quotes(global.name.value) + " has another type already",
           first->name.place, "it is declared here first");
@@ -331,33 +176,6 @@ class definition_source_reader {
 
   void read_id_ranges(const yaml_node& node, reader&) {
     read_ids(node, "ranges of IDs are a list", set_.id_ranges);
-  }
-
-  void read_ids(const yaml_node& node, const char* expected, std::vector<id_range>& ranges) {
-    if (!is_list(node, expected)) return;
-    for (const yaml_node& item : node.children) read_id_range(item, ranges);
-  }
-
-  void read_id_range(const yaml_node& item, std::vector<id_range>& ranges) {
-    const bool is_scalar = item.kind == yaml_node::kinds::scalar;
-    const std::string_view text = is_scalar ? std::string_view(item.text) : std::string_view();
-    const size_t dash = text.find('-');
-    const auto first = number_from_text(text.substr(0, dash));
-    const auto last =
-        dash == std::string_view::npos ? first : number_from_text(text.substr(dash + 1));
-    if (!first || !last) return refuse_id_range(item, text);
-    if (*first > *last)
-      return add(diagnostic_rule::backward_range, item, "this range ends before it begins");
-    ranges.push_back({*first, *last, place(item)});
-  }
-
-  void refuse_id_range(const yaml_node& item, std::string_view text) {
-    const size_t dash = std::min(text.find('-'), text.size());
-    const bool is_octal = has_leading_zero(text.substr(0, dash)) ||
-                          has_leading_zero(text.substr(std::min(dash + 1, text.size())));
-    if (is_certain(item))
-      add(diagnostic_rule::bad_number, item,
-          is_octal ? leading_zero_fault : "an ID or a range FIRST-LAST of them is expected here");
   }
 
   void read_code_pages(const yaml_node& node, reader&) {
@@ -492,9 +310,9 @@ class definition_source_reader {
   void check_message_text(const yaml_node& node, const message_model& message) {
     if (node.kind != yaml_node::kinds::map || !node.is_whole) return;
     if (message.text.is_given() && message.raw.is_given())
-      found_.add(diagnostic_rule::message_text, message.raw.place,
-                 "a message has a text or a raw template, not both", message.text.place,
-                 "its text is given here");
+      found().add(diagnostic_rule::message_text, message.raw.place,
+                  "a message has a text or a raw template, not both", message.text.place,
+                  "its text is given here");
     if (!has_key(node, "text") && !has_key(node, "raw") && !has_key(node, "id"))
       add(diagnostic_rule::message_text, node,
           "a message needs a text, a raw template, or the ID of one in the catalogs");
@@ -527,9 +345,7 @@ class definition_source_reader {
     read_number(node, message.value);
   }
 
-  const source_text& source_;
   definition_set& set_;
-  diagnostic_list& found_;
   message_renderer renderer_ = message_renderer::icu;
 };
 
