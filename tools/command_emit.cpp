@@ -126,7 +126,7 @@ static command_outcome emit(emit_options& options, std::ostream& log) {
     return usage_error(log, error.what());
   }
   const emit_signals signals;
-  emit_report report(log, options.report);
+  emit_report report(log, options.report, options.writes_standard_output());
   try {
     check_record_files(options.records);
     return emit_run(options, report).run(signals);

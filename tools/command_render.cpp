@@ -108,7 +108,7 @@ static command_outcome render(render_options& options, std::ostream& out, std::o
   if (options.records.empty()) options.records = {"-"};
   if (reads_standard_input_twice(options.records))
     return usage_error(log, "standard input can be read once");
-  emit_report report(log, options.report);
+  emit_report report(log, options.report, true);
   try {
     check_record_files(options.records);
     const event_set events(options.events);
@@ -127,7 +127,7 @@ static command_outcome render(render_options& options, std::ostream& out, std::o
 static command_action describe_render(CLI::App& command) {
   const auto options = std::make_shared<render_options>();
   add_arguments(command,
-                {"records", "FILE",
+                {"RECORDS", "FILE",
                  "Files of records, one JSON object a line; - is standard input, the default"},
                 options->records, option_need::optional);
   add_event_set_options(command, options->events, options->code_page);

@@ -22,6 +22,14 @@ std::string emit_options::socket_path() const {
   return listen.empty() ? "" : listen.substr(listen_prefix.size());
 }
 
+static bool is_standard_output(const std::string& sink) {
+  return sink == "-" || sink == "json:-";
+}
+
+bool emit_options::writes_standard_output() const {
+  return acknowledges || std::any_of(sinks.begin(), sinks.end(), is_standard_output);
+}
+
 std::vector<std::string> emit_options::output_paths() const {
   std::vector<std::string> paths;
   for (const std::string& sink : sinks)
@@ -80,7 +88,7 @@ static void add_output_options(CLI::App& command, emit_options& options) {
 
 static void add_input_options(CLI::App& command, emit_options& options) {
   add_arguments(command,
-                {"records", "FILE",
+                {"RECORDS", "FILE",
                  "Files of records, one JSON object a line; - is standard input, the default"},
                 options.records, option_need::optional);
   add_text_option(command,
@@ -147,8 +155,7 @@ static void check_sharing(const std::vector<std::string>& paths) {
 }
 
 static void check_outputs(const emit_options& options) {
-  const auto is_output = [](const std::string& sink) { return sink == "-" || sink == "json:-"; };
-  const auto count = std::count_if(options.sinks.begin(), options.sinks.end(), is_output);
+  const auto count = std::count_if(options.sinks.begin(), options.sinks.end(), is_standard_output);
   expect(count < 2, "two sinks cannot share standard output");
   expect(count == 0 || !options.acknowledges,
          "--ack needs standard output, which a sink writes to");

@@ -25,10 +25,11 @@ emit_tally total_of(const emit_tallies& tallies) {
   return total;
 }
 
-emit_report::emit_report(std::ostream& log, const report_options& options)
+emit_report::emit_report(std::ostream& log, const report_options& options, bool has_output)
     : log_(log),
       options_(options),
-      has_terminal_(options.with_summary() && isatty(STDERR_FILENO) != 0) {}
+      draws_progress_(options.with_summary() && isatty(STDERR_FILENO) != 0 &&
+                      !(has_output && isatty(STDOUT_FILENO) != 0)) {}
 
 // --- Problems ---
 
@@ -102,7 +103,7 @@ void emit_report::clear_progress() {
 }
 
 void emit_report::progress(const emit_tallies& tallies) {
-  if (!has_terminal_) return;
+  if (!draws_progress_) return;
   const clock::time_point now = clock::now();
   if (now - began_ < first_progress || now - drawn_ < progress_interval) return;
   drawn_ = now;

@@ -14,7 +14,8 @@
 
 class emit_report {
  public:
-  emit_report(std::ostream& log, const report_options& options);
+  // `has_output`: the run writes to standard output, among which no progress is drawn.
+  emit_report(std::ostream& log, const report_options& options, bool has_output);
 
   // A diagnostic with the line and a caret. In each minute the first 100 are shown, and the others
   // counted.
@@ -43,7 +44,7 @@ class emit_report {
 
   std::ostream& log_;
   const report_options& options_;
-  bool has_terminal_;
+  bool draws_progress_;
   bool is_progress_shown_ = false;
   clock::time_point began_ = clock::now();
   clock::time_point drawn_ = began_;   // the progress

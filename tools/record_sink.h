@@ -34,7 +34,6 @@ class record_sink {
   virtual void write(bool synced) = 0;
   // Forgets what it remembers of its files. They are opened by their names for every batch anyway.
   virtual void reopen() {}
-  virtual bool is_standard_output() const { return false; }
 };
 
 struct sink_options {

@@ -26,7 +26,6 @@ class json_output_sink : public json_sink {
   using json_sink::json_sink;
 
   void write(bool synced) override { write_standard_output(lines_, synced); }
-  bool is_standard_output() const override { return true; }
 };
 
 class json_file_sink : public json_sink {

@@ -14,7 +14,6 @@ class message_sink : public record_sink {
   }
   size_t pending() const override { return lines_.size(); }
   void write(bool synced) override { write_standard_output(lines_, synced); }
-  bool is_standard_output() const override { return true; }
 
  private:
   log_code_page code_page_;

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <memory>
 
@@ -169,6 +170,19 @@ TEST_F(EmitService, ProgressIsRedrawnOnATerminal) {
   }
   const command_end end = run.wait();
   EXPECT_THAT(end.err, HasSubstr("\r\x1b[Kkplog: " + std::to_string(count) + " records: "));
+}
+
+// A line of progress would stand before the next message.
+TEST_F(EmitService, ThereIsNoProgressAmongMessages) {
+  running_command run(folder_.path(), emit_folder::words({"--to", "-"}),
+                      command_err::shared_terminal);
+  const auto begin = std::chrono::steady_clock::now();
+  for (int i = 1; std::chrono::steady_clock::now() - begin < std::chrono::milliseconds(1200); ++i) {
+    const std::string message = "message " + std::to_string(i);
+    ASSERT_TRUE(run.send(note_record(message)));
+    ASSERT_EQ(run.err_line(), message + "\r");
+  }
+  EXPECT_THAT(run.wait().err, testing::StartsWith("kplog: "));
 }
 
 TEST_F(EmitService, ThereIsNoProgressBesideATerminal) {

@@ -136,11 +136,12 @@ TEST_F(RecordSink, AFolderThatIsNotThere) {
             "cannot open the folder " + file("plain") + ": Not a directory");
 }
 
-TEST_F(RecordSink, WhichOnesWriteToStandardOutput) {
-  EXPECT_TRUE(make("-")->is_standard_output());
-  EXPECT_TRUE(make("json:-")->is_standard_output());
-  EXPECT_FALSE(text()->is_standard_output());
-  EXPECT_FALSE(make("json:" + file("a"))->is_standard_output());
+TEST_F(RecordSink, WhatTheyAppendTo) {
+  EXPECT_EQ(sink_path("-"), "");
+  EXPECT_EQ(sink_path("json:-"), "");
+  EXPECT_EQ(sink_path("json:a/b,c"), "a/b,c");
+  EXPECT_EQ(sink_path("text:logs/app"), "logs/app.");
+  EXPECT_EQ(sink_path("text:a,b/app,max-size=1M"), "a,b/app.");
 }
 
 TEST_F(RecordSink, CodePagesThatTextCannotBeIn) {

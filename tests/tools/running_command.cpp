@@ -22,10 +22,10 @@ static constexpr int patience = 60000;  // milliseconds
 // A pipe whose ends no other command inherits.
 struct command_pipe {
   explicit command_pipe(command_err kind = command_err::pipe) {
-    if (kind == command_err::terminal)
-      make_terminal();
-    else
+    if (kind == command_err::pipe)
       make_pipe();
+    else
+      make_terminal();
   }
   void make_pipe() {
     int ends[2] = {-1, -1};
@@ -68,7 +68,8 @@ running_command::running_command(const std::string& folder,
   const command_pipe in;
   const command_pipe out;
   const command_pipe err(err_kind);
-  id_ = spawn(folder, arguments, {in.reading, out.writing, err.writing});
+  const bool is_shared = err_kind == command_err::shared_terminal;
+  id_ = spawn(folder, arguments, {in.reading, is_shared ? err.writing : out.writing, err.writing});
   for (const int theirs : {in.reading, out.writing, err.writing}) close(theirs);
   input_ = in.writing;
   out_.descriptor = out.reading;

@@ -23,8 +23,9 @@ struct command_end {
   std::string err;
 };
 
-// What the standard error of a command is.
-enum class command_err { pipe, terminal };
+// What the standard error of a command is: a pipe, a terminal, or one that its standard output is,
+// too, and that is then read as its error.
+enum class command_err { pipe, terminal, shared_terminal };
 
 // "kplog ARGUMENTS" in `folder`, with pipes at its standard input and output. Reads fail the test
 // and give "" when nothing comes in a minute. A command that is still there at the end of the scope
