@@ -36,10 +36,22 @@ static std::string summary_of(const diagnostic_list& found, size_t silenced) {
   return summary;
 }
 
+// Whether a compiled file names what only an STD set could declare, and none was given.
+static bool may_need_standard(const check_options& options, const definition_input& input,
+                              const diagnostic_list& found) {
+  return input.file != nullptr && options.standard.empty() &&
+         (found.has(diagnostic_rule::template_attribute) ||
+          found.has(diagnostic_rule::file_selector));
+}
+
 static command_outcome report(const check_options& options, const diagnostic_list& found,
-                              const definition_set& set, size_t silenced, std::ostream& log) {
-  found.write(log, set.sources, options.report.format, options.report.color);
-  if (options.report.with_summary()) log << "kplog: " << summary_of(found, silenced) << '\n';
+                              const definition_input& input, size_t silenced, std::ostream& log) {
+  found.write(log, input.set().sources, options.report.format, options.report.color);
+  if (options.report.with_summary()) {
+    log << "kplog: " << summary_of(found, silenced) << '\n';
+    if (may_need_standard(options, input, found))
+      log << "kplog: if this is an AUX file, give its STD set with --std\n";
+  }
   const bool fails =
       options.fail_on == "error" ? found.count(rule_severity::error) != 0 : !found.empty();
   return fails ? command_outcome::findings : command_outcome::good;
@@ -65,7 +77,7 @@ static command_outcome check(const check_options& options, std::ostream& log) {
     check_definition_file(*input.file, advice.standard, found);
   else if (found.empty())
     silenced = add_advice(input.set(), advice, found);
-  return report(options, found, input.set(), silenced, log);
+  return report(options, found, input, silenced, log);
 }
 
 static command_action describe_check(CLI::App& command) {

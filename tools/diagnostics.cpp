@@ -164,6 +164,11 @@ size_t diagnostic_list::count(rule_severity severity) const {
                     [&](const diagnostic& found) { return severity_of(found.rule) == severity; }));
 }
 
+bool diagnostic_list::has(diagnostic_rule rule) const {
+  return std::any_of(found_.begin(), found_.end(),
+                     [&](const diagnostic& found) { return found.rule == rule; });
+}
+
 void diagnostic_list::write(std::ostream& out, const std::vector<const source_text*>& sources,
                             diagnostic_format format, bool color) const {
   const auto order = [&](const diagnostic* found) {

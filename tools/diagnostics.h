@@ -49,6 +49,7 @@ class diagnostic_list {
   bool empty() const { return found_.empty(); }
   size_t size() const { return found_.size(); }
   size_t count(rule_severity severity) const;
+  bool has(diagnostic_rule rule) const;
 
   // Writes all in the order of the sources in `sources` and of their places there.
   //   text: "FILE:LINE:COLUMN: error[CODE]: text", or "warning", the line, a caret; notes the same
