@@ -305,6 +305,8 @@ const made_entry& entry_maker::make(const parsed_record& record, std::string_vie
 std::string entry_message(const made_entry& made) {
   try {
     return kp_LOG_RenderMessage(made.entry, false, made.message_index);
+  } catch (const KPX_logging_missing_resource&) {
+    throw record_error(record_fault::message, 1, "the catalog lacks its message");
   } catch (const KPX_logging_all& error) {
     throw record_error(record_fault::message, 1, error.what());
   }

@@ -1,7 +1,5 @@
 #include "tools/record_view.h"
 
-#include "kp_LOG_RenderMessage.h"
-#include "kp_LOG_errors.h"
 #include "tools/stored_form.h"
 
 // Why a record has no message.
@@ -11,20 +9,10 @@ class no_message : public std::runtime_error {
 
 // --- The message
 
-static std::string rendered(const made_entry& made) {
-  try {
-    return kp_LOG_RenderMessage(made.entry, false, made.message_index);
-  } catch (const KPX_logging_missing_resource&) {
-    throw no_message("the catalog lacks its message");
-  } catch (const KPX_logging_all& error) {
-    throw no_message(error.what());
-  }
-}
-
 // Without one there would be nothing of the record on its line.
 std::string record_view::message_of(const parsed_record& record, std::string_view line) {
   try {
-    std::string message = rendered(maker_.make(record, line));
+    std::string message = entry_message(maker_.make(record, line));
     if (message.empty()) throw no_message("its message is empty");
     return message;
   } catch (const record_error& error) {

@@ -138,6 +138,20 @@ TEST_F(EmitCommand, MessagesComeInTheLanguageOfTheCatalog) {
   EXPECT_EQ(run.out, "alice kam durch 22\n") << run.err;
 }
 
+TEST_F(EmitCommand, MessagesThatTheCatalogLacksAreBadRecords) {
+  folder_.write("link.yaml",
+                "kplog: 1\nlog_version: \"2.0\"\nevents: {LINK: {id: 1002, message: link}}\n");
+  folder_.write(
+      "de.po",
+      "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; charset=UTF-8\\n\"\n");
+  const auto built = run_kplog(folder_.path(), "catalog build -q link.yaml --po de.po -o messages");
+  ASSERT_EQ(built.status, 0) << built.err;
+  const auto run = folder_.emit_text("-q --catalog messages --to -", note_record("a"));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, StartsWith("<stdin>:1:1: error[record-message]: the catalog lacks its "
+                                  "message\n"));
+}
+
 // --- The filter
 
 static std::string three_levels() {
