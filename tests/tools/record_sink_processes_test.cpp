@@ -186,6 +186,9 @@ TEST(RecordSinkProcesses, WhatWasWrittenIsThereWholeAndOnceAfterAKill) {
   EXPECT_TRUE(std::is_sorted(found.begin(), found.end(), std::less_equal<>()));
   EXPECT_TRUE(std::includes(found.begin(), found.end(), written.begin(), written.end()));
   EXPECT_GT(written.size(), 100U);
-  for (const std::string& name : files_in(folder.path()))
-    EXPECT_EQ(read_whole_file(folder.file(name)).back(), '\n') << name;
+  // A file that was made and not written to is whole.
+  for (const std::string& name : files_in(folder.path())) {
+    const std::string lines = read_whole_file(folder.file(name));
+    EXPECT_TRUE(lines.empty() || lines.back() == '\n') << name;
+  }
 }
