@@ -182,21 +182,25 @@ TEST(SettingsFile, ASectionNameMayFillItsLine) {
 }
 
 TEST(SettingsFile, ValuesAreDecimalUnlessTheirSecondCharacterIsAnX) {
-  const settings_file settings(
-      "[s]\na=12abc\nb=1x5\nc=0X1f\nd=4294967295\ne=4294967296\nf=0xFFFFFFFFF\ng=-1\nh=0x\ni=x\n"
-      "j=007\nk=ax5\nl=0\n\n");
-  EXPECT_EQ(settings("s", "a"), 12U);
-  EXPECT_EQ(settings("s", "b"), 1U);
-  EXPECT_EQ(settings("s", "c"), 31U);
-  EXPECT_EQ(settings("s", "d"), 4294967295U);
-  EXPECT_EQ(settings("s", "e"), 4294967295U);
-  EXPECT_EQ(settings("s", "f"), 4294967295U);
-  EXPECT_EQ(settings("s", "g"), 0U);
-  EXPECT_EQ(settings("s", "h"), 0U);
-  EXPECT_EQ(settings("s", "i"), 0U);
-  EXPECT_EQ(settings("s", "j"), 7U);
-  EXPECT_EQ(settings("s", "k"), 10U);
-  EXPECT_EQ(settings("s", "l"), 0U);
+  const struct {
+    const char* written;
+    unsigned value;
+  } rows[] = {
+      {"12abc", 12},
+      {"1x5", 1},
+      {"0X1f", 31},
+      {"4294967295", 4294967295},
+      {"4294967296", 4294967295},
+      {"0xFFFFFFFFF", 4294967295},
+      {"-1", 0},
+      {"0x", 0},
+      {"x", 0},
+      {"007", 7},
+      {"ax5", 10},
+      {"0", 0},
+  };
+  for (const auto& [written, value] : rows)
+    EXPECT_EQ(settings_file("[s]\na=" + std::string(written) + "\n\n")("s", "a"), value) << written;
 }
 
 // --- Reading ---
