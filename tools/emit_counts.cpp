@@ -48,6 +48,8 @@ void emit_counts::prepare_file(int folder) const {
   if (!file.is_open() || fstat(file.get(), &status) != 0) fail(errno);
   if (!S_ISREG(status.st_mode))
     throw sink_error("cannot count in " + terminal_text(path_) + ": it is not a regular file");
+  // A new one has its mode whatever the umask.
+  if (status.st_size == 0) static_cast<void>(fchmod(file.get(), mode));
 }
 
 void emit_counts::open(_kp_LOG_EntryCounter& counter) const {

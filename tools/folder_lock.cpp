@@ -27,7 +27,8 @@ folder_lock::folder_lock(const std::string& folder, const std::string& name)
   }
 }
 
-static constexpr mode_t lock_mode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
+// Whoever may read the file can hold the lock, and so keep this program waiting.
+static constexpr mode_t lock_mode = S_IRUSR | S_IWUSR | S_IRGRP;
 
 // False when the lock's file was removed, or replaced, while this process waited for it.
 bool folder_lock::take() {

@@ -9,7 +9,7 @@
 class folder_lock {
  public:
   // Opens the folder as it is now, and waits until no other process, and no other lock of this one,
-  // holds the lock of what is named `name` in it. The lock is on a file, made with mode 0644
+  // holds the lock of what is named `name` in it. The lock is on a file, made with mode 0640
   // whatever the umask, which stays: get_plockname(name, "lock"). Raises sink_error.
   folder_lock(const std::string& folder, const std::string& name);
 

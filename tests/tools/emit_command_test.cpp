@@ -103,6 +103,19 @@ TEST_F(EmitCommand, CountsStayAtTheLargestNumberOfARecord) {
   EXPECT_EQ(folder_.text("c.cnt"), counter_record(2026, 11, 15, 1001, 4294967295u));
 }
 
+TEST_F(EmitCommand, CountersHaveTheirModeWhateverTheUmask) {
+  for (const char* mask : {"000", "077"}) {
+    const std::string name = std::string("c") + mask;
+    folder_.write("input", note_record("a"));
+    const auto run = folder_.emit("-q --to text:./shop --count " + name + " input",
+                                  std::string("umask ") + mask + " && ");
+    EXPECT_EQ(run.status, 0) << run.err;
+    struct stat status {};
+    ASSERT_EQ(stat(folder_.path(name + ".cnt").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
+  }
+}
+
 TEST_F(EmitCommand, CountsAreKeptInRegularFilesAlone) {
   ASSERT_EQ(mkfifo(folder_.path("fifo.cnt").c_str(), 0600), 0);
   ASSERT_EQ(symlink("victim", folder_.path("link.cnt").c_str()), 0);

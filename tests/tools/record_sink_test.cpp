@@ -310,7 +310,7 @@ TEST_F(RecordSink, FilesHaveTheirModesWhateverTheUmask) {
     ASSERT_EQ(stat(file(prefix + ".20261115.0001").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640U);
     ASSERT_EQ(stat(file(prefix + "_lock").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0644U);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
   }
 }
 
