@@ -4,7 +4,9 @@
 
 #include <array>
 #include <cstddef>
+#include <iterator>
 #include <string_view>
+#include <vector>
 
 // Bits of whom a difference breaks.
 constexpr unsigned breaks_nobody = 0;
@@ -137,6 +139,13 @@ constexpr std::array<change_rule_row, 38> change_rules = {{
 
 constexpr const change_rule_row& change_row(change_rule rule) {
   return change_rules[static_cast<size_t>(rule)];
+}
+
+inline std::vector<std::string_view> change_codes() {
+  std::vector<std::string_view> codes;
+  codes.reserve(std::size(change_rules));
+  for (const change_rule_row& row : change_rules) codes.emplace_back(row.code);
+  return codes;
 }
 
 constexpr bool is_change_code(std::string_view code) {

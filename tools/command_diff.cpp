@@ -37,11 +37,9 @@ static accepted_change read_accepted(const std::string& text) {
   if (equals + 1 >= text.size() || colon == std::string::npos)
     throw std::invalid_argument("EVENT:CODE=REASON is expected, not \"" + text + "\"");
   const std::string code = text.substr(colon + 1, equals - colon - 1);
-  if (!is_change_code(code)) {
-    std::vector<std::string_view> codes;
-    for (const change_rule_row& row : change_rules) codes.emplace_back(row.code);
-    throw std::invalid_argument("no difference \"" + code + "\"" + nearest_name_hint(code, codes));
-  }
+  if (!is_change_code(code))
+    throw std::invalid_argument("no difference \"" + code + "\"" +
+                                nearest_name_hint(code, change_codes()));
   return {text.substr(0, colon), code, text.substr(equals + 1)};
 }
 

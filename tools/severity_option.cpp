@@ -39,7 +39,8 @@ void add_severity_option(CLI::App& command, std::vector<std::string>& settings) 
 
 static std::string unknown_rule(const std::string& code) {
   std::vector<std::string_view> codes;
-  for (const diagnostic_rule_row& row : diagnostic_rules) codes.emplace_back(row.code);
+  for (const diagnostic_rule_row& row : diagnostic_rules)
+    if (is_severity_free(row)) codes.emplace_back(row.code);
   return "no rule \"" + code + "\"" + nearest_name_hint(code, codes);
 }
 

@@ -154,11 +154,8 @@ void source_value_reader::refuse_silence(const yaml_node& key) {
 }
 
 void source_value_reader::refuse_accepted(const yaml_node& key) {
-  std::vector<std::string_view> codes;
-  codes.reserve(std::size(change_rules));
-  for (const change_rule_row& row : change_rules) codes.push_back(row.code);
   add(diagnostic_rule::silence, key,
-      "no difference " + in_quotes(key.text) + nearest_name_hint(key.text, codes));
+      "no difference " + in_quotes(key.text) + nearest_name_hint(key.text, change_codes()));
 }
 
 void source_value_reader::read_ids(const yaml_node& node, const char* expected,
