@@ -23,8 +23,8 @@ static void check_config(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0 || access(path.c_str(), R_OK) != 0)
     throw record_file_error(path, errno);
-  if (!S_ISREG(status.st_mode))
-    throw record_file_error(path, S_ISDIR(status.st_mode) ? EISDIR : ESPIPE);
+  if (S_ISDIR(status.st_mode)) throw record_file_error(path, EISDIR);
+  if (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode)) throw record_file_error(path, ESPIPE);
 }
 
 void emit_filter::reload() {

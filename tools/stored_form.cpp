@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
 
 #include "tools/definition_model.h"
 #include "tools/terminal_text.h"
@@ -92,9 +93,12 @@ static void append_value(std::string& json, short value) {
   append_number(json, int{value});
 }
 
+// Many readers of JSON take -0 for an integer, which has no sign then.
 static void append_value(std::string& json, double value) {
   if (const char* const special = special_float_text(value))
     append_json_text(json, special);
+  else if (value == 0 && std::signbit(value))
+    json += "-0.0";
   else
     append_number(json, value);
 }

@@ -451,13 +451,14 @@ TEST_F(EmitCommand, FilesThatCannotBeReadAreNamedBeforeAnythingIsWritten) {
   }
 }
 
-TEST_F(EmitCommand, ConfigurationIsARegularFile) {
+TEST_F(EmitCommand, ConfigurationIsNoFolderAndNoPipe) {
   ASSERT_EQ(mkfifo(folder_.path("fifo").c_str(), 0600), 0);
   EXPECT_EQ(folder_.emit_text("--to - --config .", "").err,
             "kplog: cannot read .: Is a directory\n");
   const auto run = folder_.emit_text("--to - --config fifo", "");
   EXPECT_EQ(run.err, "kplog: cannot read fifo: Illegal seek\n");
   EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(folder_.emit_text("--to - --config /dev/null", "").status, 0);
 }
 
 TEST_F(EmitCommand, DamageOfDefinitionsIsShown) {

@@ -599,7 +599,7 @@ TEST_F(RecordSink, TheStoredFormWithoutAttributesOrName) {
 TEST_F(RecordSink, FloatsAreTheShortestThatReadTheSame) {
   const std::vector<std::pair<double, const char*>> values = {
       {0.0, "0"},
-      {-0.0, "-0"},
+      {-0.0, "-0.0"},
       {1e300, "1e+300"},
       {5.0, "5"},
       {1.0 / 3, "0.3333333333333333"},
