@@ -49,6 +49,7 @@ static pid_t spawn(const std::string& folder, const std::vector<std::string>& ar
   std::vector<std::string> words = {KPLOG_COMMAND};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
+  argv.reserve(words.size() + 1);
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
   posix_spawn_file_actions_t actions;
