@@ -28,10 +28,18 @@ void attribute_pairs::join(const attribute_model* was, const attribute_model* is
 
 void attribute_report::add(change_rule rule, const attribute_model* was, const attribute_model* is,
                            const std::string& text) const {
-  const attribute_model& named = is != nullptr ? *is : *was;
-  changes.push_back({rule, event, was != nullptr ? was->name.place : source_place{},
-                     is != nullptr ? is->name.place : elsewhere,
-                     what + ("\"" + named.name.value) + "\" " + text});
+  source_place before;
+  source_place now = elsewhere;
+  std::string name;
+  if (was != nullptr) {
+    before = was->name.place;
+    name = was->name.value;
+  }
+  if (is != nullptr) {
+    now = is->name.place;
+    name = is->name.value;
+  }
+  changes.push_back({rule, event, before, now, what + ("\"" + name) + "\" " + text});
 }
 
 void add_attribute_changes(const attribute_pair& pair, const attribute_report& report) {
