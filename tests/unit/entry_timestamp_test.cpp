@@ -3,30 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "logging/logentry_i.h"
+#include "tests/support/entry_header.h"
 #include "tests/support/loaded_definitions.h"
 #include "tests/support/raised.h"
 
 using entry_t = _kp_LOG_log_entry_imp;
-
-// Entry types of the given IDs, with the built-in fields, under one log version.
-static ldf_file entry_types(std::vector<unsigned> ids, const std::string& version = "2.0") {
-  ldf_file file{.log_version = version, .globals = ldf_builtin_fields()};
-  for (unsigned id : ids) file.entries.push_back({.id = id, .flags = 0x10 + id});
-  return file;
-}
-
-static kp_Time shanghai_summer() {
-  kp_Time time(2026, 11, 15, 17, 2, 56);
-  time.set_zone_bias(-480);
-  time.set_daylight_flag(1);
-  return time;
-}
-
-static std::string printed(const kp_Time& time) {
-  char text[64];
-  time.print_out(text, sizeof text);
-  return text;
-}
 
 // --- Timestamp ----------------------------------------------------------------------------------
 
