@@ -127,19 +127,10 @@ static command_outcome emit(emit_options& options, std::ostream& log) {
   }
   const emit_signals signals;
   emit_report report(log, options.report, options.writes_standard_output());
-  try {
+  return report.report_failures([&] {
     check_record_files(options.records);
     return emit_run(options, report).run(signals);
-  } catch (const std::invalid_argument& error) {
-    return usage_error(log, error.what());
-  } catch (const sink_error& error) {
-    report.problem(diagnostic_rule::unwritable, error.what());
-  } catch (const damaged_definitions& error) {
-    report.damaged(error);
-  } catch (const std::runtime_error& error) {
-    report.problem(diagnostic_rule::unreadable, error.what());
-  }
-  return command_outcome::file_error;
+  });
 }
 
 static command_action describe(CLI::App& command) {

@@ -109,19 +109,12 @@ static command_outcome render(render_options& options, std::ostream& out, std::o
   if (reads_standard_input_twice(options.records))
     return usage_error(log, "standard input can be read once");
   emit_report report(log, options.report, true);
-  try {
+  return report.report_failures([&] {
     check_record_files(options.records);
     const event_set events(options.events);
     record_rendering rendering(options, events, out, report);
     return show_records(options, rendering, report, log);
-  } catch (const std::invalid_argument& error) {
-    return usage_error(log, error.what());
-  } catch (const damaged_definitions& error) {
-    report.damaged(error);
-  } catch (const std::runtime_error& error) {
-    report.problem(diagnostic_rule::unreadable, error.what());
-  }
-  return command_outcome::file_error;
+  });
 }
 
 static command_action describe_render(CLI::App& command) {

@@ -6,6 +6,7 @@
 #include <ostream>
 #include <vector>
 
+#include "tools/sink_error.h"
 #include "tools/terminal_text.h"
 #include "tools/text_columns.h"
 #include "tools/utf8_text.h"
@@ -40,9 +41,12 @@ bool emit_report::may_show_another() {
     minute_ = now;
     shown_ = 0;
   }
-  if (shown_ < shown_limit) return ++shown_, true;
-  ++hidden_;
-  return false;
+  const bool may = shown_ < shown_limit;
+  if (may)
+    ++shown_;
+  else
+    ++hidden_;
+  return may;
 }
 
 void emit_report::tell_hidden() {
@@ -87,6 +91,21 @@ void emit_report::damaged(const damaged_definitions& error) {
   clear_progress();
   error.write(log_, options_.format, options_.color);
   log_.flush();
+}
+
+command_outcome emit_report::report_failures(const std::function<command_outcome()>& run) {
+  try {
+    return run();
+  } catch (const std::invalid_argument& error) {
+    return usage_error(log_, error.what());
+  } catch (const sink_error& error) {
+    problem(diagnostic_rule::unwritable, error.what());
+  } catch (const damaged_definitions& error) {
+    damaged(error);
+  } catch (const std::runtime_error& error) {
+    problem(diagnostic_rule::unreadable, error.what());
+  }
+  return command_outcome::file_error;
 }
 
 void emit_report::note(const std::string& text) {

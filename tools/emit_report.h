@@ -3,6 +3,7 @@
 #define TOOLS_EMIT_REPORT_H
 
 #include <chrono>
+#include <functional>
 #include <iosfwd>
 #include <string>
 
@@ -22,8 +23,10 @@ class emit_report {
   void bad_record(const record_line& line, const record_error& error);
   // "kplog: TEXT", or as JSON.
   void problem(diagnostic_rule rule, const std::string& text);
-  // Where definitions are damaged.
-  void damaged(const damaged_definitions& error);
+  // The outcome of `run`; or, where it raises what ends a command, that outcome, told here: damaged
+  // definitions, std::invalid_argument (a usage error), sink_error and other std::runtime_errors (a
+  // file error). Every other exception passes.
+  command_outcome report_failures(const std::function<command_outcome()>& run);
   // Redraws the line of progress, if there is one to draw and it is time.
   void progress(const emit_tallies& tallies);
   // Tells how many bad records were not shown, if any.
@@ -37,6 +40,7 @@ class emit_report {
  private:
   using clock = std::chrono::steady_clock;
 
+  void damaged(const damaged_definitions& error);
   bool may_show_another();
   void clear_progress();
   void write_table(const emit_tallies& tallies);
