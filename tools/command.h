@@ -2,6 +2,7 @@
 #ifndef TOOLS_COMMAND_H
 #define TOOLS_COMMAND_H
 
+#include <array>
 #include <functional>
 #include <iosfwd>
 
@@ -12,11 +13,30 @@ class App;
 // How a command ended, as its exit status.
 enum class command_outcome : int {
   good = 0,
-  findings = 1,      // the input has faults; diagnostics say which
-  usage = 2,         // the command line is wrong
-  file_error = 3,    // a file cannot be read or written
-  interrupted = 130  // by SIGINT, before the input had ended
+  findings = 1,
+  usage = 2,
+  file_error = 3,
+  interrupted = 130
 };
+
+// What an exit status means, as the help, the manual pages and docs/tools.md say it.
+struct exit_status_row {
+  command_outcome outcome;
+  const char* brief;
+  const char* meaning;
+
+  int status() const { return static_cast<int>(outcome); }
+};
+
+constexpr auto exit_status_rows = std::to_array<exit_status_row>({
+    {command_outcome::good, "good", "good"},
+    {command_outcome::findings, "faults found", "the input has faults; diagnostics say which"},
+    {command_outcome::usage, "wrong usage", "the command line is wrong"},
+    {command_outcome::file_error, "a file cannot be read or written",
+     "a file cannot be read or written, or memory ran out"},
+    {command_outcome::interrupted, "SIGINT before the end of the input",
+     "SIGINT came before the input of `kplog emit` had ended"},
+});
 
 // Runs a command whose options have been parsed: results go to `out`, diagnostics and summaries to
 // `log`.

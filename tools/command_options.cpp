@@ -9,6 +9,7 @@
 #include <ostream>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "tools/terminal_text.h"
 
@@ -105,9 +106,21 @@ void add_choices_option(CLI::App& command, const std::string& names,
   take_one_each_time(option);
 }
 
+// "Exit status: 0 good, ...", in lines that fit on a wide terminal.
+static std::string exit_status_text() {
+  constexpr size_t widest = 100;
+  std::string text;
+  std::string line = "Exit status:";
+  for (const exit_status_row& row : exit_status_rows) {
+    const std::string status = " " + std::to_string(row.status()) + " " + row.brief;
+    if (line.size() + status.size() > widest) text += std::exchange(line, "\n ");
+    line += status + (&row == &exit_status_rows.back() ? "." : ",");
+  }
+  return text + line;
+}
+
 std::string help_footer(const std::string& examples) {
-  return (examples.empty() ? "" : "Examples:\n" + examples + "\n") +
-         "Exit status: 0 good, 1 faults found, 2 wrong usage, 3 a file cannot be read or written.";
+  return (examples.empty() ? "" : "Examples:\n" + examples + "\n") + exit_status_text();
 }
 
 CLI::App& add_sub_command(CLI::App& command, const char* name, const char* summary,

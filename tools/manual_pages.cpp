@@ -2,6 +2,8 @@
 
 #include <sstream>
 
+#include "tools/command.h"
+
 // Text as man(7) shows it: hyphens that can be copied, no line that is taken for a request.
 static std::string roff(const std::string& text) {
   std::string escaped;
@@ -70,12 +72,20 @@ static std::string examples_section(const command_description& command) {
   return ".SH EXAMPLES\n.nf\n" + roff(command.examples) + ".fi\n";
 }
 
-static constexpr const char* exit_status_section =
-    ".SH EXIT STATUS\n"
-    ".TP\n0\nGood.\n"
-    ".TP\n1\nThe input has faults; diagnostics say which.\n"
-    ".TP\n2\nThe command line is wrong.\n"
-    ".TP\n3\nA file cannot be read or written.\n";
+// The meaning as a sentence without the marks of Markdown.
+static std::string sentence(std::string text) {
+  std::erase(text, '`');
+  if (text.front() >= 'a' && text.front() <= 'z')
+    text.front() = static_cast<char>(text.front() - 'a' + 'A');
+  return text + ".";
+}
+
+static std::string exit_status_section() {
+  std::string section = ".SH EXIT STATUS\n";
+  for (const exit_status_row& row : exit_status_rows)
+    section += ".TP\n" + std::to_string(row.status()) + "\n" + roff(sentence(row.meaning)) + "\n";
+  return section;
+}
 
 std::string manual_page(const command_description& command, const std::string& version) {
   const std::string name = command.name("-");
@@ -83,7 +93,7 @@ std::string manual_page(const command_description& command, const std::string& v
                      ".SH NAME\n" + roff(name) + " \\- " + roff(command.text) + "\n";
   page += synopsis(command) + ".SH DESCRIPTION\n" + roff(command.text) + ".\n";
   page += commands_section(command) + options_section(command) + examples_section(command) +
-          exit_status_section;
+          exit_status_section();
   if (!command.path.empty()) page += ".SH SEE ALSO\n.BR kplog (1)\n";
   return page;
 }

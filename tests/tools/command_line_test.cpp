@@ -6,6 +6,7 @@
 
 #include "tests/support/temp_folder.h"
 #include "tests/tools/command_run.h"
+#include "tools/command.h"
 #include "tools/command_line_description.h"
 #include "tools/command_table.h"
 
@@ -288,6 +289,21 @@ TEST(ManualPages, EveryCommandHasOneThatKnowsItsOptions) {
     for (const option_description& option : command->options)
       EXPECT_THAT(plain, HasSubstr(option.names.back())) << command->name("-");
   }
+}
+
+TEST(ExitStatus, IsToldByTheHelpTheManualAndThePage) {
+  const temp_folder folder;
+  ASSERT_EQ(run_kplog(folder.path(), "manual .").status, 0);
+  const std::string manual = read_whole_file(folder.file("kplog-emit.1"));
+  const std::string help = run_kplog(folder.path(), "emit --help").out;
+  const std::string page = read_whole_file(std::string(KPLOG_DOCS) + "/tools.md");
+  for (const exit_status_row& row : exit_status_rows) {
+    const std::string status = std::to_string(row.status());
+    EXPECT_THAT(help, HasSubstr(" " + status + " " + row.brief));
+    EXPECT_THAT(manual, HasSubstr(".TP\n" + status + "\n"));
+    EXPECT_THAT(page, HasSubstr("\n| " + status + " | " + row.meaning + " |\n"));
+  }
+  EXPECT_THAT(manual, HasSubstr("SIGINT came before the input of kplog emit had ended.\n"));
 }
 
 TEST(ManualPages, FormatterHasNothingAgainstThem) {
