@@ -2,6 +2,7 @@
 #ifndef KP_LOG_HASHED_NAME_H
 #define KP_LOG_HASHED_NAME_H
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -11,9 +12,7 @@
 // The text belongs to the caller and outlives this object.
 struct _kp_LOG_hashed_name {
   explicit _kp_LOG_hashed_name(const char* name) noexcept
-      : text(name),
-        length(static_cast<unsigned>(std::strlen(name))),
-        hash(KP_text_hash(name, length)) {}
+      : text(name), length(std::strlen(name)), hash(KP_text_hash(name, length)) {}
   // `known_hash` is the KP_text_hash of `name`.
   _kp_LOG_hashed_name(const kp_String& name, uint32_t known_hash) noexcept
       : text(name.c_str()), length(name.length()), hash(known_hash) {}
@@ -23,7 +22,7 @@ struct _kp_LOG_hashed_name {
   }
 
   const char* text;
-  unsigned length;
+  size_t length;  // may be more than a kp_String holds; such a name equals none
   uint32_t hash;  // the bucket's in an entry's store, the attribute's in a definition
 };
 

@@ -3,7 +3,9 @@
 #define KP_LOG_UTIL_RAISE_H
 
 #include <atomic>
+#include <cstddef>
 #include <initializer_list>
+#include <limits>
 #include <new>
 #include <stdexcept>
 #include <type_traits>
@@ -30,6 +32,13 @@ template <class Error>
 // Raises KPX_memory_alloc, which carries no text.
 [[noreturn]] inline void kp_log_raise_alloc() {
   throw KPX_memory_alloc(nullptr, 0);
+}
+
+// A text's length as a kp_String takes it. A text that is too long for any counts as a failed
+// allocation: cut to 32 bits its length would be another text's.
+inline unsigned kp_log_string_length(size_t length) {
+  if (length >= std::numeric_limits<unsigned>::max()) kp_log_raise_alloc();
+  return static_cast<unsigned>(length);
 }
 
 // The result of f(); what the standard library raises for a failed allocation becomes

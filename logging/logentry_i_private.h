@@ -118,7 +118,8 @@ void _kp_LOG_log_entry_imp::_store(const _kp_LOG_hashed_name& name, unsigned cha
   if (n != nullptr)
     _destroy_value(*n);
   else
-    n = &attributes_.insert_hashed(name.hash, nullptr, name.text, name.length);
+    n = &attributes_.insert_hashed(name.hash, nullptr, name.text,
+                                   kp_log_string_length(name.length));
   n->value = kp_log_make_value(n->room, code, std::move(value));
 }
 

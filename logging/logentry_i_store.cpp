@@ -47,7 +47,7 @@ void _kp_LOG_log_entry_imp::_add_attribute(const char* name, _kp_LOG_type_base* 
   const _kp_LOG_hashed_name hashed(name);
   attribute_store::node* n = _find(hashed);
   if (n == nullptr) {
-    attributes_.insert_hashed(hashed.hash, value, name, hashed.length);
+    attributes_.insert_hashed(hashed.hash, value, name, kp_log_string_length(hashed.length));
   } else if (n->value->get_type() != value->get_type()) {
     _destroy_value(*n);
     n->value = value;

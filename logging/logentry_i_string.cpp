@@ -27,7 +27,7 @@ unsigned char _kp_LOG_log_entry_imp::_declared_string_code(const _kp_LOG_hashed_
 }
 
 static kp_String make_text(kp_String*, const char* text, size_t length) {
-  return {text, static_cast<unsigned>(length)};
+  return {text, kp_log_string_length(length)};
 }
 
 static _kp_LOG_ustring make_text(_kp_LOG_ustring*, const char* text, size_t) {

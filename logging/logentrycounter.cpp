@@ -95,7 +95,7 @@ static int seek_error(int line) {
 static kp_String counter_path(const char* directory, const char* name) {
   size_t length = strlen(directory);
   while (length > 0 && directory[length - 1] == '/') --length;
-  kp_String path(directory, static_cast<unsigned>(length));
+  kp_String path(directory, kp_log_string_length(length));
   path.append("/");
   path.append(name);
   path.append(".cnt");

@@ -238,6 +238,6 @@ kp_String _kp_LOG_log_message::get_kpString_message(const _kp_LOG_log_entry_imp&
   return kp_log_no_bad_alloc([&] {
     std::string message;
     logmsg_render_bytes(entry, definition, use_default, index, message);
-    return kp_String(message.c_str(), static_cast<unsigned>(message.size()));
+    return kp_String(message.c_str(), kp_log_string_length(message.size()));
   });
 }

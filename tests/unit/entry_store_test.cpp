@@ -10,6 +10,7 @@
 
 #include "logging/logentry_i.h"
 #include "tests/support/loaded_definitions.h"
+#include "tests/support/long_text.h"
 #include "tests/support/raised.h"
 
 using entry_t = _kp_LOG_log_entry_imp;
@@ -338,6 +339,19 @@ TEST(EntryStore, CheckingSaysWhatIsWrongInTheLog) {
     EXPECT_THAT(log.lines(), ElementsAre("logging/logentry_i:N "
                                          "_kp_LOG_log_entry_imp::_check_attribute, name==NULL"));
   }
+}
+
+// A length cut to 32 bits would be that of the declared name.
+TEST(EntryStore, ANameOfFourGibibytesIsNotTheDeclaredOneThatItBeginsWith) {
+  ldf_file file = ldf_with_every_type();
+  file.entries.front().attributes.push_back({"A6A6", TypeUInt4});
+  const loaded_definitions definitions(file);
+  entry_t entry(17, 0);
+  entry.add_attrib_4u("A6A6", 1);
+  const long_text name("A6A6", (size_t{1} << 32) + 4);
+  kp_AttributeType type = TypeBool;
+  EXPECT_EQ(entry.check_attribute(name.c_str(), type), -1);
+  EXPECT_EQ(type, TypeUnknown);
 }
 
 TEST(EntryStore, CheckingComparesTypesAsTheyAre) {
