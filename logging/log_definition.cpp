@@ -220,13 +220,18 @@ void _kp_LOG_log_definition::add_attr_info(const char* name, unsigned char type,
                                            const char* redirection) {
   // Lives to the end: the texts may be its own.
   const auto replaced = take_attribute(_find_attr_entry_by_name(or_empty(name)));
-  add_attr_info(make_owned<_kp_LOG_attribute_entry>(name, redirection, type), is_selector);
+  append_attribute(make_owned<_kp_LOG_attribute_entry>(name, redirection, type), is_selector);
 }
 
 void _kp_LOG_log_definition::add_attr_info(std::unique_ptr<_kp_LOG_attribute_entry>&& entry,
                                            bool is_selector) {
+  take_attribute(attributes_.find(_kp_LOG_hashed_name(entry->get_name())));
+  append_attribute(std::move(entry), is_selector);
+}
+
+void _kp_LOG_log_definition::append_attribute(std::unique_ptr<_kp_LOG_attribute_entry>&& entry,
+                                              bool is_selector) {
   _kp_LOG_attribute_entry* const added = entry.get();
-  take_attribute(attributes_.find(_kp_LOG_hashed_name(added->get_name())));
   attributes_.append(std::move(entry));
   if (is_selector) set_selector(added);
 }

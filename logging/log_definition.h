@@ -164,8 +164,9 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   void add_selector_msg(unsigned index, unsigned value, const char* msg_id, const char* msg_text);
   void add_selector_msg(std::unique_ptr<_kp_LOG_selector_message>&& message);
 
-  // Adds an own attribute at the end. One of the same name is removed first, and stays removed when
-  // the addition fails; if it was the selector attribute there is then none, unless `is_selector`.
+  // Adds an own attribute at the end. One of the same name, the first of several, is removed first,
+  // and stays removed when the addition fails; if it was the selector attribute there is then none,
+  // unless `is_selector`.
   // The texts may be those of the attribute that is replaced. A null name counts as "".
   void add_attr_info(const char* name, unsigned char type, bool is_selector,
                      const char* redirection);
@@ -206,6 +207,7 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
  private:
   void set_selector(_kp_LOG_attribute_entry* entry) noexcept;
   std::unique_ptr<_kp_LOG_attribute_entry> take_attribute(_kp_LOG_attribute_entry* entry) noexcept;
+  void append_attribute(std::unique_ptr<_kp_LOG_attribute_entry>&& entry, bool is_selector);
   static void publish_globals() noexcept;
 
   static _kp_LOG_attribute_list global_attributes_;

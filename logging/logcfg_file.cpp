@@ -53,6 +53,11 @@ void _kp_LOG_log_setting_tbl::create_entry(const char* section, const char* key,
     table_.insert_hashed(hash, value, composite.text());
 }
 
+void _kp_LOG_log_setting_tbl::add_all(const _kp_LOG_log_setting_tbl& other) {
+  other.table_.for_each(
+      [this](const auto& held) { create_entry("", held.key.c_str(), held.value); });
+}
+
 // A handful of keys is looked through faster than one key is hashed.
 static constexpr unsigned handful_of_keys = 16;
 
@@ -232,7 +237,7 @@ bool _kp_LOG_file_configuration::_is_up_to_date(const struct stat& status) const
 // is no memory for the settings the next look-up reads the file again.
 bool _kp_LOG_file_configuration::_read_anew(const struct stat& status) const {
   was_read_ = false;
-  const bool parsed = _save_all_from_file();
+  const bool parsed = parse_file(nullptr);
   if (!parsed) current_.store(nullptr, std::memory_order_release);
   last_changed_ = status.st_mtime;
   was_read_ = true;
@@ -241,10 +246,15 @@ bool _kp_LOG_file_configuration::_read_anew(const struct stat& status) const {
 }
 
 bool _kp_LOG_file_configuration::_save_all_from_file() const {
+  return parse_file(current_.load(std::memory_order_acquire));
+}
+
+bool _kp_LOG_file_configuration::parse_file(const _kp_LOG_log_setting_tbl* held) const {
   const kp_file file(KP_open_regular(path_.c_str()));
   if (file == nullptr) return false;
   std::forward_list<_kp_LOG_log_setting_tbl> fresh;
   kp_log_no_bad_alloc([&] { fresh.emplace_front(settings_size(file.get())); });
+  if (held != nullptr) fresh.front().add_all(*held);
   read_settings(file.get(), fresh.front());
   tables_.splice_after(tables_.before_begin(), fresh);
   current_.store(&tables_.front(), std::memory_order_release);

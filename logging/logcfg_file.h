@@ -32,6 +32,8 @@ class KP_API _kp_LOG_log_setting_tbl : kp_UTIL_no_inadvertant_copies {
 
   // Stores the value, over an existing one. Raises KPX_memory_alloc.
   void create_entry(const char* section, const char* key, unsigned value);
+  // Stores every setting of `other`, over existing ones. Raises KPX_memory_alloc.
+  void add_all(const _kp_LOG_log_setting_tbl& other);
   // The stored value, or null. Valid until the table is cleared or sized.
   const unsigned* find_entry(const char* section, const char* key) const;
   void clear() { table_.clear(); }
@@ -83,10 +85,12 @@ class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
 
   // Looks into the settings as they were last read, without a look at the file.
   bool _find_value(const char* section, const char* key, unsigned& value) const;
-  // Parses the file into a table of its own, which look-ups search from then on; false, with the
-  // table before it still searched, when it cannot be opened or is not a regular file. What lies
-  // beyond its first mebibyte is not read. Raises KPX_memory_alloc, also with the table before it.
-  // One thread at a time; look-ups may go on meanwhile.
+  // Adds the settings of the file to those held, in a table of its own, which look-ups search from
+  // then on: a key that the file no longer has keeps its value; forgetting what was held is a step
+  // of the look-up that reads the file. False, with the table before it still searched, when it
+  // cannot be opened or is not a regular file. What lies beyond its first mebibyte is not read.
+  // Raises KPX_memory_alloc, also with the table before it. One thread at a time; look-ups may go
+  // on meanwhile.
   bool _save_all_from_file() const;
 
   // Not 0 once a file has been parsed; shared by all sources, reset by every constructor.
@@ -95,6 +99,7 @@ class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
  private:
   bool _is_up_to_date(const struct stat& status) const;
   bool _read_anew(const struct stat& status) const;
+  bool parse_file(const _kp_LOG_log_setting_tbl* held) const;
 
   // Guarded by lock_.
   mutable time_t last_changed_ = 0;  // the file's modification time at its last reading, in seconds

@@ -264,6 +264,21 @@ TEST(SettingsFile, MayBeParsedWithoutALookUp) {
   EXPECT_FALSE(_kp_LOG_file_configuration("missing")._save_all_from_file());
 }
 
+// Clearing the table is the look-up's step.
+TEST(SettingsFile, ParsedWithoutALookUpIsAddedToWhatIsHeld) {
+  const settings_file settings("[s]\nA=1\nB=2\n\n");
+  unsigned value = 0;
+  EXPECT_TRUE(settings.source()._save_all_from_file());
+  settings.write("[s]\nB=3\nC=4\n\n");
+  EXPECT_TRUE(settings.source()._save_all_from_file());
+  EXPECT_TRUE(settings.source()._find_value("s", "A", value));
+  EXPECT_EQ(value, 1U);
+  EXPECT_TRUE(settings.source()._find_value("s", "B", value));
+  EXPECT_EQ(value, 3U);
+  EXPECT_EQ(settings("s", "C"), 4U);
+  EXPECT_EQ(settings("s", "A"), std::nullopt);
+}
+
 TEST(SettingsFile, TheFlagIsSharedSoThatASecondSourceStaysUnread) {
   const settings_file first("[s]\nA=1\n\n");
   const settings_file second("[s]\nA=2\n\n");

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -207,6 +208,34 @@ TEST(OwnAttributes, AddedTwiceOneIsLeftAtTheEndWithTheSecondType) {
   add(def, "X", 4);
   EXPECT_THAT(names_of(def), ElementsAre("Y", "X"));
   EXPECT_EQ(def._find_attr_entry_by_name("X")->get_type(), 4);
+}
+
+// Renaming may give several attributes one name.
+TEST(OwnAttributes, OfTwoOfOneNameAddingReplacesTheFirst) {
+  _kp_LOG_log_definition def;
+  add(def, "X", 2);
+  add(def, "Y", 3, true);
+  add(def, "Z", 4);
+  def._find_attr_entry_by_name("Y")->set_name("X");
+  add(def, "X", 5);
+  EXPECT_THAT(names_of(def), ElementsAre("X", "Z", "X"));
+  EXPECT_EQ(def._find_attr_entry_by_name("X")->get_type(), 3);
+  EXPECT_EQ(def.get_selector_attribute(), def._find_attr_entry_by_name("X"));
+  add(def, "X", 6);
+  EXPECT_THAT(names_of(def), ElementsAre("Z", "X", "X"));
+  EXPECT_EQ(def._find_attr_entry_by_name("X")->get_type(), 5);
+  EXPECT_EQ(def.get_selector_attribute(), nullptr);
+}
+
+TEST(OwnAttributes, OfTwoOfOneNameAnAttributeHandedOverReplacesTheFirst) {
+  _kp_LOG_log_definition def;
+  add(def, "X", 2);
+  add(def, "Y", 3, true);
+  def._find_attr_entry_by_name("Y")->set_name("X");
+  def.add_attr_info(std::make_unique<_kp_LOG_attribute_entry>("X", nullptr, 5), false);
+  EXPECT_THAT(names_of(def), ElementsAre("X", "X"));
+  EXPECT_EQ(def._find_attr_entry_by_name("X")->get_type(), 3);
+  EXPECT_EQ(def.get_selector_attribute(), def._find_attr_entry_by_name("X"));
 }
 
 TEST(OwnAttributes, ReplacingTheSelectorWithAPlainOneLeavesNoSelector) {
