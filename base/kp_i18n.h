@@ -26,9 +26,18 @@ inline bool operator!=(const kp_Locale& a, const kp_Locale& b) {
   return !(a == b);
 }
 
-// Makes `locale` ICU's default locale, so that catalogs opened from now on and the formats of
-// numbers, dates and times follow it. The empty name stands for the environment's locale, "C"
-// and "POSIX" for en_US_POSIX.
+// What ICU calls a locale that is named LANGUAGE_SCRIPT_REGION.CODESET@MODIFIER, all but the
+// language optional, also with hyphens. "C" and "POSIX", with whatever code set, are en_US_POSIX.
+// The code set is dropped, and so is the modifier "euro"; the name of a script becomes one
+// ("sr_RS@latin": "sr_Latn_RS"), any other modifier a variant. A variant comes with a region, the
+// language's likeliest one where none is given ("ca@valencia": "ca_ES_VALENCIA"). Names with
+// keywords ("de@collation=phonebook") are ICU's own. Empty for a name that ICU cannot read; whether
+// there is such a language or region does not matter.
+KP_API kp_Locale kp_I18N_canonical_locale(const kp_Locale& locale);
+
+// Makes `locale`, by its canonical name, ICU's default locale, so that catalogs opened from now on
+// and the formats of numbers, dates and times follow it. The empty name stands for the
+// environment's locale.
 // Returns false, changing nothing, for a name with anything but letters, digits and "_@=;.-", with
 // "..", or that ICU refuses: ICU would take such a name as part of a path.
 KP_API bool kp_I18N_set_locale(const kp_Locale& locale);

@@ -7,6 +7,8 @@
 #include <array>
 #include <string_view>
 
+#include "base/kp_i18n.h"
+
 // Room for a locale's name; ICU leaves a longer one without its NUL, and reports it.
 using locale_buffer = std::array<char, ULOC_FULLNAME_CAPACITY>;
 using locale_function = int32_t (*)(const char*, char*, int32_t, UErrorCode*);
@@ -44,14 +46,11 @@ static bool is_region(std::string_view code) {
                           : is_listed(uloc_getISOCountries(), code);
 }
 
-// The code of a script by its code or its name, "" for none.
-static std::string script_code(const std::string& name) {
-  const int32_t script = u_getPropertyValueEnum(UCHAR_SCRIPT, name.c_str());
-  const char* const code =
-      script == UCHAR_INVALID_CODE
-          ? nullptr
-          : u_getPropertyValueName(UCHAR_SCRIPT, script, U_SHORT_PROPERTY_NAME);
-  return code == nullptr ? "" : code;
+// Whether it is the code of a script, as ICU writes it.
+static bool is_script(const std::string& code) {
+  const int32_t script = u_getPropertyValueEnum(UCHAR_SCRIPT, code.c_str());
+  return script != UCHAR_INVALID_CODE &&
+         code == u_getPropertyValueName(UCHAR_SCRIPT, script, U_SHORT_PROPERTY_NAME);
 }
 
 // Five to eight letters and digits, or four that begin with a digit.
@@ -70,69 +69,33 @@ static bool are_variants(std::string_view codes) {
   return true;
 }
 
-static std::string upper_case(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-  });
-  return text;
+// What is wrong with the pieces of a locale, "" for nothing.
+static std::string problem_of(const std::string& locale) {
+  const std::string language = by_icu(uloc_getLanguage, locale);
+  const std::string script = by_icu(uloc_getScript, locale);
+  const std::string region = by_icu(uloc_getCountry, locale);
+  const std::string variant = by_icu(uloc_getVariant, locale);
+  if (language.empty()) return "it begins with no language";
+  if (!is_language(language)) return "\"" + language + "\" is no language";
+  if (!script.empty() && !is_script(script)) return "\"" + script + "\" is no script";
+  if (!region.empty() && !is_region(region)) return "\"" + region + "\" is no region";
+  return are_variants(variant) ? "" : "\"" + variant + "\" is no variant";
 }
 
-// The pieces of a locale's name, as ICU takes it apart.
-struct locale_pieces {
-  std::string language;
-  std::string script;
-  std::string region;
-  std::string variant;
-
-  explicit locale_pieces(const std::string& locale)
-      : language(by_icu(uloc_getLanguage, locale)),
-        script(by_icu(uloc_getScript, locale)),
-        region(by_icu(uloc_getCountry, locale)),
-        variant(by_icu(uloc_getVariant, locale)) {}
-
-  void add_modifier(const std::string& modifier) {
-    const std::string of_script = script_code(modifier);
-    if (!of_script.empty())
-      script = of_script;
-    else if (modifier != "euro")
-      variant += (variant.empty() ? "" : "_") + upper_case(modifier);
-  }
-
-  // What is wrong with them, "" for nothing.
-  std::string problem() const {
-    if (language.empty()) return "it begins with no language";
-    if (!is_language(language)) return "\"" + language + "\" is no language";
-    if (!script.empty() && script_code(script) != script) return "\"" + script + "\" is no script";
-    if (!region.empty() && !is_region(region)) return "\"" + region + "\" is no region";
-    return are_variants(variant) ? "" : "\"" + variant + "\" is no variant";
-  }
-
-  std::string name() const {
-    std::string name = language;
-    for (const std::string* piece : {&script, &region, &variant})
-      if (!piece->empty()) name += "_" + *piece;
-    return name;
-  }
-};
-
-static std::string likely_region(const std::string& locale) {
-  return by_icu(uloc_getCountry, by_icu(uloc_addLikelySubtags, locale));
+static bool is_name_character(char c) {
+  return is_letter(c) || is_digit(c) || c == '_' || c == '-';
 }
 
 catalog_locale icu_locale(const std::string& name) {
   const size_t at_sign = std::min(name.find('@'), name.size());
   const std::string base = name.substr(0, std::min(name.find('.'), at_sign));
-  const auto is_in_names = [](char c) {
-    return is_letter(c) || is_digit(c) || c == '_' || c == '-';
-  };
-  if (!std::all_of(base.begin(), base.end(), is_in_names))
+  if (!std::all_of(base.begin(), base.end(), is_name_character))
     return {"", "a locale is letters, digits, _ and -"};
-  locale_pieces pieces(by_icu(uloc_canonicalize, base));
-  if (at_sign < name.size()) pieces.add_modifier(name.substr(at_sign + 1));
-  const std::string problem = pieces.problem();
-  if (!problem.empty()) return {"", problem};
-  if (!pieces.variant.empty() && pieces.region.empty()) pieces.region = likely_region(base);
-  return {pieces.name(), ""};
+  if (name.find('=', at_sign) != std::string::npos)
+    return {"", "\"" + name.substr(at_sign + 1) + "\" is no variant"};
+  const std::string locale = kp_I18N_canonical_locale(name.c_str()).get_name();
+  const std::string problem = problem_of(locale);
+  return problem.empty() ? catalog_locale{locale, ""} : catalog_locale{"", problem};
 }
 
 static std::string likely_script(const std::string& locale) {

@@ -121,9 +121,8 @@ static void set_messages(const event_set_options& options) {
   // Texts of the definitions come by ICU's default converter.
   ucnv_setDefaultName("UTF-8");
   kp_LOG_LogConfig::SetCodePage("UTF-8");
-  if (!options.locale.empty())
-    configure("the locale \"" + options.locale + "\"",
-              [&] { kp_LOG_LogConfig::SetLocale(options.locale.c_str()); });
+  configure("the locale \"" + options.locale + "\"",
+            [&] { kp_LOG_LogConfig::SetLocale(options.locale.c_str()); });
   if (options.catalog.empty()) return kp_LOG_LogConfig::SetMessageCatalogPath(nullptr);
   // A relative path would be looked for among ICU's own data.
   const std::string path = std::filesystem::absolute(options.catalog).string();

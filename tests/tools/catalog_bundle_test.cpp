@@ -86,13 +86,17 @@ TEST_F(CatalogBundle, LocalesOfModifiersAreThoseOfIcu) {
          "\nmsgctxt \"HOST_DOWN.2\"\nmsgid \"not so %d%KIND%\"\nmsgstr \"ne tako %d%KIND%\"\n");
   add_po("ca@valencia", host_down_message + "msgstr \"{HOST} està aturat\"\n");
   add_po("de.UTF-8", host_down_message + "msgstr \"{HOST} ist aus\"\n");
-  open("sr_Latn_RS");
-  EXPECT_EQ(host_down(2), "ne tako 2");
-  EXPECT_EQ(host_down(), "It's zeus: 100% {down}") << "not in another script";
+  for (const char* latin : {"sr_Latn_RS", "sr_RS@latin", "sr_RS.UTF-8@latin", "sr@latin"}) {
+    open(latin);
+    EXPECT_EQ(host_down(2), "ne tako 2") << latin;
+    EXPECT_EQ(host_down(), "It's zeus: 100% {down}") << latin << " is not in another script";
+  }
   open("sr_RS");
   EXPECT_EQ(host_down(), "zeus не ради");
-  open("ca_ES@valencia");
-  EXPECT_EQ(host_down(), "zeus està aturat");
+  for (const char* valencian : {"ca_ES@valencia", "ca@valencia"}) {
+    open(valencian);
+    EXPECT_EQ(host_down(), "zeus està aturat") << valencian;
+  }
   open("de_DE.UTF-8");
   EXPECT_EQ(host_down(), "zeus ist aus");
 }

@@ -41,7 +41,7 @@ TEST(CatalogLocale, WhatIsNoneIsRefusedWithTheReason) {
            {"sr_YYYY_RS", "\"Yyyy\" is no script"},
            {"sr_Latn_ZZ", "\"ZZ\" is no region"},
            {"de_DE@no", "\"NO\" is no variant"},
-           {"de_DE@collation=phonebook", "\"COLLATION=PHONEBOOK\" is no variant"},
+           {"de_DE@collation=phonebook", "\"collation=phonebook\" is no variant"},
            {"events", "\"events\" is no language"},
            {"", "it begins with no language"},
            {"@latin", "it begins with no language"},
@@ -57,6 +57,7 @@ TEST(CatalogLocale, VeryLongNameIsNone) {
   EXPECT_EQ(icu_locale(std::string(100000, 'd')).name, "");
   EXPECT_EQ(icu_locale("de_" + std::string(100000, 'D')).name, "");
   EXPECT_EQ(icu_locale("de_DE@" + std::string(100000, 'd')).name, "");
+  EXPECT_EQ(icu_locale("de_DE@" + std::string(200, 'd')).problem, "it begins with no language");
 }
 
 TEST(CatalogLocale, PartOfOthersInTheSameScript) {

@@ -3,6 +3,8 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "base/kp_i18n.h"
 
@@ -35,6 +37,29 @@ TEST(Locale, OtherSpellingsAreMadeCanonical) {
   EXPECT_EQ(current(), "de_DE");
   EXPECT_TRUE(kp_I18N_set_locale("de_DE@collation=phonebook"));
   EXPECT_EQ(current(), "de_DE@collation=phonebook");
+}
+
+TEST(Locale, ModifiersAreScriptsAndVariants) {
+  const default_locale_guard guard;
+  for (const auto& [given, icu] :
+       std::vector<std::pair<const char*, const char*>>{{"sr_RS@latin", "sr_Latn_RS"},
+                                                        {"sr@latin", "sr_Latn"},
+                                                        {"uz_UZ@cyrillic", "uz_Cyrl_UZ"},
+                                                        {"uz_UZ.UTF-8@cyrillic", "uz_Cyrl_UZ"},
+                                                        {"sd_IN@devanagari", "sd_Deva_IN"},
+                                                        {"sr_RS_LATIN", "sr_Latn_RS"},
+                                                        {"de_DE@euro", "de_DE"},
+                                                        {"ca@valencia", "ca_ES_VALENCIA"},
+                                                        {"ca_ES@valencia", "ca_ES_VALENCIA"},
+                                                        {"de_1996", "de_DE_1996"},
+                                                        {"en_US_POSIX", "en_US_POSIX"},
+                                                        {"de_DE@", "de_DE"},
+                                                        {"zh_Hant_TW", "zh_Hant_TW"}}) {
+    ASSERT_TRUE(kp_I18N_set_locale(given)) << given;
+    EXPECT_EQ(current(), icu) << given;
+    EXPECT_STREQ(kp_I18N_canonical_locale(given).get_name(), icu) << given;
+    EXPECT_STREQ(kp_I18N_canonical_locale(icu).get_name(), icu) << "the canonical name is its own";
+  }
 }
 
 TEST(Locale, EmptyNameIsTheEnvironmentsLocale) {
@@ -83,7 +108,7 @@ TEST(Locale, NamesAreComparedAsGiven) {
 
 TEST(Locale, TheNamesOfSetlocaleStandForThePlainLocale) {
   const default_locale_guard guard;
-  for (const char* name : {"C", "POSIX"}) {
+  for (const char* name : {"C", "POSIX", "C.UTF-8", "C.utf8", "POSIX.UTF-8", "C@x"}) {
     ASSERT_TRUE(kp_I18N_set_locale(kp_Locale(name)));
     EXPECT_STREQ(kp_I18N_get_locale().get_name(), "en_US_POSIX") << name;
   }
