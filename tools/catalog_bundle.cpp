@@ -63,10 +63,14 @@ static std::string genrb_string(const std::string& text) {
   return quoted + "\"";
 }
 
+// The keys descend: genrb looks for the place of a new one from the smallest that it has, so that
+// ascending keys would take it quadratic time.
 static std::string genrb_source(const catalog_bundle& bundle) {
   std::string source = bundle.locale + ":table {\n  STRING_TABLE:table {\n";
-  for (const auto& [id, text] : bundle.templates)
+  for (auto entry = bundle.templates.rbegin(); entry != bundle.templates.rend(); ++entry) {
+    const auto& [id, text] = *entry;
     source += "    " + genrb_string(id) + ":string { " + genrb_string(text) + " }\n";
+  }
   return source + "  }\n}\n";
 }
 

@@ -10,8 +10,8 @@ struct catalog_locale {
   std::string problem;  // why there is none, to stand behind "no locale: "
 };
 
-// What ICU calls a locale, as kp_I18N_canonical_locale has it, without keywords. Scripts, regions and
-// languages of two letters are those that ICU knows; any three letters may be a language.
+// What ICU calls a locale, as kp_I18N_canonical_locale has it, without keywords. Scripts, regions
+// and languages of two letters are those that ICU knows; any three letters may be a language.
 catalog_locale icu_locale(const std::string& name);
 
 // The locales that this one of ICU's is a part of, the nearest first: "de_AT" and "de" for

@@ -437,6 +437,44 @@ TEST_F(CatalogFolder, BuildRefusesFaultyTranslationsAndWritesNothing) {
   EXPECT_FALSE(std::filesystem::exists(folder.file("messages")));
 }
 
+TEST_F(CatalogFolder, ModifierInTheEnvironmentFindsTheCatalogOfItsScript) {
+  write(source_with("  GREETED: {id: 1, message: \"Hello\"}\n"), "");
+  folder.write("sr@latin.po", translation("GREETED", "Hello", "Zdravo"));
+  folder.write("r.jsonl", "{\"event\":\"GREETED\"}\n");
+  ASSERT_EQ(run("build s.yaml --po sr@latin.po -o messages").status, 0);
+  ASSERT_EQ(run_kplog(folder.path(), "compile s.yaml -o s.ldf").status, 0);
+  const auto shown =
+      run_kplog(folder.path(), "render --definitions s.ldf --catalog messages -q r.jsonl",
+                "export LC_ALL=sr_RS.UTF-8@latin; ");
+  EXPECT_THAT(shown.out, HasSubstr("Zdravo")) << shown.err;
+}
+
+// A genrb that leaves what it is given in the folder.
+static command_result build_and_keep_genrb_sources(const temp_folder& folder) {
+  folder.write("genrb", "#!/bin/sh\ncp \"$5\"/*.txt .\nPATH=$REAL_PATH exec genrb \"$@\"\n");
+  return run_kplog(folder.path(), "catalog build s.yaml --po de.po -o messages",
+                   "chmod +x genrb; export REAL_PATH=$PATH PATH=$PWD:$PATH; ");
+}
+
+// genrb takes quadratic time to sort keys that ascend.
+TEST_F(CatalogFolder, KeysOfABundleDescend) {
+  write(source_with("  A: {id: 1, message: {id: b, text: T}}\n  C: {id: 2, message: T}\n"
+                    "  B: {id: 3, message: T, messages: [{index: 10, value: 1, text: T},"
+                    " {index: 9, value: 2, text: T}]}\n"),
+        "");
+  ASSERT_EQ(build_and_keep_genrb_sources(folder).status, 0);
+  const std::string keys =
+      "    \"b\":string { \"T%x%TIMESTAMP%\" }\n"
+      "    \"C\":string { \"T%x%TIMESTAMP%\" }\n"
+      "    \"B.9\":string { \"T%x%TIMESTAMP%\" }\n"
+      "    \"B.10\":string { \"T%x%TIMESTAMP%\" }\n"
+      "    \"B\":string { \"T%x%TIMESTAMP%\" }\n";
+  EXPECT_EQ(read_whole_file(folder.file("root.txt")),
+            "root:table {\n  STRING_TABLE:table {\n" + keys + "  }\n}\n");
+  EXPECT_EQ(read_whole_file(folder.file("de.txt")),
+            "de:table {\n  STRING_TABLE:table {\n" + keys + "  }\n}\n");
+}
+
 TEST(CatalogBuild, GoldenBundles) {
   const temp_folder folder;
   const auto build =
