@@ -18,35 +18,36 @@ struct icu_text_closer {
 };
 using icu_text_handle = std::unique_ptr<UConverter, icu_text_closer>;
 
+// A converter that is kept for the texts to come.
+struct icu_text_kept_converter {
+  std::string name;  // as it was asked for
+  icu_text_handle handle;
+};
+
 // Open converters of one thread, by the name they were asked for.
 class icu_text_converters {
  public:
   // The converter, valid until the next call; null, and a failure in `status`, when ICU opens none.
-  UConverter* find(const char* name, UErrorCode& status) {
-    for (slot& kept : slots_) {
-      if (kept.converter && kept.name == name) return kept.converter.get();
+  icu_text_kept_converter* find(const char* name, UErrorCode& status) {
+    for (icu_text_kept_converter& kept : slots_) {
+      if (kept.handle && kept.name == name) return &kept;
     }
     return open(name, status);
   }
 
  private:
-  struct slot {
-    std::string name;
-    icu_text_handle converter;
-  };
-
-  UConverter* open(const char* name, UErrorCode& status) {
+  icu_text_kept_converter* open(const char* name, UErrorCode& status) {
     std::string copy(name);
     icu_text_handle converter(ucnv_open(name, &status));
     if (U_FAILURE(status) || !converter) return nullptr;
-    slot& victim = slots_[next_];
+    icu_text_kept_converter& victim = slots_[next_];
     next_ = (next_ + 1) % slots_.size();
     victim.name = std::move(copy);
-    victim.converter = std::move(converter);
-    return victim.converter.get();
+    victim.handle = std::move(converter);
+    return &victim;
   }
 
-  std::array<slot, 8> slots_;
+  std::array<icu_text_kept_converter, 8> slots_;
   size_t next_ = 0;  // the slot that was filled longest ago
 };
 
@@ -56,9 +57,9 @@ static const char* icu_text_resolved(const char* code_page) {
   return name != nullptr ? name : "";
 }
 
-static UConverter* icu_text_converter_for(const char* code_page) {
+static icu_text_kept_converter* icu_text_converter_for(const char* code_page) {
   UErrorCode status = U_ZERO_ERROR;
-  UConverter* converter = kp_log_no_bad_alloc([=, &status] {
+  icu_text_kept_converter* converter = kp_log_no_bad_alloc([=, &status] {
     return kp_per_thread<icu_text_converters>::get().find(icu_text_resolved(code_page), status);
   });
   if (status == U_MEMORY_ALLOCATION_ERROR) kp_log_raise_alloc();
@@ -70,77 +71,148 @@ static icu_text_result icu_text_outcome(UErrorCode status) {
   return U_FAILURE(status) ? icu_text_result::not_converted : icu_text_result::ok;
 }
 
+// The converter, to be reset and used for another text; null and a failure in `status` when there
+// is none. Every conversion begins here, because ICU's reset leaves a converter of compound text in
+// the character set of the text before: that one is opened anew.
+static UConverter* icu_text_to_be_reset(icu_text_kept_converter& kept, UErrorCode& status) {
+  if (ucnv_getType(kept.handle.get()) == UCNV_COMPOUND_TEXT) {
+    icu_text_handle fresh(ucnv_open(kept.name.c_str(), &status));
+    if (U_FAILURE(status) || !fresh) return nullptr;
+    kept.handle = std::move(fresh);
+  }
+  return kept.handle.get();
+}
+
+// --- Decoding ---
+
 // Whether the bytes stand for themselves in Unicode, one unit each, read by this converter.
-static bool icu_text_is_plain_ascii(const UConverter* converter, const char* bytes, size_t length) {
-  const UConverterType type = ucnv_getType(converter);
+static bool icu_text_is_plain_ascii(const icu_text_kept_converter& kept, const char* bytes,
+                                    size_t length) {
+  const UConverterType type = ucnv_getType(kept.handle.get());
   if (type != UCNV_UTF8 && type != UCNV_LATIN_1 && type != UCNV_US_ASCII) return false;
   return std::all_of(bytes, bytes + length,
                      [](char c) { return static_cast<signed char>(c) >= 0; });
 }
 
-static void icu_text_widen(const char* bytes, int length, icu::UnicodeString& text) {
-  char16_t* units = text.getBuffer(length);
+static char16_t* icu_text_buffer_of(icu::UnicodeString& text, size_t room) {
+  char16_t* units = text.getBuffer(static_cast<int>(room));
   if (units == nullptr) kp_log_raise_alloc();
+  return units;
+}
+
+static void icu_text_widen(const char* bytes, size_t length, icu::UnicodeString& text) {
+  char16_t* units = icu_text_buffer_of(text, length);
   std::transform(bytes, bytes + length, units, [](char c) { return static_cast<char16_t>(c); });
-  text.releaseBuffer(length);
+  text.releaseBuffer(static_cast<int>(length));
 }
 
-// Decodes into the room given; returns the units needed when they are more than that, else 0.
-static int icu_text_decode_into(UConverter* converter, const char* bytes, int length, int room,
-                                icu::UnicodeString& text, UErrorCode& status) {
-  char16_t* units = text.getBuffer(room);
-  if (units == nullptr) kp_log_raise_alloc();
-  status = U_ZERO_ERROR;
-  const int count = ucnv_toUChars(converter, units, text.getCapacity(), bytes, length, &status);
-  text.releaseBuffer(U_SUCCESS(status) ? count : 0);
-  return status == U_BUFFER_OVERFLOW_ERROR ? count : 0;
-}
-
-static icu_text_result icu_text_decode_with(UConverter* converter, const char* bytes,
-                                            icu::UnicodeString& text) {
-  const size_t size = std::strlen(bytes);
-  if (size > INT32_MAX / 4) return icu_text_result::not_converted;
-  const int length = static_cast<int>(size);
-  if (icu_text_is_plain_ascii(converter, bytes, size)) {
-    icu_text_widen(bytes, length, text);
-    return icu_text_result::ok;
-  }
+// Decodes as much as `room` units hold; U_BUFFER_OVERFLOW_ERROR when that is not the end. ICU takes
+// no more than 2 GiB at once.
+static UErrorCode icu_text_decode_into(icu_text_kept_converter& kept, const char* bytes,
+                                       size_t size, size_t room, icu::UnicodeString& text) {
   UErrorCode status = U_ZERO_ERROR;
-  const int needed = icu_text_decode_into(converter, bytes, length, length + 1, text, status);
-  if (needed > 0) icu_text_decode_into(converter, bytes, length, needed, text, status);
+  UConverter* converter = icu_text_to_be_reset(kept, status);
+  ucnv_resetToUnicode(converter);
+  char16_t* const units = icu_text_buffer_of(text, room);
+  char16_t* end = units;
+  const char* const bytes_end = bytes + size;
+  do {
+    const char* const until = bytes + std::min<ptrdiff_t>(bytes_end - bytes, INT32_MAX);
+    ucnv_toUnicode(converter, &end, units + room, &bytes, until, nullptr, until == bytes_end,
+                   &status);
+  } while (U_SUCCESS(status) && bytes != bytes_end);
+  text.releaseBuffer(static_cast<int>(end - units));
+  return status;
+}
+
+// The longest text that is decoded whole, in bytes and in units.
+static constexpr int icu_text_longest = INT32_MAX / 4;
+
+// Decodes the first `most` units and, so that a longer text is known as such, one more. Where
+// `most` is beyond icu_text_longest the text is decoded whole, or not at all.
+static icu_text_result icu_text_decode_up_to(icu_text_kept_converter& kept, const char* bytes,
+                                             int most, icu::UnicodeString& text) {
+  const bool whole = most > icu_text_longest;
+  const size_t size = std::strlen(bytes);
+  if (whole && size > size_t{icu_text_longest}) return icu_text_result::not_converted;
+  const size_t limit = static_cast<size_t>(std::min(most, icu_text_longest)) + 1;
+  const size_t plain = std::min(size, limit);
+  UErrorCode status = U_ZERO_ERROR;
+  if (icu_text_is_plain_ascii(kept, bytes, plain)) {
+    icu_text_widen(bytes, plain, text);
+  } else {
+    size_t room = std::min(size + 1, limit);
+    while ((status = icu_text_decode_into(kept, bytes, size, room, text)) ==
+               U_BUFFER_OVERFLOW_ERROR &&
+           room < limit)
+      room = std::min(2 * room, limit);
+  }
+  if (status == U_BUFFER_OVERFLOW_ERROR && !whole) status = U_ZERO_ERROR;
+  if (U_FAILURE(status)) text.remove();
   return icu_text_outcome(status);
 }
 
 icu_text_result icu_text_decode(const char* bytes, const char* code_page,
                                 icu::UnicodeString& text) {
   text.remove();
-  UConverter* converter = icu_text_converter_for(code_page);
+  icu_text_kept_converter* converter = icu_text_converter_for(code_page);
   if (converter == nullptr) return icu_text_result::unknown_code_page;
-  return icu_text_decode_with(converter, bytes, text);
+  return icu_text_decode_up_to(*converter, bytes, INT32_MAX, text);
 }
 
-icu_text_result icu_text_encode(const icu::UnicodeString& text, const char* code_page, char* dst,
-                                int size, int& written) {
-  UConverter* converter = icu_text_converter_for(code_page);
+icu_text_result icu_text_count_units(const char* bytes, const char* code_page, int most,
+                                     int& units) {
+  icu_text_kept_converter* converter = icu_text_converter_for(code_page);
   if (converter == nullptr) return icu_text_result::unknown_code_page;
+  const size_t plain = strnlen(bytes, static_cast<size_t>(most) + 1);
+  if (plain <= INT32_MAX && icu_text_is_plain_ascii(*converter, bytes, plain)) {
+    units = static_cast<int>(plain);
+    return icu_text_result::ok;
+  }
+  icu::UnicodeString text;
+  const icu_text_result result = icu_text_decode_up_to(*converter, bytes, most, text);
+  if (result == icu_text_result::ok) units = text.length();
+  return result;
+}
+
+// --- Encoding ---
+
+// The bytes that the first `units` units of the text take; as many of them as there is room for are
+// written to `dst`.
+static int icu_text_encode_into(icu_text_kept_converter& kept, const icu::UnicodeString& text,
+                                int units, char* dst, int size, UErrorCode& status) {
+  UConverter* converter = icu_text_to_be_reset(kept, status);
+  return ucnv_fromUChars(converter, dst, size, text.getBuffer(), units, &status);
+}
+
+static icu_text_result icu_text_encode_with(icu_text_kept_converter& kept,
+                                            const icu::UnicodeString& text, char* dst, int size,
+                                            int& written) {
   UErrorCode status = U_ZERO_ERROR;
-  const int count = ucnv_fromUChars(converter, dst, size, text.getBuffer(), text.length(), &status);
+  const int count = icu_text_encode_into(kept, text, text.length(), dst, size, status);
   const icu_text_result result = icu_text_outcome(status);
   if (result == icu_text_result::ok) written = count;
   return result;
 }
 
+icu_text_result icu_text_encode(const icu::UnicodeString& text, const char* code_page, char* dst,
+                                int size, int& written) {
+  icu_text_kept_converter* converter = icu_text_converter_for(code_page);
+  if (converter == nullptr) return icu_text_result::unknown_code_page;
+  return icu_text_encode_with(*converter, text, dst, size, written);
+}
+
 icu_text_result icu_text_encode(const icu::UnicodeString& text, const char* code_page,
                                 std::string& bytes) {
   bytes.clear();
-  UConverter* converter = icu_text_converter_for(code_page);
+  icu_text_kept_converter* converter = icu_text_converter_for(code_page);
   if (converter == nullptr) return icu_text_result::unknown_code_page;
   return kp_log_no_bad_alloc([&] {
     UErrorCode status = U_ZERO_ERROR;
     auto encode = [&] {
       status = U_ZERO_ERROR;
-      return ucnv_fromUChars(converter, bytes.data(), static_cast<int>(bytes.size()),
-                             text.getBuffer(), text.length(), &status);
+      return icu_text_encode_into(*converter, text, text.length(), bytes.data(),
+                                  static_cast<int>(bytes.size()), status);
     };
     bytes.resize(static_cast<size_t>(text.length()) + 16);
     int count = encode();
@@ -153,53 +225,48 @@ icu_text_result icu_text_encode(const icu::UnicodeString& text, const char* code
   });
 }
 
-icu_text_result icu_text_count_units(const char* bytes, const char* code_page, int& units) {
-  UConverter* converter = icu_text_converter_for(code_page);
-  if (converter == nullptr) return icu_text_result::unknown_code_page;
-  const size_t size = std::strlen(bytes);
-  if (size <= INT32_MAX && icu_text_is_plain_ascii(converter, bytes, size)) {
-    units = static_cast<int>(size);
-    return icu_text_result::ok;
-  }
-  icu::UnicodeString text;
-  const icu_text_result result = icu_text_decode_with(converter, bytes, text);
-  if (result == icu_text_result::ok) units = text.length();
-  return result;
+// --- Cutting ---
+
+// Never divides a pair of surrogates: the cut falls before it.
+static void icu_text_keep_units(icu::UnicodeString& text, int units) {
+  if (units >= text.length()) return;
+  const char16_t* all = text.getBuffer();
+  U16_SET_CP_START(all, 0, units);
+  text.truncate(units);
 }
 
-// Bytes that the first `units` units of the text take in the code page.
-static int icu_text_encoded_size(UConverter* converter, const icu::UnicodeString& text, int units) {
+static int icu_text_encoded_size(icu_text_kept_converter& kept, const icu::UnicodeString& text,
+                                 int units) {
   UErrorCode status = U_ZERO_ERROR;
-  return ucnv_fromUChars(converter, nullptr, 0, text.getBuffer(), units, &status);
+  const int size = icu_text_encode_into(kept, text, units, nullptr, 0, status);
+  if (status == U_MEMORY_ALLOCATION_ERROR) kp_log_raise_alloc();
+  return size;
 }
 
-// The longest prefix of whole characters that takes at most `size` bytes.
-static int icu_text_prefix_that_fits(UConverter* converter, const icu::UnicodeString& text,
+// The longest prefix that takes at most `size` bytes, in units.
+static int icu_text_prefix_that_fits(icu_text_kept_converter& kept, const icu::UnicodeString& text,
                                      int size) {
   int fits = 0;
   int too_long = text.length();
   while (too_long - fits > 1) {
     const int middle = fits + (too_long - fits) / 2;
-    (icu_text_encoded_size(converter, text, middle) <= size ? fits : too_long) = middle;
+    (icu_text_encoded_size(kept, text, middle) <= size ? fits : too_long) = middle;
   }
-  const char16_t* units = text.getBuffer();
-  U16_SET_CP_START(units, 0, fits);
   return fits;
 }
 
 icu_text_result icu_text_cut(const char* bytes, const char* code_page, int n_units, char* dst,
                              int size, int& written) {
   if (n_units < 0 || size < 0) return icu_text_result::not_converted;
-  UConverter* converter = icu_text_converter_for(code_page);
+  icu_text_kept_converter* converter = icu_text_converter_for(code_page);
   if (converter == nullptr) return icu_text_result::unknown_code_page;
   icu::UnicodeString text;
-  const icu_text_result decoded = icu_text_decode_with(converter, bytes, text);
+  const icu_text_result decoded = icu_text_decode_up_to(*converter, bytes, n_units, text);
   if (decoded != icu_text_result::ok) return decoded;
-  text.truncate(n_units);
-  if (icu_text_encoded_size(converter, text, text.length()) > size) {
-    text.truncate(icu_text_prefix_that_fits(converter, text, size));
-  }
-  return icu_text_encode(text, code_page, dst, size, written);
+  icu_text_keep_units(text, n_units);
+  if (icu_text_encoded_size(*converter, text, text.length()) > size)
+    icu_text_keep_units(text, icu_text_prefix_that_fits(*converter, text, size));
+  return icu_text_encode_with(*converter, text, dst, size, written);
 }
 
 bool icu_text_convert(const char* src, const char* from, const char* to, char* dst, unsigned& len) {

@@ -12,8 +12,8 @@
 // characters that it lacks are written as its substitution character: that is no failure.
 //
 // Each thread keeps the converters that it used last, so calls share nothing and take no lock of
-// ours. The host must not call u_cleanup() while it still uses the library.
-// A failed allocation raises KPX_memory_alloc.
+// ours; equal conversions give equal results whatever was converted before. The host must not call
+// u_cleanup() while it still uses the library. A failed allocation raises KPX_memory_alloc.
 
 enum class [[nodiscard]] icu_text_result{
     ok,
@@ -21,7 +21,8 @@ enum class [[nodiscard]] icu_text_result{
     not_converted       // too long for the room given, or refused by the converter
 };
 
-// Reads `bytes` up to the NUL into `text`. On failure `text` is empty.
+// Reads `bytes` up to the NUL into `text`. On failure `text` is empty. A text of more than
+// 536,870,911 bytes or UTF-16 code units is not converted.
 icu_text_result icu_text_decode(const char* bytes, const char* code_page, icu::UnicodeString& text);
 
 // Writes `text` into the `size` bytes at `dst`; `written` counts the bytes. A NUL follows them only
@@ -34,13 +35,15 @@ icu_text_result icu_text_encode(const icu::UnicodeString& text, const char* code
 icu_text_result icu_text_encode(const icu::UnicodeString& text, const char* code_page,
                                 std::string& bytes);
 
-// Counts the UTF-16 code units that `bytes` has after decoding.
-icu_text_result icu_text_count_units(const char* bytes, const char* code_page, int& units);
+// Counts the UTF-16 code units that `bytes` has after decoding, to `most` + 1: no more than that is
+// decoded, however long the text is.
+icu_text_result icu_text_count_units(const char* bytes, const char* code_page, int most,
+                                     int& units);
 
 // Writes the first `n_units` UTF-16 code units of `bytes` to `dst`, in the same code page; where
 // `size` bytes do not hold them, as many whole characters as they hold. Adds no NUL of its own;
-// `written` counts the bytes. A cut between the halves of a surrogate pair leaves a lone half,
-// which is written as the code page's substitution character.
+// `written` counts the bytes. Decodes `n_units` + 1 units at most. A cut between the halves of a
+// surrogate pair falls before the pair.
 icu_text_result icu_text_cut(const char* bytes, const char* code_page, int n_units, char* dst,
                              int size, int& written);
 

@@ -97,11 +97,11 @@ void _kp_LOG_log_entry_imp::add_attrib_str(const char* name, const char* value, 
 }
 
 // Whether a multibyte text is longer than `limit`: in UTF-16 code units, or in bytes with ICU
-// disabled. A text that is too long to be decoded at all is too long here as well.
+// disabled.
 static bool mbstring_exceeds(const char* value, size_t length, int limit) {
   if (!kp_LOG_LogConfig::IsICUEnabled()) return length > static_cast<size_t>(limit);
   int units = 0;
-  switch (icu_text_count_units(value, kp_LOG_LogConfig::GetCodePage(), units)) {
+  switch (icu_text_count_units(value, kp_LOG_LogConfig::GetCodePage(), limit, units)) {
     case icu_text_result::ok:
       return units > limit;
     case icu_text_result::unknown_code_page:

@@ -64,6 +64,7 @@ struct log_code_page::converter {
 
   // Appends the units in the code page, in its initial state before and behind them.
   void append(std::string& out);
+  void reset();
 };
 
 // Called by ICU for what the code page lacks: writes \u{N} in its place. What tells only of a
@@ -79,11 +80,26 @@ static void write_missing(const void*, UConverterFromUnicodeArgs* arguments, con
   ucnv_cbFromUWriteUChars(arguments, &source, source + units.size(), 0, status);
 }
 
+// ICU's reset leaves a converter of compound text in the character set of the text before: it is
+// opened anew.
+void log_code_page::converter::reset() {
+  ucnv_resetFromUnicode(handle.get());
+  if (ucnv_getType(handle.get()) != UCNV_COMPOUND_TEXT) return;
+  UErrorCode status = U_ZERO_ERROR;
+  UConverterFromUCallback action = nullptr;
+  const void* context = nullptr;
+  ucnv_getFromUCallBack(handle.get(), &action, &context);
+  handle.reset(ucnv_open(ucnv_getName(handle.get(), &status), &status));
+  ucnv_setFromUCallBack(handle.get(), action, context, nullptr, nullptr, &status);
+  if (U_FAILURE(status))
+    throw std::runtime_error(std::string("ICU cannot open a converter: ") + u_errorName(status));
+}
+
 void log_code_page::converter::append(std::string& out) {
   const UChar* source = units.data();
   const UChar* const source_end = source + units.size();
   UErrorCode status = U_BUFFER_OVERFLOW_ERROR;
-  ucnv_resetFromUnicode(handle.get());
+  reset();
   while (status == U_BUFFER_OVERFLOW_ERROR) {
     std::array<char, 4096> block;
     char* target = block.data();

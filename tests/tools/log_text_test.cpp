@@ -211,3 +211,18 @@ TEST(LogCodePage, NoCharacterEndsALineInAnyOfThem) {
   }
   EXPECT_GT(accepted, 100);
 }
+
+TEST(LogCodePage, ALineIsWrittenAlikeWhateverWasWrittenBefore) {
+  for (int i = 0; i < ucnv_countAvailable(); ++i) {
+    const std::string name = ucnv_getAvailableName(i);
+    try {
+      log_code_page kept(name);
+      std::string out;
+      for (const char* line : {"\u03B1", "\u00E4", "\u03B1"}) kept.append(out, line);
+      const std::string alpha = in_code_page(name, "\u03B1");
+      EXPECT_EQ(out, alpha + in_code_page(name, "\u00E4") + alpha) << name;
+    } catch (const std::invalid_argument&) {
+      continue;  // no code page for lines
+    }
+  }
+}

@@ -7,6 +7,7 @@
 
 #include "logging/logentry_i.h"
 #include "tests/support/loaded_definitions.h"
+#include "tests/support/long_text.h"
 #include "tests/support/raised.h"
 
 using entry_t = _kp_LOG_log_entry_imp;
@@ -182,14 +183,37 @@ TEST(EntryStrings, CharactersBeyondTheBasicPlaneCountTwice) {
                KPX_logging_invalid_attribute_value);
 }
 
-// The limit counts code units, so the cut may fall between the halves of a pair.
-TEST(EntryStrings, ACutBetweenSurrogatesLeavesAReplacementCharacter) {
+// The limit counts code units, so it may lie between the halves of a pair.
+TEST(EntryStrings, ACutBetweenSurrogatesFallsBeforeThePair) {
+  const loaded_definitions definitions(ldf_with_every_type());
+  action_on_exceed = 1;
+  entry_t entry(17, 0);
+  for (const auto& [name, x, pair] : {std::tuple("UTF-8", "x", "\xF0\x9F\x98\x80"),
+                                      std::tuple("GB18030", "x", "\x94\x39\xFC\x36")}) {
+    const code_page_setting code_page(name);
+    entry.add_attrib_mbstr("A15", (x + repeated(pair, 16)).c_str(), true);
+    EXPECT_EQ(entry.get_attrib_mbstr("A15"), x + repeated(pair, 15));
+    entry.add_attrib_mbstr("A15", repeated(pair, 17).c_str(), true);
+    EXPECT_EQ(entry.get_attrib_mbstr("A15"), repeated(pair, 16));
+  }
+}
+
+// Once with characters that are decoded and once with plain ones.
+TEST(EntryStrings, AMultibyteTextOfGibibytesIsCutLikeAnyOther) {
   const loaded_definitions definitions(ldf_with_every_type());
   const code_page_setting code_page("UTF-8");
   action_on_exceed = 1;
   entry_t entry(17, 0);
-  entry.add_attrib_mbstr("A15", ("x" + repeated("\xF0\x9F\x98\x80", 16)).c_str(), true);
-  EXPECT_EQ(entry.get_attrib_mbstr("A15"), "x" + repeated("\xF0\x9F\x98\x80", 15) + "\xEF\xBF\xBD");
+  const long_text decoded("\xC3\xA4", size_t{600} << 20);
+  entry.add_attrib_mbstr("A15", decoded.c_str(), true);
+  EXPECT_EQ(entry.get_attrib_mbstr("A15"), repeated("\xC3\xA4", 32));
+  const long_text plain("ab", (size_t{2} << 30) + 6);
+  entry.add_attrib_mbstr("A20", plain.c_str(), true);
+  EXPECT_EQ(entry.get_attrib_mbstr("A20"), repeated("ab", 1024));
+  action_on_exceed = 0;
+  EXPECT_EQ(raised<KPX_logging_invalid_attribute_value>(
+                [&] { entry.add_attrib_mbstr("A15", decoded.c_str(), true); }),
+            overflow_of("A15"));
 }
 
 TEST(EntryStrings, WithoutIcuMultibyteTextsAreMeasuredInBytes) {
