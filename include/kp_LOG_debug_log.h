@@ -14,9 +14,10 @@ KP_API extern unsigned debug_log_level;
 // A line of level 9 is always written; any other one only when debug_log_level is neither 0 nor
 // below `level`. A filtered-out call costs one load and one comparison.
 // The file is opened, appended to with a single write, and closed again for every line, so it may
-// be rotated or deleted at any time. A file that cannot be opened, or that is not a regular file,
-// loses the line. Never raises, takes no lock, keeps errno. Any thread may call it. `format` must
-// not be text that comes from outside the program.
+// be rotated or deleted at any time. A link is followed. A file that cannot be opened, or that is
+// neither a regular file nor a character device, loses the line. Of a line whose format fails
+// midway, what was formatted before is written. Never raises, takes no lock, keeps errno. Any
+// thread may call it. `format` must not be text that comes from outside the program.
 KP_API void LogDebugMessage(unsigned level, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -19,14 +20,16 @@ static constexpr unsigned always_written_level = 9;
 // Lines up to this size are built on the stack.
 static constexpr size_t stack_line_room = 1024;
 
-// The debug log as a descriptor, or -1 when it cannot be opened or is not a regular file. Never
-// waits, not even for the other end of a pipe that somebody has put in its place.
+// The debug log as a descriptor, or -1 when it cannot be opened or is neither a regular file nor a
+// character device, such as the terminal behind a link to standard error. Never waits, not even for
+// the other end of a pipe that somebody has put in its place.
 static int open_debug_log() {
   const int file =
       open("zel_debug.log", O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
   if (file < 0) return -1;
   struct stat status;
-  if (KP_fstat(file, &status) == 0 && S_ISREG(status.st_mode)) return file;
+  if (KP_fstat(file, &status) == 0 && (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode)))
+    return file;
   close(file);
   return -1;
 }
@@ -70,6 +73,24 @@ __attribute__((format(printf, 5, 0))) static void write_long_line(const char* li
   memcpy(whole.get(), line, prefix);
   if (vsnprintf(whole.get() + prefix, length + 1 - prefix, format, args) >= 0)
     write_line(whole.get(), length);
+  else
+    write_line(whole.get(), strnlen(whole.get(), length));
+}
+
+// A line whose format fails midway, as for a wide character that the locale lacks: writes what was
+// formatted before. Without memory for that, the part of it that is in `line`.
+__attribute__((format(printf, 4, 0))) static void write_failed_line(const char* line, size_t prefix,
+                                                                    size_t size, const char* format,
+                                                                    va_list args) {
+  char* whole = nullptr;
+  size_t length = 0;
+  FILE* const stream = open_memstream(&whole, &length);
+  if (stream == nullptr) return write_line(line, strnlen(line, size - 1));
+  fwrite(line, 1, prefix, stream);
+  vfprintf(stream, format, args);
+  fclose(stream);
+  const std::unique_ptr<char, decltype(&free)> owner(whole, &free);
+  if (whole != nullptr) write_line(whole, length);
 }
 
 // Apart from LogDebugMessage, so that a line that is filtered out does not pay for its frame.
@@ -83,7 +104,9 @@ __attribute__((noinline, format(printf, 1, 0))) static void append_line(const ch
   va_copy(args_again, args);
   const int text = vsnprintf(line + prefix, sizeof line - prefix, format, args);
   const size_t length = prefix + (text > 0 ? static_cast<size_t>(text) : 0);
-  if (length < sizeof line)
+  if (text < 0)
+    write_failed_line(line, prefix, sizeof line, format, args_again);
+  else if (length < sizeof line)
     write_line(line, length);
   else
     write_long_line(line, prefix, sizeof line, length, format, args_again);

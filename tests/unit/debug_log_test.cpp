@@ -1,5 +1,6 @@
 #include "kp_LOG_debug_log.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -7,7 +8,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <regex>
@@ -155,6 +158,20 @@ TEST(DebugLogLine, TooLongForTheStackIsCutWhenThereIsNoMemory) {
   EXPECT_EQ(log.raw().substr(prefix_length()), std::string(1023 - prefix_length(), 'x'));
 }
 
+// No wide character beyond ASCII can be written in the locale "C".
+TEST(DebugLogLine, WhoseFormatFailsMidwayHasWhatWasFormattedBefore) {
+  const debug_log_in_temp_folder log(1);
+  for (const size_t length : {0U, 3U, 1000U, 1023U, 1024U, 1025U, 5000U, 100000U}) {
+    const std::string text(length, 'x');
+    const size_t before = log.raw().size();
+    errno = 77;
+    LogDebugMessage(1, "%s|%ls|after\n", text.c_str(), L"\u6F22");
+    EXPECT_EQ(errno, 77);
+    const bool is_whole = log.raw().substr(before + prefix_length()) == text + "|";
+    EXPECT_TRUE(is_whole) << length;
+  }
+}
+
 TEST(DebugLogLine, OfUsualLengthNeedsNoMemory) {
   const debug_log_in_temp_folder log(1);
   {
@@ -238,6 +255,39 @@ TEST(DebugLogFile, APipeInItsPlaceNeitherBlocksNorGetsTheLine) {
   const size_t before = open_descriptors();
   LogDebugMessage(9, "lost\n");
   EXPECT_EQ(open_descriptors(), before);
+}
+
+// As in a container whose zel_debug.log is a link to standard error.
+TEST(DebugLogFile, ALinkToATerminalIsFollowed) {
+  const debug_log_in_temp_folder log(1);
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
+  ASSERT_GE(terminal, 0);
+  ASSERT_EQ(grantpt(terminal), 0);
+  ASSERT_EQ(unlockpt(terminal), 0);
+  const int standard_error = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(standard_error, 0);
+  fs::create_symlink("/proc/self/fd/" + std::to_string(standard_error), "zel_debug.log");
+  const size_t before = open_descriptors();
+  LogDebugMessage(1, "shown\n");
+  EXPECT_EQ(open_descriptors(), before);
+  std::string shown(200, '\0');
+  shown.resize(static_cast<size_t>(std::max<ssize_t>(read(terminal, shown.data(), 200), 0)));
+  EXPECT_EQ(shown.substr(std::min(shown.size(), prefix_length())), "shown\r\n");
+  close(standard_error);
+  close(terminal);
+}
+
+TEST(DebugLogFile, ALinkToAPipeNeitherBlocksNorGetsTheLine) {
+  const debug_log_in_temp_folder log(1);
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+  fs::create_symlink("/proc/self/fd/" + std::to_string(ends[1]), "zel_debug.log");
+  LogDebugMessage(9, "lost\n");
+  char byte = 0;
+  EXPECT_EQ(read(ends[0], &byte, 1), -1);
+  EXPECT_EQ(errno, EAGAIN);
+  close(ends[0]);
+  close(ends[1]);
 }
 
 TEST(DebugLogFile, AWorkingFolderThatIsGoneLosesTheLine) {
