@@ -16,7 +16,8 @@ enum class command_outcome : int {
   findings = 1,
   usage = 2,
   file_error = 3,
-  interrupted = 130
+  interrupted = 130,
+  terminated = 143
 };
 
 // What an exit status means, as the help, the manual pages and docs/tools.md say it.
@@ -35,7 +36,9 @@ constexpr auto exit_status_rows = std::to_array<exit_status_row>({
     {command_outcome::file_error, "a file cannot be read or written",
      "a file cannot be read or written, or memory ran out"},
     {command_outcome::interrupted, "SIGINT before the end of the input",
-     "SIGINT came before the input of `kplog emit` had ended"},
+     "SIGINT came before the files or standard input of `kplog emit` had ended"},
+    {command_outcome::terminated, "SIGTERM before the end of the input",
+     "SIGTERM came before the files or standard input of `kplog emit` had ended"},
 });
 
 // Runs a command whose options have been parsed: results go to `out`, diagnostics and summaries to

@@ -60,6 +60,7 @@ class emit_run {
  private:
   void reload();
   command_outcome read_all(const emit_signals& signals);
+  command_outcome outcome_of(const emit_end& end);
   command_outcome fail(diagnostic_rule rule, const std::string& text);
 
   const emit_options& options_;
@@ -85,12 +86,21 @@ void emit_run::reload() {
   }
 }
 
+// A service ends by a signal; for other runs it comes too early.
+command_outcome emit_run::outcome_of(const emit_end& end) {
+  for (const std::string& text : end.unread)
+    report_.problem(diagnostic_rule::unread_input, text + ", because a signal ended the run");
+  if (end.is_cut_short && options_.listen.empty())
+    return end.signal == SIGINT ? command_outcome::interrupted : command_outcome::terminated;
+  return end.unread.empty() ? command_outcome::good : command_outcome::findings;
+}
+
 // What was read of a file before it failed is written all the same.
 command_outcome emit_run::read_all(const emit_signals& signals) {
   command_outcome outcome = command_outcome::good;
   try {
     emit_loop loop(signals, inputs_, pipeline_, [this] { reload(); });
-    if (!loop.run()) outcome = command_outcome::interrupted;
+    outcome = outcome_of(loop.run());
   } catch (const record_file_error& error) {
     outcome = fail(diagnostic_rule::unreadable, error.what());
   }

@@ -107,6 +107,7 @@ enum class diagnostic_rule : unsigned {
   record_value,
   record_message,
   record_not_shown,
+  unread_input,
   unfinished_line,
 };
 
@@ -316,6 +317,9 @@ constexpr auto diagnostic_rules = std::to_array<diagnostic_rule_row>({
     {diagnostic_rule::record_not_shown, "record-not-shown",
      "bad records that were counted only, because there were so many", rule_kind::fault,
      rule_severity::warning},
+    {diagnostic_rule::unread_input, "unread-input",
+     "records that were there, and that a run did not read because a signal ended it",
+     rule_kind::fault, rule_severity::warning},
     {diagnostic_rule::unfinished_line, "unfinished-line",
      "a line that a process left when it died, and that was cut off its log", rule_kind::fault,
      rule_severity::warning},

@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <iterator>
 #include <system_error>
 
-// Turns of reading behind the signal that ends the run. Senders that never pause cannot keep it
-// from ending.
-static constexpr int last_turns = 1000;
+// For what had been sent when the signal came, so that the run ends within two seconds.
+static constexpr std::chrono::milliseconds last_patience(1500);
 
 emit_loop::emit_loop(const emit_signals& signals,
                      std::vector<std::unique_ptr<record_input>>& inputs, emit_pipeline& pipeline,
@@ -21,16 +22,14 @@ bool emit_loop::is_running() const {
 
 // Signals are answered before anything is read, so that what was sent behind a signal finds it
 // answered.
-bool emit_loop::run() {
+emit_end emit_loop::run() {
   while (is_running()) {
     const bool is_idle = !wait(pipeline_.has_unwritten() ? 0 : -1);
     if (is_idle) pipeline_.write();
     for (int signal = signals_.take(); signal != 0; signal = signals_.take()) answer(signal);
     if (ending_ == 0) read_ready();
   }
-  const bool is_cut_short = ending_ == SIGINT && has_unread_files();
-  if (ending_ != 0) take_what_was_sent();
-  return !is_cut_short;
+  return ending_ != 0 ? take_what_was_sent() : emit_end{};
 }
 
 bool emit_loop::has_unread_files() const {
@@ -70,11 +69,15 @@ void emit_loop::answer(int signal) {
   reload_();
 }
 
-void emit_loop::take_what_was_sent() {
-  std::erase_if(inputs_, [](const auto& input) { return !input->is_lasting(); });
-  for (int turns = 0; turns < last_turns && !pipeline_.has_stopped(); ++turns)
-    if (wait(0))
-      read_ready();
-    else
-      return;
+emit_end emit_loop::take_what_was_sent() {
+  const record_deadline deadline = std::chrono::steady_clock::now() + last_patience;
+  const record_taker take = [this](const record_line& line) { pipeline_.take(line); };
+  emit_end end;
+  for (const auto& input : inputs_) {
+    input->read_last(take, deadline);
+    std::ranges::move(input->unread(), std::back_inserter(end.unread));
+  }
+  end.signal = ending_;
+  end.is_cut_short = has_unread_files();
+  return end;
 }

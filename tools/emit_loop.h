@@ -10,6 +10,13 @@
 #include "tools/emit_signals.h"
 #include "tools/record_input.h"
 
+// How a run ended.
+struct emit_end {
+  int signal = 0;                        // that ended it; 0: none did
+  bool is_cut_short = false;             // files, or standard input, had not ended
+  std::vector<std::string> unread = {};  // a text for each input of which something was left
+};
+
 class emit_loop {
  public:
   // `reload` is called at SIGHUP, behind the batch; the files have been told to open anew. All must
@@ -18,9 +25,9 @@ class emit_loop {
             emit_pipeline& pipeline, std::function<void()> reload);
 
   // Runs until all inputs have ended, the pipeline has stopped, or SIGTERM or SIGINT came; what had
-  // been sent to lasting inputs by then is taken as well. False when SIGINT came before the files
-  // had ended. The last batch is left to the caller. Raises what inputs and pipeline raise.
-  bool run();
+  // been sent by then is taken as well, as far as there is time for it. The last batch is left to
+  // the caller. Raises what inputs and pipeline raise.
+  emit_end run();
 
  private:
   bool is_running() const;
@@ -28,7 +35,7 @@ class emit_loop {
   bool wait(int patience);
   void read_ready();
   void answer(int signal);
-  void take_what_was_sent();
+  emit_end take_what_was_sent();
 
   const emit_signals& signals_;
   std::vector<std::unique_ptr<record_input>>& inputs_;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 #include <unistd.h>
@@ -31,10 +32,10 @@ void record_lines::make_room() {
   if (bytes_.size() < needed) bytes_.resize(std::max(needed, bytes_.size() * 2));
 }
 
-ssize_t record_lines::read_from(int descriptor) {
+ssize_t record_lines::read_from(int descriptor, size_t most) {
   make_room();
   ssize_t got = -1;
-  do got = ::read(descriptor, bytes_.data() + end_, room_);
+  do got = ::read(descriptor, bytes_.data() + end_, std::min(room_, most));
   while (got < 0 && errno == EINTR);
   if (got > 0) end_ += static_cast<size_t>(got);
   return got;
@@ -137,10 +138,24 @@ void record_files::watch(std::vector<pollfd>& descriptors) const {
   descriptors.push_back({at_end() ? -1 : descriptor(), POLLIN, 0});
 }
 
+void record_files::hand_over_lines(const record_taker& take) {
+  record_line line;
+  line.source = &name_;
+  while (lines_.next(line)) take(line);
+}
+
 void record_files::hand_over_end(const record_taker& take) {
   record_line line;
   line.source = &name_;
   while (lines_.next_at_end(line)) take(line);
+}
+
+void record_files::end_file(const record_taker& take) {
+  hand_over_end(take);
+  if (is_fifo_)
+    open_again();
+  else
+    open_next();
 }
 
 void record_files::read(std::span<const pollfd> watched, const record_taker& take) {
@@ -148,13 +163,74 @@ void record_files::read(std::span<const pollfd> watched, const record_taker& tak
   const ssize_t got = lines_.read_from(descriptor());
   if (got < 0 && errno == EAGAIN) return;
   if (got < 0) throw record_file_error(path(), errno);
-  record_line line;
-  line.source = &name_;
-  while (lines_.next(line)) take(line);
-  if (got != 0) return;
+  hand_over_lines(take);
+  if (got == 0) end_file(take);
+}
+
+// --- The last of them ---
+
+static bool is_regular(int descriptor) {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+static bool has_bytes_left(int file) {
+  struct stat status {};
+  return fstat(file, &status) == 0 && lseek(file, 0, SEEK_CUR) < status.st_size;
+}
+
+size_t waiting_bytes(int descriptor) {
+  int count = 0;
+  return ioctl(descriptor, FIONREAD, &count) == 0 && count > 0 ? static_cast<size_t>(count) : 0;
+}
+
+// Whether a read gives bytes, or tells the end, at once.
+static bool is_ready(int descriptor) {
+  pollfd waiting{descriptor, POLLIN, 0};
+  return poll(&waiting, 1, 0) == 1 && (waiting.revents & (POLLIN | POLLHUP)) != 0;
+}
+
+// What comes in while this reads is left alone, and so cannot keep it busy.
+void record_files::read_waiting(const record_taker& take, record_deadline deadline) {
+  size_t left = waiting_bytes(descriptor());
+  while (left > 0 && is_ready(descriptor())) {
+    if (std::chrono::steady_clock::now() >= deadline) {
+      has_rest_ = true;
+      return;
+    }
+    const ssize_t got = lines_.read_from(descriptor(), left);
+    if (got <= 0) break;
+    left -= static_cast<size_t>(got);
+    hand_over_lines(take);
+  }
   hand_over_end(take);
-  if (is_fifo_)
-    open_again();
-  else
-    open_next();
+}
+
+// A file that was read to its last byte has ended, though it has not been asked, and so has a pipe
+// whose writers left.
+bool record_files::reads_last_of_file(const record_taker& take, record_deadline deadline) {
+  if (is_regular(descriptor())) {
+    has_rest_ = has_bytes_left(descriptor());
+    if (!has_rest_) hand_over_end(take);
+    return !has_rest_;
+  }
+  read_waiting(take, deadline);
+  return !is_fifo_ && !has_rest_ && waiting_bytes(descriptor()) == 0 && is_ready(descriptor());
+}
+
+void record_files::read_last(const record_taker& take, record_deadline deadline) {
+  while (!at_end() && reads_last_of_file(take, deadline)) open_next();
+}
+
+std::string unread_text(const std::string& name, uint64_t lines) {
+  return lines == 0 ? name + " was not read"
+                    : name + " was read to line " + std::to_string(lines) + " only";
+}
+
+std::vector<std::string> record_files::unread() const {
+  std::vector<std::string> texts;
+  if (has_rest_) texts.push_back(unread_text(name_, lines_.line_count()));
+  for (size_t i = next_; i < paths_.size(); ++i)
+    texts.push_back(unread_text(input_name(paths_[i]), 0));
+  return texts;
 }

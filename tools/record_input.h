@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <span>
@@ -37,13 +38,17 @@ class record_lines {
   // Room for the bytes of one read.
   explicit record_lines(size_t room) : room_(room) {}
 
-  // One read, which may wait. What read(2) returns, with errno.
-  ssize_t read_from(int descriptor);
+  // One read, which may wait, of at most `most` bytes. What read(2) returns, with errno.
+  ssize_t read_from(int descriptor, size_t most = SIZE_MAX);
   // The next line; `source` is left alone. False when none is whole.
   bool next(record_line& line) { return next(line, false); }
   // At the end of the input: the next line, also one without an end. What comes after that is a new
   // line.
   bool next_at_end(record_line& line);
+  // Whether bytes were read that are no whole line yet.
+  bool has_rest() const { return begin_ != end_; }
+  // Lines handed out or passed over.
+  uint64_t line_count() const { return number_; }
 
  private:
   // What stands up to the next line end, or is taken without one.
@@ -65,6 +70,9 @@ class record_lines {
   bool inside_ = false;  // of a line of which the beginning was handed out
 };
 
+// When a run that a signal ends has no time left for what was sent before it.
+using record_deadline = std::chrono::steady_clock::time_point;
+
 // An input that waits for what is to come.
 class record_input {
  public:
@@ -76,6 +84,12 @@ class record_input {
   virtual void watch(std::vector<pollfd>& descriptors) const = 0;
   // Reads of each descriptor that is ready once, and hands over the lines.
   virtual void read(std::span<const pollfd> watched, const record_taker& take) = 0;
+  // At the end of a run before the input's own: hands over what others had sent by now, also a last
+  // line without an end, and nothing that comes later. Of files nothing more is read. Does not
+  // wait.
+  virtual void read_last(const record_taker& take, record_deadline deadline) = 0;
+  // Behind that: what was there and was not read, in a text for each file or sender.
+  virtual std::vector<std::string> unread() const = 0;
 };
 
 // A file of records that cannot be read. The text names it and the reason.
@@ -95,10 +109,16 @@ class record_files : public record_input {
   bool is_lasting() const override { return is_fifo_; }
   void watch(std::vector<pollfd>& descriptors) const override;
   void read(std::span<const pollfd> watched, const record_taker& take) override;
+  void read_last(const record_taker& take, record_deadline deadline) override;
+  std::vector<std::string> unread() const override;
 
  private:
   void open_next();
+  void end_file(const record_taker& take);
+  void hand_over_lines(const record_taker& take);
   void hand_over_end(const record_taker& take);
+  bool reads_last_of_file(const record_taker& take, record_deadline deadline);  // true: at its end
+  void read_waiting(const record_taker& take, record_deadline deadline);
   void open_again();
   int descriptor() const;
   const std::string& path() const { return paths_[next_ - 1]; }
@@ -107,12 +127,19 @@ class record_files : public record_input {
   size_t next_ = 0;             // index of the file behind the one that is open
   open_descriptor descriptor_;  // of the file that is open; closed for standard input
   bool is_fifo_ = false;
-  std::string name_;  // of that file in messages
+  bool has_rest_ = false;  // read_last left bytes of that file
+  std::string name_;       // of that file in messages
   record_lines lines_;
 };
 
 // Raises record_file_error for the first file that cannot be read.
 void check_record_files(const std::vector<std::string>& paths);
+
+// The bytes that a pipe, socket or terminal holds.
+size_t waiting_bytes(int descriptor);
+
+// "FILE was read to line 3 only"
+std::string unread_text(const std::string& name, uint64_t lines);
 
 // Whether the path leads to a FIFO that has a name; pipes of shells (/dev/fd/63) have none.
 bool is_named_fifo(const std::string& path);

@@ -157,3 +157,36 @@ void record_service::accept_clients() {
         std::move(accepted), "unix:" + path_ + "#" + std::to_string(++client_count_)));
   }
 }
+
+// --- The end ---
+
+// In turn, so that none is left out when the time is over.
+void record_service::read_out(const record_taker& take, record_deadline deadline) {
+  for (const auto& one : clients_) shutdown(one->descriptor.get(), SHUT_RD);
+  while (!clients_.empty() && std::chrono::steady_clock::now() < deadline)
+    std::erase_if(clients_, [&](const auto& one) { return !one->read(take); });
+}
+
+// What is in a socket that has been shut down for reading can still be read, and then its end;
+// those who send, or want to connect, are told that nobody reads. Clients that wait to be accepted
+// have sent something, too; the last accept is for those that there is no time to read.
+void record_service::read_last(const record_taker& take, record_deadline deadline) {
+  shutdown(listener_.get(), SHUT_RD);
+  uint64_t known = 0;
+  do {
+    known = client_count_;
+    read_out(take, deadline);
+    client_room_ = client_limit_;
+    accept_clients();
+  } while (known != client_count_ && std::chrono::steady_clock::now() < deadline);
+  client_room_ = SIZE_MAX;
+  accept_clients();
+}
+
+std::vector<std::string> record_service::unread() const {
+  std::vector<std::string> texts;
+  for (const auto& one : clients_)
+    if (waiting_bytes(one->descriptor.get()) != 0 || one->lines.has_rest())
+      texts.push_back(unread_text(one->name, one->lines.line_count()));
+  return texts;
+}

@@ -37,10 +37,14 @@ class record_service : public record_input {
   bool is_lasting() const override { return true; }
   void watch(std::vector<pollfd>& descriptors) const override;
   void read(std::span<const pollfd> watched, const record_taker& take) override;
+  // From here on clients cannot send, and nobody can connect.
+  void read_last(const record_taker& take, record_deadline deadline) override;
+  std::vector<std::string> unread() const override;
 
  private:
   struct client;
 
+  void read_out(const record_taker& take, record_deadline deadline);
   void accept_clients();
   void run_out_of_room(int error);
   bool is_accepting() const { return clients_.size() < client_room_; }

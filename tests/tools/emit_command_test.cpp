@@ -1,7 +1,9 @@
 // kplog emit, from outside: sinks, options, errors.
 #include <gmock/gmock.h>
+
 #include <sys/stat.h>
 #include <unistd.h>
+#include <csignal>
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -345,8 +347,14 @@ TEST_F(EmitCommand, GoldenListOfBadRecords) {
   std::string flood;
   for (int i = 0; i < 101; ++i) flood += "bad\n";
   const auto many = folder_.emit_text("--format json --to text:./shop", log + flood);
+  running_command ended(folder_.path(),
+                        emit_folder::words({"--format", "json", "--to", "-", "-", "input"}));
+  EXPECT_TRUE(ended.send(log));
+  EXPECT_EQ(ended.out_line(), "a");
+  ended.signal(SIGTERM);
   expect_golden_file("emit.expected", bad.err + lines_with(many.err, "unfinished-line") +
-                                          lines_with(many.err, "record-not-shown"));
+                                          lines_with(many.err, "record-not-shown") +
+                                          lines_with(ended.wait_for_end().err, "unread-input"));
 }
 
 TEST_F(EmitCommand, SummaryTellsOfEachEvent) {

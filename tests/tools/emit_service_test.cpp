@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <future>
 #include <memory>
 
 #include "tests/tools/emit_fixture.h"
@@ -97,13 +99,76 @@ TEST_F(EmitService, WhatWasSentBeforeTheSignalIsWritten) {
 
 // --- Signals
 
-TEST_F(EmitService, TerminationEndsCleanly) {
+TEST_F(EmitService, TerminatedFilesHaveAStatusOfTheirOwn) {
   const auto run = start({"--to", "text:./shop", "--ack"});
   ASSERT_TRUE(run->send(note_record("a") + note_record("b")));
   EXPECT_EQ(run->out_line(), "2");
   const command_end end = end_of(*run);
-  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.status, 143);
   EXPECT_THAT(end.err, HasSubstr("2 records: 2 written"));
+}
+
+// The signal finds what is sent in between in the pipe.
+static command_end end_behind(running_command& run, const std::string& sent) {
+  run.signal(SIGSTOP);
+  EXPECT_TRUE(run.send(sent));
+  run.signal(SIGTERM);
+  run.signal(SIGCONT);
+  return run.wait_for_end();
+}
+
+TEST_F(EmitService, WhatIsInAPipeAtTheSignalIsTaken) {
+  const auto run = start({"--to", "-"});
+  ASSERT_TRUE(run->send(note_record("a")));
+  EXPECT_EQ(run->out_line(), "a");
+  std::string sent = note_record("b") + note_record("c") + note_record("without an end");
+  sent.pop_back();
+  const command_end end = end_behind(*run, sent);
+  EXPECT_EQ(end.status, 143);
+  EXPECT_EQ(end.out, "b\nc\nwithout an end\n");
+}
+
+TEST_F(EmitService, HalfARecordAtTheSignalIsReported) {
+  const auto run = start({"--to", "-"});
+  ASSERT_TRUE(run->send(note_record("a")));
+  EXPECT_EQ(run->out_line(), "a");
+  const command_end end = end_behind(*run, note_record("b") + "{\"event\":\"NO");
+  EXPECT_EQ(end.status, 143);
+  EXPECT_EQ(end.out, "b\n");
+  EXPECT_THAT(end.err, AllOf(HasSubstr("<stdin>:3:13: error[record-syntax]"),
+                             HasSubstr("3 records: 2 written, 0 rejected by the filter, 1 bad")));
+}
+
+TEST_F(EmitService, PipeWhoseWritersLeftHasEndedBeforeTheSignal) {
+  const auto run = start({"--to", "-"});
+  ASSERT_TRUE(run->send(note_record("a")));
+  EXPECT_EQ(run->out_line(), "a");
+  run->signal(SIGSTOP);
+  EXPECT_TRUE(run->send(note_record("b")));
+  run->end_input();
+  run->signal(SIGTERM);
+  run->signal(SIGCONT);
+  const command_end end = run->wait_for_end();
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.out, "b\n");
+}
+
+// Nobody reads the messages before the signal, so that the command is still in its first file.
+TEST_F(EmitService, FilesThatTheSignalLeftUnreadAreNamed) {
+  std::string records;
+  for (int i = 0; i < 20000; ++i) records += note_record(std::string(100, 'x'));
+  folder_.write("long", records);
+  folder_.write("more", note_record("y"));
+  const auto run = start({"--to", "-", "long", "more"});
+  ASSERT_EQ(run->out_line().size(), 100u);
+  const command_end end = end_of(*run);
+  EXPECT_EQ(end.status, 143);
+  const auto shown = 1 + std::count(end.out.begin(), end.out.end(), '\n');
+  EXPECT_LT(shown, 20000);
+  EXPECT_THAT(end.err,
+              testing::StartsWith("kplog: long was read to line " + std::to_string(shown) +
+                                  " only, because a signal ended the run\n"
+                                  "kplog: more was not read, because a signal ended the run\n"));
 }
 
 TEST_F(EmitService, InterruptedFilesHaveAStatusOfTheirOwn) {
@@ -282,6 +347,29 @@ TEST_F(EmitService, ClientsLeaveDescriptorsForTheOutputs) {
   EXPECT_THAT(folder_.text("shop.20261115.0001"), HasSubstr("client 39.\n"));
 }
 
+// Sixty-four are served, and the others have connected.
+TEST_F(EmitService, WhatClientsHadSentAtTheSignalIsTaken) {
+  const auto service = start_listening({"--to", "text:./shop", "--ack"});
+  std::vector<std::unique_ptr<socket_client>> clients;
+  for (int i = 0; i < 64; ++i) {
+    clients.push_back(client());
+    clients.back()->send(note_record("is served"));
+  }
+  while (service->out_line() != "64") ASSERT_FALSE(HasFailure());
+  service->signal(SIGSTOP);
+  for (int i = 0; i < 60; ++i) clients.push_back(client());
+  for (const auto& sender : clients) {
+    std::string sent = note_record("one") + note_record("two") + note_record("three");
+    sent.pop_back();
+    EXPECT_TRUE(sender->send(sent));
+  }
+  service->signal(SIGTERM);
+  service->signal(SIGCONT);
+  const command_end end = service->wait_for_end();
+  EXPECT_EQ(end.status, 0);
+  EXPECT_THAT(end.err, HasSubstr("436 records: 436 written"));
+}
+
 TEST_F(EmitService, SlowClientKeepsNobodyWaiting) {
   const auto service = start_listening();
   const auto slow = client();
@@ -327,6 +415,43 @@ TEST_F(EmitService, HostileClientsAreBounded) {
   if (is_memory_its_own) {
     EXPECT_LT(end.peak_kilobytes, 48 << 10);
   }
+}
+
+TEST_F(EmitService, HalfARecordOfAClientAtTheSignalIsReported) {
+  const auto service = start_listening();
+  const auto sender = client();
+  sender->send(note_record("a") + "{\"event\"");
+  EXPECT_EQ(service->out_line(), "a");
+  const command_end end = end_of(*service);
+  EXPECT_EQ(end.status, 1);
+  EXPECT_THAT(end.err, HasSubstr("unix:sock#1:2:9: error[record-syntax]"));
+}
+
+// Sends until the service does not take more; how many it took.
+static uint64_t flood(const socket_client& sender) {
+  uint64_t sent = 0;
+  while (sender.send(note_record("flood"))) ++sent;
+  return sent;
+}
+
+TEST_F(EmitService, SendersThatNeverPauseDoNotKeepItFromEnding) {
+  const auto service = start_listening({"--to", "text:./shop", "--ack"});
+  std::vector<std::unique_ptr<socket_client>> clients;
+  std::vector<std::future<uint64_t>> senders;
+  for (int i = 0; i < 64; ++i) {
+    clients.push_back(client());
+    senders.push_back(
+        std::async(std::launch::async, [&sender = *clients.back()] { return flood(sender); }));
+  }
+  while (std::stoi(service->out_line()) < 2000) ASSERT_FALSE(HasFailure());
+  const auto begin = std::chrono::steady_clock::now();
+  const command_end end = end_of(*service);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+  EXPECT_EQ(end.status, 0);
+  uint64_t sent = 0;
+  for (auto& sender : senders) sent += sender.get();
+  EXPECT_THAT(end.err, HasSubstr("kplog: " + std::to_string(sent) +
+                                 " records: " + std::to_string(sent) + " written"));
 }
 
 TEST_F(EmitService, FilesAndClientsAreReadTogether) {
