@@ -33,6 +33,10 @@ concept kp_LOG_keeps_value = (std::same_as<From, bool> ==
 template <class T>
 concept kp_LOG_number = std::is_arithmetic_v<T> && !std::same_as<T, bool>;
 
+// Where a constant is not a value of its attribute's type, compilers name this function: it cannot
+// be called while compiling, and does not exist afterwards.
+void kp_LOG_constant_does_not_fit_its_attribute();
+
 // The value of a Bool, of an integer, of a Float, or of an enumeration that stands for an integer.
 template <class T>
 class kp_LOG_EventNumber {
@@ -47,7 +51,7 @@ class kp_LOG_EventNumber {
            kp_LOG_number<T>) consteval kp_LOG_EventNumber(From constant)
       : value_(static_cast<T>(constant)) {
     if (static_cast<From>(value_) != constant || (value_ < T{}) != (constant < From{}))
-      throw "the constant does not fit the type of its attribute";
+      kp_LOG_constant_does_not_fit_its_attribute();
   }
 
   void add_to(kp_LOG_LogEntry& entry, const char* name) const { add(entry, name, value_); }

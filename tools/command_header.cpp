@@ -22,10 +22,16 @@ static std::string name_space_of_file(const std::string& path) {
   return cpp_identifier(name.substr(0, name.rfind('.')));
 }
 
+// std, and its future versions, into which nobody may write.
+static bool is_of_language(const std::string& name_space) {
+  static const std::regex form("std[0-9]*(::.*)?");
+  return std::regex_match(name_space, form);
+}
+
 // Identifiers with "::" between them, none of them a word of the language, and not std.
 static bool is_name_space(const std::string& text) {
   static const std::regex form("[A-Za-z][A-Za-z0-9_]*(::[A-Za-z][A-Za-z0-9_]*)*");
-  if (!std::regex_match(text, form) || text == "std" || text.rfind("std::", 0) == 0) return false;
+  if (!std::regex_match(text, form) || is_of_language(text)) return false;
   for (size_t begin = 0; begin < text.size();) {
     const size_t end = std::min(text.find("::", begin), text.size());
     const std::string part = text.substr(begin, end - begin);
@@ -39,10 +45,13 @@ static command_outcome header(const header_options& options, std::ostream& log) 
   if (!options.name_space.empty() && !is_name_space(options.name_space))
     return usage_error(log, "\"" + options.name_space + "\" is no name space");
   definition_input input;
-  const command_outcome outcome = read_definitions_to_output(options, input, log);
-  if (outcome != command_outcome::good) return outcome;
   const std::string name_space =
       options.name_space.empty() ? name_space_of_file(options.output) : options.name_space;
+  if (is_of_language(name_space))
+    return usage_error(log, "the header's name makes the namespace \"" + name_space +
+                                "\", which belongs to C++; give another with --namespace");
+  const command_outcome outcome = read_definitions_to_output(options, input, log);
+  if (outcome != command_outcome::good) return outcome;
   return write_definition_output(options, event_header_text(input.set(), name_space),
                                  counted(input.set().events.size(), "event"), log);
 }

@@ -1,29 +1,41 @@
 #include "tools/cpp_text.h"
 
+#include <unicode/bytestream.h>
+#include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
 
 #include <algorithm>
 
+#include "tools/cpp_macro_names.h"
 #include "tools/terminal_text.h"
 #include "tools/utf8_text.h"
 
-// Keywords of C++20, and macros of the C library and of common builds, each between blanks.
+// Keywords of C++20, words that directives of the preprocessor know, and macros of common builds,
+// each between blanks.
 static constexpr std::string_view taken_names =
-    " BUFSIZ DEBUG EDOM EOF ERANGE FALSE FILENAME_MAX HUGE_VAL INFINITY NAN NDEBUG NULL "
-    "RAND_MAX SIGABRT SIGINT SIGTERM TRUE alignas alignof and and_eq asm assert auto "
-    "bitand bitor bool break case catch char char16_t char32_t char8_t class co_await "
-    "co_return co_yield compl concept const const_cast consteval constexpr constinit "
-    "continue decltype default delete do double dynamic_cast else enum errno explicit "
-    "export extern false float for friend goto if inline int linux long mutable "
-    "namespace new noexcept not not_eq nullptr operator or or_eq private protected "
-    "public register reinterpret_cast requires return short signed sizeof static "
-    "static_assert static_cast stderr stdin stdout struct switch template this "
-    "thread_local throw true try typedef typeid typename union unix unsigned using "
-    "virtual void volatile wchar_t while xor xor_eq ";
+    " DEBUG FALSE NDEBUG TRUE alignas alignof and and_eq asm assert auto bitand bitor bool break "
+    "case catch char char16_t char32_t char8_t class co_await co_return co_yield compl concept "
+    "const const_cast consteval constexpr constinit continue decltype default defined delete do "
+    "double dynamic_cast else enum explicit export extern false float for friend goto if inline "
+    "int long mutable namespace new noexcept not not_eq nullptr operator or or_eq private "
+    "protected public register reinterpret_cast requires return short signed sizeof static "
+    "static_assert static_cast struct switch template this thread_local throw true try typedef "
+    "typeid typename union unsigned using virtual void volatile wchar_t while xor xor_eq ";
+
+static bool is_taken(const std::string& identifier) {
+  return taken_names.find(" " + identifier + " ") != std::string_view::npos ||
+         is_system_macro(identifier);
+}
+
+// Letters that came with later versions of Unicode are not known to every compiler.
+static constexpr uint8_t newest_unicode = 13;
 
 static bool is_identifier_character(const utf8_character& character) {
-  return character.valid &&
-         u_hasBinaryProperty(static_cast<UChar32>(character.code_point), UCHAR_XID_CONTINUE) != 0;
+  const auto code_point = static_cast<UChar32>(character.code_point);
+  if (!character.valid || u_hasBinaryProperty(code_point, UCHAR_XID_CONTINUE) == 0) return false;
+  UVersionInfo age;
+  u_charAge(code_point, age);
+  return age[0] <= newest_unicode;
 }
 
 // With every other character as "_", and never two of these in a row.
@@ -46,11 +58,23 @@ static bool can_begin_identifier(std::string_view identifier) {
                              UCHAR_XID_START) != 0;
 }
 
+// In the normalization form that identifiers have to have; as it is without memory for that.
+static std::string composed(const std::string& identifier) {
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::Normalizer2* const form = icu::Normalizer2::getNFCInstance(status);
+  if (U_FAILURE(status)) return identifier;
+  std::string text;
+  icu::StringByteSink<std::string> sink(&text);
+  form->normalizeUTF8(0, identifier, sink, nullptr, status);
+  return U_SUCCESS(status) ? text : identifier;
+}
+
 std::string cpp_identifier(std::string_view name) {
   std::string identifier = identifier_characters(name);
   if (identifier.starts_with('_')) identifier.erase(0, 1);
   if (identifier.empty() || !can_begin_identifier(identifier)) identifier.insert(0, "n");
-  if (taken_names.find(" " + identifier + " ") != std::string_view::npos) identifier += '_';
+  identifier = composed(identifier);
+  if (is_taken(identifier)) identifier += '_';
   return identifier;
 }
 

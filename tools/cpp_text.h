@@ -10,15 +10,17 @@
 
 // The identifier nearest to a name: other characters become "_"; what cannot begin one gets an "n"
 // before it; underscores that the language reserves are left out; keywords, and names that are
-// macros almost everywhere, get one behind them. Never empty.
+// macros of the system's headers, get one behind them. Never empty. Compilers take it: it is in
+// normalization form C, and has no letters that came after Unicode 13.
 std::string cpp_identifier(std::string_view name);
 
 // One scope's identifiers: the same name has the same identifier, and different names different
 // ones, by numbers behind them. The order in which names come decides.
 class cpp_identifiers {
  public:
-  // With `prefix` before each, or ("") as they are.
-  explicit cpp_identifiers(std::string prefix) : prefix_(std::move(prefix)) {}
+  // With `prefix` before each, or ("") as they are; no name has one of the `reserved` identifiers.
+  explicit cpp_identifiers(std::string prefix, std::set<std::string, std::less<>> reserved = {})
+      : prefix_(std::move(prefix)), taken_(std::move(reserved)) {}
 
   const std::string& of(std::string_view name);
 

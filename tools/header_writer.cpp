@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <set>
+#include <utility>
 
 #include "tools/cpp_text.h"
 #include "tools/terminal_text.h"
+#include "tools/utf8_text.h"
 
 // The parameter type for attributes of a type, and for a selector the integer behind its values.
 struct header_type_row {
@@ -15,29 +17,29 @@ struct header_type_row {
 };
 
 static constexpr std::array<header_type_row, 23> header_types = {{
-    {TypeBool, "kp_LOG_EventNumber<bool>"},
-    {TypeUInt1, "kp_LOG_EventNumber<std::uint8_t>", "std::uint8_t"},
-    {TypeSInt1, "kp_LOG_EventNumber<std::int8_t>"},
-    {TypeUInt2, "kp_LOG_EventNumber<std::uint16_t>", "std::uint16_t"},
-    {TypeSInt2, "kp_LOG_EventNumber<std::int16_t>"},
-    {TypeUInt4, "kp_LOG_EventNumber<std::uint32_t>", "std::uint32_t"},
-    {TypeSInt4, "kp_LOG_EventNumber<std::int32_t>"},
-    {TypeFloat, "kp_LOG_EventNumber<double>"},
-    {TypeChar32, "kp_LOG_EventText<kp_LOG_text_unit::byte, 32>"},
-    {TypeChar64, "kp_LOG_EventText<kp_LOG_text_unit::byte, 64>"},
-    {TypeChar128, "kp_LOG_EventText<kp_LOG_text_unit::byte, 128>"},
-    {TypeChar256, "kp_LOG_EventText<kp_LOG_text_unit::byte, 256>"},
-    {TypeChar1K, "kp_LOG_EventText<kp_LOG_text_unit::byte, 1024>"},
-    {TypeChar2K, "kp_LOG_EventText<kp_LOG_text_unit::byte, 2048>"},
-    {TypeMBChar32, "kp_LOG_EventText<kp_LOG_text_unit::character, 32>"},
-    {TypeMBChar64, "kp_LOG_EventText<kp_LOG_text_unit::character, 64>"},
-    {TypeMBChar128, "kp_LOG_EventText<kp_LOG_text_unit::character, 128>"},
-    {TypeMBChar256, "kp_LOG_EventText<kp_LOG_text_unit::character, 256>"},
-    {TypeMBChar1K, "kp_LOG_EventText<kp_LOG_text_unit::character, 1024>"},
-    {TypeMBChar2K, "kp_LOG_EventText<kp_LOG_text_unit::character, 2048>"},
-    {TypeDate, "kp_LOG_EventTime"},
-    {TypeTime, "kp_LOG_EventTime"},
-    {TypeTimestamp, "kp_LOG_EventTime"},
+    {TypeBool, "::kp_LOG_EventNumber<bool>"},
+    {TypeUInt1, "::kp_LOG_EventNumber<::std::uint8_t>", "::std::uint8_t"},
+    {TypeSInt1, "::kp_LOG_EventNumber<::std::int8_t>"},
+    {TypeUInt2, "::kp_LOG_EventNumber<::std::uint16_t>", "::std::uint16_t"},
+    {TypeSInt2, "::kp_LOG_EventNumber<::std::int16_t>"},
+    {TypeUInt4, "::kp_LOG_EventNumber<::std::uint32_t>", "::std::uint32_t"},
+    {TypeSInt4, "::kp_LOG_EventNumber<::std::int32_t>"},
+    {TypeFloat, "::kp_LOG_EventNumber<double>"},
+    {TypeChar32, "::kp_LOG_EventText<::kp_LOG_text_unit::byte, 32>"},
+    {TypeChar64, "::kp_LOG_EventText<::kp_LOG_text_unit::byte, 64>"},
+    {TypeChar128, "::kp_LOG_EventText<::kp_LOG_text_unit::byte, 128>"},
+    {TypeChar256, "::kp_LOG_EventText<::kp_LOG_text_unit::byte, 256>"},
+    {TypeChar1K, "::kp_LOG_EventText<::kp_LOG_text_unit::byte, 1024>"},
+    {TypeChar2K, "::kp_LOG_EventText<::kp_LOG_text_unit::byte, 2048>"},
+    {TypeMBChar32, "::kp_LOG_EventText<::kp_LOG_text_unit::character, 32>"},
+    {TypeMBChar64, "::kp_LOG_EventText<::kp_LOG_text_unit::character, 64>"},
+    {TypeMBChar128, "::kp_LOG_EventText<::kp_LOG_text_unit::character, 128>"},
+    {TypeMBChar256, "::kp_LOG_EventText<::kp_LOG_text_unit::character, 256>"},
+    {TypeMBChar1K, "::kp_LOG_EventText<::kp_LOG_text_unit::character, 1024>"},
+    {TypeMBChar2K, "::kp_LOG_EventText<::kp_LOG_text_unit::character, 2048>"},
+    {TypeDate, "::kp_LOG_EventTime"},
+    {TypeTime, "::kp_LOG_EventTime"},
+    {TypeTimestamp, "::kp_LOG_EventTime"},
 }};
 
 // Null for what no operation of the library adds: a GUID, and unknown types.
@@ -47,15 +49,22 @@ static const header_type_row* type_row(kp_AttributeType type) {
   return row == header_types.end() ? nullptr : row;
 }
 
+// Small letters stand as capital ones. So small ones are free to stand for all else, and different
+// namespaces have different guards: "xc4" is a character by its code point, "_in_" is "::".
 static std::string guard_of(const std::string& name_space) {
   std::string guard = "KPLOG_";
-  for (const char c : name_space) {
-    if (c >= 'a' && c <= 'z')
-      guard += static_cast<char>(c - 'a' + 'A');
-    else if ((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'))
-      guard += c;
-    else if (!guard.ends_with('_'))
-      guard += '_';
+  for (size_t i = 0; i < name_space.size();) {
+    const utf8_character character = utf8_at(name_space, i);
+    const char first = name_space[i];
+    if (first >= 'a' && first <= 'z')
+      guard += static_cast<char>(first - 'a' + 'A');
+    else if ((first >= '0' && first <= '9') || first == '_')
+      guard += first;
+    else if (first == ':')
+      guard += "_in_";
+    else
+      guard += "x" + hexadecimal(character.code_point, 6);
+    i += first == ':' ? 2 : character.size;
   }
   return guard + (guard.ends_with('_') ? "H" : "_H");
 }
@@ -89,14 +98,20 @@ static std::string message_comment(const message_model& message, const char* wha
 class event_header_writer {
  public:
   event_header_writer(const definition_set& set, const std::string& name_space)
-      : set_(set), name_space_(name_space) {}
+      : set_(set), name_space_(name_space), scope_("::" + name_space + "::") {}
 
   std::string write() {
-    write_head();
+    line("\nnamespace " + name_space_ + " {");
     write_constants();
     for (const attribute_model& global : set_.globals) write_global(global);
     for (const event_model& event : set_.events) write_event(event);
-    text_ += "\n}  // namespace " + name_space_ + "\n\n#endif\n";
+    line("\n}  // namespace " + name_space_);
+    const std::string body = std::exchange(text_, "");
+    write_head();
+    put_macros_aside();
+    text_ += body;
+    bring_macros_back();
+    line("\n#endif");
     return std::move(text_);
   }
 
@@ -114,7 +129,19 @@ class event_header_writer {
     line("#define " + guard);
     line("\n#if __cplusplus < 202002L\n#error \"this header needs C++20\"\n#endif");
     line("\n#include <cstdint>\n\n#include \"kp_LOG_EventValue.h\"");
-    line("\nnamespace " + name_space_ + " {");
+  }
+
+  // Whatever the program and other libraries call their macros, this header compiles.
+  void put_macros_aside() {
+    if (!bare_names_.empty())
+      line("\n// Macros of these names are put aside while the classes are written.");
+    for (const std::string& name : bare_names_)
+      ((text_ += "#pragma push_macro(\"") += name + "\")\n#undef ") += name + '\n';
+  }
+
+  void bring_macros_back() {
+    if (!bare_names_.empty()) line("\n// The macros are as they were.");
+    for (const std::string& name : bare_names_) (text_ += "#pragma pop_macro(\"") += name + "\")\n";
   }
 
   // --- constants
@@ -125,7 +152,7 @@ class event_header_writer {
     write_flags();
     if (!set_.events.empty()) line("\n// Entry IDs.");
     for (const event_model& event : set_.events)
-      line("inline constexpr std::uint32_t " + ids_.of(event.name.value) + " = " +
+      line("inline constexpr ::std::uint32_t " + ids_.of(event.name.value) + " = " +
            std::to_string(event.id.value) + ";");
     write_attribute_names();
   }
@@ -133,7 +160,7 @@ class event_header_writer {
   void write_flags() {
     if (!set_.flags.empty()) line("\n// Property flags.");
     for (const auto& [name, bits] : set_.flags)
-      line("inline constexpr std::uint32_t " + flags_.of(name) + " = 0x" +
+      line("inline constexpr ::std::uint32_t " + flags_.of(name) + " = 0x" +
            hexadecimal(bits.value, 8) + ";");
   }
 
@@ -160,7 +187,7 @@ class event_header_writer {
     line("");
     text_ += cpp_comment("A global attribute, which every entry may carry.", "");
     text_ += cpp_comment(global.note, "");
-    line("inline void " + adders_.of(name) + "(kp_LOG_LogEntry& entry, " + row->parameter +
+    line("inline void " + adders_.of(name) + "(::kp_LOG_LogEntry& entry, " + row->parameter +
          " value) {");
     line("  value.add_to(entry, " + names_.of(name) + ");\n}");
   }
@@ -174,8 +201,8 @@ class event_header_writer {
     text_ += cpp_comment(event.note, "");
     text_ += cpp_comment(message_comment(event.message, "Message: "), "");
     write_left_out(event);
-    line("class " + name + " : public kp_LOG_LogEntry {\n public:");
-    line("  static constexpr std::uint32_t id = " + ids_.of(event.name.value) + ";");
+    line("class " + name + " : public ::kp_LOG_LogEntry {\n public:");
+    line("  static constexpr ::std::uint32_t id = " + scope_ + ids_.of(event.name.value) + ";");
     const std::vector<const attribute_model*> attributes = addable_attributes(event);
     if (attributes.empty())
       line("\n  explicit " + name + "(unsigned log_level) : kp_LOG_LogEntry(id, log_level) {}");
@@ -207,27 +234,31 @@ class event_header_writer {
   void write_attributes(const event_model& event, const std::string& name,
                         const std::vector<const attribute_model*>& attributes) {
     for (const attribute_model* attribute : attributes)
-      if (is_enumerated(event, *attribute)) write_enumeration(event, *attribute);
+      if (is_enumerated(event, *attribute)) write_enumeration(event, name, *attribute);
     line("\n  struct values {");
-    for (const attribute_model* attribute : attributes) write_member(event, *attribute);
+    for (const attribute_model* attribute : attributes) write_member(event, name, *attribute);
     line("  };");
     line("\n  " + name + "(unsigned log_level, const values& given)");
     line("      : kp_LOG_LogEntry(id, log_level) {");
     for (const attribute_model* attribute : attributes) {
       const std::string& attribute_name = attribute->name.value;
-      line("    given." + members_.of(attribute_name) + ".add_to(*this, " +
+      line("    given." + members_.of(attribute_name) + ".add_to(*this, " + scope_ +
            names_.of(attribute_name) + ");");
     }
     line("  }");
   }
 
-  void write_member(const event_model& event, const attribute_model& attribute) {
+  // The enumeration is named from outermost to innermost: a member may be called as it is, or as
+  // the class.
+  void write_member(const event_model& event, const std::string& class_name,
+                    const attribute_model& attribute) {
     text_ += cpp_comment(attribute.note, "    ");
+    const std::string& member = *bare_names_.insert(members_.of(attribute.name.value)).first;
     line("    " +
-         (is_enumerated(event, attribute)
-              ? "kp_LOG_EventNumber<" + enumeration_name(attribute) + ">"
-              : std::string(type_row(attribute.type)->parameter)) +
-         " " + members_.of(attribute.name.value) + ";");
+         (is_enumerated(event, attribute) ? "::kp_LOG_EventNumber<" + scope_ + class_name +
+                                                "::" + enumeration_name(class_name, attribute) + ">"
+                                          : std::string(type_row(attribute.type)->parameter)) +
+         " " + member + ";");
   }
 
   static bool is_enumerated(const event_model& event, const attribute_model& attribute) {
@@ -235,23 +266,27 @@ class event_header_writer {
            type_row(attribute.type)->selector_integer != nullptr;
   }
 
-  static std::string enumeration_name(const attribute_model& attribute) {
-    return cpp_identifier(attribute.name.value + "_value");
+  static std::string enumeration_name(const std::string& class_name,
+                                      const attribute_model& attribute) {
+    const std::string name = cpp_identifier(attribute.name.value + "_value");
+    return name == class_name ? name + "_2" : name;
   }
 
   // Values without a message of their own are made with static_cast.
-  void write_enumeration(const event_model& event, const attribute_model& attribute) {
+  void write_enumeration(const event_model& event, const std::string& class_name,
+                         const attribute_model& attribute) {
     cpp_identifiers names("");
     std::set<std::string> given = reserve_names(event, names);
     line("\n  // The values that have a message.");
-    line("  enum class " + enumeration_name(attribute) + " : " +
-         type_row(attribute.type)->selector_integer + " {");
+    line("  enum class " + *bare_names_.insert(enumeration_name(class_name, attribute)).first +
+         " : " + type_row(attribute.type)->selector_integer + " {");
     for (const message_model& message : event.messages) {
       std::string name = selector_value_name(event, message);
       if (!message.name.is_given() && !given.insert(name).second)
         name += "_" + std::to_string(message.value.value);
       text_ += cpp_comment(message_comment(message, ""), "    ");
-      line("    " + names.of(name) + " = " + std::to_string(message.value.value) + ",");
+      line("    " + *bare_names_.insert(names.of(name)).first + " = " +
+           std::to_string(message.value.value) + ",");
     }
     line("  };");
   }
@@ -266,12 +301,14 @@ class event_header_writer {
 
   const definition_set& set_;
   const std::string& name_space_;
+  const std::string scope_;  // what stands before names of the namespace, seen from anywhere
   cpp_identifiers ids_{"id_"};
   cpp_identifiers classes_{"entry_"};
-  cpp_identifiers members_{""};
+  cpp_identifiers members_{"", {"values"}};  // as the structure that they stand in is called
   cpp_identifiers names_{"name_"};
   cpp_identifiers adders_{"add_"};
   cpp_identifiers flags_{"flag_"};
+  std::set<std::string> bare_names_;  // without a prefix, so that a macro may have them
   std::string text_;
 };
 

@@ -2,11 +2,13 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <set>
 
 #include "tests/support/temp_folder.h"
 #include "tests/tools/command_run.h"
 #include "tests/tools/golden_file.h"
 
+using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -53,7 +55,7 @@ TEST(HeaderText, NamesOfSelectorMessagesAreIdentifiersOfTheirOwn) {
   EXPECT_THAT(faults_of_names("open", "open"),
               HasSubstr("s.yaml:10:36: error[duplicate-selector]: another selector message has "
                         "this name already\n"));
-  for (const char* name : {"class", "a-b", "2nd", "_a", "a__b", "\"a b\"", "EOF"})
+  for (const char* name : {"class", "a-b", "2nd", "_a", "a__b", "\"a b\"", "EOF", "EACCES", "unix"})
     EXPECT_THAT(faults_of_names("open", name),
                 HasSubstr("s.yaml:10:36: error[bad-name]: a message's name is an enumerator"))
         << name;
@@ -68,8 +70,8 @@ TEST(HeaderText, CompiledFileGivesTheSameClasses) {
   const std::string header = run_kplog(folder.path(), "header s.ldf -o -").out;
   EXPECT_THAT(header,
               HasSubstr("// Written by \"kplog header\" from s.ldf. Changes belong there."));
-  EXPECT_THAT(header, HasSubstr("\nclass entry_STARTED : public kp_LOG_LogEntry {\n"));
-  EXPECT_THAT(header, HasSubstr("\ninline constexpr std::uint32_t id_STARTED = 1;\n"));
+  EXPECT_THAT(header, HasSubstr("\nclass entry_STARTED : public ::kp_LOG_LogEntry {\n"));
+  EXPECT_THAT(header, HasSubstr("\ninline constexpr ::std::uint32_t id_STARTED = 1;\n"));
 }
 
 TEST(HeaderText, SeveralSourcesAreNamedWithoutTheirFolders) {
@@ -92,8 +94,37 @@ TEST(HeaderText, NamespaceAndGuardComeFromTheOutput) {
 
 TEST(HeaderText, NamespaceCanBeGiven) {
   EXPECT_THAT(small_header("--namespace shop::log"), HasSubstr("\nnamespace shop::log {\n"));
-  EXPECT_THAT(small_header("--namespace shop::log"), HasSubstr("\n#define KPLOG_SHOP_LOG_H\n"));
+  EXPECT_THAT(small_header("--namespace shop::log"), HasSubstr("\n#define KPLOG_SHOP_in_LOG_H\n"));
   EXPECT_THAT(small_header(""), HasSubstr("\nnamespace log_events {\n"));
+}
+
+static std::string guard_of_header(const std::string& arguments) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  const auto run = run_kplog(folder.path(), "header -q s.yaml " + arguments + " && cat *.h");
+  EXPECT_EQ(run.status, 0) << run.err;
+  const size_t begin = run.out.find("#ifndef ") + 8;
+  return run.out.substr(begin, run.out.find('\n', begin) - begin);
+}
+
+TEST(HeaderText, HeadersOfDifferentNamespacesHaveDifferentGuards) {
+  std::set<std::string> guards;
+  for (const char* arguments : {"-o ä.h", "-o ö.h", "-o a_b.h", "-o A_b.h",
+                                "-o c.h --namespace a::b", "-o ab.h", "-o xb.h"})
+    EXPECT_TRUE(guards.insert(guard_of_header(arguments)).second) << arguments;
+  EXPECT_THAT(guards, Contains("KPLOG_x0000E4_H"));
+}
+
+TEST(HeaderText, NamesAreComposedAndOfLettersThatCompilersKnow) {
+  const temp_folder folder;
+  folder.write("s.yaml",
+               "kplog: 1\nlog_version: \"1.0\"\nevents:\n"
+               "  A: {id: 1, attributes: {\"E\\u0301\": Date, \"\\u0303x\": Date, "
+               "\"a\\U00011F02\": Date}}\n");
+  const auto run = run_kplog(folder.path(), "header -q s.yaml -o -");
+  EXPECT_THAT(run.out, HasSubstr("EventTime É;\n")) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("EventTime ñx;\n"));
+  EXPECT_THAT(run.out, HasSubstr("EventTime a_;\n"));
 }
 
 TEST(HeaderText, SameInputGivesTheSameText) {
@@ -117,10 +148,21 @@ TEST(HeaderCommand, WrongUsageGivesStatus2) {
        {"header", "header s.yaml", "header -o s.h", "header s.yaml -o s.h --namespace 1a",
         "header s.yaml -o s.h --namespace a::", "header s.yaml -o s.h --namespace 'a b'",
         "header s.yaml -o s.h --namespace class", "header s.yaml -o s.h --namespace a::int",
-        "header s.yaml -o s.h --namespace std"}) {
+        "header s.yaml -o s.h --namespace std", "header s.yaml -o s.h --namespace std2::a",
+        "header s.yaml -o std.h"}) {
     EXPECT_EQ(run_kplog(folder.path(), arguments).status, 2) << arguments;
   }
   EXPECT_FALSE(std::filesystem::exists(folder.file("s.h")));
+}
+
+TEST(HeaderCommand, NamespaceOfTheLanguageIsRefusedFromTheHeadersNameToo) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  EXPECT_THAT(run_kplog(folder.path(), "header s.yaml -o std.h").err,
+              HasSubstr("the header's name makes the namespace \"std\", which belongs to C++; give "
+                        "another with --namespace\n"));
+  EXPECT_FALSE(std::filesystem::exists(folder.file("std.h")));
+  EXPECT_EQ(run_kplog(folder.path(), "header -q s.yaml -o std.h --namespace shop::std").status, 0);
 }
 
 TEST(HeaderCommand, FilesThatCannotBeReadOrWrittenGiveStatus3) {
