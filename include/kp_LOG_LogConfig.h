@@ -32,8 +32,8 @@ KP_API extern unsigned action_on_exceed;
 // whenever settings change. Operations marked [lock] hold the process-wide lock
 // (kp_THREAD_global_lock) for their whole body; all others are plain reads and writes of
 // process-wide variables and belong to start-up. Definition paths must not change while other
-// threads create entries. Text getters return the stored copy, valid until the next set of the same
-// text; "" when unset.
+// threads create entries. Text getters return the stored copy, readable to the end of
+// the process whatever is set since (of each different text one copy is kept); "" when unset.
 class KP_API kp_LOG_LogConfig {
  public:
   kp_LOG_LogConfig() = delete;
@@ -87,9 +87,11 @@ class KP_API kp_LOG_LogConfig {
   static void SetCodePage(const char* codepage);
   static const char* GetCodePage();
 
-  // Makes the file at `path` the configuration source [lock]; it is read at the first look-up. Null
-  // removes the source (without the lock). Raises KPX_logging_illegal_argument "invalid argument"
-  // when the file does not exist and `type` is not KP_CONFIG_FILE_OPTIONAL.
+  // Makes the file at `path` the configuration source [lock]; it is read at the first look-up, to
+  // its end, at most 64 MiB. A relative path begins in the working folder of this call, whatever
+  // the program changes to before the first look-up. Null removes the source (without the lock).
+  // Raises KPX_logging_illegal_argument "invalid argument" when the file does not exist and `type`
+  // is not KP_CONFIG_FILE_OPTIONAL, KPX_memory_alloc.
   static void SetConfigurationSource(const char* path, kp_ConfigurationSourceType type);
 
   // The value of `key` in `section`, or else in the section "global". False, leaving `value` alone,
@@ -97,8 +99,9 @@ class KP_API kp_LOG_LogConfig {
   // for a null section or key.
   static bool GetConfigurationIntegerValue(const char* section, const char* key, unsigned& value);
 
-  // The configuration source, owned by the library, or null. Valid until the next
-  // SetConfigurationSource.
+  // The configuration source, owned by the library, or null. Valid in the calling thread until it
+  // asks for it again, be it here, by GetConfigurationIntegerValue or by a filter, or sets another
+  // one; other threads may replace it meanwhile.
   static _kp_LOG_configuration* _get_configuration_ptr();
 
   // 0 refuses a string longer than its type allows, 1 cuts it. Raises KPX_logging_illegal_argument

@@ -1,7 +1,9 @@
-#include <atomic>
-#include <cstring>
+#include <climits>
 #include <memory>
+#include <mutex>
 #include <new>
+#include <string>
+#include <utility>
 
 #include "base/kp_clib.h"
 #include "base/kp_lock.h"
@@ -9,28 +11,22 @@
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
 #include "logging/ldf_load.h"
+#include "logging/log_util_kept_text.h"
 #include "logging/log_util_raise.h"
+#include "logging/log_util_snapshot.h"
 #include "logging/logcfg_file.h"
 #include "logging/logmsg.h"
 
 // ---- the process-wide objects ----
 
-// The definition table stands in storage of its own and is never destroyed: what still logs after
-// this library's part of the process has ended finds an empty table instead of a dead one.
+// The definition table stands in storage of its own and is never destroyed, nor emptied at the end
+// of the process: what still logs then, be it another thread, is not refused. A program that closes
+// the library leaves it loaded (it is linked so), so that there is no other end.
 static _kp_LOG_log_definition_tbl& definition_table() {
   alignas(
       _kp_LOG_log_definition_tbl) static unsigned char storage[sizeof(_kp_LOG_log_definition_tbl)];
   static auto* const table = new (storage) _kp_LOG_log_definition_tbl;
   return *table;
-}
-
-static void forget_definitions() {
-  definition_table().clear();
-  _kp_LOG_log_definition::clear_global_attr_info();
-}
-
-__attribute__((destructor)) static void forget_definitions_at_unload() {
-  forget_definitions();
 }
 
 // ---- settings ----
@@ -39,33 +35,9 @@ bool b_is_icu_enabled = true;
 unsigned action_on_exceed = 0;
 static kp_SynchronizationLevelType synchronization_level = KP_SYNC_THREAD;
 static bool count_config_is_enabled = false;
-static _kp_LOG_configuration* configuration_source = nullptr;
-
-// A text of the configuration. Set under the process-wide lock, and never freed at the end of the
-// process, so that it can be read until then.
-class logcfg_text {
- public:
-  // Stores a copy. When there is no memory for it the text before it stays.
-  void set(const char* text) {
-    const size_t size = KP_strlen(text) + 1;
-    char* copy = new (std::nothrow) char[size];
-    if (copy == nullptr) kp_log_raise_alloc();
-    std::memcpy(copy, text, size);
-    delete[] std::atomic_ref(text_).exchange(copy, std::memory_order_acq_rel);
-  }
-  // "" as long as none is set.
-  const char* get() {
-    const char* text = std::atomic_ref(text_).load(std::memory_order_acquire);
-    return text != nullptr ? text : "";
-  }
-
- private:
-  char* text_ = nullptr;
-};
-
-static constinit logcfg_text definition_path;
-static constinit logcfg_text aux_definition_path;
-static constinit logcfg_text code_page;
+static constinit kp_log_text_setting definition_path;
+static constinit kp_log_text_setting aux_definition_path;
+static constinit kp_log_text_setting code_page;
 
 [[noreturn]] static void raise_invalid_argument() {
   kp_log_raise<KPX_logging_illegal_argument>("invalid argument");
@@ -117,7 +89,8 @@ _kp_LOG_log_definition_tbl* kp_LOG_LogConfig::GetDefinitionTable() {
 
 void kp_LOG_LogConfig::ClearDefinitions() {
   const kp_THREAD_global_lock lock;
-  forget_definitions();
+  definition_table().clear();
+  _kp_LOG_log_definition::clear_global_attr_info();
   LogDebugMessage(2, "%s:%d kp_LOG_LogConfig::ClearDefinitions, ok!\n", "logging/logcfg", __LINE__);
 }
 
@@ -197,10 +170,16 @@ const char* kp_LOG_LogConfig::GetCodePage() {
 
 // ---- configuration source ----
 
-// Makes `source` current and returns the one before it.
-static std::unique_ptr<_kp_LOG_configuration> exchange_source(_kp_LOG_configuration* source) {
-  return std::unique_ptr<_kp_LOG_configuration>(
-      std::atomic_ref(configuration_source).exchange(source, std::memory_order_acq_rel));
+using configuration_source = kp_log_snapshot<_kp_LOG_file_configuration>;
+
+// Makes `next`, or none, the current source. The one before it is retired first, so that it can no
+// longer announce as read what its successor has not read.
+static void replace_source(std::unique_ptr<configuration_source::holder> next) {
+  static constinit std::mutex replacing;
+  const std::lock_guard<std::mutex> hold(replacing);
+  if (_kp_LOG_file_configuration* const before = configuration_source::get()) before->retire();
+  if (next != nullptr) _kp_LOG_file_configuration::await_reading();
+  configuration_source::publish(std::move(next));
 }
 
 static bool exists(const char* path) {
@@ -208,10 +187,17 @@ static bool exists(const char* path) {
   return KP_stat(path, &status) == 0;
 }
 
+// The path as it means from anywhere: a relative one begins in the working folder of now, as long
+// as that has a name.
+static std::string from_anywhere(const char* path) {
+  char folder[PATH_MAX];
+  if (*path == '/' || *path == '\0' || KP_getcwd(folder, sizeof folder) == nullptr) return path;
+  return std::string(folder) + "/" + path;
+}
+
 void kp_LOG_LogConfig::SetConfigurationSource(const char* path, kp_ConfigurationSourceType type) {
-  std::unique_ptr<_kp_LOG_configuration> before;  // destroyed when the lock is free again
   if (path == nullptr) {
-    before = exchange_source(nullptr);
+    replace_source(nullptr);
     return;
   }
   if (type != KP_CONFIG_FILE_OPTIONAL && !exists(path)) {
@@ -220,13 +206,12 @@ void kp_LOG_LogConfig::SetConfigurationSource(const char* path, kp_Configuration
     raise_invalid_argument();
   }
   const kp_THREAD_global_lock lock;
-  auto* source = new (std::nothrow) _kp_LOG_file_configuration(path);
-  if (source == nullptr) kp_log_raise_alloc();
-  before = exchange_source(source);
+  kp_log_no_bad_alloc(
+      [path] { replace_source(configuration_source::make(from_anywhere(path).c_str())); });
 }
 
 _kp_LOG_configuration* kp_LOG_LogConfig::_get_configuration_ptr() {
-  return std::atomic_ref(configuration_source).load(std::memory_order_acquire);
+  return configuration_source::get();
 }
 
 bool kp_LOG_LogConfig::GetConfigurationIntegerValue(const char* section, const char* key,

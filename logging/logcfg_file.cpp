@@ -123,7 +123,7 @@ int read_file::advance(int64_t bytes, int result) {
 
 static constexpr int longest_line = 128;
 // What lies beyond is not read, so that no file keeps the program busy.
-static constexpr int settings_file_limit = 1 << 20;
+static constexpr int settings_file_limit = 64 << 20;
 
 // Cuts the first token off `rest`, which is left behind it; null when there is none.
 static char* cut_token(char*& rest) {
@@ -217,7 +217,16 @@ _kp_LOG_file_configuration::~_kp_LOG_file_configuration() = default;
 
 bool _kp_LOG_file_configuration::get_integer_value(const char* section, const char* key,
                                                    unsigned& value) const {
-  if (settings_are_announced()) return _find_value(section, key, value);
+  // Of a retired source that was never read, the announcement tells nothing.
+  if (settings_are_announced() && (current_.load(std::memory_order_acquire) != nullptr ||
+                                   !is_retired_.load(std::memory_order_relaxed)))
+    return _find_value(section, key, value);
+  return _look_up(section, key, value);
+}
+
+// Looks whether the file has to be read first.
+bool _kp_LOG_file_configuration::_look_up(const char* section, const char* key,
+                                          unsigned& value) const {
   struct stat status;
   if (KP_stat(path_.c_str(), &status) != 0) return false;
   {
@@ -241,8 +250,17 @@ bool _kp_LOG_file_configuration::_read_anew(const struct stat& status) const {
   if (!parsed) current_.store(nullptr, std::memory_order_release);
   last_changed_ = status.st_mtime;
   was_read_ = true;
-  if (parsed) announce_settings(1);
+  if (parsed && !is_retired_.load(std::memory_order_relaxed)) announce_settings(1);
   return parsed;
+}
+
+void _kp_LOG_file_configuration::retire() const {
+  const kp_LOG_CWriterSentry writing(lock_);
+  is_retired_.store(true, std::memory_order_relaxed);
+}
+
+void _kp_LOG_file_configuration::await_reading() {
+  announce_settings(0);
 }
 
 bool _kp_LOG_file_configuration::_save_all_from_file() const {

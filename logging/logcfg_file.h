@@ -88,10 +88,17 @@ class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
   // Adds the settings of the file to those held, in a table of its own, which look-ups search from
   // then on: a key that the file no longer has keeps its value; forgetting what was held is a step
   // of the look-up that reads the file. False, with the table before it still searched, when it
-  // cannot be opened or is not a regular file. What lies beyond its first mebibyte is not read.
+  // cannot be opened or is not a regular file. What lies beyond its first 64 MiB is not read.
   // Raises KPX_memory_alloc, also with the table before it. One thread at a time; look-ups may go
   // on meanwhile.
   bool _save_all_from_file() const;
+
+  // For the source that is to follow another one as the process's. retire() waits for a reading
+  // that goes on; from then on the source sets bCfgReaded no more, and reads its file when it is
+  // asked even where another one has set it: it still answers those who have it. await_reading()
+  // resets bCfgReaded, as the constructor did, whatever the source before set meanwhile.
+  void retire() const;
+  static void await_reading();
 
   // Not 0 once a file has been parsed; shared by all sources, reset by every constructor.
   static unsigned bCfgReaded;
@@ -100,6 +107,7 @@ class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
   bool _is_up_to_date(const struct stat& status) const;
   bool _read_anew(const struct stat& status) const;
   bool parse_file(const _kp_LOG_log_setting_tbl* held) const;
+  bool _look_up(const char* section, const char* key, unsigned& value) const;
 
   // Guarded by lock_.
   mutable time_t last_changed_ = 0;  // the file's modification time at its last reading, in seconds
@@ -108,6 +116,7 @@ class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
   mutable std::forward_list<_kp_LOG_log_setting_tbl> tables_;
 
   mutable std::atomic<const _kp_LOG_log_setting_tbl*> current_{nullptr};  // null: no settings
+  mutable std::atomic<bool> is_retired_{false};
   mutable kp_LOG_CRWLock lock_;  // writer: whoever reads the file
   kp_String path_;
 };

@@ -26,7 +26,7 @@ class KP_API _kp_LOG_log_message {
   // "<KPX_logging_missing_resource> Unable to access resource bundle \"PATH\"." for any other
   // failure. Called under the process-wide lock.
   static void set_resource_path(const char* path);
-  // The path last set; "" when there is none. Valid until the next set_resource_path.
+  // The path last set; "" when there is none. Valid to the end of the process.
   static const char* get_resource_path();
   // Whether a catalog is installed, usable or not.
   static bool has_catalog();

@@ -2,13 +2,13 @@
 
 #include <unicode/locid.h>
 
-#include <cstring>
 #include <memory>
 #include <mutex>
 #include <utility>
 
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
+#include "logging/log_util_kept_text.h"
 #include "logging/log_util_raise.h"
 #include "logging/logmsg.h"
 
@@ -44,7 +44,7 @@ icu::UnicodeString logmsg_catalog::find(const char* id) const {
 
 // --- The installed catalog and its path ---
 
-// Both outlive every static object, so that whoever logs last still finds them.
+// It outlives every static object, so that whoever logs last still finds it.
 template <class T>
 union logmsg_never_destroyed {
   constexpr logmsg_never_destroyed() noexcept : value() {}
@@ -54,11 +54,7 @@ union logmsg_never_destroyed {
 
 static constinit std::mutex catalog_lock;  // a leaf: held for pointer copies only
 static constinit logmsg_never_destroyed<std::shared_ptr<const logmsg_catalog>> installed_catalog;
-static constinit logmsg_never_destroyed<std::unique_ptr<char[]>> resource_path;
-
-__attribute__((destructor)) static void forget_resource_path() {
-  resource_path.value.reset();
-}
+static constinit kp_log_text_setting resource_path;
 
 std::shared_ptr<const logmsg_catalog> logmsg_current_catalog() {
   const std::lock_guard<std::mutex> hold(catalog_lock);
@@ -69,13 +65,6 @@ std::shared_ptr<const logmsg_catalog> logmsg_current_catalog() {
 static void install_catalog(std::shared_ptr<const logmsg_catalog> catalog) {
   const std::lock_guard<std::mutex> hold(catalog_lock);
   installed_catalog.value.swap(catalog);
-}
-
-static void assign_resource_path(const char* path) {
-  const size_t size = std::strlen(path) + 1;
-  auto copy = kp_log_no_bad_alloc([=] { return std::make_unique<char[]>(size); });
-  std::memcpy(copy.get(), path, size);
-  resource_path.value = std::move(copy);
 }
 
 static void require_open(const logmsg_catalog& catalog, const char* path) {
@@ -96,7 +85,7 @@ static void require_open(const logmsg_catalog& catalog, const char* path) {
 
 static void close_catalog() {
   install_catalog(nullptr);
-  assign_resource_path("");
+  resource_path.set("");
   LogDebugMessage(2, "%s:%d _kp_LOG_log_message::set_resource_path set resource_path=\"\"!\n",
                   catalog_source, __LINE__);
 }
@@ -120,12 +109,12 @@ void _kp_LOG_log_message::set_resource_path(const char* path) {
     close_catalog();
     return;
   }
-  assign_resource_path(path);
+  resource_path.set(path);
   require_open(*replace_catalog(get_resource_path()), get_resource_path());
 }
 
 const char* _kp_LOG_log_message::get_resource_path() {
-  return resource_path.value ? resource_path.value.get() : "";
+  return resource_path.get();
 }
 
 bool _kp_LOG_log_message::has_catalog() {

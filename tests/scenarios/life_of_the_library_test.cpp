@@ -3,9 +3,11 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -66,8 +68,34 @@ static entry_of_static_life static_object("static");
 
 static bool logs_at_the_very_end = false;
 
-// Priorities up to 100 are the compiler's; this one runs behind the library's own clean-up.
+// A thread that makes entries as long as it is not refused.
+struct tireless_worker {
+  static void work() {
+    try {
+      for (;; ++made) kp_LOG_LogEntry(17, 5).AddAttribStr("A9", "worker");
+    } catch (const KPX_logging_all& error) {
+      std::fprintf(stderr, "refused: %s.", error.what());
+    }
+    is_working = false;
+  }
+  static void start() {
+    is_working = true;
+    std::thread(work).detach();
+    make_some();
+  }
+  // Waits until it has made some more entries, or works no more.
+  static void make_some() {
+    const unsigned enough = made + 100;
+    while (is_working && made < enough) std::this_thread::yield();
+  }
+
+  inline static std::atomic<unsigned> made{0};
+  inline static std::atomic<bool> is_working{false};
+};
+
+// Priorities up to 100 are the compiler's; this one runs behind everything else.
 __attribute__((destructor(101))) static void at_the_very_end() {
+  tireless_worker::make_some();
   if (logs_at_the_very_end) log_and_tell("end");
 }
 
@@ -104,14 +132,14 @@ TEST(LifeOfTheLibrary, StaticObjectsLogWhileTheyAreDestroyed) {
       "^local held local\\.hello local\\.static held static\\.hello static\\.$");
 }
 
-TEST(LifeOfTheLibrary, BehindItsOwnCleanUpItKnowsNoEntryTypes) {
+TEST(LifeOfTheLibrary, AtTheVeryEndOfTheProcessEntriesAreStillMade) {
   const loaded_definitions definitions(greeting_definitions());
   EXPECT_EXIT(
       {
         logs_at_the_very_end = true;
         std::exit(0);
       },
-      testing::ExitedWithCode(0), "^end: Entry id argument is invalid\\.$");
+      testing::ExitedWithCode(0), "^hello end\\.$");
 }
 
 TEST(LifeOfTheLibrary, AProcessMayEndWithEntriesThatAreNeverDestroyed) {
@@ -123,6 +151,71 @@ TEST(LifeOfTheLibrary, AProcessMayEndWithEntriesThatAreNeverDestroyed) {
         std::exit(0);
       },
       testing::ExitedWithCode(0), "^17$");
+}
+
+// --- The end of a thread ------------------------------------------------------------------------
+
+// Logs in the destructor of a thread's object, in whichever order that comes to what the library
+// keeps for the thread.
+struct logs_at_the_end_of_its_thread {
+  ~logs_at_the_end_of_its_thread() {
+    kp_LOG_LogEntry entry(17, 5);
+    entry.AddAttribStr("A9", "thread");
+    if (kp_LOG_RenderMessage(entry) == "hello thread") ++logged;
+  }
+  static void of_key(void* object) { delete static_cast<logs_at_the_end_of_its_thread*>(object); }
+
+  inline static std::atomic<unsigned> logged{0};
+};
+
+// Runs `threads` threads one after the other, each with f().
+template <class F>
+static void one_after_the_other(unsigned threads, F f) {
+  for (unsigned i = 0; i < threads; ++i) std::thread(f).join();
+}
+
+// What the heap holds more after 300 such threads than after 20.
+template <class F>
+static size_t heap_growth_of_threads(F f) {
+  mallopt(M_ARENA_MAX, 1);  // the only one that is told about
+  one_after_the_other(20, f);
+  const size_t before = mallinfo2().uordblks;
+  one_after_the_other(300, f);
+  const size_t after = mallinfo2().uordblks;
+  return after > before ? after - before : 0;
+}
+
+TEST(LifeOfTheLibrary, AThreadThatLogsWhileItEndsLeaksNothing) {
+  const loaded_definitions definitions(greeting_definitions());
+  const auto as_thread_local = [] {
+    static thread_local logs_at_the_end_of_its_thread last;
+    static_cast<void>(&last);
+    kp_LOG_RenderMessage(kp_LOG_LogEntry(17, 5), true);
+  };
+  EXPECT_LT(heap_growth_of_threads(as_thread_local), 300U * 32);
+  EXPECT_EQ(logs_at_the_end_of_its_thread::logged, 320U);
+}
+
+TEST(LifeOfTheLibrary, AThreadWhoseOwnKeyLogsWhileItEndsLeaksNothing) {
+  const loaded_definitions definitions(greeting_definitions());
+  pthread_key_t key = {};
+  ASSERT_EQ(pthread_key_create(&key, logs_at_the_end_of_its_thread::of_key), 0);
+  const auto under_a_key = [key] { pthread_setspecific(key, new logs_at_the_end_of_its_thread); };
+  logs_at_the_end_of_its_thread::logged = 0;
+  EXPECT_LT(heap_growth_of_threads(under_a_key), 300U * 32);
+  EXPECT_EQ(logs_at_the_end_of_its_thread::logged, 320U);
+  pthread_key_delete(key);
+}
+
+TEST(LifeOfTheLibrary, AThreadThatStillLogsWhileTheProcessEndsIsNotRefused) {
+  const loaded_definitions definitions(greeting_definitions());
+  EXPECT_EXIT(
+      {
+        tireless_worker::start();
+        logs_at_the_very_end = true;
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "^hello end\\.$");
 }
 
 // --- Loading and unloading ----------------------------------------------------------------------

@@ -12,6 +12,7 @@
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
 #include "logging/ldf_load.h"
+#include "logging/logcfg_file.h"
 #include "tests/support/catalog_folder.h"
 #include "tests/support/failing_new.h"
 #include "tests/support/ldf_bytes.h"
@@ -232,6 +233,16 @@ TEST(CodePage, IsACopyAndMayBeSetToItself) {
   EXPECT_STREQ(kp_LOG_LogConfig::GetCodePage(), "UTF-8");
 }
 
+TEST(CodePage, ThatWasGotStaysReadableWhateverIsSetSince) {
+  const code_page_guard guard;
+  kp_LOG_LogConfig::SetCodePage("UTF-8");
+  const char* const got = kp_LOG_LogConfig::GetCodePage();
+  kp_LOG_LogConfig::SetCodePage("Shift_JIS");
+  EXPECT_STREQ(got, "UTF-8");
+  kp_LOG_LogConfig::SetCodePage("UTF-8");
+  EXPECT_EQ(kp_LOG_LogConfig::GetCodePage(), got);
+}
+
 TEST(CodePage, WithoutMemoryStaysAsItWas) {
   const code_page_guard guard;
   kp_LOG_LogConfig::SetCodePage("UTF-8");
@@ -312,6 +323,37 @@ TEST(ConfigurationSource, OfNullIsNone) {
   EXPECT_EQ(configured("s", "A"), std::nullopt);
   kp_LOG_LogConfig::SetConfigurationSource(nullptr, KP_CONFIG_FILE_OPTIONAL);
   EXPECT_EQ(configured("s", "A"), std::nullopt);
+}
+
+TEST(ConfigurationSource, OfARelativePathIsTheFileThatItNamedWhenItWasSet) {
+  const settings_guard guard;
+  const temp_folder folder;
+  const temp_folder elsewhere;
+  folder.write("settings", "[s]\nA=1\n\n");
+  elsewhere.write("settings", "[s]\nA=2\n\n");
+  {
+    const working_folder here(folder.path());
+    kp_LOG_LogConfig::SetConfigurationSource("settings", KP_CONFIG_FILE);
+  }
+  const working_folder there(elsewhere.path());
+  EXPECT_EQ(configured("s", "A"), 1U);
+}
+
+TEST(ConfigurationSource, IsTheSameForAThreadUntilThatAsksAgain) {
+  const settings_guard guard;
+  const temp_folder folder;
+  const std::string first = folder.write("first", "[s]\nA=1\n\n");
+  const std::string second = folder.write("second", "[s]\nA=2\n\n");
+  kp_LOG_LogConfig::SetConfigurationSource(first.c_str(), KP_CONFIG_FILE);
+  const _kp_LOG_configuration* const mine = kp_LOG_LogConfig::_get_configuration_ptr();
+  std::thread([&] {
+    kp_LOG_LogConfig::SetConfigurationSource(second.c_str(), KP_CONFIG_FILE);
+  }).join();
+  unsigned value = 0;
+  EXPECT_TRUE(mine->get_integer_value("s", "A", value));  // read now, by who still has it
+  EXPECT_EQ(value, 1U);
+  EXPECT_EQ(configured("s", "A"), 2U);
+  EXPECT_NE(kp_LOG_LogConfig::_get_configuration_ptr(), mine);
 }
 
 TEST(ConfigurationSource, SetAgainReadsTheFileAgain) {
