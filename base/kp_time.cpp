@@ -1,6 +1,9 @@
 #include "base/kp_time.h"
 
+#include <sys/single_threaded.h>
+
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -104,47 +107,87 @@ static kp_system_zone zone_at_local(long long local_seconds) {
   return zone_at(instant_of(local_seconds, after)) == after ? after : before;
 }
 
-// What a thread remembers of the current time. localtime_r takes a lock that is shared by the whole
-// process, so threads that stamp entries would queue for it; within one minute only the second
-// changes, unless the zone itself is changed. A change by setenv("TZ") and tzset() shows in the C
-// library's variables, except between two zones with the same standard offset that both know
-// daylight saving: such a change is seen from the next minute on. The zones' names are no help: the
-// C library rewrites them in every conversion, also in those of other threads.
-// Trivially destructible, so that unloading the library leaves nothing behind in running threads.
-struct kp_minute_memory {
-  time_t minute;  // its first second
+// What can be seen of the C library's zone without asking for it. A change by setenv("TZ") and
+// tzset() shows in its variables, unless both zones have one standard offset, one pair of names and
+// daylight time; then only the environment tells, which may be read as long as no other thread can
+// change it. The names are those of the last conversion, and null while one is made.
+struct kp_zone_signs {
   long standard_offset;
   int has_daylight;
-  bool known;
-  alignas(kp_Time) unsigned char told[sizeof(kp_Time)];  // the minute as it is told, second 0
+  const char* names[2];
+  char** variables;    // the environment; null when it was not read
+  size_t n_variables;  //
+  const char* last;    // of them; null when there is none
+  size_t zone_at;      // which of them is TZ; n_variables when none is
+  const char* zone;    // that variable; null when there is none
 };
 
-static thread_local kp_minute_memory minute_memory;
-
-static bool is_remembered(const kp_minute_memory& memory, time_t minute) {
-  return memory.minute == minute && memory.known && memory.standard_offset == timezone &&
-         memory.has_daylight == daylight;
+static const char* zone_name(int daylight_time) {
+  return std::atomic_ref(tzname[daylight_time]).load(std::memory_order_relaxed);
 }
+
+static bool shows_name(const kp_zone_signs& signs, int daylight_time) {
+  const char* const name = zone_name(daylight_time);
+  return name == signs.names[daylight_time] || name == nullptr;
+}
+
+// Strings of the environment are compared by their addresses: what setenv() puts there stays.
+static bool shows_environment(const kp_zone_signs& signs) {
+  if (!__libc_single_threaded || signs.variables == nullptr) return true;
+  return environ == signs.variables && environ[signs.n_variables] == nullptr &&
+         (signs.n_variables == 0 || environ[signs.n_variables - 1] == signs.last) &&
+         environ[signs.zone_at] == signs.zone;
+}
+
+static bool show(const kp_zone_signs& signs) {
+  return signs.standard_offset == timezone && signs.has_daylight == daylight &&
+         shows_name(signs, 0) && shows_name(signs, 1) && shows_environment(signs);
+}
+
+static kp_zone_signs current_zone_signs() {
+  kp_zone_signs signs = {timezone, daylight, {zone_name(0), zone_name(1)}, nullptr, 0, nullptr,
+                         0,        nullptr};
+  if (!__libc_single_threaded || environ == nullptr) return signs;
+  signs.variables = environ;
+  size_t& n = signs.n_variables;
+  for (; environ[n] != nullptr; ++n) {
+    signs.last = environ[n];
+    if (signs.zone != nullptr || std::strncmp(environ[n], "TZ=", 3) != 0) continue;
+    signs.zone = environ[n];
+    signs.zone_at = n;
+  }
+  if (signs.zone == nullptr) signs.zone_at = n;
+  return signs;
+}
+
+// What a thread remembers of the current time. localtime_r takes a lock that is shared by the whole
+// process, so threads that stamp entries would queue for it; within one second the time stays what
+// it is, unless the zone itself is changed.
+// Trivially destructible, so that unloading the library leaves nothing behind in running threads.
+struct kp_second_memory {
+  time_t second;
+  bool known;
+  kp_zone_signs signs;
+  alignas(kp_Time) unsigned char told[sizeof(kp_Time)];
+};
+
+static thread_local kp_second_memory second_memory;
 
 // ---- kp_Time ----
 
-// A minute in which the zone changes is not remembered.
 kp_Time::kp_Time() {
   const time_t now = KP_time(nullptr);
-  const time_t minute = now - now % seconds_per_minute;
-  kp_minute_memory& memory = minute_memory;
-  if (is_remembered(memory, minute)) {
+  kp_second_memory& memory = second_memory;
+  if (memory.second == now && memory.known && show(memory.signs)) {
     std::memcpy(static_cast<void*>(this), memory.told, sizeof *this);
-    second_ = static_cast<unsigned short>(now - minute);
     return;
   }
-  const kp_system_zone last = zone_at(minute + seconds_per_minute - 1);
-  const kp_system_zone first = zone_at(minute);
-  memory = {minute, timezone, daylight, first == last, {}};
-  tell(minute, first.bias, first.daylight);
-  std::memcpy(memory.told, this, sizeof *this);
-  const kp_system_zone zone = memory.known ? first : zone_at(now);
+  const kp_system_zone zone = zone_at(now);
   tell(now, zone.bias, zone.daylight);
+  memory.second = now;
+  memory.known = true;
+  memory.signs = current_zone_signs();  // as this conversion has left them
+  std::memcpy(memory.told, this, sizeof *this);
 }
 
 void kp_Time::tell(long long instant, short bias, short flag) {

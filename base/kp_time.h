@@ -10,7 +10,10 @@
 // A plain value: copies are independent; one object is used by one thread at a time.
 class KP_API kp_Time {
  public:
-  // The current time in local mode, with the system's bias and daylight flag.
+  // The current time in local mode, with the bias and daylight flag that the C library's zone has
+  // at that moment. A change by setenv("TZ") and tzset() counts at once; in a process of several
+  // threads, between two zones that share standard offset, names and daylight time, from the next
+  // second on.
   kp_Time();
   // The given moment, told in GMT or local time, with the bias and flag that the system's zone has
   // at that moment. Fields are taken as given; month and day count from 1.
