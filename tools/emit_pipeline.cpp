@@ -1,6 +1,5 @@
 #include "tools/emit_pipeline.h"
 
-#include "logging/logentry_i.h"
 #include "tools/standard_output.h"
 
 // A batch ends at whichever comes first.
@@ -46,7 +45,7 @@ void emit_pipeline::process(const record_line& line) {
 // Nothing of a record is taken before its message is there.
 void emit_pipeline::add(const made_entry& made) {
   const std::string message = entry_message(made);
-  const sink_entry entry{made, message, made.entry._get_imp().get_timestamp(false)};
+  const sink_entry entry{made, message, made.entry.GetAttribTime("TIMESTAMP")};
   for (const auto& sink : outputs_.sinks) sink->add(entry);
   if (outputs_.counts != nullptr) outputs_.counts->add(entry.time, made.entry.GetEntryID());
 }

@@ -160,9 +160,19 @@ static void add_text(const value_step& step) {
             " " + unit.name + ", not of " + std::to_string(unit.count(step.value.text)));
 }
 
+// "Z" is the offset 0. The library keeps the offset of this machine beside it, and tells such a
+// time in that zone, on another day.
+static bool read_time(const char* text, kp_Time& time) {
+  if (!time.set_to_string_value(text)) return false;
+  if (!time.is_GMT_time_mode()) return true;
+  time.set_zone_bias(0);
+  time.set_daylight_flag(0);
+  return true;
+}
+
 static void add_time(const value_step& step) {
   kp_Time time;
-  if (!time.set_to_string_value(text_of(step, time_example))) step.fail_unless(time_example);
+  if (!read_time(text_of(step, time_example), time)) step.fail_unless(time_example);
   step.entry.AddAttribTime(step.name(), time);
 }
 
@@ -261,7 +271,7 @@ void entry_maker::set_time(const parsed_record& record, std::string_view line) {
   if (told.text != time_text_ || time_text_.empty()) {
     time_text_.clear();
     text_.assign(told.text);
-    if (text_.find('\0') != std::string::npos || !time_.set_to_string_value(text_.c_str()))
+    if (text_.find('\0') != std::string::npos || !read_time(text_.c_str(), time_))
       raise(record_fault::value, line, told.offset,
             std::string("\"time\" is ") + time_example + ", not " + shown_record_value(told));
     time_text_ = text_;

@@ -16,7 +16,8 @@
 struct sink_entry {
   const made_entry& made;
   std::string_view message;  // rendered, in UTF-8
-  kp_Time time;              // local; the day of dated logs and the time shown are both from it
+  kp_Time
+      time;  // as the record tells it; the day of dated logs and the time shown are both from it
 };
 
 // One of the places that the command line names. Entries are gathered to a batch in memory, which

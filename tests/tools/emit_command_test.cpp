@@ -332,6 +332,30 @@ static std::string lines_with(const std::string& text, const std::string& wanted
   return found;
 }
 
+TEST_F(EmitCommand, ZIsTheSameDayAsTheOffsetZero) {
+  std::string records;
+  for (const char* time : {"2026-11-15T02:00:00Z", "2026-11-15T02:00:00+00:00",
+                           "2026-11-15T23:59:59Z", "2026-11-15 23:59:59+00:00"})
+    records += note_record("a", time);
+  folder_.write("input", records);
+  for (const char* zone : {"UTC+11", "UTC-11"}) {
+    const temp_folder out;
+    const auto run =
+        folder_.emit("-q --to text:" + out.path() + "/log --to json:" + out.file("stored") +
+                         " --count " + out.path() + "/count input",
+                     std::string("export TZ=") + zone + " && ");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(read_whole_file(out.file("log.20261115.0001")),
+              "2026-11-15T02:00:00Z 3 NOTE a\n2026-11-15T02:00:00+00:00 3 NOTE a\n"
+              "2026-11-15T23:59:59Z 3 NOTE a\n2026-11-15T23:59:59+00:00 3 NOTE a\n");
+    EXPECT_THAT(read_whole_file(out.file("stored")),
+                AllOf(HasSubstr("\"time\":\"2026-11-15T02:00:00Z\""),
+                      HasSubstr("\"time\":\"2026-11-15T23:59:59Z\"")));
+    EXPECT_EQ(run_kplog(out.path(), "count -q --format csv --by day count.cnt").out,
+              "day,count\r\n2026-11-15,4\r\n");
+  }
+}
+
 TEST_F(EmitCommand, GoldenListOfBadRecords) {
   folder_.write("input",
                 "{\"event\":\"NOTE\",}\n"

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 
+#include "logging/logentry_i.h"
 #include "tests/tools/record_events.h"
 #include "tools/definition_model.h"
 
@@ -102,6 +103,23 @@ TEST(RecordEntry, KeepsTheZoneInDeclaredAttributes) {
   EXPECT_FALSE(made.entry.GetAttribBool("DAYLIGHT_SAVING_ACTIVE"));
   EXPECT_NE(made.event->find("TIMEZONE_DIFFERENCE"), nullptr);
   EXPECT_EQ(made.event->find("DAYLIGHT_SAVING_ACTIVE"), nullptr);
+}
+
+TEST(RecordEntry, KeepsZAsTheOffsetZero) {
+  const environment_value zone("TZ", "UTC+5");
+  record_events events({.globals = {{"TIMEZONE_DIFFERENCE", TypeSInt2}},
+                        .entries = {{.id = 1001, .attributes = {{"AT", TypeTime}}}}});
+  for (const char* time : {"2026-11-15T02:00:00Z", "2026-11-15T02:00:00+00:00"}) {
+    const made_entry& made = events.make(R"({"event":1001,"time":")" + std::string(time) +
+                                         R"(","attributes":{"AT":")" + time + "\"}}");
+    EXPECT_EQ(made.entry.GetAttrib2("TIMEZONE_DIFFERENCE"), 0) << time;
+    EXPECT_EQ(printed(made.entry.GetAttribTime("TIMESTAMP")), time);
+    EXPECT_EQ(printed(made.entry.GetAttribTime("AT")), time);
+    kp_Time local = made.entry.GetAttribTime("AT");
+    local.GMT_to_local();
+    EXPECT_EQ(printed(local), "2026-11-15T02:00:00+00:00");
+    EXPECT_EQ(made.entry._get_imp().get_timestamp(false).get_hour(), 2) << time;
+  }
 }
 
 TEST(RecordEntry, RefusesATimeThatIsNone) {
