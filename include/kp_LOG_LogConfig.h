@@ -72,6 +72,9 @@ class KP_API kp_LOG_LogConfig {
   // nothing while ICU is disabled. Raises KPX_logging_missing_resource when the catalog cannot be
   // opened; the failed catalog then stays in place, and rendering fails until another is set.
   // A path without "/" names a package in ICU's own data folder; give a path with a folder.
+  // The catalog is what is there at the call, also when it was missing or another one before. ICU
+  // keeps each state of it that it was shown to the end of the process, a few kilobytes and a
+  // mapping of each file: set the path again when something has changed.
   static void SetMessageCatalogPath(const char* path);
   // The path last set; "" while ICU is disabled.
   static const char* GetMessageCatalogPath();

@@ -11,13 +11,14 @@
 #include "logging/log_util_kept_text.h"
 #include "logging/log_util_raise.h"
 #include "logging/logmsg.h"
+#include "logging/logmsg_catalog_path.h"
 
 static constexpr char catalog_source[] = "logging/logmsg";
 
 // --- An open catalog ---
 
 logmsg_catalog::logmsg_catalog(const char* path)
-    : bundle_(path, icu::Locale::getDefault(), bundle_status_),
+    : bundle_(logmsg_catalog_path_for_icu(path).c_str(), icu::Locale::getDefault(), bundle_status_),
       table_(bundle_.get("STRING_TABLE", table_status_)) {}
 
 static icu::UnicodeString string_in(const icu::ResourceBundle& table, const char* id) {
@@ -95,10 +96,10 @@ static void close_catalog() {
 static std::shared_ptr<const logmsg_catalog> replace_catalog(const char* path) {
   std::shared_ptr<const logmsg_catalog> catalog;
   try {
-    catalog = std::make_shared<const logmsg_catalog>(path);
-  } catch (const std::bad_alloc&) {
+    catalog = kp_log_no_bad_alloc([=] { return std::make_shared<const logmsg_catalog>(path); });
+  } catch (const KPX_memory_alloc&) {
     install_catalog(nullptr);
-    kp_log_raise_alloc();
+    throw;
   }
   install_catalog(catalog);
   return catalog;

@@ -1,8 +1,12 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <set>
+#include <string>
+#include <utility>
 
 #include "kp_LOG_LogEntry.h"
+#include "logging/logmsg_catalog_path.h"
 #include "tests/support/catalog_folder.h"
 #include "tests/support/icu_faults.h"
 #include "tests/support/icu_setting.h"
@@ -48,6 +52,120 @@ class open_catalog {
 TEST(MessageCatalog, ThereIsNoneAtFirst) {
   EXPECT_FALSE(_kp_LOG_log_message::has_catalog());
   EXPECT_STREQ(_kp_LOG_log_message::get_resource_path(), "");
+}
+
+// What ICU shows of a catalog of one text, as it is at the path now.
+static std::string text_at(const std::string& path) {
+  _kp_LOG_log_message::set_resource_path(path.c_str());
+  return text_of("M1");
+}
+
+TEST(MessageCatalog, OneThatWasMissingIsHadOnceItIsThere) {
+  const settings_guard settings;
+  const temp_folder parent;
+  const std::string path = parent.file("messages");
+  EXPECT_THROW(text_at(path), KPX_logging_missing_resource);
+  EXPECT_THROW(text_at(path), KPX_logging_missing_resource);
+  catalog_folder made;
+  made.add_locale("root", {{"M1", "one"}});
+  std::filesystem::rename(made.path(), path);
+  EXPECT_EQ(text_at(path), "one");
+  EXPECT_STREQ(_kp_LOG_log_message::get_resource_path(), path.c_str());
+  std::filesystem::remove_all(path);
+  EXPECT_THROW(text_at(path), KPX_logging_missing_resource);
+}
+
+TEST(MessageCatalog, OneWhoseFilesAreReplacedIsHadAsItIsNow) {
+  const settings_guard settings;
+  catalog_folder folder;
+  catalog_folder other;
+  const std::string file = folder.path() + "/root.res", others_file = other.path() + "/root.res";
+  for (const char* text : {"one", "two", "six"}) {
+    folder.add_locale("root", {{"M1", text}});  // written in place
+    EXPECT_EQ(text_at(folder.path()), text);
+  }
+  for (const char* text : {"ten", "one", "two"}) {
+    other.add_locale("root", {{"M1", text}});
+    std::filesystem::rename(others_file, file);
+    EXPECT_EQ(text_at(folder.path()), text);
+  }
+}
+
+TEST(MessageCatalog, OneWhoseFolderIsReplacedIsHadAsItIsNow) {
+  const settings_guard settings;
+  const temp_folder parent;
+  const std::string path = parent.file("messages");
+  for (const char* text : {"one", "two", "six"}) {
+    catalog_folder made;
+    made.add_locale("root", {{"M1", text}});
+    std::filesystem::remove_all(path);
+    std::filesystem::rename(made.path(), path);
+    EXPECT_EQ(text_at(path), text);
+    EXPECT_EQ(text_at(path + "/"), text);
+  }
+}
+
+TEST(MessageCatalog, OneBehindALinkIsTheOneThatItLeadsToNow) {
+  const settings_guard settings;
+  const temp_folder parent;
+  const std::string link = parent.file("current");
+  catalog_folder first, second;
+  first.add_locale("root", {{"M1", "one"}});
+  second.add_locale("root", {{"M1", "two"}});
+  for (const catalog_folder* target : {&first, &second, &first}) {
+    std::filesystem::remove(link);
+    std::filesystem::create_symlink(target->path(), link);
+    EXPECT_EQ(text_at(link), target == &first ? "one" : "two");
+  }
+}
+
+TEST(MessageCatalog, OneByARelativePathIsTheOneOfTheWorkingFolder) {
+  const settings_guard settings;
+  const temp_folder first, second;
+  for (const auto& [folder, text] : {std::pair(&first, "one"), std::pair(&second, "two")}) {
+    catalog_folder made;
+    made.add_locale("root", {{"M1", text}});
+    std::filesystem::create_directory(folder->file("a"));
+    std::filesystem::rename(made.path(), folder->file("a/messages"));
+  }
+  for (const auto& [folder, text] :
+       {std::pair(&first, "one"), std::pair(&second, "two"), std::pair(&first, "one")}) {
+    const working_folder here(folder->path());
+    EXPECT_EQ(text_at("./a/messages"), text);
+    EXPECT_EQ(text_at("a/messages"), text);
+  }
+}
+
+TEST(MessageCatalog, ALocaleThatWasAddedIsFound) {
+  const settings_guard settings;
+  const icu_locale_setting locale("de_DE");
+  catalog_folder folder;
+  folder.add_locale("root", {{"M1", "one"}});
+  EXPECT_EQ(text_at(folder.path()), "one");
+  folder.add_locale("de", {{"M1", "eins"}});
+  EXPECT_EQ(text_at(folder.path()), "eins");
+}
+
+TEST(MessageCatalog, ThatHasNotChangedIsAskedForUnderOneName) {
+  const std::string old = "/usr/include", missing = "/no-such-folder/messages";
+  EXPECT_EQ(logmsg_catalog_path_for_icu(old.c_str()), logmsg_catalog_path_for_icu(old.c_str()));
+  EXPECT_EQ(logmsg_catalog_path_for_icu(missing.c_str()),
+            logmsg_catalog_path_for_icu(missing.c_str()));
+  EXPECT_EQ(logmsg_catalog_path_for_icu("package"), "package");
+}
+
+TEST(MessageCatalog, ThatMayHaveChangedIsAskedForUnderAnother) {
+  const temp_folder folder;
+  const std::string path = folder.path();
+  std::set<std::string> names;
+  for (int i = 0; i < 20; ++i) names.insert(logmsg_catalog_path_for_icu(path.c_str()));
+  EXPECT_EQ(names.size(), 20U);
+  // However the caller spells it.
+  for (const std::string& name : std::set<std::string>(names)) {
+    EXPECT_TRUE(std::filesystem::equivalent(name, path)) << name;
+    names.insert(logmsg_catalog_path_for_icu(name.c_str()));
+  }
+  EXPECT_EQ(names.size(), 40U);
 }
 
 // What comes of opening `path` with the n-th of ICU's allocations failing, and reading from it
