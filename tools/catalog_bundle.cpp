@@ -14,6 +14,7 @@
 
 #include "tools/atomic_file.h"
 #include "tools/catalog_locale.h"
+#include "tools/text_escape.h"
 
 extern char** environ;  // POSIX leaves its declaration to programs
 
@@ -54,22 +55,13 @@ std::vector<catalog_bundle> catalog_bundles(const std::vector<catalog_message>& 
 
 // --- genrb
 
-static std::string genrb_string(const std::string& text) {
-  std::string quoted = "\"";
-  for (const char c : text) {
-    if (c == '"' || c == '\\') quoted += '\\';
-    quoted += c == '\n' ? "\\n" : c == '\r' ? "\\r" : std::string(1, c);
-  }
-  return quoted + "\"";
-}
-
 // The keys descend: genrb looks for the place of a new one from the smallest that it has, so that
 // ascending keys would take it quadratic time.
 static std::string genrb_source(const catalog_bundle& bundle) {
   std::string source = bundle.locale + ":table {\n  STRING_TABLE:table {\n";
   for (auto entry = bundle.templates.rbegin(); entry != bundle.templates.rend(); ++entry) {
     const auto& [id, text] = *entry;
-    source += "    " + genrb_string(id) + ":string { " + genrb_string(text) + " }\n";
+    source += "    " + genrb_quoted(id) + ":string { " + genrb_quoted(text) + " }\n";
   }
   return source + "  }\n}\n";
 }

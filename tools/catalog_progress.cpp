@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "tools/catalog_locale.h"
+#include "tools/text_escape.h"
 
 std::string translation_counts::text() const {
   return std::to_string(translated) + " translated, " + std::to_string(fuzzy) + " fuzzy, " +

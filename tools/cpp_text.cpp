@@ -88,30 +88,6 @@ const std::string& cpp_identifiers::of(std::string_view name) {
   return by_name_.emplace(name, identifier).first->second;
 }
 
-// Octal escapes end after three digits, whatever follows.
-static std::string octal_escape(unsigned char byte) {
-  std::string escape = "\\";
-  for (int shift = 6; shift >= 0; shift -= 3)
-    escape += static_cast<char>('0' + (byte >> shift) % 8);
-  return escape;
-}
-
-std::string cpp_literal(std::string_view text) {
-  std::string literal = "\"";
-  for (size_t i = 0; i < text.size();) {
-    const utf8_character character = utf8_at(text, i);
-    const std::string_view bytes = text.substr(i, character.size);
-    if (!character.valid || is_unsafe_on_terminal(character.code_point))
-      for (const char byte : bytes) literal += octal_escape(static_cast<unsigned char>(byte));
-    else if (bytes == "\"" || bytes == "\\" || bytes == "?")
-      (literal += '\\') += bytes;
-    else
-      literal += bytes;
-    i += character.size;
-  }
-  return literal + '"';
-}
-
 // "??/" is a backslash to older compilers, and looked for by newer ones.
 static std::string without_trigraphs(std::string text) {
   for (size_t at = 0; (at = text.find("??", at)) != std::string::npos; at += 2)

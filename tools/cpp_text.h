@@ -30,9 +30,6 @@ class cpp_identifiers {
   std::set<std::string, std::less<>> taken_;
 };
 
-// The text between quotes, with escapes for whatever cannot stand there.
-std::string cpp_literal(std::string_view text);
-
 // The text as comment lines, each after `indent` and "// ". No line can end the comment or continue
 // it on the next line.
 std::string cpp_comment(std::string_view text, std::string_view indent);

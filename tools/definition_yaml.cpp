@@ -9,6 +9,7 @@
 #include "tools/definition_writer.h"
 #include "tools/known_attributes.h"
 #include "tools/terminal_text.h"
+#include "tools/text_escape.h"
 #include "tools/utf8_text.h"
 
 // Keys up to this size stand before their colon; YAML wants longer ones announced.
@@ -33,37 +34,11 @@ static bool has_meaning(std::string_view word) {
   });
 }
 
-static std::string yaml_escape(const utf8_character& character) {
-  if (!character.valid) return "\\uFFFD";
-  switch (character.code_point) {
-    case '"':
-      return "\\\"";
-    case '\\':
-      return "\\\\";
-    case '\n':
-      return "\\n";
-    case '\t':
-      return "\\t";
-    default:
-      return character.code_point < 0x100 ? "\\x" + hexadecimal(character.code_point, 2)
-                                          : "\\u" + hexadecimal(character.code_point, 4);
-  }
-}
-
 static std::string yaml_scalar(std::string_view text) {
   if (!text.empty() && begins_word(text.front()) && !has_meaning(text) &&
       std::all_of(text.begin(), text.end(), is_word_character))
     return std::string(text);
-  std::string quoted = "\"";
-  for (size_t i = 0; i < text.size();) {
-    const utf8_character character = utf8_at(text, i);
-    const bool is_special = !character.valid || character.code_point == '"' ||
-                            character.code_point == '\\' ||
-                            is_unsafe_on_terminal(character.code_point);
-    quoted += is_special ? yaml_escape(character) : std::string(text.substr(i, character.size));
-    i += character.size;
-  }
-  return quoted + '"';
+  return yaml_quoted(text);
 }
 
 static std::string yaml_number(uint32_t number) {

@@ -1,7 +1,5 @@
 #include "tools/diagnostics.h"
 
-#include <unicode/utf16.h>
-
 #include <algorithm>
 #include <ostream>
 #include <tuple>
@@ -108,28 +106,6 @@ static void write_text(std::ostream& out, const diagnostic& found, rule_severity
     out << colors.note << "note: " << colors.end << terminal_text(note.text) << '\n';
     write_excerpt(out, note.place, colors);
   }
-}
-
-static std::string json_escape(uint32_t code_point) {
-  if (code_point < 0x10000) return "\\u" + hexadecimal(code_point, 4);
-  return json_escape(U16_LEAD(code_point)) + json_escape(U16_TRAIL(code_point));
-}
-
-std::string json_string(std::string_view text) {
-  std::string json = "\"";
-  for (size_t i = 0; i < text.size();) {
-    const utf8_character character = utf8_at(text, i);
-    if (!character.valid)
-      json += json_escape(0xFFFD);
-    else if (character.code_point == '"' || character.code_point == '\\')
-      (json += '\\') += static_cast<char>(character.code_point);
-    else if (is_unsafe_on_terminal(character.code_point))
-      json += json_escape(character.code_point);
-    else
-      json += text.substr(i, character.size);
-    i += character.size;
-  }
-  return json + '"';
 }
 
 static void write_json_place(std::ostream& out, const source_place& place) {

@@ -69,8 +69,4 @@ class diagnostic_list {
   std::array<rule_severity, diagnostic_rules.size()> severities_;
 };
 
-// The text as a JSON string, with everything unsafe on a terminal escaped. Bytes that are not UTF-8
-// become U+FFFD, as JSON has no place for them.
-std::string json_string(std::string_view text);
-
 #endif

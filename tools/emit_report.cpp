@@ -9,6 +9,7 @@
 #include "tools/sink_error.h"
 #include "tools/terminal_text.h"
 #include "tools/text_columns.h"
+#include "tools/text_escape.h"
 #include "tools/utf8_text.h"
 
 static constexpr unsigned shown_limit = 100;  // bad records in a minute

@@ -7,6 +7,7 @@
 
 #include "tools/cpp_text.h"
 #include "tools/terminal_text.h"
+#include "tools/text_escape.h"
 #include "tools/utf8_text.h"
 
 // The parameter type for attributes of a type, and for a selector the integer behind its values.

@@ -10,9 +10,8 @@
 #include <stdexcept>
 
 #include "tools/terminal_text.h"
-#include "tools/utf8_text.h"
 
-// --- Escapes ---
+// --- Plain text ---
 
 static constexpr bool is_plain_ascii(char byte) {
   return (byte >= ' ' && byte <= '~') || byte == '\t';
@@ -35,20 +34,6 @@ static size_t skip_plain(std::string_view text, size_t offset) {
     offset += sizeof(uint64_t);
   while (offset < text.size() && is_plain_ascii(text[offset])) ++offset;
   return offset;
-}
-
-void append_log_text(std::string& line, std::string_view text) {
-  size_t done = 0;
-  for (size_t i = skip_plain(text, 0); i < text.size(); i = skip_plain(text, i)) {
-    const utf8_character character = utf8_at(text, i);
-    if (!character.valid || is_unsafe_on_terminal(character.code_point)) {
-      line.append(text.data() + done, i - done);
-      line += written_out(character);
-      done = i + character.size;
-    }
-    i += character.size;
-  }
-  line += text.substr(done);
 }
 
 // --- Code pages ---

@@ -1,15 +1,10 @@
-// Messages made safe for one line of a log.
+// Lines of a log in its code page.
 #ifndef TOOLS_LOG_TEXT_H
 #define TOOLS_LOG_TEXT_H
 
 #include <memory>
 #include <string>
 #include <string_view>
-
-// Appends `text`, UTF-8, to `line`: control characters but the tab, line and paragraph separators,
-// bidirectional controls and bytes that are no UTF-8 as \xNN or \u{N}. A backslash stays as it is:
-// the result is for reading.
-void append_log_text(std::string& line, std::string_view text);
 
 // Converts lines from UTF-8 to a code page; what it lacks is written as \u{N}.
 class log_code_page {

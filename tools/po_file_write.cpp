@@ -2,43 +2,21 @@
 #include <string_view>
 
 #include "tools/po_file.h"
-
-static std::string escaped(char byte) {
-  switch (byte) {
-    case '\n':
-      return "\\n";
-    case '\t':
-      return "\\t";
-    case '\r':
-      return "\\r";
-    case '"':
-      return "\\\"";
-    case '\\':
-      return "\\\\";
-    default:
-      return std::string(1, byte);
-  }
-}
-
-static std::string quoted_line(std::string_view text) {
-  std::string line = "\"";
-  for (const char byte : text) line += escaped(byte);
-  return line + "\"\n";
-}
+#include "tools/text_escape.h"
 
 // Texts of several lines begin with an empty line, as translators' tools write them.
 static void add_string(std::string& file, const std::string& before, std::string_view text) {
   file += before;
   const bool has_lines = text.find('\n') < text.size() - 1 && !text.empty();
   if (!has_lines) {
-    file += quoted_line(text);
+    file += po_quoted(text) + "\n";
     return;
   }
   file += "\"\"\n";
   const std::string continued = before.starts_with("#~") ? "#~ " : "";
   while (!text.empty()) {
     const size_t end = std::min(text.find('\n'), text.size() - 1) + 1;
-    file += continued + quoted_line(text.substr(0, end));
+    file += continued + po_quoted(text.substr(0, end)) + "\n";
     text.remove_prefix(end);
   }
 }

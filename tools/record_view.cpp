@@ -1,6 +1,6 @@
 #include "tools/record_view.h"
 
-#include "tools/stored_form.h"
+#include "tools/text_escape.h"
 
 // Why a record has no message.
 class no_message : public std::runtime_error {

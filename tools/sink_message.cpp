@@ -1,6 +1,7 @@
 #include "tools/log_text.h"
 #include "tools/sink_kinds.h"
 #include "tools/standard_output.h"
+#include "tools/text_escape.h"
 
 class message_sink : public record_sink {
  public:

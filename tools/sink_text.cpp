@@ -9,6 +9,7 @@
 #include "tools/append_batch.h"
 #include "tools/log_text.h"
 #include "tools/sink_kinds.h"
+#include "tools/text_escape.h"
 
 static constexpr unsigned last_serial = 9999;  // four digits; names with more are not recognised
 

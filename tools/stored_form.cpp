@@ -5,62 +5,7 @@
 #include <cmath>
 
 #include "tools/definition_model.h"
-#include "tools/terminal_text.h"
-#include "tools/utf8_text.h"
-
-// --- Texts ---
-
-static bool is_plain_in_json(unsigned char byte) {
-  return byte >= ' ' && byte <= '~' && byte != '"' && byte != '\\';
-}
-
-// The character behind the backslash of a short escape; NUL for others.
-static char short_escape(uint32_t code_point) {
-  switch (code_point) {
-    case '"':
-    case '\\':
-      return static_cast<char>(code_point);
-    case '\n':
-      return 'n';
-    case '\r':
-      return 'r';
-    case '\t':
-      return 't';
-    default:
-      return '\0';
-  }
-}
-
-static void append_json_character(std::string& json, const utf8_character& character,
-                                  std::string_view bytes) {
-  const char escape = character.valid ? short_escape(character.code_point) : '\0';
-  if (escape != '\0') {
-    json += '\\';
-    json += escape;
-  } else if (!character.valid) {
-    json += "\\uFFFD";
-  } else if (is_unsafe_on_terminal(character.code_point)) {
-    json += "\\u" + hexadecimal(character.code_point, 4);
-  } else {
-    json += bytes;
-  }
-}
-
-void append_json_text(std::string& json, std::string_view text) {
-  json += '"';
-  for (size_t i = 0; i < text.size();) {
-    size_t plain = i;
-    while (plain < text.size() && is_plain_in_json(static_cast<unsigned char>(text[plain])))
-      ++plain;
-    json.append(text, i, plain - i);
-    i = plain;
-    if (i == text.size()) break;
-    const utf8_character character = utf8_at(text, i);
-    append_json_character(json, character, text.substr(i, character.size));
-    i += character.size;
-  }
-  json += '"';
-}
+#include "tools/text_escape.h"
 
 // --- Values ---
 

@@ -7,10 +7,6 @@
 
 #include "tools/record_sink.h"
 
-// Appends `text`, UTF-8, as a JSON text. What is unsafe on a terminal is written as \uNNNN, and a
-// byte that is no UTF-8 as U+FFFD.
-void append_json_text(std::string& json, std::string_view text);
-
 class stored_form {
  public:
   static constexpr std::string_view line_start = "{\"version\":";

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "tools/terminal_text.h"
+#include "tools/text_escape.h"
 
 // Two decimals; finer than a pixel.
 static std::string svg_number(double value) {
@@ -17,27 +17,6 @@ static std::string attribute(const char* name, double value) {
 
 static std::string class_attribute(std::string_view css_class) {
   return " class=\"" + std::string(css_class) + "\"";
-}
-
-// Text between tags. The escapes of a terminal leave no character that XML has no place for.
-static std::string xml_text(std::string_view text) {
-  std::string xml;
-  for (const char character : terminal_text(text)) {
-    switch (character) {
-      case '&':
-        xml += "&amp;";
-        break;
-      case '<':
-        xml += "&lt;";
-        break;
-      case '>':
-        xml += "&gt;";
-        break;
-      default:
-        xml += character;
-    }
-  }
-  return xml;
 }
 
 svg_writer::svg_writer(double width, double height, std::string_view style, std::string_view title,

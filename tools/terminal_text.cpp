@@ -25,27 +25,6 @@ std::string hexadecimal(uint32_t value, size_t digits) {
   return text;
 }
 
-std::string written_out(const utf8_character& character) {
-  const uint32_t code_point = character.code_point;
-  const bool is_byte = !character.valid || code_point < 0x80;
-  return is_byte ? "\\x" + hexadecimal(code_point, 2) : "\\u{" + hexadecimal(code_point, 4) + "}";
-}
-
-std::string terminal_text(std::string_view text) {
-  std::string shown;
-  for (size_t i = 0; i < text.size();) {
-    const utf8_character character = utf8_at(text, i);
-    if (character.valid && character.code_point == '\t')
-      shown += ' ';
-    else if (!character.valid || is_unsafe_on_terminal(character.code_point))
-      shown += written_out(character);
-    else
-      shown += text.substr(i, character.size);
-    i += character.size;
-  }
-  return shown;
-}
-
 static size_t cells(uint32_t code_point) {
   if (code_point < 0x300) return 1;
   const UChar32 character = static_cast<UChar32>(code_point);

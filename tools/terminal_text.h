@@ -1,4 +1,4 @@
-// Texts from files, made safe to show on a terminal.
+// What a terminal shows of a text. Texts are made safe for it by tools/text_escape.h.
 #ifndef TOOLS_TERMINAL_TEXT_H
 #define TOOLS_TERMINAL_TEXT_H
 
@@ -7,19 +7,12 @@
 #include <string>
 #include <string_view>
 
-#include "tools/utf8_text.h"
+#include "tools/text_escape.h"
 
 // Whether a character could move, hide or reorder what a terminal shows: controls, line separators,
 // format characters, what is invisible unless a font knows better (variation selectors, fillers,
 // tags), and noncharacters.
 bool is_unsafe_on_terminal(uint32_t code_point);
-
-// A character written out: \xNN below U+0080 and for a byte that is not UTF-8, else \u{NNNN}.
-std::string written_out(const utf8_character& character);
-
-// The text with unsafe characters, and bytes that are not UTF-8, written out. A tab becomes one
-// blank.
-std::string terminal_text(std::string_view text);
 
 // The number in hexadecimal, with zeros in front up to `digits`.
 std::string hexadecimal(uint32_t value, size_t digits);

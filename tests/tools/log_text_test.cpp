@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "tests/support/raised_by.h"
+#include "tests/tools/characters.h"
 #include "tools/log_text.h"
-#include "tools/terminal_text.h"
+#include "tools/text_escape.h"
 #include "tools/utf8_text.h"
 
 static std::string shown(std::string_view text) {
@@ -22,16 +23,6 @@ static std::string in_code_page(const std::string& code_page, std::string_view t
   std::string out;
   converter.append(out, text);
   return out;
-}
-
-static std::string utf8_of(uint32_t code_point) {
-  if (code_point < 0x80) return {static_cast<char>(code_point)};
-  const size_t size = utf8_size(code_point);
-  std::string text(size, '\0');
-  for (size_t i = size - 1; i > 0; --i, code_point >>= 6)
-    text[i] = static_cast<char>(0x80 | (code_point & 0x3F));
-  text[0] = static_cast<char>((0xF00 >> size & 0xFF) | code_point);
-  return text;
 }
 
 // --- Escapes ---

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <numeric>
 
+#include "tests/tools/characters.h"
+
 static constexpr size_t pool_size = 12;  // of IDs, of names
 
 // A type, and how a placeholder of it is written behind the name.
@@ -126,7 +128,9 @@ std::string random_definitions::text() {
   for (size_t n = below(10); n > 0; --n) {
     const bool places = !event_.placeholders.empty() && once_in(2) && placeholders < 10;
     placeholders += places ? 1 : 0;
-    made += places ? any_of(event_.placeholders) : any_of(random_literals);
+    made += places       ? any_of(event_.placeholders)
+            : once_in(2) ? any_of(random_literals)
+                         : "\\U" + hexadecimal(0x80 | random_character(random_), 8);
   }
   return made;
 }

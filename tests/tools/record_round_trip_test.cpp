@@ -1,11 +1,15 @@
 // Random records of every type: what was made of them reads back as it was written.
+#include <unicode/utf16.h>
+
 #include <charconv>
 #include <cstring>
 #include <limits>
 #include <random>
 
 #include "logging/logentry_i.h"
+#include "tests/tools/characters.h"
 #include "tests/tools/record_events.h"
+#include "tools/text_escape.h"
 
 // A value as a record writes it, and as an entry gives it back.
 struct random_value {
@@ -72,31 +76,38 @@ class random_values {
 
   // A character as a record writes it, as an entry holds it, and its size in bytes and in UTF-16.
   struct piece {
-    const char* json;
-    const char* held;
+    std::string json;
+    std::string held;
     size_t sizes[2];
   };
 
+  // Any character but a NUL, as it is where JSON takes it so, or as an escape.
+  piece character() {
+    uint32_t code_point = 0;
+    while (code_point == 0 || code_point == '\n' || code_point == '\r')
+      code_point = random_character(random_);
+    const std::string held = utf8_of(code_point);
+    const bool must_escape = code_point < 0x20 || code_point == '"' || code_point == '\\';
+    const auto unit = [](uint32_t value) { return "\\u" + hexadecimal(value, 4); };
+    const std::string escape = code_point < 0x10000
+                                   ? unit(code_point)
+                                   : unit(U16_LEAD(code_point)) + unit(U16_TRAIL(code_point));
+    return {must_escape || once_in(2) ? escape : held,
+            held,
+            {held.size(), code_point < 0x10000 ? size_t{1} : size_t{2}}};
+  }
+
   // Up to `limit` units, often just as many. Line breaks are one unit, and held as two characters.
   random_value text(size_t limit, size_t unit) {
-    static constexpr piece pieces[] = {{"a", "a", {1, 1}},
-                                       {" ", " ", {1, 1}},
-                                       {"\\\"", "\"", {1, 1}},
-                                       {"\\\\", "\\", {1, 1}},
-                                       {"\\t", "\t", {1, 1}},
-                                       {"\\u0001", "\x01", {1, 1}},
-                                       {"\\n", "\\n", {1, 1}},
-                                       {"\\r", "\\r", {1, 1}},
-                                       {"é", "é", {2, 1}},
-                                       {"\\u65e5", "日", {3, 1}},
-                                       {"\\ud83d\\ude00", "😀", {4, 2}},
-                                       {"%", "%", {1, 1}},
-                                       {"{", "{", {1, 1}},
-                                       {"'", "'", {1, 1}}};
+    static const piece pieces[] = {{"a", "a", {1, 1}},     {" ", " ", {1, 1}},
+                                   {"\\\"", "\"", {1, 1}}, {"\\\\", "\\", {1, 1}},
+                                   {"\\t", "\t", {1, 1}},  {"\\n", "\\n", {1, 1}},
+                                   {"\\r", "\\r", {1, 1}}, {"%", "%", {1, 1}},
+                                   {"{", "{", {1, 1}},     {"'", "'", {1, 1}}};
     const size_t size = once_in(3) ? limit : below(static_cast<unsigned>(limit) + 1);
     random_value value{"\"", ""};
     for (size_t used = 0; used < size;) {
-      const piece& next = pieces[below(std::size(pieces))];
+      const piece next = once_in(2) ? character() : pieces[below(std::size(pieces))];
       if (used + next.sizes[unit - 1] > size) continue;
       used += next.sizes[unit - 1];
       value.json += next.json;
@@ -173,19 +184,6 @@ TEST(RecordRoundTrip, EntriesHoldWhatRandomRecordsSay) {
 TEST(RecordRoundTrip, HeldTextsCanBeRecordedAgain) {
   record_events events(ldf_with_every_type());
   random_values random(1115);
-  const auto as_json = [](const std::string& text) {
-    std::string json = "\"";
-    for (const char c : text) {
-      if (c == '"' || c == '\\') json += '\\';
-      if (c == '\x01')
-        json += "\\u0001";
-      else if (c == '\t')
-        json += "\\t";
-      else
-        json += c;
-    }
-    return json + "\"";
-  };
   for (int round = 0; round < 300; ++round)
     for (const kp_AttributeType type : {TypeChar32, TypeChar256, TypeMBChar64, TypeMBChar2K}) {
       const std::string head = "{\"event\":17,\"attributes\":{\"A" + std::to_string(type) + "\":";
@@ -193,7 +191,7 @@ TEST(RecordRoundTrip, HeldTextsCanBeRecordedAgain) {
       const std::string first =
           held(events.make(head + random.of(type).json + "}}").entry, name.c_str(), type);
       const std::string again =
-          held(events.make(head + as_json(first) + "}}").entry, name.c_str(), type);
+          held(events.make(head + json_string(first) + "}}").entry, name.c_str(), type);
       ASSERT_EQ(again, first);
     }
 }
