@@ -227,12 +227,30 @@ void kp_Time::set_zero() {
   set_seconds_as_told(0);
 }
 
+long long kp_Time::instant() const {
+  return seconds_as_told() - (gmt_ ? 0 : offset_minutes() * seconds_per_minute);
+}
+
+kp_Time::kp_Time(std::chrono::system_clock::time_point moment) {
+  const std::chrono::seconds seconds =
+      std::chrono::floor<std::chrono::seconds>(moment.time_since_epoch());
+  const kp_system_zone zone = zone_at(seconds.count());
+  tell(seconds.count(), zone.bias, zone.daylight);
+}
+
+std::chrono::system_clock::time_point kp_Time::to_time_point() const {
+  using clock = std::chrono::system_clock;
+  using std::chrono::seconds;
+  const seconds reached(instant());
+  if (reached > std::chrono::floor<seconds>(clock::duration::max()))
+    return clock::time_point::max();
+  if (reached < std::chrono::ceil<seconds>(clock::duration::min())) return clock::time_point::min();
+  return clock::time_point(reached);
+}
+
 int kp_Time::compare_time(const kp_Time& other) const {
-  const auto instant = [](const kp_Time& t) {
-    return t.seconds_as_told() - (t.gmt_ ? 0 : t.offset_minutes() * seconds_per_minute);
-  };
-  const long long mine = instant(*this);
-  const long long theirs = instant(other);
+  const long long mine = instant();
+  const long long theirs = other.instant();
   return (mine > theirs ? 1 : 0) - (mine < theirs ? 1 : 0);
 }
 

@@ -2,6 +2,8 @@
 #ifndef KP_TIME_H
 #define KP_TIME_H
 
+#include <chrono>
+
 #include "base/kp_export.h"
 
 // A calendar date and time of day, the mode it is told in (GMT or local time), and the zone that
@@ -18,6 +20,13 @@ class KP_API kp_Time {
   // The given moment, told in GMT or local time, with the bias and flag that the system's zone has
   // at that moment. Fields are taken as given; month and day count from 1.
   kp_Time(int year, int month, int day, int hour, int minute, int second, bool gmt = false);
+
+  // That moment, without its fraction of a second, told in local time with the bias and flag that
+  // the C library's zone has then.
+  explicit kp_Time(std::chrono::system_clock::time_point moment);
+  // The instant, whatever mode it is told in. One that a time_point does not reach (in Linux before
+  // 1677 and after 2262) gives the nearest that it does.
+  std::chrono::system_clock::time_point to_time_point() const;
 
   bool is_GMT_time_mode() const { return gmt_; }
   // Says in which mode the fields are told; converts nothing.
@@ -58,6 +67,7 @@ class KP_API kp_Time {
   bool set_to_string_value(const char* text);
 
  private:
+  long long instant() const;                    // since 1970-01-01 00:00:00 GMT
   long long seconds_as_told() const;            // since 1970-01-01 00:00:00, in the time's own mode
   void set_seconds_as_told(long long seconds);  // the inverse
   int offset_minutes() const;                   // local minus GMT

@@ -23,7 +23,8 @@ FLOORS = {
 }
 # Public headers by the floor of the room that implements them; the rest of include/ is on floor 0.
 PUBLIC = {
-    "kp_LOG_LogEntry.h": 8, "kp_LOG_EntryFilter.h": 8, "kp_LOG_EventValue.h": 9, "kp_LOG_RenderMessage.h": 7,
+    "kp_LOG_LogEntry.h": 8, "kp_LOG_EntryFilter.h": 8, "kp_LOG_EntryAccess.h": 8, "kp_LOG_EventValue.h": 9,
+    "kp_LOG_RenderMessage.h": 7,
     "kp_LOG_LogConfig.h": 4, "kp_LOG.h": 9,
 }
 # A declaration-only header that lower floors may include to reach what stands above them.

@@ -3,6 +3,7 @@
 #define KP_LOG_H
 
 #include "kp_LOG_AttributeType.h"
+#include "kp_LOG_EntryAccess.h"
 #include "kp_LOG_EntryCounter.h"
 #include "kp_LOG_EntryFilter.h"
 #include "kp_LOG_LogConfig.h"

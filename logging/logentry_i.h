@@ -4,6 +4,7 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <functional>
 
 #include "base/kp_string.h"
 #include "base/kp_time.h"
@@ -197,6 +198,9 @@ class KP_API _kp_LOG_log_entry_imp {
   void _copy(const _kp_LOG_log_entry_imp& src);
   // Whether the store holds a value of that name.
   bool _holds(const char* name) const noexcept;
+  // See kp_LOG_ForEachAttribute.
+  void _for_each_attribute(
+      const std::function<void(const char* name, kp_AttributeType type)>& visitor) const;
 
   // Copies the first `cut_len` bytes (mbstring with ICU enabled: UTF-16 code units, whole
   // characters) of `src` to `dst` of `buf_len` bytes, terminated, when action_on_exceed is 1;

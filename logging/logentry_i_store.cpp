@@ -22,6 +22,13 @@ bool _kp_LOG_log_entry_imp::_holds(const char* name) const noexcept {
   return !kp_log_is_blank(name) && _held(_kp_LOG_hashed_name(name)) != nullptr;
 }
 
+void _kp_LOG_log_entry_imp::_for_each_attribute(
+    const std::function<void(const char* name, kp_AttributeType type)>& visitor) const {
+  attributes_.for_each([&](const attribute_store::node& n) {
+    visitor(n.key.c_str(), static_cast<kp_AttributeType>(n.value->get_type()));
+  });
+}
+
 // A value is either in its node's room or, when it came from outside, on the heap.
 void _kp_LOG_log_entry_imp::_destroy_value(attribute_store::node& n) noexcept {
   _kp_LOG_type_base* value = std::exchange(n.value, nullptr);

@@ -4,6 +4,7 @@
 #include <time.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -289,6 +290,50 @@ static void change_between_zones_of_one_offset_and_names() {
 TEST(TimeNowDeathTest, AZoneOfTheSameOffsetAndNamesIsNoticedAtOnce) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(change_between_zones_of_one_offset_and_names(), testing::ExitedWithCode(0), "");
+}
+
+// ---- moments of the system's clock ----
+
+using clock_point = std::chrono::system_clock::time_point;
+
+TEST(TimeOfTheClock, IsToldInLocalTimeWithTheZoneOfTheMoment) {
+  for (const zone_case& c : zone_cases) {
+    const environment_value zone("TZ", c.zone);
+    kp_Time in_gmt;
+    ASSERT_TRUE(in_gmt.set_to_string_value(c.gmt));
+    const kp_Time t(in_gmt.to_time_point());
+    EXPECT_FALSE(t.is_GMT_time_mode());
+    EXPECT_EQ(printed(t), c.local) << c.zone;
+    EXPECT_EQ(t.get_zone_bias(), c.bias) << c.zone;
+    EXPECT_EQ(t.get_daylight_flag(), c.daylight) << c.zone;
+    EXPECT_EQ(t.to_time_point(), in_gmt.to_time_point()) << c.zone;
+  }
+}
+
+TEST(TimeOfTheClock, DropsTheFractionOfASecondAlsoBeforeTheEpoch) {
+  using namespace std::chrono_literals;
+  for (const int second : {-100000, -1, 0, 1, 1795000000}) {
+    const clock_point whole{std::chrono::seconds(second)};
+    for (const auto fraction : {0ns, 1ns, 999999999ns})
+      EXPECT_EQ(kp_Time(whole + fraction).to_time_point(), whole) << second;
+  }
+}
+
+TEST(TimeOfTheClock, IsReadBackFromEveryModeAndZone) {
+  kp_Time t(2026, 11, 15, 17, 2, 56, true);
+  const std::time_t expected = 1794762176;
+  EXPECT_EQ(std::chrono::system_clock::to_time_t(t.to_time_point()), expected);
+  t.set_zone_bias(-480);
+  t.set_daylight_flag(1);
+  t.GMT_to_local();
+  EXPECT_EQ(std::chrono::system_clock::to_time_t(t.to_time_point()), expected);
+}
+
+TEST(TimeOfTheClock, BeyondItsRangeIsTheNearestMoment) {
+  EXPECT_EQ(kp_Time(2263, 1, 1, 0, 0, 0, true).to_time_point(), clock_point::max());
+  EXPECT_EQ(kp_Time(65535, 12, 31, 23, 59, 59, true).to_time_point(), clock_point::max());
+  EXPECT_EQ(kp_Time(1677, 1, 1, 0, 0, 0, true).to_time_point(), clock_point::min());
+  EXPECT_EQ(kp_Time(0, 1, 1, 0, 0, 0, true).to_time_point(), clock_point::min());
 }
 
 // ---- fields and modes ----
