@@ -77,6 +77,11 @@ void kplog_command_line::add(const kplog_command_row& row) {
   actions_.emplace_back(&command, row.describe(command));
 }
 
+// What could not be written is an error of every command.
+static command_outcome flushed(command_outcome outcome, std::ostream& out, std::ostream& log) {
+  return out.flush() ? outcome : write_error(log, {}, "standard output", errno);
+}
+
 command_outcome kplog_command_line::run(int argc, const char* const* argv, std::ostream& out,
                                         std::ostream& log) {
   try {
@@ -90,12 +95,11 @@ command_outcome kplog_command_line::run(int argc, const char* const* argv, std::
       return command_outcome::usage;
     }
     app_.exit(error, out, log);
-    return command_outcome::good;
+    return flushed(command_outcome::good, out, log);
   }
   for (const auto& [command, action] : actions_) {
     if (!command->parsed()) continue;
-    const command_outcome outcome = action(out, log);
-    return out.flush() ? outcome : write_error(log, {}, "standard output", errno);
+    return flushed(action(out, log), out, log);
   }
   return command_outcome::usage;
 }

@@ -160,5 +160,6 @@ void diagnostic_list::write(std::ostream& out, const std::vector<const source_te
       write_json(out, *found, severity_of(found->rule));
     else
       write_text(out, *found, severity_of(found->rule), color ? terminal_colors : no_colors);
+    out.flush();
   }
 }

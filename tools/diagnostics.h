@@ -51,7 +51,8 @@ class diagnostic_list {
   size_t count(rule_severity severity) const;
   bool has(diagnostic_rule rule) const;
 
-  // Writes all in the order of the sources in `sources` and of their places there.
+  // Writes all in the order of the sources in `sources` and of their places there, and flushes
+  // behind each.
   //   text: "FILE:LINE:COLUMN: error[CODE]: text", or "warning", the line, a caret; notes the same
   //         way.
   //   json: one object per line: file, line, column, severity, code, text, notes.

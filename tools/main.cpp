@@ -8,14 +8,17 @@
 #include <new>
 
 #include "tools/command_table.h"
+#include "tools/standard_error.h"
 
 static command_outcome run(int argc, char** argv) {
+  standard_error log(STDERR_FILENO);
+  log.tie(&std::cout);
   try {
-    return kplog_command_line(KPLOG_VERSION).run(argc, argv, std::cout, std::cerr);
+    return kplog_command_line(KPLOG_VERSION).run(argc, argv, std::cout, log);
   } catch (const std::bad_alloc&) {
-    std::cerr << "kplog: out of memory\n";
+    log << "kplog: out of memory\n";
   } catch (const std::exception& error) {
-    std::cerr << "kplog: " << error.what() << '\n';
+    log << "kplog: " << error.what() << '\n';
   }
   return command_outcome::file_error;
 }
