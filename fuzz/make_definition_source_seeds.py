@@ -14,7 +14,7 @@ SEEDS = {
     "head": HEAD,
     "file_keys": HEAD + "renderer: bytes\ncode_pages: [UTF-8]\nflags: {F: 0x1, G: 2}\nids: [1-9]\n"
                         "retired: [7, 8-9]\nattributes: {S: UInt1, P: {type: Char32, note: n}}\n"
-                        "silence: {no-message: s}\naccept: {event-removed: a}\n",
+                        "silence: {no-message: s}\naccept: {event-removed/E: {since: 1, reason: a}}\n",
     "event_keys": EVENT + "    second_word: 7\n    flags: [DEBUG]\n    note: n\n"
                           "    attributes: {A: UInt1, B: {type: MBChar64, redirect: C}}\n"
                           "    select: A\n    message: {id: I, text: '{A} {B}'}\n"

@@ -26,34 +26,42 @@ void attribute_pairs::join(const attribute_model* was, const attribute_model* is
   kept.insert(place, {was, is});
 }
 
-void attribute_report::add(change_rule rule, const attribute_model* was, const attribute_model* is,
-                           const std::string& text) const {
+definition_change& attribute_report::add(change_rule rule, const attribute_model* was,
+                                         const attribute_model* is, const std::string& text) const {
   source_place before;
   source_place now = elsewhere;
-  std::string name;
-  if (was != nullptr) {
-    before = was->name.place;
-    name = was->name.value;
-  }
+  std::vector<std::string> names;
   if (is != nullptr) {
     now = is->name.place;
-    name = is->name.value;
+    names.push_back(is->name.value);
   }
-  changes.push_back({rule, event, before, now, what + ("\"" + name) + "\" " + text});
+  if (was != nullptr) {
+    before = was->name.place;
+    names.push_back(was->name.value);
+  }
+  std::string whole_text = what + ("\"" + names.front()) + "\" " + text;
+  changes.push_back({rule, event, before, now, std::move(whole_text), std::move(names)});
+  return changes.back();
+}
+
+void add_type_change(kp_AttributeType type_before, const attribute_model& is,
+                     const attribute_model* was, const attribute_report& report) {
+  if (type_before == is.type) return;
+  report.add(
+      type_change_rule(type_before, is.type), was, &is,
+      std::string("was ") + short_type_name(type_before) + ", and is " + short_type_name(is.type));
 }
 
 void add_attribute_changes(const attribute_pair& pair, const attribute_report& report) {
   const attribute_model& was = *pair.before;
   const attribute_model& is = *pair.now;
-  const auto add = [&](change_rule rule, const std::string& text) {
-    report.add(rule, &was, &is, text);
-  };
-  if (was.type != is.type)
-    add(type_change_rule(was.type, is.type),
-        std::string("was ") + short_type_name(was.type) + ", and is " + short_type_name(is.type));
+  add_type_change(was.type, is, &was, report);
   if (was.redirection.value != is.redirection.value)
-    add(change_rule::redirect, "has another redirection");
-  if (report.has_notes && was.note != is.note) add(change_rule::note, "has another note");
+    report.add(change_rule::redirect, &was, &is, "has another redirection");
+  if (!report.has_notes || was.note == is.note) return;
+  definition_change& change = report.add(change_rule::note, &was, &is, "has another note");
+  change.before_text = was.note;
+  change.now_text = is.note;
 }
 
 void add_attribute_order_change(const attribute_pairs& pairs, change_rule rule,

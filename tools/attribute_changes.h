@@ -33,9 +33,14 @@ struct attribute_report {
   source_place elsewhere;  // what stands for the place of an attribute that is gone
   std::vector<definition_change>& changes;
 
-  void add(change_rule rule, const attribute_model* was, const attribute_model* is,
-           const std::string& text) const;
+  definition_change& add(change_rule rule, const attribute_model* was, const attribute_model* is,
+                         const std::string& text) const;
 };
+
+// Adds another type of an attribute. `was` is the one whose place it takes, null when the name had
+// its type from elsewhere.
+void add_type_change(kp_AttributeType type_before, const attribute_model& is,
+                     const attribute_model* was, const attribute_report& report);
 
 // Adds what is different in two attributes that are one, their names apart.
 void add_attribute_changes(const attribute_pair& pair, const attribute_report& report);

@@ -72,11 +72,9 @@ static std::string judgement(const judged_change& judged) {
   return judged.breaks() == breaks_nobody ? "" : " (breaks " + class_names(judged.breaks()) + ")";
 }
 
-static void write_message_lines(std::ostream& out, const definition_change& change,
-                                const change_colors& colors) {
-  if (change.rule != change_rule::message_text) return;
-  out << colors.before << "    - " << terminal_text(change.before_text) << colors.end << '\n'
-      << colors.now << "    + " << terminal_text(change.now_text) << colors.end << '\n';
+static void write_text(std::ostream& out, const char* color, const char* sign,
+                       const std::string& text, const change_colors& colors) {
+  if (!text.empty()) out << color << sign << terminal_text(text) << colors.end << '\n';
 }
 
 static void write_change(std::ostream& out, const judged_change& judged,
@@ -86,7 +84,8 @@ static void write_change(std::ostream& out, const judged_change& judged,
   out << "  " << place_text(main_place(change)) << (is_breaking ? colors.breaking : "")
       << change_row(change.rule).code << (is_breaking ? colors.end : "") << ": "
       << terminal_text(change.text) << judgement(judged) << '\n';
-  write_message_lines(out, change, colors);
+  write_text(out, colors.before, "    - ", change.before_text, colors);
+  write_text(out, colors.now, "    + ", change.now_text, colors);
 }
 
 void write_changes_text(std::ostream& out, const std::vector<judged_change>& changes, bool color) {
@@ -132,6 +131,7 @@ static change_json json_change(const judged_change& judged) {
     object["id"] = event->id.value;
   }
   object["text"] = change.text;
+  object["accept"] = std::string(change_row(change.rule).code) + "/" + change.names.front();
   object["before"] = json_place(change.before, change.before_text);
   object["now"] = json_place(change.now, change.now_text);
   if (judged.is_accepted()) object["accepted"] = judged.accepted;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <ostream>
 #include <stdexcept>
+#include <unordered_set>
 
 #include "tools/changes_report.h"
 #include "tools/command_options.h"
@@ -13,10 +14,12 @@
 
 static constexpr const char* fail_on_any = "any";
 
-// "EVENT:CODE=REASON" in its pieces.
-struct accepted_change {
+// "EVENT:CODE=REASON", or "EVENT:CODE/NAME=REASON", in its pieces.
+struct accept_option {
+  std::string written;
   std::string event;
   std::string code;
+  std::string name;  // empty: whatever it is
   std::string reason;
 };
 
@@ -25,51 +28,117 @@ struct diff_options {
   std::string now;
   std::string standard;               // empty: the sets stand alone
   std::vector<std::string> fail_on;   // classes, or "any"
-  std::vector<std::string> accepted;  // EVENT:CODE=REASON
+  std::vector<std::string> accepted;  // EVENT:CODE[/NAME]=REASON
   std::string format = "text";
   report_options report;
 };
 
+// Cuts "EVENT:CODE/NAME" where a code stands, as names may hold both signs; else at the last colon.
+static void read_accepted_subject(const std::string& text, accept_option& accepted) {
+  for (size_t colon = text.rfind(':'); colon != std::string::npos;
+       colon = colon == 0 ? std::string::npos : text.rfind(':', colon - 1)) {
+    const size_t slash = std::min(text.find('/', colon), text.size());
+    const std::string code = text.substr(colon + 1, slash - colon - 1);
+    if (!is_change_code(code) && !accepted.code.empty()) continue;
+    accepted.event = text.substr(0, colon);
+    accepted.code = code;
+    accepted.name = text.substr(std::min(slash + 1, text.size()));
+    if (is_change_code(code)) return;
+  }
+}
+
 // Raises std::invalid_argument for a text that is none.
-static accepted_change read_accepted(const std::string& text) {
+static accept_option read_accepted(const std::string& text) {
+  accept_option accepted;
+  accepted.written = text;
   const size_t equals = std::min(text.find('='), text.size());
-  const size_t colon = text.rfind(':', equals);
-  if (equals + 1 >= text.size() || colon == std::string::npos)
+  read_accepted_subject(text.substr(0, equals), accepted);
+  if (equals + 1 >= text.size() || accepted.code.empty())
     throw std::invalid_argument("EVENT:CODE=REASON is expected, not \"" + text + "\"");
-  const std::string code = text.substr(colon + 1, equals - colon - 1);
-  if (!is_change_code(code))
-    throw std::invalid_argument("no difference \"" + code + "\"" +
-                                nearest_name_hint(code, change_codes()));
-  return {text.substr(0, colon), code, text.substr(equals + 1)};
+  accepted.reason = text.substr(equals + 1);
+  if (!is_change_code(accepted.code))
+    throw std::invalid_argument("no difference \"" + accepted.code + "\"" +
+                                nearest_name_hint(accepted.code, change_codes()));
+  return accepted;
 }
 
-static std::string reason_in(const std::vector<silenced_rule>& list, const char* code) {
-  const auto found = std::find_if(
-      list.begin(), list.end(), [&](const auto& accepted) { return accepted.code.value == code; });
-  return found == list.end() ? "" : found->reason;
-}
-
-// Judges differences by what the new set and the command line accept.
+// Judges differences by what the new set and the command line accept, and knows what neither is.
 class change_judge {
  public:
-  change_judge(const definition_set& now, const std::vector<accepted_change>& accepted)
-      : now_(now), accepted_(accepted) {}
+  change_judge(const compared_set& before, const compared_set& now,
+               const std::vector<accept_option>& options)
+      : before_(before), now_(now), options_(options) {}
 
-  judged_change judge(const definition_change& change) const { return {change, reason(change)}; }
+  judged_change judge(const definition_change& change) { return {change, reason(change)}; }
 
- private:
-  std::string reason(const definition_change& change) const {
-    const char* const code = change_row(change.rule).code;
-    for (const event_model* event : {change.event.now, change.event.before})
-      for (const accepted_change& accepted : accepted_)
-        if (event != nullptr && accepted.event == event->name.value && accepted.code == code)
-          return accepted.reason;
-    return reason_in(change.event.now != nullptr ? change.event.now->accepted : now_.accepted,
-                     code);
+  // What was accepted, and differs in nothing that was judged.
+  void report_unused(diagnostic_list& found) const {
+    for (const accepted_difference& accepted : now_.set.accepted) report_unused(accepted, found);
+    for (const event_model& event : now_.set.events)
+      for (const accepted_difference& accepted : event.accepted) report_unused(accepted, found);
+    for (const accept_option& option : options_)
+      if (used_.count(&option) == 0)
+        found.add(diagnostic_rule::unused_accept, {&command_line_, 0, 0},
+                  "--accept " + option.written + ": nothing of this is different");
   }
 
-  const definition_set& now_;
-  const std::vector<accepted_change>& accepted_;
+ private:
+  // Empty for what is not accepted.
+  std::string reason(const definition_change& change) {
+    for (const accept_option& option : options_)
+      if (accepts(option, change)) return used_.insert(&option), option.reason;
+    const event_model* const event = change.event.now;
+    for (const accepted_difference& accepted :
+         event != nullptr ? event->accepted : now_.set.accepted)
+      if (accepts(accepted, change)) return used_.insert(&accepted), accepted.reason.value;
+    return "";
+  }
+
+  static bool concerns(const definition_change& change, const std::string& code,
+                       const std::string& name) {
+    return change_row(change.rule).code == code &&
+           std::find(change.names.begin(), change.names.end(), name) != change.names.end();
+  }
+
+  static bool accepts(const accept_option& option, const definition_change& change) {
+    const auto is_named = [&](const event_model* event) {
+      return event != nullptr && event->name.value == option.event;
+    };
+    return (is_named(change.event.now) || is_named(change.event.before)) &&
+           (option.name.empty() ? change_row(change.rule).code == option.code
+                                : concerns(change, option.code, option.name));
+  }
+
+  bool accepts(const accepted_difference& accepted, const definition_change& change) const {
+    return accepted.since.value == before_.set.log_version.value &&
+           concerns(change, accepted.code, accepted.name);
+  }
+
+  // Beside a compiled file some differences are not looked for.
+  bool is_looked_for(const accepted_difference& accepted) const {
+    if (before_.is_source && now_.is_source) return true;
+    return std::none_of(change_rules.begin(), change_rules.end(), [&](const auto& row) {
+      return row.code == accepted.code && row.is_of_sources;
+    });
+  }
+
+  void report_unused(const accepted_difference& accepted, diagnostic_list& found) const {
+    const std::string& version = before_.set.log_version.value;
+    if (used_.count(&accepted) != 0) return;
+    if (accepted.since.value != version)
+      found.add(diagnostic_rule::unused_accept, accepted.since.place,
+                "this is accepted since the log version \"" + accepted.since.value +
+                    "\", and OLD has \"" + version + "\"");
+    else if (is_looked_for(accepted))
+      found.add(diagnostic_rule::unused_accept, accepted.place,
+                "nothing is different that is \"" + accepted.written() + "\"");
+  }
+
+  const compared_set& before_;
+  const compared_set& now_;
+  const std::vector<accept_option>& options_;
+  const source_text command_line_ = source_text::unopened("kplog");
+  std::unordered_set<const void*> used_;  // of both kinds
 };
 
 static bool fails(const diff_options& options, const changes_summary& summary) {
@@ -83,13 +152,15 @@ static bool fails(const diff_options& options, const changes_summary& summary) {
 }
 
 static command_outcome report(const diff_options& options,
-                              const std::vector<judged_change>& changes, std::ostream& out,
-                              std::ostream& log) {
+                              const std::vector<judged_change>& changes,
+                              const diagnostic_list& unused, const definition_set& now,
+                              std::ostream& out, std::ostream& log) {
   const changes_summary summary(changes);
   if (options.format == "json")
     write_changes_json(out, changes);
   else
     write_changes_text(out, changes, options.report.output_color);
+  unused.write(log, now.sources, options.report.format, options.report.color);
   if (options.report.with_summary()) log << "kplog: " << summary.text() << '\n';
   return fails(options, summary) ? command_outcome::findings : command_outcome::good;
 }
@@ -107,7 +178,7 @@ static command_outcome read_side(const diff_options& options, const std::string&
 }
 
 static command_outcome compare(const diff_options& options,
-                               const std::vector<accepted_change>& accepted, std::ostream& out,
+                               const std::vector<accept_option>& accepted, std::ostream& out,
                                std::ostream& log) {
   standard_input standard;
   definition_input before;
@@ -117,20 +188,21 @@ static command_outcome compare(const diff_options& options,
   outcome = read_side(options, options.before, standard.definitions(), before, log);
   outcome = std::max(outcome, read_side(options, options.now, standard.definitions(), now, log));
   if (outcome != command_outcome::good) return outcome;
-  const change_judge judge(now.set(), accepted);
-  const std::vector<definition_change> changes =
-      definition_changes({before.set(), before.file == nullptr, standard.definitions()},
-                         {now.set(), now.file == nullptr, standard.definitions()});
-  std::vector<judged_change> judged(changes.size());
-  std::transform(changes.begin(), changes.end(), judged.begin(),
-                 [&](const definition_change& change) { return judge.judge(change); });
-  return report(options, judged, out, log);
+  const compared_set old_set = {before.set(), before.file == nullptr, standard.definitions()};
+  const compared_set new_set = {now.set(), now.file == nullptr, standard.definitions()};
+  change_judge judge(old_set, new_set, accepted);
+  std::vector<judged_change> judged;
+  for (const definition_change& change : definition_changes(old_set, new_set))
+    judged.push_back(judge.judge(change));
+  diagnostic_list unused;
+  judge.report_unused(unused);
+  return report(options, judged, unused, now.set(), out, log);
 }
 
 static command_outcome diff(diff_options& options, std::ostream& out, std::ostream& log) {
   if (reads_standard_input_twice({options.before, options.now, options.standard}))
     return usage_error(log, "standard input can be read once");
-  std::vector<accepted_change> accepted(options.accepted.size());
+  std::vector<accept_option> accepted(options.accepted.size());
   try {
     std::transform(options.accepted.begin(), options.accepted.end(), accepted.begin(),
                    read_accepted);
@@ -153,7 +225,8 @@ static command_action describe_diff(CLI::App& command) {
                      "when there is a difference");
   add_texts_option(
       command,
-      {"--accept", "DIFFERENCE", "A difference that is meant: EVENT:CODE=REASON, again for each"},
+      {"--accept", "DIFFERENCE",
+       "A difference that is meant: EVENT:CODE=REASON or EVENT:CODE/NAME=REASON, again for each"},
       options->accepted);
   add_standard_option(command, options->standard);
   add_choice_option(command, "--format", options->format, {"text", "json"},

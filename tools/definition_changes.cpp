@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "tools/attribute_changes.h"
+#include "tools/record_names.h"
 
 static std::string in_quotes(const std::string& text) {
   return "\"" + text + "\"";
@@ -34,7 +35,11 @@ static std::vector<id_range> ids_outside(const std::vector<id_range>& ranges,
 class definition_comparison {
  public:
   definition_comparison(const compared_set& before, const compared_set& now)
-      : before_(before), now_(now), pairs_(pair_events(before.set, now.set)) {}
+      : before_(before),
+        now_(now),
+        names_before_(before.set, before.standard),
+        names_now_(now.set, now.standard),
+        pairs_(pair_events(before.set, now.set)) {}
 
   std::vector<definition_change> run() {
     compare_log_versions();
@@ -59,7 +64,8 @@ class definition_comparison {
            {},
            was.place,
            is.place,
-           "the log version was " + in_quotes(was.value) + ", and is " + in_quotes(is.value)});
+           "the log version was " + in_quotes(was.value) + ", and is " + in_quotes(is.value),
+           {is.value, was.value}});
   }
 
   void compare_flags() {
@@ -70,7 +76,8 @@ class definition_comparison {
                             {},
                             {},
                             bits.place,
-                            "the flag " + in_quotes(name) + " is new"});
+                            "the flag " + in_quotes(name) + " is new",
+                            {name}});
   }
 
   void compare_flag(const std::string& name, const placed<uint32_t>& was) {
@@ -80,23 +87,25 @@ class definition_comparison {
                           {},
                           was.place,
                           {},
-                          "the flag " + in_quotes(name) + " is gone"});
+                          "the flag " + in_quotes(name) + " is gone",
+                          {name}});
     else if (is->second.value != was.value)
       changes_.push_back({change_rule::flag_value,
                           {},
                           was.place,
                           is->second.place,
-                          "the flag " + in_quotes(name) + " has another value"});
+                          "the flag " + in_quotes(name) + " has another value",
+                          {name}});
   }
 
   void compare_retired_ids() {
     const std::vector<id_range>& was = before_.set.retired;
     const std::vector<id_range>& is = now_.set.retired;
     for (const id_range& lost : ids_outside(was, is))
-      add_range_change(change_rule::retired_removed, lost.place, {},
+      add_range_change(change_rule::retired_removed, lost.place, {}, lost,
                        ids_text(lost, "is", "are") + " not retired any more");
     for (const id_range& gained : ids_outside(is, was))
-      add_range_change(change_rule::retired_added, {}, gained.place,
+      add_range_change(change_rule::retired_added, {}, gained.place, gained,
                        ids_text(gained, "is", "are") + " retired now");
   }
 
@@ -104,22 +113,27 @@ class definition_comparison {
     const std::vector<id_range>& was = before_.set.id_ranges;
     const std::vector<id_range>& is = now_.set.id_ranges;
     for (const id_range& lost : ids_outside(was, is))
-      add_range_change(change_rule::ids_removed, lost.place, {},
+      add_range_change(change_rule::ids_removed, lost.place, {}, lost,
                        ids_text(lost, "lies", "lie") + " in no range any more");
     for (const id_range& gained : ids_outside(is, was))
-      add_range_change(change_rule::ids_added, {}, gained.place,
+      add_range_change(change_rule::ids_added, {}, gained.place, gained,
                        ids_text(gained, "lies", "lie") + " in a range now");
   }
 
+  // "7", "7-9"
+  static std::string ids_name(const id_range& range) {
+    const std::string first = std::to_string(range.first);
+    return range.first == range.last ? first : first + "-" + std::to_string(range.last);
+  }
+
   static std::string ids_text(const id_range& range, const char* one, const char* many) {
-    return range.first == range.last ? "the ID " + std::to_string(range.first) + " " + one
-                                     : "the IDs " + std::to_string(range.first) + "-" +
-                                           std::to_string(range.last) + " " + many;
+    return range.first == range.last ? "the ID " + ids_name(range) + " " + one
+                                     : "the IDs " + ids_name(range) + " " + many;
   }
 
   void add_range_change(change_rule rule, const source_place& was, const source_place& is,
-                        std::string text) {
-    changes_.push_back({rule, {}, was, is, std::move(text)});
+                        const id_range& range, std::string text) {
+    changes_.push_back({rule, {}, was, is, std::move(text), {ids_name(range)}});
   }
 
   void compare_globals() {
@@ -131,7 +145,16 @@ class definition_comparison {
     for (const attribute_pair& pair : pairs.kept) add_attribute_changes(pair, report);
     for (const attribute_model* is : pairs.added)
       report.add(change_rule::global_added, nullptr, is, "is new");
+    for (const attribute_model* is : pairs.added) add_replaced_global(*is, report);
     add_attribute_order_change(pairs, change_rule::global_order, report);
+  }
+
+  // A global attribute takes the place of that of the STD set.
+  void add_replaced_global(const attribute_model& is, const attribute_report& report) const {
+    if (before_.standard == nullptr) return;
+    const attribute_model* const was =
+        find_attribute(before_.standard->set().globals, is.name.value);
+    if (was != nullptr) add_type_change(was->type, is, nullptr, report);
   }
 
   // Of the events that both have.
@@ -149,17 +172,61 @@ class definition_comparison {
          {},
          pair->before->name.place,
          pair->now->name.place,
-         "the event " + in_quotes(pair->now->name.value) + " stands after others than it did"});
+         "the event " + in_quotes(pair->now->name.value) + " stands after others than it did",
+         {pair->now->name.value, pair->before->name.value}});
   }
 
   void compare_events(const event_pair& pair) {
     if (pair.now == nullptr) return report_removed(pair);
     report_reused_id(pair);
     if (pair.before == nullptr)
-      changes_.push_back(
-          {change_rule::event_added, pair, {}, pair.now->name.place, "the event is new"});
+      changes_.push_back({change_rule::event_added,
+                          pair,
+                          {},
+                          pair.now->name.place,
+                          "the event is new",
+                          {pair.now->name.value}});
     else
       add_event_changes(before_, now_, pair, changes_);
+    compare_names(pair);
+  }
+
+  // What records called the event, or the STD event that a new one adds to; empty when nothing.
+  std::string name_before(const event_pair& pair) {
+    if (pair.before != nullptr) return names_before_.of(pair.before->id.value);
+    const uint32_t id = pair.now->id.value;
+    return event_before(id) == nullptr ? names_before_.of(id) : "";
+  }
+
+  // Adds another ID of the default message, by what it breaks.
+  void compare_names(const event_pair& pair) {
+    const std::string was = name_before(pair);
+    const std::string& is = names_now_.of(pair.now->id.value);
+    if (was != is && !was.empty())
+      add_name_change(change_rule::default_id, pair,
+                      "the default message had the ID " + in_quotes(was) +
+                          ", by which records name the event, and has " + in_quotes(is));
+    else if (pair.before != nullptr && pair.before->message.id.value != pair.now->message.id.value)
+      add_name_change(change_rule::message_id, pair,
+                      "the default message had the ID " + in_quotes(pair.before->message.id.value) +
+                          ", and has " + in_quotes(pair.now->message.id.value));
+    const std::vector<std::string>& owners = names_before_.owners(is);
+    if (was != is && owners.size() == 1 && names_now_.owners(is).size() > 1)
+      add_name_change(change_rule::default_id_shared, pair,
+                      "the default message has the ID " + in_quotes(is) +
+                          ", by which records name " + in_quotes(owners.front()));
+  }
+
+  void add_name_change(change_rule rule, const event_pair& pair, std::string text) {
+    source_place before;
+    std::vector<std::string> names;
+    for (const event_model* event : {pair.now, pair.before})
+      if (event != nullptr && !event->message.id.value.empty())
+        names.push_back(event->message.id.value);
+    names.push_back(pair.now->name.value);
+    if (pair.before != nullptr) before = message_place(pair.before->message, *pair.before);
+    changes_.push_back({rule, pair, before, message_place(pair.now->message, *pair.now),
+                        std::move(text), std::move(names)});
   }
 
   void report_removed(const event_pair& pair) {
@@ -173,7 +240,8 @@ class definition_comparison {
                         {},
                         is_retired || !now_.is_source ? "the event is gone"
                                                       : "the event is gone, and its ID is not "
-                                                        "retired"});
+                                                        "retired",
+                        {pair.before->name.value}});
   }
 
   void report_reused_id(const event_pair& pair) {
@@ -181,13 +249,21 @@ class definition_comparison {
     const std::string what = "the ID " + std::to_string(id);
     const event_model* const former = event_before(id);
     if (former != nullptr && former != pair.before)
-      changes_.push_back({change_rule::id_reused, pair, former->id.place, pair.now->id.place,
-                          what + " was that of " + in_quotes(former->name.value)});
+      changes_.push_back({change_rule::id_reused,
+                          pair,
+                          former->id.place,
+                          pair.now->id.place,
+                          what + " was that of " + in_quotes(former->name.value),
+                          {pair.now->name.value}});
     if (former != nullptr) return;
     for (const id_range& range : before_.set.retired)
       if (range.holds(id))
-        changes_.push_back(
-            {change_rule::id_reused, pair, range.place, pair.now->id.place, what + " was retired"});
+        changes_.push_back({change_rule::id_reused,
+                            pair,
+                            range.place,
+                            pair.now->id.place,
+                            what + " was retired",
+                            {pair.now->name.value}});
   }
 
   const event_model* event_before(uint32_t id) {
@@ -200,6 +276,8 @@ class definition_comparison {
 
   const compared_set& before_;
   const compared_set& now_;
+  const record_names names_before_;
+  const record_names names_now_;
   const std::vector<event_pair> pairs_;
   std::unordered_map<uint32_t, const event_model*> events_before_;  // by their IDs
   std::vector<definition_change> changes_;

@@ -15,8 +15,11 @@ struct definition_change {
   event_pair event = {};     // both null: a difference of the set
   source_place before = {};  // where the difference stands; source null: nowhere
   source_place now = {};
-  std::string text;              // names what differs
-  std::string before_text = {};  // of messages
+  std::string text;  // names what differs
+  // What differs, as it is called now and as it was: an attribute, a message's ID, a flag, an
+  // event.
+  std::vector<std::string> names;
+  std::string before_text = {};  // of messages and notes
   std::string now_text = {};
 };
 
@@ -36,9 +39,13 @@ std::vector<definition_change> definition_changes(const compared_set& before,
 void add_event_changes(const compared_set& before, const compared_set& now, const event_pair& event,
                        std::vector<definition_change>& changes);
 
-// Adds the differences between the messages of the two. The sets know the types of attributes.
+// Adds the differences between the messages of the two, the default message's ID apart. The sets
+// know the types of attributes.
 void add_message_changes(const compared_set& before, const compared_set& now,
                          const event_pair& event, std::vector<definition_change>& changes);
+
+// Where differences of a message stand.
+source_place message_place(const message_model& message, const event_model& event);
 
 // The rule of an attribute that has another type now.
 change_rule type_change_rule(kp_AttributeType before, kp_AttributeType now);

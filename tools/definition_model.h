@@ -28,11 +28,22 @@ struct placed {
   bool is_given() const { return place.source != nullptr; }
 };
 
-// Advice that a source does not want, "silence: {CODE: REASON}", or a difference from an earlier
-// set that is meant, "accept: {CODE: REASON}".
+// Advice that a source does not want, "silence: {CODE: REASON}".
 struct silenced_rule {
   placed<std::string> code;
   std::string reason;
+};
+
+// A difference from an earlier set that is meant, "accept: {CODE/NAME: {since: VERSION, reason:
+// TEXT}}".
+struct accepted_difference {
+  source_place place{};  // of CODE/NAME
+  std::string code;
+  std::string name;           // of what is different
+  placed<std::string> since;  // the log version of the earlier set
+  placed<std::string> reason;
+
+  std::string written() const { return code + "/" + name; }
 };
 
 struct attribute_model {
@@ -68,7 +79,7 @@ struct event_model {
   message_model message;
   std::vector<message_model> messages;
   std::vector<silenced_rule> silenced;
-  std::vector<silenced_rule> accepted;
+  std::vector<accepted_difference> accepted;
   bool is_whole = true;  // false: its source breaks off within it
 };
 
@@ -95,10 +106,10 @@ struct definition_set {
   std::vector<attribute_model> globals;
   std::vector<placed<std::string>> code_pages;  // of each source, what its texts fit into
   std::vector<id_range> retired;
-  std::vector<id_range> id_ranges;      // of each source, what its events' IDs lie in
-  std::vector<silenced_rule> silenced;  // of each source, for all that it defines
-  std::vector<silenced_rule> accepted;  // of what concerns no event
-  std::vector<event_model> events;      // in the order of the sources
+  std::vector<id_range> id_ranges;            // of each source, what its events' IDs lie in
+  std::vector<silenced_rule> silenced;        // of each source, for all that it defines
+  std::vector<accepted_difference> accepted;  // of what concerns no event
+  std::vector<event_model> events;            // in the order of the sources
 };
 
 #endif

@@ -52,6 +52,7 @@ class definition_source_reader : private source_value_reader {
   static const std::array<key_row<reader>, 11> file_keys;
   static const std::array<key_row<event_model>, 10> event_keys;
   static const std::array<key_row<attribute_model>, 4> attribute_keys;
+  static const std::array<key_row<accepted_difference>, 2> accepted_keys;
   static const std::array<key_row<message_model>, 3> message_keys;
   static const std::array<key_row<message_model>, 6> selector_message_keys;
 
@@ -261,6 +262,32 @@ class definition_source_reader : private source_value_reader {
     }
   }
 
+  // --- accepted differences
+
+  void read_accepted(const yaml_node& node, std::vector<accepted_difference>& all) {
+    if (!is_map(node, "accepted differences are a map of CODE/NAME and what is said of them"))
+      return;
+    for (size_t i = 0; i < node.children.size(); i += 2) {
+      accepted_difference accepted;
+      const yaml_node& value = node.children[i + 1];
+      if (!read_accepted_name(node.children[i], accepted) ||
+          !is_map(value,
+                  "an accepted difference is a map of since, the log version of the earlier set, "
+                  "and reason"))
+        continue;
+      read_map(value, accepted_keys, accepted, "an accepted difference");
+      all.push_back(std::move(accepted));
+    }
+  }
+
+  void read_accepted_since(const yaml_node& node, accepted_difference& accepted) {
+    read_text(node, accepted.since);
+  }
+
+  void read_accepted_reason(const yaml_node& node, accepted_difference& accepted) {
+    read_reason(node, diagnostic_rule::accept, "an accepted difference", accepted.reason);
+  }
+
   // --- attributes
 
   void read_attributes(const yaml_node& node, std::vector<attribute_model>& attributes) {
@@ -384,6 +411,12 @@ constexpr std::array<definition_source_reader::key_row<attribute_model>, 4>
         {"redirect", &reader::read_redirect},
         {"note", &reader::read_attribute_note},
         {"silence", &reader::read_attribute_silence},
+    }};
+
+constexpr std::array<definition_source_reader::key_row<accepted_difference>, 2>
+    definition_source_reader::accepted_keys = {{
+        {"since", &reader::read_accepted_since, true},
+        {"reason", &reader::read_accepted_reason, true},
     }};
 
 constexpr std::array<definition_source_reader::key_row<message_model>, 3>

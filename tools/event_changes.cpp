@@ -3,6 +3,7 @@
 
 #include "tools/attribute_changes.h"
 #include "tools/definition_changes.h"
+#include "tools/known_attributes.h"
 #include "tools/terminal_text.h"
 
 static std::string quoted_name(const std::string& name) {
@@ -14,6 +15,7 @@ class event_comparison {
   event_comparison(const compared_set& before, const compared_set& now, const event_pair& event,
                    std::vector<definition_change>& changes)
       : has_names_(before.is_source && now.is_source),
+        types_before_(before.set, before.standard),
         event_(event),
         was_(*event.before),
         is_(*event.now),
@@ -22,17 +24,28 @@ class event_comparison {
   void run() {
     compare_header();
     compare_attributes();
-    if (was_.selector.value != is_.selector.value)
-      add(change_rule::selector, was_.selector.place, is_.selector.place,
-          "messages were selected by " + selector_text(was_) + ", and are by " +
-              selector_text(is_));
+    if (was_.selector.value != is_.selector.value) compare_selectors();
   }
 
  private:
-  void add(change_rule rule, const source_place& before, const source_place& now,
-           std::string text) {
-    changes_.push_back(
-        {rule, event_, before, now.source != nullptr ? now : is_.name.place, std::move(text)});
+  definition_change& add(change_rule rule, const source_place& before, const source_place& now,
+                         std::string text) {
+    changes_.push_back({rule,
+                        event_,
+                        before,
+                        now.source != nullptr ? now : is_.name.place,
+                        std::move(text),
+                        {is_.name.value, was_.name.value}});
+    return changes_.back();
+  }
+
+  void compare_selectors() {
+    definition_change& change = add(
+        change_rule::selector, was_.selector.place, is_.selector.place,
+        "messages were selected by " + selector_text(was_) + ", and are by " + selector_text(is_));
+    change.names.clear();
+    for (const event_model* event : {&is_, &was_})
+      if (event->selector.is_given()) change.names.push_back(event->selector.value);
   }
 
   static std::string selector_text(const event_model& event) {
@@ -59,8 +72,11 @@ class event_comparison {
       add(change_rule::second_word, was_.second_word.place, is_.second_word.place,
           was_and_is("the second word", std::to_string(was_.second_word.value),
                      std::to_string(is_.second_word.value)));
-    if (has_names_ && was_.note != is_.note)
-      add(change_rule::note, was_.name.place, is_.name.place, "the event has another note");
+    if (!has_names_ || was_.note == is_.note) return;
+    definition_change& change =
+        add(change_rule::note, was_.name.place, is_.name.place, "the event has another note");
+    change.before_text = was_.note;
+    change.now_text = is_.note;
   }
 
   // --- attributes
@@ -76,8 +92,15 @@ class event_comparison {
       report.add(change_rule::attribute_removed, was, nullptr, "is gone");
     for (const attribute_model* is : pairs.added)
       report.add(change_rule::attribute_added, nullptr, is, "is new");
+    for (const attribute_model* is : pairs.added) compare_hidden(*is, report);
     for (const attribute_pair& pair : pairs.kept) add_attribute_changes(pair, report);
     add_attribute_order_change(pairs, change_rule::attribute_order, report);
+  }
+
+  // An attribute of the event hides one of its name that is valid for every event.
+  void compare_hidden(const attribute_model& is, const attribute_report& report) const {
+    const kp_AttributeType type = types_before_.declared_type(was_, is.name.value);
+    if (type != TypeUnknown) add_type_change(type, is, nullptr, report);
   }
 
   // One that is gone and one that is new are one attribute when they have one type, and one place
@@ -97,10 +120,12 @@ class event_comparison {
   void report_renamed(const attribute_pair& pair) {
     add(change_rule::attribute_renamed, pair.before->name.place, pair.now->name.place,
         "the attribute " + quoted_name(pair.before->name.value) + " has the name " +
-            quoted_name(pair.now->name.value) + " now");
+            quoted_name(pair.now->name.value) + " now")
+        .names = {pair.now->name.value, pair.before->name.value};
   }
 
   const bool has_names_;
+  const known_attributes types_before_;
   const event_pair& event_;
   const event_model& was_;
   const event_model& is_;

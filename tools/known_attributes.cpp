@@ -15,7 +15,12 @@ std::vector<const std::vector<attribute_model>*> known_attributes::lists(
 
 kp_AttributeType known_attributes::type_of(const event_model& event, std::string_view name) const {
   kp_AttributeType type = TypeUnknown;
-  if (is_default_info_fields(std::string(name).c_str(), type)) return type;
+  return is_default_info_fields(std::string(name).c_str(), type) ? type
+                                                                 : declared_type(event, name);
+}
+
+kp_AttributeType known_attributes::declared_type(const event_model& event,
+                                                 std::string_view name) const {
   for (const std::vector<attribute_model>* attributes : lists(event))
     if (const attribute_model* attribute = find_attribute(*attributes, name))
       return attribute->type;

@@ -22,7 +22,9 @@ class known_attributes {
   // The type of what a message of the event may name: the fields that every entry knows, the
   // event's own attributes, those of the STD event, the global ones. TypeUnknown for other names.
   kp_AttributeType type_of(const event_model& event, std::string_view name) const;
-  // All such names but those of the fields of lesser use, for hints.
+  // The same without the fields that every entry knows: what an entry of the event can be given.
+  kp_AttributeType declared_type(const event_model& event, std::string_view name) const;
+  // All names that type_of knows but those of the fields of lesser use, for hints.
   std::vector<std::string_view> names(const event_model& event) const;
 
   // The attribute that selects the event's messages, or null. An event that adds to an STD event

@@ -6,6 +6,13 @@
 #include "tools/authored_text.h"
 #include "tools/definition_changes.h"
 #include "tools/known_attributes.h"
+#include "tools/template_scan.h"
+
+source_place message_place(const message_model& message, const event_model& event) {
+  for (const auto* text : {&message.text, &message.raw})
+    if (text->is_given()) return text->place;
+  return message.place.source != nullptr ? message.place : event.name.place;
+}
 
 class message_comparison {
  public:
@@ -18,7 +25,7 @@ class message_comparison {
         changes_(changes) {}
 
   void run() {
-    compare("the default message", event_.before->message, event_.now->message);
+    compare_text("the default message", event_.before->message, event_.now->message);
     for (const message_model& is : event_.now->messages) compare_selected(is);
     for (const message_model& was : event_.before->messages)
       if (kept_.count(&was) == 0)
@@ -28,19 +35,29 @@ class message_comparison {
 
  private:
   static std::string described(const message_model& message) {
-    return "the message of index " + std::to_string(message.index.value);
+    return message.index.is_given() ? "the message of index " + std::to_string(message.index.value)
+                                    : "the default message";
   }
 
   void add(change_rule rule, const message_model* was, const message_model* is, std::string text) {
-    changes_.push_back(
-        {rule, event_, place_of(was, event_.before), place_of(is, event_.now), std::move(text)});
+    changes_.push_back({rule, event_, place_of(was, event_.before), place_of(is, event_.now),
+                        std::move(text), names_of(was, is)});
   }
 
   static source_place place_of(const message_model* message, const event_model* event) {
-    if (message == nullptr) return {};
-    for (const auto* text : {&message->text, &message->raw})
-      if (text->is_given()) return text->place;
-    return message->place.source != nullptr ? message->place : event->name.place;
+    return message == nullptr ? source_place() : message_place(*message, *event);
+  }
+
+  // A message is known by its ID, or its index; the default message without an ID by its event.
+  std::vector<std::string> names_of(const message_model* was, const message_model* is) const {
+    std::vector<std::string> names;
+    for (const message_model* message : {is, was}) {
+      if (message == nullptr) continue;
+      if (!message->id.value.empty()) names.push_back(message->id.value);
+      if (message->index.is_given()) names.push_back(std::to_string(message->index.value));
+    }
+    if (names.empty()) names = {event_.now->name.value, event_.before->name.value};
+    return names;
   }
 
   // A selector message is known by its index, and else by its value, and else by its ID.
@@ -86,7 +103,16 @@ class message_comparison {
     if (has_names_ && was->name.value != is.name.value)
       add(change_rule::message_name, was, &is,
           described(is) + " had " + name_text(*was) + ", and has " + name_text(is));
-    compare(described(is), *was, is);
+    if (was->id.value != is.id.value)
+      add(says_the_same(*was, is) ? change_rule::message_id : change_rule::message_repointed, was,
+          &is,
+          described(is) + " had the ID \"" + was->id.value + "\", and has \"" + is.id.value + "\"");
+    compare_text(described(is), *was, is);
+  }
+
+  // Not known of messages whose text is in catalogs.
+  bool says_the_same(const message_model& was, const message_model& is) const {
+    return !was.template_bytes.empty() && text_before(was) == text_now(is);
   }
 
   static std::string name_text(const message_model& message) {
@@ -101,18 +127,78 @@ class message_comparison {
           described(*kept_.at(misplaced)) + " stands after others than it did");
   }
 
-  void compare(const std::string& what, const message_model& was, const message_model& is) {
-    if (was.id.value != is.id.value)
-      add(change_rule::message_id, &was, &is,
-          what + " had the ID \"" + was.id.value + "\", and has \"" + is.id.value + "\"");
-    if (was.template_bytes == is.template_bytes) return;
-    const std::string text_before = shown(*event_.before, was, types_before_);
-    const std::string text_now = shown(*event_.now, is, types_now_);
-    if (text_before == text_now)
-      return add(change_rule::message_template, &was, &is, what + " has another template");
-    add(change_rule::message_text, &was, &is, what + " has another text");
-    changes_.back().before_text = text_before;
-    changes_.back().now_text = text_now;
+  void compare_text(const std::string& what, const message_model& was, const message_model& is) {
+    const std::string before = text_before(was);
+    const std::string now = text_now(is);
+    if (before != now) return report_text(what, was, is, before, now);
+    if (was.template_bytes.empty())
+      compare_catalog_text(what, was, is);
+    else if (!compare_formats(what, was, is) && was.template_bytes != is.template_bytes)
+      add(change_rule::message_template, &was, &is, what + " has another template");
+  }
+
+  void report_text(const std::string& what, const message_model& was, const message_model& is,
+                   const std::string& before, const std::string& now) {
+    const message_model* const other = was.id.value == is.id.value ? former_of_text(now) : nullptr;
+    if (other == nullptr)
+      add(change_rule::message_text, &was, &is, what + " has another text");
+    else
+      add(change_rule::message_repointed, &was, &is,
+          what + " has the text of " + described(*other));
+    changes_.back().before_text = before;
+    changes_.back().now_text = now;
+  }
+
+  // The earlier message that said this; null when none did.
+  const message_model* former_of_text(const std::string& text) {
+    const event_model& event = *event_.before;
+    if (texts_before_.empty()) {
+      texts_before_.emplace(text_before(event.message), &event.message);
+      for (const message_model& message : event.messages)
+        texts_before_.emplace(text_before(message), &message);
+    }
+    const auto former = texts_before_.find(text);
+    return text.empty() || former == texts_before_.end() ? nullptr : former->second;
+  }
+
+  // Translations have the placeholders of the template that they were made of. False when they suit
+  // the attributes as before.
+  bool compare_formats(const std::string& what, const message_model& was, const message_model& is) {
+    bool is_found = false;
+    for (const template_piece& piece : scan_template(was.template_bytes)) {
+      const kp_AttributeType type = types_now_.type_of(*event_.now, piece.text);
+      if (!piece.shows_value() || format_suits(piece.format, type) ||
+          !format_suits(piece.format, types_before_.type_of(*event_.before, piece.text)))
+        continue;
+      report_format(what + " shows", was, is, piece.text, type);
+      is_found = true;
+    }
+    return is_found;
+  }
+
+  // What is in the catalogs may show every attribute.
+  void compare_catalog_text(const std::string& what, const message_model& was,
+                            const message_model& is) {
+    if (!was.id.is_given() || was.id.value.empty()) return;  // it has no text at all
+    for (const std::string_view name : types_before_.names(*event_.before)) {
+      const kp_AttributeType type = types_now_.type_of(*event_.now, name);
+      if (!suits_formats_of(types_before_.type_of(*event_.before, name), type))
+        report_format(what + " is in the catalogs, and may show", was, is, name, type);
+    }
+  }
+
+  void report_format(const std::string& what, const message_model& was, const message_model& is,
+                     std::string_view name, kp_AttributeType type) {
+    add(change_rule::message_format, &was, &is,
+        what + " \"" + std::string(name) + "\", which is " +
+            (type == TypeUnknown ? "gone" : std::string("a ") + short_type_name(type) + " now"));
+  }
+
+  std::string text_before(const message_model& message) const {
+    return shown(*event_.before, message, types_before_);
+  }
+  std::string text_now(const message_model& message) const {
+    return shown(*event_.now, message, types_now_);
   }
 
   // The text as people write it, where there is one, or the template.
@@ -132,6 +218,8 @@ class message_comparison {
   // Of the earlier event, with what they are now; and in the order that they have now.
   std::unordered_map<const message_model*, const message_model*> kept_;
   std::vector<const message_model*> order_;
+  // By what they say; filled when it is first asked.
+  std::unordered_map<std::string, const message_model*> texts_before_;
 };
 
 void add_message_changes(const compared_set& before, const compared_set& now,

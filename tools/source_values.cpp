@@ -107,28 +107,14 @@ void source_value_reader::read_note(const yaml_node& node, std::string& note) {
 
 void source_value_reader::read_silence(const yaml_node& node,
                                        std::vector<silenced_rule>& silenced) {
-  read_reasons(node, "silences are a map of codes and reasons", silenced, is_silenceable,
-               &reader::refuse_silence);
-}
-
-void source_value_reader::read_accepted(const yaml_node& node,
-                                        std::vector<silenced_rule>& accepted) {
-  read_reasons(node, "accepted differences are a map of codes and reasons", accepted,
-               is_change_code, &reader::refuse_accepted);
-}
-
-void source_value_reader::read_reasons(const yaml_node& node, const char* expected,
-                                       std::vector<silenced_rule>& silenced,
-                                       bool (*is_known)(std::string_view code),
-                                       void (reader::*refuse)(const yaml_node& key)) {
-  if (!is_map(node, expected)) return;
+  if (!is_map(node, "silences are a map of codes and reasons")) return;
   for (size_t i = 0; i < node.children.size(); i += 2) {
     const yaml_node& key = node.children[i];
     if (key.is_refused) continue;
-    if (is_known(key.text))
+    if (is_silenceable(key.text))
       read_silenced_rule(key, node.children[i + 1], silenced);
     else
-      (this->*refuse)(key);
+      refuse_silence(key);
   }
 }
 
@@ -136,10 +122,16 @@ void source_value_reader::read_silenced_rule(const yaml_node& key, const yaml_no
                                              std::vector<silenced_rule>& silenced) {
   placed<std::string> code;
   placed<std::string> reason;
-  if (!read_text(key, code) || !read_text(value, reason)) return;
-  if (reason.value.find_first_not_of(' ') == std::string::npos)
-    return add(diagnostic_rule::silence, value, "a silence needs a reason");
-  silenced.push_back({code, reason.value});
+  if (read_text(key, code) && read_reason(value, diagnostic_rule::silence, "a silence", reason))
+    silenced.push_back({code, reason.value});
+}
+
+bool source_value_reader::read_reason(const yaml_node& node, diagnostic_rule rule, const char* what,
+                                      placed<std::string>& reason) {
+  if (!read_text(node, reason)) return false;
+  const bool is_blank = reason.value.find_first_not_of(' ') == std::string::npos;
+  if (is_blank) add(rule, node, std::string(what) + " needs a reason");
+  return !is_blank;
 }
 
 void source_value_reader::refuse_silence(const yaml_node& key) {
@@ -153,9 +145,23 @@ void source_value_reader::refuse_silence(const yaml_node& key) {
       "no rule " + in_quotes(key.text) + nearest_name_hint(key.text, codes));
 }
 
-void source_value_reader::refuse_accepted(const yaml_node& key) {
-  add(diagnostic_rule::silence, key,
-      "no difference " + in_quotes(key.text) + nearest_name_hint(key.text, change_codes()));
+bool source_value_reader::read_accepted_name(const yaml_node& key, accepted_difference& accepted) {
+  placed<std::string> written;
+  if (key.is_refused || !read_name(key, written)) return false;
+  const size_t slash = std::min(written.value.find('/'), written.value.size());
+  accepted.place = written.place;
+  accepted.code = written.value.substr(0, slash);
+  accepted.name = written.value.substr(std::min(slash + 1, written.value.size()));
+  const bool is_known = is_change_code(accepted.code);
+  if (!is_known)
+    add(diagnostic_rule::accept, key,
+        "no difference " + in_quotes(accepted.code) +
+            nearest_name_hint(accepted.code, change_codes()));
+  else if (accepted.name.empty())
+    add(diagnostic_rule::accept, key,
+        "CODE/NAME is expected, and this is a code alone: NAME is the attribute, the message's ID, "
+        "or whatever else is different");
+  return is_known && !accepted.name.empty();
 }
 
 void source_value_reader::read_ids(const yaml_node& node, const char* expected,

@@ -41,23 +41,21 @@ class source_value_reader {
   void read_note(const yaml_node& node, std::string& note);
   // A list of numbers and ranges FIRST-LAST of them. `expected` is what to say when it is no list.
   void read_ids(const yaml_node& node, const char* expected, std::vector<id_range>& ranges);
-  // Maps of codes to reasons: of advice, and of differences.
+  // A map of codes of advice to reasons.
   void read_silence(const yaml_node& node, std::vector<silenced_rule>& silenced);
-  void read_accepted(const yaml_node& node, std::vector<silenced_rule>& accepted);
+  // A text that says why, as `what` must.
+  bool read_reason(const yaml_node& node, diagnostic_rule rule, const char* what,
+                   placed<std::string>& reason);
+  // The CODE/NAME of an accepted difference.
+  bool read_accepted_name(const yaml_node& key, accepted_difference& accepted);
 
  private:
-  using reader = source_value_reader;
-
   void refuse_kind(const yaml_node& node, const std::string& expected, const char* nothing);
   void read_id_range(const yaml_node& item, std::vector<id_range>& ranges);
   void refuse_id_range(const yaml_node& item, std::string_view text);
-  void read_reasons(const yaml_node& node, const char* expected,
-                    std::vector<silenced_rule>& silenced, bool (*is_known)(std::string_view code),
-                    void (reader::*refuse)(const yaml_node& key));
   void read_silenced_rule(const yaml_node& key, const yaml_node& value,
                           std::vector<silenced_rule>& silenced);
   void refuse_silence(const yaml_node& key);
-  void refuse_accepted(const yaml_node& key);
 
   const source_text& source_;
   diagnostic_list& found_;

@@ -41,6 +41,16 @@ bool template_piece::shows_value() const {
   return kind == kinds::placeholder && format_row(format) != nullptr;
 }
 
+bool format_suits(char format, kp_AttributeType type) {
+  const template_format_row* const row = format_row(format);
+  return row != nullptr && row->suits(type);
+}
+
+bool suits_formats_of(kp_AttributeType before, kp_AttributeType now) {
+  return std::all_of(template_formats.begin(), template_formats.end(),
+                     [&](const auto& row) { return !row.suits(before) || row.suits(now); });
+}
+
 // A template is read as both tokenizers of the library read one that is sound.
 class template_scanner {
  public:

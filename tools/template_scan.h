@@ -28,6 +28,12 @@ struct template_piece {
 
 std::vector<template_piece> scan_template(std::string_view bytes);
 
+// Whether a format character shows values of the type; TypeUnknown is shown by none.
+bool format_suits(char format, kp_AttributeType type);
+
+// Whether all format characters that show values of `before` show those of `now`.
+bool suits_formats_of(kp_AttributeType before, kp_AttributeType now);
+
 using attribute_type_of = std::function<kp_AttributeType(std::string_view name)>;
 
 // Adds what every renderer refuses: incomplete placeholders, names that `type_of` does not know,

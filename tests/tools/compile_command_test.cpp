@@ -164,7 +164,7 @@ static bool has_test_of_its_own(const diagnostic_rule_row& row) {
   return row.kind == rule_kind::advice || row.rule >= diagnostic_rule::file_magic ||
          std::string_view(row.code).starts_with("std-") || row.rule == diagnostic_rule::too_large ||
          row.rule == diagnostic_rule::encoding || row.rule == diagnostic_rule::too_deep ||
-         row.rule == diagnostic_rule::too_many;
+         row.rule == diagnostic_rule::too_many || row.rule == diagnostic_rule::unused_accept;
 }
 
 TEST(CompileDiagnostics, BadSourcesBreakEveryRule) {

@@ -54,6 +54,9 @@ WRONG = {
     "a flag that is no number": HEAD + "flags: {A: high}\n",
     "retired IDs that are no range": HEAD + "retired: [1-2-3]\n",
     "a silence without a reason": EVENT + '    silence: {no-message: " "}\n',
+    "an accepted difference by its code alone": EVENT + "    accept: {note: {since: 1, reason: x}}\n",
+    "an accepted difference of no log version": EVENT + "    accept: {note/E: {reason: x}}\n",
+    "an accepted difference without a reason": EVENT + "    accept: {note/E: {since: 1, reason: ' '}}\n",
 }
 
 
