@@ -68,18 +68,20 @@ class KP_API kp_LOG_LogConfig {
   // The process-wide definition table. Never null.
   static _kp_LOG_log_definition_tbl* GetDefinitionTable();
 
-  // [lock] Opens the message catalog at `path` for the current locale, or closes it for null. Does
-  // nothing while ICU is disabled. Raises KPX_logging_missing_resource when the catalog cannot be
-  // opened; the failed catalog then stays in place, and rendering fails until another is set.
-  // A path without "/" names a package in ICU's own data folder; give a path with a folder.
-  // The catalog is what is there at the call, also when it was missing or another one before. ICU
-  // keeps each state of it that it was shown to the end of the process, a few kilobytes and a
-  // mapping of each file: set the path again when something has changed.
+  // [lock] Opens the message catalog at `path` for the current locale, or closes it for null: set
+  // the locale first. Does nothing while ICU is disabled. Raises KPX_logging_missing_resource when
+  // the catalog cannot be opened; the failed catalog then stays in place, and rendering fails until
+  // another is set. A relative path begins in the working folder of this call. One without "/" that
+  // is no folder there names a package of ICU's own data. The catalog is what is there at the call,
+  // also when it was missing or another one before. ICU keeps each state of it that it was shown to
+  // the end of the process, a few kilobytes and a mapping of each file: set the path again when
+  // something has changed.
   static void SetMessageCatalogPath(const char* path);
   // The path last set; "" while ICU is disabled.
   static const char* GetMessageCatalogPath();
 
-  // [lock] Sets ICU's default locale. An open catalog keeps the locale it was opened with.
+  // [lock] Sets ICU's default locale. Belongs before SetMessageCatalogPath: an open catalog keeps
+  // the locale it was opened with, and shows another one once its path is set again.
   // Raises KPX_logging_illegal_argument "invalid argument" for a name that is no locale name.
   static void SetLocale(kp_Locale locale);
   static kp_Locale GetLocale();

@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <climits>
@@ -103,10 +104,24 @@ class logmsg_catalog_spellings {
   unsigned versions_ = 0;  // given so far
 };
 
+static bool is_folder(const char* path) {
+  struct stat status;
+  return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// Behind the working directory, when there is one. No step of the path is left out: a ".." that
+// follows a link leads where the system takes it.
+static std::string absolute(const char* path) {
+  char directory[PATH_MAX];
+  if (path[0] == '/' || getcwd(directory, sizeof directory) == nullptr) return path;
+  return std::string(directory) + '/' + path;
+}
+
 std::string logmsg_catalog_path_for_icu(const char* path) {
   return kp_log_no_bad_alloc([=] {
-    if (std::string_view(path).find('/') == std::string_view::npos) return std::string(path);
+    const bool has_folder = std::string_view(path).find('/') != std::string_view::npos;
+    if (!has_folder && !is_folder(path)) return std::string(path);
     static auto* const spellings = new logmsg_catalog_spellings;  // never destroyed
-    return spellings->of(path);
+    return spellings->of(absolute(path).c_str());
   });
 }

@@ -8,8 +8,9 @@
 // well that there was none: under the same text it never looks at the disk again. So a path is told
 // to ICU in a spelling of its own, which leads to the same place, and in another one as soon as
 // what is there has changed since it was last asked for; what changed within the last two seconds
-// counts as changed, because the times of files tell no less. A path without a folder is a package
-// of ICU's own data and stays as it is.
+// counts as changed, because the times of files tell no less. A relative path is made absolute,
+// because ICU takes short ones for packages of its own data; one without a "/" that is no folder of
+// the working directory is such a package, and stays as it is.
 // ICU keeps each state of a catalog that it has seen to the end of the process.
 // Any thread. Raises KPX_memory_alloc.
 std::string logmsg_catalog_path_for_icu(const char* path);

@@ -136,6 +136,22 @@ TEST(MessageCatalog, OneByARelativePathIsTheOneOfTheWorkingFolder) {
   }
 }
 
+TEST(MessageCatalog, PathsWithOneSlashOrNoneLeadToFoldersOfTheWorkingFolder) {
+  const settings_guard settings;
+  catalog_folder made;
+  made.add_locale("root", {{"M1", "one"}});
+  const temp_folder here;
+  const working_folder inside(here.path());
+  std::filesystem::create_directories("build/lib-72");
+  for (const char* path :
+       {"messages", "messages/", "build/messages", "build/lib-72/messages", "a-b"}) {
+    std::filesystem::copy(made.path(), path);
+    EXPECT_EQ(text_at(path), "one") << path;
+    EXPECT_STREQ(_kp_LOG_log_message::get_resource_path(), path);
+    std::filesystem::remove_all(path);
+  }
+}
+
 TEST(MessageCatalog, ALocaleThatWasAddedIsFound) {
   const settings_guard settings;
   const icu_locale_setting locale("de_DE");
