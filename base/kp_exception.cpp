@@ -12,7 +12,7 @@ static std::shared_ptr<const char> shared_copy(const char* message) {
     std::memcpy(block.get(), message, size);
     return {block, block.get()};
   } catch (const std::bad_alloc&) {
-    throw KPX_memory_alloc(nullptr, 0);
+    KP_raise_memory_alloc();
   }
 }
 
@@ -40,3 +40,7 @@ KPX_index_out_of_bounds::~KPX_index_out_of_bounds() = default;
 KPX_memory_alloc::KPX_memory_alloc(const char* message, int code)
     : kp_EXCEPTION_base(message, code) {}
 KPX_memory_alloc::~KPX_memory_alloc() = default;
+
+void KP_raise_memory_alloc() {
+  throw KPX_memory_alloc(nullptr, 0);
+}

@@ -52,4 +52,8 @@ class KP_API KPX_memory_alloc : public kp_EXCEPTION_base {
   ~KPX_memory_alloc() override;
 };
 
+// Raises KPX_memory_alloc with a null message. Templates in headers raise it so, that programs
+// which are compiled without exceptions can include them.
+[[noreturn]] KP_API void KP_raise_memory_alloc();
+
 #endif

@@ -9,7 +9,7 @@
 
 // A length that leaves room for the NUL in 32 bits; anything longer counts as a failed allocation.
 static unsigned checked_length(size_t length) {
-  if (length >= std::numeric_limits<unsigned>::max()) throw KPX_memory_alloc(nullptr, 0);
+  if (length >= std::numeric_limits<unsigned>::max()) KP_raise_memory_alloc();
   return static_cast<unsigned>(length);
 }
 
@@ -19,7 +19,7 @@ static unsigned text_length(const char* text) {
 
 static char* new_block(unsigned capacity) {
   char* const block = new (std::nothrow) char[capacity];
-  if (block == nullptr) throw KPX_memory_alloc(nullptr, 0);
+  if (block == nullptr) KP_raise_memory_alloc();
   return block;
 }
 

@@ -1,4 +1,5 @@
-// Names and paths of dated text log files and of locks. C linkage.
+// Names and paths of dated text log files and of locks. C linkage, and C programs may include it;
+// what is raised and what delete[] frees is for C++ alone.
 #ifndef KP_LOG_FILENAMES_H
 #define KP_LOG_FILENAMES_H
 
@@ -7,7 +8,9 @@
 // A text log file is named prefix.YYYYMMDD.NNNN, NNNN being a serial number. Any thread may call
 // these functions. A null `result` is never written to. A broken assertion is reported on standard
 // error by KP_assertion_violation, and the function goes on as its description says.
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 // The name "prefix.YYYYMMDD.NNNN", in a directory "directory/prefix.YYYYMMDD.NNNN" unless that is
 // null, in a new character array that the caller frees with delete[]. Each number is cut to 16
@@ -46,6 +49,9 @@ KP_API int get_fullpath(const char* path, char* result);
 // rest filled with NULs. Names that differ only behind that are one lock; nothing is made safe as
 // part of a path (see remove_pathname_dir_separators). Null counts as "". Returns 1.
 KP_API int get_plockname(char* first, char* second, char* result);
+
+#ifdef __cplusplus
 }
+#endif
 
 #endif

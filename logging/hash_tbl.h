@@ -155,7 +155,7 @@ void kp_MISC_hash_tbl<K, V, Room>::set_size(unsigned size) {
     std::fill_n(inline_, inline_buckets, nullptr);
   } else {
     buckets_ = new (std::nothrow) node*[count]();
-    if (buckets_ == nullptr) throw KPX_memory_alloc(nullptr, 0);
+    if (buckets_ == nullptr) KP_raise_memory_alloc();
   }
   bucket_count_ = count;
 }
@@ -203,14 +203,20 @@ typename kp_MISC_hash_tbl<K, V, Room>::node* kp_MISC_hash_tbl<K, V, Room>::new_n
                                                                                     Key&&... key) {
   ensure_free_place();
   place* const taken = free_;
+  struct free_again {
+    ~free_again() {
+      if (is_made) return;
+      where->next_free = list;
+      list = where;
+    }
+    place*& list;
+    place* const where;
+    bool is_made;
+  } unless_made{free_, taken, false};
   free_ = taken->next_free;
-  try {
-    return new (taken->bytes) node(std::move(value), std::forward<Key>(key)...);
-  } catch (...) {
-    taken->next_free = free_;
-    free_ = taken;
-    throw;
-  }
+  node* const made = new (taken->bytes) node(std::move(value), std::forward<Key>(key)...);
+  unless_made.is_made = true;
+  return made;
 }
 
 template <class K, class V, class Room>
@@ -225,7 +231,7 @@ template <class K, class V, class Room>
 void kp_MISC_hash_tbl<K, V, Room>::ensure_free_place() {
   if (free_ != nullptr) return;
   block* const fresh = new (std::nothrow) block;
-  if (fresh == nullptr) throw KPX_memory_alloc(nullptr, 0);
+  if (fresh == nullptr) KP_raise_memory_alloc();
   fresh->next = blocks_;
   blocks_ = fresh;
   for (place& p : fresh->places) {

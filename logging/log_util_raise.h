@@ -31,7 +31,7 @@ template <class Error>
 
 // Raises KPX_memory_alloc, which carries no text.
 [[noreturn]] inline void kp_log_raise_alloc() {
-  throw KPX_memory_alloc(nullptr, 0);
+  KP_raise_memory_alloc();
 }
 
 // A text's length as a kp_String takes it. A text that is too long for any counts as a failed

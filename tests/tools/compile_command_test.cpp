@@ -468,10 +468,15 @@ TEST(CompileCommand, FullDeviceGivesStatus3) {
 
 TEST(CompileCommand, FileThatCannotGrowGivesStatus3AndKeepsTheEarlierOne) {
   const temp_folder folder;
-  folder.write("s.yaml", small_source);
+  std::string source = "kplog: 1\nlog_version: \"1\"\nevents:\n";
+  for (int id = 1; id <= 80; ++id)
+    source += "  E" + std::to_string(id) + ": {id: " + std::to_string(id) + ", message: \"" +
+              std::string(16000, 'x') + "\"}\n";
+  folder.write("s.yaml", source);
   folder.write("o.ldf", "before");
-  const auto run =
-      run_kplog(folder.path(), "compile s.yaml -o o.ldf 2>&1; echo $?) | cat", "(ulimit -f 0; ");
+  // Less than what is compiled, and more than an instrumented command writes when it ends.
+  const auto run = run_kplog(folder.path(), "compile -q s.yaml -o o.ldf 2>&1; echo $?) | cat",
+                             "(ulimit -f 600; ");
   EXPECT_EQ(run.out, "kplog: cannot write o.ldf: File too large\n3\n");
   EXPECT_EQ(read_whole_file(folder.file("o.ldf")), "before");
   EXPECT_THAT(file_names(folder), testing::UnorderedElementsAre("s.yaml", "o.ldf"));
