@@ -1,4 +1,9 @@
 // Everything that a calling program includes.
+//
+// Nothing has to be called at the end of the process, and nothing may be called from a signal
+// handler. A child of fork() may use the library when no other thread of the parent was inside it;
+// otherwise it may only exec. A program that calls ICU's u_cleanup() does so after its last use of
+// the library, in any thread.
 #ifndef KP_LOG_H
 #define KP_LOG_H
 

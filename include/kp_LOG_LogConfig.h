@@ -20,8 +20,7 @@ enum kp_ConfigurationSourceType : int {
   KP_CONFIG_FILE_OPTIONAL = 1  // a missing file gives no values
 };
 
-// True (the default): messages are rendered through ICU. Written by
-// kp_LOG_LogConfig::SetICUEnabled.
+// See kp_LOG_LogConfig::SetICUEnabled, which writes it. True is the default.
 KP_API extern bool b_is_icu_enabled;
 
 // What happens to a string longer than its type allows: 0 (the default) refuses it, 1 cuts it.
@@ -45,6 +44,11 @@ class KP_API kp_LOG_LogConfig {
   static void EnableCountConfig(bool enable);
   static bool IsEnableCountConfig();
 
+  // True: messages are rendered through ICU, from the catalog where one is open, and the length of
+  // a multibyte string is that of its UTF-16 code units, read in the code page. False: messages are
+  // rendered by the C library from the texts of the definitions, the code page counts for nothing,
+  // the length of a multibyte string is that of its bytes, by which it is also cut, and
+  // SetMessageCatalogPath does nothing.
   static void SetICUEnabled(bool enable);
   static bool IsICUEnabled();
 
@@ -87,8 +91,10 @@ class KP_API kp_LOG_LogConfig {
   static kp_Locale GetLocale();
 
   // [lock] Sets the code page of multibyte attributes and readable messages, by a name that ICU
-  // knows. The name is not checked here. Raises KPX_logging_illegal_argument "invalid argument" for
-  // null, KPX_memory_alloc.
+  // knows. The name is not checked here. While none is set, and for "", it is that of ICU's default
+  // converter: UTF-8 with the ICU of Debian, whatever the locale, unless the program has called
+  // ucnv_setDefaultName. Raises KPX_logging_illegal_argument "invalid argument" for null,
+  // KPX_memory_alloc.
   static void SetCodePage(const char* codepage);
   static const char* GetCodePage();
 

@@ -10,24 +10,41 @@ class _kp_LOG_log_entry_imp;
 // The public handle of a log entry: an entry ID that names the kind of event, a log level, a
 // timestamp, and named, typed attributes that are checked against the definition of that kind.
 //
-// A handle owns exactly one entry; copying it copies the entry. One entry is used by one thread at
-// a time. Every error of the library derives from KPX_logging_all; a failed allocation anywhere
-// raises KPX_memory_alloc. A refused operation leaves the attributes as they were.
+// A handle owns exactly one entry; copying it copies the entry, and so does moving it: a handle
+// that was moved from is as it was. One entry is used by one thread at a time. Every error of the
+// library derives from KPX_logging_all; a failed allocation anywhere raises KPX_memory_alloc. A
+// refused operation leaves the attributes as they were.
+//
+// Definitions are read from their files when they are first asked for. So whatever takes an entry
+// ID or asks for the log version (the constructors, copying, SetEntryID, SetEntry, GetLogVersion
+// and its kin, AddAttributeDefinition) may also raise KPX_logging_invalid_definition, with the
+// texts of logging/ldf_load.h, where a file is damaged or can no longer be read.
+//
+// The timestamp of an entry is the time at which it was made, until kp_LOG_SetTime
+// (kp_LOG_EntryAccess.h) sets another one.
 //
 // Strings are NUL-terminated. Texts returned belong to the entry and stay valid until the attribute
 // is replaced, removed or cleared, or the entry dies.
 class KP_API kp_LOG_LogEntry {
  public:
-  // An empty entry. It must be given an ID (SetEntryID, SetEntry) before attributes are added;
-  // until then adding raises KPX_logging_misc
+  // An empty entry, with the ID and the level 0. It asks for the definitions of the IDs 0 to 9, up
+  // to the first that there is, for the log version. It must be given an ID (SetEntryID, SetEntry)
+  // before attributes are added; until then adding raises KPX_logging_misc
   // "_kp_LOG_log_entry_imp::_get_attribute_internal(): entry not initialized".
   kp_LOG_LogEntry();
   // Raises KPX_logging_entry_type_not_found "Entry id argument is invalid" for an ID that no
   // definition file defines, KPX_logging_invalid_log_level for a level above 9.
   kp_LOG_LogEntry(unsigned int entry_id, unsigned int log_level);
-  // Raises KPX_logging_entry_type_not_found when the source has no definition.
+  // The ID is looked up anew: what counts is whether it is defined now, not whether the source has
+  // a definition. Raises KPX_logging_entry_type_not_found "Entry id argument is invalid" for an ID
+  // that is not, such as that of an empty entry. Attributes are copied whether or not they are
+  // declared now.
   kp_LOG_LogEntry(const kp_LOG_LogEntry& other);
-  // Clears this entry first, also when assigned to itself, and then copies.
+  // Clears this entry first, also when assigned to itself, and then copies; raises what the copy
+  // constructor raises. Assigned to itself it keeps its ID, with the level 0, a zero timestamp and
+  // no attributes. When it raises, what this entry held is lost all the same: for an ID that is not
+  // defined now it keeps its old ID, without a definition and without attributes, until SetEntryID
+  // or another assignment gives it one; where memory lacks it may have some of the attributes.
   kp_LOG_LogEntry& operator=(kp_LOG_LogEntry const& other);
   ~kp_LOG_LogEntry();
 
@@ -45,7 +62,9 @@ class KP_API kp_LOG_LogEntry {
   static unsigned int GetLogMinorVersion();
   static void GetLogVersion(unsigned int& major, unsigned int& minor);
 
-  // The entry's timestamp in local time.
+  // The entry's timestamp in local time: the zone is the timestamp's own, with its hour of daylight
+  // time where its daylight flag says so, and not the machine's. The year in full (2026), months
+  // and days from 1, hours 0 to 23.
   void GetEventLocalDate(unsigned short& year, unsigned short& month, unsigned short& day) const;
   void GetEventLocalTime(unsigned short& hour, unsigned short& minute,
                          unsigned short& second) const;
@@ -58,8 +77,16 @@ class KP_API kp_LOG_LogEntry {
   // Sets ID and level, then adds attributes from a list of names and values ended by a null pointer
   // (write nullptr: a plain 0 or NULL is too narrow) or "". Attributes held before stay. Each value
   // is read with the type that the definition declares for the name before it:
-  //   integers and bool  int (TypeUInt4: unsigned int)   TypeFloat  double
-  //   strings            const char*                     times      const char*, read by kp_Time
+  //   TypeBool, integers         int; for TypeUInt4 unsigned int
+  //   TypeFloat                  double
+  //   strings                    const char*
+  //   TypeDate, Time, Timestamp  const char*: a text that kp_Time::set_to_string_value reads, such
+  //                              as "2026-11-15T17:02:56+08:00" or, at midnight, "2026-11-15"
+  //   TypeGUID                   const char*, and then KPX_logging_attribute_type_mismatch "Used
+  //   the
+  //                              wrong add method.": nothing adds a GUID
+  //   0 and 25 (declared so at   nothing is read: what follows is taken for the next name
+  //   run time or in a file)
   // The compiler cannot check this list: a value of another type than the declared one is undefined
   // behaviour. Raises what SetEntryID, SetLogLevel and the adds raise, and
   // KPX_logging_illegal_argument "invalid argument" for a time text that is null or not understood.
@@ -146,12 +173,15 @@ class KP_API kp_LOG_LogEntry {
 
   // Convert the text `src` from `codepage` to UTF-8 and back. `len` is the capacity of `dst` and
   // becomes the bytes written; a NUL follows them, so `dst` must have room for `len` + 1 bytes.
-  // False, leaving `len` alone, for a null argument, a `len` of 0, or any error of the conversion.
+  // Bytes that stand for nothing in their code page are read as U+FFFD, and characters that a code
+  // page lacks are written as its substitution character: the result is true all the same. False,
+  // leaving `len` alone, for a null argument, a `len` of 0, a code page that ICU does not know, or
+  // a text that does not fit.
   static bool ConvertToUTF8(const char* src, char* dst, unsigned int& len, const char* codepage);
   static bool ConvertFromUTF8(const char* src, char* dst, unsigned int& len, const char* codepage);
 
-  // The entry behind the handle: its built-in fields, set_timestamp, and rendering into a buffer.
-  // Lives as long as the handle.
+  // The entry behind the handle, declared in logging/logentry_i.h: its built-in fields,
+  // set_timestamp, and rendering into a buffer. Lives as long as the handle.
   _kp_LOG_log_entry_imp& _get_imp() { return *imp_; }
   const _kp_LOG_log_entry_imp& _get_imp() const { return *imp_; }
 

@@ -83,7 +83,8 @@ class KP_API _kp_LOG_log_entry_imp {
   // --- Timestamp ---
   // Stores the time, told in GMT or local time as `gmt` says, and adds TIMEZONE_DIFFERENCE (minutes
   // ahead of GMT) and DAYLIGHT_SAVING_ACTIVE when they differ from the values last added; the
-  // entry's kind must declare these two. Raises what adding them raises.
+  // entry's kind, or all kinds, must declare these two. Raises what adding them raises; the time
+  // itself is then stored all the same. Programs use kp_LOG_SetTime (kp_LOG_EntryAccess.h).
   void set_timestamp(const kp_Time& time, bool gmt);
   kp_Time get_timestamp(bool gmt) const;  // a copy, converted to the mode asked for
 

@@ -3,7 +3,8 @@
 #include <iterator>
 
 #include "history_events.h"
-#include "logging/logentry_i.h"
+#include "kp_LOG_EntryAccess.h"
+#include "kp_LOG_LogEntry.h"
 
 using namespace history_events;
 
@@ -66,6 +67,6 @@ static_assert(std::size(descriptions) == history_kind_count);
 std::shared_ptr<kp_LOG_LogEntry> make_history_entry(const history_record& record) {
   const history_description& description = descriptions[static_cast<size_t>(record.kind)];
   auto entry = description.make(description.log_level, record);
-  entry->_get_imp().set_timestamp(record.time, record.time.is_GMT_time_mode());
+  kp_LOG_SetTime(*entry, record.time);
   return entry;
 }
