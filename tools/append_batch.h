@@ -16,19 +16,21 @@
 struct append_rules {
   bool synced = false;               // to the disk itself, not only to the system
   std::string_view line_start = {};  // how every line of the files begins; empty: anyhow
-  // Told, in one line without its end, of unfinished lines that were cut off. Empty: it goes to
+  // Told, in one line without its end, of what was cut off behind the last line. Empty: it goes to
   // standard error.
   std::function<void(const std::string& note)> report = {};
+  lock_waiting waiting = {};
 };
 
 // Appends to files of one folder while it holds their lock. Without commit() everything is taken
 // back when it dies. Files are opened by their names for each batch, so that one that was renamed,
-// removed, replaced or cut short since the last batch is no special case. They are regular files,
-// no links, made with mode 0640 whatever the umask. Every operation raises sink_error.
+// removed, replaced or cut short since the last batch is no special case. They are regular files
+// with one name, no locks, made with mode 0640 whatever the umask. Every operation raises
+// sink_error.
 class append_batch {
  public:
-  // Waits for the lock of `name` in the folder. Where a process died while it appended, its
-  // unfinished line is cut off.
+  // Waits for the lock of `name` in the folder. Where a process died while it appended to a dated
+  // log of that prefix, its unfinished line is cut off.
   append_batch(const std::string& folder, const std::string& name, append_rules rules);
   ~append_batch();
   append_batch(const append_batch&) = delete;
@@ -37,8 +39,9 @@ class append_batch {
   int folder() const { return lock_.folder(); }
 
   // Goes on with this file: it is made where there is none, or the result is false, as before the
-  // call. Bytes behind the last end of a line are the unfinished line of a process that died: they
-  // are cut off. Where they do not look like one, sink_error is raised and the file left alone.
+  // call. Bytes behind the last end of a line are the unfinished line of a process that died, and
+  // zeros what a power cut left: they are cut off. Where they do not look like that, sink_error is
+  // raised and the file left alone.
   bool open_existing(const std::string& name);
   void open(const std::string& name);
   uintmax_t size() const { return size_; }  // of the file
@@ -61,6 +64,7 @@ class append_batch {
   void go_on_with(open_descriptor file, const std::string& name, bool is_new);
   void finish_file();
   void repair_after_death();
+  void note(const std::string& name);
   void repair_tail(int file, const std::string& name, uintmax_t& size,
                    std::string_view line_start) const;
   void report(const std::string& note) const;

@@ -28,7 +28,7 @@ static emit_outputs open_outputs(const emit_options& options, const event_set& e
     outputs.sinks.push_back(make_record_sink(sink, shared));
   if (!options.count.empty()) outputs.counts = std::make_unique<emit_counts>(options.count);
   if (const auto path = options.quarantine())
-    outputs.quarantine = std::make_unique<record_quarantine>(*path, tell);
+    outputs.quarantine = std::make_unique<record_quarantine>(*path, append_rules{.report = tell});
   outputs.acknowledges = options.acknowledges;
   outputs.synced = options.synced;
   return outputs;
@@ -121,17 +121,9 @@ command_outcome emit_run::run(const emit_signals& signals) {
   return outcome == command_outcome::good && has_findings ? command_outcome::findings : outcome;
 }
 
-static bool would_read_its_output(const emit_options& options, std::ostream& log) {
-  const std::vector<std::string> outputs = options.output_paths();
-  return std::any_of(outputs.begin(), outputs.end(), [&](const std::string& output) {
-    return would_replace_input(output, options.records, log);
-  });
-}
-
 static command_outcome emit(emit_options& options, std::ostream& log) {
   try {
     complete(options);
-    if (would_read_its_output(options, log)) return command_outcome::usage;
   } catch (const emit_usage_error& error) {
     return usage_error(log, error.what());
   }

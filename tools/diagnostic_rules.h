@@ -328,8 +328,9 @@ constexpr auto diagnostic_rules = std::to_array<diagnostic_rule_row>({
      "records that were there, and that a run did not read because a signal ended it",
      rule_kind::fault, rule_severity::warning},
     {diagnostic_rule::unfinished_line, "unfinished-line",
-     "a line that a process left when it died, and that was cut off its log", rule_kind::fault,
-     rule_severity::warning},
+     "what a process that died, or a power cut, left behind the last line of a file, and that was "
+     "cut off",
+     rule_kind::fault, rule_severity::warning},
 });
 
 constexpr const diagnostic_rule_row& rule_row(diagnostic_rule rule) {

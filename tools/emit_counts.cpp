@@ -14,18 +14,17 @@
 #include "tools/folder_lock.h"
 #include "tools/open_descriptor.h"
 #include "tools/sink_error.h"
-#include "tools/terminal_text.h"
 
 static constexpr std::string_view ending = ".cnt";
 
-std::string counter_file_path(const std::string& name) {
-  return name.ends_with(ending) ? name : name + std::string(ending);
+counter_place counter_place_of(const std::string& path) {
+  const std::string file = path.ends_with(ending) ? path : path + std::string(ending);
+  const file_place place = place_of(file);
+  return {file, place.folder, place.name.substr(0, place.name.size() - ending.size())};
 }
 
-emit_counts::emit_counts(const std::string& path) : path_(counter_file_path(path)) {
-  const file_place place = place_of(path_);
-  folder_ = place.folder;
-  name_ = place.name.substr(0, place.name.size() - ending.size());
+emit_counts::emit_counts(const std::string& path) : place_(counter_place_of(path)) {
+  check_written_path("count in", place_.path);
   write(false);
 }
 
@@ -35,7 +34,7 @@ void emit_counts::add(const kp_Time& day, uint32_t id) {
 
 void emit_counts::fail(int error) const {
   errno = error;
-  raise_sink_error("count in", path_);
+  raise_sink_error("count in", place_.path);
 }
 
 // The counter follows links, waits for pipes, and does nothing and reports success where it may not
@@ -43,11 +42,11 @@ void emit_counts::fail(int error) const {
 void emit_counts::prepare_file(int folder) const {
   static constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   static constexpr mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP;
-  const open_descriptor file(openat(folder, (name_ + std::string(ending)).c_str(), flags, mode));
+  const open_descriptor file(
+      openat(folder, (place_.name + std::string(ending)).c_str(), flags, mode));
   struct stat status {};
   if (!file.is_open() || fstat(file.get(), &status) != 0) fail(errno);
-  if (!S_ISREG(status.st_mode))
-    throw sink_error("cannot count in " + terminal_text(path_) + ": it is not a regular file");
+  check_written_file("count in", place_.path, status);
   // A new one has its mode whatever the umask.
   if (status.st_size == 0) static_cast<void>(fchmod(file.get(), mode));
 }
@@ -55,7 +54,7 @@ void emit_counts::prepare_file(int folder) const {
 void emit_counts::open(_kp_LOG_EntryCounter& counter) const {
   errno = 0;
   try {
-    counter.OpenEntryCounterFile(folder_.c_str(), name_.c_str());
+    counter.OpenEntryCounterFile(place_.folder.c_str(), place_.name.c_str());
   } catch (const KPX_logging_all&) {
     fail(errno);
   }
@@ -101,10 +100,11 @@ void emit_counts::update(_kp_LOG_EntryCounter& counter, bool synced) {
 
 // The file is opened anew for each batch, so that one that was moved away is left alone.
 void emit_counts::write(bool synced) {
-  const folder_lock lock(folder_, name_);
+  folder_lock lock(place_.folder, place_.name);
   prepare_file(lock.folder());
   _kp_LOG_EntryCounter counter;
   open(counter);
+  lock.keep();
   if (noted_.empty()) return;
   find_present_counts(fileno(counter.GetFilePointer()));
   update(counter, synced);

@@ -11,13 +11,18 @@
 #include "kp_LOG_EntryCounter.h"
 #include "tools/counter_file.h"
 
-// The counter file of the name, which may end in .cnt or not.
-std::string counter_file_path(const std::string& name);
+struct counter_place {
+  std::string path;    // of the file
+  std::string folder;  // as in file_place
+  std::string name;    // without its ending
+};
+
+// "DIR/NAME", or the file itself, DIR/NAME.cnt.
+counter_place counter_place_of(const std::string& path);
 
 class emit_counts {
  public:
-  // "DIR/NAME", or the file itself, DIR/NAME.cnt. Raises sink_error where the file cannot be made,
-  // and where it is no regular file.
+  // Raises sink_error where the file cannot be made, and where it is no regular file.
   explicit emit_counts(const std::string& path);
 
   // Notes one more entry of that day.
@@ -46,9 +51,7 @@ class emit_counts {
   void update(_kp_LOG_EntryCounter& counter, bool synced);
   [[noreturn]] void fail(int error) const;
 
-  std::string path_;  // of the file
-  std::string folder_;
-  std::string name_;                  // without its ending
+  counter_place place_;
   std::map<key, noted_count> noted_;  // since the last batch
 };
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <charconv>
-#include <set>
 
 #include "tools/emit_counts.h"
+#include "tools/emit_files.h"
 #include "tools/event_set_options.h"
 #include "tools/file_place.h"
 #include "tools/record_input.h"
@@ -28,15 +28,6 @@ static bool is_standard_output(const std::string& sink) {
 
 bool emit_options::writes_standard_output() const {
   return acknowledges || std::any_of(sinks.begin(), sinks.end(), is_standard_output);
-}
-
-std::vector<std::string> emit_options::output_paths() const {
-  std::vector<std::string> paths;
-  for (const std::string& sink : sinks)
-    if (std::string path = sink_path(sink); !path.empty()) paths.push_back(std::move(path));
-  if (const auto path = quarantine()) paths.push_back(*path);
-  if (!count.empty()) paths.push_back(counter_file_path(count));
-  return paths;
 }
 
 // --- The command line ---
@@ -147,11 +138,33 @@ static void check_name(const std::string& option, const std::string& path) {
   expect(fault.empty(), option + ": " + path + " " + fault);
 }
 
-// Each has a lock of its own file, and writes it without looking at the others.
-static void check_sharing(const std::vector<std::string>& paths) {
-  std::set<std::string> files;
-  for (const std::string& path : paths)
-    expect(files.insert(plain_path_of(place_of(path))).second, "two outputs cannot share " + path);
+static void add_named_file(const std::string& path, emit_files& files) {
+  files.add_file(path, place_of(path).name);
+}
+
+static void add_outputs(const emit_options& options, emit_files& files) {
+  for (const std::string& sink : options.sinks) {
+    const sink_path path = path_of_sink(sink);
+    if (path.has_dated_logs)
+      files.add_dated_logs(path.path);
+    else if (!path.path.empty())
+      add_named_file(path.path, files);
+  }
+  if (const auto path = options.quarantine()) add_named_file(*path, files);
+  if (!options.count.empty()) {
+    const counter_place place = counter_place_of(options.count);
+    files.add_file(place.path, place.name);
+  }
+  if (!options.listen.empty()) add_named_file(options.socket_path(), files);
+}
+
+static void check_files(const emit_options& options) {
+  emit_files files;
+  add_outputs(options, files);
+  std::vector<std::string> inputs = options.records;
+  inputs.insert(inputs.end(), {options.config, options.events.definitions, options.events.aux});
+  for (const std::string& path : inputs)
+    if (!path.empty() && path != "-") files.check_input(path);
 }
 
 static void check_outputs(const emit_options& options) {
@@ -163,7 +176,6 @@ static void check_outputs(const emit_options& options) {
          "--on-error: \"" + options.on_error + "\" is none of stop, skip, quarantine=FILE");
   check_name("--count", options.count);
   check_name("--on-error", options.quarantine().value_or(""));
-  check_sharing(options.output_paths());
 }
 
 void complete(emit_options& options) {
@@ -171,4 +183,5 @@ void complete(emit_options& options) {
   check_filter(options);
   check_inputs(options);
   check_outputs(options);
+  check_files(options);
 }

@@ -37,8 +37,6 @@ struct emit_options {
   std::optional<std::string> quarantine() const;  // its file
   std::string socket_path() const;                // empty: no socket
   bool writes_standard_output() const;
-  // The files that are appended to; of text logs, how their paths begin.
-  std::vector<std::string> output_paths() const;
 };
 
 // A command line that the parser has nothing against, and that cannot be meant.

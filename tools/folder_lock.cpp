@@ -6,62 +6,165 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <climits>
+#include <thread>
 
 #include "kp_LOG_filenames.h"
-#include "tools/sink_error.h"
+#include "tools/terminal_text.h"
 
-static std::string lock_name_of(std::string name) {
+using lock_clock = std::chrono::steady_clock;
+
+static constexpr std::chrono::milliseconds told_after(500);
+static constexpr std::chrono::milliseconds last_patience(1000);  // of a process that is to end
+static constexpr std::chrono::milliseconds longest_pause(32);
+
+static constexpr mode_t lock_mode = S_IRUSR | S_IWUSR;
+
+static constexpr int lock_flags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+
+std::string folder_lock::name_of(const std::string& name) {
+  std::string first = name;
   std::string purpose = "lock";
   char lock_name[256];
-  get_plockname(name.data(), purpose.data(), lock_name);
+  get_plockname(first.data(), purpose.data(), lock_name);
   return lock_name;
 }
 
-folder_lock::folder_lock(const std::string& folder, const std::string& name)
+bool folder_lock::is_marked(int file, const std::string& name) {
+  if (!name.ends_with(name_of(""))) return false;
+  std::array<char, mark.size()> begin;
+  return pread(file, begin.data(), begin.size(), 0) == static_cast<ssize_t>(begin.size()) &&
+         std::string_view(begin.data(), begin.size()) == mark;
+}
+
+folder_lock::folder_lock(const std::string& folder, const std::string& name,
+                         const lock_waiting& waiting)
     : folder_(folder),
-      lock_name_(lock_name_of(name)),
+      name_(name),
+      lock_name_(name_of(name)),
       folder_descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   if (!folder_descriptor_.is_open()) raise_sink_error("open the folder", folder);
-  while (!take()) {
+  while (!take(waiting)) {
   }
 }
 
-// Whoever may read the file can hold the lock, and so keep this program waiting.
-static constexpr mode_t lock_mode = S_IRUSR | S_IWUSR | S_IRGRP;
+folder_lock::~folder_lock() {
+  if (is_made_ && note_.empty()) remove();
+}
+
+// --- The file ---
+
+// False when somebody made, or removed, the file meanwhile.
+bool folder_lock::open_file() {
+  is_made_ = false;
+  lock_descriptor_ = open_descriptor(openat(folder(), lock_name_.c_str(), lock_flags));
+  if (lock_descriptor_.is_open()) return true;
+  if (errno != ENOENT) raise_sink_error("open the lock", path(lock_name_));
+  lock_descriptor_ = open_descriptor(
+      openat(folder(), lock_name_.c_str(), lock_flags | O_CREAT | O_EXCL, lock_mode));
+  is_made_ = lock_descriptor_.is_open();
+  if (!is_made_ && errno != EEXIST) raise_sink_error("open the lock", path(lock_name_));
+  return is_made_;
+}
+
+// What the file holds. Raises sink_error for what is no lock.
+std::string folder_lock::content() const {
+  static constexpr const char* action = "take the lock";
+  const std::string lock = path(lock_name_);
+  struct stat status {};
+  if (fstat(lock_descriptor_.get(), &status) != 0) raise_sink_error(action, lock);
+  check_written_file(action, lock, status);
+  std::array<char, mark.size() + NAME_MAX> bytes;
+  const ssize_t size = pread(lock_descriptor_.get(), bytes.data(), bytes.size(), 0);
+  if (size < 0) raise_sink_error(action, lock);
+  std::string text(bytes.data(), static_cast<size_t>(size));
+  if (!text.empty() && !text.starts_with(mark))
+    throw sink_error("cannot take the lock " + terminal_text(lock) +
+                     ": it is no lock; a lock is empty or begins with \"kplog lock\"");
+  return text;
+}
 
 // False when the lock's file was removed, or replaced, while this process waited for it.
-bool folder_lock::take() {
-  const int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-  lock_descriptor_ = open_descriptor(openat(folder(), lock_name_.c_str(), flags, lock_mode));
-  if (!lock_descriptor_.is_open()) raise_sink_error("open the lock", path(lock_name_));
-  while (flock(lock_descriptor_.get(), LOCK_EX) != 0)
-    if (errno != EINTR) raise_sink_error("take the lock", path(lock_name_));
+bool folder_lock::take(const lock_waiting& waiting) {
+  if (!open_file()) return false;
+  static_cast<void>(content());
+  wait(waiting);
   struct stat held {};
   struct stat named {};
   if (fstat(lock_descriptor_.get(), &held) != 0 ||
-      fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0)
+      fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0 ||
+      held.st_dev != named.st_dev || held.st_ino != named.st_ino) {
+    is_made_ = false;
     return false;
-  has_note_ = held.st_size > 0;
-  // Another user's lock serves as it is.
-  if ((held.st_mode & ALLPERMS) != lock_mode)
-    static_cast<void>(fchmod(lock_descriptor_.get(), lock_mode));
-  return held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+  }
+  set_up(held.st_mode & ALLPERMS);
+  return true;
 }
 
-std::string folder_lock::read_note() const {
-  std::array<char, NAME_MAX> note{};
-  if (!has_note_) return "";
-  const ssize_t size = pread(lock_descriptor_.get(), note.data(), note.size(), 0);
-  return size > 0 ? std::string(note.data(), static_cast<size_t>(size)) : "";
+// The mark is on the disk before anything is locked: a power cut must not leave a file that is no
+// lock.
+void folder_lock::set_up(mode_t mode) {
+  const std::string text = content();
+  note_ = text.empty() ? text : text.substr(mark.size());
+  // Another user's lock serves as it is.
+  if (mode != lock_mode) static_cast<void>(fchmod(lock_descriptor_.get(), lock_mode));
+  if (!text.empty()) return;
+  write(mark, 0);
+  static_cast<void>(fsync(lock_descriptor_.get()));
+  static_cast<void>(fsync(folder()));
+}
+
+void folder_lock::remove() {
+  struct stat held {};
+  struct stat named {};
+  if (fstat(lock_descriptor_.get(), &held) == 0 &&
+      fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+      held.st_dev == named.st_dev && held.st_ino == named.st_ino)
+    unlinkat(folder(), lock_name_.c_str(), 0);
+}
+
+// --- Waiting ---
+
+// Asks for the lock again and again: a process that is held up in flock() would not hear that it is
+// to end.
+void folder_lock::wait(const lock_waiting& waiting) const {
+  const std::string lock = path(lock_name_);
+  const lock_clock::time_point began = lock_clock::now();
+  lock_clock::time_point end = lock_clock::time_point::max();
+  bool is_told = !waiting.report;
+  std::chrono::milliseconds pause(1);
+  while (flock(lock_descriptor_.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno == EINTR) continue;
+    if (errno != EWOULDBLOCK) raise_sink_error("take the lock", lock);
+    const lock_clock::time_point now = lock_clock::now();
+    if (now >= end)
+      throw lock_given_up("cannot take the lock " + terminal_text(lock) +
+                          ": another process holds it");
+    if (waiting.is_to_end && end == lock_clock::time_point::max() && waiting.is_to_end())
+      end = now + last_patience;
+    if (!is_told && now - began >= told_after) {
+      is_told = true;
+      waiting.report("waiting for the lock " + terminal_text(lock) +
+                     ", which another process holds");
+    }
+    std::this_thread::sleep_for(pause);
+    pause = std::min(2 * pause, longest_pause);
+  }
+}
+
+// --- The note ---
+
+void folder_lock::write(std::string_view text, off_t at) const {
+  const ssize_t size = static_cast<ssize_t>(text.size());
+  if (pwrite(lock_descriptor_.get(), text.data(), text.size(), at) != size ||
+      ftruncate(lock_descriptor_.get(), at + size) != 0)
+    raise_sink_error("write the lock", path(lock_name_));
 }
 
 void folder_lock::write_note(const std::string& note) {
-  if (note.empty() && !has_note_) return;
-  const ssize_t size = static_cast<ssize_t>(note.size());
-  has_note_ = true;
-  if (pwrite(lock_descriptor_.get(), note.data(), note.size(), 0) != size ||
-      ftruncate(lock_descriptor_.get(), size) != 0)
-    raise_sink_error("write the lock", path(lock_name_));
-  has_note_ = !note.empty();
+  if (note.empty() && note_.empty()) return;
+  note_ = note.empty() ? note_ : note;
+  write(note, mark.size());
+  note_ = note;
 }

@@ -5,23 +5,21 @@
 #include <string>
 #include <string_view>
 
-#include "tools/append_batch.h"
+#include "tools/line_file.h"
 
 class record_quarantine {
  public:
   // Cuts off what a process that died left unfinished in the file, and reports that. Raises
-  // sink_error where the file cannot be made.
-  record_quarantine(const std::string& path, decltype(append_rules::report) report);
+  // sink_error where the file cannot be written.
+  record_quarantine(const std::string& path, const append_rules& rules);
 
   // Gathers a line, which is without its end.
-  void add(std::string_view line);
+  void add(std::string_view line) { (pending_ += line) += '\n'; }
   // Appends what was gathered to the file, under its lock. Raises sink_error.
-  void write(bool synced);
+  void write(bool synced) { file_.append(pending_, synced); }
 
  private:
-  std::string folder_;
-  std::string name_;
-  decltype(append_rules::report) report_;
+  line_file file_;
   std::string pending_;
 };
 

@@ -85,14 +85,14 @@ static std::unique_ptr<record_sink> make_json_sink(const std::string& sink, cons
   return make_json_file_sink(place.folder, place.name, options);
 }
 
-std::string sink_path(const std::string& description) {
+sink_path path_of_sink(const std::string& description) {
   if (description.starts_with(text_sink_prefix)) {
     const file_place place = place_of(description.substr(text_sink_prefix.size()));
-    return place.folder + "/" + place.name.substr(0, place.name.find(',')) + ".";
+    return {place.folder + "/" + place.name.substr(0, place.name.find(',')), true};
   }
-  if (!description.starts_with(json_sink_prefix)) return "";
+  if (!description.starts_with(json_sink_prefix)) return {};
   const std::string path = description.substr(json_sink_prefix.size());
-  return path == "-" ? "" : path;
+  return {path == "-" ? "" : path, false};
 }
 
 std::unique_ptr<record_sink> make_record_sink(const std::string& description,

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "base/kp_time.h"
+#include "tools/folder_lock.h"
 #include "tools/record_entry.h"
 #include "tools/sink_error.h"
 
@@ -40,9 +41,10 @@ class record_sink {
 struct sink_options {
   std::string set_version;
   std::string code_page;  // of text; empty: UTF-8
-  // Told, in one line without its end, of unfinished lines that were cut off a file. Empty: it goes
-  // to standard error.
+  // Told, in one line without its end, of what was cut off behind the last line of a file. Empty:
+  // it goes to standard error.
   std::function<void(const std::string& note)> report = {};
+  lock_waiting waiting = {};
 };
 
 // "text:DIR/PREFIX[,max-size=64M]", "json:FILE", "json:-", "-". Unfinished lines that a process
@@ -52,8 +54,12 @@ struct sink_options {
 std::unique_ptr<record_sink> make_record_sink(const std::string& description,
                                               const sink_options& options);
 
-// What the sink appends to: its file, or how the paths of its dated logs begin, "DIR/PREFIX.".
-// Empty: standard output, or no sink.
-std::string sink_path(const std::string& description);
+// What a sink appends to.
+struct sink_path {
+  std::string path;  // of the file; of dated logs "DIR/PREFIX"; empty: standard output, or no sink
+  bool has_dated_logs = false;
+};
+
+sink_path path_of_sink(const std::string& description);
 
 #endif

@@ -1,4 +1,4 @@
-#include "tools/append_batch.h"
+#include "tools/line_file.h"
 #include "tools/sink_kinds.h"
 #include "tools/standard_output.h"
 #include "tools/stored_form.h"
@@ -31,27 +31,16 @@ class json_output_sink : public json_sink {
 class json_file_sink : public json_sink {
  public:
   json_file_sink(const std::string& folder, const std::string& name, const sink_options& options)
-      : json_sink(options), folder_(folder), name_(name), report_(options.report) {
-    append_batch batch(folder_, name_, rules(false));
-    batch.open_existing(name_);
-    batch.commit();
-  }
+      : json_sink(options),
+        file_(folder, name,
+              {.line_start = stored_form::line_start,
+               .report = options.report,
+               .waiting = options.waiting}) {}
 
-  void write(bool synced) override {
-    if (lines_.empty()) return;
-    append_batch batch(folder_, name_, rules(synced));
-    batch.open(name_);
-    batch.append(lines_);
-    batch.commit();
-    lines_.clear();
-  }
+  void write(bool synced) override { file_.append(lines_, synced); }
 
  private:
-  append_rules rules(bool synced) const { return {synced, stored_form::line_start, report_}; }
-
-  std::string folder_;
-  std::string name_;
-  std::function<void(const std::string&)> report_;
+  line_file file_;
 };
 
 std::unique_ptr<record_sink> make_json_output_sink(const sink_options& options) {

@@ -13,6 +13,8 @@
 
 static constexpr unsigned last_serial = 9999;  // four digits; names with more are not recognised
 
+static constexpr size_t log_suffix_size = 14;  // ".YYYYMMDD.NNNN"
+
 // Days whose serials are remembered from batch to batch; records with times all over the calendar
 // do not make the memory grow.
 static constexpr size_t remembered_days = 64;
@@ -23,6 +25,14 @@ struct log_day {
   unsigned short day = 0;
 
   auto operator<=>(const log_day&) const = default;
+};
+
+// One of a day's logs.
+struct log_serial {
+  unsigned number = 0;     // from 1
+  bool is_closed = false;  // there is a compressed form of it: nothing is written to it any more
+
+  auto operator<=>(const log_serial&) const = default;
 };
 
 // The text of times, of which many have the minute in common.
@@ -64,9 +74,9 @@ class text_log_sink : public record_sink {
       : folder_(folder),
         prefix_(prefix),
         max_size_(max_size),
-        report_(options.report),
+        rules_{.report = options.report, .waiting = options.waiting},
         code_page_(options.code_page) {
-    append_batch(folder_, prefix_, {.report = report_}).commit();
+    append_batch(folder_, prefix_, rules_).commit();
   }
 
   void add(const sink_entry& entry) override;
@@ -77,6 +87,7 @@ class text_log_sink : public record_sink {
  private:
   std::string& lines_of(const kp_Time& time);
   std::string log_name(const log_day& day, unsigned serial) const;
+  bool read_log_name(std::string_view name, log_day& day, log_serial& serial) const;
   void read_folder(const append_batch& batch);
   void open_last(append_batch& batch, const log_day& day);
   void open_next(append_batch& batch, const log_day& day);
@@ -86,7 +97,7 @@ class text_log_sink : public record_sink {
   std::string folder_;
   std::string prefix_;
   uintmax_t max_size_;
-  std::function<void(const std::string&)> report_;
+  append_rules rules_;
   log_code_page code_page_;
 
   log_time_text time_text_;
@@ -95,8 +106,8 @@ class text_log_sink : public record_sink {
   std::pair<const log_day, std::string>* last_day_ = nullptr;  // of days_, or null
   size_t pending_ = 0;
 
-  std::map<log_day, unsigned> serials_;  // of the logs last written to; 0: not known
-  bool is_folder_read_ = false;          // in this batch: its days not known have no log
+  std::map<log_day, log_serial> serials_;  // of the logs last written to; number 0: not known
+  bool is_folder_read_ = false;            // in this batch: its days not known have no log
 };
 
 // --- Gathering ---
@@ -139,6 +150,18 @@ struct directory_closer {
   void operator()(DIR* directory) const { closedir(directory); }
 };
 
+// The day and serial of a log, "PREFIX.YYYYMMDD.NNNN", and of its compressed forms, which have a
+// dot and anything behind that.
+bool text_log_sink::read_log_name(std::string_view name, log_day& day, log_serial& serial) const {
+  const std::string log(name.substr(0, prefix_.size() + log_suffix_size));
+  unsigned short number = 0;
+  if (is_a_valid_text_log(log.c_str(), prefix_.c_str(), &day.year, &day.month, &day.day, &number) !=
+      1)
+    return false;
+  serial = {number, name.size() > log.size()};
+  return !serial.is_closed || name[log.size()] == '.';
+}
+
 // Finds the highest serials of the days to be written. Once for all of them: a folder may have
 // many files, and a batch many days.
 void text_log_sink::read_folder(const append_batch& batch) {
@@ -146,14 +169,12 @@ void text_log_sink::read_folder(const append_batch& batch) {
   const std::unique_ptr<DIR, directory_closer> directory(fdopendir(folder.get()));
   if (directory == nullptr) raise_sink_error("read the folder", folder_);
   folder.release();
-  for (const auto& [day, lines] : days_) serials_[day] = 0;
+  for (const auto& [day, lines] : days_) serials_[day] = {};
   while (const dirent* const file = readdir(directory.get())) {
     log_day found;
-    unsigned short serial = 0;
-    if (is_a_valid_text_log(file->d_name, prefix_.c_str(), &found.year, &found.month, &found.day,
-                            &serial) == 1 &&
-        days_.contains(found))
-      serials_[found] = std::max<unsigned>(serials_[found], serial);
+    log_serial serial;
+    if (read_log_name(file->d_name, found, serial) && days_.contains(found))
+      serials_[found] = std::max(serials_[found], serial);
   }
   is_folder_read_ = true;
 }
@@ -161,21 +182,24 @@ void text_log_sink::read_folder(const append_batch& batch) {
 // Goes on with the log that has the day's highest serial, and makes the first where there is none.
 // Another process may have gone on to later ones since this one last wrote.
 void text_log_sink::open_last(append_batch& batch, const log_day& day) {
-  unsigned& serial = serials_[day];
-  if (serial == 0 || !batch.open_existing(log_name(day, serial))) {
+  log_serial& serial = serials_[day];
+  if (serial.number == 0 || !batch.open_existing(log_name(day, serial.number))) {
     if (!is_folder_read_) read_folder(batch);
-    serial = std::max(serial, 1U);
-    batch.open(log_name(day, serial));
+    if (serial.number == 0 || serial.is_closed) return open_next(batch, day);
+    batch.open(log_name(day, serial.number));
   }
-  while (serial < last_serial && batch.open_existing(log_name(day, serial + 1))) ++serial;
+  while (serial.number < last_serial && batch.open_existing(log_name(day, serial.number + 1)))
+    ++serial.number;
 }
 
+// Behind all logs that are there, compressed ones too.
 void text_log_sink::open_next(append_batch& batch, const log_day& day) {
-  const unsigned serial = serials_[day] + 1;
-  if (serial > last_serial)
+  if (!is_folder_read_) read_folder(batch);
+  const unsigned number = serials_[day].number + 1;
+  if (number > last_serial)
     throw sink_error("no serial is left behind " + folder_ + "/" + log_name(day, last_serial));
-  batch.open(log_name(day, serial));
-  serials_[day] = serial;
+  batch.open(log_name(day, number));
+  serials_[day] = {number, false};
 }
 
 // --- Writing ---
@@ -205,7 +229,8 @@ void text_log_sink::append(append_batch& batch, const log_day& day, std::string_
 
 void text_log_sink::write(bool synced) {
   if (days_.empty()) return;
-  append_batch batch(folder_, prefix_, {.synced = synced, .report = report_});
+  rules_.synced = synced;
+  append_batch batch(folder_, prefix_, rules_);
   is_folder_read_ = false;
   if (serials_.size() > remembered_days) serials_.clear();
   for (const auto& [day, lines] : days_) append(batch, day, lines);

@@ -17,8 +17,21 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
+struct usage_case {
+  const char* arguments;
+  const char* text;
+};
+
 class EmitCommand : public testing::Test {
  protected:
+  std::vector<std::string> files_of_folder() const {
+    std::vector<std::string> names;
+    for (const auto& file : std::filesystem::recursive_directory_iterator(folder_.path()))
+      names.push_back(file.path());
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
   emit_folder folder_;
 };
 
@@ -121,11 +134,19 @@ TEST_F(EmitCommand, CountersHaveTheirModeWhateverTheUmask) {
 TEST_F(EmitCommand, CountsAreKeptInRegularFilesAlone) {
   ASSERT_EQ(mkfifo(folder_.path("fifo.cnt").c_str(), 0600), 0);
   ASSERT_EQ(symlink("victim", folder_.path("link.cnt").c_str()), 0);
-  for (const char* name : {"fifo", "link"}) {
-    const auto run = folder_.emit_text("-q --to - --count " + std::string(name), note_record("a"));
-    EXPECT_EQ(run.status, 3) << name;
-    EXPECT_EQ(run.out, "") << name;
-    EXPECT_THAT(run.err, HasSubstr("kplog: cannot count in " + std::string(name) + ".cnt: "));
+  folder_.write("one.cnt", "");
+  std::filesystem::create_hard_link(folder_.path("one.cnt"), folder_.path("two.cnt"));
+  for (const usage_case& one : std::vector<usage_case>{
+           {"fifo", "kplog: cannot count in fifo.cnt: it is not a regular file\n"},
+           {"link", "kplog: cannot count in link.cnt: Too many levels of symbolic links\n"},
+           {"two",
+            "kplog: cannot count in two.cnt: it has 2 names (hard links), and may have one\n"}}) {
+    const auto run =
+        folder_.emit_text("-q --to - --count " + std::string(one.arguments), note_record("a"));
+    EXPECT_EQ(run.status, 3) << one.arguments;
+    EXPECT_EQ(run.out, "") << one.arguments;
+    EXPECT_EQ(run.err, one.text);
+    EXPECT_FALSE(std::filesystem::exists(folder_.path(one.arguments + std::string("_lock"))));
   }
   EXPECT_FALSE(std::filesystem::exists(folder_.path("victim")));
 }
@@ -425,11 +446,6 @@ TEST_F(EmitCommand, LostReaderOfAcknowledgementsIsAnError) {
 
 // --- Wrong usage
 
-struct usage_case {
-  const char* arguments;
-  const char* text;
-};
-
 TEST_F(EmitCommand, WrongUsageIsExplained) {
   const std::vector<usage_case> cases = {
       {"", "--to is required"},
@@ -456,6 +472,24 @@ TEST_F(EmitCommand, WrongUsageIsExplained) {
       {"--to text:x --to text:./x,max-size=1", "kplog: two outputs cannot share ./x.\n"},
       {"--to json:x --on-error quarantine=x", "kplog: two outputs cannot share x\n"},
       {"--to json:x.cnt --count x", "kplog: two outputs cannot share x.cnt\n"},
+      {"--to json:x --listen unix:x", "kplog: two outputs cannot share x\n"},
+      {"--to json:x_lock --to json:x", "kplog: two outputs cannot share ./x_lock, the lock of x\n"},
+      {"--to json:x --to json:x_lock", "kplog: two outputs cannot share x_lock, the lock of x\n"},
+      {"--to text:x --to json:./x_lock",
+       "kplog: two outputs cannot share ./x_lock, the lock of ./x.\n"},
+      {"--to json:x --on-error quarantine=x_lock",
+       "kplog: two outputs cannot share x_lock, the lock of x\n"},
+      {"--to json:x_lock --count x",
+       "kplog: two outputs cannot share ./x_lock, the lock of x.cnt\n"},
+      {"--to json:x_lock.cnt_lock --count x_lock.cnt --to json:x_lock_lock",
+       "kplog: two outputs cannot share ./x_lock_lock, the lock of x_lock.cnt\n"},
+      {"--to json:x --listen unix:x_lock",
+       "kplog: two outputs cannot share x_lock, the lock of x\n"},
+      {"--to json:x_lock --listen unix:x",
+       "kplog: two outputs cannot share ./x_lock, the lock of x\n"},
+      {"--to text:x --to json:x.20261115.0001",
+       "kplog: two outputs cannot share x.20261115.0001\n"},
+      {"--to json:x.20261115.0001 --to text:x", "kplog: two outputs cannot share ./x.\n"},
   };
   for (const usage_case& one : cases) {
     const auto run = folder_.emit_text(one.arguments, "");
@@ -464,13 +498,78 @@ TEST_F(EmitCommand, WrongUsageIsExplained) {
   }
 }
 
+// Before anything is opened or made, whatever way leads there.
+TEST_F(EmitCommand, OutputsOfOneFileAreFound) {
+  namespace fs = std::filesystem;
+  fs::create_directory(folder_.path("dir"));
+  fs::create_directory_symlink("dir", folder_.path("way"));
+  folder_.write("dir/one", "");
+  fs::create_hard_link(folder_.path("dir/one"), folder_.path("two"));
+  fs::create_symlink("dir/one", folder_.path("three"));
+  const auto before = files_of_folder();
+  for (const char* arguments :
+       {"--to json:dir/x --to json:way/x", "--to text:dir/x --to text:way/x",
+        "--to json:dir/x_lock --to text:way/x", "--to json:dir/one --to json:two",
+        "--to json:two --to json:three", "--to json:two --on-error quarantine=three",
+        "--to json:dir/../x --to json:x", "--to json:./x --on-error quarantine=way/../x",
+        "--to text:way/x --to json:dir/x.20261115.0001", "--to json:dir/c.cnt --count way/c"}) {
+    const auto run = folder_.emit_text(arguments, "");
+    EXPECT_EQ(run.status, 2) << arguments;
+    EXPECT_THAT(run.err, StartsWith("kplog: two outputs cannot share ")) << arguments;
+  }
+  fs::remove(folder_.path("input"));
+  EXPECT_EQ(files_of_folder(), before);
+}
+
+// Names that differ in their endings alone have one lock, which their outputs take in turn.
+TEST_F(EmitCommand, OutputsMayShareALock) {
+  const auto run =
+      folder_.emit_text("-q --to text:./shop --to json:shop --count shop --on-error quarantine=bad",
+                        note_record("a") + note_record("b") + "{\n");
+  EXPECT_EQ(run.status, 1) << run.err;
+  const std::string stored = folder_.text("shop");
+  EXPECT_EQ(std::count(stored.begin(), stored.end(), '\n'), 2);
+  EXPECT_EQ(folder_.text("bad"), "{\n");
+}
+
 TEST_F(EmitCommand, OutputThatIsAnInputIsRefused) {
   folder_.write("r", note_record("a"));
-  for (const char* arguments : {"--to json:r r", "--to - --on-error quarantine=r r"}) {
+  folder_.write("r.20261115.0001", note_record("a"));
+  folder_.write("r_lock", note_record("a"));
+  std::filesystem::create_symlink("r.20261115.0001", folder_.path("link"));
+  const std::string definitions = folder_.text("events.ldf");
+  for (const char* arguments :
+       {"--to json:r r", "--to - --on-error quarantine=r r", "--to text:r r.20261115.0001",
+        "--to text:r link", "--to json:r r_lock", "--to json:events.ldf",
+        "--to - --on-error quarantine=./events.ldf", "--to json:r --config r"}) {
     const auto run = folder_.emit(arguments);
-    EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(folder_.text("r"), note_record("a"));
+    EXPECT_EQ(run.status, 2) << arguments;
+    EXPECT_THAT(run.err, StartsWith("kplog: the output would replace the input ")) << arguments;
   }
+  EXPECT_EQ(folder_.text("r"), note_record("a"));
+  EXPECT_EQ(folder_.text("r_lock"), note_record("a"));
+  EXPECT_EQ(folder_.text("events.ldf"), definitions);
+}
+
+// The records of both are acknowledged, or those of neither.
+TEST_F(EmitCommand, TheLockOfAnotherRunIsNoOutput) {
+  EXPECT_EQ(folder_.emit_text("-q --to json:a", note_record("first")).status, 0);
+  const auto run = folder_.emit_text("-q --to json:a_lock", note_record("second"));
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.err, "kplog: cannot append to ./a_lock: it is a lock\n");
+  EXPECT_EQ(folder_.emit_text("-q --to json:b_lock", note_record("third")).status, 0);
+  const std::string stored = folder_.text("b_lock");
+  EXPECT_EQ(folder_.emit_text("-q --to json:b", note_record("fourth")).status, 3);
+  EXPECT_EQ(folder_.text("b_lock"), stored);
+}
+
+TEST_F(EmitCommand, DevicesLeaveNoLocksBehind) {
+  for (const char* arguments : {"--to json:/dev/null", "--to - --on-error quarantine=/dev/null"}) {
+    const auto run = folder_.emit_text(arguments, note_record("a"));
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, HasSubstr("kplog: cannot append to /dev/null: it is not a regular file"));
+  }
+  EXPECT_FALSE(std::filesystem::exists("/dev/null_lock"));
 }
 
 TEST_F(EmitCommand, FilesThatCannotBeReadAreNamedBeforeAnythingIsWritten) {

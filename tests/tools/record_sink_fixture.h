@@ -17,6 +17,7 @@ class RecordSink : public testing::Test {
   std::unique_ptr<record_sink> make(const std::string& description) {
     sink_options options = options_;
     options.report = [this](const std::string& note) { notes_.push_back(note); };
+    options.waiting.report = options.report;
     return make_record_sink(description, options);
   }
   std::unique_ptr<record_sink> text(const std::string& options = "") {

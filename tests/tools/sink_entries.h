@@ -44,14 +44,20 @@ class sink_entries {
 // What a line of a text log has before the message.
 inline const std::string line_start = "2026-11-15T17:02:56+08:00 3 M17 ";
 
-// The names in a folder, sorted, without those of locks.
-inline std::vector<std::string> files_in(const std::string& folder) {
+// The names in a folder, sorted.
+inline std::vector<std::string> all_files_in(const std::string& folder) {
   std::vector<std::string> names;
-  for (const auto& file : std::filesystem::directory_iterator(folder)) {
-    const std::string name = file.path().filename();
-    if (name.find("_lock") == std::string::npos) names.push_back(name);
-  }
+  for (const auto& file : std::filesystem::directory_iterator(folder))
+    names.push_back(file.path().filename());
   std::sort(names.begin(), names.end());
+  return names;
+}
+
+// The same without those of locks.
+inline std::vector<std::string> files_in(const std::string& folder) {
+  std::vector<std::string> names = all_files_in(folder);
+  std::erase_if(names,
+                [](const std::string& name) { return name.find("_lock") != std::string::npos; });
   return names;
 }
 
