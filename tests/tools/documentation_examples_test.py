@@ -43,6 +43,22 @@ def first_block(page):
     return "\n".join(block) + "\n"
 
 
+class OrderOfSettings(unittest.TestCase):
+    """A catalog keeps the locale that it was opened with."""
+
+    def test_the_locale_comes_before_the_catalog(self):
+        pages = [os.path.join(DOCS, name) for name in sorted(os.listdir(DOCS))] + [os.path.join(DOCS, "..", "README.md")]
+        seen = 0
+        for path in pages:
+            with open(path, encoding="utf-8") as page:
+                calls = re.findall(r"LogConfig::(SetLocale|SetMessageCatalogPath)\(", page.read())
+            seen += len(calls)
+            for before, call in zip([None] + calls, calls):
+                if call == "SetMessageCatalogPath":
+                    self.assertEqual(before, "SetLocale", path)
+        self.assertGreaterEqual(seen, 4)
+
+
 def examples(page):
     """The command lines of the page, with their line numbers."""
     for number, line in enumerate(page_lines(page), 1):
