@@ -28,11 +28,12 @@ KP_API extern bool b_is_icu_enabled;
 KP_API extern unsigned action_on_exceed;
 
 // The library's one place of settings: static operations only. They are called at start-up and
-// whenever settings change. Operations marked [lock] hold the process-wide lock
-// (kp_THREAD_global_lock) for their whole body; all others are plain reads and writes of
-// process-wide variables and belong to start-up. Definition paths must not change while other
-// threads create entries. Text getters return the stored copy, readable to the end of
-// the process whatever is set since (of each different text one copy is kept); "" when unset.
+// whenever settings change, also while other threads make, fill, copy, read, render and filter
+// entries: each of their operations sees the old setting or the new one, and nothing that both take
+// is refused meanwhile. Operations marked [lock] hold the process-wide lock (kp_THREAD_global_lock)
+// for their whole body, so that setters wait for each other; entries never wait for it. Text
+// getters return the stored copy, readable to the end of the process whatever is set since; "" when
+// unset. Of each different text one copy is kept.
 class KP_API kp_LOG_LogConfig {
  public:
   kp_LOG_LogConfig() = delete;
@@ -52,10 +53,12 @@ class KP_API kp_LOG_LogConfig {
   static void SetICUEnabled(bool enable);
   static bool IsICUEnabled();
 
-  // [lock] Loads the STD definition file: forgets both files and every loaded definition first, and
-  // keeps the path even when the load fails. The AUX file, if any, must be set again afterwards.
-  // Raises KPX_logging_illegal_argument "invalid argument" for null, KPX_logging_invalid_definition
-  // for a file that cannot be used (see logging/ldf_load.h for the texts), KPX_memory_alloc.
+  // [lock] Loads the STD definition file, which then replaces both files and every loaded
+  // definition in one step: other threads make entries of a type that both files have throughout.
+  // When the load fails there are no definitions, and the path is kept all the same. The AUX file,
+  // if any, must be set again afterwards. Raises KPX_logging_illegal_argument "invalid argument"
+  // for null, KPX_logging_invalid_definition for a file that cannot be used (see logging/ldf_load.h
+  // for the texts), KPX_memory_alloc.
   static void SetDefinitionPath(const char* path);
   static const char* GetDefinitionPath();
 
@@ -66,7 +69,8 @@ class KP_API kp_LOG_LogConfig {
   static const char* GetAuxDefinitionPath();
 
   // [lock] Forgets both files, every loaded definition, and the global attributes. The stored paths
-  // stay. Entries that exist keep their definitions.
+  // stay. Entries that exist keep their definitions, but not the global attributes: these are the
+  // process's, and an entry takes those of now.
   static void ClearDefinitions();
 
   // The process-wide definition table. Never null.

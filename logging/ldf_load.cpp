@@ -3,13 +3,16 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "kp_LOG_debug_log.h"
 #include "logging/def_read_items.h"
 #include "logging/def_read_view.h"
 #include "logging/ldf_load_record.h"
 #include "logging/log_definition_errors.h"
+#include "logging/log_definition_globals.h"
 
 // What the location table is sized for; KP_recommended_hash_size makes thousands of buckets of it.
 static constexpr unsigned location_table_size = 23;
@@ -18,39 +21,74 @@ _kp_LOG_log_definition_tbl::_kp_LOG_log_definition_tbl() noexcept = default;
 
 _kp_LOG_log_definition_tbl::~_kp_LOG_log_definition_tbl() {
   clear();
+  const kp_LOG_CWriterSentry hold(lock_);
+  while (living_ != nullptr) std::exchange(living_, living_->next_living_)->_unpin();
 }
 
 void _kp_LOG_log_definition_tbl::_throw_file_io_error() {
   kp_log_raise_unreadable_definition();
 }
 
+static void trace_clear(int line) noexcept {
+  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::clear() \n", kp_ldf_load_source, line);
+}
+
 void _kp_LOG_log_definition_tbl::clear() {
   const kp_LOG_CWriterSentry hold(lock_);
+  forget();
   std_file_.reset();
   aux_file_.reset();
+  if (locations_ != nullptr) locations_->clear();
+  is_std_set_ = false;
+  trace_clear(__LINE__);
+}
+
+// The definitions, and what was declared for them.
+void _kp_LOG_log_definition_tbl::forget() noexcept {
   for (unsigned i = 0; i < n_entry_definitions_cached; ++i) {
-    std::exchange(cached_definitions_[i], nullptr)->_unpin();
+    let_go(std::exchange(cached_definitions_[i], nullptr));
     cached_ids_[i] = 0;
   }
   n_entry_definitions_cached = 0;
   replacement_ = 0;
-  locations_.clear();
   declared_attributes_.clear();
-  is_std_set_ = false;
-  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::clear() \n", kp_ldf_load_source, __LINE__);
 }
 
-// ---- setting files ----
+// ---- what is traced ----
 
-void _kp_LOG_log_definition_tbl::set_precompiled_definition_file_path(const char* path) {
-  kp_file file(_set_definition_file_path(path, false));
-  const kp_LOG_CWriterSentry hold(lock_);
-  std_file_ = std::move(file);
+static void trace_not_located(int line) noexcept {
+  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::_retrieve_entry_definition return false\n",
+                  kp_ldf_load_source, line);
 }
 
-void _kp_LOG_log_definition_tbl::set_precompiled_aux_definition_file_path(const char* path) {
-  _set_definition_file_path(path, true);
+static void trace_not_found(int line, unsigned n_cached) noexcept {
+  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::_find_entry_non_const return 0 %d\n",
+                  kp_ldf_load_source, line, static_cast<int>(n_cached));
 }
+
+static void trace_no_file(int line) noexcept {
+  LogDebugMessage(
+      3, "%s:%d _kp_LOG_log_definition_tbl::_retrieve_entry_definition return false pfile=0\n",
+      kp_ldf_load_source, line);
+}
+
+static void trace_retrieved(int line) noexcept {
+  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::_retrieve_entry_definition return true\n",
+                  kp_ldf_load_source, line);
+}
+
+static void trace_look_up(int line, unsigned n_cached) noexcept {
+  LogDebugMessage(
+      3, "%s:%d _kp_LOG_log_definition_tbl::_find_entry_non_const n_entry_definitions_cached:%d\n",
+      kp_ldf_load_source, line, static_cast<int>(n_cached));
+}
+
+static void trace_set(int line) noexcept {
+  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::_set_definition_file_path\n",
+                  kp_ldf_load_source, line);
+}
+
+// ---- reading files ----
 
 static kp_file open_definition_file(const char* path) {
   kp_file file(KP_open_regular(path));
@@ -65,120 +103,260 @@ static void copy_version(char (&version)[16], const _kp_LOG_ldf_header_struct& h
   std::memcpy(version, header.log_version, sizeof header.log_version);
 }
 
-void _kp_LOG_log_definition_tbl::load_globals(_kp_LOG_ldf_view& view, unsigned count,
-                                              unsigned offset) {
-  view.seek(offset);
-  for (unsigned i = 0; i < count; ++i) {
+static void read_globals(_kp_LOG_ldf_view& view, const _kp_LOG_ldf_header_struct& header,
+                         _kp_LOG_global_change& globals) {
+  view.seek(header.global_attributes_offset);
+  for (unsigned i = 0; i < header.n_global_attributes; ++i) {
     kp_String name, redirection;
     kp_AttributeType type = TypeUnknown;
     if (!kp_ldf_read_attribute(view, name, type, redirection)) kp_ldf_raise_file_error(__LINE__);
-    const kp_LOG_CWriterSentry hold(lock_);
-    _kp_LOG_log_definition::add_global_attr_info(name.c_str(), static_cast<unsigned char>(type));
+    globals.add(name.c_str(), static_cast<unsigned char>(type));
   }
 }
 
-void _kp_LOG_log_definition_tbl::begin_file(bool is_aux) {
-  if (is_aux && !is_std_set_)
+// All of them in one step, also where a later one cannot be had.
+static void load_globals(_kp_LOG_ldf_view& view, const _kp_LOG_ldf_header_struct& header) {
+  if (header.n_global_attributes == 0) return;
+  _kp_LOG_global_change globals;
+  try {
+    read_globals(view, header, globals);
+  } catch (...) {
+    globals.publish_what_can_be();
+    throw;
+  }
+  globals.publish();
+}
+
+template <class Locations>
+static void set_location(Locations& locations, unsigned id,
+                         _kp_LOG_log_definition_file_info_holder location) {
+  if (auto* const node = locations.find(id))
+    node->value = location;
+  else
+    locations.insert(id, location);
+}
+
+// ---- setting an STD file ----
+
+struct _kp_LOG_log_definition_tbl::std_load {
+  std::unique_ptr<location_table> locations;
+  char version[16] = {};
+  bool has_version = false;
+  kp_file file;
+};
+
+void _kp_LOG_log_definition_tbl::set_precompiled_definition_file_path(const char* path) {
+  load_std(path, true);
+}
+
+// Whatever fails, the table ends with what could be read, and without a file.
+kp_file _kp_LOG_log_definition_tbl::load_std(const char* path, bool keeps_file) {
+  trace_set(__LINE__);
+  trace_clear(__LINE__);
+  std_load loaded;
+  try {
+    read_std(path, loaded);
+  } catch (...) {
+    install(loaded, false);
+    throw;
+  }
+  install(loaded, keeps_file);
+  return std::move(loaded.file);
+}
+
+// Each mapping record is looked up first, as in any file. The lines tell so; what it would find is
+// known, because the table that this one makes has no definitions and no file as yet.
+void _kp_LOG_log_definition_tbl::read_std(const char* path, std_load& loaded) {
+  kp_log_no_bad_alloc([&] { loaded.locations = std::make_unique<location_table>(); });
+  loaded.locations->set_size(location_table_size);
+  loaded.file = open_definition_file(path);
+  _kp_LOG_ldf_view view(loaded.file.get());
+  _kp_LOG_ldf_header_struct header = {};
+  if (!kp_ldf_read_header(view, header)) kp_ldf_raise_file_error(__LINE__);
+  copy_version(loaded.version, header);
+  loaded.has_version = true;
+  load_globals(view, header);
+  view.seek(header.mapping_offset);
+  for (unsigned i = 0; i < header.n_entries; ++i) {
+    unsigned id = 0, offset = 0;
+    if (!kp_ldf_read_mapping(view, id, offset)) kp_ldf_raise_file_error(__LINE__);
+    trace_look_up(__LINE__, 0);
+    if (loaded.locations->find(id) != nullptr)
+      trace_no_file(__LINE__);
+    else
+      trace_not_located(__LINE__);
+    trace_not_found(__LINE__, 0);
+    set_location(*loaded.locations, id, {0, offset});
+  }
+}
+
+// In one step. What the table held before is given back behind it.
+void _kp_LOG_log_definition_tbl::install(std_load& loaded, bool keeps_file) noexcept {
+  kp_file aux_before, std_before;
+  const kp_LOG_CWriterSentry hold(lock_);
+  forget();
+  is_std_set_ = true;
+  aux_before = std::move(aux_file_);
+  std_before = std::move(std_file_);
+  if (keeps_file) std_file_ = std::move(loaded.file);
+  locations_.swap(loaded.locations);
+  if (loaded.has_version) std::memcpy(std_version_, loaded.version, sizeof std_version_);
+}
+
+// ---- setting an AUX file ----
+
+// Where a record was merged that changes nothing when it is merged again: by entry ID, its offset.
+struct _kp_LOG_log_definition_tbl::aux_merge {
+  kp_file file;  // until the table has it
+  std::unordered_map<unsigned, unsigned> repeatable;
+};
+
+void _kp_LOG_log_definition_tbl::set_precompiled_aux_definition_file_path(const char* path) {
+  load_aux(path);
+}
+
+void _kp_LOG_log_definition_tbl::begin_aux() {
+  if (!is_std_set_)
     kp_log_raise<KPX_logging_invalid_definition>(
         "<KPX_logging_invalid_definition> user should set STD definition file before set AUX "
         "definition file.");
-  if (!is_aux) clear();
   const kp_LOG_CWriterSentry hold(lock_);
-  is_std_set_ = true;  // for an AUX file it is already
-  if (locations_.bucket_count() == 0) locations_.set_size(location_table_size);
+  if (locations_ == nullptr)
+    kp_log_no_bad_alloc([&] { locations_ = std::make_unique<location_table>(); });
+  if (locations_->bucket_count() == 0) locations_->set_size(location_table_size);
 }
 
-void _kp_LOG_log_definition_tbl::keep_version(const _kp_LOG_ldf_header_struct& header,
-                                              bool is_aux) noexcept {
-  const kp_LOG_CWriterSentry hold(lock_);
-  copy_version(is_aux ? aux_version_ : std_version_, header);
-}
-
-FILE* _kp_LOG_log_definition_tbl::_set_definition_file_path(const char* path, bool is_aux) {
-  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::_set_definition_file_path\n",
-                  kp_ldf_load_source, __LINE__);
-  begin_file(is_aux);
-  kp_file file = open_definition_file(path);
-  FILE* const stream = file.get();
+FILE* _kp_LOG_log_definition_tbl::load_aux(const char* path) {
+  trace_set(__LINE__);
+  begin_aux();
+  aux_merge merge;
+  merge.file = open_definition_file(path);
+  FILE* const stream = merge.file.get();
   _kp_LOG_ldf_view view(stream);
   _kp_LOG_ldf_header_struct header = {};
   if (!kp_ldf_read_header(view, header)) kp_ldf_raise_file_error(__LINE__);
-  keep_version(header, is_aux);
-  load_globals(view, header.n_global_attributes, header.global_attributes_offset);
-  if (is_aux) {
+  {
     const kp_LOG_CWriterSentry hold(lock_);
-    aux_file_.reset(file.release());
+    copy_version(aux_version_, header);
   }
-  load_mapping(view, header.n_entries, header.mapping_offset, is_aux);
-  static_cast<void>(file.release());  // now the table's own, or the caller's
+  load_globals(view, header);
+  view.seek(header.mapping_offset);
+  if (aux_file_ == nullptr)
+    merge_file(view, header.n_entries, merge);
+  else
+    merge_file_at_once(view, header.n_entries, merge);
   return stream;
 }
 
-void _kp_LOG_log_definition_tbl::load_mapping(_kp_LOG_ldf_view& view, unsigned count,
-                                              unsigned offset, bool is_aux) {
-  view.seek(offset);
+// Record by record: until it is that record's turn, every entry type is found as before.
+void _kp_LOG_log_definition_tbl::merge_file(_kp_LOG_ldf_view& view, unsigned count,
+                                            aux_merge& merge) {
+  {
+    const kp_LOG_CWriterSentry hold(lock_);
+    aux_file_ = std::move(merge.file);
+  }
   for (unsigned i = 0; i < count; ++i) {
-    unsigned id = 0, record_offset = 0;
-    if (!kp_ldf_read_mapping(view, id, record_offset)) {
-      const kp_LOG_CWriterSentry hold(lock_);
-      if (is_aux) aux_file_.reset();
+    unsigned id = 0, offset = 0;
+    const bool is_read = kp_ldf_read_mapping(view, id, offset);
+    const kp_LOG_CWriterSentry hold(lock_);
+    if (!is_read) {
+      aux_file_.reset();
       kp_ldf_raise_file_error(__LINE__);
     }
-    load_mapping_record(id, record_offset, is_aux);
+    merge_record(id, offset, merge);
+  }
+}
+
+// The places of a former AUX file's records mean nothing in the new one: nobody looks up between
+// the exchange of the files and the end.
+void _kp_LOG_log_definition_tbl::merge_file_at_once(_kp_LOG_ldf_view& view, unsigned count,
+                                                    aux_merge& merge) {
+  const kp_LOG_CWriterSentry hold(lock_);
+  aux_file_ = std::move(merge.file);
+  for (unsigned i = 0; i < count; ++i) {
+    unsigned id = 0, offset = 0;
+    if (!kp_ldf_read_mapping(view, id, offset)) {
+      aux_file_.reset();
+      kp_ldf_raise_file_error(__LINE__);
+    }
+    merge_record(id, offset, merge);
   }
 }
 
 // The definition that the table had so far is loaded from its former place before it is merged.
-void _kp_LOG_log_definition_tbl::load_mapping_record(unsigned id, unsigned offset, bool is_aux) {
-  const bool is_merged = acquire_entry(id) && is_aux;
-  const kp_LOG_CWriterSentry hold(lock_);
-  _kp_LOG_log_definition* known = is_merged ? cached(id) : nullptr;
-  // Another thread's look-ups may have reused its place since.
-  if (is_merged && known == nullptr) known = load(id);
-  set_location(id, {static_cast<unsigned char>(is_aux), offset});
-  if (known != nullptr) _retrieve_entry_definition(id, *known, aux_file_.get());
-}
-
-void _kp_LOG_log_definition_tbl::set_location(unsigned id,
-                                              _kp_LOG_log_definition_file_info_holder location) {
-  if (auto* const node = locations_.find(id))
-    node->value = location;
+void _kp_LOG_log_definition_tbl::merge_record(unsigned id, unsigned offset, aux_merge& merge) {
+  bool is_known = false;
+  _kp_LOG_log_definition* known = find_among_known(id, is_known);
+  if (known == nullptr && is_known) known = load(id);
+  set_location(*locations_, id, {1, offset});
+  if (known == nullptr) return;
+  const auto merged = merge.repeatable.find(id);
+  if (merged != merge.repeatable.end() && merged->second == offset)
+    trace_retrieved(__LINE__);
+  else if (merge_into(id, *known))
+    kp_log_no_bad_alloc([&] { merge.repeatable.insert_or_assign(id, offset); });
   else
-    locations_.insert(id, location);
+    merge.repeatable.erase(id);
 }
 
-static void trace_not_located(int line) noexcept {
-  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::_retrieve_entry_definition return false\n",
-                  kp_ldf_load_source, line);
+// Whether merging the same again would change nothing. A definition that nobody else uses is
+// changed itself, any other one gets its new content when that is complete; what was merged before
+// an error stays in both cases.
+bool _kp_LOG_log_definition_tbl::merge_into(unsigned id, _kp_LOG_log_definition& known) {
+  bool is_repeatable = false;
+  if (!known._is_shared()) {
+    retrieve(id, known, true, is_repeatable);
+    return is_repeatable;
+  }
+  std::unique_ptr<_kp_LOG_log_definition> changed = known.copy();
+  try {
+    retrieve(id, *changed, true, is_repeatable);
+  } catch (...) {
+    known.replace_content(std::move(changed));
+    throw;
+  }
+  known.replace_content(std::move(changed));
+  return is_repeatable;
 }
 
-static void trace_not_found(int line, unsigned n_cached) noexcept {
-  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::_find_entry_non_const return 0 %d\n",
-                  kp_ldf_load_source, line, static_cast<int>(n_cached));
+FILE* _kp_LOG_log_definition_tbl::_set_definition_file_path(const char* path, bool is_aux) {
+  return is_aux ? load_aux(path) : load_std(path, false).release();
 }
+
+// ---- reading a record ----
 
 bool _kp_LOG_log_definition_tbl::_retrieve_entry_definition(unsigned id,
                                                             _kp_LOG_log_definition& def,
                                                             FILE* merge_file) {
-  if (merge_file == nullptr) def.clear_attr_info();
-  const auto* const location = locations_.find(id);
+  bool is_repeatable = false;
+  return retrieve(id, def, merge_file != nullptr, is_repeatable);
+}
+
+const _kp_LOG_log_definition_file_info_holder* _kp_LOG_log_definition_tbl::location_of(
+    unsigned id) const noexcept {
+  const auto* const node = locations_ != nullptr ? std::as_const(*locations_).find(id) : nullptr;
+  return node != nullptr ? &node->value : nullptr;
+}
+
+// Called with the writer side, and by whoever has a table for itself.
+bool _kp_LOG_log_definition_tbl::retrieve(unsigned id, _kp_LOG_log_definition& def, bool is_merge,
+                                          bool& is_repeatable) {
+  if (!is_merge) def.clear_attr_info();
+  const _kp_LOG_log_definition_file_info_holder* const location = location_of(id);
   if (location == nullptr) {
     trace_not_located(__LINE__);
     return false;
   }
-  const bool is_aux = merge_file != nullptr || location->value.is_aux != 0;
+  const bool is_aux = is_merge || location->is_aux != 0;
   FILE* const file = (is_aux ? aux_file_ : std_file_).get();
   if (file == nullptr) {
-    LogDebugMessage(
-        3, "%s:%d _kp_LOG_log_definition_tbl::_retrieve_entry_definition return false pfile=0\n",
-        kp_ldf_load_source, __LINE__);
+    trace_no_file(__LINE__);
     return false;
   }
   _kp_LOG_ldf_view view(file);
-  view.seek(location->value.offset);
-  kp_ldf_load_record(view, {is_aux, is_aux ? aux_version_ : std_version_}, id, def);
-  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::_retrieve_entry_definition return true\n",
-                  kp_ldf_load_source, __LINE__);
+  view.seek(location->offset);
+  is_repeatable = kp_ldf_load_record(view, {is_aux, is_aux ? aux_version_ : std_version_}, id, def);
+  trace_retrieved(__LINE__);
   return true;
 }
 
@@ -209,21 +387,27 @@ _kp_LOG_log_definition* _kp_LOG_log_definition_tbl::cached(unsigned id) const no
   return nullptr;
 }
 
+// The cached definition, or null; `is_known` says whether a file lists the ID.
+inline _kp_LOG_log_definition* _kp_LOG_log_definition_tbl::find_among_known(unsigned id,
+                                                                            bool& is_known) {
+  trace_look_up(__LINE__, n_entry_definitions_cached);
+  is_known = true;
+  if (auto* const definition = cached(id)) return definition;
+  is_known = location_of(id) != nullptr;
+  if (is_known) return nullptr;
+  trace_not_located(__LINE__);
+  trace_not_found(__LINE__, n_entry_definitions_cached);
+  return nullptr;
+}
+
 template <class Result>
 Result _kp_LOG_log_definition_tbl::_find_entry_non_const(unsigned id) {
   {
     const kp_LOG_CReaderSentry hold(lock_);
-    LogDebugMessage(
-        3,
-        "%s:%d _kp_LOG_log_definition_tbl::_find_entry_non_const n_entry_definitions_cached:%d\n",
-        kp_ldf_load_source, __LINE__, static_cast<int>(n_entry_definitions_cached));
-    if (auto* const definition = cached(id)) return Result(definition);
-    // Without waiting for the writer side: no file lists the ID.
-    if (locations_.find(id) == nullptr) {
-      trace_not_located(__LINE__);
-      trace_not_found(__LINE__, n_entry_definitions_cached);
-      return Result(nullptr);
-    }
+    bool is_known = false;
+    // Without waiting for the writer side where no file lists the ID.
+    auto* const definition = find_among_known(id, is_known);
+    if (definition != nullptr || !is_known) return Result(definition);
   }
   const kp_LOG_CWriterSentry hold(lock_);
   if (auto* const definition = cached(id)) return Result(definition);
@@ -253,11 +437,36 @@ _kp_LOG_log_definition* _kp_LOG_log_definition_tbl::keep(
   } else {
     place = replacement_;
     replacement_ = (replacement_ + 1) % cache_size;
-    cached_definitions_[place]->_unpin();
+    let_go(cached_definitions_[place]);
   }
   cached_definitions_[place] = definition;
   cached_ids_[place] = definition->get_entry_id();
   return definition;
+}
+
+// Out of the cache; remembered as long as entries use it.
+void _kp_LOG_log_definition_tbl::let_go(_kp_LOG_log_definition* definition) noexcept {
+  if (!definition->_is_shared()) {
+    definition->_unpin();
+    return;
+  }
+  if (n_living_ == most_living_) forget_dead();
+  definition->next_living_ = std::exchange(living_, definition);
+  ++n_living_;
+}
+
+void _kp_LOG_log_definition_tbl::forget_dead() noexcept {
+  for (_kp_LOG_log_definition** at = &living_; *at != nullptr;) {
+    _kp_LOG_log_definition* const definition = *at;
+    if (definition->_is_shared()) {
+      at = &definition->next_living_;
+      continue;
+    }
+    *at = definition->next_living_;
+    definition->_unpin();
+    --n_living_;
+  }
+  most_living_ = std::max(2 * n_living_, 16U);
 }
 
 _kp_LOG_log_definition* _kp_LOG_log_definition_tbl::find_entry(unsigned id) const {
@@ -288,14 +497,36 @@ bool _kp_LOG_log_definition_tbl::declare_attribute(unsigned id, const char* name
   }
 }
 
-// Whatever fails, fails before the declaration is kept; keeping it moves it.
+// A definition and the attribute that it is to get.
+struct pending_attribute {
+  _kp_LOG_log_definition* definition;
+  std::unique_ptr<_kp_LOG_attribute_entry> attribute;
+};
+
+// Makes the attribute, and room for it. Raises KPX_memory_alloc.
+static pending_attribute prepare(_kp_LOG_log_definition& definition, const char* name,
+                                 unsigned char type) {
+  definition.reserve_attributes(1);
+  return {&definition, std::make_unique<_kp_LOG_attribute_entry>(name, nullptr, type)};
+}
+
+// Whatever fails, fails before the declaration is kept; keeping it moves it. The definitions that
+// only entries still use get the attribute as well, where they have room and no such name.
 void _kp_LOG_log_definition_tbl::declare(unsigned id, const char* name, unsigned char type,
                                          _kp_LOG_log_definition& definition) {
   std::multimap<unsigned, _kp_LOG_declared_attribute> declared;
+  std::vector<pending_attribute> pending;
+  forget_dead();
   kp_log_no_bad_alloc([&] {
     declared.emplace(id, _kp_LOG_declared_attribute{kp_String(name), type});
+    pending.push_back(prepare(definition, name, type));
+    for (_kp_LOG_log_definition* at = living_; at != nullptr; at = at->next_living_)
+      if (at->get_entry_id() == id && at->get_n_attributes() < kp_ldf_max_count &&
+          at->_find_attr_entry_by_name(name) == nullptr)
+        pending.push_back(prepare(*at, name, type));
   });
-  definition.add_attr_info(name, type, false, nullptr);
+  for (pending_attribute& next : pending)
+    next.definition->add_attr_info(std::move(next.attribute), false);
   declared_attributes_.merge(declared);
 }
 

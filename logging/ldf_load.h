@@ -34,8 +34,11 @@ struct _kp_LOG_declared_attribute {
 // are set, and are read through views of their own, so that a child process may go on loading
 // beside its parent. Global attributes of successive files accumulate; clear() leaves them alone.
 //
-// find_entry, acquire_entry and declare_attribute may be called by any number of threads. The other
-// operations are called under the process-wide lock, while no other thread makes entries.
+// find_entry, acquire_entry and declare_attribute may be called by any number of threads. The
+// operations that set files and clear are called under the process-wide lock, one at a time; the
+// others go on meanwhile, and find what was there before or what is there behind them. Setting an
+// STD file replaces everything in one step, when the new file has been read: an entry type that
+// both files have is found throughout.
 //
 // Errors, all KPX_logging_invalid_definition with "<KPX_logging_invalid_definition> " and:
 // - "user should set STD definition file before set AUX definition file."
@@ -77,6 +80,7 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
 
   // Declares an attribute of an entry type, unless its definition or the global list has the name
   // already. True when it is declared now. `found` says whether the table knows the entry type.
+  // Every entry of the type has it then, also one whose definition has left the cache or the table.
   // The declaration lasts until the table is cleared: a definition that is loaded again gets it
   // again, unless its record declares the name itself.
   // Raises what find_entry and _kp_LOG_log_definition::add_attr_info raise, and declares nothing
@@ -87,7 +91,8 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
   void clear();
 
   // Loads a file's header, global attributes and mapping table; for AUX also merges it, and keeps
-  // the stream. Returns the stream: the table's own for AUX, the caller's to close for STD.
+  // the stream. Returns the stream: the table's own for AUX, the caller's to close for STD (the
+  // table then has no STD file).
   FILE* _set_definition_file_path(const char* path, bool is_aux);
   // Reads the entry record into `def`: afresh, or merging the AUX record into it when `merge_file`
   // is not null. False when the table does not know the ID or its file is not open.
@@ -97,28 +102,42 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
   unsigned n_entry_definitions_cached = 0;  // filled places of the cache, 0 to 128
 
  private:
+  using location_table = kp_MISC_hash_tbl<unsigned, _kp_LOG_log_definition_file_info_holder>;
+  struct std_load;   // what setting an STD file makes, beside the table
+  struct aux_merge;  // what setting an AUX file remembers
+
   template <class Result>
   Result _find_entry_non_const(unsigned id);
+  _kp_LOG_log_definition* find_among_known(unsigned id, bool& is_known) KP_REQUIRES_SHARED(lock_);
   _kp_LOG_log_definition* cached(unsigned id) const noexcept KP_REQUIRES_SHARED(lock_);
+  const _kp_LOG_log_definition_file_info_holder* location_of(unsigned id) const noexcept
+      KP_REQUIRES_SHARED(lock_);
   _kp_LOG_log_definition* load(unsigned id) KP_REQUIRES(lock_);
+  bool retrieve(unsigned id, _kp_LOG_log_definition& def, bool is_merge,
+                bool& is_repeatable) KP_NO_THREAD_SAFETY_ANALYSIS;
   void declare(unsigned id, const char* name, unsigned char type,
                _kp_LOG_log_definition& definition) KP_REQUIRES(lock_);
   void declare_again(unsigned id, _kp_LOG_log_definition& definition) const
       KP_REQUIRES_SHARED(lock_);
   _kp_LOG_log_definition* keep(_kp_LOG_log_definition* definition) noexcept KP_REQUIRES(lock_);
+  void let_go(_kp_LOG_log_definition* definition) noexcept KP_REQUIRES(lock_);
+  void forget_dead() noexcept KP_REQUIRES(lock_);
+  void forget() noexcept KP_REQUIRES(lock_);
 
-  // The steps of setting a file. Each holds the writer side only around what it changes.
-  void begin_file(bool is_aux);
-  void keep_version(const _kp_LOG_ldf_header_struct& header, bool is_aux) noexcept;
-  void load_globals(_kp_LOG_ldf_view& view, unsigned count, unsigned offset);
-  void load_mapping(_kp_LOG_ldf_view& view, unsigned count, unsigned offset, bool is_aux);
-  void load_mapping_record(unsigned id, unsigned offset, bool is_aux);
-  void set_location(unsigned id, _kp_LOG_log_definition_file_info_holder location)
-      KP_REQUIRES(lock_);
+  kp_file load_std(const char* path, bool keeps_file);
+  void read_std(const char* path, std_load& loaded);
+  void install(std_load& loaded, bool keeps_file) noexcept;
+
+  FILE* load_aux(const char* path);
+  void begin_aux();
+  void merge_file(_kp_LOG_ldf_view& view, unsigned count, aux_merge& merge);
+  void merge_file_at_once(_kp_LOG_ldf_view& view, unsigned count, aux_merge& merge);
+  void merge_record(unsigned id, unsigned offset, aux_merge& merge) KP_REQUIRES(lock_);
+  bool merge_into(unsigned id, _kp_LOG_log_definition& known) KP_REQUIRES(lock_);
 
   bool is_std_set_ = false;  // an STD file was set since the last clear, or tried to be
-  // From entry ID to record. Sized by the first file.
-  kp_MISC_hash_tbl<unsigned, _kp_LOG_log_definition_file_info_holder> locations_;
+  std::unique_ptr<location_table>
+      locations_;  // from entry ID to record; null before the first file
   // The cache: IDs side by side for the scan, and the definitions, each pinned.
   alignas(64) unsigned cached_ids_[cache_size] = {};
   _kp_LOG_log_definition* cached_definitions_[cache_size] = {};
@@ -126,6 +145,11 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
   // By entry ID, those of one in the order in which they were declared. Every cached definition has
   // them.
   std::multimap<unsigned, _kp_LOG_declared_attribute> declared_attributes_;
+  // Definitions that left the cache while entries used them, each pinned, linked by next_living_.
+  // Those that died since are found out when there are twice as many as there were living ones.
+  _kp_LOG_log_definition* living_ = nullptr;
+  unsigned n_living_ = 0;
+  unsigned most_living_ = 16;
   kp_file std_file_;
   kp_file aux_file_;
   mutable kp_LOG_CRWLock lock_;

@@ -52,9 +52,11 @@ static void add_attribute(_kp_LOG_log_definition& def, kp_String&& name, kp_Attr
   def.add_attr_info(std::move(entry), is_selector);
 }
 
-static void load_attributes(_kp_LOG_ldf_view& view, const _kp_LOG_ldf_record_head& head,
+// Whether there was none but the selector attribute.
+static bool load_attributes(_kp_LOG_ldf_view& view, const _kp_LOG_ldf_record_head& head,
                             _kp_LOG_log_definition& def) {
   const kp_String& selector = head.selector_attribute;
+  bool are_selectors = true;
   def.reserve_attributes(head.n_attributes);
   for (unsigned i = 0; i < head.n_attributes; ++i) {
     kp_String name, redirection;
@@ -62,7 +64,9 @@ static void load_attributes(_kp_LOG_ldf_view& view, const _kp_LOG_ldf_record_hea
     if (!kp_ldf_read_attribute(view, name, type, redirection)) kp_ldf_raise_file_error(__LINE__);
     const bool is_selector = selector.length() != 0 && name == selector;
     add_attribute(def, std::move(name), type, std::move(redirection), is_selector);
+    are_selectors = are_selectors && is_selector;
   }
+  return are_selectors;
 }
 
 // An AUX message must differ in index and value from the first `n_held` messages of the definition,
@@ -96,11 +100,13 @@ static void load_message(_kp_LOG_ldf_view& view, unsigned n_held, _kp_LOG_log_de
   def.add_selector_msg(std::move(message));
 }
 
-static void load_messages(_kp_LOG_ldf_view& view, bool is_aux, _kp_LOG_log_definition& def) {
+// Whether there was none.
+static bool load_messages(_kp_LOG_ldf_view& view, bool is_aux, _kp_LOG_log_definition& def) {
   const unsigned n_held = is_aux ? def.get_n_selector_msgs() : 0;
   unsigned count = 0;
   if (!kp_ldf_read_int4(view, count)) kp_ldf_raise_file_error(__LINE__);
   for (unsigned i = 0; i < count; ++i) load_message(view, n_held, def);
+  return count == 0;
 }
 
 // A file that adds to another keeps the other's property flags and, unless it brings a whole one of
@@ -118,13 +124,14 @@ static void apply_head(_kp_LOG_ldf_record_head& head, const _kp_LOG_ldf_record_s
   def.set_log_version(source.log_version);
 }
 
-void kp_ldf_load_record(_kp_LOG_ldf_view& view, const _kp_LOG_ldf_record_source& source,
+bool kp_ldf_load_record(_kp_LOG_ldf_view& view, const _kp_LOG_ldf_record_source& source,
                         unsigned id, _kp_LOG_log_definition& def) {
   _kp_LOG_ldf_record_head head;
   read_head(view, head);
   if (head.id != id) kp_log_raise_corrupted_definition();
   if (source.is_aux) require_same_selector(def, head.selector_attribute);
-  load_attributes(view, head, def);
-  load_messages(view, source.is_aux, def);
+  const bool are_selectors = load_attributes(view, head, def);
+  const bool has_no_messages = load_messages(view, source.is_aux, def);
   apply_head(head, source, def);
+  return are_selectors && has_no_messages;
 }

@@ -19,7 +19,9 @@ struct _kp_LOG_ldf_record_source {
 
 // Reads the record at the view's position, which must be that of entry type `id`, into `def`. What
 // was read before an error stays in the definition. Raises the errors of the definition table.
-void kp_ldf_load_record(_kp_LOG_ldf_view& view, const _kp_LOG_ldf_record_source& source,
+// Whether reading the same record into it again would change nothing: it has no attributes but its
+// selector attribute, and no selector messages.
+bool kp_ldf_load_record(_kp_LOG_ldf_view& view, const _kp_LOG_ldf_record_source& source,
                         unsigned id, _kp_LOG_log_definition& def);
 
 #endif

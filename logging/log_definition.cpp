@@ -8,6 +8,7 @@
 #include "base/kp_hash.h"
 #include "logging/def_read.h"
 #include "logging/log_definition_errors.h"
+#include "logging/log_definition_globals.h"
 
 static const char* or_empty(const char* text) noexcept {
   return text != nullptr ? text : "";
@@ -82,18 +83,19 @@ void _kp_LOG_log_definition::_unpin() const noexcept {
 }
 
 const char* _kp_LOG_log_definition::get_default_msg_id() const noexcept {
-  return text_or_null(default_msg_id_);
+  return text_or_null(now().default_msg_id);
 }
 
 const char* _kp_LOG_log_definition::get_default_msg_text() const noexcept {
-  return text_or_null(default_msg_text_);
+  return text_or_null(now().default_msg_text);
 }
 
 void _kp_LOG_log_definition::set_log_version(const char* version) noexcept {
   const char* const text = or_empty(version);
-  const size_t length = strnlen(text, sizeof log_version_ - 1);
-  std::memset(log_version_, 0, sizeof log_version_);
-  std::memcpy(log_version_, text, length);
+  auto& held = now().log_version;
+  const size_t length = strnlen(text, sizeof held - 1);
+  std::memset(held, 0, sizeof held);
+  std::memcpy(held, text, length);
 }
 
 void _kp_LOG_log_definition::set_default_msg_id(const char* id) {
@@ -105,14 +107,19 @@ void _kp_LOG_log_definition::set_default_msg_text(const char* text) {
 }
 
 void _kp_LOG_log_definition::set_default_msg_id(kp_String&& id) noexcept {
-  default_msg_id_ = std::move(id);
+  now().default_msg_id = std::move(id);
 }
 
 void _kp_LOG_log_definition::set_default_msg_text(kp_String&& text) noexcept {
-  default_msg_text_ = std::move(text);
+  now().default_msg_text = std::move(text);
 }
 
 // ---- looking up ----
+
+static _kp_LOG_attribute_entry* find_global(const _kp_LOG_hashed_name& name) noexcept {
+  const _kp_LOG_global_attributes* const globals = _kp_LOG_global_attributes::current();
+  return globals != nullptr ? globals->find(name) : nullptr;
+}
 
 _kp_LOG_attribute_entry* _kp_LOG_log_definition::_find_attr_entry_by_name(
     const char* name) const noexcept {
@@ -127,7 +134,7 @@ _kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_by_name(
 _kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_by_name(
     const _kp_LOG_hashed_name& name) const noexcept {
   _kp_LOG_attribute_entry* const own = attributes_.find(name);
-  return own != nullptr ? own : global_attributes_.find(name);
+  return own != nullptr ? own : find_global(name);
 }
 
 bool _kp_LOG_log_definition::get_attr_info_by_name(const char* name, unsigned char& type,
@@ -160,30 +167,31 @@ static _kp_LOG_selector_message* first_message(const Messages& messages, Matches
 
 _kp_LOG_selector_message* _kp_LOG_log_definition::get_selector_msg_by_index(
     unsigned index) const noexcept {
-  return first_message(selector_msgs_,
+  return first_message(now().selector_msgs,
                        [index](const auto& message) { return message.get_index() == index; });
 }
 
 _kp_LOG_selector_message* _kp_LOG_log_definition::get_selector_msg_by_value(
     unsigned value) const noexcept {
-  return first_message(selector_msgs_,
+  return first_message(now().selector_msgs,
                        [value](const auto& message) { return message.get_value() == value; });
 }
 
 unsigned char _kp_LOG_log_definition::get_n_selector_msgs() const noexcept {
-  return static_cast<unsigned char>(selector_msgs_.size());
+  return static_cast<unsigned char>(now().selector_msgs.size());
 }
 
 _kp_LOG_selector_message* _kp_LOG_log_definition::get_selector_msg(unsigned char i) const noexcept {
-  return i < selector_msgs_.size() ? selector_msgs_[i].get() : nullptr;
+  const auto& messages = now().selector_msgs;
+  return i < messages.size() ? messages[i].get() : nullptr;
 }
 
 // ---- changing ----
 
 // A parked selector is given up when another attribute, or none, takes its place.
 void _kp_LOG_log_definition::set_selector(_kp_LOG_attribute_entry* entry) noexcept {
-  selector_ = entry;
-  parked_selector_.reset();
+  now().selector = entry;
+  now().parked_selector.reset();
 }
 
 void _kp_LOG_log_definition::set_selector_attribute(const char* name) noexcept {
@@ -200,8 +208,9 @@ void _kp_LOG_log_definition::add_selector_msg(unsigned index, unsigned value, co
 }
 
 void _kp_LOG_log_definition::add_selector_msg(std::unique_ptr<_kp_LOG_selector_message>&& message) {
-  if (selector_msgs_.size() == kp_ldf_max_count) kp_log_raise_corrupted_definition();
-  kp_log_no_bad_alloc([&] { selector_msgs_.push_back(std::move(message)); });
+  auto& messages = now().selector_msgs;
+  if (messages.size() == kp_ldf_max_count) kp_log_raise_corrupted_definition();
+  kp_log_no_bad_alloc([&] { messages.push_back(std::move(message)); });
 }
 
 void _kp_LOG_log_definition::reserve_attributes(unsigned count) {
@@ -212,7 +221,7 @@ void _kp_LOG_log_definition::reserve_attributes(unsigned count) {
 std::unique_ptr<_kp_LOG_attribute_entry> _kp_LOG_log_definition::take_attribute(
     _kp_LOG_attribute_entry* entry) noexcept {
   auto taken = attributes_.take(entry);
-  if (taken != nullptr && taken.get() == selector_) set_selector(nullptr);
+  if (taken != nullptr && taken.get() == now().selector) set_selector(nullptr);
   return taken;
 }
 
@@ -236,30 +245,62 @@ void _kp_LOG_log_definition::append_attribute(std::unique_ptr<_kp_LOG_attribute_
   if (is_selector) set_selector(added);
 }
 
-bool _kp_LOG_log_definition::remove_attr_by_ptr(_kp_LOG_attribute_entry* entry) noexcept {
+bool _kp_LOG_log_definition::remove_attr_by_ptr(_kp_LOG_attribute_entry* entry) {
   return take_attribute(entry) != nullptr || _remove_global_attr_by_ptr(entry);
 }
 
 void _kp_LOG_log_definition::clear_attr_info() noexcept {
-  if (auto selector = attributes_.take(selector_)) parked_selector_ = std::move(selector);
+  if (auto selector = attributes_.take(now().selector)) now().parked_selector = std::move(selector);
   attributes_.clear();
-  selector_msgs_.clear();
+  now().selector_msgs.clear();
+}
+
+// ---- replacing what it holds ----
+
+void _kp_LOG_log_definition::copy_attributes_to(_kp_LOG_log_definition& other) const {
+  const unsigned n = attributes_.size();
+  other.reserve_attributes(n);
+  for (unsigned i = 0; i < n; ++i) {
+    const _kp_LOG_attribute_entry* const entry = attributes_.at(static_cast<unsigned char>(i));
+    other.append_attribute(make_owned<_kp_LOG_attribute_entry>(
+                               entry->get_name(), entry->get_redirection_name(), entry->get_type()),
+                           entry == now().selector);
+  }
+}
+
+std::unique_ptr<_kp_LOG_log_definition> _kp_LOG_log_definition::copy() const {
+  auto made = make_owned<_kp_LOG_log_definition>();
+  made->entry_id_ = entry_id_;
+  made->set_second_word(get_second_word());
+  made->set_property_flags(get_property_flags());
+  made->set_log_version(get_log_version());
+  made->set_default_msg_id(get_default_msg_id());
+  made->set_default_msg_text(get_default_msg_text());
+  copy_attributes_to(*made);
+  for (const auto& message : now().selector_msgs)
+    made->add_selector_msg(message->get_index(), message->get_value(), message->get_msg_id(),
+                           message->get_msg_text());
+  return made;
+}
+
+// The attributes first: a message that is new finds the attributes that it names.
+void _kp_LOG_log_definition::replace_content(std::unique_ptr<_kp_LOG_log_definition> changed) {
+  kp_log_no_bad_alloc([this] { former_.reserve(former_.size() + 1); });
+  attributes_.exchange(changed->attributes_);
+  content* const theirs = changed->content_.load(std::memory_order_relaxed);
+  changed->content_.store(content_.exchange(theirs, std::memory_order_acq_rel),
+                          std::memory_order_relaxed);
+  former_.push_back(std::move(changed));
 }
 
 // ---- global attributes ----
 
-constinit _kp_LOG_attribute_list _kp_LOG_log_definition::global_attributes_;
 _kp_LOG_attribute_entry** _kp_LOG_log_definition::p_global_attr_entries = nullptr;
 unsigned char _kp_LOG_log_definition::n_global_attr_entries = 0;
 
-void _kp_LOG_log_definition::publish_globals() noexcept {
-  kp_store(p_global_attr_entries, global_attributes_.entries());
-  kp_store(n_global_attr_entries, global_attributes_.size());
-}
-
 _kp_LOG_attribute_entry* _kp_LOG_log_definition::_find_global_attr_entry_by_name(
     const char* name) noexcept {
-  return name != nullptr ? global_attributes_.find(_kp_LOG_hashed_name(name)) : nullptr;
+  return name != nullptr ? find_global(_kp_LOG_hashed_name(name)) : nullptr;
 }
 
 bool _kp_LOG_log_definition::get_global_attr_info_by_name(const char* name,
@@ -272,29 +313,40 @@ bool _kp_LOG_log_definition::get_global_attr_info_by_name(const char* name,
 
 void _kp_LOG_log_definition::get_global_attr_info_by_index(unsigned char i, const char*& name,
                                                            unsigned char& type) {
-  const _kp_LOG_attribute_entry* const entry = global_attributes_.at(i);
-  if (entry == nullptr)
+  _kp_LOG_global_attributes* const globals = _kp_LOG_global_attributes::current();
+  if (globals == nullptr || i >= globals->size())
     kp_log_raise<KPX_logging_index_out_of_bound>(
         "_kp_LOG_log_definition::get_global_attr_info_by_index()");
-  name = entry->get_name();
-  type = entry->get_type();
+  name = globals->entries()[i]->get_name();
+  type = globals->entries()[i]->get_type();
 }
 
 void _kp_LOG_log_definition::add_global_attr_info(const char* name, unsigned char type) {
-  // Lives to the end: the name may be its own.
-  const auto replaced = global_attributes_.take(_find_global_attr_entry_by_name(or_empty(name)));
-  if (replaced != nullptr) publish_globals();
-  global_attributes_.append(make_owned<_kp_LOG_attribute_entry>(name, nullptr, type));
-  publish_globals();
+  _kp_LOG_global_change change;
+  try {
+    change.add(name, type);
+  } catch (...) {
+    change.publish_what_can_be();
+    throw;
+  }
+  change.publish();
 }
 
-bool _kp_LOG_log_definition::_remove_global_attr_by_ptr(_kp_LOG_attribute_entry* entry) noexcept {
-  const bool removed = global_attributes_.take(entry) != nullptr;
-  if (removed) publish_globals();
-  return removed;
+bool _kp_LOG_log_definition::add_new_global_attr_info(const char* name, unsigned char type) {
+  _kp_LOG_global_change change;
+  if (change.find(name) != nullptr) return false;
+  change.add(name, type);
+  change.publish();
+  return true;
+}
+
+bool _kp_LOG_log_definition::_remove_global_attr_by_ptr(_kp_LOG_attribute_entry* entry) {
+  _kp_LOG_global_change change;
+  if (!change.remove(entry)) return false;
+  change.publish();
+  return true;
 }
 
 void _kp_LOG_log_definition::clear_global_attr_info() noexcept {
-  global_attributes_.clear();
-  publish_globals();
+  _kp_LOG_global_attributes::clear();
 }

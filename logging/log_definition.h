@@ -29,6 +29,8 @@ class KP_API _kp_LOG_attribute_entry : kp_UTIL_no_inadvertant_copies {
 
  private:
   friend class _kp_LOG_attribute_list;
+  friend class _kp_LOG_global_attributes;
+  friend class _kp_LOG_global_change;
 
   kp_String name_;
   kp_String redirection_name_;  // empty: none
@@ -90,6 +92,8 @@ class KP_API _kp_LOG_attribute_list : kp_UTIL_no_inadvertant_copies {
   std::unique_ptr<_kp_LOG_attribute_entry> take(const _kp_LOG_attribute_entry* entry) noexcept;
   // Destroys every attribute.
   void clear() noexcept;
+  // Gives each list what the other one held. Others may look up in this one meanwhile.
+  void exchange(_kp_LOG_attribute_list& other) noexcept;
 
  private:
   struct block;
@@ -99,9 +103,10 @@ class KP_API _kp_LOG_attribute_list : kp_UTIL_no_inadvertant_copies {
 
 // The description of one kind of entry, filled from definition files by the definition table.
 //
-// A definition has no lock. Once it is published by the table it is read by all threads; the one
-// change after that, declaring a further attribute, is made by the table's writer side and is seen
-// whole or not at all by readers that do not lock.
+// A definition has no lock. Once it is published by the table it is read by all threads; the two
+// changes after that, declaring a further attribute and merging an AUX record, are made by the
+// table's writer side, one at a time, and harm no reader: a list only grows, and a merge is made in
+// a copy whose content then replaces the definition's, which keeps the former one until it dies.
 //
 // Lifetime: the table and every entry attached to a definition share it by pinning it. A definition
 // that nobody has ever pinned belongs to whoever made it.
@@ -116,21 +121,21 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   ~_kp_LOG_log_definition();
 
   unsigned get_entry_id() const noexcept { return entry_id_; }
-  unsigned get_second_word() const noexcept { return second_word_; }
-  unsigned get_property_flags() const noexcept { return property_flags_; }
-  const char* get_log_version() const noexcept { return log_version_; }  // never null
-  const char* get_default_msg_id() const noexcept;                       // null when never set
-  const char* get_default_msg_text() const noexcept;                     // null when never set
+  unsigned get_second_word() const noexcept { return now().second_word; }
+  unsigned get_property_flags() const noexcept { return now().property_flags; }
+  const char* get_log_version() const noexcept { return now().log_version; }  // never null
+  const char* get_default_msg_id() const noexcept;                            // null when never set
+  const char* get_default_msg_text() const noexcept;                          // null when never set
   unsigned char get_n_attributes() const noexcept { return attributes_.size(); }
   // The attribute whose value chooses the message; null when there is none.
-  _kp_LOG_attribute_entry* get_selector_attribute() const noexcept { return selector_; }
+  _kp_LOG_attribute_entry* get_selector_attribute() const noexcept { return now().selector; }
   unsigned char get_n_selector_msgs() const noexcept;
   // The i-th selector message in file order; null when `i` is not below the count.
   _kp_LOG_selector_message* get_selector_msg(unsigned char i) const noexcept;
 
   void set_entry_id(unsigned id) noexcept { entry_id_ = id; }
-  void set_second_word(unsigned word) noexcept { second_word_ = word; }
-  void set_property_flags(unsigned flags) noexcept { property_flags_ = flags; }
+  void set_second_word(unsigned word) noexcept { now().second_word = word; }
+  void set_property_flags(unsigned flags) noexcept { now().property_flags = flags; }
   // Copies at most 15 bytes; null counts as "".
   void set_log_version(const char* version) noexcept;
   // Replace the owned copy; null: none. On failure the old text stays. The second form takes the
@@ -175,13 +180,22 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   // Makes room for `count` further own attributes, as far as there may be that many.
   void reserve_attributes(unsigned count);
   // Removes exactly that attribute from the own list, else from the global one; false when neither
-  // holds it. Later attributes move down one place.
-  bool remove_attr_by_ptr(_kp_LOG_attribute_entry* entry) noexcept;
+  // holds it. Later attributes move down one place. Raises KPX_memory_alloc where a global one
+  // stays.
+  bool remove_attr_by_ptr(_kp_LOG_attribute_entry* entry);
   // Drops all own attributes and selector messages, and nothing else. The selector attribute stays
   // readable until another one is set or the definition dies.
   void clear_attr_info() noexcept;
 
+  // A copy of its own, with everything that the definition holds now.
+  std::unique_ptr<_kp_LOG_log_definition> copy() const;
+  // Takes over what `changed` holds, and keeps what it held itself until it dies: who reads it
+  // meanwhile goes on with the one or the other.
+  void replace_content(std::unique_ptr<_kp_LOG_log_definition> changed);
+
   // --- Global attributes: valid for every kind of entry, process-wide, without redirection names
+  // Any thread may look them up while another one changes them: it sees the list before or after.
+  // What a look-up gives is valid in its thread until that looks up again or changes the list.
   // ---
   static _kp_LOG_attribute_entry* _find_global_attr_entry_by_name(const char* name) noexcept;
   static bool get_global_attr_info_by_name(const char* name, unsigned char& type) noexcept;
@@ -192,10 +206,13 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   // Adds at the end; one of the same name is removed first, and stays removed when the addition
   // fails. A null name counts as "".
   static void add_global_attr_info(const char* name, unsigned char type);
-  static bool _remove_global_attr_by_ptr(_kp_LOG_attribute_entry* entry) noexcept;
+  // The same, unless the name is held already; whether it was added.
+  static bool add_new_global_attr_info(const char* name, unsigned char type);
+  // Raises KPX_memory_alloc, the list staying as it is.
+  static bool _remove_global_attr_by_ptr(_kp_LOG_attribute_entry* entry);
   static void clear_global_attr_info() noexcept;
 
-  // The global list as it stands, for reading.
+  // The global list as it stands, for reading while nobody changes it.
   static _kp_LOG_attribute_entry** p_global_attr_entries;  // null when empty; owned
   static unsigned char n_global_attr_entries;
 
@@ -203,28 +220,43 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   // must have been made with new. Any thread.
   void _pin() const noexcept { pins_.fetch_add(1, std::memory_order_relaxed); }
   void _unpin() const noexcept;
+  // Whether anybody but the caller, who has pinned it, has pinned it as well. Where nobody has,
+  // nobody gets to it but through the caller.
+  bool _is_shared() const noexcept { return pins_.load(std::memory_order_acquire) > 1; }
 
  private:
+  friend class _kp_LOG_log_definition_tbl;
+
+  // What a merge replaces as a whole, beside the attributes.
+  struct content {
+    unsigned second_word = 0;
+    unsigned property_flags = 0;
+    char log_version[16] = {};
+    kp_String default_msg_id;                     // without a buffer: none
+    kp_String default_msg_text;                   // without a buffer: none
+    _kp_LOG_attribute_entry* selector = nullptr;  // one of the list, or the parked one
+    // The selector attribute of a list that was cleared. It stays alive, so that nothing else comes
+    // to stand at its address and is taken for the selector.
+    std::unique_ptr<_kp_LOG_attribute_entry> parked_selector;
+    std::vector<std::unique_ptr<_kp_LOG_selector_message>> selector_msgs;
+  };
+
+  const content& now() const noexcept { return *content_.load(std::memory_order_acquire); }
+  content& now() noexcept { return *content_.load(std::memory_order_acquire); }
+
   void set_selector(_kp_LOG_attribute_entry* entry) noexcept;
   std::unique_ptr<_kp_LOG_attribute_entry> take_attribute(_kp_LOG_attribute_entry* entry) noexcept;
   void append_attribute(std::unique_ptr<_kp_LOG_attribute_entry>&& entry, bool is_selector);
-  static void publish_globals() noexcept;
-
-  static _kp_LOG_attribute_list global_attributes_;
+  void copy_attributes_to(_kp_LOG_log_definition& other) const;
 
   mutable std::atomic<unsigned> pins_{0};
   unsigned entry_id_ = 0;
-  unsigned second_word_ = 0;
-  unsigned property_flags_ = 0;
-  char log_version_[16] = {};
-  kp_String default_msg_id_;    // without a buffer: none
-  kp_String default_msg_text_;  // without a buffer: none
   _kp_LOG_attribute_list attributes_;
-  _kp_LOG_attribute_entry* selector_ = nullptr;  // one of the list, or the parked one
-  // The selector attribute of a list that was cleared. It stays alive, so that nothing else comes
-  // to stand at its address and is taken for the selector.
-  std::unique_ptr<_kp_LOG_attribute_entry> parked_selector_;
-  std::vector<std::unique_ptr<_kp_LOG_selector_message>> selector_msgs_;
+  content first_content_;
+  std::atomic<content*> content_{&first_content_};  // its own, or that of a former one
+  // What it held before each merge; their content is what it holds now.
+  std::vector<std::unique_ptr<_kp_LOG_log_definition>> former_;
+  _kp_LOG_log_definition* next_living_ = nullptr;  // the table's
 };
 
 // A share of a definition. One object is used by one thread at a time.

@@ -115,3 +115,8 @@ void _kp_LOG_attribute_list::clear() noexcept {
     b = outgrown;
   }
 }
+
+void _kp_LOG_attribute_list::exchange(_kp_LOG_attribute_list& other) noexcept {
+  block* const others = other.block_.load(std::memory_order_relaxed);
+  other.block_.store(block_.exchange(others, std::memory_order_acq_rel), std::memory_order_relaxed);
+}

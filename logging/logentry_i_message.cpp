@@ -35,9 +35,8 @@ static constinit icu_text_kept_code_page output_code_page;
   kp_log_raise<KPX_logging_internal_error>(text);
 }
 
-static void choose_output_code_page() {
+static void choose_output_code_page(const char* code_page) {
   if (output_code_page.is_chosen()) return;
-  const char* code_page = kp_LOG_LogConfig::GetCodePage();
   if (*code_page == '\0' && !icu_text_default_is_usable()) {
     raise_no_converter(code_page,
                        "_kp_LOG_log_message::get_readable_message:  Default UnicodeConverter "
@@ -62,9 +61,10 @@ static void choose_output_code_page() {
 
 static void render_through_icu(const _kp_LOG_log_entry_imp& entry, bool use_default, unsigned index,
                                char* buffer, long size) {
+  const char* const code_page = kp_LOG_LogConfig::GetCodePage();
   icu::UnicodeString message;
-  logmsg_render_icu(entry, entry.get_definition(), use_default, index, message);
-  choose_output_code_page();
+  logmsg_render_icu(entry, entry.get_definition(), use_default, index, code_page, message);
+  choose_output_code_page(code_page);
   int written = 0;
   if (buffer == nullptr || output_code_page.encode(message, buffer, static_cast<int>(size),
                                                    written) != icu_text_result::ok) {
@@ -116,9 +116,10 @@ const char* _kp_LOG_log_entry_imp::get_readable_message(bool use_default, unsign
 
 static std::string render_through_icu(const _kp_LOG_log_entry_imp& entry, bool use_default,
                                       unsigned index) {
+  // One code page for the values and for the message, whatever is set meanwhile.
+  const char* const code_page = kp_LOG_LogConfig::GetCodePage();
   icu::UnicodeString message;
-  logmsg_render_icu(entry, entry.get_definition(), use_default, index, message);
-  const char* code_page = kp_LOG_LogConfig::GetCodePage();
+  logmsg_render_icu(entry, entry.get_definition(), use_default, index, code_page, message);
   std::string bytes;
   switch (icu_text_encode(message, code_page, bytes)) {
     case icu_text_result::ok:

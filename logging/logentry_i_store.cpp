@@ -383,12 +383,6 @@ int _kp_LOG_log_entry_imp::get_attrib_as_4(const char* name) const {
 
 // --- Run-time declarations ----------------------------------------------------------------------
 
-static bool declare_global_attribute(const char* name, unsigned char type) {
-  if (_kp_LOG_log_definition::_find_global_attr_entry_by_name(name) != nullptr) return false;
-  _kp_LOG_log_definition::add_global_attr_info(name, type);
-  return true;
-}
-
 bool _kp_LOG_log_entry_imp::add_product_specific_attribute_definition(unsigned entry_id,
                                                                       const char* name,
                                                                       kp_AttributeType type) {
@@ -400,7 +394,7 @@ bool _kp_LOG_log_entry_imp::add_product_specific_attribute_definition(unsigned e
     kp_log_raise_invalid_argument();
   }
   const auto code = static_cast<unsigned char>(type);
-  if (entry_id == 0) return declare_global_attribute(name, code);
+  if (entry_id == 0) return _kp_LOG_log_definition::add_new_global_attr_info(name, code);
   LogDebugMessage(2,
                   "%s:%d _kp_LOG_log_entry_imp::add_product_specific_attribute_definition, id=%d, "
                   "name=%s, type=%d \n",

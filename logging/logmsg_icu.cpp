@@ -82,17 +82,16 @@ static double milliseconds_of(const kp_Time& time) {
 
 // A string in a code page that ICU does not know reads as the empty text.
 static void read_string(const _kp_LOG_log_entry_imp& entry, const logmsg_placeholder& placeholder,
-                        kp_AttributeType type, icu::UnicodeString& text) {
-  static_cast<void>(
-      icu_text_decode(placeholder.string_of(entry, type), kp_LOG_LogConfig::GetCodePage(), text));
+                        kp_AttributeType type, const char* code_page, icu::UnicodeString& text) {
+  static_cast<void>(icu_text_decode(placeholder.string_of(entry, type), code_page, text));
 }
 
 static void read_value(const _kp_LOG_log_entry_imp& entry, const logmsg_placeholder& placeholder,
-                       kp_AttributeType type, logmsg_icu_value& value) {
+                       kp_AttributeType type, const char* code_page, logmsg_icu_value& value) {
   using form = enum logmsg_icu_value::form;
   if (placeholder.kind() == logmsg_kind::string) {
     value.form = form::text;
-    read_string(entry, placeholder, type, value.text);
+    read_string(entry, placeholder, type, code_page, value.text);
   } else if (is_time_attribute(type)) {
     value.form = form::date;
     value.real = milliseconds_of(placeholder.time_of(entry));
@@ -111,13 +110,14 @@ using logmsg_icu_values = std::array<logmsg_icu_value, logmsg_icu_plan::most_arg
 // Resolves and reads the placeholders in their order, also those whose values nothing shows.
 static void read_values(const _kp_LOG_log_entry_imp& entry,
                         const _kp_LOG_log_definition& definition, const logmsg_icu_plan& plan,
-                        logmsg_icu_values& values) {
+                        const char* code_page, logmsg_icu_values& values) {
   size_t number = 0;
   logmsg_icu_value surplus;
   for (const logmsg_icu_plan::step& step : plan.steps()) {
     const kp_AttributeType type = step.placeholder.resolve(definition);
     if (step.placeholder.kind() == logmsg_kind::nothing) continue;
-    read_value(entry, step.placeholder, type, number < values.size() ? values[number] : surplus);
+    read_value(entry, step.placeholder, type, code_page,
+               number < values.size() ? values[number] : surplus);
     ++number;
   }
 }
@@ -236,12 +236,13 @@ static void format_pattern(const logmsg_icu_plan& plan, const logmsg_icu_values&
 // --- Rendering ---
 
 static void render(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definition& definition,
-                   const icu::UnicodeString& text, icu::UnicodeString& message) {
+                   const icu::UnicodeString& text, const char* code_page,
+                   icu::UnicodeString& message) {
   using cache = logmsg_cache<logmsg_icu_plan, char16_t>;
   const std::u16string_view units(text.getBuffer(), static_cast<size_t>(text.length()));
   const logmsg_icu_plan& plan = kp_per_thread<cache>::get().find(text, units);
   logmsg_icu_values values;
-  read_values(entry, definition, plan, values);
+  read_values(entry, definition, plan, code_page, values);
   if (plan.taken() == logmsg_icu_plan::road::refused) refuse_pattern();
   if (plan.taken() == logmsg_icu_plan::road::direct && write_directly(plan, values, message))
     return;
@@ -249,7 +250,8 @@ static void render(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definit
 }
 
 void logmsg_render_icu(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definition* definition,
-                       bool use_default, unsigned index, icu::UnicodeString& message) {
+                       bool use_default, unsigned index, const char* code_page,
+                       icu::UnicodeString& message) {
   kp_log_no_bad_alloc([&] {
     message.remove();
     const logmsg_choice choice = logmsg_choose(entry, definition, use_default, index);
@@ -257,7 +259,7 @@ void logmsg_render_icu(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_def
     const icu::UnicodeString text =
         catalog ? template_from(*catalog, choice) : template_from(choice.text);
     if (text.isBogus()) kp_log_raise_alloc();
-    render(entry, *definition, text, message);
+    render(entry, *definition, text, code_page, message);
     if (message.isBogus()) kp_log_raise_alloc();
   });
 }
@@ -266,6 +268,7 @@ icu::UnicodeString _kp_LOG_log_message::get_message(const _kp_LOG_log_entry_imp&
                                                     const _kp_LOG_log_definition* definition,
                                                     bool use_default, unsigned index) {
   icu::UnicodeString message;
-  logmsg_render_icu(entry, definition, use_default, index, message);
+  logmsg_render_icu(entry, definition, use_default, index, kp_LOG_LogConfig::GetCodePage(),
+                    message);
   return message;
 }

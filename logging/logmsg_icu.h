@@ -7,8 +7,10 @@
 class _kp_LOG_log_definition;
 class _kp_LOG_log_entry_imp;
 
-// As _kp_LOG_log_message::get_message; replaces `message`.
+// As _kp_LOG_log_message::get_message, with the entry's multibyte texts read in `code_page`;
+// replaces `message`.
 void logmsg_render_icu(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definition* definition,
-                       bool use_default, unsigned index, icu::UnicodeString& message);
+                       bool use_default, unsigned index, const char* code_page,
+                       icu::UnicodeString& message);
 
 #endif

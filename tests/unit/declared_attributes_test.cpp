@@ -2,11 +2,13 @@
 // them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <string>
 #include <vector>
 
 #include "logging/ldf_load.h"
+#include "tests/support/definition_table.h"
 #include "tests/support/failing_new.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/raised.h"
@@ -47,17 +49,7 @@ class DeclaredAttributes : public testing::Test {
   void push_out() {
     for (unsigned id = 3; id < 3 + 128; ++id) ASSERT_NE(table_.find_entry(id), nullptr);
   }
-  std::vector<std::string> names_of(unsigned id) {
-    const _kp_LOG_log_definition* const def = table_.find_entry(id);
-    std::vector<std::string> names;
-    for (unsigned i = 0; i < def->get_n_attributes(); ++i) {
-      const char *name = nullptr, *redirection = nullptr;
-      unsigned char type = 0;
-      def->get_attr_info_by_index(static_cast<unsigned char>(i), name, type, redirection);
-      names.emplace_back(name);
-    }
-    return names;
-  }
+  std::vector<std::string> names_of(unsigned id) { return attribute_names(*table_.find_entry(id)); }
   unsigned type_of(unsigned id, const char* name) {
     return table_.find_entry(id)->get_attr_info_by_name(name)->get_type();
   }
@@ -97,6 +89,35 @@ TEST_F(DeclaredAttributes, ComeBackWithTheirDefinitionInTheirOrder) {
     EXPECT_FALSE(declare(1, "Z", 2));
   }
   EXPECT_THAT(names_of(2), ElementsAre("N2", "OF_ANOTHER"));
+}
+
+TEST_F(DeclaredAttributes, ReachDefinitionsThatAreInUseWhereverTheyWent) {
+  const _kp_LOG_definition_ref cleared = table_.acquire_entry(1);
+  set_std();
+  const _kp_LOG_definition_ref pushed_out = table_.acquire_entry(1);
+  push_out();
+  const _kp_LOG_definition_ref of_another = table_.acquire_entry(2);
+  push_out();
+  EXPECT_TRUE(declare(1, "NEW", 9));
+  for (const auto* definition : {&cleared, &pushed_out})
+    EXPECT_THAT(attribute_names(*definition->get()), ElementsAre("N1", "NEW"));
+  EXPECT_THAT(attribute_names(*of_another.get()), ElementsAre("N2"));
+  EXPECT_THAT(names_of(1), ElementsAre("N1", "NEW"));
+}
+
+// The heap tells: of thousands of definitions that left the cache while an entry used each, those
+// that are used no more are gone.
+TEST_F(DeclaredAttributes, KeepNoDefinitionThatIsUsedNoMore) {
+  const auto use_and_push_out = [&] {
+    for (unsigned round = 0; round < 40; ++round) {
+      const _kp_LOG_definition_ref used = table_.acquire_entry(1 + round % 2);
+      push_out();
+    }
+  };
+  use_and_push_out();
+  const size_t before = mallinfo2().uordblks;
+  use_and_push_out();
+  EXPECT_LT(mallinfo2().uordblks, before + 32U * 1024);
 }
 
 TEST_F(DeclaredAttributes, AreNotChangedByALaterGlobalAttributeOfTheirName) {

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -155,6 +156,77 @@ TEST_F(DefinitionTable, TheSameIdTwiceInAnAuxFileMergesTwice) {
   set_std(file_of_ids(1, 1));
   set_aux(aux_file);
   EXPECT_THAT(attribute_names(*table_.find_entry(50)), ElementsAre("FIRST", "SECOND"));
+}
+
+TEST_F(DefinitionTable, ADefinitionInUseIsMergedForItsUsersToo) {
+  set_std(file_of({{.id = 1,
+                    .flags = 4,
+                    .msg_id = "S",
+                    .msg_text = "std",
+                    .selector = "SEL",
+                    .attributes = {{"SEL", 2}, {"OWN", 6, "TO"}},
+                    .messages = {{1, 10, "S1", "one"}}}}));
+  const _kp_LOG_definition_ref used = table_.acquire_entry(1);
+  const char* const text_before = used->get_default_msg_text();
+  const _kp_LOG_selector_message* const message_before = used->get_selector_msg(0);
+  set_aux(aux_of({.id = 1,
+                  .msg_id = "A",
+                  .msg_text = "aux",
+                  .selector = "SEL",
+                  .attributes = {{"SEL", 2}, {"MORE", 6}},
+                  .messages = {{2, 20, "A2", "two"}}}));
+  EXPECT_EQ(table_.find_entry(1), used.get());
+  EXPECT_THAT(attribute_names(*used.get()), ElementsAre("OWN", "SEL", "MORE"));
+  EXPECT_EQ(used->get_selector_attribute(), used->_find_attr_entry_by_name("SEL"));
+  EXPECT_STREQ(used->_find_attr_entry_by_name("OWN")->get_redirection_name(), "TO");
+  EXPECT_STREQ(used->get_default_msg_text(), "aux");
+  EXPECT_EQ(used->get_property_flags(), 4U);
+  EXPECT_STREQ(used->get_log_version(), "3.0");
+  EXPECT_STREQ(used->get_selector_msg_by_value(10)->get_msg_text(), "one");
+  EXPECT_STREQ(used->get_selector_msg_by_value(20)->get_msg_id(), "A2");
+  // Who read it before the merge may go on.
+  EXPECT_STREQ(text_before, "std");
+  EXPECT_STREQ(message_before->get_msg_text(), "one");
+}
+
+TEST_F(DefinitionTable, AFailedMergeOfADefinitionInUseLeavesWhatWasMergedSoFar) {
+  set_std(file_of({{.id = 1, .attributes = {{"A", 2}}}}));
+  const _kp_LOG_definition_ref used = table_.acquire_entry(1);
+  EXPECT_EQ(aux_error(aux_of({.id = 1, .attributes = {{"B", 1}, {"A", 2}, {"C", 1}}})),
+            definition_error("attribute A already exist."));
+  EXPECT_THAT(attribute_names(*used.get()), ElementsAre("A", "B"));
+}
+
+// An AUX file with one record of ID 1, its default message of that many bytes, which as many
+// mapping records name.
+static std::string named_again_and_again(unsigned count, unsigned text_bytes) {
+  const std::string once =
+      aux_of({.id = 1, .msg_id = "A", .msg_text = std::string(text_bytes, 'x')}).bytes();
+  constexpr size_t mapping = 128;
+  std::string records;
+  for (unsigned i = 0; i < count; ++i) records += ldf_int4(1) + ldf_int4(mapping + 8 * count);
+  return with_int4(once.substr(0, mapping), n_entries_field, count) + records +
+         once.substr(mapping + 8);
+}
+
+TEST_F(DefinitionTable, ARecordThatIsNamedAgainAndAgainIsReadOnce) {
+  set_std(file_of_ids(1, 1));
+  const auto begin = std::chrono::steady_clock::now();
+  set_aux_bytes(named_again_and_again(75000, 600000));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+  EXPECT_EQ(std::string(table_.find_entry(1)->get_default_msg_text()).size(), 600000U);
+}
+
+TEST_F(DefinitionTable, ARecordThatIsNamedTwiceTellsEachMerge) {
+  set_std(file_of_ids(1, 1));
+  const debug_log_in_temp_folder log(3);
+  set_aux_bytes(named_again_and_again(2, 3));
+  const std::string table = "logging/ldf_load:N _kp_LOG_log_definition_tbl::";
+  const std::vector<std::string> lines = log.lines();
+  EXPECT_EQ(std::vector<std::string>(lines.end() - 3, lines.end()),
+            (std::vector<std::string>{table + "_retrieve_entry_definition return true",
+                                      table + "_find_entry_non_const n_entry_definitions_cached:1",
+                                      table + "_retrieve_entry_definition return true"}));
 }
 
 TEST_F(DefinitionTable, TheSameIdTwiceInAnStdFileMeansTheLast) {
