@@ -90,6 +90,11 @@ class KP_API kp_LOG_LogConfig {
 
   // [lock] Sets ICU's default locale. Belongs before SetMessageCatalogPath: an open catalog keeps
   // the locale it was opened with, and shows another one once its path is set again.
+  // The time zone in which messages tell times is ICU's as well, and not set here: ICU takes it
+  // from TZ when it is first used, and only where TZ is a name. A program whose TZ is a rule, as in
+  // "CET-1CEST,M3.5.0,M10.5.0/3", or changes while it runs, sets ICU's zone itself, with
+  // icu::TimeZone::adoptDefault or ucal_setDefaultTimeZone; otherwise messages may show another
+  // hour than the entry has.
   // Raises KPX_logging_illegal_argument "invalid argument" for a name that is no locale name.
   static void SetLocale(kp_Locale locale);
   static kp_Locale GetLocale();

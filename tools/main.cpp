@@ -8,6 +8,7 @@
 #include <new>
 
 #include "tools/command_table.h"
+#include "tools/icu_zone.h"
 #include "tools/standard_error.h"
 
 static command_outcome run(int argc, char** argv) {
@@ -39,5 +40,6 @@ int main(int argc, char** argv) {
   }
   // A file that grows too large is an error of the write, not the end of the program.
   static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+  use_zone_of_c_library();
   return static_cast<int>(run(argc, argv));
 }
