@@ -64,12 +64,12 @@ static void check_record(const parsed_record& record, std::string_view line) {
 
 static void check_fault(const record_error& error, std::string_view line) {
   require(error.column() >= 1 && error.column() <= line.size() + 1);
-  const std::string_view text = error.what();
+  const std::string_view text = error.text();
   require(!text.empty() && text.size() < 400);
   // The other parser passes over a byte order mark, and ends at a NUL.
   const bool is_read_differently =
       line.substr(0, 3) == "\xEF\xBB\xBF" || line.find('\0') != std::string_view::npos;
-  if (error.fault() == record_fault::syntax && line.size() <= record_size_limit &&
+  if (error.fault() == record_fault::syntax && line.size() <= size_limit_of(line) &&
       !is_read_differently)
     require(!json::parse(line, nullptr, false).is_object());
 }

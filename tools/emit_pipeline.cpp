@@ -13,7 +13,8 @@ emit_pipeline::emit_pipeline(const event_set& events, const emit_filter& filter,
       outputs_(outputs),
       report_(report),
       stops_(stops),
-      maker_(events) {}
+      maker_(events),
+      form_(events.version()) {}
 
 // --- One record ---
 
@@ -36,16 +37,17 @@ void emit_pipeline::process(const record_line& line) {
   const made_entry& made = maker_.make(*parsed_, line.text);
   emit_tally& tally = tallies_[made.event];
   if (filter_.passes(made.entry))
-    add(made);
+    add(made, line.text);
   else
     ++tally.rejected;
   ++tally.read;
 }
 
-// Nothing of a record is taken before its message is there.
-void emit_pipeline::add(const made_entry& made) {
+// Nothing of a record is taken before its message is there, nor what could not be read again.
+void emit_pipeline::add(const made_entry& made, std::string_view line) {
   const std::string message = entry_message(made);
   const sink_entry entry{made, message, made.entry.GetAttribTime("TIMESTAMP")};
+  form_.require_readable(entry, line);
   for (const auto& sink : outputs_.sinks) sink->add(entry);
   if (outputs_.counts != nullptr) outputs_.counts->add(entry.time, made.entry.GetEntryID());
 }

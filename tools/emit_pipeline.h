@@ -15,6 +15,7 @@
 #include "tools/record_parser.h"
 #include "tools/record_quarantine.h"
 #include "tools/record_sink.h"
+#include "tools/stored_form.h"
 
 // Where a run's results go.
 struct emit_outputs {
@@ -48,7 +49,7 @@ class emit_pipeline {
  private:
   void process(const record_line& line);
   void refuse(const record_line& line, const record_error& error);
-  void add(const made_entry& made);
+  void add(const made_entry& made, std::string_view line);
   bool is_batch_large() const;
   void settle();
   void acknowledge();
@@ -61,6 +62,7 @@ class emit_pipeline {
 
   record_parser parser_;
   entry_maker maker_;
+  stored_form form_;                       // for the size that a record has there
   const parsed_record* parsed_ = nullptr;  // the record being processed; null: no JSON object
   emit_tallies tallies_;
   uint64_t taken_ = 0;         // records so far

@@ -57,13 +57,6 @@ void emit_report::tell_hidden() {
   problem(diagnostic_rule::record_not_shown, text);
 }
 
-// The byte at which the character of that column begins.
-static size_t byte_of_column(std::string_view text, size_t column) {
-  size_t byte = 0;
-  for (size_t at = 1; at < column && byte < text.size(); ++at) byte += utf8_at(text, byte).size;
-  return byte;
-}
-
 void emit_report::bad_record(const record_line& line, const record_error& error) {
   if (!may_show_another()) return;
   clear_progress();
@@ -71,10 +64,7 @@ void emit_report::bad_record(const record_line& line, const record_error& error)
                                                    static_cast<size_t>(line.number - 1));
   const diagnostic_rule rule = rule_of_code(record_fault_code(error.fault()))->rule;
   diagnostic_list found;
-  found.add(
-      rule,
-      {&source, static_cast<size_t>(line.number - 1), byte_of_column(line.text, error.column())},
-      error.what());
+  found.add(rule, {&source, static_cast<size_t>(line.number - 1), error.offset()}, error.text());
   found.write(log_, {&source}, options_.format, options_.color);
   log_.flush();
 }

@@ -3,7 +3,9 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <utility>
 
 #include "kp_LOG_RenderMessage.h"
 #include "kp_LOG_errors.h"
@@ -17,7 +19,7 @@ static constexpr const char* time_example = "a time such as \"2026-11-15T17:02:5
 
 [[noreturn]] static void raise(record_fault fault, std::string_view line, size_t offset,
                                const std::string& text) {
-  throw record_error(fault, record_column(line, offset), text);
+  throw record_error(fault, line, {offset, text});
 }
 
 // ---- values ----
@@ -113,19 +115,17 @@ static const char* text_of(const value_step& step, const std::string& expected) 
   return step.room.c_str();
 }
 
-static void replace_all(std::string& text, std::string_view from, char to) {
-  for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + 1))
-    text.replace(at, from.size(), 1, to);
-}
-
 // The library keeps line breaks as the two characters \n and \r, and measures a text before it
 // writes them so. A text that is too long with them may be one that it kept: that is measured as
-// what it was.
+// what it was, by the library's own rule, in one pass.
 static bool has_kept_line_breaks(std::string& text) {
-  const size_t size = text.size();
-  replace_all(text, "\\n", '\n');
-  replace_all(text, "\\r", '\r');
-  return text.size() != size;
+  std::string measured(text.size(), '\0');
+  _kp_LOG_log_entry_imp::filter_string(text.c_str(), measured.data(),
+                                       static_cast<int>(text.size() + 1), false);
+  measured.resize(std::strlen(measured.c_str()));
+  const bool had_some = measured.size() != text.size();
+  text = std::move(measured);
+  return had_some;
 }
 
 template <auto add>
@@ -156,8 +156,14 @@ static void add_text(const value_step& step) {
   text_of(step, "a text");
   if (is_added<add>(step)) return;
   if (has_kept_line_breaks(step.room) && is_added<add>(step)) return;
-  step.fail(std::string(" is a ") + step.type() + ": a text of at most " + std::to_string(limit) +
-            " " + unit.name + ", not of " + std::to_string(unit.count(step.value.text)));
+  throw record_error(record_fault::value, step.line,
+                     [&known = step.attribute, value = step.value, limit]() -> record_finding {
+                       return {value.offset, quoted_record_text(known.name) + " is a " +
+                                                 short_type_name(known.type) +
+                                                 ": a text of at most " + std::to_string(limit) +
+                                                 " " + unit.name + ", not of " +
+                                                 std::to_string(unit.count(value.text))};
+                     });
 }
 
 // "Z" is the offset 0. The library keeps the offset of this machine beside it, and tells such a
@@ -232,17 +238,13 @@ const known_event* find_event(const event_set& events, const record_value& event
   return error == std::errc() && behind == end ? events.find(id) : nullptr;
 }
 
-[[noreturn]] static void raise_no_event(const event_set& events, std::string_view line,
-                                        const record_value& event) {
-  std::string text = "no event " + shown_record_value(event);
-  if (event.kind == record_value_kind::text) {
-    if (events.is_ambiguous(event.text))
-      text = "several events have the name " + quoted_record_text(event.text) + "; give the ID";
-    else
-      text += hint_for(event.text, events.events(),
-                       [](const known_event& e) { return std::string_view(e.name); });
-  }
-  raise(record_fault::event, line, event.offset, text);
+static std::string no_event_text(const event_set& events, const record_value& event) {
+  const std::string text = "no event " + shown_record_value(event);
+  if (event.kind != record_value_kind::text) return text;
+  if (events.is_ambiguous(event.text))
+    return "several events have the name " + quoted_record_text(event.text) + "; give the ID";
+  return text + hint_for(event.text, events.events(),
+                         [](const known_event& e) { return std::string_view(e.name); });
 }
 
 // A name that the definitions know must be the event's.
@@ -256,7 +258,11 @@ static void check_name(const event_set& events, const known_event& event, std::s
 
 const known_event& entry_maker::event_of(const parsed_record& record, std::string_view line) const {
   const known_event* const event = find_event(events_, record.event);
-  if (event == nullptr) raise_no_event(events_, line, record.event);
+  if (event == nullptr)
+    throw record_error(record_fault::event, line,
+                       [&events = events_, told = record.event]() -> record_finding {
+                         return {told.offset, no_event_text(events, told)};
+                       });
   if (record.name.has_value()) check_name(events_, *event, line, *record.name);
   return *event;
 }
@@ -283,11 +289,15 @@ void entry_maker::add(const record_attribute& attribute, std::string_view line) 
   const known_event& event = *made_.event;
   const known_attribute* const known = event.find(attribute.name);
   if (known == nullptr)
-    raise(record_fault::attribute, line, attribute.offset,
-          "the event " + std::to_string(event.id) + " has no attribute " +
-              quoted_record_text(attribute.name) +
-              hint_for(attribute.name, event.attributes,
-                       [](const known_attribute& a) { return std::string_view(a.name); }));
+    throw record_error(
+        record_fault::attribute, line,
+        [&event, name = attribute.name, offset = attribute.offset]() -> record_finding {
+          return {offset, "the event " + std::to_string(event.id) + " has no attribute " +
+                              quoted_record_text(name) +
+                              hint_for(name, event.attributes, [](const known_attribute& a) {
+                                return std::string_view(a.name);
+                              })};
+        });
   const value_step step{made_.entry, *known, attribute.value, line, text_};
   if (known->type < TypeBool || known->type > TypeGUID) step.fail(" is of no type that there is");
   try {
@@ -316,8 +326,8 @@ std::string entry_message(const made_entry& made) {
   try {
     return kp_LOG_RenderMessage(made.entry, false, made.message_index);
   } catch (const KPX_logging_missing_resource&) {
-    throw record_error(record_fault::message, 1, "the catalog lacks its message");
+    throw record_error(record_fault::message, "", {0, "the catalog lacks its message"});
   } catch (const KPX_logging_all& error) {
-    throw record_error(record_fault::message, 1, error.what());
+    throw record_error(record_fault::message, "", {0, error.what()});
   }
 }

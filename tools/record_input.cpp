@@ -20,8 +20,8 @@ static constexpr size_t file_piece = size_t{256} << 10;
 
 void check_length(const record_line& line) {
   if (line.too_long)
-    throw record_error(record_fault::syntax, 1,
-                       "the line is longer than " + std::to_string(record_size_limit) + " bytes");
+    throw record_error(record_fault::syntax, line.text,
+                       {0, "the line is longer than " + std::to_string(line.limit) + " bytes"});
 }
 
 void record_lines::make_room() {
@@ -41,12 +41,21 @@ ssize_t record_lines::read_from(int descriptor, size_t most) {
   return got;
 }
 
+static std::string_view without_mark(std::string_view text) {
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
+  return text;
+}
+
+size_t record_lines::limit_of(std::string_view line) const {
+  return std::min(size_limit_of(number_ == 0 ? without_mark(line) : line), most_);
+}
+
 // A line beyond the limit is not waited for: what is there of it is a piece without an end.
 bool record_lines::take_piece(piece& taken, bool at_end) {
   const std::string_view rest(bytes_.data() + begin_, end_ - begin_);
   const size_t found = rest.find('\n', scanned_);
   taken = {rest.substr(0, found), found != std::string_view::npos};
-  const bool is_due = taken.has_end || rest.size() > record_size_limit || (at_end && !rest.empty());
+  const bool is_due = taken.has_end || rest.size() > limit_of(rest) || (at_end && !rest.empty());
   scanned_ = is_due ? 0 : rest.size();
   if (is_due) begin_ += taken.text.size() + (taken.has_end ? 1 : 0);
   return is_due;
@@ -54,11 +63,6 @@ bool record_lines::take_piece(piece& taken, bool at_end) {
 
 static std::string_view without_return(std::string_view text) {
   if (text.ends_with('\r')) text.remove_suffix(1);
-  return text;
-}
-
-static std::string_view without_mark(std::string_view text) {
-  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
   return text;
 }
 
@@ -71,8 +75,9 @@ bool record_lines::next(record_line& line, bool at_end) {
     const bool is_known = inside_;
     inside_ = !taken.has_end;
     if (is_known) continue;
-    line.too_long = taken.text.size() > record_size_limit;
-    line.text = without_return(taken.text.substr(0, record_size_limit));
+    line.limit = limit_of(taken.text);
+    line.too_long = taken.text.size() > line.limit;
+    line.text = without_return(taken.text.substr(0, line.limit));
     line.number = ++number_;
     if (number_ == 1) line.text = without_mark(line.text);
     if (!is_blank(line.text)) return true;

@@ -22,7 +22,8 @@ struct record_line {
   std::string_view text;                // without its end: LF, or CR LF
   const std::string* source = nullptr;  // what messages call the input
   uint64_t number = 0;                  // in that input, from 1
-  bool too_long = false;                // the text is the first record_size_limit bytes
+  bool too_long = false;                // the text is the first `limit` bytes
+  size_t limit = record_size_limit;     // what a line that begins so may have
 };
 
 // Raises record_error for a line that is too long.
@@ -35,8 +36,9 @@ using record_taker = std::function<void(const record_line& line)>;
 // piece.
 class record_lines {
  public:
-  // Room for the bytes of one read.
-  explicit record_lines(size_t room) : room_(room) {}
+  // Room for the bytes of one read. No line may have more than `most` bytes, whatever it is.
+  explicit record_lines(size_t room, size_t most = stored_record_size_limit)
+      : room_(room), most_(most) {}
 
   // One read, which may wait, of at most `most` bytes. What read(2) returns, with errno.
   ssize_t read_from(int descriptor, size_t most = SIZE_MAX);
@@ -57,11 +59,14 @@ class record_lines {
     bool has_end = false;
   };
 
+  size_t limit_of(std::string_view line) const;
+
   bool next(record_line& line, bool at_end);
   bool take_piece(piece& taken, bool at_end);
   void make_room();
 
   size_t room_;
+  size_t most_;
   std::vector<char> bytes_;
   size_t begin_ = 0;    // of what has not been handed out
   size_t end_ = 0;      // of what was read

@@ -6,6 +6,8 @@
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <unordered_set>
+#include <utility>
 
 #include "logging/logentry_i.h"
 #include "tools/nearest_name.h"
@@ -18,6 +20,36 @@ const char* record_fault_code(record_fault fault) {
   static constexpr const char* codes[] = {"record-syntax",    "record-key",   "record-event",
                                           "record-attribute", "record-value", "record-message"};
   return codes[static_cast<size_t>(fault)];
+}
+
+// ---- faults ----
+
+size_t size_limit_of(std::string_view line) {
+  return line.starts_with(stored_record_start) ? stored_record_size_limit : record_size_limit;
+}
+
+struct record_error::state {
+  record_finding found;
+  finder find;  // empty: it is found
+};
+
+record_error::record_error(record_fault fault, std::string_view line, record_finding found)
+    : fault_(fault), line_(line), state_(std::make_shared<state>(state{std::move(found), {}})) {}
+
+record_error::record_error(record_fault fault, std::string_view line, const finder& find)
+    : fault_(fault), line_(line), state_(std::make_shared<state>(state{{}, find})) {}
+
+const record_finding& record_error::finding() const {
+  if (state_->find) state_->found = std::exchange(state_->find, nullptr)();
+  return state_->found;
+}
+
+size_t record_error::column() const {
+  return record_column(line_, offset());
+}
+
+const char* record_error::what() const noexcept {
+  return record_fault_code(fault_);
 }
 
 // ---- places and shown texts ----
@@ -135,7 +167,7 @@ class record_reader {
   static unsigned bit_of(size_t key) { return 1U << key; }
 
   [[noreturn]] void raise(record_fault fault, size_t offset, const std::string& text) const {
-    throw record_error(fault, record_column(line_, offset), text);
+    throw record_error(fault, line_, {offset, text});
   }
   [[noreturn]] void raise_wrong(const char* expected, const record_value& found) const {
     raise(record_fault::key, found.offset,
@@ -157,11 +189,12 @@ class record_reader {
   }
 
   [[noreturn]] void raise_unknown_key(std::string_view name, size_t offset) const {
-    std::vector<std::string_view> names;
-    names.reserve(keys.size());
-    for (const key_row& row : keys) names.push_back(row.name);
-    raise(record_fault::key, offset,
-          "unknown key " + quoted_record_text(name) + nearest_name_hint(name, names));
+    throw record_error(record_fault::key, line_, [name, offset]() -> record_finding {
+      std::vector<std::string_view> names;
+      names.reserve(keys.size());
+      for (const key_row& row : keys) names.push_back(row.name);
+      return {offset, "unknown key " + quoted_record_text(name) + nearest_name_hint(name, names)};
+    });
   }
 
   // A scalar; `expected` says what stands here, for an object or an array.
@@ -239,7 +272,7 @@ class record_reader {
     const size_t offset = offset_of(field);
     const std::string_view name = field.unescaped_key();
     std::vector<record_attribute>& held = record_.attributes;
-    if (std::any_of(held.begin(), held.end(), [&](const auto& a) { return a.name == name; }))
+    if (is_held(name))
       raise(record_fault::key, offset,
             "the attribute " + quoted_record_text(name) + " comes twice");
     if (held.size() == record_attribute_limit)
@@ -249,10 +282,23 @@ class record_reader {
         {name, scalar(field.value(), "a value is a text, a number, true or false"), offset});
   }
 
+  // Few names are compared one by one, which takes no memory; more of them are looked up, because
+  // they may be as long as the record allows.
+  bool is_held(std::string_view name) {
+    constexpr size_t few = 16;
+    const std::vector<record_attribute>& held = record_.attributes;
+    if (held.size() < few)
+      return std::any_of(held.begin(), held.end(), [&](const auto& a) { return a.name == name; });
+    if (names_.empty())
+      for (const record_attribute& attribute : held) names_.insert(attribute.name);
+    return !names_.insert(name).second;
+  }
+
   std::string_view line_;
   const char* buffer_;
   parsed_record& record_;
-  unsigned seen_ = 0;  // bits of the keys so far
+  std::unordered_set<std::string_view> names_;  // of the attributes, where they are many
+  unsigned seen_ = 0;                           // bits of the keys so far
 };
 
 const std::array<record_reader::key_row, 9> record_reader::keys = {{

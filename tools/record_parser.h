@@ -3,14 +3,24 @@
 #define TOOLS_RECORD_PARSER_H
 
 #include <cstdint>
+#include <exception>
+#include <functional>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-constexpr size_t record_size_limit = size_t{1} << 20;  // bytes of a line without its end
+// Bytes of a line without its end.
+constexpr size_t record_size_limit = size_t{1} << 20;
+// The same of a line of the stored form, which says more than the record that it was made of: names
+// twice, escapes of six bytes for one, the message.
+constexpr size_t stored_record_size_limit = size_t{16} << 20;
+constexpr std::string_view stored_record_start = "{\"version\":";
+
+// The limit of the line that begins as `line` does.
+size_t size_limit_of(std::string_view line);
+
 // Attributes of a record: as many as an event and the global list can declare.
 constexpr size_t record_attribute_limit = 510;
 
@@ -27,18 +37,36 @@ enum class record_fault {
 // The code that diagnostics show in brackets: "record-syntax".
 const char* record_fault_code(record_fault fault);
 
-// Why a record is refused. The text says what was found and what was expected; it may hold any
-// character of the record, but never more than a part of it.
-class record_error : public std::runtime_error {
+// Where a record's fault is, and what was found there and expected. The text may hold any character
+// of the record, but never more than a part of it.
+struct record_finding {
+  size_t offset = 0;  // bytes of the line before it
+  std::string text;
+};
+
+// Why a record is refused. Most faults of a flood are counted and never shown, and to find the
+// place or a name that was meant takes longer than to read a record: that is done when it is asked
+// for. Until then the line must be there, and no other record may be parsed.
+class record_error : public std::exception {
  public:
-  record_error(record_fault fault, size_t column, const std::string& text)
-      : std::runtime_error(text), fault_(fault), column_(column) {}
+  using finder = std::function<record_finding()>;
+
+  record_error(record_fault fault, std::string_view line, record_finding found);
+  record_error(record_fault fault, std::string_view line, const finder& find);
+
   record_fault fault() const { return fault_; }
-  size_t column() const { return column_; }  // of the line, in characters, from 1
+  size_t offset() const { return finding().offset; }
+  size_t column() const;  // of the line, in characters, from 1
+  const std::string& text() const { return finding().text; }
+  const char* what() const noexcept override;  // the code alone
 
  private:
+  struct state;
+  const record_finding& finding() const;
+
   record_fault fault_;
-  size_t column_;
+  std::string_view line_;
+  std::shared_ptr<state> state_;  // errors are copied without failing
 };
 
 enum class record_value_kind { null, boolean, integer, real, text };

@@ -18,7 +18,9 @@ static constexpr size_t client_piece = size_t{64} << 10;
 
 struct record_service::client {
   client(open_descriptor accepted, std::string called)
-      : descriptor(std::move(accepted)), name(std::move(called)), lines(client_piece) {}
+      : descriptor(std::move(accepted)),
+        name(std::move(called)),
+        lines(client_piece, record_size_limit) {}
 
   bool read(const record_taker& take);
 

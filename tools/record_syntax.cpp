@@ -6,15 +6,12 @@
 #include "tools/terminal_text.h"
 #include "tools/utf8_text.h"
 
-[[noreturn]] static void raise(std::string_view line, size_t offset, const std::string& text) {
-  throw record_error(record_fault::syntax, record_column(line, offset), text);
-}
-
 void require_record_size(std::string_view line) {
-  if (line.size() > record_size_limit)
-    raise(line, record_size_limit,
-          "a record has at most " + std::to_string(record_size_limit) + " bytes, and this has " +
-              std::to_string(line.size()));
+  const size_t limit = size_limit_of(line);
+  if (line.size() > limit)
+    throw record_error(record_fault::syntax, line,
+                       {limit, "a record has at most " + std::to_string(limit) +
+                                   " bytes, and this has " + std::to_string(line.size())});
 }
 
 // The part of the parser's text that tells the fault: without its own name for it, the place,
@@ -65,20 +62,23 @@ class syntax_finder : public nlohmann::json_sax<nlohmann::json> {
   }
 };
 
-void raise_record_syntax(std::string_view line) {
+static record_finding first_syntax_fault(std::string_view line) {
   const size_t invalid = utf8_first_invalid(line);
   if (invalid != std::string_view::npos)
-    raise(line, invalid,
-          "a record is UTF-8, and the byte " +
-              hexadecimal(static_cast<unsigned char>(line[invalid]), 2) + " is not");
+    return {invalid, "a record is UTF-8, and the byte " +
+                         hexadecimal(static_cast<unsigned char>(line[invalid]), 2) + " is not"};
   const size_t first = line.find_first_not_of(" \t\r\n");
-  if (first == std::string_view::npos) raise(line, 0, "a record is an object, not an empty line");
+  if (first == std::string_view::npos) return {0, "a record is an object, not an empty line"};
   syntax_finder finder;
   nlohmann::json::sax_parse(line, &finder);
   // The parser takes a NUL for the line's end.
   const size_t nul = line.find('\0');
   if (nul != std::string_view::npos && (finder.reason.empty() || finder.offset >= nul))
-    raise(line, nul, "a NUL, which a record cannot hold");
-  if (!finder.reason.empty()) raise(line, finder.offset, finder.reason);
-  raise(line, first, "a record is one JSON object");
+    return {nul, "a NUL, which a record cannot hold"};
+  if (!finder.reason.empty()) return {finder.offset, finder.reason};
+  return {first, "a record is one JSON object"};
+}
+
+void raise_record_syntax(std::string_view line) {
+  throw record_error(record_fault::syntax, line, [line] { return first_syntax_fault(line); });
 }

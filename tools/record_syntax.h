@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-// Raises record_error for a line above record_size_limit.
+// Raises record_error for a line above its limit.
 void require_record_size(std::string_view line);
 
 // Raises record_error for a line that could not be read as a JSON object: the first fault in it.

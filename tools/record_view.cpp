@@ -2,22 +2,13 @@
 
 #include "tools/text_escape.h"
 
-// Why a record has no message.
-class no_message : public std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
 // --- The message
 
 // Without one there would be nothing of the record on its line.
 std::string record_view::message_of(const parsed_record& record, std::string_view line) {
-  try {
-    std::string message = entry_message(maker_.make(record, line));
-    if (message.empty()) throw no_message("its message is empty");
-    return message;
-  } catch (const record_error& error) {
-    throw no_message(error.what());
-  }
+  std::string message = entry_message(maker_.make(record, line));
+  if (message.empty()) throw record_error(record_fault::message, line, {0, "its message is empty"});
+  return message;
 }
 
 // --- What the record holds
@@ -42,11 +33,11 @@ static std::string shown_attribute(const record_attribute& attribute) {
   return name + "=" + shown_value(attribute.value);
 }
 
-std::string record_view::mark_of(const parsed_record& record, const std::string& reason) const {
+std::string record_view::mark_of(const parsed_record& record, const record_error& error) const {
   const known_event* const event = find_event(events_, record.event);
   if (event != nullptr) {
     const std::string name = event->name.empty() ? "" : " " + event->name;
-    return "[event " + std::to_string(event->id) + name + ": " + reason + "]";
+    return "[event " + std::to_string(event->id) + name + ": " + error.text() + "]";
   }
   const bool is_ambiguous =
       record.event.kind == record_value_kind::text && events_.is_ambiguous(record.event.text);
@@ -63,9 +54,9 @@ record_shown record_view::append(std::string& lines, std::string_view line) {
   line_.clear();
   try {
     append_log_text(line_, message_of(record, line));
-  } catch (const no_message& reason) {
+  } catch (const record_error& error) {
     shown = record_shown::mark;
-    append_log_text(line_, mark_of(record, reason.what()));
+    append_log_text(line_, mark_of(record, error));
     for (const record_attribute& attribute : record.attributes)
       append_log_text(line_, " " + shown_attribute(attribute));
   }

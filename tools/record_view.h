@@ -32,7 +32,7 @@ class record_view {
 
  private:
   std::string message_of(const parsed_record& record, std::string_view line);
-  std::string mark_of(const parsed_record& record, const std::string& reason) const;
+  std::string mark_of(const parsed_record& record, const record_error& error) const;
 
   const event_set& events_;
   record_parser parser_;

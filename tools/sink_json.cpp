@@ -33,7 +33,7 @@ class json_file_sink : public json_sink {
   json_file_sink(const std::string& folder, const std::string& name, const sink_options& options)
       : json_sink(options),
         file_(folder, name,
-              {.line_start = stored_form::line_start,
+              {.line_start = stored_record_start,
                .report = options.report,
                .waiting = options.waiting}) {}
 

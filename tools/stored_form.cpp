@@ -139,7 +139,7 @@ static void append_attributes(std::string& json, const made_entry& made) {
 
 // --- The whole ---
 
-stored_form::stored_form(const std::string& set_version) : start_(line_start) {
+stored_form::stored_form(const std::string& set_version) : start_(stored_record_start) {
   append_json_text(start_, set_version);
   start_ += ",\"event\":";
 }
@@ -162,4 +162,25 @@ void stored_form::append(std::string& line, const sink_entry& entry) const {
   line += ",\"message\":";
   append_json_text(line, entry.message);
   line += '}';
+}
+
+// Bytes that the line can have at most. An escape is six bytes for one, and names stand there
+// twice; what does not come from the record and the message is small.
+size_t stored_form::most_bytes(const sink_entry& entry, std::string_view record) const {
+  constexpr size_t escape = 6;
+  constexpr size_t others = size_t{64} << 10;
+  const size_t name = entry.made.event == nullptr ? 0 : entry.made.event->name.size();
+  return start_.size() + 2 * escape * record.size() + escape * (entry.message.size() + name) +
+         others;
+}
+
+void stored_form::require_readable(const sink_entry& entry, std::string_view record) const {
+  if (most_bytes(entry, record) <= stored_record_size_limit) return;
+  std::string line;
+  append(line, entry);
+  if (line.size() > stored_record_size_limit)
+    throw record_error(
+        record_fault::message, record,
+        {0, "its stored form would have " + std::to_string(line.size()) + " bytes, and at most " +
+                std::to_string(stored_record_size_limit) + " are read again"});
 }

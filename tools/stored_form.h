@@ -9,14 +9,18 @@
 
 class stored_form {
  public:
-  static constexpr std::string_view line_start = "{\"version\":";
-
   explicit stored_form(const std::string& set_version);
 
   // Appends the entry, without an end of line.
   void append(std::string& line, const sink_entry& entry) const;
 
+  // Raises record_error where the line of the entry, which was made of `record`, would be longer
+  // than lines are read again. Few records cost more than a look at their size.
+  void require_readable(const sink_entry& entry, std::string_view record) const;
+
  private:
+  size_t most_bytes(const sink_entry& entry, std::string_view record) const;
+
   std::string start_;  // of every line
 };
 

@@ -609,3 +609,44 @@ TEST_F(EmitCommand, WhatComesBeforeAFileThatCannotBeReadIsWritten) {
   EXPECT_EQ(run.out, "a\n");
   EXPECT_EQ(run.err, "kplog: cannot read .: Is a directory\n");
 }
+
+// Of 165 texts of the largest class, which take twice the room when they are stored.
+TEST_F(EmitCommand, WhatIsStoredOfTheLargestRecordsIsReadAgain) {
+  std::string source =
+      "kplog: 1\nlog_version: \"2.0\"\nevents:\n  BIG:\n    id: 1\n    attributes:\n";
+  std::string record = "{\"event\":1,\"time\":\"2026-11-15T17:02:56+08:00\",\"attributes\":{";
+  for (int i = 0; i < 165; ++i) {
+    const std::string name = "A" + std::to_string(i);
+    source += "      " + name + ": MBChar2K\n";
+    record += (i == 0 ? "\"" : ",\"") + name + "\":\"";
+    for (int n = 0; n < 2048; ++n) record += "\u200B";
+    record += '"';
+  }
+  record += "}}\n";
+  ASSERT_LT(record.size(), size_t{1} << 20);
+  folder_.write("big.yaml", source + "    message: \"{A0}\"\n");
+  folder_.write("record", record);
+  const auto run = [&](const std::string& arguments) {
+    const auto done = run_kplog(folder_.path(), arguments);
+    EXPECT_EQ(done.err, "");
+    EXPECT_EQ(done.status, 0);
+    return done.out;
+  };
+  run("compile -q big.yaml -o big.ldf");
+  run("emit -q --definitions big.ldf --to json:stored record");
+  EXPECT_GT(folder_.text("stored").size(), 2 * record.size() - 10000);
+  run("emit -q --definitions big.ldf --to json:again stored");
+  EXPECT_EQ(folder_.text("again"), folder_.text("stored"));
+  std::string shown;
+  for (int n = 0; n < 2048; ++n) shown += "\\u{200B}";
+  EXPECT_EQ(run("render -q --definitions big.ldf stored"), shown + "\n");
+}
+
+TEST_F(EmitCommand, LineOfTheStoredFormIsTooLongBeyond16MiB) {
+  const std::string begin = "{\"version\":\"";
+  const auto run = folder_.emit_text(
+      "-q --to -", begin + std::string(size_t{16} << 20, 'x') + "\"}\n" + note_record("next"));
+  EXPECT_THAT(run.err, StartsWith("<stdin>:1:1: error[record-syntax]: the line is longer than "
+                                  "16777216 bytes\n{\"version\":"));
+  EXPECT_EQ(run.out, "next\n");
+}

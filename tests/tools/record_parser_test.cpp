@@ -326,7 +326,7 @@ TEST(RecordParser, SurvivesEveryChangedByte) {
       try {
         parser.parse(changed);
       } catch (const record_error& error) {
-        EXPECT_STRNE(error.what(), "");
+        EXPECT_NE(error.text(), "");
         EXPECT_GE(error.column(), 1u);
         EXPECT_LE(error.column(), line.size() + 1);
       }
@@ -338,4 +338,56 @@ TEST(RecordParser, ReadsOnAfterAFault) {
   for (const char* bad : {"{", "{\"event\":[", "[", "", "{\"event\":1,\"x\":1}"})
     EXPECT_THROW(parser.parse(bad), record_error);
   EXPECT_EQ(parser.parse(R"({"event":"GOOD"})").event.text, "GOOD");
+}
+
+// --- what a fault costs
+
+TEST(RecordError, IsWorkedOutOnceAndOnlyForWhoAsks) {
+  int asked = 0;
+  const std::string line = "äx";
+  const record_error error(record_fault::key, line, [&]() -> record_finding {
+    ++asked;
+    return {2, "found"};
+  });
+  const record_error copy = error;
+  EXPECT_EQ(copy.fault(), record_fault::key);
+  EXPECT_STREQ(copy.what(), "record-key");
+  EXPECT_EQ(asked, 0);
+  EXPECT_EQ(shown_fault(copy), "record-key 2: found");
+  EXPECT_EQ(shown_fault(error), "record-key 2: found");
+  EXPECT_EQ(asked, 1);
+}
+
+TEST(RecordParser, FindsNamesThatComeTwiceAmongMany) {
+  for (const size_t count : {1u, 15u, 16u, 17u, 18u, 300u}) {
+    for (size_t twice = 0; twice < count; twice += count / 3 + 1) {
+      std::string line = "{\"event\":1,\"attributes\":{";
+      for (size_t i = 0; i < count; ++i) line += "\"A" + std::to_string(i) + "\":0,";
+      const std::string name = "\"A" + std::to_string(twice) + "\"";
+      const size_t column = line.size() + 1;
+      EXPECT_EQ(fault_in(line + name + ":0}}"), "record-key " + std::to_string(column) +
+                                                    ": the attribute " + name + " comes twice");
+      EXPECT_EQ(fault_in(line + "\"B\":0}}"), "");
+    }
+  }
+}
+
+TEST(RecordParser, TakesLongerLinesOfTheStoredForm) {
+  const auto line_of = [](const std::string& begin, size_t size) {
+    const std::string end = "\"event\":1}";
+    return begin + std::string(size - begin.size() - end.size(), ' ') + end;
+  };
+  const std::string stored = "{\"version\":\"2.0\",";
+  record_parser parser;
+  EXPECT_EQ(parser.parse(line_of(stored, stored_record_size_limit)).event.text, "1");
+  try {
+    const std::string line = line_of(stored, stored_record_size_limit + 1);
+    parser.parse(line);
+    ADD_FAILURE() << "nothing was raised";
+  } catch (const record_error& error) {
+    EXPECT_EQ(error.text(), "a record has at most 16777216 bytes, and this has 16777217");
+  }
+  EXPECT_EQ(fault_in(line_of("{", record_size_limit)), "");
+  EXPECT_EQ(fault_in(line_of("{", record_size_limit + 1)),
+            "record-syntax 1048577: a record has at most 1048576 bytes, and this has 1048577");
 }

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tests/tools/record_sink_fixture.h"
+#include "tools/stored_form.h"
 #include "tools/terminal_text.h"
 
 using testing::ElementsAre;
@@ -454,4 +455,27 @@ TEST_F(RecordSink, StandardOutputThatTakesNothingAtTheMomentIsWaitedFor) {
   close(ends[0]);
   close(ends[1]);
   EXPECT_EQ(got, message + "\n");
+}
+
+// --- What can be read again ---
+
+TEST(StoredForm, RefusesWhatWouldBeLongerThanLinesThatAreRead) {
+  const sink_entries entries;
+  const stored_form form("2.0");
+  const auto fault = [&](const std::string& message) -> std::string {
+    const sink_entry entry{.made = entries.made, .message = message, .time = {}};
+    try {
+      form.require_readable(entry, "{}");
+    } catch (const record_error& error) {
+      return error.what() + std::string(": ") + error.text();
+    }
+    return "";
+  };
+  std::string line;
+  form.append(line, {.made = entries.made, .message = "", .time = {}});
+  const size_t room = stored_record_size_limit - line.size();
+  EXPECT_EQ(fault(std::string(room, 'x')), "");
+  EXPECT_EQ(fault(std::string(room + 1, 'x')),
+            "record-message: its stored form would have 16777217 bytes, and at most 16777216 are "
+            "read again");
 }
