@@ -118,8 +118,8 @@ static UErrorCode icu_text_decode_into(icu_text_kept_converter& kept, const char
   const char* const bytes_end = bytes + size;
   do {
     const char* const until = bytes + std::min<ptrdiff_t>(bytes_end - bytes, INT32_MAX);
-    ucnv_toUnicode(converter, &end, units + room, &bytes, until, nullptr, until == bytes_end,
-                   &status);
+    ucnv_toUnicode(converter, &end, units + room, &bytes, until, nullptr,
+                   static_cast<UBool>(until == bytes_end), &status);
   } while (U_SUCCESS(status) && bytes != bytes_end);
   text.releaseBuffer(static_cast<int>(end - units));
   return status;

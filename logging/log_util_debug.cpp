@@ -86,9 +86,9 @@ __attribute__((format(printf, 4, 0))) static void write_failed_line(const char* 
   size_t length = 0;
   FILE* const stream = open_memstream(&whole, &length);
   if (stream == nullptr) return write_line(line, strnlen(line, size - 1));
-  fwrite(line, 1, prefix, stream);
-  vfprintf(stream, format, args);
-  fclose(stream);
+  static_cast<void>(fwrite(line, 1, prefix, stream));
+  static_cast<void>(vfprintf(stream, format, args));
+  static_cast<void>(fclose(stream));
   const std::unique_ptr<char, decltype(&free)> owner(whole, &free);
   if (whole != nullptr) write_line(whole, length);
 }

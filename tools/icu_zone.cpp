@@ -89,4 +89,4 @@ void use_zone_of_c_library() {
   icu::UnicodeString id;
   if (known != nullptr && agree(*known, *zone)) zone->setID(known->getID(id));
   icu::TimeZone::adoptDefault(zone.release());
-}
+}  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): it is ICU's now
