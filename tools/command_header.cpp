@@ -50,7 +50,8 @@ static command_outcome header(const header_options& options, std::ostream& log) 
   if (is_of_language(name_space))
     return usage_error(log, "the header's name makes the namespace \"" + name_space +
                                 "\", which belongs to C++; give another with --namespace");
-  const command_outcome outcome = read_definitions_to_output(options, input, log);
+  standard_input standard;
+  const command_outcome outcome = read_definitions_to_output(options, standard, input, log);
   if (outcome != command_outcome::good) return outcome;
   return write_definition_output(options, event_header_text(input.set(), name_space),
                                  counted(input.set().events.size(), "event"), log);

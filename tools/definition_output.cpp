@@ -4,7 +4,6 @@
 #include <ostream>
 
 #include "tools/atomic_file.h"
-#include "tools/definition_standard.h"
 
 static command_outcome report_definitions(const definition_output_options& options,
                                           const definition_set& set, const diagnostic_list& found,
@@ -18,11 +17,11 @@ static command_outcome report_definitions(const definition_output_options& optio
 }
 
 command_outcome read_definitions_to_output(const definition_output_options& options,
-                                           definition_input& input, std::ostream& log) {
+                                           standard_input& standard, definition_input& input,
+                                           std::ostream& log) {
   if (would_replace_input(options.output, options.inputs, log) ||
       would_replace_input(options.output, {options.standard}, log))
     return command_outcome::usage;
-  standard_input standard;
   diagnostic_list found;
   command_outcome outcome = standard.read(options.standard, options.report, log);
   if (outcome == command_outcome::good)

@@ -9,19 +9,23 @@
 
 #include "tools/command_options.h"
 #include "tools/definition_input.h"
+#include "tools/definition_standard.h"
 
 struct definition_output_options {
   std::vector<std::string> inputs;  // "-": standard input
   std::string output;               // "-": standard output
   std::string standard;             // the STD set of an AUX set; empty: none
+  bool is_merged = false;           // the output is both sets
   bool takes_compiled = false;      // an input may be a compiled file
   report_options report;
 };
 
-// Reads the inputs, checked beside the STD set. Otherwise than good, with everything said on `log`,
-// when the output would replace an input, a file cannot be read, or one of the sets has faults.
+// Reads the STD set, if any, and the inputs, checked beside it. Otherwise than good, with
+// everything said on `log`, when the output would replace an input, a file cannot be read, or one
+// of the sets has faults.
 command_outcome read_definitions_to_output(const definition_output_options& options,
-                                           definition_input& input, std::ostream& log);
+                                           standard_input& standard, definition_input& input,
+                                           std::ostream& log);
 
 // Makes `bytes` the output, and says what it holds: "1 event".
 command_outcome write_definition_output(const definition_output_options& options,

@@ -276,6 +276,39 @@ TEST_F(AuxSets, UnreadableStdSetGivesStatus3) {
   EXPECT_EQ(run("compile aux.yaml --std - -o aux.ldf").status, 2);
 }
 
+TEST_F(AuxSets, MergedFileNeedsNoMergingAtRunTime) {
+  std::string std_events;
+  for (unsigned id = 1; id <= 140; ++id)
+    std_events += "  E" + std::to_string(id) + ": {id: " + std::to_string(id) +
+                  ", attributes: {X: UInt2}, message: \"It is {X}\"}\n";
+  ASSERT_EQ(compile(source_of(std_events),
+                    source_of("  E1: {id: 1, attributes: {Y: UInt1}}\n  MORE: {id: 141}\n"))
+                .err,
+            "");
+  EXPECT_EQ(run("compile aux.yaml --std std.ldf --merged -o all.ldf").err,
+            "kplog: wrote all.ldf: 141 events, 0 global attributes\n");
+  EXPECT_EQ(run("check all.ldf").err, "kplog: 0 errors, 0 warnings\n");
+  std::string records;
+  for (unsigned round = 0; round < 2; ++round)
+    for (unsigned id = 1; id <= 140; ++id)
+      records += "{\"event\":" + std::to_string(id) + ",\"attributes\":{\"X\":1" +
+                 (id == 1 ? ",\"Y\":2" : "") + "}}\n";
+  folder().write("records", records);
+  EXPECT_EQ(run("emit --definitions std.ldf --aux aux.ldf records --to json:none -q").status, 1);
+  const auto emitted = run("emit --definitions all.ldf records --to json:all -q");
+  EXPECT_EQ(emitted.status, 0) << emitted.err;
+}
+
+TEST_F(AuxSets, MergedFileTakesBothSets) {
+  ASSERT_EQ(compile(source_of("  A: {id: 1}\n"), source_of("  B: {id: 2}\n")).err, "");
+  EXPECT_EQ(run("compile aux.yaml --merged -o all.ldf").err,
+            "kplog: --merged needs the STD set, given with --std\n");
+  EXPECT_EQ(run("compile aux.yaml --merged -o all.ldf").status, 2);
+  run("compile -q aux.yaml --std std.yaml --merged -o all.ldf");
+  run("compile -q aux.yaml --std std.ldf --merged -o other.ldf");
+  EXPECT_EQ(read_whole_file(folder().file("all.ldf")), read_whole_file(folder().file("other.ldf")));
+}
+
 TEST_F(AuxSets, CompiledFileIsNoSource) {
   EXPECT_EQ(compile(data_file("standard.yaml"), source_of("  X: {id: 50}\n")).err, "");
   const auto result = run("compile std.ldf -o other.ldf");

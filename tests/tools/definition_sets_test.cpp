@@ -14,6 +14,7 @@
 #include "tools/definition_source.h"
 #include "tools/definition_writer.h"
 #include "tools/definition_yaml.h"
+#include "tools/merged_set.h"
 
 static constexpr unsigned set_count = 1500;
 
@@ -85,17 +86,21 @@ static void expect_attributes(const event_model& event, const _kp_LOG_log_defini
   }
 }
 
+// Texts that a definition does not have are null.
+static std::string text_of(const char* text) {
+  return text == nullptr ? "" : text;
+}
+
 static void expect_messages(const event_model& event, const _kp_LOG_log_definition& definition) {
-  EXPECT_EQ(definition.get_default_msg_id(), event.message.id.value);
-  EXPECT_EQ(definition.get_default_msg_text(), event.message.template_bytes);
+  EXPECT_EQ(text_of(definition.get_default_msg_id()), event.message.id.value);
+  EXPECT_EQ(text_of(definition.get_default_msg_text()), event.message.template_bytes);
   ASSERT_EQ(definition.get_n_selector_msgs(), event.messages.size());
   for (const message_model& message : event.messages) {
     const auto* loaded = definition.get_selector_msg_by_index(message.index.value);
     ASSERT_NE(loaded, nullptr);
     EXPECT_EQ(loaded, definition.get_selector_msg_by_value(message.value.value));
-    EXPECT_EQ(loaded->get_msg_id(), message.id.value);
-    const char* const text = loaded->get_msg_text();
-    EXPECT_EQ(text == nullptr ? "" : text, message.template_bytes);
+    EXPECT_EQ(text_of(loaded->get_msg_id()), message.id.value);
+    EXPECT_EQ(text_of(loaded->get_msg_text()), message.template_bytes);
   }
 }
 
@@ -147,6 +152,50 @@ TEST_F(DefinitionSets, CompilerAndLibraryRefuseTheSameAuxSets) {
   }
   EXPECT_GT(refused, set_count / 10);
   EXPECT_GT(merged, set_count / 10);
+}
+
+static std::string global_attributes() {
+  std::string text;
+  for (unsigned i = 0; i < _kp_LOG_log_definition::n_global_attr_entries; ++i) {
+    const char* name = nullptr;
+    unsigned char type = 0;
+    _kp_LOG_log_definition::get_global_attr_info_by_index(static_cast<unsigned char>(i), name,
+                                                          type);
+    text += name + (" " + std::to_string(type)) + "\n";
+  }
+  return text;
+}
+
+TEST_F(DefinitionSets, MergedSetIsWhatTheLibraryMerges) {
+  random_definitions random(19);
+  size_t merged_events = 0;
+  for (unsigned i = 0; i < set_count / 3; ++i) {
+    const std::string std_yaml = random.source();
+    const compiled_source std_source(std_yaml, nullptr);
+    const std_definitions standard(std_source.set);
+    const std::string aux_yaml = random.auxiliary();
+    const compiled_source aux_source(aux_yaml, &standard);
+    if (!aux_source.found.empty()) continue;
+    const definition_set merged = merged_set(standard, aux_source.set);
+    set_standard(definition_file_bytes(std_source.set));
+    ASSERT_EQ(refusal_of(definition_file_bytes(aux_source.set)), "");
+    const std::string globals = global_attributes();
+    for (event_model event : merged.events) {
+      const bool is_aux_alone = standard.find(event.id.value) == nullptr;
+      const bool is_whole =
+          !event.message.id.value.empty() && !event.message.template_bytes.empty();
+      if (is_aux_alone && !is_whole) event.message = {};  // the library drops it
+      expect_loaded(event, find(event.id.value));
+    }
+    set_standard(definition_file_bytes(merged));
+    for (const event_model& event : merged.events) expect_loaded(event, find(event.id.value));
+    ASSERT_EQ(global_attributes(), globals);
+    ASSERT_FALSE(HasFailure()) << std_yaml << aux_yaml;
+    const size_t in_both =
+        std_source.set.events.size() + aux_source.set.events.size() - merged.events.size();
+    merged_events += in_both;
+  }
+  EXPECT_GT(merged_events, set_count / 100);
 }
 
 TEST_F(DefinitionSets, CompiledStdSetRefusesWhatItsSourceRefuses) {
