@@ -16,6 +16,7 @@ struct check_options {
   std::vector<std::string> severities;  // CODE=SEVERITY
   std::vector<std::string> code_pages;
   std::string fail_on = "warning";
+  unsigned max_findings = 100;  // that are shown; 0: all
   report_options report;
 };
 
@@ -44,14 +45,25 @@ static bool may_need_standard(const check_options& options, const definition_inp
           found.has(diagnostic_rule::file_selector));
 }
 
+// How many findings are not shown.
+static void report_left(const check_options& options, size_t left, std::ostream& log) {
+  if (options.report.format == diagnostic_format::json)
+    log << "{\"not_shown\":" << left << "}\n";
+  else
+    log << "kplog: " << left << " more not shown; --max-findings 0 shows all\n";
+}
+
 static command_outcome report(const check_options& options, const diagnostic_list& found,
                               const definition_input& input, size_t silenced, std::ostream& log) {
-  found.write(log, input.set().sources, options.report.format, options.report.color);
+  const size_t limit = options.max_findings == 0 ? found.size() : options.max_findings;
+  const size_t left = found.write_first(limit, log, input.set().sources, options.report.format,
+                                        options.report.color);
   if (options.report.with_summary()) {
     log << "kplog: " << summary_of(found, silenced) << '\n';
     if (may_need_standard(options, input, found))
       log << "kplog: if this is an AUX file, give its STD set with --std\n";
   }
+  if (left != 0) report_left(options, left, log);
   const bool fails =
       options.fail_on == "error" ? found.count(rule_severity::error) != 0 : !found.empty();
   return fails ? command_outcome::findings : command_outcome::good;
@@ -92,6 +104,9 @@ static command_action describe_check(CLI::App& command) {
                    options->code_pages);
   add_choice_option(command, "--fail-on", options->fail_on, {"error", "warning"},
                     "What makes the exit status 1; warnings, unless given, do so too");
+  add_number_option(
+      command, {"--max-findings", "N", "How many findings are shown; 100 unless given, 0 for all"},
+      options->max_findings);
   add_report_options(command, options->report);
   return [options](std::ostream&, std::ostream& log) { return check(*options, log); };
 }

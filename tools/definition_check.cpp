@@ -109,8 +109,17 @@ class definition_set_checker {
         event.flags |= flag->value;
       else if (set_.is_whole)
         found_.add(diagnostic_rule::unknown_flag, name.place,
-                   "no flag " + named(name.value) + nearest_name_hint(name.value, flag_names()));
+                   "no flag " + named(name.value) + nearest_name_hint(name.value, flag_names()) +
+                       (has_lost_flag_names() ? "; the STD set is compiled, and so has no names of "
+                                                "flags: give its source"
+                                              : ""));
     }
+  }
+
+  // A compiled file has the bits of flags alone.
+  bool has_lost_flag_names() const {
+    return std_ != nullptr && !std_->set().sources.empty() &&
+           std_->set().sources.front()->is_binary();
   }
 
   const flag_model* find_flag(std::string_view name) const {

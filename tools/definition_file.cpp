@@ -217,8 +217,14 @@ class definition_file_reader {
 
   bool check_magic() {
     if (is_definition_file(file_.source.bytes())) return true;
+    const std::string_view bytes = file_.source.bytes();
+    if (bytes.starts_with("kplog:") || bytes.find("\nkplog:") != std::string_view::npos) {
+      found_.add(diagnostic_rule::file_magic, {&file_.source, 0, 0},
+                 "this is a source, and a compiled file is expected: kplog compile makes it");
+      return false;
+    }
     std::string found;
-    for (const char byte : file_.source.bytes().substr(0, magic_bytes.size()))
+    for (const char byte : bytes.substr(0, magic_bytes.size()))
       found += " " + hexadecimal(static_cast<unsigned char>(byte), 2);
     found_.add(diagnostic_rule::file_magic, {&file_.source, 0, 0},
                "a definition file begins with 2E 4C 44 46, and this one with" +

@@ -27,6 +27,82 @@ static std::vector<std::string_view> short_type_names() {
   return names;
 }
 
+// What types are called elsewhere, in lower case, and what to use here.
+struct foreign_type_row {
+  std::string_view name;
+  const char* advice;
+};
+
+static constexpr const char* no_64_bits =
+    "there is no integer of 64 bits; UInt4 and SInt4 have 32, and a Char32 has room for its digits";
+static constexpr const char* texts =
+    "use one of Char32 to Char2K, which count bytes, or of MBChar32 to MBChar2K, which count "
+    "characters";
+
+static constexpr auto foreign_types = std::to_array<foreign_type_row>({
+    {"uint8", "integers count bytes, and 8 bits are a UInt1; there is no integer of 64 bits"},
+    {"int8", "integers count bytes, and 8 bits are a SInt1; there is no integer of 64 bits"},
+    {"sint8", "integers count bytes, and 8 bits are a SInt1; there is no integer of 64 bits"},
+    {"byte", "use a UInt1"},
+    {"int1", "use a SInt1"},
+    {"uint16", "integers count bytes; use a UInt2"},
+    {"int16", "integers count bytes; use a SInt2"},
+    {"sint16", "integers count bytes; use a SInt2"},
+    {"short", "use a SInt2"},
+    {"int2", "use a SInt2"},
+    {"uint32", "integers count bytes; use a UInt4"},
+    {"int32", "integers count bytes; use a SInt4"},
+    {"sint32", "integers count bytes; use a SInt4"},
+    {"int4", "use a SInt4"},
+    {"int", "use a SInt4"},
+    {"integer", "use a SInt4"},
+    {"uint", "use a UInt4"},
+    {"unsigned", "use a UInt4"},
+    {"number", "use a UInt4, a SInt4 or a Float"},
+    {"uint64", no_64_bits},
+    {"int64", no_64_bits},
+    {"sint64", no_64_bits},
+    {"long", no_64_bits},
+    {"ulong", no_64_bits},
+    {"double", "use a Float, which has 64 bits"},
+    {"float32", "use a Float, which has 64 bits"},
+    {"float64", "use a Float, which has 64 bits"},
+    {"float8", "use a Float, which has 64 bits"},
+    {"real", "use a Float, which has 64 bits"},
+    {"string", texts},
+    {"str", texts},
+    {"text", texts},
+    {"char", texts},
+    {"varchar", texts},
+    {"mbchar", texts},
+    {"boolean", "use a UInt1"},
+    {"datetime", "use a Timestamp"},
+    {"uuid", "use a Char64 for its text"},
+    {"enum", "use a UInt1 that selects messages"},
+});
+
+static std::string in_lower_case(std::string text) {
+  for (char& c : text)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return text;
+}
+
+static std::string listed(const std::vector<std::string_view>& names) {
+  std::string list;
+  for (const std::string_view name : names) (list += list.empty() ? "" : ", ") += name;
+  return list;
+}
+
+// What to say of a name that is no type.
+static std::string type_hint(const std::string& name) {
+  const std::string lower = in_lower_case(name);
+  const auto* foreign = std::find_if(foreign_types.begin(), foreign_types.end(),
+                                     [&](const auto& row) { return row.name == lower; });
+  if (foreign != foreign_types.end()) return std::string("; ") + foreign->advice;
+  const std::string nearest = nearest_name_hint(name, short_type_names());
+  return nearest.empty() ? "; types are " + listed(short_type_names()) : nearest;
+}
+
 // Reads one source into the set. Each kind of map has a table of its keys.
 class definition_source_reader : private source_value_reader {
  public:
@@ -81,7 +157,35 @@ class definition_source_reader : private source_value_reader {
     std::transform(rows.begin(), rows.end(), names.begin(), [](const auto& r) { return r.name; });
     add(diagnostic_rule::unknown_key, key,
         std::string(what) + " has no key " + in_quotes(key.text) +
-            nearest_name_hint(key.text, names));
+            key_hint(key.text, value, names));
+  }
+
+  // What to say of a key that is none of `names`.
+  static std::string key_hint(const std::string& key, const yaml_node& value,
+                              const std::vector<std::string_view>& names) {
+    if (value.kind == yaml_node::kinds::null && !has_row(selector_message_keys, key) &&
+        has_row_named(names, "raw"))
+      return "; a text that begins with a placeholder needs quotes";
+    std::string nearest = nearest_name_hint(key, names);
+    if (!nearest.empty()) return nearest;
+    const char* const owner = has_row(file_keys, key)               ? "a source"
+                              : has_row(event_keys, key)            ? "an event"
+                              : has_row(attribute_keys, key)        ? "an attribute"
+                              : has_row(selector_message_keys, key) ? "a selector message"
+                                                                    : nullptr;
+    return (owner == nullptr
+                ? std::string()
+                : "; " + std::string(owner) + " has it, and so the indentation may be wrong") +
+           "; its keys are " + listed(names);
+  }
+
+  static bool has_row_named(const std::vector<std::string_view>& names, std::string_view name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+  }
+
+  template <class Rows>
+  static bool has_row(const Rows& rows, std::string_view name) {
+    return std::any_of(rows.begin(), rows.end(), [&](const auto& row) { return row.name == name; });
   }
 
   // A key given twice is refused; a map that stands there is read, for what is wrong within.
@@ -317,7 +421,7 @@ class definition_source_reader : private source_value_reader {
     attribute.type = type_from_name(name.value);
     if (attribute.type == TypeUnknown)
       add(diagnostic_rule::unknown_type, node,
-          "no type " + in_quotes(name.value) + nearest_name_hint(name.value, short_type_names()));
+          "no type " + in_quotes(name.value) + type_hint(name.value));
   }
 
   void read_redirect(const yaml_node& node, attribute_model& attribute) {

@@ -147,6 +147,12 @@ bool diagnostic_list::has(diagnostic_rule rule) const {
 
 void diagnostic_list::write(std::ostream& out, const std::vector<const source_text*>& sources,
                             diagnostic_format format, bool color) const {
+  write_first(found_.size(), out, sources, format, color);
+}
+
+size_t diagnostic_list::write_first(size_t limit, std::ostream& out,
+                                    const std::vector<const source_text*>& sources,
+                                    diagnostic_format format, bool color) const {
   const auto order = [&](const diagnostic* found) {
     const auto source = std::find(sources.begin(), sources.end(), found->place.source);
     return std::make_tuple(source, found->place.line, found->place.byte);
@@ -155,6 +161,8 @@ void diagnostic_list::write(std::ostream& out, const std::vector<const source_te
   for (const diagnostic& found : found_) sorted.push_back(&found);
   std::stable_sort(sorted.begin(), sorted.end(),
                    [&](const auto* a, const auto* b) { return order(a) < order(b); });
+  const size_t left = sorted.size() - std::min(limit, sorted.size());
+  sorted.resize(sorted.size() - left);
   for (const diagnostic* found : sorted) {
     if (format == diagnostic_format::json)
       write_json(out, *found, severity_of(found->rule));
@@ -162,4 +170,5 @@ void diagnostic_list::write(std::ostream& out, const std::vector<const source_te
       write_text(out, *found, severity_of(found->rule), color ? terminal_colors : no_colors);
     out.flush();
   }
+  return left;
 }

@@ -60,6 +60,10 @@ class diagnostic_list {
   // was not opened, "kplog: text", and no place in JSON.
   void write(std::ostream& out, const std::vector<const source_text*>& sources,
              diagnostic_format format, bool color) const;
+  // The same of the first `limit` of them; the result is how many are left.
+  size_t write_first(size_t limit, std::ostream& out,
+                     const std::vector<const source_text*>& sources, diagnostic_format format,
+                     bool color) const;
 
  private:
   rule_severity severity_of(diagnostic_rule rule) const {

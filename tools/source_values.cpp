@@ -33,6 +33,15 @@ static std::optional<uint32_t> number_from_text(std::string_view text) {
   return number;
 }
 
+// What to say of a value that is no number.
+static const char* number_fault(const yaml_node& node) {
+  if (has_leading_zero(node.text)) return leading_zero_fault;
+  const bool is_quoted = node.kind == yaml_node::kinds::scalar && !node.plain;
+  return is_quoted && number_from_text(node.text)
+             ? "a number stands here without quotes"
+             : "a number from 0 to 4294967295 is expected here, decimal or 0x and hexadecimal";
+}
+
 // Whether the value is what the source says, and nothing has been said of it.
 static bool is_certain(const yaml_node& node) {
   return node.is_whole && !node.is_refused;
@@ -53,7 +62,7 @@ void source_value_reader::refuse_kind(const yaml_node& node, const std::string& 
 
 bool source_value_reader::is_map(const yaml_node& node, const std::string& expected) {
   if (node.kind == yaml_node::kinds::map) return true;
-  refuse_kind(node, expected, "; an empty one is {}");
+  refuse_kind(node, expected, "; what belongs to it is indented further, and an empty one is {}");
   return false;
 }
 
@@ -66,7 +75,13 @@ bool source_value_reader::is_list(const yaml_node& node, const std::string& expe
 bool source_value_reader::read_text(const yaml_node& node, placed<std::string>& text,
                                     const char* expected) {
   if (node.kind != yaml_node::kinds::scalar) {
-    refuse_kind(node, expected, "");
+    const bool is_placeholder = node.kind == yaml_node::kinds::map && node.children.size() == 2 &&
+                                node.children[1].kind == yaml_node::kinds::null;
+    refuse_kind(node,
+                is_placeholder
+                    ? std::string(expected) + "; one that begins with a placeholder needs quotes"
+                    : expected,
+                "");
     return false;
   }
   if (node.text.find('\0') != std::string::npos) {
@@ -93,10 +108,7 @@ bool source_value_reader::read_number(const yaml_node& node, placed<uint32_t>& n
   if (value)
     number = {*value, place(node)};
   else if (is_certain(node))
-    add(diagnostic_rule::bad_number, node,
-        has_leading_zero(node.text)
-            ? leading_zero_fault
-            : "a number from 0 to 4294967295 is expected here, decimal or 0x and hexadecimal");
+    add(diagnostic_rule::bad_number, node, number_fault(node));
   return value.has_value();
 }
 

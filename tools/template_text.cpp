@@ -100,6 +100,8 @@ class authored_text_reader {
   void read_opening_brace() {
     if (text_.substr(at_).starts_with("{{")) return add_brace();
     const size_t end = text_.find_first_of("{}", at_ + 1);
+    if (is_icu_form(text_.substr(at_ + 1, std::min(end, text_.size()) - at_ - 1)))
+      return skip_icu_form();
     if (end == std::string_view::npos || text_[end] == '{')
       return skip("this brace has no partner; write {{ for a brace");
     if (end == at_ + 1) return skip("an attribute's name is missing between the braces");
@@ -111,6 +113,32 @@ class authored_text_reader {
   void read_closing_brace() {
     if (text_.substr(at_).starts_with("}}")) return add_brace();
     skip("this brace has no partner; write }} for a brace");
+  }
+
+  // "NAME, plural, ...", as ICU writes it.
+  static bool is_icu_form(std::string_view text) {
+    const size_t comma = text.find(',');
+    if (comma == std::string_view::npos) return false;
+    text.remove_prefix(std::min(text.find_first_not_of(' ', comma + 1), text.size()));
+    const std::string_view kind = text.substr(0, text.find_first_of(", "));
+    static constexpr std::array<std::string_view, 10> kinds = {
+        "plural", "select", "selectordinal", "choice",  "number",
+        "date",   "time",   "spellout",      "ordinal", "duration"};
+    return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
+  }
+
+  // To the brace that ends it, over those within it.
+  void skip_icu_form() {
+    problems_.push_back(
+        {diagnostic_rule::text_brace, at_,
+         "a text has none of ICU's forms; a raw template has them, as {0,plural,...} for its first "
+         "placeholder, and selector messages give each case a text"});
+    size_t depth = 0;
+    do {
+      if (text_[at_] == '{') ++depth;
+      if (text_[at_] == '}') --depth;
+      ++at_;
+    } while (depth != 0 && at_ < text_.size());
   }
 
   // A brace without partner stays out; an empty pair is passed over as a whole.
@@ -294,7 +322,7 @@ class template_text_writer {
     if (row == chosen_formats.end()) {
       problem(diagnostic_rule::text_format, offset,
               "no format " + quoted(name) +
-                  nearest_name_hint(name, {"currency", "percent", "date", "time"}));
+                  "; formats are currency and percent of numbers, date and time of times");
       return 'd';
     }
     const bool is_number =

@@ -50,11 +50,13 @@ class yaml_tree_builder final : public YAML::EventHandler {
     return std::move(root_);
   }
 
-  // Whatever stands before a syntax error in its line may be a piece of something else.
-  void doubt_last_value(size_t line) {
+  // Whatever stands before a syntax error in its line may be a piece of something else, and so may
+  // a text that runs on into that line.
+  void doubt_last_value(size_t line, bool runs_on) {
     if (open_.empty() || open_.back().children.empty()) return;
     yaml_node& last = open_.back().children.back();
-    last.is_whole = last.is_whole && last.line != line;
+    const bool is_before = last.line != line && !(runs_on && last.plain);
+    last.is_whole = last.is_whole && is_before;
   }
 
   // Whether it is written with braces or brackets.
@@ -263,21 +265,54 @@ static bool is_tab_in_indentation(const source_text& source, size_t line, size_t
   return tab < text.size() && text[tab] == '\t';
 }
 
+// Whether the place is where its line begins, blanks apart.
+static bool begins_line(const source_place& place) {
+  return place.source->line(place.line).find_first_not_of(' ') >= place.byte;
+}
+
+static bool is_first_colon(const source_place& place) {
+  return place.source->line(place.line).find(':') == place.byte;
+}
+
+// The placeholder that the place follows in its line, "{NAME} and more" without quotes, by its
+// brace; npos when there is none.
+static size_t unquoted_placeholder(const source_place& place) {
+  const std::string_view before = place.source->line(place.line).substr(0, place.byte);
+  const size_t end = before.find_last_not_of(' ');
+  if (end == std::string_view::npos || before[end] != '}') return std::string_view::npos;
+  const size_t begin = before.rfind('{', end);
+  if (begin == std::string_view::npos || before.substr(begin).find(": ") != std::string_view::npos)
+    return std::string_view::npos;
+  return begin;
+}
+
 static void add_syntax_error(const source_text& source, const YAML::Exception& error,
                              const yaml_tree_builder& builder, diagnostic_list& found) {
   const source_place place = place_of(source, error.mark);
   const yaml_node* const around = builder.innermost();
   const bool is_in_flow = around != nullptr && builder.is_flow(*around);
+  const bool is_end =
+      error.msg == YAML::ErrorMsg::END_OF_MAP || error.msg == YAML::ErrorMsg::END_OF_SEQ;
   size_t tab = 0;
   if (!is_in_flow && is_tab_in_indentation(source, place.line, tab))
     found.add(diagnostic_rule::yaml_syntax, {&source, place.line, tab},
               "a tab in the indentation, which YAML makes of blanks alone");
+  else if (const size_t brace = unquoted_placeholder(place); brace != std::string_view::npos)
+    found.add(diagnostic_rule::yaml_syntax, {&source, place.line, brace},
+              "a text that begins with a placeholder needs quotes");
   else if (is_in_flow)
     found.add(diagnostic_rule::yaml_syntax, place, error.msg, around->place(source),
               std::string(kind_name(around->kind)) + " that is still open begins here");
-  else if (error.msg == YAML::ErrorMsg::MAP_VALUE)
+  else if (is_end && begins_line(place))
     found.add(diagnostic_rule::yaml_syntax, place,
-              "this colon does not stand behind a key; a text with \": \" in it needs quotes");
+              "this line is indented as none of those that it could belong to");
+  else if (error.msg == YAML::ErrorMsg::MAP_VALUE)
+    found.add(
+        diagnostic_rule::yaml_syntax, place,
+        is_first_colon(place)
+            ? "this colon does not stand behind a key: its line is indented further than the "
+              "value above, and so belongs to that"
+            : "this colon does not stand behind a key; a text with \": \" in it needs quotes");
   else
     found.add(diagnostic_rule::yaml_syntax, place, error.msg);
 }
@@ -296,7 +331,8 @@ bool read_yaml(const source_text& source, yaml_node& root, diagnostic_list& foun
   } catch (const YAML::Exception& error) {
     is_whole = false;
     add_syntax_error(source, error, builder, found);
-    builder.doubt_last_value(place_of(source, error.mark).line);
+    builder.doubt_last_value(place_of(source, error.mark).line,
+                             error.msg == YAML::ErrorMsg::MAP_VALUE);
   } catch (const yaml_reading_stopped&) {
     is_whole = false;  // the diagnostic stands
   }

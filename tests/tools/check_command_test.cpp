@@ -407,3 +407,28 @@ TEST(CheckCommand, ExampleOfTheDocumentsIsSound) {
   const auto run = run_kplog(test_data_folder(), "check package_manager.yaml --fail-on error");
   EXPECT_EQ(run.status, 0) << run.err;
 }
+
+// --- how many findings are shown
+
+TEST(CheckFindings, HundredAreShownUnlessMoreAreWanted) {
+  const temp_folder folder;
+  std::string source = "kplog: 1\nlog_version: \"1\"\nevents:\n";
+  for (int id = 1; id <= 130; ++id)
+    source += "  E" + std::to_string(id) + ": {id: " + std::to_string(id) + "}\n";
+  folder.write("s.yaml", source);
+  const auto shown = [&](const std::string& options) {
+    const auto run = run_kplog(folder.path(), "check s.yaml " + options);
+    EXPECT_EQ(run.status, 1);
+    size_t count = 0;
+    for (size_t at = 0; (at = run.err.find("no-message", at)) != std::string::npos; ++at) ++count;
+    return std::to_string(count) + " " +
+           run.err.substr(run.err.rfind('\n', run.err.size() - 2) + 1);
+  };
+  EXPECT_EQ(shown(""), "100 kplog: 30 more not shown; --max-findings 0 shows all\n");
+  EXPECT_EQ(shown("-q"), "100 kplog: 30 more not shown; --max-findings 0 shows all\n");
+  EXPECT_EQ(shown("--max-findings 129"),
+            "129 kplog: 1 more not shown; --max-findings 0 shows all\n");
+  EXPECT_EQ(shown("--max-findings 130"), "130 kplog: 0 errors, 130 warnings\n");
+  EXPECT_EQ(shown("--max-findings 0"), "130 kplog: 0 errors, 130 warnings\n");
+  EXPECT_EQ(shown("--format json"), "100 {\"not_shown\":30}\n");
+}

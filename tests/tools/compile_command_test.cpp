@@ -213,8 +213,9 @@ TEST(CompileDiagnostics, TextsFromFilesCannotSteerTheTerminal) {
 TEST(CompileDiagnostics, JsonCarriesNoBareControlEither) {
   const temp_folder folder;
   folder.write("s.yaml", "kplog: 1\nlog_version: \"1\"\n\"\\e\\\\\\\"\u202E\u009B\": 1\n");
-  EXPECT_THAT(run_kplog(folder.path(), "compile --format json s.yaml -o o").err,
-              HasSubstr(R"("text":"a source has no key \"\u001B\\\"\u202E\u009B\"")"));
+  EXPECT_THAT(
+      run_kplog(folder.path(), "compile --format json s.yaml -o o").err,
+      HasSubstr(R"("text":"a source has no key \"\u001B\\\"\u202E\u009B\"; its keys are kplog, )"));
 }
 
 TEST(CompileDiagnostics, ColorComesWhenAskedForOnly) {

@@ -129,11 +129,12 @@ TEST(DefinitionSourceFaults, OfAnUnknownTypeAreOne) {
 // --- places
 
 TEST(DefinitionSourcePlaces, OfNothingAreThoseOfItsKey) {
-  EXPECT_THAT(faults_of(head + "events:\n  EVENT:\n\n  OTHER: ~\n"),
-              ElementsAre("4:3: wrong-kind: an event is a map of keys and values, and there is "
-                          "nothing here; an empty one is {}",
-                          "6:10: wrong-kind: an event is a map of keys and values, and there is "
-                          "nothing here; an empty one is {}"));
+  EXPECT_THAT(
+      faults_of(head + "events:\n  EVENT:\n\n  OTHER: ~\n"),
+      ElementsAre("4:3: wrong-kind: an event is a map of keys and values, and there is "
+                  "nothing here; what belongs to it is indented further, and an empty one is {}",
+                  "6:10: wrong-kind: an event is a map of keys and values, and there is "
+                  "nothing here; what belongs to it is indented further, and an empty one is {}"));
   EXPECT_THAT(faults_of_event("    note:\n    message:\n"),
               ElementsAre("6:5: wrong-kind: a text is expected here, and there is nothing here",
                           HasSubstr("7:5: wrong-kind: a message is a text, or a map of keys and "
@@ -162,15 +163,16 @@ TEST(DefinitionSourcePlaces, StandWithinTextsOfEveryNotation) {
 // --- words
 
 TEST(DefinitionSourceWords, TellNothingFromAnEmptyMapOrList) {
-  EXPECT_THAT(faults_of(head + "flags:\nattributes:\nretired:\nevents:\n"),
-              ElementsAre("3:1: wrong-kind: flags are a map of names and numbers, and there is "
-                          "nothing here; an empty one is {}",
-                          "4:1: wrong-kind: attributes are a map of names and types, and there is "
-                          "nothing here; an empty one is {}",
-                          "5:1: wrong-kind: retired IDs are a list, and there is nothing here; an "
-                          "empty one is []",
-                          "6:1: wrong-kind: events are a map of their names, and there is nothing "
-                          "here; an empty one is {}"));
+  EXPECT_THAT(
+      faults_of(head + "flags:\nattributes:\nretired:\nevents:\n"),
+      ElementsAre("3:1: wrong-kind: flags are a map of names and numbers, and there is "
+                  "nothing here; what belongs to it is indented further, and an empty one is {}",
+                  "4:1: wrong-kind: attributes are a map of names and types, and there is "
+                  "nothing here; what belongs to it is indented further, and an empty one is {}",
+                  "5:1: wrong-kind: retired IDs are a list, and there is nothing here; an "
+                  "empty one is []",
+                  "6:1: wrong-kind: events are a map of their names, and there is nothing "
+                  "here; what belongs to it is indented further, and an empty one is {}"));
   EXPECT_THAT(faults_of(head + "flags: {}\nattributes: {}\nretired: []\nevents: {}\n"), IsEmpty());
 }
 

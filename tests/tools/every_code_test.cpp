@@ -144,6 +144,43 @@ TEST(EveryCode, GoldenListOfExtremeSources) {
   expect_golden_file("extreme_sources.expected", session.text());
 }
 
+// An event in which something is often written otherwise than it must be.
+static std::string event_with(const std::string& keys) {
+  return source_with("  A:\n    id: 1\n    attributes: {N: UInt4, USER: Char64}\n" + keys);
+}
+
+TEST(EveryCode, GoldenListOfWordsThatHelp) {
+  transcript session;
+  session.check("quotes.yaml", event_with("    message: {USER} logged in\n"));
+  session.check("map.yaml", event_with("    message: {USER}\n"));
+  session.check("text.yaml", event_with("    message: {text: {USER}}\n"));
+  session.check("flow.yaml", event_with("    messages:\n"
+                                        "      - {index: 1, value: 0, text: {USER} was let in}\n"));
+  session.check("less.yaml", event_with("   message: m\n"));
+  session.check("more.yaml", source_with("  A:\n    id: 1\n      message: m\n"));
+  session.check("same.yaml", source_with("  A:\n  id: 1\n"));
+  session.check("level.yaml", source_with("  A:\n    id: 1\n") + "message: m\n");
+  session.check("number.yaml", source_with("  A: {id: \"1\"}\n"));
+  std::string types;
+  for (const std::string type : {"uint8", "UInt8", "int64", "uint32", "double", "string", "MBChar",
+                                 "boolean", "datetime", "Bytes16"})
+    types += "      " + type + "_: " + type + "\n";
+  session.check("types.yaml", source_with("  A:\n    id: 1\n    attributes:\n" + types));
+  session.check("key.yaml", event_with("    massage: m\n    severity: 3\n"));
+  session.check("format.yaml", event_with("    message: \"{N:hex} {N:currancy}\"\n"));
+  session.check(
+      "plural.yaml",
+      event_with("    message: \"{N, plural, one {# file} other {# files}} of {USER}\"\n"));
+  session.folder().write("std.yaml", "kplog: 1\nlog_version: \"1\"\nflags: {AUDIT: 1}\n");
+  session.run("compile -q std.yaml -o std.ldf");
+  session.folder().write("aux.yaml", source_with("  A: {id: 1, flags: [AUDIT], message: m}\n"));
+  session.run("check aux.yaml --std std.ldf");
+  session.run("check aux.yaml --std std.yaml");
+  session.run("emit --definitions std.yaml --to text:log < std.yaml");
+  session.run("dump std.yaml");
+  expect_golden_file("words.expected", session.text());
+}
+
 TEST(EveryCode, GoldenListOfFilesThatAreNotThere) {
   transcript session;
   session.folder().write("s.yaml", source_with("  A: {id: 1, message: {id: X, text: one}}\n"
