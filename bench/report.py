@@ -60,6 +60,8 @@ RATIOS = [
      "nested unordered_map", "filter_key_unordered_map", ("faster", 1)),
     ("filter by settings", "filter_configured_kplog",
      "nested unordered_map", "filter_configured_unordered_map", ("faster", 1)),
+    ("log while settings change", "settings_changing_kplog",
+     "log while they do not", "settings_quiet_kplog", ("within", 1.2)),
     ("count one key", "counter_one_kplog",
      "one pread, one pwrite", "counter_one_pread_pwrite", ("within", 1.05)),
     ("count one key", "counter_one_kplog",

@@ -86,7 +86,9 @@ class kp_log_snapshot {
   inline static constinit std::mutex lock_;  // a leaf: held for pointer copies only
   inline static constinit std::atomic<holder*> current_{nullptr};
 
-  inline static constinit thread_local holder* mine_ = nullptr;  // the thread's share
+  // The thread's share. It is looked at by every get(): this model spares the call that finds the
+  // variable of a shared library, and takes 8 bytes of the room that the system keeps for that.
+  [[gnu::tls_model("initial-exec")]] inline static constinit thread_local holder* mine_ = nullptr;
   inline static constinit thread_local kp_log_thread_end end_{&end_of_thread};
   inline static constinit thread_local bool is_watched_ = false;
 };
