@@ -71,7 +71,7 @@ class KP_API kp_LOG_LogEntry {
 
   // 1: a value getter raises KPX_logging_attribute_not_found for an attribute that is not set. Any
   // other value, 2 being the default: it returns a zero value, for a time a default kp_Time, which
-  // is the current time. Process-wide; set at start-up.
+  // is the current time. Process-wide; may be set at any time.
   static void SetOperationMode(unsigned int mode);
 
   // Sets ID and level, then adds attributes from a list of names and values ended by a null pointer
