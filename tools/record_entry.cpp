@@ -239,7 +239,7 @@ const known_event* find_event(const event_set& events, const record_value& event
 }
 
 static std::string no_event_text(const event_set& events, const record_value& event) {
-  const std::string text = "no event " + shown_record_value(event);
+  std::string text = "no event " + shown_record_value(event);
   if (event.kind != record_value_kind::text) return text;
   if (events.is_ambiguous(event.text))
     return "several events have the name " + quoted_record_text(event.text) + "; give the ID";

@@ -23,8 +23,8 @@ class escape_language {
       : write_out_(write_out) {
     for (size_t printable = ' '; printable <= '~'; ++printable) is_plain_[printable] = true;
     for (const escape_row& row : rows) {
-      escapes_[static_cast<size_t>(row.character)] = row.escape;
-      is_plain_[static_cast<size_t>(row.character)] = false;
+      escapes_[static_cast<unsigned char>(row.character)] = row.escape;
+      is_plain_[static_cast<unsigned char>(row.character)] = false;
     }
   }
 
