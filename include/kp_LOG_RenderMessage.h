@@ -28,4 +28,12 @@ KP_API std::string kp_LOG_RenderMessage(const kp_LOG_LogEntry& entry, bool use_d
 KP_API std::string kp_LOG_RenderMessage(const _kp_LOG_log_entry_imp& entry,
                                         bool use_default = false, unsigned index = 0);
 
+// The same, of the texts of the entry's definition, as if no catalog were open: what there is to
+// say where kp_LOG_RenderMessage raises KPX_logging_missing_resource, because the catalog lacks the
+// message.
+KP_API std::string kp_LOG_RenderDefinitionMessage(const kp_LOG_LogEntry& entry,
+                                                  bool use_default = false, unsigned index = 0);
+KP_API std::string kp_LOG_RenderDefinitionMessage(const _kp_LOG_log_entry_imp& entry,
+                                                  bool use_default = false, unsigned index = 0);
+
 #endif

@@ -115,11 +115,11 @@ const char* _kp_LOG_log_entry_imp::get_readable_message(bool use_default, unsign
 // --- Rendering into a string ---
 
 static std::string render_through_icu(const _kp_LOG_log_entry_imp& entry, bool use_default,
-                                      unsigned index) {
+                                      unsigned index, logmsg_texts texts) {
   // One code page for the values and for the message, whatever is set meanwhile.
   const char* const code_page = kp_LOG_LogConfig::GetCodePage();
   icu::UnicodeString message;
-  logmsg_render_icu(entry, entry.get_definition(), use_default, index, code_page, message);
+  logmsg_render_icu(entry, entry.get_definition(), use_default, index, code_page, message, texts);
   std::string bytes;
   switch (icu_text_encode(message, code_page, bytes)) {
     case icu_text_result::ok:
@@ -134,13 +134,24 @@ static std::string render_through_icu(const _kp_LOG_log_entry_imp& entry, bool u
   raise_not_converted();
 }
 
-std::string kp_LOG_RenderMessage(const _kp_LOG_log_entry_imp& entry, bool use_default,
-                                 unsigned index) {
+static std::string render(const _kp_LOG_log_entry_imp& entry, bool use_default, unsigned index,
+                          logmsg_texts texts) {
   return kp_log_no_bad_alloc([&]() -> std::string {
     if (is_rendering_disabled()) return not_supported;
-    if (kp_LOG_LogConfig::IsICUEnabled()) return render_through_icu(entry, use_default, index);
+    if (kp_LOG_LogConfig::IsICUEnabled())
+      return render_through_icu(entry, use_default, index, texts);
     std::string message;
     logmsg_render_bytes(entry, entry.get_definition(), use_default, index, message);
     return message;
   });
+}
+
+std::string kp_LOG_RenderMessage(const _kp_LOG_log_entry_imp& entry, bool use_default,
+                                 unsigned index) {
+  return render(entry, use_default, index, logmsg_texts::catalog);
+}
+
+std::string kp_LOG_RenderDefinitionMessage(const _kp_LOG_log_entry_imp& entry, bool use_default,
+                                           unsigned index) {
+  return render(entry, use_default, index, logmsg_texts::definition);
 }

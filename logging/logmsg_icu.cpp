@@ -251,11 +251,11 @@ static void render(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definit
 
 void logmsg_render_icu(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definition* definition,
                        bool use_default, unsigned index, const char* code_page,
-                       icu::UnicodeString& message) {
+                       icu::UnicodeString& message, logmsg_texts texts) {
   kp_log_no_bad_alloc([&] {
     message.remove();
     const logmsg_choice choice = logmsg_choose(entry, definition, use_default, index);
-    const auto catalog = logmsg_current_catalog();
+    const auto catalog = texts == logmsg_texts::catalog ? logmsg_current_catalog() : nullptr;
     const icu::UnicodeString text =
         catalog ? template_from(*catalog, choice) : template_from(choice.text);
     if (text.isBogus()) kp_log_raise_alloc();

@@ -29,7 +29,10 @@ class record_rendering {
  public:
   record_rendering(const render_options& options, const event_set& events, std::ostream& out,
                    emit_report& report)
-      : view_(events, options.code_page), out_(out), report_(report) {}
+      : view_(events, options.code_page,
+              [&report](const known_event& event) { report.definition_message(event); }),
+        out_(out),
+        report_(report) {}
 
   // Shows all records of the files, those of one read at once, so that people who wait for them see
   // them. False, with errno, when standard output fails. Raises record_file_error.

@@ -45,8 +45,10 @@ void emit_pipeline::process(const record_line& line) {
 
 // Nothing of a record is taken before its message is there, nor what could not be read again.
 void emit_pipeline::add(const made_entry& made, std::string_view line) {
-  const std::string message = entry_message(made);
-  const sink_entry entry{made, message, made.entry.GetAttribTime("TIMESTAMP")};
+  const entry_text message = entry_message(made);
+  if (message.is_from_definition) report_.definition_message(*made.event);
+  const sink_entry entry{made, message.text, made.entry.GetAttribTime("TIMESTAMP"),
+                         message.is_from_definition};
   form_.require_readable(entry, line);
   for (const auto& sink : outputs_.sinks) sink->add(entry);
   if (outputs_.counts != nullptr) outputs_.counts->add(entry.time, made.entry.GetEntryID());

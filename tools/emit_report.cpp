@@ -78,6 +78,14 @@ void emit_report::problem(diagnostic_rule rule, const std::string& text) {
   log_.flush();
 }
 
+void emit_report::definition_message(const known_event& event) {
+  if (!told_.insert(&event).second) return;
+  const std::string name = event.name.empty() ? "" : " " + event.name;
+  problem(diagnostic_rule::message_from_definition, "the catalog lacks a message of the event " +
+                                                        std::to_string(event.id) + name +
+                                                        "; the definition's own text is taken");
+}
+
 void emit_report::damaged(const damaged_definitions& error) {
   clear_progress();
   error.write(log_, options_.format, options_.color);

@@ -6,6 +6,7 @@
 #include <functional>
 #include <iosfwd>
 #include <string>
+#include <unordered_set>
 
 #include "tools/command_options.h"
 #include "tools/emit_tally.h"
@@ -23,6 +24,8 @@ class emit_report {
   void bad_record(const record_line& line, const record_error& error);
   // "kplog: TEXT", or as JSON.
   void problem(diagnostic_rule rule, const std::string& text);
+  // Once for each event: its message is the definition's own text, for want of one in the catalog.
+  void definition_message(const known_event& event);
   // The outcome of `run`; or, where it raises what ends a command, that outcome, told here: damaged
   // definitions, std::invalid_argument (a usage error), sink_error and other std::runtime_errors (a
   // file error). Every other exception passes.
@@ -51,10 +54,11 @@ class emit_report {
   bool draws_progress_;
   bool is_progress_shown_ = false;
   clock::time_point began_ = clock::now();
-  clock::time_point drawn_ = began_;   // the progress
-  clock::time_point minute_ = began_;  // in which bad records are counted
-  unsigned shown_ = 0;                 // bad records in that minute
-  uint64_t hidden_ = 0;                // bad records that were not shown, and not told of yet
+  clock::time_point drawn_ = began_;             // the progress
+  clock::time_point minute_ = began_;            // in which bad records are counted
+  unsigned shown_ = 0;                           // bad records in that minute
+  std::unordered_set<const known_event*> told_;  // that the catalog lacks a message of them
+  uint64_t hidden_ = 0;  // bad records that were not shown, and not told of yet
 };
 
 #endif

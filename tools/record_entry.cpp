@@ -322,11 +322,19 @@ const made_entry& entry_maker::make(const parsed_record& record, std::string_vie
   return made_;
 }
 
-std::string entry_message(const made_entry& made) {
+// A catalog has no message without an ID, either.
+static entry_text rendered(const made_entry& made) {
   try {
-    return kp_LOG_RenderMessage(made.entry, false, made.message_index);
+    return {kp_LOG_RenderMessage(made.entry, false, made.message_index)};
   } catch (const KPX_logging_missing_resource&) {
-    throw record_error(record_fault::message, "", {0, "the catalog lacks its message"});
+  } catch (const KPX_logging_invalid_definition&) {
+  }
+  return {kp_LOG_RenderDefinitionMessage(made.entry, false, made.message_index), true};
+}
+
+entry_text entry_message(const made_entry& made) {
+  try {
+    return rendered(made);
   } catch (const KPX_logging_all& error) {
     throw record_error(record_fault::message, "", {0, error.what()});
   }

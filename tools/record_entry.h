@@ -46,8 +46,13 @@ class entry_maker {
 // for any other.
 const char* special_float_text(double value);
 
-// The readable message of the entry in UTF-8; raises record_error at column 1 where the library
-// cannot render it.
-std::string entry_message(const made_entry& made);
+// A readable message in UTF-8.
+struct entry_text {
+  std::string text;
+  bool is_from_definition = false;  // the open catalog lacks it: it is the definition's own text
+};
+
+// Raises record_error at column 1 where the library cannot render it.
+entry_text entry_message(const made_entry& made);
 
 #endif

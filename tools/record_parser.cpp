@@ -157,7 +157,7 @@ class record_reader {
     std::string_view name;
     void (record_reader::*read)(ondemand::value);
   };
-  static const std::array<key_row, 9> keys;
+  static const std::array<key_row, 10> keys;
 
   static size_t key_of(std::string_view name) {
     return static_cast<size_t>(
@@ -257,6 +257,7 @@ class record_reader {
 
   void read_version(ondemand::value value) { text(value, "\"version\" is a text"); }
   void read_message(ondemand::value value) { text(value, "\"message\" is a text"); }
+  void read_message_from(ondemand::value value) { text(value, "\"message_from\" is a text"); }
 
   void read_types(ondemand::value value) {
     for (ondemand::field field : object(value, "\"types\" is an object"))
@@ -301,7 +302,7 @@ class record_reader {
   unsigned seen_ = 0;                           // bits of the keys so far
 };
 
-const std::array<record_reader::key_row, 9> record_reader::keys = {{
+const std::array<record_reader::key_row, 10> record_reader::keys = {{
     {"event", &record_reader::read_event},
     {"level", &record_reader::read_level},
     {"time", &record_reader::read_time},
@@ -311,6 +312,7 @@ const std::array<record_reader::key_row, 9> record_reader::keys = {{
     {"name", &record_reader::read_name},
     {"types", &record_reader::read_types},
     {"message", &record_reader::read_message},
+    {"message_from", &record_reader::read_message_from},
 }};
 
 struct record_parser::state {

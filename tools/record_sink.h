@@ -19,6 +19,7 @@ struct sink_entry {
   std::string_view message;  // rendered, in UTF-8
   kp_Time
       time;  // as the record tells it; the day of dated logs and the time shown are both from it
+  bool is_message_from_definition = false;  // because the catalog lacks it
 };
 
 // One of the places that the command line names. Entries are gathered to a batch in memory, which

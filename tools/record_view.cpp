@@ -6,9 +6,12 @@
 
 // Without one there would be nothing of the record on its line.
 std::string record_view::message_of(const parsed_record& record, std::string_view line) {
-  std::string message = entry_message(maker_.make(record, line));
-  if (message.empty()) throw record_error(record_fault::message, line, {0, "its message is empty"});
-  return message;
+  const made_entry& made = maker_.make(record, line);
+  entry_text message = entry_message(made);
+  if (message.text.empty())
+    throw record_error(record_fault::message, line, {0, "its message is empty"});
+  if (message.is_from_definition) report_(*made.event);
+  return std::move(message.text);
 }
 
 // --- What the record holds

@@ -161,6 +161,7 @@ void stored_form::append(std::string& line, const sink_entry& entry) const {
   append_value(line, made.message_index);
   line += ",\"message\":";
   append_json_text(line, entry.message);
+  if (entry.is_message_from_definition) line += ",\"message_from\":\"definition\"";
   line += '}';
 }
 

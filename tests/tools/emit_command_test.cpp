@@ -174,7 +174,9 @@ TEST_F(EmitCommand, MessagesComeInTheLanguageOfTheCatalog) {
   EXPECT_EQ(run.out, "alice kam durch 22\n") << run.err;
 }
 
-TEST_F(EmitCommand, MessagesThatTheCatalogLacksAreBadRecords) {
+// A catalog without the event: its default message, a selector message, and a message without an
+// ID.
+TEST_F(EmitCommand, MessagesThatTheCatalogLacksAreThoseOfTheDefinition) {
   folder_.write("link.yaml",
                 "kplog: 1\nlog_version: \"2.0\"\nevents: {LINK: {id: 1002, message: link}}\n");
   folder_.write(
@@ -182,10 +184,17 @@ TEST_F(EmitCommand, MessagesThatTheCatalogLacksAreBadRecords) {
       "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; charset=UTF-8\\n\"\n");
   const auto built = run_kplog(folder_.path(), "catalog build -q link.yaml --po de.po -o messages");
   ASSERT_EQ(built.status, 0) << built.err;
-  const auto run = folder_.emit_text("-q --catalog messages --to -", note_record("a"));
-  EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, StartsWith("<stdin>:1:1: error[record-message]: the catalog lacks its "
-                                  "message\n"));
+  const std::string records = note_record("a") + note_record("b");
+  const auto run = folder_.emit_text("-q --catalog messages --to json:stored", records);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err,
+            "kplog: the catalog lacks a message of the event 1003 NOTE; the definition's own text "
+            "is taken\n");
+  EXPECT_THAT(folder_.text("stored"),
+              HasSubstr("\"message\":\"a\",\"message_from\":\"definition\"}\n"));
+  const auto again = folder_.emit("-q --to - stored");
+  EXPECT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(again.out, "a\nb\n");
 }
 
 // --- The filter
@@ -392,6 +401,14 @@ TEST_F(EmitCommand, GoldenListOfBadRecords) {
   std::string flood;
   for (int i = 0; i < 101; ++i) flood += "bad\n";
   const auto many = folder_.emit_text("--format json --to text:./shop", log + flood);
+  folder_.write("link.yaml",
+                "kplog: 1\nlog_version: \"2.0\"\nevents: {LINK: {id: 1002, message: link}}\n");
+  folder_.write(
+      "de.po",
+      "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; charset=UTF-8\\n\"\n");
+  EXPECT_EQ(run_kplog(folder_.path(), "catalog build -q link.yaml --po de.po -o messages").status,
+            0);
+  const auto lacking = folder_.emit_text("--format json --catalog messages --to -", log);
   running_command ended(folder_.path(),
                         emit_folder::words({"--format", "json", "--to", "-", "-", "input"}));
   EXPECT_TRUE(ended.send(log));
@@ -399,7 +416,8 @@ TEST_F(EmitCommand, GoldenListOfBadRecords) {
   ended.signal(SIGTERM);
   expect_golden_file("emit.expected", bad.err + lines_with(many.err, "unfinished-line") +
                                           lines_with(many.err, "record-not-shown") +
-                                          lines_with(ended.wait_for_end().err, "unread-input"));
+                                          lines_with(ended.wait_for_end().err, "unread-input") +
+                                          lines_with(lacking.err, "message-from-definition"));
 }
 
 TEST_F(EmitCommand, SummaryTellsOfEachEvent) {

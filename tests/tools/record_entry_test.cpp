@@ -39,7 +39,8 @@ TEST(RecordEntry, HoldsWhatTheRecordSays) {
 TEST(RecordEntry, RendersItsMessage) {
   record_events events(login_file());
   EXPECT_EQ(
-      entry_message(events.make(R"({"event":1001,"attributes":{"USER_NAME":"ålice","PORT":7}})")),
+      entry_message(events.make(R"({"event":1001,"attributes":{"USER_NAME":"ålice","PORT":7}})"))
+          .text,
       "ålice came in by port 7");
 }
 

@@ -230,7 +230,7 @@ TEST_F(RenderCommand, RecordsThatTheirEventDoesNotDeclareAreShownByWhatTheyHold)
             "[event 1003: its message is empty] COUNT=-3\n");
 }
 
-TEST_F(RenderCommand, MessagesThatTheCatalogLacksAreMarked) {
+TEST_F(RenderCommand, MessagesThatTheCatalogLacksAreThoseOfTheDefinition) {
   folder_.write(
       "de.po",
       "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; charset=UTF-8\\n\"\n\n"
@@ -244,10 +244,12 @@ TEST_F(RenderCommand, MessagesThatTheCatalogLacksAreMarked) {
                             R"({"event":1002})"
                             "\n",
                             "-q --catalog catalogs", "de_DE");
-  EXPECT_EQ(shown.status, 1);
-  EXPECT_EQ(shown.out,
-            "[event 1001 LOGIN: the catalog lacks its message] USER_NAME=\"alice\" PORT=1\n"
-            "tschüss\n");
+  EXPECT_EQ(shown.status, 0);
+  EXPECT_EQ(shown.out, "alice came in by port 1\ntschüss\n");
+  EXPECT_EQ(
+      shown.err,
+      "kplog: the catalog lacks a message of the event 1001 LOGIN; the definition's own text is "
+      "taken\n");
 }
 
 TEST_F(RenderCommand, EventsOfTheAuxSetAreTold) {
