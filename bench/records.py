@@ -6,19 +6,29 @@ usage: records.py KPLOG PEER [RUNS]
 Both read the same JSON Lines with the same parser and write the same lines to a log. Each is run several
 times (5), in turns, and the quickest run counts. Times are those of the processor. Bad records are held against
 512 events of such attributes, among which the names that were meant are looked for, and good ones as well.
+
+Then kplog emit alone takes records one by one, each acknowledged before the next one is sent, without a
+counter and with counters of several sizes. Times are those of the clock: the quickest of the runs, which
+take turns.
 """
+import datetime
 import os
 import re
 import resource
+import struct
 import subprocess
 import sys
 import tempfile
+import time
 
 FEW, MANY = 30_000, 300_000
 TARGET = 150_000  # records a second
 BAD = 100_000
 BAD_TARGET = 2.0  # times the cost of a good record
 EVENTS = 512
+ONE_BY_ONE = 5_000
+COUNTERS = (0, 365 * 100, 3650 * 100)  # records in the counter: none, a year and ten of 100 events
+COUNTED_TARGET = 0.8  # of the rate without a counter
 
 SOURCE = """kplog: 1
 log_version: "2.0"
@@ -118,6 +128,54 @@ def time_bad_records(kplog, folder, runs):
               f"{'met' if ratio <= BAD_TARGET else 'NOT MET'}")
 
 
+def write_counter(path, records):
+    """A counter of the days before those of the records, 100 events each."""
+    last = datetime.date(2026, 11, 14)
+    with open(path, "wb") as counter:
+        for i in range(records):
+            day = last - datetime.timedelta((records - 1 - i) // 100)
+            counter.write(struct.pack(">6I8x", 32, day.year, day.month, day.day, 2000 + i % 100, 7))
+
+
+def one_by_one(kplog, records, counter, folder):
+    """Seconds for records that are acknowledged one by one."""
+    command = [kplog, "emit", "--quiet", "--definitions", "events.ldf", "--locale", "en_US",
+               "--to", "text:single,max-size=4G", "--ack"] + (["--count", counter] if counter else [])
+    with subprocess.Popen(command, cwd=folder, env={**os.environ, "TZ": "UTC", "LC_ALL": "C"}, bufsize=0,
+                          stdin=subprocess.PIPE, stdout=subprocess.PIPE) as child:
+        acknowledged = child.stdout.fileno()
+        begin = 0
+        for number, record in enumerate(records):
+            if number == 1:  # the first one finds everything opened and read
+                begin = time.perf_counter()
+            child.stdin.write(record)
+            if int(os.read(acknowledged, 64)) != number + 1:
+                sys.exit("records were not acknowledged one by one")
+        seconds = time.perf_counter() - begin
+        child.stdin.close()
+    if child.returncode != 0:
+        sys.exit(f"{kplog} ended with {child.returncode}")
+    return seconds
+
+
+def time_counters(kplog, folder, runs):
+    with open(os.path.join(folder, "few.jsonl"), "rb") as lines:
+        records = [next(lines) for _ in range(ONE_BY_ONE + 1)]
+    for size in COUNTERS:
+        write_counter(os.path.join(folder, f"c{size}.cnt"), size)
+    best = {}
+    for _ in range(runs):
+        for counter in [""] + [f"c{size}" for size in COUNTERS]:
+            seconds = one_by_one(kplog, records, counter, folder)
+            best[counter] = min(seconds, best.get(counter, seconds))
+    print(f"\n{ONE_BY_ONE:,} records, each acknowledged before the next, to a text log")
+    print(f"no counter                     {ONE_BY_ONE / best['']:10,.0f} records/s")
+    for size in COUNTERS:
+        share = best[""] / best[f"c{size}"]
+        print(f"counter of {size:9,} records   {ONE_BY_ONE / best[f'c{size}']:10,.0f} records/s   "
+              f"{share:.2f} of that, at least {COUNTED_TARGET}   {'met' if share >= COUNTED_TARGET else 'NOT MET'}")
+
+
 def main():
     if len(sys.argv) not in (3, 4):
         sys.exit(__doc__.strip())
@@ -149,6 +207,7 @@ def main():
               f"kplog emit takes {min(ours) / min(peers):.2f} times its time")
         print(f"memory            {little / 1024:.1f} MiB for {FEW:,} records, {much / 1024:.1f} MiB for {MANY:,}")
         time_bad_records(kplog, folder, runs)
+        time_counters(kplog, folder, runs)
 
 
 main()

@@ -15,51 +15,65 @@
 
 // --- Inputs and outputs ---
 
+static lock_waiting waiting_for_locks(const emit_signals& signals, emit_report& report) {
+  return {[&signals] { return signals.ending() != 0; },
+          [&report](const std::string& note) { report.problem(diagnostic_rule::lock_held, note); }};
+}
+
 static emit_outputs open_outputs(const emit_options& options, const event_set& events,
-                                 emit_report& report) {
+                                 emit_report& report, const lock_waiting& waiting) {
   emit_outputs outputs;
   // Only text is written in it, but a name that is none is an error for all.
   static_cast<void>(log_code_page(options.code_page));
   const std::function<void(const std::string&)> tell = [&report](const std::string& note) {
     report.problem(diagnostic_rule::unfinished_line, note);
   };
-  const sink_options shared{events.version(), options.code_page, tell};
+  const sink_options shared{events.version(), options.code_page, tell, waiting};
   for (const std::string& sink : options.sinks)
     outputs.sinks.push_back(make_record_sink(sink, shared));
-  if (!options.count.empty()) outputs.counts = std::make_unique<emit_counts>(options.count);
+  if (!options.count.empty())
+    outputs.counts = std::make_unique<emit_counts>(options.count, waiting);
   if (const auto path = options.quarantine())
-    outputs.quarantine = std::make_unique<record_quarantine>(*path, append_rules{.report = tell});
+    outputs.quarantine = std::make_unique<record_quarantine>(
+        *path, append_rules{.report = tell, .waiting = waiting});
   outputs.acknowledges = options.acknowledges;
   outputs.synced = options.synced;
   return outputs;
 }
 
-static std::vector<std::unique_ptr<record_input>> open_inputs(const emit_options& options) {
+static std::vector<std::unique_ptr<record_input>> open_inputs(const emit_options& options,
+                                                              const lock_waiting& waiting) {
   std::vector<std::unique_ptr<record_input>> inputs;
   if (!options.records.empty()) inputs.push_back(std::make_unique<record_files>(options.records));
   if (!options.listen.empty())
-    inputs.push_back(std::make_unique<record_service>(options.socket_path()));
+    inputs.push_back(std::make_unique<record_service>(options.socket_path(), waiting));
   return inputs;
 }
 
 // --- A run ---
 
+// A service ends by a signal; for other runs it comes too early.
+static command_outcome outcome_of_signal(const emit_options& options, int signal) {
+  if (!options.listen.empty()) return command_outcome::good;
+  return signal == SIGINT ? command_outcome::interrupted : command_outcome::terminated;
+}
+
 class emit_run {
  public:
-  emit_run(const emit_options& options, emit_report& report)
+  emit_run(const emit_options& options, emit_report& report, emit_signals& signals)
       : options_(options),
         report_(report),
         events_(options.events),
         filter_(options),
-        outputs_(open_outputs(options, events_, report)),
-        inputs_(open_inputs(options)),
+        outputs_(open_outputs(options, events_, report, waiting_for_locks(signals, report))),
+        inputs_(open_inputs(options, waiting_for_locks(signals, report))),
         pipeline_(events_, filter_, outputs_, report, options.on_error == "stop") {}
 
-  command_outcome run(const emit_signals& signals);
+  command_outcome run(emit_signals& signals);
 
  private:
   void reload();
-  command_outcome read_all(const emit_signals& signals);
+  command_outcome read_all(emit_signals& signals);
   command_outcome outcome_of(const emit_end& end);
   command_outcome fail(diagnostic_rule rule, const std::string& text);
 
@@ -86,17 +100,15 @@ void emit_run::reload() {
   }
 }
 
-// A service ends by a signal; for other runs it comes too early.
 command_outcome emit_run::outcome_of(const emit_end& end) {
   for (const std::string& text : end.unread)
     report_.problem(diagnostic_rule::unread_input, text + ", because a signal ended the run");
-  if (end.is_cut_short && options_.listen.empty())
-    return end.signal == SIGINT ? command_outcome::interrupted : command_outcome::terminated;
+  if (end.is_cut_short && options_.listen.empty()) return outcome_of_signal(options_, end.signal);
   return end.unread.empty() ? command_outcome::good : command_outcome::findings;
 }
 
 // What was read of a file before it failed is written all the same.
-command_outcome emit_run::read_all(const emit_signals& signals) {
+command_outcome emit_run::read_all(emit_signals& signals) {
   command_outcome outcome = command_outcome::good;
   try {
     emit_loop loop(signals, inputs_, pipeline_, [this] { reload(); });
@@ -108,7 +120,7 @@ command_outcome emit_run::read_all(const emit_signals& signals) {
   return outcome;
 }
 
-command_outcome emit_run::run(const emit_signals& signals) {
+command_outcome emit_run::run(emit_signals& signals) {
   command_outcome outcome = command_outcome::good;
   if (!options_.listen.empty()) report_.note("listening on " + options_.listen);
   try {
@@ -127,11 +139,16 @@ static command_outcome emit(emit_options& options, std::ostream& log) {
   } catch (const emit_usage_error& error) {
     return usage_error(log, error.what());
   }
-  const emit_signals signals;
+  emit_signals signals;
   emit_report report(log, options.report, options.writes_standard_output());
   return report.report_failures([&] {
     check_record_files(options.records);
-    return emit_run(options, report).run(signals);
+    try {
+      return emit_run(options, report, signals).run(signals);
+    } catch (const lock_given_up& error) {
+      report.problem(diagnostic_rule::lock_held, error.what());
+      return outcome_of_signal(options, signals.ending());
+    }
   });
 }
 

@@ -7,7 +7,6 @@
 
 #include "tools/command_options.h"
 
-static constexpr size_t record_size = 32;
 static constexpr size_t date_offset = 4;
 static constexpr size_t id_offset = 16;
 static constexpr size_t count_offset = 20;
@@ -60,6 +59,34 @@ static counter_day day_at(std::string_view bytes, size_t offset) {
           static_cast<int32_t>(word_at(bytes, offset + 8))};
 }
 
+uint32_t counter_record_length(std::string_view bytes, size_t offset) {
+  return word_at(bytes, offset);
+}
+
+counted_entries counter_record_at(std::string_view bytes, size_t offset) {
+  return {day_at(bytes, offset + date_offset), word_at(bytes, offset + id_offset),
+          word_at(bytes, offset + count_offset)};
+}
+
+static void put_word(std::string& bytes, size_t offset, uint32_t word) {
+  for (size_t i = offset + 4; i-- > offset; word >>= 8) bytes[i] = static_cast<char>(word & 0xFF);
+}
+
+std::string new_counter_record(const counted_entries& record) {
+  std::string bytes(counter_record_size, '\0');
+  put_word(bytes, 0, counter_record_size);
+  put_word(bytes, date_offset, static_cast<uint32_t>(record.day.year));
+  put_word(bytes, date_offset + 4, static_cast<uint32_t>(record.day.month));
+  put_word(bytes, date_offset + 8, static_cast<uint32_t>(record.day.day));
+  put_word(bytes, id_offset, record.id);
+  put_word(bytes, count_offset, static_cast<uint32_t>(record.count));
+  return bytes;
+}
+
+void set_counter_count(std::string& record, uint32_t count) {
+  put_word(record, count_offset, count);
+}
+
 // Records with one thing odd about them: the first of them, and how many there are.
 struct odd_records {
   size_t first = 0;
@@ -83,10 +110,9 @@ struct placed_count {
 
 void visit_counts(std::string_view bytes,
                   const std::function<void(const counted_entries& record, size_t offset)>& visit) {
-  for (size_t offset = 0; offset < bytes.size(); offset += record_size) {
-    const counter_day day = day_at(bytes, offset + date_offset);
-    if (day == counter_day{}) continue;  // a free slot
-    visit({day, word_at(bytes, offset + id_offset), word_at(bytes, offset + count_offset)}, offset);
+  for (size_t offset = 0; offset < bytes.size(); offset += counter_record_size) {
+    const counted_entries record = counter_record_at(bytes, offset);
+    if (record.day != counter_day{}) visit(record, offset);
   }
 }
 
@@ -103,7 +129,8 @@ static void check_records(const source_text& file, const std::vector<placed_coun
   odd_records lengths;
   odd_records days;
   for (const placed_count& record : records) {
-    if (word_at(file.bytes(), record.offset) != record_size) lengths.add(record.offset);
+    if (counter_record_length(file.bytes(), record.offset) != counter_record_size)
+      lengths.add(record.offset);
     if (!is_calendar_day(record.entries.day)) days.add(record.offset);
   }
   if (lengths.count != 0)
@@ -117,7 +144,7 @@ static void check_records(const source_text& file, const std::vector<placed_coun
 }
 
 static void check_end(const source_text& file, diagnostic_list& found) {
-  const size_t rest = file.bytes().size() % record_size;
+  const size_t rest = file.bytes().size() % counter_record_size;
   if (rest == 0) return;
   found.add(diagnostic_rule::counter_torn, {&file, 0, file.bytes().size() - rest},
             "the last record is cut off behind " + counted(rest, "byte") +

@@ -38,6 +38,18 @@ struct counted_entries {
   uint64_t count = 0;
 };
 
+// --- Records as bytes. What a torn one lacks are zeros. ---
+
+constexpr size_t counter_record_size = 32;
+
+// By the record's own account; counter_record_size unless the file is damaged.
+uint32_t counter_record_length(std::string_view bytes, size_t offset);
+// A day of zeros is a free slot's.
+counted_entries counter_record_at(std::string_view bytes, size_t offset);
+std::string new_counter_record(const counted_entries& record);
+// Of the record, whole; the rest of it stays as it is.
+void set_counter_count(std::string& record, uint32_t count);
+
 // Hands over every record of a counter file's bytes that is no free slot, in their order, and its
 // offset. The bytes begin with a record, and may end within one.
 void visit_counts(std::string_view bytes,

@@ -112,6 +112,7 @@ enum class diagnostic_rule : unsigned {
   record_not_shown,
   unread_input,
   unfinished_line,
+  lock_held,
 };
 
 enum class rule_severity { off, warning, error };
@@ -335,6 +336,9 @@ constexpr auto diagnostic_rules = std::to_array<diagnostic_rule_row>({
      "what a process that died, or a power cut, left behind the last line of a file, and that was "
      "cut off",
      rule_kind::fault, rule_severity::warning},
+    {diagnostic_rule::lock_held, "lock-held",
+     "a lock that another process holds, and that is waited for", rule_kind::fault,
+     rule_severity::warning},
 });
 
 constexpr const diagnostic_rule_row& rule_row(diagnostic_rule rule) {

@@ -9,9 +9,8 @@
 // For what had been sent when the signal came, so that the run ends within two seconds.
 static constexpr std::chrono::milliseconds last_patience(1500);
 
-emit_loop::emit_loop(const emit_signals& signals,
-                     std::vector<std::unique_ptr<record_input>>& inputs, emit_pipeline& pipeline,
-                     std::function<void()> reload)
+emit_loop::emit_loop(emit_signals& signals, std::vector<std::unique_ptr<record_input>>& inputs,
+                     emit_pipeline& pipeline, std::function<void()> reload)
     : signals_(signals), inputs_(inputs), pipeline_(pipeline), reload_(std::move(reload)) {}
 
 bool emit_loop::is_running() const {

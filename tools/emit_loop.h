@@ -21,7 +21,7 @@ class emit_loop {
  public:
   // `reload` is called at SIGHUP, behind the batch; the files have been told to open anew. All must
   // live as long as the loop.
-  emit_loop(const emit_signals& signals, std::vector<std::unique_ptr<record_input>>& inputs,
+  emit_loop(emit_signals& signals, std::vector<std::unique_ptr<record_input>>& inputs,
             emit_pipeline& pipeline, std::function<void()> reload);
 
   // Runs until all inputs have ended, the pipeline has stopped, or SIGTERM or SIGINT came; what had
@@ -37,7 +37,7 @@ class emit_loop {
   void answer(int signal);
   emit_end take_what_was_sent();
 
-  const emit_signals& signals_;
+  emit_signals& signals_;
   std::vector<std::unique_ptr<record_input>>& inputs_;
   emit_pipeline& pipeline_;
   std::function<void()> reload_;

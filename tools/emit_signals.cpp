@@ -18,14 +18,28 @@ emit_signals::emit_signals() {
   sigaction(SIGPIPE, &ignored, &pipe_before_);
 }
 
+// Signals that were answered without being taken must not end the process behind it.
 emit_signals::~emit_signals() {
+  while (take() != 0) {
+  }
   close(descriptor_);
   sigaction(SIGPIPE, &pipe_before_, nullptr);
   pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
-int emit_signals::take() const {
+int emit_signals::take() {
   signalfd_siginfo taken{};
-  const bool is_taken = read(descriptor_, &taken, sizeof taken) == sizeof taken;
-  return is_taken ? static_cast<int>(taken.ssi_signo) : 0;
+  if (read(descriptor_, &taken, sizeof taken) != sizeof taken) return 0;
+  const int signal = static_cast<int>(taken.ssi_signo);
+  if (signal != SIGHUP) ending_ = signal;
+  return signal;
+}
+
+int emit_signals::ending() const {
+  sigset_t waiting;
+  sigemptyset(&waiting);
+  sigpending(&waiting);
+  for (const int signal : {SIGTERM, SIGINT})
+    if (ending_ == 0 && sigismember(&waiting, signal) == 1) return signal;
+  return ending_;
 }

@@ -14,12 +14,15 @@ class emit_signals {
   emit_signals& operator=(const emit_signals&) = delete;
 
   int descriptor() const { return descriptor_; }  // can be read while a signal waits
-  int take() const;                               // the signal that waits; 0: none
+  int take();                                     // the signal that waits; 0: none
+  // SIGTERM or SIGINT, from the moment it was sent on; 0: neither came.
+  int ending() const;
 
  private:
   sigset_t before_{};
   struct sigaction pipe_before_ {};
   int descriptor_ = -1;
+  int ending_ = 0;  // SIGTERM or SIGINT, taken
 };
 
 #endif

@@ -17,6 +17,7 @@ using lock_clock = std::chrono::steady_clock;
 
 static constexpr std::chrono::milliseconds told_after(500);
 static constexpr std::chrono::milliseconds last_patience(1000);  // of a process that is to end
+static constexpr std::chrono::milliseconds first_pause(1);
 static constexpr std::chrono::milliseconds longest_pause(32);
 
 static constexpr mode_t lock_mode = S_IRUSR | S_IWUSR;
@@ -88,7 +89,6 @@ std::string folder_lock::content() const {
 // False when the lock's file was removed, or replaced, while this process waited for it.
 bool folder_lock::take(const lock_waiting& waiting) {
   if (!open_file()) return false;
-  static_cast<void>(content());
   wait(waiting);
   struct stat held {};
   struct stat named {};
@@ -133,10 +133,11 @@ void folder_lock::wait(const lock_waiting& waiting) const {
   const lock_clock::time_point began = lock_clock::now();
   lock_clock::time_point end = lock_clock::time_point::max();
   bool is_told = !waiting.report;
-  std::chrono::milliseconds pause(1);
+  std::chrono::milliseconds pause = first_pause;
   while (flock(lock_descriptor_.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno == EINTR) continue;
     if (errno != EWOULDBLOCK) raise_sink_error("take the lock", lock);
+    if (pause == first_pause) static_cast<void>(content());  // no lock is not waited for
     const lock_clock::time_point now = lock_clock::now();
     if (now >= end)
       throw lock_given_up("cannot take the lock " + terminal_text(lock) +

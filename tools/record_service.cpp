@@ -1,7 +1,6 @@
 #include "tools/record_service.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -13,6 +12,8 @@
 #include <cstring>
 #include <system_error>
 #include <utility>
+
+#include "tools/file_place.h"
 
 static constexpr size_t client_piece = size_t{64} << 10;
 
@@ -60,22 +61,19 @@ static bool is_abandoned_socket(const std::string& path) {
   return connect(probe.get(), generic(address), sizeof address) != 0 && errno == ECONNREFUSED;
 }
 
-static std::string folder_of(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
-}
-
-// The lock on the folder keeps two services that start at once from replacing each other's socket.
-// Nobody can connect before the socket listens, and so before its mode is what it is to be.
-static void listen_at(int listener, const std::string& path) {
-  const open_descriptor folder(open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder.get() < 0 || flock(folder.get(), LOCK_EX) != 0) raise_service_error(path, errno);
+// The lock, which is gone again when the socket listens, keeps two services that start at once from
+// replacing each other's socket. Nobody can connect before the socket listens, and so before its
+// mode is what it is to be.
+static void listen_at(int listener, const std::string& path, const lock_waiting& waiting) {
+  const file_place place = place_of(path);
+  if (access(place.folder.c_str(), F_OK) != 0) raise_service_error(path, errno);
+  folder_lock lock(place.folder, place.name, waiting);
   if (is_abandoned_socket(path)) unlink(path.c_str());
   const sockaddr_un address = address_of(path);
   if (bind(listener, generic(address), sizeof address) != 0) raise_service_error(path, errno);
   if (chmod(path.c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP) == 0 &&
       listen(listener, record_client_limit) == 0)
-    return;
+    return lock.remove();
   const int error = errno;
   unlink(path.c_str());
   raise_service_error(path, error);
@@ -95,11 +93,11 @@ static size_t room_for_clients() {
   return static_cast<size_t>(std::min<rlim_t>(left, record_client_limit));
 }
 
-record_service::record_service(std::string path)
+record_service::record_service(std::string path, const lock_waiting& waiting)
     : path_(std::move(path)), client_limit_(room_for_clients()), client_room_(client_limit_) {
   open_descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (listener.get() < 0) raise_service_error(path_, errno);
-  listen_at(listener.get(), path_);
+  listen_at(listener.get(), path_, waiting);
   inode_ = inode_at(path_);
   listener_ = std::move(listener);
 }

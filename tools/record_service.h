@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/folder_lock.h"
 #include "tools/open_descriptor.h"
 #include "tools/record_input.h"
 
@@ -28,7 +29,8 @@ bool is_socket_path(const std::string& path);
 class record_service : public record_input {
  public:
   // Replaces a socket file on which nobody listens any more. Raises record_service_error.
-  explicit record_service(std::string path);
+  // While another service starts at the same path, it waits for the lock beside the socket.
+  explicit record_service(std::string path, const lock_waiting& waiting = {});
   ~record_service() override;
   record_service(const record_service&) = delete;
   record_service& operator=(const record_service&) = delete;

@@ -12,6 +12,8 @@
 #include <memory>
 
 #include "tests/tools/emit_fixture.h"
+#include "tests/tools/golden_file.h"
+#include "tests/tools/lock_holder.h"
 
 using testing::AllOf;
 using testing::ElementsAre;
@@ -219,6 +221,76 @@ TEST_F(EmitService, HangupReadsTheFiltersConfigurationAgain) {
   EXPECT_THAT(folder_.text("shop.20261115.0001"),
               AllOf(Not(HasSubstr("rejected")), HasSubstr("NOTE passes\n"),
                     HasSubstr("NOTE passes still\n")));
+}
+
+// --- Locks
+
+TEST_F(EmitService, SignalsAreAnsweredWhileALockIsWaitedFor) {
+  const std::vector<words> outputs = {{"--to", "text:./shop"},
+                                      {"--to", "json:shop"},
+                                      {"--to", "-", "--count", "shop"},
+                                      {"--to", "-", "--on-error", "quarantine=shop"}};
+  EXPECT_EQ(folder_.emit_text("-q --to text:./shop", "").status, 0);
+  const lock_holder holder(folder_.path("shop_lock"));
+  std::vector<std::unique_ptr<running_command>> runs;
+  for (words arguments : outputs) {
+    arguments.insert(arguments.end(), {"-q", "--format", "json", "input"});
+    runs.push_back(start(arguments));
+  }
+  std::string told;
+  for (const auto& run : runs) {
+    told += run->err_line() + "\n";
+    run->signal(run == runs.front() ? SIGINT : SIGTERM);
+  }
+  for (const auto& run : runs) {
+    const command_end end = run->wait_for_end();
+    EXPECT_EQ(end.status, 128 + (run == runs.front() ? SIGINT : SIGTERM));
+    told += end.err;
+  }
+  expect_golden_file("emit_locks.expected", told);
+  EXPECT_EQ(folder_.text("shop_lock"), "kplog lock\n");
+}
+
+TEST_F(EmitService, RecordsThatALockHoldsBackAreTold) {
+  const auto run = start({"--to", "text:./shop", "--ack"});
+  ASSERT_TRUE(run->send(note_record("a")));
+  EXPECT_EQ(run->out_line(), "1");
+  const lock_holder holder(folder_.path("shop_lock"));
+  ASSERT_TRUE(run->send(note_record("b")));
+  EXPECT_TRUE(run->wait_for_err("waiting for the lock"));
+  const command_end end = end_of(*run);
+  EXPECT_EQ(end.status, 3);
+  EXPECT_EQ(end.out, "");
+  EXPECT_THAT(end.err,
+              AllOf(HasSubstr("cannot take the lock ./shop_lock: another process holds it"),
+                    HasSubstr("1 not written")));
+  EXPECT_THAT(folder_.text("shop.20261115.0001"), Not(HasSubstr("NOTE b")));
+}
+
+// Whoever may read a folder can lock it.
+TEST_F(EmitService, NobodyCanStopAServiceByLockingItsFolder) {
+  const lock_holder holder(folder_.path());
+  const auto service = start_listening();
+  EXPECT_TRUE(client()->send(note_record("served")));
+  EXPECT_EQ(service->out_line(), "served");
+  EXPECT_NE(access(folder_.path("sock_lock").c_str(), F_OK), 0);
+  EXPECT_EQ(end_of(*service).status, 0);
+}
+
+TEST_F(EmitService, AServiceThatWaitsForAnotherToStartEndsAtASignal) {
+  folder_.write("sock_lock", "kplog lock\n");
+  const auto holder = std::make_unique<lock_holder>(folder_.path("sock_lock"));
+  const auto service = start({"--to", "-", "--listen", "unix:sock"});
+  EXPECT_TRUE(service->wait_for_err("waiting for the lock ./sock_lock"));
+  EXPECT_EQ(end_of(*service).status, 0);
+}
+
+TEST_F(EmitService, WhatStandsInThePlaceOfTheSocketsLockIsLeftAlone) {
+  folder_.write("sock_lock", "precious");
+  const auto run = folder_.emit("--to - --listen unix:sock");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_THAT(run.err, HasSubstr("cannot take the lock ./sock_lock: it is no lock"));
+  EXPECT_EQ(folder_.text("sock_lock"), "precious");
 }
 
 // --- Progress

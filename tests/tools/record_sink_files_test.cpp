@@ -1,15 +1,14 @@
 // What sinks do when files are not as expected: changed by others, unfinished, no files at all, or
 // on a full disk.
 #include <gmock/gmock.h>
-#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <csignal>
 #include <cstring>
 
+#include "tests/tools/lock_holder.h"
 #include "tests/tools/record_sink_fixture.h"
-#include "tools/open_descriptor.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -81,18 +80,6 @@ TEST_F(RecordSink, ALostFolderIsNamedAndItsBatchKept) {
 // --- Locks ---
 
 static const std::string no_note = "kplog lock\n";
-
-// Another process, as far as locks can tell.
-class lock_holder {
- public:
-  explicit lock_holder(const std::string& path) : file_(open(path.c_str(), O_RDWR | O_CLOEXEC)) {
-    EXPECT_EQ(flock(file_.get(), LOCK_EX), 0) << path;
-  }
-  void leave() { close(file_.release()); }
-
- private:
-  open_descriptor file_;
-};
 
 TEST_F(RecordSink, WaitsForTheLockAndSaysSo) {
   const auto sink = text();
