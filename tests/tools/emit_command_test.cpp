@@ -615,7 +615,7 @@ TEST_F(EmitCommand, DamageOfDefinitionsIsShown) {
     const auto run =
         run_kplog(folder_.path(), command + std::string("--definitions events.yaml < /dev/null"));
     EXPECT_EQ(run.status, 3);
-    EXPECT_THAT(run.err, StartsWith("events.yaml:0x0: error[file-magic]: a definition"));
+    EXPECT_THAT(run.err, StartsWith("events.yaml:0x0: error[file-magic]: this is a source"));
     EXPECT_THAT(run.err, Not(HasSubstr("\\x0A")));
   }
 }
