@@ -66,7 +66,7 @@ class operation_beside_the_lock {
   // A thread may nod off for a moment without the lock, so that only a long sleep counts.
   void wait_until_done_or_asleep() {
     const auto deadline = patience_clock::now() + std::chrono::seconds(60);
-    for (int asleep_in_a_row = 0; !done_ && asleep_in_a_row < 2000;) {
+    for (int asleep_in_a_row = 0; !done_ && asleep_in_a_row < 300;) {
       const bool sleeps = thread_ != 0 && thread_state(thread_) == 'S';
       asleep_in_a_row = sleeps ? asleep_in_a_row + 1 : 0;
       if (patience_clock::now() > deadline) return;
