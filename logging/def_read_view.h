@@ -21,6 +21,8 @@ class _kp_LOG_ldf_view : kp_UTIL_no_inadvertant_copies {
   bool read(void* bytes, size_t n) noexcept;
   bool may_hold(size_t n) const noexcept { return position_ <= size_ && n <= size_ - position_; }
   static constexpr bool knows_its_end() noexcept { return true; }
+  uint64_t position() const noexcept { return position_; }
+  uint64_t size() const noexcept { return size_; }  // of the file; 0 when it cannot be told
 
  private:
   static constexpr size_t window_size = 4096;
@@ -30,7 +32,7 @@ class _kp_LOG_ldf_view : kp_UTIL_no_inadvertant_copies {
   size_t read_at_position(void* bytes, size_t n) noexcept;
 
   int descriptor_;
-  uint64_t size_ = 0;  // of the file; 0 when it cannot be told
+  uint64_t size_ = 0;
   uint64_t position_ = 0;
   uint64_t window_start_ = 0;  // offset of window_[0]
   size_t window_length_ = 0;   // bytes of the window that hold the file's

@@ -205,11 +205,33 @@ void _kp_LOG_log_definition_tbl::install(std_load& loaded, bool keeps_file) noex
 
 // ---- setting an AUX file ----
 
-// Where a record was merged that changes nothing when it is merged again: by entry ID, its offset.
 struct _kp_LOG_log_definition_tbl::aux_merge {
   kp_file file;  // until the table has it
-  std::unordered_map<unsigned, unsigned> repeatable;
+  // Which record was merged last, and whether merging it again would change nothing.
+  struct last_merge {
+    unsigned offset;
+    bool is_repeatable;
+  };
+  std::unordered_map<unsigned, last_merge> merged;  // by entry ID
+  uint64_t bytes_left = 0;                          // that may still be handled
+
+  bool would_change_nothing(unsigned id, unsigned offset) const {
+    const auto last = merged.find(id);
+    return last != merged.end() && last->second.is_repeatable && last->second.offset == offset;
+  }
+  void charge(uint64_t bytes) {
+    if (bytes > bytes_left) kp_log_raise_corrupted_definition();
+    bytes_left -= bytes;
+  }
 };
+
+// Files whose records lie one behind the other, each named once, have each byte read once. A file
+// that has the same bytes read again and again is refused before it takes the program's time.
+void _kp_LOG_log_definition_tbl::bound(aux_merge& merge, const _kp_LOG_ldf_view& aux) const {
+  constexpr uint64_t times = 16;
+  const uint64_t std_size = std_file_ != nullptr ? _kp_LOG_ldf_view(std_file_.get()).size() : 0;
+  merge.bytes_left = times * (std_size + aux.size());
+}
 
 void _kp_LOG_log_definition_tbl::set_precompiled_aux_definition_file_path(const char* path) {
   load_aux(path);
@@ -240,6 +262,7 @@ FILE* _kp_LOG_log_definition_tbl::load_aux(const char* path) {
     copy_version(aux_version_, header);
   }
   load_globals(view, header);
+  bound(merge, view);
   view.seek(header.mapping_offset);
   if (aux_file_ == nullptr)
     merge_file(view, header.n_entries, merge);
@@ -285,18 +308,23 @@ void _kp_LOG_log_definition_tbl::merge_file_at_once(_kp_LOG_ldf_view& view, unsi
 
 // The definition that the table had so far is loaded from its former place before it is merged.
 void _kp_LOG_log_definition_tbl::merge_record(unsigned id, unsigned offset, aux_merge& merge) {
+  const uint64_t read_before = bytes_read_;
   bool is_known = false;
   _kp_LOG_log_definition* known = find_among_known(id, is_known);
   if (known == nullptr && is_known) known = load(id);
   set_location(*locations_, id, {1, offset});
   if (known == nullptr) return;
-  const auto merged = merge.repeatable.find(id);
-  if (merged != merge.repeatable.end() && merged->second == offset)
+  if (merge.would_change_nothing(id, offset)) {
     trace_retrieved(__LINE__);
-  else if (merge_into(id, *known))
-    kp_log_no_bad_alloc([&] { merge.repeatable.insert_or_assign(id, offset); });
-  else
-    merge.repeatable.erase(id);
+  } else {
+    // One that is in use is copied for each merge; the first one goes without saying.
+    if (known->_is_shared() && merge.merged.contains(id)) merge.charge(known->bytes());
+    const bool is_repeatable = merge_into(id, *known);
+    kp_log_no_bad_alloc([&] {
+      merge.merged.insert_or_assign(id, aux_merge::last_merge{offset, is_repeatable});
+    });
+  }
+  merge.charge(bytes_read_ - read_before);
 }
 
 // Whether merging the same again would change nothing. A definition that nobody else uses is
@@ -356,6 +384,7 @@ bool _kp_LOG_log_definition_tbl::retrieve(unsigned id, _kp_LOG_log_definition& d
   _kp_LOG_ldf_view view(file);
   view.seek(location->offset);
   is_repeatable = kp_ldf_load_record(view, {is_aux, is_aux ? aux_version_ : std_version_}, id, def);
+  bytes_read_ += view.position() - location->offset;
   trace_retrieved(__LINE__);
   return true;
 }

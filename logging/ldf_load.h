@@ -2,6 +2,7 @@
 #ifndef KP_LOG_LDF_LOAD_H
 #define KP_LOG_LDF_LOAD_H
 
+#include <cstdint>
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -47,7 +48,9 @@ struct _kp_LOG_declared_attribute {
 // - "Unable to access definition file successfully."
 //   a read in it failed
 // - "The definition file is corrupted."
-//   a record is not the one it should be, or holds more than 255 items of a kind
+//   a record is not the one it should be, or holds more than 255 items of a kind; or the mapping
+//   records of an AUX file name records within each other, or again and again by turns, so that
+//   merging them would handle more than 16 times the bytes of both files
 // - "selector_attribute name conflict."
 //   AUX against STD
 // - "attribute NAME already exist."
@@ -130,6 +133,7 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
 
   FILE* load_aux(const char* path);
   void begin_aux();
+  void bound(aux_merge& merge, const _kp_LOG_ldf_view& aux) const;
   void merge_file(_kp_LOG_ldf_view& view, unsigned count, aux_merge& merge);
   void merge_file_at_once(_kp_LOG_ldf_view& view, unsigned count, aux_merge& merge);
   void merge_record(unsigned id, unsigned offset, aux_merge& merge) KP_REQUIRES(lock_);
@@ -152,6 +156,7 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
   unsigned most_living_ = 16;
   kp_file std_file_;
   kp_file aux_file_;
+  uint64_t bytes_read_ = 0;  // of records so far
   mutable kp_LOG_CRWLock lock_;
   char std_version_[16] = {};  // log version text of each file
   char aux_version_[16] = {};

@@ -283,6 +283,20 @@ std::unique_ptr<_kp_LOG_log_definition> _kp_LOG_log_definition::copy() const {
   return made;
 }
 
+size_t _kp_LOG_log_definition::bytes() const noexcept {
+  constexpr size_t fixed = 32;  // of an entry, an attribute, a message: about what each takes
+  const auto length = [](const char* text) { return std::strlen(or_empty(text)); };
+  size_t sum = fixed + length(get_default_msg_id()) + length(get_default_msg_text());
+  const unsigned n = attributes_.size();
+  for (unsigned i = 0; i < n; ++i) {
+    const _kp_LOG_attribute_entry* const entry = attributes_.at(static_cast<unsigned char>(i));
+    sum += fixed + length(entry->get_name()) + length(entry->get_redirection_name());
+  }
+  for (const auto& message : now().selector_msgs)
+    sum += fixed + length(message->get_msg_id()) + length(message->get_msg_text());
+  return sum;
+}
+
 // The attributes first: a message that is new finds the attributes that it names.
 void _kp_LOG_log_definition::replace_content(std::unique_ptr<_kp_LOG_log_definition> changed) {
   kp_log_no_bad_alloc([this] { former_.reserve(former_.size() + 1); });

@@ -189,6 +189,8 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
 
   // A copy of its own, with everything that the definition holds now.
   std::unique_ptr<_kp_LOG_log_definition> copy() const;
+  // About the bytes that its record takes in a definition file.
+  size_t bytes() const noexcept;
   // Takes over what `changed` holds, and keeps what it held itself until it dies: who reads it
   // meanwhile goes on with the one or the other.
   void replace_content(std::unique_ptr<_kp_LOG_log_definition> changed);

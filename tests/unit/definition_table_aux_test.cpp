@@ -217,6 +217,79 @@ TEST_F(DefinitionTable, ARecordThatIsNamedAgainAndAgainIsReadOnce) {
   EXPECT_EQ(std::string(table_.find_entry(1)->get_default_msg_text()).size(), 600000U);
 }
 
+// An AUX file with so many records of ID 1 that each lies within the default message of the one
+// before, and that end together. Mapping records name one after the other.
+static std::string one_within_the_other(unsigned count, unsigned text_bytes) {
+  const unsigned begin = 128 + 8 * count;
+  const std::string ends = ldf_int4(0) + ldf_int4(0) + ldf_int4(0);  // no selector, no lists
+  const unsigned head = 3 * 4 + 4 + 4;                               // up to the bytes of the text
+  const unsigned text_end = begin + head * count + text_bytes;
+  std::string mapping, records;
+  for (unsigned i = 0; i < count; ++i) {
+    const unsigned offset = begin + head * i;
+    mapping += ldf_int4(1) + ldf_int4(offset);
+    records += ldf_int4(1) + ldf_int4(0) + ldf_int4(0) + ldf_string("") +
+               ldf_int4(text_end - offset - head);
+  }
+  const std::string header = aux_of({.id = 1}).bytes().substr(0, 128);
+  return with_int4(header, n_entries_field, count) + mapping + records +
+         std::string(text_bytes, 'x') + ends;
+}
+
+TEST_F(DefinitionTable, RecordsWithinEachOtherAreRefusedBeforeTheyTakeLong) {
+  set_std(file_of_ids(1, 1));
+  const auto begin = std::chrono::steady_clock::now();
+  set_aux_bytes(one_within_the_other(10, 1000));
+  EXPECT_EQ(raised<KPX_logging_invalid_definition>(
+                [&] { set_aux_bytes(one_within_the_other(25000, 500000)); }),
+            definition_error(corrupted));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+  EXPECT_THAT(attribute_names(*table_.find_entry(1)), ElementsAre("N1"));
+}
+
+TEST_F(DefinitionTable, RecordsThatTakeTurnsAreRefusedBeforeTheyTakeLong) {
+  ldf_file file;
+  for (const char* text : {"a", "b"})
+    file.entries.push_back({.id = 1, .msg_id = text, .msg_text = std::string(300000, *text)});
+  const std::string twice = file.bytes();
+  const std::string places[] = {twice.substr(132, 4), twice.substr(140, 4)};
+  constexpr unsigned count = 75000;
+  std::string mapping;
+  for (unsigned i = 0; i < count; ++i) mapping += ldf_int4(1) + places[i % 2];
+  const std::string bytes = with_int4(with_int4(twice, n_entries_field, count),
+                                      mapping_offset_field, static_cast<unsigned>(twice.size())) +
+                            mapping;
+  set_std(file_of_ids(1, 1));
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(raised<KPX_logging_invalid_definition>([&] { set_aux_bytes(bytes); }),
+            definition_error(corrupted));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+}
+
+// Each merge of a definition in use keeps what it was before.
+TEST_F(DefinitionTable, ManyRecordsOfADefinitionInUseTakeNoMoreThanTheFilesAreWorth) {
+  ldf_file std_file = file_of_ids(1, 1);
+  for (unsigned i = 0; i < 250; ++i)
+    std_file.entries[0].attributes.push_back({"ATTRIBUTE_" + std::to_string(i), 6});
+  set_std(std_file);
+  const _kp_LOG_definition_ref used = table_.acquire_entry(1);
+  ldf_file file;
+  for (unsigned i = 0; i < 20000; ++i) file.entries.push_back({.id = 1, .second_word = i});
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(aux_error(file), definition_error(corrupted));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+  EXPECT_EQ(attribute_names(*used.get()).size(), 251U);
+}
+
+TEST_F(DefinitionTable, ManyRecordsOfOneIdAreMergedOneAfterTheOther) {
+  set_std(file_of_ids(1, 1));
+  const _kp_LOG_definition_ref used = table_.acquire_entry(1);
+  ldf_file file;
+  for (unsigned i = 0; i < 2000; ++i) file.entries.push_back({.id = 1, .second_word = i});
+  set_aux(file);
+  EXPECT_EQ(used->get_second_word(), 1999U);
+}
+
 TEST_F(DefinitionTable, ARecordThatIsNamedTwiceTellsEachMerge) {
   set_std(file_of_ids(1, 1));
   const debug_log_in_temp_folder log(3);
