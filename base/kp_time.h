@@ -73,6 +73,7 @@ class KP_API kp_Time {
   int offset_minutes() const;                   // local minus GMT
   void take_system_zone();                      // bias and flag of the moment the fields tell
   void tell(long long instant, short bias, short flag);  // in local mode
+  void tell_and_remember(long long now);                 // the current second, likewise
 
   unsigned short year_;
   unsigned short month_;
