@@ -272,7 +272,7 @@ TEST_F(SettingsWhileThreadsLog, TheSwitchOfIcu) {
 
 // --- Flags and numbers --------------------------------------------------------------------------
 
-TEST_F(SettingsWhileThreadsLog, TheActionOnLongTextsAndTheOperationMode) {
+TEST_F(SettingsWhileThreadsLog, TheActionOnLongTextsTheOperationModeAndTheOtherNumbers) {
   std::vector<work> works = all_works();
   works.emplace_back([entry = kp_LOG_LogEntry(kept_)]() mutable {
     const std::string cut(32, 'x');
@@ -287,6 +287,9 @@ TEST_F(SettingsWhileThreadsLog, TheActionOnLongTextsAndTheOperationMode) {
                               [](unsigned round) {
                                 kp_LOG_LogConfig::SetActionAttrLenExceed(round % 2);
                                 kp_LOG_LogEntry::SetOperationMode(1 + round % 2);
+                                kp_LOG_LogConfig::EnableCountConfig(round % 2 == 0);
+                                kp_LOG_LogConfig::SetSynchronizationLevel(
+                                    round % 2 == 0 ? KP_SYNC_ENTRY : KP_SYNC_THREAD);
                               }),
             std::set<std::string>());
 }
