@@ -98,6 +98,17 @@ catalog_locale icu_locale(const std::string& name) {
   return problem.empty() ? catalog_locale{locale, ""} : catalog_locale{"", problem};
 }
 
+bool has_known_language(const std::string& locale) {
+  return is_listed(uloc_getISOLanguages(), by_icu(uloc_getLanguage, locale));
+}
+
+std::string locale_of_path(const std::string& path) {
+  const std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0
+  const std::string stem = name.substr(0, name.rfind('.'));
+  const size_t at_sign = std::min(stem.find('@'), stem.size());
+  return stem.substr(0, std::min(stem.find('.'), at_sign)) + stem.substr(at_sign);
+}
+
 static std::string likely_script(const std::string& locale) {
   return by_icu(uloc_getScript, by_icu(uloc_addLikelySubtags, locale));
 }

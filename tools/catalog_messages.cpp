@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 
 #include "tools/template_scan.h"
 
@@ -97,9 +96,11 @@ class translation_check {
       : message_(message), known_(known), translation_(translation), problems_(problems) {}
 
   std::string run() {
-    const size_t before = problems_.size();
     std::string bytes = message_.is_raw() ? raw_template() : authored_template();
-    if (problems_.size() == before && !message_.text().empty()) compare_placeholders(bytes);
+    if (!message_.text().empty()) {
+      compare_placeholders(bytes);
+      compare_line_feeds();
+    }
     return bytes;
   }
 
@@ -143,25 +144,75 @@ class translation_check {
     problems_.push_back({diagnostic_rule::catalog_quote, offset, std::move(text)});
   }
 
-  std::set<std::string> placeholders(std::string_view bytes) const {
-    std::set<std::string> shown;
-    for (const template_piece& piece : scan_template(bytes))
-      if (piece.kind == template_piece::kinds::placeholder && piece.shows_value())
-        shown.insert(shown_placeholder(piece, message_.is_raw(), type_of(piece.text)));
+  // Placeholders as shown, each with the name of its attribute.
+  using placeholder_names = std::map<std::string, std::string_view>;
+
+  placeholder_names placeholders(std::string_view bytes) const {
+    placeholder_names shown;
+    for (const template_piece& piece : scan_template(bytes)) {
+      if (piece.kind != template_piece::kinds::placeholder || !piece.shows_value()) continue;
+      const kp_AttributeType type = type_of(piece.text);
+      if (format_suits(piece.format, type))
+        shown.emplace(shown_placeholder(piece, message_.is_raw(), type), piece.text);
+    }
     return shown;
   }
 
+  // What is lost is told whatever else is wrong. Beside faults of placeholders one whose name
+  // is there may be the one at fault, and is left to that finding.
   void compare_placeholders(std::string_view bytes) {
-    const std::set<std::string> wanted = placeholders(message_.message->template_bytes);
-    const std::set<std::string> given = placeholders(bytes);
-    for (const std::string& placeholder : wanted)
-      if (given.count(placeholder) == 0)
+    const placeholder_names wanted = placeholders(message_.message->template_bytes);
+    const placeholder_names given = placeholders(bytes);
+    const bool is_certain =
+        std::all_of(problems_.begin(), problems_.end(),
+                    [](const template_problem& found) { return leaves_placeholders(found.rule); });
+    for (const auto& [placeholder, name] : wanted)
+      if (given.count(placeholder) == 0 && (is_certain || !may_stand_for(name)))
         problems_.push_back({diagnostic_rule::catalog_placeholder, std::string::npos,
                              "the placeholder " + placeholder + " of the source is missing"});
-    for (const std::string& placeholder : given)
-      if (wanted.count(placeholder) == 0)
+    for (const auto& [placeholder, name] : given)
+      if (wanted.count(placeholder) == 0 && is_certain)
         problems_.push_back({diagnostic_rule::catalog_placeholder, translation_.find(placeholder),
                              "the source has no placeholder " + placeholder});
+  }
+
+  // Whether all placeholders are read as they are meant where that is a fault.
+  static bool leaves_placeholders(diagnostic_rule rule) {
+    return rule == diagnostic_rule::text_attribute || rule == diagnostic_rule::catalog_quote ||
+           rule == diagnostic_rule::template_lost_text;
+  }
+
+  // Whether the translation has the name where that of a placeholder stands.
+  bool may_stand_for(std::string_view name) const {
+    const std::string begin = (message_.is_raw() ? "%" : "{") + std::string(name);
+    for (size_t at = translation_.find(begin); at != std::string_view::npos;
+         at = translation_.find(begin, at + 1)) {
+      const std::string_view behind = translation_.substr(at + begin.size());
+      if (behind.empty() || behind.find_first_of("%{}:, \n") == 0) return true;
+    }
+    return false;
+  }
+
+  void compare_line_feeds() {
+    const std::string_view source = message_.text();
+    if (source.starts_with('\n') != translation_.starts_with('\n'))
+      line_feed_problem(source.starts_with('\n'), "begins", 0);
+    if (source.ends_with('\n') != translation_.ends_with('\n'))
+      line_feed_problem(source.ends_with('\n'), "ends", last_character());
+  }
+
+  void line_feed_problem(bool is_lost, const std::string& verb, size_t offset) {
+    problems_.push_back({diagnostic_rule::catalog_line_feed, offset,
+                         "the text of the source " +
+                             (is_lost ? verb + " with a line feed, and its translation does not"
+                                      : "does not " + verb.substr(0, verb.size() - 1) +
+                                            " with a line feed, and its translation does")});
+  }
+
+  size_t last_character() const {
+    size_t at = translation_.empty() ? 0 : translation_.size() - 1;
+    while (at > 0 && (static_cast<unsigned char>(translation_[at]) & 0xC0) == 0x80) --at;
+    return at;
   }
 
   const catalog_message& message_;

@@ -5,11 +5,6 @@
 
 #include "tools/catalog_locale.h"
 
-static std::string file_stem(const std::string& path) {
-  const std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0
-  return name.substr(0, name.rfind('.'));
-}
-
 class translation_reader {
  public:
   translation_reader(const po_document& document, const std::vector<catalog_message>& messages,
@@ -33,16 +28,32 @@ class translation_reader {
 
  private:
   void read_locale() {
-    std::string name = document_.header_field("Language");
-    if (name.empty()) name = file_stem(document_.source->name());
+    const std::string language = document_.header_field("Language");
+    const std::string file_name = locale_of_path(document_.source->name());
+    const std::string& name = language.empty() ? file_name : language;
     const catalog_locale locale = icu_locale(name);
     result_.locale = locale.name;
     if (locale.name.empty())
-      found_.add(diagnostic_rule::catalog_locale,
-                 po_place(*document_.source, document_.header.translation,
-                          document_.header_field_begin("Language")),
+      found_.add(diagnostic_rule::catalog_locale, place_of_language(),
                  "no locale \"" + name + "\": " + locale.problem +
                      "; give one in the header, as \"Language: pt_BR\\n\"");
+    else if (!language.empty())
+      check_file_name(file_name);
+  }
+
+  // Names that begin with no language are of domains or projects. So may be those of three letters
+  // that ICU has not heard of, though a header may have them as a language.
+  void check_file_name(const std::string& name) {
+    const std::string named = icu_locale(name).name;
+    if (named.empty() || named == result_.locale || !has_known_language(named)) return;
+    found_.add(diagnostic_rule::catalog_name, place_of_language(),
+               "the file is named for \"" + named + "\", and its translations are for \"" +
+                   result_.locale + "\" by this header");
+  }
+
+  source_place place_of_language() const {
+    return po_place(*document_.source, document_.header.translation,
+                    document_.header_field_begin("Language"));
   }
 
   void read_entry(const po_entry& entry) {
@@ -77,6 +88,7 @@ class translation_reader {
     std::vector<template_problem> problems;
     result_.templates[message.id()] =
         translated_template(message, known_, translation.text, problems);
+    result_.places[message.id()] = po_place(*document_.source, translation.begin);
     for (template_problem& problem : problems)
       found_.add(problem.rule, po_place(*document_.source, translation, problem.offset),
                  std::move(problem.text));
@@ -109,4 +121,20 @@ catalog_translations read_translations(const po_document& document,
                                        const std::vector<code_page_repertoire>& code_pages,
                                        diagnostic_list& found) {
   return translation_reader(document, messages, known, code_pages, found).run();
+}
+
+void find_conflicts(const std::vector<catalog_translations>& files, diagnostic_list& found) {
+  using locale_and_id = std::pair<std::string_view, std::string_view>;
+  std::map<locale_and_id, const catalog_translations*> first_files;
+  for (const catalog_translations& file : files) {
+    if (file.locale.empty()) continue;
+    for (const auto& [id, text] : file.templates) {
+      const auto [first, is_new] = first_files.emplace(locale_and_id(file.locale, id), &file);
+      if (!is_new && first->second->templates.at(id) != text)
+        found.add(diagnostic_rule::catalog_conflict, file.places.at(id),
+                  "the message \"" + id + "\" has another translation for \"" + file.locale +
+                      "\" already",
+                  first->second->places.at(id), "it is here first");
+    }
+  }
 }

@@ -91,15 +91,6 @@ static command_outcome extract(const catalog_options& options, std::ostream&, st
 
 // --- merge
 
-// The locale of a file that is not there yet, as its name has it, without a code set: "sr@latin"
-// for "po/sr.UTF-8@latin.po".
-static std::string locale_of_path(const std::string& path) {
-  const std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0
-  const std::string stem = name.substr(0, name.rfind('.'));
-  const size_t at_sign = std::min(stem.find('@'), stem.size());
-  return stem.substr(0, std::min(stem.find('.'), at_sign)) + stem.substr(at_sign);
-}
-
 struct po_update {
   std::string path;
   po_document old;
@@ -115,11 +106,21 @@ static command_outcome begin_update(po_update& update, std::ostream& log) {
   return command_outcome::good;
 }
 
+// To a file without one, for the locale of its name if that is one.
+static void add_header(po_update& update) {
+  if (!update.old.header.translation.text.empty()) return;
+  const std::string name = locale_of_path(update.path);
+  const po_entry header = empty_translations(icu_locale(name).name.empty() ? "" : name).header;
+  update.old.header.id = header.id;
+  update.old.header.translation = header.translation;
+}
+
 static command_outcome read_update(const report_options& report, catalog_work& work,
                                    po_update& update, std::ostream& log) {
   std::string bytes;
   if (read_source_bytes(update.path, bytes)) {
     read_po(work.po_sources.emplace_back(update.path, std::move(bytes)), update.old, work.found);
+    add_header(update);
   } else if (errno == ENOENT) {
     return begin_update(update, log);
   } else {
@@ -178,6 +179,7 @@ static command_outcome read_all_translations(const catalog_options& options, cat
       translations.push_back(
           read_translations(document, work.messages, known, code_pages, work.found));
   }
+  find_conflicts(translations, work.found);
   return outcome;
 }
 

@@ -238,12 +238,12 @@ class po_reader {
       add_entry();
     else if (is_begun && is_header())
       document_.header = std::move(entry_);
-    if (!is_begun && !rest_.empty()) return;  // comments of the message that follows
+    if (!is_begun) return;  // comments belong to the message that follows, over empty lines too
     entry_ = {};
     current_ = nullptr;
     begin_offset_ = no_offset;
     is_spoilt_ = false;
-    if (is_begun) is_lost_ = false;
+    is_lost_ = false;
   }
 
   bool is_header() const {
@@ -262,10 +262,7 @@ class po_reader {
   }
 
   void add_entry() {
-    if (is_header()) {
-      document_.header = std::move(entry_);
-      return;
-    }
+    if (is_header()) return add_header();
     const auto [first, is_new] = known_.emplace(
         entry_.context.is_given ? entry_.context.text : entry_.id.text, begin_offset_);
     if (!is_new && !entry_.is_obsolete)
@@ -273,6 +270,15 @@ class po_reader {
                  "the message \"" + first->first + "\" is here twice",
                  po_place(source_, first->second), "it is here first");
     document_.entries.push_back(std::move(entry_));
+  }
+
+  void add_header() {
+    if (header_offset_ != no_offset)
+      return found_.add(diagnostic_rule::po_syntax, po_place(source_, begin_offset_),
+                        "the header is here twice", po_place(source_, header_offset_),
+                        "it is here first");
+    header_offset_ = begin_offset_;
+    document_.header = std::move(entry_);
   }
 
   // --- the encoding
@@ -286,9 +292,10 @@ class po_reader {
     const size_t at = type.find("charset=");
     if (at == std::string::npos) return false;
     std::string name = type.substr(at + 8);
+    name.resize(std::min(name.find_first_of(" \t"), name.size()));
     std::transform(name.begin(), name.end(), name.begin(),
                    [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
-    if (name == "UTF-8" || name == "CHARSET") return false;
+    if (name == "UTF-8" || name == "UTF8" || name == "CHARSET") return false;
     fault("PO files are read in UTF-8, and this one is in another code page",
           document_.header.translation.begin);
     return true;
@@ -312,10 +319,11 @@ class po_reader {
   std::string_view rest_;  // of the line
   size_t line_end_ = 0;
   po_entry entry_;
-  po_string* current_ = nullptr;     // what a text in quotes continues
-  size_t begin_offset_ = no_offset;  // of the message; no_offset before its first statement
-  bool is_spoilt_ = false;           // whether the message has a fault
-  bool is_lost_ = false;             // behind a line that is none
+  po_string* current_ = nullptr;      // what a text in quotes continues
+  size_t begin_offset_ = no_offset;   // of the message; no_offset before its first statement
+  size_t header_offset_ = no_offset;  // of the header, once it was there
+  bool is_spoilt_ = false;            // whether the message has a fault
+  bool is_lost_ = false;              // behind a line that is none
   size_t non_text_lines_ = 0;
   size_t non_text_offset_ = 0;  // in the first of them
   std::map<std::string, size_t, std::less<>> known_;

@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <sstream>
+#include <tuple>
 
 #include "tests/support/temp_folder.h"
 #include "tests/tools/command_run.h"
@@ -187,6 +189,47 @@ TEST_F(CatalogFolder, MergeLeavesAllFilesAloneWhenOneIsNone) {
   EXPECT_EQ(run("merge s.yaml --po de.po --po none/fr.po").status, 3);
 }
 
+static const char* const header_of_german =
+    "Content-Type: text/plain; charset=UTF-8\\n\"\n\"Content-Transfer-Encoding: 8bit\\n\"\n";
+
+TEST_F(CatalogFolder, MergeGivesAHeaderToAFileWithoutOne) {
+  folder.write("s.yaml", greeting_source);
+  const std::string messages = translation("GREETED", "Hello {NAME}", "Grüß Gott, {NAME}");
+  for (const std::string before : {"", "msgid \"\"\nmsgstr \"\"\n", "# ours\n\n"}) {
+    folder.write("de.po", before + messages.substr(1));
+    const std::string once = merged();
+    EXPECT_THAT(once, StartsWith("msgid \"\"\nmsgstr \"\"\n\"Project-Id-Version: ")) << before;
+    EXPECT_THAT(once, HasSubstr("\n\"Language: de\\n\"\n")) << before;
+    EXPECT_THAT(once, HasSubstr(header_of_german)) << before;
+    EXPECT_THAT(once, HasSubstr("msgstr \"Grüß Gott, {NAME}\"\n")) << before;
+    EXPECT_EQ(run_gettext(folder, "msgfmt --check -o /dev/null de.po"), 0) << before;
+    EXPECT_EQ(merged(), once) << before;
+  }
+  EXPECT_THAT(merged(), HasSubstr("\n# ours\n"));
+}
+
+TEST_F(CatalogFolder, MergeGivesAHeaderOfNoLocaleToAFileThatIsNamedForNone) {
+  folder.write("s.yaml", greeting_source);
+  folder.write("shop.po", translation("GREETED", "Hello {NAME}", "Hallo {NAME}"));
+  ASSERT_EQ(run("merge -q s.yaml --po shop.po").status, 0);
+  EXPECT_THAT(read_whole_file(folder.file("shop.po")), HasSubstr("\n\"Language: \\n\"\n"));
+  EXPECT_THAT(run("check s.yaml --po shop.po").err,
+              StartsWith("shop.po:7:12: error[catalog-locale]: no locale \"shop\": "));
+}
+
+TEST_F(CatalogFolder, MergeKeepsCommentsOverEmptyLinesAsMsgcatDoes) {
+  folder.write("s.yaml", greeting_source);
+  folder.write("de.po", "# licence\n\n" + po_file("de", "") + "\n# first\n\n" +
+                            translation("GREETED", "Hello {NAME}", "Hallo {NAME}", "# second\n"));
+  ASSERT_EQ(run_gettext(folder, "msgcat de.po -o theirs.po"), 0);
+  const std::string once = merged();
+  for (const std::string& text : {once, read_whole_file(folder.file("theirs.po"))}) {
+    EXPECT_THAT(text, StartsWith("# licence\nmsgid \"\"\n"));
+    EXPECT_THAT(text, HasSubstr("\n\n# first\n# second\n"));
+  }
+  EXPECT_EQ(merged(), once);
+}
+
 // --- beside gettext's tools
 
 TEST_F(CatalogFolder, GettextTakesTemplatesAndTranslations) {
@@ -298,6 +341,117 @@ TEST_F(CatalogFolder, CheckReportsForPrograms) {
             "\"untranslated\":0,\"obsolete\":0}\n");
 }
 
+// Everything that two files of one locale, names and headers, and ends of texts can have wrong.
+TEST_F(CatalogFolder, GoldenListOfFilesThatDoNotAgree) {
+  folder.write("s.yaml", source_with("  A: {id: 1, message: one}\n"
+                                     "  B: {id: 2, message: \"two\\n\"}\n"
+                                     "  C: {id: 3, message: \"\\nthree\"}\n"
+                                     "  D: {id: 4, message: four}\n"));
+  folder.write("sr@latin.po", po_file("sr@latin", translation("A", "one", "jedan") +
+                                                      translation("D", "four", "četiri")));
+  folder.write("sr_Latn.po", po_file("sr_Latn", translation("D", "four", "četiri") +
+                                                    translation("A", "one", "jedna") +
+                                                    translation("B", "two\\n", "две")));
+  folder.write("fr.po", po_file("sr-Latn", translation("A", "one", "jedno") +
+                                               translation("C", "\\nthree", "tri\\n")));
+  const auto check = run("check s.yaml --po sr@latin.po --po sr_Latn.po --po fr.po");
+  EXPECT_EQ(check.status, 1);
+  expect_golden_file("catalog_conflicts.expected", check.err);
+}
+
+TEST_F(CatalogFolder, BuildRefusesFilesThatContradictEachOther) {
+  write(greeting_source, translation("GREETED", "Hello {NAME}", "Hallo {NAME}"));
+  folder.write("more.po", po_file("de", translation("GREETED", "Hello {NAME}", "Moin {NAME}")));
+  EXPECT_EQ(run("build s.yaml --po de.po --po more.po -o messages").status, 1);
+  EXPECT_FALSE(std::filesystem::exists(folder.file("messages")));
+}
+
+TEST_F(CatalogFolder, WhatIsNotShownContradictsNothing) {
+  write(greeting_source, translation("GREETED", "Hello {NAME}", "Hallo {NAME}"));
+  const std::string hello = "Hello {NAME}";
+  for (const std::string& other :
+       {translation("GREETED", hello, "Hallo {NAME}"), translation("GREETED", hello, ""),
+        translation("GREETED", hello, "Moin {NAME}", "#, fuzzy\n")}) {
+    folder.write("more.po", po_file("de", other));
+    EXPECT_EQ(run("check s.yaml --po de.po --po more.po --po de.po").status, 0) << other;
+  }
+  folder.write("at.po", po_file("de_AT", translation("GREETED", hello, "Servus {NAME}")));
+  EXPECT_EQ(run("check s.yaml --po de.po --po at.po").status, 0);
+}
+
+TEST_F(CatalogFolder, FileNamedForTheLocaleOfItsHeaderOrForNoneIsNotTold) {
+  folder.write("s.yaml", greeting_source);
+  for (const auto& [name, language, is_told] :
+       std::vector<std::tuple<std::string, std::string, bool>>{{"de", "de", false},
+                                                               {"de.UTF-8", "de", false},
+                                                               {"pt-BR", "pt_BR", false},
+                                                               {"sr_Latn", "sr@latin", false},
+                                                               {"shop", "de", false},
+                                                               {"shop.de", "fr", false},
+                                                               {"app", "de", false},
+                                                               {"de_shop", "fr", false},
+                                                               {"de", "", false},
+                                                               {"de", "de_AT", true},
+                                                               {"de_AT", "de", true},
+                                                               {"sr", "sr@latin", true},
+                                                               {"nds", "de", true}}) {
+    folder.write(name + ".po", po_file(language, ""));
+    const auto check = run("check s.yaml --po " + name + ".po");
+    EXPECT_EQ(check.status, is_told ? 1 : 0) << name << " " << language << check.err;
+    EXPECT_EQ(check.err.find("warning[catalog-name]: ") != std::string::npos, is_told) << check.err;
+    EXPECT_EQ(run("build s.yaml --po " + name + ".po -o messages").status, 0);
+  }
+}
+
+TEST_F(CatalogFolder, LostPlaceholdersAreToldBesideOtherFaults) {
+  const std::string events =
+      "  A: {id: 1, attributes: {X: UInt1, XY: Float, T: Timestamp},"
+      " message: \"{X} {XY:currency} {T:date}\"}\n"
+      "  B: {id: 2, attributes: {X: UInt1, XY: UInt1}, message: {raw: \"%d%X% %d%XY%\"}}\n";
+  const std::string id = "{X} {XY:currency} {T:date}";
+  const std::string raw = "%d%X% %d%XY%";
+  using problems = std::vector<std::string>;
+  const std::string lost = "the placeholder ";
+  const std::string end = " of the source is missing";
+  for (const auto& [context, text, expected] :
+       std::vector<std::tuple<std::string, std::string, problems>>{
+           {"A",
+            "{Z} {XY:currency}",
+            {lost + "{T:date}" + end, lost + "{X}" + end, "no attribute \"Z\" here"}},
+           {"A",
+            "{Z} {X} {XY} {T:date}",
+            {lost + "{XY:currency}" + end, "no attribute \"Z\" here",
+             "the source has no placeholder {XY}"}},
+           {"A",
+            "{XY:currency} {T}",
+            {lost + "{X}" + end, "a timestamp needs a format: {T:date} or {T:time}"}},
+           {"A",
+            "{X {XY:currency}",
+            {lost + "{T:date}" + end, "this brace has no partner; write {{ for a brace"}},
+           {"B", "%d%Z% %d%XY%", {lost + "%d%X%" + end, "no attribute \"Z\" here"}},
+           {"B", "%s%XY%", {lost + "%d%X%" + end, "the format %s does not suit \"XY\", a UInt1"}},
+           {"B", "%d%X% %", {lost + "%d%XY%" + end, "the template has a percent sign at the end"}},
+       }) {
+    write(source_with(events), translation(context, context == "A" ? id : raw, text));
+    problems found;
+    std::istringstream lines(run("check -q s.yaml --po de.po").err);
+    for (std::string line; std::getline(lines, line);)
+      if (line.starts_with("de.po:")) found.push_back(line.substr(line.find("]: ") + 3));
+    EXPECT_EQ(found, expected) << text;
+  }
+}
+
+TEST_F(CatalogFolder, HeaderIsThereOnce) {
+  write(greeting_source, "\nmsgid \"\"\nmsgstr \"Language: fr\\n\"\n");
+  EXPECT_EQ(run("check -q s.yaml --po de.po").err,
+            "de.po:6:1: error[po-syntax]: the header is here twice\n"
+            "msgid \"\"\n"
+            "^\n"
+            "de.po:1:1: note: it is here first\n"
+            "msgid \"\"\n"
+            "^\n");
+}
+
 static const char* const three_events =
     "kplog: 1\nlog_version: \"1.0\"\nevents:\n"
     "  A: {id: 1, message: one}\n  B: {id: 2, message: two}\n  C: {id: 3, message: three}\n";
@@ -379,6 +533,15 @@ TEST_F(CatalogFolder, FileInAnotherCodePageIsRefusedForThatAlone) {
             "       ^\n");
 }
 
+TEST_F(CatalogFolder, Utf8IsTakenHoweverItIsSpelt) {
+  folder.write("s.yaml", greeting_source);
+  for (const std::string charset : {"UTF-8", "utf-8", "utf8", "UTF8", "Utf8", "utf8 "}) {
+    folder.write("de.po", "msgid \"\"\nmsgstr \"Content-Type: text/plain; charset=" + charset +
+                              "\\n\"\n" + translation("GREETED", "Hello {NAME}", "Grüß {NAME}"));
+    EXPECT_EQ(run("check s.yaml --po de.po").status, 0) << charset;
+  }
+}
+
 TEST_F(CatalogFolder, FaultyFileIsNotMerged) {
   write(greeting_source, translation("GREETED", "Hello {NAME}", "\\q"));
   const std::string before = read_whole_file(folder.file("de.po"));
@@ -432,8 +595,15 @@ TEST_F(CatalogFolder, BuildRefusesFaultyTranslationsAndWritesNothing) {
   write(greeting_source, translation("GREETED", "Hello {NAME}", "Hallo {NAM}"));
   const auto build = run("build s.yaml --po de.po -o messages");
   EXPECT_EQ(build.status, 1);
-  EXPECT_THAT(build.err, StartsWith("de.po:8:16: error[text-attribute]: no attribute \"NAM\" here; "
-                                    "did you mean \"NAME\"?\n"));
+  EXPECT_EQ(
+      build.err,
+      "de.po:8:8: error[catalog-placeholder]: the placeholder {NAME} of the source is missing\n"
+      "msgstr \"Hallo {NAM}\"\n"
+      "       ^\n"
+      "de.po:8:16: error[text-attribute]: no attribute \"NAM\" here; did you mean \"NAME\"?\n"
+      "msgstr \"Hallo {NAM}\"\n"
+      "               ^\n"
+      "kplog: 2 errors, nothing written\n");
   EXPECT_FALSE(std::filesystem::exists(folder.file("messages")));
 }
 
