@@ -164,7 +164,7 @@ static void check_files(const emit_options& options) {
   std::vector<std::string> inputs = options.records;
   inputs.insert(inputs.end(), {options.config, options.events.definitions, options.events.aux});
   for (const std::string& path : inputs)
-    if (!path.empty() && path != "-") files.check_input(path);
+    if (!path.empty()) files.check_input(path == "-" ? "/dev/stdin" : path);
 }
 
 static void check_outputs(const emit_options& options) {

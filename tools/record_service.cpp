@@ -17,13 +17,16 @@
 
 static constexpr size_t client_piece = size_t{64} << 10;
 
+// At the end, where the time is looked at behind each piece.
+static constexpr size_t last_piece = size_t{8} << 10;
+
 struct record_service::client {
   client(open_descriptor accepted, std::string called)
       : descriptor(std::move(accepted)),
         name(std::move(called)),
         lines(client_piece, record_size_limit) {}
 
-  bool read(const record_taker& take);
+  bool read(const record_taker& take, size_t most = client_piece);
 
   open_descriptor descriptor;
   std::string name;  // "unix:PATH#3"
@@ -94,7 +97,10 @@ static size_t room_for_clients() {
 }
 
 record_service::record_service(std::string path, const lock_waiting& waiting)
-    : path_(std::move(path)), client_limit_(room_for_clients()), client_room_(client_limit_) {
+    : path_(std::move(path)),
+      is_to_end_(waiting.is_to_end),
+      client_limit_(room_for_clients()),
+      client_room_(client_limit_) {
   open_descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (listener.get() < 0) raise_service_error(path_, errno);
   listen_at(listener.get(), path_, waiting);
@@ -114,8 +120,8 @@ void record_service::watch(std::vector<pollfd>& descriptors) const {
 }
 
 // False when nothing will come again.
-bool record_service::client::read(const record_taker& take) {
-  const ssize_t got = lines.read_from(descriptor.get());
+bool record_service::client::read(const record_taker& take, size_t most) {
+  const ssize_t got = lines.read_from(descriptor.get(), most);
   if (got < 0 && errno == EAGAIN) return true;
   record_line line;
   line.source = &name;
@@ -125,9 +131,10 @@ bool record_service::client::read(const record_taker& take) {
   return false;
 }
 
+// A signal does not wait until all clients have had their turn.
 void record_service::read(std::span<const pollfd> watched, const record_taker& take) {
   std::vector<size_t> left;
-  for (size_t i = 0; i < clients_.size(); ++i)
+  for (size_t i = 0; i < clients_.size() && !(is_to_end_ && is_to_end_()); ++i)
     if (watched[i + 1].revents != 0 && !clients_[i]->read(take)) left.push_back(i);
   for (; !left.empty(); left.pop_back())
     clients_.erase(clients_.begin() + static_cast<std::ptrdiff_t>(left.back()));
@@ -162,9 +169,11 @@ void record_service::accept_clients() {
 
 // In turn, so that none is left out when the time is over.
 void record_service::read_out(const record_taker& take, record_deadline deadline) {
+  const auto has_time = [deadline] { return std::chrono::steady_clock::now() < deadline; };
   for (const auto& one : clients_) shutdown(one->descriptor.get(), SHUT_RD);
-  while (!clients_.empty() && std::chrono::steady_clock::now() < deadline)
-    std::erase_if(clients_, [&](const auto& one) { return !one->read(take); });
+  while (!clients_.empty() && has_time())
+    std::erase_if(clients_,
+                  [&](const auto& one) { return has_time() && !one->read(take, last_piece); });
 }
 
 // What is in a socket that has been shut down for reading can still be read, and then its end;

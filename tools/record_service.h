@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -52,6 +53,7 @@ class record_service : public record_input {
   bool is_accepting() const { return clients_.size() < client_room_; }
 
   std::string path_;
+  std::function<bool()> is_to_end_;  // a signal waits to be answered; may be empty
   open_descriptor listener_;
   ino_t inode_ = 0;  // of the socket's file
   std::vector<std::unique_ptr<client>> clients_;

@@ -559,7 +559,8 @@ TEST_F(EmitCommand, OutputThatIsAnInputIsRefused) {
   for (const char* arguments :
        {"--to json:r r", "--to - --on-error quarantine=r r", "--to text:r r.20261115.0001",
         "--to text:r link", "--to json:r r_lock", "--to json:events.ldf",
-        "--to - --on-error quarantine=./events.ldf", "--to json:r --config r"}) {
+        "--to - --on-error quarantine=./events.ldf", "--to json:r --config r", "--to json:r < r",
+        "--to json:r - < r"}) {
     const auto run = folder_.emit(arguments);
     EXPECT_EQ(run.status, 2) << arguments;
     EXPECT_THAT(run.err, StartsWith("kplog: the output would replace the input ")) << arguments;

@@ -1,6 +1,7 @@
 // kplog emit as a service: FIFOs, clients of a socket, signals.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +15,7 @@
 #include "tests/tools/emit_fixture.h"
 #include "tests/tools/golden_file.h"
 #include "tests/tools/lock_holder.h"
+#include "tools/record_service.h"
 
 using testing::AllOf;
 using testing::ElementsAre;
@@ -519,11 +521,60 @@ TEST_F(EmitService, SendersThatNeverPauseDoNotKeepItFromEnding) {
   const auto begin = std::chrono::steady_clock::now();
   const command_end end = end_of(*service);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
-  EXPECT_EQ(end.status, 0);
   uint64_t sent = 0;
   for (auto& sender : senders) sent += sender.get();
+  // A machine that is too slow for them tells what is left.
+  if (end.err.find("because a signal ended the run") != std::string::npos) {
+    EXPECT_EQ(end.status, 1);
+    return;
+  }
+  EXPECT_EQ(end.status, 0);
   EXPECT_THAT(end.err, HasSubstr("kplog: " + std::to_string(sent) +
                                  " records: " + std::to_string(sent) + " written"));
+}
+
+// Three clients, of which each has sent a record.
+struct three_senders {
+  explicit three_senders(const emit_folder& folder, const lock_waiting& waiting = {})
+      : service(folder.path("sock"), waiting) {
+    for (int i = 0; i < 3; ++i) {
+      clients.push_back(std::make_unique<socket_client>(folder.path("sock")));
+      clients.back()->send(note_record("a"));
+    }
+  }
+  void read(const record_taker& take) {
+    std::vector<pollfd> watched;
+    service.watch(watched);
+    for (pollfd& one : watched) one.revents = POLLIN;
+    service.read(watched, take);
+  }
+
+  record_service service;
+  std::vector<std::unique_ptr<socket_client>> clients;
+};
+
+TEST_F(EmitService, SignalIsAnsweredBetweenTwoClients) {
+  int taken = 0;
+  three_senders senders(folder_, {.is_to_end = [&taken] { return taken != 0; }});
+  const record_taker take = [&taken](const record_line&) { ++taken; };
+  senders.read(take);  // accepts them
+  senders.read(take);
+  EXPECT_EQ(taken, 1);
+}
+
+TEST_F(EmitService, TimeOfTheEndIsLookedAtBetweenTwoClients) {
+  three_senders senders(folder_);
+  const record_deadline deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+  int taken = 0;
+  senders.service.read_last(
+      [&](const record_line&) {
+        ++taken;
+        while (std::chrono::steady_clock::now() < deadline) {
+        }
+      },
+      deadline);
+  EXPECT_LE(taken, 1);
+  EXPECT_EQ(senders.service.unread().size(), 3u - static_cast<size_t>(taken));
 }
 
 TEST_F(EmitService, FilesAndClientsAreReadTogether) {
