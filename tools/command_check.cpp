@@ -1,9 +1,12 @@
 #include "tools/command_check.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <memory>
 #include <ostream>
 
 #include "tools/command_options.h"
+#include "tools/configuration_check.h"
 #include "tools/definition_advice.h"
 #include "tools/definition_file_check.h"
 #include "tools/definition_input.h"
@@ -69,6 +72,23 @@ static command_outcome report(const check_options& options, const diagnostic_lis
   return fails ? command_outcome::findings : command_outcome::good;
 }
 
+static bool has_configuration_file(const check_options& options) {
+  return std::any_of(options.files.begin(), options.files.end(), is_configuration_path);
+}
+
+static command_outcome check_configuration_file(const check_options& options,
+                                                diagnostic_list& found, std::ostream& log) {
+  if (options.files.size() != 1) return usage_error(log, "a configuration file is checked alone");
+  const std::string& path = options.files.front();
+  std::string bytes;
+  if (!read_source_bytes(path, bytes)) return read_error(log, options.report, path, errno);
+  definition_input input;
+  input.sources.emplace_back(path, std::move(bytes));
+  input.source_set.sources.push_back(&input.sources.front());
+  check_configuration(input.sources.front(), found);
+  return report(options, found, input, 0, log);
+}
+
 // Advice is for sets that are sound.
 static command_outcome check(const check_options& options, std::ostream& log) {
   diagnostic_list found;
@@ -76,6 +96,8 @@ static command_outcome check(const check_options& options, std::ostream& log) {
   standard_input standard;
   definition_input input;
   command_outcome outcome = apply_severities(options.severities, found, log);
+  if (outcome == command_outcome::good && has_configuration_file(options))
+    return check_configuration_file(options, found, log);
   if (outcome == command_outcome::good) outcome = open_code_pages(options, advice, log);
   if (outcome == command_outcome::good)
     outcome = standard.read(options.standard, options.report, log);
@@ -96,7 +118,9 @@ static command_action describe_check(CLI::App& command) {
   const auto options = std::make_shared<check_options>();
   add_arguments(
       command,
-      {"FILE", "FILE", "Definition sources of one set, or a compiled file; - is standard input"},
+      {"FILE", "FILE",
+       "Definition sources of one set, a compiled file, or a configuration file, FILE.conf; - is "
+       "standard input"},
       options->files);
   add_standard_option(command, options->standard);
   add_severity_option(command, options->severities);
@@ -116,5 +140,6 @@ constexpr kplog_command_row check_command = {
     "  kplog check events.yaml\n"
     "  kplog check product.yaml --std standard.ldf          an AUX set beside its STD set\n"
     "  kplog check events.ldf                               every byte of a compiled file\n"
+    "  kplog check shop.conf                                a configuration file of the filter\n"
     "  kplog check events.yaml --codepage ISO-8859-1 --severity no-message=off\n",
     describe_check};

@@ -46,9 +46,10 @@ static size_t edit_distance(std::string_view a, std::string_view b, size_t enoug
 }
 
 std::string nearest_name_hint(std::string_view name,
-                              const std::vector<std::string_view>& candidates) {
+                              const std::vector<std::string_view>& candidates, size_t most) {
   if (name.size() > longest) return "";
-  size_t best = name.size() / 3 + 1;  // beyond a third of the letters it is another name
+  size_t best =
+      std::min(name.size() / 3, most) + 1;  // beyond a third of the letters it is another name
   std::string_view nearest;
   for (const std::string_view candidate : candidates) {
     if (candidate.size() > longest) continue;

@@ -123,6 +123,27 @@ TEST(EveryCode, GoldenListOfDamagedCounterFiles) {
 
 // --- sources, and files that are not there
 
+TEST(EveryCode, GoldenListOfConfigurationFiles) {
+  transcript session;
+  session.check("sound.conf",
+                "# 5\n#LogLevelLow = 3\n[global]\nLogLevelLow = 0\nLogLevelHigh 0x9\r\n"
+                "PropertyMask=0xFFFFFFFF extra\n\n[shop]\nColour = red # dark\nLogLevelMax = 12\n"
+                "Retries = -1\nDebugEnabled=1\n\n");
+  session.check("last.conf", "[global]\nLogLevelLow = 3\n");
+  session.check("open.conf", "[global]\nLogLevelLow = 3");
+  session.check("long.conf",
+                "[global]\nColour = " + std::string(120, 'x') + "\nLogLevelLow = 12\n\n");
+  session.check("faults.conf",
+                "LogLevelLow = 1\n[global]\nloglevellow = 1\nLOG_LEVEL_HIGH = 4\nDebugEnable = 1\n"
+                "LogLevelHigh = 10\nPropertyMask = 4294967296\nDebugLogLevelLow = high\n"
+                "DebugLogLevelHigh\nDebugEnabled = 1 # while testing\nLogLevelLow = 3#\n"
+                "[my shop]\nLogLevelLow = -1\n[\nLogLevelLow = 2\n\n");
+  session.run("check --format json last.conf");
+  session.run("check last.conf open.conf");
+  session.run("check none.conf");
+  expect_golden_file("configuration_files.expected", session.text());
+}
+
 TEST(EveryCode, GoldenListOfExtremeSources) {
   transcript session;
   session.check("encoding.yaml", "kplog: \xFF\n");

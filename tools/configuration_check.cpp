@@ -1,0 +1,171 @@
+#include "tools/configuration_check.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "tools/nearest_name.h"
+
+static constexpr size_t longest_line = 128;
+static constexpr size_t most_changed = 2;  // letters of a key that is one of ours misspelt
+
+// The keys that the entry filter reads, and the largest value that means something.
+static constexpr struct {
+  std::string_view name;
+  uint32_t most;
+} filter_keys[] = {{"LogLevelLow", 9},           {"LogLevelHigh", 9},
+                   {"DebugLogLevelLow", 9},      {"DebugLogLevelHigh", 9},
+                   {"DebugEnabled", UINT32_MAX}, {"PropertyMask", UINT32_MAX}};
+
+bool is_configuration_path(const std::string& path) {
+  return path.ends_with(".conf");
+}
+
+// --- Lines and tokens ---
+
+// A line as the library reads it. Its end is one CR or LF, and one more of either behind it.
+struct configuration_line {
+  std::string_view text;
+  size_t next = 0;       // offset of the line behind it
+  bool is_lost = false;  // it ends with the file
+};
+
+static bool is_end(std::string_view bytes, size_t at) {
+  return at < bytes.size() && (bytes[at] == '\n' || bytes[at] == '\r');
+}
+
+static configuration_line line_at(std::string_view bytes, size_t begin) {
+  size_t end = begin;
+  while (end < bytes.size() && !is_end(bytes, end)) ++end;
+  const bool is_lost = end + 1 >= bytes.size();
+  return {bytes.substr(begin, end - begin), end + (is_end(bytes, end + 1) ? 2 : 1), is_lost};
+}
+
+static std::vector<std::string_view> tokens_of(std::string_view line) {
+  static constexpr std::string_view separators = " \t\n=";
+  std::vector<std::string_view> tokens;
+  line = line.substr(0, line.find('\0'));
+  for (size_t at = line.find_first_not_of(separators); at != std::string_view::npos;) {
+    const size_t end = std::min(line.find_first_of(separators, at), line.size());
+    tokens.push_back(line.substr(at, end - at));
+    at = line.find_first_not_of(separators, end);
+  }
+  return tokens;
+}
+
+// --- One file ---
+
+class configuration_checker {
+ public:
+  configuration_checker(const source_text& file, diagnostic_list& found)
+      : file_(file), found_(found) {}
+
+  void check();
+
+ private:
+  void add(diagnostic_rule rule, std::string_view at, const std::string& text) {
+    const size_t offset = static_cast<size_t>(at.data() - file_.bytes().data());
+    found_.add(rule, file_.place_at(offset), text);
+  }
+  void check_header(std::string_view header);
+  void check_setting(const std::vector<std::string_view>& tokens);
+  void check_value(std::string_view key, uint32_t most, std::string_view value);
+  void check_name(std::string_view key);
+
+  const source_text& file_;
+  diagnostic_list& found_;
+  bool has_section_ = false;
+};
+
+static std::string quoted(std::string_view text) {
+  return "\"" + std::string(text) + "\"";
+}
+
+void configuration_checker::check() {
+  const std::string_view bytes = file_.bytes();
+  for (size_t at = 0; at < bytes.size();) {
+    const configuration_line line = line_at(bytes, at);
+    at = line.next;
+    if (line.text.size() > longest_line)
+      return add(diagnostic_rule::config_long_line, line.text,
+                 "this line has " + std::to_string(line.text.size()) +
+                     " bytes, and ends the reading; a line has at most " +
+                     std::to_string(longest_line));
+    const std::vector<std::string_view> tokens = tokens_of(line.text);
+    if (tokens.empty()) continue;
+    if (line.is_lost)
+      add(diagnostic_rule::config_last_line, tokens.front(),
+          "the last line is not read; end the file with an empty line");
+    if (tokens.front().starts_with('['))
+      check_header(tokens.front());
+    else
+      check_setting(tokens);
+  }
+}
+
+void configuration_checker::check_header(std::string_view header) {
+  has_section_ = header.size() > 1;
+  if (header.size() < 2 || header.ends_with(']')) return;
+  const std::string_view name = header.substr(1, header.size() - 2);
+  add(diagnostic_rule::config_section, header,
+      "this opens the section " + quoted(name) +
+          ": a section is its first word without the first and the last character");
+}
+
+void configuration_checker::check_setting(const std::vector<std::string_view>& tokens) {
+  const std::string_view key = tokens.front();
+  const auto row = std::find_if(std::begin(filter_keys), std::end(filter_keys),
+                                [&](const auto& known) { return known.name == key; });
+  if (row == std::end(filter_keys)) return check_name(key);
+  if (!has_section_)
+    add(diagnostic_rule::config_section, key,
+        quoted(key) + " stands in no section, and is not read; [global] is for all");
+  if (tokens.size() < 2)
+    add(diagnostic_rule::config_value, key, quoted(key) + " has no value, and is not read");
+  else
+    check_value(key, row->most, tokens[1]);
+  if (tokens.size() > 2 && tokens[2].starts_with('#'))
+    add(diagnostic_rule::config_comment, tokens[2],
+        "there are no comments; what stands behind a value is not read");
+}
+
+// The number that the whole value is; nothing for any other text.
+static bool is_number(std::string_view value, uint32_t most) {
+  const bool is_hexadecimal = value.starts_with("0x") || value.starts_with("0X");
+  if (is_hexadecimal) value.remove_prefix(2);
+  uint32_t number = 0;
+  const char* const end = value.data() + value.size();
+  const auto [behind, error] = std::from_chars(value.data(), end, number, is_hexadecimal ? 16 : 10);
+  return error == std::errc() && behind == end && number <= most;
+}
+
+void configuration_checker::check_value(std::string_view key, uint32_t most,
+                                        std::string_view value) {
+  const size_t comment = value.find('#');
+  if (comment != std::string_view::npos && comment != 0 &&
+      is_number(value.substr(0, comment), most))
+    return add(diagnostic_rule::config_comment, value.substr(comment),
+               "there are no comments; a number ends at its first other character");
+  if (!is_number(value, most))
+    add(diagnostic_rule::config_value, value,
+        quoted(key) + " is a whole number from 0 to " + std::to_string(most) + ", not " +
+            quoted(value));
+}
+
+void configuration_checker::check_name(std::string_view key) {
+  if (key.starts_with('#') || key.starts_with(';')) return;
+  std::string letters(key);
+  std::erase_if(letters, [](char c) { return c == '_' || c == '-' || c == '.'; });
+  std::vector<std::string_view> names;
+  for (const auto& row : filter_keys) names.push_back(row.name);
+  const std::string hint = nearest_name_hint(letters, names, most_changed);
+  if (!hint.empty())
+    add(diagnostic_rule::config_key, key, "the filter reads no " + quoted(key) + hint);
+}
+
+void check_configuration(const source_text& file, diagnostic_list& found) {
+  configuration_checker(file, found).check();
+}
