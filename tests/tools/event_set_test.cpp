@@ -191,8 +191,10 @@ TEST_F(EventSetError, ShowsWhereAFileIsDamaged) {
   EXPECT_THAT(damage(),
               AllOf(StartsWith(options_.definitions + ":0x"), HasSubstr("error[file-short]")));
   options_.definitions = write("events.yaml", "kplog: 1\n");
-  EXPECT_THAT(damage(),
-              HasSubstr(":0x0: error[file-magic]: a definition file begins with 2E 4C 44 46"));
+  EXPECT_THAT(
+      damage(),
+      HasSubstr(":0x0: error[file-magic]: this is a source, and a compiled file is expected: "
+                "kplog compile makes it"));
 }
 
 TEST_F(EventSetError, SaysWhyTheLibraryRefusesAFile) {
