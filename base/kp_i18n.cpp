@@ -97,7 +97,7 @@ static std::string canonical_name(const std::string& name) {
   if (base == "C" || base == "POSIX") return "en_US_POSIX";
   // Keywords are ICU's own notation.
   if (name.find('=', at_sign) != std::string::npos) return by_icu(uloc_canonicalize, name);
-  const std::string locale = by_icu(uloc_canonicalize, base);
+  std::string locale = by_icu(uloc_canonicalize, base);
   const std::string modifier = at_sign < name.size() ? name.substr(at_sign + 1) : "";
   const bool is_whole = modifier.empty() && by_icu(uloc_getVariant, locale).empty();
   if (is_whole || by_icu(uloc_getLanguage, locale).empty()) return locale;
