@@ -22,6 +22,7 @@ STEPS = [
     ("dump as YAML", ["dump", "events.ldf"], 1.0),
     ("dump as JSON", ["dump", "--format", "json", "events.ldf"], 1.0),
     ("dump as a table", ["dump", "--format", "table", "events.ldf"], 1.0),
+    ("build a catalog", ["catalog", "build", "-q", "events.yaml", "--po", "de.po", "-o", "messages"], 3.0),
 ]
 
 
@@ -40,6 +41,16 @@ def write_source(path):
             source.write(event(number))
 
 
+def write_translations(path):
+    with open(path, "w", encoding="utf-8") as translations:
+        translations.write('msgid ""\nmsgstr "Language: de\\n"\n')
+        for number in range(1, EVENTS + 1):
+            values = ("{A1_MBCHAR64}: {A0_UINT4}, {A2_UINT1}, {A3_TIMESTAMP:time}, {A4_CHAR256}, "
+                      "{A5_FLOAT:percent}")
+            translations.write(f'\nmsgctxt "EVENT_{number}"\nmsgid "Event {number} of {values}"\n'
+                               f'msgstr "Ereignis {number} von {values}"\n')
+
+
 def seconds(command, folder):
     with open(os.path.join(folder, "out"), "w", encoding="utf-8") as out:
         before = resource.getrusage(resource.RUSAGE_CHILDREN)
@@ -55,6 +66,7 @@ def main():
     runs = int(sys.argv[2]) if len(sys.argv) == 3 else 5
     with tempfile.TemporaryDirectory() as folder:
         write_source(os.path.join(folder, "events.yaml"))
+        write_translations(os.path.join(folder, "de.po"))
         print(f"kplog on {EVENTS:,} events of {len(TYPES)} attributes")
         for what, arguments, target in STEPS:
             best = min(seconds([kplog, *arguments], folder) for _ in range(runs))

@@ -34,7 +34,9 @@ ROOMS = {
     "base": ("base/",),
     "include": ("base/", "kp_LOG"),
     "tools": ("tools/", "base/", "kp_LOG", "logging/def_read", "logging/ldf_load.h",
-              "logging/log_definition.h", "logging/logentry_i.h"),
+              "logging/log_definition.h", "logging/logentry_i.h",
+              # What renders a template before it is in any file.
+              "logging/logmsg.h", "logging/logmsg_icu_depth.h"),
     "examples": ("examples/", "kp_LOG", "logging/logentry_i.h", "logging/attr_value.h", "base/"),
 }
 

@@ -12,6 +12,7 @@ constexpr unsigned kp_ldf_magic = 0x2E4C4446;  // the bytes ".LDF"
 constexpr unsigned kp_ldf_header_size = 128;   // bytes
 constexpr unsigned kp_ldf_version_size = 8;    // bytes of the header's log version text
 constexpr unsigned kp_ldf_mapping_size = 8;    // bytes of a mapping record
+constexpr unsigned kp_ldf_length_size = 4;     // bytes before those of a string
 constexpr unsigned kp_ldf_max_count = 255;     // attributes, global attributes, selector messages
 
 // The header at offset 0. Fields named word... or words... are read and not interpreted.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_debug_log.h"
@@ -173,6 +174,11 @@ _kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp(unsigned entry_id, unsigned log_lev
   property_mask_ = definition_->get_property_flags();
   version_text_ = definition_->get_log_version();
   split_version(version_text_.c_str());
+}
+
+_kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp(_kp_LOG_definition_ref definition)
+    : _kp_LOG_log_entry_imp(without_version_scan()) {
+  definition_ = std::move(definition);
 }
 
 _kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp(const _kp_LOG_log_entry_imp& other)

@@ -48,6 +48,8 @@ class KP_API _kp_LOG_log_entry_imp {
   // KPX_logging_entry_type_not_found "Entry id argument is invalid" and
   // KPX_logging_invalid_log_level "log level argument is invalid under Entry ID N !".
   _kp_LOG_log_entry_imp(unsigned entry_id, unsigned log_level);
+  // An entry of a definition that the table need not know, at level 0.
+  explicit _kp_LOG_log_entry_imp(_kp_LOG_definition_ref definition);
   _kp_LOG_log_entry_imp(const _kp_LOG_log_entry_imp& other);
   // Clears this entry first, also when assigned to itself, then copies. When the copy fails
   // half-way the steps before the failure stay.

@@ -73,6 +73,10 @@ class KP_API _kp_LOG_log_message {
   static icu::UnicodeString get_message(const _kp_LOG_log_entry_imp& entry,
                                         const _kp_LOG_log_definition* definition, bool use_default,
                                         unsigned index);
+  // The same for a template that need not be the definition's nor the catalog's; what stands in
+  // those does not matter. The entry has a definition, and its strings are in UTF-8.
+  static icu::UnicodeString _render_template(const _kp_LOG_log_entry_imp& entry,
+                                             const icu::UnicodeString& text);
   // Through the C library's formats, as bytes.
   static kp_String get_kpString_message(const _kp_LOG_log_entry_imp& entry,
                                         const _kp_LOG_log_definition* definition, bool use_default,

@@ -264,6 +264,13 @@ void logmsg_render_icu(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_def
   });
 }
 
+icu::UnicodeString _kp_LOG_log_message::_render_template(const _kp_LOG_log_entry_imp& entry,
+                                                         const icu::UnicodeString& text) {
+  icu::UnicodeString message;
+  kp_log_no_bad_alloc([&] { render(entry, *entry.get_definition(), text, "UTF-8", message); });
+  return message;
+}
+
 icu::UnicodeString _kp_LOG_log_message::get_message(const _kp_LOG_log_entry_imp& entry,
                                                     const _kp_LOG_log_definition* definition,
                                                     bool use_default, unsigned index) {

@@ -7,11 +7,13 @@
 #include <string_view>
 #include <vector>
 
+#include "base/kp_export.h"
+
 // Walks a pattern by the rules of icu::MessagePattern. In message text an apostrophe quotes when a
 // brace follows it (in a choice also "|", in a plural also "#"); in the style of a simple argument
 // it quotes always. For a pattern that ICU takes the depth is exactly that of its braces, those of
 // placeholders included; in any other it is exact up to ICU's first error.
-class logmsg_pattern_depth {
+class KP_API logmsg_pattern_depth {
  public:
   // Stops where braces nest more than `limit` deep. The pattern must outlive this object.
   logmsg_pattern_depth(const icu::UnicodeString& pattern, int limit);

@@ -6,7 +6,7 @@
 
 #include "tools/known_attributes.h"
 #include "tools/scalar_place.h"
-#include "tools/template_scan.h"
+#include "tools/template_rendering.h"
 #include "tools/template_size.h"
 #include "tools/utf8_text.h"
 
@@ -47,6 +47,7 @@ class event_adviser {
     advise_on_missing_selector();
     advise_on_flags();
     for (const message_model* message : own_messages()) advise_on_message(*message);
+    advise_on_unsigned();
     if (standard_ != nullptr) advise_on_standard();
   }
 
@@ -158,6 +159,25 @@ class event_adviser {
           "the message shows none of the event's attributes");
   }
 
+  // ICU's renderer shows integers as signed numbers of 32 bits. One finding for each attribute.
+  void advise_on_unsigned() {
+    if (event_.renderer == message_renderer::bytes) return;
+    std::set<std::string_view> known;
+    for (const message_model* message : own_messages())
+      for (const template_piece& piece : scan_template(message->template_bytes))
+        if (piece.shows_value() && known_.type_of(event_, piece.text) == TypeUInt4 &&
+            known.insert(known_.declared(event_, piece.text)->name.value).second)
+          advise_on_unsigned(*message, piece.text);
+  }
+
+  void advise_on_unsigned(const message_model& message, std::string_view name) {
+    const attribute_model* const own = find_attribute(event_.attributes, name);
+    add(diagnostic_rule::unsigned_shown, own == nullptr ? text_of(message).place : own->name.place,
+        "messages show " + in_marks(name) +
+            " as a negative number from 2147483648 on; a Float shows such values",
+        own);
+  }
+
   void advise_on_size(const message_model& message, const std::vector<template_piece>& pieces) {
     const size_t size = largest_rendered_size(
         pieces, [&](std::string_view name) { return known_.type_of(event_, name); });
@@ -180,9 +200,9 @@ class event_adviser {
   void advise_on_raw_template(const message_model& message,
                               const std::vector<template_piece>& pieces) {
     std::vector<template_problem> problems;
-    check_template(
-        pieces, [&](std::string_view name) { return known_.type_of(event_, name); }, problems);
     find_lost_text(pieces, event_.renderer, problems);
+    if (event_.renderer != message_renderer::bytes)
+      find_quoted_placeholders(message.raw.value, problems);
     for (template_problem& problem : problems)
       add(problem.rule, place_in_scalar(message.raw.place, message.raw.value, problem.offset),
           std::move(problem.text));

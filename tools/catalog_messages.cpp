@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <map>
 
-#include "tools/template_scan.h"
+#include "tools/template_rendering.h"
 
 // --- IDs
 
@@ -96,11 +96,17 @@ class translation_check {
       : message_(message), known_(known), translation_(translation), problems_(problems) {}
 
   std::string run() {
+    const size_t before = problems_.size();
     std::string bytes = message_.is_raw() ? raw_template() : authored_template();
+    if (problems_.size() == before)
+      check_rendering(rendered_template_of(*message_.event, bytes, message_renderer::icu, known_),
+                      problems_);
     if (!message_.text().empty()) {
       compare_placeholders(bytes);
       compare_line_feeds();
     }
+    if (problems_.size() == before && message_.is_raw())
+      find_quoted_placeholders(translation_, problems_);
     return bytes;
   }
 

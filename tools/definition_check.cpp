@@ -9,6 +9,7 @@
 #include "tools/known_attributes.h"
 #include "tools/nearest_name.h"
 #include "tools/scalar_place.h"
+#include "tools/template_rendering.h"
 
 // Types that select a message, with the largest value of each. The library reads the selector as
 // unsigned, and raises for any other type.
@@ -222,23 +223,60 @@ class definition_set_checker {
   void complete_message(const event_model& event, message_model& message,
                         const std::string& default_id) {
     if (!message.id.is_given()) message.id.value = default_id;
-    message.template_bytes =
-        message.raw.is_given() ? message.raw.value : make_template(event, message.text);
+    std::vector<template_problem> problems;
+    if (message.raw.is_given())
+      check_raw_template(event, message, problems);
+    else
+      make_template(event, message, problems);
+    if (problems.empty() && event.is_whole)
+      check_rendering(rendered_template_of(event, message.template_bytes, event.renderer, known_),
+                      problems);
+    const placed<std::string>& text = message.raw.is_given() ? message.raw : message.text;
+    for (template_problem& problem : problems) {
+      // What is not there may stand in what could not be read.
+      const bool is_absence = problem.rule == diagnostic_rule::text_attribute ||
+                              problem.rule == diagnostic_rule::template_attribute;
+      if (is_absence && !set_.is_whole) continue;
+      found_.add(problem.rule, place_in_text(text, problem.offset), std::move(problem.text));
+    }
   }
 
-  std::string make_template(const event_model& event, const placed<std::string>& text) {
-    std::vector<template_problem> problems;
+  static source_place place_in_text(const placed<std::string>& text, size_t offset) {
+    const source_place& place = text.place;
+    if (place.source != nullptr && place.source->is_binary())
+      return {place.source, 0, place.byte + kp_ldf_length_size + offset};
+    return place_in_scalar(place, text.value, offset);
+  }
+
+  // Whether the template names what only an STD event can declare.
+  bool needs_standard(const event_model& event, const message_model& message) const {
+    if (!set_.may_be_auxiliary || std_ != nullptr) return false;
+    const std::vector<template_piece> pieces = scan_template(message.template_bytes);
+    return std::any_of(pieces.begin(), pieces.end(), [&](const template_piece& piece) {
+      return piece.kind == template_piece::kinds::placeholder &&
+             known_.type_of(event, piece.text) == TypeUnknown;
+    });
+  }
+
+  void check_raw_template(const event_model& event, message_model& message,
+                          std::vector<template_problem>& problems) {
+    message.template_bytes = message.raw.value;
+    if (needs_standard(event, message))
+      return problems.push_back({diagnostic_rule::std_needed, 0,
+                                 "only an STD event can declare what this message names; beside "
+                                 "its set, given with --std, the dump compiles"});
+    check_template(
+        scan_template(message.template_bytes),
+        [&](std::string_view name) { return known_.type_of(event, name); }, problems);
+  }
+
+  void make_template(const event_model& event, message_model& message,
+                     std::vector<template_problem>& problems) {
     const template_attributes attributes{
         [&](std::string_view name) { return known_.type_of(event, name); },
         [&] { return known_.names(event); }};
-    std::string result = template_from_text(text.value, event.renderer, attributes, problems);
-    for (template_problem& problem : problems) {
-      // What is not there may stand in what could not be read.
-      if (problem.rule == diagnostic_rule::text_attribute && !set_.is_whole) continue;
-      found_.add(problem.rule, place_in_scalar(text.place, text.value, problem.offset),
-                 std::move(problem.text));
-    }
-    return result;
+    message.template_bytes =
+        template_from_text(message.text.value, event.renderer, attributes, problems);
   }
 
   definition_set& set_;

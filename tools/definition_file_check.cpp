@@ -6,9 +6,7 @@
 
 #include "tools/command_options.h"
 #include "tools/known_attributes.h"
-#include "tools/template_scan.h"
-
-static constexpr size_t length_size = 4;  // before the bytes of a string
+#include "tools/template_rendering.h"
 
 static std::string with_marks(std::string_view text) {
   return "\"" + std::string(text) + "\"";
@@ -116,9 +114,13 @@ class definition_file_checker {
     check_template(
         scan_template(message.template_bytes),
         [&](std::string_view name) { return known_.type_of(event, name); }, problems);
+    if (problems.empty())
+      check_rendering(
+          rendered_template_of(event, message.template_bytes, message_renderer::icu, known_),
+          problems);
     for (template_problem& problem : problems)
       found_.add(problem.rule,
-                 {&file_.source, 0, message.raw.place.byte + length_size + problem.offset},
+                 {&file_.source, 0, message.raw.place.byte + kp_ldf_length_size + problem.offset},
                  std::move(problem.text));
   }
 

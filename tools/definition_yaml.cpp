@@ -79,6 +79,8 @@ class definition_yaml_writer {
 
   void write_log_version() {
     yaml_ = "kplog: 1\nlog_version: " + text(set_.log_version) + "\n";
+    if (!set_.events.empty() && set_.events.front().renderer == message_renderer::bytes)
+      yaml_ += "renderer: bytes\n";
     if (set_.log_version.value.size() > log_version_limit)
       lose(set_.log_version.place, "the log version has more than 7 characters");
     if (has_control_character(set_.log_version.value))
@@ -203,6 +205,7 @@ class definition_yaml_writer {
 
   std::optional<std::string> authored_text(const event_model& event,
                                            const message_model& message) const {
+    if (event.renderer != message_renderer::icu) return std::nullopt;
     if (utf8_first_invalid(message.raw.value) != std::string_view::npos) return std::nullopt;
     return authored_text_of(message.raw.value,
                             [&](std::string_view name) { return known_.type_of(event, name); });
@@ -229,10 +232,30 @@ static void compare_bytes(const definition_file& file, diagnostic_list& found) {
       "says the same with other bytes");
 }
 
+// Whether there is a template that ICU refuses, and the byte renderer does not.
+static bool is_for_bytes(const diagnostic_list& found) {
+  return found.has(diagnostic_rule::template_refused) ||
+         found.has(diagnostic_rule::template_format) || found.has(diagnostic_rule::text_too_many) ||
+         found.has(diagnostic_rule::text_name);
+}
+
+// A file does not say which renderer it is for: ICU's, when that takes all templates.
+static void complete_file_set(definition_set& set, diagnostic_list& found,
+                              const std_definitions* standard) {
+  diagnostic_list found_for_icu = found;
+  complete_definition_set(set, found_for_icu, standard);
+  if (!is_for_bytes(found_for_icu)) {
+    found = std::move(found_for_icu);
+    return;
+  }
+  for (event_model& event : set.events) event.renderer = message_renderer::bytes;
+  complete_definition_set(set, found, standard);
+}
+
 std::string definition_yaml(definition_file& file, diagnostic_list& found,
                             const std_definitions* standard) {
   file.set.may_be_auxiliary = true;
-  complete_definition_set(file.set, found, standard);
+  complete_file_set(file.set, found, standard);
   std::string yaml = definition_yaml_writer(file.set, found, standard).write();
   if (yaml.size() > source_size_limit)
     found.add(diagnostic_rule::no_source, {&file.source, 0, 0},

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "logging/logentry_i.h"
+#include "tools/template_scan.h"
 
 std::vector<const std::vector<attribute_model>*> known_attributes::lists(
     const event_model& event) const {
@@ -13,18 +13,25 @@ std::vector<const std::vector<attribute_model>*> known_attributes::lists(
   return known;
 }
 
+const attribute_model* known_attributes::declared(const event_model& event,
+                                                  std::string_view name) const {
+  for (const std::vector<attribute_model>* attributes : lists(event))
+    if (const attribute_model* attribute = find_attribute(*attributes, name)) return attribute;
+  return nullptr;
+}
+
 kp_AttributeType known_attributes::type_of(const event_model& event, std::string_view name) const {
-  kp_AttributeType type = TypeUnknown;
-  return is_default_info_fields(std::string(name).c_str(), type) ? type
-                                                                 : declared_type(event, name);
+  if (name == "TIMESTAMP") return TypeTimestamp;
+  const attribute_model* const attribute = declared(event, name);
+  if (attribute == nullptr) return TypeUnknown;
+  const bool is_shown = !is_shown_as_mbchar(name) || is_unicode_string_attribute(attribute->type);
+  return is_shown ? attribute->type : TypeUnknown;
 }
 
 kp_AttributeType known_attributes::declared_type(const event_model& event,
                                                  std::string_view name) const {
-  for (const std::vector<attribute_model>* attributes : lists(event))
-    if (const attribute_model* attribute = find_attribute(*attributes, name))
-      return attribute->type;
-  return TypeUnknown;
+  const attribute_model* const attribute = declared(event, name);
+  return attribute == nullptr ? TypeUnknown : attribute->type;
 }
 
 std::vector<std::string_view> known_attributes::names(const event_model& event) const {

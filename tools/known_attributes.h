@@ -19,8 +19,12 @@ class known_attributes {
     return standard_ == nullptr ? nullptr : standard_->find(event.id.value);
   }
 
-  // The type of what a message of the event may name: the fields that every entry knows, the
-  // event's own attributes, those of the STD event, the global ones. TypeUnknown for other names.
+  // The attribute of that name: the event's own, that of the STD event, a global one; or null.
+  const attribute_model* declared(const event_model& event, std::string_view name) const;
+
+  // The type of what a message of the event may name: "TIMESTAMP", and what is declared.
+  // TypeUnknown for other names, and for the fields that the library shows as MBChar types only
+  // where they are declared otherwise.
   kp_AttributeType type_of(const event_model& event, std::string_view name) const;
   // The same without the fields that every entry knows: what an entry of the event can be given.
   kp_AttributeType declared_type(const event_model& event, std::string_view name) const;

@@ -4,7 +4,9 @@
 #include <array>
 #include <string>
 
+#include "logging/logentry_i.h"
 #include "tools/definition_model.h"
+#include "tools/utf8_text.h"
 
 // A format character with a meaning, and the types that it shows.
 struct template_format_row {
@@ -108,19 +110,53 @@ std::vector<template_piece> scan_template(std::string_view bytes) {
   return template_scanner(bytes).scan();
 }
 
+bool is_shown_as_mbchar(std::string_view name) {
+  kp_AttributeType type = TypeUnknown;
+  return is_default_info_fields(std::string(name).c_str(), type) &&
+         is_unicode_string_attribute(type);
+}
+
+std::string unknown_attribute_text(std::string_view name) {
+  const std::string quoted = "\"" + std::string(name) + "\"";
+  return is_shown_as_mbchar(name) ? quoted + " is shown where it is declared as an MBChar type only"
+                                  : "no attribute " + quoted + " here";
+}
+
+bool is_name_for_icu(std::string_view name) {
+  return name.size() <= 2 * utf16_length(name) + 1;
+}
+
+template_problem eleventh_placeholder(size_t offset) {
+  return {diagnostic_rule::text_too_many, offset,
+          "ICU takes ten placeholders in a message, and this is the eleventh"};
+}
+
+template_problem long_name(size_t offset) {
+  return {diagnostic_rule::text_name, offset, "this name is too long in UTF-8 for ICU's renderer"};
+}
+
+std::optional<template_problem> unshown_type_problem(kp_AttributeType type, size_t offset) {
+  if (type == TypeBool)
+    return {{diagnostic_rule::text_bool, offset, "a Bool is 0 in every message; use a UInt1"}};
+  if (type == TypeGUID)
+    return {{diagnostic_rule::text_guid, offset, "no message can show a GUID; use a Char64"}};
+  return std::nullopt;
+}
+
 static void check_placeholder(const template_piece& piece, const attribute_type_of& type_of,
                               std::vector<template_problem>& problems) {
   const template_format_row* const format = format_row(piece.format);
-  if (format == nullptr) return;
-  const std::string name = "\"" + std::string(piece.text) + "\"";
   const kp_AttributeType type = type_of(piece.text);
+  // The library looks a name up also where it shows nothing of it.
   if (type == TypeUnknown)
-    problems.push_back(
-        {diagnostic_rule::template_attribute, piece.offset, "no attribute " + name + " here"});
-  else if (!format->suits(type))
-    problems.push_back({diagnostic_rule::template_attribute, piece.offset,
-                        std::string("the format %") + piece.format + " does not suit " + name +
-                            ", a " + short_type_name(type)});
+    return problems.push_back(
+        {diagnostic_rule::template_attribute, piece.offset, unknown_attribute_text(piece.text)});
+  if (format == nullptr) return;
+  if (!format->suits(type))
+    return problems.push_back({diagnostic_rule::template_attribute, piece.offset,
+                               std::string("the format %") + piece.format + " does not suit \"" +
+                                   std::string(piece.text) + "\", a " + short_type_name(type)});
+  if (const auto unshown = unshown_type_problem(type, piece.offset)) problems.push_back(*unshown);
 }
 
 void check_template(const std::vector<template_piece>& pieces, const attribute_type_of& type_of,

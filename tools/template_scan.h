@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -36,8 +38,25 @@ bool suits_formats_of(kp_AttributeType before, kp_AttributeType now);
 
 using attribute_type_of = std::function<kp_AttributeType(std::string_view name)>;
 
-// Adds what every renderer refuses: incomplete placeholders, names that `type_of` does not know,
-// and attributes that the format character does not suit.
+// Whether it is one of the fields that the library takes for MBChar types, however they are
+// declared: "PRODUCT_ID", "COMPONENT_ID", "VERSION_ID", "COMPONENT_VERSION_ID".
+bool is_shown_as_mbchar(std::string_view name);
+
+// What is wrong with a name that stands for nothing that can be shown.
+std::string unknown_attribute_text(std::string_view name);
+
+// What ICU's renderer takes: ten placeholders, and names of at most two bytes for each UTF-16 unit
+// and one more.
+constexpr size_t icu_argument_limit = 10;
+bool is_name_for_icu(std::string_view name);
+template_problem eleventh_placeholder(size_t offset);
+template_problem long_name(size_t offset);
+
+// What is wrong with showing a value of that type, nothing for a type that renderers show.
+std::optional<template_problem> unshown_type_problem(kp_AttributeType type, size_t offset);
+
+// Adds what every renderer refuses, or shows as something else: incomplete placeholders, names that
+// `type_of` does not know, and attributes that the format character does not suit.
 void check_template(const std::vector<template_piece>& pieces, const attribute_type_of& type_of,
                     std::vector<template_problem>& problems);
 

@@ -4,9 +4,7 @@
 #include <array>
 
 #include "tools/nearest_name.h"
-#include "tools/utf8_text.h"
-
-static constexpr unsigned icu_argument_limit = 10;
+#include "tools/template_scan.h"
 
 // A placeholder that renders as nothing, and keeps the text before it from being dropped.
 static constexpr std::string_view nothing_placeholder = "%x%TIMESTAMP%";
@@ -248,8 +246,7 @@ class template_text_writer {
     last_ = last_kinds::placeholder;
     before_ = placeholder.icu_nothing;
     if (++arguments_ == icu_argument_limit + 1 && icu_)
-      problem(diagnostic_rule::text_too_many, piece.offset,
-              "ICU takes ten placeholders in a message, and this is the eleventh");
+      problems_.push_back(eleventh_placeholder(piece.offset));
   }
 
   // Between two placeholders.
@@ -278,6 +275,8 @@ class template_text_writer {
       placeholder.icu_nothing = "#";
       return placeholder;
     }
+    if (const auto unshown = unshown_type_problem(placeholder.type, piece.offset + 1))
+      problems_.push_back(*unshown);
     placeholder.icu_nothing = family->icu_nothing;
     placeholder.format = colon == std::string_view::npos
                              ? default_format(piece, *family, placeholder.type)
@@ -288,9 +287,12 @@ class template_text_writer {
   // An attribute that is there, and of no type, is no fault of the text.
   void refuse_name(const authored_piece& piece, std::string_view name) {
     const std::vector<std::string_view> names = attributes_.names();
+    if (is_shown_as_mbchar(name))
+      return problem(diagnostic_rule::text_attribute, piece.offset + 1,
+                     unknown_attribute_text(name));
     if (std::find(names.begin(), names.end(), name) != names.end()) return;
     problem(diagnostic_rule::text_attribute, piece.offset + 1,
-            "no attribute " + quoted(name) + " here" + nearest_name_hint(name, names));
+            unknown_attribute_text(name) + nearest_name_hint(name, names));
   }
 
   // Null for codes that are no types.
@@ -302,9 +304,6 @@ class template_text_writer {
 
   char default_format(const authored_piece& piece, const value_family_row& family,
                       kp_AttributeType type) {
-    if (type == TypeBool && bytes_)
-      problem(diagnostic_rule::text_bool, piece.offset + 1,
-              "the byte renderer shows no value of a Bool; use a UInt1, or another renderer");
     if (family.format != '\0') return family.format;
     if (type == TypeDate) return 'D';
     if (type == TypeTime) return 'T';
@@ -338,14 +337,11 @@ class template_text_writer {
     return row->character;
   }
 
-  // ICU's renderer has room for two bytes for each UTF-16 unit of a name.
   void check_name(const authored_piece& piece, std::string_view name) {
     if (name.find('%') != std::string_view::npos)
       problem(diagnostic_rule::text_name, piece.offset + 1,
               "a name with a percent sign cannot stand in a message");
-    if (icu_ && name.size() > 2 * utf16_length(name) + 1)
-      problem(diagnostic_rule::text_name, piece.offset + 1,
-              "this name is too long in UTF-8 for ICU's renderer");
+    if (icu_ && !is_name_for_icu(name)) problems_.push_back(long_name(piece.offset + 1));
   }
 
   void problem(diagnostic_rule rule, size_t offset, std::string text) {

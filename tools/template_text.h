@@ -18,8 +18,7 @@
 //   - knows ten arguments.
 // The byte renderer
 //   - shows literal text as it stands, so that quoted braces and doubled apostrophes would show;
-//   - shows nothing for "%%", and has nothing to separate two placeholders with;
-//   - shows no value of a Bool as a number.
+//   - shows nothing for "%%", and has nothing to separate two placeholders with.
 // What a renderer cannot show is a problem at its place in the text.
 #ifndef TOOLS_TEMPLATE_TEXT_H
 #define TOOLS_TEMPLATE_TEXT_H

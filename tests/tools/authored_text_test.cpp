@@ -43,7 +43,7 @@ static const std::vector<shown_placeholder> shown_placeholders = {
 
 static const char* const attribute_lines =
     "    attributes: {USER: MBChar64, HOST: Char64, EMPTY: Char32, PORT: UInt2, DELTA: SInt4, "
-    "SHARE: Float, DAY: Date, CLOCK: Time, ENDED: Timestamp, READY: Bool, GRÖSSE: UInt4}\n";
+    "SHARE: Float, DAY: Date, CLOCK: Time, ENDED: Timestamp, READY: UInt1, GRÖSSE: UInt4}\n";
 
 static const std::vector<std::string> literals = {
     " ", "a",  "Port ", "ß", "日本", "😀", "#", "|",  ",",    "0",   "\n",    "\t",
@@ -161,7 +161,7 @@ static std::string rendered(unsigned id) {
   entry.AddAttrib2u("PORT", 8080);
   entry.AddAttrib4("DELTA", -12345);
   entry.AddAttribFloat8("SHARE", 0.25);
-  entry.AddAttribBool("READY", true);
+  entry.AddAttrib1u("READY", 1);
   entry.AddAttrib4u("GRÖSSE", 7);
   entry.AddAttrib4u("GLOBAL", 1234567);
   for (const char* time : {"DAY", "CLOCK", "ENDED"})

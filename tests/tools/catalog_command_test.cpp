@@ -607,6 +607,43 @@ TEST_F(CatalogFolder, BuildRefusesFaultyTranslationsAndWritesNothing) {
   EXPECT_FALSE(std::filesystem::exists(folder.file("messages")));
 }
 
+TEST_F(CatalogFolder, TranslationsThatTheLibraryRefusesAreErrorsAtTheirPlaces) {
+  const std::string raw = "{0,plural,one{one file} other{# files}} of %d%COUNT%";
+  std::string events;
+  for (const char* name : {"A", "B", "C", "D", "E"})
+    events += std::string("  ") + name + ": {id: " + std::to_string(name[0]) +
+              ", attributes: {COUNT: UInt2}, message: {raw: \"" + raw + "\"}}\n";
+  write(source_with(events),
+        translation("A", raw, "{0,plural,one{eine Datei}} von %d%COUNT%") +
+            translation("B", raw, "{0, SpellOut} von %d%COUNT%") +
+            translation("C", raw, "{0,plural,other{{0,duration}}} von '%d%COUNT%' {0} %x%COUNT%") +
+            translation("E", raw, "{0,plural,other{#}} von '%d%COUNT%' {0} %x%COUNT%") +
+            translation("D", raw, "{0,plural,one{eine Datei} other{# Dateien}} von %d%COUNT%"));
+  const auto check = run("check s.yaml --po de.po");
+  EXPECT_EQ(check.status, 1);
+  EXPECT_EQ(
+      check.err,
+      "de.po:8:9: error[template-refused]: this argument needs a message for \"other\"\n"
+      "msgstr \"{0,plural,one{eine Datei}} von %d%COUNT%\"\n"
+      "        ^\n"
+      "de.po:12:13: error[template-format]: the format \"SpellOut\" may keep ICU busy for ever; "
+      "show "
+      "the number as it is\n"
+      "msgstr \"{0, SpellOut} von %d%COUNT%\"\n"
+      "            ^\n"
+      "de.po:16:28: error[template-format]: the format \"duration\" may keep ICU busy for ever; "
+      "show "
+      "the number as it is\n"
+      "msgstr \"{0,plural,other{{0,duration}}} von '%d%COUNT%' {0} %x%COUNT%\"\n"
+      "                           ^\n"
+      "de.po:20:34: warning[template-quoted]: the apostrophe before it quotes this placeholder, so "
+      "that ICU does not show its value; an apostrophe is written ''\n"
+      "msgstr \"{0,plural,other{#}} von '%d%COUNT%' {0} %x%COUNT%\"\n"
+      "                                 ^\n"
+      "kplog: de: 5 translated, 0 fuzzy, 0 untranslated, 0 obsolete\n");
+  EXPECT_EQ(run("build s.yaml --po de.po -o messages").status, 1);
+}
+
 TEST_F(CatalogFolder, ModifierInTheEnvironmentFindsTheCatalogOfItsScript) {
   write(source_with("  GREETED: {id: 1, message: \"Hello\"}\n"), "");
   folder.write("sr@latin.po", translation("GREETED", "Hello", "Zdravo"));

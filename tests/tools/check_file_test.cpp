@@ -188,7 +188,7 @@ TEST(CheckFile, CommandKnowsACompiledFileByItsFirstBytes) {
             "  78  x\nkplog: 0 errors, 1 warning\n");
   EXPECT_EQ(run_kplog(folder.path(), "check --fail-on error events.yaml").status, 0);
   EXPECT_EQ(run_kplog(folder.path(), "check --severity file-unused=off events.yaml").status, 0);
-  EXPECT_EQ(run_kplog(folder.path(), "check --severity template-syntax=off events.yaml").status, 1);
+  EXPECT_EQ(run_kplog(folder.path(), "check --severity template-quoted=off events.yaml").status, 1);
 }
 
 TEST(CheckFile, DamagedFileIsReportedOnce) {

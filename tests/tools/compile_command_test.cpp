@@ -132,7 +132,8 @@ TEST(CompileBytes, SameInputGivesTheSameBytes) {
 // --- diagnostics
 
 static const char* const bad_sources =
-    "bad_set.yaml bad_conflicts.yaml bad_texts.yaml bad_both.yaml bad_bytes.yaml";
+    "bad_set.yaml bad_conflicts.yaml bad_texts.yaml bad_templates.yaml bad_both.yaml "
+    "bad_bytes.yaml";
 
 TEST(CompileDiagnostics, GoldenListOfEverythingWrongWithBadSources) {
   const auto run =

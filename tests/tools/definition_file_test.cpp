@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <sstream>
 
 #include "tests/support/ldf_bytes.h"
@@ -11,6 +12,7 @@
 #include "tools/definition_source.h"
 #include "tools/definition_writer.h"
 #include "tools/definition_yaml.h"
+#include "tools/template_scan.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -241,26 +243,38 @@ TEST(DefinitionFileOddity, TypeCodesKeepTheirLowByte) {
 
 // --- hostile bytes
 
-// The one STD set beside which selectors that the set's own records do not declare have a meaning.
-static std::string std_with_selectors_of(const definition_set& set) {
+static bool declares(const event_model& event, std::string_view name) {
+  return std::any_of(event.attributes.begin(), event.attributes.end(),
+                     [&](const attribute_model& own) { return own.name.value == name; });
+}
+
+// The one STD set beside which selectors, and names in default messages, that the set's own records
+// do not declare have a meaning.
+static std::string std_with_names_of(const definition_set& set) {
   ldf_file standard;
-  for (const event_model& event : set.events)
-    if (event.selector.is_given() && selector_of(event) == nullptr)
-      standard.entries.push_back({.id = event.id.value,
-                                  .selector = event.selector.value,
-                                  .attributes = {{event.selector.value, TypeUInt4}}});
+  for (const event_model& event : set.events) {
+    ldf_entry entry{.id = event.id.value};
+    if (event.selector.is_given() && selector_of(event) == nullptr) {
+      entry.selector = event.selector.value;
+      entry.attributes.push_back({event.selector.value, TypeUInt4});
+    }
+    for (const template_piece& piece : scan_template(event.message.template_bytes))
+      if (piece.kind == template_piece::kinds::placeholder && !declares(event, piece.text))
+        entry.attributes.push_back({std::string(piece.text), TypeMBChar64});
+    if (!entry.attributes.empty()) standard.entries.push_back(entry);
+  }
   return standard.bytes();
 }
 
 // Dumps the bytes, and compiles the dump where nothing was found against it, beside an STD set that
-// declares the selectors that it says it needs.
+// declares the names that it says it needs.
 static void dump_and_compile(const std::string& bytes) {
   definition_file file("f.ldf", bytes);
   diagnostic_list found;
   read_definition_file(file, found);
   const std::string yaml = definition_yaml(file, found);
   if (found.count(rule_severity::error) != 0) return;
-  definition_file std_file("std.ldf", std_with_selectors_of(file.set));
+  definition_file std_file("std.ldf", std_with_names_of(file.set));
   diagnostic_list faults;
   ASSERT_TRUE(read_definition_file(std_file, faults));
   const std_definitions standard(std_file.set);

@@ -165,20 +165,20 @@ TEST(DiffCommand, EventOfAnotherNameIsRenamed) {
 }
 
 TEST(DiffCommand, EventOfAnotherNameAndIdIsKnownByItsContent) {
-  const std::string rest = "attributes: {X: Bool}, message: {id: M, text: \"{X}\"}}\n";
+  const std::string rest = "attributes: {X: UInt1}, message: {id: M, text: \"{X}\"}}\n";
   EXPECT_THAT(codes_between(source_of("  A: {id: 1, " + rest), source_of("  B: {id: 2, " + rest)),
               testing::ElementsAre("event-renamed", "event-id"));
 }
 
 TEST(DiffCommand, EventWithNothingInCommonReusesTheId) {
-  EXPECT_THAT(codes_between(source_of("  A: {id: 1, attributes: {X: Bool}, message: \"{X}\"}\n"),
-                            source_of("  B: {id: 1, attributes: {Y: GUID}, message: \"{Y}\"}\n")),
+  EXPECT_THAT(codes_between(source_of("  A: {id: 1, attributes: {X: UInt1}, message: \"{X}\"}\n"),
+                            source_of("  B: {id: 1, attributes: {Y: Char64}, message: \"{Y}\"}\n")),
               testing::ElementsAre("id-reused", "event-added", "event-removed"));
 }
 
 TEST(DiffCommand, EventsThatSwapTheirIdsKeepTheirNames) {
-  const std::string a = "attributes: {X: Bool}, message: \"{X}\"}\n";
-  const std::string b = "attributes: {Y: GUID}, message: \"{Y}\"}\n";
+  const std::string a = "attributes: {X: UInt1}, message: \"{X}\"}\n";
+  const std::string b = "attributes: {Y: Char64}, message: \"{Y}\"}\n";
   EXPECT_THAT(codes_between(source_of("  A: {id: 1, " + a + "  B: {id: 2, " + b),
                             source_of("  A: {id: 2, " + a + "  B: {id: 1, " + b)),
               testing::ElementsAre("id-reused", "event-id", "id-reused", "event-id"));
@@ -603,7 +603,7 @@ TEST(DiffCommand, StandardInputIsEitherSide) {
 
 TEST(DiffCommand, AuxiliarySetsAreComparedBesideTheirStandardSet) {
   const temp_folder folder;
-  folder.write("std.yaml", source_of("  A: {id: 1, attributes: {X: Bool}}\n"));
+  folder.write("std.yaml", source_of("  A: {id: 1, attributes: {X: UInt1}}\n"));
   folder.write("old.yaml", source_of("  B: {id: 1, message: \"{X}\"}\n"));
   folder.write("new.yaml", source_of("  B: {id: 1, message: \"It is {X}\"}\n"));
   EXPECT_EQ(run_kplog(folder.path(), "diff old.yaml new.yaml").status, 1);

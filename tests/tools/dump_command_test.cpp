@@ -54,15 +54,14 @@ TEST_F(DumpCommand, EveryTypeComesBack) {
 }
 
 TEST_F(DumpCommand, TemplatesThatNobodyAuthoredStayRaw) {
-  const std::string yaml = yaml_of({.entries = {{.id = 1, .msg_id = "A", .msg_text = "lost"},
-                                                {.id = 2, .msg_id = "B", .msg_text = "%z%NOBODY%"},
-                                                {.id = 3, .msg_id = "C", .msg_text = "100 %%"},
-                                                {.id = 4, .msg_id = "D", .msg_text = "%d"},
-                                                {.id = 5, .msg_id = "E", .msg_text = "{0}x{"}}});
+  const std::string yaml =
+      yaml_of({.entries = {{.id = 1, .msg_id = "A", .msg_text = "lost"},
+                           {.id = 2, .msg_id = "B", .msg_text = "%z%TIMESTAMP%"},
+                           {.id = 3, .msg_id = "C", .msg_text = "100 %%"},
+                           {.id = 5, .msg_id = "E", .msg_text = "{0}x{"}}});
   EXPECT_THAT(yaml, HasSubstr("    message: {raw: lost}\n"));
-  EXPECT_THAT(yaml, HasSubstr("    message: {raw: \"%z%NOBODY%\"}\n"));
+  EXPECT_THAT(yaml, HasSubstr("    message: {raw: \"%z%TIMESTAMP%\"}\n"));
   EXPECT_THAT(yaml, HasSubstr("    message: {raw: \"100 %%\"}\n"));
-  EXPECT_THAT(yaml, HasSubstr("    message: {raw: \"%d\"}\n"));
   EXPECT_THAT(yaml, HasSubstr("    message: {raw: \"{0}x{\"}\n"));
 }
 
@@ -99,7 +98,7 @@ TEST_F(DumpCommand, LongNamesAndTextsComeBack) {
 
 TEST_F(DumpCommand, ControlCharactersOfTextsComeBack) {
   EXPECT_THAT(
-      yaml_of({.entries = {{.id = 1, .msg_id = "A", .msg_text = "a\n\t\x1b\r%s%TIMESTAMP%"}}}),
+      yaml_of({.entries = {{.id = 1, .msg_id = "A", .msg_text = "a\n\t\x1b\r%T%TIMESTAMP%"}}}),
       HasSubstr("\"a\\n\\t\\x1B\\x0D"));
 }
 
@@ -129,6 +128,26 @@ TEST_F(DumpCommand, WhatCompilingRefusesGivesStatus1) {
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("error[duplicate-selector]: another selector message has this "
                                  "index already\n"));
+}
+
+TEST_F(DumpCommand, TemplatesThatIcuRefusesAreForTheByteRenderer) {
+  EXPECT_THAT(yaml_of({.entries = {{.id = 1, .msg_id = "A", .msg_text = "{ %x%TIMESTAMP%"},
+                                   {.id = 2, .msg_id = "B", .msg_text = "it's %x%TIMESTAMP%"}}}),
+              HasSubstr("renderer: bytes\n"));
+}
+
+TEST_F(DumpCommand, MessagesThatTheLibraryRefusesGiveStatus1AndTheirOffsets) {
+  folder_.write("f.ldf", ldf_file{.entries = {{.id = 1, .msg_id = "A", .msg_text = "%d"},
+                                              {.id = 2, .msg_id = "B", .msg_text = "{0}{ %x%NO%"}}}
+                             .bytes());
+  const auto run = dump("f.ldf");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("error[template-syntax]: the template has a placeholder without a "
+                                 "name\n  25 64 00"));
+  EXPECT_THAT(run.err, HasSubstr("warning[std-needed]: only an STD event can declare what this "
+                                 "message names; beside its set, given with --std, the dump "
+                                 "compiles\n  7B 30 7D"));
+  EXPECT_THAT(run.out, HasSubstr("    message: {raw: \"{0}{ %x%NO%\"}\n"));
 }
 
 TEST_F(DumpCommand, OtherLayoutIsSaidAndStaysAWarning) {

@@ -155,6 +155,10 @@ TEST(EveryCode, GoldenListOfExtremeSources) {
   session.check("large.yaml", "kplog: 1\n" + lines(280000, [](size_t) {
                                 return "# " + std::string(60, 'x') + "\n";
                               }));
+  session.check("long.yaml", "renderer: bytes\n" +
+                                 source_with("  A:\n    id: 1\n    attributes: {A: MBChar2K}\n"
+                                             "    message: \"" +
+                                             lines(11, [](size_t) { return "{A} "; }) + "\"\n"));
   session.folder().write("std.yaml", source_with(lines(128, [](size_t i) {
                            return "  E" + std::to_string(i) + ": {id: " + std::to_string(i) +
                                   ", message: m}\n";

@@ -94,7 +94,8 @@ std::string random_definitions::attributes(const std::vector<size_t>& names) {
     const std::string key = quoted(random_names[name]);
     made += "      " + key + ": {type: " + type.name +
             (once_in(4) ? ", redirect: \"to: there\"}\n" : "}\n");
-    if (random_names[name].find_first_of("{:") == std::string::npos)
+    const bool is_shown = type.name != std::string("Bool") && type.name != std::string("GUID");
+    if (is_shown && random_names[name].find_first_of("{:") == std::string::npos)
       event_.placeholders.push_back("{" + random_names[name] + type.format + "}");
   }
   if (!has_selector) return made;

@@ -122,7 +122,7 @@ events:
   NUMBERS:
     id: 1
     attributes: {B: Bool, U1: UInt1, S1: SInt1, U2: UInt2, S2: SInt2, U4: UInt4, S4: SInt4, F: Float}
-    message: "{B} {U1} {S1} {U2} {S2} {U4} {S4} {F}"
+    message: "{U1} {S1} {U2} {S2} {U4} {S4} {F}"
   TEXTS:
     id: 2
     attributes: {A: Char32, B: Char64, C: Char128, D: Char256, E: Char1K, F: Char2K}

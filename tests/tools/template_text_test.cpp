@@ -63,11 +63,9 @@ using testing::IsEmpty;
 
 TEST(TemplateText, PlaceholderTakesItsFormatFromTheType) {
   EXPECT_EQ(icu_template("{N}"), "%d%N%");
-  EXPECT_EQ(icu_template("{B}"), "%d%B%");
   EXPECT_EQ(icu_template("{F}"), "%f%F%");
   EXPECT_EQ(icu_template("{S}"), "%s%S%");
   EXPECT_EQ(icu_template("{C}"), "%s%C%");
-  EXPECT_EQ(icu_template("{G}"), "%s%G%");
   EXPECT_EQ(icu_template("{D}"), "%D%D%");
   EXPECT_EQ(icu_template("{T}"), "%T%T%");
 }
@@ -143,11 +141,17 @@ TEST(TemplateText, NamesThatATemplateCannotHoldAreProblems) {
   EXPECT_THAT(problems_of("{äöü}", message_renderer::icu), IsEmpty());
 }
 
-TEST(TemplateText, ByteRendererCannotShowPercentAdjacencyAndBool) {
+TEST(TemplateText, ByteRendererCannotShowPercentAndAdjacency) {
   EXPECT_THAT(problems_of("5 %", message_renderer::bytes), ElementsAre("2 text-percent"));
   EXPECT_THAT(problems_of("{N}{N}", message_renderer::bytes), ElementsAre("3 text-adjacent"));
-  EXPECT_THAT(problems_of("{B}", message_renderer::bytes), ElementsAre("1 text-bool"));
-  EXPECT_THAT(problems_of("{B:percent}", message_renderer::bytes), IsEmpty());
+}
+
+TEST(TemplateText, NoRendererShowsABoolOrAGuid) {
+  for (const auto renderer : {message_renderer::icu, message_renderer::bytes}) {
+    EXPECT_THAT(problems_of("{B}", renderer), ElementsAre("1 text-bool"));
+    EXPECT_THAT(problems_of("{B:percent}", renderer), ElementsAre("1 text-bool"));
+    EXPECT_THAT(problems_of("{G}", renderer), ElementsAre("1 text-guid"));
+  }
 }
 
 TEST(TemplateText, BothRenderersShareOnlyWhatNeitherQuotes) {
