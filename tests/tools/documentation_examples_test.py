@@ -100,6 +100,7 @@ def prepare(folder):
     record = '{"event":"USER_LOGIN","attributes":{"USER_NAME":"alice","PORT":51234,"OUTCOME":0}}\n'
     write(folder, "records.jsonl", record)
     write(folder, "entries.jsonl", record)
+    write(folder, "shop.conf", "[global]\nLogLevelLow = 0\nLogLevelHigh = 6\n\n")
     write_counter(folder, "history.cnt")
     write_counter(folder, "shop-1.cnt")
     os.makedirs(os.path.join(folder, "bin"))
