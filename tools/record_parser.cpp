@@ -34,10 +34,14 @@ struct record_error::state {
 };
 
 record_error::record_error(record_fault fault, std::string_view line, record_finding found)
-    : fault_(fault), line_(line), state_(std::make_shared<state>(state{std::move(found), {}})) {}
+    : fault_(fault), line_(line), state_(std::make_shared<state>()) {
+  state_->found = std::move(found);
+}
 
 record_error::record_error(record_fault fault, std::string_view line, const finder& find)
-    : fault_(fault), line_(line), state_(std::make_shared<state>(state{{}, find})) {}
+    : fault_(fault), line_(line), state_(std::make_shared<state>()) {
+  state_->find = find;
+}
 
 const record_finding& record_error::finding() const {
   if (state_->find) state_->found = std::exchange(state_->find, nullptr)();
