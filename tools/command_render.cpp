@@ -3,6 +3,8 @@
 #include <memory>
 #include <ostream>
 
+#include "tools/emit_files.h"
+#include "tools/emit_options.h"
 #include "tools/emit_report.h"
 #include "tools/event_set_options.h"
 #include "tools/record_input.h"
@@ -107,10 +109,22 @@ static command_outcome show_records(const render_options& options, record_render
   return outcome == command_outcome::good && !is_whole ? command_outcome::findings : outcome;
 }
 
+// Messages that are read as records again would be shown for ever. Raises emit_usage_error.
+static void check_files(const std::vector<std::string>& records) {
+  if (reads_standard_input_twice(records))
+    throw emit_usage_error("standard input can be read once");
+  emit_files outputs;
+  outputs.add_standard_output();
+  for (const std::string& path : records) outputs.check_input(path);
+}
+
 static command_outcome render(render_options& options, std::ostream& out, std::ostream& log) {
   if (options.records.empty()) options.records = {"-"};
-  if (reads_standard_input_twice(options.records))
-    return usage_error(log, "standard input can be read once");
+  try {
+    check_files(options.records);
+  } catch (const emit_usage_error& error) {
+    return usage_error(log, error.what());
+  }
   emit_report report(log, options.report, true);
   return report.report_failures([&] {
     check_record_files(options.records);

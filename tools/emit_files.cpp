@@ -1,6 +1,7 @@
 #include "tools/emit_files.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <utility>
@@ -14,6 +15,13 @@ static bool is_one_node(const std::string& one, const std::string& other) {
   struct stat of_other = {};
   return stat(one.c_str(), &of_one) == 0 && stat(other.c_str(), &of_other) == 0 &&
          of_one.st_dev == of_other.st_dev && of_one.st_ino == of_other.st_ino;
+}
+
+// What the path leads to; the path itself where that is not known.
+static std::string followed(const std::string& path) {
+  std::error_code unknown;
+  const std::string target = std::filesystem::weakly_canonical(path, unknown).string();
+  return unknown ? path : target;
 }
 
 bool emit_files::is_same_folder(const file_place& one, const file_place& other) {
@@ -66,10 +74,16 @@ void emit_files::add_dated_logs(const std::string& path) {
   add_lock(logs, prefix);
 }
 
-void emit_files::check_input(const std::string& path) const {
-  std::error_code unknown;
-  const std::string followed = std::filesystem::weakly_canonical(path, unknown).string();
-  const claimed_file input = {kind::file, path, place_of(unknown ? path : followed), ""};
+void emit_files::add_standard_output() {
+  static constexpr const char* path = "/dev/stdout";
+  struct stat status {};
+  if (fstat(STDOUT_FILENO, &status) == 0 && (S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode)))
+    add({kind::file, path, place_of(followed(path)), ""});
+}
+
+void emit_files::check_input(const std::string& input_path) const {
+  const std::string path = input_path == "-" ? "/dev/stdin" : input_path;
+  const claimed_file input = {kind::file, path, place_of(followed(path)), ""};
   for (const claimed_file& output : files_)
     if (is_same(input, output))
       throw emit_usage_error("the output would replace the input " + path);

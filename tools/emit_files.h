@@ -1,4 +1,4 @@
-// The files of a run of `kplog emit`: no two of them are one.
+// The files of a run of `kplog emit`, or another that reads records: no two of them are one.
 #ifndef TOOLS_EMIT_FILES_H
 #define TOOLS_EMIT_FILES_H
 
@@ -17,8 +17,11 @@ class emit_files {
   void add_file(const std::string& path, const std::string& lock_owner);
   // The dated logs "DIR/PREFIX", and their lock.
   void add_dated_logs(const std::string& path);
-  // Nothing that a run writes to is one of the files that it reads.
-  void check_input(const std::string& path) const;
+  // What standard output is, where that is a file or FIFO: a run that reads it would never end.
+  void add_standard_output();
+  // Nothing that a run writes to is one of the files that it reads; "-" is standard
+  // input.
+  void check_input(const std::string& input_path) const;
 
  private:
   enum class kind { file, dated_logs, lock };

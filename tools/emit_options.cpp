@@ -160,11 +160,12 @@ static void add_outputs(const emit_options& options, emit_files& files) {
 
 static void check_files(const emit_options& options) {
   emit_files files;
+  if (options.writes_standard_output()) files.add_standard_output();
   add_outputs(options, files);
   std::vector<std::string> inputs = options.records;
   inputs.insert(inputs.end(), {options.config, options.events.definitions, options.events.aux});
   for (const std::string& path : inputs)
-    if (!path.empty()) files.check_input(path == "-" ? "/dev/stdin" : path);
+    if (!path.empty()) files.check_input(path);
 }
 
 static void check_outputs(const emit_options& options) {

@@ -570,6 +570,31 @@ TEST_F(EmitCommand, OutputThatIsAnInputIsRefused) {
   EXPECT_EQ(folder_.text("events.ldf"), definitions);
 }
 
+// What a run writes would be its input again, for ever.
+TEST_F(EmitCommand, StandardOutputThatIsAnInputIsRefused) {
+  for (const char* arguments : {"--to json:- r >> r", "--to - r >> r", "--to json:- < r >> r",
+                                "--to json:stored --ack r >> r"}) {
+    folder_.write("r", note_record("a"));
+    const auto run = folder_.emit(arguments);
+    EXPECT_EQ(run.status, 2) << arguments;
+    EXPECT_THAT(run.err, StartsWith("kplog: the output would replace the input ")) << arguments;
+    EXPECT_EQ(folder_.text("r"), note_record("a")) << arguments;
+  }
+  EXPECT_EQ(folder_.emit("-q --to json:stored r >> r").status, 0);
+  const auto fifo = folder_.emit("--to json:- fifo > fifo", "mkfifo fifo; exec 3<> fifo; ");
+  EXPECT_EQ(fifo.status, 2);
+}
+
+TEST_F(EmitCommand, StandardOutputThatIsAnotherOutputIsRefused) {
+  for (const char* arguments :
+       {"--to json:a --ack >> a", "--to json:- --to json:a >> a", "--to - --count a >> a.cnt",
+        "--to - --to text:a >> a.20261115.0001", "--to json:- --to json:a >> a_lock"}) {
+    const auto run = folder_.emit(arguments, "exec < /dev/null; ");
+    EXPECT_EQ(run.status, 2) << arguments;
+    EXPECT_THAT(run.err, StartsWith("kplog: two outputs cannot share ")) << arguments;
+  }
+}
+
 // The records of both are acknowledged, or those of neither.
 TEST_F(EmitCommand, TheLockOfAnotherRunIsNoOutput) {
   EXPECT_EQ(folder_.emit_text("-q --to json:a", note_record("first")).status, 0);

@@ -384,6 +384,16 @@ TEST_F(RenderCommand, UnreadableFilesAndAFullDeviceGiveStatus3) {
   EXPECT_EQ(full.err, "kplog: cannot write standard output: No space left on device\n");
 }
 
+TEST_F(RenderCommand, StandardOutputThatIsAnInputIsRefused) {
+  const std::string record = "{\"event\":1002}\n";
+  for (const char* arguments : {"a >> a", "- < a >> a"}) {
+    folder_.write("a", record);
+    const auto refused = run("render --definitions shop.ldf " + std::string(arguments));
+    EXPECT_EQ(refused.status, 2) << arguments;
+    EXPECT_EQ(read_whole_file(folder_.file("a")), record) << arguments;
+  }
+}
+
 TEST_F(RenderCommand, WrongUsageGivesStatus2) {
   folder_.write("a", "{\"event\":1002}\n");
   for (const char* arguments :
