@@ -172,13 +172,15 @@ const char* kp_LOG_LogConfig::GetCodePage() {
 
 using configuration_source = kp_log_snapshot<_kp_LOG_file_configuration>;
 
-// Makes `next`, or none, the current source. The one before it is retired first, so that it can no
-// longer announce as read what its successor has not read.
-static void replace_source(std::unique_ptr<configuration_source::holder> next) {
+// Makes the file at `path`, or none for null, the current source. The one before it is retired
+// first, so that it neither takes the resetting of bCfgReaded for a reason to read its file again
+// nor announces as read what its successor has not read.
+static void replace_source(const char* path) {
   static constinit std::mutex replacing;
   const std::lock_guard<std::mutex> hold(replacing);
   if (_kp_LOG_file_configuration* const before = configuration_source::get()) before->retire();
-  if (next != nullptr) _kp_LOG_file_configuration::await_reading();
+  std::unique_ptr<configuration_source::holder> next;
+  if (path != nullptr) next = configuration_source::make(path);
   configuration_source::publish(std::move(next));
 }
 
@@ -206,8 +208,7 @@ void kp_LOG_LogConfig::SetConfigurationSource(const char* path, kp_Configuration
     raise_invalid_argument();
   }
   const kp_THREAD_global_lock lock;
-  kp_log_no_bad_alloc(
-      [path] { replace_source(configuration_source::make(from_anywhere(path).c_str())); });
+  kp_log_no_bad_alloc([path] { replace_source(from_anywhere(path).c_str()); });
 }
 
 _kp_LOG_configuration* kp_LOG_LogConfig::_get_configuration_ptr() {

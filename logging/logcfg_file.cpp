@@ -217,11 +217,13 @@ _kp_LOG_file_configuration::~_kp_LOG_file_configuration() = default;
 
 bool _kp_LOG_file_configuration::get_integer_value(const char* section, const char* key,
                                                    unsigned& value) const {
-  // Of a retired source that was never read, the announcement tells nothing.
-  if (settings_are_announced() && (current_.load(std::memory_order_acquire) != nullptr ||
-                                   !is_retired_.load(std::memory_order_relaxed)))
-    return _find_value(section, key, value);
-  return _look_up(section, key, value);
+  // Whoever sees the announcement of a later source sees that this one is retired. Then only what
+  // it has read itself counts, and nothing that became of its file since.
+  const bool is_announced = settings_are_announced();
+  const bool is_known = is_retired_.load(std::memory_order_relaxed)
+                            ? current_.load(std::memory_order_acquire) != nullptr
+                            : is_announced;
+  return is_known ? _find_value(section, key, value) : _look_up(section, key, value);
 }
 
 // Looks whether the file has to be read first.
@@ -257,10 +259,6 @@ bool _kp_LOG_file_configuration::_read_anew(const struct stat& status) const {
 void _kp_LOG_file_configuration::retire() const {
   const kp_LOG_CWriterSentry writing(lock_);
   is_retired_.store(true, std::memory_order_relaxed);
-}
-
-void _kp_LOG_file_configuration::await_reading() {
-  announce_settings(0);
 }
 
 bool _kp_LOG_file_configuration::_save_all_from_file() const {

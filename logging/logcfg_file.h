@@ -93,12 +93,11 @@ class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
   // on meanwhile.
   bool _save_all_from_file() const;
 
-  // For the source that is to follow another one as the process's. retire() waits for a reading
-  // that goes on; from then on the source sets bCfgReaded no more, and reads its file when it is
-  // asked even where another one has set it: it still answers those who have it. await_reading()
-  // resets bCfgReaded, as the constructor did, whatever the source before set meanwhile.
+  // For the source of the process, before the one that is to follow it is made. Waits for a reading
+  // that goes on. From then on the source sets bCfgReaded no more and minds it no more: to those
+  // who still have it it answers with what it has read, whatever becomes of its file, and reads
+  // that only where it has not yet.
   void retire() const;
-  static void await_reading();
 
   // Not 0 once a file has been parsed; shared by all sources, reset by every constructor.
   static unsigned bCfgReaded;

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <climits>
 #include <filesystem>
 #include <optional>
@@ -354,6 +355,36 @@ TEST(ConfigurationSource, IsTheSameForAThreadUntilThatAsksAgain) {
   EXPECT_EQ(value, 1U);
   EXPECT_EQ(configured("s", "A"), 2U);
   EXPECT_NE(kp_LOG_LogConfig::_get_configuration_ptr(), mine);
+}
+
+// Half of a filter's keys from the old file and half from the new one would be neither setting.
+TEST(ConfigurationSource, ThatIsReplacedAnswersWhoHasItAsItWasReadWhateverBecomesOfItsFile) {
+  const settings_guard guard;
+  const temp_folder folder;
+  const std::string path = folder.write("settings", "[s]\nA=1\n\n");
+  const auto replaced_by_another_thread = [&path] {
+    std::thread([&] {
+      kp_LOG_LogConfig::SetConfigurationSource(path.c_str(), KP_CONFIG_FILE_OPTIONAL);
+    }).join();
+  };
+  const auto value_of = [](const _kp_LOG_configuration& source) {
+    unsigned value = 0;
+    return source.get_integer_value("s", "A", value) ? value : 0;
+  };
+  kp_LOG_LogConfig::SetConfigurationSource(path.c_str(), KP_CONFIG_FILE);
+  EXPECT_EQ(configured("s", "A"), 1U);
+  const _kp_LOG_configuration& changed = *kp_LOG_LogConfig::_get_configuration_ptr();
+  folder.write("settings", "[s]\nA=2\n\n");
+  const auto an_hour = std::chrono::hours(1);
+  std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) - an_hour);
+  replaced_by_another_thread();
+  EXPECT_EQ(value_of(changed), 1U);
+  EXPECT_EQ(configured("s", "A"), 2U);
+  const _kp_LOG_configuration& removed = *kp_LOG_LogConfig::_get_configuration_ptr();
+  std::filesystem::remove(path);
+  replaced_by_another_thread();
+  EXPECT_EQ(value_of(removed), 2U);
+  EXPECT_EQ(configured("s", "A"), std::nullopt);
 }
 
 TEST(ConfigurationSource, SetAgainReadsTheFileAgain) {
