@@ -11,11 +11,7 @@ static void entry_make_kplog(benchmark::State& state) {
   bench_load_definitions(1);
   for (auto _ : state) {
     kp_LOG_LogEntry entry(bench_first_id, 5);
-    entry.AddAttribStr(bench_user, bench_user_value);
-    entry.AddAttribStr(bench_host, bench_host_value);
-    entry.AddAttrib2u(bench_port, bench_port_value);
-    entry.AddAttribFloat8(bench_load, bench_load_value);
-    entry.AddAttrib4(bench_balance, bench_balance_value);
+    bench_fill(entry);
     benchmark::DoNotOptimize(entry);
   }
 }

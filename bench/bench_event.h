@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "kp_LOG_LogEntry.h"
+
 // Five attributes.
 constexpr char bench_user[] = "USER_NAME";   // 16 bytes
 constexpr char bench_host[] = "HOST_NAME";   // 24 bytes
@@ -17,6 +19,14 @@ constexpr unsigned short bench_port_value = 51413;
 constexpr double bench_load_value = 0.625;
 constexpr int bench_balance_value = -1204;
 static_assert(sizeof bench_user_value == 16 + 1 && sizeof bench_host_value == 24 + 1);
+
+inline void bench_fill(kp_LOG_LogEntry& entry) {
+  entry.AddAttribStr(bench_user, bench_user_value);
+  entry.AddAttribStr(bench_host, bench_host_value);
+  entry.AddAttrib2u(bench_port, bench_port_value);
+  entry.AddAttribFloat8(bench_load, bench_load_value);
+  entry.AddAttrib4(bench_balance, bench_balance_value);
+}
 
 // Its message.
 constexpr char bench_template[] =

@@ -43,11 +43,7 @@ static void log_events(benchmark::State& state, const std::string& source) {
   kp_LOG_LogConfig::SetConfigurationSource(source.c_str(), KP_CONFIG_FILE);
   for (auto _ : state) {
     kp_LOG_LogEntry entry(bench_first_id, 5);
-    entry.AddAttribStr(bench_user, bench_user_value);
-    entry.AddAttribStr(bench_host, bench_host_value);
-    entry.AddAttrib2u(bench_port, bench_port_value);
-    entry.AddAttribFloat8(bench_load, bench_load_value);
-    entry.AddAttrib4(bench_balance, bench_balance_value);
+    bench_fill(entry);
     if (!filter.check_entry(entry)) state.SkipWithError("wrong answer");
     benchmark::DoNotOptimize(kp_LOG_RenderMessage(entry));
   }
