@@ -1,26 +1,12 @@
 #include "tools/catalog_locale.h"
 
+#include <unicode/locid.h>
 #include <unicode/uchar.h>
-#include <unicode/uloc.h>
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 
 #include "base/kp_i18n.h"
-
-// Room for a locale's name; ICU leaves a longer one without its NUL, and reports it.
-using locale_buffer = std::array<char, ULOC_FULLNAME_CAPACITY>;
-using locale_function = int32_t (*)(const char*, char*, int32_t, UErrorCode*);
-
-// What a function of ICU's makes of a locale; "" when it fails.
-static std::string by_icu(locale_function function, const std::string& locale) {
-  locale_buffer buffer{};
-  UErrorCode status = U_ZERO_ERROR;
-  function(locale.c_str(), buffer.data(), static_cast<int32_t>(buffer.size()), &status);
-  const bool good = U_SUCCESS(status) && status != U_STRING_NOT_TERMINATED_WARNING;
-  return good ? buffer.data() : "";
-}
 
 static bool is_letter(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
@@ -37,13 +23,13 @@ static bool is_listed(const char* const* list, std::string_view code) {
 }
 
 static bool is_language(std::string_view code) {
-  return code.size() == 2 ? is_listed(uloc_getISOLanguages(), code)
+  return code.size() == 2 ? is_listed(icu::Locale::getISOLanguages(), code)
                           : code.size() == 3 && std::all_of(code.begin(), code.end(), is_letter);
 }
 
 static bool is_region(std::string_view code) {
   return code.size() == 3 ? std::all_of(code.begin(), code.end(), is_digit)
-                          : is_listed(uloc_getISOCountries(), code);
+                          : is_listed(icu::Locale::getISOCountries(), code);
 }
 
 // Whether it is the code of a script, as ICU writes it.
@@ -70,11 +56,11 @@ static bool are_variants(std::string_view codes) {
 }
 
 // What is wrong with the pieces of a locale, "" for nothing.
-static std::string problem_of(const std::string& locale) {
-  const std::string language = by_icu(uloc_getLanguage, locale);
-  const std::string script = by_icu(uloc_getScript, locale);
-  const std::string region = by_icu(uloc_getCountry, locale);
-  const std::string variant = by_icu(uloc_getVariant, locale);
+static std::string problem_of(const icu::Locale& locale) {
+  const std::string language = locale.getLanguage();
+  const std::string script = locale.getScript();
+  const std::string region = locale.getCountry();
+  const std::string variant = locale.getVariant();
   if (language.empty()) return "it begins with no language";
   if (!is_language(language)) return "\"" + language + "\" is no language";
   if (!script.empty() && !is_script(script)) return "\"" + script + "\" is no script";
@@ -94,12 +80,12 @@ catalog_locale icu_locale(const std::string& name) {
   if (name.find('=', at_sign) != std::string::npos)
     return {"", "\"" + name.substr(at_sign + 1) + "\" is no variant"};
   const std::string locale = kp_I18N_canonical_locale(name.c_str()).get_name();
-  const std::string problem = problem_of(locale);
+  const std::string problem = problem_of(locale.c_str());
   return problem.empty() ? catalog_locale{locale, ""} : catalog_locale{"", problem};
 }
 
 bool has_known_language(const std::string& locale) {
-  return is_listed(uloc_getISOLanguages(), by_icu(uloc_getLanguage, locale));
+  return is_listed(icu::Locale::getISOLanguages(), icu::Locale(locale.c_str()).getLanguage());
 }
 
 std::string locale_of_path(const std::string& path) {
@@ -110,7 +96,10 @@ std::string locale_of_path(const std::string& path) {
 }
 
 static std::string likely_script(const std::string& locale) {
-  return by_icu(uloc_getScript, by_icu(uloc_addLikelySubtags, locale));
+  icu::Locale likely(locale.c_str());
+  UErrorCode status = U_ZERO_ERROR;
+  likely.addLikelySubtags(status);
+  return U_SUCCESS(status) ? likely.getScript() : "";
 }
 
 std::vector<std::string> broader_locales(const std::string& locale) {
