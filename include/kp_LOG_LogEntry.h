@@ -82,9 +82,8 @@ class KP_API kp_LOG_LogEntry {
   //   strings                    const char*
   //   TypeDate, Time, Timestamp  const char*: a text that kp_Time::set_to_string_value reads, such
   //                              as "2026-11-15T17:02:56+08:00" or, at midnight, "2026-11-15"
-  //   TypeGUID                   const char*, and then KPX_logging_attribute_type_mismatch "Used
-  //   the
-  //                              wrong add method.": nothing adds a GUID
+  //   TypeGUID                   const char*, and then what AddAttribStr raises for an attribute
+  //                              that is no string: nothing adds a GUID
   //   0 and 25 (declared so at   nothing is read: what follows is taken for the next name
   //   run time or in a file)
   // The compiler cannot check this list: a value of another type than the declared one is undefined

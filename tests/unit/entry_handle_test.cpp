@@ -1,7 +1,9 @@
 // The public handle: every operation, what it returns, and the conversion of code pages.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "kp_LOG_LogEntry.h"
 #include "logging/logentry_i.h"
@@ -45,6 +47,46 @@ TEST(EntryHandle, ACopyIsEqualAndIndependent) {
   EXPECT_EQ(source.GetAttrib4u("X"), 1U);
   source.RemoveAttrib("X");
   EXPECT_EQ(copy.GetAttrib4u("X"), 2U);
+}
+
+TEST(EntryHandle, MovingCopies) {
+  const loaded_definitions definitions(ldf_with_every_type());
+  kp_LOG_LogEntry source(17, 3);
+  source.AddAttrib4u("A6", 1);
+  kp_LOG_LogEntry moved(std::move(source));
+  kp_LOG_LogEntry assigned(17, 0);
+  assigned = std::move(source);
+  for (const kp_LOG_LogEntry* entry : {&source, &moved, &assigned}) {
+    EXPECT_EQ(entry->GetLogLevel(), 3U);
+    EXPECT_EQ(entry->GetAttrib4u("A6"), 1U);
+  }
+}
+
+// Wherever a definition is first asked for.
+TEST(EntryHandle, ADamagedDefinitionIsToldByWhateverAsksForIt) {
+  const temp_folder folder;
+  const loaded_definitions definitions({.entries = {{.id = 5}, {.id = 17}}});
+  const kp_LOG_LogEntry source(17, 0);
+  kp_LOG_LogEntry attached(17, 0);
+  std::string damaged =
+      ldf_file{.entries = {{.id = 6}, {.id = 18}}}.bytes();  // its mapping records say 5 and 17
+  damaged.replace(128, 4, ldf_int4(5)).replace(136, 4, ldf_int4(17));
+  kp_LOG_LogConfig::SetDefinitionPath(folder.write("damaged", damaged).c_str());
+  unsigned major = 0, minor = 0;
+  const std::function<void()> operations[] = {
+      [] { kp_LOG_LogEntry(); },
+      [] { kp_LOG_LogEntry(17, 0); },
+      [&] { kp_LOG_LogEntry copy(source); },
+      [&] { attached.SetEntryID(17); },
+      [&] { attached.SetEntry(17, 0, nullptr); },
+      [] { kp_LOG_LogEntry::GetLogMajorVersion(); },
+      [] { kp_LOG_LogEntry::GetLogMinorVersion(); },
+      [&] { kp_LOG_LogEntry::GetLogVersion(major, minor); },
+      [] { kp_LOG_LogEntry::AddAttributeDefinition(17, "X", TypeUInt4); },
+  };
+  for (const std::function<void()>& operation : operations)
+    EXPECT_EQ(raised<KPX_logging_invalid_definition>(operation),
+              "<KPX_logging_invalid_definition> The definition file is corrupted.");
 }
 
 TEST(EntryHandle, CopyingAnEmptyHandleIsRefused) {
@@ -313,6 +355,19 @@ TEST(EntryHandle, AConversionThatDoesNotFitFails) {
   EXPECT_FALSE(kp_LOG_LogEntry::ConvertToUTF8("\xE4\xF6", dst, length, "ISO-8859-1"));
   EXPECT_EQ(length, 3U);
   EXPECT_EQ(std::string(dst + 3, 5), "#####");
+}
+
+TEST(EntryHandle, WhatAConversionCannotTellIsSubstituted) {
+  char utf8[32];
+  unsigned length = 31;
+  ASSERT_TRUE(kp_LOG_LogEntry::ConvertToUTF8("a\xFFz", utf8, length, "US-ASCII"));
+  EXPECT_STREQ(utf8, "a\xEF\xBF\xBDz");
+  EXPECT_EQ(length, 5U);
+  char latin[32];
+  length = 31;
+  ASSERT_TRUE(kp_LOG_LogEntry::ConvertFromUTF8("a\xE2\x82\xACz", latin, length, "ISO-8859-1"));
+  EXPECT_STREQ(latin, "a\x1Az");
+  EXPECT_EQ(length, 3U);
 }
 
 TEST(EntryHandle, AnUnknownCodePageFails) {
