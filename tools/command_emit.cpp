@@ -1,5 +1,7 @@
 #include "tools/command_emit.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <memory>
 #include <ostream>
@@ -12,6 +14,7 @@
 #include "tools/emit_signals.h"
 #include "tools/log_text.h"
 #include "tools/record_service.h"
+#include "tools/standard_error.h"
 
 // --- Inputs and outputs ---
 
@@ -140,7 +143,8 @@ static command_outcome emit(emit_options& options, std::ostream& log) {
     return usage_error(log, error.what());
   }
   emit_signals signals;
-  emit_report report(log, options.report, options.writes_standard_output());
+  standard_error messages(STDERR_FILENO, [&signals] { return signals.ending() != 0; });
+  emit_report report(messages, options.report, options.writes_standard_output());
   return report.report_failures([&] {
     check_record_files(options.records);
     try {

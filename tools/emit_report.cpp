@@ -201,5 +201,4 @@ void emit_report::closing(const emit_tallies& tallies) {
   tell_hidden();
   if (!options_.quiet && options_.format == diagnostic_format::json) write_json(tallies);
   if (options_.with_summary()) write_table(tallies);
-  log_.flush();
 }

@@ -37,7 +37,7 @@ class emit_report {
   // "kplog: TEXT", where a summary is wanted.
   void note(const std::string& text);
   // Ends the progress. What was not shown, and unless the run is to be quiet the totals and a table
-  // of events.
+  // of events, which are not flushed: the end of the log waits for those who read it.
   void closing(const emit_tallies& tallies);
 
  private:

@@ -21,6 +21,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 class EmitService : public testing::Test {
  protected:
@@ -296,6 +297,38 @@ TEST_F(EmitService, WhatStandsInThePlaceOfTheSocketsLockIsLeftAlone) {
 }
 
 // --- Progress
+
+// Somebody stopped the terminal, or reads the pipe no more: that is no reason to stop the service.
+class StuckError : public EmitService, public testing::WithParamInterface<command_err> {};
+
+TEST_P(StuckError, DoesNotStopTheServiceAndIsToldTheLackLater) {
+  running_command run(folder_.path(), emit_folder::words({"--to", "json:stored", "--ack"}),
+                      GetParam());
+  EXPECT_TRUE(run.send("bad\n" + note_record("a")));
+  EXPECT_EQ(run.out_line(), "2");
+  EXPECT_TRUE(run.send(note_record("b")));
+  EXPECT_EQ(run.out_line(), "3");
+  EXPECT_THAT(run.err_so_far(), StartsWith("...."));
+  EXPECT_TRUE(run.send("bad\n"));
+  EXPECT_EQ(run.out_line(), "4");
+  EXPECT_TRUE(run.wait_for_err("cannot write to standard error: Resource temporarily unavailable"));
+  EXPECT_EQ(run.wait().status, 1);
+}
+
+TEST_P(StuckError, LeavesNoSignalUnanswered) {
+  running_command run(folder_.path(), emit_folder::words({"--to", "json:stored", "--ack"}),
+                      GetParam());
+  EXPECT_TRUE(run.send("bad\n" + note_record("a")));
+  EXPECT_EQ(run.out_line(), "2");
+  run.signal(SIGTERM);
+  EXPECT_EQ(run.wait_for_end().status, 143);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, StuckError,
+                         testing::Values(command_err::full_pipe, command_err::full_terminal),
+                         [](const auto& kind) {
+                           return kind.param == command_err::full_pipe ? "Pipe" : "Terminal";
+                         });
 
 TEST_F(EmitService, ProgressIsRedrawnOnATerminal) {
   running_command run(folder_.path(), emit_folder::words({"--to", "text:./shop", "--ack"}),

@@ -22,10 +22,18 @@ static constexpr int patience = 60000;  // milliseconds
 // A pipe whose ends no other command inherits.
 struct command_pipe {
   explicit command_pipe(command_err kind = command_err::pipe) {
-    if (kind == command_err::pipe)
+    const bool is_full = kind == command_err::full_pipe || kind == command_err::full_terminal;
+    if (kind == command_err::pipe || kind == command_err::full_pipe)
       make_pipe();
     else
       make_terminal();
+    if (is_full) fill();
+  }
+  void fill() const {
+    EXPECT_EQ(fcntl(writing, F_SETFL, O_NONBLOCK), 0);
+    while (write(writing, ".", 1) == 1) {
+    }
+    EXPECT_EQ(fcntl(writing, F_SETFL, 0), 0);
   }
   void make_pipe() {
     int ends[2] = {-1, -1};

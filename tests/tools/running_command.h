@@ -24,8 +24,8 @@ struct command_end {
 };
 
 // What the standard error of a command is: a pipe, a terminal, or one that its standard output is,
-// too, and that is then read as its error.
-enum class command_err { pipe, terminal, shared_terminal };
+// too, and that is then read as its error; or one of these that has no room left, of full stops.
+enum class command_err { pipe, terminal, shared_terminal, full_pipe, full_terminal };
 
 // "kplog ARGUMENTS" in `folder`, with pipes at its standard input and output. Reads fail the test
 // and give "" when nothing comes in a minute. A command that is still there at the end of the scope

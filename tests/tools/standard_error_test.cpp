@@ -5,10 +5,15 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <functional>
 #include <string>
+#include <thread>
 
 // A pipe that refuses what it has no room for.
 class small_pipe {
@@ -100,4 +105,135 @@ TEST(StandardError, StaysGoodWhereNothingIsEverWritten) {
     EXPECT_TRUE(log.good());
   }
   close(full);
+}
+
+// --- Of a process that must not be held up ---
+
+static const std::function<bool()> never = [] { return false; };
+static const std::function<bool()> at_once = [] { return true; };
+
+// What waits where it has no room, and is full.
+static void fill_waiting(int descriptor) {
+  fcntl(descriptor, F_SETFL, O_NONBLOCK);
+  while (write(descriptor, ".", 1) == 1) {
+  }
+  fcntl(descriptor, F_SETFL, 0);
+}
+
+static std::string taken_of(int descriptor) {
+  std::string all;
+  std::array<char, 65536> bytes;
+  for (pollfd there{descriptor, POLLIN, 0}; poll(&there, 1, 0) == 1;) {
+    const ssize_t got = read(descriptor, bytes.data(), bytes.size());
+    if (got <= 0) break;
+    all.append(bytes.data(), static_cast<size_t>(got));
+  }
+  return all.substr(std::min(all.size(), all.find_first_not_of('.')));
+}
+
+static std::array<int, 2> new_pipe() {
+  std::array<int, 2> ends{};
+  EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+  return ends;
+}
+
+static std::array<int, 2> new_sockets() {
+  std::array<int, 2> ends{};
+  EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+  return ends;
+}
+
+// More than the system takes in one piece, to somebody who reads again.
+static void expect_late(std::array<int, 2> ends, standard_error& log) {
+  const std::string text = std::string(9999, 'x') + "\n";
+  log << text << std::flush;
+  EXPECT_EQ(taken_of(ends[0]), "");
+  log.flush();
+  EXPECT_EQ(taken_of(ends[0]), text + lack + "\n");
+  for (const int end : ends) close(end);
+}
+
+TEST(UnwaitingStandardError, IsNotHeldUpByAFullPipe) {
+  const auto ends = new_pipe();
+  fill_waiting(ends[1]);
+  standard_error log(ends[1], at_once);
+  expect_late(ends, log);
+}
+
+TEST(UnwaitingStandardError, IsNotHeldUpByAFullSocket) {
+  const auto ends = new_sockets();
+  fill_waiting(ends[1]);
+  standard_error log(ends[1], at_once);
+  expect_late(ends, log);
+}
+
+// As where the pipe is another user's.
+TEST(UnwaitingStandardError, IsNotHeldUpByAPipeThatCannotBeOpenedAgain) {
+  const auto ends = new_pipe();
+  fill_waiting(ends[1]);
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit none{0, before.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  standard_error log(ends[1], at_once);
+  setrlimit(RLIMIT_NOFILE, &before);
+  expect_late(ends, log);
+}
+
+TEST(UnwaitingStandardError, WaitsForAReaderWhoIsSlow) {
+  const auto ends = new_pipe();
+  fill_waiting(ends[1]);
+  int asked = 0;
+  standard_error log(ends[1], [&] {
+    if (++asked == 2) {
+      EXPECT_EQ(taken_of(ends[0]), "");
+    }
+    return false;
+  });
+  log << "a\n" << std::flush;
+  EXPECT_EQ(taken_of(ends[0]), "a\n");
+  EXPECT_EQ(asked, 2);
+  for (const int end : ends) close(end);
+}
+
+TEST(UnwaitingStandardError, WaitsOnceForAReaderWhoHasStopped) {
+  const auto ends = new_pipe();
+  fill_waiting(ends[1]);
+  int asked = 0;
+  bool is_to_end = false;
+  {
+    standard_error log(ends[1], [&] {
+      ++asked;
+      return is_to_end;
+    });
+    log << "a\n" << std::flush;
+    const int asked_first = asked;
+    EXPECT_GT(asked_first, 1);
+    for (int i = 0; i < 10; ++i) log << "b\n" << std::flush;
+    EXPECT_EQ(asked, asked_first + 10);
+    is_to_end = true;
+    taken_of(ends[0]);
+  }
+  for (const int end : ends) close(end);
+}
+
+// Nothing that a run says at its end is lost to somebody who reads it page by page.
+TEST(UnwaitingStandardError, WaitsForAllAtTheEnd) {
+  const auto ends = new_pipe();
+  const std::string text(size_t{1} << 20, 'x');
+  std::string taken;
+  std::thread reader([&] {
+    while (taken.size() < text.size()) {
+      pollfd there{ends[0], POLLIN, 0};
+      poll(&there, 1, -1);
+      taken += taken_of(ends[0]);
+    }
+  });
+  {
+    standard_error log(ends[1], never);
+    log << text;
+  }
+  reader.join();
+  EXPECT_EQ(taken, text);
+  for (const int end : ends) close(end);
 }
