@@ -1,8 +1,10 @@
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
+#include <ctime>
 #include <map>
 
 #include "kp_LOG_filenames.h"
@@ -18,6 +20,9 @@ static constexpr size_t log_suffix_size = 14;  // ".YYYYMMDD.NNNN"
 // Days whose serials are remembered from batch to batch; records with times all over the calendar
 // do not make the memory grow.
 static constexpr size_t remembered_days = 64;
+
+// Seconds without a write, behind which a log may be compressed.
+static constexpr time_t rest = 60;
 
 struct log_day {
   unsigned short year = 0;
@@ -179,15 +184,24 @@ void text_log_sink::read_folder(const append_batch& batch) {
   is_folder_read_ = true;
 }
 
+// Whether nobody wrote to the log of late, or it is gone: it may have been compressed since, or be
+// compressed at the moment, to be removed then.
+static bool is_at_rest(int folder, const std::string& name) {
+  struct stat status {};
+  if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return true;
+  const time_t age = time(nullptr) - status.st_mtime;
+  return age < 0 || age >= rest;
+}
+
 // Goes on with the log that has the day's highest serial, and makes the first where there is none.
 // Another process may have gone on to later ones since this one last wrote.
 void text_log_sink::open_last(append_batch& batch, const log_day& day) {
   log_serial& serial = serials_[day];
-  if (serial.number == 0 || !batch.open_existing(log_name(day, serial.number))) {
-    if (!is_folder_read_) read_folder(batch);
-    if (serial.number == 0 || serial.is_closed) return open_next(batch, day);
-    batch.open(log_name(day, serial.number));
-  }
+  const bool is_known =
+      serial.number != 0 && !is_at_rest(batch.folder(), log_name(day, serial.number));
+  if (!is_known && !is_folder_read_) read_folder(batch);
+  if (serial.number == 0 || serial.is_closed) return open_next(batch, day);
+  batch.open(log_name(day, serial.number));
   while (serial.number < last_serial && batch.open_existing(log_name(day, serial.number + 1)))
     ++serial.number;
 }

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstring>
 
@@ -186,6 +187,24 @@ TEST_F(RecordSink, SerialsOfCompressedLogsAreNotUsedAgain) {
   EXPECT_EQ(content("app.20261115.0007"), line("c"));
   EXPECT_EQ(content("app.20261115.0008"), line("d"));
   EXPECT_FALSE(fs::exists(file("app.20261115.0001")));
+}
+
+// What a service appended to a log that it knows would be removed with it. Logs are compressed when
+// they have been at rest.
+TEST_F(RecordSink, ALogIsLeftAloneFromWhenItsCompressionBegins) {
+  const auto sink = text();
+  write(*sink, {"a"});
+  write(*sink, {"b"});
+  const std::string log = file("app.20261115.0001");
+  fs::last_write_time(log, fs::last_write_time(log) - std::chrono::minutes(1));
+  folder_.write("app.20261115.0001.gz", "");
+  write(*sink, {"c"});
+  EXPECT_EQ(content("app.20261115.0001"), line("a") + line("b"));
+  EXPECT_EQ(content("app.20261115.0002"), line("c"));
+  // Somebody gave it up.
+  fs::remove(file("app.20261115.0001.gz"));
+  write(*sink, {"d"});
+  EXPECT_EQ(content("app.20261115.0002"), line("c") + line("d"));
 }
 
 TEST_F(RecordSink, NoSerialIsLeftBehindACompressedLastOne) {
