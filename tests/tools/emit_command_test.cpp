@@ -174,8 +174,7 @@ TEST_F(EmitCommand, MessagesComeInTheLanguageOfTheCatalog) {
   EXPECT_EQ(run.out, "alice kam durch 22\n") << run.err;
 }
 
-// A catalog without the event: its default message, a selector message, and a message without an
-// ID.
+// A catalog without the event.
 TEST_F(EmitCommand, MessagesThatTheCatalogLacksAreThoseOfTheDefinition) {
   folder_.write("link.yaml",
                 "kplog: 1\nlog_version: \"2.0\"\nevents: {LINK: {id: 1002, message: link}}\n");
@@ -195,6 +194,80 @@ TEST_F(EmitCommand, MessagesThatTheCatalogLacksAreThoseOfTheDefinition) {
   const auto again = folder_.emit("-q --to - stored");
   EXPECT_EQ(again.status, 0) << again.err;
   EXPECT_EQ(again.out, "a\nb\n");
+}
+
+static size_t texts_in(const std::string& whole, const std::string& sought) {
+  size_t count = 0;
+  for (size_t at = whole.find(sought); at != std::string::npos; at = whole.find(sought, at + 1))
+    ++count;
+  return count;
+}
+
+// A catalog that has the event, but not all of its selector messages; and text logs.
+TEST_F(EmitCommand, SelectorMessagesThatTheCatalogLacksAreThoseOfTheDefinition) {
+  const std::string before =
+      "kplog: 1\nlog_version: \"2.0\"\nevents:\n  SERVER:\n    id: 7\n    attributes: {STATE: "
+      "UInt1}\n    message: \"state {STATE}\"\n    select: STATE\n    messages:\n"
+      "      - {index: 1, value: 0, text: off}\n";
+  folder_.write("before.yaml", before);
+  folder_.write("now.yaml", before + "      - {index: 2, value: 1, text: \"it is on\"}\n");
+  folder_.write("de.po",
+                "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; charset=UTF-8\\n\"\n"
+                "msgctxt \"SERVER\"\nmsgid \"state {STATE}\"\nmsgstr \"Zustand {STATE}\"\n"
+                "msgctxt \"SERVER.1\"\nmsgid \"off\"\nmsgstr \"aus\"\n");
+  ASSERT_EQ(run_kplog(folder_.path(), "catalog build -q before.yaml --po de.po -o messages").status,
+            0);
+  ASSERT_EQ(run_kplog(folder_.path(), "compile -q now.yaml -o now.ldf").status, 0);
+  for (const char* member : {"\"attributes\":{\"STATE\":0}", "\"attributes\":{\"STATE\":1}",
+                             "\"attributes\":{\"STATE\":1}", "\"attributes\":{\"STATE\":9}",
+                             "\"attributes\":{\"STATE\":1},\"message_index\":1",
+                             "\"attributes\":{\"STATE\":0},\"message_index\":2"})
+    folder_.write("input", folder_.text("input") +
+                               "{\"event\":7,\"time\":\"2026-11-15T17:02:56+08:00\"," + member +
+                               "}\n");
+  const auto run = run_kplog(folder_.path(),
+                             "emit -q --definitions now.ldf --catalog messages --locale de_DE "
+                             "--to text:log --to json:stored --to - input");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err,
+            "kplog: the catalog lacks a message of the event 7 SERVER; the definition's own text "
+            "is taken\n");
+  EXPECT_EQ(run.out, "aus\nit is on\nit is on\nZustand 9\naus\nit is on\n");
+  const std::string start = "2026-11-15T17:02:56+08:00 3 SERVER ";
+  EXPECT_EQ(folder_.text("log.20261115.0001"), start + "aus\n" + start + "it is on\n" + start +
+                                                   "it is on\n" + start + "Zustand 9\n" + start +
+                                                   "aus\n" + start + "it is on\n");
+  const std::string stored = folder_.text("stored");
+  const std::string marked = "\"message\":\"it is on\",\"message_from\":\"definition\"}\n";
+  EXPECT_EQ(std::count(stored.begin(), stored.end(), '\n'), 6);
+  EXPECT_THAT(stored, HasSubstr("\"message\":\"aus\"}\n"));
+  EXPECT_THAT(stored, HasSubstr("\"message\":\"Zustand 9\"}\n"));
+  EXPECT_THAT(stored, HasSubstr("\"message_index\":2," + marked));
+  EXPECT_EQ(texts_in(stored, "\"message_from\":\"definition\""), 3U);
+}
+
+// A catalog that has neither the locale nor any other that could stand for it.
+TEST_F(EmitCommand, MessagesOfALocaleThatTheCatalogLacksAreThoseOfItsRoot) {
+  folder_.write("de.po",
+                "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; charset=UTF-8\\n\"\n"
+                "msgctxt \"NOTE\"\nmsgid \"{TEXT}\"\nmsgstr \"Text: {TEXT}\"\n");
+  ASSERT_EQ(run_kplog(folder_.path(), "catalog build -q events.yaml --po de.po -o messages").status,
+            0);
+  folder_.write("input", note_record("a"));
+  const std::string emit = "emit -q --definitions events.ldf --catalog messages --locale ";
+  EXPECT_EQ(run_kplog(folder_.path(), emit + "de_AT --to - input").out, "Text: a\n");
+  const auto other =
+      run_kplog(folder_.path(), emit + "ja_JP --to json:stored input", "export LC_ALL=C; ");
+  EXPECT_EQ(other.status, 0);
+  EXPECT_EQ(other.err, "");
+  EXPECT_THAT(folder_.text("stored"), HasSubstr("\"message\":\"a\"}\n"));
+  // Without that there is nothing to open, which is told before anything is read.
+  std::filesystem::remove(folder_.path("messages/root.res"));
+  const auto none =
+      run_kplog(folder_.path(), emit + "ja_JP --to json:none input", "export LC_ALL=C; ");
+  EXPECT_EQ(none.status, 3);
+  EXPECT_THAT(none.err, StartsWith("kplog: messages: <KPX_logging_missing_resource> "));
+  EXPECT_FALSE(std::filesystem::exists(folder_.path("none")));
 }
 
 // --- The filter
