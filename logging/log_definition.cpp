@@ -299,12 +299,12 @@ size_t _kp_LOG_log_definition::bytes() const noexcept {
 
 // The attributes first: a message that is new finds the attributes that it names.
 void _kp_LOG_log_definition::replace_content(std::unique_ptr<_kp_LOG_log_definition> changed) {
-  kp_log_no_bad_alloc([this] { former_.reserve(former_.size() + 1); });
+  kp_log_no_bad_alloc([this] { former_.emplace_back(); });
   attributes_.exchange(changed->attributes_);
   content* const theirs = changed->content_.load(std::memory_order_relaxed);
   changed->content_.store(content_.exchange(theirs, std::memory_order_acq_rel),
                           std::memory_order_relaxed);
-  former_.push_back(std::move(changed));
+  former_.back() = std::move(changed);
 }
 
 // ---- global attributes ----

@@ -194,6 +194,9 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   // Takes over what `changed` holds, and keeps what it held itself until it dies: who reads it
   // meanwhile goes on with the one or the other.
   void replace_content(std::unique_ptr<_kp_LOG_log_definition> changed);
+  // Another address for each content that it has had. Who asks for several things that belong
+  // together, and finds the same address before and behind them, has them of one content.
+  const void* content_address() const noexcept { return &now(); }
 
   // --- Global attributes: valid for every kind of entry, process-wide, without redirection names
   // Any thread may look them up while another one changes them: it sees the list before or after.

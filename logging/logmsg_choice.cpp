@@ -35,6 +35,20 @@ static const _kp_LOG_selector_message* message_by_value(const _kp_LOG_log_entry_
   return definition.get_selector_msg_by_value(value_of_selector(entry, *selector));
 }
 
+static logmsg_choice choose_once(const _kp_LOG_log_entry_imp& entry,
+                                 const _kp_LOG_log_definition& definition, bool use_default,
+                                 unsigned index) {
+  logmsg_choice choice{definition.get_default_msg_id(), definition.get_default_msg_text()};
+  if (use_default) return choice;
+  const _kp_LOG_selector_message* message =
+      index != 0 ? &message_by_index(definition, index) : message_by_value(entry, definition);
+  if (message == nullptr) return choice;
+  if (message->get_msg_id() != nullptr) choice.id = message->get_msg_id();
+  if (message->get_msg_text() != nullptr) choice.text = message->get_msg_text();
+  return choice;
+}
+
+// Chosen anew where an AUX file was merged into the definition meanwhile.
 logmsg_choice logmsg_choose(const _kp_LOG_log_entry_imp& entry,
                             const _kp_LOG_log_definition* definition, bool use_default,
                             unsigned index) {
@@ -42,14 +56,11 @@ logmsg_choice logmsg_choose(const _kp_LOG_log_entry_imp& entry,
     kp_log_raise<KPX_logging_misc>(
         "_kp_LOG_log_entry_imp::_get_attribute_internal(): entry not initialized");
   }
-  logmsg_choice choice{definition->get_default_msg_id(), definition->get_default_msg_text()};
-  if (use_default) return choice;
-  const _kp_LOG_selector_message* message =
-      index != 0 ? &message_by_index(*definition, index) : message_by_value(entry, *definition);
-  if (message == nullptr) return choice;
-  if (message->get_msg_id() != nullptr) choice.id = message->get_msg_id();
-  if (message->get_msg_text() != nullptr) choice.text = message->get_msg_text();
-  return choice;
+  for (;;) {
+    const void* const content = definition->content_address();
+    const logmsg_choice choice = choose_once(entry, *definition, use_default, index);
+    if (definition->content_address() == content) return choice;
+  }
 }
 
 kp_String _kp_LOG_log_message::_get_message_kpString(const _kp_LOG_log_entry_imp& entry,

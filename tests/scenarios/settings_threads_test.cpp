@@ -6,6 +6,7 @@
 #include <atomic>
 #include <exception>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -13,6 +14,8 @@
 #include <vector>
 
 #include "kp_LOG.h"
+#include "logging/log_definition.h"
+#include "logging/logmsg_choice.h"
 #include "tests/support/catalog_folder.h"
 #include "tests/support/icu_setting.h"
 #include "tests/support/loaded_definitions.h"
@@ -182,6 +185,33 @@ TEST_F(SettingsWhileThreadsLog, TheAuxDefinitionPath) {
     kp_LOG_LogConfig::SetDefinitionPath(standard.c_str());
     kp_LOG_LogConfig::SetAuxDefinitionPath(aux.c_str());
   });
+}
+
+// The default message of the one and the selector of the other would choose a third text.
+TEST_F(SettingsWhileThreadsLog, TheMessagesThatAnAuxFileBrings) {
+  const auto definition_of = [](const char* text, bool has_selector) {
+    auto made = std::make_unique<_kp_LOG_log_definition>();
+    made->set_default_msg_text(text);
+    made->add_attr_info("KIND", TypeUInt1, has_selector, nullptr);
+    if (has_selector) made->add_selector_msg(0, 1, nullptr, "selected");
+    return made;
+  };
+  const _kp_LOG_definition_ref used(definition_of("plain", false).release());
+  auto* const merged = const_cast<_kp_LOG_log_definition*>(used.get());
+  const work choose = [this, used] {
+    for (int i = 0; i < 1000; ++i) {
+      const char* const text = logmsg_choose(kept_._get_imp(), used.get(), false, 0).text;
+      if (*text != 'p' && *text != 's') return std::string("chosen ") + text;
+    }
+    return std::string();
+  };
+  EXPECT_EQ(log_while_setting({choose, choose}, 20000,
+                              [&](unsigned round) {
+                                merged->replace_content(round % 2 == 0
+                                                            ? definition_of("default", true)
+                                                            : definition_of("plain", false));
+                              }),
+            std::set<std::string>());
 }
 
 // What an entry has of its own stays while there are no definitions; a global attribute may be
