@@ -37,6 +37,31 @@ class EmitCommand : public testing::Test {
 
 // --- Sinks
 
+// The library keeps 128 definitions, and loads one of both files again as the AUX file has it.
+TEST_F(EmitCommand, RecordOfAnEventThatTheLibraryForgotEndsNothing) {
+  std::string std_source = "kplog: 1\nlog_version: \"1\"\nevents:\n";
+  std::string aux_source = std_source;
+  std::string records;
+  for (int id = 1; id <= 200; ++id) {
+    const std::string event = "  E" + std::to_string(id) + ": {id: " + std::to_string(id);
+    std_source += event + ", attributes: {S: UInt1}}\n";
+    aux_source += event + ", attributes: {A: UInt1}}\n";
+    records += "{\"event\":" + std::to_string(id) + ",\"attributes\":{\"A\":1}}\n";
+  }
+  folder_.write("std.yaml", std_source);
+  folder_.write("aux.yaml", aux_source);
+  ASSERT_EQ(run_kplog(folder_.path(), "compile -q std.yaml -o events.ldf").status, 0);
+  ASSERT_EQ(run_kplog(folder_.path(), "compile -q aux.yaml --std std.yaml -o aux.ldf").status, 0);
+  const std::string bad = R"({"event":1,"attributes":{"S":1}})"
+                          "\n";
+  const auto run = folder_.emit_text("--aux aux.ldf --to json:out", records + records + bad);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("401:30: error[record-value]: \"S\": "));
+  const std::string out = folder_.text("out");
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 400);
+  EXPECT_THAT(out, HasSubstr(R"("attributes":{"A":1},"types":{"A":"UInt1"})"));
+}
+
 TEST_F(EmitCommand, MessagesGoToStandardOutput) {
   const auto run = folder_.emit_text("-q --to -", login_record("alice", 22) + note_record("hello"));
   EXPECT_EQ(run.status, 0);
