@@ -144,7 +144,7 @@ constexpr auto change_rules = std::to_array<change_rule_row>({
     {change_rule::message_id, "message-id", breaks_translations,
      "another message ID of the same text"},
     {change_rule::message_repointed, "message-repointed", breaks_records | breaks_translations,
-     "a selector message of another ID and text, or a text that was another message's"},
+     "a selector message of another ID and text, or a text or an ID that was another message's"},
     {change_rule::message_text, "message-text", breaks_translations, "another text of a message"},
     {change_rule::message_template, "message-template", breaks_nobody,
      "another template of the same text"},

@@ -83,15 +83,17 @@ class change_judge {
   }
 
  private:
-  // Empty for what is not accepted.
+  // The first one of those who accept it; empty for what is not accepted.
   std::string reason(const definition_change& change) {
+    std::vector<std::string> reasons;
     for (const accept_option& option : options_)
-      if (accepts(option, change)) return used_.insert(&option), option.reason;
+      if (accepts(option, change)) used_.insert(&option), reasons.push_back(option.reason);
     const event_model* const event = change.event.now;
     for (const accepted_difference& accepted :
          event != nullptr ? event->accepted : now_.set.accepted)
-      if (accepts(accepted, change)) return used_.insert(&accepted), accepted.reason.value;
-    return "";
+      if (accepts(accepted, change))
+        used_.insert(&accepted), reasons.push_back(accepted.reason.value);
+    return reasons.empty() ? "" : reasons.front();
   }
 
   static bool concerns(const definition_change& change, const std::string& code,

@@ -104,8 +104,10 @@ class message_comparison {
       add(change_rule::message_name, was, &is,
           described(is) + " had " + name_text(*was) + ", and has " + name_text(is));
     if (was->id.value != is.id.value)
-      add(says_the_same(*was, is) ? change_rule::message_id : change_rule::message_repointed, was,
-          &is,
+      add(says_the_same(*was, is) && !had_other_text(is.id.value, is)
+              ? change_rule::message_id
+              : change_rule::message_repointed,
+          was, &is,
           described(is) + " had the ID \"" + was->id.value + "\", and has \"" + is.id.value + "\"");
     compare_text(described(is), *was, is);
   }
@@ -113,6 +115,17 @@ class message_comparison {
   // Not known of messages whose text is in catalogs.
   bool says_the_same(const message_model& was, const message_model& is) const {
     return !was.template_bytes.empty() && text_before(was) == text_now(is);
+  }
+
+  // Whether a message of the earlier event had that ID, by which catalogs know its text, and says
+  // something else.
+  bool had_other_text(const std::string& id, const message_model& is) const {
+    const auto is_other = [&](const message_model& was) {
+      return was.id.value == id && text_before(was) != text_now(is);
+    };
+    const auto& all = event_.before->messages;
+    return !id.empty() &&
+           (is_other(event_.before->message) || std::any_of(all.begin(), all.end(), is_other));
   }
 
   static std::string name_text(const message_model& message) {

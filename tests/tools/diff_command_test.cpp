@@ -505,6 +505,32 @@ TEST(DiffCommand, AcceptedDifferenceExpiresWithItsLogVersion) {
             "kplog: 2 differences; 1 breaks source, 1 breaks records\n");
 }
 
+TEST(DiffCommand, WhatIsAcceptedInBothPlacesIsUsedInBoth) {
+  const std::string before = source_of("  A: {id: 1, message: One}\n");
+  const std::string now =
+      source_of("  A: {id: 1, message: Two, " + accept("message-text/A", "there") + "}\n");
+  const auto run = diff_of(before, now, "--accept A:message-text=here");
+  EXPECT_THAT(run.out, HasSubstr("another text (accepted: here)\n"));
+  EXPECT_EQ(run.err, "kplog: 1 difference; 1 accepted\n");
+}
+
+// Catalogs know texts by their IDs: stored "let in" would be shown as "refused".
+TEST(DiffCommand, ExchangedMessageIdsBreakRecords) {
+  const auto set_of = [](const std::string& in, const std::string& out) {
+    return source_of(
+        "  A:\n    id: 1\n    attributes: {X: UInt1}\n    select: X\n    messages:\n"
+        "      - {index: 1, value: 0, id: " +
+        in +
+        ", text: let in}\n"
+        "      - {index: 2, value: 1, id: " +
+        out + ", text: refused}\n");
+  };
+  const auto exchanged = diff_of(set_of("I", "R"), set_of("R", "I"), "--fail-on records");
+  EXPECT_EQ(exchanged.status, 1);
+  EXPECT_EQ(exchanged.err, "kplog: 2 differences; 2 break records, 2 break translations\n");
+  EXPECT_EQ(diff_of(set_of("I", "R"), set_of("N", "R"), "--fail-on records").status, 0);
+}
+
 TEST(DiffCommand, AcceptedDifferenceThatIsNoneIsTold) {
   const std::string set = source_of("  A: {id: 1}\n", accept("event-removed/B", "unused") + "\n");
   const auto run = diff_of(set, set, "--fail-on any --accept A:note=x");
