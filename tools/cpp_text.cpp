@@ -20,7 +20,7 @@ static constexpr std::string_view taken_names =
     "int long mutable namespace new noexcept not not_eq nullptr operator or or_eq private "
     "protected public register reinterpret_cast requires return short signed sizeof static "
     "static_assert static_cast struct switch template this thread_local throw true try typedef "
-    "typeid typename union unsigned using virtual void volatile wchar_t while xor xor_eq ";
+    "typeid typename typeof union unsigned using virtual void volatile wchar_t while xor xor_eq ";
 
 static bool is_taken(const std::string& identifier) {
   return taken_names.find(" " + identifier + " ") != std::string_view::npos ||
