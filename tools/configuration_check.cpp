@@ -2,23 +2,34 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <charconv>
 #include <cstdint>
+#include <map>
 #include <string_view>
 #include <vector>
 
 #include "tools/nearest_name.h"
 
 static constexpr size_t longest_line = 128;
+static constexpr std::string_view all_sections = "global";
 static constexpr size_t most_changed = 2;  // letters of a key that is one of ours misspelt
 
 // The keys that the entry filter reads, and the largest value that means something.
-static constexpr struct {
+struct filter_key_row {
   std::string_view name;
   uint32_t most;
-} filter_keys[] = {{"LogLevelLow", 9},           {"LogLevelHigh", 9},
-                   {"DebugLogLevelLow", 9},      {"DebugLogLevelHigh", 9},
-                   {"DebugEnabled", UINT32_MAX}, {"PropertyMask", UINT32_MAX}};
+};
+static constexpr filter_key_row filter_keys[] = {
+    {"LogLevelLow", 9},       {"LogLevelHigh", 9},          {"DebugLogLevelLow", 9},
+    {"DebugLogLevelHigh", 9}, {"DebugEnabled", UINT32_MAX}, {"PropertyMask", UINT32_MAX}};
+
+// Null for a key of a program's own.
+static const filter_key_row* filter_key(std::string_view name) {
+  const auto* const row = std::find_if(std::begin(filter_keys), std::end(filter_keys),
+                                       [&](const auto& known) { return known.name == name; });
+  return row == std::end(filter_keys) ? nullptr : row;
+}
 
 bool is_configuration_path(const std::string& path) {
   return path.ends_with(".conf");
@@ -70,14 +81,18 @@ class configuration_checker {
     const size_t offset = static_cast<size_t>(at.data() - file_.bytes().data());
     found_.add(rule, file_.place_at(offset), text);
   }
+  void check_nul(std::string_view line);
   void check_header(std::string_view header);
   void check_setting(const std::vector<std::string_view>& tokens);
+  void check_joined(std::string_view key);
   void check_value(std::string_view key, uint32_t most, std::string_view value);
   void check_name(std::string_view key);
 
   const source_text& file_;
   diagnostic_list& found_;
   bool has_section_ = false;
+  std::string_view section_;
+  std::map<std::string, std::string_view> sections_;  // of settings, by section and key as one text
 };
 
 static std::string quoted(std::string_view text) {
@@ -86,6 +101,9 @@ static std::string quoted(std::string_view text) {
 
 void configuration_checker::check() {
   const std::string_view bytes = file_.bytes();
+  if (file_.had_byte_order_mark())
+    add(diagnostic_rule::encoding, bytes.substr(0, 0),
+        "a byte order mark stands before this line, which is read as another for it");
   for (size_t at = 0; at < bytes.size();) {
     const configuration_line line = line_at(bytes, at);
     at = line.next;
@@ -94,6 +112,7 @@ void configuration_checker::check() {
                  "this line has " + std::to_string(line.text.size()) +
                      " bytes, and ends the reading; a line has at most " +
                      std::to_string(longest_line));
+    check_nul(line.text);
     const std::vector<std::string_view> tokens = tokens_of(line.text);
     if (tokens.empty()) continue;
     if (line.is_lost)
@@ -106,20 +125,48 @@ void configuration_checker::check() {
   }
 }
 
+void configuration_checker::check_nul(std::string_view line) {
+  const size_t nul = line.find('\0');
+  if (nul != std::string_view::npos)
+    add(diagnostic_rule::encoding, line.substr(nul),
+        "a NUL ends the text of its line; what stands behind it is not read");
+}
+
+static bool is_same_but_for_case(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+    return x == y || (std::isalpha(static_cast<unsigned char>(x)) != 0 && (x ^ y) == 0x20);
+  });
+}
+
 void configuration_checker::check_header(std::string_view header) {
   has_section_ = header.size() > 1;
-  if (header.size() < 2 || header.ends_with(']')) return;
-  const std::string_view name = header.substr(1, header.size() - 2);
+  if (!has_section_) return;
+  const std::string_view name = section_ = header.substr(1, header.size() - 2);
+  if (name != all_sections && is_same_but_for_case(name, all_sections))
+    add(diagnostic_rule::config_key, header,
+        "no other section inherits from " + quoted(name) + "; did you mean \"global\"?");
+  if (header.ends_with(']')) return;
   add(diagnostic_rule::config_section, header,
       "this opens the section " + quoted(name) +
           ": a section is its first word without the first and the last character");
 }
 
+// The library keeps a section and a key as one text.
+void configuration_checker::check_joined(std::string_view key) {
+  const auto [held, is_new] = sections_.emplace(std::string(section_) += key, section_);
+  if (is_new || held->second == section_) return;
+  const std::string other = held->first.substr(held->second.size());
+  if (filter_key(key) == nullptr && filter_key(other) == nullptr) return;
+  add(diagnostic_rule::config_key, key,
+      "this is the setting " + quoted(other) + " of the section " + quoted(held->second) +
+          " as well: both names are kept as one text");
+}
+
 void configuration_checker::check_setting(const std::vector<std::string_view>& tokens) {
   const std::string_view key = tokens.front();
-  const auto row = std::find_if(std::begin(filter_keys), std::end(filter_keys),
-                                [&](const auto& known) { return known.name == key; });
-  if (row == std::end(filter_keys)) return check_name(key);
+  if (has_section_ && tokens.size() > 1) check_joined(key);
+  const filter_key_row* const row = filter_key(key);
+  if (row == nullptr) return check_name(key);
   if (!has_section_)
     add(diagnostic_rule::config_section, key,
         quoted(key) + " stands in no section, and is not read; [global] is for all");

@@ -11,7 +11,8 @@
 
 source_text::source_text(std::string name, std::string bytes)
     : name_(std::move(name)), bytes_(std::move(bytes)) {
-  if (bytes_.starts_with("\xEF\xBB\xBF")) bytes_.erase(0, 3);
+  had_byte_order_mark_ = bytes_.starts_with("\xEF\xBB\xBF");
+  if (had_byte_order_mark_) bytes_.erase(0, 3);
   for (size_t i = 0; i < bytes_.size(); ++i)
     if (bytes_[i] == '\n') line_starts_.push_back(i + 1);
 }

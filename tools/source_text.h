@@ -26,6 +26,7 @@ class source_text {
   bool is_binary() const { return kind_ == kinds::binary; }
   bool is_unopened() const { return kind_ == kinds::unopened; }
   std::string_view bytes() const { return bytes_; }
+  bool had_byte_order_mark() const { return had_byte_order_mark_; }
   size_t line_count() const { return line_starts_.size(); }
   // A line, numbered from 0, without its line ending; empty behind the last line.
   std::string_view line(size_t number) const;
@@ -41,6 +42,7 @@ class source_text {
 
   std::string name_;
   std::string bytes_;
+  bool had_byte_order_mark_ = false;
   std::vector<size_t> line_starts_ = {0};
   size_t first_line_ = 0;  // number of the line with which the bytes begin
   kinds kind_ = kinds::text;

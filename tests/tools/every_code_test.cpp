@@ -141,6 +141,11 @@ TEST(EveryCode, GoldenListOfConfigurationFiles) {
   session.run("check --format json last.conf");
   session.run("check last.conf open.conf");
   session.run("check none.conf");
+  session.check("mark.conf", "\xEF\xBB\xBF[global]\nColour = 1\n\n");
+  session.check("nul.conf", std::string("[global]\nLogLevel\0Low = 1\n\n", 27));
+  session.check("names.conf",
+                "[Global]\nLogLevelLow = 1\n[shop]\nDebugLogLevelLow = 1\nac = 1\n[shopDebug]\n"
+                "LogLevelLow = 2\n[shopa]\nc = 1\n\n");
   expect_golden_file("configuration_files.expected", session.text());
 }
 
