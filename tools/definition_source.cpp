@@ -64,6 +64,7 @@ static constexpr auto foreign_types = std::to_array<foreign_type_row>({
     {"sint64", no_64_bits},
     {"long", no_64_bits},
     {"ulong", no_64_bits},
+    {"longlong", no_64_bits},
     {"double", "use a Float, which has 64 bits"},
     {"float32", "use a Float, which has 64 bits"},
     {"float64", "use a Float, which has 64 bits"},
@@ -93,12 +94,30 @@ static std::string listed(const std::vector<std::string_view>& names) {
   return list;
 }
 
+// Null for a name that is not known.
+static const char* foreign_type_advice(std::string_view name) {
+  const auto* foreign = std::find_if(foreign_types.begin(), foreign_types.end(),
+                                     [&](const auto& row) { return row.name == name; });
+  return foreign == foreign_types.end() ? nullptr : foreign->advice;
+}
+
+// A text of a size that there is not, "char16" or "varchar255".
+static bool is_text_of_a_size(std::string_view name) {
+  const std::vector<std::string_view> types = short_type_names();
+  return foreign_type_advice(name.substr(0, name.find_last_not_of("0123456789") + 1)) == texts &&
+         std::none_of(types.begin(), types.end(), [&](std::string_view type) {
+           return in_lower_case(std::string(type)) == name;
+         });
+}
+
 // What to say of a name that is no type.
 static std::string type_hint(const std::string& name) {
-  const std::string lower = in_lower_case(name);
-  const auto* foreign = std::find_if(foreign_types.begin(), foreign_types.end(),
-                                     [&](const auto& row) { return row.name == lower; });
-  if (foreign != foreign_types.end()) return std::string("; ") + foreign->advice;
+  std::string known = in_lower_case(name);  // "uint8" of "uint8_t", "varchar255" of "VARCHAR(255)"
+  if (known.ends_with("_t")) known.resize(known.size() - 2);
+  std::erase_if(
+      known, [](char c) { return std::string_view(" _-()[]").find(c) != std::string_view::npos; });
+  const char* const advice = is_text_of_a_size(known) ? texts : foreign_type_advice(known);
+  if (advice != nullptr) return std::string("; ") + advice;
   const std::string nearest = nearest_name_hint(name, short_type_names());
   return nearest.empty() ? "; types are " + listed(short_type_names()) : nearest;
 }

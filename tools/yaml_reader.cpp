@@ -300,6 +300,10 @@ static void add_syntax_error(const source_text& source, const YAML::Exception& e
   else if (const size_t brace = unquoted_placeholder(place); brace != std::string_view::npos)
     found.add(diagnostic_rule::yaml_syntax, {&source, place.line, brace},
               "a text that begins with a placeholder needs quotes");
+  else if (error.msg == YAML::ErrorMsg::UNKNOWN_TOKEN)
+    found.add(diagnostic_rule::yaml_syntax, place,
+              "a text that begins with \"" +
+                  std::string(source.line(place.line).substr(place.byte, 1)) + "\" needs quotes");
   else if (is_in_flow)
     found.add(diagnostic_rule::yaml_syntax, place, error.msg, around->place(source),
               std::string(kind_name(around->kind)) + " that is still open begins here");

@@ -126,6 +126,29 @@ TEST(DefinitionSourceFaults, OfAnUnknownTypeAreOne) {
       ElementsAre(HasSubstr("unknown-type")));
 }
 
+TEST(DefinitionSourceFaults, OfTypesThatAreCalledOtherwiseElsewhereSayWhatToUse) {
+  const auto advice = [](const std::string& type) {
+    const std::vector<std::string> faults =
+        faults_of_event("    attributes: {A: \"" + type + "\"}\n");
+    return faults.size() == 1 ? faults[0].substr(faults[0].find("; ") + 2)
+                              : "another number of faults";
+  };
+  EXPECT_EQ(advice("uint32_t"), "integers count bytes; use a UInt4");
+  EXPECT_THAT(advice("int64_t"), testing::StartsWith("there is no integer of 64 bits"));
+  EXPECT_THAT(advice("long long"), testing::StartsWith("there is no integer of 64 bits"));
+  for (const char* type : {"Char16", "MBChar512", "VARCHAR(255)", "string", "Char 2048"})
+    EXPECT_THAT(advice(type), testing::StartsWith("use one of Char32 to Char2K")) << type;
+  EXPECT_EQ(advice("Char(64)"), "did you mean \"Char64\"?");
+  EXPECT_EQ(advice("mbchar2k"), "did you mean \"MBChar2K\"?");
+}
+
+TEST(DefinitionSourceFaults, OfATextThatBeginsWithASignOfYamlsSayThatItNeedsQuotes) {
+  EXPECT_THAT(faults_of_event("    message: {raw: %s%A%}\n"),
+              testing::Contains("6:20: yaml-syntax: a text that begins with \"%\" needs quotes"));
+  EXPECT_THAT(faults_of_event("    message: @home\n"),
+              testing::Contains("6:14: yaml-syntax: a text that begins with \"@\" needs quotes"));
+}
+
 // --- places
 
 TEST(DefinitionSourcePlaces, OfNothingAreThoseOfItsKey) {
