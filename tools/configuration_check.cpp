@@ -204,7 +204,7 @@ void configuration_checker::check_value(std::string_view key, uint32_t most,
 
 void configuration_checker::check_name(std::string_view key) {
   if (key.starts_with('#') || key.starts_with(';')) return;
-  std::string letters(key);
+  std::string letters(key.substr(0, key.find(':')));
   std::erase_if(letters, [](char c) { return c == '_' || c == '-' || c == '.'; });
   std::vector<std::string_view> names;
   for (const auto& row : filter_keys) names.push_back(row.name);

@@ -145,7 +145,7 @@ TEST(EveryCode, GoldenListOfConfigurationFiles) {
   session.check("nul.conf", std::string("[global]\nLogLevel\0Low = 1\n\n", 27));
   session.check("names.conf",
                 "[Global]\nLogLevelLow = 1\n[shop]\nDebugLogLevelLow = 1\nac = 1\n[shopDebug]\n"
-                "LogLevelLow = 2\n[shopa]\nc = 1\n\n");
+                "LogLevelLow = 2\n[shopa]\nc = 1\nPropertyMask:0xFFFF\n\n");
   expect_golden_file("configuration_files.expected", session.text());
 }
 
