@@ -2,8 +2,11 @@
 #ifndef TOOLS_EMIT_COUNTS_H
 #define TOOLS_EMIT_COUNTS_H
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "base/kp_time.h"
@@ -33,11 +36,19 @@ class emit_counts {
   void write(bool synced);
 
  private:
-  open_descriptor open_file(int folder);
+  void take_lock();
+  bool is_open_file(struct stat& status) const;
+  void open_file();
+  void write_noted(bool synced);
 
   counter_place place_;
+  std::string file_name_;
   lock_waiting waiting_;
   counter_index index_;
+  // These stay open from batch to batch: to open them costs more than to count.
+  std::optional<folder_lock> lock_;  // taken while a batch is written
+  open_descriptor file_;
+  file_identity counter_;                  // of it
   std::map<counter_key, uint64_t> noted_;  // since the last batch
 };
 

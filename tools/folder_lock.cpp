@@ -20,6 +20,8 @@ static constexpr std::chrono::milliseconds last_patience(1000);  // of a process
 static constexpr std::chrono::milliseconds first_pause(1);
 static constexpr std::chrono::milliseconds longest_pause(32);
 
+static constexpr const char* action = "take the lock";
+
 static constexpr mode_t lock_mode = S_IRUSR | S_IWUSR;
 
 static constexpr int lock_flags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
@@ -41,13 +43,16 @@ bool folder_lock::is_marked(int file, const std::string& name) {
 
 folder_lock::folder_lock(const std::string& folder, const std::string& name,
                          const lock_waiting& waiting)
-    : folder_(folder),
-      name_(name),
-      lock_name_(name_of(name)),
-      folder_descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-  if (!folder_descriptor_.is_open()) raise_sink_error("open the folder", folder);
+    : folder_(folder), name_(name), lock_name_(name_of(name)) {
+  open_folder();
   while (!take(waiting)) {
   }
+}
+
+void folder_lock::open_folder() {
+  folder_descriptor_ = open_descriptor(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  folder_file_ = {};
+  if (!folder_descriptor_.is_open()) raise_sink_error("open the folder", folder_);
 }
 
 folder_lock::~folder_lock() {
@@ -60,21 +65,24 @@ folder_lock::~folder_lock() {
 bool folder_lock::open_file() {
   is_made_ = false;
   lock_descriptor_ = open_descriptor(openat(folder(), lock_name_.c_str(), lock_flags));
-  if (lock_descriptor_.is_open()) return true;
+  if (lock_descriptor_.is_open()) return lock_file_.take(lock_descriptor_.get());
   if (errno != ENOENT) raise_sink_error("open the lock", path(lock_name_));
   lock_descriptor_ = open_descriptor(
       openat(folder(), lock_name_.c_str(), lock_flags | O_CREAT | O_EXCL, lock_mode));
   is_made_ = lock_descriptor_.is_open();
   if (!is_made_ && errno != EEXIST) raise_sink_error("open the lock", path(lock_name_));
-  return is_made_;
+  return is_made_ && lock_file_.take(lock_descriptor_.get());
 }
 
 // What the file holds. Raises sink_error for what is no lock.
 std::string folder_lock::content() const {
-  static constexpr const char* action = "take the lock";
-  const std::string lock = path(lock_name_);
   struct stat status {};
-  if (fstat(lock_descriptor_.get(), &status) != 0) raise_sink_error(action, lock);
+  if (fstat(lock_descriptor_.get(), &status) != 0) raise_sink_error(action, path(lock_name_));
+  return content(status);
+}
+
+std::string folder_lock::content(const struct stat& status) const {
+  const std::string lock = path(lock_name_);
   check_written_file(action, lock, status);
   std::array<char, mark.size() + NAME_MAX> bytes;
   const ssize_t size = pread(lock_descriptor_.get(), bytes.data(), bytes.size(), 0);
@@ -88,27 +96,29 @@ std::string folder_lock::content() const {
 
 // False when the lock's file was removed, or replaced, while this process waited for it.
 bool folder_lock::take(const lock_waiting& waiting) {
-  if (!open_file()) return false;
+  return open_file() && take_open_file(waiting);
+}
+
+bool folder_lock::take_open_file(const lock_waiting& waiting) {
   wait(waiting);
-  struct stat held {};
   struct stat named {};
-  if (fstat(lock_descriptor_.get(), &held) != 0 ||
-      fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0 ||
-      held.st_dev != named.st_dev || held.st_ino != named.st_ino) {
+  if (fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0 ||
+      !lock_file_.is_of(named)) {
     is_made_ = false;
     return false;
   }
-  set_up(held.st_mode & ALLPERMS);
+  set_up(named);
   return true;
 }
 
 // The mark is on the disk before anything is locked: a power cut must not leave a file that is no
 // lock.
-void folder_lock::set_up(mode_t mode) {
-  const std::string text = content();
+void folder_lock::set_up(const struct stat& status) {
+  const std::string text = content(status);
   note_ = text.empty() ? text : text.substr(mark.size());
   // Another user's lock serves as it is.
-  if (mode != lock_mode) static_cast<void>(fchmod(lock_descriptor_.get(), lock_mode));
+  if ((status.st_mode & ALLPERMS) != lock_mode)
+    static_cast<void>(fchmod(lock_descriptor_.get(), lock_mode));
   if (!text.empty()) return;
   write(mark, 0);
   static_cast<void>(fsync(lock_descriptor_.get()));
@@ -116,12 +126,26 @@ void folder_lock::set_up(mode_t mode) {
 }
 
 void folder_lock::remove() {
-  struct stat held {};
   struct stat named {};
-  if (fstat(lock_descriptor_.get(), &held) == 0 &&
-      fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-      held.st_dev == named.st_dev && held.st_ino == named.st_ino)
+  if (fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+      lock_file_.is_of(named))
     unlinkat(folder(), lock_name_.c_str(), 0);
+}
+
+void folder_lock::release() {
+  if (folder_file_.inode == 0) static_cast<void>(folder_file_.take(folder()));
+  flock(lock_descriptor_.get(), LOCK_UN);
+}
+
+// The open descriptors keep the system from giving their numbers to other files.
+void folder_lock::take_again(const lock_waiting& waiting) {
+  struct stat named {};
+  const bool is_same = stat(folder_.c_str(), &named) == 0 && folder_file_.is_of(named);
+  is_made_ = false;
+  if (is_same && take_open_file(waiting)) return;
+  if (!is_same) open_folder();
+  while (!take(waiting)) {
+  }
 }
 
 // --- Waiting ---

@@ -2,6 +2,8 @@
 #ifndef TOOLS_FOLDER_LOCK_H
 #define TOOLS_FOLDER_LOCK_H
 
+#include <sys/stat.h>
+
 #include <functional>
 #include <string>
 #include <string_view>
@@ -46,6 +48,11 @@ class folder_lock {
   std::string path(const std::string& name) const { return folder_ + "/" + name; }
   void keep() { is_made_ = false; }
   void remove();
+  // Leaves the lock to others.
+  void release();
+  // Takes it again, as a new one would: in the folder that has the path by now, on the file that
+  // has the lock's name in it. Where these are the same, nothing is opened.
+  void take_again(const lock_waiting& waiting = {});
 
   // A note in the lock's file, for the next holder should this one die. What is read is whatever
   // somebody wrote there.
@@ -53,11 +60,14 @@ class folder_lock {
   void write_note(const std::string& note);  // empty: none
 
  private:
+  void open_folder();
   bool take(const lock_waiting& waiting);
+  bool take_open_file(const lock_waiting& waiting);
   bool open_file();
   void wait(const lock_waiting& waiting) const;
   std::string content() const;
-  void set_up(mode_t mode);
+  std::string content(const struct stat& status) const;
+  void set_up(const struct stat& status);
   void write(std::string_view text, off_t at) const;
 
   std::string folder_;
@@ -65,6 +75,8 @@ class folder_lock {
   std::string lock_name_;
   open_descriptor folder_descriptor_;
   open_descriptor lock_descriptor_;
+  file_identity folder_file_;  // asked for when the lock is released first
+  file_identity lock_file_;
   bool is_made_ = false;  // by this process, and not kept yet
   std::string note_;      // in the file
 };

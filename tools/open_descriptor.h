@@ -2,6 +2,7 @@
 #ifndef TOOLS_OPEN_DESCRIPTOR_H
 #define TOOLS_OPEN_DESCRIPTOR_H
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <utility>
@@ -25,6 +26,24 @@ class open_descriptor {
 
  private:
   int descriptor_;  // -1: none
+};
+
+// Which file an open descriptor is of.
+struct file_identity {
+  dev_t device = 0;
+  ino_t inode = 0;
+
+  bool is_of(const struct stat& status) const {
+    return status.st_dev == device && status.st_ino == inode;
+  }
+  // False where the system does not tell.
+  bool take(int descriptor) {
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0) return false;
+    device = status.st_dev;
+    inode = status.st_ino;
+    return true;
+  }
 };
 
 #endif

@@ -98,6 +98,39 @@ TEST_F(CounterIndex, ChangesOfOthersAreFollowed) {
   EXPECT_EQ(bytes(), counter_record(2026, 11, 15, 1, 1));
 }
 
+// Lock and folder stay open between two batches, and are found anew where others changed them.
+TEST_F(CounterIndex, ALockOrFolderOfAnotherIsTakenInstead) {
+  fs::create_directory(folder_.file("day"));
+  const std::string file = folder_.file("day/c.cnt");
+  emit_counts counts(file, {.is_to_end = [] { return true; }});
+  count(counts, 1);
+  // The lock is removed, and somebody else has a new one.
+  fs::remove(folder_.file("day/c_lock"));
+  {
+    const folder_lock other(folder_.file("day"), "c");
+    EXPECT_THROW(count(counts, 1), lock_given_up);
+  }
+  counts.write(false);
+  EXPECT_TRUE(fs::exists(folder_.file("day/c_lock")));
+  EXPECT_EQ(read_whole_file(file), counter_record(2026, 11, 15, 1, 2));
+  // What has the lock's name is no lock.
+  fs::remove(folder_.file("day/c_lock"));
+  folder_.write("day/c_lock", "precious");
+  EXPECT_THROW(count(counts, 1), sink_error);
+  EXPECT_EQ(read_whole_file(folder_.file("day/c_lock")), "precious");
+  EXPECT_EQ(read_whole_file(file), counter_record(2026, 11, 15, 1, 2));
+  fs::remove(folder_.file("day/c_lock"));
+  // The folder is moved away, and another one has its path.
+  counts.write(false);
+  EXPECT_EQ(read_whole_file(file), counter_record(2026, 11, 15, 1, 3));
+  count(counts, 1);
+  fs::rename(folder_.file("day"), folder_.file("old"));
+  fs::create_directory(folder_.file("day"));
+  count(counts, 1);
+  EXPECT_EQ(read_whole_file(file), counter_record(2026, 11, 15, 1, 1));
+  EXPECT_EQ(read_whole_file(folder_.file("old/c.cnt")), counter_record(2026, 11, 15, 1, 4));
+}
+
 TEST_F(CounterIndex, ALinkMadeMeanwhileIsRefusedAndItsCountsKept) {
   emit_counts counts(folder_.file("c"));
   count(counts, 1);
