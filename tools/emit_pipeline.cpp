@@ -33,11 +33,13 @@ void emit_pipeline::take(const record_line& line) {
 void emit_pipeline::process(const record_line& line) {
   parsed_ = nullptr;
   check_length(line);
-  parsed_ = &parser_.parse(line.text);
-  const made_entry& made = maker_.make(*parsed_, line.text);
-  emit_tally& tally = tallies_[made.event];
-  if (filter_.passes(made.entry))
-    add(made, line.text);
+  parsed_ = parser_.try_parse(line.text);
+  if (parsed_ == nullptr) return refuse(line, parser_.error());
+  const made_entry* const made = maker_.try_make(*parsed_, line.text);
+  if (made == nullptr) return refuse(line, maker_.error());
+  emit_tally& tally = tallies_[made->event];
+  if (filter_.passes(made->entry))
+    add(*made, line.text);
   else
     ++tally.rejected;
   ++tally.read;

@@ -2,6 +2,7 @@
 #ifndef TOOLS_RECORD_ENTRY_H
 #define TOOLS_RECORD_ENTRY_H
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,15 +30,22 @@ class entry_maker {
   // an attribute that the event does not declare, a value that its type does not hold. Raises
   // KPX_memory_alloc.
   const made_entry& make(const parsed_record& record, std::string_view line);
+  // The same without raising record_error, which would cost several times what a record does: null,
+  // and why in error().
+  const made_entry* try_make(const parsed_record& record, std::string_view line);
+  const record_error& error() const { return *error_; }
 
  private:
-  const known_event& event_of(const parsed_record& record, std::string_view line) const;
-  void set_time(const parsed_record& record, std::string_view line);
-  void add(const record_attribute& attribute, std::string_view line);
+  const known_event* event_of(const parsed_record& record, std::string_view line);
+  bool has_own_name(const known_event& event, std::string_view line, const record_value& name);
+  bool set_header(const parsed_record& record, std::string_view line);
+  bool set_time(const parsed_record& record, std::string_view line);
+  bool add(const record_attribute& attribute, std::string_view line);
 
   const event_set& events_;
   made_entry made_;
-  std::string text_;       // a text with its NUL
+  std::optional<record_error> error_;  // of the record that was refused last
+  std::string text_;                   // a text with its NUL
   std::string time_text_;  // the time that was read last, most often that of the next record
   kp_Time time_;
 };

@@ -153,7 +153,7 @@ class record_reader {
       raise(record_fault::key, line_.find('{'), "the record has no \"event\"");
   }
 
-  [[noreturn]] void raise_syntax() const { raise_record_syntax(line_); }
+  [[noreturn]] void raise_syntax() const { throw record_syntax_error(line_); }
 
  private:
   // The keys of a record and, of its stored form, those that follow from the definitions.
@@ -323,6 +323,7 @@ struct record_parser::state {
   ondemand::parser parser;
   std::vector<char> buffer;  // the line, and the padding that the parser reads over
   parsed_record record;
+  std::optional<record_error> error;
 };
 
 record_parser::record_parser() : state_(std::make_unique<state>()) {}
@@ -346,17 +347,33 @@ static void clear(parsed_record& record) {
 }
 
 const parsed_record& record_parser::parse(std::string_view line) {
+  if (try_parse(line) == nullptr) throw record_error(error());
+  return state_->record;
+}
+
+const record_error& record_parser::error() const {
+  return *state_->error;
+}
+
+const parsed_record* record_parser::try_parse(std::string_view line) {
+  try {
+    read(line);
+    return &state_->record;
+  } catch (const record_error& error) {
+    state_->error = error;
+  } catch (const simdjson::simdjson_error& error) {
+    if (error.error() == simdjson::MEMALLOC) throw std::bad_alloc();
+    state_->error = record_syntax_error(line);
+  }
+  return nullptr;
+}
+
+void record_parser::read(std::string_view line) {
   require_record_size(line);
   fill(state_->buffer, line);
   clear(state_->record);
   record_reader reader(line, state_->buffer.data(), state_->record);
-  try {
-    ondemand::document document = state_->parser.iterate(
-        simdjson::padded_string_view(state_->buffer.data(), line.size(), state_->buffer.size()));
-    reader.read(document);
-  } catch (const simdjson::simdjson_error& error) {
-    if (error.error() == simdjson::MEMALLOC) throw std::bad_alloc();
-    reader.raise_syntax();
-  }
-  return state_->record;
+  ondemand::document document = state_->parser.iterate(
+      simdjson::padded_string_view(state_->buffer.data(), line.size(), state_->buffer.size()));
+  reader.read(document);
 }

@@ -104,9 +104,15 @@ class record_parser {
   // The line is without its end. What the result points to lives until the next call. Raises
   // record_error.
   const parsed_record& parse(std::string_view line);
+  // The same without raising it, which would cost several times what a record does: null, and why
+  // in error().
+  const parsed_record* try_parse(std::string_view line);
+  const record_error& error() const;
 
  private:
   struct state;
+  void read(std::string_view line);
+
   std::unique_ptr<state> state_;
 };
 

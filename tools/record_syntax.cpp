@@ -79,6 +79,6 @@ static record_finding first_syntax_fault(std::string_view line) {
   return {first, "a record is one JSON object"};
 }
 
-void raise_record_syntax(std::string_view line) {
-  throw record_error(record_fault::syntax, line, [line] { return first_syntax_fault(line); });
+record_error record_syntax_error(std::string_view line) {
+  return record_error(record_fault::syntax, line, [line] { return first_syntax_fault(line); });
 }

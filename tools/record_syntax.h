@@ -4,10 +4,12 @@
 
 #include <string_view>
 
+#include "tools/record_parser.h"
+
 // Raises record_error for a line above its limit.
 void require_record_size(std::string_view line);
 
-// Raises record_error for a line that could not be read as a JSON object: the first fault in it.
-[[noreturn]] void raise_record_syntax(std::string_view line);
+// Why a line could not be read as a JSON object: the first fault in it.
+record_error record_syntax_error(std::string_view line);
 
 #endif
