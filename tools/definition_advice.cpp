@@ -11,6 +11,7 @@
 #include "logging/ldf_load.h"
 #include "tools/advice_event.h"
 #include "tools/advice_sink.h"
+#include "tools/built_in_attributes.h"
 #include "tools/scalar_place.h"
 #include "tools/terminal_text.h"
 #include "tools/utf8_text.h"
@@ -222,6 +223,12 @@ class definition_adviser {
                  place_in_scalar(attribute.name.place, attribute.name.value, percent),
                  "no message can show an attribute with a percent sign in its name"},
                 event, &attribute);
+    if (attribute.name.value == own_time_attribute)
+      sink_.add(
+          {diagnostic_rule::own_time, attribute.name.place,
+           "messages name \"TIMESTAMP\" without a declaration, and entries answer it with their "
+           "own time, whatever they are given"},
+          event, &attribute);
     const attribute_model& first =
         *first_of_name_.emplace(attribute.name.value, &attribute).first->second;
     if (first.type == attribute.type) return;

@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "logging/def_read.h"
+#include "tools/built_in_attributes.h"
 #include "tools/known_attributes.h"
 #include "tools/nearest_name.h"
 #include "tools/scalar_place.h"
@@ -28,6 +29,12 @@ static std::string named(std::string_view text) {
   return "\"" + std::string(text) + "\"";
 }
 
+void add_time_attribute_fault(const attribute_model& attribute, diagnostic_list& found) {
+  std::string fault = time_attribute_fault(attribute.name.value, attribute.type);
+  if (!fault.empty())
+    found.add(diagnostic_rule::time_attribute, attribute.name.place, std::move(fault));
+}
+
 class definition_set_checker {
  public:
   definition_set_checker(definition_set& set, diagnostic_list& found,
@@ -37,6 +44,7 @@ class definition_set_checker {
   void run() {
     set_.flags.emplace("DEBUG", flag_model{{definition_debug_flag, {}}});
     check_count(set_.globals, "global attributes");
+    check_time_attributes(set_.globals);
     check_log_version();
     for (event_model& event : set_.events) check_event(event);
     if (std_ != nullptr) check_against_std(set_, *std_, found_);
@@ -53,6 +61,7 @@ class definition_set_checker {
     check_event_name(event);
     check_event_id(event);
     check_count(event.attributes, "attributes");
+    check_time_attributes(event.attributes);
     check_message_count(event);
     complete_flags(event);
     check_selector(event);
@@ -95,6 +104,10 @@ class definition_set_checker {
     if (attributes.size() > kp_ldf_max_count)
       found_.add(diagnostic_rule::too_many, attributes[kp_ldf_max_count].name.place,
                  std::string("there can be 255 ") + what + ", and this is one more");
+  }
+
+  void check_time_attributes(const std::vector<attribute_model>& attributes) {
+    for (const attribute_model& attribute : attributes) add_time_attribute_fault(attribute, found_);
   }
 
   void check_message_count(const event_model& event) {

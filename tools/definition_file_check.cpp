@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "tools/command_options.h"
+#include "tools/definition_check.h"
 #include "tools/known_attributes.h"
 #include "tools/template_rendering.h"
 
@@ -41,6 +42,7 @@ class definition_file_checker {
     std::unordered_map<std::string_view, source_place> places;
     for (const attribute_model& global : file_.set.globals) {
       check_attribute_name(global.name);
+      add_time_attribute_fault(global, found_);
       const auto [former, is_new] = places.emplace(global.name.value, global.name.place);
       if (!is_new)
         found_.add(
@@ -62,6 +64,7 @@ class definition_file_checker {
     for (const attribute_model& attribute : event.attributes) {
       const placed<std::string>& name = attribute.name;
       check_attribute_name(name);
+      add_time_attribute_fault(attribute, found_);
       const auto [former, is_new] = places.emplace(name.value, name.place);
       if (!is_new && name.value != event.selector.value)
         found_.add(diagnostic_rule::file_attribute, name.place,

@@ -13,13 +13,8 @@
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_LogEntry.h"
 #include "kp_LOG_errors.h"
+#include "tools/built_in_attributes.h"
 #include "tools/definition_file.h"
-
-// Attributes that the library adds to an entry with its timestamp.
-static constexpr struct {
-  const char* name;
-  kp_AttributeType type;
-} zone_attributes[] = {{"TIMEZONE_DIFFERENCE", TypeSInt2}, {"DAYLIGHT_SAVING_ACTIVE", TypeBool}};
 
 [[noreturn]] static void fail(const std::string& path, const std::string& reason) {
   throw std::runtime_error(path + ": " + reason);

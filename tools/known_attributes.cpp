@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "tools/built_in_attributes.h"
 #include "tools/template_scan.h"
 
 std::vector<const std::vector<attribute_model>*> known_attributes::lists(
@@ -21,7 +22,7 @@ const attribute_model* known_attributes::declared(const event_model& event,
 }
 
 kp_AttributeType known_attributes::type_of(const event_model& event, std::string_view name) const {
-  if (name == "TIMESTAMP") return TypeTimestamp;
+  if (name == own_time_attribute) return TypeTimestamp;
   const attribute_model* const attribute = declared(event, name);
   if (attribute == nullptr) return TypeUnknown;
   const bool is_shown = !is_shown_as_mbchar(name) || is_unicode_string_attribute(attribute->type);
@@ -35,7 +36,7 @@ kp_AttributeType known_attributes::declared_type(const event_model& event,
 }
 
 std::vector<std::string_view> known_attributes::names(const event_model& event) const {
-  std::vector<std::string_view> names = {"TIMESTAMP"};
+  std::vector<std::string_view> names = {own_time_attribute};
   for (const std::vector<attribute_model>* attributes : lists(event))
     for (const attribute_model& attribute : *attributes) names.push_back(attribute.name.value);
   return names;

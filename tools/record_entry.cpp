@@ -10,6 +10,7 @@
 #include "kp_LOG_RenderMessage.h"
 #include "kp_LOG_errors.h"
 #include "logging/logentry_i.h"
+#include "tools/built_in_attributes.h"
 #include "tools/definition_model.h"
 #include "tools/nearest_name.h"
 #include "tools/utf8_text.h"
@@ -185,10 +186,19 @@ static bool read_time(const char* text, kp_Time& time) {
   return true;
 }
 
+// Whether the time may stand there. A stored record of an entry that was given such an attribute
+// has its own time there.
+static bool is_own_time(const value_step& step, const kp_Time& time) {
+  return step.attribute.name != own_time_attribute ||
+         time.compare_time(step.entry.GetAttribTime(step.name())) == 0;
+}
+
 static void add_time(const value_step& step) {
   kp_Time time;
   if (!take_text(step, time_example)) return;
   if (!read_time(step.room.c_str(), time)) return step.fail_unless(time_example);
+  if (!is_own_time(step, time))
+    return step.fail(" is the entry's own time: give it as \"time\", here it is another");
   step.entry.AddAttribTime(step.name(), time);
 }
 

@@ -8,6 +8,7 @@
 #include "kp_LOG_errors.h"
 #include "logging/logentry_i.h"
 #include "logging/logmsg.h"
+#include "tools/built_in_attributes.h"
 #include "tools/template_pattern.h"
 
 // The values of one rendering.
@@ -138,7 +139,7 @@ void check_rendering(const rendered_template& checked, std::vector<template_prob
   const std::vector<template_piece> pieces = scan_template(checked.bytes);
   // A name that stands for nothing has a diagnostic of its own.
   const bool names_nothing = std::any_of(pieces.begin(), pieces.end(), [&](const auto& piece) {
-    return piece.kind == template_piece::kinds::placeholder && piece.text != "TIMESTAMP" &&
+    return piece.kind == template_piece::kinds::placeholder && piece.text != own_time_attribute &&
            checked.declared_type(piece.text) == TypeUnknown;
   });
   if (names_nothing) return;

@@ -85,6 +85,10 @@ TEST(EveryCode, GoldenListOfDamagedCompiledFiles) {
   session.check("string.ldf", with_bytes(paid, first_record + 16 + 4, "!"));
   session.check("type.ldf", ldf_file{.globals = {{"A", 0x102}}}.bytes());
   session.check("attribute.ldf", one_entry({.attributes = {{"A", TypeUInt1}, {"A", TypeUInt2}}}));
+  session.check("time.ldf", ldf_file{.globals = {{"DAYLIGHT_SAVING_ACTIVE", TypeSInt1}},
+                                     .entries = {{.attributes = {{"TIMEZONE_DIFFERENCE", TypeSInt2},
+                                                                 {"TIMESTAMP", TypeMBChar32}}}}}
+                                .bytes());
   session.check("name.ldf", one_entry({.attributes = {{"", TypeUInt1}}}));
   session.check("selector.ldf", one_entry({.selector = "K"}));
   session.check("selecting.ldf", one_entry({.selector = "K", .attributes = {{"K", TypeFloat}}}));

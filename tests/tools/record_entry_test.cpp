@@ -183,6 +183,21 @@ TEST(RecordEntry, RefusesAnAttributeThatIsNotDeclared) {
             "record-attribute 29: the event 1001 has no attribute \"TIMEZONE_DIFFERENCE\"");
 }
 
+TEST(RecordEntry, IsGivenNoSecondTime) {
+  record_events events({.globals = {{"TIMESTAMP", TypeTimestamp}}, .entries = {{.id = 1001}}});
+  const std::string record = R"({"event":1001,"time":"2021-01-02T03:04:05Z","attributes":)";
+  EXPECT_EQ(
+      events.fault_in(record + R"({"TIMESTAMP":"2020-01-02T03:04:05Z"}})"),
+      "record-value 71: \"TIMESTAMP\" is the entry's own time: give it as \"time\", here it is "
+      "another");
+  EXPECT_EQ(
+      events.fault_in(R"({"event":1001,"attributes":{"TIMESTAMP":"2020-01-02"}})"),
+      "record-value 41: \"TIMESTAMP\" is the entry's own time: give it as \"time\", here it is "
+      "another");
+  const made_entry& made = events.make(record + R"({"TIMESTAMP":"2021-01-02T05:04:05+02:00"}})");
+  EXPECT_EQ(printed(made.entry.GetAttribTime("TIMESTAMP")), "2021-01-02T03:04:05Z");
+}
+
 // --- values
 
 // Attributes A1 to A24 of every type, of the event 17.

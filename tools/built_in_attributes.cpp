@@ -1,0 +1,16 @@
+#include "tools/built_in_attributes.h"
+
+#include "tools/definition_model.h"
+
+std::string time_attribute_fault(std::string_view name, kp_AttributeType type) {
+  if (type == TypeUnknown) return "";
+  const std::string quoted = "\"" + std::string(name) + "\"";
+  if (name == own_time_attribute && !is_time_attribute(type))
+    return "every entry answers " + quoted + " with its own time, which is no " +
+           short_type_name(type);
+  for (const zone_attribute& zone : zone_attributes)
+    if (name == zone.name && type != zone.type)
+      return "every entry keeps the zone of its time in " + quoted + ", as a " +
+             short_type_name(zone.type);
+  return "";
+}
