@@ -31,6 +31,17 @@ static const filter_key_row* filter_key(std::string_view name) {
   return row == std::end(filter_keys) ? nullptr : row;
 }
 
+// What stands before the longest key of the filter that ends with `key`, one of them itself: "x" of
+// "xDebugLogLevelLow". No section of a program has an empty name.
+static std::string_view section_before_filter_key(std::string_view joined, std::string_view key) {
+  std::string_view section = joined.substr(0, joined.size() - key.size());
+  if (filter_key(key) == nullptr) return section;
+  for (const filter_key_row& row : filter_keys)
+    if (joined.ends_with(row.name) && joined.size() > row.name.size())
+      section = section.substr(0, joined.size() - row.name.size());
+  return section;
+}
+
 bool is_configuration_path(const std::string& path) {
   return path.ends_with(".conf");
 }
@@ -85,6 +96,7 @@ class configuration_checker {
   void check_header(std::string_view header);
   void check_setting(const std::vector<std::string_view>& tokens);
   void check_joined(std::string_view key);
+  void add_joined(std::string_view key, std::string_view joined, std::string_view section);
   void check_value(std::string_view key, uint32_t most, std::string_view value);
   void check_name(std::string_view key);
 
@@ -154,12 +166,19 @@ void configuration_checker::check_header(std::string_view header) {
 // The library keeps a section and a key as one text.
 void configuration_checker::check_joined(std::string_view key) {
   const auto [held, is_new] = sections_.emplace(std::string(section_) += key, section_);
-  if (is_new || held->second == section_) return;
-  const std::string other = held->first.substr(held->second.size());
-  if (filter_key(key) == nullptr && filter_key(other) == nullptr) return;
+  const std::string_view joined = held->first;
+  if (is_new) return add_joined(key, joined, section_before_filter_key(joined, key));
+  const std::string_view other = joined.substr(held->second.size());
+  if (filter_key(key) != nullptr || filter_key(other) != nullptr)
+    add_joined(key, joined, held->second);
+}
+
+void configuration_checker::add_joined(std::string_view key, std::string_view joined,
+                                       std::string_view section) {
+  if (section == section_) return;
   add(diagnostic_rule::config_key, key,
-      "this is the setting " + quoted(other) + " of the section " + quoted(held->second) +
-          " as well: both names are kept as one text");
+      "this is the setting " + quoted(joined.substr(section.size())) + " of the section " +
+          quoted(section) + " as well: both names are kept as one text");
 }
 
 void configuration_checker::check_setting(const std::vector<std::string_view>& tokens) {

@@ -150,6 +150,10 @@ TEST(EveryCode, GoldenListOfConfigurationFiles) {
   session.check("names.conf",
                 "[Global]\nLogLevelLow = 1\n[shop]\nDebugLogLevelLow = 1\nac = 1\n[shopDebug]\n"
                 "LogLevelLow = 2\n[shopa]\nc = 1\nPropertyMask:0xFFFF\n\n");
+  session.check("debug.conf",
+                "[Debug]\nLogLevelLow = 1\n[shopDebug]\nLogLevelLow = 2\nDebugLogLevelHigh = 3\n"
+                "ownLogLevelLow = 4\n[globalDebug]\nLogLevelHigh = 5\n[shop]\n"
+                "DebugLogLevelLow = 6\n\n");
   expect_golden_file("configuration_files.expected", session.text());
 }
 
