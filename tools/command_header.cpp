@@ -28,17 +28,15 @@ static bool is_of_language(const std::string& name_space) {
   return std::regex_match(name_space, form);
 }
 
-// Identifiers with "::" between them, none of them a word of the language, and not std.
-static bool is_name_space(const std::string& text) {
-  static const std::regex form("[A-Za-z][A-Za-z0-9_]*(::[A-Za-z][A-Za-z0-9_]*)*");
-  if (!std::regex_match(text, form) || is_of_language(text)) return false;
-  for (size_t begin = 0; begin < text.size();) {
-    const size_t end = std::min(text.find("::", begin), text.size());
-    const std::string part = text.substr(begin, end - begin);
+// Identifiers as names of files give them, with "::" between them, and not std.
+static bool is_name_space(std::string_view text) {
+  if (is_of_language(std::string(text))) return false;
+  for (;;) {
+    const std::string_view part = text.substr(0, text.find("::"));
     if (cpp_identifier(part) != part) return false;
-    begin = end + 2;
+    if (part.size() == text.size()) return true;
+    text.remove_prefix(part.size() + 2);
   }
-  return true;
 }
 
 static command_outcome header(const header_options& options, std::ostream& log) {

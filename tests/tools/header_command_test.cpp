@@ -95,6 +95,7 @@ TEST(HeaderText, NamespaceAndGuardComeFromTheOutput) {
 TEST(HeaderText, NamespaceCanBeGiven) {
   EXPECT_THAT(small_header("--namespace shop::log"), HasSubstr("\nnamespace shop::log {\n"));
   EXPECT_THAT(small_header("--namespace shop::log"), HasSubstr("\n#define KPLOG_SHOP_in_LOG_H\n"));
+  EXPECT_THAT(small_header("--namespace ä::日本"), HasSubstr("\nnamespace ä::日本 {\n"));
   EXPECT_THAT(small_header(""), HasSubstr("\nnamespace log_events {\n"));
 }
 
@@ -149,7 +150,9 @@ TEST(HeaderCommand, WrongUsageGivesStatus2) {
         "header s.yaml -o s.h --namespace a::", "header s.yaml -o s.h --namespace 'a b'",
         "header s.yaml -o s.h --namespace class", "header s.yaml -o s.h --namespace a::int",
         "header s.yaml -o s.h --namespace std", "header s.yaml -o s.h --namespace std2::a",
-        "header s.yaml -o std.h"}) {
+        "header s.yaml -o std.h", "header s.yaml -o s.h --namespace ::a",
+        "header s.yaml -o s.h --namespace a:b", "header s.yaml -o s.h --namespace a__b",
+        "header s.yaml -o s.h --namespace 日-本", "header s.yaml -o s.h --namespace \xE4"}) {
     EXPECT_EQ(run_kplog(folder.path(), arguments).status, 2) << arguments;
   }
   EXPECT_FALSE(std::filesystem::exists(folder.file("s.h")));
