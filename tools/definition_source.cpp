@@ -229,17 +229,21 @@ class definition_source_reader : private source_value_reader {
   void read_log_version(const yaml_node& node, reader&) {
     placed<std::string> version;
     if (!read_text(node, version)) return;
-    if (version.value.size() > log_version_limit)
-      add(diagnostic_rule::log_version, node,
-          "a log version has at most 7 bytes in UTF-8, and this one " +
-              std::to_string(version.value.size()));
-    if (has_control_character(version.value))
-      add(diagnostic_rule::log_version, node, "a log version cannot hold a control character");
+    check_log_version(node, version.value);
     if (set_.log_version.is_given() && set_.log_version.value != version.value)
       return found().add(diagnostic_rule::log_version, version.place,
                          "the sources of a set have one log version, and this is another",
                          set_.log_version.place, "the log version is given here first");
     if (!set_.log_version.is_given()) set_.log_version = version;
+  }
+
+  void check_log_version(const yaml_node& node, const std::string& version) {
+    if (version.size() > log_version_limit)
+      add(diagnostic_rule::log_version, node,
+          "a log version has at most 7 bytes in UTF-8, and this one " +
+              std::to_string(version.size()));
+    if (has_control_character(version))
+      add(diagnostic_rule::log_version, node, "a log version cannot hold a control character");
   }
 
   void read_renderer(const yaml_node& node, reader&) {
@@ -404,7 +408,7 @@ class definition_source_reader : private source_value_reader {
   }
 
   void read_accepted_since(const yaml_node& node, accepted_difference& accepted) {
-    read_text(node, accepted.since);
+    if (read_text(node, accepted.since)) check_log_version(node, accepted.since.value);
   }
 
   void read_accepted_reason(const yaml_node& node, accepted_difference& accepted) {

@@ -56,6 +56,7 @@ WRONG = {
     "a silence without a reason": EVENT + '    silence: {no-message: " "}\n',
     "an accepted difference by its code alone": EVENT + "    accept: {note: {since: 1, reason: x}}\n",
     "an accepted difference of no log version": EVENT + "    accept: {note/E: {reason: x}}\n",
+    "an accepted difference since a long log version": EVENT + "    accept: {note/E: {since: 2.0-beta, reason: x}}\n",
     "an accepted difference without a reason": EVENT + "    accept: {note/E: {since: 1, reason: ' '}}\n",
 }
 
