@@ -41,6 +41,10 @@ class DefinitionTable : public testing::Test {
     return raised<KPX_logging_invalid_definition>(
         [&] { table_.set_precompiled_aux_definition_file_path(path.c_str()); });
   }
+  void expect_corrupted(const std::string& aux_bytes) {
+    EXPECT_EQ(raised<KPX_logging_invalid_definition>([&] { set_aux_bytes(aux_bytes); }),
+              "<KPX_logging_invalid_definition> The definition file is corrupted.");
+  }
   std::string find_error(unsigned id) {
     return raised<KPX_logging_invalid_definition>([&] { table_.find_entry(id); });
   }
