@@ -289,12 +289,12 @@ static std::string records_of_one_id(unsigned count) {
 // Each merge of a definition in use keeps what it was before.
 TEST_F(DefinitionTable, ManyRecordsOfADefinitionInUseTakeNoMoreThanTheFilesAreWorth) {
   EXPECT_LT(growth_of_work(
-                5000,
+                2000,
                 [&](unsigned count) {
                   ldf_file std_file = file_of_ids(1, 1);
                   for (unsigned i = 0; i < count / 32; ++i)
                     std_file.entries[0].attributes.push_back({"ATTRIBUTE_" + std::to_string(i), 6});
-                  return [&, std_file, bytes = records_of_one_id(count)] {
+                  return [&, count, std_file, bytes = records_of_one_id(count)] {
                     set_std(std_file);
                     const _kp_LOG_definition_ref used = table_.acquire_entry(1);
                     expect_corrupted(bytes);
