@@ -12,6 +12,7 @@
 
 #include "tools/scalar_place.h"
 #include "tools/utf8_text.h"
+#include "tools/yaml_lines.h"
 
 // Thrown out of the parser when going on is of no use; the diagnostic stands already.
 struct yaml_reading_stopped {};
@@ -321,17 +322,23 @@ static void add_syntax_error(const source_text& source, const YAML::Exception& e
     found.add(diagnostic_rule::yaml_syntax, place, error.msg);
 }
 
+static bool read_any_yaml(const source_text& source, yaml_tree_builder& builder,
+                          diagnostic_list& found) {
+  std::istringstream stream{std::string(source.bytes())};
+  YAML::Parser parser(stream);
+  const bool is_there = parser.HandleNextDocument(builder);
+  if (!is_there) found.add(diagnostic_rule::missing_key, {&source, 0, 0}, "the source is empty");
+  if (is_there) static_cast<void>(parser.HandleNextDocument(builder));  // refuses a second one
+  return is_there;
+}
+
 bool read_yaml(const source_text& source, yaml_node& root, diagnostic_list& found) {
   root.is_refused = true;
   if (!check_bytes(source, found)) return false;
-  std::istringstream stream{std::string(source.bytes())};
   yaml_tree_builder builder(source, found);
   bool is_whole = false;
   try {
-    YAML::Parser parser(stream);
-    is_whole = parser.HandleNextDocument(builder);
-    if (!is_whole) found.add(diagnostic_rule::missing_key, {&source, 0, 0}, "the source is empty");
-    if (is_whole) static_cast<void>(parser.HandleNextDocument(builder));  // refuses a second one
+    is_whole = read_yaml_lines(source, builder) || read_any_yaml(source, builder, found);
   } catch (const YAML::Exception& error) {
     is_whole = false;
     add_syntax_error(source, error, builder, found);
