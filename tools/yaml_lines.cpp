@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/yaml_reader.h"
+
 static constexpr size_t depth_limit = 32;  // further ones are left to the parser
 static constexpr size_t key_limit = 128;   // bytes
 
@@ -191,7 +193,11 @@ class yaml_line_reader {
     return true;
   }
 
+  // A source with more than may be read is left to the parser, which stops there.
+  bool has_room() const { return events_.size() < yaml_node_limit; }
+
   bool put_plain(std::string_view text) {
+    if (!has_room()) return false;
     if (text.size() <= 4 && YAML::IsNullString(std::string(text))) return false;
     put(kinds::plain, text);
     return true;
@@ -210,7 +216,7 @@ class yaml_line_reader {
     const size_t end = rest_.find('"', 1);
     if (end == std::string_view::npos) return false;
     const std::string_view text = rest_.substr(1, end - 1);
-    if (text.find('\\') != std::string_view::npos) return false;
+    if (text.find('\\') != std::string_view::npos || !has_room()) return false;
     put(kinds::quoted, text);
     skip(end + 1);
     return true;
@@ -246,7 +252,7 @@ class yaml_line_reader {
 
   template <class Item>
   bool read_flow(kinds kind, kinds end_kind, char end, size_t depth, Item read_item) {
-    if (depth > depth_limit) return false;
+    if (depth > depth_limit || !has_room()) return false;
     put(kind);
     skip(1);
     skip_blanks();

@@ -164,6 +164,12 @@ TEST(YamlLines, AreNestedNoDeeperThanIsSafe) {
   EXPECT_FALSE(is_read_by_lines(nested(100000)));
 }
 
+TEST(YamlLines, AreNoMoreThanMayBeRead) {
+  std::string text = "a: [[]";
+  for (size_t i = 0; i < yaml_node_limit; i += 2) text.append(",[]");  // which begins and ends
+  EXPECT_FALSE(is_read_by_lines(text + "]"));
+}
+
 // Writes sources of which many are simple, and some broken.
 class random_source {
  public:
