@@ -4,6 +4,7 @@
 #include <map>
 
 #include "tools/template_rendering.h"
+#include "tools/template_text.h"
 
 // --- IDs
 

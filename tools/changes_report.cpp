@@ -3,8 +3,8 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "tools/command_options.h"
 #include "tools/terminal_text.h"
+#include "tools/words.h"
 
 using change_json = nlohmann::ordered_json;
 

@@ -15,8 +15,10 @@
 #include "tools/command_options.h"
 #include "tools/definition_input.h"
 #include "tools/definition_standard.h"
+#include "tools/outcome.h"
 #include "tools/severity_option.h"
 #include "tools/terminal_text.h"
+#include "tools/words.h"
 
 struct catalog_options {
   std::vector<std::string> inputs;  // definition sources, or a compiled file; "-": standard input

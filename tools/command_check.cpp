@@ -11,7 +11,9 @@
 #include "tools/definition_file_check.h"
 #include "tools/definition_input.h"
 #include "tools/definition_standard.h"
+#include "tools/outcome.h"
 #include "tools/severity_option.h"
+#include "tools/words.h"
 
 struct check_options {
   std::vector<std::string> files;  // sources of one set, or a compiled file; "-": standard input

@@ -8,6 +8,8 @@
 #include "tools/definition_standard.h"
 #include "tools/definition_writer.h"
 #include "tools/merged_set.h"
+#include "tools/outcome.h"
+#include "tools/words.h"
 
 static command_outcome compile(const definition_output_options& options, std::ostream& log) {
   if (options.is_merged && options.standard.empty())

@@ -16,6 +16,9 @@
 #include "tools/counter_text.h"
 #include "tools/definition_input.h"
 #include "tools/definition_standard.h"
+#include "tools/file_place.h"
+#include "tools/outcome.h"
+#include "tools/words.h"
 
 struct count_options {
   std::vector<std::string> files;  // "-": standard input

@@ -10,7 +10,9 @@
 #include "tools/command_options.h"
 #include "tools/definition_input.h"
 #include "tools/definition_standard.h"
-#include "tools/nearest_name.h"
+#include "tools/file_place.h"
+#include "tools/outcome.h"
+#include "tools/words.h"
 
 static constexpr const char* fail_on_any = "any";
 

@@ -11,6 +11,8 @@
 #include "tools/definition_overview.h"
 #include "tools/definition_standard.h"
 #include "tools/definition_yaml.h"
+#include "tools/file_place.h"
+#include "tools/outcome.h"
 
 struct dump_options {
   std::string path;      // "-": standard input

@@ -13,6 +13,7 @@
 #include "tools/emit_report.h"
 #include "tools/emit_signals.h"
 #include "tools/log_text.h"
+#include "tools/outcome.h"
 #include "tools/record_service.h"
 #include "tools/standard_error.h"
 
@@ -67,7 +68,7 @@ class emit_run {
       : options_(options),
         report_(report),
         events_(options.events),
-        filter_(options),
+        filter_(options.filter),
         outputs_(open_outputs(options, events_, report, waiting_for_locks(signals, report))),
         inputs_(open_inputs(options, waiting_for_locks(signals, report))),
         pipeline_(events_, filter_, outputs_, report, options.on_error == "stop") {}
@@ -139,7 +140,7 @@ command_outcome emit_run::run(emit_signals& signals) {
 static command_outcome emit(emit_options& options, std::ostream& log) {
   try {
     complete(options);
-  } catch (const emit_usage_error& error) {
+  } catch (const wrong_usage& error) {
     return usage_error(log, error.what());
   }
   emit_signals signals;

@@ -11,6 +11,7 @@
 #include "tools/command_options.h"
 #include "tools/completion_scripts.h"
 #include "tools/manual_pages.h"
+#include "tools/outcome.h"
 
 struct completion_row {
   const char* name;  // of the shell

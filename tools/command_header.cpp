@@ -10,6 +10,8 @@
 #include "tools/definition_output.h"
 #include "tools/definition_standard.h"
 #include "tools/header_writer.h"
+#include "tools/outcome.h"
+#include "tools/words.h"
 
 struct header_options : definition_output_options {
   std::string name_space;  // empty: by the output's name

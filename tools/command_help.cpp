@@ -7,7 +7,8 @@
 #include <vector>
 
 #include "tools/command_options.h"
-#include "tools/nearest_name.h"
+#include "tools/outcome.h"
+#include "tools/words.h"
 
 static std::vector<const CLI::App*> shown_commands(const CLI::App& app) {
   return app.get_subcommands([](const CLI::App* command) { return !command->get_group().empty(); });

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "tools/command_line_description.h"
-#include "tools/nearest_name.h"
 #include "tools/terminal_text.h"
+#include "tools/words.h"
 
 // The last of the commands that were given, with its name as people write it.
 struct given_command {

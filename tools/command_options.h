@@ -11,18 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/command.h"
 #include "tools/diagnostics.h"
-
-// How much a command says, and how.
-struct report_options {
-  bool quiet = false;         // only diagnostics and errors
-  bool color = false;         // in diagnostics
-  bool output_color = false;  // in results on standard output
-  diagnostic_format format = diagnostic_format::text;
-
-  bool with_summary() const { return !quiet && format == diagnostic_format::text; }
-};
+#include "tools/outcome.h"
 
 namespace CLI {
 class App;
@@ -96,33 +86,5 @@ std::string help_footer(const std::string& examples);
 CLI::App& add_sub_command(CLI::App& command, const char* name, const char* summary,
                           const char* examples);
 bool is_given(const CLI::App& command);
-
-// "kplog: TEXT", for a command line that the parser had nothing against.
-command_outcome usage_error(std::ostream& log, const std::string& text);
-
-// Whether writing to `output` would replace one of `inputs`, whatever name leads to it; if so, says
-// which on `log`. "-" and files that are not there are none.
-bool would_replace_input(const std::string& output, const std::vector<std::string>& inputs,
-                         std::ostream& log);
-
-// Whether "-" is given more than once.
-bool reads_standard_input_twice(const std::vector<std::string>& paths);
-
-// "1 event", "2 events"
-std::string counted(size_t count, const std::string& what);
-
-// What a path is called in texts: "<stdin>" and "<stdout>" for "-". Not escaped.
-std::string input_name(const std::string& path);
-std::string output_name(const std::string& path);
-
-// "kplog: cannot read PATH: REASON", or the diagnostic as JSON, and the same of writing.
-command_outcome read_error(std::ostream& log, const report_options& report, const std::string& path,
-                           int error);
-command_outcome write_error(std::ostream& log, const report_options& report,
-                            const std::string& path, int error);
-
-// "kplog: wrote PATH: WHAT", where a summary is wanted.
-void note_written(std::ostream& log, const report_options& report, const std::string& path,
-                  const std::string& what);
 
 #endif

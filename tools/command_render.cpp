@@ -7,8 +7,11 @@
 #include "tools/emit_options.h"
 #include "tools/emit_report.h"
 #include "tools/event_set_options.h"
+#include "tools/file_place.h"
+#include "tools/outcome.h"
 #include "tools/record_input.h"
 #include "tools/record_view.h"
+#include "tools/words.h"
 
 struct render_options {
   std::vector<std::string> records;  // "-": standard input; none: that
@@ -109,10 +112,9 @@ static command_outcome show_records(const render_options& options, record_render
   return outcome == command_outcome::good && !is_whole ? command_outcome::findings : outcome;
 }
 
-// Messages that are read as records again would be shown for ever. Raises emit_usage_error.
+// Messages that are read as records again would be shown for ever. Raises wrong_usage.
 static void check_files(const std::vector<std::string>& records) {
-  if (reads_standard_input_twice(records))
-    throw emit_usage_error("standard input can be read once");
+  if (reads_standard_input_twice(records)) throw wrong_usage("standard input can be read once");
   emit_files outputs;
   outputs.add_standard_output();
   for (const std::string& path : records) outputs.check_input(path);
@@ -122,7 +124,7 @@ static command_outcome render(render_options& options, std::ostream& out, std::o
   if (options.records.empty()) options.records = {"-"};
   try {
     check_files(options.records);
-  } catch (const emit_usage_error& error) {
+  } catch (const wrong_usage& error) {
     return usage_error(log, error.what());
   }
   emit_report report(log, options.report, true);

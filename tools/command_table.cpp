@@ -19,6 +19,7 @@
 #include "tools/command_line_error.h"
 #include "tools/command_options.h"
 #include "tools/command_render.h"
+#include "tools/outcome.h"
 
 static constexpr std::array command_rows = {
     &compile_command, &check_command,   &dump_command,       &diff_command,

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/command.h"
+#include "tools/outcome.h"
 
 class kplog_command_line {
  public:

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/nearest_name.h"
+#include "tools/words.h"
 
 static constexpr size_t longest_line = 128;
 static constexpr std::string_view all_sections = "global";

@@ -5,10 +5,10 @@
 #include <map>
 
 #include "tools/chart_axis.h"
-#include "tools/command_options.h"
 #include "tools/svg_writer.h"
 #include "tools/terminal_text.h"
 #include "tools/utf8_text.h"
+#include "tools/words.h"
 
 using std::chrono::sys_days;
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <tuple>
 
-#include "tools/command_options.h"
+#include "tools/words.h"
 
 static constexpr size_t date_offset = 4;
 static constexpr size_t id_offset = 16;

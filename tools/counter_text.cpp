@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/terminal_text.h"
-#include "tools/text_columns.h"
+#include "tools/words.h"
 
 using json_value = nlohmann::ordered_json;
 

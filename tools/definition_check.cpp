@@ -8,9 +8,10 @@
 #include "logging/def_read.h"
 #include "tools/built_in_attributes.h"
 #include "tools/known_attributes.h"
-#include "tools/nearest_name.h"
 #include "tools/scalar_place.h"
 #include "tools/template_rendering.h"
+#include "tools/template_text.h"
+#include "tools/words.h"
 
 // Types that select a message, with the largest value of each. The library reads the selector as
 // unsigned, and raises for any other type.

@@ -4,10 +4,10 @@
 #include <string>
 #include <unordered_map>
 
-#include "tools/command_options.h"
 #include "tools/definition_check.h"
 #include "tools/known_attributes.h"
 #include "tools/template_rendering.h"
+#include "tools/words.h"
 
 static std::string with_marks(std::string_view text) {
   return "\"" + std::string(text) + "\"";

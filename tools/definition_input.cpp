@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "tools/command_options.h"
 #include "tools/definition_check.h"
 #include "tools/definition_source.h"
+#include "tools/file_place.h"
+#include "tools/outcome.h"
 
 static size_t limit_of_kind(std::string_view bytes) {
   return is_definition_file(bytes) ? definition_file_size_limit : source_size_limit;

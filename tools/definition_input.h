@@ -8,14 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "tools/command.h"
 #include "tools/definition_file.h"
 #include "tools/definition_model.h"
 #include "tools/definition_std.h"
 #include "tools/diagnostics.h"
+#include "tools/outcome.h"
 #include "tools/source_text.h"
-
-struct report_options;
 
 struct definition_input {
   definition_set& set() { return file == nullptr ? source_set : file->set; }

@@ -9,7 +9,7 @@
 
 #include "kp_LOG_AttributeType.h"
 #include "tools/source_text.h"
-#include "tools/template_text.h"
+#include "tools/template_scan.h"
 
 constexpr uint32_t definition_debug_flag = 1u << 26;  // the bit named DEBUG in every set
 constexpr size_t log_version_limit = 7;               // bytes

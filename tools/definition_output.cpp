@@ -4,6 +4,8 @@
 #include <ostream>
 
 #include "tools/atomic_file.h"
+#include "tools/outcome.h"
+#include "tools/words.h"
 
 static command_outcome report_definitions(const definition_output_options& options,
                                           const definition_set& set, const diagnostic_list& found,

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/command_options.h"
 #include "tools/definition_input.h"
 #include "tools/definition_standard.h"
+#include "tools/outcome.h"
 
 struct definition_output_options {
   std::vector<std::string> inputs;  // "-": standard input

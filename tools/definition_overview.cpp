@@ -2,9 +2,8 @@
 
 #include <vector>
 
-#include "tools/command_options.h"
 #include "tools/terminal_text.h"
-#include "tools/text_columns.h"
+#include "tools/words.h"
 
 static std::string globals_table(const std::vector<attribute_model>& globals) {
   std::vector<text_row> rows = {{"GLOBAL ATTRIBUTE", "TYPE"}};

@@ -5,9 +5,9 @@
 
 #include "tools/code_page_repertoire.h"
 #include "tools/cpp_text.h"
-#include "tools/nearest_name.h"
 #include "tools/source_values.h"
 #include "tools/utf8_text.h"
+#include "tools/words.h"
 #include "tools/yaml_reader.h"
 
 static constexpr std::string_view type_prefix = "Type";

@@ -3,7 +3,9 @@
 #include <ostream>
 
 #include "tools/definition_file_check.h"
+#include "tools/outcome.h"
 #include "tools/terminal_text.h"
+#include "tools/words.h"
 
 void add_standard_option(CLI::App& command, std::string& path) {
   add_text_option(command,

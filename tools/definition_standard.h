@@ -9,6 +9,7 @@
 #include "tools/command_options.h"
 #include "tools/definition_input.h"
 #include "tools/definition_std.h"
+#include "tools/outcome.h"
 
 // Adds the option; `path` stays empty when it is not given.
 void add_standard_option(CLI::App& command, std::string& path);

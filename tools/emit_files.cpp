@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "kp_LOG_filenames.h"
-#include "tools/emit_options.h"
 #include "tools/folder_lock.h"
+#include "tools/outcome.h"
 
 static bool is_one_node(const std::string& one, const std::string& other) {
   struct stat of_one = {};
@@ -50,8 +50,8 @@ void emit_files::add(claimed_file file) {
   for (const claimed_file& other : files_) {
     if (!is_same(file, other)) continue;
     const claimed_file& lock = file.what == kind::lock ? file : other;
-    throw emit_usage_error("two outputs cannot share " + file.path +
-                           (lock.what == kind::lock ? ", the lock of " + lock.owner : ""));
+    throw wrong_usage("two outputs cannot share " + file.path +
+                      (lock.what == kind::lock ? ", the lock of " + lock.owner : ""));
   }
   files_.push_back(std::move(file));
 }
@@ -85,6 +85,5 @@ void emit_files::check_input(const std::string& input_path) const {
   const std::string path = input_path == "-" ? "/dev/stdin" : input_path;
   const claimed_file input = {kind::file, path, place_of(followed(path)), ""};
   for (const claimed_file& output : files_)
-    if (is_same(input, output))
-      throw emit_usage_error("the output would replace the input " + path);
+    if (is_same(input, output)) throw wrong_usage("the output would replace the input " + path);
 }

@@ -13,7 +13,7 @@
 class emit_files {
  public:
   // The file, and the lock of what is named `lock_owner` in its folder. Like the others: raises
-  // emit_usage_error where that is another of these files.
+  // wrong_usage where that is another of these files.
   void add_file(const std::string& path, const std::string& lock_owner);
   // The dated logs "DIR/PREFIX", and their lock.
   void add_dated_logs(const std::string& path);

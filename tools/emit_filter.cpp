@@ -10,10 +10,10 @@
 #include "logging/logentry_i.h"
 #include "tools/record_input.h"
 
-emit_filter::emit_filter(const emit_options& options) : options_(options) {
-  filter_.set_filter_log_level(options.min_level, options.max_level);
-  if (options.mask) filter_.set_property_mask(*options.mask);
-  filter_.set_section(options.section.c_str());
+emit_filter::emit_filter(const filter_settings& settings) : settings_(settings) {
+  filter_.set_filter_log_level(settings.min_level, settings.max_level);
+  if (settings.mask) filter_.set_property_mask(*settings.mask);
+  filter_.set_section(settings.section.c_str());
   reload();
 }
 
@@ -28,14 +28,14 @@ static void check_config(const std::string& path) {
 }
 
 void emit_filter::reload() {
-  const std::string& config = options_.config;
+  const std::string& config = settings_.config;
   if (!config.empty()) {
     check_config(config);
     kp_LOG_LogConfig::SetConfigurationSource(config.c_str(), KP_CONFIG_FILE);
   }
   unsigned mask = 0;
-  has_mask_ = options_.mask || kp_LOG_LogConfig::GetConfigurationIntegerValue(
-                                   options_.section.c_str(), "PropertyMask", mask);
+  has_mask_ = settings_.mask || kp_LOG_LogConfig::GetConfigurationIntegerValue(
+                                    settings_.section.c_str(), "PropertyMask", mask);
 }
 
 bool emit_filter::passes(const kp_LOG_LogEntry& entry) const {

@@ -7,6 +7,7 @@
 #include "tools/emit_files.h"
 #include "tools/event_set_options.h"
 #include "tools/file_place.h"
+#include "tools/outcome.h"
 #include "tools/record_input.h"
 #include "tools/record_service.h"
 #include "tools/record_sink.h"
@@ -47,20 +48,20 @@ static unsigned read_mask(const std::string& text) {
 
 static void add_filter_options(CLI::App& command, emit_options& options) {
   add_number_option(command, {"--min-level", "LEVEL", "The lowest level that passes, 0 to 9"},
-                    options.min_level);
+                    options.filter.min_level);
   add_number_option(command, {"--max-level", "LEVEL", "The highest level that passes, 0 to 9"},
-                    options.max_level);
+                    options.filter.max_level);
   add_read_option(
       command,
       {"--mask", "MASK",
        "Events pass that have one of these property flags, as 6 or 0x6; all by default"},
-      [&options](const std::string& text) { options.mask = read_mask(text); });
+      [&options](const std::string& text) { options.filter.mask = read_mask(text); });
   add_text_option(command,
                   {"--config", "FILE",
                    "A configuration file, whose filter settings come first; read again at SIGHUP"},
-                  options.config);
+                  options.filter.config);
   add_text_option(command, {"--section", "NAME", "The section of the configuration file"},
-                  options.section);
+                  options.filter.section);
 }
 
 static void add_output_options(CLI::App& command, emit_options& options) {
@@ -103,14 +104,15 @@ void add_emit_options(CLI::App& command, emit_options& options) {
 // --- What cannot be meant ---
 
 static void expect(bool is_sound, const std::string& text) {
-  if (!is_sound) throw emit_usage_error(text);
+  if (!is_sound) throw wrong_usage(text);
 }
 
 static void check_filter(const emit_options& options) {
-  expect(options.min_level <= highest_level && options.max_level <= highest_level,
+  expect(options.filter.min_level <= highest_level && options.filter.max_level <= highest_level,
          "levels are from 0 to 9");
-  expect(options.min_level <= options.max_level, "--min-level is above --max-level");
-  expect(options.section.empty() || !options.config.empty(), "--section is one of --config");
+  expect(options.filter.min_level <= options.filter.max_level, "--min-level is above --max-level");
+  expect(options.filter.section.empty() || !options.filter.config.empty(),
+         "--section is one of --config");
 }
 
 static void check_inputs(const emit_options& options) {
@@ -163,7 +165,8 @@ static void check_files(const emit_options& options) {
   if (options.writes_standard_output()) files.add_standard_output();
   add_outputs(options, files);
   std::vector<std::string> inputs = options.records;
-  inputs.insert(inputs.end(), {options.config, options.events.definitions, options.events.aux});
+  inputs.insert(inputs.end(),
+                {options.filter.config, options.events.definitions, options.events.aux});
   for (const std::string& path : inputs)
     if (!path.empty()) files.check_input(path);
 }

@@ -3,13 +3,14 @@
 #define TOOLS_EMIT_OPTIONS_H
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "tools/command_options.h"
+#include "tools/emit_filter.h"
 #include "tools/event_set.h"
+#include "tools/outcome.h"
 
 constexpr std::string_view quarantine_prefix = "quarantine=";
 constexpr std::string_view listen_prefix = "unix:";
@@ -18,12 +19,7 @@ struct emit_options {
   std::vector<std::string> records;  // files, "-": standard input; none: that, or the socket alone
   event_set_options events;
   std::string code_page;  // of text; empty: UTF-8
-  // The filter.
-  std::string config;   // empty: no configuration file
-  std::string section;  // of that file
-  unsigned min_level = 0;
-  unsigned max_level = 9;
-  std::optional<unsigned> mask;  // nothing: every event passes, also one without any flag
+  filter_settings filter;
   // The outputs.
   std::vector<std::string> sinks;
   std::string count;              // DIR/NAME; empty: nothing is counted
@@ -39,14 +35,9 @@ struct emit_options {
   bool writes_standard_output() const;
 };
 
-// A command line that the parser has nothing against, and that cannot be meant.
-class emit_usage_error : public std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
 void add_emit_options(CLI::App& command, emit_options& options);
 
-// Fills in what is not said. Raises emit_usage_error.
+// Fills in what is not said. Raises wrong_usage.
 void complete(emit_options& options);
 
 #endif

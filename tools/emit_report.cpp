@@ -6,11 +6,12 @@
 #include <ostream>
 #include <vector>
 
+#include "tools/outcome.h"
 #include "tools/sink_error.h"
 #include "tools/terminal_text.h"
-#include "tools/text_columns.h"
 #include "tools/text_escape.h"
 #include "tools/utf8_text.h"
+#include "tools/words.h"
 
 static constexpr unsigned shown_limit = 100;  // bad records in a minute
 static constexpr std::chrono::milliseconds first_progress(1000);

@@ -8,9 +8,9 @@
 #include <string>
 #include <unordered_set>
 
-#include "tools/command_options.h"
 #include "tools/emit_tally.h"
 #include "tools/event_set.h"
+#include "tools/outcome.h"
 #include "tools/record_input.h"
 #include "tools/record_parser.h"
 

@@ -1,5 +1,6 @@
 #include "tools/file_place.h"
 
+#include <algorithm>
 #include <filesystem>
 
 file_place place_of(const std::string& path) {
@@ -21,4 +22,16 @@ std::string plain_path_of(const file_place& place) {
   std::error_code unknown;
   const auto folder = std::filesystem::weakly_canonical(place.folder, unknown);
   return (unknown ? place.folder : folder.string()) + "/" + place.name;
+}
+
+std::string input_name(const std::string& path) {
+  return path == "-" ? "<stdin>" : path;
+}
+
+std::string output_name(const std::string& path) {
+  return path == "-" ? "<stdout>" : path;
+}
+
+bool reads_standard_input_twice(const std::vector<std::string>& paths) {
+  return std::count(paths.begin(), paths.end(), "-") > 1;
 }

@@ -3,6 +3,7 @@
 #define TOOLS_FILE_PLACE_H
 
 #include <string>
+#include <vector>
 
 struct file_place {
   std::string folder;  // "." where the path has none
@@ -22,5 +23,12 @@ std::string fault_of_file_name(const char* what, const std::string& name);
 // The path with the folder's links followed, so that two paths to one file are the same text. The
 // folder need not be there.
 std::string plain_path_of(const file_place& place);
+
+// What a path is called in texts: "<stdin>" and "<stdout>" for "-". Not escaped.
+std::string input_name(const std::string& path);
+std::string output_name(const std::string& path);
+
+// Whether "-" is given more than once.
+bool reads_standard_input_twice(const std::vector<std::string>& paths);
 
 #endif

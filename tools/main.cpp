@@ -9,6 +9,7 @@
 
 #include "tools/command_table.h"
 #include "tools/icu_zone.h"
+#include "tools/outcome.h"
 #include "tools/standard_error.h"
 
 static command_outcome run(int argc, char** argv) {

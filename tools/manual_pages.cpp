@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-#include "tools/command.h"
+#include "tools/outcome.h"
 
 // Text as man(7) shows it: hyphens that can be copied, no line that is taken for a request.
 static std::string roff(const std::string& text) {

@@ -12,8 +12,8 @@
 #include "logging/logentry_i.h"
 #include "tools/built_in_attributes.h"
 #include "tools/definition_model.h"
-#include "tools/nearest_name.h"
 #include "tools/utf8_text.h"
+#include "tools/words.h"
 
 static constexpr unsigned default_level = 3;
 static constexpr const char* time_example = "a time such as \"2026-11-15T17:02:56+08:00\"";

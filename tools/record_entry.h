@@ -63,4 +63,13 @@ struct entry_text {
 // Raises record_error at column 1 where the library cannot render it.
 entry_text entry_message(const made_entry& made);
 
+// An entry as sinks take it.
+struct sink_entry {
+  const made_entry& made;
+  std::string_view message;  // rendered, in UTF-8
+  kp_Time
+      time;  // as the record tells it; the day of dated logs and the time shown are both from it
+  bool is_message_from_definition = false;  // because the catalog lacks it
+};
+
 #endif

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <system_error>
 
-#include "tools/command_options.h"
+#include "tools/file_place.h"
 
 static constexpr size_t file_piece = size_t{256} << 10;
 

@@ -10,9 +10,9 @@
 #include <utility>
 
 #include "logging/logentry_i.h"
-#include "tools/nearest_name.h"
 #include "tools/record_syntax.h"
 #include "tools/utf8_text.h"
+#include "tools/words.h"
 
 namespace ondemand = simdjson::ondemand;
 

@@ -13,15 +13,6 @@
 #include "tools/record_entry.h"
 #include "tools/sink_error.h"
 
-// An entry as sinks take it.
-struct sink_entry {
-  const made_entry& made;
-  std::string_view message;  // rendered, in UTF-8
-  kp_Time
-      time;  // as the record tells it; the day of dated logs and the time shown are both from it
-  bool is_message_from_definition = false;  // because the catalog lacks it
-};
-
 // One of the places that the command line names. Entries are gathered to a batch in memory, which
 // is written by one call or a few, whole lines each.
 class record_sink {

@@ -4,7 +4,8 @@
 #include <array>
 
 #include "tools/command_options.h"
-#include "tools/nearest_name.h"
+#include "tools/outcome.h"
+#include "tools/words.h"
 
 struct severity_name_row {
   const char* name;

@@ -6,8 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "tools/command.h"
 #include "tools/diagnostics.h"
+#include "tools/outcome.h"
+
+namespace CLI {
+class App;
+}
 
 // What --severity takes, as the help shows it; and all that it takes: the rules that are not always
 // errors, with each severity.

@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "tools/change_rules.h"
-#include "tools/nearest_name.h"
 #include "tools/utf8_text.h"
+#include "tools/words.h"
 
 static constexpr const char* leading_zero_fault =
     "a number with a zero in front is octal to some readers of YAML; write it without, or "

@@ -12,8 +12,8 @@
 #include <sstream>
 #include <system_error>
 
-#include "tools/command_options.h"
 #include "tools/diagnostics.h"
+#include "tools/words.h"
 
 static constexpr size_t kept_limit = size_t{64} << 10;
 static constexpr std::chrono::milliseconds longest_wait(1000);

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/record_sink.h"
+#include "tools/record_entry.h"
 
 class stored_form {
  public:

@@ -10,7 +10,16 @@
 #include <vector>
 
 #include "kp_LOG_AttributeType.h"
-#include "tools/template_text.h"
+#include "tools/diagnostic_rules.h"
+
+// The renderers that must show the authored text.
+enum class message_renderer { icu, bytes, both };
+
+struct template_problem {
+  diagnostic_rule rule;
+  size_t offset;  // in bytes, into the authored text
+  std::string text;
+};
 
 struct template_piece {
   enum class kinds {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "tools/nearest_name.h"
 #include "tools/template_scan.h"
+#include "tools/words.h"
 
 // A placeholder that renders as nothing, and keeps the text before it from being dropped.
 static constexpr std::string_view nothing_placeholder = "%x%TIMESTAMP%";

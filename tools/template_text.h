@@ -29,16 +29,7 @@
 #include <vector>
 
 #include "kp_LOG_AttributeType.h"
-#include "tools/diagnostic_rules.h"
-
-// The renderers that must show the authored text.
-enum class message_renderer { icu, bytes, both };
-
-struct template_problem {
-  diagnostic_rule rule;
-  size_t offset;  // in bytes, into the authored text
-  std::string text;
-};
+#include "tools/template_scan.h"
 
 // What a text may name: the type of an attribute, and the names there are, for a hint at a misspelt
 // one.

@@ -9,6 +9,7 @@
 #include "tools/command.h"
 #include "tools/command_line_description.h"
 #include "tools/command_table.h"
+#include "tools/outcome.h"
 
 using testing::AllOf;
 using testing::HasSubstr;

@@ -10,6 +10,7 @@
 
 #include "tests/tools/lock_holder.h"
 #include "tests/tools/record_sink_fixture.h"
+#include "tools/outcome.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

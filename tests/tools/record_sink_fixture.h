@@ -11,6 +11,7 @@
 #include "tests/support/raised_by.h"
 #include "tests/support/temp_folder.h"
 #include "tests/tools/sink_entries.h"
+#include "tools/outcome.h"
 
 class RecordSink : public testing::Test {
  protected:

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tests/tools/record_sink_fixture.h"
+#include "tools/outcome.h"
 #include "tools/stored_form.h"
 #include "tools/terminal_text.h"
 

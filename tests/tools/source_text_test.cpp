@@ -5,10 +5,10 @@
 
 #include <array>
 
-#include "tools/nearest_name.h"
 #include "tools/scalar_place.h"
 #include "tools/terminal_text.h"
 #include "tools/utf8_text.h"
+#include "tools/words.h"
 
 // "LINE:COLUMN" of byte `offset` of the value of a scalar that begins at line 0, byte `begin`.
 static std::string place_of(const std::string& text, size_t begin, std::string_view value,
