@@ -1,5 +1,7 @@
 #include "tools/built_in_attributes.h"
 
+#include <utility>
+
 #include "tools/definition_model.h"
 
 std::string time_attribute_fault(std::string_view name, kp_AttributeType type) {
@@ -13,4 +15,10 @@ std::string time_attribute_fault(std::string_view name, kp_AttributeType type) {
       return "every entry keeps the zone of its time in " + quoted + ", as a " +
              short_type_name(zone.type);
   return "";
+}
+
+void add_time_attribute_fault(const attribute_model& attribute, diagnostic_list& found) {
+  std::string fault = time_attribute_fault(attribute.name.value, attribute.type);
+  if (!fault.empty())
+    found.add(diagnostic_rule::time_attribute, attribute.name.place, std::move(fault));
 }

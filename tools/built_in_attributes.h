@@ -6,6 +6,8 @@
 #include <string_view>
 
 #include "kp_LOG_AttributeType.h"
+#include "tools/definition_model.h"
+#include "tools/diagnostics.h"
 
 // Answered with the entry's own time, whether it is declared or not.
 constexpr std::string_view own_time_attribute = "TIMESTAMP";
@@ -21,5 +23,8 @@ inline constexpr zone_attribute zone_attributes[] = {{"TIMEZONE_DIFFERENCE", Typ
 // Why no entry of an event that declares the attribute so could keep, or tell, its time; "" when
 // all could.
 std::string time_attribute_fault(std::string_view name, kp_AttributeType type);
+
+// The fault of an attribute of a reserved name, if it has one.
+void add_time_attribute_fault(const attribute_model& attribute, diagnostic_list& found);
 
 #endif

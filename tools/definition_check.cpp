@@ -30,12 +30,6 @@ static std::string named(std::string_view text) {
   return "\"" + std::string(text) + "\"";
 }
 
-void add_time_attribute_fault(const attribute_model& attribute, diagnostic_list& found) {
-  std::string fault = time_attribute_fault(attribute.name.value, attribute.type);
-  if (!fault.empty())
-    found.add(diagnostic_rule::time_attribute, attribute.name.place, std::move(fault));
-}
-
 class definition_set_checker {
  public:
   definition_set_checker(definition_set& set, diagnostic_list& found,

@@ -14,7 +14,4 @@
 void complete_definition_set(definition_set& set, diagnostic_list& found,
                              const std_definitions* standard = nullptr);
 
-// The fault of an attribute of a reserved name, if it has one.
-void add_time_attribute_fault(const attribute_model& attribute, diagnostic_list& found);
-
 #endif

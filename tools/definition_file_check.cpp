@@ -4,7 +4,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "tools/definition_check.h"
+#include "tools/built_in_attributes.h"
 #include "tools/known_attributes.h"
 #include "tools/template_rendering.h"
 #include "tools/words.h"
