@@ -9,7 +9,7 @@ BANNED = re.compile(r"(?<![\w.>:])(strcpy|strcat|sprintf|vsprintf|strtok|localti
 
 
 def main():
-    files = subprocess.run(["git", "ls-files", "base", "include", "logging", "tools", "examples"],
+    files = subprocess.run(["git", "ls-files", "base", "include", "logging", "recording", "tools", "examples"],
                            capture_output=True, text=True, check=True).stdout.split()
     bad = 0
     for name in files:

@@ -10,14 +10,14 @@
 #include "kp_LOG_errors.h"
 #include "logging/ldf_load.h"
 #include "logging/log_definition.h"
-#include "tools/definition_check.h"
-#include "tools/definition_file.h"
-#include "tools/definition_file_check.h"
-#include "tools/definition_json.h"
-#include "tools/definition_overview.h"
-#include "tools/definition_source.h"
-#include "tools/definition_writer.h"
-#include "tools/definition_yaml.h"
+#include "recording/definitions/reader.h"
+#include "tools/compiled/verify.h"
+#include "tools/compiled/writer.h"
+#include "tools/dump/json.h"
+#include "tools/dump/overview.h"
+#include "tools/dump/yaml.h"
+#include "tools/source/completion.h"
+#include "tools/source/reader.h"
 
 static void require(bool holds) {
   if (!holds) std::abort();

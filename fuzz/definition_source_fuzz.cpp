@@ -6,12 +6,12 @@
 #include <sstream>
 #include <string>
 
-#include "tools/definition_advice.h"
-#include "tools/definition_check.h"
-#include "tools/definition_file_check.h"
-#include "tools/definition_source.h"
-#include "tools/definition_writer.h"
-#include "tools/definition_yaml.h"
+#include "tools/compiled/verify.h"
+#include "tools/compiled/writer.h"
+#include "tools/dump/yaml.h"
+#include "tools/source/advice.h"
+#include "tools/source/completion.h"
+#include "tools/source/reader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 

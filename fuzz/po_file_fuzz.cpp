@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "tools/po_file.h"
+#include "tools/catalog/po.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/record_parser.h"
+#include "recording/records/parser.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 

@@ -7,10 +7,10 @@
 #include <iostream>
 #include <new>
 
-#include "tools/command_table.h"
-#include "tools/icu_zone.h"
-#include "tools/outcome.h"
-#include "tools/standard_error.h"
+#include "recording/report/standard_error.h"
+#include "tools/command/command_table.h"
+#include "tools/command/icu_zone.h"
+#include "tools/report/outcome.h"
 
 static command_outcome run(int argc, char** argv) {
   standard_error log(STDERR_FILENO);

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <string>
 
+#include "tests/command/command_run.h"
 #include "tests/support/temp_folder.h"
-#include "tests/tools/command_run.h"
 
 constexpr char both_translations[] = " --po messages/de.po --po messages/ja.po";
 

@@ -1,0 +1,146 @@
+#include "recording/definitions/standard_set.h"
+
+#include <algorithm>
+#include <string>
+#include <unordered_set>
+
+#include "logging/def_read.h"
+
+static std::string in_marks(std::string_view text) {
+  return "\"" + std::string(text) + "\"";
+}
+
+std_definitions::std_definitions(const definition_set& set) : set_(set) {
+  for (const event_model& event : set.events) events_[event.id.value] = &event;
+}
+
+const event_model* std_definitions::find(uint32_t id) const {
+  const auto event = events_.find(id);
+  return event == events_.end() ? nullptr : event->second;
+}
+
+const attribute_model* find_attribute(const std::vector<attribute_model>& attributes,
+                                      std::string_view name) {
+  const auto found = std::find_if(attributes.begin(), attributes.end(),
+                                  [&](const auto& a) { return a.name.value == name; });
+  return found == attributes.end() ? nullptr : &*found;
+}
+
+const attribute_model* selector_of(const event_model& event) {
+  return event.selector.is_given() ? find_attribute(event.attributes, event.selector.value)
+                                   : nullptr;
+}
+
+// One event of both sets, as the library merges it.
+class std_event_merge {
+ public:
+  std_event_merge(const event_model& event, const event_model& std_event, diagnostic_list& found)
+      : event_(event), std_(std_event), found_(found) {}
+
+  void check() {
+    check_selector();
+    for (const attribute_model& attribute : event_.attributes) check_attribute(attribute);
+    check_attribute_count();
+    for (const message_model& message : event_.messages) check_message(message);
+    check_message_count();
+  }
+
+ private:
+  void check_selector() {
+    const attribute_model* const selector = selector_of(std_);
+    if (selector == nullptr || !event_.selector.is_given()) return;
+    if (event_.selector.value == std_.selector.value) return;
+    found_.add(diagnostic_rule::std_selector, event_.selector.place,
+               "the STD event selects by " + in_marks(std_.selector.value), std_.selector.place,
+               "its selector is given here");
+  }
+
+  // The library replaces an attribute by the selector of the same name, and nothing else.
+  void check_attribute(const attribute_model& attribute) {
+    if (attribute.name.value == event_.selector.value) return;
+    const attribute_model* const held = find_attribute(std_.attributes, attribute.name.value);
+    if (held != nullptr)
+      found_.add(diagnostic_rule::std_attribute, attribute.name.place,
+                 "the STD event has the attribute " + in_marks(attribute.name.value) + " already",
+                 held->name.place, "it is declared here");
+  }
+
+  void check_attribute_count() {
+    if (event_.attributes.size() > kp_ldf_max_count) return;
+    std::unordered_set<std::string_view> names;
+    for (const attribute_model& held : std_.attributes) names.insert(held.name.value);
+    for (const attribute_model& attribute : event_.attributes) {
+      const bool is_new = names.insert(attribute.name.value).second;
+      if (is_new && names.size() == kp_ldf_max_count + size_t{1})
+        found_.add(diagnostic_rule::too_many, attribute.name.place,
+                   "there can be 255 attributes together with those of the STD event, and this is "
+                   "one more");
+    }
+  }
+
+  void check_message(const message_model& message) {
+    for (const message_model& held : std_.messages)
+      if (!check_number(message.index, held.index, "index") ||
+          !check_number(message.value, held.value, "value"))
+        return;
+  }
+
+  bool check_number(const placed<uint32_t>& number, const placed<uint32_t>& held,
+                    const char* what) {
+    if (number.value != held.value) return true;
+    found_.add(diagnostic_rule::std_message, number.place,
+               std::string("a selector message of the STD event has this ") + what + " already",
+               held.place, std::string("the ") + what + " is given here");
+    return false;
+  }
+
+  void check_message_count() {
+    const size_t held = std_.messages.size();
+    if (event_.messages.size() > kp_ldf_max_count || held > kp_ldf_max_count) return;
+    const size_t room = kp_ldf_max_count - held;
+    if (event_.messages.size() > room)
+      found_.add(diagnostic_rule::too_many, event_.messages[room].place,
+                 "there can be 255 selector messages together with those of the STD event, and "
+                 "this is one more");
+  }
+
+  const event_model& event_;
+  const event_model& std_;
+  diagnostic_list& found_;
+};
+
+static void check_global_count(const definition_set& set, const definition_set& std_set,
+                               diagnostic_list& found) {
+  if (set.globals.size() > kp_ldf_max_count) return;
+  std::unordered_set<std::string_view> names;
+  for (const attribute_model& held : std_set.globals) names.insert(held.name.value);
+  for (const attribute_model& global : set.globals) {
+    const bool is_new = names.insert(global.name.value).second;
+    if (is_new && names.size() == kp_ldf_max_count + size_t{1})
+      found.add(diagnostic_rule::too_many, global.name.place,
+                "there can be 255 global attributes together with those of the STD set, and this "
+                "is one more");
+  }
+}
+
+static void check_flag_values(const definition_set& set, const definition_set& std_set,
+                              diagnostic_list& found) {
+  for (const auto& [name, bits] : set.flags) {
+    const auto held = std_set.flags.find(name);
+    if (held != std_set.flags.end() && held->second.value != bits.value)
+      found.add(diagnostic_rule::flag_value, bits.place,
+                "the STD set gives the flag " + in_marks(name) + " another value",
+                held->second.place, "its value is given here");
+  }
+}
+
+void check_against_std(const definition_set& set, const std_definitions& standard,
+                       diagnostic_list& found) {
+  check_global_count(set, standard.set(), found);
+  check_flag_values(set, standard.set(), found);
+  for (const event_model& event : set.events) {
+    const event_model* const std_event = standard.find(event.id.value);
+    if (std_event != nullptr && event.id.is_given())
+      std_event_merge(event, *std_event, found).check();
+  }
+}

@@ -1,0 +1,247 @@
+#include "recording/files/shared_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <iostream>
+#include <utility>
+
+#include "kp_LOG_filenames.h"
+#include "recording/files/file_error.h"
+#include "recording/text/terminal_text.h"
+
+// Bytes that the unfinished line of a process has at most; more is no line.
+static constexpr uintmax_t longest_tail = uintmax_t{16} << 20;
+
+static constexpr mode_t file_mode = S_IRUSR | S_IWUSR | S_IRGRP;
+
+append_batch::append_batch(const std::string& folder, const std::string& name, append_rules rules)
+    : rules_(std::move(rules)), lock_(folder, name, rules_.waiting) {
+  repair_after_death();
+}
+
+append_batch::~append_batch() {
+  take_back();
+}
+
+void append_batch::report(const std::string& note) const {
+  if (rules_.report)
+    rules_.report(note);
+  else
+    std::cerr << "kplog: " << note << '\n';
+}
+
+// --- What stands behind the last line ---
+
+// The offset behind the last byte among the first `size` that `is_sought`; `least` when there is
+// none behind that offset. `size` where the file cannot be read.
+template <class Sought>
+static uintmax_t end_of_last(int file, uintmax_t size, uintmax_t least, Sought is_sought) {
+  std::array<char, 65536> block;
+  for (uintmax_t end = size; end > least;) {
+    const uintmax_t begin = end - std::min<uintmax_t>(end - least, block.size());
+    const ssize_t count = pread(file, block.data(), end - begin, static_cast<off_t>(begin));
+    if (count != static_cast<ssize_t>(end - begin)) return size;
+    for (uintmax_t at = end; at > begin; --at)
+      if (is_sought(block[at - begin - 1])) return at;
+    end = begin;
+  }
+  return least;
+}
+
+static uintmax_t end_of_text(int file, uintmax_t size) {
+  return end_of_last(file, size, 0, [](char byte) { return byte != '\0'; });
+}
+
+// The offset behind the last end of a line among the first `size` bytes; longest_tail bytes are
+// looked at.
+static uintmax_t end_of_whole_lines(int file, uintmax_t size) {
+  const uintmax_t least = size > longest_tail ? size - longest_tail : 0;
+  return end_of_last(file, size, least, [](char byte) { return byte == '\n'; });
+}
+
+static bool is_last_byte(int file, uintmax_t size, char sought) {
+  char byte = 0;
+  return pread(file, &byte, 1, static_cast<off_t>(size - 1)) == 1 && byte == sought;
+}
+
+// Whether the `size` bytes at `offset` can be a line, or the start of one.
+static bool is_line(int file, uintmax_t offset, uintmax_t size, std::string_view line_start) {
+  std::string start(std::min<uintmax_t>(size, line_start.size()), '\0');
+  const ssize_t count = pread(file, start.data(), start.size(), static_cast<off_t>(offset));
+  return size < longest_tail && count == static_cast<ssize_t>(start.size()) &&
+         start == line_start.substr(0, start.size());
+}
+
+// What stands behind the last line of a file.
+struct file_tail {
+  uintmax_t lines_end = 0;  // behind the last whole line
+  uintmax_t text_end = 0;   // behind the last byte that is not zero
+  uintmax_t size = 0;       // of the file
+
+  bool has_text() const { return text_end != lines_end; }
+  // Zeros behind lines of a file that is not ours are somebody's data.
+  bool is_ours(int file, std::string_view line_start) const {
+    if (has_text()) return is_line(file, lines_end, text_end - lines_end, line_start);
+    if (lines_end == 0) return true;
+    const uintmax_t last_line = end_of_whole_lines(file, lines_end - 1);
+    return is_line(file, last_line, lines_end - last_line, line_start);
+  }
+  std::string what_was_cut_off() const {
+    const std::string bytes = std::to_string(size - lines_end) + " bytes";
+    if (!has_text()) return "zeros behind the last line were cut off, " + bytes;
+    return std::string("an unfinished line ") +
+           (text_end == size ? "was" : "and the zeros behind it were") + " cut off, " + bytes +
+           " without an end of line";
+  }
+};
+
+void append_batch::repair_tail(int file, const std::string& name, uintmax_t& size,
+                               std::string_view line_start) const {
+  if (size == 0 || is_last_byte(file, size, '\n')) return;
+  file_tail tail;
+  tail.size = size;
+  tail.text_end = end_of_text(file, size);
+  tail.lines_end = end_of_whole_lines(file, tail.text_end);
+  const std::string path = terminal_text(lock_.path(name));
+  if (!tail.is_ours(file, line_start))
+    throw sink_error("cannot append to " + path + ": its last " +
+                     std::to_string(size - tail.lines_end) +
+                     " bytes without an end of line are no line of this program's");
+  if (ftruncate(file, static_cast<off_t>(tail.lines_end)) != 0)
+    raise_sink_error("cut the unfinished line off", path);
+  size = tail.lines_end;
+  report(path + ": " + tail.what_was_cut_off());
+}
+
+static int appending_flags() {
+  return O_RDWR | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+}
+
+// The lock's note names the dated log that a process appended to when it died. Somebody else may
+// have written it: it leads to logs of this lock's prefix and nowhere else.
+void append_batch::repair_after_death() {
+  const std::string name = lock_.read_note();
+  if (name.empty()) return;
+  const bool is_log = is_a_valid_text_log(name.c_str(), lock_.name().c_str(), nullptr, nullptr,
+                                          nullptr, nullptr) == 1;
+  const open_descriptor file(is_log ? openat(folder(), name.c_str(), appending_flags()) : -1);
+  struct stat status {};
+  const bool is_file = file.is_open() && fstat(file.get(), &status) == 0 &&
+                       S_ISREG(status.st_mode) && status.st_nlink == 1;
+  uintmax_t size = static_cast<uintmax_t>(status.st_size);
+  if (is_file) repair_tail(file.get(), name, size, "");
+  lock_.write_note("");
+}
+
+// A file that has the lock's own name is looked at whenever it is opened.
+void append_batch::note(const std::string& name) {
+  if (name != lock_.name()) lock_.write_note(name);
+}
+
+// --- Files ---
+
+bool append_batch::open_existing(const std::string& name) {
+  return open_with(name, appending_flags());
+}
+
+void append_batch::open(const std::string& name) {
+  // Whoever makes files without the lock may come in between.
+  while (!open_with(name, appending_flags()) &&
+         !open_with(name, appending_flags() | O_CREAT | O_EXCL)) {
+  }
+}
+
+// False when there is no such file; or, where it is to be made, when there is one.
+bool append_batch::open_with(const std::string& name, int flags) {
+  const bool is_new = (flags & O_CREAT) != 0;
+  open_descriptor file(openat(folder(), name.c_str(), flags, file_mode));
+  if (file.is_open()) {
+    go_on_with(std::move(file), name, is_new);
+    return true;
+  }
+  if (errno != (is_new ? EEXIST : ENOENT)) raise_sink_error("open", lock_.path(name));
+  return false;
+}
+
+void append_batch::go_on_with(open_descriptor file, const std::string& name, bool is_new) {
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0) raise_sink_error("open", lock_.path(name));
+  check_written_file("append to", lock_.path(name), status);
+  if (folder_lock::is_marked(file.get(), name))
+    throw sink_error("cannot append to " + terminal_text(lock_.path(name)) + ": it is a lock");
+  uintmax_t size = static_cast<uintmax_t>(status.st_size);
+  repair_tail(file.get(), name, size, rules_.line_start);
+  finish_file();
+  touched_.push_back({name, size, status.st_dev, status.st_ino, is_new});
+  file_ = std::move(file);
+  size_ = size;
+  if (is_new) static_cast<void>(fchmod(file_.get(), file_mode));
+  note(name);
+}
+
+void append_batch::finish_file() {
+  if (rules_.synced && file_.is_open() && fsync(file_.get()) != 0)
+    raise_sink_error("write", lock_.path(touched_.back().name));
+}
+
+void append_batch::append(std::string_view lines) {
+  while (!lines.empty()) {
+    const ssize_t written = write(file_.get(), lines.data(), lines.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) raise_sink_error("write", lock_.path(touched_.back().name));
+    lines.remove_prefix(static_cast<size_t>(written));
+    size_ += static_cast<size_t>(written);
+  }
+}
+
+void append_batch::commit() {
+  finish_file();
+  const bool has_new = std::any_of(touched_.begin(), touched_.end(),
+                                   [](const touched_file& touched) { return touched.is_new; });
+  // Not every file system can synchronise a folder, which is no failure of the files.
+  if (rules_.synced && has_new) static_cast<void>(fsync(folder()));
+  lock_.write_note("");
+  lock_.keep();
+  touched_.clear();
+}
+
+// --- Taking back ---
+
+static bool is_file(const struct stat& status, dev_t device, ino_t number) {
+  return status.st_dev == device && status.st_ino == number;
+}
+
+// A file that became shorter meanwhile is not made longer again.
+bool append_batch::take_back(const touched_file& touched, int file) const noexcept {
+  struct stat status {};
+  if (fstat(file, &status) != 0) return false;
+  if (!is_file(status, touched.device, touched.number)) return true;
+  const bool is_longer = static_cast<uintmax_t>(status.st_size) > touched.size;
+  if (is_longer && ftruncate(file, static_cast<off_t>(touched.size)) != 0) return false;
+  const bool is_named =
+      fstatat(folder(), touched.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+      is_file(status, touched.device, touched.number);
+  if (touched.is_new && is_named) unlinkat(folder(), touched.name.c_str(), 0);
+  return true;
+}
+
+// Where that fails the note stays, and the next holder cuts off what is left of a line.
+void append_batch::take_back() noexcept {
+  if (touched_.empty()) return;
+  bool is_back = take_back(touched_.back(), file_.get());
+  touched_.pop_back();
+  for (; !touched_.empty(); touched_.pop_back()) {
+    const touched_file& touched = touched_.back();
+    const open_descriptor file(openat(folder(), touched.name.c_str(), appending_flags()));
+    if (file.is_open() && !take_back(touched, file.get())) is_back = false;
+  }
+  try {
+    if (is_back) lock_.write_note("");
+  } catch (const sink_error&) {
+    // The next holder looks at a file that is in order.
+  }
+}

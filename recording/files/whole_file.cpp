@@ -1,0 +1,110 @@
+#include "recording/files/whole_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+static constexpr int link_limit = 40;  // as the system has it
+
+// Holds signals back for a scope, so that none ends the process between making a temporary file and
+// renaming it.
+class held_back_signals {
+ public:
+  held_back_signals() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before_);
+  }
+  ~held_back_signals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  held_back_signals(const held_back_signals&) = delete;
+  held_back_signals& operator=(const held_back_signals&) = delete;
+
+ private:
+  sigset_t before_{};
+};
+
+static bool write_all(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    bytes.remove_prefix(static_cast<size_t>(written));
+  }
+  return true;
+}
+
+static bool write_special_file(const std::string& path, std::string_view bytes) {
+  const int descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+  if (descriptor < 0) return false;
+  const bool good = write_all(descriptor, bytes);
+  const int error = errno;
+  if (close(descriptor) != 0 && good) return false;
+  errno = error;
+  return good;
+}
+
+// The path behind symbolic links, whether there is a file or not.
+static std::string resolved_path(const std::string& path) {
+  std::filesystem::path resolved = path;
+  for (int links = 0; links < link_limit; ++links) {
+    std::error_code error;
+    const std::filesystem::path target = std::filesystem::read_symlink(resolved, error);
+    if (error) break;
+    resolved = resolved.parent_path() / target;
+  }
+  return resolved;
+}
+
+static std::string folder_of(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+// Renames are lasting once their folder is synchronised. Not every file system can, which is no
+// failure of the file itself.
+static void synchronise_folder(const std::string& folder) {
+  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return;
+  fsync(descriptor);
+  close(descriptor);
+}
+
+static bool fill_temporary_file(int descriptor, std::string_view bytes) {
+  const bool good = write_all(descriptor, bytes) &&
+                    fchmod(descriptor, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH) == 0 &&
+                    fsync(descriptor) == 0;
+  const int error = errno;
+  if (close(descriptor) != 0 && good) return false;
+  errno = error;
+  return good;
+}
+
+static bool replace_regular_file(const std::string& path, std::string_view bytes) {
+  const held_back_signals held_back;
+  std::string temporary = folder_of(path) + "/.kplog-XXXXXX";
+  const int descriptor = mkostemp(temporary.data(), O_CLOEXEC);
+  if (descriptor < 0) return false;
+  if (fill_temporary_file(descriptor, bytes) && std::rename(temporary.c_str(), path.c_str()) == 0) {
+    synchronise_folder(folder_of(path));
+    return true;
+  }
+  const int error = errno;
+  unlink(temporary.c_str());
+  errno = error;
+  return false;
+}
+
+bool write_atomic_file(const std::string& path, std::string_view bytes) {
+  if (path == "-") return write_all(STDOUT_FILENO, bytes);
+  struct stat status {};
+  const bool exists = stat(path.c_str(), &status) == 0;
+  if (!exists && errno != ENOENT) return false;
+  if (exists && !S_ISREG(status.st_mode)) return write_special_file(path, bytes);
+  return replace_regular_file(resolved_path(path), bytes);
+}

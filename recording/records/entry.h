@@ -1,0 +1,75 @@
+// Records as log entries.
+#ifndef RECORDING_RECORDS_ENTRY_H
+#define RECORDING_RECORDS_ENTRY_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "kp_LOG_LogEntry.h"
+#include "recording/records/event_set.h"
+#include "recording/records/parser.h"
+
+// The event that a record names by its name or ID; null when the set has none, or several.
+const known_event* find_event(const event_set& events, const record_value& event);
+
+// An entry made of a record.
+struct made_entry {
+  kp_LOG_LogEntry entry;
+  const known_event* event = nullptr;  // null: nothing was made yet
+  unsigned message_index = 0;
+};
+
+class entry_maker {
+ public:
+  explicit entry_maker(const event_set& events) : events_(events) {}
+
+  // Makes the entry of `record`, which was parsed from `line`. The level is 3 and the time is now
+  // where the record says nothing; the time keeps the zone that the record tells it in. The result
+  // lives until the next call. Raises record_error: for an event that is not known or named twice,
+  // an attribute that the event does not declare, a value that its type does not hold. Raises
+  // KPX_memory_alloc.
+  const made_entry& make(const parsed_record& record, std::string_view line);
+  // The same without raising record_error, which would cost several times what a record does: null,
+  // and why in error().
+  const made_entry* try_make(const parsed_record& record, std::string_view line);
+  const record_error& error() const { return *error_; }
+
+ private:
+  const known_event* event_of(const parsed_record& record, std::string_view line);
+  bool has_own_name(const known_event& event, std::string_view line, const record_value& name);
+  bool set_header(const parsed_record& record, std::string_view line);
+  bool set_time(const parsed_record& record, std::string_view line);
+  bool add(const record_attribute& attribute, std::string_view line);
+
+  const event_set& events_;
+  made_entry made_;
+  std::optional<record_error> error_;  // of the record that was refused last
+  std::string text_;                   // a text with its NUL
+  std::string time_text_;  // the time that was read last, most often that of the next record
+  kp_Time time_;
+};
+
+// A Float that JSON has no number for, as records write it: "NaN", "Infinity", "-Infinity". Null
+// for any other.
+const char* special_float_text(double value);
+
+// A readable message in UTF-8.
+struct entry_text {
+  std::string text;
+  bool is_from_definition = false;  // the open catalog lacks it: it is the definition's own text
+};
+
+// Raises record_error at column 1 where the library cannot render it.
+entry_text entry_message(const made_entry& made);
+
+// An entry as sinks take it.
+struct sink_entry {
+  const made_entry& made;
+  std::string_view message;  // rendered, in UTF-8
+  kp_Time
+      time;  // as the record tells it; the day of dated logs and the time shown are both from it
+  bool is_message_from_definition = false;  // because the catalog lacks it
+};
+
+#endif

@@ -1,0 +1,241 @@
+#include "recording/records/input.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+#include "recording/files/path.h"
+
+static constexpr size_t file_piece = size_t{256} << 10;
+
+// --- Lines ---
+
+void check_length(const record_line& line) {
+  if (line.too_long)
+    throw record_error(record_fault::syntax, line.text,
+                       {0, "the line is longer than " + std::to_string(line.limit) + " bytes"});
+}
+
+void record_lines::make_room() {
+  if (begin_ != 0) std::memmove(bytes_.data(), bytes_.data() + begin_, end_ - begin_);
+  end_ -= begin_;
+  begin_ = 0;
+  const size_t needed = end_ + room_;
+  if (bytes_.size() < needed) bytes_.resize(std::max(needed, bytes_.size() * 2));
+}
+
+ssize_t record_lines::read_from(int descriptor, size_t most) {
+  make_room();
+  ssize_t got = -1;
+  do got = ::read(descriptor, bytes_.data() + end_, std::min(room_, most));
+  while (got < 0 && errno == EINTR);
+  if (got > 0) end_ += static_cast<size_t>(got);
+  return got;
+}
+
+static std::string_view without_mark(std::string_view text) {
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
+  return text;
+}
+
+size_t record_lines::limit_of(std::string_view line) const {
+  return std::min(size_limit_of(number_ == 0 ? without_mark(line) : line), most_);
+}
+
+// A line beyond the limit is not waited for: what is there of it is a piece without an end.
+bool record_lines::take_piece(piece& taken, bool at_end) {
+  const std::string_view rest(bytes_.data() + begin_, end_ - begin_);
+  const size_t found = rest.find('\n', scanned_);
+  taken = {rest.substr(0, found), found != std::string_view::npos};
+  const bool is_due = taken.has_end || rest.size() > limit_of(rest) || (at_end && !rest.empty());
+  scanned_ = is_due ? 0 : rest.size();
+  if (is_due) begin_ += taken.text.size() + (taken.has_end ? 1 : 0);
+  return is_due;
+}
+
+static std::string_view without_return(std::string_view text) {
+  if (text.ends_with('\r')) text.remove_suffix(1);
+  return text;
+}
+
+static bool is_blank(std::string_view text) {
+  return text.find_first_not_of(" \t\r") == std::string_view::npos;
+}
+
+bool record_lines::next(record_line& line, bool at_end) {
+  for (piece taken; take_piece(taken, at_end);) {
+    const bool is_known = inside_;
+    inside_ = !taken.has_end;
+    if (is_known) continue;
+    line.limit = limit_of(taken.text);
+    line.too_long = taken.text.size() > line.limit;
+    line.text = without_return(taken.text.substr(0, line.limit));
+    line.number = ++number_;
+    if (number_ == 1) line.text = without_mark(line.text);
+    if (!is_blank(line.text)) return true;
+  }
+  return false;
+}
+
+bool record_lines::next_at_end(record_line& line) {
+  if (next(line, true)) return true;
+  inside_ = false;
+  return false;
+}
+
+// --- Files ---
+
+record_file_error::record_file_error(const std::string& path, int error)
+    : std::runtime_error("cannot read " + input_name(path) + ": " +
+                         std::generic_category().message(error)) {}
+
+// Not to wait for the writer of a FIFO; reading waits by poll alone.
+static int open_records(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  if (descriptor < 0) throw record_file_error(path, errno);
+  return descriptor;
+}
+
+// Asks without opening: a writer that waits for a FIFO's reader would take this for one.
+void check_record_files(const std::vector<std::string>& paths) {
+  for (const std::string& path : paths)
+    if (path != "-" && access(path.c_str(), R_OK) != 0) throw record_file_error(path, errno);
+}
+
+bool is_named_fifo(const std::string& path) {
+  struct stat status {};
+  struct statfs system {};
+  return path != "-" && stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode) &&
+         statfs(path.c_str(), &system) == 0 && system.f_type != PIPEFS_MAGIC;
+}
+
+record_files::record_files(std::vector<std::string> paths)
+    : paths_(std::move(paths)), lines_(file_piece) {
+  open_next();
+}
+
+int record_files::descriptor() const {
+  return path() == "-" ? STDIN_FILENO : descriptor_.get();
+}
+
+// The old descriptor of a FIFO goes when the new one is there: what was written meanwhile is kept.
+void record_files::open_again() {
+  descriptor_ = path() == "-" ? open_descriptor() : open_descriptor(open_records(path()));
+}
+
+void record_files::open_next() {
+  if (++next_ > paths_.size()) return;
+  open_again();
+  is_fifo_ = is_named_fifo(path());
+  name_ = input_name(path());
+  lines_ = record_lines(file_piece);
+}
+
+void record_files::watch(std::vector<pollfd>& descriptors) const {
+  descriptors.push_back({at_end() ? -1 : descriptor(), POLLIN, 0});
+}
+
+void record_files::hand_over_lines(const record_taker& take) {
+  record_line line;
+  line.source = &name_;
+  while (lines_.next(line)) take(line);
+}
+
+void record_files::hand_over_end(const record_taker& take) {
+  record_line line;
+  line.source = &name_;
+  while (lines_.next_at_end(line)) take(line);
+}
+
+void record_files::end_file(const record_taker& take) {
+  hand_over_end(take);
+  if (is_fifo_)
+    open_again();
+  else
+    open_next();
+}
+
+void record_files::read(std::span<const pollfd> watched, const record_taker& take) {
+  if (watched.front().revents == 0) return;
+  const ssize_t got = lines_.read_from(descriptor());
+  if (got < 0 && errno == EAGAIN) return;
+  if (got < 0) throw record_file_error(path(), errno);
+  hand_over_lines(take);
+  if (got == 0) end_file(take);
+}
+
+// --- The last of them ---
+
+static bool is_regular(int descriptor) {
+  struct stat status {};
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+static bool has_bytes_left(int file) {
+  struct stat status {};
+  return fstat(file, &status) == 0 && lseek(file, 0, SEEK_CUR) < status.st_size;
+}
+
+size_t waiting_bytes(int descriptor) {
+  int count = 0;
+  return ioctl(descriptor, FIONREAD, &count) == 0 && count > 0 ? static_cast<size_t>(count) : 0;
+}
+
+// Whether a read gives bytes, or tells the end, at once.
+static bool is_ready(int descriptor) {
+  pollfd waiting{descriptor, POLLIN, 0};
+  return poll(&waiting, 1, 0) == 1 && (waiting.revents & (POLLIN | POLLHUP)) != 0;
+}
+
+// What comes in while this reads is left alone, and so cannot keep it busy.
+void record_files::read_waiting(const record_taker& take, record_deadline deadline) {
+  size_t left = waiting_bytes(descriptor());
+  while (left > 0 && is_ready(descriptor())) {
+    if (std::chrono::steady_clock::now() >= deadline) {
+      has_rest_ = true;
+      return;
+    }
+    const ssize_t got = lines_.read_from(descriptor(), left);
+    if (got <= 0) break;
+    left -= static_cast<size_t>(got);
+    hand_over_lines(take);
+  }
+  hand_over_end(take);
+}
+
+// A file that was read to its last byte has ended, though it has not been asked, and so has a pipe
+// whose writers left.
+bool record_files::reads_last_of_file(const record_taker& take, record_deadline deadline) {
+  if (is_regular(descriptor())) {
+    has_rest_ = has_bytes_left(descriptor());
+    if (!has_rest_) hand_over_end(take);
+    return !has_rest_;
+  }
+  read_waiting(take, deadline);
+  return !is_fifo_ && !has_rest_ && waiting_bytes(descriptor()) == 0 && is_ready(descriptor());
+}
+
+void record_files::read_last(const record_taker& take, record_deadline deadline) {
+  while (!at_end() && reads_last_of_file(take, deadline)) open_next();
+}
+
+std::string unread_text(const std::string& name, uint64_t lines) {
+  return lines == 0 ? name + " was not read"
+                    : name + " was read to line " + std::to_string(lines) + " only";
+}
+
+std::vector<std::string> record_files::unread() const {
+  std::vector<std::string> texts;
+  if (has_rest_) texts.push_back(unread_text(name_, lines_.line_count()));
+  for (size_t i = next_; i < paths_.size(); ++i)
+    texts.push_back(unread_text(input_name(paths_[i]), 0));
+  return texts;
+}

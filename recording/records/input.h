@@ -1,0 +1,152 @@
+// Lines of records, from wherever they come: files, standard input, FIFOs, sockets (docs/tools.md).
+#ifndef RECORDING_RECORDS_INPUT_H
+#define RECORDING_RECORDS_INPUT_H
+
+#include <poll.h>
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "recording/files/descriptor.h"
+#include "recording/records/parser.h"
+
+// A line that is to hold a record. What it points to lives until its input reads again.
+struct record_line {
+  std::string_view text;                // without its end: LF, or CR LF
+  const std::string* source = nullptr;  // what messages call the input
+  uint64_t number = 0;                  // in that input, from 1
+  bool too_long = false;                // the text is the first `limit` bytes
+  size_t limit = record_size_limit;     // what a line that begins so may have
+};
+
+// Raises record_error for a line that is too long.
+void check_length(const record_line& line);
+
+using record_taker = std::function<void(const record_line& line)>;
+
+// The bytes of one input that have been read, cut into lines. Lines of blanks are counted and
+// passed over, as is a byte order mark in front of the first. Holds no more than one line and a
+// piece.
+class record_lines {
+ public:
+  // Room for the bytes of one read. No line may have more than `most` bytes, whatever it is.
+  explicit record_lines(size_t room, size_t most = stored_record_size_limit)
+      : room_(room), most_(most) {}
+
+  // One read, which may wait, of at most `most` bytes. What read(2) returns, with errno.
+  ssize_t read_from(int descriptor, size_t most = SIZE_MAX);
+  // The next line; `source` is left alone. False when none is whole.
+  bool next(record_line& line) { return next(line, false); }
+  // At the end of the input: the next line, also one without an end. What comes after that is a new
+  // line.
+  bool next_at_end(record_line& line);
+  // Whether bytes were read that are no whole line yet.
+  bool has_rest() const { return begin_ != end_; }
+  // Lines handed out or passed over.
+  uint64_t line_count() const { return number_; }
+
+ private:
+  // What stands up to the next line end, or is taken without one.
+  struct piece {
+    std::string_view text;
+    bool has_end = false;
+  };
+
+  size_t limit_of(std::string_view line) const;
+
+  bool next(record_line& line, bool at_end);
+  bool take_piece(piece& taken, bool at_end);
+  void make_room();
+
+  size_t room_;
+  size_t most_;
+  std::vector<char> bytes_;
+  size_t begin_ = 0;    // of what has not been handed out
+  size_t end_ = 0;      // of what was read
+  size_t scanned_ = 0;  // behind begin_: there is no line end before it
+  uint64_t number_ = 0;
+  bool inside_ = false;  // of a line of which the beginning was handed out
+};
+
+// When a run that a signal ends has no time left for what was sent before it.
+using record_deadline = std::chrono::steady_clock::time_point;
+
+// An input that waits for what is to come.
+class record_input {
+ public:
+  virtual ~record_input() = default;
+
+  virtual bool at_end() const = 0;      // nothing will ever come again
+  virtual bool is_lasting() const = 0;  // its end is not known: somebody may write at any time
+  // Appends what to wait for; the number of descriptors is that which `read` takes.
+  virtual void watch(std::vector<pollfd>& descriptors) const = 0;
+  // Reads of each descriptor that is ready once, and hands over the lines.
+  virtual void read(std::span<const pollfd> watched, const record_taker& take) = 0;
+  // At the end of a run before the input's own: hands over what others had sent by now, also a last
+  // line without an end, and nothing that comes later. Of files nothing more is read. Does not
+  // wait.
+  virtual void read_last(const record_taker& take, record_deadline deadline) = 0;
+  // Behind that: what was there and was not read, in a text for each file or sender.
+  virtual std::vector<std::string> unread() const = 0;
+};
+
+// A file of records that cannot be read. The text names it and the reason.
+class record_file_error : public std::runtime_error {
+ public:
+  record_file_error(const std::string& path, int error);
+};
+
+// Files, one behind the other. A FIFO that has a name never ends: it is opened again when its
+// writers have left.
+class record_files : public record_input {
+ public:
+  // "-" is standard input. Raises record_file_error, also while reading.
+  explicit record_files(std::vector<std::string> paths);
+
+  bool at_end() const override { return next_ > paths_.size(); }
+  bool is_lasting() const override { return is_fifo_; }
+  void watch(std::vector<pollfd>& descriptors) const override;
+  void read(std::span<const pollfd> watched, const record_taker& take) override;
+  void read_last(const record_taker& take, record_deadline deadline) override;
+  std::vector<std::string> unread() const override;
+
+ private:
+  void open_next();
+  void end_file(const record_taker& take);
+  void hand_over_lines(const record_taker& take);
+  void hand_over_end(const record_taker& take);
+  bool reads_last_of_file(const record_taker& take, record_deadline deadline);  // true: at its end
+  void read_waiting(const record_taker& take, record_deadline deadline);
+  void open_again();
+  int descriptor() const;
+  const std::string& path() const { return paths_[next_ - 1]; }
+
+  std::vector<std::string> paths_;
+  size_t next_ = 0;             // index of the file behind the one that is open
+  open_descriptor descriptor_;  // of the file that is open; closed for standard input
+  bool is_fifo_ = false;
+  bool has_rest_ = false;  // read_last left bytes of that file
+  std::string name_;       // of that file in messages
+  record_lines lines_;
+};
+
+// Raises record_file_error for the first file that cannot be read.
+void check_record_files(const std::vector<std::string>& paths);
+
+// The bytes that a pipe, socket or terminal holds.
+size_t waiting_bytes(int descriptor);
+
+// "FILE was read to line 3 only"
+std::string unread_text(const std::string& name, uint64_t lines);
+
+// Whether the path leads to a FIFO that has a name; pipes of shells (/dev/fd/63) have none.
+bool is_named_fifo(const std::string& path);
+
+#endif

@@ -1,0 +1,379 @@
+#include "recording/records/parser.h"
+
+#include <simdjson.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <unordered_set>
+#include <utility>
+
+#include "logging/logentry_i.h"
+#include "recording/records/syntax.h"
+#include "recording/text/utf8.h"
+#include "recording/text/words.h"
+
+namespace ondemand = simdjson::ondemand;
+
+const char* record_fault_code(record_fault fault) {
+  static constexpr const char* codes[] = {"record-syntax",    "record-key",   "record-event",
+                                          "record-attribute", "record-value", "record-message"};
+  return codes[static_cast<size_t>(fault)];
+}
+
+// ---- faults ----
+
+size_t size_limit_of(std::string_view line) {
+  return line.starts_with(stored_record_start) ? stored_record_size_limit : record_size_limit;
+}
+
+struct record_error::state {
+  record_finding found;
+  finder find;  // empty: it is found
+};
+
+record_error::record_error(record_fault fault, std::string_view line, record_finding found)
+    : fault_(fault), line_(line), state_(std::make_shared<state>()) {
+  state_->found = std::move(found);
+}
+
+record_error::record_error(record_fault fault, std::string_view line, const finder& find)
+    : fault_(fault), line_(line), state_(std::make_shared<state>()) {
+  state_->find = find;
+}
+
+const record_finding& record_error::finding() const {
+  if (state_->find) state_->found = std::exchange(state_->find, nullptr)();
+  return state_->found;
+}
+
+size_t record_error::column() const {
+  return record_column(line_, offset());
+}
+
+const char* record_error::what() const noexcept {
+  return record_fault_code(fault_);
+}
+
+// ---- places and shown texts ----
+
+size_t record_column(std::string_view line, size_t offset) {
+  size_t column = 1;
+  for (size_t i = 0; i < std::min(offset, line.size()); ++column) i += utf8_at(line, i).size;
+  return column;
+}
+
+// At most 64 bytes, never a part of a character.
+static std::string cut_text(std::string_view text) {
+  constexpr size_t limit = 64;
+  if (text.size() <= limit) return std::string(text);
+  size_t end = 0;
+  for (size_t next = 0; next <= limit; next += utf8_at(text, next).size) end = next;
+  return std::string(text.substr(0, end)) + "...";
+}
+
+std::string quoted_record_text(std::string_view text) {
+  return "\"" + cut_text(text) + "\"";
+}
+
+std::string shown_record_value(const record_value& value) {
+  return value.kind == record_value_kind::text ? quoted_record_text(value.text)
+                                               : cut_text(value.text);
+}
+
+// ---- scalars ----
+
+static bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+// Walks over a number as JSON writes it.
+class number_scanner {
+ public:
+  explicit number_scanner(std::string_view text) : text_(text) {}
+
+  // Nothing when the text is no number.
+  std::optional<record_value_kind> kind() {
+    take("-");
+    if (!take("0") && !take_digits()) return {};
+    const bool has_fraction = take(".");
+    if (has_fraction && !take_digits()) return {};
+    const bool has_exponent = take("eE");
+    if (has_exponent) take("+-");
+    if (has_exponent && !take_digits()) return {};
+    if (!text_.empty()) return {};
+    return has_fraction || has_exponent ? record_value_kind::real : record_value_kind::integer;
+  }
+
+ private:
+  bool take(std::string_view choices) {
+    if (text_.empty() || choices.find(text_.front()) == std::string_view::npos) return false;
+    text_.remove_prefix(1);
+    return true;
+  }
+
+  bool take_digits() {
+    if (text_.empty() || !is_digit(text_.front())) return false;
+    while (!text_.empty() && is_digit(text_.front())) text_.remove_prefix(1);
+    return true;
+  }
+
+  std::string_view text_;
+};
+
+// Nothing for what is neither a text nor any other scalar.
+static std::optional<record_value_kind> scalar_kind(std::string_view token) {
+  if (token == "true" || token == "false") return record_value_kind::boolean;
+  if (token == "null") return record_value_kind::null;
+  return number_scanner(token).kind();
+}
+
+static std::string_view without_blanks_behind(std::string_view token) {
+  const size_t last = token.find_last_not_of(" \t\r\n");
+  return token.substr(0, last == std::string_view::npos ? 0 : last + 1);
+}
+
+// ---- the record ----
+
+// Reads the keys of one record.
+class record_reader {
+ public:
+  // `buffer` holds the bytes of `line`, in which places are told.
+  record_reader(std::string_view line, const char* buffer, parsed_record& record)
+      : line_(line), buffer_(buffer), record_(record) {}
+
+  void read(ondemand::document& document) {
+    if (document.type() != ondemand::json_type::object) raise_syntax();
+    for (ondemand::field field : document.get_object()) read_field(field);
+    const char* behind = nullptr;
+    if (document.current_location().get(behind) == simdjson::SUCCESS)
+      raise(record_fault::syntax, offset_of(behind), "text behind the record");
+    if ((seen_ & bit_of(key_of("event"))) == 0)
+      raise(record_fault::key, line_.find('{'), "the record has no \"event\"");
+  }
+
+  [[noreturn]] void raise_syntax() const { throw record_syntax_error(line_); }
+
+ private:
+  // The keys of a record and, of its stored form, those that follow from the definitions.
+  struct key_row {
+    std::string_view name;
+    void (record_reader::*read)(ondemand::value);
+  };
+  static const std::array<key_row, 10> keys;
+
+  static size_t key_of(std::string_view name) {
+    return static_cast<size_t>(
+        std::find_if(keys.begin(), keys.end(), [&](const auto& k) { return k.name == name; }) -
+        keys.begin());
+  }
+  static unsigned bit_of(size_t key) { return 1U << key; }
+
+  [[noreturn]] void raise(record_fault fault, size_t offset, const std::string& text) const {
+    throw record_error(fault, line_, {offset, text});
+  }
+  [[noreturn]] void raise_wrong(const char* expected, const record_value& found) const {
+    raise(record_fault::key, found.offset,
+          std::string(expected) + ", not " + shown_record_value(found));
+  }
+
+  size_t offset_of(const char* at) const { return static_cast<size_t>(at - buffer_); }
+  size_t offset_of(ondemand::field& field) const { return offset_of(field.key().raw() - 1); }
+
+  void read_field(ondemand::field& field) {
+    const size_t offset = offset_of(field);
+    const std::string_view name = field.unescaped_key();
+    const size_t key = key_of(name);
+    if (key == keys.size()) raise_unknown_key(name, offset);
+    if ((seen_ & bit_of(key)) != 0)
+      raise(record_fault::key, offset, "the key " + quoted_record_text(name) + " comes twice");
+    seen_ |= bit_of(key);
+    (this->*keys[key].read)(field.value());
+  }
+
+  [[noreturn]] void raise_unknown_key(std::string_view name, size_t offset) const {
+    throw record_error(record_fault::key, line_, [name, offset]() -> record_finding {
+      std::vector<std::string_view> names;
+      names.reserve(keys.size());
+      for (const key_row& row : keys) names.push_back(row.name);
+      return {offset, "unknown key " + quoted_record_text(name) + nearest_name_hint(name, names)};
+    });
+  }
+
+  // A scalar; `expected` says what stands here, for an object or an array.
+  record_value scalar(ondemand::value value, const char* expected) {
+    const std::string_view token = without_blanks_behind(value.raw_json_token());
+    const size_t offset = offset_of(token.data());
+    if (token.empty()) raise_syntax();
+    if (token.front() == '"') return {record_value_kind::text, value.get_string(), offset};
+    if (token.front() == '{' || token.front() == '[')
+      raise(record_fault::key, offset,
+            std::string(expected) + ", not an " + (token.front() == '{' ? "object" : "array"));
+    const std::optional<record_value_kind> kind = scalar_kind(token);
+    if (!kind.has_value()) raise_syntax();
+    return {*kind, token, offset};
+  }
+
+  record_value text(ondemand::value value, const char* expected) {
+    const record_value found = scalar(value, expected);
+    if (found.kind != record_value_kind::text) raise_wrong(expected, found);
+    return found;
+  }
+
+  unsigned number(ondemand::value value, unsigned most, const char* expected) {
+    const record_value found = scalar(value, expected);
+    const char* const end = found.text.data() + found.text.size();
+    unsigned result = 0;
+    const auto [behind, error] = std::from_chars(found.text.data(), end, result);
+    if (found.kind != record_value_kind::integer || error != std::errc() || behind != end ||
+        result > most)
+      raise_wrong(expected, found);
+    return result;
+  }
+
+  ondemand::object object(ondemand::value value, const char* expected) {
+    if (value.type() != ondemand::json_type::object) raise_wrong(expected, scalar(value, expected));
+    return value.get_object();
+  }
+
+  void read_event(ondemand::value value) {
+    constexpr const char* expected = "\"event\" is a name or an ID";
+    record_.event = scalar(value, expected);
+    if (record_.event.kind != record_value_kind::text &&
+        record_.event.kind != record_value_kind::integer)
+      raise_wrong(expected, record_.event);
+  }
+
+  void read_name(ondemand::value value) { record_.name = text(value, "\"name\" is a text"); }
+
+  void read_level(ondemand::value value) {
+    static_assert(LOG_LEVEL_HIGH == 9);
+    record_.level = number(value, LOG_LEVEL_HIGH, "\"level\" is a whole number from 0 to 9");
+  }
+
+  void read_time(ondemand::value value) { record_.time = text(value, "\"time\" is a text"); }
+
+  void read_message_index(ondemand::value value) {
+    record_.message_index =
+        number(value, UINT32_MAX, "\"message_index\" is a whole number from 0 to 4294967295");
+  }
+
+  void read_version(ondemand::value value) { text(value, "\"version\" is a text"); }
+  void read_message(ondemand::value value) { text(value, "\"message\" is a text"); }
+  void read_message_from(ondemand::value value) { text(value, "\"message_from\" is a text"); }
+
+  void read_types(ondemand::value value) {
+    for (ondemand::field field : object(value, "\"types\" is an object"))
+      text(field.value(), "a type is a text");
+  }
+
+  void read_attributes(ondemand::value value) {
+    for (ondemand::field field : object(value, "\"attributes\" is an object"))
+      read_attribute(field);
+  }
+
+  void read_attribute(ondemand::field& field) {
+    const size_t offset = offset_of(field);
+    const std::string_view name = field.unescaped_key();
+    std::vector<record_attribute>& held = record_.attributes;
+    if (is_held(name))
+      raise(record_fault::key, offset,
+            "the attribute " + quoted_record_text(name) + " comes twice");
+    if (held.size() == record_attribute_limit)
+      raise(record_fault::key, offset,
+            "a record has at most " + std::to_string(record_attribute_limit) + " attributes");
+    held.push_back(
+        {name, scalar(field.value(), "a value is a text, a number, true or false"), offset});
+  }
+
+  // Few names are compared one by one, which takes no memory; more of them are looked up, because
+  // they may be as long as the record allows.
+  bool is_held(std::string_view name) {
+    constexpr size_t few = 16;
+    const std::vector<record_attribute>& held = record_.attributes;
+    if (held.size() < few)
+      return std::any_of(held.begin(), held.end(), [&](const auto& a) { return a.name == name; });
+    if (names_.empty())
+      for (const record_attribute& attribute : held) names_.insert(attribute.name);
+    return !names_.insert(name).second;
+  }
+
+  std::string_view line_;
+  const char* buffer_;
+  parsed_record& record_;
+  std::unordered_set<std::string_view> names_;  // of the attributes, where they are many
+  unsigned seen_ = 0;                           // bits of the keys so far
+};
+
+const std::array<record_reader::key_row, 10> record_reader::keys = {{
+    {"event", &record_reader::read_event},
+    {"level", &record_reader::read_level},
+    {"time", &record_reader::read_time},
+    {"attributes", &record_reader::read_attributes},
+    {"message_index", &record_reader::read_message_index},
+    {"version", &record_reader::read_version},
+    {"name", &record_reader::read_name},
+    {"types", &record_reader::read_types},
+    {"message", &record_reader::read_message},
+    {"message_from", &record_reader::read_message_from},
+}};
+
+struct record_parser::state {
+  ondemand::parser parser;
+  std::vector<char> buffer;  // the line, and the padding that the parser reads over
+  parsed_record record;
+  std::optional<record_error> error;
+};
+
+record_parser::record_parser() : state_(std::make_unique<state>()) {}
+record_parser::~record_parser() = default;
+
+// Copies the line into the buffer, with zeros behind it.
+static void fill(std::vector<char>& buffer, std::string_view line) {
+  const size_t needed = line.size() + simdjson::SIMDJSON_PADDING;
+  if (buffer.size() < needed) buffer.resize(needed);
+  std::copy(line.begin(), line.end(), buffer.begin());
+  std::memset(buffer.data() + line.size(), 0, simdjson::SIMDJSON_PADDING);
+}
+
+static void clear(parsed_record& record) {
+  record.event = {};
+  record.name.reset();
+  record.level.reset();
+  record.time.reset();
+  record.attributes.clear();
+  record.message_index = 0;
+}
+
+const parsed_record& record_parser::parse(std::string_view line) {
+  if (try_parse(line) == nullptr) throw record_error(error());
+  return state_->record;
+}
+
+const record_error& record_parser::error() const {
+  return *state_->error;
+}
+
+const parsed_record* record_parser::try_parse(std::string_view line) {
+  try {
+    read(line);
+    return &state_->record;
+  } catch (const record_error& error) {
+    state_->error = error;
+  } catch (const simdjson::simdjson_error& error) {
+    if (error.error() == simdjson::MEMALLOC) throw std::bad_alloc();
+    state_->error = record_syntax_error(line);
+  }
+  return nullptr;
+}
+
+void record_parser::read(std::string_view line) {
+  require_record_size(line);
+  fill(state_->buffer, line);
+  clear(state_->record);
+  record_reader reader(line, state_->buffer.data(), state_->record);
+  ondemand::document document = state_->parser.iterate(
+      simdjson::padded_string_view(state_->buffer.data(), line.size(), state_->buffer.size()));
+  reader.read(document);
+}

@@ -1,0 +1,89 @@
+#include "recording/report/text_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include "recording/text/utf8.h"
+
+source_text::source_text(std::string name, std::string bytes)
+    : name_(std::move(name)), bytes_(std::move(bytes)) {
+  had_byte_order_mark_ = bytes_.starts_with("\xEF\xBB\xBF");
+  if (had_byte_order_mark_) bytes_.erase(0, 3);
+  for (size_t i = 0; i < bytes_.size(); ++i)
+    if (bytes_[i] == '\n') line_starts_.push_back(i + 1);
+}
+
+source_text::source_text(kinds kind, std::string name, std::string bytes)
+    : name_(std::move(name)), bytes_(std::move(bytes)), kind_(kind) {}
+
+source_text source_text::binary(std::string name, std::string bytes) {
+  return {kinds::binary, std::move(name), std::move(bytes)};
+}
+
+source_text source_text::one_line(std::string name, std::string bytes, size_t number) {
+  source_text source(kinds::text, std::move(name), std::move(bytes));
+  source.first_line_ = number;
+  return source;
+}
+
+source_text source_text::unopened(std::string name) {
+  return {kinds::unopened, std::move(name), ""};
+}
+
+size_t source_text::line_start(size_t number) const {
+  if (number < first_line_) return 0;
+  const size_t index = number - first_line_;
+  return index < line_starts_.size() ? line_starts_[index] : bytes_.size();
+}
+
+std::string_view source_text::line(size_t number) const {
+  const size_t start = line_start(number);
+  std::string_view rest = bytes().substr(start, line_start(number + 1) - start);
+  while (rest.ends_with('\n') || rest.ends_with('\r')) rest.remove_suffix(1);
+  return rest;
+}
+
+source_place source_text::place_at(size_t offset) const {
+  const auto behind = std::upper_bound(line_starts_.begin(), line_starts_.end(), offset);
+  const auto line = static_cast<size_t>(behind - line_starts_.begin()) - 1;
+  return {this, first_line_ + line, offset - line_starts_[line]};
+}
+
+size_t source_place::offset() const {
+  return std::min(source->line_start(line) + byte, source->bytes().size());
+}
+
+size_t source_place::column() const {
+  const std::string_view text = source->line(line);
+  size_t column = 1;
+  for (size_t i = 0; i < std::min(byte, text.size()); ++column) i += utf8_at(text, i).size;
+  return column + (byte > text.size() ? byte - text.size() : 0);
+}
+
+static bool read_descriptor(int descriptor, std::string& bytes, size_limit_function limit) {
+  std::array<char, 65536> buffer{};
+  while (bytes.size() <= limit(bytes)) {
+    const ssize_t got = read(descriptor, buffer.data(), buffer.size());
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return false;
+    if (got == 0) return true;
+    bytes.append(buffer.data(), static_cast<size_t>(got));
+  }
+  bytes.resize(limit(bytes) + 1);
+  return true;
+}
+
+bool read_source_bytes(const std::string& path, std::string& bytes, size_limit_function limit) {
+  if (path == "-") return read_descriptor(STDIN_FILENO, bytes, limit);
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return false;
+  const bool good = read_descriptor(descriptor, bytes, limit);
+  const int error = errno;
+  close(descriptor);
+  errno = error;
+  return good;
+}

@@ -1,0 +1,74 @@
+// A source file in memory, and places in it.
+#ifndef RECORDING_REPORT_TEXT_FILE_H
+#define RECORDING_REPORT_TEXT_FILE_H
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+constexpr size_t source_size_limit = size_t{16} << 20;  // bytes; larger sources are refused
+
+struct source_place;
+
+class source_text {
+ public:
+  // `name` is what diagnostics call the file. A byte order mark at the start is left out.
+  source_text(std::string name, std::string bytes);
+  // A file that is no text. It has one line, so that the bytes of its places are offsets.
+  static source_text binary(std::string name, std::string bytes);
+  // One line, numbered from 0, of a text that is not held as a whole.
+  static source_text one_line(std::string name, std::string bytes, size_t number);
+  // A file of which nothing is known but its name. It has no places within it.
+  static source_text unopened(std::string name);
+
+  const std::string& name() const { return name_; }
+  bool is_binary() const { return kind_ == kinds::binary; }
+  bool is_unopened() const { return kind_ == kinds::unopened; }
+  std::string_view bytes() const { return bytes_; }
+  bool had_byte_order_mark() const { return had_byte_order_mark_; }
+  size_t line_count() const { return line_starts_.size(); }
+  // A line, numbered from 0, without its line ending; empty behind the last line.
+  std::string_view line(size_t number) const;
+  // Where a line begins; the end of the text behind the last line.
+  size_t line_start(size_t number) const;
+  // The place of a byte of the text.
+  source_place place_at(size_t offset) const;
+
+ private:
+  enum class kinds { text, binary, unopened };
+
+  source_text(kinds kind, std::string name, std::string bytes);
+
+  std::string name_;
+  std::string bytes_;
+  bool had_byte_order_mark_ = false;
+  std::vector<size_t> line_starts_ = {0};
+  size_t first_line_ = 0;  // number of the line with which the bytes begin
+  kinds kind_ = kinds::text;
+};
+
+// A place in a source. Line and byte count from 0, as the parser gives them; people see both from
+// 1, and columns in characters.
+struct source_place {
+  const source_text* source = nullptr;  // not owned; null: no place is known
+  size_t line = 0;
+  size_t byte = 0;  // within the line
+
+  size_t offset() const;  // into the source's bytes, never behind their end
+  size_t column() const;  // from 1, in characters
+};
+
+// How large a file may be that begins with these bytes.
+using size_limit_function = size_t (*)(std::string_view bytes);
+
+constexpr size_t limit_of_sources(std::string_view) {
+  return source_size_limit;
+}
+
+// Reads standard input for "-" and else the file, at most one byte more than the limit. False, with
+// errno set, when that fails.
+bool read_source_bytes(const std::string& path, std::string& bytes,
+                       size_limit_function limit = limit_of_sources);
+
+#endif

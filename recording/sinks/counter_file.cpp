@@ -1,0 +1,188 @@
+#include "recording/sinks/counter_file.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <tuple>
+
+#include "recording/text/words.h"
+
+static constexpr size_t date_offset = 4;
+static constexpr size_t id_offset = 16;
+static constexpr size_t count_offset = 20;
+
+bool is_calendar_day(const counter_day& day) {
+  if (day.year < 1 || day.year > 9999 || day.month < 1 || day.month > 12 || day.day < 1 ||
+      day.day > 31)
+    return false;
+  return std::chrono::year_month_day{std::chrono::year(day.year),
+                                     std::chrono::month(static_cast<unsigned>(day.month)),
+                                     std::chrono::day(static_cast<unsigned>(day.day))}
+      .ok();
+}
+
+std::string day_text(const counter_day& day) {
+  char text[64];
+  static_cast<void>(snprintf(text, sizeof text, "%04d-%02d-%02d", day.year, day.month, day.day));
+  return text;
+}
+
+bool read_day(const std::string& text, counter_day& day) {
+  static constexpr const char* pattern = "0000-00-00";
+  counter_day read;
+  int32_t* number = &read.year;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (pattern[i] == '-') {
+      if (text[i] != '-') return false;
+      number = number == &read.year ? &read.month : &read.day;
+      continue;
+    }
+    if (pattern[i] == '\0' || text[i] < '0' || text[i] > '9') return false;
+    *number = *number * 10 + (text[i] - '0');
+  }
+  if (text.size() != 10 || !is_calendar_day(read)) return false;
+  day = read;
+  return true;
+}
+
+// The four bytes at `offset`; zeros stand in for what a torn record lacks.
+static uint32_t word_at(std::string_view bytes, size_t offset) {
+  uint32_t word = 0;
+  for (size_t i = offset; i < offset + 4; ++i)
+    word = word << 8 | (i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0u);
+  return word;
+}
+
+static counter_day day_at(std::string_view bytes, size_t offset) {
+  return {static_cast<int32_t>(word_at(bytes, offset)),
+          static_cast<int32_t>(word_at(bytes, offset + 4)),
+          static_cast<int32_t>(word_at(bytes, offset + 8))};
+}
+
+uint32_t counter_record_length(std::string_view bytes, size_t offset) {
+  return word_at(bytes, offset);
+}
+
+counted_entries counter_record_at(std::string_view bytes, size_t offset) {
+  return {day_at(bytes, offset + date_offset), word_at(bytes, offset + id_offset),
+          word_at(bytes, offset + count_offset)};
+}
+
+static void put_word(std::string& bytes, size_t offset, uint32_t word) {
+  for (size_t i = offset + 4; i-- > offset; word >>= 8) bytes[i] = static_cast<char>(word & 0xFF);
+}
+
+std::string new_counter_record(const counted_entries& record) {
+  std::string bytes(counter_record_size, '\0');
+  put_word(bytes, 0, counter_record_size);
+  put_word(bytes, date_offset, static_cast<uint32_t>(record.day.year));
+  put_word(bytes, date_offset + 4, static_cast<uint32_t>(record.day.month));
+  put_word(bytes, date_offset + 8, static_cast<uint32_t>(record.day.day));
+  put_word(bytes, id_offset, record.id);
+  put_word(bytes, count_offset, static_cast<uint32_t>(record.count));
+  return bytes;
+}
+
+void set_counter_count(std::string& record, uint32_t count) {
+  put_word(record, count_offset, count);
+}
+
+// Records with one thing odd about them: the first of them, and how many there are.
+struct odd_records {
+  size_t first = 0;
+  size_t count = 0;
+
+  void add(size_t offset) {
+    if (count++ == 0 || offset < first) first = offset;
+  }
+  std::string others() const {
+    if (count < 2) return "";
+    return count == 2 ? "; so is 1 more record" : "; so are " + counted(count - 1, "more record");
+  }
+};
+
+struct placed_count {
+  counted_entries entries;
+  size_t offset = 0;
+
+  auto key() const { return std::tie(entries.day, entries.id); }
+};
+
+void visit_counts(std::string_view bytes,
+                  const std::function<void(const counted_entries& record, size_t offset)>& visit) {
+  for (size_t offset = 0; offset < bytes.size(); offset += counter_record_size) {
+    const counted_entries record = counter_record_at(bytes, offset);
+    if (record.day != counter_day{}) visit(record, offset);
+  }
+}
+
+static std::vector<placed_count> records_of(std::string_view bytes) {
+  std::vector<placed_count> records;
+  visit_counts(bytes, [&](const counted_entries& entries, size_t offset) {
+    records.push_back({entries, offset});
+  });
+  return records;
+}
+
+static void check_records(const source_text& file, const std::vector<placed_count>& records,
+                          diagnostic_list& found) {
+  odd_records lengths;
+  odd_records days;
+  for (const placed_count& record : records) {
+    if (counter_record_length(file.bytes(), record.offset) != counter_record_size)
+      lengths.add(record.offset);
+    if (!is_calendar_day(record.entries.day)) days.add(record.offset);
+  }
+  if (lengths.count != 0)
+    found.add(diagnostic_rule::counter_length, {&file, 0, lengths.first},
+              "this record is " + std::to_string(word_at(file.bytes(), lengths.first)) +
+                  " bytes long by its own account, not 32" + lengths.others());
+  if (days.count != 0)
+    found.add(diagnostic_rule::counter_day, {&file, 0, days.first + date_offset},
+              "the calendar has no day " +
+                  day_text(day_at(file.bytes(), days.first + date_offset)) + days.others());
+}
+
+static void check_end(const source_text& file, diagnostic_list& found) {
+  const size_t rest = file.bytes().size() % counter_record_size;
+  if (rest == 0) return;
+  found.add(diagnostic_rule::counter_torn, {&file, 0, file.bytes().size() - rest},
+            "the last record is cut off behind " + counted(rest, "byte") +
+                "; zeros are taken for the others");
+}
+
+// Leaves the first record of each key, in the order of the keys.
+static void leave_first_records(const source_text& file, std::vector<placed_count>& records,
+                                diagnostic_list& found) {
+  std::sort(records.begin(), records.end(), [](const placed_count& a, const placed_count& b) {
+    return std::tuple(a.key(), a.offset) < std::tuple(b.key(), b.offset);
+  });
+  odd_records again;
+  size_t of_first = 0;
+  size_t kept = 0;
+  for (const placed_count& record : records) {
+    if (kept == 0 || records[kept - 1].key() != record.key()) {
+      records[kept++] = record;
+      continue;
+    }
+    again.add(record.offset);
+    if (again.first == record.offset) of_first = records[kept - 1].offset;
+  }
+  records.resize(kept);
+  if (again.count == 0) return;
+  found.add(
+      diagnostic_rule::counter_duplicate, {&file, 0, again.first},
+      "this record is not counted: another of this day and ID stands before it" + again.others(),
+      {&file, 0, of_first}, "this one is counted");
+}
+
+std::vector<counted_entries> read_counter_file(const source_text& file, diagnostic_list& found) {
+  std::vector<placed_count> records = records_of(file.bytes());
+  check_records(file, records, found);
+  check_end(file, found);
+  leave_first_records(file, records, found);
+  std::vector<counted_entries> counts(records.size());
+  std::transform(records.begin(), records.end(), counts.begin(),
+                 [](const placed_count& record) { return record.entries; });
+  return counts;
+}

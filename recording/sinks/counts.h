@@ -1,0 +1,55 @@
+// Counts of written entries in a counter file (docs/counter-file.md) that several processes share.
+#ifndef RECORDING_SINKS_COUNTS_H
+#define RECORDING_SINKS_COUNTS_H
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "base/kp_time.h"
+#include "recording/files/descriptor.h"
+#include "recording/files/folder_lock.h"
+#include "recording/sinks/counter_index.h"
+
+struct counter_place {
+  std::string path;    // of the file
+  std::string folder;  // as in file_place
+  std::string name;    // without its ending
+};
+
+// "DIR/NAME", or the file itself, DIR/NAME.cnt.
+counter_place counter_place_of(const std::string& path);
+
+class emit_counts {
+ public:
+  // Raises sink_error where the file cannot be made, is no regular file with one name, or no
+  // counter file.
+  explicit emit_counts(const std::string& path, lock_waiting waiting = {});
+
+  // Notes one more entry of that day.
+  void add(const kp_Time& day, uint32_t id);
+  // Adds what was noted to the file, under its lock. Raises sink_error: what was not added by then
+  // stays noted.
+  void write(bool synced);
+
+ private:
+  void take_lock();
+  bool is_open_file(struct stat& status) const;
+  void open_file();
+  void write_noted(bool synced);
+
+  counter_place place_;
+  std::string file_name_;
+  lock_waiting waiting_;
+  counter_index index_;
+  // These stay open from batch to batch: to open them costs more than to count.
+  std::optional<folder_lock> lock_;  // taken while a batch is written
+  open_descriptor file_;
+  file_identity counter_;                  // of it
+  std::map<counter_key, uint64_t> noted_;  // since the last batch
+};
+
+#endif

@@ -1,0 +1,108 @@
+#include "recording/sinks/sink.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <stdexcept>
+
+#include "kp_LOG_filenames.h"
+#include "recording/files/path.h"
+#include "recording/sinks/sink_kinds.h"
+#include "recording/text/terminal_text.h"
+
+[[noreturn]] static void refuse(const std::string& text) {
+  throw std::invalid_argument(terminal_text(text));
+}
+
+static constexpr std::string_view text_sink_prefix = "text:";
+static constexpr std::string_view json_sink_prefix = "json:";
+
+// --- A place in a folder ---
+
+static void check_name(const std::string& sink, const char* what, const std::string& name) {
+  const std::string fault = fault_of_file_name(what, name);
+  if (!fault.empty()) refuse("the sink " + sink + " " + fault);
+}
+
+// --- text: ---
+
+static void check_prefix(const std::string& sink, const std::string& prefix) {
+  check_name(sink, "prefix", prefix);
+  std::string safe = prefix;
+  remove_pathname_dir_separators(safe.data());
+  const size_t at = static_cast<size_t>(
+      std::mismatch(prefix.begin(), prefix.end(), safe.begin()).first - prefix.begin());
+  if (at == prefix.size()) return;
+  const std::string found = prefix.substr(at, utf8_at(prefix, at).size);
+  refuse("the sink " + sink + " has \"" + found +
+         "\" in its prefix, which is of ASCII letters, digits, \"_\" and \"-\"");
+}
+
+// Bytes, with K, M or G behind them for the powers of 1024; nothing for any other text and for 0.
+static std::optional<uintmax_t> parse_size(std::string_view text) {
+  const size_t unit = std::string_view("KMG").find(text.empty() ? '\0' : text.back());
+  const int shift = unit == std::string_view::npos ? 0 : static_cast<int>(unit + 1) * 10;
+  if (shift != 0) text.remove_suffix(1);
+  uintmax_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const bool is_number = error == std::errc() && end == text.data() + text.size();
+  if (!is_number || number == 0 || number > (UINTMAX_MAX >> 1 >> shift)) return std::nullopt;
+  return number << shift;
+}
+
+static uintmax_t parse_text_options(const std::string& sink, std::string_view options) {
+  const std::string_view key = "max-size=";
+  if (options.substr(0, key.size()) != key)
+    refuse("the sink " + sink + " has the option \"" + std::string(options) +
+           "\"; the only one is max-size=SIZE");
+  const std::optional<uintmax_t> size = parse_size(options.substr(key.size()));
+  if (!size)
+    refuse("the sink " + sink + " has the size \"" + std::string(options.substr(key.size())) +
+           "\"; a size is a number from 1, with K, M or G behind it or nothing");
+  return *size;
+}
+
+static std::unique_ptr<record_sink> make_text_sink(const std::string& sink, const std::string& path,
+                                                   const sink_options& options) {
+  file_place place = place_of(path);
+  const size_t comma = place.name.find(',');
+  uintmax_t max_size = default_log_size;
+  if (comma != std::string::npos) {
+    max_size = parse_text_options(sink, std::string_view(place.name).substr(comma + 1));
+    place.name.resize(comma);
+  }
+  check_prefix(sink, place.name);
+  return make_text_log_sink(place.folder, place.name, max_size, options);
+}
+
+// --- json: ---
+
+static std::unique_ptr<record_sink> make_json_sink(const std::string& sink, const std::string& path,
+                                                   const sink_options& options) {
+  if (path == "-") return make_json_output_sink(options);
+  const file_place place = place_of(path);
+  check_name(sink, "file", place.name);
+  return make_json_file_sink(place.folder, place.name, options);
+}
+
+sink_path path_of_sink(const std::string& description) {
+  if (description.starts_with(text_sink_prefix)) {
+    const file_place place = place_of(description.substr(text_sink_prefix.size()));
+    return {place.folder + "/" + place.name.substr(0, place.name.find(',')), true};
+  }
+  if (!description.starts_with(json_sink_prefix)) return {};
+  const std::string path = description.substr(json_sink_prefix.size());
+  return {path == "-" ? "" : path, false};
+}
+
+std::unique_ptr<record_sink> make_record_sink(const std::string& description,
+                                              const sink_options& options) {
+  if (description.find('\0') != std::string::npos) refuse("the sink " + description + " has a NUL");
+  if (description == "-") return make_message_sink(options);
+  if (description.starts_with(text_sink_prefix))
+    return make_text_sink(description, description.substr(text_sink_prefix.size()), options);
+  if (description.starts_with(json_sink_prefix))
+    return make_json_sink(description, description.substr(json_sink_prefix.size()), options);
+  refuse("\"" + description +
+         "\" is no sink; a sink is text:DIR/PREFIX[,max-size=SIZE], json:FILE, json:- or -");
+}

@@ -1,0 +1,57 @@
+// Where accepted entries go.
+#ifndef RECORDING_SINKS_SINK_H
+#define RECORDING_SINKS_SINK_H
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "base/kp_time.h"
+#include "recording/files/file_error.h"
+#include "recording/files/folder_lock.h"
+#include "recording/records/entry.h"
+
+// One of the places that the command line names. Entries are gathered to a batch in memory, which
+// is written by one call or a few, whole lines each.
+class record_sink {
+ public:
+  virtual ~record_sink() = default;
+
+  virtual void add(const sink_entry& entry) = 0;
+  virtual size_t pending() const = 0;  // bytes gathered
+  // Writes what was gathered, to the disk itself when `synced`. Raises sink_error: the sink's files
+  // are then as they were before the batch, as far as the system lets them, and the batch stays
+  // gathered for another try. What went to standard output cannot be taken back; what did not is
+  // kept.
+  virtual void write(bool synced) = 0;
+  // Forgets what it remembers of its files. They are opened by their names for every batch anyway.
+  virtual void reopen() {}
+};
+
+struct sink_options {
+  std::string set_version;
+  std::string code_page;  // of text; empty: UTF-8
+  // Told, in one line without its end, of what was cut off behind the last line of a file. Empty:
+  // it goes to standard error.
+  std::function<void(const std::string& note)> report = {};
+  lock_waiting waiting = {};
+};
+
+// "text:DIR/PREFIX[,max-size=64M]", "json:FILE", "json:-", "-". Unfinished lines that a process
+// left when it died are cut off at once. Raises std::invalid_argument, with what was found and what
+// was expected, for a description that is none of these and for a code page that text cannot be in,
+// and sink_error where the folder is not there or cannot be written to.
+std::unique_ptr<record_sink> make_record_sink(const std::string& description,
+                                              const sink_options& options);
+
+// What a sink appends to.
+struct sink_path {
+  std::string path;  // of the file; of dated logs "DIR/PREFIX"; empty: standard output, or no sink
+  bool has_dated_logs = false;
+};
+
+sink_path path_of_sink(const std::string& description);
+
+#endif

@@ -1,0 +1,198 @@
+#include "recording/text/escape.h"
+
+#include <unicode/utf16.h>
+
+#include <array>
+#include <initializer_list>
+
+#include "recording/text/terminal_text.h"
+
+// What stands for a character of ASCII.
+struct escape_row {
+  char character;
+  std::string_view escape;
+};
+
+// Appends an unsafe character, or a byte that is not UTF-8, of which `bytes` are the bytes.
+using escape_writer = void(std::string& out, const utf8_character& character,
+                           std::string_view bytes);
+
+class escape_language {
+ public:
+  constexpr escape_language(std::initializer_list<escape_row> rows, escape_writer* write_out)
+      : write_out_(write_out) {
+    for (size_t printable = ' '; printable <= '~'; ++printable) is_plain_[printable] = true;
+    for (const escape_row& row : rows) {
+      escapes_[static_cast<unsigned char>(row.character)] = row.escape;
+      is_plain_[static_cast<unsigned char>(row.character)] = false;
+    }
+  }
+
+  void append(std::string& out, std::string_view text) const {
+    for (size_t i = 0; i < text.size();) {
+      size_t plain = i;
+      while (plain < text.size() && is_plain_[static_cast<unsigned char>(text[plain])]) ++plain;
+      out.append(text, i, plain - i);
+      i = plain;
+      if (i == text.size()) return;
+      const utf8_character character = utf8_at(text, i);
+      append(out, character, text.substr(i, character.size));
+      i += character.size;
+    }
+  }
+
+  std::string quoted(std::string_view text) const {
+    std::string out = "\"";
+    append(out, text);
+    return out + '"';
+  }
+
+ private:
+  void append(std::string& out, const utf8_character& character, std::string_view bytes) const {
+    const bool is_named = character.valid && character.code_point < escapes_.size() &&
+                          !escapes_[character.code_point].empty();
+    if (is_named)
+      out += escapes_[character.code_point];
+    else if (!character.valid || is_unsafe_on_terminal(character.code_point))
+      write_out_(out, character, bytes);
+    else
+      out += bytes;
+  }
+
+  std::array<std::string_view, 128> escapes_ = {};  // empty: none
+  std::array<bool, 256> is_plain_ = {};             // by the byte: stands for itself
+  escape_writer* write_out_;
+};
+
+// ---- for programs ----
+
+static constexpr uint32_t replacement_character = 0xFFFD;
+
+static uint32_t code_point_of(const utf8_character& character) {
+  return character.valid ? character.code_point : replacement_character;
+}
+
+static void append_unit(std::string& out, uint32_t unit) {
+  (out += "\\u") += hexadecimal(unit, 4);
+}
+
+static void append_long_escape(std::string& out, uint32_t code_point) {
+  (out += "\\U") += hexadecimal(code_point, 8);
+}
+
+static void write_out_in_json(std::string& out, const utf8_character& character, std::string_view) {
+  const uint32_t code_point = code_point_of(character);
+  if (code_point < 0x10000) return append_unit(out, code_point);
+  append_unit(out, U16_LEAD(code_point));
+  append_unit(out, U16_TRAIL(code_point));
+}
+
+static void write_out_in_yaml(std::string& out, const utf8_character& character, std::string_view) {
+  const uint32_t code_point = code_point_of(character);
+  if (code_point < 0x100)
+    (out += "\\x") += hexadecimal(code_point, 2);
+  else if (code_point < 0x10000)
+    append_unit(out, code_point);
+  else
+    append_long_escape(out, code_point);
+}
+
+static void write_out_in_genrb(std::string& out, const utf8_character& character,
+                               std::string_view) {
+  const uint32_t code_point = code_point_of(character);
+  if (code_point < 0x10000)
+    append_unit(out, code_point);
+  else
+    append_long_escape(out, code_point);
+}
+
+// Octal escapes end after three digits, whatever follows.
+static void write_out_in_cpp(std::string& out, const utf8_character&, std::string_view bytes) {
+  for (const char byte : bytes) {
+    out += '\\';
+    for (int shift = 6; shift >= 0; shift -= 3)
+      out += static_cast<char>('0' + (static_cast<unsigned char>(byte) >> shift) % 8);
+  }
+}
+
+static void write_out_in_po(std::string& out, const utf8_character& character,
+                            std::string_view bytes) {
+  if (character.valid && character.code_point < 0x80)
+    write_out_in_cpp(out, character, bytes);
+  else
+    out += bytes;
+}
+
+static constexpr escape_language json_language(
+    {{'"', "\\\""}, {'\\', "\\\\"}, {'\n', "\\n"}, {'\r', "\\r"}, {'\t', "\\t"}},
+    write_out_in_json);
+
+static constexpr escape_language yaml_language(
+    {{'"', "\\\""}, {'\\', "\\\\"}, {'\n', "\\n"}, {'\t', "\\t"}}, write_out_in_yaml);
+
+// Question marks, of which two begin a trigraph.
+static constexpr escape_language cpp_language({{'"', "\\\""}, {'\\', "\\\\"}, {'?', "\\?"}},
+                                              write_out_in_cpp);
+
+static constexpr escape_language po_language(
+    {{'"', "\\\""}, {'\\', "\\\\"}, {'\n', "\\n"}, {'\r', "\\r"}, {'\t', "\\t"}}, write_out_in_po);
+
+static constexpr escape_language genrb_language(
+    {{'"', "\\\""}, {'\\', "\\\\"}, {'\n', "\\n"}, {'\r', "\\r"}, {'\t', "\\t"}},
+    write_out_in_genrb);
+
+void append_json_text(std::string& json, std::string_view text) {
+  json += '"';
+  json_language.append(json, text);
+  json += '"';
+}
+
+std::string json_string(std::string_view text) {
+  return json_language.quoted(text);
+}
+std::string yaml_quoted(std::string_view text) {
+  return yaml_language.quoted(text);
+}
+std::string cpp_literal(std::string_view text) {
+  return cpp_language.quoted(text);
+}
+std::string po_quoted(std::string_view text) {
+  return po_language.quoted(text);
+}
+std::string genrb_quoted(std::string_view text) {
+  return genrb_language.quoted(text);
+}
+
+// ---- for people ----
+
+std::string written_out(const utf8_character& character) {
+  const uint32_t code_point = character.code_point;
+  const bool is_byte = !character.valid || code_point < 0x80;
+  return is_byte ? "\\x" + hexadecimal(code_point, 2) : "\\u{" + hexadecimal(code_point, 4) + "}";
+}
+
+static void write_out_for_people(std::string& out, const utf8_character& character,
+                                 std::string_view) {
+  out += written_out(character);
+}
+
+static constexpr escape_language terminal_language({{'\t', " "}}, write_out_for_people);
+static constexpr escape_language log_language({{'\t', "\t"}}, write_out_for_people);
+static constexpr escape_language xml_language(
+    {{'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'\t', " "}}, write_out_for_people);
+
+static std::string written_in(const escape_language& language, std::string_view text) {
+  std::string written;
+  language.append(written, text);
+  return written;
+}
+
+std::string terminal_text(std::string_view text) {
+  return written_in(terminal_language, text);
+}
+std::string xml_text(std::string_view text) {
+  return written_in(xml_language, text);
+}
+void append_log_text(std::string& line, std::string_view text) {
+  log_language.append(line, text);
+}

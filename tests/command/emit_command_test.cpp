@@ -1,0 +1,794 @@
+// kplog emit, from outside: sinks, options, errors.
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+#include <csignal>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "tests/command/emit_fixture.h"
+#include "tests/command/golden_file.h"
+#include "tests/support/counter_folder.h"
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+struct usage_case {
+  const char* arguments;
+  const char* text;
+};
+
+class EmitCommand : public testing::Test {
+ protected:
+  std::vector<std::string> files_of_folder() const {
+    std::vector<std::string> names;
+    for (const auto& file : std::filesystem::recursive_directory_iterator(folder_.path()))
+      names.push_back(file.path());
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  emit_folder folder_;
+};
+
+// --- Sinks
+
+// The library keeps 128 definitions, and loads one of both files again as the AUX file has it.
+TEST_F(EmitCommand, RecordOfAnEventThatTheLibraryForgotEndsNothing) {
+  std::string std_source = "kplog: 1\nlog_version: \"1\"\nevents:\n";
+  std::string aux_source = std_source;
+  std::string records;
+  for (int id = 1; id <= 200; ++id) {
+    const std::string event = "  E" + std::to_string(id) + ": {id: " + std::to_string(id);
+    std_source += event + ", attributes: {S: UInt1}}\n";
+    aux_source += event + ", attributes: {A: UInt1}}\n";
+    records += "{\"event\":" + std::to_string(id) + ",\"attributes\":{\"A\":1}}\n";
+  }
+  folder_.write("std.yaml", std_source);
+  folder_.write("aux.yaml", aux_source);
+  ASSERT_EQ(run_kplog(folder_.path(), "compile -q std.yaml -o events.ldf").status, 0);
+  ASSERT_EQ(run_kplog(folder_.path(), "compile -q aux.yaml --std std.yaml -o aux.ldf").status, 0);
+  const std::string bad = R"({"event":1,"attributes":{"S":1}})"
+                          "\n";
+  const auto run = folder_.emit_text("--aux aux.ldf --to json:out", records + records + bad);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("401:30: error[record-value]: \"S\": "));
+  const std::string out = folder_.text("out");
+  EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 400);
+  EXPECT_THAT(out, HasSubstr(R"("attributes":{"A":1},"types":{"A":"UInt1"})"));
+}
+
+TEST_F(EmitCommand, MessagesGoToStandardOutput) {
+  const auto run = folder_.emit_text("-q --to -", login_record("alice", 22) + note_record("hello"));
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "");
+  EXPECT_EQ(run.out, "alice logged in on port 22\nhello\n");
+}
+
+TEST_F(EmitCommand, TextLogsHaveTimeLevelNameAndMessage) {
+  const auto run = folder_.emit_text("-q --to text:./shop", login_record("alice", 22));
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(folder_.text("shop.20261115.0001"),
+            "2026-11-15T17:02:56+08:00 3 USER_LOGIN alice logged in on port 22\n");
+}
+
+TEST_F(EmitCommand, StoredFormIsInputAgain) {
+  ASSERT_EQ(folder_.emit_text("-q --to json:first", login_record("alice", 22)).status, 0);
+  const auto stored = nlohmann::json::parse(folder_.text("first"));
+  EXPECT_EQ(stored["event"], 1001);
+  EXPECT_EQ(stored["name"], "USER_LOGIN");
+  EXPECT_EQ(stored["level"], 3);
+  EXPECT_EQ(stored["time"], "2026-11-15T17:02:56+08:00");
+  EXPECT_EQ(stored["message"], "alice logged in on port 22");
+  const auto again = folder_.emit("-q --to json:- first");
+  EXPECT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(again.out, folder_.text("first"));
+}
+
+TEST_F(EmitCommand, SeveralSinksGetEveryRecord) {
+  const auto run = folder_.emit_text("-q --to text:./shop --to json:stored --to -",
+                                     login_record("alice", 22) + login_record("bob", 23));
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "alice logged in on port 22\nbob logged in on port 23\n");
+  EXPECT_EQ(folder_.text("shop.20261115.0001"),
+            "2026-11-15T17:02:56+08:00 3 USER_LOGIN alice logged in on port 22\n"
+            "2026-11-15T17:02:56+08:00 3 USER_LOGIN bob logged in on port 23\n");
+  EXPECT_THAT(folder_.text("stored"), AllOf(HasSubstr("alice"), HasSubstr("bob")));
+}
+
+TEST_F(EmitCommand, EachDayHasItsLogs) {
+  const auto run = folder_.emit_text("-q --to text:./shop",
+                                     note_record("before", "2026-11-15T23:59:59+08:00") +
+                                         note_record("after", "2026-11-16T00:00:00+08:00"));
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(folder_.text("shop.20261115.0001"), HasSubstr("before\n"));
+  EXPECT_THAT(folder_.text("shop.20261116.0001"), HasSubstr("after\n"));
+}
+
+TEST_F(EmitCommand, CodePageIsThatOfText) {
+  const auto run = folder_.emit_text("-q --to - --codepage ISO-8859-1", note_record("é€"));
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "\xE9\\u{20AC}\n");
+}
+
+TEST_F(EmitCommand, EntriesAreCountedByDayAndEvent) {
+  const std::string records =
+      login_record("a", 1) + login_record("b", 2) + note_record("c", "2026-11-16T00:00:00+08:00");
+  EXPECT_EQ(folder_.emit_text("-q --to text:./shop --count ./shop", records).status, 0);
+  EXPECT_EQ(folder_.emit_text("-q --to text:./shop --count ./shop.cnt", records).status, 0);
+  const std::string counts = folder_.text("shop.cnt");
+  EXPECT_EQ(count_in(counts, 2026, 11, 15, 1001), 4);
+  EXPECT_EQ(count_in(counts, 2026, 11, 16, 1003), 2);
+  EXPECT_EQ(counts.size(), 64u);
+}
+
+TEST_F(EmitCommand, CountsGoOnWithTheFirstRecordOfTheirKey) {
+  const std::string others = counter_record(2026, 11, 14, 1001, 5) + free_counter_slot();
+  const std::string second = counter_record(2026, 11, 15, 1001, 100);
+  folder_.write("c.cnt", others + counter_record(2026, 11, 15, 1001, 4294967290u) + second);
+  const std::string records = login_record("a", 1) + login_record("b", 2);
+  EXPECT_EQ(folder_.emit_text("-q --to text:./shop --count ./c", records).status, 0);
+  EXPECT_EQ(folder_.text("c.cnt"),
+            others + counter_record(2026, 11, 15, 1001, 4294967292u) + second);
+}
+
+TEST_F(EmitCommand, CountsStayAtTheLargestNumberOfARecord) {
+  folder_.write("c.cnt", counter_record(2026, 11, 15, 1001, 4294967294u));
+  const std::string records = login_record("a", 1) + login_record("b", 2) + login_record("c", 3);
+  EXPECT_EQ(folder_.emit_text("-q --to text:./shop --count ./c", records).status, 0);
+  EXPECT_EQ(folder_.text("c.cnt"), counter_record(2026, 11, 15, 1001, 4294967295u));
+}
+
+TEST_F(EmitCommand, CountersHaveTheirModeWhateverTheUmask) {
+  for (const char* mask : {"000", "077"}) {
+    const std::string name = std::string("c") + mask;
+    folder_.write("input", note_record("a"));
+    const auto run = folder_.emit("-q --to text:./shop --count " + name + " input",
+                                  std::string("umask ") + mask + " && ");
+    EXPECT_EQ(run.status, 0) << run.err;
+    struct stat status {};
+    ASSERT_EQ(stat(folder_.path(name + ".cnt").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0640U);
+  }
+}
+
+TEST_F(EmitCommand, CountsAreKeptInRegularFilesAlone) {
+  ASSERT_EQ(mkfifo(folder_.path("fifo.cnt").c_str(), 0600), 0);
+  ASSERT_EQ(symlink("victim", folder_.path("link.cnt").c_str()), 0);
+  folder_.write("one.cnt", "");
+  std::filesystem::create_hard_link(folder_.path("one.cnt"), folder_.path("two.cnt"));
+  for (const usage_case& one : std::vector<usage_case>{
+           {"fifo", "kplog: cannot count in fifo.cnt: it is not a regular file\n"},
+           {"link", "kplog: cannot count in link.cnt: Too many levels of symbolic links\n"},
+           {"two",
+            "kplog: cannot count in two.cnt: it has 2 names (hard links), and may have one\n"}}) {
+    const auto run =
+        folder_.emit_text("-q --to - --count " + std::string(one.arguments), note_record("a"));
+    EXPECT_EQ(run.status, 3) << one.arguments;
+    EXPECT_EQ(run.out, "") << one.arguments;
+    EXPECT_EQ(run.err, one.text);
+    EXPECT_FALSE(std::filesystem::exists(folder_.path(one.arguments + std::string("_lock"))));
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder_.path("victim")));
+}
+
+TEST_F(EmitCommand, SyncedRunsWriteTheSame) {
+  const auto run = folder_.emit_text("-q --sync --to text:./shop --to json:s --count ./c",
+                                     login_record("alice", 22));
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(folder_.text("shop.20261115.0001"),
+            "2026-11-15T17:02:56+08:00 3 USER_LOGIN alice logged in on port 22\n");
+}
+
+TEST_F(EmitCommand, MessagesComeInTheLanguageOfTheCatalog) {
+  folder_.write("de.po",
+                "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; charset=UTF-8\\n\"\n"
+                "msgctxt \"USER_LOGIN\"\nmsgid \"{USER_NAME} logged in on port {PORT}\"\n"
+                "msgstr \"{USER_NAME} kam durch {PORT}\"\n");
+  const auto built =
+      run_kplog(folder_.path(), "catalog build -q events.yaml --po de.po -o messages");
+  ASSERT_EQ(built.status, 0) << built.err;
+  folder_.write("input", login_record("alice", 22));
+  const auto run = run_kplog(folder_.path(),
+                             "emit -q --definitions events.ldf --catalog messages --locale de_DE "
+                             "--to - input");
+  EXPECT_EQ(run.out, "alice kam durch 22\n") << run.err;
+}
+
+// A catalog without the event.
+TEST_F(EmitCommand, MessagesThatTheCatalogLacksAreThoseOfTheDefinition) {
+  folder_.write("link.yaml",
+                "kplog: 1\nlog_version: \"2.0\"\nevents: {LINK: {id: 1002, message: link}}\n");
+  folder_.write(
+      "de.po",
+      "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; charset=UTF-8\\n\"\n");
+  const auto built = run_kplog(folder_.path(), "catalog build -q link.yaml --po de.po -o messages");
+  ASSERT_EQ(built.status, 0) << built.err;
+  const std::string records = note_record("a") + note_record("b");
+  const auto run = folder_.emit_text("-q --catalog messages --to json:stored", records);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err,
+            "kplog: the catalog lacks a message of the event 1003 NOTE; the definition's own text "
+            "is taken\n");
+  EXPECT_THAT(folder_.text("stored"),
+              HasSubstr("\"message\":\"a\",\"message_from\":\"definition\"}\n"));
+  const auto again = folder_.emit("-q --to - stored");
+  EXPECT_EQ(again.status, 0) << again.err;
+  EXPECT_EQ(again.out, "a\nb\n");
+}
+
+static size_t texts_in(const std::string& whole, const std::string& sought) {
+  size_t count = 0;
+  for (size_t at = whole.find(sought); at != std::string::npos; at = whole.find(sought, at + 1))
+    ++count;
+  return count;
+}
+
+// A catalog that has the event, but not all of its selector messages; and text logs.
+TEST_F(EmitCommand, SelectorMessagesThatTheCatalogLacksAreThoseOfTheDefinition) {
+  const std::string before =
+      "kplog: 1\nlog_version: \"2.0\"\nevents:\n  SERVER:\n    id: 7\n    attributes: {STATE: "
+      "UInt1}\n    message: \"state {STATE}\"\n    select: STATE\n    messages:\n"
+      "      - {index: 1, value: 0, text: off}\n";
+  folder_.write("before.yaml", before);
+  folder_.write("now.yaml", before + "      - {index: 2, value: 1, text: \"it is on\"}\n");
+  folder_.write("de.po",
+                "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; charset=UTF-8\\n\"\n"
+                "msgctxt \"SERVER\"\nmsgid \"state {STATE}\"\nmsgstr \"Zustand {STATE}\"\n"
+                "msgctxt \"SERVER.1\"\nmsgid \"off\"\nmsgstr \"aus\"\n");
+  ASSERT_EQ(run_kplog(folder_.path(), "catalog build -q before.yaml --po de.po -o messages").status,
+            0);
+  ASSERT_EQ(run_kplog(folder_.path(), "compile -q now.yaml -o now.ldf").status, 0);
+  for (const char* member : {"\"attributes\":{\"STATE\":0}", "\"attributes\":{\"STATE\":1}",
+                             "\"attributes\":{\"STATE\":1}", "\"attributes\":{\"STATE\":9}",
+                             "\"attributes\":{\"STATE\":1},\"message_index\":1",
+                             "\"attributes\":{\"STATE\":0},\"message_index\":2"})
+    folder_.write("input", folder_.text("input") +
+                               "{\"event\":7,\"time\":\"2026-11-15T17:02:56+08:00\"," + member +
+                               "}\n");
+  const auto run = run_kplog(folder_.path(),
+                             "emit -q --definitions now.ldf --catalog messages --locale de_DE "
+                             "--to text:log --to json:stored --to - input");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err,
+            "kplog: the catalog lacks a message of the event 7 SERVER; the definition's own text "
+            "is taken\n");
+  EXPECT_EQ(run.out, "aus\nit is on\nit is on\nZustand 9\naus\nit is on\n");
+  const std::string start = "2026-11-15T17:02:56+08:00 3 SERVER ";
+  EXPECT_EQ(folder_.text("log.20261115.0001"), start + "aus\n" + start + "it is on\n" + start +
+                                                   "it is on\n" + start + "Zustand 9\n" + start +
+                                                   "aus\n" + start + "it is on\n");
+  const std::string stored = folder_.text("stored");
+  const std::string marked = "\"message\":\"it is on\",\"message_from\":\"definition\"}\n";
+  EXPECT_EQ(std::count(stored.begin(), stored.end(), '\n'), 6);
+  EXPECT_THAT(stored, HasSubstr("\"message\":\"aus\"}\n"));
+  EXPECT_THAT(stored, HasSubstr("\"message\":\"Zustand 9\"}\n"));
+  EXPECT_THAT(stored, HasSubstr("\"message_index\":2," + marked));
+  EXPECT_EQ(texts_in(stored, "\"message_from\":\"definition\""), 3U);
+}
+
+// A catalog that has neither the locale nor any other that could stand for it.
+TEST_F(EmitCommand, MessagesOfALocaleThatTheCatalogLacksAreThoseOfItsRoot) {
+  folder_.write("de.po",
+                "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; charset=UTF-8\\n\"\n"
+                "msgctxt \"NOTE\"\nmsgid \"{TEXT}\"\nmsgstr \"Text: {TEXT}\"\n");
+  ASSERT_EQ(run_kplog(folder_.path(), "catalog build -q events.yaml --po de.po -o messages").status,
+            0);
+  folder_.write("input", note_record("a"));
+  const std::string emit = "emit -q --definitions events.ldf --catalog messages --locale ";
+  EXPECT_EQ(run_kplog(folder_.path(), emit + "de_AT --to - input").out, "Text: a\n");
+  const auto other =
+      run_kplog(folder_.path(), emit + "ja_JP --to json:stored input", "export LC_ALL=C; ");
+  EXPECT_EQ(other.status, 0);
+  EXPECT_EQ(other.err, "");
+  EXPECT_THAT(folder_.text("stored"), HasSubstr("\"message\":\"a\"}\n"));
+  // Without that there is nothing to open, which is told before anything is read.
+  std::filesystem::remove(folder_.path("messages/root.res"));
+  const auto none =
+      run_kplog(folder_.path(), emit + "ja_JP --to json:none input", "export LC_ALL=C; ");
+  EXPECT_EQ(none.status, 3);
+  EXPECT_THAT(none.err, StartsWith("kplog: messages: <KPX_logging_missing_resource> "));
+  EXPECT_FALSE(std::filesystem::exists(folder_.path("none")));
+}
+
+// --- The filter
+
+static std::string three_levels() {
+  std::string records;
+  for (const char* level : {"1", "5", "9"})
+    records += std::string(R"({"event":"NOTE","level":)") + level +
+               R"(,"attributes":{"TEXT":"level )" + level + "\"}}\n";
+  return records;
+}
+
+TEST_F(EmitCommand, LevelsAreFiltered) {
+  const auto run =
+      folder_.emit_text("-q --to - --min-level 2 --max-level 8 --count ./c", three_levels());
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, "level 5\n");
+  EXPECT_EQ(folder_.text("c.cnt").size(), 32u);
+}
+
+TEST_F(EmitCommand, MaskLetsEventsPassThatShareAFlag) {
+  const std::string records = login_record("alice", 22) +
+                              R"({"event":"LINK_DOWN","attributes":{"LINK":"eth0"}})"
+                              "\n" +
+                              note_record("no flag");
+  EXPECT_EQ(folder_.emit_text("-q --to - --mask 0x2", records).out, "alice logged in on port 22\n");
+  EXPECT_EQ(folder_.emit_text("-q --to - --mask 1", records).out, "the link eth0 is down\n");
+  EXPECT_EQ(folder_.emit_text("-q --to -", records).out,
+            "alice logged in on port 22\nthe link eth0 is down\nno flag\n");
+}
+
+TEST_F(EmitCommand, ConfigurationComesBeforeOptions) {
+  folder_.write("filter.conf", "[shop]\nLogLevelLow = 5\nLogLevelHigh = 9\n\n\n");
+  EXPECT_EQ(
+      folder_
+          .emit_text("-q --to - --config filter.conf --section shop --max-level 1", three_levels())
+          .out,
+      "level 5\nlevel 9\n");
+  EXPECT_EQ(folder_.emit_text("-q --to - --config filter.conf --max-level 1", three_levels()).out,
+            "level 1\n");
+}
+
+TEST_F(EmitCommand, MaskOfTheConfigurationRejectsEventsWithoutFlags) {
+  folder_.write("filter.conf", "[global]\nPropertyMask = 0xFFFFFFFF\n\n\n");
+  const auto run = folder_.emit_text("-q --to - --config filter.conf",
+                                     login_record("alice", 22) + note_record("no flag"));
+  EXPECT_EQ(run.out, "alice logged in on port 22\n");
+}
+
+// --- Input
+
+TEST_F(EmitCommand, FilesAreReadInTheirOrder) {
+  folder_.write("a", note_record("first"));
+  folder_.write("b", note_record("third"));
+  folder_.write("input", note_record("second"));
+  EXPECT_EQ(folder_.emit("-q --to - a - b < input").out, "first\nsecond\nthird\n");
+}
+
+TEST_F(EmitCommand, LineEndsAndEmptyLinesDoNotMatter) {
+  std::string records = "\xEF\xBB\xBF" + note_record("a") + "\n \t \r\n" + note_record("b");
+  records.insert(records.size() - 1, "\r");
+  std::string last = note_record("c");
+  last.pop_back();
+  EXPECT_EQ(folder_.emit_text("-q --to -", records + last).out, "a\nb\nc\n");
+}
+
+TEST_F(EmitCommand, PipesOfTheShellEnd) {
+  folder_.write("input", note_record("piped"));
+  const auto run = folder_.emit("-q --to - /dev/fd/3 3<&0", "cat input | ");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "piped\n");
+}
+
+TEST_F(EmitCommand, LineBeyondTheLimitIsOneBadRecord) {
+  const std::string records =
+      note_record("a") + std::string(3 << 20, 'x') + "\n" + note_record("b");
+  const auto run = folder_.emit_text("-q --to -", records);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "a\nb\n");
+  EXPECT_THAT(run.err, StartsWith("<stdin>:2:1: error[record-syntax]: the line is longer than "
+                                  "1048576 bytes\nxxx"));
+  EXPECT_LT(run.err.size(), 1000u);
+}
+
+TEST_F(EmitCommand, LineOfTheLimitIsTaken) {
+  std::string record = note_record("a");
+  record.insert(1, std::string((1 << 20) + 1 - record.size(), ' '));
+  EXPECT_EQ(folder_.emit_text("-q --to -", record).out, "a\n");
+  record.insert(1, " ");
+  EXPECT_EQ(folder_.emit_text("-q --to -", record).status, 1);
+}
+
+// --- Bad records
+
+static const std::string bad_records = note_record("a") +
+                                       "{\"event\":\"NOBODY\"}\n"
+                                       "{\"event\":\"NOTE\",\"attributes\":{\"TEXT\":7}}\n"
+                                       "not even JSON\n" +
+                                       note_record("b");
+
+TEST_F(EmitCommand, BadRecordsAreReportedAndSkipped) {
+  const auto run = folder_.emit_text("-q --to -", bad_records);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "a\nb\n");
+  EXPECT_THAT(run.err, AllOf(HasSubstr("<stdin>:2:10: error[record-event]: "),
+                             HasSubstr("<stdin>:3:38: error[record-value]: "),
+                             HasSubstr("<stdin>:4:2: error[record-syntax]: ")));
+}
+
+TEST_F(EmitCommand, FirstBadRecordStopsWhenAskedTo) {
+  const auto run = folder_.emit_text("--to - --on-error stop", bad_records);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "a\n");
+  EXPECT_THAT(run.err, AllOf(HasSubstr("<stdin>:2:10: "), Not(HasSubstr("<stdin>:3:"))));
+  EXPECT_THAT(run.err, HasSubstr("2 records: 1 written, 0 rejected by the filter, 1 bad\n"));
+}
+
+TEST_F(EmitCommand, QuarantineKeepsBadLinesAsTheyWere) {
+  const std::string hostile = "\x1b]0;title\x07 \xFF\xFE bytes\n";
+  const auto run = folder_.emit_text("-q --to - --on-error quarantine=bad", bad_records + hostile);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "a\nb\n");
+  const std::string kept =
+      "{\"event\":\"NOBODY\"}\n{\"event\":\"NOTE\",\"attributes\":{\"TEXT\":7}}\nnot even JSON\n" +
+      hostile;
+  EXPECT_EQ(folder_.text("bad"), kept);
+  EXPECT_EQ(folder_.emit_text("-q --to - --on-error quarantine=bad", "again\n").status, 1);
+  EXPECT_EQ(folder_.text("bad"), kept + "again\n");
+}
+
+TEST_F(EmitCommand, FloodOfBadRecordsIsCounted) {
+  std::string records;
+  for (int i = 0; i < 1000; ++i) records += "bad\n";
+  const auto run = folder_.emit_text("--to -", records);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, AllOf(HasSubstr("<stdin>:100:1: "), Not(HasSubstr("<stdin>:101:1: ")),
+                             HasSubstr("kplog: 900 more bad records, not shown one by one\n"),
+                             HasSubstr("1000 bad\n")));
+}
+
+TEST_F(EmitCommand, DiagnosticsAndSummaryAreJsonWhenAskedTo) {
+  const auto run = folder_.emit_text("--format json --to -", bad_records);
+  EXPECT_EQ(run.status, 1);
+  std::istringstream lines(run.err);
+  std::vector<nlohmann::json> objects;
+  for (std::string line; std::getline(lines, line);) objects.push_back(nlohmann::json::parse(line));
+  ASSERT_EQ(objects.size(), 4u) << run.err;
+  EXPECT_EQ(objects[0]["code"], "record-event");
+  EXPECT_EQ(objects[1]["line"], 3);
+  const nlohmann::json& summary = objects[3]["summary"];
+  EXPECT_EQ(summary["read"], 5);
+  EXPECT_EQ(summary["written"], 2);
+  EXPECT_EQ(summary["bad"], 3);
+  EXPECT_EQ(summary["events"][0]["name"], "NOTE");
+  EXPECT_EQ(summary["events"][0]["bad"], 1);
+  EXPECT_EQ(summary["events"][1]["event"], nullptr);
+}
+
+// The lines that hold the text.
+static std::string lines_with(const std::string& text, const std::string& wanted) {
+  std::istringstream lines(text);
+  std::string found;
+  for (std::string line; std::getline(lines, line);)
+    if (line.find(wanted) != std::string::npos) found += line + "\n";
+  return found;
+}
+
+TEST_F(EmitCommand, ZIsTheSameDayAsTheOffsetZero) {
+  std::string records;
+  for (const char* time : {"2026-11-15T02:00:00Z", "2026-11-15T02:00:00+00:00",
+                           "2026-11-15T23:59:59Z", "2026-11-15 23:59:59+00:00"})
+    records += note_record("a", time);
+  folder_.write("input", records);
+  for (const char* zone : {"UTC+11", "UTC-11"}) {
+    const temp_folder out;
+    const auto run =
+        folder_.emit("-q --to text:" + out.path() + "/log --to json:" + out.file("stored") +
+                         " --count " + out.path() + "/count input",
+                     std::string("export TZ=") + zone + " && ");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(read_whole_file(out.file("log.20261115.0001")),
+              "2026-11-15T02:00:00Z 3 NOTE a\n2026-11-15T02:00:00+00:00 3 NOTE a\n"
+              "2026-11-15T23:59:59Z 3 NOTE a\n2026-11-15T23:59:59+00:00 3 NOTE a\n");
+    EXPECT_THAT(read_whole_file(out.file("stored")),
+                AllOf(HasSubstr("\"time\":\"2026-11-15T02:00:00Z\""),
+                      HasSubstr("\"time\":\"2026-11-15T23:59:59Z\"")));
+    EXPECT_EQ(run_kplog(out.path(), "count -q --format csv --by day count.cnt").out,
+              "day,count\r\n2026-11-15,4\r\n");
+  }
+}
+
+TEST_F(EmitCommand, GoldenListOfBadRecords) {
+  folder_.write("input",
+                "{\"event\":\"NOTE\",}\n"
+                "{\"event\":\"NOTE\",\"colour\":1}\n"
+                "{\"event\":\"NOTES\"}\n"
+                "{\"event\":\"NOTE\",\"attributes\":{\"TXT\":\"a\"}}\n"
+                "{\"event\":\"USER_LOGIN\",\"attributes\":{\"PORT\":65536}}\n"
+                "{\"event\":\"BROKEN\"}\n");
+  const auto bad = folder_.emit("--to text:./shop input");
+  const std::string log = note_record("a");
+  EXPECT_EQ(folder_.emit_text("-q --to text:./shop", log).status, 0);
+  folder_.write("shop.20261115.0001", folder_.text("shop.20261115.0001") + "2026-11-15T1");
+  std::string flood;
+  for (int i = 0; i < 101; ++i) flood += "bad\n";
+  const auto many = folder_.emit_text("--format json --to text:./shop", log + flood);
+  folder_.write("link.yaml",
+                "kplog: 1\nlog_version: \"2.0\"\nevents: {LINK: {id: 1002, message: link}}\n");
+  folder_.write(
+      "de.po",
+      "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; charset=UTF-8\\n\"\n");
+  EXPECT_EQ(run_kplog(folder_.path(), "catalog build -q link.yaml --po de.po -o messages").status,
+            0);
+  const auto lacking = folder_.emit_text("--format json --catalog messages --to -", log);
+  running_command ended(folder_.path(),
+                        emit_folder::words({"--format", "json", "--to", "-", "-", "input"}));
+  EXPECT_TRUE(ended.send(log));
+  EXPECT_EQ(ended.out_line(), "a");
+  ended.signal(SIGTERM);
+  expect_golden_file("emit.expected", bad.err + lines_with(many.err, "unfinished-line") +
+                                          lines_with(many.err, "record-not-shown") +
+                                          lines_with(ended.wait_for_end().err, "unread-input") +
+                                          lines_with(lacking.err, "message-from-definition"));
+}
+
+TEST_F(EmitCommand, SummaryTellsOfEachEvent) {
+  const auto run = folder_.emit_text("--to text:./x --min-level 3",
+                                     login_record("a", 1) + three_levels() + bad_records);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("kplog: 9 records: 5 written, 1 rejected by the filter, 3 bad\n"
+                                 "event              read  written  rejected  bad\n"
+                                 "USER_LOGIN (1001)     1        1         0    0\n"
+                                 "NOTE (1003)           6        4         1    1\n"
+                                 "(not known)           2        0         0    2\n"));
+}
+
+// --- Acknowledgements
+
+TEST_F(EmitCommand, AcknowledgementsCountEveryRecord) {
+  const auto run = folder_.emit_text("-q --ack --to text:./x", bad_records + "\n\n");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "5\n");
+}
+
+TEST_F(EmitCommand, LargeInputIsAcknowledgedInBatches) {
+  std::string records;
+  for (int i = 0; i < 20000; ++i) records += login_record("user", i);
+  const auto run = folder_.emit_text("-q --ack --to text:./x", records);
+  EXPECT_EQ(run.status, 0);
+  std::istringstream numbers(run.out);
+  int last = 0;
+  int count = 0;
+  for (int number = 0; numbers >> number; ++count) {
+    EXPECT_GT(number, last);
+    last = number;
+  }
+  EXPECT_EQ(last, 20000);
+  EXPECT_GT(count, 4);
+  EXPECT_LT(count, 40);
+}
+
+TEST_F(EmitCommand, LostReaderOfAcknowledgementsIsAnError) {
+  const auto run = folder_.emit_text("-q --ack --to text:./x > /dev/full", note_record("a"));
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.err, "kplog: cannot write to standard output: No space left on device\n");
+}
+
+// --- Wrong usage
+
+TEST_F(EmitCommand, WrongUsageIsExplained) {
+  const std::vector<usage_case> cases = {
+      {"", "--to is required"},
+      {"--to nowhere", "nowhere"},
+      {"--to - --to json:-", "kplog: two sinks cannot share standard output\n"},
+      {"--to - --ack", "kplog: --ack needs standard output, which a sink writes to\n"},
+      {"--to - --on-error quarantine=",
+       "kplog: --on-error: \"quarantine=\" is none of stop, skip, "
+       "quarantine=FILE\n"},
+      {"--to - --min-level 10", "kplog: levels are from 0 to 9\n"},
+      {"--to - --min-level 5 --max-level 4", "kplog: --min-level is above --max-level\n"},
+      {"--to - --mask 0x1FFFFFFFF", "is no mask of 32 bits"},
+      {"--to - --section shop", "kplog: --section is one of --config\n"},
+      {"--to - - -", "kplog: standard input can be read once\n"},
+      {"--to - --listen /tmp/x", "is no address; unix:PATH is expected\n"},
+      {"--to - --codepage UTF-16", "UTF-16"},
+      {"--to - --codepage nonsense", "nonsense"},
+      {"--to json:x --codepage nonsense", "nonsense"},
+      {"--to text:./a.b", "."},
+      {"--to - --count ./", "kplog: --count: ./ lacks the name of its file\n"},
+      {"--to - --count ..", "kplog: --count: .. lacks the name of its file\n"},
+      {"--to - --on-error quarantine=x/", "kplog: --on-error: x/ lacks the name of its file\n"},
+      {"--to json:x --to json:./x", "kplog: two outputs cannot share ./x\n"},
+      {"--to text:x --to text:./x,max-size=1", "kplog: two outputs cannot share ./x.\n"},
+      {"--to json:x --on-error quarantine=x", "kplog: two outputs cannot share x\n"},
+      {"--to json:x.cnt --count x", "kplog: two outputs cannot share x.cnt\n"},
+      {"--to json:x --listen unix:x", "kplog: two outputs cannot share x\n"},
+      {"--to json:x_lock --to json:x", "kplog: two outputs cannot share ./x_lock, the lock of x\n"},
+      {"--to json:x --to json:x_lock", "kplog: two outputs cannot share x_lock, the lock of x\n"},
+      {"--to text:x --to json:./x_lock",
+       "kplog: two outputs cannot share ./x_lock, the lock of ./x.\n"},
+      {"--to json:x --on-error quarantine=x_lock",
+       "kplog: two outputs cannot share x_lock, the lock of x\n"},
+      {"--to json:x_lock --count x",
+       "kplog: two outputs cannot share ./x_lock, the lock of x.cnt\n"},
+      {"--to json:x_lock.cnt_lock --count x_lock.cnt --to json:x_lock_lock",
+       "kplog: two outputs cannot share ./x_lock_lock, the lock of x_lock.cnt\n"},
+      {"--to json:x --listen unix:x_lock",
+       "kplog: two outputs cannot share x_lock, the lock of x\n"},
+      {"--to json:x_lock --listen unix:x",
+       "kplog: two outputs cannot share ./x_lock, the lock of x\n"},
+      {"--to text:x --to json:x.20261115.0001",
+       "kplog: two outputs cannot share x.20261115.0001\n"},
+      {"--to json:x.20261115.0001 --to text:x", "kplog: two outputs cannot share ./x.\n"},
+  };
+  for (const usage_case& one : cases) {
+    const auto run = folder_.emit_text(one.arguments, "");
+    EXPECT_EQ(run.status, 2) << one.arguments << '\n' << run.err;
+    EXPECT_THAT(run.err, HasSubstr(one.text)) << one.arguments;
+  }
+}
+
+// Before anything is opened or made, whatever way leads there.
+TEST_F(EmitCommand, OutputsOfOneFileAreFound) {
+  namespace fs = std::filesystem;
+  fs::create_directory(folder_.path("dir"));
+  fs::create_directory_symlink("dir", folder_.path("way"));
+  folder_.write("dir/one", "");
+  fs::create_hard_link(folder_.path("dir/one"), folder_.path("two"));
+  fs::create_symlink("dir/one", folder_.path("three"));
+  const auto before = files_of_folder();
+  for (const char* arguments :
+       {"--to json:dir/x --to json:way/x", "--to text:dir/x --to text:way/x",
+        "--to json:dir/x_lock --to text:way/x", "--to json:dir/one --to json:two",
+        "--to json:two --to json:three", "--to json:two --on-error quarantine=three",
+        "--to json:dir/../x --to json:x", "--to json:./x --on-error quarantine=way/../x",
+        "--to text:way/x --to json:dir/x.20261115.0001", "--to json:dir/c.cnt --count way/c"}) {
+    const auto run = folder_.emit_text(arguments, "");
+    EXPECT_EQ(run.status, 2) << arguments;
+    EXPECT_THAT(run.err, StartsWith("kplog: two outputs cannot share ")) << arguments;
+  }
+  fs::remove(folder_.path("input"));
+  EXPECT_EQ(files_of_folder(), before);
+}
+
+// Names that differ in their endings alone have one lock, which their outputs take in turn.
+TEST_F(EmitCommand, OutputsMayShareALock) {
+  const auto run =
+      folder_.emit_text("-q --to text:./shop --to json:shop --count shop --on-error quarantine=bad",
+                        note_record("a") + note_record("b") + "{\n");
+  EXPECT_EQ(run.status, 1) << run.err;
+  const std::string stored = folder_.text("shop");
+  EXPECT_EQ(std::count(stored.begin(), stored.end(), '\n'), 2);
+  EXPECT_EQ(folder_.text("bad"), "{\n");
+}
+
+TEST_F(EmitCommand, OutputThatIsAnInputIsRefused) {
+  folder_.write("r", note_record("a"));
+  folder_.write("r.20261115.0001", note_record("a"));
+  folder_.write("r_lock", note_record("a"));
+  std::filesystem::create_symlink("r.20261115.0001", folder_.path("link"));
+  const std::string definitions = folder_.text("events.ldf");
+  for (const char* arguments :
+       {"--to json:r r", "--to - --on-error quarantine=r r", "--to text:r r.20261115.0001",
+        "--to text:r link", "--to json:r r_lock", "--to json:events.ldf",
+        "--to - --on-error quarantine=./events.ldf", "--to json:r --config r", "--to json:r < r",
+        "--to json:r - < r"}) {
+    const auto run = folder_.emit(arguments);
+    EXPECT_EQ(run.status, 2) << arguments;
+    EXPECT_THAT(run.err, StartsWith("kplog: the output would replace the input ")) << arguments;
+  }
+  EXPECT_EQ(folder_.text("r"), note_record("a"));
+  EXPECT_EQ(folder_.text("r_lock"), note_record("a"));
+  EXPECT_EQ(folder_.text("events.ldf"), definitions);
+}
+
+// What a run writes would be its input again, for ever.
+TEST_F(EmitCommand, StandardOutputThatIsAnInputIsRefused) {
+  for (const char* arguments : {"--to json:- r >> r", "--to - r >> r", "--to json:- < r >> r",
+                                "--to json:stored --ack r >> r"}) {
+    folder_.write("r", note_record("a"));
+    const auto run = folder_.emit(arguments);
+    EXPECT_EQ(run.status, 2) << arguments;
+    EXPECT_THAT(run.err, StartsWith("kplog: the output would replace the input ")) << arguments;
+    EXPECT_EQ(folder_.text("r"), note_record("a")) << arguments;
+  }
+  EXPECT_EQ(folder_.emit("-q --to json:stored r >> r").status, 0);
+  const auto fifo = folder_.emit("--to json:- fifo > fifo", "mkfifo fifo; exec 3<> fifo; ");
+  EXPECT_EQ(fifo.status, 2);
+}
+
+TEST_F(EmitCommand, StandardOutputThatIsAnotherOutputIsRefused) {
+  for (const char* arguments :
+       {"--to json:a --ack >> a", "--to json:- --to json:a >> a", "--to - --count a >> a.cnt",
+        "--to - --to text:a >> a.20261115.0001", "--to json:- --to json:a >> a_lock"}) {
+    const auto run = folder_.emit(arguments, "exec < /dev/null; ");
+    EXPECT_EQ(run.status, 2) << arguments;
+    EXPECT_THAT(run.err, StartsWith("kplog: two outputs cannot share ")) << arguments;
+  }
+}
+
+// The records of both are acknowledged, or those of neither.
+TEST_F(EmitCommand, TheLockOfAnotherRunIsNoOutput) {
+  EXPECT_EQ(folder_.emit_text("-q --to json:a", note_record("first")).status, 0);
+  const auto run = folder_.emit_text("-q --to json:a_lock", note_record("second"));
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.err, "kplog: cannot append to ./a_lock: it is a lock\n");
+  EXPECT_EQ(folder_.emit_text("-q --to json:b_lock", note_record("third")).status, 0);
+  const std::string stored = folder_.text("b_lock");
+  EXPECT_EQ(folder_.emit_text("-q --to json:b", note_record("fourth")).status, 3);
+  EXPECT_EQ(folder_.text("b_lock"), stored);
+}
+
+TEST_F(EmitCommand, DevicesLeaveNoLocksBehind) {
+  for (const char* arguments : {"--to json:/dev/null", "--to - --on-error quarantine=/dev/null"}) {
+    const auto run = folder_.emit_text(arguments, note_record("a"));
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, HasSubstr("kplog: cannot append to /dev/null: it is not a regular file"));
+  }
+  EXPECT_FALSE(std::filesystem::exists("/dev/null_lock"));
+}
+
+TEST_F(EmitCommand, FilesThatCannotBeReadAreNamedBeforeAnythingIsWritten) {
+  folder_.write("r", note_record("a"));
+  for (const char* arguments : {"r missing", "--config missing r", "--aux missing r"}) {
+    const auto run = folder_.emit("-q --to - " + std::string(arguments));
+    EXPECT_EQ(run.status, 3) << arguments;
+    EXPECT_THAT(run.err, AllOf(HasSubstr("missing"), HasSubstr("No such file"))) << arguments;
+    EXPECT_EQ(run.out, "") << arguments;
+  }
+}
+
+TEST_F(EmitCommand, ConfigurationIsNoFolderAndNoPipe) {
+  ASSERT_EQ(mkfifo(folder_.path("fifo").c_str(), 0600), 0);
+  EXPECT_EQ(folder_.emit_text("--to - --config .", "").err,
+            "kplog: cannot read .: Is a directory\n");
+  const auto run = folder_.emit_text("--to - --config fifo", "");
+  EXPECT_EQ(run.err, "kplog: cannot read fifo: Illegal seek\n");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(folder_.emit_text("--to - --config /dev/null", "").status, 0);
+}
+
+TEST_F(EmitCommand, DamageOfDefinitionsIsShown) {
+  for (const char* command : {"emit --to - ", "render "}) {
+    const auto run =
+        run_kplog(folder_.path(), command + std::string("--definitions events.yaml < /dev/null"));
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, StartsWith("events.yaml:0x0: error[file-magic]: this is a source"));
+    EXPECT_THAT(run.err, Not(HasSubstr("\\x0A")));
+  }
+}
+
+TEST_F(EmitCommand, WhatComesBeforeAFileThatCannotBeReadIsWritten) {
+  folder_.write("r", note_record("a"));
+  const auto run = folder_.emit("-q --to - r .");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.out, "a\n");
+  EXPECT_EQ(run.err, "kplog: cannot read .: Is a directory\n");
+}
+
+// Of 165 texts of the largest class, which take twice the room when they are stored.
+TEST_F(EmitCommand, WhatIsStoredOfTheLargestRecordsIsReadAgain) {
+  std::string source =
+      "kplog: 1\nlog_version: \"2.0\"\nevents:\n  BIG:\n    id: 1\n    attributes:\n";
+  std::string record = "{\"event\":1,\"time\":\"2026-11-15T17:02:56+08:00\",\"attributes\":{";
+  for (int i = 0; i < 165; ++i) {
+    const std::string name = "A" + std::to_string(i);
+    source += "      " + name + ": MBChar2K\n";
+    record += (i == 0 ? "\"" : ",\"") + name + "\":\"";
+    for (int n = 0; n < 2048; ++n) record += "\u200B";
+    record += '"';
+  }
+  record += "}}\n";
+  ASSERT_LT(record.size(), size_t{1} << 20);
+  folder_.write("big.yaml", source + "    message: \"{A0}\"\n");
+  folder_.write("record", record);
+  const auto run = [&](const std::string& arguments) {
+    const auto done = run_kplog(folder_.path(), arguments);
+    EXPECT_EQ(done.err, "");
+    EXPECT_EQ(done.status, 0);
+    return done.out;
+  };
+  run("compile -q big.yaml -o big.ldf");
+  run("emit -q --definitions big.ldf --to json:stored record");
+  EXPECT_GT(folder_.text("stored").size(), 2 * record.size() - 10000);
+  run("emit -q --definitions big.ldf --to json:again stored");
+  EXPECT_EQ(folder_.text("again"), folder_.text("stored"));
+  std::string shown;
+  for (int n = 0; n < 2048; ++n) shown += "\\u{200B}";
+  EXPECT_EQ(run("render -q --definitions big.ldf stored"), shown + "\n");
+}
+
+TEST_F(EmitCommand, LineOfTheStoredFormIsTooLongBeyond16MiB) {
+  const std::string begin = "{\"version\":\"";
+  const auto run = folder_.emit_text(
+      "-q --to -", begin + std::string(size_t{16} << 20, 'x') + "\"}\n" + note_record("next"));
+  EXPECT_THAT(run.err, StartsWith("<stdin>:1:1: error[record-syntax]: the line is longer than "
+                                  "16777216 bytes\n{\"version\":"));
+  EXPECT_EQ(run.out, "next\n");
+}

@@ -1,0 +1,186 @@
+// kplog header, from outside: the text it writes, diagnostics, exit statuses.
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <set>
+
+#include "tests/command/command_run.h"
+#include "tests/command/golden_file.h"
+#include "tests/support/temp_folder.h"
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
+
+static const char* const small_source =
+    "kplog: 1\nlog_version: \"1.0\"\nevents:\n  STARTED: {id: 1, message: Started}\n";
+
+// What the command writes for the small source.
+static std::string small_header(const std::string& arguments) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  const auto run = run_kplog(folder.path(), "header s.yaml -o - " + arguments);
+  EXPECT_EQ(run.status, 0) << run.err;
+  return run.out;
+}
+
+TEST(HeaderText, GoldenHeaderOfTheExample) {
+  const auto run = run_kplog(test_data_folder(), "header package_manager.yaml -o -");
+  EXPECT_EQ(run.status, 0);
+  expect_golden_file("package_manager.h.expected", run.out);
+}
+
+TEST(HeaderText, GoldenHeaderOfNamesThatCppHasNoUseFor) {
+  const auto run = run_kplog(test_data_folder(), "header header_names.yaml -o -");
+  EXPECT_EQ(run.status, 0) << run.err;
+  expect_golden_file("header_names.h.expected", run.out);
+}
+
+// The diagnostics of a source whose selector messages have these names.
+static std::string faults_of_names(const std::string& first, const std::string& second) {
+  const temp_folder folder;
+  folder.write("s.yaml",
+               "kplog: 1\nlog_version: \"1.0\"\nevents:\n  A:\n    id: 1\n"
+               "    attributes: {KIND: UInt1}\n    select: KIND\n    messages:\n"
+               "      - {index: 1, value: 1, name: " +
+                   first +
+                   ", text: a}\n"
+                   "      - {index: 2, value: 2, name: " +
+                   second + ", text: b}\n");
+  return run_kplog(folder.path(), "header -q s.yaml -o s.h").err;
+}
+
+TEST(HeaderText, NamesOfSelectorMessagesAreIdentifiersOfTheirOwn) {
+  EXPECT_EQ(faults_of_names("open", "Closed_2"), "");
+  EXPECT_THAT(faults_of_names("open", "open"),
+              HasSubstr("s.yaml:10:36: error[duplicate-selector]: another selector message has "
+                        "this name already\n"));
+  for (const char* name : {"class", "a-b", "2nd", "_a", "a__b", "\"a b\"", "EOF", "EACCES", "unix"})
+    EXPECT_THAT(faults_of_names("open", name),
+                HasSubstr("s.yaml:10:36: error[bad-name]: a message's name is an enumerator"))
+        << name;
+  EXPECT_THAT(faults_of_names("open", "\"\""),
+              HasSubstr("error[bad-name]: a name cannot be empty"));
+}
+
+TEST(HeaderText, CompiledFileGivesTheSameClasses) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  ASSERT_EQ(run_kplog(folder.path(), "compile s.yaml -o s.ldf").status, 0);
+  const std::string header = run_kplog(folder.path(), "header s.ldf -o -").out;
+  EXPECT_THAT(header,
+              HasSubstr("// Written by \"kplog header\" from s.ldf. Changes belong there."));
+  EXPECT_THAT(header, HasSubstr("\nclass entry_STARTED : public ::kp_LOG_LogEntry {\n"));
+  EXPECT_THAT(header, HasSubstr("\ninline constexpr ::std::uint32_t id_STARTED = 1;\n"));
+}
+
+TEST(HeaderText, SeveralSourcesAreNamedWithoutTheirFolders) {
+  const temp_folder folder;
+  folder.write("a.yaml", small_source);
+  folder.write("b.yaml", "kplog: 1\nevents: {STOPPED: {id: 2}}\n");
+  EXPECT_THAT(run_kplog(folder.path(), "header ./a.yaml " + folder.file("b.yaml") + " -o -").out,
+              HasSubstr("from a.yaml, b.yaml. "));
+}
+
+TEST(HeaderText, NamespaceAndGuardComeFromTheOutput) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  EXPECT_EQ(run_kplog(folder.path(), "header s.yaml -o my-events.v2.h").err,
+            "kplog: wrote my-events.v2.h: 1 event\n");
+  const std::string header = read_whole_file(folder.file("my-events.v2.h"));
+  EXPECT_THAT(header, HasSubstr("\nnamespace my_events_v2 {\n"));
+  EXPECT_THAT(header, HasSubstr("\n#ifndef KPLOG_MY_EVENTS_V2_H\n"));
+}
+
+TEST(HeaderText, NamespaceCanBeGiven) {
+  EXPECT_THAT(small_header("--namespace shop::log"), HasSubstr("\nnamespace shop::log {\n"));
+  EXPECT_THAT(small_header("--namespace shop::log"), HasSubstr("\n#define KPLOG_SHOP_in_LOG_H\n"));
+  EXPECT_THAT(small_header("--namespace ä::日本"), HasSubstr("\nnamespace ä::日本 {\n"));
+  EXPECT_THAT(small_header(""), HasSubstr("\nnamespace log_events {\n"));
+}
+
+static std::string guard_of_header(const std::string& arguments) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  const auto run = run_kplog(folder.path(), "header -q s.yaml " + arguments + " && cat *.h");
+  EXPECT_EQ(run.status, 0) << run.err;
+  const size_t begin = run.out.find("#ifndef ") + 8;
+  return run.out.substr(begin, run.out.find('\n', begin) - begin);
+}
+
+TEST(HeaderText, HeadersOfDifferentNamespacesHaveDifferentGuards) {
+  std::set<std::string> guards;
+  for (const char* arguments : {"-o ä.h", "-o ö.h", "-o a_b.h", "-o A_b.h",
+                                "-o c.h --namespace a::b", "-o ab.h", "-o xb.h"})
+    EXPECT_TRUE(guards.insert(guard_of_header(arguments)).second) << arguments;
+  EXPECT_THAT(guards, Contains("KPLOG_x0000E4_H"));
+}
+
+TEST(HeaderText, NamesAreComposedAndOfLettersThatCompilersKnow) {
+  const temp_folder folder;
+  folder.write("s.yaml",
+               "kplog: 1\nlog_version: \"1.0\"\nevents:\n"
+               "  A: {id: 1, attributes: {\"E\\u0301\": Date, \"\\u0303x\": Date, "
+               "\"a\\U00011F02\": Date}}\n");
+  const auto run = run_kplog(folder.path(), "header -q s.yaml -o -");
+  EXPECT_THAT(run.out, HasSubstr("EventTime É;\n")) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("EventTime ñx;\n"));
+  EXPECT_THAT(run.out, HasSubstr("EventTime a_;\n"));
+}
+
+TEST(HeaderText, SameInputGivesTheSameText) {
+  EXPECT_EQ(small_header(""), small_header(""));
+}
+
+TEST(HeaderCommand, FaultsAreReportedAndNothingIsWritten) {
+  const temp_folder folder;
+  folder.write("s.yaml", "kplog: 1\nlog_version: \"1\"\nevents: {A: {id: x}}\n");
+  const auto run = run_kplog(folder.path(), "header s.yaml -o s.h");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("s.yaml:3:18: error[bad-number]: "));
+  EXPECT_THAT(run.err, HasSubstr("\nkplog: 1 error, nothing written\n"));
+  EXPECT_FALSE(std::filesystem::exists(folder.file("s.h")));
+}
+
+TEST(HeaderCommand, WrongUsageGivesStatus2) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  for (const char* arguments :
+       {"header", "header s.yaml", "header -o s.h", "header s.yaml -o s.h --namespace 1a",
+        "header s.yaml -o s.h --namespace a::", "header s.yaml -o s.h --namespace 'a b'",
+        "header s.yaml -o s.h --namespace class", "header s.yaml -o s.h --namespace a::int",
+        "header s.yaml -o s.h --namespace std", "header s.yaml -o s.h --namespace std2::a",
+        "header s.yaml -o std.h", "header s.yaml -o s.h --namespace ::a",
+        "header s.yaml -o s.h --namespace a:b", "header s.yaml -o s.h --namespace a__b",
+        "header s.yaml -o s.h --namespace 日-本", "header s.yaml -o s.h --namespace \xE4"}) {
+    EXPECT_EQ(run_kplog(folder.path(), arguments).status, 2) << arguments;
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder.file("s.h")));
+}
+
+TEST(HeaderCommand, NamespaceOfTheLanguageIsRefusedFromTheHeadersNameToo) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  EXPECT_THAT(run_kplog(folder.path(), "header s.yaml -o std.h").err,
+              HasSubstr("the header's name makes the namespace \"std\", which belongs to C++; give "
+                        "another with --namespace\n"));
+  EXPECT_FALSE(std::filesystem::exists(folder.file("std.h")));
+  EXPECT_EQ(run_kplog(folder.path(), "header -q s.yaml -o std.h --namespace shop::std").status, 0);
+}
+
+TEST(HeaderCommand, FilesThatCannotBeReadOrWrittenGiveStatus3) {
+  const temp_folder folder;
+  folder.write("s.yaml", small_source);
+  const auto unread = run_kplog(folder.path(), "header none.yaml -o s.h");
+  EXPECT_EQ(unread.status, 3);
+  EXPECT_EQ(unread.err, "kplog: cannot read none.yaml: No such file or directory\n");
+  const auto unwritten = run_kplog(folder.path(), "header s.yaml -o none/s.h");
+  EXPECT_EQ(unwritten.status, 3);
+  EXPECT_EQ(unwritten.err, "kplog: cannot write none/s.h: No such file or directory\n");
+}
+
+TEST(HeaderCommand, HelpShowsExamples) {
+  const auto help = run_kplog(test_data_folder(), "header --help");
+  EXPECT_EQ(help.status, 0);
+  EXPECT_THAT(help.out, HasSubstr("kplog header events.yaml -o events.h\n"));
+}

@@ -1,0 +1,23 @@
+// Examples of the documentation's pages, for tests that hold the pages to them.
+#ifndef TESTS_COMMAND_PAGE_BLOCK_H
+#define TESTS_COMMAND_PAGE_BLOCK_H
+
+#include <string>
+
+#include "tests/support/temp_folder.h"
+
+// The lines of the page's first indented block behind the text, without their indentation.
+inline std::string page_block(const std::string& page, const std::string& text) {
+  const std::string bytes = read_whole_file(std::string(KPLOG_DOCS) + "/" + page);
+  std::string block;
+  for (size_t at = bytes.find("\n    ", bytes.find(text)) + 1; at < bytes.size();) {
+    const size_t end = bytes.find('\n', at);
+    const std::string line = bytes.substr(at, end - at);
+    if (!line.empty() && !line.starts_with("    ")) break;
+    block += (line.empty() ? line : line.substr(4)) + "\n";
+    at = end + 1;
+  }
+  return block;
+}
+
+#endif

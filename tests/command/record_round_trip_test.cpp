@@ -1,0 +1,197 @@
+// Random records of every type: what was made of them reads back as it was written.
+#include <unicode/utf16.h>
+
+#include <charconv>
+#include <cstring>
+#include <limits>
+#include <random>
+
+#include "logging/logentry_i.h"
+#include "recording/text/escape.h"
+#include "tests/command/characters.h"
+#include "tests/recording/records/record_events.h"
+
+// A value as a record writes it, and as an entry gives it back.
+struct random_value {
+  std::string json;
+  std::string held;
+};
+
+class random_values {
+ public:
+  explicit random_values(unsigned seed) : random_(seed) {}
+
+  random_value of(kp_AttributeType type) {
+    if (type == TypeBool) return plain(below(2) != 0 ? "true" : "false");
+    if (is_string_attribute(type)) return text(limit_of(type - TypeChar32), 1);
+    if (is_unicode_string_attribute(type)) return text(limit_of(type - TypeMBChar32), 2);
+    if (is_time_attribute(type)) return time();
+    if (type == TypeFloat) return real();
+    const int bits = type <= TypeSInt1 ? 8 : type <= TypeSInt2 ? 16 : 32;
+    return plain(std::to_string(integer(bits, is_signed_integer_attribute(type))));
+  }
+
+  bool once_in(unsigned n) { return below(n) == 0; }
+
+ private:
+  static random_value plain(const std::string& text) { return {text, text}; }
+
+  unsigned below(unsigned bound) { return static_cast<unsigned>(random_() % bound); }
+
+  static size_t limit_of(int size_class) {
+    static constexpr size_t limits[] = {32, 64, 128, 256, 1024, 2048};
+    return limits[size_class];
+  }
+
+  // The limits come often.
+  long long integer(int bits, bool is_signed) {
+    const long long most = (1LL << (is_signed ? bits - 1 : bits)) - 1;
+    const long long least = is_signed ? -most - 1 : 0;
+    if (once_in(4)) return most;
+    if (once_in(4)) return least;
+    return least + static_cast<long long>(random_() % static_cast<uint64_t>(most - least + 1));
+  }
+
+  // Any bits of a double that is a number.
+  random_value real() {
+    double value = 0;
+    do {
+      const uint64_t bits = random_();
+      std::memcpy(&value, &bits, sizeof value);
+    } while (special_float_text(value) != nullptr);
+    char digits[64];
+    const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    return plain(std::string(digits, end));
+  }
+
+  random_value time() {
+    char text[32];
+    const int size = snprintf(text, sizeof text, "%04u-%02u-%02uT%02u:%02u:%02u%c%02u:%02u",
+                              below(10000), below(12) + 1, below(28) + 1, below(24), below(60),
+                              below(60), once_in(2) ? '+' : '-', below(24), below(60));
+    std::string told(text, static_cast<size_t>(size));
+    if (told.ends_with("-00:00")) told.replace(told.size() - 6, 1, "+");
+    return {'"' + told + '"', told};
+  }
+
+  // A character as a record writes it, as an entry holds it, and its size in bytes and in UTF-16.
+  struct piece {
+    std::string json;
+    std::string held;
+    size_t sizes[2];
+  };
+
+  // Any character but a NUL, as it is where JSON takes it so, or as an escape.
+  piece character() {
+    uint32_t code_point = 0;
+    while (code_point == 0 || code_point == '\n' || code_point == '\r')
+      code_point = random_character(random_);
+    const std::string held = utf8_of(code_point);
+    const bool must_escape = code_point < 0x20 || code_point == '"' || code_point == '\\';
+    const auto unit = [](uint32_t value) { return "\\u" + hexadecimal(value, 4); };
+    const std::string escape = code_point < 0x10000
+                                   ? unit(code_point)
+                                   : unit(U16_LEAD(code_point)) + unit(U16_TRAIL(code_point));
+    return {must_escape || once_in(2) ? escape : held,
+            held,
+            {held.size(), code_point < 0x10000 ? size_t{1} : size_t{2}}};
+  }
+
+  // Up to `limit` units, often just as many. Line breaks are one unit, and held as two characters.
+  random_value text(size_t limit, size_t unit) {
+    static const piece pieces[] = {{"a", "a", {1, 1}},     {" ", " ", {1, 1}},
+                                   {"\\\"", "\"", {1, 1}}, {"\\\\", "\\", {1, 1}},
+                                   {"\\t", "\t", {1, 1}},  {"\\n", "\\n", {1, 1}},
+                                   {"\\r", "\\r", {1, 1}}, {"%", "%", {1, 1}},
+                                   {"{", "{", {1, 1}},     {"'", "'", {1, 1}}};
+    const size_t size = once_in(3) ? limit : below(static_cast<unsigned>(limit) + 1);
+    random_value value{"\"", ""};
+    for (size_t used = 0; used < size;) {
+      const piece next = once_in(2) ? character() : pieces[below(std::size(pieces))];
+      if (used + next.sizes[unit - 1] > size) continue;
+      used += next.sizes[unit - 1];
+      value.json += next.json;
+      value.held += next.held;
+    }
+    value.json += '"';
+    return value;
+  }
+
+  std::mt19937_64 random_;
+};
+
+static std::string shown(double value) {
+  char digits[64];
+  return {digits, std::to_chars(digits, digits + sizeof digits, value).ptr};
+}
+
+static std::string shown(const kp_Time& value) {
+  char text[64];
+  value.print_out(text, sizeof text);
+  return text;
+}
+
+// What the entry holds, read by the getter of its type.
+static std::string held(const kp_LOG_LogEntry& entry, const char* name, kp_AttributeType type) {
+  if (is_string_attribute(type)) return entry.GetAttribStr(name);
+  if (is_unicode_string_attribute(type)) return entry.GetAttribMBStr(name);
+  if (is_time_attribute(type)) return shown(entry.GetAttribTime(name));
+  switch (type) {
+    case TypeBool:
+      return entry.GetAttribBool(name) ? "true" : "false";
+    case TypeUInt1:
+      return std::to_string(entry.GetAttrib1u(name));
+    case TypeSInt1:
+      return std::to_string(static_cast<signed char>(entry.GetAttrib1(name)));
+    case TypeUInt2:
+      return std::to_string(entry.GetAttrib2u(name));
+    case TypeSInt2:
+      return std::to_string(entry.GetAttrib2(name));
+    case TypeUInt4:
+      return std::to_string(entry.GetAttrib4u(name));
+    case TypeSInt4:
+      return std::to_string(entry.GetAttrib4(name));
+    default:
+      return shown(entry.GetAttribFloat8(name));
+  }
+}
+
+TEST(RecordRoundTrip, EntriesHoldWhatRandomRecordsSay) {
+  record_events events(ldf_with_every_type());
+  random_values random(20261115);
+  for (int round = 0; round < 300; ++round) {
+    random_value values[TypeGUID];
+    std::string line;
+    for (int type = TypeBool; type < TypeGUID; ++type) {
+      if (random.once_in(4)) continue;
+      values[type] = random.of(static_cast<kp_AttributeType>(type));
+      line += (line.empty() ? "\"A" : ",\"A") + std::to_string(type) + "\":" + values[type].json;
+    }
+    const made_entry& made = events.make("{\"event\":17,\"attributes\":{" + line + "}}");
+    for (int type = TypeBool; type < TypeGUID; ++type) {
+      const std::string name = "A" + std::to_string(type);
+      const bool is_held = made.entry._get_imp()._holds(name.c_str());
+      ASSERT_EQ(is_held, !values[type].json.empty()) << line;
+      if (!is_held) continue;
+      ASSERT_EQ(held(made.entry, name.c_str(), static_cast<kp_AttributeType>(type)),
+                values[type].held)
+          << line;
+    }
+  }
+}
+
+// What an entry holds of a text can be recorded again and is the same then.
+TEST(RecordRoundTrip, HeldTextsCanBeRecordedAgain) {
+  record_events events(ldf_with_every_type());
+  random_values random(1115);
+  for (int round = 0; round < 300; ++round)
+    for (const kp_AttributeType type : {TypeChar32, TypeChar256, TypeMBChar64, TypeMBChar2K}) {
+      const std::string head = "{\"event\":17,\"attributes\":{\"A" + std::to_string(type) + "\":";
+      const std::string name = "A" + std::to_string(type);
+      const std::string first =
+          held(events.make(head + random.of(type).json + "}}").entry, name.c_str(), type);
+      const std::string again =
+          held(events.make(head + json_string(first) + "}}").entry, name.c_str(), type);
+      ASSERT_EQ(again, first);
+    }
+}

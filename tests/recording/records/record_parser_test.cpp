@@ -1,0 +1,393 @@
+// Records as text: what is read of them, and the exact place and reason of every fault.
+#include "recording/records/parser.h"
+
+#include "tests/recording/records/record_events.h"
+
+static std::string fault_in(const std::string& line) {
+  record_parser parser;
+  try {
+    parser.parse(line);
+  } catch (const record_error& error) {
+    return shown_fault(error);
+  }
+  return "";
+}
+
+// --- what is read
+
+TEST(RecordParser, ReadsEveryKey) {
+  record_parser parser;
+  const parsed_record& record = parser.parse(
+      R"( {"event": "USER_LOGIN", "level": 5, "time": "2026-11-15T17:02:56+08:00", )"
+      R"("attributes": {"USER": "a\"b", "PORT": -12, "LOAD": 1.5e3, "OK": true, "NO": null}, )"
+      R"("message_index": 4294967295} )");
+  EXPECT_EQ(record.event.text, "USER_LOGIN");
+  EXPECT_EQ(record.event.kind, record_value_kind::text);
+  EXPECT_EQ(record.event.offset, 11u);
+  EXPECT_EQ(record.level, 5u);
+  EXPECT_EQ(record.time->text, "2026-11-15T17:02:56+08:00");
+  EXPECT_EQ(record.message_index, 4294967295u);
+  ASSERT_EQ(record.attributes.size(), 5u);
+  using kinds = record_value_kind;
+  const struct {
+    std::string_view name, text;
+    kinds kind;
+  } expected[] = {{"USER", "a\"b", kinds::text},
+                  {"PORT", "-12", kinds::integer},
+                  {"LOAD", "1.5e3", kinds::real},
+                  {"OK", "true", kinds::boolean},
+                  {"NO", "null", kinds::null}};
+  for (size_t i = 0; i < 5; ++i) {
+    EXPECT_EQ(record.attributes[i].name, expected[i].name);
+    EXPECT_EQ(record.attributes[i].value.text, expected[i].text);
+    EXPECT_EQ(record.attributes[i].value.kind, expected[i].kind);
+  }
+}
+
+TEST(RecordParser, TellsWhereNamesAndValuesBegin) {
+  record_parser parser;
+  const std::string line = R"({"attributes":{ "A" : 12 },"event":7})";
+  const parsed_record& record = parser.parse(line);
+  EXPECT_EQ(record.attributes[0].offset, line.find("\"A\""));
+  EXPECT_EQ(record.attributes[0].value.offset, line.find("12"));
+  EXPECT_EQ(record.event.offset, line.find('7'));
+}
+
+TEST(RecordParser, NeedsAnEventOnly) {
+  record_parser parser;
+  const parsed_record& record = parser.parse(R"({"event":1001})");
+  EXPECT_EQ(record.event.text, "1001");
+  EXPECT_EQ(record.event.kind, record_value_kind::integer);
+  EXPECT_FALSE(record.level.has_value());
+  EXPECT_FALSE(record.time.has_value());
+  EXPECT_FALSE(record.name.has_value());
+  EXPECT_TRUE(record.attributes.empty());
+  EXPECT_EQ(record.message_index, 0u);
+}
+
+TEST(RecordParser, ForgetsTheRecordBefore) {
+  record_parser parser;
+  parser.parse(
+      R"({"event":1,"level":1,"time":"","attributes":{"A":1},"message_index":3,"name":"N"})");
+  const parsed_record& record = parser.parse(R"({"event":2})");
+  EXPECT_FALSE(record.level.has_value());
+  EXPECT_FALSE(record.time.has_value());
+  EXPECT_FALSE(record.name.has_value());
+  EXPECT_TRUE(record.attributes.empty());
+  EXPECT_EQ(record.message_index, 0u);
+}
+
+TEST(RecordParser, ReadsTheStoredForm) {
+  record_parser parser;
+  const parsed_record& record =
+      parser.parse(R"({"version":"2.0","event":1001,"name":"USER_LOGIN","level":3,)"
+                   R"("time":"2026-11-15T17:02:56+08:00","attributes":{"PORT":51234},)"
+                   R"("types":{"PORT":"UInt2"},"message_index":0,"message":"came in"})");
+  EXPECT_EQ(record.name->text, "USER_LOGIN");
+  EXPECT_EQ(record.attributes.size(), 1u);
+}
+
+TEST(RecordParser, ReadsEscapesAndCharactersOfEverySize) {
+  record_parser parser;
+  const parsed_record& record =
+      parser.parse(R"({"event":"\u00e9\ud83d\ude00 åå 日本 😀\n\t\\\/","attributes":{"\u0041":1}})");
+  EXPECT_EQ(record.event.text, "é😀 åå 日本 😀\n\t\\/");
+  EXPECT_EQ(record.attributes[0].name, "A");
+}
+
+TEST(RecordParser, ReadsTheLargestRecord) {
+  const std::string head = R"({"event":")", tail = "\"}";
+  const std::string name(record_size_limit - head.size() - tail.size(), 'x');
+  record_parser parser;
+  EXPECT_EQ(parser.parse(head + name + tail).event.text, name);
+  EXPECT_EQ(fault_in(head + name + "x" + tail),
+            "record-syntax 1048577: a record has at most 1048576 bytes, and this has 1048577");
+}
+
+// --- places
+
+TEST(RecordParser, CountsColumnsInCharacters) {
+  const std::string line = "aé日😀\xFFz";
+  EXPECT_EQ(record_column(line, 0), 1u);
+  EXPECT_EQ(record_column(line, 1), 2u);
+  EXPECT_EQ(record_column(line, 3), 3u);
+  EXPECT_EQ(record_column(line, 6), 4u);
+  EXPECT_EQ(record_column(line, 10), 5u);
+  EXPECT_EQ(record_column(line, 11), 6u);
+  EXPECT_EQ(record_column(line, 12), 7u);
+  EXPECT_EQ(record_column(line, 99), 7u);
+  EXPECT_EQ(fault_in(R"({"attributes":{"日本":"é😀","X":[]},"event":1})"),
+            "record-key 30: a value is a text, a number, true or false, not an array");
+}
+
+TEST(RecordParser, CutsLongTextsInFaults) {
+  const std::string cut = std::string(63, 'x') + "...";
+  EXPECT_EQ(fault_in("{\"event\":1,\"" + std::string(63, 'x') + "ééé\":1}"),
+            "record-key 12: unknown key \"" + cut + "\"");
+  EXPECT_EQ(fault_in("{\"event\":1,\"level\":" + std::string(1000, '9') + "}"),
+            "record-key 20: \"level\" is a whole number from 0 to 9, not " + std::string(64, '9') +
+                "...");
+}
+
+// --- faults
+
+struct faulty_record {
+  const char* line;
+  const char* fault;
+};
+
+class RecordFault : public testing::TestWithParam<faulty_record> {};
+
+TEST_P(RecordFault, IsToldWithItsPlace) {
+  EXPECT_EQ(fault_in(GetParam().line), GetParam().fault);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Keys, RecordFault,
+    testing::ValuesIn(std::vector<faulty_record>{
+        {R"({"level":3})", "record-key 1: the record has no \"event\""},
+        {R"(  {})", "record-key 3: the record has no \"event\""},
+        {R"({"event":1,"levle":3})",
+         "record-key 12: unknown key \"levle\"; did you mean \"level\"?"},
+        {R"({"event":1,"":3})", "record-key 12: unknown key \"\""},
+        {R"({"event":1,"Event":2})",
+         "record-key 12: unknown key \"Event\"; did you mean \"event\"?"},
+        {R"({"event":1,"\u0065vent":2})", "record-key 12: the key \"event\" comes twice"},
+        {R"({"event":1,"types":{},"types":{}})", "record-key 23: the key \"types\" comes twice"},
+        {R"({"event":1,"attributes":{"A":1,"B":2,"A":3}})",
+         "record-key 38: the attribute \"A\" comes twice"},
+        {R"({"event":true})", "record-key 10: \"event\" is a name or an ID, not true"},
+        {R"({"event":null})", "record-key 10: \"event\" is a name or an ID, not null"},
+        {R"({"event":1.0})", "record-key 10: \"event\" is a name or an ID, not 1.0"},
+        {R"({"event":[1]})", "record-key 10: \"event\" is a name or an ID, not an array"},
+        {R"({"event":{}})", "record-key 10: \"event\" is a name or an ID, not an object"},
+        {R"({"event":1,"level":10})",
+         "record-key 20: \"level\" is a whole number from 0 to 9, not 10"},
+        {R"({"event":1,"level":-1})",
+         "record-key 20: \"level\" is a whole number from 0 to 9, not -1"},
+        {R"({"event":1,"level":3.0})",
+         "record-key 20: \"level\" is a whole number from 0 to 9, not 3.0"},
+        {R"({"event":1,"level":"3"})",
+         "record-key 20: \"level\" is a whole number from 0 to 9, not \"3\""},
+        {R"({"event":1,"level":null})",
+         "record-key 20: \"level\" is a whole number from 0 to 9, not null"},
+        {R"({"event":1,"level":4294967299})",
+         "record-key 20: \"level\" is a whole number from 0 to 9, not 4294967299"},
+        {R"({"event":1,"level":{"a":1}})",
+         "record-key 20: \"level\" is a whole number from 0 to 9, not an object"},
+        {R"({"event":1,"time":5})", "record-key 19: \"time\" is a text, not 5"},
+        {R"({"event":1,"message_index":4294967296})",
+         "record-key 28: \"message_index\" is a whole number from 0 to 4294967295, not "
+         "4294967296"},
+        {R"({"event":1,"attributes":[]})",
+         "record-key 25: \"attributes\" is an object, not an array"},
+        {R"({"event":1,"attributes":null})",
+         "record-key 25: \"attributes\" is an object, not null"},
+        {R"({"event":1,"attributes":{"A":{}}})",
+         "record-key 30: a value is a text, a number, true or false, not an object"},
+        {R"({"event":1,"version":2.0})", "record-key 22: \"version\" is a text, not 2.0"},
+        {R"({"event":1,"name":7})", "record-key 19: \"name\" is a text, not 7"},
+        {R"({"event":1,"message":[]})", "record-key 22: \"message\" is a text, not an array"},
+        {R"({"event":1,"types":"x"})", "record-key 20: \"types\" is an object, not \"x\""},
+        {R"({"event":1,"types":{"A":5}})", "record-key 25: a type is a text, not 5"},
+    }));
+
+INSTANTIATE_TEST_SUITE_P(
+    Syntax, RecordFault,
+    testing::ValuesIn(std::vector<faulty_record>{
+        {"", "record-syntax 1: a record is an object, not an empty line"},
+        {" \t\r", "record-syntax 1: a record is an object, not an empty line"},
+        {"[1]", "record-syntax 1: a record is one JSON object"},
+        {" \"event\"", "record-syntax 2: a record is one JSON object"},
+        {"1", "record-syntax 1: a record is one JSON object"},
+        {"null", "record-syntax 1: a record is one JSON object"},
+        {"\xEF\xBB\xBF{\"event\":1}", "record-syntax 1: a record is one JSON object"},
+        {R"({"event":1} x)", "record-syntax 13: text behind the record"},
+        {R"({"event":1}})", "record-syntax 12: text behind the record"},
+        {R"({"event":1}{"event":1})", "record-syntax 12: text behind the record"},
+        {R"({"event":1)",
+         "record-syntax 11: syntax error while parsing object - unexpected end of input; expected "
+         "'}'"},
+        {R"({"event")",
+         "record-syntax 9: syntax error while parsing object separator - unexpected end of input; "
+         "expected ':'"},
+        {R"({"event":)",
+         "record-syntax 10: syntax error while parsing value - unexpected end of input; expected "
+         "'[', '{', or a literal"},
+        {R"({"event":1,})",
+         "record-syntax 12: syntax error while parsing object key - unexpected '}'; expected "
+         "string literal"},
+        {R"({event:1})",
+         "record-syntax 2: syntax error while parsing object key - invalid literal; expected "
+         "string literal"},
+        {R"({"event" 1})",
+         "record-syntax 10: syntax error while parsing object separator - unexpected number "
+         "literal; expected ':'"},
+        {R"({"event":01})",
+         "record-syntax 11: syntax error while parsing object - unexpected number literal; "
+         "expected '}'"},
+        {R"({"event":+1})", "record-syntax 10: syntax error while parsing value - invalid literal"},
+        {R"({"event":1.})",
+         "record-syntax 12: syntax error while parsing value - invalid number; expected digit "
+         "after '.'"},
+        {R"({"event":NaN})",
+         "record-syntax 10: syntax error while parsing value - invalid literal"},
+        {R"({"event":tru})",
+         "record-syntax 13: syntax error while parsing value - invalid literal"},
+        {R"({"event":truex})",
+         "record-syntax 14: syntax error while parsing object - invalid literal; expected '}'"},
+        {R"({"event":'x'})",
+         "record-syntax 10: syntax error while parsing value - invalid literal"},
+        {R"({"event":"x})",
+         "record-syntax 13: syntax error while parsing value - invalid string: missing closing "
+         "quote"},
+        {"{\"event\":\"a\tb\"}",
+         "record-syntax 12: syntax error while parsing value - invalid string: control character "
+         "U+0009 (HT) must be escaped to \\u0009 or \\t"},
+        {R"({"event":"\x"})",
+         "record-syntax 12: syntax error while parsing value - invalid string: forbidden "
+         "character after backslash"},
+        {R"({"event":"\ud800"})",
+         "record-syntax 17: syntax error while parsing value - invalid string: surrogate "
+         "U+D800..U+DBFF must be followed by U+DC00..U+DFFF"},
+        {R"({"event":"\udc00"})",
+         "record-syntax 16: syntax error while parsing value - invalid string: surrogate "
+         "U+DC00..U+DFFF must follow U+D800..U+DBFF"},
+        {"{\"event\":\"é\xFF\"}", "record-syntax 12: a record is UTF-8, and the byte FF is not"},
+        {"{\"event\":\"\xC0\xAF\"}", "record-syntax 11: a record is UTF-8, and the byte C0 is not"},
+        {"{\"event\":\"\xED\xA0\x80\"}",
+         "record-syntax 11: a record is UTF-8, and the byte ED is not"},
+        {"{\"event\":\"\xF0\x9F\x98",
+         "record-syntax 11: a record is UTF-8, and the byte F0 is not"},
+        {R"({"event":1 /* x */})",
+         "record-syntax 12: syntax error while parsing object - invalid literal; expected '}'"},
+        {R"({"event":1,"attributes":{"A":1e999 1}})",
+         "record-syntax 34: a number beyond those of a Float"},
+    }));
+
+TEST(RecordParser, RefusesANulBetweenTokens) {
+  const std::string line("{\"event\":1\0}", 12);
+  EXPECT_EQ(fault_in(line), "record-syntax 11: a NUL, which a record cannot hold");
+  EXPECT_EQ(fault_in(std::string("{\"event\":\"\0\"}", 13)),
+            "record-syntax 11: a NUL, which a record cannot hold");
+  EXPECT_EQ(fault_in(std::string("{\"event\":1}\0{", 13)),
+            "record-syntax 12: a NUL, which a record cannot hold");
+}
+
+TEST(RecordParser, CutsLongTokensInFaults) {
+  const std::string token = "'; expected " + std::string(1000, 'x');
+  EXPECT_EQ(fault_in("{\"event\":\"" + token),
+            "record-syntax 1023: syntax error while parsing value - invalid string: missing "
+            "closing quote");
+}
+
+// --- hostile records
+
+TEST(RecordParser, RefusesDeepNesting) {
+  const std::string deep(500'000, '[');
+  EXPECT_EQ(fault_in(deep),
+            "record-syntax 500001: syntax error while parsing value - unexpected "
+            "end of input; expected '[', '{', or a literal");
+  EXPECT_EQ(fault_in("{\"event\":" + deep), fault_in("{\"event\":" + deep));
+  std::string objects;
+  for (int i = 0; i < 100'000; ++i) objects += "{\"event\":";
+  EXPECT_NE(fault_in(objects), "");
+}
+
+TEST(RecordParser, TakesAsManyAttributesAsAnEventCanHave) {
+  const auto line_of = [](size_t count) {
+    std::string line = "{\"event\":1,\"attributes\":{";
+    for (size_t i = 0; i < count; ++i)
+      line += (i == 0 ? "\"A" : ",\"A") + std::to_string(i) + "\":0";
+    return line + "}}";
+  };
+  record_parser parser;
+  EXPECT_EQ(parser.parse(line_of(record_attribute_limit)).attributes.size(), 510u);
+  const std::string one_more = line_of(record_attribute_limit + 1);
+  EXPECT_EQ(fault_in(one_more), "record-key " + std::to_string(one_more.find("\"A510\"") + 1) +
+                                    ": a record has at most 510 attributes");
+}
+
+TEST(RecordParser, RefusesEveryTruncation) {
+  const std::string line =
+      R"({"event":"LOGIN","level":3,"attributes":{"USER":"é😀","PORT":51234,"OK":true}})";
+  ASSERT_EQ(fault_in(line), "");
+  for (size_t size = 0; size < line.size(); ++size)
+    EXPECT_NE(fault_in(line.substr(0, size)), "") << size;
+}
+
+TEST(RecordParser, SurvivesEveryChangedByte) {
+  const std::string line = R"({"event":"\u00e9","time":"x","attributes":{"A":-1.5e+3,"B":true}})";
+  record_parser parser;
+  for (size_t at = 0; at < line.size(); ++at)
+    for (int byte = 0; byte < 256; ++byte) {
+      std::string changed = line;
+      changed[at] = static_cast<char>(byte);
+      try {
+        parser.parse(changed);
+      } catch (const record_error& error) {
+        EXPECT_NE(error.text(), "");
+        EXPECT_GE(error.column(), 1u);
+        EXPECT_LE(error.column(), line.size() + 1);
+      }
+    }
+}
+
+TEST(RecordParser, ReadsOnAfterAFault) {
+  record_parser parser;
+  for (const char* bad : {"{", "{\"event\":[", "[", "", "{\"event\":1,\"x\":1}"})
+    EXPECT_THROW(parser.parse(bad), record_error);
+  EXPECT_EQ(parser.parse(R"({"event":"GOOD"})").event.text, "GOOD");
+}
+
+// --- what a fault costs
+
+TEST(RecordError, IsWorkedOutOnceAndOnlyForWhoAsks) {
+  int asked = 0;
+  const std::string line = "äx";
+  const record_error error(record_fault::key, line, [&]() -> record_finding {
+    ++asked;
+    return {2, "found"};
+  });
+  const record_error copy = error;
+  EXPECT_EQ(copy.fault(), record_fault::key);
+  EXPECT_STREQ(copy.what(), "record-key");
+  EXPECT_EQ(asked, 0);
+  EXPECT_EQ(shown_fault(copy), "record-key 2: found");
+  EXPECT_EQ(shown_fault(error), "record-key 2: found");
+  EXPECT_EQ(asked, 1);
+}
+
+TEST(RecordParser, FindsNamesThatComeTwiceAmongMany) {
+  for (const size_t count : {1u, 15u, 16u, 17u, 18u, 300u}) {
+    for (size_t twice = 0; twice < count; twice += count / 3 + 1) {
+      std::string line = "{\"event\":1,\"attributes\":{";
+      for (size_t i = 0; i < count; ++i) line += "\"A" + std::to_string(i) + "\":0,";
+      const std::string name = "\"A" + std::to_string(twice) + "\"";
+      const size_t column = line.size() + 1;
+      EXPECT_EQ(fault_in(line + name + ":0}}"), "record-key " + std::to_string(column) +
+                                                    ": the attribute " + name + " comes twice");
+      EXPECT_EQ(fault_in(line + "\"B\":0}}"), "");
+    }
+  }
+}
+
+TEST(RecordParser, TakesLongerLinesOfTheStoredForm) {
+  const auto line_of = [](const std::string& begin, size_t size) {
+    const std::string end = "\"event\":1}";
+    return begin + std::string(size - begin.size() - end.size(), ' ') + end;
+  };
+  const std::string stored = "{\"version\":\"2.0\",";
+  record_parser parser;
+  EXPECT_EQ(parser.parse(line_of(stored, stored_record_size_limit)).event.text, "1");
+  try {
+    const std::string line = line_of(stored, stored_record_size_limit + 1);
+    parser.parse(line);
+    ADD_FAILURE() << "nothing was raised";
+  } catch (const record_error& error) {
+    EXPECT_EQ(error.text(), "a record has at most 16777216 bytes, and this has 16777217");
+  }
+  EXPECT_EQ(fault_in(line_of("{", record_size_limit)), "");
+  EXPECT_EQ(fault_in(line_of("{", record_size_limit + 1)),
+            "record-syntax 1048577: a record has at most 1048576 bytes, and this has 1048577");
+}

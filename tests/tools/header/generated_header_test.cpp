@@ -1,0 +1,160 @@
+// A header that "kplog header" wrote, in use: the build makes it of the example set.
+#include <gtest/gtest.h>
+
+#include "kp_LOG.h"
+#include "tests/command/command_run.h"
+#include "tests/support/raised.h"
+#include "tests/support/temp_folder.h"
+#include "tests/tools/generated/header_names.h"
+#include "tests/tools/generated/package_manager.h"
+
+using package_manager::entry_DOWNLOAD_FINISHED;
+using package_manager::entry_PACKAGE_INSTALLED;
+using package_manager::entry_SIGNATURE_CHECKED;
+
+// Loads a set of the test data, compiled.
+class GeneratedHeader : public testing::Test {
+ protected:
+  void load(const std::string& source) {
+    const std::string path = folder_.file("set.ldf");
+    ASSERT_EQ(run_kplog(test_data_folder(), "compile " + source + " -o " + path).status, 0);
+    kp_LOG_LogConfig::SetCodePage("UTF-8");
+    kp_LOG_LogConfig::SetLocale("en_US");
+    kp_LOG_LogConfig::SetDefinitionPath(path.c_str());
+  }
+  void SetUp() override { load("package_manager.yaml"); }
+
+ private:
+  settings_guard guard_;
+  temp_folder folder_;
+};
+
+TEST_F(GeneratedHeader, ConstantsAreThoseOfTheSet) {
+  EXPECT_STREQ(package_manager::log_version, "2.0");
+  EXPECT_EQ(package_manager::flag_DEBUG, 0x04000000u);
+  EXPECT_EQ(package_manager::flag_NETWORK, 2u);
+  EXPECT_EQ(package_manager::id_STARTED, 1004u);
+  EXPECT_STREQ(package_manager::name_PEER, "PEER");
+}
+
+TEST_F(GeneratedHeader, EntryHasItsIdLevelAndAttributes) {
+  const entry_PACKAGE_INSTALLED entry(3, {.PACKAGE = "zlib", .VERSION = "1.2.13", .SIZE = 70000});
+  EXPECT_EQ(entry.GetEntryID(), 1001u);
+  EXPECT_EQ(entry.GetLogLevel(), 3u);
+  EXPECT_STREQ(entry.GetAttribMBStr("PACKAGE"), "zlib");
+  EXPECT_STREQ(entry.GetAttribStr("VERSION"), "1.2.13");
+  EXPECT_EQ(entry.GetAttrib4u("SIZE"), 70000u);
+}
+
+TEST_F(GeneratedHeader, TextsOfEveryKindArrive) {
+  char buffer[200] = "buffer";
+  const char* pointer = "pointer";
+  const std::string string = "string";
+  const auto package = [](const entry_PACKAGE_INSTALLED& entry) {
+    return std::string(entry.GetAttribMBStr("PACKAGE"));
+  };
+  EXPECT_EQ(package({1, {.PACKAGE = buffer, .VERSION = "1", .SIZE = 1}}), "buffer");
+  EXPECT_EQ(package({1, {.PACKAGE = pointer, .VERSION = "1", .SIZE = 1}}), "pointer");
+  EXPECT_EQ(package({1, {.PACKAGE = string, .VERSION = "1", .SIZE = 1}}), "string");
+  EXPECT_EQ(package({1, {.PACKAGE = string + "s", .VERSION = "1", .SIZE = 1}}), "strings");
+}
+
+TEST_F(GeneratedHeader, ViewNeedsNoNulBehindIt) {
+  const std::string_view line = "zlib 1.2.13 installed";
+  const entry_PACKAGE_INSTALLED entry(
+      1, {.PACKAGE = line.substr(0, 4), .VERSION = line.substr(5, 6), .SIZE = 1});
+  EXPECT_STREQ(entry.GetAttribMBStr("PACKAGE"), "zlib");
+  EXPECT_STREQ(entry.GetAttribStr("VERSION"), "1.2.13");
+}
+
+TEST_F(GeneratedHeader, EmptyViewIsAnEmptyText) {
+  const entry_PACKAGE_INSTALLED entry(1, {std::string_view(), std::string_view(), 0u});
+  EXPECT_STREQ(entry.GetAttribMBStr("PACKAGE"), "");
+  EXPECT_STREQ(entry.GetAttribStr("VERSION"), "");
+}
+
+TEST_F(GeneratedHeader, TextOfExactlyItsSizeClassIsTakenAndOneByteMoreIsRefused) {
+  const std::string text(65, 'x');
+  const std::string_view whole = text;
+  const entry_PACKAGE_INSTALLED entry(1, {"p", whole.substr(0, 64), 1u});
+  EXPECT_EQ(entry.GetAttribStr("VERSION"), text.substr(0, 64));
+  const auto too_long = [&] { entry_PACKAGE_INSTALLED(1, {"p", whole, 1u}); };
+  EXPECT_EQ(raised<KPX_logging_invalid_attribute_value>(too_long),
+            "VERSION Attribute value is overflow under Entry ID 1001 !");
+}
+
+TEST_F(GeneratedHeader, LongViewsAreCutWhereTheSettingsSaySo) {
+  kp_LOG_LogConfig::SetActionAttrLenExceed(1);
+  const std::string text(100000, 'x');
+  const std::string_view whole = text;
+  const entry_PACKAGE_INSTALLED entry(1, {whole, whole, 1u});
+  EXPECT_EQ(entry.GetAttribMBStr("PACKAGE"), text.substr(0, 128));
+  EXPECT_EQ(entry.GetAttribStr("VERSION"), text.substr(0, 64));
+}
+
+TEST_F(GeneratedHeader, ViewOf128WideCharactersIsTakenWhole) {
+  std::string text;
+  for (int i = 0; i < 128; ++i) text += "\u65E5";
+  const entry_PACKAGE_INSTALLED entry(1, {std::string_view(text), "1", 1u});
+  EXPECT_EQ(entry.GetAttribMBStr("PACKAGE"), text);
+  text += "\u65E5";
+  EXPECT_THROW(entry_PACKAGE_INSTALLED(1, {std::string_view(text), "1", 1u}),
+               KPX_logging_invalid_attribute_value);
+}
+
+TEST_F(GeneratedHeader, SelectorValueChoosesTheMessage) {
+  using outcome = entry_SIGNATURE_CHECKED::OUTCOME_value;
+  const entry_SIGNATURE_CHECKED good(1, {.PACKAGE = "zlib", .OUTCOME = outcome::value_0});
+  EXPECT_EQ(kp_LOG_RenderMessage(good), "The signature of zlib is good");
+  const entry_SIGNATURE_CHECKED broken(1,
+                                       {.PACKAGE = "zlib", .OUTCOME = outcome::SIGNATURE_BROKEN});
+  EXPECT_EQ(kp_LOG_RenderMessage(broken), "broken: zlib");
+  const entry_SIGNATURE_CHECKED other(1, {.PACKAGE = "zlib", .OUTCOME = static_cast<outcome>(9)});
+  EXPECT_EQ(kp_LOG_RenderMessage(other), "The signature of zlib was checked");
+}
+
+TEST_F(GeneratedHeader, TimesAndRealsArrive) {
+  const entry_DOWNLOAD_FINISHED entry(
+      1, {.SHARE = 0.5, .ENDED = kp_Time(2026, 11, 15, 17, 2, 56), .PEER = "mirror"});
+  EXPECT_EQ(entry.GetAttribFloat8("SHARE"), 0.5);
+  EXPECT_EQ(entry.GetAttribTime("ENDED").compare_time(kp_Time(2026, 11, 15, 17, 2, 56)), 0);
+}
+
+TEST_F(GeneratedHeader, GlobalAttributesAreAddedToAnyEntry) {
+  package_manager::entry_STARTED entry(0);
+  package_manager::add_SEVERITY_CODE(entry, 3);
+  package_manager::add_COMPUTER_NAME(entry, std::string_view("host.example").substr(0, 4));
+  EXPECT_EQ(entry.GetAttrib1u("SEVERITY_CODE"), 3);
+  EXPECT_STREQ(entry.GetAttribMBStr("COMPUTER_NAME"), "host");
+}
+
+TEST_F(GeneratedHeader, LevelAbove9IsRefusedAsEver) {
+  EXPECT_THROW(package_manager::entry_STARTED(10), KPX_logging_invalid_log_level);
+}
+
+TEST_F(GeneratedHeader, EntriesAreCopiedAsEntries) {
+  const entry_SIGNATURE_CHECKED entry(
+      1, {.PACKAGE = "zlib", .OUTCOME = entry_SIGNATURE_CHECKED::OUTCOME_value::value_0});
+  const kp_LOG_LogEntry copy = entry;
+  EXPECT_EQ(kp_LOG_RenderMessage(copy), "The signature of zlib is good");
+}
+
+TEST_F(GeneratedHeader, NamesThatCppHasNoUseForReachTheLibraryAsTheyAre) {
+  load("header_names.yaml");
+  const std::uint8_t small = 7;
+  const header_names::entry_class entry(2, {.operator_ = small,
+                                            .EOF_ = -1,
+                                            .EOF_2 = small,
+                                            .n2ND = 1,
+                                            .A_B = kp_Time(),
+                                            .A_B_2 = kp_Time(),
+                                            .QUOTE_ = "q",
+                                            .GRÖẞE = true,
+                                            .n = kp_Time()});
+  EXPECT_EQ(entry.GetAttrib1u("operator"), 7);
+  EXPECT_EQ(entry.GetAttrib1("EOF"), -1);
+  EXPECT_EQ(entry.GetAttrib2("EOF_"), 7);
+  EXPECT_EQ(entry.GetAttribFloat8("2ND"), 1.0);
+  EXPECT_STREQ(entry.GetAttribStr("QUOTE\"\\?\?/"), "q");
+  EXPECT_TRUE(entry.GetAttribBool("GRÖẞE"));
+}

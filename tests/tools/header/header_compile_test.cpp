@@ -1,0 +1,217 @@
+// What compiles against a header that "kplog header" wrote, and what must not.
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/command/command_run.h"
+#include "tests/command/page_block.h"
+#include "tests/support/temp_folder.h"
+#include "tools/definitions/cpp_macro_names.h"
+
+// The exit status of the compiler for the program, with the folder and the generated headers to
+// include from. What it says is in the file "said".
+static int compile_in(const temp_folder& folder, const std::string& program,
+                      const std::string& compiler) {
+  folder.write("program.cpp", program);
+  const std::string command = compiler + " -fsyntax-only -I" + folder.path() + " " +
+                              KPLOG_INCLUDES + " " + folder.file("program.cpp") + " >" +
+                              folder.file("said") + " 2>&1";
+  return std::system(command.c_str());  // NOLINT(cert-env33-c): the compiler under test
+}
+
+static bool compiles_in(const temp_folder& folder, const std::string& program) {
+  return compile_in(folder, program, KPLOG_COMPILER " -std=c++20 -w") == 0;
+}
+
+// --- What does not compile ----------------------------------------------------------------------
+
+struct statement_case {
+  std::string statement;
+  bool compiles;
+};
+
+static std::string name_of_case(size_t i) {
+  return "statement_" + std::to_string(i) + ".cpp";
+}
+
+// A program with the example's header and a function for each statement, which has a file's name of
+// its own in what the compiler says.
+static std::string program_of(const std::vector<statement_case>& cases) {
+  std::string program =
+      "#include \"tests/tools/generated/package_manager.h\"\n"
+      "using namespace package_manager;\n"
+      "using outcome = entry_SIGNATURE_CHECKED::OUTCOME_value;\n";
+  for (size_t i = 0; i < cases.size(); ++i)
+    program += "void run_" + std::to_string(i) +
+               "(int i, double d, bool b, unsigned short small, const char* text) {\n#line 1 \"" +
+               name_of_case(i) + "\"\n" + cases[i].statement + "\n}\n";
+  return program;
+}
+
+static statement_case with_size(const std::string& size, bool compiles) {
+  return {"entry_PACKAGE_INSTALLED e(1, {.PACKAGE = text, .VERSION = text, .SIZE = " + size + "});",
+          compiles};
+}
+
+static statement_case with_version(const std::string& version, bool compiles) {
+  return {"entry_PACKAGE_INSTALLED e(1, {.PACKAGE = text, .VERSION = " + version + ", .SIZE = 1});",
+          compiles};
+}
+
+// One run of the compiler for all statements, which says nothing of those that it takes.
+TEST(HeaderRefusal, IsOfWhatTheDefinitionsDoNotSay) {
+  const std::vector<statement_case> cases = {
+      // Numbers that fit, and such that may not.
+      with_size("4294967295", true),
+      with_size("small", true),
+      with_size("4294967296", false),
+      with_size("-1", false),
+      with_size("1.5", false),
+      with_size("i", false),
+      with_size("d", false),
+      // Other types.
+      with_size("text", false),
+      with_size("b", false),
+      with_size("nullptr", false),
+      with_version("5", false),
+      with_version("nullptr", false),
+      with_version("kp_Time()", false),
+      // A literal is held against the size class.
+      with_version('"' + std::string(64, 'x') + '"', true),
+      with_version('"' + std::string(65, 'x') + '"', false),
+      // Attributes that are missing.
+      {"entry_PACKAGE_INSTALLED e(1, {text, text, 1u});", true},
+      {"entry_PACKAGE_INSTALLED e(1, {.PACKAGE = text, .VERSION = text});", false},
+      {"entry_PACKAGE_INSTALLED e(1, {.PACKAGE = text, .SIZE = 1});", false},
+      {"entry_PACKAGE_INSTALLED e(1, {});", false},
+      {"entry_PACKAGE_INSTALLED e(1);", false},
+      {"entry_PACKAGE_INSTALLED e;", false},
+      // Attributes of another event.
+      {"entry_PACKAGE_INSTALLED e(1, {text, text, 1u, 1u});", false},
+      {"entry_SIGNATURE_CHECKED e(1, {.PACKAGE = text, .PORT = 1});", false},
+      // A selector takes its enumeration alone.
+      {"entry_SIGNATURE_CHECKED e(1, {text, outcome::value_0});", true},
+      {"entry_SIGNATURE_CHECKED e(1, {text, 0});", false},
+      {"entry_SIGNATURE_CHECKED e(1, {text, small});", false},
+  };
+  const temp_folder folder;
+  EXPECT_FALSE(compiles_in(folder, program_of(cases)));
+  const std::string said = read_whole_file(folder.file("said"));
+  for (size_t i = 0; i < cases.size(); ++i)
+    EXPECT_EQ(said.find(name_of_case(i)) == std::string::npos, cases[i].compiles)
+        << cases[i].statement << '\n'
+        << said;
+}
+
+TEST(HeaderPage, ItsProgramCompilesWithTheHeaderOfTheSourcePagesExample) {
+  const temp_folder folder;
+  folder.write("events.yaml", page_block("definition-source.md", "# Definition sources"));
+  ASSERT_EQ(run_kplog(folder.path(), "header events.yaml -o events.h").status, 0);
+  const std::string program = page_block("generated-header.md", "A program");
+  EXPECT_NE(program.find("#include \"events.h\""), std::string::npos);
+  EXPECT_TRUE(compiles_in(folder, program));
+}
+
+// --- Names that are taken -----------------------------------------------------------------------
+
+using name_set = std::set<std::string>;
+
+// The macros that the headers of this system define.
+static name_set system_macros(const temp_folder& folder) {
+  const std::string command = KPLOG_SYSTEM_MACROS " " KPLOG_COMPILER " >" + folder.file("macros");
+  EXPECT_EQ(std::system(command.c_str()), 0);  // NOLINT(cert-env33-c): a script of the tests
+  std::istringstream lines(read_whole_file(folder.file("macros")));
+  name_set names;
+  for (std::string line; std::getline(lines, line);) names.insert(line);
+  return names;
+}
+
+// Every word of the public headers: classes, functions, keywords, words of comments.
+static name_set words_of_public_headers() {
+  static const std::regex word("[A-Za-z_][A-Za-z0-9_]*");
+  name_set words;
+  for (const char* header : {"kp_LOG_EventValue.h", "kp_LOG_LogEntry.h"}) {
+    const std::string text = read_whole_file(std::string(KPLOG_DOCS "/../include/") + header);
+    for (std::sregex_iterator i(text.begin(), text.end(), word), end; i != end; ++i)
+      words.insert(i->str());
+  }
+  EXPECT_TRUE(words.contains("kp_LOG_EventTime"));
+  return words;
+}
+
+// A definition source that calls an attribute, a selector value and an event by each name, and a
+// use of each attribute that is called as a macro.
+class source_of_names {
+ public:
+  explicit source_of_names(const name_set& names) {
+    for (const std::string& name : names) {
+      if (in_event_ % 200 == 0) begin_event();
+      attributes_ += "      \"" + name + "\": Date\n";
+      const std::string number = std::to_string(++in_event_ % 200 + 1);
+      messages_ += "      - {index: " + number + ", value: " + number + ", id: \"" + name + "\"}\n";
+      plain_events_ += "  \"" + name + "\": {id: " + std::to_string(++last_id_) + "}\n";
+      if (is_system_macro(name))
+        uses_ += "static_assert(sizeof(entry_" + event_ + "::values::" + name + "_) > 0);\n";
+    }
+    end_event();
+  }
+
+  std::string text() const {
+    return "kplog: 1\nlog_version: \"1\"\nevents:\n" + events_ + plain_events_;
+  }
+  const std::string& uses() const { return uses_; }
+
+ private:
+  // The enumeration of the selector's values is called as another attribute.
+  void begin_event() {
+    end_event();
+    event_ = "SET_" + std::to_string(++last_id_);
+    attributes_ = "      status: UInt1\n      status_value: Date\n";
+    messages_.clear();
+  }
+
+  void end_event() {
+    if (event_.empty()) return;
+    events_ += "  " + event_ + ":\n    id: " + event_.substr(4) + "\n    attributes:\n" +
+               attributes_ + "    select: status\n    messages:\n" + messages_;
+  }
+
+  std::string event_;  // that attributes are added to; empty: none yet
+  std::string attributes_, messages_;
+  std::string events_, plain_events_;
+  std::string uses_;
+  unsigned in_event_ = 0;
+  unsigned last_id_ = 0;
+};
+
+static constexpr const char* compilers[] = {"g++ -std=c++20 -fno-exceptions -fno-rtti",
+                                            "g++ -std=gnu++20 -w", "clang++-14 -std=c++20 -w",
+                                            "clang++-14 -std=gnu++20 -fno-exceptions -fno-rtti -w"};
+
+// The header of all these names, in a program where each macro, and each name of the system's list,
+// is a macro that no declaration survives.
+TEST(HeaderNames, CompileWhateverTheSystemAndTheLibraryCallByThem) {
+  const temp_folder folder;
+  const name_set macros = system_macros(folder);
+  ASSERT_TRUE(macros.contains("EACCES") && macros.contains("unix"));
+  name_set names = words_of_public_headers();
+  names.insert(macros.begin(), macros.end());
+  // Keywords of C++, of GNU's dialect of it, and a namespace.
+  names.merge(
+      name_set{"and", "char8_t", "co_await", "compl", "requires", "std", "typeof", "xor_eq"});
+  const source_of_names source(names);
+  folder.write("events.yaml", source.text());
+  const auto run = run_kplog(folder.path(), "header -q events.yaml -o events.h");
+  ASSERT_EQ(run.status, 0) << run.err;
+  std::string program = "#include \"kp_LOG_EventValue.h\"\n";
+  for (const std::string& macro : macros) program += "#define " + macro + " )(\n";
+  program += "#include \"events.h\"\nnamespace events {\n" + source.uses() +
+             "}\n#ifndef EACCES\n#error \"the macros are gone\"\n#endif\n";
+  for (const char* compiler : compilers)
+    EXPECT_EQ(compile_in(folder, program, compiler), 0) << compiler << '\n'
+                                                        << read_whole_file(folder.file("said"));
+}

@@ -1,0 +1,147 @@
+#include "tools/command/check.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <ostream>
+
+#include "recording/text/words.h"
+#include "tools/command/options.h"
+#include "tools/command/severity_option.h"
+#include "tools/command/standard_option.h"
+#include "tools/compiled/verify.h"
+#include "tools/dump/load_set.h"
+#include "tools/report/outcome.h"
+#include "tools/source/advice.h"
+#include "tools/source/settings_check.h"
+
+struct check_options {
+  std::vector<std::string> files;  // sources of one set, or a compiled file; "-": standard input
+  std::string standard;            // empty: the set stands alone
+  std::vector<std::string> severities;  // CODE=SEVERITY
+  std::vector<std::string> code_pages;
+  std::string fail_on = "warning";
+  unsigned max_findings = 100;  // that are shown; 0: all
+  report_options report;
+};
+
+static command_outcome open_code_pages(const check_options& options, advice_options& advice,
+                                       std::ostream& log) {
+  for (const std::string& name : options.code_pages) {
+    advice.code_pages.emplace_back(name);
+    if (!advice.code_pages.back().is_known())
+      return usage_error(log, "no code page \"" + name + "\"");
+  }
+  return command_outcome::good;
+}
+
+static std::string summary_of(const diagnostic_list& found, size_t silenced) {
+  std::string summary = counted(found.count(rule_severity::error), "error") + ", " +
+                        counted(found.count(rule_severity::warning), "warning");
+  if (silenced != 0) summary += ", " + std::to_string(silenced) + " silenced";
+  return summary;
+}
+
+// Whether a compiled file names what only an STD set could declare, and none was given.
+static bool may_need_standard(const check_options& options, const definition_input& input,
+                              const diagnostic_list& found) {
+  return input.file != nullptr && options.standard.empty() &&
+         (found.has(diagnostic_rule::template_attribute) ||
+          found.has(diagnostic_rule::file_selector));
+}
+
+// How many findings are not shown.
+static void report_left(const check_options& options, size_t left, std::ostream& log) {
+  if (options.report.format == diagnostic_format::json)
+    log << "{\"not_shown\":" << left << "}\n";
+  else
+    log << "kplog: " << left << " more not shown; --max-findings 0 shows all\n";
+}
+
+static command_outcome report(const check_options& options, const diagnostic_list& found,
+                              const definition_input& input, size_t silenced, std::ostream& log) {
+  const size_t limit = options.max_findings == 0 ? found.size() : options.max_findings;
+  const size_t left = found.write_first(limit, log, input.set().sources, options.report.format,
+                                        options.report.color);
+  if (options.report.with_summary()) {
+    log << "kplog: " << summary_of(found, silenced) << '\n';
+    if (may_need_standard(options, input, found))
+      log << "kplog: if this is an AUX file, give its STD set with --std\n";
+  }
+  if (left != 0) report_left(options, left, log);
+  const bool fails =
+      options.fail_on == "error" ? found.count(rule_severity::error) != 0 : !found.empty();
+  return fails ? command_outcome::findings : command_outcome::good;
+}
+
+static bool has_configuration_file(const check_options& options) {
+  return std::any_of(options.files.begin(), options.files.end(), is_configuration_path);
+}
+
+static command_outcome check_configuration_file(const check_options& options,
+                                                diagnostic_list& found, std::ostream& log) {
+  if (options.files.size() != 1) return usage_error(log, "a configuration file is checked alone");
+  const std::string& path = options.files.front();
+  std::string bytes;
+  if (!read_source_bytes(path, bytes)) return read_error(log, options.report, path, errno);
+  definition_input input;
+  input.sources.emplace_back(path, std::move(bytes));
+  input.source_set.sources.push_back(&input.sources.front());
+  check_configuration(input.sources.front(), found);
+  return report(options, found, input, 0, log);
+}
+
+// Advice is for sets that are sound.
+static command_outcome check(const check_options& options, std::ostream& log) {
+  diagnostic_list found;
+  advice_options advice;
+  standard_input standard;
+  definition_input input;
+  command_outcome outcome = apply_severities(options.severities, found, log);
+  if (outcome == command_outcome::good && has_configuration_file(options))
+    return check_configuration_file(options, found, log);
+  if (outcome == command_outcome::good) outcome = open_code_pages(options, advice, log);
+  if (outcome == command_outcome::good)
+    outcome = standard.read(options.standard, options.report, log);
+  advice.standard = standard.definitions();
+  if (outcome == command_outcome::good)
+    outcome =
+        read_definition_input(options.files, input, found, options.report, log, advice.standard);
+  if (outcome != command_outcome::good) return outcome;
+  size_t silenced = 0;
+  if (input.file != nullptr)
+    check_definition_file(*input.file, advice.standard, found);
+  else if (found.empty())
+    silenced = add_advice(input.set(), advice, found);
+  return report(options, found, input, silenced, log);
+}
+
+static command_action describe_check(CLI::App& command) {
+  const auto options = std::make_shared<check_options>();
+  add_arguments(
+      command,
+      {"FILE", "FILE",
+       "Definition sources of one set, a compiled file, or a configuration file, FILE.conf; - is "
+       "standard input"},
+      options->files);
+  add_standard_option(command, options->standard);
+  add_severity_option(command, options->severities);
+  add_texts_option(command, {"--codepage", "NAME", "A code page that all texts must fit into"},
+                   options->code_pages);
+  add_choice_option(command, "--fail-on", options->fail_on, {"error", "warning"},
+                    "What makes the exit status 1; warnings, unless given, do so too");
+  add_number_option(
+      command, {"--max-findings", "N", "How many findings are shown; 100 unless given, 0 for all"},
+      options->max_findings);
+  add_report_options(command, options->report);
+  return [options](std::ostream&, std::ostream& log) { return check(*options, log); };
+}
+
+constexpr kplog_command_row check_command = {
+    "check", "Find what is wrong with definitions, or probably not meant",
+    "  kplog check events.yaml\n"
+    "  kplog check product.yaml --std standard.ldf          an AUX set beside its STD set\n"
+    "  kplog check events.ldf                               every byte of a compiled file\n"
+    "  kplog check shop.conf                                a configuration file of the filter\n"
+    "  kplog check events.yaml --codepage ISO-8859-1 --severity no-message=off\n",
+    describe_check};

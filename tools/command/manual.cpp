@@ -1,0 +1,103 @@
+#include "tools/command/manual.h"
+
+#include <sstream>
+
+#include "tools/report/outcome.h"
+
+// Text as man(7) shows it: hyphens that can be copied, no line that is taken for a request.
+static std::string roff(const std::string& text) {
+  std::string escaped;
+  for (const char c : text) {
+    const bool begins_line = escaped.empty() || escaped.back() == '\n';
+    if (begins_line && (c == '.' || c == '\'')) escaped += "\\&";
+    if (c == '\\')
+      escaped += "\\e";
+    else if (c == '-')
+      escaped += "\\-";
+    else
+      escaped += c;
+  }
+  return escaped;
+}
+
+static std::string bold(const std::string& text) {
+  return "\\fB" + roff(text) + "\\fR";
+}
+
+static std::string italic(const std::string& text) {
+  return "\\fI" + roff(text) + "\\fR";
+}
+
+static std::string value_text(const option_description& option) {
+  return option.choices().empty() ? italic(option.value) : bold(option.value);
+}
+
+static std::string synopsis(const command_description& command) {
+  std::string text = ".SH SYNOPSIS\n" + bold(command.name(" ")) + " [" + italic("OPTIONS") + "]";
+  if (!command.commands.empty()) text += " " + italic("COMMAND") + " ...";
+  for (const option_description& option : command.options) {
+    if (!option.is_positional && option.is_required)
+      text += " " + bold(option.names.back()) + " " + value_text(option);
+    if (option.is_positional)
+      text += " " + italic(option.names.front()) + (option.is_repeatable ? "..." : "");
+  }
+  return text + "\n";
+}
+
+static std::string option_heading(const option_description& option) {
+  if (option.is_positional) return italic(option.names.front());
+  std::string heading;
+  for (const std::string& name : option.names)
+    heading += (heading.empty() ? "" : ", ") + bold(name);
+  return heading + (option.value.empty() ? "" : " " + value_text(option));
+}
+
+static std::string options_section(const command_description& command) {
+  std::string section = ".SH OPTIONS\n";
+  for (const option_description& option : command.options)
+    section += ".TP\n" + option_heading(option) + "\n" + roff(option.text) + ".\n";
+  return section;
+}
+
+static std::string commands_section(const command_description& command) {
+  if (command.commands.empty()) return "";
+  std::string section = ".SH COMMANDS\n";
+  for (const command_description& below : command.commands)
+    section += ".TP\n.BR " + roff(below.name("-")) + " (1)\n" + roff(below.text) + ".\n";
+  return section;
+}
+
+static std::string examples_section(const command_description& command) {
+  if (command.examples.empty()) return "";
+  return ".SH EXAMPLES\n.nf\n" + roff(command.examples) + ".fi\n";
+}
+
+// The meaning as a sentence without the marks of Markdown.
+static std::string sentence(std::string text) {
+  std::erase(text, '`');
+  if (text.front() >= 'a' && text.front() <= 'z')
+    text.front() = static_cast<char>(text.front() - 'a' + 'A');
+  return text + ".";
+}
+
+static std::string exit_status_section() {
+  std::string section = ".SH EXIT STATUS\n";
+  for (const exit_status_row& row : exit_status_rows)
+    section += ".TP\n" + std::to_string(row.status()) + "\n" + roff(sentence(row.meaning)) + "\n";
+  return section;
+}
+
+std::string manual_page(const command_description& command, const std::string& version) {
+  const std::string name = command.name("-");
+  std::string page = ".TH " + roff(name) + " 1 \"\" \"kplog " + roff(version) + "\" \"kplog\"\n" +
+                     ".SH NAME\n" + roff(name) + " \\- " + roff(command.text) + "\n";
+  page += synopsis(command) + ".SH DESCRIPTION\n" + roff(command.text) + ".\n";
+  page += commands_section(command) + options_section(command) + examples_section(command) +
+          exit_status_section();
+  if (!command.path.empty()) page += ".SH SEE ALSO\n.BR kplog (1)\n";
+  return page;
+}
+
+std::string manual_page_file(const command_description& command) {
+  return command.name("-") + ".1";
+}

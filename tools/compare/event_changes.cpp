@@ -1,0 +1,139 @@
+// The differences between an event and what it is now, its messages apart.
+#include <algorithm>
+
+#include "recording/definitions/known_attributes.h"
+#include "recording/text/terminal_text.h"
+#include "tools/compare/attribute_changes.h"
+#include "tools/compare/set_changes.h"
+
+static std::string quoted_name(const std::string& name) {
+  return "\"" + name + "\"";
+}
+
+class event_comparison {
+ public:
+  event_comparison(const compared_set& before, const compared_set& now, const event_pair& event,
+                   std::vector<definition_change>& changes)
+      : has_names_(before.is_source && now.is_source),
+        types_before_(before.set, before.standard),
+        event_(event),
+        was_(*event.before),
+        is_(*event.now),
+        changes_(changes) {}
+
+  void run() {
+    compare_header();
+    compare_attributes();
+    if (was_.selector.value != is_.selector.value) compare_selectors();
+  }
+
+ private:
+  definition_change& add(change_rule rule, const source_place& before, const source_place& now,
+                         std::string text) {
+    changes_.push_back({rule,
+                        event_,
+                        before,
+                        now.source != nullptr ? now : is_.name.place,
+                        std::move(text),
+                        {is_.name.value, was_.name.value}});
+    return changes_.back();
+  }
+
+  void compare_selectors() {
+    definition_change& change = add(
+        change_rule::selector, was_.selector.place, is_.selector.place,
+        "messages were selected by " + selector_text(was_) + ", and are by " + selector_text(is_));
+    change.names.clear();
+    for (const event_model* event : {&is_, &was_})
+      if (event->selector.is_given()) change.names.push_back(event->selector.value);
+  }
+
+  static std::string selector_text(const event_model& event) {
+    return event.selector.is_given() ? quoted_name(event.selector.value) : "none";
+  }
+
+  template <class T>
+  static std::string was_and_is(const std::string& what, const T& was, const T& is) {
+    return what + " was " + was + ", and is " + is;
+  }
+
+  void compare_header() {
+    if (has_names_ && was_.name.value != is_.name.value)
+      add(change_rule::event_renamed, was_.name.place, is_.name.place,
+          was_and_is("the name", quoted_name(was_.name.value), quoted_name(is_.name.value)));
+    if (was_.id.value != is_.id.value)
+      add(change_rule::event_id, was_.id.place, is_.id.place,
+          was_and_is("the ID", std::to_string(was_.id.value), std::to_string(is_.id.value)));
+    if (was_.flags != is_.flags)
+      add(change_rule::event_flags, was_.name.place, is_.name.place,
+          "the property flags were 0x" + hexadecimal(was_.flags, 8) + ", and are 0x" +
+              hexadecimal(is_.flags, 8));
+    if (was_.second_word.value != is_.second_word.value)
+      add(change_rule::second_word, was_.second_word.place, is_.second_word.place,
+          was_and_is("the second word", std::to_string(was_.second_word.value),
+                     std::to_string(is_.second_word.value)));
+    if (!has_names_ || was_.note == is_.note) return;
+    definition_change& change =
+        add(change_rule::note, was_.name.place, is_.name.place, "the event has another note");
+    change.before_text = was_.note;
+    change.now_text = is_.note;
+  }
+
+  // --- attributes
+
+  void compare_attributes() {
+    const attribute_report report = {"the attribute ", event_, has_names_, is_.name.place,
+                                     changes_};
+    attribute_pairs pairs(was_.attributes, is_.attributes);
+    join_renamed(pairs);
+    for (const attribute_pair& pair : pairs.kept)
+      if (pair.before->name.value != pair.now->name.value) report_renamed(pair);
+    for (const attribute_model* was : pairs.gone)
+      report.add(change_rule::attribute_removed, was, nullptr, "is gone");
+    for (const attribute_model* is : pairs.added)
+      report.add(change_rule::attribute_added, nullptr, is, "is new");
+    for (const attribute_model* is : pairs.added) compare_hidden(*is, report);
+    for (const attribute_pair& pair : pairs.kept) add_attribute_changes(pair, report);
+    add_attribute_order_change(pairs, change_rule::attribute_order, report);
+  }
+
+  // An attribute of the event hides one of its name that is valid for every event.
+  void compare_hidden(const attribute_model& is, const attribute_report& report) const {
+    const kp_AttributeType type = types_before_.declared_type(was_, is.name.value);
+    if (type != TypeUnknown) add_type_change(type, is, nullptr, report);
+  }
+
+  // One that is gone and one that is new are one attribute when they have one type, and one place
+  // in the list or no rivals.
+  void join_renamed(attribute_pairs& pairs) const {
+    const bool are_alone = pairs.gone.size() == 1 && pairs.added.size() == 1;
+    const std::vector<const attribute_model*> gone = pairs.gone;
+    for (const attribute_model* was : gone) {
+      const auto is = std::find_if(pairs.added.begin(), pairs.added.end(), [&](const auto* a) {
+        return a->type == was->type &&
+               (are_alone || was - was_.attributes.data() == a - is_.attributes.data());
+      });
+      if (is != pairs.added.end()) pairs.join(was, *is);
+    }
+  }
+
+  void report_renamed(const attribute_pair& pair) {
+    add(change_rule::attribute_renamed, pair.before->name.place, pair.now->name.place,
+        "the attribute " + quoted_name(pair.before->name.value) + " has the name " +
+            quoted_name(pair.now->name.value) + " now")
+        .names = {pair.now->name.value, pair.before->name.value};
+  }
+
+  const bool has_names_;
+  const known_attributes types_before_;
+  const event_pair& event_;
+  const event_model& was_;
+  const event_model& is_;
+  std::vector<definition_change>& changes_;
+};
+
+void add_event_changes(const compared_set& before, const compared_set& now, const event_pair& event,
+                       std::vector<definition_change>& changes) {
+  event_comparison(before, now, event, changes).run();
+  add_message_changes(before, now, event, changes);
+}

@@ -1,0 +1,55 @@
+#include "tools/dump/load_set.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "recording/files/path.h"
+#include "tools/report/outcome.h"
+#include "tools/source/completion.h"
+#include "tools/source/reader.h"
+
+static size_t limit_of_kind(std::string_view bytes) {
+  return is_definition_file(bytes) ? definition_file_size_limit : source_size_limit;
+}
+
+static void complete_sources(definition_input& input, const std_definitions* standard,
+                             diagnostic_list& found) {
+  for (const source_text& source : input.sources)
+    read_definition_source(source, input.source_set, found);
+  complete_definition_set(input.source_set, found, standard);
+}
+
+// The first of the paths that stood there before; null when there is none.
+static const std::string* given_twice(const std::vector<std::string>& paths) {
+  for (auto path = paths.begin(); path != paths.end(); ++path)
+    if (std::find(paths.begin(), path, *path) != path) return &*path;
+  return nullptr;
+}
+
+command_outcome read_definition_input(const std::vector<std::string>& paths,
+                                      definition_input& input, diagnostic_list& found,
+                                      const report_options& report, std::ostream& log,
+                                      const std_definitions* standard) {
+  if (reads_standard_input_twice(paths)) return usage_error(log, "standard input can be read once");
+  if (const std::string* const twice = given_twice(paths))
+    return usage_error(log, *twice + " is given twice");
+  command_outcome outcome = command_outcome::good;
+  for (const std::string& path : paths) {
+    std::string bytes;
+    if (!read_source_bytes(path, bytes, limit_of_kind)) {
+      outcome = read_error(log, report, path, errno);
+      input.source_set.is_whole = false;
+    } else if (is_definition_file(bytes)) {
+      if (paths.size() > 1)
+        return usage_error(log, input_name(path) + " is compiled, and so a set of its own");
+      input.file = std::make_unique<definition_file>(input_name(path), std::move(bytes));
+      read_definition_file(*input.file, found);
+    } else {
+      input.sources.emplace_back(input_name(path), std::move(bytes));
+    }
+  }
+  if (input.file == nullptr) complete_sources(input, standard, found);
+  if (outcome != command_outcome::good)
+    found.write(log, input.set().sources, report.format, report.color);
+  return outcome;
+}

@@ -1,0 +1,36 @@
+// Definition sets from files of either kind: sources, or a compiled file.
+#ifndef TOOLS_DUMP_LOAD_SET_H
+#define TOOLS_DUMP_LOAD_SET_H
+
+#include <deque>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "recording/definitions/model.h"
+#include "recording/definitions/reader.h"
+#include "recording/definitions/standard_set.h"
+#include "recording/report/diagnostics.h"
+#include "recording/report/text_file.h"
+#include "tools/report/outcome.h"
+
+struct definition_input {
+  definition_set& set() { return file == nullptr ? source_set : file->set; }
+  const definition_set& set() const { return file == nullptr ? source_set : file->set; }
+
+  std::unique_ptr<definition_file> file;  // null: sources
+  std::deque<source_text> sources;
+  definition_set source_set;
+};
+
+// Reads one compiled file, known by its first bytes, or one or several sources, checked and
+// completed as one set; "-" is standard input. Faults go to `found`. Otherwise than good when the
+// paths cannot be one set, or a file cannot be read: `log` then says so, and what is found in the
+// files that can be read. With an STD set, sources are those of an AUX set.
+command_outcome read_definition_input(const std::vector<std::string>& paths,
+                                      definition_input& input, diagnostic_list& found,
+                                      const report_options& report, std::ostream& log,
+                                      const std_definitions* standard = nullptr);
+
+#endif

@@ -1,0 +1,82 @@
+#include "tools/emit/loop.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <iterator>
+#include <system_error>
+
+// For what had been sent when the signal came, so that the run ends within two seconds.
+static constexpr std::chrono::milliseconds last_patience(1500);
+
+emit_loop::emit_loop(emit_signals& signals, std::vector<std::unique_ptr<record_input>>& inputs,
+                     emit_pipeline& pipeline, std::function<void()> reload)
+    : signals_(signals), inputs_(inputs), pipeline_(pipeline), reload_(std::move(reload)) {}
+
+bool emit_loop::is_running() const {
+  const bool has_input = std::any_of(inputs_.begin(), inputs_.end(),
+                                     [](const auto& input) { return !input->at_end(); });
+  return has_input && ending_ == 0 && !pipeline_.has_stopped();
+}
+
+// Signals are answered before anything is read, so that what was sent behind a signal finds it
+// answered.
+emit_end emit_loop::run() {
+  while (is_running()) {
+    const bool is_idle = !wait(pipeline_.has_unwritten() ? 0 : -1);
+    if (is_idle) pipeline_.write();
+    for (int signal = signals_.take(); signal != 0; signal = signals_.take()) answer(signal);
+    if (ending_ == 0) read_ready();
+  }
+  return ending_ != 0 ? take_what_was_sent() : emit_end{};
+}
+
+bool emit_loop::has_unread_files() const {
+  return std::any_of(inputs_.begin(), inputs_.end(),
+                     [](const auto& input) { return !input->at_end() && !input->is_lasting(); });
+}
+
+// Waits for inputs and signals, at most so many milliseconds. False when nothing came.
+bool emit_loop::wait(int patience) {
+  watched_.assign(1, {ending_ == 0 ? signals_.descriptor() : -1, POLLIN, 0});
+  ends_.clear();
+  for (const auto& input : inputs_) {
+    input->watch(watched_);
+    ends_.push_back(watched_.size());
+  }
+  const int ready = poll(watched_.data(), watched_.size(), patience);
+  if (ready < 0 && errno != EINTR) throw std::system_error(errno, std::generic_category(), "poll");
+  return ready != 0;
+}
+
+void emit_loop::read_ready() {
+  const record_taker take = [this](const record_line& line) { pipeline_.take(line); };
+  size_t begin = 1;
+  for (size_t i = 0; i < inputs_.size(); ++i) {
+    inputs_[i]->read(std::span(watched_).subspan(begin, ends_[i] - begin), take);
+    begin = ends_[i];
+  }
+}
+
+void emit_loop::answer(int signal) {
+  if (signal != SIGHUP) {
+    ending_ = signal;
+    return;
+  }
+  pipeline_.write();
+  pipeline_.reopen();
+  reload_();
+}
+
+emit_end emit_loop::take_what_was_sent() {
+  const record_deadline deadline = std::chrono::steady_clock::now() + last_patience;
+  const record_taker take = [this](const record_line& line) { pipeline_.take(line); };
+  emit_end end;
+  for (const auto& input : inputs_) {
+    input->read_last(take, deadline);
+    std::ranges::move(input->unread(), std::back_inserter(end.unread));
+  }
+  end.signal = ending_;
+  end.is_cut_short = has_unread_files();
+  return end;
+}

@@ -1,0 +1,100 @@
+#include "tools/emit/pipeline.h"
+
+#include "recording/files/standard_output.h"
+
+// A batch ends at whichever comes first.
+static constexpr size_t batch_output = size_t{256} << 10;
+static constexpr size_t batch_input = size_t{1} << 20;
+
+emit_pipeline::emit_pipeline(const event_set& events, const emit_filter& filter,
+                             emit_outputs& outputs, emit_report& report, bool stops)
+    : events_(events),
+      filter_(filter),
+      outputs_(outputs),
+      report_(report),
+      stops_(stops),
+      maker_(events),
+      form_(events.version()) {}
+
+// --- One record ---
+
+void emit_pipeline::take(const record_line& line) {
+  if (has_stopped_) return;
+  ++taken_;
+  batch_input_ += line.text.size();
+  try {
+    process(line);
+  } catch (const record_error& error) {
+    refuse(line, error);
+  }
+  if (is_batch_large()) write();
+}
+
+void emit_pipeline::process(const record_line& line) {
+  parsed_ = nullptr;
+  check_length(line);
+  parsed_ = parser_.try_parse(line.text);
+  if (parsed_ == nullptr) return refuse(line, parser_.error());
+  const made_entry* const made = maker_.try_make(*parsed_, line.text);
+  if (made == nullptr) return refuse(line, maker_.error());
+  emit_tally& tally = tallies_[made->event];
+  if (filter_.passes(made->entry))
+    add(*made, line.text);
+  else
+    ++tally.rejected;
+  ++tally.read;
+}
+
+// Nothing of a record is taken before its message is there, nor what could not be read again.
+void emit_pipeline::add(const made_entry& made, std::string_view line) {
+  const entry_text message = entry_message(made);
+  if (message.is_from_definition) report_.definition_message(*made.event);
+  const sink_entry entry{made, message.text, made.entry.GetAttribTime("TIMESTAMP"),
+                         message.is_from_definition};
+  form_.require_readable(entry, line);
+  for (const auto& sink : outputs_.sinks) sink->add(entry);
+  if (outputs_.counts != nullptr) outputs_.counts->add(entry.time, made.entry.GetEntryID());
+}
+
+void emit_pipeline::refuse(const record_line& line, const record_error& error) {
+  report_.bad_record(line, error);
+  emit_tally& tally = tallies_[parsed_ == nullptr ? nullptr : find_event(events_, parsed_->event)];
+  ++tally.read;
+  ++tally.bad;
+  if (outputs_.quarantine != nullptr) outputs_.quarantine->add(line.text);
+  has_stopped_ = stops_;
+}
+
+// --- A batch ---
+
+bool emit_pipeline::is_batch_large() const {
+  size_t pending = 0;
+  for (const auto& sink : outputs_.sinks) pending += sink->pending();
+  return pending >= batch_output || batch_input_ >= batch_input;
+}
+
+void emit_pipeline::write() {
+  for (const auto& sink : outputs_.sinks) sink->write(outputs_.synced);
+  if (outputs_.quarantine != nullptr) outputs_.quarantine->write(outputs_.synced);
+  if (outputs_.counts != nullptr) outputs_.counts->write(outputs_.synced);
+  settle();
+  acknowledge();
+  report_.progress(tallies_);
+}
+
+void emit_pipeline::settle() {
+  for (auto& [event, tally] : tallies_) tally.written += tally.unwritten();
+  batch_input_ = 0;
+}
+
+void emit_pipeline::acknowledge() {
+  const bool is_due = has_unwritten() && outputs_.acknowledges;
+  acknowledged_ = taken_;
+  if (!is_due) return;
+  std::string number = std::to_string(taken_) + "\n";
+  write_standard_output(number, false);
+}
+
+void emit_pipeline::reopen() {
+  for (const auto& sink : outputs_.sinks) sink->reopen();
+}

@@ -1,0 +1,74 @@
+// From lines to outputs: every record is parsed, made an entry, filtered, rendered, and gathered;
+// what was gathered is written in batches, counted, and acknowledged.
+#ifndef TOOLS_EMIT_PIPELINE_H
+#define TOOLS_EMIT_PIPELINE_H
+
+#include <memory>
+#include <vector>
+
+#include "recording/records/entry.h"
+#include "recording/records/input.h"
+#include "recording/records/parser.h"
+#include "recording/records/stored_form.h"
+#include "recording/sinks/counts.h"
+#include "recording/sinks/quarantine.h"
+#include "recording/sinks/sink.h"
+#include "tools/emit/filter.h"
+#include "tools/emit/run_report.h"
+#include "tools/emit/tally.h"
+
+// Where a run's results go.
+struct emit_outputs {
+  std::vector<std::unique_ptr<record_sink>> sinks;
+  std::unique_ptr<emit_counts> counts;            // null: nothing is counted
+  std::unique_ptr<record_quarantine> quarantine;  // null: bad lines are dropped
+  bool acknowledges = false;                      // each batch, on standard output
+  bool synced = false;                            // every batch is written to the disk itself
+};
+
+class emit_pipeline {
+ public:
+  // All must live as long as the pipeline. With `stops` the first bad record is the last one.
+  emit_pipeline(const event_set& events, const emit_filter& filter, emit_outputs& outputs,
+                emit_report& report, bool stops);
+
+  // Takes the next record; nothing once it has stopped. Writes the batch when it is large. Raises
+  // sink_error.
+  void take(const record_line& line);
+  bool has_stopped() const { return has_stopped_; }
+  // Whether records wait for the end of their batch.
+  bool has_unwritten() const { return acknowledged_ != taken_; }
+  // Ends the batch. Raises sink_error; its records then are not acknowledged, though some of the
+  // outputs may have them.
+  void write();
+  // Opens all files anew at the next batch.
+  void reopen();
+
+  const emit_tallies& tallies() const { return tallies_; }
+
+ private:
+  void process(const record_line& line);
+  void refuse(const record_line& line, const record_error& error);
+  void add(const made_entry& made, std::string_view line);
+  bool is_batch_large() const;
+  void settle();
+  void acknowledge();
+
+  const event_set& events_;
+  const emit_filter& filter_;
+  emit_outputs& outputs_;
+  emit_report& report_;
+  bool stops_;
+
+  record_parser parser_;
+  entry_maker maker_;
+  stored_form form_;                       // for the size that a record has there
+  const parsed_record* parsed_ = nullptr;  // the record being processed; null: no JSON object
+  emit_tallies tallies_;
+  uint64_t taken_ = 0;         // records so far
+  uint64_t acknowledged_ = 0;  // of these, up to the last batch written
+  size_t batch_input_ = 0;     // bytes of the lines of the batch
+  bool has_stopped_ = false;
+};
+
+#endif

@@ -1,0 +1,205 @@
+#include "tools/emit/run_report.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <ostream>
+#include <vector>
+
+#include "recording/files/file_error.h"
+#include "recording/text/escape.h"
+#include "recording/text/terminal_text.h"
+#include "recording/text/utf8.h"
+#include "recording/text/words.h"
+#include "tools/report/outcome.h"
+
+static constexpr unsigned shown_limit = 100;  // bad records in a minute
+static constexpr std::chrono::milliseconds first_progress(1000);
+static constexpr std::chrono::milliseconds progress_interval(200);
+
+emit_tally total_of(const emit_tallies& tallies) {
+  emit_tally total;
+  for (const auto& [event, tally] : tallies) {
+    total.read += tally.read;
+    total.written += tally.written;
+    total.rejected += tally.rejected;
+    total.bad += tally.bad;
+  }
+  return total;
+}
+
+emit_report::emit_report(std::ostream& log, const report_options& options, bool has_output)
+    : log_(log),
+      options_(options),
+      draws_progress_(options.with_summary() && isatty(STDERR_FILENO) != 0 &&
+                      !(has_output && isatty(STDOUT_FILENO) != 0)) {}
+
+// --- Problems ---
+
+bool emit_report::may_show_another() {
+  const clock::time_point now = clock::now();
+  if (now - minute_ >= std::chrono::minutes(1)) {
+    tell_hidden();
+    minute_ = now;
+    shown_ = 0;
+  }
+  const bool may = shown_ < shown_limit;
+  if (may)
+    ++shown_;
+  else
+    ++hidden_;
+  return may;
+}
+
+void emit_report::tell_hidden() {
+  if (hidden_ == 0) return;
+  const std::string text = counted(hidden_, "more bad record") + ", not shown one by one";
+  hidden_ = 0;
+  problem(diagnostic_rule::record_not_shown, text);
+}
+
+void emit_report::bad_record(const record_line& line, const record_error& error) {
+  if (!may_show_another()) return;
+  clear_progress();
+  const source_text source = source_text::one_line(*line.source, std::string(line.text),
+                                                   static_cast<size_t>(line.number - 1));
+  const diagnostic_rule rule = rule_of_code(record_fault_code(error.fault()))->rule;
+  diagnostic_list found;
+  found.add(rule, {&source, static_cast<size_t>(line.number - 1), error.offset()}, error.text());
+  found.write(log_, {&source}, options_.format, options_.color);
+  log_.flush();
+}
+
+void emit_report::problem(diagnostic_rule rule, const std::string& text) {
+  clear_progress();
+  const source_text nowhere = source_text::unopened("kplog");
+  diagnostic_list found;
+  found.add(rule, {&nowhere, 0, 0}, text);
+  found.write(log_, {&nowhere}, options_.format, options_.color);
+  log_.flush();
+}
+
+void emit_report::definition_message(const known_event& event) {
+  if (!told_.insert(&event).second) return;
+  const std::string name = event.name.empty() ? "" : " " + event.name;
+  problem(diagnostic_rule::message_from_definition, "the catalog lacks a message of the event " +
+                                                        std::to_string(event.id) + name +
+                                                        "; the definition's own text is taken");
+}
+
+void emit_report::damaged(const damaged_definitions& error) {
+  clear_progress();
+  error.write(log_, options_.format, options_.color);
+  log_.flush();
+}
+
+command_outcome emit_report::report_failures(const std::function<command_outcome()>& run) {
+  try {
+    return run();
+  } catch (const std::invalid_argument& error) {
+    return usage_error(log_, error.what());
+  } catch (const sink_error& error) {
+    problem(diagnostic_rule::unwritable, error.what());
+  } catch (const damaged_definitions& error) {
+    damaged(error);
+  } catch (const std::runtime_error& error) {
+    problem(diagnostic_rule::unreadable, error.what());
+  }
+  return command_outcome::file_error;
+}
+
+void emit_report::note(const std::string& text) {
+  if (!options_.with_summary()) return;
+  clear_progress();
+  log_ << "kplog: " << terminal_text(text) << std::endl;
+}
+
+// --- Progress ---
+
+void emit_report::clear_progress() {
+  if (is_progress_shown_) log_ << "\r\x1b[K";
+  is_progress_shown_ = false;
+}
+
+void emit_report::progress(const emit_tallies& tallies) {
+  if (!draws_progress_) return;
+  const clock::time_point now = clock::now();
+  if (now - began_ < first_progress || now - drawn_ < progress_interval) return;
+  drawn_ = now;
+  clear_progress();
+  const emit_tally total = total_of(tallies);
+  const std::chrono::duration<double> taken = now - began_;
+  log_ << counted(total.read, "record") << ", "
+       << static_cast<uint64_t>(static_cast<double>(total.read) / taken.count()) << "/s, "
+       << total.bad << " bad" << std::flush;
+  is_progress_shown_ = true;
+}
+
+// --- Closing ---
+
+static std::string event_text(const known_event* event) {
+  if (event == nullptr) return "(not known)";
+  const std::string id = std::to_string(event->id);
+  return event->name.empty() ? id : terminal_text(event->name) + " (" + id + ")";
+}
+
+// By ID; what is not known comes last.
+static std::vector<const emit_tallies::value_type*> by_id(const emit_tallies& tallies) {
+  const auto rank = [](const emit_tallies::value_type* row) {
+    return row->first == nullptr ? uint64_t{1} << 32 : uint64_t{row->first->id};
+  };
+  std::vector<const emit_tallies::value_type*> rows;
+  for (const auto& row : tallies) rows.push_back(&row);
+  std::sort(rows.begin(), rows.end(),
+            [&](const auto* a, const auto* b) { return rank(a) < rank(b); });
+  return rows;
+}
+
+static text_row cells_of(const emit_tallies::value_type& row) {
+  const auto& [event, tally] = row;
+  return {event_text(event), std::to_string(tally.read), std::to_string(tally.written),
+          std::to_string(tally.rejected), std::to_string(tally.bad)};
+}
+
+void emit_report::write_table(const emit_tallies& tallies) {
+  const emit_tally total = total_of(tallies);
+  log_ << "kplog: " << counted(total.read, "record") << ": " << total.written << " written, "
+       << total.rejected << " rejected by the filter, " << total.bad << " bad";
+  if (total.unwritten() != 0) log_ << ", " << total.unwritten() << " not written";
+  log_ << '\n';
+  if (tallies.empty()) return;
+  std::vector<text_row> rows = {{"event", "read", "written", "rejected", "bad"}};
+  for (const emit_tallies::value_type* row : by_id(tallies)) rows.push_back(cells_of(*row));
+  log_ << in_columns(rows, {1, 2, 3, 4});
+}
+
+static void write_json_tally(std::ostream& out, const emit_tally& tally) {
+  out << "\"read\":" << tally.read << ",\"written\":" << tally.written
+      << ",\"rejected\":" << tally.rejected << ",\"bad\":" << tally.bad;
+}
+
+static std::string json_event(const known_event* event) {
+  if (event == nullptr) return "\"event\":null";
+  return "\"event\":" + std::to_string(event->id) + ",\"name\":" + json_string(event->name);
+}
+
+void emit_report::write_json(const emit_tallies& tallies) {
+  log_ << "{\"summary\":{";
+  write_json_tally(log_, total_of(tallies));
+  log_ << ",\"events\":[";
+  const char* separator = "";
+  for (const emit_tallies::value_type* row : by_id(tallies)) {
+    log_ << separator << '{' << json_event(row->first) << ',';
+    write_json_tally(log_, row->second);
+    log_ << '}';
+    separator = ",";
+  }
+  log_ << "]}}\n";
+}
+
+void emit_report::closing(const emit_tallies& tallies) {
+  clear_progress();
+  tell_hidden();
+  if (!options_.quiet && options_.format == diagnostic_format::json) write_json(tallies);
+  if (options_.with_summary()) write_table(tallies);
+}

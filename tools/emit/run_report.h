@@ -1,0 +1,64 @@
+// What `kplog emit` says while it runs and when it ends.
+#ifndef TOOLS_EMIT_RUN_REPORT_H
+#define TOOLS_EMIT_RUN_REPORT_H
+
+#include <chrono>
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <unordered_set>
+
+#include "recording/records/event_set.h"
+#include "recording/records/input.h"
+#include "recording/records/parser.h"
+#include "tools/emit/tally.h"
+#include "tools/report/outcome.h"
+
+class emit_report {
+ public:
+  // `has_output`: the run writes to standard output, among which no progress is drawn.
+  emit_report(std::ostream& log, const report_options& options, bool has_output);
+
+  // A diagnostic with the line and a caret. In each minute the first 100 are shown, and the others
+  // counted.
+  void bad_record(const record_line& line, const record_error& error);
+  // "kplog: TEXT", or as JSON.
+  void problem(diagnostic_rule rule, const std::string& text);
+  // Once for each event: its message is the definition's own text, for want of one in the catalog.
+  void definition_message(const known_event& event);
+  // The outcome of `run`; or, where it raises what ends a command, that outcome, told here: damaged
+  // definitions, std::invalid_argument (a usage error), sink_error and other std::runtime_errors (a
+  // file error). Every other exception passes.
+  command_outcome report_failures(const std::function<command_outcome()>& run);
+  // Redraws the line of progress, if there is one to draw and it is time.
+  void progress(const emit_tallies& tallies);
+  // Tells how many bad records were not shown, if any.
+  void tell_hidden();
+  // "kplog: TEXT", where a summary is wanted.
+  void note(const std::string& text);
+  // Ends the progress. What was not shown, and unless the run is to be quiet the totals and a table
+  // of events, which are not flushed: the end of the log waits for those who read it.
+  void closing(const emit_tallies& tallies);
+
+ private:
+  using clock = std::chrono::steady_clock;
+
+  void damaged(const damaged_definitions& error);
+  bool may_show_another();
+  void clear_progress();
+  void write_table(const emit_tallies& tallies);
+  void write_json(const emit_tallies& tallies);
+
+  std::ostream& log_;
+  const report_options& options_;
+  bool draws_progress_;
+  bool is_progress_shown_ = false;
+  clock::time_point began_ = clock::now();
+  clock::time_point drawn_ = began_;             // the progress
+  clock::time_point minute_ = began_;            // in which bad records are counted
+  unsigned shown_ = 0;                           // bad records in that minute
+  std::unordered_set<const known_event*> told_;  // that the catalog lacks a message of them
+  uint64_t hidden_ = 0;  // bad records that were not shown, and not told of yet
+};
+
+#endif

@@ -1,0 +1,303 @@
+#include "tools/source/advice.h"
+
+#include <unicode/uchar.h>
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "logging/ldf_load.h"
+#include "recording/definitions/built_in_attributes.h"
+#include "recording/text/terminal_text.h"
+#include "recording/text/utf8.h"
+#include "tools/source/advice_event.h"
+#include "tools/source/scalar_place.h"
+#include "tools/source/silences.h"
+
+static std::string in_quotes(std::string_view text) {
+  return "\"" + std::string(text) + "\"";
+}
+
+// Blanks of every kind, and what a terminal does not show.
+static bool is_odd_in_name(uint32_t code_point) {
+  const bool is_blank = u_charType(static_cast<UChar32>(code_point)) == U_SPACE_SEPARATOR;
+  return is_blank || is_unsafe_on_terminal(code_point);
+}
+
+static size_t first_odd_character(std::string_view name) {
+  for (size_t i = 0; i < name.size();) {
+    const utf8_character character = utf8_at(name, i);
+    if (is_odd_in_name(character.code_point)) return i;
+    i += character.size;
+  }
+  return std::string_view::npos;
+}
+
+class definition_adviser {
+ public:
+  definition_adviser(const definition_set& set, const advice_options& options,
+                     diagnostic_list& found)
+      : set_(set), options_(options), sink_(set, found) {}
+
+  size_t run() {
+    declare_standard_types();
+    for (const attribute_model& global : set_.globals) advise_on_attribute(global, nullptr);
+    open_code_pages();
+    advise_on_flags();
+    for (const event_model& event : set_.events) advise_on_event(event);
+    advise_on_reloading();
+    sink_.add_unused_silences([this](diagnostic_rule rule) { return is_applied(rule); });
+    return sink_.silenced_count();
+  }
+
+ private:
+  // A compiled file has no names of events.
+  bool has_standard_names() const {
+    return options_.standard != nullptr && !options_.standard->set().sources.front()->is_binary();
+  }
+
+  bool is_applied(diagnostic_rule rule) const {
+    switch (rule) {
+      case diagnostic_rule::reused_id:
+        return has_standard_names();
+      case diagnostic_rule::std_no_effect:
+      case diagnostic_rule::std_reload:
+        return options_.standard != nullptr;
+      case diagnostic_rule::code_page:
+        return !options_.code_pages.empty() || !set_.code_pages.empty();
+      default:
+        return true;
+    }
+  }
+
+  const event_model* standard_event(const event_model& event) const {
+    return options_.standard == nullptr ? nullptr : options_.standard->find(event.id.value);
+  }
+
+  void advise_on_event(const event_model& event) {
+    advise_on_name(event.name, &event, nullptr);
+    advise_on_id(event);
+    for (const attribute_model& attribute : event.attributes) {
+      advise_on_attribute(attribute, &event);
+      advise_on_name(attribute.redirection, &event, &attribute);
+    }
+    advise_on_message_id(event, event.message);
+    for (const message_model& message : event.messages) advise_on_message_id(event, message);
+    const event_model* const standard = standard_event(event);
+    add_event_advice({set_, options_, event, standard, code_pages_of(event)}, sink_);
+    if (standard != nullptr) advise_on_name_of_id(event, *standard);
+  }
+
+  // --- names
+
+  void advise_on_name(const placed<std::string>& name, const event_model* event,
+                      const attribute_model* attribute) {
+    if (!name.is_given()) return;
+    const size_t odd = first_odd_character(name.value);
+    if (odd != std::string::npos)
+      sink_.add({diagnostic_rule::name_characters, place_in_scalar(name.place, name.value, odd),
+                 "the name " + in_quotes(name.value) + " has a blank or an invisible character"},
+                event, attribute);
+  }
+
+  // --- flags
+
+  using named_flag = std::pair<const std::string, flag_model>;
+
+  size_t source_number(const source_text* source) const {
+    const auto found = std::find(set_.sources.begin(), set_.sources.end(), source);
+    return static_cast<size_t>(found - set_.sources.begin());
+  }
+
+  // In the order of the sources, without DEBUG where none declares it.
+  std::vector<const named_flag*> flags_in_order() const {
+    std::vector<const named_flag*> flags;
+    for (const named_flag& flag : set_.flags)
+      if (flag.second.is_given()) flags.push_back(&flag);
+    const auto order = [this](const named_flag* flag) {
+      const source_place& place = flag->second.name_place;
+      return std::make_tuple(source_number(place.source), place.line, place.byte);
+    };
+    std::sort(flags.begin(), flags.end(),
+              [&](const auto* a, const auto* b) { return order(a) < order(b); });
+    return flags;
+  }
+
+  void advise_on_flags() {
+    std::map<uint32_t, const named_flag*> first_of_bits;
+    if (options_.standard != nullptr)
+      for (const named_flag& flag : options_.standard->set().flags)
+        if (flag.second.is_given()) first_of_bits.emplace(flag.second.value, &flag);
+    for (const named_flag* flag : flags_in_order()) {
+      advise_on_name({flag->first, flag->second.name_place}, nullptr, nullptr);
+      advise_on_bits(*flag, *first_of_bits.emplace(flag->second.value, flag).first->second);
+    }
+  }
+
+  // `first` is the first flag of these bits.
+  void advise_on_bits(const named_flag& flag, const named_flag& first) {
+    const auto& [name, bits] = flag;
+    if (name == "DEBUG") return;
+    if (bits.value == 0)
+      add_flag_advice(bits, "the flag " + in_quotes(name) + " has no bit");
+    else if (bits.value == definition_debug_flag)
+      add_flag_advice(bits, "every set has this bit as DEBUG already");
+    else if (first.first != name)
+      sink_.add({diagnostic_rule::flag_bits,
+                 bits.place,
+                 "the flag " + in_quotes(first.first) + " has these bits already",
+                 {{first.second.place, "they are given here first"}}});
+  }
+
+  void add_flag_advice(const flag_model& flag, std::string text) {
+    sink_.add({diagnostic_rule::flag_bits, flag.place, std::move(text)});
+  }
+
+  // --- messages
+
+  // A message that is not in the catalogs alone, under its ID.
+  void advise_on_message_id(const event_model& event, const message_model& message) {
+    advise_on_name(message.id, &event, nullptr);
+    if (message.id.value.empty() || message.template_bytes.empty()) return;
+    const message_model& first = *first_of_id_.emplace(message.id.value, &message).first->second;
+    if (first.template_bytes != message.template_bytes)
+      sink_.add({diagnostic_rule::message_id,
+                 place_of_id(message),
+                 "the ID " + in_quotes(message.id.value) + " stands for another text already",
+                 {{place_of_id(first), "it is used here first"}}},
+                &event);
+  }
+
+  // An ID that is not given stands where the text does.
+  static const source_place& place_of_id(const message_model& message) {
+    if (message.id.is_given()) return message.id.place;
+    return (message.raw.is_given() ? message.raw : message.text).place;
+  }
+
+  void open_code_pages() {
+    for (const placed<std::string>& name : set_.code_pages)
+      repertoires_.try_emplace(name.value, name.value);
+  }
+
+  // Those of the options, and those that the event's source declares.
+  std::vector<const code_page_repertoire*> code_pages_of(const event_model& event) const {
+    std::vector<const code_page_repertoire*> code_pages;
+    for (const code_page_repertoire& code_page : options_.code_pages)
+      code_pages.push_back(&code_page);
+    for (const placed<std::string>& name : set_.code_pages)
+      if (name.place.source == event.name.place.source && !holds(code_pages, name.value))
+        code_pages.push_back(&repertoires_.at(name.value));
+    return code_pages;
+  }
+
+  static bool holds(const std::vector<const code_page_repertoire*>& code_pages,
+                    const std::string& name) {
+    return std::any_of(code_pages.begin(), code_pages.end(),
+                       [&](const auto* code_page) { return code_page->name() == name; });
+  }
+
+  // --- types
+
+  void declare_standard_types() {
+    if (options_.standard == nullptr) return;
+    const definition_set& standard = options_.standard->set();
+    for (const attribute_model& global : standard.globals)
+      first_of_name_.emplace(global.name.value, &global);
+    for (const event_model& event : standard.events)
+      for (const attribute_model& attribute : event.attributes)
+        first_of_name_.emplace(attribute.name.value, &attribute);
+  }
+
+  // The library puts global attributes of the AUX set in the place of those of the STD set.
+  bool is_standard_global(const attribute_model& attribute) const {
+    return options_.standard != nullptr &&
+           find_attribute(options_.standard->set().globals, attribute.name.value) == &attribute;
+  }
+
+  void advise_on_attribute(const attribute_model& attribute, const event_model* event) {
+    advise_on_name(attribute.name, event, &attribute);
+    if (const size_t percent = attribute.name.value.find('%'); percent != std::string::npos)
+      sink_.add({diagnostic_rule::name_percent,
+                 place_in_scalar(attribute.name.place, attribute.name.value, percent),
+                 "no message can show an attribute with a percent sign in its name"},
+                event, &attribute);
+    if (attribute.name.value == own_time_attribute)
+      sink_.add(
+          {diagnostic_rule::own_time, attribute.name.place,
+           "messages name \"TIMESTAMP\" without a declaration, and entries answer it with their "
+           "own time, whatever they are given"},
+          event, &attribute);
+    const attribute_model& first =
+        *first_of_name_.emplace(attribute.name.value, &attribute).first->second;
+    if (first.type == attribute.type) return;
+    const char* const beside = event == nullptr && is_standard_global(first)
+                                   ? ", also for events of the STD set, where it is a "
+                                   : ", and elsewhere a ";
+    sink_.add({diagnostic_rule::attribute_types,
+               attribute.name.place,
+               in_quotes(attribute.name.value) + " is a " + short_type_name(attribute.type) +
+                   " here" + beside + short_type_name(first.type),
+               {{first.name.place, "it is declared here first"}}},
+              event, &attribute);
+  }
+
+  // --- IDs
+
+  void advise_on_id(const event_model& event) {
+    const id_range* first = nullptr;  // of the event's source
+    for (const id_range& range : set_.id_ranges) {
+      if (range.place.source != event.id.place.source) continue;
+      if (range.holds(event.id.value)) return;
+      if (first == nullptr) first = &range;
+    }
+    if (first != nullptr)
+      sink_.add({diagnostic_rule::id_range,
+                 event.id.place,
+                 "the ID " + std::to_string(event.id.value) +
+                     " lies outside of the ranges of this source",
+                 {{first->place, "the first range is given here"}}},
+                &event);
+  }
+
+  void advise_on_name_of_id(const event_model& event, const event_model& standard) {
+    if (has_standard_names() && event.name.value != standard.name.value)
+      sink_.add({diagnostic_rule::reused_id,
+                 event.id.place,
+                 "the STD set gives the ID " + std::to_string(event.id.value) + " to " +
+                     in_quotes(standard.name.value) + ", which this event is merged into",
+                 {{standard.name.place, "the STD event is here"}}},
+                &event);
+  }
+
+  // An event is merged while the AUX file is set; one that is loaded again is not.
+  void advise_on_reloading() {
+    if (options_.standard == nullptr) return;
+    const event_model* merged = nullptr;
+    size_t count = options_.standard->set().events.size();
+    for (const event_model& event : set_.events) {
+      const bool is_merged = standard_event(event) != nullptr;
+      if (!is_merged) ++count;
+      if (is_merged && merged == nullptr) merged = &event;
+    }
+    if (merged != nullptr && count > _kp_LOG_log_definition_tbl::cache_size)
+      sink_.add({diagnostic_rule::std_reload, merged->id.place,
+                 "the two sets have " + std::to_string(count) +
+                     " events; beyond 128 the library loads events again, and those of both sets "
+                     "then come without their STD part"},
+                merged);
+  }
+
+  const definition_set& set_;
+  const advice_options& options_;
+  advice_sink sink_;
+  std::map<std::string_view, const attribute_model*> first_of_name_;
+  std::map<std::string_view, const message_model*> first_of_id_;
+  std::map<std::string, code_page_repertoire> repertoires_;  // that sources declare
+};
+
+size_t add_advice(const definition_set& set, const advice_options& options,
+                  diagnostic_list& found) {
+  return definition_adviser(set, options, found).run();
+}

@@ -1,0 +1,301 @@
+#include "tools/source/completion.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <unordered_map>
+
+#include "logging/def_read.h"
+#include "recording/definitions/built_in_attributes.h"
+#include "recording/definitions/known_attributes.h"
+#include "recording/text/words.h"
+#include "tools/definitions/template_rendering.h"
+#include "tools/definitions/template_text.h"
+#include "tools/source/scalar_place.h"
+
+// Types that select a message, with the largest value of each. The library reads the selector as
+// unsigned, and raises for any other type.
+struct selector_type_row {
+  kp_AttributeType type;
+  uint32_t largest;
+};
+
+static constexpr std::array<selector_type_row, 3> selector_types = {{
+    {TypeUInt1, 0xFF},
+    {TypeUInt2, 0xFFFF},
+    {TypeUInt4, 0xFFFFFFFF},
+}};
+
+static std::string named(std::string_view text) {
+  return "\"" + std::string(text) + "\"";
+}
+
+class definition_set_checker {
+ public:
+  definition_set_checker(definition_set& set, diagnostic_list& found,
+                         const std_definitions* standard)
+      : set_(set), found_(found), std_(standard), known_(set, standard) {}
+
+  void run() {
+    set_.flags.emplace("DEBUG", flag_model{{definition_debug_flag, {}}});
+    check_count(set_.globals, "global attributes");
+    check_time_attributes(set_.globals);
+    check_log_version();
+    for (event_model& event : set_.events) check_event(event);
+    if (std_ != nullptr) check_against_std(set_, *std_, found_);
+  }
+
+ private:
+  void check_log_version() {
+    if (!set_.log_version.is_given() && set_.is_whole)
+      found_.add(diagnostic_rule::missing_key, {set_.sources.front(), 0, 0},
+                 "a set needs the key \"log_version\"");
+  }
+
+  void check_event(event_model& event) {
+    check_event_name(event);
+    check_event_id(event);
+    check_count(event.attributes, "attributes");
+    check_time_attributes(event.attributes);
+    check_message_count(event);
+    complete_flags(event);
+    check_selector(event);
+    check_selector_messages(event);
+    complete_messages(event);
+  }
+
+  // --- names, IDs, counts
+
+  void check_event_name(const event_model& event) {
+    if (!event.name.is_given()) return;
+    const auto [first, is_new] = names_.emplace(event.name.value, event.name.place);
+    if (!is_new)
+      found_.add(diagnostic_rule::duplicate_event, event.name.place,
+                 "the event " + named(event.name.value) + " exists already", first->second,
+                 "it is defined here first");
+  }
+
+  void check_event_id(const event_model& event) {
+    if (!event.id.is_given()) return;
+    const auto [first, is_new] = ids_.emplace(event.id.value, event.id.place);
+    const std::string id = std::to_string(event.id.value);
+    if (!is_new)
+      found_.add(diagnostic_rule::duplicate_id, event.id.place, "the ID " + id + " is taken",
+                 first->second, "it is given here first");
+    check_retired(event.id, set_.retired);
+    if (std_ != nullptr) check_retired(event.id, std_->set().retired);
+  }
+
+  void check_retired(const placed<uint32_t>& id, const std::vector<id_range>& all) {
+    const auto retired =
+        std::find_if(all.begin(), all.end(), [&](const auto& r) { return r.holds(id.value); });
+    if (retired != all.end())
+      found_.add(diagnostic_rule::retired_id, id.place,
+                 "the ID " + std::to_string(id.value) + " is retired", retired->place,
+                 "it is retired here");
+  }
+
+  void check_count(const std::vector<attribute_model>& attributes, const char* what) {
+    if (attributes.size() > kp_ldf_max_count)
+      found_.add(diagnostic_rule::too_many, attributes[kp_ldf_max_count].name.place,
+                 std::string("there can be 255 ") + what + ", and this is one more");
+  }
+
+  void check_time_attributes(const std::vector<attribute_model>& attributes) {
+    for (const attribute_model& attribute : attributes) add_time_attribute_fault(attribute, found_);
+  }
+
+  void check_message_count(const event_model& event) {
+    if (event.messages.size() > kp_ldf_max_count)
+      found_.add(diagnostic_rule::too_many, event.messages[kp_ldf_max_count].place,
+                 "there can be 255 selector messages, and this is one more");
+  }
+
+  void complete_flags(event_model& event) {
+    for (const placed<std::string>& name : event.flag_names) {
+      const flag_model* const flag = find_flag(name.value);
+      if (flag != nullptr)
+        event.flags |= flag->value;
+      else if (set_.is_whole)
+        found_.add(diagnostic_rule::unknown_flag, name.place,
+                   "no flag " + named(name.value) + nearest_name_hint(name.value, flag_names()) +
+                       (has_lost_flag_names() ? "; the STD set is compiled, and so has no names of "
+                                                "flags: give its source"
+                                              : ""));
+    }
+  }
+
+  // A compiled file has the bits of flags alone.
+  bool has_lost_flag_names() const {
+    return std_ != nullptr && !std_->set().sources.empty() &&
+           std_->set().sources.front()->is_binary();
+  }
+
+  const flag_model* find_flag(std::string_view name) const {
+    const auto flag = set_.flags.find(name);
+    if (flag != set_.flags.end()) return &flag->second;
+    if (std_ == nullptr) return nullptr;
+    const auto std_flag = std_->set().flags.find(name);
+    return std_flag == std_->set().flags.end() ? nullptr : &std_flag->second;
+  }
+
+  std::vector<std::string_view> flag_names() const {
+    std::vector<std::string_view> names;
+    for (const auto& [name, bits] : set_.flags) names.push_back(name);
+    if (std_ != nullptr)
+      for (const auto& [name, bits] : std_->set().flags) names.push_back(name);
+    return names;
+  }
+
+  // --- the selector
+
+  void refuse_selector(const event_model& event) {
+    if (set_.may_be_auxiliary && std_ == nullptr)
+      return found_.add(diagnostic_rule::std_needed, event.selector.place,
+                        "only an STD event can have the selector " + named(event.selector.value) +
+                            "; beside its set, given with --std, the dump compiles");
+    std::vector<std::string_view> names;
+    for (const attribute_model& own : event.attributes) names.push_back(own.name.value);
+    found_.add(diagnostic_rule::selector_attribute, event.selector.place,
+               "the event itself has no attribute " + named(event.selector.value) +
+                   nearest_name_hint(event.selector.value, names));
+  }
+
+  void check_selector(const event_model& event) {
+    const attribute_model* const attribute = known_.selector(event);
+    if (attribute != nullptr)
+      check_selector_type(event, *attribute);
+    else if (event.selector.is_given() && event.is_whole)
+      refuse_selector(event);
+  }
+
+  void check_selector_type(const event_model& event, const attribute_model& attribute) {
+    const auto* row = selector_type(attribute.type);
+    if (attribute.type == TypeUnknown) return;
+    if (row == nullptr)
+      return found_.add(diagnostic_rule::selector_attribute,
+                        event.selector.is_given() ? event.selector.place : event.id.place,
+                        "an attribute of type UInt1, UInt2 or UInt4 selects a message",
+                        attribute.name.place, "its type is given here");
+    for (const message_model& message : event.messages)
+      if (message.value.value > row->largest)
+        found_.add(diagnostic_rule::selector_value, message.value.place,
+                   named(attribute.name.value) + " never holds a value above " +
+                       std::to_string(row->largest));
+  }
+
+  void refuse_selector_type(const event_model& event, const attribute_model& attribute) {
+    if (event.selector.is_given())
+      found_.add(diagnostic_rule::selector_attribute, event.selector.place,
+                 "an attribute of type UInt1, UInt2 or UInt4 selects a message",
+                 attribute.name.place, "its type is given here");
+  }
+
+  static const selector_type_row* selector_type(kp_AttributeType type) {
+    const auto* row = std::find_if(selector_types.begin(), selector_types.end(),
+                                   [&](const auto& r) { return r.type == type; });
+    return row == selector_types.end() ? nullptr : row;
+  }
+
+  void check_selector_messages(const event_model& event) {
+    std::unordered_map<uint32_t, source_place> indexes;
+    std::unordered_map<uint32_t, source_place> values;
+    std::unordered_map<std::string, source_place> names;
+    for (const message_model& message : event.messages) {
+      check_selector_key(message.index, "index", indexes);
+      check_selector_key(message.value, "value", values);
+      check_selector_key(message.name, "name", names);
+    }
+  }
+
+  template <class T>
+  void check_selector_key(const placed<T>& key, const char* what,
+                          std::unordered_map<T, source_place>& known) {
+    if (!key.is_given()) return;
+    const auto [first, is_new] = known.emplace(key.value, key.place);
+    if (!is_new)
+      found_.add(diagnostic_rule::duplicate_selector, key.place,
+                 std::string("another selector message has this ") + what + " already",
+                 first->second, std::string("the ") + what + " is given here first");
+  }
+
+  // --- messages
+
+  void complete_messages(event_model& event) {
+    complete_message(event, event.message, event.name.value);
+    for (message_model& message : event.messages)
+      complete_message(event, message,
+                       event.name.value + "." + std::to_string(message.index.value));
+  }
+
+  void complete_message(const event_model& event, message_model& message,
+                        const std::string& default_id) {
+    if (!message.id.is_given()) message.id.value = default_id;
+    std::vector<template_problem> problems;
+    if (message.raw.is_given())
+      check_raw_template(event, message, problems);
+    else
+      make_template(event, message, problems);
+    if (problems.empty() && event.is_whole)
+      check_rendering(rendered_template_of(event, message.template_bytes, event.renderer, known_),
+                      problems);
+    const placed<std::string>& text = message.raw.is_given() ? message.raw : message.text;
+    for (template_problem& problem : problems) {
+      // What is not there may stand in what could not be read.
+      const bool is_absence = problem.rule == diagnostic_rule::text_attribute ||
+                              problem.rule == diagnostic_rule::template_attribute;
+      if (is_absence && !set_.is_whole) continue;
+      found_.add(problem.rule, place_in_text(text, problem.offset), std::move(problem.text));
+    }
+  }
+
+  static source_place place_in_text(const placed<std::string>& text, size_t offset) {
+    const source_place& place = text.place;
+    if (place.source != nullptr && place.source->is_binary())
+      return {place.source, 0, place.byte + kp_ldf_length_size + offset};
+    return place_in_scalar(place, text.value, offset);
+  }
+
+  // Whether the template names what only an STD event can declare.
+  bool needs_standard(const event_model& event, const message_model& message) const {
+    if (!set_.may_be_auxiliary || std_ != nullptr) return false;
+    const std::vector<template_piece> pieces = scan_template(message.template_bytes);
+    return std::any_of(pieces.begin(), pieces.end(), [&](const template_piece& piece) {
+      return piece.kind == template_piece::kinds::placeholder &&
+             known_.type_of(event, piece.text) == TypeUnknown;
+    });
+  }
+
+  void check_raw_template(const event_model& event, message_model& message,
+                          std::vector<template_problem>& problems) {
+    message.template_bytes = message.raw.value;
+    if (needs_standard(event, message))
+      return problems.push_back({diagnostic_rule::std_needed, 0,
+                                 "only an STD event can declare what this message names; beside "
+                                 "its set, given with --std, the dump compiles"});
+    check_template(
+        scan_template(message.template_bytes),
+        [&](std::string_view name) { return known_.type_of(event, name); }, problems);
+  }
+
+  void make_template(const event_model& event, message_model& message,
+                     std::vector<template_problem>& problems) {
+    const template_attributes attributes{
+        [&](std::string_view name) { return known_.type_of(event, name); },
+        [&] { return known_.names(event); }};
+    message.template_bytes =
+        template_from_text(message.text.value, event.renderer, attributes, problems);
+  }
+
+  definition_set& set_;
+  diagnostic_list& found_;
+  const std_definitions* const std_;  // null: the set stands alone
+  const known_attributes known_;
+  std::unordered_map<std::string, source_place> names_;
+  std::unordered_map<uint32_t, source_place> ids_;
+};
+
+void complete_definition_set(definition_set& set, diagnostic_list& found,
+                             const std_definitions* standard) {
+  definition_set_checker(set, found, standard).run();
+}
