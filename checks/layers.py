@@ -1,101 +1,106 @@
 #!/usr/bin/env python3
-"""Holds the includes of the product against its floors: nothing includes upwards or across a wall.
-
-A floor stands above everything it includes. The floors are listed in docs/architecture.md; this table
-is what the build holds them to.
-"""
+"""Holds the includes of the product against the floors of docs/architecture.md: nothing includes upwards, nor across
+from one room to another of the same floor, and only the headers of logging/ that the page lists leave the library."""
 import pathlib
 import re
 import subprocess
 import sys
 
-# Stems of logging/ by floor. A file belongs to the longest stem that it begins with.
-FLOORS = {
-    "entry_filter": 8, "logentry": 8,
-    "logentry_i_message": 7,
-    "logmsg_icu": 6, "logmsg_bytes": 6, "logmsg_choice": 6, "logmsg_placeholder": 6, "logmsg_cache": 6,
-    "logentry_i": 5,
-    "logcfg": 4,
-    "ldf_load": 3, "logmsg_catalog": 3, "logmsg_token": 3, "logmsg": 3, "logcfg_file": 3,
-    "log_definition": 2, "icu_text": 2,
-    "def_read": 1, "attr_value": 1, "hash_tbl": 1, "hashed_name": 1,
-    "log_util_": 0, "ustring": 0, "logentrycounter": 0,
-}
-# Public headers by the floor of the room that implements them; the rest of include/ is on floor 0.
-PUBLIC = {
-    "kp_LOG_LogEntry.h": 8, "kp_LOG_EntryFilter.h": 8, "kp_LOG_EntryAccess.h": 8, "kp_LOG_EventValue.h": 9,
-    "kp_LOG_RenderMessage.h": 7,
-    "kp_LOG_LogConfig.h": 4, "kp_LOG.h": 9,
-}
-# A declaration-only header that lower floors may include to reach what stands above them.
-FORWARD_ONLY = {"logging/logmsg.h"}
-# What a room outside the library may include, as prefixes.
-ROOMS = {
-    "base": ("base/",),
-    "include": ("base/", "kp_LOG"),
-    "tools": ("tools/", "base/", "kp_LOG", "logging/def_read", "logging/ldf_load.h",
-              "logging/log_definition.h", "logging/logentry_i.h",
-              # What renders a template before it is in any file.
-              "logging/logmsg.h", "logging/logmsg_icu_depth.h"),
-    "examples": ("examples/", "kp_LOG", "logging/logentry_i.h", "logging/attr_value.h", "base/"),
-}
+PAGE = pathlib.Path("docs/architecture.md")
+ROOTS = ("base", "include", "logging", "recording", "tools", "examples")
+EVERYWHERE = {"logging/logmsg.h"}  # forward declarations alone
+ON_TOP = 99  # tools/main.cpp, which is in no room
+
+
+def rows_of(heading):
+    """The cells of the table whose head begins with `heading`."""
+    lines = iter(PAGE.read_text(encoding="utf-8").splitlines())
+    for line in lines:
+        if line.startswith(f"| {heading} |"):
+            break
+    else:
+        sys.exit(f"{PAGE}: no table with the heading \"{heading}\"")
+    next(lines)
+    for line in lines:
+        if not line.startswith("|"):
+            return
+        yield [cell.strip() for cell in line.strip("|").split("|")]
+
+
+def names_in(cell):
+    return re.findall(r"`([^`]+)`", cell)
+
+
+FLOORS = {name: int(floor) for floor, names, _ in rows_of("floor") for name in names_in(names)}
+OPEN = {folder.rstrip("/"): set(names_in(headers)) for folders, headers in rows_of("outside")
+        for folder in names_in(folders)}
 
 
 def floor_of(path):
-    """The floor of a file of logging/ or include/, None for anything else."""
-    name = path.name
-    if path.parts[0] == "include":
-        return PUBLIC.get(name, 0)
-    if path.parts[0] != "logging":
-        return None
-    stems = [s for s in FLOORS if name.startswith(s)]
-    return FLOORS[max(stems, key=len)] if stems else -1
+    """The floor of a file and its room there, or None for a file that no row is about."""
+    root = path.parts[0]
+    if root == "base":
+        return -1, "base"
+    if root == "include":
+        return FLOORS.get(path.name, 0), "include"
+    if root == "logging":
+        stems = [name for name in FLOORS if "." not in name and "/" not in name and path.name.startswith(name)]
+        return (FLOORS[max(stems, key=len)], "logging") if stems else None
+    if path == pathlib.Path("tools/main.cpp"):
+        return ON_TOP, "tools"
+    for room in (f"{root}/", "/".join(path.parts[:2]) + "/"):
+        if room in FLOORS:
+            return FLOORS[room], room
+    return None
 
 
 def resolve(include):
     """The repository's file that an include names, or None for one of the system's."""
     for candidate in (pathlib.Path(include), pathlib.Path("include") / include):
-        if candidate.exists():
+        if candidate.exists() and candidate.parts[0] in ROOTS:
             return candidate
     return None
 
 
+def fault_of(path, include):
+    """Why the file may not include that, or None."""
+    here, target = floor_of(path), resolve(include)
+    if target is None:
+        is_made_by_the_build = path.parts[0] == "examples"
+        return None if is_made_by_the_build else f'"{include}" is not a file of this repository'
+    there = floor_of(target)
+    if there is None:
+        return f'"{include}" has no floor'
+    root = path.parts[0]
+    if target.parts[0] == "logging" and root in OPEN:
+        return None if target.name in OPEN[root] else f'{root}/ may not include "{include}"'
+    if include in EVERYWHERE:
+        return None
+    if there[0] > here[0]:
+        return f'floor {here[0]} includes upwards: "{include}" stands on floor {there[0]}'
+    is_of_another_room = there[0] == here[0] and "/" in here[1] and there[1] != here[1]
+    return f'"{include}" is another room of the same floor' if is_of_another_room else None
+
+
 def faults_of(path):
-    floor = floor_of(path)
-    if floor == -1:
-        yield 1, "no floor is given for this file: add its stem to checks/layers.py"
-    for number, line in enumerate(path.read_text().splitlines(), 1):
+    if floor_of(path) is None:
+        yield 1, f"no floor is given for this file: add it to the table of {PAGE}"
+        return
+    for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
         found = re.match(r'\s*#\s*include\s*"([^"]+)"', line)
-        if not found:
-            continue
-        include = found.group(1)
-        target = resolve(include)
-        if target is None:
-            if path.parts[0] in ("tools", "examples"):
-                continue
-            yield number, f'"{include}" is not a file of this repository'
-            continue
-        room = path.parts[0]
-        if room in ROOMS and not include.startswith(ROOMS[room]):
-            yield number, f'{room}/ may not include "{include}"'
-        if room == "logging":
-            if target.parts[0] not in ("logging", "include", "base"):
-                yield number, f'logging/ may not include "{include}"'
-            above = floor_of(target)
-            if above is not None and above > floor and include not in FORWARD_ONLY and floor != -1:
-                yield number, f'floor {floor} includes upwards: "{include}" stands on floor {above}'
+        fault = fault_of(path, found.group(1)) if found else None
+        if fault:
+            yield number, fault
 
 
 def main():
-    files = subprocess.run(["git", "ls-files", "base", "include", "logging", "tools", "examples"],
-                           capture_output=True, text=True, check=True).stdout.split()
+    files = subprocess.run(["git", "ls-files", *ROOTS], capture_output=True, text=True, check=True).stdout.split()
     bad = 0
     for name in files:
-        if not name.endswith((".h", ".cpp")):
-            continue
-        for number, fault in faults_of(pathlib.Path(name)):
-            print(f"{name}:{number}: error: {fault}")
-            bad += 1
+        if name.endswith((".h", ".cpp")):
+            for number, fault in faults_of(pathlib.Path(name)):
+                print(f"{name}:{number}: error: {fault}")
+                bad += 1
     return 1 if bad else 0
 
 
