@@ -1,5 +1,3 @@
-#include "tools/command/catalog.h"
-
 #include <cerrno>
 #include <deque>
 #include <memory>
@@ -14,6 +12,7 @@
 #include "tools/catalog/messages.h"
 #include "tools/catalog/progress.h"
 #include "tools/catalog/translations.h"
+#include "tools/command/commands.h"
 #include "tools/command/options.h"
 #include "tools/command/severity_option.h"
 #include "tools/command/standard_option.h"

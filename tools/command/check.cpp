@@ -1,11 +1,10 @@
-#include "tools/command/check.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <ostream>
 
 #include "recording/text/words.h"
+#include "tools/command/commands.h"
 #include "tools/command/options.h"
 #include "tools/command/severity_option.h"
 #include "tools/command/standard_option.h"

@@ -6,19 +6,9 @@
 #include <ostream>
 #include <string>
 
-#include "tools/command/catalog.h"
-#include "tools/command/check.h"
 #include "tools/command/command_line_error.h"
-#include "tools/command/compile.h"
-#include "tools/command/count.h"
-#include "tools/command/diff.h"
-#include "tools/command/dump.h"
-#include "tools/command/emit.h"
-#include "tools/command/generate.h"
-#include "tools/command/header.h"
-#include "tools/command/help.h"
+#include "tools/command/commands.h"
 #include "tools/command/options.h"
-#include "tools/command/render.h"
 #include "tools/report/outcome.h"
 
 static constexpr std::array command_rows = {

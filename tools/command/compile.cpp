@@ -1,10 +1,9 @@
-#include "tools/command/compile.h"
-
 #include <memory>
 #include <ostream>
 
 #include "recording/definitions/merged_set.h"
 #include "recording/text/words.h"
+#include "tools/command/commands.h"
 #include "tools/command/options.h"
 #include "tools/command/set_output.h"
 #include "tools/command/standard_option.h"

@@ -1,5 +1,3 @@
-#include "tools/command/count.h"
-
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -12,6 +10,7 @@
 #include "recording/files/path.h"
 #include "recording/sinks/counter_file.h"
 #include "recording/text/words.h"
+#include "tools/command/commands.h"
 #include "tools/command/options.h"
 #include "tools/command/standard_option.h"
 #include "tools/counts/chart.h"

@@ -1,5 +1,3 @@
-#include "tools/command/diff.h"
-
 #include <algorithm>
 #include <memory>
 #include <ostream>
@@ -8,6 +6,7 @@
 
 #include "recording/files/path.h"
 #include "recording/text/words.h"
+#include "tools/command/commands.h"
 #include "tools/command/options.h"
 #include "tools/command/standard_option.h"
 #include "tools/compare/report.h"

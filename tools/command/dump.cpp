@@ -1,5 +1,3 @@
-#include "tools/command/dump.h"
-
 #include <array>
 #include <cerrno>
 #include <memory>
@@ -7,6 +5,7 @@
 
 #include "recording/definitions/reader.h"
 #include "recording/files/path.h"
+#include "tools/command/commands.h"
 #include "tools/command/options.h"
 #include "tools/command/standard_option.h"
 #include "tools/dump/json.h"

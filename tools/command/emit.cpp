@@ -1,5 +1,3 @@
-#include "tools/command/emit.h"
-
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +7,7 @@
 #include "recording/records/log_line.h"
 #include "recording/records/service.h"
 #include "recording/report/standard_error.h"
+#include "tools/command/commands.h"
 #include "tools/command/emit_options.h"
 #include "tools/emit/filter.h"
 #include "tools/emit/loop.h"

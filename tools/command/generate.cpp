@@ -1,5 +1,3 @@
-#include "tools/command/generate.h"
-
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cerrno>
@@ -8,6 +6,7 @@
 #include <string>
 
 #include "recording/files/whole_file.h"
+#include "tools/command/commands.h"
 #include "tools/command/completion.h"
 #include "tools/command/manual.h"
 #include "tools/command/options.h"

@@ -1,11 +1,10 @@
-#include "tools/command/header.h"
-
 #include <algorithm>
 #include <memory>
 #include <ostream>
 #include <regex>
 
 #include "recording/text/words.h"
+#include "tools/command/commands.h"
 #include "tools/command/options.h"
 #include "tools/command/set_output.h"
 #include "tools/command/standard_option.h"

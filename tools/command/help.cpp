@@ -1,5 +1,3 @@
-#include "tools/command/help.h"
-
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <ostream>
@@ -7,6 +5,7 @@
 #include <vector>
 
 #include "recording/text/words.h"
+#include "tools/command/commands.h"
 #include "tools/command/options.h"
 #include "tools/report/outcome.h"
 

@@ -1,5 +1,3 @@
-#include "tools/command/render.h"
-
 #include <memory>
 #include <ostream>
 
@@ -7,6 +5,7 @@
 #include "recording/records/input.h"
 #include "recording/records/view.h"
 #include "recording/text/words.h"
+#include "tools/command/commands.h"
 #include "tools/command/emit_options.h"
 #include "tools/command/event_set_options.h"
 #include "tools/emit/files.h"

@@ -1,0 +1,31 @@
+// The commands of kplog, a file for each; tools/command/command_table.cpp lists them.
+#ifndef TOOLS_COMMAND_COMMANDS_H
+#define TOOLS_COMMAND_COMMANDS_H
+
+#include "tools/command/command.h"
+
+// kplog compile: definition sources to a definition file.
+extern const kplog_command_row compile_command;
+// kplog check: what is wrong with definitions, and what is probably not meant.
+extern const kplog_command_row check_command;
+// kplog dump: what a compiled definition file says.
+extern const kplog_command_row dump_command;
+// kplog diff: what changed between two sets, and whom it breaks.
+extern const kplog_command_row diff_command;
+// kplog header: a C++ header with typed classes for the events of a set.
+extern const kplog_command_row header_command;
+// kplog catalog: translations of messages, from the sources to ICU's bundles.
+extern const kplog_command_row catalog_command;
+// kplog emit: records become entries, messages, logs and counts.
+extern const kplog_command_row emit_command;
+// kplog render: stored records as messages.
+extern const kplog_command_row render_command;
+// kplog count: what counter files hold.
+extern const kplog_command_row count_command;
+// kplog help: the help of a command, as its option --help gives it.
+extern const kplog_command_row help_command;
+// kplog completion and kplog manual: what packages install beside the program.
+extern const kplog_command_row completion_command;
+extern const kplog_command_row manual_command;
+
+#endif
