@@ -31,4 +31,5 @@ configure_package_config_file(cmake/kplogConfig.cmake.in kplogConfig.cmake
 write_basic_package_version_file(kplogConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kplogConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/kplogConfigVersion.cmake cmake/kplogDefinitions.cmake
+              cmake/kplogEmbed.cmake
         DESTINATION ${kplog_cmake_dir})

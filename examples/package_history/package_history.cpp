@@ -14,7 +14,7 @@
 #include "kp_LOG.h"
 
 // PACKAGE_HISTORY_DATA is the folder of the compiled definitions; it comes from the build.
-constexpr char definitions[] = PACKAGE_HISTORY_DATA "/package_history.ldf";
+constexpr char definitions[] = PACKAGE_HISTORY_DATA "/history_events.ldf";
 constexpr char usage[] =
     "usage: package_history [FILE]\n"
     "\n"
