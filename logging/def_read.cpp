@@ -1,6 +1,7 @@
 #include "logging/def_read.h"
 
 #include "base/kp_clib.h"
+#include "base/kp_endian.h"
 #include "base/kp_hash.h"
 #include "logging/def_read_items.h"
 #include "logging/log_util_raise.h"
@@ -17,14 +18,11 @@ bool kp_write_data_chunk(FILE* stream, void* bytes, unsigned n) {
   return KP_fwrite(bytes, 1, n, stream) == n;
 }
 
-// A number of sizeof(T) bytes, most significant first.
 template <class T>
 static bool read_big_endian(FILE* stream, T* value) {
   unsigned char bytes[sizeof(T)];
   if (value == nullptr || !kp_read_data_chunk(stream, bytes, sizeof bytes)) return false;
-  unsigned number = 0;
-  for (const unsigned char byte : bytes) number = number << 8 | byte;
-  *value = static_cast<T>(number);
+  *value = KP_get_big_endian<T>(bytes);
   return true;
 }
 
@@ -32,8 +30,7 @@ template <class T>
 static bool write_big_endian(FILE* stream, const T* value) {
   if (value == nullptr) return false;
   unsigned char bytes[sizeof(T)];
-  for (size_t i = 0; i < sizeof(T); ++i)
-    bytes[i] = static_cast<unsigned char>(unsigned{*value} >> (8 * (sizeof(T) - 1 - i)));
+  KP_put_big_endian(bytes, *value);
   return kp_write_data_chunk(stream, bytes, sizeof bytes);
 }
 

@@ -19,6 +19,7 @@
 #include <iterator>
 #include <utility>
 
+#include "base/kp_endian.h"
 #include "base/kp_string.h"
 #include "kp_LOG_debug_log.h"
 #include "logging/def_read.h"
@@ -30,15 +31,11 @@ constexpr char kp_ldf_reader_source[] = "logging/def_read";
 // ends is read in steps of this length, so that a length without bytes behind it costs nothing.
 constexpr unsigned kp_ldf_text_step = 65536;
 
-inline unsigned kp_ldf_decode_int4(const unsigned char (&bytes)[4]) noexcept {
-  return unsigned{bytes[0]} << 24 | unsigned{bytes[1]} << 16 | unsigned{bytes[2]} << 8 | bytes[3];
-}
-
 template <class Source>
 bool kp_ldf_read_int4(Source& in, unsigned& value) {
   unsigned char bytes[4];
   if (!in.read(bytes, sizeof bytes)) return false;
-  value = kp_ldf_decode_int4(bytes);
+  value = KP_get_big_endian<unsigned>(bytes);
   return true;
 }
 

@@ -1,4 +1,3 @@
-#include <endian.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -8,6 +7,7 @@
 #include <utility>
 
 #include "base/kp_clib.h"
+#include "base/kp_endian.h"
 #include "base/kp_time.h"
 #include "kp_LOG_EntryCounter.h"
 #include "kp_LOG_debug_log.h"
@@ -37,15 +37,8 @@ struct _kp_LOG_EntryCounter::place {
   unsigned char bytes[record_size];
 };
 
-static void put_word(unsigned char* bytes, uint32_t word) {
-  const uint32_t big_endian = htobe32(word);
-  memcpy(bytes, &big_endian, sizeof big_endian);
-}
-
 static uint32_t get_word(const unsigned char* bytes) {
-  uint32_t big_endian = 0;
-  memcpy(&big_endian, bytes, sizeof big_endian);
-  return be32toh(big_endian);
+  return KP_get_big_endian<uint32_t>(bytes);
 }
 
 static int32_t get_signed(const unsigned char* bytes) {
@@ -53,12 +46,12 @@ static int32_t get_signed(const unsigned char* bytes) {
 }
 
 static void encode(const _kp_LOG_EntryCounterElement& element, unsigned char* bytes) {
-  put_word(bytes, element.length);
-  put_word(bytes + key_offset, static_cast<uint32_t>(element.year));
-  put_word(bytes + key_offset + 4, static_cast<uint32_t>(element.month));
-  put_word(bytes + key_offset + 8, static_cast<uint32_t>(element.day));
-  put_word(bytes + key_offset + date_size, static_cast<uint32_t>(element.entry_id));
-  put_word(bytes + count_offset, element.count);
+  KP_put_big_endian(bytes, element.length);
+  KP_put_big_endian(bytes + key_offset, static_cast<uint32_t>(element.year));
+  KP_put_big_endian(bytes + key_offset + 4, static_cast<uint32_t>(element.month));
+  KP_put_big_endian(bytes + key_offset + 8, static_cast<uint32_t>(element.day));
+  KP_put_big_endian(bytes + key_offset + date_size, static_cast<uint32_t>(element.entry_id));
+  KP_put_big_endian(bytes + count_offset, element.count);
   memcpy(bytes + reserved_offset, element.reserved, sizeof element.reserved);
 }
 
@@ -294,7 +287,7 @@ static int32_t to_cached_position(int64_t offset) {
 }
 
 static void add_one(unsigned char* bytes) {
-  put_word(bytes + count_offset, get_word(bytes + count_offset) + 1);
+  KP_put_big_endian(bytes + count_offset, get_word(bytes + count_offset) + 1);
 }
 
 static _kp_LOG_EntryCounterElement new_element(int year, int month, int day, int entry_id,
@@ -359,7 +352,7 @@ int _kp_LOG_EntryCounter::UpdateEntryCount(int year, int month, int day, int ent
     const int status = find_key(wanted, found);
     if (status < 0) return -1;
     if (status == 0) return add(wanted);
-    put_word(found.bytes + count_offset, wanted.count);
+    KP_put_big_endian(found.bytes + count_offset, wanted.count);
     return write(found);
   });
 }

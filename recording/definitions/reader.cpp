@@ -1,10 +1,10 @@
 #include "recording/definitions/reader.h"
 
 #include <algorithm>
-#include <cstring>
 #include <unordered_map>
 #include <unordered_set>
 
+#include "base/kp_endian.h"
 #include "logging/def_read_items.h"
 #include "recording/text/terminal_text.h"
 #include "recording/text/utf8.h"
@@ -51,11 +51,10 @@ class definition_file_cursor {
 
   placed<uint32_t> read_number(const char* what) {
     if (!has(4, what)) return {};
-    unsigned char bytes[4];
-    std::memcpy(bytes, source_.bytes().data() + at_, sizeof bytes);
+    const auto number = KP_get_big_endian<uint32_t>(source_.bytes().data() + at_);
     const source_place here = place();
-    at_ += sizeof bytes;
-    return {kp_ldf_decode_int4(bytes), here};
+    at_ += sizeof number;
+    return {number, here};
   }
 
   placed<std::string> read_text(const char* what) {

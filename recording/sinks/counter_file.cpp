@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <tuple>
 
+#include "base/kp_endian.h"
 #include "recording/text/words.h"
 
 static constexpr size_t date_offset = 4;
@@ -47,10 +48,9 @@ bool read_day(const std::string& text, counter_day& day) {
 
 // The four bytes at `offset`; zeros stand in for what a torn record lacks.
 static uint32_t word_at(std::string_view bytes, size_t offset) {
-  uint32_t word = 0;
-  for (size_t i = offset; i < offset + 4; ++i)
-    word = word << 8 | (i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0u);
-  return word;
+  char word[4] = {};
+  if (offset < bytes.size()) bytes.copy(word, sizeof word, offset);
+  return KP_get_big_endian<uint32_t>(word);
 }
 
 static counter_day day_at(std::string_view bytes, size_t offset) {
@@ -69,7 +69,7 @@ counted_entries counter_record_at(std::string_view bytes, size_t offset) {
 }
 
 static void put_word(std::string& bytes, size_t offset, uint32_t word) {
-  for (size_t i = offset + 4; i-- > offset; word >>= 8) bytes[i] = static_cast<char>(word & 0xFF);
+  KP_put_big_endian(&bytes[offset], word);
 }
 
 std::string new_counter_record(const counted_entries& record) {

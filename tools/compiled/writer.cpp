@@ -4,13 +4,16 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "base/kp_endian.h"
 #include "logging/def_read.h"
 
-// Big-endian fields, appended to one buffer.
+// Fields of a definition file, appended to one buffer.
 class definition_bytes {
  public:
   void add_int4(size_t value) {
-    for (int shift = 24; shift >= 0; shift -= 8) bytes_ += static_cast<char>(value >> shift);
+    char bytes[4];
+    KP_put_big_endian(bytes, static_cast<uint32_t>(value));
+    bytes_.append(bytes, sizeof bytes);
   }
   void add_zeros(size_t count) { bytes_.append(count, '\0'); }
   void add_raw(std::string_view bytes) { bytes_ += bytes; }
