@@ -7,75 +7,41 @@
 #include <utility>
 
 #include "base/kp_clib.h"
-#include "base/kp_endian.h"
 #include "base/kp_time.h"
 #include "kp_LOG_EntryCounter.h"
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
+#include "logging/counter_format.h"
 #include "logging/log_util_raise.h"
 
 static constexpr const char* debug_source = "logging/logentrycounter";
 
-// --- Records as bytes: docs/counter-file.md ---
-
-static constexpr int64_t record_size = 32;
-static constexpr size_t key_offset = 4;  // year, month, day, entry ID
-static constexpr size_t key_size = 16;
-static constexpr size_t date_size = 12;  // the first three fields of the key
-static constexpr size_t count_offset = 20;
-static constexpr size_t reserved_offset = 24;
+// --- Records as bytes ---
 
 // Records that one read call fetches.
-static constexpr int64_t block_size = 512 * record_size;
+static constexpr int64_t block_size = int64_t{512} * kp_counter_record_size;
 
 // No record lies behind it: its own end could not be told.
 static constexpr int64_t end_of_offsets =
-    std::numeric_limits<int64_t>::max() / record_size * record_size;
+    std::numeric_limits<int64_t>::max() / kp_counter_record_size * kp_counter_record_size;
 
 struct _kp_LOG_EntryCounter::place {
-  int64_t offset;  // a multiple of record_size
-  unsigned char bytes[record_size];
+  int64_t offset;  // a multiple of kp_counter_record_size
+  unsigned char bytes[kp_counter_record_size];
 };
 
-static uint32_t get_word(const unsigned char* bytes) {
-  return KP_get_big_endian<uint32_t>(bytes);
-}
-
-static int32_t get_signed(const unsigned char* bytes) {
-  return static_cast<int32_t>(get_word(bytes));
-}
-
-static void encode(const _kp_LOG_EntryCounterElement& element, unsigned char* bytes) {
-  KP_put_big_endian(bytes, element.length);
-  KP_put_big_endian(bytes + key_offset, static_cast<uint32_t>(element.year));
-  KP_put_big_endian(bytes + key_offset + 4, static_cast<uint32_t>(element.month));
-  KP_put_big_endian(bytes + key_offset + 8, static_cast<uint32_t>(element.day));
-  KP_put_big_endian(bytes + key_offset + date_size, static_cast<uint32_t>(element.entry_id));
-  KP_put_big_endian(bytes + count_offset, element.count);
-  memcpy(bytes + reserved_offset, element.reserved, sizeof element.reserved);
-}
-
-static void decode(const unsigned char* bytes, _kp_LOG_EntryCounterElement& element) {
-  element.length = get_word(bytes);
-  element.year = get_signed(bytes + key_offset);
-  element.month = get_signed(bytes + key_offset + 4);
-  element.day = get_signed(bytes + key_offset + 8);
-  element.entry_id = get_signed(bytes + key_offset + date_size);
-  element.count = get_word(bytes + count_offset);
-  memcpy(element.reserved, bytes + reserved_offset, sizeof element.reserved);
-}
-
 static bool is_same_key(const unsigned char* bytes, const unsigned char* other) {
-  return memcmp(bytes + key_offset, other + key_offset, key_size) == 0;
+  return memcmp(bytes + kp_counter_key_offset, other + kp_counter_key_offset,
+                kp_counter_key_size) == 0;
 }
 
 static bool is_free_slot(const unsigned char* bytes) {
-  static constexpr unsigned char no_date[date_size] = {};
-  return memcmp(bytes + key_offset, no_date, date_size) == 0;
+  static constexpr unsigned char no_date[kp_counter_date_size] = {};
+  return memcmp(bytes + kp_counter_key_offset, no_date, kp_counter_date_size) == 0;
 }
 
 static int64_t to_whole_records(int64_t bytes) {
-  return (bytes + record_size - 1) / record_size * record_size;
+  return (bytes + kp_counter_record_size - 1) / kp_counter_record_size * kp_counter_record_size;
 }
 
 static int seek_error(int line) {
@@ -234,13 +200,14 @@ int _kp_LOG_EntryCounter::visit_records(int64_t start, Visit visit) {
   unsigned char block[block_size];
   ssize_t got = holds_records_ ? block_size : 0;
   position_ = start;
-  for (int64_t offset = start - start % record_size; got == block_size; offset += got) {
+  for (int64_t offset = start - start % kp_counter_record_size; got == block_size; offset += got) {
     got = read_records(descriptor_, block, block_size, offset);
     if (got < 0) {
       static_cast<void>(put_position());
       return seek_error(__LINE__);
     }
-    for (int64_t i = offset < start ? record_size : 0; i < got; i += record_size)
+    for (int64_t i = offset < start ? kp_counter_record_size : 0; i < got;
+         i += kp_counter_record_size)
       if (visit(offset + i, block + i)) return 1;
     position_ = std::max(position_, offset + got);  // a last record cut short may have been written
   }
@@ -250,12 +217,12 @@ int _kp_LOG_EntryCounter::visit_records(int64_t start, Visit visit) {
 // The first record with the key of `wanted`: 1 found, 0 none, -1 a failed read. A free slot has no
 // key.
 int _kp_LOG_EntryCounter::find_key(const _kp_LOG_EntryCounterElement& wanted, place& found) {
-  unsigned char key[record_size];
-  encode(wanted, key);
+  unsigned char key[kp_counter_record_size];
+  kp_counter_encode(wanted, key);
   return visit_records(0, [&](int64_t offset, const unsigned char* bytes) {
     if (!is_same_key(bytes, key) || is_free_slot(bytes)) return false;
     found.offset = offset;
-    memcpy(found.bytes, bytes, record_size);
+    memcpy(found.bytes, bytes, kp_counter_record_size);
     return true;
   });
 }
@@ -267,12 +234,14 @@ int _kp_LOG_EntryCounter::write(const place& record) {
 // Goes where the writing of the record will lead, so that a seek which fails is found before
 // anything has changed.
 int _kp_LOG_EntryCounter::seek_behind(const place& record) {
-  position_ = record.offset + record_size;
+  position_ = record.offset + kp_counter_record_size;
   return put_position();
 }
 
 int _kp_LOG_EntryCounter::write_sought(const place& record) {
-  if (KP_pwrite(descriptor_, record.bytes, record_size, record.offset) == record_size) return 0;
+  if (KP_pwrite(descriptor_, record.bytes, kp_counter_record_size, record.offset) ==
+      kp_counter_record_size)
+    return 0;
   position_ = record.offset;
   static_cast<void>(put_position());
   return seek_error(__LINE__);
@@ -287,7 +256,7 @@ static int32_t to_cached_position(int64_t offset) {
 }
 
 static void add_one(unsigned char* bytes) {
-  KP_put_big_endian(bytes + count_offset, get_word(bytes + count_offset) + 1);
+  kp_counter_put_count(bytes, kp_counter_get_count(bytes) + 1);
 }
 
 static _kp_LOG_EntryCounterElement new_element(int year, int month, int day, int entry_id,
@@ -318,9 +287,9 @@ bool _kp_LOG_EntryCounter::recall_counted(int entry_id, place& counted) {
   if (cached_entry_id_ != entry_id || cached_record_.entry_id != entry_id) return false;
   if (cached_position_ == -1) return false;
   counted.offset = cached_position_;
-  unsigned char key[record_size];
-  encode(cached_record_, key);
-  return read_records(descriptor_, counted.bytes, record_size, counted.offset) > 0 &&
+  unsigned char key[kp_counter_record_size];
+  kp_counter_encode(cached_record_, key);
+  return read_records(descriptor_, counted.bytes, kp_counter_record_size, counted.offset) > 0 &&
          is_same_key(counted.bytes, key);
 }
 
@@ -334,7 +303,7 @@ int _kp_LOG_EntryCounter::increase_by_search(const _kp_LOG_EntryCounterElement& 
   cached_position_ = to_cached_position(found.offset);
   cached_entry_id_ = first.entry_id;
   add_one(found.bytes);
-  decode(found.bytes, cached_record_);
+  kp_counter_decode(found.bytes, cached_record_);
   return write_sought(found);
 }
 
@@ -352,7 +321,7 @@ int _kp_LOG_EntryCounter::UpdateEntryCount(int year, int month, int day, int ent
     const int status = find_key(wanted, found);
     if (status < 0) return -1;
     if (status == 0) return add(wanted);
-    KP_put_big_endian(found.bytes + count_offset, wanted.count);
+    kp_counter_put_count(found.bytes, wanted.count);
     return write(found);
   });
 }
@@ -366,12 +335,12 @@ int _kp_LOG_EntryCounter::add(const _kp_LOG_EntryCounterElement& element) {
   int64_t end = 0;
   const int status = visit_records(0, [&](int64_t offset, const unsigned char* bytes) {
     record.offset = offset;
-    end = offset + record_size;
+    end = offset + kp_counter_record_size;
     return is_free_slot(bytes);
   });
   if (status < 0) return -1;
   if (status == 0) record.offset = end;
-  encode(element, record.bytes);
+  kp_counter_encode(element, record.bytes);
   if (seek_behind(record) != 0) return -1;
   cached_position_ = to_cached_position(record.offset);
   return write_sought(record);
@@ -381,10 +350,10 @@ int _kp_LOG_EntryCounter::add(const _kp_LOG_EntryCounterElement& element) {
 
 // Makes a record a free slot; its reserved words stay.
 static void clear_record(unsigned char* bytes) {
-  unsigned char reserved[record_size - reserved_offset];
-  memcpy(reserved, bytes + reserved_offset, sizeof reserved);
-  encode(_kp_LOG_EntryCounterElement(), bytes);
-  memcpy(bytes + reserved_offset, reserved, sizeof reserved);
+  unsigned char reserved[kp_counter_record_size - kp_counter_reserved_offset];
+  memcpy(reserved, bytes + kp_counter_reserved_offset, sizeof reserved);
+  kp_counter_encode(_kp_LOG_EntryCounterElement(), bytes);
+  memcpy(bytes + kp_counter_reserved_offset, reserved, sizeof reserved);
 }
 
 int _kp_LOG_EntryCounter::DeleteEntryElement(int year, int month, int day, int entry_id) {
@@ -404,7 +373,7 @@ int _kp_LOG_EntryCounter::DeleteEntryElement(const kp_Time& from, const kp_Time&
 // Each field of the date by itself: this is no comparison of dates.
 static bool is_within(const unsigned char* bytes, const kp_Time& from, const kp_Time& to) {
   _kp_LOG_EntryCounterElement element;
-  decode(bytes, element);
+  kp_counter_decode(bytes, element);
   return from.get_year() <= element.year && element.year <= to.get_year() &&
          from.get_month() <= element.month && element.month <= to.get_month() &&
          from.get_day() <= element.day && element.day <= to.get_day();
@@ -414,7 +383,7 @@ int _kp_LOG_EntryCounter::clear_range(const kp_Time& from, const kp_Time& to) {
   const int status = visit_records(position_, [&](int64_t offset, const unsigned char* bytes) {
     if (is_free_slot(bytes) || !is_within(bytes, from, to)) return false;
     place record = {offset, {}};
-    memcpy(record.bytes, bytes, record_size);
+    memcpy(record.bytes, bytes, kp_counter_record_size);
     clear_record(record.bytes);
     return write(record) != 0;
   });

@@ -5,12 +5,8 @@
 #include <cstdio>
 #include <tuple>
 
-#include "base/kp_endian.h"
+#include "logging/counter_format.h"
 #include "recording/text/words.h"
-
-static constexpr size_t date_offset = 4;
-static constexpr size_t id_offset = 16;
-static constexpr size_t count_offset = 20;
 
 bool is_calendar_day(const counter_day& day) {
   if (day.year < 1 || day.year > 9999 || day.month < 1 || day.month > 12 || day.day < 1 ||
@@ -46,45 +42,39 @@ bool read_day(const std::string& text, counter_day& day) {
   return true;
 }
 
-// The four bytes at `offset`; zeros stand in for what a torn record lacks.
-static uint32_t word_at(std::string_view bytes, size_t offset) {
-  char word[4] = {};
-  if (offset < bytes.size()) bytes.copy(word, sizeof word, offset);
-  return KP_get_big_endian<uint32_t>(word);
-}
-
-static counter_day day_at(std::string_view bytes, size_t offset) {
-  return {static_cast<int32_t>(word_at(bytes, offset)),
-          static_cast<int32_t>(word_at(bytes, offset + 4)),
-          static_cast<int32_t>(word_at(bytes, offset + 8))};
+static _kp_LOG_EntryCounterElement element_at(std::string_view bytes, size_t offset) {
+  char record[kp_counter_record_size] = {};
+  if (offset < bytes.size()) bytes.copy(record, sizeof record, offset);
+  _kp_LOG_EntryCounterElement element;
+  kp_counter_decode(record, element);
+  return element;
 }
 
 uint32_t counter_record_length(std::string_view bytes, size_t offset) {
-  return word_at(bytes, offset);
+  return element_at(bytes, offset).length;
 }
 
 counted_entries counter_record_at(std::string_view bytes, size_t offset) {
-  return {day_at(bytes, offset + date_offset), word_at(bytes, offset + id_offset),
-          word_at(bytes, offset + count_offset)};
-}
-
-static void put_word(std::string& bytes, size_t offset, uint32_t word) {
-  KP_put_big_endian(&bytes[offset], word);
+  const _kp_LOG_EntryCounterElement element = element_at(bytes, offset);
+  return {{element.year, element.month, element.day},
+          static_cast<uint32_t>(element.entry_id),
+          element.count};
 }
 
 std::string new_counter_record(const counted_entries& record) {
-  std::string bytes(counter_record_size, '\0');
-  put_word(bytes, 0, counter_record_size);
-  put_word(bytes, date_offset, static_cast<uint32_t>(record.day.year));
-  put_word(bytes, date_offset + 4, static_cast<uint32_t>(record.day.month));
-  put_word(bytes, date_offset + 8, static_cast<uint32_t>(record.day.day));
-  put_word(bytes, id_offset, record.id);
-  put_word(bytes, count_offset, static_cast<uint32_t>(record.count));
+  _kp_LOG_EntryCounterElement element;
+  element.year = record.day.year;
+  element.month = record.day.month;
+  element.day = record.day.day;
+  element.entry_id = static_cast<int32_t>(record.id);
+  element.count = static_cast<uint32_t>(record.count);
+  std::string bytes(kp_counter_record_size, '\0');
+  kp_counter_encode(element, bytes.data());
   return bytes;
 }
 
 void set_counter_count(std::string& record, uint32_t count) {
-  put_word(record, count_offset, count);
+  kp_counter_put_count(record.data(), count);
 }
 
 // Records with one thing odd about them: the first of them, and how many there are.
@@ -110,7 +100,7 @@ struct placed_count {
 
 void visit_counts(std::string_view bytes,
                   const std::function<void(const counted_entries& record, size_t offset)>& visit) {
-  for (size_t offset = 0; offset < bytes.size(); offset += counter_record_size) {
+  for (size_t offset = 0; offset < bytes.size(); offset += kp_counter_record_size) {
     const counted_entries record = counter_record_at(bytes, offset);
     if (record.day != counter_day{}) visit(record, offset);
   }
@@ -129,22 +119,23 @@ static void check_records(const source_text& file, const std::vector<placed_coun
   odd_records lengths;
   odd_records days;
   for (const placed_count& record : records) {
-    if (counter_record_length(file.bytes(), record.offset) != counter_record_size)
+    if (counter_record_length(file.bytes(), record.offset) != kp_counter_record_size)
       lengths.add(record.offset);
     if (!is_calendar_day(record.entries.day)) days.add(record.offset);
   }
   if (lengths.count != 0)
     found.add(diagnostic_rule::counter_length, {&file, 0, lengths.first},
-              "this record is " + std::to_string(word_at(file.bytes(), lengths.first)) +
+              "this record is " +
+                  std::to_string(counter_record_length(file.bytes(), lengths.first)) +
                   " bytes long by its own account, not 32" + lengths.others());
   if (days.count != 0)
-    found.add(diagnostic_rule::counter_day, {&file, 0, days.first + date_offset},
+    found.add(diagnostic_rule::counter_day, {&file, 0, days.first + kp_counter_key_offset},
               "the calendar has no day " +
-                  day_text(day_at(file.bytes(), days.first + date_offset)) + days.others());
+                  day_text(counter_record_at(file.bytes(), days.first).day) + days.others());
 }
 
 static void check_end(const source_text& file, diagnostic_list& found) {
-  const size_t rest = file.bytes().size() % counter_record_size;
+  const size_t rest = file.bytes().size() % kp_counter_record_size;
   if (rest == 0) return;
   found.add(diagnostic_rule::counter_torn, {&file, 0, file.bytes().size() - rest},
             "the last record is cut off behind " + counted(rest, "byte") +

@@ -40,9 +40,7 @@ struct counted_entries {
 
 // --- Records as bytes. What a torn one lacks are zeros. ---
 
-constexpr size_t counter_record_size = 32;
-
-// By the record's own account; counter_record_size unless the file is damaged.
+// By the record's own account; kp_counter_record_size unless the file is damaged.
 uint32_t counter_record_length(std::string_view bytes, size_t offset);
 // A day of zeros is a free slot's.
 counted_entries counter_record_at(std::string_view bytes, size_t offset);

@@ -6,10 +6,11 @@
 #include <array>
 #include <utility>
 
+#include "logging/counter_format.h"
 #include "recording/files/file_error.h"
 #include "recording/text/terminal_text.h"
 
-static constexpr size_t block_size = 2048 * counter_record_size;
+static constexpr size_t block_size = size_t{2048} * kp_counter_record_size;
 
 void counter_index::fail() const {
   raise_sink_error("count in", path_);
@@ -34,31 +35,31 @@ static std::string read_bytes(int file, uint64_t offset, size_t size) {
 static void check_record(const std::string& path, const std::string& bytes, size_t at,
                          uint64_t offset, const counted_entries& record) {
   const uint32_t length = counter_record_length(bytes, at);
-  if (length == counter_record_size || (length == 0 && record.day == counter_day{})) return;
+  if (length == kp_counter_record_size || (length == 0 && record.day == counter_day{})) return;
   throw sink_error(
       "cannot count in " + terminal_text(path) + ": it is no counter file; what begins at byte " +
       std::to_string(offset) + " is a record of " + std::to_string(length) +
-      " bytes by its own account, and records have " + std::to_string(counter_record_size));
+      " bytes by its own account, and records have " + std::to_string(kp_counter_record_size));
 }
 
 // Reads from the record of that number to the end. The record that is cut short there, if any, is
 // read again the next time, with all others.
 void counter_index::read_records(int file, uint64_t from, const record_visitor& visit) {
-  uint64_t offset = from * counter_record_size;
+  uint64_t offset = from * kp_counter_record_size;
   std::string bytes;
   do {
     bytes = read_bytes(file, offset, block_size);
-    for (size_t at = 0; at < bytes.size(); at += counter_record_size) {
+    for (size_t at = 0; at < bytes.size(); at += kp_counter_record_size) {
       const counted_entries record = counter_record_at(bytes, at);
       check_record(path_, bytes, at, offset + at, record);
-      if ((offset + at) / counter_record_size >= UINT32_MAX)
+      if ((offset + at) / kp_counter_record_size >= UINT32_MAX)
         throw sink_error("cannot count in " + terminal_text(path_) + ": it is too large");
-      visit(record, static_cast<uint32_t>((offset + at) / counter_record_size));
+      visit(record, static_cast<uint32_t>((offset + at) / kp_counter_record_size));
     }
     offset += bytes.size();
   } while (bytes.size() == block_size);
-  records_ = (offset + counter_record_size - 1) / counter_record_size;
-  if (offset % counter_record_size != 0) is_filled_ = false;
+  records_ = (offset + kp_counter_record_size - 1) / kp_counter_record_size;
+  if (offset % kp_counter_record_size != 0) is_filled_ = false;
 }
 
 void counter_index::rebuild(int file) {
@@ -87,12 +88,12 @@ static bool is_same_time(const timespec& one, const timespec& other) {
 
 void counter_index::follow(int file, const struct stat& status) {
   const bool is_same = is_filled_ && status.st_dev == device_ && status.st_ino == inode_ &&
-                       static_cast<uint64_t>(status.st_size) >= records_ * counter_record_size;
+                       static_cast<uint64_t>(status.st_size) >= records_ * kp_counter_record_size;
   device_ = status.st_dev;
   inode_ = status.st_ino;
   if (!is_same) return rebuild(file);
   if (!is_same_time(status.st_mtim, written_)) is_exact_ = false;
-  if (static_cast<uint64_t>(status.st_size) == records_ * counter_record_size) return;
+  if (static_cast<uint64_t>(status.st_size) == records_ * kp_counter_record_size) return;
   read_records(file, records_, [this](const counted_entries& record, uint32_t number) {
     const counter_key key = {record.day, record.id};
     if (record.day != counter_day{} && !find(key)) new_.emplace(key, number);
@@ -116,15 +117,16 @@ static uint32_t saturated(uint64_t count) {
 
 void counter_index::write(int file, uint32_t number, const std::string& record) const {
   const ssize_t written = pwrite(file, record.data(), record.size(),
-                                 static_cast<off_t>(uint64_t{number} * counter_record_size));
+                                 static_cast<off_t>(uint64_t{number} * kp_counter_record_size));
   if (written != static_cast<ssize_t>(record.size())) fail();
 }
 
 // False when another record is there by now.
 bool counter_index::add_at(int file, uint32_t number, const counter_key& key,
                            uint64_t added) const {
-  std::string bytes = read_bytes(file, uint64_t{number} * counter_record_size, counter_record_size);
-  if (bytes.size() != counter_record_size) return false;
+  std::string bytes =
+      read_bytes(file, uint64_t{number} * kp_counter_record_size, kp_counter_record_size);
+  if (bytes.size() != kp_counter_record_size) return false;
   const counted_entries record = counter_record_at(bytes, 0);
   if (counter_key{record.day, record.id} != key) return false;
   set_counter_count(bytes, saturated(record.count + added));
