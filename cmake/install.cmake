@@ -12,6 +12,7 @@ install(DIRECTORY base DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kplog FILES_MATCH
 set(kplog_installed_logging_headers
     logging/logentry_i.h
     logging/def_read.h
+    logging/ldf_format.h
     logging/log_definition.h
     logging/ldf_load.h
     logging/attr_value.h

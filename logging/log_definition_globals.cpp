@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "logging/def_read.h"
+#include "logging/ldf_format.h"
 #include "logging/log_definition_errors.h"
 #include "logging/log_util_snapshot.h"
 

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <new>
 
-#include "logging/def_read.h"
+#include "logging/ldf_format.h"
 #include "logging/log_definition.h"
 #include "logging/log_definition_errors.h"
 

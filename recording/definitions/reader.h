@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "logging/def_read.h"
+#include "logging/ldf_format.h"
 #include "recording/definitions/model.h"
 #include "recording/report/diagnostics.h"
 #include "recording/report/text_file.h"

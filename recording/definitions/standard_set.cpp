@@ -4,7 +4,7 @@
 #include <string>
 #include <unordered_set>
 
-#include "logging/def_read.h"
+#include "logging/ldf_format.h"
 
 static std::string in_marks(std::string_view text) {
   return "\"" + std::string(text) + "\"";

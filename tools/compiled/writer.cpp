@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "base/kp_endian.h"
-#include "logging/def_read.h"
+#include "logging/ldf_format.h"
 
 // Fields of a definition file, appended to one buffer.
 class definition_bytes {

@@ -5,7 +5,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "logging/def_read.h"
+#include "logging/ldf_format.h"
 #include "recording/definitions/built_in_attributes.h"
 #include "recording/definitions/known_attributes.h"
 #include "recording/text/words.h"
