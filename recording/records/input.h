@@ -1,4 +1,5 @@
-// Lines of records, from wherever they come: files, standard input, FIFOs, sockets (docs/tools.md).
+// Lines of records, from wherever they come: files, standard input, FIFOs, sockets
+// (docs/commands/emit.md).
 #ifndef RECORDING_RECORDS_INPUT_H
 #define RECORDING_RECORDS_INPUT_H
 

@@ -7,8 +7,8 @@
 #include <tuple>
 
 #include "tests/command/command_run.h"
+#include "tests/command/documentation_page.h"
 #include "tests/command/golden_file.h"
-#include "tests/command/page_block.h"
 #include "tests/support/temp_folder.h"
 
 using testing::HasSubstr;

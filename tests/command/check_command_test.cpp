@@ -5,6 +5,7 @@
 
 #include "recording/report/diagnostic_rules.h"
 #include "tests/command/command_run.h"
+#include "tests/command/documentation_page.h"
 #include "tests/command/golden_file.h"
 #include "tests/support/temp_folder.h"
 
@@ -83,7 +84,7 @@ TEST(CheckAdvice, SourceNeedsItForNothingThatCompilationRefuses) {
 }
 
 TEST(CheckAdvice, SeverityIsDocumented) {
-  const std::string page = read_whole_file(std::string(KPLOG_DOCS) + "/tools.md");
+  const std::string page = documentation_page("commands/check.md");
   for (const diagnostic_rule_row& row : diagnostic_rules) {
     if (row.kind != rule_kind::advice) continue;
     const char* severity = row.severity == rule_severity::error ? "error" : "warning";
@@ -309,7 +310,7 @@ static std::string example_in_page(const std::string& page, const std::string& f
 }
 
 TEST(CheckSilence, ExampleOfTheDocumentsNeedsAllItsSilences) {
-  const std::string page = read_whole_file(std::string(KPLOG_DOCS) + "/tools.md");
+  const std::string page = documentation_page("commands/check.md");
   EXPECT_EQ(check_source(example_in_page(page, "kplog: 1")).err,
             "kplog: 0 errors, 0 warnings, 4 silenced\n");
 }

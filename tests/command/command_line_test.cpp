@@ -1,10 +1,13 @@
 // What is written from the description of the command line: help, completion, manual pages.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <set>
 #include <sstream>
 
 #include "tests/command/command_run.h"
+#include "tests/command/documentation_page.h"
 #include "tests/support/temp_folder.h"
 #include "tools/command/command.h"
 #include "tools/command/command_table.h"
@@ -292,12 +295,72 @@ TEST(ManualPages, EveryCommandHasOneThatKnowsItsOptions) {
   }
 }
 
+// --- pages
+
+// The options, "-o" and "--output", in the first cells of the page's tables of options.
+static std::set<std::string> explained_options(const std::string& page) {
+  std::set<std::string> found;
+  std::istringstream lines(page);
+  bool in_table = false;
+  for (std::string line; std::getline(lines, line); in_table &= line.starts_with("|")) {
+    in_table |= line == "| option | effect |";
+    if (!in_table || !line.starts_with("| `")) continue;
+    std::istringstream pieces(line.substr(0, line.find(" | ")));
+    for (std::string piece; std::getline(pieces, piece, '`') && std::getline(pieces, piece, '`');)
+      if (piece.starts_with('-')) found.insert(piece.substr(0, piece.find(' ')));
+  }
+  return found;
+}
+
+// The options of the command and of those below it, each with all its names; none for --help.
+static std::vector<std::vector<std::string>> options_of(const command_description& command) {
+  std::vector<std::vector<std::string>> options;
+  for (const command_description* each : all_commands(command))
+    for (const option_description& option : each->options)
+      if (option.names.back() != "--help" && !option.is_positional) options.push_back(option.names);
+  return options;
+}
+
+TEST(CommandPages, ExplainTheOptionsOfTheirCommandsAndNoOthers) {
+  for (const command_description& command : whole_command_line().commands) {
+    if (command.path.back() == "help") continue;  // has no options and no page
+    const std::set<std::string> explained =
+        explained_options(documentation_page("commands/" + command.path.back() + ".md"));
+    std::set<std::string> known;
+    for (const std::vector<std::string>& names : options_of(command)) {
+      const auto is_explained = [&](const std::string& name) { return explained.contains(name); };
+      EXPECT_TRUE(std::ranges::any_of(names, is_explained))
+          << command.name(" ") << ' ' << names.back();
+      known.insert(names.begin(), names.end());
+    }
+    EXPECT_THAT(known, IsSupersetOf(explained)) << command.name(" ");
+  }
+}
+
+TEST(CommandPages, AreThoseOfTheCommandsInTheOverview) {
+  const std::string overview = documentation_page("tools.md");
+  std::set<std::string> commands;
+  for (const command_description& command : whole_command_line().commands) {
+    const std::string& name = command.path.back();
+    const bool is_help = name == "help";  // the overview itself tells of it
+    if (!is_help) commands.insert(name + ".md");
+    const std::string place =
+        is_help ? "#options-before-the-command-and-help" : "commands/" + name + ".md";
+    EXPECT_THAT(overview,
+                HasSubstr("\n| [`kplog " + name + "`](" + place + ") | " + command.text + " |\n"));
+  }
+  std::set<std::string> pages;
+  for (const auto& page : std::filesystem::directory_iterator(KPLOG_DOCS "/commands"))
+    pages.insert(page.path().filename());
+  EXPECT_EQ(pages, commands);
+}
+
 TEST(ExitStatus, IsToldByTheHelpTheManualAndThePage) {
   const temp_folder folder;
   ASSERT_EQ(run_kplog(folder.path(), "manual .").status, 0);
   const std::string manual = read_whole_file(folder.file("kplog-emit.1"));
   const std::string help = run_kplog(folder.path(), "emit --help").out;
-  const std::string page = read_whole_file(std::string(KPLOG_DOCS) + "/tools.md");
+  const std::string page = documentation_page("tools.md");
   for (const exit_status_row& row : exit_status_rows) {
     const std::string status = std::to_string(row.status());
     EXPECT_THAT(help, HasSubstr(" " + status + " " + row.brief));

@@ -5,6 +5,7 @@
 
 #include "recording/report/change_rules.h"
 #include "tests/command/command_run.h"
+#include "tests/command/documentation_page.h"
 #include "tests/command/golden_file.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/temp_folder.h"
@@ -69,7 +70,7 @@ TEST(DiffCommand, RulesStandInTheOrderOfTheirEnumeration) {
 }
 
 TEST(DiffCommand, EveryRuleIsDocumented) {
-  const std::string page = read_whole_file(std::string(KPLOG_DOCS) + "/tools.md");
+  const std::string page = documentation_page("commands/diff.md");
   for (const change_rule_row& row : change_rules) {
     std::string classes;
     for (const change_class_row& c : change_classes)

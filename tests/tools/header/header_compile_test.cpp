@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tests/command/command_run.h"
-#include "tests/command/page_block.h"
+#include "tests/command/documentation_page.h"
 #include "tests/support/temp_folder.h"
 #include "tools/definitions/cpp_macro_names.h"
 
