@@ -3,10 +3,10 @@
 
 #include "kp_LOG.h"
 #include "tests/command/command_run.h"
+#include "tests/command/generated/header_names.h"
+#include "tests/command/generated/package_manager.h"
 #include "tests/support/raised.h"
 #include "tests/support/temp_folder.h"
-#include "tests/tools/generated/header_names.h"
-#include "tests/tools/generated/package_manager.h"
 
 using package_manager::entry_DOWNLOAD_FINISHED;
 using package_manager::entry_PACKAGE_INSTALLED;

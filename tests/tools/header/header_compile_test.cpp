@@ -42,7 +42,7 @@ static std::string name_of_case(size_t i) {
 // its own in what the compiler says.
 static std::string program_of(const std::vector<statement_case>& cases) {
   std::string program =
-      "#include \"tests/tools/generated/package_manager.h\"\n"
+      "#include \"tests/command/generated/package_manager.h\"\n"
       "using namespace package_manager;\n"
       "using outcome = entry_SIGNATURE_CHECKED::OUTCOME_value;\n";
   for (size_t i = 0; i < cases.size(); ++i)
