@@ -4,7 +4,7 @@
 #include "base/kp_endian.h"
 #include "base/kp_hash.h"
 #include "logging/def_read_items.h"
-#include "logging/log_util_raise.h"
+#include "logging/raise.h"
 
 // ---- primitives ----
 

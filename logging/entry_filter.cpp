@@ -2,9 +2,9 @@
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_LogEntry.h"
 #include "kp_LOG_errors.h"
-#include "logging/log_util_raise.h"
 #include "logging/logcfg_file.h"
 #include "logging/logentry_i.h"
+#include "logging/raise.h"
 
 // The property of entries that are meant for debugging.
 static constexpr unsigned debug_property = 0x04000000;

@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "logging/log_util_per_thread.h"
-#include "logging/log_util_raise.h"
+#include "logging/raise.h"
 
 struct icu_text_closer {
   void operator()(UConverter* converter) const noexcept { ucnv_close(converter); }

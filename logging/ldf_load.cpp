@@ -11,8 +11,8 @@
 #include "logging/def_read_items.h"
 #include "logging/def_read_view.h"
 #include "logging/ldf_load_record.h"
-#include "logging/log_definition_errors.h"
 #include "logging/log_definition_globals.h"
+#include "logging/raise.h"
 
 // What the location table is sized for; KP_recommended_hash_size makes thousands of buckets of it.
 static constexpr unsigned location_table_size = 23;

@@ -4,13 +4,12 @@
 #include <new>
 #include <utility>
 
-#include "kp_LOG_debug_log.h"
 #include "logging/def_read_items.h"
-#include "logging/log_definition_errors.h"
+#include "logging/raise.h"
 
 void kp_ldf_raise_file_error(int line) {
-  LogDebugMessage(1, "%s:%d _throw_file_io_error()\n", kp_ldf_load_source, line);
-  kp_log_raise_unreadable_definition();
+  kp_log_raise_unreadable_definition(
+      kp_log_told("%s:%d _throw_file_io_error()\n", kp_ldf_load_source, line));
 }
 
 // What stands in a record before its lists.

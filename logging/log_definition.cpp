@@ -7,8 +7,8 @@
 
 #include "base/kp_hash.h"
 #include "logging/def_read.h"
-#include "logging/log_definition_errors.h"
 #include "logging/log_definition_globals.h"
+#include "logging/raise.h"
 
 static const char* or_empty(const char* text) noexcept {
   return text != nullptr ? text : "";

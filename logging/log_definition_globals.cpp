@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "logging/ldf_format.h"
-#include "logging/log_definition_errors.h"
 #include "logging/log_util_snapshot.h"
+#include "logging/raise.h"
 
 using global_snapshot = kp_log_snapshot<_kp_LOG_global_attributes>;
 

@@ -3,7 +3,7 @@
 
 #include "logging/ldf_format.h"
 #include "logging/log_definition.h"
-#include "logging/log_definition_errors.h"
+#include "logging/raise.h"
 
 // The arrays of a list, in one allocation: this header, the attributes, their hashes.
 struct _kp_LOG_attribute_list::block {

@@ -11,7 +11,7 @@
 
 #include "base/kp_clib.h"
 #include "kp_LOG_debug_log.h"
-#include "logging/log_util_raise.h"
+#include "logging/raise.h"
 
 unsigned debug_log_level = 0;
 
@@ -114,10 +114,22 @@ __attribute__((noinline, format(printf, 1, 0))) static void append_line(const ch
   errno = errno_of_caller;
 }
 
+static bool is_written(unsigned level) {
+  const unsigned enabled = kp_load(debug_log_level);
+  return (enabled != 0 && level <= enabled) || level == always_written_level;
+}
+
+kp_log_told::kp_log_told(const char* format, ...) noexcept {
+  if (!is_written(1)) return;
+  va_list args;
+  va_start(args, format);
+  append_line(format, args);
+  va_end(args);
+}
+
 // Without a guard of its frame, which holds no buffer and would be paid for by every filtered line.
 __attribute__((no_stack_protector)) void LogDebugMessage(unsigned level, const char* format, ...) {
-  const unsigned enabled = kp_load(debug_log_level);
-  if ((enabled == 0 || level > enabled) && level != always_written_level) return;
+  if (!is_written(level)) return;
   va_list args;
   va_start(args, format);
   append_line(format, args);

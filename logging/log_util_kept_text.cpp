@@ -7,7 +7,7 @@
 #include <new>
 #include <string_view>
 
-#include "logging/log_util_raise.h"
+#include "logging/raise.h"
 
 // A kept text; its characters and their NUL follow it.
 struct kept_text {

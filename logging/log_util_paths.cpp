@@ -5,7 +5,7 @@
 
 #include "base/kp_clib.h"
 #include "kp_LOG_filenames.h"
-#include "logging/log_util_raise.h"
+#include "logging/raise.h"
 
 // Assertions are reported under fixed lines, by which support tells them apart in every version.
 static constexpr const char* assertion_source = "logging/log_util";

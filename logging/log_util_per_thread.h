@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "logging/log_util_raise.h"
+#include "logging/raise.h"
 
 // What a thread does at its end; of static life in its thread. A thread's end is what comes behind
 // the destructors of its thread_local objects, and whatever is watched for while it ends is done as

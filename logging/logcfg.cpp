@@ -12,10 +12,10 @@
 #include "kp_LOG_errors.h"
 #include "logging/ldf_load.h"
 #include "logging/log_util_kept_text.h"
-#include "logging/log_util_raise.h"
 #include "logging/log_util_snapshot.h"
 #include "logging/logcfg_file.h"
 #include "logging/logmsg.h"
+#include "logging/raise.h"
 
 // ---- the process-wide objects ----
 
@@ -38,10 +38,6 @@ static bool count_config_is_enabled = false;
 static constinit kp_log_text_setting definition_path;
 static constinit kp_log_text_setting aux_definition_path;
 static constinit kp_log_text_setting code_page;
-
-[[noreturn]] static void raise_invalid_argument() {
-  kp_log_raise<KPX_logging_illegal_argument>("invalid argument");
-}
 
 // ---- flags and numbers ----
 
@@ -97,9 +93,8 @@ void kp_LOG_LogConfig::ClearDefinitions() {
 void kp_LOG_LogConfig::SetDefinitionPath(const char* path) {
   const kp_THREAD_global_lock lock;
   if (path == nullptr) {
-    LogDebugMessage(1, "%s:%d kp_LOG_LogConfig::SetDefinitionPath, path==0!\n", "logging/logcfg",
-                    __LINE__);
-    raise_invalid_argument();
+    kp_log_raise_invalid_argument(kp_log_told(
+        "%s:%d kp_LOG_LogConfig::SetDefinitionPath, path==0!\n", "logging/logcfg", __LINE__));
   }
   definition_path.set(path);
   definition_table().set_precompiled_definition_file_path(definition_path.get());
@@ -113,9 +108,8 @@ const char* kp_LOG_LogConfig::GetDefinitionPath() {
 
 void kp_LOG_LogConfig::SetAuxDefinitionPath(const char* path) {
   if (path == nullptr) {
-    LogDebugMessage(1, "%s:%d kp_LOG_LogConfig::SetAuxDefinitionPath path==0\n", "logging/logcfg",
-                    __LINE__);
-    raise_invalid_argument();
+    kp_log_raise_invalid_argument(kp_log_told(
+        "%s:%d kp_LOG_LogConfig::SetAuxDefinitionPath path==0\n", "logging/logcfg", __LINE__));
   }
   const kp_THREAD_global_lock lock;
   aux_definition_path.set(path);
@@ -145,7 +139,7 @@ const char* kp_LOG_LogConfig::GetMessageCatalogPath() {
 // NOLINTNEXTLINE(performance-unnecessary-value-param): by value is what callers are built against.
 void kp_LOG_LogConfig::SetLocale(kp_Locale locale) {
   const kp_THREAD_global_lock lock;
-  if (!kp_I18N_set_locale(locale)) raise_invalid_argument();
+  if (!kp_I18N_set_locale(locale)) kp_log_raise_invalid_argument();
 }
 
 kp_Locale kp_LOG_LogConfig::GetLocale() {
@@ -154,9 +148,8 @@ kp_Locale kp_LOG_LogConfig::GetLocale() {
 
 void kp_LOG_LogConfig::SetCodePage(const char* codepage) {
   if (codepage == nullptr) {
-    LogDebugMessage(1, "%s:%d kp_LOG_LogConfig::SetCodePage codepage==0!\n", "logging/logcfg",
-                    __LINE__);
-    raise_invalid_argument();
+    kp_log_raise_invalid_argument(kp_log_told("%s:%d kp_LOG_LogConfig::SetCodePage codepage==0!\n",
+                                              "logging/logcfg", __LINE__));
   }
   const kp_THREAD_global_lock lock;
   code_page.set(codepage);
@@ -203,9 +196,9 @@ void kp_LOG_LogConfig::SetConfigurationSource(const char* path, kp_Configuration
     return;
   }
   if (type != KP_CONFIG_FILE_OPTIONAL && !exists(path)) {
-    LogDebugMessage(1, "%s:%d kp_LOG_LogConfig::SetConfigurationSource, invalid argument!\n",
-                    "logging/logcfg", __LINE__);
-    raise_invalid_argument();
+    kp_log_raise_invalid_argument(
+        kp_log_told("%s:%d kp_LOG_LogConfig::SetConfigurationSource, invalid argument!\n",
+                    "logging/logcfg", __LINE__));
   }
   const kp_THREAD_global_lock lock;
   kp_log_no_bad_alloc([path] { replace_source(from_anywhere(path).c_str()); });
@@ -217,7 +210,7 @@ _kp_LOG_configuration* kp_LOG_LogConfig::_get_configuration_ptr() {
 
 bool kp_LOG_LogConfig::GetConfigurationIntegerValue(const char* section, const char* key,
                                                     unsigned& value) {
-  if (section == nullptr || key == nullptr) raise_invalid_argument();
+  if (section == nullptr || key == nullptr) kp_log_raise_invalid_argument();
   const _kp_LOG_configuration* source = _get_configuration_ptr();
   return source != nullptr && source->get_integer_value(section, key, value);
 }

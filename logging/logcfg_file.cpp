@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "base/kp_clib.h"
-#include "logging/log_util_raise.h"
+#include "logging/raise.h"
 
 // ---- settings table ----
 

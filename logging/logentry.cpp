@@ -6,8 +6,8 @@
 #include <new>
 
 #include "logging/icu_text.h"
-#include "logging/log_util_raise.h"
 #include "logging/logentry_i.h"
+#include "logging/raise.h"
 
 // --- Life ---------------------------------------------------------------------------------------
 

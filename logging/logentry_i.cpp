@@ -95,23 +95,22 @@ static _kp_LOG_definition_ref version_definition() {
 
 void _kp_LOG_log_entry_imp::set_log_major_version(unsigned version) {
   if (version < 2 || version > 99) {
-    LogDebugMessage(1,
-                    "%s:%d _kp_LOG_log_entry_imp::set_log_major_version, log major version not in "
+    kp_log_raise<KPX_logging_illegal_argument>(
+        "invalid argument:major version should >=2 && <=99",
+        kp_log_told("%s:%d _kp_LOG_log_entry_imp::set_log_major_version, log major version not in "
                     "valid range\n",
-                    kp_log_entry_source, __LINE__);
-    kp_log_raise<KPX_logging_illegal_argument>("invalid argument:major version should >=2 && <=99");
+                    kp_log_entry_source, __LINE__));
   }
   set_version(log_major_version, version);
 }
 
 void _kp_LOG_log_entry_imp::set_log_minor_version(unsigned version) {
   if (version > 999) {
-    LogDebugMessage(1,
-                    "%s:%d _kp_LOG_log_entry_imp::set_log_minor_version, log minor version not in "
-                    "valid range\n",
-                    kp_log_entry_source, __LINE__);
     kp_log_raise<KPX_logging_illegal_argument>(
-        "invalid argument:minor version should >=0 && <=999");
+        "invalid argument:minor version should >=0 && <=999",
+        kp_log_told("%s:%d _kp_LOG_log_entry_imp::set_log_minor_version, log minor version not in "
+                    "valid range\n",
+                    kp_log_entry_source, __LINE__));
   }
   set_version(log_minor_version, version);
 }
@@ -158,16 +157,17 @@ _kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp(unsigned entry_id, unsigned log_lev
     : _kp_LOG_log_entry_imp(without_version_scan()) {
   definition_ = definition_of(entry_id);
   if (!definition_) {
-    LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp, invalid entry id:%d\n",
-                    kp_log_entry_source, __LINE__, static_cast<int>(entry_id));
-    kp_log_raise<KPX_logging_entry_type_not_found>("Entry id argument is invalid");
+    kp_log_raise<KPX_logging_entry_type_not_found>(
+        "Entry id argument is invalid",
+        kp_log_told("%s:%d _kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp, invalid entry id:%d\n",
+                    kp_log_entry_source, __LINE__, static_cast<int>(entry_id)));
   }
   if (log_level > LOG_LEVEL_HIGH) {
-    LogDebugMessage(
-        1, "%s:%d _kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp, log level=%d > LOG_LEVEL_HIGH\n",
-        kp_log_entry_source, __LINE__, static_cast<int>(log_level));
-    kp_log_raise_under_id<KPX_logging_invalid_log_level>("", "log level argument is invalid",
-                                                         entry_id);
+    kp_log_raise_under_id<KPX_logging_invalid_log_level>(
+        "", "log level argument is invalid", entry_id,
+        kp_log_told(
+            "%s:%d _kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp, log level=%d > LOG_LEVEL_HIGH\n",
+            kp_log_entry_source, __LINE__, static_cast<int>(log_level)));
   }
   entry_id_ = entry_id;
   log_level_ = log_level;
@@ -208,9 +208,10 @@ void _kp_LOG_log_entry_imp::set_entry_id(unsigned id) {
                   __LINE__, static_cast<int>(id));
   definition_ = definition_of(id);
   if (!definition_) {
-    LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::set_entry_id, invalid entry id:%d\n",
-                    kp_log_entry_source, __LINE__, static_cast<int>(id));
-    kp_log_raise<KPX_logging_entry_type_not_found>("Entry id argument is invalid");
+    kp_log_raise<KPX_logging_entry_type_not_found>(
+        "Entry id argument is invalid",
+        kp_log_told("%s:%d _kp_LOG_log_entry_imp::set_entry_id, invalid entry id:%d\n",
+                    kp_log_entry_source, __LINE__, static_cast<int>(id)));
   }
   entry_id_ = id;
   log_level_ = 0;
@@ -221,11 +222,10 @@ void _kp_LOG_log_entry_imp::set_entry_id(unsigned id) {
 
 void _kp_LOG_log_entry_imp::set_log_level(unsigned level) {
   if (level > LOG_LEVEL_HIGH) {
-    LogDebugMessage(1,
-                    "%s:%d _kp_LOG_log_entry_imp::set_log_level, log level=%d >LOG_LEVEL_HIGHT\n",
-                    kp_log_entry_source, __LINE__, static_cast<int>(level));
-    kp_log_raise_under_id<KPX_logging_invalid_log_level>("", "log level argument is invalid",
-                                                         entry_id_);
+    kp_log_raise_under_id<KPX_logging_invalid_log_level>(
+        "", "log level argument is invalid", entry_id_,
+        kp_log_told("%s:%d _kp_LOG_log_entry_imp::set_log_level, log level=%d >LOG_LEVEL_HIGHT\n",
+                    kp_log_entry_source, __LINE__, static_cast<int>(level)));
   }
   log_level_ = level;
   modified_ = true;
@@ -298,9 +298,10 @@ void _kp_LOG_log_entry_imp::set_reason_code(int value) {
 
 void _kp_LOG_log_entry_imp::set_computer_info(const char* name) {
   if (kp_log_is_blank(name)) {
-    LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::set_computer_info, computer_info=NULL\n",
-                    kp_log_entry_source, __LINE__);
-    kp_log_raise<KPX_logging_illegal_argument>("invalid argument:computer_info");
+    kp_log_raise<KPX_logging_illegal_argument>(
+        "invalid argument:computer_info",
+        kp_log_told("%s:%d _kp_LOG_log_entry_imp::set_computer_info, computer_info=NULL\n",
+                    kp_log_entry_source, __LINE__));
   }
   add_attrib_mbstr("COMPUTER_NAME", name, true);
 }
@@ -309,9 +310,10 @@ void _kp_LOG_log_entry_imp::set_product_version(const char* text) {
   if (kp_log_is_blank(text)) {
     // The name of another setter and the missing newline are meant: readers of the log know the
     // line.
-    LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::set_product_language_code, version=NULL",
-                    kp_log_entry_source, __LINE__);
-    kp_log_raise<KPX_logging_illegal_argument>("invalid argument:product_version");
+    kp_log_raise<KPX_logging_illegal_argument>(
+        "invalid argument:product_version",
+        kp_log_told("%s:%d _kp_LOG_log_entry_imp::set_product_language_code, version=NULL",
+                    kp_log_entry_source, __LINE__));
   }
   add_attrib_mbstr("PRODUCT_VERSION", text, true);
 }

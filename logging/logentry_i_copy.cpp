@@ -1,7 +1,6 @@
 // Setting up an entry from a variadic list, and copying entries.
 #include <cstdarg>
 
-#include "kp_LOG_debug_log.h"
 #include "logging/logentry_i_private.h"
 
 // --- Variadic list ------------------------------------------------------------------------------
@@ -75,9 +74,10 @@ void _kp_LOG_log_entry_imp::add_attributes(va_list args) {
        name = arguments.next_text()) {
     const _kp_LOG_attribute_entry* declared = _declared(_kp_LOG_hashed_name(name));
     if (declared == nullptr) {
-      LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::add_attributes, attribute_name is invalid\n",
-                      kp_log_entry_source, __LINE__);
-      kp_log_raise_undeclared(name, entry_id_);
+      kp_log_raise_undeclared(
+          name, entry_id_,
+          kp_log_told("%s:%d _kp_LOG_log_entry_imp::add_attributes, attribute_name is invalid\n",
+                      kp_log_entry_source, __LINE__));
     }
     add_next(*this, name, static_cast<kp_AttributeType>(declared->get_type()), arguments);
   }

@@ -5,13 +5,12 @@
 #include "base/kp_clib.h"
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_RenderMessage.h"
-#include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
 #include "logging/icu_text.h"
-#include "logging/log_util_raise.h"
 #include "logging/logentry_i.h"
 #include "logging/logmsg_bytes.h"
 #include "logging/logmsg_icu.h"
+#include "logging/raise.h"
 
 static constexpr char message_source[] = "logging/logentry_i";
 static constexpr char not_supported[] =
@@ -28,11 +27,11 @@ static bool is_rendering_disabled() {
 static constinit icu_text_kept_code_page output_code_page;
 
 [[noreturn]] static void raise_no_converter(const char* code_page, const char* text) {
-  LogDebugMessage(1,
-                  "%s:%d _kp_LOG_log_entry_imp::get_readable_message, UnicodeConverter construct "
+  kp_log_raise<KPX_logging_internal_error>(
+      text,
+      kp_log_told("%s:%d _kp_LOG_log_entry_imp::get_readable_message, UnicodeConverter construct "
                   "error, codepage=%s\n",
-                  message_source, __LINE__, code_page);
-  kp_log_raise<KPX_logging_internal_error>(text);
+                  message_source, __LINE__, code_page));
 }
 
 static void choose_output_code_page(const char* code_page) {
@@ -51,10 +50,10 @@ static void choose_output_code_page(const char* code_page) {
 
 // The text names the formatter although the conversion failed; callers know it so.
 [[noreturn]] static void raise_not_converted() {
-  LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::get_readable_message, fromUnicodeString error\n",
-                  message_source, __LINE__);
   kp_log_raise<KPX_logging_internal_error>(
-      "_kp_LOG_log_message::get_readable_message:  MessageFormat::format() failed!");
+      "_kp_LOG_log_message::get_readable_message:  MessageFormat::format() failed!",
+      kp_log_told("%s:%d _kp_LOG_log_entry_imp::get_readable_message, fromUnicodeString error\n",
+                  message_source, __LINE__));
 }
 
 // --- Rendering into a buffer ---

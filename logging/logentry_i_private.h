@@ -10,8 +10,8 @@
 
 #include "kp_LOG_errors.h"
 #include "logging/hashed_name.h"
-#include "logging/log_util_raise.h"
 #include "logging/logentry_i.h"
+#include "logging/raise.h"
 
 // The name by which debug lines tell where they come from.
 constexpr char kp_log_entry_source[] = "logging/logentry_i";
@@ -20,19 +20,17 @@ constexpr char kp_log_entry_source[] = "logging/logentry_i";
 
 // Raises Error with `head`, `text` and the entry's ID as one text.
 template <class Error>
-[[noreturn]] void kp_log_raise_under_id(const char* head, const char* text, unsigned entry_id) {
+[[noreturn]] void kp_log_raise_under_id(const char* head, const char* text, unsigned entry_id,
+                                        kp_log_told = {}) {
   char digits[16];
   my_itoa(digits, static_cast<int>(entry_id));
   kp_log_raise<Error>({head, text, " under Entry ID ", digits, " !"});
 }
 
-[[noreturn]] inline void kp_log_raise_undeclared(const char* name, unsigned entry_id) {
+[[noreturn]] inline void kp_log_raise_undeclared(const char* name, unsigned entry_id,
+                                                 kp_log_told = {}) {
   kp_log_raise_under_id<KPX_logging_invalid_attribute_name>(name, "is an invalid attibute",
                                                             entry_id);
-}
-
-[[noreturn]] inline void kp_log_raise_invalid_argument() {
-  kp_log_raise<KPX_logging_illegal_argument>("invalid argument");
 }
 
 inline bool kp_log_is_blank(const char* text) {

@@ -45,9 +45,8 @@ static bool has_class(const _kp_LOG_type_base& value) {
 
 void _kp_LOG_log_entry_imp::_add_attribute(const char* name, _kp_LOG_type_base* value) {
   if (kp_log_is_blank(name)) {
-    LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::_add_attribute, name=NULL\n",
-                    kp_log_entry_source, __LINE__);
-    kp_log_raise_invalid_argument();
+    kp_log_raise_invalid_argument(kp_log_told(
+        "%s:%d _kp_LOG_log_entry_imp::_add_attribute, name=NULL\n", kp_log_entry_source, __LINE__));
   }
   if (value == nullptr || !has_class(*value)) kp_log_raise_invalid_argument();
   modified_ = true;
@@ -81,9 +80,8 @@ void _kp_LOG_log_entry_imp::clear_attribs(bool full) {
 bool _kp_LOG_log_entry_imp::remove_attrib(const char* name) {
   if (kp_log_is_blank(name)) {
     // Without a newline, as readers of the log know it.
-    LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::remove_attrib, name==NULL",
-                    kp_log_entry_source, __LINE__);
-    kp_log_raise_invalid_argument();
+    kp_log_raise_invalid_argument(kp_log_told(
+        "%s:%d _kp_LOG_log_entry_imp::remove_attrib, name==NULL", kp_log_entry_source, __LINE__));
   }
   attribute_store::node* n = _find(_kp_LOG_hashed_name(name));
   if (n == nullptr) return false;
@@ -107,25 +105,25 @@ void _kp_LOG_log_entry_imp::_require_declared_as(const _kp_LOG_hashed_name& name
                                                  kp_AttributeType type) const {
   const _kp_LOG_attribute_entry* declared = _declared(name);
   if (declared == nullptr) {
-    LogDebugMessage(1,
-                    "%s:%d _kp_LOG_log_entry_imp::_check_attribute, %s is an invalid attribute "
+    kp_log_raise_undeclared(
+        name.text, entry_id_,
+        kp_log_told("%s:%d _kp_LOG_log_entry_imp::_check_attribute, %s is an invalid attribute "
                     "under Entry ID\n",
-                    kp_log_entry_source, __LINE__, name.text);
-    kp_log_raise_undeclared(name.text, entry_id_);
+                    kp_log_entry_source, __LINE__, name.text));
   }
   if (declared->get_type() == type) return;
-  LogDebugMessage(
-      1, "%s:%d _kp_LOG_log_entry_imp::_check_attribute, attribute type is not sample as provide\n",
-      kp_log_entry_source, __LINE__);
-  kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>("", "Used the wrong add method",
-                                                             entry_id_);
+  kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>(
+      "", "Used the wrong add method", entry_id_,
+      kp_log_told("%s:%d _kp_LOG_log_entry_imp::_check_attribute, attribute type is not sample as "
+                  "provide\n",
+                  kp_log_entry_source, __LINE__));
 }
 
 void _kp_LOG_log_entry_imp::_check_attribute(const char* name, kp_AttributeType type) const {
   if (kp_log_is_blank(name)) {
-    LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::_check_attribute, name==NULL\n",
-                    kp_log_entry_source, __LINE__);
-    kp_log_raise_invalid_argument();
+    kp_log_raise_invalid_argument(
+        kp_log_told("%s:%d _kp_LOG_log_entry_imp::_check_attribute, name==NULL\n",
+                    kp_log_entry_source, __LINE__));
   }
   _require_declared_as(_kp_LOG_hashed_name(name), type);
 }
@@ -387,11 +385,10 @@ bool _kp_LOG_log_entry_imp::add_product_specific_attribute_definition(unsigned e
                                                                       const char* name,
                                                                       kp_AttributeType type) {
   if (kp_log_is_blank(name) || type < 0 || type > 25) {
-    LogDebugMessage(1,
-                    "%s:%d _kp_LOG_log_entry_imp::add_product_specific_attribute_definition, "
+    kp_log_raise_invalid_argument(
+        kp_log_told("%s:%d _kp_LOG_log_entry_imp::add_product_specific_attribute_definition, "
                     "invalid argument\n",
-                    kp_log_entry_source, __LINE__);
-    kp_log_raise_invalid_argument();
+                    kp_log_entry_source, __LINE__));
   }
   const auto code = static_cast<unsigned char>(type);
   if (entry_id == 0) return _kp_LOG_log_definition::add_new_global_attr_info(name, code);
@@ -404,9 +401,9 @@ bool _kp_LOG_log_entry_imp::add_product_specific_attribute_definition(unsigned e
   const bool added =
       kp_LOG_LogConfig::GetDefinitionTable()->declare_attribute(entry_id, name, code, found);
   if (found) return added;
-  LogDebugMessage(1,
-                  "%s:%d _kp_LOG_log_entry_imp::add_product_specific_attribute_definition, entry "
+  kp_log_raise<KPX_logging_entry_type_not_found>(
+      "Entry id argument is invalid",
+      kp_log_told("%s:%d _kp_LOG_log_entry_imp::add_product_specific_attribute_definition, entry "
                   "id is invalid\n",
-                  kp_log_entry_source, __LINE__);
-  kp_log_raise<KPX_logging_entry_type_not_found>("Entry id argument is invalid");
+                  kp_log_entry_source, __LINE__));
 }

@@ -1,6 +1,5 @@
 // String attributes of an entry: size classes, cutting, and the escaping of line breaks.
 #include "kp_LOG_LogConfig.h"
-#include "kp_LOG_debug_log.h"
 #include "logging/icu_text.h"
 #include "logging/logentry_i_private.h"
 
@@ -21,9 +20,10 @@ unsigned char _kp_LOG_log_entry_imp::_declared_string_code(const _kp_LOG_hashed_
                                                            const char* operation) const {
   const _kp_LOG_attribute_entry* declared = _declared(name);
   if (declared != nullptr) return declared->get_type();
-  LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::%s, can not find attribute :%s\n",
-                  kp_log_entry_source, __LINE__, operation, name.text);
-  kp_log_raise_undeclared(name.text, entry_id_);
+  kp_log_raise_undeclared(
+      name.text, entry_id_,
+      kp_log_told("%s:%d _kp_LOG_log_entry_imp::%s, can not find attribute :%s\n",
+                  kp_log_entry_source, __LINE__, operation, name.text));
 }
 
 static kp_String make_text(kp_String*, const char* text, size_t length) {
@@ -81,9 +81,9 @@ template <class Text>
 
 void _kp_LOG_log_entry_imp::add_attrib_str(const char* name, const char* value, bool escape) {
   if (kp_log_is_blank(name) || value == nullptr) {
-    LogDebugMessage(1, "%s:%d _kp_LOG_log_entry_imp::add_attrib_str, name or value equal NULL\n",
-                    kp_log_entry_source, __LINE__);
-    kp_log_raise_invalid_argument();
+    kp_log_raise_invalid_argument(
+        kp_log_told("%s:%d _kp_LOG_log_entry_imp::add_attrib_str, name or value equal NULL\n",
+                    kp_log_entry_source, __LINE__));
   }
   const _kp_LOG_hashed_name hashed(name);
   const unsigned char code = _declared_string_code(hashed, "add_attrib_str");

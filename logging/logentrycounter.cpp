@@ -12,7 +12,7 @@
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
 #include "logging/counter_format.h"
-#include "logging/log_util_raise.h"
+#include "logging/raise.h"
 
 static constexpr const char* debug_source = "logging/logentrycounter";
 
@@ -116,9 +116,10 @@ void _kp_LOG_EntryCounter::open_existing(const char* path) {
   }
   file_ = KP_fopen(path, "rbe");
   if (file_ == nullptr) {
-    LogDebugMessage(1, "%s:%d Error: Cannot open file %s with read mode!\n", debug_source, __LINE__,
-                    path);
-    kp_log_raise<KPX_logging_file_operation_failed>("Cannot open file with read mode!\n");
+    kp_log_raise<KPX_logging_file_operation_failed>(
+        "Cannot open file with read mode!\n",
+        kp_log_told("%s:%d Error: Cannot open file %s with read mode!\n", debug_source, __LINE__,
+                    path));
   }
   writable_ = false;
 }

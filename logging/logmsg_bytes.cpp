@@ -12,12 +12,12 @@
 #include <vector>
 
 #include "logging/log_util_per_thread.h"
-#include "logging/log_util_raise.h"
 #include "logging/logentry_i.h"
 #include "logging/logmsg.h"
 #include "logging/logmsg_cache.h"
 #include "logging/logmsg_choice.h"
 #include "logging/logmsg_placeholder.h"
+#include "logging/raise.h"
 
 // --- The plan of a template ---
 

@@ -9,9 +9,9 @@
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
 #include "logging/log_util_kept_text.h"
-#include "logging/log_util_raise.h"
 #include "logging/logmsg.h"
 #include "logging/logmsg_catalog_path.h"
+#include "logging/raise.h"
 
 static constexpr char catalog_source[] = "logging/logmsg";
 
@@ -71,17 +71,17 @@ static void install_catalog(std::shared_ptr<const logmsg_catalog> catalog) {
 static void require_open(const logmsg_catalog& catalog, const char* path) {
   if (catalog.is_open()) return;
   if (catalog.is_missing()) {
-    LogDebugMessage(
-        1, "%s:%d _kp_LOG_log_message::set_resource_path Unable to locate resource bundle %s!\n",
-        catalog_source, __LINE__, path);
     kp_log_raise<KPX_logging_missing_resource>(
-        {"<KPX_logging_missing_resource> Unable to locate resource bundle \"", path, "\"."});
+        {"<KPX_logging_missing_resource> Unable to locate resource bundle \"", path, "\"."},
+        kp_log_told(
+            "%s:%d _kp_LOG_log_message::set_resource_path Unable to locate resource bundle %s!\n",
+            catalog_source, __LINE__, path));
   }
-  LogDebugMessage(
-      1, "%s:%d _kp_LOG_log_message::set_resource_path Unable to access resource bundle %s!\n",
-      catalog_source, __LINE__, path);
   kp_log_raise<KPX_logging_missing_resource>(
-      {"<KPX_logging_missing_resource> Unable to access resource bundle \"", path, "\"."});
+      {"<KPX_logging_missing_resource> Unable to access resource bundle \"", path, "\"."},
+      kp_log_told(
+          "%s:%d _kp_LOG_log_message::set_resource_path Unable to access resource bundle %s!\n",
+          catalog_source, __LINE__, path));
 }
 
 static void close_catalog() {

@@ -15,7 +15,7 @@
 #include <mutex>
 #include <string_view>
 
-#include "logging/log_util_raise.h"
+#include "logging/raise.h"
 
 // --- What is there ---
 

@@ -1,9 +1,9 @@
 #include "logging/logmsg_choice.h"
 
 #include "kp_LOG_errors.h"
-#include "logging/log_util_raise.h"
 #include "logging/logentry_i.h"
 #include "logging/logmsg.h"
+#include "logging/raise.h"
 
 static unsigned value_of_selector(const _kp_LOG_log_entry_imp& entry,
                                   const _kp_LOG_attribute_entry& selector) {

@@ -14,7 +14,6 @@
 #include "kp_LOG_errors.h"
 #include "logging/icu_text.h"
 #include "logging/log_util_per_thread.h"
-#include "logging/log_util_raise.h"
 #include "logging/logentry_i.h"
 #include "logging/logmsg.h"
 #include "logging/logmsg_cache.h"
@@ -22,6 +21,7 @@
 #include "logging/logmsg_choice.h"
 #include "logging/logmsg_icu_formats.h"
 #include "logging/logmsg_icu_plan.h"
+#include "logging/raise.h"
 
 // --- The template ---
 

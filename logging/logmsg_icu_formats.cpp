@@ -4,8 +4,8 @@
 #include <unicode/smpdtfmt.h>
 
 #include "logging/log_util_per_thread.h"
-#include "logging/log_util_raise.h"
 #include "logging/logmsg_icu_plan.h"
+#include "logging/raise.h"
 
 using logmsg_icu_format = std::unique_ptr<icu::Format>;
 

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "logging/log_util_raise.h"
 #include "logging/logmsg.h"
 #include "logging/logmsg_icu_depth.h"
+#include "logging/raise.h"
 
 // ICU reads and formats nested patterns by recursion, so their depth is limited before ICU sees
 // them.

@@ -6,8 +6,8 @@
 #include "base/kp_clib.h"
 #include "kp_LOG_errors.h"
 #include "logging/def_read.h"
-#include "logging/log_util_raise.h"
 #include "logging/logentry_i.h"
+#include "logging/raise.h"
 
 struct logmsg_format_row {
   char character;

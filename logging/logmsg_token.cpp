@@ -5,8 +5,8 @@
 #include "base/kp_clib.h"
 #include "kp_LOG_errors.h"
 #include "logging/icu_text.h"
-#include "logging/log_util_raise.h"
 #include "logging/logmsg.h"
+#include "logging/raise.h"
 
 // --- Tokens and their list ---
 

@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "logging/log_util_raise.h"
+#include "logging/raise.h"
 
 // A copy of `length` bytes and the NUL behind them; null for null.
 static char* copy_of_array(const char* array, size_t length) {

@@ -9,7 +9,7 @@
 #include <type_traits>
 #include <typeinfo>
 
-#include "logging/log_util_raise.h"
+#include "logging/raise.h"
 #include "tests/support/failing_new.h"
 #include "tests/support/raised.h"
 

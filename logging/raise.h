@@ -1,6 +1,6 @@
 // How the library raises its errors, and how it touches its exported plain variables.
-#ifndef KP_LOG_UTIL_RAISE_H
-#define KP_LOG_UTIL_RAISE_H
+#ifndef KP_RAISE_H
+#define KP_RAISE_H
 
 #include <atomic>
 #include <cstddef>
@@ -13,20 +13,44 @@
 
 #include "base/kp_exception.h"
 #include "base/kp_string.h"
+#include "kp_LOG_errors.h"
+
+// A line of level 1 in the debug log, or none: the last argument of what raises an error, which it
+// tells about before the error is made.
+struct kp_log_told {
+  kp_log_told() = default;
+  [[gnu::format(printf, 2, 3)]] explicit kp_log_told(const char* format, ...) noexcept;
+};
 
 // Raises Error with that text.
 template <class Error>
-[[noreturn]] inline void kp_log_raise(const char* text) {
+[[noreturn]] inline void kp_log_raise(const char* text, kp_log_told = {}) {
   throw Error(text, 0);
 }
 
 // Raises Error with the pieces as one text; a null piece counts as "". Raises KPX_memory_alloc
 // instead when there is no memory for the text.
 template <class Error>
-[[noreturn]] inline void kp_log_raise(std::initializer_list<const char*> pieces) {
+[[noreturn]] inline void kp_log_raise(std::initializer_list<const char*> pieces, kp_log_told = {}) {
   kp_String text;
   for (const char* piece : pieces) text.append(piece);
   throw Error(text.c_str(), 0);
+}
+
+[[noreturn]] inline void kp_log_raise_invalid_argument(kp_log_told = {}) {
+  kp_log_raise<KPX_logging_illegal_argument>("invalid argument");
+}
+
+// A record of a definition file is not the one it should be, or holds more than it may.
+[[noreturn]] inline void kp_log_raise_corrupted_definition() {
+  kp_log_raise<KPX_logging_invalid_definition>(
+      "<KPX_logging_invalid_definition> The definition file is corrupted.");
+}
+
+// A definition file that was opened cannot be read.
+[[noreturn]] inline void kp_log_raise_unreadable_definition(kp_log_told = {}) {
+  kp_log_raise<KPX_logging_invalid_definition>(
+      "<KPX_logging_invalid_definition> Unable to access definition file successfully.");
 }
 
 // Raises KPX_memory_alloc, which carries no text.
