@@ -5,17 +5,28 @@
 
 #include "recording/text/terminal_text.h"
 
-void raise_sink_error(const char* action, const std::string& path) {
-  const std::string reason = std::generic_category().message(errno);
-  throw sink_error(std::string("cannot ") + action + " " + terminal_text(path) + ": " + reason);
+file_error::file_error(file_use use, const std::string& action, const std::string& path,
+                       const std::string& reason)
+    : file_error(use, "cannot " + action + " " + path + ": " + reason) {}
+
+file_error::file_error(file_use use, const std::string& action, const std::string& path, int error)
+    : file_error(use, action, path, std::generic_category().message(error)) {}
+
+void raise_write_error(const char* action, const std::string& path) {
+  const int error = errno;
+  throw file_error(file_use::writing, action, terminal_text(path), error);
+}
+
+void raise_write_error(const char* action, const std::string& path, const std::string& reason) {
+  throw file_error(file_use::writing, action, terminal_text(path), reason);
 }
 
 void check_written_file(const char* action, const std::string& path, const struct stat& status) {
-  const std::string place = std::string("cannot ") + action + " " + terminal_text(path) + ": ";
-  if (!S_ISREG(status.st_mode)) throw sink_error(place + "it is not a regular file");
+  if (!S_ISREG(status.st_mode)) raise_write_error(action, path, "it is not a regular file");
   if (status.st_nlink > 1)
-    throw sink_error(place + "it has " + std::to_string(status.st_nlink) +
-                     " names (hard links), and may have one");
+    raise_write_error(
+        action, path,
+        "it has " + std::to_string(status.st_nlink) + " names (hard links), and may have one");
 }
 
 void check_written_path(const char* action, const std::string& path) {

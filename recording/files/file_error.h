@@ -1,4 +1,4 @@
-// Why accepted entries do not get where they were to go.
+// Why a file cannot be read or written.
 #ifndef RECORDING_FILES_FILE_ERROR_H
 #define RECORDING_FILES_FILE_ERROR_H
 
@@ -7,15 +7,31 @@
 #include <stdexcept>
 #include <string>
 
-// A file that cannot be written. The text names the file and the reason.
-class sink_error : public std::runtime_error {
-  using std::runtime_error::runtime_error;
+enum class file_use { reading, writing };
+
+// A file that cannot be used. The text names the file and the reason.
+class file_error : public std::runtime_error {
+ public:
+  file_error(file_use use, const std::string& text) : std::runtime_error(text), use_(use) {}
+  // "cannot ACTION PATH: REASON". The path is not escaped.
+  file_error(file_use use, const std::string& action, const std::string& path,
+             const std::string& reason);
+  // The reason is that of an errno.
+  file_error(file_use use, const std::string& action, const std::string& path, int error);
+
+  // What it was to be used for: records come from what is read, and go to what is written.
+  file_use use() const { return use_; }
+
+ private:
+  file_use use_;
 };
 
-// Raises "cannot ACTION PATH: REASON", the reason being that of errno.
-[[noreturn]] void raise_sink_error(const char* action, const std::string& path);
+// Raises that of a file to be written, with the path escaped; without a reason, that of errno.
+[[noreturn]] void raise_write_error(const char* action, const std::string& path);
+[[noreturn]] void raise_write_error(const char* action, const std::string& path,
+                                    const std::string& reason);
 
-// Raises sink_error unless it is a regular file that has one name: what is written through one name
+// Raises file_error unless it is a regular file that has one name: what is written through one name
 // of a file changes what stands under the others.
 void check_written_file(const char* action, const std::string& path, const struct stat& status);
 

@@ -52,7 +52,7 @@ folder_lock::folder_lock(const std::string& folder, const std::string& name,
 void folder_lock::open_folder() {
   folder_descriptor_ = open_descriptor(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   folder_file_ = {};
-  if (!folder_descriptor_.is_open()) raise_sink_error("open the folder", folder_);
+  if (!folder_descriptor_.is_open()) raise_write_error("open the folder", folder_);
 }
 
 folder_lock::~folder_lock() {
@@ -66,18 +66,18 @@ bool folder_lock::open_file() {
   is_made_ = false;
   lock_descriptor_ = open_descriptor(openat(folder(), lock_name_.c_str(), lock_flags));
   if (lock_descriptor_.is_open()) return lock_file_.take(lock_descriptor_.get());
-  if (errno != ENOENT) raise_sink_error("open the lock", path(lock_name_));
+  if (errno != ENOENT) raise_write_error("open the lock", path(lock_name_));
   lock_descriptor_ = open_descriptor(
       openat(folder(), lock_name_.c_str(), lock_flags | O_CREAT | O_EXCL, lock_mode));
   is_made_ = lock_descriptor_.is_open();
-  if (!is_made_ && errno != EEXIST) raise_sink_error("open the lock", path(lock_name_));
+  if (!is_made_ && errno != EEXIST) raise_write_error("open the lock", path(lock_name_));
   return is_made_ && lock_file_.take(lock_descriptor_.get());
 }
 
-// What the file holds. Raises sink_error for what is no lock.
+// What the file holds. Raises file_error for what is no lock.
 std::string folder_lock::content() const {
   struct stat status {};
-  if (fstat(lock_descriptor_.get(), &status) != 0) raise_sink_error(action, path(lock_name_));
+  if (fstat(lock_descriptor_.get(), &status) != 0) raise_write_error(action, path(lock_name_));
   return content(status);
 }
 
@@ -86,11 +86,10 @@ std::string folder_lock::content(const struct stat& status) const {
   check_written_file(action, lock, status);
   std::array<char, mark.size() + NAME_MAX> bytes;
   const ssize_t size = pread(lock_descriptor_.get(), bytes.data(), bytes.size(), 0);
-  if (size < 0) raise_sink_error(action, lock);
+  if (size < 0) raise_write_error(action, lock);
   std::string text(bytes.data(), static_cast<size_t>(size));
   if (!text.empty() && !text.starts_with(mark))
-    throw sink_error("cannot take the lock " + terminal_text(lock) +
-                     ": it is no lock; a lock is empty or begins with \"kplog lock\"");
+    raise_write_error(action, lock, "it is no lock; a lock is empty or begins with \"kplog lock\"");
   return text;
 }
 
@@ -160,12 +159,12 @@ void folder_lock::wait(const lock_waiting& waiting) const {
   std::chrono::milliseconds pause = first_pause;
   while (flock(lock_descriptor_.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno == EINTR) continue;
-    if (errno != EWOULDBLOCK) raise_sink_error("take the lock", lock);
+    if (errno != EWOULDBLOCK) raise_write_error(action, lock);
     if (pause == first_pause) static_cast<void>(content());  // no lock is not waited for
     const lock_clock::time_point now = lock_clock::now();
     if (now >= end)
-      throw lock_given_up("cannot take the lock " + terminal_text(lock) +
-                          ": another process holds it");
+      throw lock_given_up(file_use::writing, action, terminal_text(lock),
+                          "another process holds it");
     if (waiting.is_to_end && end == lock_clock::time_point::max() && waiting.is_to_end())
       end = now + last_patience;
     if (!is_told && now - began >= told_after) {
@@ -184,7 +183,7 @@ void folder_lock::write(std::string_view text, off_t at) const {
   const ssize_t size = static_cast<ssize_t>(text.size());
   if (pwrite(lock_descriptor_.get(), text.data(), text.size(), at) != size ||
       ftruncate(lock_descriptor_.get(), at + size) != 0)
-    raise_sink_error("write the lock", path(lock_name_));
+    raise_write_error("write the lock", path(lock_name_));
 }
 
 void folder_lock::write_note(const std::string& note) {

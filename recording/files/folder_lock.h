@@ -20,8 +20,8 @@ struct lock_waiting {
 };
 
 // The lock was not had before this process was to end.
-class lock_given_up : public sink_error {
-  using sink_error::sink_error;
+class lock_given_up : public file_error {
+  using file_error::file_error;
 };
 
 // The lock is on a file, get_plockname(name, "lock"), with mode 0600 whatever the umask: whoever
@@ -35,7 +35,7 @@ class folder_lock {
   static bool is_marked(int file, const std::string& name);
 
   // Opens the folder as it is now, and waits until no other process, and no other lock of this one,
-  // holds the lock of what is named `name` in it. Raises sink_error, also where something that is
+  // holds the lock of what is named `name` in it. Raises file_error, also where something that is
   // no lock has its name; and lock_given_up.
   folder_lock(const std::string& folder, const std::string& name, const lock_waiting& waiting = {});
   // Removes a file that was made, unless it is kept.

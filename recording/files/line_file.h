@@ -9,10 +9,10 @@
 class line_file {
  public:
   // Cuts off what a process that died, or a power cut, left behind the last line of the file. It is
-  // not made yet. Raises sink_error.
+  // not made yet. Raises file_error.
   line_file(std::string folder, std::string name, append_rules rules);
 
-  // Appends the lines under the file's lock, and empties the text. Raises sink_error: both are then
+  // Appends the lines under the file's lock, and empties the text. Raises file_error: both are then
   // as they were.
   void append(std::string& lines, bool synced);
 

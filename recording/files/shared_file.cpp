@@ -106,15 +106,15 @@ void append_batch::repair_tail(int file, const std::string& name, uintmax_t& siz
   tail.size = size;
   tail.text_end = end_of_text(file, size);
   tail.lines_end = end_of_whole_lines(file, tail.text_end);
-  const std::string path = terminal_text(lock_.path(name));
+  const std::string path = lock_.path(name);
   if (!tail.is_ours(file, line_start))
-    throw sink_error("cannot append to " + path + ": its last " +
-                     std::to_string(size - tail.lines_end) +
-                     " bytes without an end of line are no line of this program's");
+    raise_write_error("append to", path,
+                      "its last " + std::to_string(size - tail.lines_end) +
+                          " bytes without an end of line are no line of this program's");
   if (ftruncate(file, static_cast<off_t>(tail.lines_end)) != 0)
-    raise_sink_error("cut the unfinished line off", path);
+    raise_write_error("cut the unfinished line off", path);
   size = tail.lines_end;
-  report(path + ": " + tail.what_was_cut_off());
+  report(terminal_text(path) + ": " + tail.what_was_cut_off());
 }
 
 static int appending_flags() {
@@ -163,16 +163,16 @@ bool append_batch::open_with(const std::string& name, int flags) {
     go_on_with(std::move(file), name, is_new);
     return true;
   }
-  if (errno != (is_new ? EEXIST : ENOENT)) raise_sink_error("open", lock_.path(name));
+  if (errno != (is_new ? EEXIST : ENOENT)) raise_write_error("open", lock_.path(name));
   return false;
 }
 
 void append_batch::go_on_with(open_descriptor file, const std::string& name, bool is_new) {
   struct stat status {};
-  if (fstat(file.get(), &status) != 0) raise_sink_error("open", lock_.path(name));
+  if (fstat(file.get(), &status) != 0) raise_write_error("open", lock_.path(name));
   check_written_file("append to", lock_.path(name), status);
   if (folder_lock::is_marked(file.get(), name))
-    throw sink_error("cannot append to " + terminal_text(lock_.path(name)) + ": it is a lock");
+    raise_write_error("append to", lock_.path(name), "it is a lock");
   uintmax_t size = static_cast<uintmax_t>(status.st_size);
   repair_tail(file.get(), name, size, rules_.line_start);
   finish_file();
@@ -185,14 +185,14 @@ void append_batch::go_on_with(open_descriptor file, const std::string& name, boo
 
 void append_batch::finish_file() {
   if (rules_.synced && file_.is_open() && fsync(file_.get()) != 0)
-    raise_sink_error("write", lock_.path(touched_.back().name));
+    raise_write_error("write", lock_.path(touched_.back().name));
 }
 
 void append_batch::append(std::string_view lines) {
   while (!lines.empty()) {
     const ssize_t written = write(file_.get(), lines.data(), lines.size());
     if (written < 0 && errno == EINTR) continue;
-    if (written < 0) raise_sink_error("write", lock_.path(touched_.back().name));
+    if (written < 0) raise_write_error("write", lock_.path(touched_.back().name));
     lines.remove_prefix(static_cast<size_t>(written));
     size_ += static_cast<size_t>(written);
   }
@@ -241,7 +241,7 @@ void append_batch::take_back() noexcept {
   }
   try {
     if (is_back) lock_.write_note("");
-  } catch (const sink_error&) {
+  } catch (const file_error&) {
     // The next holder looks at a file that is in order.
   }
 }

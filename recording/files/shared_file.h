@@ -26,7 +26,7 @@ struct append_rules {
 // back when it dies. Files are opened by their names for each batch, so that one that was renamed,
 // removed, replaced or cut short since the last batch is no special case. They are regular files
 // with one name, no locks, made with mode 0640 whatever the umask. Every operation raises
-// sink_error.
+// file_error.
 class append_batch {
  public:
   // Waits for the lock of `name` in the folder. Where a process died while it appended to a dated
@@ -40,7 +40,7 @@ class append_batch {
 
   // Goes on with this file: it is made where there is none, or the result is false, as before the
   // call. Bytes behind the last end of a line are the unfinished line of a process that died, and
-  // zeros what a power cut left: they are cut off. Where they do not look like that, sink_error is
+  // zeros what a power cut left: they are cut off. Where they do not look like that, file_error is
   // raised and the file left alone.
   bool open_existing(const std::string& name);
   void open(const std::string& name);

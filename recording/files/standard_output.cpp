@@ -33,9 +33,9 @@ void write_standard_output(std::string& text, bool synced) {
   const int error = errno;
   text.erase(0, done);
   errno = error;
-  if (!is_whole) raise_sink_error("write to", "standard output");
+  if (!is_whole) raise_write_error("write to", "standard output");
   // Pipes and terminals have no disk.
   const bool is_lost =
       synced && fsync(STDOUT_FILENO) != 0 && errno != EINVAL && errno != EROFS && errno != ENOTSUP;
-  if (is_lost) raise_sink_error("write to", "standard output");
+  if (is_lost) raise_write_error("write to", "standard output");
 }

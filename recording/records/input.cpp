@@ -10,8 +10,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <system_error>
 
+#include "recording/files/file_error.h"
 #include "recording/files/path.h"
 
 static constexpr size_t file_piece = size_t{256} << 10;
@@ -93,21 +93,21 @@ bool record_lines::next_at_end(record_line& line) {
 
 // --- Files ---
 
-record_file_error::record_file_error(const std::string& path, int error)
-    : std::runtime_error("cannot read " + input_name(path) + ": " +
-                         std::generic_category().message(error)) {}
+[[noreturn]] static void raise_read_error(const std::string& path) {
+  throw file_error(file_use::reading, "read", input_name(path), errno);
+}
 
 // Not to wait for the writer of a FIFO; reading waits by poll alone.
 static int open_records(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-  if (descriptor < 0) throw record_file_error(path, errno);
+  if (descriptor < 0) raise_read_error(path);
   return descriptor;
 }
 
 // Asks without opening: a writer that waits for a FIFO's reader would take this for one.
 void check_record_files(const std::vector<std::string>& paths) {
   for (const std::string& path : paths)
-    if (path != "-" && access(path.c_str(), R_OK) != 0) throw record_file_error(path, errno);
+    if (path != "-" && access(path.c_str(), R_OK) != 0) raise_read_error(path);
 }
 
 bool is_named_fifo(const std::string& path) {
@@ -167,7 +167,7 @@ void record_files::read(std::span<const pollfd> watched, const record_taker& tak
   if (watched.front().revents == 0) return;
   const ssize_t got = lines_.read_from(descriptor());
   if (got < 0 && errno == EAGAIN) return;
-  if (got < 0) throw record_file_error(path(), errno);
+  if (got < 0) raise_read_error(path());
   hand_over_lines(take);
   if (got == 0) end_file(take);
 }

@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <functional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -98,17 +97,11 @@ class record_input {
   virtual std::vector<std::string> unread() const = 0;
 };
 
-// A file of records that cannot be read. The text names it and the reason.
-class record_file_error : public std::runtime_error {
- public:
-  record_file_error(const std::string& path, int error);
-};
-
 // Files, one behind the other. A FIFO that has a name never ends: it is opened again when its
 // writers have left.
 class record_files : public record_input {
  public:
-  // "-" is standard input. Raises record_file_error, also while reading.
+  // "-" is standard input. Raises file_error, also while reading.
   explicit record_files(std::vector<std::string> paths);
 
   bool at_end() const override { return next_ > paths_.size(); }
@@ -138,7 +131,7 @@ class record_files : public record_input {
   record_lines lines_;
 };
 
-// Raises record_file_error for the first file that cannot be read.
+// Raises file_error for the first file that cannot be read.
 void check_record_files(const std::vector<std::string>& paths);
 
 // The bytes that a pipe, socket or terminal holds.

@@ -10,9 +10,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <system_error>
 #include <utility>
 
+#include "recording/files/file_error.h"
 #include "recording/files/path.h"
 
 static constexpr size_t client_piece = size_t{64} << 10;
@@ -41,8 +41,7 @@ bool is_socket_path(const std::string& path) {
 // --- The socket's file ---
 
 [[noreturn]] static void raise_service_error(const std::string& path, int error) {
-  throw record_service_error("cannot listen on " + path + ": " +
-                             std::generic_category().message(error));
+  throw file_error(file_use::reading, "listen on", path, error);
 }
 
 static sockaddr_un address_of(const std::string& path) {

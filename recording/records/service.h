@@ -16,11 +16,6 @@
 
 constexpr size_t record_client_limit = 64;  // clients that are served at a time; others wait
 
-// A socket that cannot be made. The text names it and the reason.
-class record_service_error : public std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
 // Whether a socket's address has room for the path.
 bool is_socket_path(const std::string& path);
 
@@ -29,7 +24,7 @@ bool is_socket_path(const std::string& path);
 // no more than the longest line. The socket's file is removed at the end.
 class record_service : public record_input {
  public:
-  // Replaces a socket file on which nobody listens any more. Raises record_service_error.
+  // Replaces a socket file on which nobody listens any more. Raises file_error.
   // While another service starts at the same path, it waits for the lock beside the socket.
   explicit record_service(std::string path, const lock_waiting& waiting = {});
   ~record_service() override;

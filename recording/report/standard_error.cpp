@@ -10,8 +10,8 @@
 #include <cerrno>
 #include <climits>
 #include <sstream>
-#include <system_error>
 
+#include "recording/files/file_error.h"
 #include "recording/report/diagnostics.h"
 #include "recording/text/words.h"
 
@@ -91,8 +91,8 @@ void standard_error_buffer::keep_what_fits() {
 }
 
 std::string standard_error_buffer::lack() const {
-  std::string text = "cannot write to standard error: " + std::generic_category().message(error_) +
-                     ": what stands above this line came late";
+  std::string text = file_error(file_use::writing, "write to", "standard error", error_).what() +
+                     std::string(": what stands above this line came late");
   if (lost_lines_ != 0) text += ", and " + counted(lost_lines_, "line") + " did not come";
   const source_text nowhere = source_text::unopened("kplog");
   diagnostic_list found;

@@ -8,12 +8,13 @@
 
 #include "logging/counter_format.h"
 #include "recording/files/file_error.h"
-#include "recording/text/terminal_text.h"
+
+static constexpr const char* action = "count in";
 
 static constexpr size_t block_size = size_t{2048} * kp_counter_record_size;
 
 void counter_index::fail() const {
-  raise_sink_error("count in", path_);
+  raise_write_error(action, path_);
 }
 
 // --- Reading ---
@@ -36,10 +37,11 @@ static void check_record(const std::string& path, const std::string& bytes, size
                          uint64_t offset, const counted_entries& record) {
   const uint32_t length = counter_record_length(bytes, at);
   if (length == kp_counter_record_size || (length == 0 && record.day == counter_day{})) return;
-  throw sink_error(
-      "cannot count in " + terminal_text(path) + ": it is no counter file; what begins at byte " +
-      std::to_string(offset) + " is a record of " + std::to_string(length) +
-      " bytes by its own account, and records have " + std::to_string(kp_counter_record_size));
+  raise_write_error(action, path,
+                    "it is no counter file; what begins at byte " + std::to_string(offset) +
+                        " is a record of " + std::to_string(length) +
+                        " bytes by its own account, and records have " +
+                        std::to_string(kp_counter_record_size));
 }
 
 // Reads from the record of that number to the end. The record that is cut short there, if any, is
@@ -53,7 +55,7 @@ void counter_index::read_records(int file, uint64_t from, const record_visitor& 
       const counted_entries record = counter_record_at(bytes, at);
       check_record(path_, bytes, at, offset + at, record);
       if ((offset + at) / kp_counter_record_size >= UINT32_MAX)
-        throw sink_error("cannot count in " + terminal_text(path_) + ": it is too large");
+        raise_write_error(action, path_, "it is too large");
       visit(record, static_cast<uint32_t>((offset + at) / kp_counter_record_size));
     }
     offset += bytes.size();

@@ -24,7 +24,7 @@ struct counter_key {
 // Remembers where the records of a counter file are. Other processes write to the file, too, so
 // that every record is read again before it is changed, and the file is searched where the memory
 // cannot be relied on. The caller opens the file, and holds its lock from follow() to finish().
-// Every operation raises sink_error.
+// Every operation raises file_error.
 class counter_index {
  public:
   explicit counter_index(std::string path) : path_(std::move(path)) {}

@@ -53,7 +53,7 @@ void emit_counts::open_file() {
   if (!is_open_file(status)) {
     file_ = open_descriptor(openat(lock_->folder(), file_name_.c_str(), flags, mode));
     if (!file_.is_open() || !counter_.take(file_.get()) || fstat(file_.get(), &status) != 0)
-      raise_sink_error(action, place_.path);
+      raise_write_error(action, place_.path);
   }
   check_written_file(action, place_.path, status);
   // A new one has its mode whatever the umask.
@@ -83,5 +83,5 @@ void emit_counts::write_noted(bool synced) {
     noted_.erase(noted_.begin());
   }
   index_.finish(file_.get());
-  if (synced && fdatasync(file_.get()) != 0) raise_sink_error(action, place_.path);
+  if (synced && fdatasync(file_.get()) != 0) raise_write_error(action, place_.path);
 }

@@ -25,13 +25,13 @@ counter_place counter_place_of(const std::string& path);
 
 class emit_counts {
  public:
-  // Raises sink_error where the file cannot be made, is no regular file with one name, or no
+  // Raises file_error where the file cannot be made, is no regular file with one name, or no
   // counter file.
   explicit emit_counts(const std::string& path, lock_waiting waiting = {});
 
   // Notes one more entry of that day.
   void add(const kp_Time& day, uint32_t id);
-  // Adds what was noted to the file, under its lock. Raises sink_error: what was not added by then
+  // Adds what was noted to the file, under its lock. Raises file_error: what was not added by then
   // stays noted.
   void write(bool synced);
 

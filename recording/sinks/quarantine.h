@@ -10,12 +10,12 @@
 class record_quarantine {
  public:
   // Cuts off what a process that died left unfinished in the file, and reports that. Raises
-  // sink_error where the file cannot be written.
+  // file_error where the file cannot be written.
   record_quarantine(const std::string& path, const append_rules& rules);
 
   // Gathers a line, which is without its end.
   void add(std::string_view line) { (pending_ += line) += '\n'; }
-  // Appends what was gathered to the file, under its lock. Raises sink_error.
+  // Appends what was gathered to the file, under its lock. Raises file_error.
   void write(bool synced) { file_.append(pending_, synced); }
 
  private:

@@ -21,7 +21,7 @@ class record_sink {
 
   virtual void add(const sink_entry& entry) = 0;
   virtual size_t pending() const = 0;  // bytes gathered
-  // Writes what was gathered, to the disk itself when `synced`. Raises sink_error: the sink's files
+  // Writes what was gathered, to the disk itself when `synced`. Raises file_error: the sink's files
   // are then as they were before the batch, as far as the system lets them, and the batch stays
   // gathered for another try. What went to standard output cannot be taken back; what did not is
   // kept.
@@ -42,7 +42,7 @@ struct sink_options {
 // "text:DIR/PREFIX[,max-size=64M]", "json:FILE", "json:-", "-". Unfinished lines that a process
 // left when it died are cut off at once. Raises std::invalid_argument, with what was found and what
 // was expected, for a description that is none of these and for a code page that text cannot be in,
-// and sink_error where the folder is not there or cannot be written to.
+// and file_error where the folder is not there or cannot be written to.
 std::unique_ptr<record_sink> make_record_sink(const std::string& description,
                                               const sink_options& options);
 

@@ -172,7 +172,7 @@ bool text_log_sink::read_log_name(std::string_view name, log_day& day, log_seria
 void text_log_sink::read_folder(const append_batch& batch) {
   open_descriptor folder(openat(batch.folder(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   const std::unique_ptr<DIR, directory_closer> directory(fdopendir(folder.get()));
-  if (directory == nullptr) raise_sink_error("read the folder", folder_);
+  if (directory == nullptr) raise_write_error("read the folder", folder_);
   folder.release();
   for (const auto& [day, lines] : days_) serials_[day] = {};
   while (const dirent* const file = readdir(directory.get())) {
@@ -211,7 +211,8 @@ void text_log_sink::open_next(append_batch& batch, const log_day& day) {
   if (!is_folder_read_) read_folder(batch);
   const unsigned number = serials_[day].number + 1;
   if (number > last_serial)
-    throw sink_error("no serial is left behind " + folder_ + "/" + log_name(day, last_serial));
+    throw file_error(file_use::writing,
+                     "no serial is left behind " + folder_ + "/" + log_name(day, last_serial));
   batch.open(log_name(day, number));
   serials_[day] = {number, false};
 }

@@ -12,6 +12,7 @@
 #include <sstream>
 #include <system_error>
 
+#include "recording/files/file_error.h"
 #include "recording/files/whole_file.h"
 #include "recording/text/escape.h"
 #include "tools/catalog/locale.h"
@@ -139,7 +140,7 @@ bool write_bundles(const std::string& folder, const std::vector<catalog_bundle>&
     const std::string name = bundle.locale + ".res";
     const std::string path = std::string(folder).append("/").append(name);
     if (write_atomic_file(path, bytes_of(work.file(name)))) continue;
-    error = "cannot write " + name + ": " + std::generic_category().message(errno);
+    error = file_error(file_use::writing, "write", name, errno).what();
     return false;
   }
   return true;

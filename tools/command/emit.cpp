@@ -4,6 +4,7 @@
 #include <memory>
 #include <ostream>
 
+#include "recording/files/file_error.h"
 #include "recording/records/log_line.h"
 #include "recording/records/service.h"
 #include "recording/report/standard_error.h"
@@ -98,7 +99,7 @@ command_outcome emit_run::fail(diagnostic_rule rule, const std::string& text) {
 void emit_run::reload() {
   try {
     filter_.reload();
-  } catch (const record_file_error& error) {
+  } catch (const file_error& error) {
     report_.problem(diagnostic_rule::unreadable, error.what());
   }
 }
@@ -116,7 +117,8 @@ command_outcome emit_run::read_all(emit_signals& signals) {
   try {
     emit_loop loop(signals, inputs_, pipeline_, [this] { reload(); });
     outcome = outcome_of(loop.run());
-  } catch (const record_file_error& error) {
+  } catch (const file_error& error) {
+    if (error.use() == file_use::writing) throw;
     outcome = fail(diagnostic_rule::unreadable, error.what());
   }
   pipeline_.write();
@@ -128,7 +130,7 @@ command_outcome emit_run::run(emit_signals& signals) {
   if (!options_.listen.empty()) report_.note("listening on " + options_.listen);
   try {
     outcome = read_all(signals);
-  } catch (const sink_error& error) {
+  } catch (const file_error& error) {
     outcome = fail(diagnostic_rule::unwritable, error.what());
   }
   report_.closing(pipeline_.tallies());

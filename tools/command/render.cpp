@@ -1,6 +1,7 @@
 #include <memory>
 #include <ostream>
 
+#include "recording/files/file_error.h"
 #include "recording/files/path.h"
 #include "recording/records/input.h"
 #include "recording/records/view.h"
@@ -39,7 +40,7 @@ class record_rendering {
         report_(report) {}
 
   // Shows all records of the files, those of one read at once, so that people who wait for them see
-  // them. False, with errno, when standard output fails. Raises record_file_error.
+  // them. False, with errno, when standard output fails. Raises file_error.
   bool show(record_files& files);
 
   const render_tally& tally() const { return tally_; }
@@ -101,7 +102,7 @@ static command_outcome show_records(const render_options& options, record_render
   try {
     record_files files(options.records);
     if (!rendering.show(files)) return command_outcome::file_error;
-  } catch (const record_file_error& error) {
+  } catch (const file_error& error) {
     report.problem(diagnostic_rule::unreadable, error.what());
     outcome = command_outcome::file_error;
   }

@@ -8,7 +8,8 @@
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_LogEntry.h"
 #include "logging/logentry_i.h"
-#include "recording/records/input.h"
+#include "recording/files/file_error.h"
+#include "recording/files/path.h"
 
 emit_filter::emit_filter(const filter_settings& settings) : settings_(settings) {
   filter_.set_filter_log_level(settings.min_level, settings.max_level);
@@ -21,10 +22,14 @@ emit_filter::emit_filter(const filter_settings& settings) : settings_(settings) 
 // know.
 static void check_config(const std::string& path) {
   struct stat status {};
+  int error = 0;
   if (stat(path.c_str(), &status) != 0 || access(path.c_str(), R_OK) != 0)
-    throw record_file_error(path, errno);
-  if (S_ISDIR(status.st_mode)) throw record_file_error(path, EISDIR);
-  if (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode)) throw record_file_error(path, ESPIPE);
+    error = errno;
+  else if (S_ISDIR(status.st_mode))
+    error = EISDIR;
+  else if (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode))
+    error = ESPIPE;
+  if (error != 0) throw file_error(file_use::reading, "read", input_name(path), error);
 }
 
 void emit_filter::reload() {

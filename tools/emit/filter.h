@@ -20,12 +20,12 @@ struct filter_settings {
 // property flag, which pass no mask, pass here as long as nobody has set one.
 class emit_filter {
  public:
-  // `settings` must live as long as the filter. Raises record_file_error for a configuration file
+  // `settings` must live as long as the filter. Raises file_error for a configuration file
   // that cannot be read.
   explicit emit_filter(const filter_settings& settings);
 
   bool passes(const kp_LOG_LogEntry& entry) const;
-  // Reads the configuration file again. Raises record_file_error and goes on with the settings
+  // Reads the configuration file again. Raises file_error and goes on with the settings
   // that were read before.
   void reload();
 

@@ -33,12 +33,12 @@ class emit_pipeline {
                 emit_report& report, bool stops);
 
   // Takes the next record; nothing once it has stopped. Writes the batch when it is large. Raises
-  // sink_error.
+  // file_error.
   void take(const record_line& line);
   bool has_stopped() const { return has_stopped_; }
   // Whether records wait for the end of their batch.
   bool has_unwritten() const { return acknowledged_ != taken_; }
-  // Ends the batch. Raises sink_error; its records then are not acknowledged, though some of the
+  // Ends the batch. Raises file_error; its records then are not acknowledged, though some of the
   // outputs may have them.
   void write();
   // Opens all files anew at the next batch.

@@ -98,8 +98,9 @@ command_outcome emit_report::report_failures(const std::function<command_outcome
     return run();
   } catch (const std::invalid_argument& error) {
     return usage_error(log_, error.what());
-  } catch (const sink_error& error) {
-    problem(diagnostic_rule::unwritable, error.what());
+  } catch (const file_error& error) {
+    const bool is_read = error.use() == file_use::reading;
+    problem(is_read ? diagnostic_rule::unreadable : diagnostic_rule::unwritable, error.what());
   } catch (const damaged_definitions& error) {
     damaged(error);
   } catch (const std::runtime_error& error) {

@@ -27,7 +27,7 @@ class emit_report {
   // Once for each event: its message is the definition's own text, for want of one in the catalog.
   void definition_message(const known_event& event);
   // The outcome of `run`; or, where it raises what ends a command, that outcome, told here: damaged
-  // definitions, std::invalid_argument (a usage error), sink_error and other std::runtime_errors (a
+  // definitions, std::invalid_argument (a usage error), file_error and other std::runtime_errors (a
   // file error). Every other exception passes.
   command_outcome report_failures(const std::function<command_outcome()>& run);
   // Redraws the line of progress, if there is one to draw and it is time.

@@ -3,8 +3,8 @@
 #include <sys/stat.h>
 
 #include <ostream>
-#include <system_error>
 
+#include "recording/files/file_error.h"
 #include "recording/files/path.h"
 #include "recording/text/terminal_text.h"
 
@@ -31,25 +31,27 @@ bool would_replace_input(const std::string& output, const std::vector<std::strin
   return false;
 }
 
-static command_outcome file_error(std::ostream& log, const report_options& report,
-                                  diagnostic_rule rule, const std::string& what,
-                                  const std::string& name, int error) {
+static command_outcome tell(std::ostream& log, const report_options& report, diagnostic_rule rule,
+                            const std::string& name, const file_error& error) {
   const source_text file = source_text::unopened(name);
   diagnostic_list found;
-  found.add(rule, {&file, 0, 0},
-            "cannot " + what + " " + name + ": " + std::generic_category().message(error));
+  found.add(rule, {&file, 0, 0}, error.what());
   found.write(log, {&file}, report.format, report.color);
   return command_outcome::file_error;
 }
 
 command_outcome read_error(std::ostream& log, const report_options& report, const std::string& path,
                            int error) {
-  return file_error(log, report, diagnostic_rule::unreadable, "read", input_name(path), error);
+  const std::string name = input_name(path);
+  return tell(log, report, diagnostic_rule::unreadable, name,
+              file_error(file_use::reading, "read", name, error));
 }
 
 command_outcome write_error(std::ostream& log, const report_options& report,
                             const std::string& path, int error) {
-  return file_error(log, report, diagnostic_rule::unwritable, "write", output_name(path), error);
+  const std::string name = output_name(path);
+  return tell(log, report, diagnostic_rule::unwritable, name,
+              file_error(file_use::writing, "write", name, error));
 }
 
 void note_written(std::ostream& log, const report_options& report, const std::string& path,

@@ -41,13 +41,13 @@ TEST_F(CounterIndex, AFileThatIsNoCounterIsLeftAlone) {
   for (const std::string& wrong : {std::string("no counter"), sound + std::string(40, 'x'),
                                    other_length, sound + sound + other_length}) {
     write(wrong);
-    EXPECT_THAT(raised_by<sink_error>([&] { emit_counts counts(folder_.file("c")); }),
+    EXPECT_THAT(raised_by<file_error>([&] { emit_counts counts(folder_.file("c")); }),
                 testing::StartsWith("cannot count in " + folder_.file("c.cnt") +
                                     ": it is no counter file; what begins at byte "));
     EXPECT_EQ(bytes(), wrong);
     EXPECT_FALSE(fs::exists(folder_.file("c_lock")));
   }
-  EXPECT_EQ(raised_by<sink_error>([&] {
+  EXPECT_EQ(raised_by<file_error>([&] {
               write(sound + other_length);
               emit_counts counts(folder_.file("c"));
             }),
@@ -122,7 +122,7 @@ TEST_F(CounterIndex, ALockOrFolderOfAnotherIsTakenInstead) {
   // What has the lock's name is no lock.
   fs::remove(folder_.file("day/c_lock"));
   folder_.write("day/c_lock", "precious");
-  EXPECT_THROW(count(counts, 1), sink_error);
+  EXPECT_THROW(count(counts, 1), file_error);
   EXPECT_EQ(read_whole_file(folder_.file("day/c_lock")), "precious");
   EXPECT_EQ(read_whole_file(file), counter_record(2026, 11, 15, 1, 2));
   fs::remove(folder_.file("day/c_lock"));
@@ -141,7 +141,7 @@ TEST_F(CounterIndex, ALinkMadeMeanwhileIsRefusedAndItsCountsKept) {
   emit_counts counts(folder_.file("c"));
   count(counts, 1);
   fs::create_hard_link(folder_.file("c.cnt"), folder_.file("link"));
-  EXPECT_EQ(raised_by<sink_error>([&] { count(counts, 1); }),
+  EXPECT_EQ(raised_by<file_error>([&] { count(counts, 1); }),
             "cannot count in " + folder_.file("c.cnt") +
                 ": it has 2 names (hard links), and may have one");
   EXPECT_EQ(bytes(), counter_record(2026, 11, 15, 1, 1));

@@ -129,7 +129,7 @@ TEST_F(RecordSink, WhatStandsInALocksPlaceIsLeftAlone) {
     for (const char* sink : {"text:", "json:"}) {
       folder_.write("app_lock", bytes);
       folder_.write("precious.bin", "no end");
-      EXPECT_EQ(raised_by<sink_error>([&] { make(sink + file("app")); }),
+      EXPECT_EQ(raised_by<file_error>([&] { make(sink + file("app")); }),
                 "cannot take the lock " + file("app_lock") +
                     ": it is no lock; a lock is empty or begins with \"kplog lock\"");
       EXPECT_EQ(content("app_lock"), bytes);
@@ -147,7 +147,7 @@ TEST_F(RecordSink, AnEmptyFileBecomesALock) {
 // Another run's, or what was left of one.
 TEST_F(RecordSink, ALockIsNoOutput) {
   text();
-  EXPECT_EQ(raised_by<sink_error>([&] { make("json:" + file("app_lock")); }),
+  EXPECT_EQ(raised_by<file_error>([&] { make("json:" + file("app_lock")); }),
             "cannot append to " + file("app_lock") + ": it is a lock");
   EXPECT_EQ(content("app_lock"), no_note);
   EXPECT_FALSE(fs::exists(file("app_lock_lock")));
@@ -159,9 +159,9 @@ TEST_F(RecordSink, NoLockIsLeftWhereNothingCanBeWritten) {
   folder_.write("notes", "a line\nno end");
   const auto before = all_files_in(folder_.path());
   for (const char* name : {"dir", "pipe", "notes"})
-    EXPECT_NE(raised_by<sink_error>([&] { make("json:" + file(name)); }), "") << name;
+    EXPECT_NE(raised_by<file_error>([&] { make("json:" + file(name)); }), "") << name;
   EXPECT_EQ(all_files_in(folder_.path()), before);
-  EXPECT_EQ(raised_by<sink_error>([&] { make("json:/dev/null"); }),
+  EXPECT_EQ(raised_by<file_error>([&] { make("json:/dev/null"); }),
             "cannot append to /dev/null: it is not a regular file");
   EXPECT_FALSE(fs::exists("/dev/null_lock"));
 }
@@ -225,10 +225,10 @@ TEST_F(RecordSink, LinksAreNotFollowed) {
   EXPECT_EQ(write_error(*sink),
             "cannot open " + file("app.20261115.0001") + ": Too many levels of symbolic links");
   fs::create_symlink(file("precious"), file("a.json"));
-  EXPECT_EQ(raised_by<sink_error>([&] { make("json:" + file("a.json")); }),
+  EXPECT_EQ(raised_by<file_error>([&] { make("json:" + file("a.json")); }),
             "cannot open " + file("a.json") + ": Too many levels of symbolic links");
   fs::create_symlink(file("precious"), file("other_lock"));
-  EXPECT_EQ(raised_by<sink_error>([&] { make("text:" + file("other")); }),
+  EXPECT_EQ(raised_by<file_error>([&] { make("text:" + file("other")); }),
             "cannot open the lock " + file("other_lock") + ": Too many levels of symbolic links");
   EXPECT_EQ(content("precious"), "");
 }
@@ -254,7 +254,7 @@ TEST_F(RecordSink, HardLinksAreLinks) {
 
   folder_.write("precious", "");
   fs::create_hard_link(file("precious"), file("other_lock"));
-  EXPECT_EQ(raised_by<sink_error>([&] { make("text:" + file("other")); }),
+  EXPECT_EQ(raised_by<file_error>([&] { make("text:" + file("other")); }),
             "cannot take the lock " + file("other_lock") +
                 ": it has 2 names (hard links), and may have one");
   EXPECT_EQ(content("precious"), "");
@@ -266,7 +266,7 @@ TEST_F(RecordSink, FoldersPipesAndDevicesAreNoFiles) {
   entries_.add(*sink, "m");
   EXPECT_EQ(write_error(*sink), "cannot open " + file("app.20261115.0001") + ": Is a directory");
   ASSERT_EQ(mkfifo(file("pipe").c_str(), 0600), 0);
-  EXPECT_EQ(raised_by<sink_error>([&] { make("json:" + file("pipe")); }),
+  EXPECT_EQ(raised_by<file_error>([&] { make("json:" + file("pipe")); }),
             "cannot append to " + file("pipe") + ": it is not a regular file");
 }
 
@@ -339,7 +339,7 @@ TEST_F(RecordSink, ZerosOfOtherProgramsAreLeftAlone) {
   for (const std::string& bytes : {std::string("a line\n") + std::string(512, '\0'),
                                    std::string("\0\1", 2) + std::string(512, '\0')}) {
     folder_.write("a.json", bytes);
-    EXPECT_THAT(raised_by<sink_error>([&] { make("json:" + file("a.json")); }),
+    EXPECT_THAT(raised_by<file_error>([&] { make("json:" + file("a.json")); }),
                 HasSubstr("are no line of this program's"));
     EXPECT_EQ(content("a.json"), bytes);
   }

@@ -29,7 +29,7 @@ class RecordSink : public testing::Test {
     sink.write(false);
   }
   std::string write_error(record_sink& sink) {
-    return raised_by<sink_error>([&] { sink.write(false); });
+    return raised_by<file_error>([&] { sink.write(false); });
   }
   std::string file(const std::string& name) const { return folder_.file(name); }
   std::string content(const std::string& name) const { return read_whole_file(file(name)); }

@@ -95,10 +95,10 @@ TEST_F(RecordSink, AFolderMayHaveCommas) {
 
 TEST_F(RecordSink, AFolderThatIsNotThere) {
   for (const std::string kind : {"text:", "json:"})
-    EXPECT_EQ(raised_by<sink_error>([&] { make(kind + file("none/app")); }),
+    EXPECT_EQ(raised_by<file_error>([&] { make(kind + file("none/app")); }),
               "cannot open the folder " + file("none") + ": No such file or directory");
   folder_.write("plain", "");
-  EXPECT_EQ(raised_by<sink_error>([&] { make("text:" + file("plain/app")); }),
+  EXPECT_EQ(raised_by<file_error>([&] { make("text:" + file("plain/app")); }),
             "cannot open the folder " + file("plain") + ": Not a directory");
 }
 
@@ -380,7 +380,7 @@ TEST_F(RecordSink, AnUnfinishedJsonLineIsCutOffAtOnce) {
 TEST_F(RecordSink, AFileOfSomethingElseIsNotCut) {
   for (const std::string other : {"my notes", "a\nb", "{\"versionen\"", "\n\n{}"}) {
     folder_.write("notes", other);
-    EXPECT_THAT(raised_by<sink_error>([&] { make("json:" + file("notes")); }),
+    EXPECT_THAT(raised_by<file_error>([&] { make("json:" + file("notes")); }),
                 HasSubstr("cannot append to " + file("notes") + ": its last "));
     EXPECT_EQ(content("notes"), other);
   }
