@@ -1,10 +1,12 @@
-// A descriptor that closes itself.
+// Descriptors: one that closes itself, and what is written to one.
 #ifndef RECORDING_FILES_DESCRIPTOR_H
 #define RECORDING_FILES_DESCRIPTOR_H
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <string_view>
 #include <utility>
 
 class open_descriptor {
@@ -16,8 +18,12 @@ class open_descriptor {
     std::swap(descriptor_, other.descriptor_);
     return *this;
   }
+  // Keeps errno.
   ~open_descriptor() {
-    if (is_open()) close(descriptor_);
+    if (!is_open()) return;
+    const int error = errno;
+    close(descriptor_);
+    errno = error;
   }
 
   bool is_open() const { return descriptor_ >= 0; }
@@ -27,6 +33,13 @@ class open_descriptor {
  private:
   int descriptor_;  // -1: none
 };
+
+// Writes all bytes, through signals; waits where the descriptor takes no more at the moment. False,
+// with errno, where that fails; what was not written is then left in `bytes`.
+bool write_all(int descriptor, std::string_view& bytes);
+
+// The same from an offset of a file on.
+bool write_all_at(int descriptor, std::string_view bytes, off_t offset);
 
 // Which file an open descriptor is of.
 struct file_identity {

@@ -180,9 +180,8 @@ void folder_lock::wait(const lock_waiting& waiting) const {
 // --- The note ---
 
 void folder_lock::write(std::string_view text, off_t at) const {
-  const ssize_t size = static_cast<ssize_t>(text.size());
-  if (pwrite(lock_descriptor_.get(), text.data(), text.size(), at) != size ||
-      ftruncate(lock_descriptor_.get(), at + size) != 0)
+  if (!write_all_at(lock_descriptor_.get(), text, at) ||
+      ftruncate(lock_descriptor_.get(), at + static_cast<off_t>(text.size())) != 0)
     raise_write_error("write the lock", path(lock_name_));
 }
 

@@ -189,13 +189,9 @@ void append_batch::finish_file() {
 }
 
 void append_batch::append(std::string_view lines) {
-  while (!lines.empty()) {
-    const ssize_t written = write(file_.get(), lines.data(), lines.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) raise_write_error("write", lock_.path(touched_.back().name));
-    lines.remove_prefix(static_cast<size_t>(written));
-    size_ += static_cast<size_t>(written);
-  }
+  std::string_view left = lines;
+  if (!write_all(file_.get(), left)) raise_write_error("write", lock_.path(touched_.back().name));
+  size_ += lines.size();
 }
 
 void append_batch::commit() {

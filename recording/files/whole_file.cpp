@@ -10,6 +10,9 @@
 #include <filesystem>
 #include <system_error>
 
+#include "recording/files/descriptor.h"
+#include "recording/files/path.h"
+
 static constexpr int link_limit = 40;  // as the system has it
 
 // Holds signals back for a scope, so that none ends the process between making a temporary file and
@@ -28,16 +31,6 @@ class held_back_signals {
  private:
   sigset_t before_{};
 };
-
-static bool write_all(int descriptor, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    bytes.remove_prefix(static_cast<size_t>(written));
-  }
-  return true;
-}
 
 static bool write_special_file(const std::string& path, std::string_view bytes) {
   const int descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
@@ -61,18 +54,11 @@ static std::string resolved_path(const std::string& path) {
   return resolved;
 }
 
-static std::string folder_of(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
-}
-
 // Renames are lasting once their folder is synchronised. Not every file system can, which is no
 // failure of the file itself.
 static void synchronise_folder(const std::string& folder) {
-  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return;
-  fsync(descriptor);
-  close(descriptor);
+  const open_descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.is_open()) static_cast<void>(fsync(opened.get()));
 }
 
 static bool fill_temporary_file(int descriptor, std::string_view bytes) {
@@ -87,11 +73,12 @@ static bool fill_temporary_file(int descriptor, std::string_view bytes) {
 
 static bool replace_regular_file(const std::string& path, std::string_view bytes) {
   const held_back_signals held_back;
-  std::string temporary = folder_of(path) + "/.kplog-XXXXXX";
+  const std::string folder = place_of(path).folder;
+  std::string temporary = folder + "/.kplog-XXXXXX";
   const int descriptor = mkostemp(temporary.data(), O_CLOEXEC);
   if (descriptor < 0) return false;
   if (fill_temporary_file(descriptor, bytes) && std::rename(temporary.c_str(), path.c_str()) == 0) {
-    synchronise_folder(folder_of(path));
+    synchronise_folder(folder);
     return true;
   }
   const int error = errno;

@@ -15,6 +15,7 @@
 #include "kp_LOG_errors.h"
 #include "recording/definitions/built_in_attributes.h"
 #include "recording/definitions/reader.h"
+#include "recording/files/read_file.h"
 
 [[noreturn]] static void fail(const std::string& path, const std::string& reason) {
   throw std::runtime_error(path + ": " + reason);
@@ -22,14 +23,10 @@
 
 // ---- the files ----
 
-static size_t limit_of_definition_files(std::string_view) {
-  return definition_file_size_limit;
-}
-
 // The definitions of a sound file.
 static definition_set read_set(const std::string& path) {
   std::string bytes;
-  if (!read_source_bytes(path, bytes, limit_of_definition_files)) fail(path, strerror(errno));
+  if (!read_file(path, bytes, definition_file_size_limit)) fail(path, strerror(errno));
   auto file = std::make_shared<definition_file>(path, std::move(bytes));
   diagnostic_list found;
   if (!read_definition_file(*file, found)) throw damaged_definitions(file, std::move(found));

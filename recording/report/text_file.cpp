@@ -1,11 +1,6 @@
 #include "recording/report/text_file.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
-#include <cerrno>
 
 #include "recording/text/utf8.h"
 
@@ -62,28 +57,4 @@ size_t source_place::column() const {
   size_t column = 1;
   for (size_t i = 0; i < std::min(byte, text.size()); ++column) i += utf8_at(text, i).size;
   return column + (byte > text.size() ? byte - text.size() : 0);
-}
-
-static bool read_descriptor(int descriptor, std::string& bytes, size_limit_function limit) {
-  std::array<char, 65536> buffer{};
-  while (bytes.size() <= limit(bytes)) {
-    const ssize_t got = read(descriptor, buffer.data(), buffer.size());
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return false;
-    if (got == 0) return true;
-    bytes.append(buffer.data(), static_cast<size_t>(got));
-  }
-  bytes.resize(limit(bytes) + 1);
-  return true;
-}
-
-bool read_source_bytes(const std::string& path, std::string& bytes, size_limit_function limit) {
-  if (path == "-") return read_descriptor(STDIN_FILENO, bytes, limit);
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) return false;
-  const bool good = read_descriptor(descriptor, bytes, limit);
-  const int error = errno;
-  close(descriptor);
-  errno = error;
-  return good;
 }

@@ -59,16 +59,4 @@ struct source_place {
   size_t column() const;  // from 1, in characters
 };
 
-// How large a file may be that begins with these bytes.
-using size_limit_function = size_t (*)(std::string_view bytes);
-
-constexpr size_t limit_of_sources(std::string_view) {
-  return source_size_limit;
-}
-
-// Reads standard input for "-" and else the file, at most one byte more than the limit. False, with
-// errno set, when that fails.
-bool read_source_bytes(const std::string& path, std::string& bytes,
-                       size_limit_function limit = limit_of_sources);
-
 #endif

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "logging/counter_format.h"
+#include "recording/files/descriptor.h"
 #include "recording/files/file_error.h"
 
 static constexpr const char* action = "count in";
@@ -118,9 +119,8 @@ static uint32_t saturated(uint64_t count) {
 }
 
 void counter_index::write(int file, uint32_t number, const std::string& record) const {
-  const ssize_t written = pwrite(file, record.data(), record.size(),
-                                 static_cast<off_t>(uint64_t{number} * kp_counter_record_size));
-  if (written != static_cast<ssize_t>(record.size())) fail();
+  if (!write_all_at(file, record, static_cast<off_t>(uint64_t{number} * kp_counter_record_size)))
+    fail();
 }
 
 // False when another record is there by now.

@@ -9,10 +9,10 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <system_error>
 
 #include "recording/files/file_error.h"
+#include "recording/files/read_file.h"
 #include "recording/files/whole_file.h"
 #include "recording/text/escape.h"
 #include "tools/catalog/locale.h"
@@ -89,12 +89,6 @@ class bundle_work_folder {
   std::string path_;
 };
 
-static std::string bytes_of(const std::string& path) {
-  std::ostringstream bytes;
-  bytes << std::ifstream(path, std::ios::binary).rdbuf();
-  return bytes.str();
-}
-
 // The exit status of a program with its output in a file; -1 when it cannot be run.
 static int run_program(const std::vector<std::string>& arguments, const std::string& output) {
   std::vector<char*> argv(arguments.size() + 1, nullptr);
@@ -118,13 +112,19 @@ static bool compile_bundles(const bundle_work_folder& work,
                                         "-s",    work.path(), "-d", work.path()};
   for (const catalog_bundle& bundle : bundles) {
     const std::string name = bundle.locale + ".txt";
-    std::ofstream(work.file(name), std::ios::binary) << genrb_source(bundle);
+    std::ofstream source(work.file(name), std::ios::binary);
+    if (!(source << genrb_source(bundle)).flush()) {
+      error = file_error(file_use::writing, "write", name, errno).what();
+      return false;
+    }
     arguments.push_back(name);
   }
   const int status = run_program(arguments, work.file("messages"));
   if (status == 0) return true;
+  std::string messages;
+  static_cast<void>(read_file(work.file("messages"), messages, SIZE_MAX));
   error = status < 0 || status == 127 ? "cannot run genrb; Debian has it in icu-devtools"
-                                      : "genrb: " + bytes_of(work.file("messages"));
+                                      : "genrb: " + messages;
   return false;
 }
 
@@ -139,8 +139,11 @@ bool write_bundles(const std::string& folder, const std::vector<catalog_bundle>&
   for (const catalog_bundle& bundle : bundles) {
     const std::string name = bundle.locale + ".res";
     const std::string path = std::string(folder).append("/").append(name);
-    if (write_atomic_file(path, bytes_of(work.file(name)))) continue;
-    error = file_error(file_use::writing, "write", name, errno).what();
+    std::string bytes;
+    const bool is_made = read_file(work.file(name), bytes, SIZE_MAX);
+    if (is_made && write_atomic_file(path, bytes)) continue;
+    error = is_made ? file_error(file_use::writing, "write", name, errno).what()
+                    : file_error(file_use::reading, "read", name, errno).what();
     return false;
   }
   return true;

@@ -3,6 +3,7 @@
 #include <memory>
 #include <ostream>
 
+#include "recording/files/read_file.h"
 #include "recording/files/whole_file.h"
 #include "recording/text/terminal_text.h"
 #include "recording/text/words.h"
@@ -119,7 +120,7 @@ static void add_header(po_update& update) {
 static command_outcome read_update(const report_options& report, catalog_work& work,
                                    po_update& update, std::ostream& log) {
   std::string bytes;
-  if (read_source_bytes(update.path, bytes)) {
+  if (read_file(update.path, bytes, source_size_limit)) {
     read_po(work.po_sources.emplace_back(update.path, std::move(bytes)), update.old, work.found);
     add_header(update);
   } else if (errno == ENOENT) {
@@ -174,7 +175,7 @@ static command_outcome read_all_translations(const catalog_options& options, cat
     if (outcome != command_outcome::good) return outcome;
     std::string bytes;
     po_document document;
-    if (!read_source_bytes(path, bytes))
+    if (!read_file(path, bytes, source_size_limit))
       outcome = read_error(log, options.report, path, errno);
     else if (read_po(work.po_sources.emplace_back(path, std::move(bytes)), document, work.found))
       translations.push_back(

@@ -3,6 +3,7 @@
 #include <memory>
 #include <ostream>
 
+#include "recording/files/read_file.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
@@ -82,7 +83,8 @@ static command_outcome check_configuration_file(const check_options& options,
   if (options.files.size() != 1) return usage_error(log, "a configuration file is checked alone");
   const std::string& path = options.files.front();
   std::string bytes;
-  if (!read_source_bytes(path, bytes)) return read_error(log, options.report, path, errno);
+  if (!read_file(path, bytes, source_size_limit))
+    return read_error(log, options.report, path, errno);
   definition_input input;
   input.sources.emplace_back(path, std::move(bytes));
   input.source_set.sources.push_back(&input.sources.front());

@@ -8,6 +8,7 @@
 #include <ostream>
 
 #include "recording/files/path.h"
+#include "recording/files/read_file.h"
 #include "recording/sinks/counter_file.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
@@ -132,14 +133,10 @@ static command_outcome read_names(const count_options& options, counter_report& 
                              : read_aux_names(options, *standard.definitions(), report, log);
 }
 
-static size_t limit_of_counter_files(std::string_view) {
-  return counter_file_size_limit;
-}
-
 static command_outcome read_counts(const count_options& options, const std::string& path,
                                    std::vector<counted_entries>& counts, std::ostream& log) {
   std::string bytes;
-  if (!read_source_bytes(path, bytes, limit_of_counter_files))
+  if (!read_file(path, bytes, counter_file_size_limit))
     return read_error(log, options.report, path, errno);
   if (bytes.size() > counter_file_size_limit) return read_error(log, options.report, path, EFBIG);
   const source_text file = source_text::binary(input_name(path), std::move(bytes));

@@ -5,6 +5,7 @@
 
 #include "recording/definitions/reader.h"
 #include "recording/files/path.h"
+#include "recording/files/read_file.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
 #include "tools/command/standard_option.h"
@@ -34,10 +35,6 @@ static constexpr std::array<dump_format_row, 3> dump_formats = {{
                  const std_definitions*) { return definition_overview(file); }},
 }};
 
-static size_t limit_of_compiled_files(std::string_view) {
-  return definition_file_size_limit;
-}
-
 static std::string dumped(const dump_options& options, definition_file& file,
                           diagnostic_list& found, const std_definitions* standard) {
   for (const dump_format_row& row : dump_formats)
@@ -54,7 +51,7 @@ static command_outcome dump(dump_options& options, std::ostream& out, std::ostre
   const command_outcome outcome = standard.read(options.standard, options.report, log);
   if (outcome != command_outcome::good) return outcome;
   std::string bytes;
-  if (!read_source_bytes(options.path, bytes, limit_of_compiled_files))
+  if (!read_file(options.path, bytes, definition_file_size_limit))
     return read_error(log, options.report, options.path, errno);
   definition_file file(input_name(options.path), std::move(bytes));
   diagnostic_list found;

@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "recording/files/path.h"
+#include "recording/files/read_file.h"
 #include "tools/report/outcome.h"
 #include "tools/source/completion.h"
 #include "tools/source/reader.h"
@@ -36,7 +37,7 @@ command_outcome read_definition_input(const std::vector<std::string>& paths,
   command_outcome outcome = command_outcome::good;
   for (const std::string& path : paths) {
     std::string bytes;
-    if (!read_source_bytes(path, bytes, limit_of_kind)) {
+    if (!read_file(path, bytes, limit_of_kind)) {
       outcome = read_error(log, report, path, errno);
       input.source_set.is_whole = false;
     } else if (is_definition_file(bytes)) {
