@@ -50,27 +50,19 @@ struct _kp_LOG_value_class {
   using datatype = _kp_LOG_datatype<T, code>;
 };
 
-template <class T, unsigned char... codes, class F>
-[[gnu::always_inline]] inline bool kp_log_with_class_among(unsigned char code, F&& f) {
-  return ((code == codes && (f(_kp_LOG_value_class<T, codes>()), true)) || ...);
-}
-
 // Calls f(_kp_LOG_value_class<...>()) for the class of that code; false when there is none.
 template <class F>
 bool kp_log_with_class(unsigned char code, F&& f) {
-  return kp_log_with_class_among<bool, TypeBool>(code, f) ||
-         kp_log_with_class_among<unsigned char, TypeUInt1>(code, f) ||
-         kp_log_with_class_among<char, TypeSInt1>(code, f) ||
-         kp_log_with_class_among<unsigned short, TypeUInt2>(code, f) ||
-         kp_log_with_class_among<short, TypeSInt2>(code, f) ||
-         kp_log_with_class_among<unsigned, TypeUInt4>(code, f) ||
-         kp_log_with_class_among<int, TypeSInt4>(code, f) ||
-         kp_log_with_class_among<double, TypeFloat>(code, f) ||
-         kp_log_with_class_among<kp_String, TypeChar32, TypeChar64, TypeChar128, TypeChar256,
-                                 TypeChar1K, TypeChar2K, TypeGUID>(code, f) ||
-         kp_log_with_class_among<_kp_LOG_ustring, TypeMBChar32, TypeMBChar64, TypeMBChar128,
-                                 TypeMBChar256, TypeMBChar1K, TypeMBChar2K>(code, f) ||
-         kp_log_with_class_among<kp_Time, TypeDate, TypeTime, TypeTimestamp>(code, f);
+#define KP_LOG_CALL_WITH_CLASS(type, T) \
+  case type:                            \
+    f(_kp_LOG_value_class<T, type>());  \
+    return true;
+  switch (code) {
+    KP_LOG_EACH_ATTRIBUTE_TYPE(KP_LOG_CALL_WITH_CLASS)
+    default:
+      return false;
+  }
+#undef KP_LOG_CALL_WITH_CLASS
 }
 
 // Makes the value of that code in `room`. The code must be one of T's.
