@@ -9,6 +9,7 @@
 #include <ctime>
 #include <string_view>
 
+#include "base/kp_clib.h"
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
@@ -77,7 +78,7 @@ static double milliseconds_of(const kp_Time& time) {
   fields.tm_min = time.get_minute();
   fields.tm_sec = time.get_second();
   fields.tm_isdst = -1;
-  return static_cast<double>(std::mktime(&fields)) * 1000.0;
+  return static_cast<double>(KP_mktime(&fields)) * 1000.0;
 }
 
 // A string in a code page that ICU does not know reads as the empty text.
