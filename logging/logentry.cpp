@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 
+#include "kp_LOG_RenderMessage.h"
 #include "logging/icu_text.h"
 #include "logging/logentry_i.h"
 #include "logging/raise.h"
@@ -288,4 +289,15 @@ bool kp_LOG_LogEntry::ConvertToUTF8(const char* src, char* dst, unsigned int& le
 bool kp_LOG_LogEntry::ConvertFromUTF8(const char* src, char* dst, unsigned int& len,
                                       const char* codepage) {
   return convert(src, "UTF8", codepage, dst, len);
+}
+
+// --- Rendering ----------------------------------------------------------------------------------
+
+std::string kp_LOG_RenderDefinitionMessage(const kp_LOG_LogEntry& entry, bool use_default,
+                                           unsigned index) {
+  return kp_LOG_RenderDefinitionMessage(entry._get_imp(), use_default, index);
+}
+
+std::string kp_LOG_RenderMessage(const kp_LOG_LogEntry& entry, bool use_default, unsigned index) {
+  return kp_LOG_RenderMessage(entry._get_imp(), use_default, index);
 }

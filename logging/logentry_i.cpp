@@ -1,4 +1,4 @@
-// The log entry: its life, header, log version, timestamp and built-in fields.
+// The log entry: its life, copying, header, log version, timestamp and built-in fields.
 #include "logging/logentry_i.h"
 
 #include <algorithm>
@@ -352,4 +352,49 @@ const char* _kp_LOG_log_entry_imp::get_computer_info() const {
 
 const char* _kp_LOG_log_entry_imp::get_product_version() const {
   return get_attrib_mbstr("PRODUCT_VERSION");
+}
+
+// --- Copying ------------------------------------------------------------------------------------
+
+// An entry that is assigned to itself is cleared, and that is meant.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment,cert-oop54-cpp): there is nothing to skip
+_kp_LOG_log_entry_imp& _kp_LOG_log_entry_imp::operator=(const _kp_LOG_log_entry_imp& other) {
+  _clear(true);
+  _copy(other);
+  return *this;
+}
+
+// Each value is read when its turn comes: an entry copied onto itself gets the level 0 to which
+// setting its ID resets it.
+void _kp_LOG_log_entry_imp::_copy(const _kp_LOG_log_entry_imp& src) {
+  last_timezone_difference_ = src.last_timezone_difference_;
+  last_daylight_flag_ = src.last_daylight_flag_;
+  for (unsigned i = 0; i < std::size(text_slots_); ++i) text_slots_[i] = src.text_slots_[i];
+  set_entry_id(src.entry_id_);
+  set_log_level(src.log_level_);
+  timestamp_ = src.timestamp_;
+  version_text_ = src.version_text_;
+  modified_ = src.modified_;
+  cached_message_mode_ = src.cached_message_mode_;
+  if (!src.modified_) {
+    cached_message_ = src.cached_message_;
+    cached_message_index_ = src.cached_message_index_;
+  }
+  _copy_attributes(src);
+}
+
+void _kp_LOG_log_entry_imp::_copy_attributes(const _kp_LOG_log_entry_imp& src) {
+  _release_attributes();
+  attributes_.set_size(src.attributes_.bucket_count());
+  src.attributes_.for_each([this](const attribute_store::node& n) { _copy_attribute(n); });
+}
+
+void _kp_LOG_log_entry_imp::_copy_attribute(const attribute_store::node& source) {
+  kp_log_with_class(source.value->get_type(), [&](auto value_class) {
+    using datatype = typename decltype(value_class)::datatype;
+    using value_type = typename decltype(value_class)::value_type;
+    value_type value = kp_log_value_in<value_type>(*source.value);
+    attribute_store::node& n = attributes_.insert(source.key, nullptr);
+    n.value = new (n.room.bytes) datatype(std::move(value));
+  });
 }
