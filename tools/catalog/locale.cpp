@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/kp_i18n.h"
+#include "recording/files/path.h"
 
 static bool is_letter(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
@@ -89,7 +90,7 @@ bool has_known_language(const std::string& locale) {
 }
 
 std::string locale_of_path(const std::string& path) {
-  const std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0
+  const std::string name = place_of(path).name;
   const std::string stem = name.substr(0, name.rfind('.'));
   const size_t at_sign = std::min(stem.find('@'), stem.size());
   return stem.substr(0, std::min(stem.find('.'), at_sign)) + stem.substr(at_sign);

@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "recording/files/path.h"
 #include "recording/text/escape.h"
 #include "recording/text/terminal_text.h"
 #include "recording/text/utf8.h"
@@ -71,7 +72,7 @@ static std::string guard_of(const std::string& name_space) {
 }
 
 static std::string file_name(const std::string& path) {
-  return path.substr(path.rfind('/') + 1);  // npos + 1 is 0
+  return place_of(path).name;
 }
 
 // What a value of the selector attribute is called: by its message's name, or by its ID, which
