@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <memory>
 #include <ostream>
-#include <regex>
 
+#include "recording/files/path.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
@@ -19,19 +19,20 @@ struct header_options : definition_output_options {
 // "events" for "include/events.h".
 static std::string name_space_of_file(const std::string& path) {
   if (path == "-") return "log_events";
-  const std::string name = path.substr(path.rfind('/') + 1);  // npos + 1 is 0
+  const std::string name = place_of(path).name;
   return cpp_identifier(name.substr(0, name.rfind('.')));
 }
 
 // std, and its future versions, into which nobody may write.
-static bool is_of_language(const std::string& name_space) {
-  static const std::regex form("std[0-9]*(::.*)?");
-  return std::regex_match(name_space, form);
+static bool is_of_language(std::string_view name_space) {
+  if (!name_space.starts_with("std")) return false;
+  const size_t version_end = name_space.find_first_not_of("0123456789", 3);
+  return version_end == std::string_view::npos || name_space.substr(version_end).starts_with("::");
 }
 
 // Identifiers as names of files give them, with "::" between them, and not std.
 static bool is_name_space(std::string_view text) {
-  if (is_of_language(std::string(text))) return false;
+  if (is_of_language(text)) return false;
   for (;;) {
     const std::string_view part = text.substr(0, text.find("::"));
     if (cpp_identifier(part) != part) return false;
