@@ -242,7 +242,7 @@ TEST_F(EmitDeath, FolderThatIsNotThereIsReportedBeforeAnythingIsRead) {
 // --- Memory
 
 // AddressSanitizer keeps what was freed.
-#ifndef __SANITIZE_ADDRESS__
+#ifndef KP_SANITIZED
 
 // The records are never in the memory of the test, which a child begins with.
 TEST_F(EmitDeath, MemoryDoesNotGrowWithTheInput) {

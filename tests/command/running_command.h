@@ -9,7 +9,7 @@
 #include <vector>
 
 // Whether the memory of a command is its own, and not that of AddressSanitizer.
-#ifdef __SANITIZE_ADDRESS__
+#ifdef KP_SANITIZED
 constexpr bool is_memory_its_own = false;
 #else
 constexpr bool is_memory_its_own = true;

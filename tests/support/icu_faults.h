@@ -29,7 +29,7 @@ inline fault_outcome in_a_child(const std::function<fault_outcome()>& attempt) {
 }
 
 // AddressSanitizer makes each fork slow.
-#ifdef __SANITIZE_ADDRESS__
+#ifdef KP_SANITIZED
 constexpr unsigned fault_step = 7;
 #else
 constexpr unsigned fault_step = 1;

@@ -141,17 +141,8 @@ TEST(CachedMessage, OtherArgumentsRenderAndAFaultKeepsWhatTheCacheHeld) {
 
 // --- The stack ----------------------------------------------------------------------------------
 
-#ifndef __SANITIZE_ADDRESS__
-#define KPLOG_REAL_STACK_FRAMES
-#endif
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#undef KPLOG_REAL_STACK_FRAMES
-#endif
-#endif
-
 // Sanitizers make frames larger than they are.
-#ifdef KPLOG_REAL_STACK_FRAMES
+#ifndef KP_SANITIZED
 constexpr size_t stack_unit = 1024;
 #else
 constexpr size_t stack_unit = 16 * 1024;

@@ -179,12 +179,12 @@ TEST(EntryStore, EveryGetterFitsExactlyItsTypes) {
       if (operation == operation_for(type)) {
         EXPECT_TRUE(get.found(entry, name.c_str())) << operation;
       } else {
-        EXPECT_EQ(
-            raised<KPX_logging_attribute_type_mismatch>([&] { get.value(entry, name.c_str()); }),
-            wrong_get);
-        EXPECT_EQ(
-            raised<KPX_logging_attribute_type_mismatch>([&] { get.found(entry, name.c_str()); }),
-            wrong_get);
+        EXPECT_EQ(raised<KPX_logging_attribute_type_mismatch>(
+                      [&, &get = get] { get.value(entry, name.c_str()); }),
+                  wrong_get);
+        EXPECT_EQ(raised<KPX_logging_attribute_type_mismatch>(
+                      [&, &get = get] { get.found(entry, name.c_str()); }),
+                  wrong_get);
       }
     }
   }
@@ -251,7 +251,8 @@ TEST(EntryStore, ANullOrEmptyNameIsRefusedByEveryAdd) {
   entry_t entry(17, 0);
   for (const auto& [operation, add] : all_adds())
     for (const char* name : {static_cast<const char*>(nullptr), ""})
-      EXPECT_EQ(raised<KPX_logging_illegal_argument>([&] { add(entry, name); }), "invalid argument")
+      EXPECT_EQ(raised<KPX_logging_illegal_argument>([&, &add = add] { add(entry, name); }),
+                "invalid argument")
           << operation;
 }
 
@@ -269,7 +270,7 @@ TEST(EntryStore, AnUndeclaredNameIsRefusedByEveryNumericAdd) {
   entry_t entry(17, 0);
   for (const auto& [operation, add] : numeric_adds()) {
     const debug_log_in_temp_folder log(1);
-    EXPECT_EQ(raised<KPX_logging_invalid_attribute_name>([&] { add(entry, "FOO"); }),
+    EXPECT_EQ(raised<KPX_logging_invalid_attribute_name>([&, &add = add] { add(entry, "FOO"); }),
               foo_undeclared);
     EXPECT_THAT(log.lines(),
                 ElementsAre("logging/logentry_i:N _kp_LOG_log_entry_imp::_check_attribute, FOO is "
@@ -282,7 +283,8 @@ TEST(EntryStore, ANameDeclaredWithAnotherTypeIsRefusedByEveryNumericAdd) {
   entry_t entry(17, 0);
   for (const auto& [operation, add] : numeric_adds()) {
     const debug_log_in_temp_folder log(1);
-    EXPECT_EQ(raised<KPX_logging_attribute_type_mismatch>([&] { add(entry, "A9"); }), wrong_add);
+    EXPECT_EQ(raised<KPX_logging_attribute_type_mismatch>([&, &add = add] { add(entry, "A9"); }),
+              wrong_add);
     EXPECT_THAT(log.lines(),
                 ElementsAre("logging/logentry_i:N _kp_LOG_log_entry_imp::_check_attribute, "
                             "attribute type is not sample as provide"));
@@ -321,7 +323,8 @@ TEST(EntryStore, AnEntryWithoutADefinitionTakesNoAttribute) {
   entry_t entry;
   const debug_log_in_temp_folder log(1);
   for (const auto& [operation, add] : all_adds())
-    EXPECT_EQ(raised<KPX_logging_misc>([&] { add(entry, "SEVERITY_CODE"); }), not_initialized)
+    EXPECT_EQ(raised<KPX_logging_misc>([&, &add = add] { add(entry, "SEVERITY_CODE"); }),
+              not_initialized)
         << operation;
   EXPECT_EQ(raised<KPX_logging_misc>([&] { entry._check_attribute("A1", TypeBool); }),
             not_initialized);
@@ -427,9 +430,9 @@ TEST(EntryStore, ANullOrEmptyNameIsRefusedByEveryGetter) {
   const entry_t entry(17, 0);
   for (const auto& [operation, get] : all_gets()) {
     for (const char* name : {static_cast<const char*>(nullptr), ""}) {
-      EXPECT_EQ(raised<KPX_logging_illegal_argument>([&] { get.value(entry, name); }),
+      EXPECT_EQ(raised<KPX_logging_illegal_argument>([&, &get = get] { get.value(entry, name); }),
                 "invalid argument");
-      EXPECT_EQ(raised<KPX_logging_illegal_argument>([&] { get.found(entry, name); }),
+      EXPECT_EQ(raised<KPX_logging_illegal_argument>([&, &get = get] { get.found(entry, name); }),
                 "invalid argument");
     }
   }
@@ -439,10 +442,12 @@ TEST(EntryStore, AnUndeclaredNameIsRefusedByEveryGetter) {
   const loaded_definitions definitions(ldf_with_every_type());
   const entry_t entry(17, 0);
   for (const auto& [operation, get] : all_gets()) {
-    EXPECT_EQ(raised<KPX_logging_invalid_attribute_name>([&] { get.value(entry, "FOO"); }),
-              foo_undeclared);
-    EXPECT_EQ(raised<KPX_logging_invalid_attribute_name>([&] { get.found(entry, "FOO"); }),
-              foo_undeclared);
+    EXPECT_EQ(
+        raised<KPX_logging_invalid_attribute_name>([&, &get = get] { get.value(entry, "FOO"); }),
+        foo_undeclared);
+    EXPECT_EQ(
+        raised<KPX_logging_invalid_attribute_name>([&, &get = get] { get.found(entry, "FOO"); }),
+        foo_undeclared);
   }
 }
 
@@ -450,8 +455,10 @@ TEST(EntryStore, WithoutADefinitionEveryGetterSaysSo) {
   const loaded_definitions definitions(ldf_with_every_type());
   const entry_t entry;
   for (const auto& [operation, get] : all_gets()) {
-    EXPECT_EQ(raised<KPX_logging_misc>([&] { get.value(entry, "A1"); }), not_initialized);
-    EXPECT_EQ(raised<KPX_logging_misc>([&] { get.found(entry, "A1"); }), not_initialized);
+    EXPECT_EQ(raised<KPX_logging_misc>([&, &get = get] { get.value(entry, "A1"); }),
+              not_initialized);
+    EXPECT_EQ(raised<KPX_logging_misc>([&, &get = get] { get.found(entry, "A1"); }),
+              not_initialized);
   }
 }
 
@@ -485,7 +492,8 @@ TEST(EntryStore, InStrictModeAValueGetterRefusesAnUnsetAttribute) {
     const std::string name = name_of_type(type);
     const get_operation& get = all_gets().at(operation_for(type));
     EXPECT_FALSE(get.found(entry, name.c_str()));
-    EXPECT_EQ(raised<KPX_logging_attribute_not_found>([&] { get.value(entry, name.c_str()); }),
+    EXPECT_EQ(raised<KPX_logging_attribute_not_found>(
+                  [&, &get = get] { get.value(entry, name.c_str()); }),
               "<KPX_logging_attribute_not_found> Attribute " + name + " cannot be located.");
   }
 }
@@ -503,8 +511,9 @@ TEST(EntryStore, AGuidIsReadByNoGetter) {
   entry_t entry(17, 0);
   entry._add_attribute("A24", new _kp_LOG_datatype<kp_String, TypeGUID>(kp_String("guid")));
   for (const auto& [operation, get] : all_gets())
-    EXPECT_EQ(raised<KPX_logging_attribute_type_mismatch>([&] { get.found(entry, "A24"); }),
-              wrong_get);
+    EXPECT_EQ(
+        raised<KPX_logging_attribute_type_mismatch>([&, &get = get] { get.found(entry, "A24"); }),
+        wrong_get);
 }
 
 // --- Integers of any width ----------------------------------------------------------------------

@@ -24,7 +24,9 @@ static int compile_in(const temp_folder& folder, const std::string& program,
 }
 
 static bool compiles_in(const temp_folder& folder, const std::string& program) {
-  return compile_in(folder, program, KPLOG_COMPILER " -std=c++20 -w") == 0;
+  const std::string compiler = KPLOG_COMPILER " -std=c++20 -w";
+  const bool is_clang = compiler.find("clang") != std::string::npos;  // which ends after 20 errors
+  return compile_in(folder, program, compiler + (is_clang ? " -ferror-limit=0" : "")) == 0;
 }
 
 // --- What does not compile ----------------------------------------------------------------------
