@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <utility>
 
 #include "logging/counter_format.h"
@@ -20,13 +21,15 @@ void counter_index::fail() const {
 
 // --- Reading ---
 
-static std::string read_bytes(int file, uint64_t offset, size_t size) {
+std::string counter_index::read_bytes(int file, uint64_t offset, size_t size) const {
   std::string bytes(size, '\0');
   size_t done = 0;
   while (done < size) {
     const ssize_t got =
         pread(file, bytes.data() + done, size - done, static_cast<off_t>(offset + done));
-    if (got <= 0) break;
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) fail();
+    if (got == 0) break;
     done += static_cast<size_t>(got);
   }
   bytes.resize(done);

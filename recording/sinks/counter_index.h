@@ -50,6 +50,8 @@ class counter_index {
   std::optional<uint32_t> find(const counter_key& key) const;
   void rebuild(int file);
   void read_records(int file, uint64_t from, const record_visitor& visit);
+  // At most `size` bytes, fewer at the end of the file.
+  std::string read_bytes(int file, uint64_t offset, size_t size) const;
   uint32_t new_place();
   bool add_at(int file, uint32_t number, const counter_key& key, uint64_t added) const;
   void write(int file, uint32_t number, const std::string& record) const;

@@ -34,6 +34,17 @@ class CounterIndex : public testing::Test {
   temp_folder folder_;
 };
 
+TEST_F(CounterIndex, AFailedReadIsNotTakenForTheEndOfTheFile) {
+  write(counter_record(2026, 11, 15, 1, 1));
+  const int file = open(folder_.file("c.cnt").c_str(), O_WRONLY);
+  struct stat status {};
+  fstat(file, &status);
+  counter_index index(folder_.file("c.cnt"));
+  EXPECT_EQ(raised_by<file_error>([&] { index.follow(file, status); }),
+            "cannot count in " + folder_.file("c.cnt") + ": Bad file descriptor");
+  close(file);
+}
+
 TEST_F(CounterIndex, AFileThatIsNoCounterIsLeftAlone) {
   const std::string sound = counter_record(2026, 11, 15, 1, 1);
   std::string other_length = sound;
