@@ -9,6 +9,9 @@
 
 #include "base/kp_export.h"
 
+// ICU reads and formats nested patterns by recursion: the library lets it have no deeper ones.
+constexpr int logmsg_deepest_pattern = 100;
+
 // Walks a pattern by the rules of icu::MessagePattern. In message text an apostrophe quotes when a
 // brace follows it (in a choice also "|", in a plural also "#"); in the style of a simple argument
 // it quotes always. For a pattern that ICU takes the depth is exactly that of its braces, those of

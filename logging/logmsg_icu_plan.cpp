@@ -9,10 +9,6 @@
 #include "logging/logmsg_icu_depth.h"
 #include "logging/raise.h"
 
-// ICU reads and formats nested patterns by recursion, so their depth is limited before ICU sees
-// them.
-static constexpr int deepest_allowed = 100;
-
 struct logmsg_pattern_row {
   logmsg_kind kind;
   const char16_t* behind_number;
@@ -69,7 +65,7 @@ void logmsg_icu_plan::append_piece(logmsg_kind kind) {
 
 bool logmsg_icu_plan::is_within_limits() const {
   return pieces_.size() <= most_arguments &&
-         logmsg_pattern_depth(pattern_, deepest_allowed).deepest() <= deepest_allowed;
+         logmsg_pattern_depth(pattern_, logmsg_deepest_pattern).deepest() <= logmsg_deepest_pattern;
 }
 
 // A text that found no memory on the way marks itself as bogus, and reads as empty.

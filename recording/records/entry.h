@@ -67,8 +67,8 @@ entry_text entry_message(const made_entry& made);
 struct sink_entry {
   const made_entry& made;
   std::string_view message;  // rendered, in UTF-8
-  kp_Time
-      time;  // as the record tells it; the day of dated logs and the time shown are both from it
+  // As the record tells it. The day of dated logs and the time that is shown are both from it.
+  kp_Time time;
   bool is_message_from_definition = false;  // because the catalog lacks it
 };
 

@@ -9,8 +9,6 @@
 #include "logging/logmsg_icu_depth.h"
 #include "recording/text/utf8.h"
 
-static constexpr int deepest_allowed = 100;  // braces that the library lets ICU nest
-
 static bool is_dropped(const std::vector<template_piece>& pieces, size_t i) {
   return i + 1 == pieces.size() || pieces[i + 1].kind == template_piece::kinds::percent;
 }
@@ -46,7 +44,8 @@ void template_pattern::append_placeholder(const template_piece& piece) {
 }
 
 void template_pattern::parse() {
-  is_deep_ = logmsg_pattern_depth(pattern_, deepest_allowed).deepest() > deepest_allowed;
+  is_deep_ =
+      logmsg_pattern_depth(pattern_, logmsg_deepest_pattern).deepest() > logmsg_deepest_pattern;
   if (is_deep_) return;
   parsed_.parse(pattern_, &error_, status_);
   for (int i = 0; i < parsed_.countParts(); ++i)
