@@ -88,4 +88,10 @@ inline std::string note_record(const std::string& text,
   return R"({"event":"NOTE","time":")" + time + R"(","attributes":{"TEXT":")" + text + "\"}}\n";
 }
 
+// Arguments that are refused, and a part of what is said of them.
+struct usage_case {
+  const char* arguments;
+  const char* text;
+};
+
 #endif
