@@ -183,6 +183,25 @@ TEST(CompileDiagnostics, RulesStandInTheOrderOfTheirEnumeration) {
     EXPECT_EQ(static_cast<size_t>(diagnostic_rules[i].rule), i) << diagnostic_rules[i].code;
 }
 
+// The page on diagnostics shows two sources that it does not have whole: these say the same.
+TEST(CompileDiagnostics, PageShowsWhatIsSaid) {
+  const temp_folder folder;
+  const auto source = [](size_t blank_lines, const std::string& event) {
+    return "kplog: 1\nlog_version: \"1\"\nevents:\n" + std::string(blank_lines, '\n') + event;
+  };
+  folder.write("events.yaml", source(13,
+                                     "  FIRST:\n    id: 24\n    message: \"{USER}\"\n"
+                                     "    attributes:\n      USER: MBChra64\n") +
+                                  std::string(7, '\n') + "  OTHER:\n    id: 25\n");
+  folder.write("more.yaml", source(3, "  SECOND: {id: 25}\n"));
+  // A block ends with the empty line behind it.
+  EXPECT_EQ(run_kplog(folder.path(), "check --quiet events.yaml more.yaml").err + "\n",
+            page_block("tools.md", "how many did not come."));
+  std::string shown = page_block("tools.md", "there is no summary:");
+  shown.erase(shown.find("\n "), 2);  // where the page breaks the line
+  EXPECT_EQ(run_kplog(folder.path(), "check --format json events.yaml").err + "\n", shown);
+}
+
 TEST(CompileDiagnostics, EveryRuleIsDocumented) {
   const std::string page = documentation_page("tools.md") + documentation_page("commands/check.md");
   for (const diagnostic_rule_row& row : diagnostic_rules)
