@@ -4,8 +4,7 @@
 
 #include "recording/definitions/known_attributes.h"
 #include "recording/definitions/template_scan.h"
-#include "tools/compare/attribute_changes.h"
-#include "tools/compare/set_changes.h"
+#include "tools/compare/changes.h"
 #include "tools/definitions/authored_text.h"
 
 source_place message_place(const message_model& message, const event_model& event) {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/compare/set_changes.h"
+#include "tools/compare/changes.h"
 
 // A difference, and why it is accepted.
 struct judged_change {

@@ -7,8 +7,8 @@
 
 #include "recording/definitions/reader.h"
 #include "tests/command/random_definitions.h"
+#include "tools/compare/changes.h"
 #include "tools/compare/report.h"
-#include "tools/compare/set_changes.h"
 #include "tools/compiled/writer.h"
 #include "tools/source/completion.h"
 #include "tools/source/reader.h"
