@@ -14,7 +14,6 @@
 #include "tools/emit/loop.h"
 #include "tools/emit/pipeline.h"
 #include "tools/emit/run_report.h"
-#include "tools/emit/signals.h"
 #include "tools/report/outcome.h"
 
 // --- Inputs and outputs ---

@@ -15,7 +15,6 @@
 #include "recording/sinks/sink.h"
 #include "tools/emit/filter.h"
 #include "tools/emit/run_report.h"
-#include "tools/emit/tally.h"
 
 // Where a run's results go.
 struct emit_outputs {

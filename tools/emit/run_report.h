@@ -1,18 +1,34 @@
-// What `kplog emit` says while it runs and when it ends.
+// What became of records, and what a run that reads them says while it runs and when it ends.
 #ifndef TOOLS_EMIT_RUN_REPORT_H
 #define TOOLS_EMIT_RUN_REPORT_H
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <iosfwd>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "recording/records/event_set.h"
 #include "recording/records/input.h"
 #include "recording/records/parser.h"
-#include "tools/emit/tally.h"
 #include "tools/report/outcome.h"
+
+// Every record is one of these, or waits to be written.
+struct emit_tally {
+  uint64_t read = 0;
+  uint64_t written = 0;   // to every output
+  uint64_t rejected = 0;  // by the filter
+  uint64_t bad = 0;       // refused
+
+  uint64_t unwritten() const { return read - written - rejected - bad; }
+};
+
+// By event; null stands for events that are not known.
+using emit_tallies = std::unordered_map<const known_event*, emit_tally>;
+
+emit_tally total_of(const emit_tallies& tallies);
 
 class emit_report {
  public:
