@@ -16,7 +16,6 @@
 #include "tools/command/standard_option.h"
 #include "tools/counts/chart.h"
 #include "tools/counts/report.h"
-#include "tools/counts/table.h"
 #include "tools/dump/load_set.h"
 #include "tools/report/outcome.h"
 

@@ -7,8 +7,7 @@
 #include "recording/text/terminal_text.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
-#include "tools/counts/axis.h"
-#include "tools/counts/svg.h"
+#include "tools/counts/chart_parts.h"
 
 using std::chrono::sys_days;
 

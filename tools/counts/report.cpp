@@ -1,10 +1,15 @@
 #include "tools/counts/report.h"
 
 #include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
 #include <tuple>
 #include <utility>
 
 #include "recording/text/terminal_text.h"
+#include "recording/text/words.h"
+
+// --- Adding up
 
 static counter_day start_of(const counter_day& day, report_period period) {
   switch (period) {
@@ -83,4 +88,149 @@ void add_up(const std::vector<counted_entries>& counts, const day_range& range,
     std::stable_sort(report.rows.begin(), report.rows.end(),
                      [](const report_row& a, const report_row& b) { return a.count > b.count; });
   count_days_and_events(counts, range, report);
+}
+
+// --- What the forms share
+
+static const char* period_name(report_period period) {
+  return period == report_period::month ? "month" : "day";
+}
+
+static uint64_t largest_count(const counter_report& report) {
+  uint64_t largest = 0;
+  for (const report_row& row : report.rows) largest = std::max(largest, row.count);
+  return largest;
+}
+
+// --- The table
+
+static constexpr size_t smallest_bar_width =
+    8;  // cells of the longest bar; below it there are none
+
+// A bar of whole cells and one of eighths; whatever is above 0 shows.
+static std::string bar(uint64_t count, uint64_t largest, size_t width) {
+  if (count == 0) return "";
+  const double share = static_cast<double>(count) / static_cast<double>(largest);
+  const size_t eighths =
+      std::max(size_t{1}, static_cast<size_t>(std::lround(share * static_cast<double>(width * 8))));
+  std::string cells;
+  for (size_t i = 0; i < eighths / 8; ++i) cells += "\u2588";
+  static constexpr const char* parts[] = {"",       "\u258F", "\u258E", "\u258D",
+                                          "\u258C", "\u258B", "\u258A", "\u2589"};
+  return cells + parts[eighths % 8];
+}
+
+static text_row table_headings(const counter_report& report) {
+  text_row headings;
+  if (report.grouping.period != report_period::none)
+    headings.emplace_back(report.grouping.period == report_period::day ? "DAY" : "MONTH");
+  if (report.grouping.by_event) headings.emplace_back("EVENT");
+  headings.emplace_back("ENTRIES");
+  return headings;
+}
+
+static text_row table_cells(const counter_report& report, const report_row& row) {
+  text_row cells;
+  if (report.grouping.period != report_period::none) cells.push_back(report.period_text(row.start));
+  if (report.grouping.by_event) cells.push_back(report.event_text(row.id));
+  cells.push_back(std::to_string(row.count));
+  return cells;
+}
+
+static size_t cells_of_line(const std::string& table) {
+  return terminal_width(std::string_view(table).substr(0, table.find('\n')));
+}
+
+std::string counter_table(const counter_report& report, size_t width) {
+  std::vector<text_row> rows = {table_headings(report)};
+  for (const report_row& row : report.rows) rows.push_back(table_cells(report, row));
+  const std::set<size_t> right_aligned = {rows.front().size() - 1};
+  std::string table = in_columns(rows, right_aligned);
+  const size_t used = cells_of_line(table) + 2;
+  if (width < used + smallest_bar_width) return table;
+  const uint64_t largest = largest_count(report);
+  rows.front().emplace_back();
+  for (size_t i = 0; i < report.rows.size(); ++i)
+    rows[i + 1].push_back(bar(report.rows[i].count, largest, width - used));
+  return in_columns(rows, right_aligned);
+}
+
+// --- JSON
+
+using json_value = nlohmann::ordered_json;
+
+static json_value json_end(const std::optional<counter_day>& end) {
+  return end ? json_value(day_text(*end)) : json_value();
+}
+
+static json_value json_row(const counter_report& report, const report_row& row) {
+  json_value object;
+  if (report.grouping.period != report_period::none)
+    object[period_name(report.grouping.period)] = report.period_text(row.start);
+  if (report.grouping.by_event) {
+    object["event"] = row.id;
+    if (const std::string* const name = report.name_of(row.id)) object["name"] = *name;
+  }
+  object["count"] = row.count;
+  return object;
+}
+
+std::string counter_json(const counter_report& report, const day_range& range) {
+  json_value object = {{"from", json_end(range.from)},
+                       {"to", json_end(range.to)},
+                       {"total", report.total},
+                       {"rows", json_value::array()}};
+  for (const report_row& row : report.rows) object["rows"].push_back(json_row(report, row));
+  return object.dump(2, ' ', true, json_value::error_handler_t::replace) + '\n';
+}
+
+// --- CSV
+
+static std::string csv_field(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char character : text) {
+    if (character == '"') quoted += '"';
+    quoted += character;
+  }
+  return quoted + '"';
+}
+
+static std::string csv_line(const text_row& fields) {
+  std::string line;
+  const char* separator = "";
+  for (const std::string& field : fields) {
+    line += separator + csv_field(field);
+    separator = ",";
+  }
+  return line + "\r\n";
+}
+
+static text_row csv_headings(const counter_report& report) {
+  text_row headings;
+  if (report.grouping.period != report_period::none)
+    headings.emplace_back(period_name(report.grouping.period));
+  if (report.grouping.by_event) headings.emplace_back("event");
+  if (report.grouping.by_event && report.has_names) headings.emplace_back("name");
+  headings.emplace_back("count");
+  return headings;
+}
+
+static text_row csv_fields(const counter_report& report, const report_row& row) {
+  text_row fields;
+  if (report.grouping.period != report_period::none)
+    fields.push_back(report.period_text(row.start));
+  if (report.grouping.by_event) fields.push_back(std::to_string(row.id));
+  if (report.grouping.by_event && report.has_names) {
+    const std::string* const name = report.name_of(row.id);
+    fields.push_back(name == nullptr ? "" : terminal_text(*name));
+  }
+  fields.push_back(std::to_string(row.count));
+  return fields;
+}
+
+std::string counter_csv(const counter_report& report) {
+  std::string csv = csv_line(csv_headings(report));
+  for (const report_row& row : report.rows) csv += csv_line(csv_fields(report, row));
+  return csv;
 }

@@ -1,7 +1,8 @@
-// The counts of counter files, added up as a report shows them.
+// The counts of counter files, added up as a report shows them, and the report as text.
 #ifndef TOOLS_COUNTS_REPORT_H
 #define TOOLS_COUNTS_REPORT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -54,5 +55,17 @@ struct day_range {
 // Adds up the rows of `counts`, which may hold a key several times.
 void add_up(const std::vector<counted_entries>& counts, const day_range& range,
             counter_report& report);
+
+// --- As text: for people, and for programs
+
+// A line for each row; with bars behind, where `width`, the cells of a line, leaves room for them.
+// 0: no bars.
+std::string counter_table(const counter_report& report, size_t width);
+
+// One object: what was asked for, the total, and an object for each row.
+std::string counter_json(const counter_report& report, const day_range& range);
+
+// RFC 4180, with a line of headings. Names come escaped for a terminal.
+std::string counter_csv(const counter_report& report);
 
 #endif
