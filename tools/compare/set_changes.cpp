@@ -4,7 +4,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "recording/records/names.h"
+#include "recording/definitions/merged_set.h"
 #include "tools/compare/changes.h"
 
 // --- Which event was which
@@ -108,6 +108,51 @@ class event_matcher {
 
 std::vector<event_pair> pair_events(const definition_set& before, const definition_set& now) {
   return event_matcher(before, now).match();
+}
+
+// --- What records call events: by the ID of their default message (docs/records.md)
+
+// The names of a set's events, together with those of the STD set that it adds to, if any.
+class record_names {
+ public:
+  record_names(const definition_set& set, const std_definitions* standard);
+
+  // Empty for an ID that the sets do not have, and for an event without a name.
+  const std::string& of(uint32_t id) const;
+  // What sources call the events of that name.
+  const std::vector<std::string>& owners(const std::string& name) const;
+
+ private:
+  void add(const event_model& event);
+
+  std::unordered_map<uint32_t, std::string> names_;
+  std::unordered_map<std::string, std::vector<std::string>> owners_;
+};
+
+record_names::record_names(const definition_set& set, const std_definitions* standard) {
+  if (standard == nullptr) {
+    for (const event_model& event : set.events) add(event);
+  } else {
+    for (const event_model& event : merged_set(*standard, set).events) add(event);
+  }
+}
+
+void record_names::add(const event_model& event) {
+  const std::string& name = event.message.id.value;
+  names_.emplace(event.id.value, name);
+  if (!name.empty()) owners_[name].push_back(event.name.value);
+}
+
+const std::string& record_names::of(uint32_t id) const {
+  static const std::string none;
+  const auto name = names_.find(id);
+  return name == names_.end() ? none : name->second;
+}
+
+const std::vector<std::string>& record_names::owners(const std::string& name) const {
+  static const std::vector<std::string> nobody;
+  const auto owners = owners_.find(name);
+  return owners == owners_.end() ? nobody : owners->second;
 }
 
 // --- The sets
