@@ -12,7 +12,6 @@
 #include "recording/definitions/built_in_attributes.h"
 #include "recording/text/terminal_text.h"
 #include "recording/text/utf8.h"
-#include "tools/source/advice_event.h"
 #include "tools/source/scalar_place.h"
 #include "tools/source/silences.h"
 

@@ -1,5 +1,4 @@
-#include "tools/source/advice_event.h"
-
+// Advice on what one event says: its messages, and what they show.
 #include <algorithm>
 #include <set>
 #include <string>
@@ -8,7 +7,9 @@
 #include "recording/text/utf8.h"
 #include "tools/definitions/template_rendering.h"
 #include "tools/definitions/template_size.h"
+#include "tools/source/advice.h"
 #include "tools/source/scalar_place.h"
+#include "tools/source/silences.h"
 
 static bool has_template(const message_model& message) {
   return !message.template_bytes.empty();
