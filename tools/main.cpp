@@ -8,7 +8,7 @@
 #include <new>
 
 #include "recording/report/standard_error.h"
-#include "tools/command/command_table.h"
+#include "tools/command/command_line.h"
 #include "tools/command/icu_zone.h"
 #include "tools/report/outcome.h"
 

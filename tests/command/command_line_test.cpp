@@ -9,9 +9,7 @@
 #include "tests/command/command_run.h"
 #include "tests/command/documentation_page.h"
 #include "tests/support/temp_folder.h"
-#include "tools/command/command.h"
-#include "tools/command/command_table.h"
-#include "tools/command/description.h"
+#include "tools/command/command_line.h"
 #include "tools/report/outcome.h"
 
 using testing::AllOf;
@@ -21,8 +19,7 @@ using testing::Not;
 using testing::UnorderedElementsAre;
 
 static command_description whole_command_line() {
-  const kplog_command_line line("1.0");
-  return describe_command_line(line.app());
+  return kplog_command_line("1.0").description();
 }
 
 static std::vector<std::string> words_of(const std::string& text) {

@@ -15,8 +15,7 @@
 #include "tools/catalog/translations.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
-#include "tools/command/severity_option.h"
-#include "tools/command/standard_option.h"
+#include "tools/command/set_command.h"
 #include "tools/dump/load_set.h"
 #include "tools/report/outcome.h"
 

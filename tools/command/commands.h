@@ -1,8 +1,30 @@
-// The commands of kplog, a file for each; tools/command/command_table.cpp lists them.
+// The commands of kplog, a file for each; tools/command/command_line.cpp lists them.
 #ifndef TOOLS_COMMAND_COMMANDS_H
 #define TOOLS_COMMAND_COMMANDS_H
 
-#include "tools/command/command.h"
+#include <functional>
+#include <iosfwd>
+
+#include "tools/report/outcome.h"
+
+namespace CLI {
+class App;
+}
+
+// Runs a command whose options have been parsed: results go to `out`, diagnostics and summaries to
+// `log`.
+using command_action = std::function<command_outcome(std::ostream& out, std::ostream& log)>;
+
+// A command: how it is described, and what it runs.
+struct kplog_command_row {
+  const char* name;
+  const char* summary;   // one line, without a full stop
+  const char* examples;  // command lines with their explanations, two blanks before each
+  // Adds the options to the sub-command, and returns what runs once they are parsed. The action
+  // owns the options. Commands of a command (`kplog catalog build`) are sub-commands added here.
+  command_action (*describe)(CLI::App& command);
+  bool is_hidden = false;  // left out of the help: for packagers and build scripts
+};
 
 // kplog compile: definition sources to a definition file.
 extern const kplog_command_row compile_command;

@@ -5,8 +5,7 @@
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
-#include "tools/command/set_output.h"
-#include "tools/command/standard_option.h"
+#include "tools/command/set_command.h"
 #include "tools/compiled/writer.h"
 #include "tools/report/outcome.h"
 

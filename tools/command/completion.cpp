@@ -1,4 +1,14 @@
-#include "tools/command/completion.h"
+// kplog completion: scripts that complete the commands, their options, and the values of options:
+// choices, files, folders. Each goes where its shell looks for completions of "kplog".
+#include <array>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tools/command/command_line.h"
+#include "tools/command/commands.h"
+#include "tools/command/options.h"
 
 static std::string joined(const std::vector<std::string>& words, const char* separator) {
   std::string text;
@@ -100,7 +110,7 @@ static std::string bash_command_case(const command_description& command) {
          shell_text(path_text(command)) + ":*) values=" + shell_text(other) + " ;;\n";
 }
 
-std::string bash_completion(const command_description& kplog) {
+static std::string bash_completion(const command_description& kplog) {
   std::string paths;
   std::string options;
   std::string commands;
@@ -183,7 +193,7 @@ static std::string zsh_function(const command_description& command) {
   return text + "\n" + (has_commands ? zsh_below(command) : "") + "}\n\n";
 }
 
-std::string zsh_completion(const command_description& kplog) {
+static std::string zsh_completion(const command_description& kplog) {
   std::string script =
       "#compdef kplog\n# Completion of kplog for zsh, as `kplog completion zsh` writes it.\n\n";
   for (const command_description* command : all_commands(kplog)) script += zsh_function(*command);
@@ -227,7 +237,7 @@ static std::string fish_option(const command_description& command,
   return line + fish_value(option) + " -d " + shell_text(option.text) + "\n";
 }
 
-std::string fish_completion(const command_description& kplog) {
+static std::string fish_completion(const command_description& kplog) {
   std::string paths;
   std::string lines = "complete -c kplog -f\n";
   for (const command_description* command : all_commands(kplog)) {
@@ -242,3 +252,34 @@ std::string fish_completion(const command_description& kplog) {
   }
   return fish_head + paths + "    end\n  end\n  echo \"$path\"\nend\n\n" + lines;
 }
+
+// --- The command
+
+struct completion_row {
+  const char* name;  // of the shell
+  std::string (*script)(const command_description& kplog);
+};
+
+static constexpr std::array<completion_row, 3> completions = {{
+    {"bash", bash_completion},
+    {"zsh", zsh_completion},
+    {"fish", fish_completion},
+}};
+
+static command_action describe_completion(CLI::App& command) {
+  const auto shell = std::make_shared<std::string>();
+  add_choice_option(command, "SHELL", *shell, names_of(completions),
+                    "The shell that the script is for", option_need::required);
+  return [shell, &command](std::ostream& out, std::ostream&) {
+    for (const completion_row& row : completions)
+      if (*shell == row.name) out << row.script(whole_command_line(command));
+    return command_outcome::good;
+  };
+}
+
+constexpr kplog_command_row completion_command = {
+    "completion", "Write a script that completes command lines of kplog",
+    "  kplog completion bash > /usr/share/bash-completion/completions/kplog\n"
+    "  kplog completion zsh > /usr/share/zsh/site-functions/_kplog\n"
+    "  kplog completion fish > ~/.config/fish/completions/kplog.fish\n",
+    describe_completion, true};

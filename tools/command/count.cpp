@@ -13,7 +13,7 @@
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
-#include "tools/command/standard_option.h"
+#include "tools/command/set_command.h"
 #include "tools/counts/chart.h"
 #include "tools/counts/report.h"
 #include "tools/dump/load_set.h"

@@ -8,7 +8,7 @@
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
-#include "tools/command/standard_option.h"
+#include "tools/command/set_command.h"
 #include "tools/compare/report.h"
 #include "tools/dump/load_set.h"
 #include "tools/report/outcome.h"

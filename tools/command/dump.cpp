@@ -8,7 +8,7 @@
 #include "recording/files/read_file.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
-#include "tools/command/standard_option.h"
+#include "tools/command/set_command.h"
 #include "tools/dump/json.h"
 #include "tools/dump/overview.h"
 #include "tools/dump/yaml.h"

@@ -1,7 +1,13 @@
-#include "tools/command/manual.h"
+// kplog manual: the manual pages of the command line.
+#include <cerrno>
+#include <memory>
+#include <ostream>
+#include <string>
 
-#include <sstream>
-
+#include "recording/files/whole_file.h"
+#include "tools/command/command_line.h"
+#include "tools/command/commands.h"
+#include "tools/command/options.h"
 #include "tools/report/outcome.h"
 
 // Text as man(7) shows it: hyphens that can be copied, no line that is taken for a request.
@@ -87,7 +93,9 @@ static std::string exit_status_section() {
   return section;
 }
 
-std::string manual_page(const command_description& command, const std::string& version) {
+// The page of a command, or of kplog itself, in the language of man(7). `version` stands in its
+// footer. The same command line gives the same bytes.
+static std::string manual_page(const command_description& command, const std::string& version) {
   const std::string name = command.name("-");
   std::string page = ".TH " + roff(name) + " 1 \"\" \"kplog " + roff(version) + "\" \"kplog\"\n" +
                      ".SH NAME\n" + roff(name) + " \\- " + roff(command.text) + "\n";
@@ -98,6 +106,32 @@ std::string manual_page(const command_description& command, const std::string& v
   return page;
 }
 
-std::string manual_page_file(const command_description& command) {
+// "kplog-catalog-build.1"
+static std::string manual_page_file(const command_description& command) {
   return command.name("-") + ".1";
 }
+
+// --- The command
+
+static command_outcome write_pages(const command_description& kplog, const std::string& version,
+                                   const std::string& folder, std::ostream& log) {
+  for (const command_description* command : all_commands(kplog)) {
+    const std::string path = folder + "/" + manual_page_file(*command);
+    if (!write_atomic_file(path, manual_page(*command, version)))
+      return write_error(log, {}, path, errno);
+  }
+  return command_outcome::good;
+}
+
+static command_action describe_manual(CLI::App& command) {
+  const auto folder = std::make_shared<std::string>();
+  add_text_option(command, {"FOLDER", "FOLDER", "Where to write the pages"}, *folder,
+                  option_need::required);
+  return [folder, &command](std::ostream&, std::ostream& log) {
+    return write_pages(whole_command_line(command), version_of_command_line(command), *folder, log);
+  };
+}
+
+constexpr kplog_command_row manual_command = {
+    "manual", "Write the manual pages of kplog and its commands",
+    "  kplog manual /usr/local/share/man/man1\n", describe_manual, true};

@@ -5,13 +5,16 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <ostream>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
+#include "recording/records/event_set.h"
 #include "recording/text/terminal_text.h"
+#include "recording/text/words.h"
 #include "tools/report/outcome.h"
 
 bool is_color_wanted(const std::string& choice, int descriptor) {
@@ -169,4 +172,87 @@ void add_report_options(CLI::App& command, report_options& options) {
           "Diagnostics as text, or as one JSON object per line")
       ->check(one_of(choices))
       ->type_name(joined_choices(choices));
+}
+
+// --- Events and messages
+
+void add_event_set_options(CLI::App& command, event_set_options& options, std::string& code_page) {
+  add_text_option(command, {"--definitions", "FILE", "The compiled STD set"}, options.definitions,
+                  option_need::required);
+  add_text_option(command, {"--aux", "FILE", "The compiled AUX set beside it"}, options.aux);
+  add_text_option(command,
+                  {"--catalog", "FOLDER",
+                   "The message catalog; without it the messages are those of the definitions"},
+                  options.catalog);
+  add_text_option(command,
+                  {"--locale", "LOCALE",
+                   "The language of messages, as de_DE; that of the environment when not given"},
+                  options.locale);
+  add_text_option(command, {"--codepage", "NAME", "The code page of text; UTF-8 by default"},
+                  code_page);
+}
+
+// --- Severities
+
+struct severity_name_row {
+  const char* name;
+  rule_severity severity;
+};
+
+static constexpr std::array<severity_name_row, 3> severity_names = {{
+    {"off", rule_severity::off},
+    {"warning", rule_severity::warning},
+    {"error", rule_severity::error},
+}};
+
+// What is an error for the library stays one.
+static bool is_severity_free(const diagnostic_rule_row& row) {
+  return row.kind == rule_kind::advice || row.severity != rule_severity::error;
+}
+
+std::vector<std::string> severity_settings() {
+  std::vector<std::string> settings;
+  for (const diagnostic_rule_row& row : diagnostic_rules)
+    for (const severity_name_row& known : severity_names)
+      if (is_severity_free(row)) settings.push_back(std::string(row.code) + "=" + known.name);
+  return settings;
+}
+
+void add_severity_option(CLI::App& command, std::vector<std::string>& settings) {
+  add_texts_option(command,
+                   {"--severity", severity_setting_form,
+                    "How severe findings of a rule are: CODE=off, CODE=warning, CODE=error"},
+                   settings);
+}
+
+static std::string unknown_rule(const std::string& code) {
+  std::vector<std::string_view> codes;
+  for (const diagnostic_rule_row& row : diagnostic_rules)
+    if (is_severity_free(row)) codes.emplace_back(row.code);
+  return "no rule \"" + code + "\"" + nearest_name_hint(code, codes);
+}
+
+// Takes "CODE=SEVERITY" over, or says why it is none.
+static std::string set_severity(const std::string& text, diagnostic_list& found) {
+  const size_t equals = std::min(text.find('='), text.size());
+  const std::string code = text.substr(0, equals);
+  const diagnostic_rule_row* const row = rule_of_code(code);
+  if (row == nullptr) return unknown_rule(code);
+  if (!is_severity_free(*row)) return "findings of \"" + code + "\" are always errors";
+  for (const severity_name_row& known : severity_names) {
+    if (text.substr(equals) != std::string("=") + known.name) continue;
+    found.set_severity(row->rule, known.severity);
+    return "";
+  }
+  return code + "=off, " + code + "=warning or " + code + "=error is expected, not \"" + text +
+         "\"";
+}
+
+command_outcome apply_severities(const std::vector<std::string>& settings, diagnostic_list& found,
+                                 std::ostream& log) {
+  for (const std::string& text : settings) {
+    const std::string problem = set_severity(text, found);
+    if (!problem.empty()) return usage_error(log, problem);
+  }
+  return command_outcome::good;
 }

@@ -17,6 +17,7 @@
 namespace CLI {
 class App;
 }
+struct event_set_options;
 
 // Whether what goes to the descriptor may be colored: "always", "never", or by whether it is a
 // terminal and NO_COLOR is not set.
@@ -86,5 +87,23 @@ std::string help_footer(const std::string& examples);
 CLI::App& add_sub_command(CLI::App& command, const char* name, const char* summary,
                           const char* examples);
 bool is_given(const CLI::App& command);
+
+// The options by which commands are told of events and of how messages are told:
+// --definitions, --aux, --catalog, --locale and --codepage; the code page is that of text.
+void add_event_set_options(CLI::App& command, event_set_options& options, std::string& code_page);
+
+// --- --severity: how severe findings of a rule are
+
+// What --severity takes, as the help shows it; and all that it takes: the rules that are not always
+// errors, with each severity.
+constexpr const char* severity_setting_form = "CODE=SEVERITY";
+std::vector<std::string> severity_settings();
+
+// An option that may be given several times.
+void add_severity_option(CLI::App& command, std::vector<std::string>& settings);
+
+// Sets the severities; a usage error, told on `log`, for a text that is no setting.
+command_outcome apply_severities(const std::vector<std::string>& settings, diagnostic_list& found,
+                                 std::ostream& log);
 
 #endif

@@ -1,15 +1,39 @@
-// What commands that make one file of definitions have in common: their paths, and what happens
-// before anything is written.
-#ifndef TOOLS_COMMAND_SET_OUTPUT_H
-#define TOOLS_COMMAND_SET_OUTPUT_H
+// What commands that work on a set of definitions have in common: the STD set beside it, and the
+// file that is made of it.
+#ifndef TOOLS_COMMAND_SET_COMMAND_H
+#define TOOLS_COMMAND_SET_COMMAND_H
 
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "tools/command/standard_option.h"
+#include "recording/definitions/standard_set.h"
+#include "tools/command/options.h"
 #include "tools/dump/load_set.h"
 #include "tools/report/outcome.h"
+
+// --- --std: the STD set that an AUX set is written for
+
+// Adds the option; `path` stays empty when it is not given.
+void add_standard_option(CLI::App& command, std::string& path);
+
+// An STD set in memory, from a compiled file or a source.
+class standard_input {
+ public:
+  // Nothing for an empty path. Otherwise than good when the file cannot be read or is not sound;
+  // what is wrong with it goes to `log`.
+  command_outcome read(const std::string& path, const report_options& report, std::ostream& log);
+
+  // Null when there is no STD set.
+  const std_definitions* definitions() const { return definitions_ ? &*definitions_ : nullptr; }
+
+ private:
+  definition_input input_;
+  std::optional<std_definitions> definitions_;
+};
+
+// --- Commands that make one file of a set
 
 struct definition_output_options {
   std::vector<std::string> inputs;  // "-": standard input

@@ -1,13 +1,19 @@
-// The command line as data: what completion scripts and manual pages are written from.
-#ifndef TOOLS_COMMAND_DESCRIPTION_H
-#define TOOLS_COMMAND_DESCRIPTION_H
+// The command line of kplog: its commands, what they take, and what a wrong one is answered with.
+#ifndef TOOLS_COMMAND_COMMAND_LINE_H
+#define TOOLS_COMMAND_COMMAND_LINE_H
 
+#include <iosfwd>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "tools/report/outcome.h"
 
 namespace CLI {
 class App;
 }
+
+// --- The command line as data: what completion scripts and manual pages are written from
 
 struct option_description {
   std::vector<std::string> names;  // "-o", "--output"; of a positional argument what it is called
@@ -32,11 +38,31 @@ struct command_description {
   std::string name(const char* separator) const;  // "kplog catalog build", with blanks between
 };
 
-// `app` is a command or the whole of them; `path` is how it is reached.
-command_description describe_command_line(const CLI::App& app,
-                                          const std::vector<std::string>& path = {});
-
 // The command and all below it, each before those below it.
 std::vector<const command_description*> all_commands(const command_description& command);
+
+// All of kplog, seen from one of its commands.
+command_description whole_command_line(const CLI::App& command);
+// What --version says behind "kplog ".
+std::string version_of_command_line(const CLI::App& command);
+
+// --- The command line as it is parsed and run
+
+class kplog_command_line {
+ public:
+  // `version` is what --version says behind "kplog ".
+  explicit kplog_command_line(const char* version);
+  ~kplog_command_line();
+
+  // Parses, and runs the command that was given. What the parser says goes to `out` and `log` too.
+  command_outcome run(int argc, const char* const* argv, std::ostream& out, std::ostream& log);
+
+  command_description description() const;
+
+ private:
+  struct parser;
+
+  std::unique_ptr<parser> parser_;
+};
 
 #endif
