@@ -36,8 +36,7 @@ bool kp_fault_strikes(kp_fault_call call) noexcept {
   kp_fault_state& state = state_of(call);
   ++state.seen;
   const kp_fault_plan& plan = state.plan;
-  const bool struck =
-      plan.nth != 0 && (plan.sticky ? state.seen >= plan.nth : state.seen == plan.nth);
+  const bool struck = plan.nth != 0 && state.seen >= plan.nth && state.seen - plan.nth < plan.times;
   if (struck) errno = plan.error;
   return struck;
 }

@@ -38,7 +38,7 @@ enum class kp_fault_call {
 struct kp_fault_plan {
   unsigned nth = 0;        // the call that fails, counted from 1; 0: none
   int error = 0;           // errno of that call
-  bool sticky = false;     // whether every later call fails as well
+  unsigned times = 1;      // how many calls fail, from that one on
   size_t transferred = 0;  // bytes that a failing read or write still transfers
 };
 

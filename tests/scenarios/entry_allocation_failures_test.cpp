@@ -8,7 +8,7 @@
 #include "kp_LOG_LogEntry.h"
 #include "kp_LOG_errors.h"
 #include "logging/logentry_i.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 #include "tests/support/loaded_definitions.h"
 
 using entry_t = _kp_LOG_log_entry_imp;
@@ -32,12 +32,12 @@ static unsigned expect_survives(const std::function<void(entry_t&)>& op) {
   for (bool filled : {false, true}) {
     entry_t entry(17, 5);
     if (filled) op(entry);
-    failures += for_each_failing_allocation([&] { op(entry); },
-                                            [&](const std::exception_ptr& outcome) {
-                                              expect_memory_alloc(outcome);
-                                              EXPECT_EQ(entry.get_entry_id(), 17U);
-                                              if (!filled) entry.clear_attribs(true);
-                                            });
+    failures += for_each_failing_new([&] { op(entry); },
+                                     [&](const std::exception_ptr& outcome) {
+                                       expect_memory_alloc(outcome);
+                                       EXPECT_EQ(entry.get_entry_id(), 17U);
+                                       if (!filled) entry.clear_attribs(true);
+                                     });
     op(entry);
   }
   return failures;
@@ -68,11 +68,11 @@ TEST(EntryAllocationFailures, AFailedAddLeavesTheHeldValue) {
   entry_t entry(17, 5);
   entry.add_attrib_str("A14", "before", true);
   const unsigned failures =
-      for_each_failing_allocation([&] { entry.add_attrib_str("A14", long_text.c_str(), true); },
-                                  [&](const std::exception_ptr& outcome) {
-                                    expect_memory_alloc(outcome);
-                                    EXPECT_STREQ(entry.get_attrib_str("A14"), "before");
-                                  });
+      for_each_failing_new([&] { entry.add_attrib_str("A14", long_text.c_str(), true); },
+                           [&](const std::exception_ptr& outcome) {
+                             expect_memory_alloc(outcome);
+                             EXPECT_STREQ(entry.get_attrib_str("A14"), "before");
+                           });
   EXPECT_GE(failures, 1U);
   EXPECT_EQ(entry.get_attrib_str("A14"), long_text);
 }
@@ -80,19 +80,18 @@ TEST(EntryAllocationFailures, AFailedAddLeavesTheHeldValue) {
 TEST(EntryAllocationFailures, AFailedAddStoresNoHalfAttribute) {
   const loaded_definitions definitions(definitions_for_failures());
   entry_t entry(17, 5);
-  for_each_failing_allocation(
-      [&] { entry.add_attrib_str(long_name.c_str(), long_text.c_str(), true); },
-      [&](const std::exception_ptr& outcome) {
-        expect_memory_alloc(outcome);
-        EXPECT_FALSE(entry._holds(long_name.c_str()));
-      });
+  for_each_failing_new([&] { entry.add_attrib_str(long_name.c_str(), long_text.c_str(), true); },
+                       [&](const std::exception_ptr& outcome) {
+                         expect_memory_alloc(outcome);
+                         EXPECT_FALSE(entry._holds(long_name.c_str()));
+                       });
 }
 
 TEST(EntryAllocationFailures, AValueThatCannotBeTakenStaysTheCallers) {
   const loaded_definitions definitions(definitions_for_failures());
   entry_t entry(17, 5);
   auto value = std::make_unique<_kp_LOG_datatype<kp_String, TypeChar2K>>(long_text.c_str());
-  const unsigned failures = for_each_failing_allocation([&] {
+  const unsigned failures = for_each_failing_new([&] {
     entry._add_attribute(long_name.c_str(), value.get());
     value.release();
   });
@@ -111,16 +110,16 @@ TEST(EntryAllocationFailures, PlainAddsAllocateOnlyTheNode) {
       [](entry_t& e) { e.add_attrib_str("A9", "with\nbreak", true); }};
   for (const auto& add : adds) {
     entry_t entry(17, 5);
-    EXPECT_EQ(for_each_failing_allocation([&] { add(entry); }), 1U);
-    EXPECT_EQ(for_each_failing_allocation([&] { add(entry); }), 0U);
+    EXPECT_EQ(for_each_failing_new([&] { add(entry); }), 1U);
+    EXPECT_EQ(for_each_failing_new([&] { add(entry); }), 0U);
   }
 }
 
 TEST(EntryAllocationFailures, MakingHandles) {
   const loaded_definitions definitions(definitions_for_failures());
   kp_LOG_LogEntry(9, 0);
-  EXPECT_GE(for_each_failing_allocation([] { kp_LOG_LogEntry(); }), 1U);
-  EXPECT_GE(for_each_failing_allocation([] { kp_LOG_LogEntry(17, 5); }), 1U);
+  EXPECT_GE(for_each_failing_new([] { kp_LOG_LogEntry(); }), 1U);
+  EXPECT_GE(for_each_failing_new([] { kp_LOG_LogEntry(17, 5); }), 1U);
 }
 
 TEST(EntryAllocationFailures, CopyingEntries) {
@@ -129,8 +128,8 @@ TEST(EntryAllocationFailures, CopyingEntries) {
   source.AddAttrib4u("A6", 1);
   source.AddAttribStr(long_name.c_str(), long_text.c_str());
   source.AddAttribMBStr("A20", long_text.c_str());
-  EXPECT_GE(for_each_failing_allocation([&] { kp_LOG_LogEntry copy(source); }), 5U);
-  EXPECT_GE(for_each_failing_allocation([&] { entry_t copy(source._get_imp()); }), 4U);
+  EXPECT_GE(for_each_failing_new([&] { kp_LOG_LogEntry copy(source); }), 5U);
+  EXPECT_GE(for_each_failing_new([&] { entry_t copy(source._get_imp()); }), 4U);
 }
 
 TEST(EntryAllocationFailures, AFailedAssignmentLeavesAUsableEntry) {
@@ -140,20 +139,20 @@ TEST(EntryAllocationFailures, AFailedAssignmentLeavesAUsableEntry) {
   source.AddAttribMBStr("A20", long_text.c_str());
   kp_LOG_LogEntry target(17, 1);
   target.AddAttribStr("A14", long_text.c_str());
-  for_each_failing_allocation([&] { target = source; },
-                              [&](const std::exception_ptr& outcome) {
-                                expect_memory_alloc(outcome);
-                                EXPECT_EQ(target.GetEntryID(), 17U);
-                                EXPECT_FALSE(target._get_imp()._holds("A14"));
-                                target.AddAttrib4u("A6", 1);
-                              });
+  for_each_failing_new([&] { target = source; },
+                       [&](const std::exception_ptr& outcome) {
+                         expect_memory_alloc(outcome);
+                         EXPECT_EQ(target.GetEntryID(), 17U);
+                         EXPECT_FALSE(target._get_imp()._holds("A14"));
+                         target.AddAttrib4u("A6", 1);
+                       });
   EXPECT_EQ(target.GetAttribMBStr("A20"), long_text);
 }
 
 TEST(EntryAllocationFailures, SettingUpFromAList) {
   const loaded_definitions definitions(definitions_for_failures());
   kp_LOG_LogEntry entry(17, 5);
-  EXPECT_GE(for_each_failing_allocation([&] {
+  EXPECT_GE(for_each_failing_new([&] {
               entry.SetEntry(17, 3, "A6", 5U, "A14", long_text.c_str(), "A20", long_text.c_str(),
                              "A23", "2026-11-15", end_of_list);
             }),
@@ -167,7 +166,7 @@ TEST(EntryAllocationFailures, DeclaringAttributes) {
   const std::string own = long_name + "_OWN";
   const std::string global = long_name + "_GLOBAL";
   for (const auto& [id, name] : {std::pair(17U, own), std::pair(0U, global)}) {
-    EXPECT_GE(for_each_failing_allocation(
+    EXPECT_GE(for_each_failing_new(
                   [&, i = id, n = name.c_str()] {
                     kp_LOG_LogEntry::AddAttributeDefinition(i, n, TypeUInt4);
                   },
@@ -198,7 +197,7 @@ TEST(EntryAllocationFailures, RaisingErrors) {
   for (const auto& op : refused) {
     bool reached_its_own_error = false;
     for (unsigned n = 1; !reached_its_own_error && n < 100; ++n) {
-      const allocation_fault fault(n);
+      const failing_new fault(n);
       try {
         op();
         ADD_FAILURE() << "nothing was raised";
@@ -217,7 +216,7 @@ TEST(EntryAllocationFailures, RemovingAndClearingNeedNoMemory) {
   entry_t entry(17, 5);
   entry.add_attrib_str("A14", long_text.c_str(), true);
   entry.add_attrib_str(long_name.c_str(), long_text.c_str(), true);
-  const allocation_fault fault(1, true);
+  const failing_new fault(1, from_then_on);
   entry.remove_attrib("A14");
   entry.clear_attribs(true);
   EXPECT_FALSE(fault.met());

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "tests/support/counter_folder.h"
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 
 // A process that counts and acknowledges each count with a byte, until it is killed.
 class counting_process {
@@ -98,7 +98,7 @@ TEST(CounterOfAKilledProcess, WriteCutShortAnywhereHurtsNoOtherRecord) {
     for (size_t part = 0; part < 32; part += nth <= keys ? 1 : 31) {
       const temp_folder folder;
       counting_process process(folder.path(), keys, [=] {
-        kp_fault_set(kp_fault_call::pwrite, {nth, EIO, false, part});
+        kp_fault_set(kp_fault_call::pwrite, {nth, EIO, 1, part});
       });
       const int acknowledged = process.wait_for_death();
       EXPECT_EQ(acknowledged, static_cast<int>(nth) - 1);
@@ -117,7 +117,7 @@ TEST(CounterOfAKilledProcess, NextProcessCountsOnBehindATornRecord) {
   for (size_t part = 1; part < 32; ++part) {
     const temp_folder folder;
     counting_process process(folder.path(), 2, [=] {
-      kp_fault_set(kp_fault_call::pwrite, {2, EIO, false, part});
+      kp_fault_set(kp_fault_call::pwrite, {2, EIO, 1, part});
     });
     EXPECT_EQ(process.wait_for_death(), 1);
     _kp_LOG_EntryCounter counter;

@@ -13,7 +13,7 @@
 
 #include "base/kp_time.h"
 #include "tests/support/counter_folder.h"
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -320,7 +320,7 @@ TEST(CounterWithFailingCalls, FailedReadIsAFailureWithItsDebugLine) {
     counter_folder f(two_records);
     const debug_log_in_temp_folder log;
     {
-      const fault_scope fault(kp_fault_call::pread, 1, EIO);
+      const failing fault(kp_fault_call::pread, 1, EIO);
       EXPECT_EQ(operation(f.counter), -1);
     }
     EXPECT_THAT(log.lines(), ElementsAre(seek_error_line));
@@ -334,7 +334,7 @@ TEST(CounterWithFailingCalls, FailedWriteIsAFailureWithItsDebugLine) {
     counter_folder f(two_records);
     const debug_log_in_temp_folder log;
     {
-      const fault_scope fault(kp_fault_call::pwrite, 1, ENOSPC);
+      const failing fault(kp_fault_call::pwrite, 1, ENOSPC);
       EXPECT_EQ(operation(f.counter), -1);
     }
     EXPECT_THAT(log.lines(), ElementsAre(seek_error_line));
@@ -346,7 +346,7 @@ TEST(CounterWithFailingCalls, FailedWriteIsAFailureWithItsDebugLine) {
 TEST(CounterWithFailingCalls, ReadsInPiecesFindTheSameRecords) {
   for (size_t piece : {1U, 13U, 32U, 40U}) {
     counter_folder f(two_records);
-    const fault_scope fault(kp_fault_call::pread, 1, 0, true, piece);
+    const failing fault(kp_fault_call::pread, 1, 0, from_then_on, piece);
     for (int id : {2, 3, 3}) EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, id), 0);
     EXPECT_EQ(f.bytes(), counter_record(2026, 11, 15, 1, 1) + counter_record(2026, 11, 15, 2, 2) +
                              counter_record(2026, 11, 15, 3, 2));
@@ -355,8 +355,8 @@ TEST(CounterWithFailingCalls, ReadsInPiecesFindTheSameRecords) {
 
 TEST(CounterWithFailingCalls, InterruptedCallsAreMadeAgain) {
   counter_folder f(two_records);
-  const fault_scope reading(kp_fault_call::pread, 1, EINTR);
-  const fault_scope writing(kp_fault_call::pwrite, 1, EINTR);
+  const failing reading(kp_fault_call::pread, 1, EINTR);
+  const failing writing(kp_fault_call::pwrite, 1, EINTR);
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), 0);
   EXPECT_EQ(f.bytes(), counter_record(2026, 11, 15, 1, 1) + counter_record(2026, 11, 15, 2, 2));
 }
@@ -364,7 +364,7 @@ TEST(CounterWithFailingCalls, InterruptedCallsAreMadeAgain) {
 TEST(CounterWithFailingCalls, FailedReadOfTheRememberedRecordLeadsToASearch) {
   counter_folder f(two_records);
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), 0);
-  const fault_scope fault(kp_fault_call::pread, 1, EIO);
+  const failing fault(kp_fault_call::pread, 1, EIO);
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), 0);
   EXPECT_EQ(count_in(f.bytes(), 2026, 11, 15, 2), 3);
 }
@@ -374,7 +374,7 @@ TEST(CounterWithFailingCalls, FailedWriteOfTheRememberedRecordIsAFailure) {
   const debug_log_in_temp_folder log;
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), 0);
   {
-    const fault_scope fault(kp_fault_call::pwrite, 1, EIO);
+    const failing fault(kp_fault_call::pwrite, 1, EIO);
     EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), -1);
   }
   EXPECT_THAT(log.lines(), ElementsAre(seek_error_line));
@@ -385,14 +385,14 @@ TEST(CounterWithFailingCalls, FailedWriteOfTheRememberedRecordIsAFailure) {
 TEST(CounterWithFailingCalls, DebugLineIsOfLevelOne) {
   counter_folder f(two_records);
   const debug_log_in_temp_folder log(0);
-  const fault_scope fault(kp_fault_call::pwrite, 1, EIO);
+  const failing fault(kp_fault_call::pwrite, 1, EIO);
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 2), -1);
   EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST(CounterWithFailingCalls, RangeThatFailsHalfWayKeepsWhatItCleared) {
   counter_folder f(two_records);
-  const fault_scope fault(kp_fault_call::pwrite, 2, EIO);
+  const failing fault(kp_fault_call::pwrite, 2, EIO);
   EXPECT_EQ(f.counter.DeleteEntryElement(noon_of(2026, 11, 15), noon_of(2026, 11, 15)), -1);
   EXPECT_EQ(f.bytes(), free_counter_slot() + counter_record(2026, 11, 15, 2, 1));
 }

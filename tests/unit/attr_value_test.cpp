@@ -14,8 +14,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "tests/support/failing_new.h"
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/virtual_slot.h"
 
@@ -265,14 +264,14 @@ TEST(FileText, ForAReadOnlyStreamFailsInTheWrite) {
 #ifdef KP_FAULTS
 TEST(FileText, ReturnsAShortWriteAsItIs) {
   written_file file;
-  const fault_scope short_write(kp_fault_call::write, 1, ENOSPC, false, 2);
+  const failing short_write(kp_fault_call::write, 1, ENOSPC, 1, 2);
   EXPECT_EQ(printf_attribute_value(file.stream(), "abcdef"), 2);
   EXPECT_EQ(file.close_and_read(), "ab");
 }
 
 TEST(FileText, IsOneWriteAValue) {
   written_file file;
-  const fault_scope watch(kp_fault_call::write, 0, 0);
+  const failing watch(kp_fault_call::write, 0, 0);
   printf_attribute_value(file.stream(), kp_String(std::string(9000, 'x').c_str()));
   printf_attribute_value(file.stream(), a_local_time());
   printf_attribute_value(file.stream(), 1);
@@ -438,7 +437,7 @@ TEST(TypedValue, WithoutMemoryForTheNewTextKeepsTheOldOne) {
     expect_memory_alloc(outcome);
     EXPECT_EQ(printed(held), "held");
   };
-  EXPECT_EQ(for_each_failing_allocation([&] { held.get_and_set(&fresh); }, check), 1U);
+  EXPECT_EQ(for_each_failing_new([&] { held.get_and_set(&fresh); }, check), 1U);
   EXPECT_EQ(printed(held), text);
 }
 
@@ -446,7 +445,7 @@ TEST(TypedValue, PrintingNeedsNoMemory) {
   const auto all = values_of_every_type();
   written_file file;
   char buffer[512] = "";
-  const allocation_fault fault(1, true);
+  const failing_new fault(1, from_then_on);
   for (const auto& value : all) {
     buffer[0] = '\0';
     value.filled->print_out(buffer);

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 #include "tests/support/temp_folder.h"
 
 // ---- a stream whose calls to the system are scripted ----
@@ -334,7 +334,7 @@ TEST(Assertion, NullTextsAreNamedSo) {
 TEST(Faults, OnlyTheChosenCallFails) {
   const temp_folder folder;
   const std::string path = folder.write("f", "x");
-  const fault_scope fault(kp_fault_call::fopen, 2, EMFILE);
+  const failing fault(kp_fault_call::fopen, 2, EMFILE);
   EXPECT_NE(kp_file(KP_fopen(path.c_str(), "rb")), nullptr);
   EXPECT_EQ(kp_file(KP_fopen(path.c_str(), "rb")), nullptr);
   EXPECT_EQ(errno, EMFILE);
@@ -345,7 +345,7 @@ TEST(Faults, OnlyTheChosenCallFails) {
 TEST(Faults, StickyFaultLastsToTheEndOfItsScope) {
   struct stat status = {};
   {
-    const fault_scope fault(kp_fault_call::stat, 2, EIO, true);
+    const failing fault(kp_fault_call::stat, 2, EIO, from_then_on);
     EXPECT_EQ(KP_stat("/", &status), 0);
     EXPECT_EQ(KP_stat("/", &status), -1);
     EXPECT_EQ(KP_stat("/", &status), -1);
@@ -358,7 +358,7 @@ TEST(Faults, ShortReadTransfersItsBytesAndMarksTheStream) {
   const kp_file file(KP_fopen(folder.write("f", "abcdefgh").c_str(), "rb"));
   char buffer[8] = {};
   {
-    const fault_scope fault(kp_fault_call::fread, 1, EIO, false, 3);
+    const failing fault(kp_fault_call::fread, 1, EIO, 1, 3);
     EXPECT_EQ(KP_fread(buffer, 1, 8, file.get()), 3U);
     EXPECT_EQ(errno, EIO);
   }
@@ -369,7 +369,7 @@ TEST(Faults, ShortReadTransfersItsBytesAndMarksTheStream) {
 TEST(Faults, InterruptedReadIsReadOn) {
   const temp_folder folder;
   const kp_file file(KP_fopen(folder.write("f", "abcdefgh").c_str(), "rb"));
-  const fault_scope fault(kp_fault_call::fread, 1, EINTR, false, 3);
+  const failing fault(kp_fault_call::fread, 1, EINTR, 1, 3);
   char buffer[8] = {};
   EXPECT_EQ(KP_fread(buffer, 4, 2, file.get()), 2U);
   EXPECT_EQ(std::string(buffer, 8), "abcdefgh");
@@ -380,7 +380,7 @@ TEST(Faults, InterruptedReadIsReadOn) {
 TEST(Faults, ShortWriteTransfersItsBytes) {
   const temp_folder folder;
   kp_file file(KP_fopen(folder.file("f").c_str(), "wb"));
-  const fault_scope fault(kp_fault_call::fwrite, 1, ENOSPC, false, 3);
+  const failing fault(kp_fault_call::fwrite, 1, ENOSPC, 1, 3);
   EXPECT_EQ(KP_fwrite("abcdefgh", 1, 8, file.get()), 3U);
   EXPECT_EQ(errno, ENOSPC);
   EXPECT_NE(KP_ferror(file.get()), 0);
@@ -392,11 +392,11 @@ TEST(Faults, UnbufferedWriteFailsOrIsShort) {
   const temp_folder folder;
   const kp_file file(KP_fopen(folder.file("f").c_str(), "wb"));
   {
-    const fault_scope fault(kp_fault_call::write, 1, ENOSPC);
+    const failing fault(kp_fault_call::write, 1, ENOSPC);
     EXPECT_EQ(KP_write(KP_fileno(file.get()), "abc", 3), -1);
     EXPECT_EQ(errno, ENOSPC);
   }
-  const fault_scope fault(kp_fault_call::write, 1, 0, false, 2);
+  const failing fault(kp_fault_call::write, 1, 0, 1, 2);
   EXPECT_EQ(KP_write(KP_fileno(file.get()), "abc", 3), 2);
   EXPECT_EQ(read_whole_file(folder.file("f")), "ab");
 }
@@ -407,13 +407,13 @@ TEST(Faults, BytesAtAnOffsetFailAreShortOrAreBegunAgainAfterASignal) {
   const int descriptor = KP_fileno(file.get());
   char buffer[4] = {};
   {
-    const fault_scope read_fault(kp_fault_call::pread, 1, EIO);
-    const fault_scope write_fault(kp_fault_call::pwrite, 1, ENOSPC, false, 2);
+    const failing read_fault(kp_fault_call::pread, 1, EIO);
+    const failing write_fault(kp_fault_call::pwrite, 1, ENOSPC, 1, 2);
     EXPECT_EQ(KP_pread(descriptor, buffer, 3, 0), -1);
     EXPECT_EQ(errno, EIO);
     EXPECT_EQ(KP_pwrite(descriptor, "XYZ", 3, 0), 2);
   }
-  const fault_scope interrupted(kp_fault_call::pread, 1, EINTR);
+  const failing interrupted(kp_fault_call::pread, 1, EINTR);
   EXPECT_EQ(KP_pread(descriptor, buffer, 3, 0), 3);
   EXPECT_STREQ(buffer, "XYc");
   EXPECT_EQ(interrupted.calls_seen(), 2U);
@@ -423,7 +423,7 @@ TEST(Faults, FailingCloseClosesAllTheSame) {
   const temp_folder folder;
   FILE* const file = KP_fopen(folder.write("f", "x").c_str(), "rb");
   const int descriptor = KP_fileno(file);
-  const fault_scope fault(kp_fault_call::fclose, 1, EIO);
+  const failing fault(kp_fault_call::fclose, 1, EIO);
   EXPECT_EQ(KP_fclose(file), EOF);
   EXPECT_EQ(errno, EIO);
   EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
@@ -432,7 +432,7 @@ TEST(Faults, FailingCloseClosesAllTheSame) {
 TEST(Faults, FailingGetcMarksTheStreamUntilItIsClosed) {
   const temp_folder folder;
   kp_file file(KP_fopen(folder.write("f", "x").c_str(), "rb"));
-  const fault_scope fault(kp_fault_call::getc, 1, EIO);
+  const failing fault(kp_fault_call::getc, 1, EIO);
   EXPECT_EQ(KP_getc(file.get()), EOF);
   EXPECT_EQ(KP_feof(file.get()), 0);
   EXPECT_NE(KP_ferror(file.get()), 0);
@@ -445,7 +445,7 @@ TEST(Faults, EveryStepOfOpeningARegularFileMayFail) {
   for (auto call : {kp_fault_call::open, kp_fault_call::fstat, kp_fault_call::fdopen}) {
     const int before = dup(0);
     close(before);
-    const fault_scope fault(call, 1, EMFILE);
+    const failing fault(call, 1, EMFILE);
     EXPECT_EQ(KP_open_regular(path.c_str()), nullptr);
     EXPECT_EQ(errno, EMFILE);
     const int after = dup(0);
@@ -457,7 +457,7 @@ TEST(Faults, EveryStepOfOpeningARegularFileMayFail) {
 TEST(Faults, EveryOtherKindFailsAsItsFunctionDoes) {
   const temp_folder folder;
   const kp_file file(KP_fopen(folder.write("f", "x").c_str(), "rb"));
-  const fault_scope faults[] = {
+  const failing faults[] = {
       {kp_fault_call::fseek, 1, EIO},  {kp_fault_call::ftell, 1, EIO},
       {kp_fault_call::fflush, 1, EIO}, {kp_fault_call::access, 1, EIO},
       {kp_fault_call::getcwd, 1, EIO}, {kp_fault_call::localtime_r, 1, EIO},
@@ -474,7 +474,7 @@ TEST(Faults, EveryOtherKindFailsAsItsFunctionDoes) {
   EXPECT_EQ(KP_localtime_r(&moment, &fields), nullptr);
   EXPECT_EQ(KP_mktime(&fields), -1);
   EXPECT_EQ(KP_strftime(buffer, sizeof buffer, "%Y", &fields), 0U);
-  for (const fault_scope& fault : faults) EXPECT_EQ(fault.calls_seen(), 1U);
+  for (const failing& fault : faults) EXPECT_EQ(fault.calls_seen(), 1U);
 }
 
 #endif

@@ -5,7 +5,7 @@
 #include <string>
 #include <type_traits>
 
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 
 static_assert(std::is_nothrow_copy_constructible_v<KPX_memory_alloc>);
 static_assert(std::is_nothrow_copy_assignable_v<KPX_runtime>);
@@ -60,7 +60,7 @@ TEST(Exception, IndexErrorIsARuntimeErrorAndAllocationErrorIsNot) {
 
 TEST(Exception, RaisingAnAllocationErrorNeedsNoHeap) {
   bool caught = false;
-  const allocation_fault everything(1, true);
+  const failing_new everything(1, from_then_on);
   try {
     throw KPX_memory_alloc(nullptr, 0);
   } catch (const KPX_memory_alloc& error) {
@@ -72,12 +72,12 @@ TEST(Exception, RaisingAnAllocationErrorNeedsNoHeap) {
 
 TEST(Exception, CopyingNeedsNoHeap) {
   const KPX_runtime error("a text that is longer than any buffer inside an object", 0);
-  const allocation_fault everything(1, true);
+  const failing_new everything(1, from_then_on);
   const KPX_runtime copy = error;
   EXPECT_EQ(copy.get_message(), error.get_message());
   EXPECT_FALSE(everything.met());
 }
 
 TEST(Exception, TextThatCannotBeCopiedIsAnAllocationError) {
-  EXPECT_EQ(for_each_failing_allocation([] { const KPX_runtime error("text", 0); }), 1U);
+  EXPECT_EQ(for_each_failing_new([] { const KPX_runtime error("text", 0); }), 1U);
 }

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "base/kp_exception.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 #include "tests/support/raised.h"
 
 static_assert(std::is_nothrow_move_constructible_v<kp_String>);
@@ -224,7 +224,7 @@ TEST(String, LengthBeyond32BitsIsAFailedAllocation) {
 }
 
 TEST(String, ShortTextsNeedNoHeap) {
-  const allocation_fault everything(1, true);
+  const failing_new everything(1, from_then_on);
   kp_String s("31 bytes fit inside the object ");
   const kp_String copy = s;
   s = "another one";
@@ -233,26 +233,26 @@ TEST(String, ShortTextsNeedNoHeap) {
 }
 
 TEST(String, ConstructionThatFailsRaisesAndLeaksNothing) {
-  EXPECT_EQ(for_each_failing_allocation([] { const kp_String s(long_text.c_str()); }), 1U);
-  EXPECT_EQ(for_each_failing_allocation([] { const kp_String s(100, 'x'); }), 1U);
+  EXPECT_EQ(for_each_failing_new([] { const kp_String s(long_text.c_str()); }), 1U);
+  EXPECT_EQ(for_each_failing_new([] { const kp_String s(100, 'x'); }), 1U);
 }
 
 TEST(String, FailedAssignmentLeavesTheStringAsItWas) {
   kp_String s("as it was");
-  for_each_failing_allocation([&] { s = long_text.c_str(); },
-                              [&](const std::exception_ptr& outcome) {
-                                expect_memory_alloc(outcome);
-                                EXPECT_EQ(content(s), "as it was");
-                              });
+  for_each_failing_new([&] { s = long_text.c_str(); },
+                       [&](const std::exception_ptr& outcome) {
+                         expect_memory_alloc(outcome);
+                         EXPECT_EQ(content(s), "as it was");
+                       });
   EXPECT_EQ(content(s), long_text);
 }
 
 TEST(String, FailedAppendLeavesTheStringAsItWas) {
   kp_String s("as it was");
-  for_each_failing_allocation([&] { s += long_text.c_str(); },
-                              [&](const std::exception_ptr& outcome) {
-                                expect_memory_alloc(outcome);
-                                EXPECT_EQ(content(s), "as it was");
-                              });
+  for_each_failing_new([&] { s += long_text.c_str(); },
+                       [&](const std::exception_ptr& outcome) {
+                         expect_memory_alloc(outcome);
+                         EXPECT_EQ(content(s), "as it was");
+                       });
   EXPECT_EQ(content(s), "as it was" + long_text);
 }

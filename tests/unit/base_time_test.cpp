@@ -9,7 +9,7 @@
 #include <string>
 #include <thread>
 
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 #include "tests/support/temp_folder.h"
 
 static std::string printed(const kp_Time& t) {
@@ -95,7 +95,7 @@ TEST(TimeZone, LocalTimeThatClocksSkipIsReadWithTheZoneBefore) {
 #ifdef KP_FAULTS
 TEST(TimeZone, ZoneThatTheSystemCannotTellIsGmt) {
   const environment_value zone("TZ", "Asia/Shanghai");
-  const fault_scope fault(kp_fault_call::localtime_r, 1, EOVERFLOW, true);
+  const failing fault(kp_fault_call::localtime_r, 1, EOVERFLOW, from_then_on);
   const kp_Time t(2026, 7, 15, 12, 0, 0);
   EXPECT_EQ(printed(t), "2026-07-15T12:00:00+00:00");
 }
@@ -160,7 +160,7 @@ TEST(TimeNow, AsksTheSystemForItsZoneOnceASecond) {
   unsigned calls_seen = 0;
   within_one_second([&] {
     const environment_value zone("TZ", "UTC");
-    const fault_scope calls(kp_fault_call::localtime_r, 0, 0);
+    const failing calls(kp_fault_call::localtime_r, 0, 0);
     for (int i = 0; i < 100; ++i) EXPECT_EQ(kp_Time().get_zone_bias(), 0);
     calls_seen = calls.calls_seen();
   });
@@ -213,7 +213,7 @@ TEST(TimeNow, AZoneOfTheSameOffsetThatKnowsDaylightTimeIsNoticedAtOnce) {
     const environment_value plain("TZ", "AAA5");
     static_cast<void>(kp_Time());
     const environment_value always_ahead("TZ", "AAA5BBB,0/0,J365/25");
-    const fault_scope calls(kp_fault_call::localtime_r, 0, 0);
+    const failing calls(kp_fault_call::localtime_r, 0, 0);
     ahead = kp_Time().get_daylight_flag();
     calls_seen = calls.calls_seen();
   });
@@ -227,7 +227,7 @@ TEST(TimeNow, EveryThreadAsksTheSystemForItself) {
   within_one_second([&] {
     const environment_value zone("TZ", "Asia/Shanghai");
     static_cast<void>(kp_Time());
-    const fault_scope calls(kp_fault_call::localtime_r, 0, 0);
+    const failing calls(kp_fault_call::localtime_r, 0, 0);
     const auto three_times = [] {
       for (int i = 0; i < 3; ++i) EXPECT_EQ(kp_Time().get_zone_bias(), -480);
     };

@@ -17,8 +17,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/failing_new.h"
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 #include "tests/support/temp_folder.h"
 
 using testing::ElementsAre;
@@ -150,7 +149,7 @@ TEST(DebugLogLine, TooLongForTheStackIsCutWhenThereIsNoMemory) {
   const debug_log_in_temp_folder log(1);
   const std::string text(5000, 'x');
   {
-    const allocation_fault fault(1, true);
+    const failing_new fault(1, from_then_on);
     LogDebugMessage(1, "%s\n", text.c_str());
     EXPECT_TRUE(fault.met());
   }
@@ -175,7 +174,7 @@ TEST(DebugLogLine, WhoseFormatFailsMidwayHasWhatWasFormattedBefore) {
 TEST(DebugLogLine, OfUsualLengthNeedsNoMemory) {
   const debug_log_in_temp_folder log(1);
   {
-    const allocation_fault fault(1, true);
+    const failing_new fault(1, from_then_on);
     LogDebugMessage(1, "%s:%d some text\n", "logging/x", 1);
     EXPECT_FALSE(fault.met());
   }
@@ -339,7 +338,7 @@ TEST(DebugLogFile, LinesOfManyThreadsStayWhole) {
 TEST(DebugLogFile, ThatCannotBeWrittenToLosesTheLineQuietly) {
   const debug_log_in_temp_folder log(1);
   {
-    const fault_scope full(kp_fault_call::write, 1, ENOSPC);
+    const failing full(kp_fault_call::write, 1, ENOSPC);
     errno = 5;
     LogDebugMessage(1, "lost\n");
     EXPECT_EQ(errno, 5);
@@ -352,7 +351,7 @@ TEST(DebugLogFile, WhoseKindCannotBeToldLosesTheLine) {
   const debug_log_in_temp_folder log(1);
   const size_t before = open_descriptors();
   {
-    const fault_scope unknown(kp_fault_call::fstat, 1, EIO);
+    const failing unknown(kp_fault_call::fstat, 1, EIO);
     LogDebugMessage(1, "lost\n");
   }
   EXPECT_EQ(open_descriptors(), before);
@@ -361,7 +360,7 @@ TEST(DebugLogFile, WhoseKindCannotBeToldLosesTheLine) {
 
 TEST(DebugLogLine, IsWrittenWithOneCall) {
   const debug_log_in_temp_folder log(1);
-  const fault_scope watch(kp_fault_call::write, 0, 0);
+  const failing watch(kp_fault_call::write, 0, 0);
   LogDebugMessage(1, "short\n");
   LogDebugMessage(1, "%s\n", std::string(9000, 'x').c_str());
   EXPECT_EQ(watch.calls_seen(), 2U);
@@ -369,8 +368,8 @@ TEST(DebugLogLine, IsWrittenWithOneCall) {
 
 TEST(DebugLogLine, ThatIsFilteredOutTakesNoTimeAndTouchesNoFile) {
   const debug_log_in_temp_folder log(3);
-  const fault_scope times(kp_fault_call::localtime_r, 0, 0);
-  const fault_scope files(kp_fault_call::fstat, 0, 0);
+  const failing times(kp_fault_call::localtime_r, 0, 0);
+  const failing files(kp_fault_call::fstat, 0, 0);
   LogDebugMessage(4, "unseen\n");
   EnableDebugLog(0);
   for (unsigned level = 1; level <= 8; ++level) LogDebugMessage(level, "unseen\n");
@@ -387,11 +386,11 @@ TEST(DebugLogLine, WithoutALocalTimeHasAnEmptyTime) {
                                ")(tid=" + std::to_string(static_cast<int>(pthread_self())) +
                                "):no time\n";
   {
-    const fault_scope no_time(kp_fault_call::localtime_r, 1, EOVERFLOW);
+    const failing no_time(kp_fault_call::localtime_r, 1, EOVERFLOW);
     LogDebugMessage(1, "no time\n");
   }
   {
-    const fault_scope no_format(kp_fault_call::strftime, 1, 0);
+    const failing no_format(kp_fault_call::strftime, 1, 0);
     LogDebugMessage(1, "no time\n");
   }
   EXPECT_EQ(log.raw(), expected + expected);

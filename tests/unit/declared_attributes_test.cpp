@@ -9,7 +9,7 @@
 
 #include "logging/ldf_load.h"
 #include "tests/support/definition_table.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/raised.h"
 #include "tests/support/temp_folder.h"
@@ -189,7 +189,7 @@ TEST_F(DeclaredAttributes, WithoutMemoryAreNotDeclared) {
   const std::string name(100, 'n');
   table_.find_entry(1);
   bool found = false;
-  const unsigned failures = for_each_failing_allocation(
+  const unsigned failures = for_each_failing_new(
       [&] { EXPECT_TRUE(table_.declare_attribute(1, name.c_str(), 9, found)); },
       [&](const std::exception_ptr& outcome) {
         expect_memory_alloc(outcome);
@@ -207,11 +207,11 @@ TEST_F(DeclaredAttributes, WithoutMemoryKeepTheirDefinitionFromBeingLoaded) {
   EXPECT_TRUE(declare(1, name.c_str(), 9));
   push_out();
   const _kp_LOG_log_definition* const kept = table_.find_entry(3);
-  const unsigned failures = for_each_failing_allocation([&] { table_.find_entry(1); },
-                                                        [&](const std::exception_ptr& outcome) {
-                                                          expect_memory_alloc(outcome);
-                                                          EXPECT_EQ(table_.find_entry(3), kept);
-                                                        });
+  const unsigned failures = for_each_failing_new([&] { table_.find_entry(1); },
+                                                 [&](const std::exception_ptr& outcome) {
+                                                   expect_memory_alloc(outcome);
+                                                   EXPECT_EQ(table_.find_entry(3), kept);
+                                                 });
   EXPECT_GE(failures, 3U);  // the definition, the declared attribute, its name
   EXPECT_THAT(names_of(1), ElementsAre("N1", name));
 }

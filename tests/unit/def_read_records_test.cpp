@@ -8,8 +8,7 @@
 
 #include "logging/def_read.h"
 #include "tests/support/byte_stream.h"
-#include "tests/support/failing_new.h"
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/temp_folder.h"
 
@@ -256,10 +255,10 @@ static const std::string long_text(100, 'x');
 // many there were.
 template <class Read>
 static unsigned failures_of(Read read) {
-  return for_each_failing_allocation(
+  return for_each_failing_new(
       [&] {
         const bool done = read();
-        EXPECT_EQ(done, !allocation_fault_now.met);
+        EXPECT_EQ(done, !failing_new::met());
       },
       [](const std::exception_ptr& outcome) { EXPECT_EQ(outcome, nullptr); });
 }
@@ -310,7 +309,7 @@ TEST(RecordReading, AReadErrorAnywhereIsFalse) {
     const kp_file file = stream_of(bytes);
     unsigned index = 0, value = 0;
     kp_String id, text;
-    const fault_scope fault(kp_fault_call::fread, nth, EIO);
+    const failing fault(kp_fault_call::fread, nth, EIO);
     const bool done = _kp_LOG_read_selector_msg(file.get(), index, value, id, text);
     EXPECT_EQ(done, fault.calls_seen() < nth) << nth;
   }

@@ -13,8 +13,7 @@
 
 #include "logging/ldf_load.h"
 #include "tests/support/byte_stream.h"
-#include "tests/support/failing_new.h"
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/temp_folder.h"
 
@@ -188,12 +187,12 @@ TEST(StringReading, FourGibibytesOfAStreamWithoutASizeFailWhereItEnds) {
 
 TEST(StringReading, AFailedAllocationIsFalse) {
   const std::string bytes = ldf_string(std::string(100, 'x'));
-  const unsigned failures = for_each_failing_allocation(
+  const unsigned failures = for_each_failing_new(
       [&] {
         const kp_file file = stream_of(bytes);
         kp_String text("before");
         const bool failed = !_kp_LOG_read_string(file.get(), text);
-        EXPECT_EQ(failed, allocation_fault_now.met);
+        EXPECT_EQ(failed, failing_new::met());
         EXPECT_EQ(text.compare("before") == 0, failed);
       },
       [](const std::exception_ptr& outcome) { EXPECT_EQ(outcome, nullptr); });
@@ -288,7 +287,7 @@ TEST(StringReading, AFileThatCannotBeMeasuredIsReadToItsEnd) {
   const std::string text(100000, 'x');
   for (const auto call : {kp_fault_call::fstat, kp_fault_call::ftell}) {
     const kp_file file = stream_of(ldf_string(text));
-    const fault_scope fault(call, 1, EIO);
+    const failing fault(call, 1, EIO);
     kp_String read;
     ASSERT_TRUE(_kp_LOG_read_string(file.get(), read));
     EXPECT_EQ(std::string(read.c_str()), text);

@@ -12,7 +12,7 @@
 
 #include "base/kp_time.h"
 #include "tests/support/counter_folder.h"
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 
 using testing::ElementsAre;
 
@@ -178,7 +178,7 @@ TEST(EntryCounterPosition, ThatCannotBeSetIsFoundBeforeAnythingIsWritten) {
       const debug_log_in_temp_folder log;
       ASSERT_NE(f.counter.GetFilePointer(), nullptr);
       {
-        const fault_scope fault(call, 1, EIO, true);
+        const failing fault(call, 1, EIO, from_then_on);
         EXPECT_EQ(operation(f), -1);
       }
       EXPECT_THAT(log.lines(), ElementsAre(seek_error_line));
@@ -192,7 +192,7 @@ TEST(EntryCounterPosition, ThatCannotBeSetLeavesNoCountThatIsSaidToHaveFailed) {
     counter_folder f(counter_record(2026, 11, 15, 1, 1));
     ASSERT_NE(f.counter.GetFilePointer(), nullptr);
     unsigned counted = 0;
-    const fault_scope fault(kp_fault_call::fseek, nth, EIO);
+    const failing fault(kp_fault_call::fseek, nth, EIO);
     for (int i = 0; i < 4; ++i)
       if (f.counter.IncreaseCount(2026, 11, 15, 2) == 0) ++counted;
     EXPECT_EQ(counted, 3U) << nth;
@@ -205,7 +205,7 @@ TEST(EntryCounterPosition, ThatCannotBeSetLeavesTheRememberedRecordAsItWas) {
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 14, 7), 0);
   ASSERT_NE(f.counter.GetFilePointer(), nullptr);
   {
-    const fault_scope fault(kp_fault_call::fseek, 1, EIO);
+    const failing fault(kp_fault_call::fseek, 1, EIO);
     EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 8), -1);
   }
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 7), 0);
@@ -218,7 +218,7 @@ TEST(EntryCounterPosition, AfterAFailedWriteIsBeforeTheRecord) {
     for (size_t i = 0; i < operations.size(); ++i) {
       counter_folder f(two_records);
       if (shared) f.position();  // asks for the stream
-      const fault_scope fault(kp_fault_call::pwrite, 1, EIO);
+      const failing fault(kp_fault_call::pwrite, 1, EIO);
       EXPECT_EQ(operations.at(i)(f), -1);
       EXPECT_EQ(f.position(), places.at(i)) << i;
     }
@@ -229,7 +229,7 @@ TEST(EntryCounterPosition, AfterAFailedReadIsBeforeTheRecordsThatWereNotRead) {
   std::string content;
   for (int id = 0; id < 600; ++id) content += counter_record(2026, 11, 16, id, 1);
   counter_folder f(content);
-  const fault_scope fault(kp_fault_call::pread, 2, EIO);
+  const failing fault(kp_fault_call::pread, 2, EIO);
   EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 1), -1);
   EXPECT_EQ(f.position(), 512 * 32);
 }
@@ -239,7 +239,7 @@ static void expect_range_taken_up(kp_fault_call call, bool shared) {
   counter_folder f(two_records + two_records);
   if (shared) f.position();  // asks for the stream
   {
-    const fault_scope fault(call, 2, EIO);
+    const failing fault(call, 2, EIO);
     EXPECT_EQ(clear_day(f), -1);
   }
   EXPECT_EQ(f.bytes(), free_counter_slot() + two_records.substr(32) + two_records);

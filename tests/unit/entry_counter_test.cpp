@@ -10,8 +10,7 @@
 #include "base/kp_time.h"
 #include "kp_LOG_errors.h"
 #include "tests/support/counter_folder.h"
-#include "tests/support/failing_new.h"
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 #include "tests/support/raised.h"
 
 using testing::ElementsAre;
@@ -156,7 +155,7 @@ TEST(EntryCounterFile, FileThatRefusesWritingIsOpenedReadOnly) {
   folder.write("c.cnt", content);
   _kp_LOG_EntryCounter counter;
   {
-    const fault_scope fault(kp_fault_call::fopen, 1, EACCES);
+    const failing fault(kp_fault_call::fopen, 1, EACCES);
     EXPECT_EQ(counter.OpenEntryCounterFile(folder.path().c_str(), "c"), 0);
   }
   EXPECT_EQ(counter.IncreaseCount(2026, 11, 15, 100), 0);
@@ -173,7 +172,7 @@ TEST(EntryCounterFile, FileThatRefusesReadingAsWellRaisesAfterItsDebugLine) {
   const debug_log_in_temp_folder log;
   log.folder().write("c.cnt", content);
   _kp_LOG_EntryCounter counter;
-  const fault_scope fault(kp_fault_call::fopen, 1, EACCES, true);
+  const failing fault(kp_fault_call::fopen, 1, EACCES, from_then_on);
   expect_unreadable_file_error(counter, log);
   EXPECT_EQ(read_whole_file(log.folder().file("c.cnt")), content);
 }
@@ -183,7 +182,7 @@ TEST(EntryCounterFile, OneThatCannotBeLookedAtIsNotEmptied) {
   const temp_folder folder;
   folder.write("c.cnt", content);
   _kp_LOG_EntryCounter counter;
-  const fault_scope fault(kp_fault_call::stat, 1, EIO, true);
+  const failing fault(kp_fault_call::stat, 1, EIO, from_then_on);
   EXPECT_EQ(counter.OpenEntryCounterFile(folder.path().c_str(), "c"), 0);
   EXPECT_EQ(counter.GetFilePointer(), nullptr);
   EXPECT_EQ(counter.IncreaseCount(2026, 11, 15, 100), 0);
@@ -196,7 +195,7 @@ TEST(EntryCounterFile, OneThatAppearsWhileItIsCreatedKeepsItsContent) {
   folder.write("c.cnt", content);
   _kp_LOG_EntryCounter counter;
   {
-    const fault_scope not_there_yet(kp_fault_call::stat, 1, ENOENT);
+    const failing not_there_yet(kp_fault_call::stat, 1, ENOENT);
     EXPECT_EQ(counter.OpenEntryCounterFile(folder.path().c_str(), "c"), 0);
   }
   EXPECT_EQ(counter.IncreaseCount(2026, 11, 15, 100), 0);
@@ -206,7 +205,7 @@ TEST(EntryCounterFile, OneThatAppearsWhileItIsCreatedKeepsItsContent) {
 TEST(EntryCounterFile, FailedOpenLeavesWritingAFailureAfterAWritableFile) {
   counter_folder f;
   {
-    const fault_scope fault(kp_fault_call::fopen, 1, EMFILE, true);
+    const failing fault(kp_fault_call::fopen, 1, EMFILE, from_then_on);
     EXPECT_EQ(raised<KPX_logging_file_operation_failed>(
                   [&] { f.counter.OpenEntryCounterFile(f.folder().path().c_str(), "c"); }),
               "Cannot open file with read mode!\n");
@@ -224,7 +223,7 @@ TEST(EntryCounterFile, FailedAllocationLeavesTheOpenFileOpen) {
     expect_memory_alloc(outcome);
     EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, 100), 0);
   };
-  const unsigned failures = for_each_failing_allocation(open, counts_on);
+  const unsigned failures = for_each_failing_new(open, counts_on);
   EXPECT_GT(failures, 0U);
   EXPECT_EQ(count_in(f.bytes(), 2026, 11, 15, 100), failures);
   EXPECT_TRUE(std::filesystem::exists(f.folder().file("other.cnt")));
@@ -232,7 +231,7 @@ TEST(EntryCounterFile, FailedAllocationLeavesTheOpenFileOpen) {
 
 TEST(EntryCounterFile, CountingAllocatesNothing) {
   counter_folder f;
-  const allocation_fault fault(1, true);
+  const failing_new fault(1, from_then_on);
   for (int id : {1, 2, 1}) EXPECT_EQ(f.counter.IncreaseCount(2026, 11, 15, id), 0);
   EXPECT_EQ(f.counter.UpdateEntryCount(2026, 11, 15, 3, 7), 0);
   EXPECT_EQ(f.counter.DeleteEntryElement(2026, 11, 15, 1), 0);

@@ -5,7 +5,7 @@
 
 #include "kp_LOG.h"
 #include "logging/logcfg_file.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/raised.h"
 #include "tests/support/temp_folder.h"
@@ -329,11 +329,11 @@ TEST_F(EntryFilter, ErrorOfTheConfigurationReachesTheCaller) {
   bool passed = false;
   configure(settings);
   const unsigned failures =
-      for_each_failing_allocation([&] { passed = filter.check_entry(entry); },
-                                  [&](const std::exception_ptr& outcome) {
-                                    expect_memory_alloc(outcome);
-                                    configure(settings);  // the next check reads them anew
-                                  });
+      for_each_failing_new([&] { passed = filter.check_entry(entry); },
+                           [&](const std::exception_ptr& outcome) {
+                             expect_memory_alloc(outcome);
+                             configure(settings);  // the next check reads them anew
+                           });
   EXPECT_GT(failures, 0U);
   EXPECT_TRUE(passed);
 }
@@ -419,7 +419,7 @@ TEST_F(EntryFilter, CheckAllocatesNothing) {
   const kp_LOG_LogEntry plain(11, 5);
   const kp_LOG_LogEntry debug(13, 5);
   EXPECT_TRUE(filter.check_entry(plain));  // the first look-up reads the file
-  const allocation_fault fault(1, true);
+  const failing_new fault(1, from_then_on);
   EXPECT_TRUE(filter.check_entry(plain));
   EXPECT_TRUE(filter.check_entry(debug));
   EXPECT_FALSE(fault.met());

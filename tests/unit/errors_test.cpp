@@ -10,7 +10,7 @@
 #include <typeinfo>
 
 #include "logging/raise.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 #include "tests/support/raised.h"
 
 // Whether Error derives from Base with no class between, and from nothing else.
@@ -98,7 +98,7 @@ TEST(Raising, JoinsLongTexts) {
 TEST(Raising, WithoutMemoryForTheTextRaisesTheMemoryErrorInstead) {
   const std::string path(5000, 'p');
   {
-    const allocation_fault fault(1, true);
+    const failing_new fault(1, from_then_on);
     try {
       kp_log_raise<KPX_logging_misc>({"<", path.c_str(), ">"});
     } catch (const KPX_memory_alloc& error) {

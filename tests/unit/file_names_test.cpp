@@ -6,7 +6,7 @@
 #include <string>
 
 #include "kp_LOG_filenames.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 #include "tests/support/raised.h"
 
 static std::string named(const char* prefix, int year, int month, unsigned day, unsigned serial,
@@ -60,7 +60,7 @@ TEST(TextLogName, FormatCharactersInTheTextsMeanNothing) {
 
 TEST(TextLogName, FailedAllocationIsRaised) {
   const auto make = [] { delete[] make_text_log_filename("app", 2024, 3, 7, 12, "/var/log"); };
-  EXPECT_EQ(for_each_failing_allocation(make), 1U);
+  EXPECT_EQ(for_each_failing_new(make), 1U);
 }
 
 TEST(TextLogName, NullPrefixIsReportedAndCountsAsEmpty) {
@@ -270,7 +270,7 @@ TEST(LockName, IsMadeWithoutMemoryToSpare) {
   char first[] = "db";
   char second[] = "42";
   char name[256];
-  EXPECT_EQ(for_each_failing_allocation([&] { get_plockname(first, second, name); }), 0U);
+  EXPECT_EQ(for_each_failing_new([&] { get_plockname(first, second, name); }), 0U);
   EXPECT_STREQ(name, "db_42");
 }
 

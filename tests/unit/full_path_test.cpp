@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "kp_LOG_filenames.h"
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 #include "tests/support/temp_folder.h"
 
 // `result` has exactly the described room: a byte beyond it is a report of AddressSanitizer.
@@ -200,7 +200,7 @@ TEST(FullPathWorker, WorkingDirectoryBeyond4096IsAFailure) {
 
 #ifdef KP_FAULTS
 TEST(FullPathWorker, UnknownWorkingDirectoryIsAFailure) {
-  const fault_scope fault(kp_fault_call::getcwd, 1, ENOENT, true);
+  const failing fault(kp_fault_call::getcwd, 1, ENOENT, from_then_on);
   std::string full;
   EXPECT_EQ(worker("x", full), -1);
   EXPECT_EQ(full, untouched);

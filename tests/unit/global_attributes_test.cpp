@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "logging/def_read.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 #include "tests/support/raised.h"
 #include "tests/support/temp_folder.h"
 
@@ -139,11 +139,10 @@ TEST_F(GlobalAttributes, LookUpsThatFindNothingTellNothing) {
 TEST_F(GlobalAttributes, KeepTheOtherOnesWhenMemoryIsShort) {
   const std::string name(100, 'g');
   _kp_LOG_log_definition::add_global_attr_info("H", 1);
-  for_each_failing_allocation(
-      [&] { _kp_LOG_log_definition::add_global_attr_info(name.c_str(), 1); },
-      [&](const std::exception_ptr& outcome) {
-        expect_memory_alloc(outcome);
-        EXPECT_THAT(global_names(), ElementsAre("H"));
-      });
+  for_each_failing_new([&] { _kp_LOG_log_definition::add_global_attr_info(name.c_str(), 1); },
+                       [&](const std::exception_ptr& outcome) {
+                         expect_memory_alloc(outcome);
+                         EXPECT_THAT(global_names(), ElementsAre("H"));
+                       });
   EXPECT_THAT(global_names(), ElementsAre("H", name));
 }

@@ -9,7 +9,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 
 using string_table = kp_MISC_hash_tbl<kp_String, int>;
 using number_table = kp_MISC_hash_tbl<unsigned, int>;
@@ -184,7 +184,7 @@ TEST(HashTable, WithoutRoomANodeIsNoLarger) {
 }
 
 TEST(HashTable, UpToSevenBucketsNeedNoMemory) {
-  const allocation_fault fault(1, true);
+  const failing_new fault(1, from_then_on);
   string_table table(7);
   table.set_size(3);
   table.set_size(7);
@@ -194,14 +194,14 @@ TEST(HashTable, UpToSevenBucketsNeedNoMemory) {
 TEST(HashTable, WithoutMemoryForBucketsIsLeftEmptyAndUsable) {
   number_table table(3);
   table.insert(1, 10);
-  EXPECT_EQ(for_each_failing_allocation([&] { table.set_size(23); },
-                                        [&](const std::exception_ptr& outcome) {
-                                          expect_memory_alloc(outcome);
-                                          EXPECT_EQ(table.bucket_count(), 0U);
-                                          EXPECT_EQ(table.find(1), nullptr);
-                                          table.insert(2, 20);
-                                          EXPECT_EQ(table.find(2)->value, 20);
-                                        }),
+  EXPECT_EQ(for_each_failing_new([&] { table.set_size(23); },
+                                 [&](const std::exception_ptr& outcome) {
+                                   expect_memory_alloc(outcome);
+                                   EXPECT_EQ(table.bucket_count(), 0U);
+                                   EXPECT_EQ(table.find(1), nullptr);
+                                   table.insert(2, 20);
+                                   EXPECT_EQ(table.find(2)->value, 20);
+                                 }),
             1U);
 }
 
@@ -211,12 +211,12 @@ TEST(HashTable, WithoutMemoryForANodeKeepsTheOthers) {
   const std::string name(100, 'n');
   const kp_String key(name.c_str());
   const auto failures_of_insertion = [&](string_table& into, unsigned held) {
-    return for_each_failing_allocation([&] { into.insert(key, 2); },
-                                       [&](const std::exception_ptr& outcome) {
-                                         expect_memory_alloc(outcome);
-                                         EXPECT_EQ(into.size(), held);
-                                         EXPECT_EQ(into.find(key), nullptr);
-                                       });
+    return for_each_failing_new([&] { into.insert(key, 2); },
+                                [&](const std::exception_ptr& outcome) {
+                                  expect_memory_alloc(outcome);
+                                  EXPECT_EQ(into.size(), held);
+                                  EXPECT_EQ(into.find(key), nullptr);
+                                });
   };
   string_table empty(7);
   EXPECT_EQ(failures_of_insertion(empty, 0), 2U);  // a block of nodes, the key

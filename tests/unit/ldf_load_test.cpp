@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "tests/support/definition_table.h"
-#include "tests/support/failing_new.h"
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 
 using testing::ElementsAre;
 
@@ -355,7 +354,7 @@ TEST_F(DefinitionTable, ReadsThatFailAreFileErrorsAndLeaveTheTableUsable) {
       std::string error;
       bool met = false;
       {
-        const fault_scope fault(call, nth, EIO);
+        const failing fault(call, nth, EIO);
         try {
           table_.set_precompiled_definition_file_path(std_path.c_str());
           table_.find_entry(1);
@@ -378,7 +377,7 @@ TEST_F(DefinitionTable, ReadsThatFailAreFileErrorsAndLeaveTheTableUsable) {
 TEST_F(DefinitionTable, AFileThatCannotBeOpenedForAnyReasonIsNamed) {
   const std::string path = write("std.ldf", file_of_ids(1, 2).bytes());
   for (const auto call : {kp_fault_call::open, kp_fault_call::fdopen}) {
-    const fault_scope fault(call, 1, EMFILE);
+    const failing fault(call, 1, EMFILE);
     EXPECT_EQ(raised<KPX_logging_invalid_definition>(
                   [&] { table_.set_precompiled_definition_file_path(path.c_str()); }),
               definition_error("Unable to access definition file \"") + path + "\".");
@@ -387,7 +386,7 @@ TEST_F(DefinitionTable, AFileThatCannotBeOpenedForAnyReasonIsNamed) {
 
 TEST_F(DefinitionTable, InterruptedReadsAreTakenUpAgain) {
   const std::string path = write("std.ldf", file_of_ids(1, 2).bytes());
-  const fault_scope fault(kp_fault_call::pread, 1, EINTR);
+  const failing fault(kp_fault_call::pread, 1, EINTR);
   table_.set_precompiled_definition_file_path(path.c_str());
   EXPECT_GE(fault.calls_seen(), 2U);
   EXPECT_NE(table_.find_entry(2), nullptr);
@@ -395,7 +394,7 @@ TEST_F(DefinitionTable, InterruptedReadsAreTakenUpAgain) {
 
 TEST_F(DefinitionTable, PartialReadsAreContinued) {
   const std::string path = write("std.ldf", file_of_ids(1, 2).bytes());
-  const fault_scope fault(kp_fault_call::pread, 1, EIO, true, 1);
+  const failing fault(kp_fault_call::pread, 1, EIO, from_then_on, 1);
   table_.set_precompiled_definition_file_path(path.c_str());
   EXPECT_THAT(attribute_names(*table_.find_entry(2)), ElementsAre("N2"));
   EXPECT_GT(fault.calls_seen(), 128U);
@@ -406,7 +405,7 @@ TEST_F(DefinitionTable, WithoutMemoryForAFileNothingLeaksAndItCanBeSetAgain) {
   const ldf_file file{.globals = {{std::string(100, 'g'), 1}}, .entries = {{.id = 1}}};
   const std::string std_path = write("std.ldf", file.bytes());
   const std::string aux_path = write("aux.ldf", file_of_ids(1, 3).bytes());
-  const unsigned failures = for_each_failing_allocation([&] {
+  const unsigned failures = for_each_failing_new([&] {
     table_.set_precompiled_definition_file_path(std_path.c_str());
     table_.set_precompiled_aux_definition_file_path(aux_path.c_str());
   });
@@ -422,12 +421,11 @@ TEST_F(DefinitionTable, WithoutMemoryForADefinitionNoneIsKept) {
                     .selector = std::string(100, 'a'),
                     .attributes = {{std::string(100, 'a'), 1, std::string(100, 'r')}},
                     .messages = {{1, 1, std::string(100, 'i'), std::string(100, 't')}}}}));
-  const unsigned failures =
-      for_each_failing_allocation([&] { table_.find_entry(1); },
-                                  [&](const std::exception_ptr& outcome) {
-                                    expect_memory_alloc(outcome);
-                                    EXPECT_EQ(table_.n_entry_definitions_cached, 0U);
-                                  });
+  const unsigned failures = for_each_failing_new([&] { table_.find_entry(1); },
+                                                 [&](const std::exception_ptr& outcome) {
+                                                   expect_memory_alloc(outcome);
+                                                   EXPECT_EQ(table_.n_entry_definitions_cached, 0U);
+                                                 });
   EXPECT_GE(failures, 8U);  // the definition and its seven texts
   EXPECT_EQ(table_.n_entry_definitions_cached, 1U);
 }

@@ -8,7 +8,7 @@
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
 #include "logging/ldf_load.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/raised.h"
 #include "tests/support/temp_folder.h"
@@ -115,7 +115,7 @@ TEST(DefinitionPath, WithoutMemoryForTheCopyKeepsPathAndDefinitions) {
   const std::string path = definition_file(folder, "std", {17});
   kp_LOG_LogConfig::SetDefinitionPath(path.c_str());
   {
-    const allocation_fault fault(1);
+    const failing_new fault(1);
     EXPECT_EQ(raised<KPX_memory_alloc>([] { kp_LOG_LogConfig::SetDefinitionPath("other"); }),
               "(null)");
   }
@@ -220,7 +220,7 @@ TEST(AuxDefinitionPath, WithoutMemoryForTheCopyKeepsPathAndDefinitions) {
   kp_LOG_LogConfig::SetAuxDefinitionPath(path.c_str());
   const debug_log_in_temp_folder log(2);
   {
-    const allocation_fault fault(1);
+    const failing_new fault(1);
     EXPECT_EQ(raised<KPX_memory_alloc>([] { kp_LOG_LogConfig::SetAuxDefinitionPath("other"); }),
               "(null)");
   }

@@ -15,7 +15,7 @@
 #include "logging/ldf_load.h"
 #include "logging/logcfg_file.h"
 #include "tests/support/catalog_folder.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/raised.h"
 #include "tests/support/temp_folder.h"
@@ -247,11 +247,11 @@ TEST(CodePage, ThatWasGotStaysReadableWhateverIsSetSince) {
 TEST(CodePage, WithoutMemoryStaysAsItWas) {
   const code_page_guard guard;
   kp_LOG_LogConfig::SetCodePage("UTF-8");
-  EXPECT_EQ(for_each_failing_allocation([] { kp_LOG_LogConfig::SetCodePage("GB18030"); },
-                                        [](const std::exception_ptr& outcome) {
-                                          expect_memory_alloc(outcome);
-                                          EXPECT_STREQ(kp_LOG_LogConfig::GetCodePage(), "UTF-8");
-                                        }),
+  EXPECT_EQ(for_each_failing_new([] { kp_LOG_LogConfig::SetCodePage("GB18030"); },
+                                 [](const std::exception_ptr& outcome) {
+                                   expect_memory_alloc(outcome);
+                                   EXPECT_STREQ(kp_LOG_LogConfig::GetCodePage(), "UTF-8");
+                                 }),
             1U);
   EXPECT_STREQ(kp_LOG_LogConfig::GetCodePage(), "GB18030");
 }
@@ -405,7 +405,7 @@ TEST(ConfigurationSource, WithoutMemoryLeavesTheEarlierOne) {
   const std::string first = folder.write("first", "[s]\nA=1\n\n");
   const std::string second = folder.write("second", "[s]\nA=2\n\n");
   kp_LOG_LogConfig::SetConfigurationSource(first.c_str(), KP_CONFIG_FILE);
-  const unsigned failures = for_each_failing_allocation(
+  const unsigned failures = for_each_failing_new(
       [&] { kp_LOG_LogConfig::SetConfigurationSource(second.c_str(), KP_CONFIG_FILE); },
       [](const std::exception_ptr& outcome) {
         expect_memory_alloc(outcome);

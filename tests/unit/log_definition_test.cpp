@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "logging/def_read.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 #include "tests/support/raised.h"
 #include "tests/support/temp_folder.h"
 
@@ -417,26 +417,26 @@ TEST(ClearingADefinition, LeavesAllButAttributesAndSelectorMessages) {
 TEST(WithoutMemory, AnAttributeKeepsItsOldTexts) {
   const std::string old(100, 'o'), fresh(100, 'f');
   _kp_LOG_attribute_entry entry(old.c_str(), old.c_str(), 1);
-  for_each_failing_allocation([&] { entry.set_name(fresh.c_str()); },
-                              [&](const std::exception_ptr& outcome) {
-                                expect_memory_alloc(outcome);
-                                EXPECT_EQ(entry.get_name(), old);
-                                EXPECT_EQ(entry.get_name_hash(), my_hashcode(old.c_str()));
-                              });
-  for_each_failing_allocation([&] { entry.set_redirection_name(fresh.c_str()); },
-                              [&](const std::exception_ptr& outcome) {
-                                expect_memory_alloc(outcome);
-                                EXPECT_EQ(entry.get_redirection_name(), old);
-                              });
+  for_each_failing_new([&] { entry.set_name(fresh.c_str()); },
+                       [&](const std::exception_ptr& outcome) {
+                         expect_memory_alloc(outcome);
+                         EXPECT_EQ(entry.get_name(), old);
+                         EXPECT_EQ(entry.get_name_hash(), my_hashcode(old.c_str()));
+                       });
+  for_each_failing_new([&] { entry.set_redirection_name(fresh.c_str()); },
+                       [&](const std::exception_ptr& outcome) {
+                         expect_memory_alloc(outcome);
+                         EXPECT_EQ(entry.get_redirection_name(), old);
+                       });
   EXPECT_EQ(entry.get_name(), fresh);
 }
 
 TEST(WithoutMemory, ConstructorsRaise) {
   const std::string text(100, 't');
-  EXPECT_EQ(for_each_failing_allocation(
+  EXPECT_EQ(for_each_failing_new(
                 [&] { const _kp_LOG_attribute_entry entry(text.c_str(), text.c_str(), 1); }),
             2U);
-  EXPECT_EQ(for_each_failing_allocation(
+  EXPECT_EQ(for_each_failing_new(
                 [&] { const _kp_LOG_selector_message message(1, 1, text.c_str(), text.c_str()); }),
             2U);
 }
@@ -446,7 +446,7 @@ TEST(WithoutMemory, ConstructorsRaise) {
 static void fail_to_add(_kp_LOG_log_definition& def, unsigned count, const char* name, unsigned n) {
   fill(def, count);
   def.set_selector_attribute("A0");
-  const allocation_fault fault(n);
+  const failing_new fault(n);
   EXPECT_EQ(raised<KPX_memory_alloc>([&] { add(def, name); }), "(null)");
 }
 
@@ -472,22 +472,22 @@ TEST(WithoutMemory, ADefinitionKeepsItsTextsAndMessages) {
   _kp_LOG_log_definition def;
   def.set_default_msg_id(old.c_str());
   def.set_default_msg_text(old.c_str());
-  for_each_failing_allocation([&] { def.set_default_msg_id(fresh.c_str()); },
-                              [&](const std::exception_ptr& outcome) {
-                                expect_memory_alloc(outcome);
-                                EXPECT_EQ(def.get_default_msg_id(), old);
-                              });
+  for_each_failing_new([&] { def.set_default_msg_id(fresh.c_str()); },
+                       [&](const std::exception_ptr& outcome) {
+                         expect_memory_alloc(outcome);
+                         EXPECT_EQ(def.get_default_msg_id(), old);
+                       });
   EXPECT_EQ(def.get_default_msg_id(), fresh);
-  for_each_failing_allocation([&] { def.set_default_msg_text(fresh.c_str()); },
-                              [&](const std::exception_ptr& outcome) {
-                                expect_memory_alloc(outcome);
-                                EXPECT_EQ(def.get_default_msg_text(), old);
-                              });
-  for_each_failing_allocation([&] { def.add_selector_msg(1, 1, fresh.c_str(), fresh.c_str()); },
-                              [&](const std::exception_ptr& outcome) {
-                                expect_memory_alloc(outcome);
-                                EXPECT_EQ(def.get_n_selector_msgs(), 0);
-                              });
+  for_each_failing_new([&] { def.set_default_msg_text(fresh.c_str()); },
+                       [&](const std::exception_ptr& outcome) {
+                         expect_memory_alloc(outcome);
+                         EXPECT_EQ(def.get_default_msg_text(), old);
+                       });
+  for_each_failing_new([&] { def.add_selector_msg(1, 1, fresh.c_str(), fresh.c_str()); },
+                       [&](const std::exception_ptr& outcome) {
+                         expect_memory_alloc(outcome);
+                         EXPECT_EQ(def.get_n_selector_msgs(), 0);
+                       });
   EXPECT_EQ(def.get_n_selector_msgs(), 1);
 }
 

@@ -20,8 +20,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "tests/support/failing_new.h"
-#include "tests/support/faults.h"
+#include "tests/support/failing.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/virtual_slot.h"
 
@@ -360,7 +359,7 @@ TEST(SettingsFile, ThatCannotBeOpenedStaysWithoutValuesUntilItsTimeChanges) {
   const settings_file settings("[s]\nA=1\n\n");
   settings.set_time(1000);
   {
-    const fault_scope refused(kp_fault_call::open, 1, EACCES);
+    const failing refused(kp_fault_call::open, 1, EACCES);
     EXPECT_EQ(settings("s", "A"), std::nullopt);
   }
   EXPECT_EQ(settings("s", "A"), std::nullopt);
@@ -372,7 +371,7 @@ TEST(SettingsFile, ThatCannotBeOpenedStaysWithoutValuesUntilItsTimeChanges) {
 TEST(SettingsFile, WhoseStatusCannotBeToldHasNoValues) {
   const settings_file settings("[s]\nA=1\n\n");
   {
-    const fault_scope unknown(kp_fault_call::stat, 1, EIO);
+    const failing unknown(kp_fault_call::stat, 1, EIO);
     EXPECT_EQ(settings("s", "A"), std::nullopt);
   }
   EXPECT_EQ(settings("s", "A"), 1U);
@@ -383,7 +382,7 @@ TEST(SettingsFile, ThatCannotBeOpenedOrReadWritesNoDebugLine) {
   for (const kp_fault_call call :
        {kp_fault_call::stat, kp_fault_call::open, kp_fault_call::fseek, kp_fault_call::getc}) {
     const settings_file settings("[s]\nA=1\n\n");
-    const fault_scope broken(call, 1, EIO, true);
+    const failing broken(call, 1, EIO, from_then_on);
     EXPECT_EQ(settings("s", "A"), std::nullopt);
     EXPECT_GE(broken.calls_seen(), 1U);
   }
@@ -397,7 +396,7 @@ TEST(SettingsFile, ReadAnewThatCannotBeOpenedHasNoValuesAnyMore) {
   const _kp_LOG_file_configuration resets("elsewhere");
   settings.set_time(1001);
   {
-    const fault_scope refused(kp_fault_call::open, 1, EACCES);
+    const failing refused(kp_fault_call::open, 1, EACCES);
     EXPECT_EQ(settings("s", "A"), std::nullopt);
   }
   EXPECT_EQ(settings("s", "A"), std::nullopt);
@@ -408,13 +407,13 @@ TEST(SettingsFile, ReadAnewThatCannotBeOpenedHasNoValuesAnyMore) {
 TEST(SettingsFile, AFailedReadOrSeekEndsTheReadingAndKeepsWhatWasRead) {
   {
     const settings_file settings("[s]\nA=1\nB=2\n\n");
-    const fault_scope broken(kp_fault_call::getc, 12, EIO, true);
+    const failing broken(kp_fault_call::getc, 12, EIO, from_then_on);
     EXPECT_EQ(settings("s", "A"), 1U);
     EXPECT_EQ(settings("s", "B"), std::nullopt);
   }
   {
     const settings_file settings("[s]\nA=1\nB=2\n\n");
-    const fault_scope broken(kp_fault_call::fseek, 3, EIO);
+    const failing broken(kp_fault_call::fseek, 3, EIO);
     EXPECT_EQ(settings("s", "A"), 1U);
     EXPECT_EQ(settings("s", "B"), std::nullopt);
   }
@@ -429,7 +428,7 @@ TEST(SettingsFile, WithoutMemoryRaisesAndIsReadByTheNextLookUp) {
                std::to_string(i) + "\n";
   const settings_file settings(content + "\n");
   unsigned value = 0;
-  const unsigned failures = for_each_failing_allocation(
+  const unsigned failures = for_each_failing_new(
       [&] {
         settings.source().get_integer_value(
             "s", "a-key-that-is-so-long-that-it-lies-on-the-heap-149", value);
@@ -448,7 +447,7 @@ TEST(SettingsFile, LookingUpNeedsNoMemoryForUsualNames) {
   EXPECT_EQ(settings("s", key.c_str()), 1U);
   const std::string longest(255 - strlen("global"), 'm');
   unsigned value = 0;
-  const allocation_fault fault(1, true);
+  const failing_new fault(1, from_then_on);
   EXPECT_TRUE(settings.source().get_integer_value("s", key.c_str(), value));
   EXPECT_FALSE(settings.source().get_integer_value("s", longest.c_str(), value));
   EXPECT_FALSE(fault.met());
@@ -461,7 +460,7 @@ TEST(SettingsFile, OfManyKeysLookingUpNeedsNoMemoryForUsualNames) {
   EXPECT_EQ(settings("s", "39"), 39U);
   const std::string longest(255 - strlen("global"), 'm');
   unsigned value = 0;
-  const allocation_fault fault(1, true);
+  const failing_new fault(1, from_then_on);
   EXPECT_TRUE(settings.source().get_integer_value("s", "17", value));
   EXPECT_FALSE(settings.source().get_integer_value("s", longest.c_str(), value));
   EXPECT_FALSE(fault.met());

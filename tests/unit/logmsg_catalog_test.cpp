@@ -8,7 +8,7 @@
 #include "kp_LOG_LogEntry.h"
 #include "logging/logmsg_catalog_path.h"
 #include "tests/support/catalog_folder.h"
-#include "tests/support/icu_faults.h"
+#include "tests/support/failing.h"
 #include "tests/support/icu_setting.h"
 #include "tests/support/message_entry.h"
 #include "tests/support/raised.h"
@@ -187,14 +187,15 @@ TEST(MessageCatalog, ThatMayHaveChangedIsAskedForUnderAnother) {
 // What comes of opening `path` with the n-th of ICU's allocations failing, and reading from it
 // then.
 static fault_outcome opening_without_memory(const std::string& path, unsigned n) {
-  unsigned seen = 0;
+  bool met = false;
   try {
-    const icu_allocations allocations([&] { return ++seen == n; });
+    const failing_icu fault(n);
     _kp_LOG_log_message::set_resource_path(path.c_str());
+    met = fault.met();
   } catch (const kp_EXCEPTION_base&) {
     return fault_outcome::sound;
   }
-  if (seen < n) return fault_outcome::none_left;
+  if (!met) return fault_outcome::none_left;
   try {
     return text_of("M1") == "one" ? fault_outcome::sound : fault_outcome::unsound;
   } catch (const kp_EXCEPTION_base&) {

@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "kp_LOG_RenderMessage.h"
-#include "tests/support/icu_faults.h"
+#include "tests/support/failing.h"
 #include "tests/support/icu_setting.h"
 #include "tests/support/message_entry.h"
 #include "tests/support/plain_message.h"
@@ -97,7 +97,6 @@ TEST(MessageFormats, ALocaleThatNamesAZoneKeepsIt) {
 
 // --- Memory -------------------------------------------------------------------------------------
 
-// How a child process ended in which one allocation of ICU failed.
 // Which of ICU's allocations fail: `count` of them, from the n-th. Texts that grow try twice.
 struct fault_range {
   unsigned n;
@@ -108,19 +107,19 @@ struct fault_range {
 // the text is right or KPX_memory_alloc the first time, and right from then on.
 static fault_outcome rendering_without_memory(message_entry& entry, fault_range faults,
                                               const std::string& right) {
-  unsigned seen = 0;
+  bool met = false;
   bool is_sound = false;
   in_a_fresh_thread([&] {
     std::string during;
     {
-      const icu_allocations allocations(
-          [&] { return ++seen >= faults.n && seen < faults.n + faults.count; });
+      const failing_icu fault(faults.n, faults.count);
       during = rendered(entry);
+      met = fault.met();
     }
     is_sound = (during == right || during == no_memory) && rendered(entry) == right &&
                kp_LOG_RenderMessage(*entry) == right;
   });
-  if (seen < faults.n) return fault_outcome::none_left;
+  if (!met) return fault_outcome::none_left;
   return is_sound ? fault_outcome::sound : fault_outcome::unsound;
 }
 
@@ -163,7 +162,7 @@ TEST(MessageFormatsMemory, AConverterWithoutMemoryIsNotTakenForAnUnknownCodePage
   }
   const code_page_setting setting("windows-1252");
   {
-    const icu_out_of_memory none;
+    const failing_icu none(1, from_then_on);
     EXPECT_EQ(rendered(entry), no_memory);
     EXPECT_THROW(kp_LOG_RenderMessage(*entry), KPX_memory_alloc);
   }
@@ -175,7 +174,7 @@ TEST(MessageFormatsMemory, ATemplatesNamesAreReadAgainOnceThereIsMemory) {
   entry.unicode();  // the process keeps its choice of UTF-8 for the names
   in_a_fresh_thread([&] {
     {
-      const icu_out_of_memory none;
+      const failing_icu none(1, from_then_on);
       EXPECT_EQ(rendered(entry), no_memory);
     }
     EXPECT_EQ(rendered(entry), "");

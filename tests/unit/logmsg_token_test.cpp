@@ -5,7 +5,7 @@
 #include <type_traits>
 
 #include "base/kp_exception.h"
-#include "tests/support/icu_setting.h"
+#include "tests/support/failing.h"
 #include "tests/support/message_tokens.h"
 #include "tests/support/raised.h"
 
@@ -321,7 +321,7 @@ TEST(MessageTokens, StormsOfPercentSignsAreSplitInLinearSpace) {
 }
 
 static std::string refused_without_memory() {
-  const icu_out_of_memory no_memory;
+  const failing_icu no_memory(1, from_then_on);
   return raised<KPX_logging_internal_error>([] { unicode_tokens(""); });
 }
 

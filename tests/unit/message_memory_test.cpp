@@ -4,7 +4,7 @@
 #include "kp_LOG_RenderMessage.h"
 #include "logging/logmsg_token.h"
 #include "tests/support/catalog_folder.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 #include "tests/support/message_entry.h"
 
 static void fill(message_entry& entry) {
@@ -22,7 +22,7 @@ TEST(MessageMemory, RenderingThroughIcu) {
   message_entry entry(wide_template);
   fill(entry);
   std::string text;
-  EXPECT_GT(for_each_failing_allocation([&] { text = kp_LOG_RenderMessage(*entry); }), 5U);
+  EXPECT_GT(for_each_failing_new([&] { text = kp_LOG_RenderMessage(*entry); }), 5U);
   EXPECT_EQ(text, kp_LOG_RenderMessage(*entry));
 }
 
@@ -31,7 +31,7 @@ TEST(MessageMemory, RenderingBytes) {
   fill(entry);
   kp_LOG_LogConfig::SetICUEnabled(false);
   std::string text;
-  EXPECT_GT(for_each_failing_allocation([&] { text = kp_LOG_RenderMessage(*entry); }), 5U);
+  EXPECT_GT(for_each_failing_new([&] { text = kp_LOG_RenderMessage(*entry); }), 5U);
   EXPECT_EQ(text, kp_LOG_RenderMessage(*entry));
 }
 
@@ -39,7 +39,7 @@ TEST(MessageMemory, RenderingIntoABuffer) {
   message_entry entry(wide_template);
   fill(entry);
   char buffer[256];
-  EXPECT_GT(for_each_failing_allocation(
+  EXPECT_GT(for_each_failing_new(
                 [&] { entry->get_readable_message(buffer, sizeof buffer - 1, false, 0); }),
             5U);
   EXPECT_EQ(buffer, kp_LOG_RenderMessage(*entry));
@@ -47,13 +47,13 @@ TEST(MessageMemory, RenderingIntoABuffer) {
 
 TEST(MessageMemory, SplittingTemplates) {
   const kp_String bytes(wide_template);
-  EXPECT_GT(for_each_failing_allocation([&] {
+  EXPECT_GT(for_each_failing_new([&] {
               _kp_LOG_msg_token_list list;
               _kp_LOG_log_message::_tokenize_kpString(bytes, list);
             }),
             5U);
   const icu::UnicodeString units(wide_template);
-  EXPECT_GT(for_each_failing_allocation([&] {
+  EXPECT_GT(for_each_failing_new([&] {
               _kp_LOG_msg_token_list list;
               _kp_LOG_log_message::_tokenize_string(units, list);
             }),
@@ -65,9 +65,8 @@ TEST(MessageMemory, OpeningACatalog) {
   catalog_folder folder;
   folder.add_locale("root", {{"M1", "one"}});
   const std::string path = folder.path();
-  EXPECT_GE(
-      for_each_failing_allocation([&] { _kp_LOG_log_message::set_resource_path(path.c_str()); }),
-      2U);
+  EXPECT_GE(for_each_failing_new([&] { _kp_LOG_log_message::set_resource_path(path.c_str()); }),
+            2U);
   EXPECT_TRUE(_kp_LOG_log_message::has_catalog());
   EXPECT_EQ(_kp_LOG_log_message::get_resource_path(), path);
 }
@@ -79,7 +78,7 @@ TEST(MessageMemory, ACatalogThatFindsNoMemoryLeavesNone) {
   const std::string path = folder.path();
   _kp_LOG_log_message::set_resource_path(path.c_str());
   {
-    const allocation_fault fault(2);
+    const failing_new fault(2);
     EXPECT_THROW(_kp_LOG_log_message::set_resource_path(path.c_str()), KPX_memory_alloc);
   }
   EXPECT_FALSE(_kp_LOG_log_message::has_catalog());

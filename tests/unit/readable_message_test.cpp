@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <unicode/ucnv.h>
 
 #include <array>
 #include <cstring>
@@ -8,7 +9,7 @@
 #include "kp_LOG_LogEntry.h"
 #include "kp_LOG_debug_log.h"
 #include "tests/support/catalog_folder.h"
-#include "tests/support/icu_setting.h"
+#include "tests/support/failing.h"
 #include "tests/support/message_entry.h"
 #include "tests/support/raised.h"
 
@@ -282,7 +283,7 @@ TEST(OutputConverter, WithoutACodePageIsIcusDefault) {
 }
 
 static std::string refused_without_memory(message_entry& entry) {
-  const icu_out_of_memory no_memory;
+  const failing_icu no_memory(1, from_then_on);
   char buffer[16];
   return raised<KPX_logging_internal_error>(
       [&] { entry->get_readable_message(buffer, 15, false, 0); });

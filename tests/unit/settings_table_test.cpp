@@ -3,7 +3,7 @@
 #include <string>
 
 #include "logging/logcfg_file.h"
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 
 TEST(SettingsTable, OverwritesAndFindsByTheJoinedText) {
   _kp_LOG_log_setting_tbl table(3);
@@ -71,15 +71,14 @@ TEST(SettingsTable, OfManyKeysNeedsMemoryOnlyForNamesBeyond255Bytes) {
   table.create_entry("s", usual.c_str(), 255);
   const std::string longer(255, 'k');
   {
-    const allocation_fault fault(1, true);
+    const failing_new fault(1, from_then_on);
     EXPECT_EQ(*table.find_entry("s", usual.c_str()), 255U);
     EXPECT_EQ(*table.find_entry("s", "42"), 42U);
     EXPECT_EQ(table.find_entry("t", usual.c_str()), nullptr);
     EXPECT_FALSE(fault.met());
   }
   const unsigned* found = nullptr;
-  EXPECT_GE(for_each_failing_allocation([&] { found = table.find_entry("s", longer.c_str()); }),
-            1U);
+  EXPECT_GE(for_each_failing_new([&] { found = table.find_entry("s", longer.c_str()); }), 1U);
   EXPECT_EQ(found, nullptr);
 }
 
@@ -97,11 +96,11 @@ TEST(SettingsTable, WithoutMemoryKeepsWhatItHolds) {
   _kp_LOG_log_setting_tbl table(3);
   table.create_entry("s", "A", 1);
   const std::string key(300, 'k');
-  for_each_failing_allocation([&] { table.create_entry("s", key.c_str(), 2); },
-                              [&](const std::exception_ptr& outcome) {
-                                expect_memory_alloc(outcome);
-                                EXPECT_EQ(*table.find_entry("s", "A"), 1U);
-                                EXPECT_EQ(table.find_entry("s", key.c_str()), nullptr);
-                              });
+  for_each_failing_new([&] { table.create_entry("s", key.c_str(), 2); },
+                       [&](const std::exception_ptr& outcome) {
+                         expect_memory_alloc(outcome);
+                         EXPECT_EQ(*table.find_entry("s", "A"), 1U);
+                         EXPECT_EQ(table.find_entry("s", key.c_str()), nullptr);
+                       });
   EXPECT_EQ(*table.find_entry("s", key.c_str()), 2U);
 }

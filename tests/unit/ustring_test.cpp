@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "tests/support/failing_new.h"
+#include "tests/support/failing.h"
 
 static void expect_nothing(const _kp_LOG_ustring& text) {
   EXPECT_EQ(text.length(), 0U);
@@ -99,17 +99,17 @@ TEST(ByteString, SetToZeroHoldsNothing) {
 TEST(ByteString, WithoutMemoryKeepsWhatItHeld) {
   const _kp_LOG_ustring source("source");
   _kp_LOG_ustring target("target");
-  EXPECT_EQ(for_each_failing_allocation([&] { target = source; },
-                                        [&](const std::exception_ptr& outcome) {
-                                          expect_memory_alloc(outcome);
-                                          expect_text(target, "target");
-                                        }),
+  EXPECT_EQ(for_each_failing_new([&] { target = source; },
+                                 [&](const std::exception_ptr& outcome) {
+                                   expect_memory_alloc(outcome);
+                                   expect_text(target, "target");
+                                 }),
             1U);
   expect_text(target, "source");
 }
 
 TEST(ByteString, ThatCannotBeMadeRaisesTheMemoryError) {
-  EXPECT_EQ(for_each_failing_allocation([] { const _kp_LOG_ustring text("text"); }), 1U);
+  EXPECT_EQ(for_each_failing_new([] { const _kp_LOG_ustring text("text"); }), 1U);
   const _kp_LOG_ustring source("source");
-  EXPECT_EQ(for_each_failing_allocation([&] { const _kp_LOG_ustring copy(source); }), 1U);
+  EXPECT_EQ(for_each_failing_new([&] { const _kp_LOG_ustring copy(source); }), 1U);
 }
