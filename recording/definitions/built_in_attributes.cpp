@@ -3,10 +3,11 @@
 #include <utility>
 
 #include "recording/definitions/model.h"
+#include "recording/text/words.h"
 
 std::string time_attribute_fault(std::string_view name, kp_AttributeType type) {
   if (type == TypeUnknown) return "";
-  const std::string quoted = "\"" + std::string(name) + "\"";
+  const std::string quoted = in_quotes(name);
   if (name == own_time_attribute && !is_time_attribute(type))
     return "every entry answers " + quoted + " with its own time, which is no " +
            short_type_name(type);

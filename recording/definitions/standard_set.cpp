@@ -5,10 +5,7 @@
 #include <unordered_set>
 
 #include "logging/ldf_format.h"
-
-static std::string in_marks(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
-}
+#include "recording/text/words.h"
 
 std_definitions::std_definitions(const definition_set& set) : set_(set) {
   for (const event_model& event : set.events) events_[event.id.value] = &event;
@@ -51,7 +48,7 @@ class std_event_merge {
     if (selector == nullptr || !event_.selector.is_given()) return;
     if (event_.selector.value == std_.selector.value) return;
     found_.add(diagnostic_rule::std_selector, event_.selector.place,
-               "the STD event selects by " + in_marks(std_.selector.value), std_.selector.place,
+               "the STD event selects by " + in_quotes(std_.selector.value), std_.selector.place,
                "its selector is given here");
   }
 
@@ -61,7 +58,7 @@ class std_event_merge {
     const attribute_model* const held = find_attribute(std_.attributes, attribute.name.value);
     if (held != nullptr)
       found_.add(diagnostic_rule::std_attribute, attribute.name.place,
-                 "the STD event has the attribute " + in_marks(attribute.name.value) + " already",
+                 "the STD event has the attribute " + in_quotes(attribute.name.value) + " already",
                  held->name.place, "it is declared here");
   }
 
@@ -129,7 +126,7 @@ static void check_flag_values(const definition_set& set, const definition_set& s
     const auto held = std_set.flags.find(name);
     if (held != std_set.flags.end() && held->second.value != bits.value)
       found.add(diagnostic_rule::flag_value, bits.place,
-                "the STD set gives the flag " + in_marks(name) + " another value",
+                "the STD set gives the flag " + in_quotes(name) + " another value",
                 held->second.place, "its value is given here");
   }
 }

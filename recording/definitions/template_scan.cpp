@@ -7,6 +7,7 @@
 #include "logging/logentry_i.h"
 #include "recording/definitions/model.h"
 #include "recording/text/utf8.h"
+#include "recording/text/words.h"
 
 // A format character with a meaning, and the types that it shows.
 struct template_format_row {
@@ -117,7 +118,7 @@ bool is_shown_as_mbchar(std::string_view name) {
 }
 
 std::string unknown_attribute_text(std::string_view name) {
-  const std::string quoted = "\"" + std::string(name) + "\"";
+  const std::string quoted = in_quotes(name);
   return is_shown_as_mbchar(name) ? quoted + " is shown where it is declared as an MBChar type only"
                                   : "no attribute " + quoted + " here";
 }
@@ -154,8 +155,8 @@ static void check_placeholder(const template_piece& piece, const attribute_type_
   if (format == nullptr) return;
   if (!format->suits(type))
     return problems.push_back({diagnostic_rule::template_attribute, piece.offset,
-                               std::string("the format %") + piece.format + " does not suit \"" +
-                                   std::string(piece.text) + "\", a " + short_type_name(type)});
+                               std::string("the format %") + piece.format + " does not suit " +
+                                   in_quotes(piece.text) + ", a " + short_type_name(type)});
   if (const auto unshown = unshown_type_problem(type, piece.offset)) problems.push_back(*unshown);
 }
 

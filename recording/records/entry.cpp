@@ -39,7 +39,7 @@ struct value_step {
 
   void fail(const std::string& reason) const {
     fault = fault_at(record_fault::value, line, value.offset,
-                     quoted_record_text(attribute.name) + reason);
+                     in_quotes(shortened(attribute.name)) + reason);
   }
   void fail_unless(const std::string& expected) const {
     fail(std::string(" is a ") + type() + ": " + expected + ", not " + shown_record_value(value));
@@ -169,7 +169,7 @@ static void add_text(const value_step& step) {
   step.fault = record_error(
       record_fault::value, step.line,
       [&known = step.attribute, value = step.value, limit]() -> record_finding {
-        return {value.offset, quoted_record_text(known.name) + " is a " +
+        return {value.offset, in_quotes(shortened(known.name)) + " is a " +
                                   short_type_name(known.type) + ": a text of at most " +
                                   std::to_string(limit) + " " + unit.name + ", not of " +
                                   std::to_string(unit.count(value.text))};
@@ -262,7 +262,7 @@ static std::string no_event_text(const event_set& events, const record_value& ev
   std::string text = "no event " + shown_record_value(event);
   if (event.kind != record_value_kind::text) return text;
   if (events.is_ambiguous(event.text))
-    return "several events have the name " + quoted_record_text(event.text) + "; give the ID";
+    return "several events have the name " + in_quotes(shortened(event.text)) + "; give the ID";
   return text + hint_for(event.text, events.events(),
                          [](const known_event& e) { return std::string_view(e.name); });
 }
@@ -320,7 +320,7 @@ static record_error unknown_attribute(const known_event& event, const record_att
       record_fault::attribute, line,
       [&event, name = attribute.name, offset = attribute.offset]() -> record_finding {
         return {offset, "the event " + std::to_string(event.id) + " has no attribute " +
-                            quoted_record_text(name) +
+                            in_quotes(shortened(name)) +
                             hint_for(name, event.attributes, [](const known_attribute& a) {
                               return std::string_view(a.name);
                             })};

@@ -16,6 +16,7 @@
 #include "recording/definitions/built_in_attributes.h"
 #include "recording/definitions/reader.h"
 #include "recording/files/read_file.h"
+#include "recording/text/words.h"
 
 [[noreturn]] static void fail(const std::string& path, const std::string& reason) {
   throw std::runtime_error(path + ": " + reason);
@@ -113,7 +114,7 @@ static void set_messages(const event_set_options& options) {
   // Texts of the definitions come by ICU's default converter.
   ucnv_setDefaultName("UTF-8");
   kp_LOG_LogConfig::SetCodePage("UTF-8");
-  configure("the locale \"" + options.locale + "\"",
+  configure("the locale " + in_quotes(options.locale),
             [&] { kp_LOG_LogConfig::SetLocale(options.locale.c_str()); });
   if (options.catalog.empty()) return kp_LOG_LogConfig::SetMessageCatalogPath(nullptr);
   // A relative path would be looked for among ICU's own data.

@@ -65,22 +65,9 @@ size_t record_column(std::string_view line, size_t offset) {
   return column;
 }
 
-// At most 64 bytes, never a part of a character.
-static std::string cut_text(std::string_view text) {
-  constexpr size_t limit = 64;
-  if (text.size() <= limit) return std::string(text);
-  size_t end = 0;
-  for (size_t next = 0; next <= limit; next += utf8_at(text, next).size) end = next;
-  return std::string(text.substr(0, end)) + "...";
-}
-
-std::string quoted_record_text(std::string_view text) {
-  return "\"" + cut_text(text) + "\"";
-}
-
 std::string shown_record_value(const record_value& value) {
-  return value.kind == record_value_kind::text ? quoted_record_text(value.text)
-                                               : cut_text(value.text);
+  return value.kind == record_value_kind::text ? in_quotes(shortened(value.text))
+                                               : shortened(value.text);
 }
 
 // ---- what is no record at all ----
@@ -270,7 +257,7 @@ class record_reader {
     const size_t key = key_of(name);
     if (key == keys.size()) raise_unknown_key(name, offset);
     if ((seen_ & bit_of(key)) != 0)
-      raise(record_fault::key, offset, "the key " + quoted_record_text(name) + " comes twice");
+      raise(record_fault::key, offset, "the key " + in_quotes(shortened(name)) + " comes twice");
     seen_ |= bit_of(key);
     (this->*keys[key].read)(field.value());
   }
@@ -280,7 +267,7 @@ class record_reader {
       std::vector<std::string_view> names;
       names.reserve(keys.size());
       for (const key_row& row : keys) names.push_back(row.name);
-      return {offset, "unknown key " + quoted_record_text(name) + nearest_name_hint(name, names)};
+      return {offset, "unknown key " + in_quotes(shortened(name)) + nearest_name_hint(name, names)};
     });
   }
 
@@ -362,7 +349,7 @@ class record_reader {
     std::vector<record_attribute>& held = record_.attributes;
     if (is_held(name))
       raise(record_fault::key, offset,
-            "the attribute " + quoted_record_text(name) + " comes twice");
+            "the attribute " + in_quotes(shortened(name)) + " comes twice");
     if (held.size() == record_attribute_limit)
       raise(record_fault::key, offset,
             "a record has at most " + std::to_string(record_attribute_limit) + " attributes");

@@ -121,7 +121,5 @@ size_t record_column(std::string_view line, size_t offset);
 
 // The value as errors show it: a text in quotes, anything else as written; long ones are cut.
 std::string shown_record_value(const record_value& value);
-// A name or other text in quotes; long ones are cut.
-std::string quoted_record_text(std::string_view text);
 
 #endif

@@ -9,6 +9,7 @@
 #include "recording/files/path.h"
 #include "recording/sinks/sink_kinds.h"
 #include "recording/text/terminal_text.h"
+#include "recording/text/words.h"
 
 [[noreturn]] static void refuse(const std::string& text) {
   throw std::invalid_argument(terminal_text(text));
@@ -34,8 +35,8 @@ static void check_prefix(const std::string& sink, const std::string& prefix) {
       std::mismatch(prefix.begin(), prefix.end(), safe.begin()).first - prefix.begin());
   if (at == prefix.size()) return;
   const std::string found = prefix.substr(at, utf8_at(prefix, at).size);
-  refuse("the sink " + sink + " has \"" + found +
-         "\" in its prefix, which is of ASCII letters, digits, \"_\" and \"-\"");
+  refuse("the sink " + sink + " has " + in_quotes(found) +
+         " in its prefix, which is of ASCII letters, digits, \"_\" and \"-\"");
 }
 
 // Bytes, with K, M or G behind them for the powers of 1024; nothing for any other text and for 0.
@@ -53,12 +54,12 @@ static std::optional<uintmax_t> parse_size(std::string_view text) {
 static uintmax_t parse_text_options(const std::string& sink, std::string_view options) {
   const std::string_view key = "max-size=";
   if (options.substr(0, key.size()) != key)
-    refuse("the sink " + sink + " has the option \"" + std::string(options) +
-           "\"; the only one is max-size=SIZE");
+    refuse("the sink " + sink + " has the option " + in_quotes(options) +
+           "; the only one is max-size=SIZE");
   const std::optional<uintmax_t> size = parse_size(options.substr(key.size()));
   if (!size)
-    refuse("the sink " + sink + " has the size \"" + std::string(options.substr(key.size())) +
-           "\"; a size is a number from 1, with K, M or G behind it or nothing");
+    refuse("the sink " + sink + " has the size " + in_quotes(options.substr(key.size())) +
+           "; a size is a number from 1, with K, M or G behind it or nothing");
   return *size;
 }
 
@@ -103,6 +104,6 @@ std::unique_ptr<record_sink> make_record_sink(const std::string& description,
     return make_text_sink(description, description.substr(text_sink_prefix.size()), options);
   if (description.starts_with(json_sink_prefix))
     return make_json_sink(description, description.substr(json_sink_prefix.size()), options);
-  refuse("\"" + description +
-         "\" is no sink; a sink is text:DIR/PREFIX[,max-size=SIZE], json:FILE, json:- or -");
+  refuse(in_quotes(description) +
+         " is no sink; a sink is text:DIR/PREFIX[,max-size=SIZE], json:FILE, json:- or -");
 }

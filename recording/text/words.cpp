@@ -6,9 +6,22 @@
 #include <utility>
 
 #include "recording/text/terminal_text.h"
+#include "recording/text/utf8.h"
 
 std::string counted(size_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+std::string in_quotes(std::string_view text) {
+  return '"' + std::string(text) + '"';
+}
+
+std::string shortened(std::string_view text) {
+  constexpr size_t limit = 64;
+  if (text.size() <= limit) return std::string(text);
+  size_t end = 0;
+  for (size_t next = 0; next <= limit; next += utf8_at(text, next).size) end = next;
+  return std::string(text.substr(0, end)) + "...";
 }
 
 static bool is_same_letter(char a, char b) {
@@ -64,7 +77,7 @@ std::string nearest_name_hint(std::string_view name,
     best = distance;
     nearest = candidate;
   }
-  return nearest.empty() ? "" : "; did you mean \"" + std::string(nearest) + "\"?";
+  return nearest.empty() ? "" : "; did you mean " + in_quotes(nearest) + "?";
 }
 
 static std::vector<size_t> column_widths(const std::vector<text_row>& rows) {

@@ -11,6 +11,12 @@
 // "1 event", "2 events"
 std::string counted(size_t count, const std::string& what);
 
+// The text between double quotes, as it is: what prints it escapes the whole.
+std::string in_quotes(std::string_view text);
+
+// Of a text that is longer than 64 bytes the characters that fit, and "..."; else the text.
+std::string shortened(std::string_view text);
+
 // "; did you mean "X"?" for the candidate with the fewest changed letters, letter case ignored;
 // "" when none is near: more than a third of the letters are others. Swapped neighbours are one
 // change. The first of several equally near. Nothing with more than `most` changes is near.

@@ -8,6 +8,7 @@
 
 #include "base/kp_i18n.h"
 #include "recording/files/path.h"
+#include "recording/text/words.h"
 
 static bool is_letter(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
@@ -63,10 +64,10 @@ static std::string problem_of(const icu::Locale& locale) {
   const std::string region = locale.getCountry();
   const std::string variant = locale.getVariant();
   if (language.empty()) return "it begins with no language";
-  if (!is_language(language)) return "\"" + language + "\" is no language";
-  if (!script.empty() && !is_script(script)) return "\"" + script + "\" is no script";
-  if (!region.empty() && !is_region(region)) return "\"" + region + "\" is no region";
-  return are_variants(variant) ? "" : "\"" + variant + "\" is no variant";
+  if (!is_language(language)) return in_quotes(language) + " is no language";
+  if (!script.empty() && !is_script(script)) return in_quotes(script) + " is no script";
+  if (!region.empty() && !is_region(region)) return in_quotes(region) + " is no region";
+  return are_variants(variant) ? "" : in_quotes(variant) + " is no variant";
 }
 
 static bool is_name_character(char c) {
@@ -79,7 +80,7 @@ catalog_locale icu_locale(const std::string& name) {
   if (!std::all_of(base.begin(), base.end(), is_name_character))
     return {"", "a locale is letters, digits, _ and -"};
   if (name.find('=', at_sign) != std::string::npos)
-    return {"", "\"" + name.substr(at_sign + 1) + "\" is no variant"};
+    return {"", in_quotes(name.substr(at_sign + 1)) + " is no variant"};
   const std::string locale = kp_I18N_canonical_locale(name.c_str()).get_name();
   const std::string problem = problem_of(locale.c_str());
   return problem.empty() ? catalog_locale{locale, ""} : catalog_locale{"", problem};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "recording/text/words.h"
 #include "tools/definitions/template_rendering.h"
 #include "tools/definitions/template_text.h"
 
@@ -48,16 +49,15 @@ class catalog_message_list {
   void check_id(const catalog_message& message) {
     const std::string& id = message.id();
     if (!std::all_of(id.begin(), id.end(), is_key_character))
-      found_.add(
-          diagnostic_rule::catalog_id, place_of_id(message),
-          "a catalog cannot hold the message ID \"" + id +
-              "\": letters of ASCII, digits, blanks and \"%&'()*+,-./:;<=>?_ can stand in it");
+      found_.add(diagnostic_rule::catalog_id, place_of_id(message),
+                 "a catalog cannot hold the message ID " + in_quotes(id) +
+                     ": letters of ASCII, digits, blanks and \"%&'()*+,-./:;<=>?_ can stand in it");
   }
 
   void check_same_text(const catalog_message& first, const catalog_message& message) {
     if (first.text() != message.text())
       found_.add(diagnostic_rule::catalog_id, place_of_id(message),
-                 "the message ID \"" + message.id() + "\" has another text already",
+                 "the message ID " + in_quotes(message.id()) + " has another text already",
                  place_of_id(first), "its text is given here first");
   }
 

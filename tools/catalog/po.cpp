@@ -7,6 +7,7 @@
 
 #include "recording/text/escape.h"
 #include "recording/text/utf8.h"
+#include "recording/text/words.h"
 
 bool po_entry::is_fuzzy() const {
   return std::find(flags.begin(), flags.end(), "fuzzy") != flags.end();
@@ -269,7 +270,7 @@ class po_reader {
         entry_.context.is_given ? entry_.context.text : entry_.id.text, begin_offset_);
     if (!is_new && !entry_.is_obsolete)
       found_.add(diagnostic_rule::po_syntax, po_place(source_, begin_offset_),
-                 "the message \"" + first->first + "\" is here twice",
+                 "the message " + in_quotes(first->first) + " is here twice",
                  po_place(source_, first->second), "it is here first");
     document_.entries.push_back(std::move(entry_));
   }

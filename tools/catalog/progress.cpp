@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "recording/text/escape.h"
+#include "recording/text/words.h"
 #include "tools/catalog/locale.h"
 
 std::string translation_counts::text() const {
@@ -97,7 +98,7 @@ class progress_counter {
   void add_untranslated(const std::string& id, catalog_progress& progress) {
     ++progress.counts.untranslated;
     found_.add(diagnostic_rule::catalog_untranslated, place_of_untranslated(id, progress.name),
-               "the message \"" + id + "\" is not translated");
+               "the message " + in_quotes(id) + " is not translated");
   }
 
   const std::vector<catalog_message>& messages_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "recording/text/words.h"
 #include "tools/catalog/locale.h"
 
 class translation_reader {
@@ -35,7 +36,7 @@ class translation_reader {
     result_.locale = locale.name;
     if (locale.name.empty())
       found_.add(diagnostic_rule::catalog_locale, place_of_language(),
-                 "no locale \"" + name + "\": " + locale.problem +
+                 "no locale " + in_quotes(name) + ": " + locale.problem +
                      "; give one in the header, as \"Language: pt_BR\\n\"");
     else if (!language.empty())
       check_file_name(file_name);
@@ -47,8 +48,8 @@ class translation_reader {
     const std::string named = icu_locale(name).name;
     if (named.empty() || named == result_.locale || !has_known_language(named)) return;
     found_.add(diagnostic_rule::catalog_name, place_of_language(),
-               "the file is named for \"" + named + "\", and its translations are for \"" +
-                   result_.locale + "\" by this header");
+               "the file is named for " + in_quotes(named) + ", and its translations are for " +
+                   in_quotes(result_.locale) + " by this header");
   }
 
   source_place place_of_language() const {
@@ -63,7 +64,7 @@ class translation_reader {
     const auto message = by_id_.find(entry.context.text);
     if (message == by_id_.end())
       return add(diagnostic_rule::catalog_unknown, entry.context,
-                 "no message \"" + entry.context.text + "\" in the sources");
+                 "no message " + in_quotes(entry.context.text) + " in the sources");
     const std::string& id = message->second->id();
     if (entry.translation.text.empty())
       result_.empty[id] = po_place(*document_.source, entry.translation.begin);
@@ -132,8 +133,8 @@ void find_conflicts(const std::vector<catalog_translations>& files, diagnostic_l
       const auto [first, is_new] = first_files.emplace(locale_and_id(file.locale, id), &file);
       if (!is_new && first->second->templates.at(id) != text)
         found.add(diagnostic_rule::catalog_conflict, file.places.at(id),
-                  "the message \"" + id + "\" has another translation for \"" + file.locale +
-                      "\" already",
+                  "the message " + in_quotes(id) + " has another translation for " +
+                      in_quotes(file.locale) + " already",
                   first->second->places.at(id), "it is here first");
     }
   }

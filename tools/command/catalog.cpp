@@ -101,7 +101,7 @@ static command_outcome begin_update(po_update& update, std::ostream& log) {
   const std::string name = locale_of_path(update.path);
   const catalog_locale locale = icu_locale(name);
   if (locale.name.empty())
-    return usage_error(log, "no locale \"" + name + "\": " + locale.problem +
+    return usage_error(log, "no locale " + in_quotes(name) + ": " + locale.problem +
                                 "; a new file is called by its locale, as pt_BR.po");
   update.old = empty_translations(name);
   return command_outcome::good;
@@ -166,7 +166,7 @@ static command_outcome read_all_translations(const catalog_options& options, cat
   std::vector<code_page_repertoire> code_pages;
   for (const std::string& name : options.code_pages) {
     code_pages.emplace_back(name);
-    if (!code_pages.back().is_known()) return usage_error(log, "no code page \"" + name + "\"");
+    if (!code_pages.back().is_known()) return usage_error(log, "no code page " + in_quotes(name));
   }
   command_outcome outcome = read_messages(options, true, work, log);
   const known_attributes known(work.input.set(), work.standard.definitions());

@@ -29,7 +29,7 @@ static command_outcome open_code_pages(const check_options& options, advice_opti
   for (const std::string& name : options.code_pages) {
     advice.code_pages.emplace_back(name);
     if (!advice.code_pages.back().is_known())
-      return usage_error(log, "no code page \"" + name + "\"");
+      return usage_error(log, "no code page " + in_quotes(name));
   }
   return command_outcome::good;
 }

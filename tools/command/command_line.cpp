@@ -114,10 +114,6 @@ static given_command last_given_command(const CLI::App& kplog) {
   return command;
 }
 
-static std::string in_quotes(const std::string& word) {
-  return '"' + terminal_text(word) + '"';
-}
-
 static bool is_option(const std::string& word) {
   return word.size() > 1 && word.front() == '-';
 }
@@ -156,8 +152,8 @@ static std::string command_line_error(const CLI::App& kplog, const CLI::ParseErr
       command.app->get_require_subcommand_min() > 0 && command.app->get_subcommands().empty();
   const std::string text = !unknown.empty()     ? unknown_word(command, unknown.front())
                            : is_command_missing ? missing_command(command)
-                                                : terminal_text(error.what());
-  return "kplog: " + text + "\nTry '" + command.name + " --help'.\n";
+                                                : error.what();
+  return "kplog: " + terminal_text(text) + "\nTry '" + command.name + " --help'.\n";
 }
 
 // --- Help
@@ -169,7 +165,7 @@ static std::vector<const CLI::App*> shown_commands(const CLI::App& app) {
 static command_outcome no_command(const CLI::App& app, const std::string& word, std::ostream& log) {
   std::vector<std::string_view> names;
   for (const CLI::App* command : shown_commands(app)) names.push_back(command->get_name());
-  return usage_error(log, "no command \"" + word + "\"" + nearest_name_hint(word, names));
+  return usage_error(log, "no command " + in_quotes(word) + nearest_name_hint(word, names));
 }
 
 static command_outcome help(const CLI::App& kplog, const std::vector<std::string>& words,

@@ -85,8 +85,8 @@ static command_outcome read_end(const char* option, const std::string& text,
   if (text.empty()) return command_outcome::good;
   counter_day day;
   if (!read_day(text, day))
-    return usage_error(
-        log, std::string(option) + ": \"" + text + "\" is no day; one like 2026-11-15 is expected");
+    return usage_error(log, std::string(option) + ": " + in_quotes(text) +
+                                " is no day; one like 2026-11-15 is expected");
   end = day;
   return command_outcome::good;
 }

@@ -55,10 +55,10 @@ static accept_option read_accepted(const std::string& text) {
   const size_t equals = std::min(text.find('='), text.size());
   read_accepted_subject(text.substr(0, equals), accepted);
   if (equals + 1 >= text.size() || accepted.code.empty())
-    throw std::invalid_argument("EVENT:CODE=REASON is expected, not \"" + text + "\"");
+    throw std::invalid_argument("EVENT:CODE=REASON is expected, not " + in_quotes(text));
   accepted.reason = text.substr(equals + 1);
   if (!is_change_code(accepted.code))
-    throw std::invalid_argument("no difference \"" + accepted.code + "\"" +
+    throw std::invalid_argument("no difference " + in_quotes(accepted.code) +
                                 nearest_name_hint(accepted.code, change_codes()));
   return accepted;
 }
@@ -130,11 +130,11 @@ class change_judge {
     if (used_.count(&accepted) != 0) return;
     if (accepted.since.value != version)
       found.add(diagnostic_rule::unused_accept, accepted.since.place,
-                "this is accepted since the log version \"" + accepted.since.value +
-                    "\", and OLD has \"" + version + "\"");
+                "this is accepted since the log version " + in_quotes(accepted.since.value) +
+                    ", and OLD has " + in_quotes(version));
     else if (is_looked_for(accepted))
       found.add(diagnostic_rule::unused_accept, accepted.place,
-                "nothing is different that is \"" + accepted.written() + "\"");
+                "nothing is different that is " + in_quotes(accepted.written()));
   }
 
   const compared_set& before_;

@@ -15,6 +15,7 @@
 #include "recording/report/standard_error.h"
 #include "recording/sinks/counts.h"
 #include "recording/sinks/sink.h"
+#include "recording/text/words.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
 #include "tools/emit/files.h"
@@ -78,8 +79,8 @@ static unsigned read_mask(const std::string& text) {
   unsigned mask = 0;
   const auto [rest, error] = std::from_chars(begin, end, mask, is_hex ? 16 : 10);
   if (error != std::errc() || rest != end)
-    throw std::invalid_argument("\"" + text +
-                                "\" is no mask of 32 bits; one like 6 or 0x00000006 is expected");
+    throw std::invalid_argument(in_quotes(text) +
+                                " is no mask of 32 bits; one like 6 or 0x00000006 is expected");
   return mask;
 }
 
@@ -161,7 +162,7 @@ static void check_inputs(const emit_options& options) {
          "the FIFO must come last: reading it never ends");
   if (options.listen.empty()) return;
   expect(options.listen.starts_with(listen_prefix),
-         "--listen: \"" + options.listen + "\" is no address; unix:PATH is expected");
+         "--listen: " + in_quotes(options.listen) + " is no address; unix:PATH is expected");
   expect(is_socket_path(options.socket_path()),
          "--listen: the path of a socket has 1 to 107 bytes");
 }
@@ -214,7 +215,7 @@ static void check_outputs(const emit_options& options) {
   expect(count == 0 || !options.acknowledges,
          "--ack needs standard output, which a sink writes to");
   expect(is_error_policy(options.on_error),
-         "--on-error: \"" + options.on_error + "\" is none of stop, skip, quarantine=FILE");
+         "--on-error: " + in_quotes(options.on_error) + " is none of stop, skip, quarantine=FILE");
   check_name("--count", options.count);
   check_name("--on-error", options.quarantine().value_or(""));
 }

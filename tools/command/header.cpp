@@ -42,13 +42,13 @@ static bool is_name_space(std::string_view text) {
 
 static command_outcome header(const header_options& options, std::ostream& log) {
   if (!options.name_space.empty() && !is_name_space(options.name_space))
-    return usage_error(log, "\"" + options.name_space + "\" is no name space");
+    return usage_error(log, in_quotes(options.name_space) + " is no name space");
   definition_input input;
   const std::string name_space =
       options.name_space.empty() ? name_space_of_file(options.output) : options.name_space;
   if (is_of_language(name_space))
-    return usage_error(log, "the header's name makes the namespace \"" + name_space +
-                                "\", which belongs to C++; give another with --namespace");
+    return usage_error(log, "the header's name makes the namespace " + in_quotes(name_space) +
+                                ", which belongs to C++; give another with --namespace");
   standard_input standard;
   const command_outcome outcome = read_definitions_to_output(options, standard, input, log);
   if (outcome != command_outcome::good) return outcome;

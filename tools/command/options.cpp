@@ -32,7 +32,7 @@ static std::string joined_choices(const std::vector<std::string>& choices) {
 static CLI::Validator one_of(const std::vector<std::string>& choices) {
   return {[choices](std::string& text) {
             const bool is_known = std::find(choices.begin(), choices.end(), text) != choices.end();
-            return is_known ? "" : "\"" + text + "\" is none of " + joined_choices(choices);
+            return is_known ? "" : in_quotes(text) + " is none of " + joined_choices(choices);
           },
           ""};
 }
@@ -229,7 +229,7 @@ static std::string unknown_rule(const std::string& code) {
   std::vector<std::string_view> codes;
   for (const diagnostic_rule_row& row : diagnostic_rules)
     if (is_severity_free(row)) codes.emplace_back(row.code);
-  return "no rule \"" + code + "\"" + nearest_name_hint(code, codes);
+  return "no rule " + in_quotes(code) + nearest_name_hint(code, codes);
 }
 
 // Takes "CODE=SEVERITY" over, or says why it is none.
@@ -238,14 +238,14 @@ static std::string set_severity(const std::string& text, diagnostic_list& found)
   const std::string code = text.substr(0, equals);
   const diagnostic_rule_row* const row = rule_of_code(code);
   if (row == nullptr) return unknown_rule(code);
-  if (!is_severity_free(*row)) return "findings of \"" + code + "\" are always errors";
+  if (!is_severity_free(*row)) return "findings of " + in_quotes(code) + " are always errors";
   for (const severity_name_row& known : severity_names) {
     if (text.substr(equals) != std::string("=") + known.name) continue;
     found.set_severity(row->rule, known.severity);
     return "";
   }
-  return code + "=off, " + code + "=warning or " + code + "=error is expected, not \"" + text +
-         "\"";
+  return code + "=off, " + code + "=warning or " + code + "=error is expected, not " +
+         in_quotes(text);
 }
 
 command_outcome apply_severities(const std::vector<std::string>& settings, diagnostic_list& found,

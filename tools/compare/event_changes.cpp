@@ -3,6 +3,7 @@
 
 #include "recording/definitions/known_attributes.h"
 #include "recording/text/terminal_text.h"
+#include "recording/text/words.h"
 #include "tools/compare/changes.h"
 
 // --- Attributes
@@ -44,7 +45,7 @@ definition_change& attribute_report::add(change_rule rule, const attribute_model
     before = was->name.place;
     names.push_back(was->name.value);
   }
-  std::string whole_text = what + ("\"" + names.front()) + "\" " + text;
+  std::string whole_text = what + in_quotes(names.front()) + " " + text;
   changes.push_back({rule, event, before, now, std::move(whole_text), std::move(names)});
   return changes.back();
 }
@@ -92,10 +93,6 @@ void add_attribute_order_change(const attribute_pairs& pairs, change_rule rule,
 
 // --- An event
 
-static std::string quoted_name(const std::string& name) {
-  return "\"" + name + "\"";
-}
-
 class event_comparison {
  public:
   event_comparison(const compared_set& before, const compared_set& now, const event_pair& event,
@@ -135,7 +132,7 @@ class event_comparison {
   }
 
   static std::string selector_text(const event_model& event) {
-    return event.selector.is_given() ? quoted_name(event.selector.value) : "none";
+    return event.selector.is_given() ? in_quotes(event.selector.value) : "none";
   }
 
   template <class T>
@@ -146,7 +143,7 @@ class event_comparison {
   void compare_header() {
     if (has_names_ && was_.name.value != is_.name.value)
       add(change_rule::event_renamed, was_.name.place, is_.name.place,
-          was_and_is("the name", quoted_name(was_.name.value), quoted_name(is_.name.value)));
+          was_and_is("the name", in_quotes(was_.name.value), in_quotes(is_.name.value)));
     if (was_.id.value != is_.id.value)
       add(change_rule::event_id, was_.id.place, is_.id.place,
           was_and_is("the ID", std::to_string(was_.id.value), std::to_string(is_.id.value)));
@@ -205,8 +202,8 @@ class event_comparison {
 
   void report_renamed(const attribute_pair& pair) {
     add(change_rule::attribute_renamed, pair.before->name.place, pair.now->name.place,
-        "the attribute " + quoted_name(pair.before->name.value) + " has the name " +
-            quoted_name(pair.now->name.value) + " now")
+        "the attribute " + in_quotes(pair.before->name.value) + " has the name " +
+            in_quotes(pair.now->name.value) + " now")
         .names = {pair.now->name.value, pair.before->name.value};
   }
 

@@ -4,6 +4,7 @@
 
 #include "recording/definitions/known_attributes.h"
 #include "recording/definitions/template_scan.h"
+#include "recording/text/words.h"
 #include "tools/compare/changes.h"
 #include "tools/definitions/authored_text.h"
 
@@ -107,7 +108,8 @@ class message_comparison {
               ? change_rule::message_id
               : change_rule::message_repointed,
           was, &is,
-          described(is) + " had the ID \"" + was->id.value + "\", and has \"" + is.id.value + "\"");
+          described(is) + " had the ID " + in_quotes(was->id.value) + ", and has " +
+              in_quotes(is.id.value));
     compare_text(described(is), *was, is);
   }
 
@@ -128,7 +130,7 @@ class message_comparison {
   }
 
   static std::string name_text(const message_model& message) {
-    return message.name.is_given() ? "the name \"" + message.name.value + "\"" : "no name";
+    return message.name.is_given() ? "the name " + in_quotes(message.name.value) : "no name";
   }
 
   // Of those that both have.
@@ -202,7 +204,7 @@ class message_comparison {
   void report_format(const std::string& what, const message_model& was, const message_model& is,
                      std::string_view name, kp_AttributeType type) {
     add(change_rule::message_format, &was, &is,
-        what + " \"" + std::string(name) + "\", which is " +
+        what + " " + in_quotes(name) + ", which is " +
             (type == TypeUnknown ? "gone" : std::string("a ") + short_type_name(type) + " now"));
   }
 

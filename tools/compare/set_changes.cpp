@@ -5,6 +5,7 @@
 #include <unordered_set>
 
 #include "recording/definitions/merged_set.h"
+#include "recording/text/words.h"
 #include "tools/compare/changes.h"
 
 // --- Which event was which
@@ -156,10 +157,6 @@ const std::vector<std::string>& record_names::owners(const std::string& name) co
 }
 
 // --- The sets
-
-static std::string in_quotes(const std::string& text) {
-  return "\"" + text + "\"";
-}
 
 // The IDs of each range that none of `others` holds, in ranges with the places of those they are
 // of.

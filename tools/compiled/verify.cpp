@@ -9,10 +9,6 @@
 #include "recording/text/words.h"
 #include "tools/definitions/template_rendering.h"
 
-static std::string with_marks(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
-}
-
 class definition_file_checker {
  public:
   definition_file_checker(const definition_file& file, const std_definitions* standard,
@@ -47,7 +43,7 @@ class definition_file_checker {
       if (!is_new)
         found_.add(
             diagnostic_rule::file_hidden, former->second,
-            "a later global attribute " + with_marks(global.name.value) + " replaces this one",
+            "a later global attribute " + in_quotes(global.name.value) + " replaces this one",
             global.name.place, "it comes again here");
       former->second = global.name.place;
     }
@@ -68,7 +64,7 @@ class definition_file_checker {
       const auto [former, is_new] = places.emplace(name.value, name.place);
       if (!is_new && name.value != event.selector.value)
         found_.add(diagnostic_rule::file_attribute, name.place,
-                   "the attribute " + with_marks(name.value) + " comes again in this record",
+                   "the attribute " + in_quotes(name.value) + " comes again in this record",
                    former->second, "it comes first here");
     }
   }
@@ -81,7 +77,7 @@ class definition_file_checker {
     if (selector == nullptr)
       found_.add(
           diagnostic_rule::file_selector, event.selector.place,
-          "no attribute " + with_marks(event.selector.value) + " to select by is declared here");
+          "no attribute " + in_quotes(event.selector.value) + " to select by is declared here");
     else if (!is_selecting_type(selector->type))
       found_.add(diagnostic_rule::selector_attribute, event.selector.place,
                  "an attribute of type UInt1, UInt2 or UInt4 selects a message",

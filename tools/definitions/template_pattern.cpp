@@ -8,6 +8,7 @@
 
 #include "logging/logmsg_icu_depth.h"
 #include "recording/text/utf8.h"
+#include "recording/text/words.h"
 
 static bool is_dropped(const std::vector<template_piece>& pieces, size_t i) {
   return i + 1 == pieces.size() || pieces[i + 1].kind == template_piece::kinds::percent;
@@ -74,8 +75,8 @@ bool template_pattern::is_safe(std::vector<template_problem>& problems) const {
     if (!is_endless(format)) continue;
     std::string name;
     problems.push_back({diagnostic_rule::template_format, offset_of(part.getIndex()),
-                        "the format \"" + format.toUTF8String(name) +
-                            "\" may keep ICU busy for ever; show the number as it is"});
+                        "the format " + in_quotes(format.toUTF8String(name)) +
+                            " may keep ICU busy for ever; show the number as it is"});
     is_safe = false;
   }
   return is_safe;

@@ -50,10 +50,6 @@ struct authored_piece {
   std::string_view text = {};  // a placeholder's: between its braces
 };
 
-static std::string quoted(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
-}
-
 // Cuts an authored text into pieces.
 class authored_text_reader {
  public:
@@ -320,7 +316,7 @@ class template_text_writer {
                                    [&](const chosen_format_row& r) { return r.name == name; });
     if (row == chosen_formats.end()) {
       problem(diagnostic_rule::text_format, offset,
-              "no format " + quoted(name) +
+              "no format " + in_quotes(name) +
                   "; formats are currency and percent of numbers, date and time of times");
       return 'd';
     }
@@ -329,8 +325,8 @@ class template_text_writer {
     const bool is_time = family.family == value_family::time;
     if ((row->for_numbers && is_number) || (row->for_times && is_time)) return row->character;
     problem(diagnostic_rule::text_format, offset,
-            "the format " + quoted(name) + " is for " + (row->for_times ? "times" : "numbers") +
-                ", and " + quoted(piece.text.substr(0, colon)) + " is " +
+            "the format " + in_quotes(name) + " is for " + (row->for_times ? "times" : "numbers") +
+                ", and " + in_quotes(piece.text.substr(0, colon)) + " is " +
                 (is_number ? "a number"
                  : is_time ? "a time"
                            : "a string"));

@@ -9,6 +9,7 @@
 #include "recording/text/escape.h"
 #include "recording/text/terminal_text.h"
 #include "recording/text/utf8.h"
+#include "recording/text/words.h"
 #include "tools/definitions/cpp_name.h"
 
 // The parameter type for attributes of a type, and for a selector the integer behind its values.
@@ -91,9 +92,9 @@ static std::string selector_value_name(const event_model& event, const message_m
 }
 
 static std::string message_comment(const message_model& message, const char* what) {
-  if (message.text.is_given()) return what + ("\"" + message.text.value + "\"");
+  if (message.text.is_given()) return what + in_quotes(message.text.value);
   if (!message.template_bytes.empty())
-    return what + ("template \"" + message.template_bytes + "\"");
+    return what + ("template " + in_quotes(message.template_bytes));
   return "";
 }
 

@@ -12,12 +12,9 @@
 #include "recording/definitions/built_in_attributes.h"
 #include "recording/text/terminal_text.h"
 #include "recording/text/utf8.h"
+#include "recording/text/words.h"
 #include "tools/source/scalar_place.h"
 #include "tools/source/silences.h"
-
-static std::string in_quotes(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
-}
 
 // Blanks of every kind, and what a terminal does not show.
 static bool is_odd_in_name(uint32_t code_point) {

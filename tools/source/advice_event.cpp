@@ -5,6 +5,7 @@
 
 #include "recording/definitions/known_attributes.h"
 #include "recording/text/utf8.h"
+#include "recording/text/words.h"
 #include "tools/definitions/template_rendering.h"
 #include "tools/definitions/template_size.h"
 #include "tools/source/advice.h"
@@ -22,10 +23,6 @@ static bool is_in_catalogs(const message_model& message) {
 
 static const placed<std::string>& text_of(const message_model& message) {
   return message.raw.is_given() ? message.raw : message.text;
-}
-
-static std::string in_marks(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
 }
 
 class event_adviser {
@@ -86,7 +83,7 @@ class event_adviser {
     if (templates_ == 0 && !has_catalog_texts_ && standard_ == nullptr)
       add(diagnostic_rule::no_message, event_.name.place,
           "the event has no message; a catalog may have one of the ID " +
-              in_marks(event_.message.id.value));
+              in_quotes(event_.message.id.value));
   }
 
   // Where nothing is shown at all, the messages are advised on, and not each attribute.
@@ -95,7 +92,7 @@ class event_adviser {
     for (const attribute_model& attribute : event_.attributes)
       if (!is_selector(attribute) && shown_.count(attribute.name.value) == 0)
         add(diagnostic_rule::attribute_not_shown, attribute.name.place,
-            "no message shows " + in_marks(attribute.name.value), &attribute);
+            "no message shows " + in_quotes(attribute.name.value), &attribute);
   }
 
   void advise_on_selector() {
@@ -106,11 +103,11 @@ class event_adviser {
         has_default_message(event_) || (standard_ != nullptr && has_default_message(*standard_));
     if (!has_messages)
       add(diagnostic_rule::selector_values, event_.selector.place,
-          in_marks(event_.selector.value) + " selects messages, and there is none to select");
+          in_quotes(event_.selector.value) + " selects messages, and there is none to select");
     else if (!has_default)
       add(diagnostic_rule::selector_values, event_.selector.place,
           "the event has no default message to show for other values of " +
-              in_marks(event_.selector.value));
+              in_quotes(event_.selector.value));
   }
 
   void advise_on_missing_selector() {
@@ -124,7 +121,7 @@ class event_adviser {
     for (const placed<std::string>& name : event_.flag_names)
       if (!known.insert(name.value).second)
         add(diagnostic_rule::flag_twice, name.place,
-            "the event has the flag " + in_marks(name.value) + " already");
+            "the event has the flag " + in_quotes(name.value) + " already");
   }
 
   static bool has_default_message(const event_model& event) {
@@ -174,7 +171,7 @@ class event_adviser {
   void advise_on_unsigned(const message_model& message, std::string_view name) {
     const attribute_model* const own = find_attribute(event_.attributes, name);
     add(diagnostic_rule::unsigned_shown, own == nullptr ? text_of(message).place : own->name.place,
-        "messages show " + in_marks(name) +
+        "messages show " + in_quotes(name) +
             " as a negative number from 2147483648 on; a Float shows such values",
         own);
   }
@@ -195,7 +192,7 @@ class event_adviser {
     const size_t size = utf8_at(text.value, missing).size;
     add(diagnostic_rule::code_page, place_in_scalar(text.place, text.value, missing),
         "the code page " + code_page.name() + " has no " +
-            in_marks(std::string_view(text.value).substr(missing, size)));
+            in_quotes(std::string_view(text.value).substr(missing, size)));
   }
 
   void advise_on_raw_template(const message_model& message,

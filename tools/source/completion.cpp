@@ -26,10 +26,6 @@ static constexpr std::array<selector_type_row, 3> selector_types = {{
     {TypeUInt4, 0xFFFFFFFF},
 }};
 
-static std::string named(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
-}
-
 class definition_set_checker {
  public:
   definition_set_checker(definition_set& set, diagnostic_list& found,
@@ -71,7 +67,7 @@ class definition_set_checker {
     const auto [first, is_new] = names_.emplace(event.name.value, event.name.place);
     if (!is_new)
       found_.add(diagnostic_rule::duplicate_event, event.name.place,
-                 "the event " + named(event.name.value) + " exists already", first->second,
+                 "the event " + in_quotes(event.name.value) + " exists already", first->second,
                  "it is defined here first");
   }
 
@@ -118,7 +114,8 @@ class definition_set_checker {
         event.flags |= flag->value;
       else if (set_.is_whole)
         found_.add(diagnostic_rule::unknown_flag, name.place,
-                   "no flag " + named(name.value) + nearest_name_hint(name.value, flag_names()) +
+                   "no flag " + in_quotes(name.value) +
+                       nearest_name_hint(name.value, flag_names()) +
                        (has_lost_flag_names() ? "; the STD set is compiled, and so has no names of "
                                                 "flags: give its source"
                                               : ""));
@@ -152,12 +149,13 @@ class definition_set_checker {
   void refuse_selector(const event_model& event) {
     if (set_.may_be_auxiliary && std_ == nullptr)
       return found_.add(diagnostic_rule::std_needed, event.selector.place,
-                        "only an STD event can have the selector " + named(event.selector.value) +
+                        "only an STD event can have the selector " +
+                            in_quotes(event.selector.value) +
                             "; beside its set, given with --std, the dump compiles");
     std::vector<std::string_view> names;
     for (const attribute_model& own : event.attributes) names.push_back(own.name.value);
     found_.add(diagnostic_rule::selector_attribute, event.selector.place,
-               "the event itself has no attribute " + named(event.selector.value) +
+               "the event itself has no attribute " + in_quotes(event.selector.value) +
                    nearest_name_hint(event.selector.value, names));
   }
 
@@ -180,7 +178,7 @@ class definition_set_checker {
     for (const message_model& message : event.messages)
       if (message.value.value > row->largest)
         found_.add(diagnostic_rule::selector_value, message.value.place,
-                   named(attribute.name.value) + " never holds a value above " +
+                   in_quotes(attribute.name.value) + " never holds a value above " +
                        std::to_string(row->largest));
   }
 

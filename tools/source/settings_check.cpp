@@ -107,10 +107,6 @@ class configuration_checker {
   std::map<std::string, std::string_view> sections_;  // of settings, by section and key as one text
 };
 
-static std::string quoted(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
-}
-
 void configuration_checker::check() {
   const std::string_view bytes = file_.bytes();
   if (file_.had_byte_order_mark())
@@ -156,10 +152,10 @@ void configuration_checker::check_header(std::string_view header) {
   const std::string_view name = section_ = header.substr(1, header.size() - 2);
   if (name != all_sections && is_same_but_for_case(name, all_sections))
     add(diagnostic_rule::config_key, header,
-        "no other section inherits from " + quoted(name) + "; did you mean \"global\"?");
+        "no other section inherits from " + in_quotes(name) + "; did you mean \"global\"?");
   if (header.ends_with(']')) return;
   add(diagnostic_rule::config_section, header,
-      "this opens the section " + quoted(name) +
+      "this opens the section " + in_quotes(name) +
           ": a section is its first word without the first and the last character");
 }
 
@@ -177,8 +173,8 @@ void configuration_checker::add_joined(std::string_view key, std::string_view jo
                                        std::string_view section) {
   if (section == section_) return;
   add(diagnostic_rule::config_key, key,
-      "this is the setting " + quoted(joined.substr(section.size())) + " of the section " +
-          quoted(section) + " as well: both names are kept as one text");
+      "this is the setting " + in_quotes(joined.substr(section.size())) + " of the section " +
+          in_quotes(section) + " as well: both names are kept as one text");
 }
 
 void configuration_checker::check_setting(const std::vector<std::string_view>& tokens) {
@@ -188,9 +184,9 @@ void configuration_checker::check_setting(const std::vector<std::string_view>& t
   if (row == nullptr) return check_name(key);
   if (!has_section_)
     add(diagnostic_rule::config_section, key,
-        quoted(key) + " stands in no section, and is not read; [global] is for all");
+        in_quotes(key) + " stands in no section, and is not read; [global] is for all");
   if (tokens.size() < 2)
-    add(diagnostic_rule::config_value, key, quoted(key) + " has no value, and is not read");
+    add(diagnostic_rule::config_value, key, in_quotes(key) + " has no value, and is not read");
   else
     check_value(key, row->most, tokens[1]);
   if (tokens.size() > 2 && tokens[2].starts_with('#'))
@@ -217,8 +213,8 @@ void configuration_checker::check_value(std::string_view key, uint32_t most,
                "there are no comments; a number ends at its first other character");
   if (!is_number(value, most))
     add(diagnostic_rule::config_value, value,
-        quoted(key) + " is a whole number from 0 to " + std::to_string(most) + ", not " +
-            quoted(value));
+        in_quotes(key) + " is a whole number from 0 to " + std::to_string(most) + ", not " +
+            in_quotes(value));
 }
 
 void configuration_checker::check_name(std::string_view key) {
@@ -229,7 +225,7 @@ void configuration_checker::check_name(std::string_view key) {
   for (const auto& row : filter_keys) names.push_back(row.name);
   const std::string hint = nearest_name_hint(letters, names, most_changed);
   if (!hint.empty())
-    add(diagnostic_rule::config_key, key, "the filter reads no " + quoted(key) + hint);
+    add(diagnostic_rule::config_key, key, "the filter reads no " + in_quotes(key) + hint);
 }
 
 void check_configuration(const source_text& file, diagnostic_list& found) {

@@ -1,5 +1,7 @@
 #include "tools/source/silences.h"
 
+#include "recording/text/words.h"
+
 static bool is_of_rule(const silenced_rule& silenced, diagnostic_rule rule) {
   return silenced.code.value == rule_code(rule);
 }
@@ -53,7 +55,7 @@ void advice_sink::add_unused_silences(const std::function<bool(diagnostic_rule)>
           if (rule == diagnostic_rule::unused_silence || !is_applied(rule)) continue;
           if (used_.count(&silenced) == 0)
             add({diagnostic_rule::unused_silence, silenced.code.place,
-                 "there is no finding of \"" + silenced.code.value + "\" here"},
+                 "there is no finding of " + in_quotes(silenced.code.value) + " here"},
                 event, attribute);
         }
       });

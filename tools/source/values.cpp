@@ -12,10 +12,6 @@ static constexpr const char* leading_zero_fault =
     "a number with a zero in front is octal to some readers of YAML; write it without, or "
     "after 0x";
 
-std::string in_quotes(std::string_view text) {
-  return "\"" + std::string(text) + "\"";
-}
-
 // Decimal to some readers of YAML, octal to others.
 static bool has_leading_zero(std::string_view text) {
   return text.size() > 1 && text.find_first_not_of("0123456789") == text.npos && text[0] == '0';

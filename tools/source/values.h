@@ -11,9 +11,6 @@
 #include "recording/report/diagnostics.h"
 #include "tools/source/yaml_tree.h"
 
-// The text between quotation marks, as diagnostics cite it.
-std::string in_quotes(std::string_view text);
-
 // Reads values of one source. What is no value of its kind is a diagnostic, unless one stands there
 // already or the source breaks off within it; the result then stays as it was. Source and list
 // outlive this.

@@ -11,6 +11,7 @@
 #include <unordered_map>
 
 #include "recording/text/utf8.h"
+#include "recording/text/words.h"
 #include "tools/source/scalar_place.h"
 #include "tools/source/yaml_lines.h"
 
@@ -214,8 +215,8 @@ class yaml_tree_builder final : public YAML::EventHandler {
     }
     const auto [first, is_new] = known.emplace(key.text, place);
     if (!is_new)
-      found_.add(diagnostic_rule::duplicate_key, place, "\"" + key.text + "\" is given twice",
-                 first->second, "\"" + key.text + "\" is given here first");
+      found_.add(diagnostic_rule::duplicate_key, place, in_quotes(key.text) + " is given twice",
+                 first->second, in_quotes(key.text) + " is given here first");
     return is_new;
   }
 
@@ -303,8 +304,8 @@ static void add_syntax_error(const source_text& source, const YAML::Exception& e
               "a text that begins with a placeholder needs quotes");
   else if (error.msg == YAML::ErrorMsg::UNKNOWN_TOKEN)
     found.add(diagnostic_rule::yaml_syntax, place,
-              "a text that begins with \"" +
-                  std::string(source.line(place.line).substr(place.byte, 1)) + "\" needs quotes");
+              "a text that begins with " +
+                  in_quotes(source.line(place.line).substr(place.byte, 1)) + " needs quotes");
   else if (is_in_flow)
     found.add(diagnostic_rule::yaml_syntax, place, error.msg, around->place(source),
               std::string(kind_name(around->kind)) + " that is still open begins here");
