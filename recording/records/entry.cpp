@@ -1,7 +1,6 @@
 #include "recording/records/entry.h"
 
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -12,6 +11,7 @@
 #include "logging/logentry_i.h"
 #include "recording/definitions/built_in_attributes.h"
 #include "recording/definitions/model.h"
+#include "recording/text/number.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
 
@@ -55,11 +55,8 @@ template <class Number>
 static std::optional<Number> integer_of(const value_step& step) {
   using limits = std::numeric_limits<Number>;
   const std::string_view text = step.value.text == "-0" ? "0" : step.value.text;
-  Number number{};
-  const char* const end = text.data() + text.size();
-  const auto [behind, error] = std::from_chars(text.data(), end, number);
-  if (step.value.kind == record_value_kind::integer && error == std::errc() && behind == end)
-    return number;
+  const std::optional<Number> number = number_of<Number>(text);
+  if (step.value.kind == record_value_kind::integer && number) return number;
   step.fail_unless("a whole number from " + std::to_string(limits::min()) + " to " +
                    std::to_string(limits::max()));
   return std::nullopt;
@@ -102,10 +99,8 @@ static std::optional<double> float_of(const value_step& step) {
   const record_value_kind kind = step.value.kind;
   if (kind != record_value_kind::integer && kind != record_value_kind::real)
     return special_float_of(step);
-  const std::string_view text = step.value.text;
-  double number = 0;
-  const auto error = std::from_chars(text.data(), text.data() + text.size(), number).ec;
-  if (error == std::errc() && !std::isinf(number)) return number;
+  const std::optional<double> number = number_of<double>(step.value.text);
+  if (number && !std::isinf(*number)) return number;
   step.fail_unless("0 or a number from 4.9e-324 to 1.7976931348623157e308 of either sign");
   return std::nullopt;
 }
@@ -252,10 +247,8 @@ static std::string hint_for(std::string_view name, const Names& known, Of name_o
 
 const known_event* find_event(const event_set& events, const record_value& event) {
   if (event.kind == record_value_kind::text) return events.find(event.text);
-  uint32_t id = 0;
-  const char* const end = event.text.data() + event.text.size();
-  const auto [behind, error] = std::from_chars(event.text.data(), end, id);
-  return error == std::errc() && behind == end ? events.find(id) : nullptr;
+  const std::optional<uint32_t> id = number_of<uint32_t>(event.text);
+  return id ? events.find(*id) : nullptr;
 }
 
 static std::string no_event_text(const event_set& events, const record_value& event) {

@@ -4,13 +4,13 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <unordered_set>
 #include <utility>
 
 #include "logging/logentry_i.h"
+#include "recording/text/number.h"
 #include "recording/text/terminal_text.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
@@ -293,13 +293,10 @@ class record_reader {
 
   unsigned number(ondemand::value value, unsigned most, const char* expected) {
     const record_value found = scalar(value, expected);
-    const char* const end = found.text.data() + found.text.size();
-    unsigned result = 0;
-    const auto [behind, error] = std::from_chars(found.text.data(), end, result);
-    if (found.kind != record_value_kind::integer || error != std::errc() || behind != end ||
-        result > most)
+    const auto result = number_of<unsigned>(found.text);
+    if (found.kind != record_value_kind::integer || !result || *result > most)
       raise_wrong(expected, found);
-    return result;
+    return *result;
   }
 
   ondemand::object object(ondemand::value value, const char* expected) {

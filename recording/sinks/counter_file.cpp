@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "logging/counter_format.h"
+#include "recording/text/number.h"
 #include "recording/text/words.h"
 
 bool is_calendar_day(const counter_day& day) {
@@ -25,19 +26,12 @@ std::string day_text(const counter_day& day) {
 }
 
 bool read_day(const std::string& text, counter_day& day) {
-  static constexpr const char* pattern = "0000-00-00";
-  counter_day read;
-  int32_t* number = &read.year;
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (pattern[i] == '-') {
-      if (text[i] != '-') return false;
-      number = number == &read.year ? &read.month : &read.day;
-      continue;
-    }
-    if (pattern[i] == '\0' || text[i] < '0' || text[i] > '9') return false;
-    *number = *number * 10 + (text[i] - '0');
-  }
-  if (text.size() != 10 || !is_calendar_day(read)) return false;
+  if (text.size() != 10 || text[4] != '-' || text[7] != '-') return false;
+  const auto number = [&](size_t first, size_t digits) {
+    return number_of<uint16_t>(std::string_view(text).substr(first, digits)).value_or(0);
+  };
+  const counter_day read = {number(0, 4), number(5, 2), number(8, 2)};
+  if (!is_calendar_day(read)) return false;
   day = read;
   return true;
 }

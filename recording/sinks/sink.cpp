@@ -1,13 +1,13 @@
 #include "recording/sinks/sink.h"
 
 #include <algorithm>
-#include <charconv>
 #include <optional>
 #include <stdexcept>
 
 #include "kp_LOG_filenames.h"
 #include "recording/files/path.h"
 #include "recording/sinks/sink_kinds.h"
+#include "recording/text/number.h"
 #include "recording/text/terminal_text.h"
 #include "recording/text/words.h"
 
@@ -44,10 +44,8 @@ static std::optional<uintmax_t> parse_size(std::string_view text) {
   const size_t unit = std::string_view("KMG").find(text.empty() ? '\0' : text.back());
   const int shift = unit == std::string_view::npos ? 0 : static_cast<int>(unit + 1) * 10;
   if (shift != 0) text.remove_suffix(1);
-  uintmax_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  const bool is_number = error == std::errc() && end == text.data() + text.size();
-  if (!is_number || number == 0 || number > (UINTMAX_MAX >> 1 >> shift)) return std::nullopt;
+  const uintmax_t number = number_of<uintmax_t>(text).value_or(0);
+  if (number == 0 || number > (UINTMAX_MAX >> 1 >> shift)) return std::nullopt;
   return number << shift;
 }
 

@@ -1,7 +1,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -15,6 +14,7 @@
 #include "recording/report/standard_error.h"
 #include "recording/sinks/counts.h"
 #include "recording/sinks/sink.h"
+#include "recording/text/number.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
@@ -73,15 +73,9 @@ bool emit_options::writes_standard_output() const {
 
 // A mask, decimal or in hexadecimal behind "0x".
 static unsigned read_mask(const std::string& text) {
-  const bool is_hex = text.starts_with("0x") || text.starts_with("0X");
-  const char* const begin = text.data() + (is_hex ? 2 : 0);
-  const char* const end = text.data() + text.size();
-  unsigned mask = 0;
-  const auto [rest, error] = std::from_chars(begin, end, mask, is_hex ? 16 : 10);
-  if (error != std::errc() || rest != end)
-    throw std::invalid_argument(in_quotes(text) +
-                                " is no mask of 32 bits; one like 6 or 0x00000006 is expected");
-  return mask;
+  if (const auto mask = number_of_either_base<unsigned>(text)) return *mask;
+  throw std::invalid_argument(in_quotes(text) +
+                              " is no mask of 32 bits; one like 6 or 0x00000006 is expected");
 }
 
 static void add_filter_options(CLI::App& command, emit_options& options) {

@@ -1,10 +1,10 @@
 #include "tools/source/scalar_place.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <optional>
 #include <string>
 
+#include "recording/text/number.h"
 #include "recording/text/utf8.h"
 
 // How a piece of a scalar's notation and the value that it stands for differ in size.
@@ -95,8 +95,7 @@ class scalar_walker {
   }
 
   size_t size_of_hexadecimal(size_t digits) const {
-    const std::string text(notation_.substr(at_ + 1, digits));
-    return utf8_size(static_cast<uint32_t>(std::strtoul(text.c_str(), nullptr, 16)));
+    return utf8_size(number_of<uint32_t>(notation_.substr(at_ + 1, digits), 16).value_or(0));
   }
 
   // --- blocks

@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <charconv>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <vector>
 
+#include "recording/text/number.h"
 #include "recording/text/words.h"
 
 static constexpr size_t longest_line = 128;
@@ -196,12 +197,8 @@ void configuration_checker::check_setting(const std::vector<std::string_view>& t
 
 // The number that the whole value is; nothing for any other text.
 static bool is_number(std::string_view value, uint32_t most) {
-  const bool is_hexadecimal = value.starts_with("0x") || value.starts_with("0X");
-  if (is_hexadecimal) value.remove_prefix(2);
-  uint32_t number = 0;
-  const char* const end = value.data() + value.size();
-  const auto [behind, error] = std::from_chars(value.data(), end, number, is_hexadecimal ? 16 : 10);
-  return error == std::errc() && behind == end && number <= most;
+  const std::optional<uint32_t> number = number_of_either_base<uint32_t>(value);
+  return number && *number <= most;
 }
 
 void configuration_checker::check_value(std::string_view key, uint32_t most,

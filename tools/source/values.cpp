@@ -1,10 +1,10 @@
 #include "tools/source/values.h"
 
 #include <algorithm>
-#include <charconv>
 #include <optional>
 
 #include "recording/report/change_rules.h"
+#include "recording/text/number.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
 
@@ -17,16 +17,10 @@ static bool has_leading_zero(std::string_view text) {
   return text.size() > 1 && text.find_first_not_of("0123456789") == text.npos && text[0] == '0';
 }
 
-// The number that a whole text is, in decimal, or in hexadecimal after "0x".
+// The number that a whole text is, in decimal, or in hexadecimal after "0x", as YAML has it.
 static std::optional<uint32_t> number_from_text(std::string_view text) {
-  if (has_leading_zero(text)) return std::nullopt;
-  const bool is_hex = text.starts_with("0x");
-  if (is_hex) text.remove_prefix(2);
-  uint32_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stopped, error] = std::from_chars(text.data(), end, number, is_hex ? 16 : 10);
-  if (error != std::errc() || stopped != end) return std::nullopt;
-  return number;
+  if (has_leading_zero(text) || text.starts_with("0X")) return std::nullopt;
+  return number_of_either_base<uint32_t>(text);
 }
 
 // What to say of a value that is no number.
