@@ -7,7 +7,6 @@
 
 #include "recording/text/terminal_text.h"
 #include "recording/text/utf8.h"
-#include "recording/text/words.h"
 #include "tools/source/scalar_place.h"
 
 // "LINE:COLUMN" of byte `offset` of the value of a scalar that begins at line 0, byte `begin`.
@@ -149,14 +148,4 @@ TEST(TerminalText, WideCharactersTakeTwoCells) {
   EXPECT_EQ(terminal_width("ab"), 2u);
   EXPECT_EQ(terminal_width("日本"), 4u);
   EXPECT_EQ(terminal_width("e\u0301"), 1u);
-}
-
-TEST(NearestName, SuggestsTheClosestAndNothingFarAway) {
-  EXPECT_EQ(nearest_name_hint("UInt3", {"UInt1", "UInt4", "Char32"}), "; did you mean \"UInt1\"?");
-  EXPECT_EQ(nearest_name_hint("uint4", {"UInt1", "UInt4"}), "; did you mean \"UInt4\"?");
-  EXPECT_EQ(nearest_name_hint("Integer", {"UInt1", "Float"}), "");
-  EXPECT_EQ(nearest_name_hint("PROT", {"HOST", "PORT"}), "; did you mean \"PORT\"?");
-  EXPECT_EQ(nearest_name_hint("HOST", {"PORT"}), "");
-  EXPECT_EQ(nearest_name_hint("-q", {"-h"}), "");
-  EXPECT_EQ(nearest_name_hint("x", {}), "");
 }
