@@ -4,12 +4,17 @@
 #ifndef KP_CLIB_H
 #define KP_CLIB_H
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <stdlib.h>
+#include <sys/file.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -81,7 +86,30 @@ struct kp_file_closer {
 };
 using kp_file = std::unique_ptr<FILE, kp_file_closer>;
 
-// ---- descriptors, paths, environment ----
+// ---- descriptors ----
+
+inline int KP_open(const char* path, int flags, mode_t mode = 0) noexcept {
+  return kp_fault_strikes(kp_fault_call::open) ? -1 : open(path, flags, mode);
+}
+
+inline int KP_openat(int folder, const char* name, int flags, mode_t mode = 0) noexcept {
+  return kp_fault_strikes(kp_fault_call::openat) ? -1 : openat(folder, name, flags, mode);
+}
+
+// Closes the descriptor in any case.
+inline int KP_close(int descriptor) noexcept {
+  const bool struck = kp_fault_strikes(kp_fault_call::close);
+  const int error = errno;
+  const int status = close(descriptor);
+  if (struck) errno = error;
+  return struck ? -1 : status;
+}
+
+inline ssize_t KP_read(int descriptor, void* buffer, size_t length) noexcept {
+  if (!kp_fault_strikes(kp_fault_call::read)) return read(descriptor, buffer, length);
+  const size_t part = kp_fault_transfer(kp_fault_call::read, length);
+  return part == 0 ? -1 : read(descriptor, buffer, part);
+}
 
 KP_API ssize_t KP_write(int descriptor, const void* buffer, size_t length) noexcept;
 
@@ -89,12 +117,83 @@ KP_API ssize_t KP_write(int descriptor, const void* buffer, size_t length) noexc
 KP_API ssize_t KP_pread(int descriptor, void* buffer, size_t length, off_t offset) noexcept;
 KP_API ssize_t KP_pwrite(int descriptor, const void* buffer, size_t length, off_t offset) noexcept;
 
-inline int KP_stat(const char* path, struct stat* status) noexcept {
-  return kp_fault_strikes(kp_fault_call::stat) ? -1 : stat(path, status);
+inline int KP_ftruncate(int descriptor, off_t size) noexcept {
+  return kp_fault_strikes(kp_fault_call::ftruncate) ? -1 : ftruncate(descriptor, size);
+}
+
+inline int KP_fsync(int descriptor) noexcept {
+  return kp_fault_strikes(kp_fault_call::fsync) ? -1 : fsync(descriptor);
+}
+
+inline int KP_fdatasync(int descriptor) noexcept {
+  return kp_fault_strikes(kp_fault_call::fdatasync) ? -1 : fdatasync(descriptor);
+}
+
+inline int KP_flock(int descriptor, int operation) noexcept {
+  return kp_fault_strikes(kp_fault_call::flock) ? -1 : flock(descriptor, operation);
+}
+
+inline int KP_fchmod(int descriptor, mode_t mode) noexcept {
+  return kp_fault_strikes(kp_fault_call::fchmod) ? -1 : fchmod(descriptor, mode);
 }
 
 inline int KP_fstat(int descriptor, struct stat* status) noexcept {
   return kp_fault_strikes(kp_fault_call::fstat) ? -1 : fstat(descriptor, status);
+}
+
+// ---- paths, folders, environment ----
+
+inline int KP_stat(const char* path, struct stat* status) noexcept {
+  return kp_fault_strikes(kp_fault_call::stat) ? -1 : stat(path, status);
+}
+
+inline int KP_lstat(const char* path, struct stat* status) noexcept {
+  return kp_fault_strikes(kp_fault_call::lstat) ? -1 : lstat(path, status);
+}
+
+inline int KP_fstatat(int folder, const char* name, struct stat* status, int flags) noexcept {
+  return kp_fault_strikes(kp_fault_call::fstatat) ? -1 : fstatat(folder, name, status, flags);
+}
+
+inline ssize_t KP_readlink(const char* path, char* buffer, size_t size) noexcept {
+  return kp_fault_strikes(kp_fault_call::readlink) ? -1 : readlink(path, buffer, size);
+}
+
+inline int KP_chmod(const char* path, mode_t mode) noexcept {
+  return kp_fault_strikes(kp_fault_call::chmod) ? -1 : chmod(path, mode);
+}
+
+inline int KP_rename(const char* path, const char* to) noexcept {
+  return kp_fault_strikes(kp_fault_call::rename) ? -1 : rename(path, to);
+}
+
+inline int KP_unlink(const char* path) noexcept {
+  return kp_fault_strikes(kp_fault_call::unlink) ? -1 : unlink(path);
+}
+
+inline int KP_unlinkat(int folder, const char* name, int flags) noexcept {
+  return kp_fault_strikes(kp_fault_call::unlinkat) ? -1 : unlinkat(folder, name, flags);
+}
+
+inline int KP_mkostemp(char* path, int flags) noexcept {
+  return kp_fault_strikes(kp_fault_call::mkostemp) ? -1 : mkostemp(path, flags);
+}
+
+inline char* KP_mkdtemp(char* path) noexcept {
+  return kp_fault_strikes(kp_fault_call::mkdtemp) ? nullptr : mkdtemp(path);
+}
+
+inline int KP_mkdir(const char* path, mode_t mode) noexcept {
+  return kp_fault_strikes(kp_fault_call::mkdir) ? -1 : mkdir(path, mode);
+}
+
+inline DIR* KP_fdopendir(int descriptor) noexcept {
+  return kp_fault_strikes(kp_fault_call::fdopendir) ? nullptr : fdopendir(descriptor);
+}
+
+// Null at the end, with errno as it was, and for a failure.
+inline dirent* KP_readdir(DIR* folder) noexcept {
+  return kp_fault_strikes(kp_fault_call::readdir) ? nullptr : readdir(folder);
 }
 
 inline int KP_access(const char* path, int mode) noexcept {
@@ -108,6 +207,16 @@ inline char* KP_getcwd(char* buffer, size_t size) noexcept {
 // Null in a program that runs with more rights than its user has, whatever the environment holds.
 inline char* KP_getenv(const char* name) noexcept {
   return secure_getenv(name);
+}
+
+// ---- sockets ----
+
+inline int KP_bind(int descriptor, const sockaddr* address, socklen_t size) noexcept {
+  return kp_fault_strikes(kp_fault_call::bind) ? -1 : bind(descriptor, address, size);
+}
+
+inline int KP_listen(int descriptor, int backlog) noexcept {
+  return kp_fault_strikes(kp_fault_call::listen) ? -1 : listen(descriptor, backlog);
 }
 
 // ---- texts ----

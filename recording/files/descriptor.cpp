@@ -4,6 +4,8 @@
 
 #include <cerrno>
 
+#include "base/kp_clib.h"
+
 static bool wait_for_room(int descriptor) {
   pollfd room{descriptor, POLLOUT, 0};
   return poll(&room, 1, -1) >= 0 || errno == EINTR;
@@ -11,7 +13,7 @@ static bool wait_for_room(int descriptor) {
 
 bool write_all(int descriptor, std::string_view& bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    const ssize_t written = KP_write(descriptor, bytes.data(), bytes.size());
     if (written >= 0)
       bytes.remove_prefix(static_cast<size_t>(written));
     else if (errno == EAGAIN ? !wait_for_room(descriptor) : errno != EINTR)
@@ -22,8 +24,7 @@ bool write_all(int descriptor, std::string_view& bytes) {
 
 bool write_all_at(int descriptor, std::string_view bytes, off_t offset) {
   while (!bytes.empty()) {
-    const ssize_t written = pwrite(descriptor, bytes.data(), bytes.size(), offset);
-    if (written < 0 && errno == EINTR) continue;
+    const ssize_t written = KP_pwrite(descriptor, bytes.data(), bytes.size(), offset);
     if (written < 0) return false;
     bytes.remove_prefix(static_cast<size_t>(written));
     offset += written;

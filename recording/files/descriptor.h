@@ -9,6 +9,8 @@
 #include <string_view>
 #include <utility>
 
+#include "base/kp_clib.h"
+
 class open_descriptor {
  public:
   explicit open_descriptor(int descriptor = -1) : descriptor_(descriptor) {}
@@ -52,7 +54,7 @@ struct file_identity {
   // False where the system does not tell.
   bool take(int descriptor) {
     struct stat status {};
-    if (fstat(descriptor, &status) != 0) return false;
+    if (KP_fstat(descriptor, &status) != 0) return false;
     device = status.st_dev;
     inode = status.st_ino;
     return true;

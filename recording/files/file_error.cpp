@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "base/kp_clib.h"
 #include "recording/text/terminal_text.h"
 
 file_error::file_error(file_use use, const std::string& action, const std::string& path,
@@ -31,7 +32,7 @@ void check_written_file(const char* action, const std::string& path, const struc
 
 void check_written_path(const char* action, const std::string& path) {
   struct stat status {};
-  const bool is_there = lstat(path.c_str(), &status) == 0;
+  const bool is_there = KP_lstat(path.c_str(), &status) == 0;
   if (!is_there || S_ISLNK(status.st_mode) || S_ISDIR(status.st_mode)) return;
   check_written_file(action, path, status);
 }

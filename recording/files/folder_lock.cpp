@@ -10,6 +10,7 @@
 #include <climits>
 #include <thread>
 
+#include "base/kp_clib.h"
 #include "kp_LOG_filenames.h"
 #include "recording/text/terminal_text.h"
 
@@ -37,7 +38,7 @@ std::string folder_lock::name_of(const std::string& name) {
 bool folder_lock::is_marked(int file, const std::string& name) {
   if (!name.ends_with(name_of(""))) return false;
   std::array<char, mark.size()> begin;
-  return pread(file, begin.data(), begin.size(), 0) == static_cast<ssize_t>(begin.size()) &&
+  return KP_pread(file, begin.data(), begin.size(), 0) == static_cast<ssize_t>(begin.size()) &&
          std::string_view(begin.data(), begin.size()) == mark;
 }
 
@@ -50,7 +51,8 @@ folder_lock::folder_lock(const std::string& folder, const std::string& name,
 }
 
 void folder_lock::open_folder() {
-  folder_descriptor_ = open_descriptor(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  folder_descriptor_ =
+      open_descriptor(KP_open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   folder_file_ = {};
   if (!folder_descriptor_.is_open()) raise_write_error("open the folder", folder_);
 }
@@ -64,11 +66,11 @@ folder_lock::~folder_lock() {
 // False when somebody made, or removed, the file meanwhile.
 bool folder_lock::open_file() {
   is_made_ = false;
-  lock_descriptor_ = open_descriptor(openat(folder(), lock_name_.c_str(), lock_flags));
+  lock_descriptor_ = open_descriptor(KP_openat(folder(), lock_name_.c_str(), lock_flags));
   if (lock_descriptor_.is_open()) return lock_file_.take(lock_descriptor_.get());
   if (errno != ENOENT) raise_write_error("open the lock", path(lock_name_));
   lock_descriptor_ = open_descriptor(
-      openat(folder(), lock_name_.c_str(), lock_flags | O_CREAT | O_EXCL, lock_mode));
+      KP_openat(folder(), lock_name_.c_str(), lock_flags | O_CREAT | O_EXCL, lock_mode));
   is_made_ = lock_descriptor_.is_open();
   if (!is_made_ && errno != EEXIST) raise_write_error("open the lock", path(lock_name_));
   return is_made_ && lock_file_.take(lock_descriptor_.get());
@@ -77,7 +79,7 @@ bool folder_lock::open_file() {
 // What the file holds. Raises file_error for what is no lock.
 std::string folder_lock::content() const {
   struct stat status {};
-  if (fstat(lock_descriptor_.get(), &status) != 0) raise_write_error(action, path(lock_name_));
+  if (KP_fstat(lock_descriptor_.get(), &status) != 0) raise_write_error(action, path(lock_name_));
   return content(status);
 }
 
@@ -85,7 +87,7 @@ std::string folder_lock::content(const struct stat& status) const {
   const std::string lock = path(lock_name_);
   check_written_file(action, lock, status);
   std::array<char, mark.size() + NAME_MAX> bytes;
-  const ssize_t size = pread(lock_descriptor_.get(), bytes.data(), bytes.size(), 0);
+  const ssize_t size = KP_pread(lock_descriptor_.get(), bytes.data(), bytes.size(), 0);
   if (size < 0) raise_write_error(action, lock);
   std::string text(bytes.data(), static_cast<size_t>(size));
   if (!text.empty() && !text.starts_with(mark))
@@ -101,7 +103,7 @@ bool folder_lock::take(const lock_waiting& waiting) {
 bool folder_lock::take_open_file(const lock_waiting& waiting) {
   wait(waiting);
   struct stat named {};
-  if (fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0 ||
+  if (KP_fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0 ||
       !lock_file_.is_of(named)) {
     is_made_ = false;
     return false;
@@ -117,29 +119,29 @@ void folder_lock::set_up(const struct stat& status) {
   note_ = text.empty() ? text : text.substr(mark.size());
   // Another user's lock serves as it is.
   if ((status.st_mode & ALLPERMS) != lock_mode)
-    static_cast<void>(fchmod(lock_descriptor_.get(), lock_mode));
+    static_cast<void>(KP_fchmod(lock_descriptor_.get(), lock_mode));
   if (!text.empty()) return;
   write(mark, 0);
-  static_cast<void>(fsync(lock_descriptor_.get()));
-  static_cast<void>(fsync(folder()));
+  static_cast<void>(KP_fsync(lock_descriptor_.get()));
+  static_cast<void>(KP_fsync(folder()));
 }
 
 void folder_lock::remove() {
   struct stat named {};
-  if (fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+  if (KP_fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
       lock_file_.is_of(named))
-    unlinkat(folder(), lock_name_.c_str(), 0);
+    KP_unlinkat(folder(), lock_name_.c_str(), 0);
 }
 
 void folder_lock::release() {
   if (folder_file_.inode == 0) static_cast<void>(folder_file_.take(folder()));
-  flock(lock_descriptor_.get(), LOCK_UN);
+  KP_flock(lock_descriptor_.get(), LOCK_UN);
 }
 
 // The open descriptors keep the system from giving their numbers to other files.
 void folder_lock::take_again(const lock_waiting& waiting) {
   struct stat named {};
-  const bool is_same = stat(folder_.c_str(), &named) == 0 && folder_file_.is_of(named);
+  const bool is_same = KP_stat(folder_.c_str(), &named) == 0 && folder_file_.is_of(named);
   is_made_ = false;
   if (is_same && take_open_file(waiting)) return;
   if (!is_same) open_folder();
@@ -157,7 +159,7 @@ void folder_lock::wait(const lock_waiting& waiting) const {
   lock_clock::time_point end = lock_clock::time_point::max();
   bool is_told = !waiting.report;
   std::chrono::milliseconds pause = first_pause;
-  while (flock(lock_descriptor_.get(), LOCK_EX | LOCK_NB) != 0) {
+  while (KP_flock(lock_descriptor_.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno == EINTR) continue;
     if (errno != EWOULDBLOCK) raise_write_error(action, lock);
     if (pause == first_pause) static_cast<void>(content());  // no lock is not waited for
@@ -181,7 +183,7 @@ void folder_lock::wait(const lock_waiting& waiting) const {
 
 void folder_lock::write(std::string_view text, off_t at) const {
   if (!write_all_at(lock_descriptor_.get(), text, at) ||
-      ftruncate(lock_descriptor_.get(), at + static_cast<off_t>(text.size())) != 0)
+      KP_ftruncate(lock_descriptor_.get(), at + static_cast<off_t>(text.size())) != 0)
     raise_write_error("write the lock", path(lock_name_));
 }
 

@@ -6,12 +6,13 @@
 #include <array>
 #include <cerrno>
 
+#include "base/kp_clib.h"
 #include "recording/files/descriptor.h"
 
 static bool read_all(int descriptor, std::string& bytes, const size_limit_function& limit) {
   std::array<char, 65536> buffer;
   while (bytes.size() <= limit(bytes)) {
-    const ssize_t got = read(descriptor, buffer.data(), buffer.size());
+    const ssize_t got = KP_read(descriptor, buffer.data(), buffer.size());
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return false;
     if (got == 0) return true;
@@ -23,7 +24,7 @@ static bool read_all(int descriptor, std::string& bytes, const size_limit_functi
 
 bool read_file(const std::string& path, std::string& bytes, const size_limit_function& limit) {
   if (path == "-") return read_all(STDIN_FILENO, bytes, limit);
-  const open_descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const open_descriptor file(KP_open(path.c_str(), O_RDONLY | O_CLOEXEC));
   return file.is_open() && read_all(file.get(), bytes, limit);
 }
 

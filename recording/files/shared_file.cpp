@@ -9,6 +9,7 @@
 #include <iostream>
 #include <utility>
 
+#include "base/kp_clib.h"
 #include "kp_LOG_filenames.h"
 #include "recording/files/file_error.h"
 #include "recording/text/terminal_text.h"
@@ -43,7 +44,7 @@ static uintmax_t end_of_last(int file, uintmax_t size, uintmax_t least, Sought i
   std::array<char, 65536> block;
   for (uintmax_t end = size; end > least;) {
     const uintmax_t begin = end - std::min<uintmax_t>(end - least, block.size());
-    const ssize_t count = pread(file, block.data(), end - begin, static_cast<off_t>(begin));
+    const ssize_t count = KP_pread(file, block.data(), end - begin, static_cast<off_t>(begin));
     if (count != static_cast<ssize_t>(end - begin)) return size;
     for (uintmax_t at = end; at > begin; --at)
       if (is_sought(block[at - begin - 1])) return at;
@@ -65,13 +66,13 @@ static uintmax_t end_of_whole_lines(int file, uintmax_t size) {
 
 static bool is_last_byte(int file, uintmax_t size, char sought) {
   char byte = 0;
-  return pread(file, &byte, 1, static_cast<off_t>(size - 1)) == 1 && byte == sought;
+  return KP_pread(file, &byte, 1, static_cast<off_t>(size - 1)) == 1 && byte == sought;
 }
 
 // Whether the `size` bytes at `offset` can be a line, or the start of one.
 static bool is_line(int file, uintmax_t offset, uintmax_t size, std::string_view line_start) {
   std::string start(std::min<uintmax_t>(size, line_start.size()), '\0');
-  const ssize_t count = pread(file, start.data(), start.size(), static_cast<off_t>(offset));
+  const ssize_t count = KP_pread(file, start.data(), start.size(), static_cast<off_t>(offset));
   return size < longest_tail && count == static_cast<ssize_t>(start.size()) &&
          start == line_start.substr(0, start.size());
 }
@@ -111,7 +112,7 @@ void append_batch::repair_tail(int file, const std::string& name, uintmax_t& siz
     raise_write_error("append to", path,
                       "its last " + std::to_string(size - tail.lines_end) +
                           " bytes without an end of line are no line of this program's");
-  if (ftruncate(file, static_cast<off_t>(tail.lines_end)) != 0)
+  if (KP_ftruncate(file, static_cast<off_t>(tail.lines_end)) != 0)
     raise_write_error("cut the unfinished line off", path);
   size = tail.lines_end;
   report(terminal_text(path) + ": " + tail.what_was_cut_off());
@@ -128,9 +129,9 @@ void append_batch::repair_after_death() {
   if (name.empty()) return;
   const bool is_log = is_a_valid_text_log(name.c_str(), lock_.name().c_str(), nullptr, nullptr,
                                           nullptr, nullptr) == 1;
-  const open_descriptor file(is_log ? openat(folder(), name.c_str(), appending_flags()) : -1);
+  const open_descriptor file(is_log ? KP_openat(folder(), name.c_str(), appending_flags()) : -1);
   struct stat status {};
-  const bool is_file = file.is_open() && fstat(file.get(), &status) == 0 &&
+  const bool is_file = file.is_open() && KP_fstat(file.get(), &status) == 0 &&
                        S_ISREG(status.st_mode) && status.st_nlink == 1;
   uintmax_t size = static_cast<uintmax_t>(status.st_size);
   if (is_file) repair_tail(file.get(), name, size, "");
@@ -158,7 +159,7 @@ void append_batch::open(const std::string& name) {
 // False when there is no such file; or, where it is to be made, when there is one.
 bool append_batch::open_with(const std::string& name, int flags) {
   const bool is_new = (flags & O_CREAT) != 0;
-  open_descriptor file(openat(folder(), name.c_str(), flags, file_mode));
+  open_descriptor file(KP_openat(folder(), name.c_str(), flags, file_mode));
   if (file.is_open()) {
     go_on_with(std::move(file), name, is_new);
     return true;
@@ -169,7 +170,7 @@ bool append_batch::open_with(const std::string& name, int flags) {
 
 void append_batch::go_on_with(open_descriptor file, const std::string& name, bool is_new) {
   struct stat status {};
-  if (fstat(file.get(), &status) != 0) raise_write_error("open", lock_.path(name));
+  if (KP_fstat(file.get(), &status) != 0) raise_write_error("open", lock_.path(name));
   check_written_file("append to", lock_.path(name), status);
   if (folder_lock::is_marked(file.get(), name))
     raise_write_error("append to", lock_.path(name), "it is a lock");
@@ -179,12 +180,12 @@ void append_batch::go_on_with(open_descriptor file, const std::string& name, boo
   touched_.push_back({name, size, status.st_dev, status.st_ino, is_new});
   file_ = std::move(file);
   size_ = size;
-  if (is_new) static_cast<void>(fchmod(file_.get(), file_mode));
+  if (is_new) static_cast<void>(KP_fchmod(file_.get(), file_mode));
   note(name);
 }
 
 void append_batch::finish_file() {
-  if (rules_.synced && file_.is_open() && fsync(file_.get()) != 0)
+  if (rules_.synced && file_.is_open() && KP_fsync(file_.get()) != 0)
     raise_write_error("write", lock_.path(touched_.back().name));
 }
 
@@ -199,7 +200,7 @@ void append_batch::commit() {
   const bool has_new = std::any_of(touched_.begin(), touched_.end(),
                                    [](const touched_file& touched) { return touched.is_new; });
   // Not every file system can synchronise a folder, which is no failure of the files.
-  if (rules_.synced && has_new) static_cast<void>(fsync(folder()));
+  if (rules_.synced && has_new) static_cast<void>(KP_fsync(folder()));
   lock_.write_note("");
   lock_.keep();
   touched_.clear();
@@ -214,14 +215,14 @@ static bool is_file(const struct stat& status, dev_t device, ino_t number) {
 // A file that became shorter meanwhile is not made longer again.
 bool append_batch::take_back(const touched_file& touched, int file) const noexcept {
   struct stat status {};
-  if (fstat(file, &status) != 0) return false;
+  if (KP_fstat(file, &status) != 0) return false;
   if (!is_file(status, touched.device, touched.number)) return true;
   const bool is_longer = static_cast<uintmax_t>(status.st_size) > touched.size;
-  if (is_longer && ftruncate(file, static_cast<off_t>(touched.size)) != 0) return false;
+  if (is_longer && KP_ftruncate(file, static_cast<off_t>(touched.size)) != 0) return false;
   const bool is_named =
-      fstatat(folder(), touched.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+      KP_fstatat(folder(), touched.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
       is_file(status, touched.device, touched.number);
-  if (touched.is_new && is_named) unlinkat(folder(), touched.name.c_str(), 0);
+  if (touched.is_new && is_named) KP_unlinkat(folder(), touched.name.c_str(), 0);
   return true;
 }
 
@@ -232,7 +233,7 @@ void append_batch::take_back() noexcept {
   touched_.pop_back();
   for (; !touched_.empty(); touched_.pop_back()) {
     const touched_file& touched = touched_.back();
-    const open_descriptor file(openat(folder(), touched.name.c_str(), appending_flags()));
+    const open_descriptor file(KP_openat(folder(), touched.name.c_str(), appending_flags()));
     if (file.is_open() && !take_back(touched, file.get())) is_back = false;
   }
   try {

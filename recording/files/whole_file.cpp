@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "base/kp_clib.h"
 #include "recording/files/descriptor.h"
 #include "recording/files/path.h"
 
@@ -33,11 +34,11 @@ class held_back_signals {
 };
 
 static bool write_special_file(const std::string& path, std::string_view bytes) {
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+  const int descriptor = KP_open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
   if (descriptor < 0) return false;
   const bool good = write_all(descriptor, bytes);
   const int error = errno;
-  if (close(descriptor) != 0 && good) return false;
+  if (KP_close(descriptor) != 0 && good) return false;
   errno = error;
   return good;
 }
@@ -57,16 +58,16 @@ static std::string resolved_path(const std::string& path) {
 // Renames are lasting once their folder is synchronised. Not every file system can, which is no
 // failure of the file itself.
 static void synchronise_folder(const std::string& folder) {
-  const open_descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (opened.is_open()) static_cast<void>(fsync(opened.get()));
+  const open_descriptor opened(KP_open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.is_open()) static_cast<void>(KP_fsync(opened.get()));
 }
 
 static bool fill_temporary_file(int descriptor, std::string_view bytes) {
   const bool good = write_all(descriptor, bytes) &&
-                    fchmod(descriptor, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH) == 0 &&
-                    fsync(descriptor) == 0;
+                    KP_fchmod(descriptor, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH) == 0 &&
+                    KP_fsync(descriptor) == 0;
   const int error = errno;
-  if (close(descriptor) != 0 && good) return false;
+  if (KP_close(descriptor) != 0 && good) return false;
   errno = error;
   return good;
 }
@@ -75,14 +76,14 @@ static bool replace_regular_file(const std::string& path, std::string_view bytes
   const held_back_signals held_back;
   const std::string folder = place_of(path).folder;
   std::string temporary = folder + "/.kplog-XXXXXX";
-  const int descriptor = mkostemp(temporary.data(), O_CLOEXEC);
+  const int descriptor = KP_mkostemp(temporary.data(), O_CLOEXEC);
   if (descriptor < 0) return false;
-  if (fill_temporary_file(descriptor, bytes) && std::rename(temporary.c_str(), path.c_str()) == 0) {
+  if (fill_temporary_file(descriptor, bytes) && KP_rename(temporary.c_str(), path.c_str()) == 0) {
     synchronise_folder(folder);
     return true;
   }
   const int error = errno;
-  unlink(temporary.c_str());
+  KP_unlink(temporary.c_str());
   errno = error;
   return false;
 }
@@ -90,7 +91,7 @@ static bool replace_regular_file(const std::string& path, std::string_view bytes
 bool write_atomic_file(const std::string& path, std::string_view bytes) {
   if (path == "-") return write_all(STDOUT_FILENO, bytes);
   struct stat status {};
-  const bool exists = stat(path.c_str(), &status) == 0;
+  const bool exists = KP_stat(path.c_str(), &status) == 0;
   if (!exists && errno != ENOENT) return false;
   if (exists && !S_ISREG(status.st_mode)) return write_special_file(path, bytes);
   return replace_regular_file(resolved_path(path), bytes);

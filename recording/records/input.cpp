@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
 
@@ -35,7 +36,7 @@ void record_lines::make_room() {
 ssize_t record_lines::read_from(int descriptor, size_t most) {
   make_room();
   ssize_t got = -1;
-  do got = ::read(descriptor, bytes_.data() + end_, std::min(room_, most));
+  do got = KP_read(descriptor, bytes_.data() + end_, std::min(room_, most));
   while (got < 0 && errno == EINTR);
   if (got > 0) end_ += static_cast<size_t>(got);
   return got;
@@ -99,7 +100,7 @@ bool record_lines::next_at_end(record_line& line) {
 
 // Not to wait for the writer of a FIFO; reading waits by poll alone.
 static int open_records(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  const int descriptor = KP_open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
   if (descriptor < 0) raise_read_error(path);
   return descriptor;
 }
@@ -107,13 +108,13 @@ static int open_records(const std::string& path) {
 // Asks without opening: a writer that waits for a FIFO's reader would take this for one.
 void check_record_files(const std::vector<std::string>& paths) {
   for (const std::string& path : paths)
-    if (path != "-" && access(path.c_str(), R_OK) != 0) raise_read_error(path);
+    if (path != "-" && KP_access(path.c_str(), R_OK) != 0) raise_read_error(path);
 }
 
 bool is_named_fifo(const std::string& path) {
   struct stat status {};
   struct statfs system {};
-  return path != "-" && stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode) &&
+  return path != "-" && KP_stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode) &&
          statfs(path.c_str(), &system) == 0 && system.f_type != PIPEFS_MAGIC;
 }
 
@@ -176,12 +177,12 @@ void record_files::read(std::span<const pollfd> watched, const record_taker& tak
 
 static bool is_regular(int descriptor) {
   struct stat status {};
-  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+  return KP_fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 static bool has_bytes_left(int file) {
   struct stat status {};
-  return fstat(file, &status) == 0 && lseek(file, 0, SEEK_CUR) < status.st_size;
+  return KP_fstat(file, &status) == 0 && lseek(file, 0, SEEK_CUR) < status.st_size;
 }
 
 size_t waiting_bytes(int descriptor) {

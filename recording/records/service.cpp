@@ -12,6 +12,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
 
@@ -57,7 +58,7 @@ static const sockaddr* generic(const sockaddr_un& address) {
 
 static bool is_abandoned_socket(const std::string& path) {
   struct stat status {};
-  if (lstat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return false;
+  if (KP_lstat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return false;
   const open_descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   const sockaddr_un address = address_of(path);
   return connect(probe.get(), generic(address), sizeof address) != 0 && errno == ECONNREFUSED;
@@ -68,22 +69,22 @@ static bool is_abandoned_socket(const std::string& path) {
 // mode is what it is to be.
 static void listen_at(int listener, const std::string& path, const lock_waiting& waiting) {
   const file_place place = place_of(path);
-  if (access(place.folder.c_str(), F_OK) != 0) raise_service_error(path, errno);
+  if (KP_access(place.folder.c_str(), F_OK) != 0) raise_service_error(path, errno);
   folder_lock lock(place.folder, place.name, waiting);
-  if (is_abandoned_socket(path)) unlink(path.c_str());
+  if (is_abandoned_socket(path)) KP_unlink(path.c_str());
   const sockaddr_un address = address_of(path);
-  if (bind(listener, generic(address), sizeof address) != 0) raise_service_error(path, errno);
-  if (chmod(path.c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP) == 0 &&
-      listen(listener, record_client_limit) == 0)
+  if (KP_bind(listener, generic(address), sizeof address) != 0) raise_service_error(path, errno);
+  if (KP_chmod(path.c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP) == 0 &&
+      KP_listen(listener, record_client_limit) == 0)
     return lock.remove();
   const int error = errno;
-  unlink(path.c_str());
+  KP_unlink(path.c_str());
   raise_service_error(path, error);
 }
 
 static ino_t inode_at(const std::string& path) {
   struct stat status {};
-  return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+  return KP_lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
 // So that there are descriptors left for the outputs.
@@ -108,7 +109,7 @@ record_service::record_service(std::string path, const lock_waiting& waiting)
 }
 
 record_service::~record_service() {
-  if (inode_at(path_) == inode_) unlink(path_.c_str());
+  if (inode_at(path_) == inode_) KP_unlink(path_.c_str());
 }
 
 // --- Clients ---

@@ -11,6 +11,7 @@
 #include <climits>
 #include <sstream>
 
+#include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 #include "recording/report/diagnostics.h"
 #include "recording/text/words.h"
@@ -25,11 +26,11 @@ static constexpr int signal_interval = 50;  // milliseconds until somebody looks
 standard_error_buffer::standard_error_buffer(int descriptor, std::function<bool()> is_to_end)
     : descriptor_(descriptor), is_to_end_(std::move(is_to_end)) {
   struct stat status {};
-  if (!is_to_end_ || fstat(descriptor, &status) != 0) return;
+  if (!is_to_end_ || KP_fstat(descriptor, &status) != 0) return;
   kind_ = status.st_mode & S_IFMT;
   if (kind_ != S_IFIFO && kind_ != S_IFCHR) return;
   const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
-  unwaiting_ = open_descriptor(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+  unwaiting_ = open_descriptor(KP_open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
 }
 
 int standard_error_buffer::overflow(int character) {
@@ -45,12 +46,13 @@ std::streamsize standard_error_buffer::xsputn(const char* text, std::streamsize 
 // One write, as write(2).
 ssize_t standard_error_buffer::write_some() {
   if (kind_ == S_IFSOCK) return send(descriptor_, text_.data(), text_.size(), MSG_DONTWAIT);
-  if (unwaiting_.is_open()) return write(unwaiting_.get(), text_.data(), text_.size());
-  if (kind_ != S_IFIFO && kind_ != S_IFCHR) return write(descriptor_, text_.data(), text_.size());
+  if (unwaiting_.is_open()) return KP_write(unwaiting_.get(), text_.data(), text_.size());
+  if (kind_ != S_IFIFO && kind_ != S_IFCHR)
+    return KP_write(descriptor_, text_.data(), text_.size());
   // A pipe that has room has it for that much.
   pollfd room{descriptor_, POLLOUT, 0};
   if (poll(&room, 1, 0) == 1)
-    return write(descriptor_, text_.data(), std::min<size_t>(text_.size(), PIPE_BUF));
+    return KP_write(descriptor_, text_.data(), std::min<size_t>(text_.size(), PIPE_BUF));
   errno = EAGAIN;
   return -1;
 }

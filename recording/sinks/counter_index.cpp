@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <utility>
 
+#include "base/kp_clib.h"
 #include "logging/counter_format.h"
 #include "recording/files/descriptor.h"
 #include "recording/files/file_error.h"
@@ -26,8 +26,7 @@ std::string counter_index::read_bytes(int file, uint64_t offset, size_t size) co
   size_t done = 0;
   while (done < size) {
     const ssize_t got =
-        pread(file, bytes.data() + done, size - done, static_cast<off_t>(offset + done));
-    if (got < 0 && errno == EINTR) continue;
+        KP_pread(file, bytes.data() + done, size - done, static_cast<off_t>(offset + done));
     if (got < 0) fail();
     if (got == 0) break;
     done += static_cast<size_t>(got);

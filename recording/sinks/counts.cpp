@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
 
@@ -43,7 +44,7 @@ void emit_counts::take_lock() {
 // Whether the file that is open still has its name, so that one that was moved away is left alone.
 bool emit_counts::is_open_file(struct stat& status) const {
   return file_.is_open() &&
-         fstatat(lock_->folder(), file_name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         KP_fstatat(lock_->folder(), file_name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
          counter_.is_of(status);
 }
 
@@ -51,13 +52,13 @@ void emit_counts::open_file() {
   static constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   struct stat status {};
   if (!is_open_file(status)) {
-    file_ = open_descriptor(openat(lock_->folder(), file_name_.c_str(), flags, mode));
-    if (!file_.is_open() || !counter_.take(file_.get()) || fstat(file_.get(), &status) != 0)
+    file_ = open_descriptor(KP_openat(lock_->folder(), file_name_.c_str(), flags, mode));
+    if (!file_.is_open() || !counter_.take(file_.get()) || KP_fstat(file_.get(), &status) != 0)
       raise_write_error(action, place_.path);
   }
   check_written_file(action, place_.path, status);
   // A new one has its mode whatever the umask.
-  if (status.st_size == 0) static_cast<void>(fchmod(file_.get(), mode));
+  if (status.st_size == 0) static_cast<void>(KP_fchmod(file_.get(), mode));
   index_.follow(file_.get(), status);
 }
 
@@ -83,5 +84,5 @@ void emit_counts::write_noted(bool synced) {
     noted_.erase(noted_.begin());
   }
   index_.finish(file_.get());
-  if (synced && fdatasync(file_.get()) != 0) raise_write_error(action, place_.path);
+  if (synced && KP_fdatasync(file_.get()) != 0) raise_write_error(action, place_.path);
 }

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <map>
 
+#include "base/kp_clib.h"
 #include "kp_LOG_filenames.h"
 #include "recording/files/shared_file.h"
 #include "recording/records/log_line.h"
@@ -170,12 +171,12 @@ bool text_log_sink::read_log_name(std::string_view name, log_day& day, log_seria
 // Finds the highest serials of the days to be written. Once for all of them: a folder may have
 // many files, and a batch many days.
 void text_log_sink::read_folder(const append_batch& batch) {
-  open_descriptor folder(openat(batch.folder(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const std::unique_ptr<DIR, directory_closer> directory(fdopendir(folder.get()));
+  open_descriptor folder(KP_openat(batch.folder(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::unique_ptr<DIR, directory_closer> directory(KP_fdopendir(folder.get()));
   if (directory == nullptr) raise_write_error("read the folder", folder_);
   folder.release();
   for (const auto& [day, lines] : days_) serials_[day] = {};
-  while (const dirent* const file = readdir(directory.get())) {
+  while (const dirent* const file = KP_readdir(directory.get())) {
     log_day found;
     log_serial serial;
     if (read_log_name(file->d_name, found, serial) && days_.contains(found))
@@ -188,7 +189,7 @@ void text_log_sink::read_folder(const append_batch& batch) {
 // compressed at the moment, to be removed then.
 static bool is_at_rest(int folder, const std::string& name) {
   struct stat status {};
-  if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return true;
+  if (KP_fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return true;
   const time_t age = time(nullptr) - status.st_mtime;
   return age < 0 || age >= rest;
 }

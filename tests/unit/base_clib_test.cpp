@@ -454,27 +454,107 @@ TEST(Faults, EveryStepOfOpeningARegularFileMayFail) {
   }
 }
 
+TEST(Faults, ReadFromADescriptorFailsOrIsShort) {
+  const temp_folder folder;
+  const kp_file file(KP_fopen(folder.write("f", "abc").c_str(), "rb"));
+  char buffer[4] = {};
+  {
+    const failing fault(kp_fault_call::read, 1, EIO);
+    EXPECT_EQ(KP_read(KP_fileno(file.get()), buffer, 3), -1);
+    EXPECT_EQ(errno, EIO);
+  }
+  const failing fault(kp_fault_call::read, 1, 0, 1, 2);
+  EXPECT_EQ(KP_read(KP_fileno(file.get()), buffer, 3), 2);
+  EXPECT_STREQ(buffer, "ab");
+}
+
+TEST(Faults, FailingCloseOfADescriptorClosesItAllTheSame) {
+  const int descriptor = KP_open("/dev/null", O_RDONLY | O_CLOEXEC);
+  const failing fault(kp_fault_call::close, 1, EIO);
+  EXPECT_EQ(KP_close(descriptor), -1);
+  EXPECT_EQ(errno, EIO);
+  EXPECT_EQ(fcntl(descriptor, F_GETFD), -1);
+}
+
+// The call, which would do nothing bad, fails with the errno wanted and returns `failed`.
+template <class Call, class Result>
+static void expect_failure(kp_fault_call kind, Call call, Result failed) {
+  const failing fault(kind, 1, ENOTTY);
+  EXPECT_EQ(call(), failed) << static_cast<int>(kind);
+  EXPECT_EQ(errno, ENOTTY) << static_cast<int>(kind);
+  EXPECT_EQ(fault.calls_seen(), 1U) << static_cast<int>(kind);
+}
+
 TEST(Faults, EveryOtherKindFailsAsItsFunctionDoes) {
   const temp_folder folder;
   const kp_file file(KP_fopen(folder.write("f", "x").c_str(), "rb"));
-  const failing faults[] = {
-      {kp_fault_call::fseek, 1, EIO},  {kp_fault_call::ftell, 1, EIO},
-      {kp_fault_call::fflush, 1, EIO}, {kp_fault_call::access, 1, EIO},
-      {kp_fault_call::getcwd, 1, EIO}, {kp_fault_call::localtime_r, 1, EIO},
-      {kp_fault_call::mktime, 1, EIO}, {kp_fault_call::strftime, 1, EIO},
-  };
   const time_t moment = 0;
   struct tm fields = {};
-  char buffer[64];
-  EXPECT_EQ(KP_fseek(file.get(), 0, SEEK_SET), -1);
-  EXPECT_EQ(KP_ftell(file.get()), -1);
-  EXPECT_EQ(KP_fflush(file.get()), EOF);
-  EXPECT_EQ(KP_access("/", F_OK), -1);
-  EXPECT_EQ(KP_getcwd(buffer, sizeof buffer), nullptr);
-  EXPECT_EQ(KP_localtime_r(&moment, &fields), nullptr);
-  EXPECT_EQ(KP_mktime(&fields), -1);
-  EXPECT_EQ(KP_strftime(buffer, sizeof buffer, "%Y", &fields), 0U);
-  for (const failing& fault : faults) EXPECT_EQ(fault.calls_seen(), 1U);
+  struct stat status = {};
+  char buffer[64] = "XXXXXX";
+  using kind = kp_fault_call;
+  expect_failure(
+      kind::fseek, [&] { return KP_fseek(file.get(), 0, SEEK_SET); }, -1);
+  expect_failure(
+      kind::ftell, [&] { return KP_ftell(file.get()); }, -1);
+  expect_failure(
+      kind::fflush, [&] { return KP_fflush(file.get()); }, EOF);
+  expect_failure(
+      kind::access, [] { return KP_access("/", F_OK); }, -1);
+  expect_failure(
+      kind::getcwd, [&] { return KP_getcwd(buffer, sizeof buffer) != nullptr; }, false);
+  expect_failure(
+      kind::localtime_r, [&] { return KP_localtime_r(&moment, &fields) != nullptr; }, false);
+  expect_failure(
+      kind::mktime, [&] { return KP_mktime(&fields); }, -1);
+  expect_failure(
+      kind::strftime, [&] { return KP_strftime(buffer, sizeof buffer, "%Y", &fields); }, 0U);
+  expect_failure(
+      kind::open, [] { return KP_open("/", O_RDONLY); }, -1);
+  expect_failure(
+      kind::openat, [] { return KP_openat(AT_FDCWD, "/", O_RDONLY); }, -1);
+  expect_failure(
+      kind::ftruncate, [] { return KP_ftruncate(-1, 0); }, -1);
+  expect_failure(
+      kind::fsync, [] { return KP_fsync(-1); }, -1);
+  expect_failure(
+      kind::fdatasync, [] { return KP_fdatasync(-1); }, -1);
+  expect_failure(
+      kind::flock, [] { return KP_flock(-1, LOCK_UN); }, -1);
+  expect_failure(
+      kind::fchmod, [] { return KP_fchmod(-1, 0); }, -1);
+  expect_failure(
+      kind::chmod, [] { return KP_chmod("", 0); }, -1);
+  expect_failure(
+      kind::stat, [&] { return KP_stat("/", &status); }, -1);
+  expect_failure(
+      kind::lstat, [&] { return KP_lstat("/", &status); }, -1);
+  expect_failure(
+      kind::fstat, [&] { return KP_fstat(0, &status); }, -1);
+  expect_failure(
+      kind::fstatat, [&] { return KP_fstatat(AT_FDCWD, "/", &status, 0); }, -1);
+  expect_failure(
+      kind::readlink, [&] { return KP_readlink("/", buffer, sizeof buffer); }, -1);
+  expect_failure(
+      kind::rename, [] { return KP_rename("", ""); }, -1);
+  expect_failure(
+      kind::unlink, [] { return KP_unlink(""); }, -1);
+  expect_failure(
+      kind::unlinkat, [] { return KP_unlinkat(AT_FDCWD, "", 0); }, -1);
+  expect_failure(
+      kind::mkostemp, [&] { return KP_mkostemp(buffer, 0); }, -1);
+  expect_failure(
+      kind::mkdtemp, [&] { return KP_mkdtemp(buffer) != nullptr; }, false);
+  expect_failure(
+      kind::mkdir, [] { return KP_mkdir("", 0); }, -1);
+  expect_failure(
+      kind::fdopendir, [] { return KP_fdopendir(-1) != nullptr; }, false);
+  expect_failure(
+      kind::readdir, [] { return KP_readdir(nullptr) != nullptr; }, false);
+  expect_failure(
+      kind::bind, [] { return KP_bind(-1, nullptr, 0); }, -1);
+  expect_failure(
+      kind::listen, [] { return KP_listen(-1, 0); }, -1);
 }
 
 #endif

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 #include "recording/files/read_file.h"
 #include "recording/files/whole_file.h"
@@ -72,7 +73,7 @@ class bundle_work_folder {
  public:
   bundle_work_folder()
       : path_((std::filesystem::temp_directory_path() / "kplog-catalog-XXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr)
+    if (KP_mkdtemp(path_.data()) == nullptr)
       throw std::system_error(errno, std::generic_category(), "no folder for temporary files");
   }
   ~bundle_work_folder() {
@@ -132,7 +133,7 @@ bool write_bundles(const std::string& folder, const std::vector<catalog_bundle>&
                    std::string& error) {
   const bundle_work_folder work;
   if (!compile_bundles(work, bundles, error)) return false;
-  if (mkdir(folder.c_str(), 0755) != 0 && errno != EEXIST) {
+  if (KP_mkdir(folder.c_str(), 0755) != 0 && errno != EEXIST) {
     error = "cannot make the folder: " + std::generic_category().message(errno);
     return false;
   }

@@ -8,6 +8,8 @@
 #include <ctime>
 #include <memory>
 
+#include "base/kp_clib.h"
+
 static constexpr int milliseconds = 1000;
 static constexpr int hour = 3600 * milliseconds;
 
@@ -62,7 +64,7 @@ class c_library_zone : public icu::TimeZone {
   static struct tm told_at(UDate date) {
     struct tm told = {};
     const auto second = static_cast<time_t>(std::floor(date / milliseconds));
-    localtime_r(&second, &told);
+    KP_localtime_r(&second, &told);
     return told;
   }
 };

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "base/kp_clib.h"
 #include "kp_LOG_filenames.h"
 #include "recording/files/folder_lock.h"
 #include "tools/report/outcome.h"
@@ -13,7 +14,7 @@
 static bool is_one_node(const std::string& one, const std::string& other) {
   struct stat of_one = {};
   struct stat of_other = {};
-  return stat(one.c_str(), &of_one) == 0 && stat(other.c_str(), &of_other) == 0 &&
+  return KP_stat(one.c_str(), &of_one) == 0 && KP_stat(other.c_str(), &of_other) == 0 &&
          of_one.st_dev == of_other.st_dev && of_one.st_ino == of_other.st_ino;
 }
 
@@ -77,7 +78,8 @@ void emit_files::add_dated_logs(const std::string& path) {
 void emit_files::add_standard_output() {
   static constexpr const char* path = "/dev/stdout";
   struct stat status {};
-  if (fstat(STDOUT_FILENO, &status) == 0 && (S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode)))
+  if (KP_fstat(STDOUT_FILENO, &status) == 0 &&
+      (S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode)))
     add({kind::file, path, place_of(followed(path)), ""});
 }
 

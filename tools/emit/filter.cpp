@@ -5,6 +5,7 @@
 
 #include <cerrno>
 
+#include "base/kp_clib.h"
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_LogEntry.h"
 #include "logging/logentry_i.h"
@@ -23,7 +24,7 @@ emit_filter::emit_filter(const filter_settings& settings) : settings_(settings) 
 static void check_config(const std::string& path) {
   struct stat status {};
   int error = 0;
-  if (stat(path.c_str(), &status) != 0 || access(path.c_str(), R_OK) != 0)
+  if (KP_stat(path.c_str(), &status) != 0 || KP_access(path.c_str(), R_OK) != 0)
     error = errno;
   else if (S_ISDIR(status.st_mode))
     error = EISDIR;

@@ -4,6 +4,7 @@
 
 #include <ostream>
 
+#include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
 #include "recording/text/terminal_text.h"
@@ -16,8 +17,8 @@ command_outcome usage_error(std::ostream& log, const std::string& text) {
 static bool is_same_file(const std::string& a, const std::string& b) {
   struct stat of_a = {};
   struct stat of_b = {};
-  return stat(a.c_str(), &of_a) == 0 && stat(b.c_str(), &of_b) == 0 && S_ISREG(of_a.st_mode) &&
-         of_a.st_dev == of_b.st_dev && of_a.st_ino == of_b.st_ino;
+  return KP_stat(a.c_str(), &of_a) == 0 && KP_stat(b.c_str(), &of_b) == 0 &&
+         S_ISREG(of_a.st_mode) && of_a.st_dev == of_b.st_dev && of_a.st_ino == of_b.st_ino;
 }
 
 bool would_replace_input(const std::string& output, const std::vector<std::string>& inputs,
