@@ -20,6 +20,5 @@ std::string time_attribute_fault(std::string_view name, kp_AttributeType type) {
 
 void add_time_attribute_fault(const attribute_model& attribute, diagnostic_list& found) {
   std::string fault = time_attribute_fault(attribute.name.value, attribute.type);
-  if (!fault.empty())
-    found.add(diagnostic_rule::time_attribute, attribute.name.place, std::move(fault));
+  if (!fault.empty()) found.add("time-attribute"_rule, attribute.name.place, std::move(fault));
 }

@@ -38,7 +38,7 @@ class definition_file_cursor {
     if (!good_) return false;
     const size_t left = source_.bytes().size() - std::min(at_, source_.bytes().size());
     if (size <= left) return true;
-    fail(diagnostic_rule::file_short, place(),
+    fail("file-short"_rule, place(),
          what + " takes " + std::to_string(size) + " bytes, and " + std::to_string(left) +
              " are left");
     return false;
@@ -72,7 +72,7 @@ class definition_file_cursor {
     const placed<uint32_t> count = read_number("a count");
     if (!good_) return 0;
     if (count.value > kp_ldf_max_count)
-      fail(diagnostic_rule::too_many, count.place,
+      fail("too-many"_rule, count.place,
            "an entry has at most " + std::to_string(kp_ldf_max_count) + " " + what +
                ", and the count is " + std::to_string(count.value));
     else if (has(count.value * least_size, std::to_string(count.value) + " " + what + ", which"))
@@ -83,7 +83,7 @@ class definition_file_cursor {
  private:
   void report_odd_string(const source_place& at, const char* what, size_t size, size_t text_size) {
     if (size == 0 || text_size + 1 == size) return;
-    found_.add(diagnostic_rule::file_string, at,
+    found_.add("file-string"_rule, at,
                text_size == size
                    ? std::string(what) + " has no NUL at its end"
                    : std::string(what) + " has " + std::to_string(size - text_size - 1) +
@@ -107,7 +107,7 @@ static attribute_model read_attribute(definition_file_cursor& cursor) {
   attribute.type = static_cast<kp_AttributeType>(type.value & 0xFF);
   attribute.redirection = given_unless_empty(cursor.read_text("a redirection name"));
   if (cursor.good() && (type.value < TypeBool || type.value > TypeGUID))
-    cursor.found().add(diagnostic_rule::file_type, type.place,
+    cursor.found().add("file-type"_rule, type.place,
                        "the code " + std::to_string(type.value) +
                            " of the attribute's type is none; types are 1 to 24");
   return attribute;
@@ -184,8 +184,7 @@ class definition_file_reader {
 
   void read() {
     if (file_.source.bytes().size() > definition_file_size_limit)
-      return found_.add(diagnostic_rule::too_large, {&file_.source, 0, 0},
-                        "the file is larger than 1 GiB");
+      return found_.add("too-large"_rule, {&file_.source, 0, 0}, "the file is larger than 1 GiB");
     if (!read_header()) return;
     read_globals();
     read_mapping();
@@ -218,14 +217,14 @@ class definition_file_reader {
     if (is_definition_file(file_.source.bytes())) return true;
     const std::string_view bytes = file_.source.bytes();
     if (bytes.starts_with("kplog:") || bytes.find("\nkplog:") != std::string_view::npos) {
-      found_.add(diagnostic_rule::file_magic, {&file_.source, 0, 0},
+      found_.add("file-magic"_rule, {&file_.source, 0, 0},
                  "this is a source, and a compiled file is expected: kplog compile makes it");
       return false;
     }
     std::string found;
     for (const char byte : bytes.substr(0, magic_bytes.size()))
       found += " " + hexadecimal(static_cast<unsigned char>(byte), 2);
-    found_.add(diagnostic_rule::file_magic, {&file_.source, 0, 0},
+    found_.add("file-magic"_rule, {&file_.source, 0, 0},
                "a definition file begins with 2E 4C 44 46, and this one with" +
                    (found.empty() ? " nothing" : found));
     return false;
@@ -237,7 +236,7 @@ class definition_file_reader {
     definition_file_cursor cursor = cursor_at(begin);
     if (count > kp_ldf_max_count)
       return cursor.fail(
-          diagnostic_rule::too_many,
+          "too-many"_rule,
           {&file_.source, 0, offsetof(_kp_LOG_ldf_header_struct, n_global_attributes)},
           "a file has at most " + std::to_string(kp_ldf_max_count) +
               " global attributes, and the count is " + std::to_string(count));
@@ -265,7 +264,7 @@ class definition_file_reader {
   }
 
   void report_repeated_id(const mapping_row& row, const mapping_row& former) {
-    found_.add(diagnostic_rule::file_mapping, row.id.place,
+    found_.add("file-mapping"_rule, row.id.place,
                "the ID " + std::to_string(row.id.value) + " comes again, and counts from here",
                former.id.place, "it comes first here");
   }
@@ -276,7 +275,7 @@ class definition_file_reader {
     event_model event = read_record(cursor);
     records_size_ += cursor.at() - row.offset;
     if (records_size_ / overlap_limit > file_.source.bytes().size()) {
-      found_.add(diagnostic_rule::file_overlap, event.name.place,
+      found_.add("file-overlap"_rule, event.name.place,
                  "the records up to here take more than " + std::to_string(overlap_limit) +
                      " times the bytes of the file");
       return false;
@@ -290,7 +289,7 @@ class definition_file_reader {
 
   bool is_mapped(const mapping_row& row, const event_model& event) {
     if (event.id.value == row.id.value) return true;
-    found_.add(diagnostic_rule::file_record, event.id.place,
+    found_.add("file-record"_rule, event.id.place,
                "the record of the ID " + std::to_string(row.id.value) +
                    " is expected here, and this is " + std::to_string(event.id.value),
                row.id.place, "the mapping table points here");

@@ -47,7 +47,7 @@ class std_event_merge {
     const attribute_model* const selector = selector_of(std_);
     if (selector == nullptr || !event_.selector.is_given()) return;
     if (event_.selector.value == std_.selector.value) return;
-    found_.add(diagnostic_rule::std_selector, event_.selector.place,
+    found_.add("std-selector"_rule, event_.selector.place,
                "the STD event selects by " + in_quotes(std_.selector.value), std_.selector.place,
                "its selector is given here");
   }
@@ -57,7 +57,7 @@ class std_event_merge {
     if (attribute.name.value == event_.selector.value) return;
     const attribute_model* const held = find_attribute(std_.attributes, attribute.name.value);
     if (held != nullptr)
-      found_.add(diagnostic_rule::std_attribute, attribute.name.place,
+      found_.add("std-attribute"_rule, attribute.name.place,
                  "the STD event has the attribute " + in_quotes(attribute.name.value) + " already",
                  held->name.place, "it is declared here");
   }
@@ -69,7 +69,7 @@ class std_event_merge {
     for (const attribute_model& attribute : event_.attributes) {
       const bool is_new = names.insert(attribute.name.value).second;
       if (is_new && names.size() == kp_ldf_max_count + size_t{1})
-        found_.add(diagnostic_rule::too_many, attribute.name.place,
+        found_.add("too-many"_rule, attribute.name.place,
                    "there can be 255 attributes together with those of the STD event, and this is "
                    "one more");
     }
@@ -85,7 +85,7 @@ class std_event_merge {
   bool check_number(const placed<uint32_t>& number, const placed<uint32_t>& held,
                     const char* what) {
     if (number.value != held.value) return true;
-    found_.add(diagnostic_rule::std_message, number.place,
+    found_.add("std-message"_rule, number.place,
                std::string("a selector message of the STD event has this ") + what + " already",
                held.place, std::string("the ") + what + " is given here");
     return false;
@@ -96,7 +96,7 @@ class std_event_merge {
     if (event_.messages.size() > kp_ldf_max_count || held > kp_ldf_max_count) return;
     const size_t room = kp_ldf_max_count - held;
     if (event_.messages.size() > room)
-      found_.add(diagnostic_rule::too_many, event_.messages[room].place,
+      found_.add("too-many"_rule, event_.messages[room].place,
                  "there can be 255 selector messages together with those of the STD event, and "
                  "this is one more");
   }
@@ -114,7 +114,7 @@ static void check_global_count(const definition_set& set, const definition_set& 
   for (const attribute_model& global : set.globals) {
     const bool is_new = names.insert(global.name.value).second;
     if (is_new && names.size() == kp_ldf_max_count + size_t{1})
-      found.add(diagnostic_rule::too_many, global.name.place,
+      found.add("too-many"_rule, global.name.place,
                 "there can be 255 global attributes together with those of the STD set, and this "
                 "is one more");
   }
@@ -125,7 +125,7 @@ static void check_flag_values(const definition_set& set, const definition_set& s
   for (const auto& [name, bits] : set.flags) {
     const auto held = std_set.flags.find(name);
     if (held != std_set.flags.end() && held->second.value != bits.value)
-      found.add(diagnostic_rule::flag_value, bits.place,
+      found.add("flag-value"_rule, bits.place,
                 "the STD set gives the flag " + in_quotes(name) + " another value",
                 held->second.place, "its value is given here");
   }

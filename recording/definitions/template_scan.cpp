@@ -128,19 +128,19 @@ bool is_name_for_icu(std::string_view name) {
 }
 
 template_problem eleventh_placeholder(size_t offset) {
-  return {diagnostic_rule::text_too_many, offset,
+  return {"text-too-many"_rule, offset,
           "ICU takes ten placeholders in a message, and this is the eleventh"};
 }
 
 template_problem long_name(size_t offset) {
-  return {diagnostic_rule::text_name, offset, "this name is too long in UTF-8 for ICU's renderer"};
+  return {"text-name"_rule, offset, "this name is too long in UTF-8 for ICU's renderer"};
 }
 
 std::optional<template_problem> unshown_type_problem(kp_AttributeType type, size_t offset) {
   if (type == TypeBool)
-    return {{diagnostic_rule::text_bool, offset, "a Bool is 0 in every message; use a UInt1"}};
+    return {{"text-bool"_rule, offset, "a Bool is 0 in every message; use a UInt1"}};
   if (type == TypeGUID)
-    return {{diagnostic_rule::text_guid, offset, "no message can show a GUID; use a Char64"}};
+    return {{"text-guid"_rule, offset, "no message can show a GUID; use a Char64"}};
   return std::nullopt;
 }
 
@@ -151,10 +151,10 @@ static void check_placeholder(const template_piece& piece, const attribute_type_
   // The library looks a name up also where it shows nothing of it.
   if (type == TypeUnknown)
     return problems.push_back(
-        {diagnostic_rule::template_attribute, piece.offset, unknown_attribute_text(piece.text)});
+        {"template-attribute"_rule, piece.offset, unknown_attribute_text(piece.text)});
   if (format == nullptr) return;
   if (!format->suits(type))
-    return problems.push_back({diagnostic_rule::template_attribute, piece.offset,
+    return problems.push_back({"template-attribute"_rule, piece.offset,
                                std::string("the format %") + piece.format + " does not suit " +
                                    in_quotes(piece.text) + ", a " + short_type_name(type)});
   if (const auto unshown = unshown_type_problem(type, piece.offset)) problems.push_back(*unshown);
@@ -164,8 +164,8 @@ void check_template(const std::vector<template_piece>& pieces, const attribute_t
                     std::vector<template_problem>& problems) {
   for (const template_piece& piece : pieces) {
     if (piece.kind == template_piece::kinds::fault)
-      problems.push_back({diagnostic_rule::template_syntax, piece.offset,
-                          "the template has " + std::string(piece.text)});
+      problems.push_back(
+          {"template-syntax"_rule, piece.offset, "the template has " + std::string(piece.text)});
     if (piece.kind == template_piece::kinds::placeholder)
       check_placeholder(piece, type_of, problems);
   }
@@ -184,7 +184,7 @@ void find_lost_text(const std::vector<template_piece>& pieces, message_renderer 
   for (size_t i = 0; i < pieces.size(); ++i) {
     const template_piece* const next = i + 1 < pieces.size() ? &pieces[i + 1] : nullptr;
     if (is_lost(pieces[i], next, renderer))
-      problems.push_back({diagnostic_rule::template_lost_text, pieces[i].offset,
+      problems.push_back({"template-lost-text"_rule, pieces[i].offset,
                           next == nullptr ? "ICU's renderer drops the text from here on"
                                           : "the renderers drop this text before \"%%\""});
   }

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "kp_LOG_AttributeType.h"
-#include "recording/report/diagnostic_rules.h"
+#include "recording/report/rules.h"
 
 // The renderers that must show the authored text.
 enum class message_renderer { icu, bytes, both };

@@ -98,7 +98,7 @@ static void write_text(std::ostream& out, const diagnostic& found, rule_severity
   }
   write_place(out, found.place, colors);
   out << (severity == rule_severity::error ? colors.error : colors.warning)
-      << severity_name(severity) << '[' << rule_code(found.rule) << "]: " << colors.end
+      << severity_name(severity) << '[' << found.rule->code << "]: " << colors.end
       << terminal_text(found.text) << '\n';
   write_excerpt(out, found.place, colors);
   for (const diagnostic_note& note : found.notes) {
@@ -118,7 +118,7 @@ static void write_json_place(std::ostream& out, const source_place& place) {
 
 static void write_json(std::ostream& out, const diagnostic& found, rule_severity severity) {
   write_json_place(out, found.place);
-  out << ",\"severity\":\"" << severity_name(severity) << "\",\"code\":\"" << rule_code(found.rule)
+  out << ",\"severity\":\"" << severity_name(severity) << "\",\"code\":\"" << found.rule->code
       << "\",\"text\":" << json_string(found.text) << ",\"notes\":[";
   const char* separator = "";
   for (const diagnostic_note& note : found.notes) {
@@ -130,8 +130,10 @@ static void write_json(std::ostream& out, const diagnostic& found, rule_severity
   out << "]}\n";
 }
 
-diagnostic_list::diagnostic_list() : severities_{} {
-  for (const diagnostic_rule_row& row : diagnostic_rules) set_severity(row.rule, row.severity);
+rule_severity diagnostic_list::severity_of(diagnostic_rule rule) const {
+  const auto set = std::find_if(severities_.rbegin(), severities_.rend(),
+                                [&](const auto& one) { return one.first == rule; });
+  return set == severities_.rend() ? rule->severity : set->second;
 }
 
 size_t diagnostic_list::count(rule_severity severity) const {

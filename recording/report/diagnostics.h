@@ -2,13 +2,13 @@
 #ifndef RECORDING_REPORT_DIAGNOSTICS_H
 #define RECORDING_REPORT_DIAGNOSTICS_H
 
-#include <array>
 #include <iosfwd>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
-#include "recording/report/diagnostic_rules.h"
+#include "recording/report/rules.h"
 #include "recording/report/text_file.h"
 
 struct diagnostic_note {
@@ -27,11 +27,9 @@ enum class diagnostic_format { text, json };
 
 class diagnostic_list {
  public:
-  diagnostic_list();
-
   // Says how severe findings of a rule are from now on; `off` drops them.
   void set_severity(diagnostic_rule rule, rule_severity severity) {
-    severities_[static_cast<unsigned>(rule)] = severity;
+    severities_.emplace_back(rule, severity);
   }
 
   void add(diagnostic found) {
@@ -66,12 +64,10 @@ class diagnostic_list {
                      bool color) const;
 
  private:
-  rule_severity severity_of(diagnostic_rule rule) const {
-    return severities_[static_cast<unsigned>(rule)];
-  }
+  rule_severity severity_of(diagnostic_rule rule) const;
 
   std::vector<diagnostic> found_;
-  std::array<rule_severity, diagnostic_rules.size()> severities_;
+  std::vector<std::pair<diagnostic_rule, rule_severity>> severities_;  // that were set, in turn
 };
 
 #endif

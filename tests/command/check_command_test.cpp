@@ -3,7 +3,7 @@
 
 #include <sstream>
 
-#include "recording/report/diagnostic_rules.h"
+#include "recording/report/rules.h"
 #include "tests/command/command_run.h"
 #include "tests/command/documentation_page.h"
 #include "tests/command/golden_file.h"
@@ -66,12 +66,11 @@ TEST(CheckAdvice, GoldenListForPrograms) {
 TEST(CheckAdvice, GoldenListsHaveEveryRule) {
   const std::string shown = read_whole_file(test_data_folder() + "/advice.expected") +
                             read_whole_file(test_data_folder() + "/advice_auxiliary.expected");
-  for (const diagnostic_rule_row& row : diagnostic_rules) {
-    const bool has_test_of_its_own = row.rule == diagnostic_rule::code_page ||
-                                     row.rule == diagnostic_rule::std_reload ||
-                                     row.rule == diagnostic_rule::message_size;
-    if (row.kind != rule_kind::advice || has_test_of_its_own) continue;
-    EXPECT_THAT(shown, HasSubstr(std::string("[") + row.code + "]: "));
+  for (const diagnostic_rule rule : diagnostic_rules()) {
+    const bool has_test_of_its_own =
+        rule == "code-page"_rule || rule == "std-reload"_rule || rule == "message-size"_rule;
+    if (rule->kind != rule_kind::advice || has_test_of_its_own) continue;
+    EXPECT_THAT(shown, HasSubstr(std::string("[") + rule->code + "]: "));
   }
 }
 
@@ -85,10 +84,10 @@ TEST(CheckAdvice, SourceNeedsItForNothingThatCompilationRefuses) {
 
 TEST(CheckAdvice, SeverityIsDocumented) {
   const std::string page = documentation_page("commands/check.md");
-  for (const diagnostic_rule_row& row : diagnostic_rules) {
-    if (row.kind != rule_kind::advice) continue;
-    const char* severity = row.severity == rule_severity::error ? "error" : "warning";
-    EXPECT_THAT(page, HasSubstr(std::string("| `") + row.code + "` | " + row.summary + " | " +
+  for (const diagnostic_rule rule : diagnostic_rules()) {
+    if (rule->kind != rule_kind::advice) continue;
+    const char* severity = rule->severity == rule_severity::error ? "error" : "warning";
+    EXPECT_THAT(page, HasSubstr(std::string("| `") + rule->code + "` | " + rule->summary + " | " +
                                 severity + " |"));
   }
 }

@@ -6,7 +6,7 @@
 #include "kp_LOG.h"
 #include "logging/ldf_load.h"
 #include "logging/log_definition.h"
-#include "recording/report/diagnostic_rules.h"
+#include "recording/report/rules.h"
 #include "tests/command/command_run.h"
 #include "tests/command/golden_file.h"
 #include "tests/support/ldf_bytes.h"
@@ -128,9 +128,10 @@ TEST_F(AuxSets, GoldenListOfEverythingWrongBesideAnStdSet) {
       run_kplog(test_data_folder(), "compile bad_auxiliary.yaml --std standard.yaml -o /dev/null");
   EXPECT_EQ(run.status, 1);
   expect_golden_file("bad_auxiliary.expected", run.err);
-  for (const diagnostic_rule_row& row : diagnostic_rules)
-    if (row.severity == rule_severity::error && std::string_view(row.code).starts_with("std-")) {
-      EXPECT_THAT(run.err, HasSubstr(std::string("error[") + row.code + "]: "));
+  for (const diagnostic_rule rule : diagnostic_rules())
+    if (rule->severity == rule_severity::error &&
+        std::string_view(rule->code).starts_with("std-")) {
+      EXPECT_THAT(run.err, HasSubstr(std::string("error[") + rule->code + "]: "));
     }
 }
 

@@ -3,7 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "recording/report/change_rules.h"
+#include "recording/report/rules.h"
 #include "tests/command/command_run.h"
 #include "tests/command/diff_source.h"
 #include "tests/support/temp_folder.h"

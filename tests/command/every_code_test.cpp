@@ -6,8 +6,7 @@
 #include <filesystem>
 #include <functional>
 
-#include "recording/report/change_rules.h"
-#include "recording/report/diagnostic_rules.h"
+#include "recording/report/rules.h"
 #include "tests/command/command_run.h"
 #include "tests/command/golden_file.h"
 #include "tests/support/counter_folder.h"
@@ -256,11 +255,12 @@ static bool is_in(const std::string& golden, const std::string& code) {
 
 TEST(EveryCode, OfDiagnosticsStandsInAGoldenFile) {
   const std::string golden = golden_files();
-  for (const diagnostic_rule_row& row : diagnostic_rules)
-    EXPECT_TRUE(is_in(golden, row.code)) << row.code;
+  for (const diagnostic_rule rule : diagnostic_rules())
+    EXPECT_TRUE(is_in(golden, rule->code)) << rule->code;
 }
 
 TEST(EveryCode, OfDifferencesStandsInAGoldenFile) {
   const std::string golden = golden_files();
-  for (const change_rule_row& row : change_rules) EXPECT_TRUE(is_in(golden, row.code)) << row.code;
+  for (const change_rule rule : change_rules())
+    EXPECT_TRUE(is_in(golden, rule->code)) << rule->code;
 }

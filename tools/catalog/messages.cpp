@@ -49,14 +49,14 @@ class catalog_message_list {
   void check_id(const catalog_message& message) {
     const std::string& id = message.id();
     if (!std::all_of(id.begin(), id.end(), is_key_character))
-      found_.add(diagnostic_rule::catalog_id, place_of_id(message),
+      found_.add("catalog-id"_rule, place_of_id(message),
                  "a catalog cannot hold the message ID " + in_quotes(id) +
                      ": letters of ASCII, digits, blanks and \"%&'()*+,-./:;<=>?_ can stand in it");
   }
 
   void check_same_text(const catalog_message& first, const catalog_message& message) {
     if (first.text() != message.text())
-      found_.add(diagnostic_rule::catalog_id, place_of_id(message),
+      found_.add("catalog-id"_rule, place_of_id(message),
                  "the message ID " + in_quotes(message.id()) + " has another text already",
                  place_of_id(first), "its text is given here first");
   }
@@ -148,7 +148,7 @@ class translation_check {
   }
 
   void problem(size_t offset, std::string text) {
-    problems_.push_back({diagnostic_rule::catalog_quote, offset, std::move(text)});
+    problems_.push_back({"catalog-quote"_rule, offset, std::move(text)});
   }
 
   // Placeholders as shown, each with the name of its attribute.
@@ -175,18 +175,18 @@ class translation_check {
                     [](const template_problem& found) { return leaves_placeholders(found.rule); });
     for (const auto& [placeholder, name] : wanted)
       if (given.count(placeholder) == 0 && (is_certain || !may_stand_for(name)))
-        problems_.push_back({diagnostic_rule::catalog_placeholder, std::string::npos,
+        problems_.push_back({"catalog-placeholder"_rule, std::string::npos,
                              "the placeholder " + placeholder + " of the source is missing"});
     for (const auto& [placeholder, name] : given)
       if (wanted.count(placeholder) == 0 && is_certain)
-        problems_.push_back({diagnostic_rule::catalog_placeholder, translation_.find(placeholder),
+        problems_.push_back({"catalog-placeholder"_rule, translation_.find(placeholder),
                              "the source has no placeholder " + placeholder});
   }
 
   // Whether all placeholders are read as they are meant where that is a fault.
   static bool leaves_placeholders(diagnostic_rule rule) {
-    return rule == diagnostic_rule::text_attribute || rule == diagnostic_rule::catalog_quote ||
-           rule == diagnostic_rule::template_lost_text;
+    return rule == "text-attribute"_rule || rule == "catalog-quote"_rule ||
+           rule == "template-lost-text"_rule;
   }
 
   // Whether the translation has the name where that of a placeholder stands.
@@ -209,7 +209,7 @@ class translation_check {
   }
 
   void line_feed_problem(bool is_lost, const std::string& verb, size_t offset) {
-    problems_.push_back({diagnostic_rule::catalog_line_feed, offset,
+    problems_.push_back({"catalog-line-feed"_rule, offset,
                          "the text of the source " +
                              (is_lost ? verb + " with a line feed, and its translation does not"
                                       : "does not " + verb.substr(0, verb.size() - 1) +

@@ -100,7 +100,7 @@ class po_reader {
 
   void fault(const std::string& text) { fault(text, at()); }
   void fault(const std::string& text, size_t offset) {
-    found_.add(diagnostic_rule::po_syntax, po_place(source_, offset), text);
+    found_.add("po-syntax"_rule, po_place(source_, offset), text);
     spoil_entry();
   }
 
@@ -269,7 +269,7 @@ class po_reader {
     const auto [first, is_new] = known_.emplace(
         entry_.context.is_given ? entry_.context.text : entry_.id.text, begin_offset_);
     if (!is_new && !entry_.is_obsolete)
-      found_.add(diagnostic_rule::po_syntax, po_place(source_, begin_offset_),
+      found_.add("po-syntax"_rule, po_place(source_, begin_offset_),
                  "the message " + in_quotes(first->first) + " is here twice",
                  po_place(source_, first->second), "it is here first");
     document_.entries.push_back(std::move(entry_));
@@ -277,7 +277,7 @@ class po_reader {
 
   void add_header() {
     if (header_offset_ != no_offset)
-      return found_.add(diagnostic_rule::po_syntax, po_place(source_, begin_offset_),
+      return found_.add("po-syntax"_rule, po_place(source_, begin_offset_),
                         "the header is here twice", po_place(source_, header_offset_),
                         "it is here first");
     header_offset_ = begin_offset_;
@@ -338,7 +338,7 @@ bool read_po(const source_text& source, po_document& document, diagnostic_list& 
   if (is_readable)
     po_reader(source, document, found).read();
   else
-    found.add(diagnostic_rule::too_large, po_place(source, 0), "the PO file is larger than 16 MiB");
+    found.add("too-large"_rule, po_place(source, 0), "the PO file is larger than 16 MiB");
   return is_readable;
 }
 

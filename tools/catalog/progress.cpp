@@ -97,7 +97,7 @@ class progress_counter {
 
   void add_untranslated(const std::string& id, catalog_progress& progress) {
     ++progress.counts.untranslated;
-    found_.add(diagnostic_rule::catalog_untranslated, place_of_untranslated(id, progress.name),
+    found_.add("catalog-untranslated"_rule, place_of_untranslated(id, progress.name),
                "the message " + in_quotes(id) + " is not translated");
   }
 

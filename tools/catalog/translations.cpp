@@ -35,7 +35,7 @@ class translation_reader {
     const catalog_locale locale = icu_locale(name);
     result_.locale = locale.name;
     if (locale.name.empty())
-      found_.add(diagnostic_rule::catalog_locale, place_of_language(),
+      found_.add("catalog-locale"_rule, place_of_language(),
                  "no locale " + in_quotes(name) + ": " + locale.problem +
                      "; give one in the header, as \"Language: pt_BR\\n\"");
     else if (!language.empty())
@@ -47,7 +47,7 @@ class translation_reader {
   void check_file_name(const std::string& name) {
     const std::string named = icu_locale(name).name;
     if (named.empty() || named == result_.locale || !has_known_language(named)) return;
-    found_.add(diagnostic_rule::catalog_name, place_of_language(),
+    found_.add("catalog-name"_rule, place_of_language(),
                "the file is named for " + in_quotes(named) + ", and its translations are for " +
                    in_quotes(result_.locale) + " by this header");
   }
@@ -59,20 +59,20 @@ class translation_reader {
 
   void read_entry(const po_entry& entry) {
     if (!entry.context.is_given)
-      return add(diagnostic_rule::catalog_unknown, entry.id,
+      return add("catalog-unknown"_rule, entry.id,
                  "a message without msgctxt belongs to no definition");
     const auto message = by_id_.find(entry.context.text);
     if (message == by_id_.end())
-      return add(diagnostic_rule::catalog_unknown, entry.context,
+      return add("catalog-unknown"_rule, entry.context,
                  "no message " + in_quotes(entry.context.text) + " in the sources");
     const std::string& id = message->second->id();
     if (entry.translation.text.empty())
       result_.empty[id] = po_place(*document_.source, entry.translation.begin);
     else if (entry.id.text != message->second->text())
-      add_fuzzy(id, diagnostic_rule::catalog_changed, entry.id,
+      add_fuzzy(id, "catalog-changed"_rule, entry.id,
                 "the text of the message is another one now; kplog catalog merge brings it here");
     else if (entry.is_fuzzy())
-      add_fuzzy(id, diagnostic_rule::catalog_fuzzy, entry.translation,
+      add_fuzzy(id, "catalog-fuzzy"_rule, entry.translation,
                 "a fuzzy translation is not shown; take its mark away when it is right");
     else
       read_translation(entry, *message->second);
@@ -100,7 +100,7 @@ class translation_reader {
   void check_code_page(const po_string& translation, const code_page_repertoire& code_page) {
     const size_t missing = code_page.first_missing(translation.text);
     if (missing == std::string::npos) return;
-    found_.add(diagnostic_rule::code_page, po_place(*document_.source, translation, missing),
+    found_.add("code-page"_rule, po_place(*document_.source, translation, missing),
                "the code page " + code_page.name() + " cannot hold this character");
   }
 
@@ -132,7 +132,7 @@ void find_conflicts(const std::vector<catalog_translations>& files, diagnostic_l
     for (const auto& [id, text] : file.templates) {
       const auto [first, is_new] = first_files.emplace(locale_and_id(file.locale, id), &file);
       if (!is_new && first->second->templates.at(id) != text)
-        found.add(diagnostic_rule::catalog_conflict, file.places.at(id),
+        found.add("catalog-conflict"_rule, file.places.at(id),
                   "the message " + in_quotes(id) + " has another translation for " +
                       in_quotes(file.locale) + " already",
                   first->second->places.at(id), "it is here first");

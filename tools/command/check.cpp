@@ -45,8 +45,7 @@ static std::string summary_of(const diagnostic_list& found, size_t silenced) {
 static bool may_need_standard(const check_options& options, const definition_input& input,
                               const diagnostic_list& found) {
   return input.file != nullptr && options.standard.empty() &&
-         (found.has(diagnostic_rule::template_attribute) ||
-          found.has(diagnostic_rule::file_selector));
+         (found.has("template-attribute"_rule) || found.has("file-selector"_rule));
 }
 
 // How many findings are not shown.

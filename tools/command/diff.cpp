@@ -40,11 +40,11 @@ static void read_accepted_subject(const std::string& text, accept_option& accept
        colon = colon == 0 ? std::string::npos : text.rfind(':', colon - 1)) {
     const size_t slash = std::min(text.find('/', colon), text.size());
     const std::string code = text.substr(colon + 1, slash - colon - 1);
-    if (!is_change_code(code) && !accepted.code.empty()) continue;
+    if (!change_of_code(code) && !accepted.code.empty()) continue;
     accepted.event = text.substr(0, colon);
     accepted.code = code;
     accepted.name = text.substr(std::min(slash + 1, text.size()));
-    if (is_change_code(code)) return;
+    if (change_of_code(code)) return;
   }
 }
 
@@ -57,7 +57,7 @@ static accept_option read_accepted(const std::string& text) {
   if (equals + 1 >= text.size() || accepted.code.empty())
     throw std::invalid_argument("EVENT:CODE=REASON is expected, not " + in_quotes(text));
   accepted.reason = text.substr(equals + 1);
-  if (!is_change_code(accepted.code))
+  if (!change_of_code(accepted.code))
     throw std::invalid_argument("no difference " + in_quotes(accepted.code) +
                                 nearest_name_hint(accepted.code, change_codes()));
   return accepted;
@@ -79,7 +79,7 @@ class change_judge {
       for (const accepted_difference& accepted : event.accepted) report_unused(accepted, found);
     for (const accept_option& option : options_)
       if (used_.count(&option) == 0)
-        found.add(diagnostic_rule::unused_accept, {&command_line_, 0, 0},
+        found.add("unused-accept"_rule, {&command_line_, 0, 0},
                   "--accept " + option.written + ": nothing of this is different");
   }
 
@@ -99,7 +99,7 @@ class change_judge {
 
   static bool concerns(const definition_change& change, const std::string& code,
                        const std::string& name) {
-    return change_row(change.rule).code == code &&
+    return change.rule->code == code &&
            std::find(change.names.begin(), change.names.end(), name) != change.names.end();
   }
 
@@ -108,7 +108,7 @@ class change_judge {
       return event != nullptr && event->name.value == option.event;
     };
     return (is_named(change.event.now) || is_named(change.event.before)) &&
-           (option.name.empty() ? change_row(change.rule).code == option.code
+           (option.name.empty() ? change.rule->code == option.code
                                 : concerns(change, option.code, option.name));
   }
 
@@ -120,20 +120,18 @@ class change_judge {
   // Beside a compiled file some differences are not looked for.
   bool is_looked_for(const accepted_difference& accepted) const {
     if (before_.is_source && now_.is_source) return true;
-    return std::none_of(change_rules.begin(), change_rules.end(), [&](const auto& row) {
-      return row.code == accepted.code && row.is_of_sources;
-    });
+    return !change_of_code(accepted.code)->is_of_sources;
   }
 
   void report_unused(const accepted_difference& accepted, diagnostic_list& found) const {
     const std::string& version = before_.set.log_version.value;
     if (used_.count(&accepted) != 0) return;
     if (accepted.since.value != version)
-      found.add(diagnostic_rule::unused_accept, accepted.since.place,
+      found.add("unused-accept"_rule, accepted.since.place,
                 "this is accepted since the log version " + in_quotes(accepted.since.value) +
                     ", and OLD has " + in_quotes(version));
     else if (is_looked_for(accepted))
-      found.add(diagnostic_rule::unused_accept, accepted.place,
+      found.add("unused-accept"_rule, accepted.place,
                 "nothing is different that is " + in_quotes(accepted.written()));
   }
 

@@ -227,7 +227,7 @@ static void complete(emit_options& options) {
 
 static lock_waiting waiting_for_locks(const emit_signals& signals, emit_report& report) {
   return {[&signals] { return signals.ending() != 0; },
-          [&report](const std::string& note) { report.problem(diagnostic_rule::lock_held, note); }};
+          [&report](const std::string& note) { report.problem("lock-held"_rule, note); }};
 }
 
 static emit_outputs open_outputs(const emit_options& options, const event_set& events,
@@ -236,7 +236,7 @@ static emit_outputs open_outputs(const emit_options& options, const event_set& e
   // Only text is written in it, but a name that is none is an error for all.
   static_cast<void>(log_code_page(options.code_page));
   const std::function<void(const std::string&)> tell = [&report](const std::string& note) {
-    report.problem(diagnostic_rule::unfinished_line, note);
+    report.problem("unfinished-line"_rule, note);
   };
   const sink_options shared{events.version(), options.code_page, tell, waiting};
   for (const std::string& sink : options.sinks)
@@ -306,13 +306,13 @@ void emit_run::reload() {
   try {
     filter_.reload();
   } catch (const file_error& error) {
-    report_.problem(diagnostic_rule::unreadable, error.what());
+    report_.problem("unreadable"_rule, error.what());
   }
 }
 
 command_outcome emit_run::outcome_of(const emit_end& end) {
   for (const std::string& text : end.unread)
-    report_.problem(diagnostic_rule::unread_input, text + ", because a signal ended the run");
+    report_.problem("unread-input"_rule, text + ", because a signal ended the run");
   if (end.is_cut_short && options_.listen.empty()) return outcome_of_signal(options_, end.signal);
   return end.unread.empty() ? command_outcome::good : command_outcome::findings;
 }
@@ -325,7 +325,7 @@ command_outcome emit_run::read_all(emit_signals& signals) {
     outcome = outcome_of(loop.run());
   } catch (const file_error& error) {
     if (error.use() == file_use::writing) throw;
-    outcome = fail(diagnostic_rule::unreadable, error.what());
+    outcome = fail("unreadable"_rule, error.what());
   }
   pipeline_.write();
   return outcome;
@@ -337,7 +337,7 @@ command_outcome emit_run::run(emit_signals& signals) {
   try {
     outcome = read_all(signals);
   } catch (const file_error& error) {
-    outcome = fail(diagnostic_rule::unwritable, error.what());
+    outcome = fail("unwritable"_rule, error.what());
   }
   report_.closing(pipeline_.tallies());
   const bool has_findings = total_of(pipeline_.tallies()).bad != 0;
@@ -358,7 +358,7 @@ static command_outcome emit(emit_options& options, std::ostream& log) {
     try {
       return emit_run(options, report, signals).run(signals);
     } catch (const lock_given_up& error) {
-      report.problem(diagnostic_rule::lock_held, error.what());
+      report.problem("lock-held"_rule, error.what());
       return outcome_of_signal(options, signals.ending());
     }
   });

@@ -206,15 +206,15 @@ static constexpr std::array<severity_name_row, 3> severity_names = {{
 }};
 
 // What is an error for the library stays one.
-static bool is_severity_free(const diagnostic_rule_row& row) {
-  return row.kind == rule_kind::advice || row.severity != rule_severity::error;
+static bool is_severity_free(diagnostic_rule rule) {
+  return rule->kind == rule_kind::advice || rule->severity != rule_severity::error;
 }
 
 std::vector<std::string> severity_settings() {
   std::vector<std::string> settings;
-  for (const diagnostic_rule_row& row : diagnostic_rules)
+  for (const diagnostic_rule rule : diagnostic_rules())
     for (const severity_name_row& known : severity_names)
-      if (is_severity_free(row)) settings.push_back(std::string(row.code) + "=" + known.name);
+      if (is_severity_free(rule)) settings.push_back(std::string(rule->code) + "=" + known.name);
   return settings;
 }
 
@@ -227,8 +227,8 @@ void add_severity_option(CLI::App& command, std::vector<std::string>& settings) 
 
 static std::string unknown_rule(const std::string& code) {
   std::vector<std::string_view> codes;
-  for (const diagnostic_rule_row& row : diagnostic_rules)
-    if (is_severity_free(row)) codes.emplace_back(row.code);
+  for (const diagnostic_rule rule : diagnostic_rules())
+    if (is_severity_free(rule)) codes.emplace_back(rule->code);
   return "no rule " + in_quotes(code) + nearest_name_hint(code, codes);
 }
 
@@ -236,12 +236,12 @@ static std::string unknown_rule(const std::string& code) {
 static std::string set_severity(const std::string& text, diagnostic_list& found) {
   const size_t equals = std::min(text.find('='), text.size());
   const std::string code = text.substr(0, equals);
-  const diagnostic_rule_row* const row = rule_of_code(code);
-  if (row == nullptr) return unknown_rule(code);
-  if (!is_severity_free(*row)) return "findings of " + in_quotes(code) + " are always errors";
+  const diagnostic_rule rule = rule_of_code(code);
+  if (!rule) return unknown_rule(code);
+  if (!is_severity_free(rule)) return "findings of " + in_quotes(code) + " are always errors";
   for (const severity_name_row& known : severity_names) {
     if (text.substr(equals) != std::string("=") + known.name) continue;
-    found.set_severity(row->rule, known.severity);
+    found.set_severity(rule, known.severity);
     return "";
   }
   return code + "=off, " + code + "=warning or " + code + "=error is expected, not " +

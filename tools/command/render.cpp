@@ -103,7 +103,7 @@ static command_outcome show_records(const render_options& options, record_render
     record_files files(options.records);
     if (!rendering.show(files)) return command_outcome::file_error;
   } catch (const file_error& error) {
-    report.problem(diagnostic_rule::unreadable, error.what());
+    report.problem("unreadable"_rule, error.what());
     outcome = command_outcome::file_error;
   }
   report.tell_hidden();

@@ -7,7 +7,7 @@
 
 #include "recording/definitions/model.h"
 #include "recording/definitions/standard_set.h"
-#include "recording/report/change_rules.h"
+#include "recording/report/rules.h"
 
 struct event_pair {
   const event_model* before = nullptr;  // null: the event is new

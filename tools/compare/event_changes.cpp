@@ -56,8 +56,8 @@ static change_rule type_change_rule(kp_AttributeType before, kp_AttributeType no
   const bool are_strings = before != TypeGUID && now != TypeGUID && is_string_attribute(before) &&
                            is_string_attribute(now);
   const bool are_unicode = is_unicode_string_attribute(before) && is_unicode_string_attribute(now);
-  if (!are_strings && !are_unicode) return change_rule::attribute_type;
-  return now > before ? change_rule::attribute_widened : change_rule::attribute_narrowed;
+  if (!are_strings && !are_unicode) return "attribute-type"_change;
+  return now > before ? "attribute-widened"_change : "attribute-narrowed"_change;
 }
 
 void add_type_change(kp_AttributeType type_before, const attribute_model& is,
@@ -73,9 +73,9 @@ void add_attribute_changes(const attribute_pair& pair, const attribute_report& r
   const attribute_model& is = *pair.now;
   add_type_change(was.type, is, &was, report);
   if (was.redirection.value != is.redirection.value)
-    report.add(change_rule::redirect, &was, &is, "has another redirection");
+    report.add("redirect"_change, &was, &is, "has another redirection");
   if (!report.has_notes || was.note == is.note) return;
-  definition_change& change = report.add(change_rule::note, &was, &is, "has another note");
+  definition_change& change = report.add("note"_change, &was, &is, "has another note");
   change.before_text = was.note;
   change.now_text = is.note;
 }
@@ -124,7 +124,7 @@ class event_comparison {
 
   void compare_selectors() {
     definition_change& change = add(
-        change_rule::selector, was_.selector.place, is_.selector.place,
+        "selector"_change, was_.selector.place, is_.selector.place,
         "messages were selected by " + selector_text(was_) + ", and are by " + selector_text(is_));
     change.names.clear();
     for (const event_model* event : {&is_, &was_})
@@ -142,22 +142,22 @@ class event_comparison {
 
   void compare_header() {
     if (has_names_ && was_.name.value != is_.name.value)
-      add(change_rule::event_renamed, was_.name.place, is_.name.place,
+      add("event-renamed"_change, was_.name.place, is_.name.place,
           was_and_is("the name", in_quotes(was_.name.value), in_quotes(is_.name.value)));
     if (was_.id.value != is_.id.value)
-      add(change_rule::event_id, was_.id.place, is_.id.place,
+      add("event-id"_change, was_.id.place, is_.id.place,
           was_and_is("the ID", std::to_string(was_.id.value), std::to_string(is_.id.value)));
     if (was_.flags != is_.flags)
-      add(change_rule::event_flags, was_.name.place, is_.name.place,
+      add("event-flags"_change, was_.name.place, is_.name.place,
           "the property flags were 0x" + hexadecimal(was_.flags, 8) + ", and are 0x" +
               hexadecimal(is_.flags, 8));
     if (was_.second_word.value != is_.second_word.value)
-      add(change_rule::second_word, was_.second_word.place, is_.second_word.place,
+      add("second-word"_change, was_.second_word.place, is_.second_word.place,
           was_and_is("the second word", std::to_string(was_.second_word.value),
                      std::to_string(is_.second_word.value)));
     if (!has_names_ || was_.note == is_.note) return;
     definition_change& change =
-        add(change_rule::note, was_.name.place, is_.name.place, "the event has another note");
+        add("note"_change, was_.name.place, is_.name.place, "the event has another note");
     change.before_text = was_.note;
     change.now_text = is_.note;
   }
@@ -172,12 +172,12 @@ class event_comparison {
     for (const attribute_pair& pair : pairs.kept)
       if (pair.before->name.value != pair.now->name.value) report_renamed(pair);
     for (const attribute_model* was : pairs.gone)
-      report.add(change_rule::attribute_removed, was, nullptr, "is gone");
+      report.add("attribute-removed"_change, was, nullptr, "is gone");
     for (const attribute_model* is : pairs.added)
-      report.add(change_rule::attribute_added, nullptr, is, "is new");
+      report.add("attribute-added"_change, nullptr, is, "is new");
     for (const attribute_model* is : pairs.added) compare_hidden(*is, report);
     for (const attribute_pair& pair : pairs.kept) add_attribute_changes(pair, report);
-    add_attribute_order_change(pairs, change_rule::attribute_order, report);
+    add_attribute_order_change(pairs, "attribute-order"_change, report);
   }
 
   // An attribute of the event hides one of its name that is valid for every event.
@@ -201,7 +201,7 @@ class event_comparison {
   }
 
   void report_renamed(const attribute_pair& pair) {
-    add(change_rule::attribute_renamed, pair.before->name.place, pair.now->name.place,
+    add("attribute-renamed"_change, pair.before->name.place, pair.now->name.place,
         "the attribute " + in_quotes(pair.before->name.value) + " has the name " +
             in_quotes(pair.now->name.value) + " now")
         .names = {pair.now->name.value, pair.before->name.value};

@@ -29,7 +29,7 @@ class message_comparison {
     for (const message_model& is : event_.now->messages) compare_selected(is);
     for (const message_model& was : event_.before->messages)
       if (kept_.count(&was) == 0)
-        add(change_rule::message_removed, &was, nullptr, described(was) + " is gone");
+        add("message-removed"_change, &was, nullptr, described(was) + " is gone");
     compare_order();
   }
 
@@ -88,25 +88,23 @@ class message_comparison {
 
   void compare_selected(const message_model& is) {
     const message_model* const was = former(is);
-    if (was == nullptr)
-      return add(change_rule::message_added, nullptr, &is, described(is) + " is new");
+    if (was == nullptr) return add("message-added"_change, nullptr, &is, described(is) + " is new");
     kept_.emplace(was, &is);
     order_.push_back(was);
     if (was->index.value != is.index.value)
-      add(change_rule::message_index, was, &is,
+      add("message-index"_change, was, &is,
           "the index was " + std::to_string(was->index.value) + ", and is " +
               std::to_string(is.index.value));
     if (was->value.value != is.value.value)
-      add(change_rule::message_value, was, &is,
+      add("message-value"_change, was, &is,
           described(is) + " was selected by " + std::to_string(was->value.value) + ", and is by " +
               std::to_string(is.value.value));
     if (has_names_ && was->name.value != is.name.value)
-      add(change_rule::message_name, was, &is,
+      add("message-name"_change, was, &is,
           described(is) + " had " + name_text(*was) + ", and has " + name_text(is));
     if (was->id.value != is.id.value)
-      add(says_the_same(*was, is) && !had_other_text(is.id.value, is)
-              ? change_rule::message_id
-              : change_rule::message_repointed,
+      add(says_the_same(*was, is) && !had_other_text(is.id.value, is) ? "message-id"_change
+                                                                      : "message-repointed"_change,
           was, &is,
           described(is) + " had the ID " + in_quotes(was->id.value) + ", and has " +
               in_quotes(is.id.value));
@@ -137,7 +135,7 @@ class message_comparison {
   void compare_order() {
     const message_model* const misplaced = first_misplaced(order_);
     if (misplaced != nullptr)
-      add(change_rule::message_order, misplaced, kept_.at(misplaced),
+      add("message-order"_change, misplaced, kept_.at(misplaced),
           described(*kept_.at(misplaced)) + " stands after others than it did");
   }
 
@@ -148,17 +146,16 @@ class message_comparison {
     if (was.template_bytes.empty())
       compare_catalog_text(what, was, is);
     else if (!compare_formats(what, was, is) && was.template_bytes != is.template_bytes)
-      add(change_rule::message_template, &was, &is, what + " has another template");
+      add("message-template"_change, &was, &is, what + " has another template");
   }
 
   void report_text(const std::string& what, const message_model& was, const message_model& is,
                    const std::string& before, const std::string& now) {
     const message_model* const other = was.id.value == is.id.value ? former_of_text(now) : nullptr;
     if (other == nullptr)
-      add(change_rule::message_text, &was, &is, what + " has another text");
+      add("message-text"_change, &was, &is, what + " has another text");
     else
-      add(change_rule::message_repointed, &was, &is,
-          what + " has the text of " + described(*other));
+      add("message-repointed"_change, &was, &is, what + " has the text of " + described(*other));
     changes_.back().before_text = before;
     changes_.back().now_text = now;
   }
@@ -203,7 +200,7 @@ class message_comparison {
 
   void report_format(const std::string& what, const message_model& was, const message_model& is,
                      std::string_view name, kp_AttributeType type) {
-    add(change_rule::message_format, &was, &is,
+    add("message-format"_change, &was, &is,
         what + " " + in_quotes(name) + ", which is " +
             (type == TypeUnknown ? "gone" : std::string("a ") + short_type_name(type) + " now"));
   }

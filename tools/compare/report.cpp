@@ -82,8 +82,8 @@ static void write_change(std::ostream& out, const judged_change& judged,
   const definition_change& change = judged.change;
   const bool is_breaking = judged.breaks() != breaks_nobody;
   out << "  " << place_text(main_place(change)) << (is_breaking ? colors.breaking : "")
-      << change_row(change.rule).code << (is_breaking ? colors.end : "") << ": "
-      << terminal_text(change.text) << judgement(judged) << '\n';
+      << change.rule->code << (is_breaking ? colors.end : "") << ": " << terminal_text(change.text)
+      << judgement(judged) << '\n';
   write_text(out, colors.before, "    - ", change.before_text, colors);
   write_text(out, colors.now, "    + ", change.now_text, colors);
 }
@@ -122,7 +122,7 @@ static change_json json_change(const judged_change& judged) {
   const event_model* const event =
       change.event.now != nullptr ? change.event.now : change.event.before;
   change_json object;
-  object["code"] = change_row(change.rule).code;
+  object["code"] = change.rule->code;
   object["breaks"] = change_json::array();
   for (const change_class_row& row : change_classes)
     if ((judged.breaks() & row.bit) != 0) object["breaks"].push_back(row.name);
@@ -131,7 +131,7 @@ static change_json json_change(const judged_change& judged) {
     object["id"] = event->id.value;
   }
   object["text"] = change.text;
-  object["accept"] = std::string(change_row(change.rule).code) + "/" + change.names.front();
+  object["accept"] = std::string(change.rule->code) + "/" + change.names.front();
   object["before"] = json_place(change.before, change.before_text);
   object["now"] = json_place(change.now, change.now_text);
   if (judged.is_accepted()) object["accepted"] = judged.accepted;

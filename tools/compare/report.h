@@ -15,7 +15,7 @@ struct judged_change {
   std::string accepted;  // the reason; empty: it is not accepted
 
   bool is_accepted() const { return !accepted.empty(); }
-  unsigned breaks() const { return is_accepted() ? breaks_nobody : change_row(change.rule).breaks; }
+  unsigned breaks() const { return is_accepted() ? breaks_nobody : change.rule->breaks; }
 };
 
 // How many differences break each class, and how many are accepted.

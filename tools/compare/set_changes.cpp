@@ -208,7 +208,7 @@ class definition_comparison {
     const placed<std::string>& is = now_.set.log_version;
     if (was.value != is.value)
       changes_.push_back(
-          {change_rule::log_version,
+          {"log-version"_change,
            {},
            was.place,
            is.place,
@@ -220,7 +220,7 @@ class definition_comparison {
     for (const auto& [name, bits] : before_.set.flags) compare_flag(name, bits);
     for (const auto& [name, bits] : now_.set.flags)
       if (before_.set.flags.count(name) == 0)
-        changes_.push_back({change_rule::flag_added,
+        changes_.push_back({"flag-added"_change,
                             {},
                             {},
                             bits.place,
@@ -231,14 +231,14 @@ class definition_comparison {
   void compare_flag(const std::string& name, const placed<uint32_t>& was) {
     const auto is = now_.set.flags.find(name);
     if (is == now_.set.flags.end())
-      changes_.push_back({change_rule::flag_removed,
+      changes_.push_back({"flag-removed"_change,
                           {},
                           was.place,
                           {},
                           "the flag " + in_quotes(name) + " is gone",
                           {name}});
     else if (is->second.value != was.value)
-      changes_.push_back({change_rule::flag_value,
+      changes_.push_back({"flag-value"_change,
                           {},
                           was.place,
                           is->second.place,
@@ -250,10 +250,10 @@ class definition_comparison {
     const std::vector<id_range>& was = before_.set.retired;
     const std::vector<id_range>& is = now_.set.retired;
     for (const id_range& lost : ids_outside(was, is))
-      add_range_change(change_rule::retired_removed, lost.place, {}, lost,
+      add_range_change("retired-removed"_change, lost.place, {}, lost,
                        ids_text(lost, "is", "are") + " not retired any more");
     for (const id_range& gained : ids_outside(is, was))
-      add_range_change(change_rule::retired_added, {}, gained.place, gained,
+      add_range_change("retired-added"_change, {}, gained.place, gained,
                        ids_text(gained, "is", "are") + " retired now");
   }
 
@@ -261,10 +261,10 @@ class definition_comparison {
     const std::vector<id_range>& was = before_.set.id_ranges;
     const std::vector<id_range>& is = now_.set.id_ranges;
     for (const id_range& lost : ids_outside(was, is))
-      add_range_change(change_rule::ids_removed, lost.place, {}, lost,
+      add_range_change("ids-removed"_change, lost.place, {}, lost,
                        ids_text(lost, "lies", "lie") + " in no range any more");
     for (const id_range& gained : ids_outside(is, was))
-      add_range_change(change_rule::ids_added, {}, gained.place, gained,
+      add_range_change("ids-added"_change, {}, gained.place, gained,
                        ids_text(gained, "lies", "lie") + " in a range now");
   }
 
@@ -289,12 +289,12 @@ class definition_comparison {
         "the global attribute ", {}, before_.is_source && now_.is_source, {}, changes_};
     const attribute_pairs pairs(before_.set.globals, now_.set.globals);
     for (const attribute_model* was : pairs.gone)
-      report.add(change_rule::global_removed, was, nullptr, "is gone");
+      report.add("global-removed"_change, was, nullptr, "is gone");
     for (const attribute_pair& pair : pairs.kept) add_attribute_changes(pair, report);
     for (const attribute_model* is : pairs.added)
-      report.add(change_rule::global_added, nullptr, is, "is new");
+      report.add("global-added"_change, nullptr, is, "is new");
     for (const attribute_model* is : pairs.added) add_replaced_global(*is, report);
-    add_attribute_order_change(pairs, change_rule::global_order, report);
+    add_attribute_order_change(pairs, "global-order"_change, report);
   }
 
   // A global attribute takes the place of that of the STD set.
@@ -316,7 +316,7 @@ class definition_comparison {
     });
     if (pair == pairs_.end()) return;
     changes_.push_back(
-        {change_rule::event_order,
+        {"event-order"_change,
          {},
          pair->before->name.place,
          pair->now->name.place,
@@ -328,7 +328,7 @@ class definition_comparison {
     if (pair.now == nullptr) return report_removed(pair);
     report_reused_id(pair);
     if (pair.before == nullptr)
-      changes_.push_back({change_rule::event_added,
+      changes_.push_back({"event-added"_change,
                           pair,
                           {},
                           pair.now->name.place,
@@ -351,16 +351,16 @@ class definition_comparison {
     const std::string was = name_before(pair);
     const std::string& is = names_now_.of(pair.now->id.value);
     if (was != is && !was.empty())
-      add_name_change(change_rule::default_id, pair,
+      add_name_change("default-id"_change, pair,
                       "the default message had the ID " + in_quotes(was) +
                           ", by which records name the event, and has " + in_quotes(is));
     else if (pair.before != nullptr && pair.before->message.id.value != pair.now->message.id.value)
-      add_name_change(change_rule::message_id, pair,
+      add_name_change("message-id"_change, pair,
                       "the default message had the ID " + in_quotes(pair.before->message.id.value) +
                           ", and has " + in_quotes(pair.now->message.id.value));
     const std::vector<std::string>& owners = names_before_.owners(is);
     if (was != is && owners.size() == 1 && names_now_.owners(is).size() > 1)
-      add_name_change(change_rule::default_id_shared, pair,
+      add_name_change("default-id-shared"_change, pair,
                       "the default message has the ID " + in_quotes(is) +
                           ", by which records name " + in_quotes(owners.front()));
   }
@@ -382,7 +382,7 @@ class definition_comparison {
     const bool is_retired = std::any_of(retired.begin(), retired.end(), [&](const id_range& r) {
       return r.holds(pair.before->id.value);
     });
-    changes_.push_back({change_rule::event_removed,
+    changes_.push_back({"event-removed"_change,
                         pair,
                         pair.before->name.place,
                         {},
@@ -397,7 +397,7 @@ class definition_comparison {
     const std::string what = "the ID " + std::to_string(id);
     const event_model* const former = event_before(id);
     if (former != nullptr && former != pair.before)
-      changes_.push_back({change_rule::id_reused,
+      changes_.push_back({"id-reused"_change,
                           pair,
                           former->id.place,
                           pair.now->id.place,
@@ -406,7 +406,7 @@ class definition_comparison {
     if (former != nullptr) return;
     for (const id_range& range : before_.set.retired)
       if (range.holds(id))
-        changes_.push_back({change_rule::id_reused,
+        changes_.push_back({"id-reused"_change,
                             pair,
                             range.place,
                             pair.now->id.place,

@@ -28,7 +28,7 @@ class definition_file_checker {
     const std::string_view padding = field.substr(file_.set.log_version.value.size());
     const bool is_padded = !padding.empty() && padding.find_first_not_of('\0') == padding.npos;
     if (!is_padded)
-      found_.add(diagnostic_rule::file_version, file_.set.log_version.place,
+      found_.add("file-version"_rule, file_.set.log_version.place,
                  "the log version is a text of at most 7 characters, filled up with NULs");
   }
 
@@ -42,7 +42,7 @@ class definition_file_checker {
       const auto [former, is_new] = places.emplace(global.name.value, global.name.place);
       if (!is_new)
         found_.add(
-            diagnostic_rule::file_hidden, former->second,
+            "file-hidden"_rule, former->second,
             "a later global attribute " + in_quotes(global.name.value) + " replaces this one",
             global.name.place, "it comes again here");
       former->second = global.name.place;
@@ -50,8 +50,7 @@ class definition_file_checker {
   }
 
   void check_attribute_name(const placed<std::string>& name) {
-    if (name.value.empty())
-      found_.add(diagnostic_rule::bad_name, name.place, "an attribute has a name");
+    if (name.value.empty()) found_.add("bad-name"_rule, name.place, "an attribute has a name");
   }
 
   // The library replaces an attribute that comes again when it is the selector.
@@ -63,7 +62,7 @@ class definition_file_checker {
       add_time_attribute_fault(attribute, found_);
       const auto [former, is_new] = places.emplace(name.value, name.place);
       if (!is_new && name.value != event.selector.value)
-        found_.add(diagnostic_rule::file_attribute, name.place,
+        found_.add("file-attribute"_rule, name.place,
                    "the attribute " + in_quotes(name.value) + " comes again in this record",
                    former->second, "it comes first here");
     }
@@ -76,10 +75,10 @@ class definition_file_checker {
     const attribute_model* const selector = known_.selector(event);
     if (selector == nullptr)
       found_.add(
-          diagnostic_rule::file_selector, event.selector.place,
+          "file-selector"_rule, event.selector.place,
           "no attribute " + in_quotes(event.selector.value) + " to select by is declared here");
     else if (!is_selecting_type(selector->type))
-      found_.add(diagnostic_rule::selector_attribute, event.selector.place,
+      found_.add("selector-attribute"_rule, event.selector.place,
                  "an attribute of type UInt1, UInt2 or UInt4 selects a message",
                  selector->name.place, "its type is given here");
   }
@@ -103,7 +102,7 @@ class definition_file_checker {
                     std::unordered_map<uint32_t, source_place>& places) {
     const auto [first, is_new] = places.emplace(number.value, number.place);
     if (!is_new)
-      found_.add(diagnostic_rule::file_hidden, number.place,
+      found_.add("file-hidden"_rule, number.place,
                  std::string("an earlier selector message of this ") + what + " hides this one",
                  first->second, "it comes first here");
   }
@@ -147,7 +146,7 @@ class definition_file_checker {
     size_t end = 0;  // of what is accounted for
     for (const file_extent& extent : extents()) {
       if (extent.begin > end)
-        found_.add(diagnostic_rule::file_unused, {&file_.source, 0, end},
+        found_.add("file-unused"_rule, {&file_.source, 0, end},
                    counted(extent.begin - end, "byte") + " from here on: nothing refers to them");
       end = std::max(end, extent.end);
     }

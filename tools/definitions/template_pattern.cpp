@@ -74,7 +74,7 @@ bool template_pattern::is_safe(std::vector<template_problem>& problems) const {
     const icu::UnicodeString format = parsed_.getSubstring(part);
     if (!is_endless(format)) continue;
     std::string name;
-    problems.push_back({diagnostic_rule::template_format, offset_of(part.getIndex()),
+    problems.push_back({"template-format"_rule, offset_of(part.getIndex()),
                         "the format " + in_quotes(format.toUTF8String(name)) +
                             " may keep ICU busy for ever; show the number as it is"});
     is_safe = false;
@@ -83,7 +83,7 @@ bool template_pattern::is_safe(std::vector<template_problem>& problems) const {
 }
 
 static void add_quoted(const template_piece& piece, std::vector<template_problem>& problems) {
-  problems.push_back({diagnostic_rule::template_quoted, piece.offset,
+  problems.push_back({"template-quoted"_rule, piece.offset,
                       "the apostrophe before it quotes this placeholder, so that ICU does not show "
                       "its value; an apostrophe is written ''"});
 }
@@ -138,7 +138,7 @@ template_problem template_pattern::syntax_fault() const {
   const auto* row = std::find_if(pattern_faults.begin(), pattern_faults.end(),
                                  [&](const auto& r) { return r.status == status_; });
   const size_t offset = error_.offset > 0 ? offset_of(error_.offset) : open_argument();
-  return {diagnostic_rule::template_refused, offset,
+  return {"template-refused"_rule, offset,
           row == pattern_faults.end() ? u_errorName(status_) : row->text};
 }
 
@@ -158,11 +158,11 @@ std::optional<template_problem> template_pattern::argument_fault() const {
   for (int i = 0; i < parsed_.countParts(); ++i) {
     const icu::MessagePattern::Part& part = parsed_.getPart(i);
     if (part.getType() == UMSGPAT_PART_TYPE_ARG_NUMBER && part.getValue() > 9)
-      return {{diagnostic_rule::template_refused, offset_of(part.getIndex()),
+      return {{"template-refused"_rule, offset_of(part.getIndex()),
                "arguments have the numbers 0 to 9"}};
     if (part.getType() != UMSGPAT_PART_TYPE_ARG_START || (fault && i > end)) continue;
     if (has_formatter(i)) continue;
-    fault = {diagnostic_rule::template_refused, offset_of(part.getIndex()),
+    fault = {"template-refused"_rule, offset_of(part.getIndex()),
              "ICU has no such format for an argument"};
     end = parsed_.getLimitPartIndex(i);
   }
@@ -186,10 +186,10 @@ template_problem template_pattern::fault(const std::string& refusal) const {
   if (placeholders_.size() > icu_argument_limit)
     return eleventh_placeholder(placeholders_[icu_argument_limit].piece->offset);
   if (is_deep_)
-    return {diagnostic_rule::template_refused, 0,
+    return {"template-refused"_rule, 0,
             "braces nest more than 100 deep, and the library hands no such text to ICU"};
   if (U_FAILURE(status_)) return syntax_fault();
   if (const auto argument = argument_fault()) return *argument;
-  return {diagnostic_rule::template_refused, own_argument(),
+  return {"template-refused"_rule, own_argument(),
           has_own_arguments() ? "ICU cannot show the value of this argument in this way" : refusal};
 }

@@ -125,7 +125,7 @@ static void check_by_icu(const template_rendering& rendering, const template_pat
 static void check_by_bytes(const template_rendering& rendering,
                            std::vector<template_problem>& problems) {
   const std::string refusal = refusal_of([&] { rendering.by_bytes(samples.front()); });
-  if (!refusal.empty()) problems.push_back({diagnostic_rule::template_refused, 0, refusal});
+  if (!refusal.empty()) problems.push_back({"template-refused"_rule, 0, refusal});
 }
 
 rendered_template rendered_template_of(const event_model& event, std::string_view bytes,

@@ -124,7 +124,7 @@ class authored_text_reader {
   // To the brace that ends it, over those within it.
   void skip_icu_form() {
     problems_.push_back(
-        {diagnostic_rule::text_brace, at_,
+        {"text-brace"_rule, at_,
          "a text has none of ICU's forms; a raw template has them, as {0,plural,...} for its first "
          "placeholder, and selector messages give each case a text"});
     size_t depth = 0;
@@ -137,7 +137,7 @@ class authored_text_reader {
 
   // A brace without partner stays out; an empty pair is passed over as a whole.
   void skip(const char* why) {
-    problems_.push_back({diagnostic_rule::text_brace, at_, why});
+    problems_.push_back({"text-brace"_rule, at_, why});
     at_ += text_.substr(at_).starts_with("{}") ? size_t{2} : size_t{1};
   }
 
@@ -203,7 +203,7 @@ class template_text_writer {
 
   void write_brace(const authored_piece& piece) {
     if (icu_ && bytes_)
-      problem(diagnostic_rule::text_quote, piece.offset,
+      problem("text-quote"_rule, piece.offset,
               "a brace is quoted for ICU, and the byte renderer would show the quotes");
     if (icu_ && !quote_is_open_) {
       append_literal("'");
@@ -218,15 +218,14 @@ class template_text_writer {
     if (icu_ && bytes_ && next != nullptr &&
         (next->kind == authored_piece::kinds::apostrophe ||
          next->kind == authored_piece::kinds::placeholder))
-      problem(diagnostic_rule::text_quote, piece.offset,
+      problem("text-quote"_rule, piece.offset,
               "an apostrophe here is doubled for ICU, and the byte renderer would show both");
     append_literal(bytes_ ? "'" : "''");
   }
 
   void write_percent(const authored_piece& piece) {
     if (bytes_)
-      problem(diagnostic_rule::text_percent, piece.offset,
-              "the byte renderer cannot show a percent sign");
+      problem("text-percent"_rule, piece.offset, "the byte renderer cannot show a percent sign");
     close_quote();
     if (last_ == last_kinds::literal) template_ += nothing_placeholder;
     if (last_ != last_kinds::nothing) template_ += ' ';
@@ -248,7 +247,7 @@ class template_text_writer {
   // Between two placeholders.
   void separate(const authored_piece& piece) {
     if (bytes_)
-      return problem(diagnostic_rule::text_adjacent, piece.offset,
+      return problem("text-adjacent"_rule, piece.offset,
                      "the byte renderer needs some text between two placeholders");
     std::string nothing = before_;
     nothing.replace(nothing.find('#'), nothing.empty() ? 0 : 1, std::to_string(arguments_ - 1));
@@ -284,10 +283,9 @@ class template_text_writer {
   void refuse_name(const authored_piece& piece, std::string_view name) {
     const std::vector<std::string_view> names = attributes_.names();
     if (is_shown_as_mbchar(name))
-      return problem(diagnostic_rule::text_attribute, piece.offset + 1,
-                     unknown_attribute_text(name));
+      return problem("text-attribute"_rule, piece.offset + 1, unknown_attribute_text(name));
     if (std::find(names.begin(), names.end(), name) != names.end()) return;
-    problem(diagnostic_rule::text_attribute, piece.offset + 1,
+    problem("text-attribute"_rule, piece.offset + 1,
             unknown_attribute_text(name) + nearest_name_hint(name, names));
   }
 
@@ -303,7 +301,7 @@ class template_text_writer {
     if (family.format != '\0') return family.format;
     if (type == TypeDate) return 'D';
     if (type == TypeTime) return 'T';
-    problem(diagnostic_rule::text_format, piece.offset + 1,
+    problem("text-format"_rule, piece.offset + 1,
             "a timestamp needs a format: {" + std::string(piece.text) + ":date} or {" +
                 std::string(piece.text) + ":time}");
     return 'D';
@@ -315,7 +313,7 @@ class template_text_writer {
     const auto* row = std::find_if(chosen_formats.begin(), chosen_formats.end(),
                                    [&](const chosen_format_row& r) { return r.name == name; });
     if (row == chosen_formats.end()) {
-      problem(diagnostic_rule::text_format, offset,
+      problem("text-format"_rule, offset,
               "no format " + in_quotes(name) +
                   "; formats are currency and percent of numbers, date and time of times");
       return 'd';
@@ -324,7 +322,7 @@ class template_text_writer {
         family.family == value_family::integer || family.family == value_family::real;
     const bool is_time = family.family == value_family::time;
     if ((row->for_numbers && is_number) || (row->for_times && is_time)) return row->character;
-    problem(diagnostic_rule::text_format, offset,
+    problem("text-format"_rule, offset,
             "the format " + in_quotes(name) + " is for " + (row->for_times ? "times" : "numbers") +
                 ", and " + in_quotes(piece.text.substr(0, colon)) + " is " +
                 (is_number ? "a number"
@@ -335,7 +333,7 @@ class template_text_writer {
 
   void check_name(const authored_piece& piece, std::string_view name) {
     if (name.find('%') != std::string_view::npos)
-      problem(diagnostic_rule::text_name, piece.offset + 1,
+      problem("text-name"_rule, piece.offset + 1,
               "a name with a percent sign cannot stand in a message");
     if (icu_ && !is_name_for_icu(name)) problems_.push_back(long_name(piece.offset + 1));
   }

@@ -62,7 +62,7 @@ class definition_yaml_writer {
 
  private:
   void lose(const source_place& place, const std::string& what) {
-    found_.add(diagnostic_rule::no_source, place, what + ", which a source cannot say");
+    found_.add("no-source"_rule, place, what + ", which a source cannot say");
   }
 
   std::string text(const placed<std::string>& text) {
@@ -226,17 +226,15 @@ static void compare_bytes(const definition_file& file, diagnostic_list& found) {
   const auto differing =
       std::mismatch(bytes.begin(), bytes.end(), compiled.begin(), compiled.end());
   found.add(
-      diagnostic_rule::file_layout,
-      {&file.source, 0, static_cast<size_t>(differing.first - bytes.begin())},
+      "file-layout"_rule, {&file.source, 0, static_cast<size_t>(differing.first - bytes.begin())},
       "from here on the file is laid out otherwise than kplog compile does; the compiled dump "
       "says the same with other bytes");
 }
 
 // Whether there is a template that ICU refuses, and the byte renderer does not.
 static bool is_for_bytes(const diagnostic_list& found) {
-  return found.has(diagnostic_rule::template_refused) ||
-         found.has(diagnostic_rule::template_format) || found.has(diagnostic_rule::text_too_many) ||
-         found.has(diagnostic_rule::text_name);
+  return found.has("template-refused"_rule) || found.has("template-format"_rule) ||
+         found.has("text-too-many"_rule) || found.has("text-name"_rule);
 }
 
 // A file does not say which renderer it is for: ICU's, when that takes all templates.
@@ -258,7 +256,7 @@ std::string definition_yaml(definition_file& file, diagnostic_list& found,
   complete_file_set(file.set, found, standard);
   std::string yaml = definition_yaml_writer(file.set, found, standard).write();
   if (yaml.size() > source_size_limit)
-    found.add(diagnostic_rule::no_source, {&file.source, 0, 0},
+    found.add("no-source"_rule, {&file.source, 0, 0},
               "the dump is larger than 16 MiB, which a source cannot be");
   if (found.count(rule_severity::error) == 0) compare_bytes(file, found);
   return yaml;

@@ -55,7 +55,7 @@ void emit_report::tell_hidden() {
   if (hidden_ == 0) return;
   const std::string text = counted(hidden_, "more bad record") + ", not shown one by one";
   hidden_ = 0;
-  problem(diagnostic_rule::record_not_shown, text);
+  problem("record-not-shown"_rule, text);
 }
 
 void emit_report::bad_record(const record_line& line, const record_error& error) {
@@ -63,7 +63,7 @@ void emit_report::bad_record(const record_line& line, const record_error& error)
   clear_progress();
   const source_text source = source_text::one_line(*line.source, std::string(line.text),
                                                    static_cast<size_t>(line.number - 1));
-  const diagnostic_rule rule = rule_of_code(record_fault_code(error.fault()))->rule;
+  const diagnostic_rule rule = rule_of_code(record_fault_code(error.fault()));
   diagnostic_list found;
   found.add(rule, {&source, static_cast<size_t>(line.number - 1), error.offset()}, error.text());
   found.write(log_, {&source}, options_.format, options_.color);
@@ -82,9 +82,9 @@ void emit_report::problem(diagnostic_rule rule, const std::string& text) {
 void emit_report::definition_message(const known_event& event) {
   if (!told_.insert(&event).second) return;
   const std::string name = event.name.empty() ? "" : " " + event.name;
-  problem(diagnostic_rule::message_from_definition, "the catalog lacks a message of the event " +
-                                                        std::to_string(event.id) + name +
-                                                        "; the definition's own text is taken");
+  problem("message-from-definition"_rule, "the catalog lacks a message of the event " +
+                                              std::to_string(event.id) + name +
+                                              "; the definition's own text is taken");
 }
 
 void emit_report::damaged(const damaged_definitions& error) {
@@ -100,11 +100,11 @@ command_outcome emit_report::report_failures(const std::function<command_outcome
     return usage_error(log_, error.what());
   } catch (const file_error& error) {
     const bool is_read = error.use() == file_use::reading;
-    problem(is_read ? diagnostic_rule::unreadable : diagnostic_rule::unwritable, error.what());
+    problem(is_read ? "unreadable"_rule : "unwritable"_rule, error.what());
   } catch (const damaged_definitions& error) {
     damaged(error);
   } catch (const std::runtime_error& error) {
-    problem(diagnostic_rule::unreadable, error.what());
+    problem("unreadable"_rule, error.what());
   }
   return command_outcome::file_error;
 }

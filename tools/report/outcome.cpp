@@ -44,14 +44,14 @@ static command_outcome tell(std::ostream& log, const report_options& report, dia
 command_outcome read_error(std::ostream& log, const report_options& report, const std::string& path,
                            int error) {
   const std::string name = input_name(path);
-  return tell(log, report, diagnostic_rule::unreadable, name,
+  return tell(log, report, "unreadable"_rule, name,
               file_error(file_use::reading, "read", name, error));
 }
 
 command_outcome write_error(std::ostream& log, const report_options& report,
                             const std::string& path, int error) {
   const std::string name = output_name(path);
-  return tell(log, report, diagnostic_rule::unwritable, name,
+  return tell(log, report, "unwritable"_rule, name,
               file_error(file_use::writing, "write", name, error));
 }
 

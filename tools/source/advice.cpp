@@ -55,17 +55,10 @@ class definition_adviser {
   }
 
   bool is_applied(diagnostic_rule rule) const {
-    switch (rule) {
-      case diagnostic_rule::reused_id:
-        return has_standard_names();
-      case diagnostic_rule::std_no_effect:
-      case diagnostic_rule::std_reload:
-        return options_.standard != nullptr;
-      case diagnostic_rule::code_page:
-        return !options_.code_pages.empty() || !set_.code_pages.empty();
-      default:
-        return true;
-    }
+    if (rule == "reused-id"_rule) return has_standard_names();
+    if (rule == "std-no-effect"_rule || rule == "std-reload"_rule)
+      return options_.standard != nullptr;
+    return rule != "code-page"_rule || !options_.code_pages.empty() || !set_.code_pages.empty();
   }
 
   const event_model* standard_event(const event_model& event) const {
@@ -93,7 +86,7 @@ class definition_adviser {
     if (!name.is_given()) return;
     const size_t odd = first_odd_character(name.value);
     if (odd != std::string::npos)
-      sink_.add({diagnostic_rule::name_characters, place_in_scalar(name.place, name.value, odd),
+      sink_.add({"name-characters"_rule, place_in_scalar(name.place, name.value, odd),
                  "the name " + in_quotes(name.value) + " has a blank or an invisible character"},
                 event, attribute);
   }
@@ -141,14 +134,14 @@ class definition_adviser {
     else if (bits.value == definition_debug_flag)
       add_flag_advice(bits, "every set has this bit as DEBUG already");
     else if (first.first != name)
-      sink_.add({diagnostic_rule::flag_bits,
+      sink_.add({"flag-bits"_rule,
                  bits.place,
                  "the flag " + in_quotes(first.first) + " has these bits already",
                  {{first.second.place, "they are given here first"}}});
   }
 
   void add_flag_advice(const flag_model& flag, std::string text) {
-    sink_.add({diagnostic_rule::flag_bits, flag.place, std::move(text)});
+    sink_.add({"flag-bits"_rule, flag.place, std::move(text)});
   }
 
   // --- messages
@@ -159,7 +152,7 @@ class definition_adviser {
     if (message.id.value.empty() || message.template_bytes.empty()) return;
     const message_model& first = *first_of_id_.emplace(message.id.value, &message).first->second;
     if (first.template_bytes != message.template_bytes)
-      sink_.add({diagnostic_rule::message_id,
+      sink_.add({"message-id"_rule,
                  place_of_id(message),
                  "the ID " + in_quotes(message.id.value) + " stands for another text already",
                  {{place_of_id(first), "it is used here first"}}},
@@ -215,13 +208,13 @@ class definition_adviser {
   void advise_on_attribute(const attribute_model& attribute, const event_model* event) {
     advise_on_name(attribute.name, event, &attribute);
     if (const size_t percent = attribute.name.value.find('%'); percent != std::string::npos)
-      sink_.add({diagnostic_rule::name_percent,
+      sink_.add({"name-percent"_rule,
                  place_in_scalar(attribute.name.place, attribute.name.value, percent),
                  "no message can show an attribute with a percent sign in its name"},
                 event, &attribute);
     if (attribute.name.value == own_time_attribute)
       sink_.add(
-          {diagnostic_rule::own_time, attribute.name.place,
+          {"own-time"_rule, attribute.name.place,
            "messages name \"TIMESTAMP\" without a declaration, and entries answer it with their "
            "own time, whatever they are given"},
           event, &attribute);
@@ -231,7 +224,7 @@ class definition_adviser {
     const char* const beside = event == nullptr && is_standard_global(first)
                                    ? ", also for events of the STD set, where it is a "
                                    : ", and elsewhere a ";
-    sink_.add({diagnostic_rule::attribute_types,
+    sink_.add({"attribute-types"_rule,
                attribute.name.place,
                in_quotes(attribute.name.value) + " is a " + short_type_name(attribute.type) +
                    " here" + beside + short_type_name(first.type),
@@ -249,7 +242,7 @@ class definition_adviser {
       if (first == nullptr) first = &range;
     }
     if (first != nullptr)
-      sink_.add({diagnostic_rule::id_range,
+      sink_.add({"id-range"_rule,
                  event.id.place,
                  "the ID " + std::to_string(event.id.value) +
                      " lies outside of the ranges of this source",
@@ -259,7 +252,7 @@ class definition_adviser {
 
   void advise_on_name_of_id(const event_model& event, const event_model& standard) {
     if (has_standard_names() && event.name.value != standard.name.value)
-      sink_.add({diagnostic_rule::reused_id,
+      sink_.add({"reused-id"_rule,
                  event.id.place,
                  "the STD set gives the ID " + std::to_string(event.id.value) + " to " +
                      in_quotes(standard.name.value) + ", which this event is merged into",
@@ -278,7 +271,7 @@ class definition_adviser {
       if (is_merged && merged == nullptr) merged = &event;
     }
     if (merged != nullptr && count > _kp_LOG_log_definition_tbl::cache_size)
-      sink_.add({diagnostic_rule::std_reload, merged->id.place,
+      sink_.add({"std-reload"_rule, merged->id.place,
                  "the two sets have " + std::to_string(count) +
                      " events; beyond 128 the library loads events again, and those of both sets "
                      "then come without their STD part"},

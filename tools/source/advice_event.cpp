@@ -81,7 +81,7 @@ class event_adviser {
 
   void advise_on_absence() {
     if (templates_ == 0 && !has_catalog_texts_ && standard_ == nullptr)
-      add(diagnostic_rule::no_message, event_.name.place,
+      add("no-message"_rule, event_.name.place,
           "the event has no message; a catalog may have one of the ID " +
               in_quotes(event_.message.id.value));
   }
@@ -91,7 +91,7 @@ class event_adviser {
     if (has_catalog_texts_ || shown_.empty()) return;
     for (const attribute_model& attribute : event_.attributes)
       if (!is_selector(attribute) && shown_.count(attribute.name.value) == 0)
-        add(diagnostic_rule::attribute_not_shown, attribute.name.place,
+        add("attribute-not-shown"_rule, attribute.name.place,
             "no message shows " + in_quotes(attribute.name.value), &attribute);
   }
 
@@ -102,17 +102,17 @@ class event_adviser {
     const bool has_default =
         has_default_message(event_) || (standard_ != nullptr && has_default_message(*standard_));
     if (!has_messages)
-      add(diagnostic_rule::selector_values, event_.selector.place,
+      add("selector-values"_rule, event_.selector.place,
           in_quotes(event_.selector.value) + " selects messages, and there is none to select");
     else if (!has_default)
-      add(diagnostic_rule::selector_values, event_.selector.place,
+      add("selector-values"_rule, event_.selector.place,
           "the event has no default message to show for other values of " +
               in_quotes(event_.selector.value));
   }
 
   void advise_on_missing_selector() {
     if (!event_.messages.empty() && selector_ == nullptr)
-      add(diagnostic_rule::no_selector, event_.messages.front().place,
+      add("no-selector"_rule, event_.messages.front().place,
           "no attribute selects this message; programs show it by its index alone");
   }
 
@@ -120,7 +120,7 @@ class event_adviser {
     std::set<std::string_view> known;
     for (const placed<std::string>& name : event_.flag_names)
       if (!known.insert(name.value).second)
-        add(diagnostic_rule::flag_twice, name.place,
+        add("flag-twice"_rule, name.place,
             "the event has the flag " + in_quotes(name.value) + " already");
   }
 
@@ -153,7 +153,7 @@ class event_adviser {
     const bool shows_some =
         std::any_of(pieces.begin(), pieces.end(), [](const auto& p) { return p.shows_value(); });
     if (!shows_some && has_values())
-      add(diagnostic_rule::message_without_values, text_of(message).place,
+      add("message-without-values"_rule, text_of(message).place,
           "the message shows none of the event's attributes");
   }
 
@@ -170,7 +170,7 @@ class event_adviser {
 
   void advise_on_unsigned(const message_model& message, std::string_view name) {
     const attribute_model* const own = find_attribute(event_.attributes, name);
-    add(diagnostic_rule::unsigned_shown, own == nullptr ? text_of(message).place : own->name.place,
+    add("unsigned-shown"_rule, own == nullptr ? text_of(message).place : own->name.place,
         "messages show " + in_quotes(name) +
             " as a negative number from 2147483648 on; a Float shows such values",
         own);
@@ -180,7 +180,7 @@ class event_adviser {
     const size_t size = largest_rendered_size(
         pieces, [&](std::string_view name) { return known_.type_of(event_, name); });
     if (size > rendered_size_limit)
-      add(diagnostic_rule::message_size, text_of(message).place,
+      add("message-size"_rule, text_of(message).place,
           "the message may take " + std::to_string(size) + " bytes, and the library renders " +
               std::to_string(rendered_size_limit));
   }
@@ -190,7 +190,7 @@ class event_adviser {
     const size_t missing = code_page.first_missing(text.value);
     if (missing == std::string_view::npos) return;
     const size_t size = utf8_at(text.value, missing).size;
-    add(diagnostic_rule::code_page, place_in_scalar(text.place, text.value, missing),
+    add("code-page"_rule, place_in_scalar(text.place, text.value, missing),
         "the code page " + code_page.name() + " has no " +
             in_quotes(std::string_view(text.value).substr(missing, size)));
   }
@@ -210,13 +210,13 @@ class event_adviser {
 
   void advise_on_standard() {
     if (!event_.flag_names.empty() && standard_->flags != 0 && standard_->flags != event_.flags)
-      add(diagnostic_rule::std_no_effect, event_.flag_names.front().place,
+      add("std-no-effect"_rule, event_.flag_names.front().place,
           "the STD event has property flags, and keeps them");
     if (is_in_catalogs(event_.message))
-      add(diagnostic_rule::std_no_effect, event_.message.id.place,
+      add("std-no-effect"_rule, event_.message.id.place,
           "an ID replaces that of the STD event only together with a text");
     if (!event_.second_word.is_given() && standard_->second_word.value != 0)
-      add(diagnostic_rule::std_no_effect, event_.id.place,
+      add("std-no-effect"_rule, event_.id.place,
           "the second word of the STD event, " + std::to_string(standard_->second_word.value) +
               ", becomes 0; give it here as well");
   }

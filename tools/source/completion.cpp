@@ -44,7 +44,7 @@ class definition_set_checker {
  private:
   void check_log_version() {
     if (!set_.log_version.is_given() && set_.is_whole)
-      found_.add(diagnostic_rule::missing_key, {set_.sources.front(), 0, 0},
+      found_.add("missing-key"_rule, {set_.sources.front(), 0, 0},
                  "a set needs the key \"log_version\"");
   }
 
@@ -66,7 +66,7 @@ class definition_set_checker {
     if (!event.name.is_given()) return;
     const auto [first, is_new] = names_.emplace(event.name.value, event.name.place);
     if (!is_new)
-      found_.add(diagnostic_rule::duplicate_event, event.name.place,
+      found_.add("duplicate-event"_rule, event.name.place,
                  "the event " + in_quotes(event.name.value) + " exists already", first->second,
                  "it is defined here first");
   }
@@ -76,8 +76,8 @@ class definition_set_checker {
     const auto [first, is_new] = ids_.emplace(event.id.value, event.id.place);
     const std::string id = std::to_string(event.id.value);
     if (!is_new)
-      found_.add(diagnostic_rule::duplicate_id, event.id.place, "the ID " + id + " is taken",
-                 first->second, "it is given here first");
+      found_.add("duplicate-id"_rule, event.id.place, "the ID " + id + " is taken", first->second,
+                 "it is given here first");
     check_retired(event.id, set_.retired);
     if (std_ != nullptr) check_retired(event.id, std_->set().retired);
   }
@@ -86,14 +86,13 @@ class definition_set_checker {
     const auto retired =
         std::find_if(all.begin(), all.end(), [&](const auto& r) { return r.holds(id.value); });
     if (retired != all.end())
-      found_.add(diagnostic_rule::retired_id, id.place,
-                 "the ID " + std::to_string(id.value) + " is retired", retired->place,
-                 "it is retired here");
+      found_.add("retired-id"_rule, id.place, "the ID " + std::to_string(id.value) + " is retired",
+                 retired->place, "it is retired here");
   }
 
   void check_count(const std::vector<attribute_model>& attributes, const char* what) {
     if (attributes.size() > kp_ldf_max_count)
-      found_.add(diagnostic_rule::too_many, attributes[kp_ldf_max_count].name.place,
+      found_.add("too-many"_rule, attributes[kp_ldf_max_count].name.place,
                  std::string("there can be 255 ") + what + ", and this is one more");
   }
 
@@ -103,7 +102,7 @@ class definition_set_checker {
 
   void check_message_count(const event_model& event) {
     if (event.messages.size() > kp_ldf_max_count)
-      found_.add(diagnostic_rule::too_many, event.messages[kp_ldf_max_count].place,
+      found_.add("too-many"_rule, event.messages[kp_ldf_max_count].place,
                  "there can be 255 selector messages, and this is one more");
   }
 
@@ -113,7 +112,7 @@ class definition_set_checker {
       if (flag != nullptr)
         event.flags |= flag->value;
       else if (set_.is_whole)
-        found_.add(diagnostic_rule::unknown_flag, name.place,
+        found_.add("unknown-flag"_rule, name.place,
                    "no flag " + in_quotes(name.value) +
                        nearest_name_hint(name.value, flag_names()) +
                        (has_lost_flag_names() ? "; the STD set is compiled, and so has no names of "
@@ -148,13 +147,13 @@ class definition_set_checker {
 
   void refuse_selector(const event_model& event) {
     if (set_.may_be_auxiliary && std_ == nullptr)
-      return found_.add(diagnostic_rule::std_needed, event.selector.place,
+      return found_.add("std-needed"_rule, event.selector.place,
                         "only an STD event can have the selector " +
                             in_quotes(event.selector.value) +
                             "; beside its set, given with --std, the dump compiles");
     std::vector<std::string_view> names;
     for (const attribute_model& own : event.attributes) names.push_back(own.name.value);
-    found_.add(diagnostic_rule::selector_attribute, event.selector.place,
+    found_.add("selector-attribute"_rule, event.selector.place,
                "the event itself has no attribute " + in_quotes(event.selector.value) +
                    nearest_name_hint(event.selector.value, names));
   }
@@ -171,20 +170,20 @@ class definition_set_checker {
     const auto* row = selector_type(attribute.type);
     if (attribute.type == TypeUnknown) return;
     if (row == nullptr)
-      return found_.add(diagnostic_rule::selector_attribute,
+      return found_.add("selector-attribute"_rule,
                         event.selector.is_given() ? event.selector.place : event.id.place,
                         "an attribute of type UInt1, UInt2 or UInt4 selects a message",
                         attribute.name.place, "its type is given here");
     for (const message_model& message : event.messages)
       if (message.value.value > row->largest)
-        found_.add(diagnostic_rule::selector_value, message.value.place,
+        found_.add("selector-value"_rule, message.value.place,
                    in_quotes(attribute.name.value) + " never holds a value above " +
                        std::to_string(row->largest));
   }
 
   void refuse_selector_type(const event_model& event, const attribute_model& attribute) {
     if (event.selector.is_given())
-      found_.add(diagnostic_rule::selector_attribute, event.selector.place,
+      found_.add("selector-attribute"_rule, event.selector.place,
                  "an attribute of type UInt1, UInt2 or UInt4 selects a message",
                  attribute.name.place, "its type is given here");
   }
@@ -212,7 +211,7 @@ class definition_set_checker {
     if (!key.is_given()) return;
     const auto [first, is_new] = known.emplace(key.value, key.place);
     if (!is_new)
-      found_.add(diagnostic_rule::duplicate_selector, key.place,
+      found_.add("duplicate-selector"_rule, key.place,
                  std::string("another selector message has this ") + what + " already",
                  first->second, std::string("the ") + what + " is given here first");
   }
@@ -240,8 +239,8 @@ class definition_set_checker {
     const placed<std::string>& text = message.raw.is_given() ? message.raw : message.text;
     for (template_problem& problem : problems) {
       // What is not there may stand in what could not be read.
-      const bool is_absence = problem.rule == diagnostic_rule::text_attribute ||
-                              problem.rule == diagnostic_rule::template_attribute;
+      const bool is_absence =
+          problem.rule == "text-attribute"_rule || problem.rule == "template-attribute"_rule;
       if (is_absence && !set_.is_whole) continue;
       found_.add(problem.rule, place_in_text(text, problem.offset), std::move(problem.text));
     }
@@ -268,7 +267,7 @@ class definition_set_checker {
                           std::vector<template_problem>& problems) {
     message.template_bytes = message.raw.value;
     if (needs_standard(event, message))
-      return problems.push_back({diagnostic_rule::std_needed, 0,
+      return problems.push_back({"std-needed"_rule, 0,
                                  "only an STD event can declare what this message names; beside "
                                  "its set, given with --std, the dump compiles"});
     check_template(

@@ -161,8 +161,7 @@ class definition_source_reader : private source_value_reader {
       read_key(node.children[i], node.children[i + 1], rows, target, what);
     for (const key_row<Target>& row : rows)
       if (row.is_required && node.is_whole && !has_key(node, row.name))
-        add(diagnostic_rule::missing_key, node,
-            std::string(what) + " needs the key " + in_quotes(row.name));
+        add("missing-key"_rule, node, std::string(what) + " needs the key " + in_quotes(row.name));
   }
 
   template <class Target, size_t N>
@@ -174,7 +173,7 @@ class definition_source_reader : private source_value_reader {
     if (row != rows.end()) return (this->*row->read)(value, target);
     std::vector<std::string_view> names(rows.size());
     std::transform(rows.begin(), rows.end(), names.begin(), [](const auto& r) { return r.name; });
-    add(diagnostic_rule::unknown_key, key,
+    add("unknown-key"_rule, key,
         std::string(what) + " has no key " + in_quotes(key.text) +
             key_hint(key.text, value, names));
   }
@@ -222,7 +221,7 @@ class definition_source_reader : private source_value_reader {
 
   void read_format(const yaml_node& node, reader&) {
     if (node.kind == yaml_node::kinds::scalar && node.text == "1") return;
-    add(diagnostic_rule::source_format, node,
+    add("source-format"_rule, node,
         "definition sources of format 1 are read here, and this is another");
   }
 
@@ -231,7 +230,7 @@ class definition_source_reader : private source_value_reader {
     if (!read_text(node, version)) return;
     check_log_version(node, version.value);
     if (set_.log_version.is_given() && set_.log_version.value != version.value)
-      return found().add(diagnostic_rule::log_version, version.place,
+      return found().add("log-version"_rule, version.place,
                          "the sources of a set have one log version, and this is another",
                          set_.log_version.place, "the log version is given here first");
     if (!set_.log_version.is_given()) set_.log_version = version;
@@ -239,17 +238,17 @@ class definition_source_reader : private source_value_reader {
 
   void check_log_version(const yaml_node& node, const std::string& version) {
     if (version.size() > log_version_limit)
-      add(diagnostic_rule::log_version, node,
+      add("log-version"_rule, node,
           "a log version has at most 7 bytes in UTF-8, and this one " +
               std::to_string(version.size()));
     if (has_control_character(version))
-      add(diagnostic_rule::log_version, node, "a log version cannot hold a control character");
+      add("log-version"_rule, node, "a log version cannot hold a control character");
   }
 
   void read_renderer(const yaml_node& node, reader&) {
     const auto name = std::find(renderer_names.begin(), renderer_names.end(), node.text);
     if (name == renderer_names.end())
-      return add(diagnostic_rule::renderer, node, "a renderer is one of icu, bytes, both");
+      return add("renderer"_rule, node, "a renderer is one of icu, bytes, both");
     renderer_ = static_cast<message_renderer>(name - renderer_names.begin());
   }
 
@@ -266,11 +265,10 @@ class definition_source_reader : private source_value_reader {
     if (!read_number(node, bits) || !has_name) return;
     bits.name_place = name.place;
     if (name.value == "DEBUG" && bits.value != definition_debug_flag)
-      return found().add(diagnostic_rule::flag_value, bits.place,
-                         "DEBUG is 0x04000000 in every set");
+      return found().add("flag-value"_rule, bits.place, "DEBUG is 0x04000000 in every set");
     const auto [first, is_new] = set_.flags.emplace(name.value, bits);
     if (!is_new && first->second.value != bits.value)
-      found().add(diagnostic_rule::flag_value, bits.place,
+      found().add("flag-value"_rule, bits.place,
                   "the flag " + in_quotes(name.value) + " has another value already",
                   first->second.place, "its value is given here first");
   }
@@ -284,7 +282,7 @@ class definition_source_reader : private source_value_reader {
   // Sources of one set may state the same global attribute, each for its readers.
   void add_global(attribute_model global) {
     if (global.redirection.is_given())
-      found().add(diagnostic_rule::redirect_global, global.redirection.place,
+      found().add("redirect-global"_rule, global.redirection.place,
                   "a global attribute cannot be redirected");
     const auto first = std::find_if(set_.globals.begin(), set_.globals.end(), [&](const auto& g) {
       return g.name.value == global.name.value;
@@ -293,7 +291,7 @@ class definition_source_reader : private source_value_reader {
     const bool is_sure = first->type != TypeUnknown && global.type != TypeUnknown;
     if (is_sure && first->type != global.type)
       found().add(
-          diagnostic_rule::global_conflict, global.name.place,
+          "global-conflict"_rule, global.name.place,
           "the global attribute " + in_quotes(global.name.value) + " has another type already",
           first->name.place, "it is declared here first");
   }
@@ -314,7 +312,7 @@ class definition_source_reader : private source_value_reader {
       if (is_known_code_page(name.value))
         set_.code_pages.push_back(name);
       else
-        add(diagnostic_rule::unknown_code_page, item, "no code page " + in_quotes(name.value));
+        add("unknown-code-page"_rule, item, "no code page " + in_quotes(name.value));
     }
   }
 
@@ -412,7 +410,7 @@ class definition_source_reader : private source_value_reader {
   }
 
   void read_accepted_reason(const yaml_node& node, accepted_difference& accepted) {
-    read_reason(node, diagnostic_rule::accept, "an accepted difference", accepted.reason);
+    read_reason(node, "accept"_rule, "an accepted difference", accepted.reason);
   }
 
   // --- attributes
@@ -443,8 +441,7 @@ class definition_source_reader : private source_value_reader {
     if (!read_text(node, name)) return;
     attribute.type = type_from_name(name.value);
     if (attribute.type == TypeUnknown)
-      add(diagnostic_rule::unknown_type, node,
-          "no type " + in_quotes(name.value) + type_hint(name.value));
+      add("unknown-type"_rule, node, "no type " + in_quotes(name.value) + type_hint(name.value));
   }
 
   void read_redirect(const yaml_node& node, attribute_model& attribute) {
@@ -464,11 +461,11 @@ class definition_source_reader : private source_value_reader {
   void check_message_text(const yaml_node& node, const message_model& message) {
     if (node.kind != yaml_node::kinds::map || !node.is_whole) return;
     if (message.text.is_given() && message.raw.is_given())
-      found().add(diagnostic_rule::message_text, message.raw.place,
+      found().add("message-text"_rule, message.raw.place,
                   "a message has a text or a raw template, not both", message.text.place,
                   "its text is given here");
     if (!has_key(node, "text") && !has_key(node, "raw") && !has_key(node, "id"))
-      add(diagnostic_rule::message_text, node,
+      add("message-text"_rule, node,
           "a message needs a text, a raw template, or the ID of one in the catalogs");
   }
 
@@ -482,7 +479,7 @@ class definition_source_reader : private source_value_reader {
   }
   void read_message_name(const yaml_node& node, message_model& message) {
     if (read_name(node, message.name) && cpp_identifier(message.name.value) != message.name.value)
-      add(diagnostic_rule::bad_name, node,
+      add("bad-name"_rule, node,
           "a message's name is an enumerator of generated headers: letters, digits and single "
           "underscores, none of these first, and no word of C++");
   }

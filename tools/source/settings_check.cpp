@@ -111,13 +111,13 @@ class configuration_checker {
 void configuration_checker::check() {
   const std::string_view bytes = file_.bytes();
   if (file_.had_byte_order_mark())
-    add(diagnostic_rule::encoding, bytes.substr(0, 0),
+    add("encoding"_rule, bytes.substr(0, 0),
         "a byte order mark stands before this line, which is read as another for it");
   for (size_t at = 0; at < bytes.size();) {
     const configuration_line line = line_at(bytes, at);
     at = line.next;
     if (line.text.size() > longest_line)
-      return add(diagnostic_rule::config_long_line, line.text,
+      return add("config-long-line"_rule, line.text,
                  "this line has " + std::to_string(line.text.size()) +
                      " bytes, and ends the reading; a line has at most " +
                      std::to_string(longest_line));
@@ -125,7 +125,7 @@ void configuration_checker::check() {
     const std::vector<std::string_view> tokens = tokens_of(line.text);
     if (tokens.empty()) continue;
     if (line.is_lost)
-      add(diagnostic_rule::config_last_line, tokens.front(),
+      add("config-last-line"_rule, tokens.front(),
           "the last line is not read; end the file with an empty line");
     if (tokens.front().starts_with('['))
       check_header(tokens.front());
@@ -137,7 +137,7 @@ void configuration_checker::check() {
 void configuration_checker::check_nul(std::string_view line) {
   const size_t nul = line.find('\0');
   if (nul != std::string_view::npos)
-    add(diagnostic_rule::encoding, line.substr(nul),
+    add("encoding"_rule, line.substr(nul),
         "a NUL ends the text of its line; what stands behind it is not read");
 }
 
@@ -152,10 +152,10 @@ void configuration_checker::check_header(std::string_view header) {
   if (!has_section_) return;
   const std::string_view name = section_ = header.substr(1, header.size() - 2);
   if (name != all_sections && is_same_but_for_case(name, all_sections))
-    add(diagnostic_rule::config_key, header,
+    add("config-key"_rule, header,
         "no other section inherits from " + in_quotes(name) + "; did you mean \"global\"?");
   if (header.ends_with(']')) return;
-  add(diagnostic_rule::config_section, header,
+  add("config-section"_rule, header,
       "this opens the section " + in_quotes(name) +
           ": a section is its first word without the first and the last character");
 }
@@ -173,7 +173,7 @@ void configuration_checker::check_joined(std::string_view key) {
 void configuration_checker::add_joined(std::string_view key, std::string_view joined,
                                        std::string_view section) {
   if (section == section_) return;
-  add(diagnostic_rule::config_key, key,
+  add("config-key"_rule, key,
       "this is the setting " + in_quotes(joined.substr(section.size())) + " of the section " +
           in_quotes(section) + " as well: both names are kept as one text");
 }
@@ -184,14 +184,14 @@ void configuration_checker::check_setting(const std::vector<std::string_view>& t
   const filter_key_row* const row = filter_key(key);
   if (row == nullptr) return check_name(key);
   if (!has_section_)
-    add(diagnostic_rule::config_section, key,
+    add("config-section"_rule, key,
         in_quotes(key) + " stands in no section, and is not read; [global] is for all");
   if (tokens.size() < 2)
-    add(diagnostic_rule::config_value, key, in_quotes(key) + " has no value, and is not read");
+    add("config-value"_rule, key, in_quotes(key) + " has no value, and is not read");
   else
     check_value(key, row->most, tokens[1]);
   if (tokens.size() > 2 && tokens[2].starts_with('#'))
-    add(diagnostic_rule::config_comment, tokens[2],
+    add("config-comment"_rule, tokens[2],
         "there are no comments; what stands behind a value is not read");
 }
 
@@ -206,10 +206,10 @@ void configuration_checker::check_value(std::string_view key, uint32_t most,
   const size_t comment = value.find('#');
   if (comment != std::string_view::npos && comment != 0 &&
       is_number(value.substr(0, comment), most))
-    return add(diagnostic_rule::config_comment, value.substr(comment),
+    return add("config-comment"_rule, value.substr(comment),
                "there are no comments; a number ends at its first other character");
   if (!is_number(value, most))
-    add(diagnostic_rule::config_value, value,
+    add("config-value"_rule, value,
         in_quotes(key) + " is a whole number from 0 to " + std::to_string(most) + ", not " +
             in_quotes(value));
 }
@@ -221,8 +221,7 @@ void configuration_checker::check_name(std::string_view key) {
   std::vector<std::string_view> names;
   for (const auto& row : filter_keys) names.push_back(row.name);
   const std::string hint = nearest_name_hint(letters, names, most_changed);
-  if (!hint.empty())
-    add(diagnostic_rule::config_key, key, "the filter reads no " + in_quotes(key) + hint);
+  if (!hint.empty()) add("config-key"_rule, key, "the filter reads no " + in_quotes(key) + hint);
 }
 
 void check_configuration(const source_text& file, diagnostic_list& found) {

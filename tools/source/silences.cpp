@@ -3,7 +3,7 @@
 #include "recording/text/words.h"
 
 static bool is_of_rule(const silenced_rule& silenced, diagnostic_rule rule) {
-  return silenced.code.value == rule_code(rule);
+  return silenced.code.value == rule->code;
 }
 
 bool advice_sink::silence(const diagnostic& advice, const silences& list) {
@@ -51,10 +51,10 @@ void advice_sink::add_unused_silences(const std::function<bool(diagnostic_rule)>
   for_each_list(
       [&](const silences& list, const event_model* event, const attribute_model* attribute) {
         for (const silenced_rule& silenced : list) {
-          const diagnostic_rule rule = rule_of_code(silenced.code.value)->rule;
-          if (rule == diagnostic_rule::unused_silence || !is_applied(rule)) continue;
+          const diagnostic_rule rule = rule_of_code(silenced.code.value);
+          if (rule == "unused-silence"_rule || !is_applied(rule)) continue;
           if (used_.count(&silenced) == 0)
-            add({diagnostic_rule::unused_silence, silenced.code.place,
+            add({"unused-silence"_rule, silenced.code.place,
                  "there is no finding of " + in_quotes(silenced.code.value) + " here"},
                 event, attribute);
         }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "recording/report/change_rules.h"
+#include "recording/report/rules.h"
 #include "recording/text/number.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
@@ -46,7 +46,7 @@ void source_value_reader::refuse_kind(const yaml_node& node, const std::string& 
                                       const char* nothing) {
   if (!is_certain(node)) return;
   const bool is_nothing = node.kind == yaml_node::kinds::null;
-  add(diagnostic_rule::wrong_kind, node,
+  add("wrong-kind"_rule, node,
       is_nothing ? expected + ", and there is nothing here" + nothing : expected);
 }
 
@@ -75,7 +75,7 @@ bool source_value_reader::read_text(const yaml_node& node, placed<std::string>& 
     return false;
   }
   if (node.text.find('\0') != std::string::npos) {
-    add(diagnostic_rule::bad_text, node, "a text cannot hold a NUL");
+    add("bad-text"_rule, node, "a text cannot hold a NUL");
     return false;
   }
   text = {node.text, place(node)};
@@ -87,7 +87,7 @@ bool source_value_reader::read_name(const yaml_node& node, placed<std::string>& 
   const char* fault = name.value.empty()                  ? "a name cannot be empty"
                       : has_control_character(name.value) ? "a name cannot hold a control character"
                                                           : nullptr;
-  if (fault != nullptr) add(diagnostic_rule::bad_name, node, fault);
+  if (fault != nullptr) add("bad-name"_rule, node, fault);
   return fault == nullptr;
 }
 
@@ -98,7 +98,7 @@ bool source_value_reader::read_number(const yaml_node& node, placed<uint32_t>& n
   if (value)
     number = {*value, place(node)};
   else if (is_certain(node))
-    add(diagnostic_rule::bad_number, node, number_fault(node));
+    add("bad-number"_rule, node, number_fault(node));
   return value.has_value();
 }
 
@@ -113,7 +113,8 @@ void source_value_reader::read_silence(const yaml_node& node,
   for (size_t i = 0; i < node.children.size(); i += 2) {
     const yaml_node& key = node.children[i];
     if (key.is_refused) continue;
-    if (is_silenceable(key.text))
+    if (const diagnostic_rule rule = rule_of_code(key.text);
+        rule && rule->kind == rule_kind::advice)
       read_silenced_rule(key, node.children[i + 1], silenced);
     else
       refuse_silence(key);
@@ -124,7 +125,7 @@ void source_value_reader::read_silenced_rule(const yaml_node& key, const yaml_no
                                              std::vector<silenced_rule>& silenced) {
   placed<std::string> code;
   placed<std::string> reason;
-  if (read_text(key, code) && read_reason(value, diagnostic_rule::silence, "a silence", reason))
+  if (read_text(key, code) && read_reason(value, "silence"_rule, "a silence", reason))
     silenced.push_back({code, reason.value});
 }
 
@@ -137,14 +138,12 @@ bool source_value_reader::read_reason(const yaml_node& node, diagnostic_rule rul
 }
 
 void source_value_reader::refuse_silence(const yaml_node& key) {
-  if (rule_of_code(key.text) != nullptr)
-    return add(diagnostic_rule::silence, key,
-               in_quotes(key.text) + " is a fault, which cannot be silenced");
+  if (rule_of_code(key.text))
+    return add("silence"_rule, key, in_quotes(key.text) + " is a fault, which cannot be silenced");
   std::vector<std::string_view> codes;
-  for (const diagnostic_rule_row& row : diagnostic_rules)
-    if (row.kind == rule_kind::advice) codes.push_back(row.code);
-  add(diagnostic_rule::silence, key,
-      "no rule " + in_quotes(key.text) + nearest_name_hint(key.text, codes));
+  for (const diagnostic_rule rule : diagnostic_rules())
+    if (rule->kind == rule_kind::advice) codes.push_back(rule->code);
+  add("silence"_rule, key, "no rule " + in_quotes(key.text) + nearest_name_hint(key.text, codes));
 }
 
 bool source_value_reader::read_accepted_name(const yaml_node& key, accepted_difference& accepted) {
@@ -154,13 +153,13 @@ bool source_value_reader::read_accepted_name(const yaml_node& key, accepted_diff
   accepted.place = written.place;
   accepted.code = written.value.substr(0, slash);
   accepted.name = written.value.substr(std::min(slash + 1, written.value.size()));
-  const bool is_known = is_change_code(accepted.code);
+  const bool is_known = static_cast<bool>(change_of_code(accepted.code));
   if (!is_known)
-    add(diagnostic_rule::accept, key,
+    add("accept"_rule, key,
         "no difference " + in_quotes(accepted.code) +
             nearest_name_hint(accepted.code, change_codes()));
   else if (accepted.name.empty())
-    add(diagnostic_rule::accept, key,
+    add("accept"_rule, key,
         "CODE/NAME is expected, and this is a code alone: NAME is the attribute, the message's ID, "
         "or whatever else is different");
   return is_known && !accepted.name.empty();
@@ -180,8 +179,7 @@ void source_value_reader::read_id_range(const yaml_node& item, std::vector<id_ra
   const auto last =
       dash == std::string_view::npos ? first : number_from_text(text.substr(dash + 1));
   if (!first || !last) return refuse_id_range(item, text);
-  if (*first > *last)
-    return add(diagnostic_rule::backward_range, item, "this range ends before it begins");
+  if (*first > *last) return add("backward-range"_rule, item, "this range ends before it begins");
   ranges.push_back({*first, *last, place(item)});
 }
 
@@ -190,6 +188,6 @@ void source_value_reader::refuse_id_range(const yaml_node& item, std::string_vie
   const bool is_octal = has_leading_zero(text.substr(0, dash)) ||
                         has_leading_zero(text.substr(std::min(dash + 1, text.size())));
   if (is_certain(item))
-    add(diagnostic_rule::bad_number, item,
+    add("bad-number"_rule, item,
         is_octal ? leading_zero_fault : "an ID or a range FIRST-LAST of them is expected here");
 }

@@ -72,8 +72,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
 
   void OnDocumentStart(const YAML::Mark& mark) override {
     if (++documents_ > 1)
-      stop(diagnostic_rule::yaml_feature, mark,
-           "a source is one document; this begins a second one");
+      stop("yaml-feature"_rule, mark, "a source is one document; this begins a second one");
   }
   void OnDocumentEnd() override {}
   void OnNull(const YAML::Mark& mark, YAML::anchor_t) override {
@@ -95,7 +94,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
     check_tag(mark, tag);
     yaml_node node = make(yaml_node::kinds::scalar, mark);
     if (!is_quote_closed(node.place(source_)))
-      stop(diagnostic_rule::yaml_syntax, mark, "the text that begins here has no closing quote");
+      stop("yaml-syntax"_rule, mark, "the text that begins here has no closing quote");
     node.plain = tag == "?";
     node.text = value;
     finish(std::move(node));
@@ -114,7 +113,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
  private:
   yaml_node make(yaml_node::kinds kind, const YAML::Mark& mark) {
     const source_place place = place_of(source_, mark);
-    if (++nodes_ > yaml_node_limit) stop(diagnostic_rule::too_large, mark, "too many values");
+    if (++nodes_ > yaml_node_limit) stop("too-large"_rule, mark, "too many values");
     return {.kind = kind,
             .line = static_cast<unsigned>(place.line),
             .byte = static_cast<unsigned>(place.byte)};
@@ -123,7 +122,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
   void open(yaml_node::kinds kind, const YAML::Mark& mark, const std::string& tag) {
     check_tag(mark, tag);
     if (open_.size() >= yaml_depth_limit)
-      stop(diagnostic_rule::too_deep, mark,
+      stop("too-deep"_rule, mark,
            "values are nested more than " + std::to_string(yaml_depth_limit) + " deep");
     open_.push_back(make(kind, mark));
   }
@@ -201,27 +200,26 @@ class yaml_tree_builder final : public YAML::EventHandler {
 
   bool is_merge_key(const yaml_node& key) {
     if (!key.plain || key.text != "<<") return false;
-    found_.add(diagnostic_rule::yaml_feature, key.place(source_),
-               "merge keys are not allowed here");
+    found_.add("yaml-feature"_rule, key.place(source_), "merge keys are not allowed here");
     return true;
   }
 
   bool key_is_new(const yaml_node& key, std::unordered_map<std::string, source_place>& known) {
     const source_place place = key.place(source_);
     if (key.kind != yaml_node::kinds::scalar) {
-      found_.add(diagnostic_rule::wrong_kind, place,
+      found_.add("wrong-kind"_rule, place,
                  std::string("a key must be a name, not ") + kind_name(key.kind));
       return false;
     }
     const auto [first, is_new] = known.emplace(key.text, place);
     if (!is_new)
-      found_.add(diagnostic_rule::duplicate_key, place, in_quotes(key.text) + " is given twice",
+      found_.add("duplicate-key"_rule, place, in_quotes(key.text) + " is given twice",
                  first->second, in_quotes(key.text) + " is given here first");
     return is_new;
   }
 
   void refuse(const YAML::Mark& mark, const char* text) {
-    found_.add(diagnostic_rule::yaml_feature, place_of(source_, mark), text);
+    found_.add("yaml-feature"_rule, place_of(source_, mark), text);
   }
 
   [[noreturn]] void stop(diagnostic_rule rule, const YAML::Mark& mark, std::string text) {
@@ -245,17 +243,16 @@ static bool is_forbidden_control(char c) {
 static bool check_bytes(const source_text& source, diagnostic_list& found) {
   const std::string_view bytes = source.bytes();
   if (bytes.size() > source_size_limit) {
-    found.add(diagnostic_rule::too_large, {&source, 0, 0}, "the source is larger than 16 MiB");
+    found.add("too-large"_rule, {&source, 0, 0}, "the source is larger than 16 MiB");
     return false;
   }
   if (const size_t bad = utf8_first_invalid(bytes); bad != std::string_view::npos) {
-    found.add(diagnostic_rule::encoding, source.place_at(bad), "the source is not valid UTF-8");
+    found.add("encoding"_rule, source.place_at(bad), "the source is not valid UTF-8");
     return false;
   }
   const auto* control = std::find_if(bytes.begin(), bytes.end(), is_forbidden_control);
   if (control == bytes.end()) return true;
-  found.add(diagnostic_rule::encoding,
-            source.place_at(static_cast<size_t>(control - bytes.begin())),
+  found.add("encoding"_rule, source.place_at(static_cast<size_t>(control - bytes.begin())),
             "the source holds a control character; write it as \"\\xNN\" between double quotes");
   return false;
 }
@@ -297,30 +294,30 @@ static void add_syntax_error(const source_text& source, const YAML::Exception& e
       error.msg == YAML::ErrorMsg::END_OF_MAP || error.msg == YAML::ErrorMsg::END_OF_SEQ;
   size_t tab = 0;
   if (!is_in_flow && is_tab_in_indentation(source, place.line, tab))
-    found.add(diagnostic_rule::yaml_syntax, {&source, place.line, tab},
+    found.add("yaml-syntax"_rule, {&source, place.line, tab},
               "a tab in the indentation, which YAML makes of blanks alone");
   else if (const size_t brace = unquoted_placeholder(place); brace != std::string_view::npos)
-    found.add(diagnostic_rule::yaml_syntax, {&source, place.line, brace},
+    found.add("yaml-syntax"_rule, {&source, place.line, brace},
               "a text that begins with a placeholder needs quotes");
   else if (error.msg == YAML::ErrorMsg::UNKNOWN_TOKEN)
-    found.add(diagnostic_rule::yaml_syntax, place,
+    found.add("yaml-syntax"_rule, place,
               "a text that begins with " +
                   in_quotes(source.line(place.line).substr(place.byte, 1)) + " needs quotes");
   else if (is_in_flow)
-    found.add(diagnostic_rule::yaml_syntax, place, error.msg, around->place(source),
+    found.add("yaml-syntax"_rule, place, error.msg, around->place(source),
               std::string(kind_name(around->kind)) + " that is still open begins here");
   else if (is_end && begins_line(place))
-    found.add(diagnostic_rule::yaml_syntax, place,
+    found.add("yaml-syntax"_rule, place,
               "this line is indented as none of those that it could belong to");
   else if (error.msg == YAML::ErrorMsg::MAP_VALUE)
     found.add(
-        diagnostic_rule::yaml_syntax, place,
+        "yaml-syntax"_rule, place,
         is_first_colon(place)
             ? "this colon does not stand behind a key: its line is indented further than the "
               "value above, and so belongs to that"
             : "this colon does not stand behind a key; a text with \": \" in it needs quotes");
   else
-    found.add(diagnostic_rule::yaml_syntax, place, error.msg);
+    found.add("yaml-syntax"_rule, place, error.msg);
 }
 
 static bool read_any_yaml(const source_text& source, yaml_tree_builder& builder,
@@ -328,7 +325,7 @@ static bool read_any_yaml(const source_text& source, yaml_tree_builder& builder,
   std::istringstream stream{std::string(source.bytes())};
   YAML::Parser parser(stream);
   const bool is_there = parser.HandleNextDocument(builder);
-  if (!is_there) found.add(diagnostic_rule::missing_key, {&source, 0, 0}, "the source is empty");
+  if (!is_there) found.add("missing-key"_rule, {&source, 0, 0}, "the source is empty");
   if (is_there) static_cast<void>(parser.HandleNextDocument(builder));  // refuses a second one
   return is_there;
 }

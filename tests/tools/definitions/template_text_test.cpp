@@ -54,7 +54,7 @@ static std::vector<std::string> problems_of(std::string_view authored, message_r
   template_from_text(authored, renderer, known_attributes, problems);
   std::vector<std::string> shown;
   for (const auto& problem : problems)
-    shown.push_back(std::to_string(problem.offset) + " " + rule_code(problem.rule));
+    shown.push_back(std::to_string(problem.offset) + " " + problem.rule->code);
   return shown;
 }
 
