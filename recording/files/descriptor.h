@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -42,6 +43,11 @@ bool write_all(int descriptor, std::string_view& bytes);
 
 // The same from an offset of a file on.
 bool write_all_at(int descriptor, std::string_view bytes, off_t offset);
+
+// Writes the text to standard output and empties it; where that is a file, to the disk itself when
+// `synced`. Waits where it does not take more at the moment. Raises file_error; what was not
+// written stays in the text.
+void write_standard_output(std::string& text, bool synced);
 
 // Which file an open descriptor is of.
 struct file_identity {

@@ -1,4 +1,5 @@
-// Whole lines at the ends of files that several processes write to (docs/text-logs.md).
+// Files of a folder that several processes write to in turn, each under the folder's lock; and
+// whole lines at their ends (docs/text-logs.md).
 #ifndef RECORDING_FILES_SHARED_FILE_H
 #define RECORDING_FILES_SHARED_FILE_H
 
@@ -11,7 +12,78 @@
 #include <vector>
 
 #include "recording/files/descriptor.h"
-#include "recording/files/folder_lock.h"
+#include "recording/files/file_error.h"
+#include "recording/files/path.h"
+
+// What a process does while another one holds the lock.
+struct lock_waiting {
+  // Whether this process is to end. It then waits a second more and gives up. Empty: never.
+  std::function<bool()> is_to_end = {};
+  // Told what is waited for, once that has taken half a second. Empty: nobody is told.
+  std::function<void(const std::string& note)> report = {};
+};
+
+// The lock was not had before this process was to end.
+class lock_given_up : public file_error {
+  using file_error::file_error;
+};
+
+// The lock is on a file, get_plockname(name, "lock"), with mode 0600 whatever the umask: whoever
+// may read a file can hold its lock. The file begins with a mark, and stays.
+class folder_lock {
+ public:
+  static std::string name_of(const std::string& name);
+  // How the file begins. An empty one becomes a lock.
+  static constexpr std::string_view mark = "kplog lock\n";
+  // Whether the file may be a lock, and begins with the mark.
+  static bool is_marked(int file, const std::string& name);
+
+  // Opens the folder as it is now, and waits until no other process, and no other lock of this one,
+  // holds the lock of what is named `name` in it. Raises file_error, also where something that is
+  // no lock has its name; and lock_given_up.
+  folder_lock(const std::string& folder, const std::string& name, const lock_waiting& waiting = {});
+  // Removes a file that was made, unless it is kept.
+  ~folder_lock();
+  folder_lock(const folder_lock&) = delete;
+  folder_lock& operator=(const folder_lock&) = delete;
+
+  int folder() const { return folder_descriptor_.get(); }
+  const std::string& name() const { return name_; }
+  std::string path(const std::string& name) const { return folder_ + "/" + name; }
+  void keep() { is_made_ = false; }
+  void remove();
+  // Leaves the lock to others.
+  void release();
+  // Takes it again, as a new one would: in the folder that has the path by now, on the file that
+  // has the lock's name in it. Where these are the same, nothing is opened.
+  void take_again(const lock_waiting& waiting = {});
+
+  // A note in the lock's file, for the next holder should this one die. What is read is whatever
+  // somebody wrote there.
+  const std::string& read_note() const { return note_; }
+  void write_note(const std::string& note);  // empty: none
+
+ private:
+  void open_folder();
+  bool take(const lock_waiting& waiting);
+  bool take_open_file(const lock_waiting& waiting);
+  bool open_file();
+  void wait(const lock_waiting& waiting) const;
+  std::string content() const;
+  std::string content(const struct stat& status) const;
+  void set_up(const struct stat& status);
+  void write(std::string_view text, off_t at) const;
+
+  std::string folder_;
+  std::string name_;
+  std::string lock_name_;
+  open_descriptor folder_descriptor_;
+  open_descriptor lock_descriptor_;
+  file_identity folder_file_;  // asked for when the lock is released first
+  file_identity lock_file_;
+  bool is_made_ = false;  // by this process, and not kept yet
+  std::string note_;      // in the file
+};
 
 struct append_rules {
   bool synced = false;               // to the disk itself, not only to the system
@@ -76,6 +148,22 @@ class append_batch {
   open_descriptor file_;  // the last of touched_
   uintmax_t size_ = 0;
   std::vector<touched_file> touched_;
+};
+
+// A file of lines that several processes append to.
+class line_file {
+ public:
+  // Cuts off what a process that died, or a power cut, left behind the last line of the file. It is
+  // not made yet. Raises file_error.
+  line_file(const std::string& path, append_rules rules);
+
+  // Appends the lines under the file's lock, and empties the text. Raises file_error: both are then
+  // as they were.
+  void append(std::string& lines, bool synced);
+
+ private:
+  file_place place_;
+  append_rules rules_;
 };
 
 #endif

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "recording/files/descriptor.h"
-#include "recording/files/folder_lock.h"
+#include "recording/files/shared_file.h"
 #include "recording/records/input.h"
 
 constexpr size_t record_client_limit = 64;  // clients that are served at a time; others wait

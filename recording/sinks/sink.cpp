@@ -79,9 +79,8 @@ static std::unique_ptr<record_sink> make_text_sink(const std::string& sink, cons
 static std::unique_ptr<record_sink> make_json_sink(const std::string& sink, const std::string& path,
                                                    const sink_options& options) {
   if (path == "-") return make_json_output_sink(options);
-  const file_place place = place_of(path);
-  check_name(sink, "file", place.name);
-  return make_json_file_sink(place.folder, place.name, options);
+  check_name(sink, "file", place_of(path).name);
+  return make_json_file_sink(path, options);
 }
 
 sink_path path_of_sink(const std::string& description) {

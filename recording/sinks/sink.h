@@ -10,7 +10,7 @@
 
 #include "base/kp_time.h"
 #include "recording/files/file_error.h"
-#include "recording/files/folder_lock.h"
+#include "recording/files/shared_file.h"
 #include "recording/records/entry.h"
 
 // One of the places that the command line names. Entries are gathered to a batch in memory, which

@@ -16,8 +16,8 @@ std::unique_ptr<record_sink> make_text_log_sink(const std::string& folder,
                                                 const std::string& prefix, uintmax_t max_size,
                                                 const sink_options& options);
 
-// The stored form, one entry a line, in a file of the folder or on standard output.
-std::unique_ptr<record_sink> make_json_file_sink(const std::string& folder, const std::string& name,
+// The stored form, one entry a line, in a file or on standard output.
+std::unique_ptr<record_sink> make_json_file_sink(const std::string& path,
                                                  const sink_options& options);
 std::unique_ptr<record_sink> make_json_output_sink(const sink_options& options);
 

@@ -8,7 +8,7 @@
 
 #include "base/kp_clib.h"
 #include "kp_LOG_filenames.h"
-#include "recording/files/folder_lock.h"
+#include "recording/files/shared_file.h"
 #include "tools/report/outcome.h"
 
 static bool is_one_node(const std::string& one, const std::string& other) {

@@ -1,6 +1,6 @@
 #include "tools/emit/pipeline.h"
 
-#include "recording/files/standard_output.h"
+#include "recording/files/descriptor.h"
 
 // A batch ends at whichever comes first.
 static constexpr size_t batch_output = size_t{256} << 10;
@@ -61,7 +61,7 @@ void emit_pipeline::refuse(const record_line& line, const record_error& error) {
   emit_tally& tally = tallies_[parsed_ == nullptr ? nullptr : find_event(events_, parsed_->event)];
   ++tally.read;
   ++tally.bad;
-  if (outputs_.quarantine != nullptr) outputs_.quarantine->add(line.text);
+  if (outputs_.quarantine != nullptr) (bad_lines_ += line.text) += '\n';
   has_stopped_ = stops_;
 }
 
@@ -75,7 +75,7 @@ bool emit_pipeline::is_batch_large() const {
 
 void emit_pipeline::write() {
   for (const auto& sink : outputs_.sinks) sink->write(outputs_.synced);
-  if (outputs_.quarantine != nullptr) outputs_.quarantine->write(outputs_.synced);
+  if (outputs_.quarantine != nullptr) outputs_.quarantine->append(bad_lines_, outputs_.synced);
   if (outputs_.counts != nullptr) outputs_.counts->write(outputs_.synced);
   settle();
   acknowledge();

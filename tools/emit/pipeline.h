@@ -6,12 +6,12 @@
 #include <memory>
 #include <vector>
 
+#include "recording/files/shared_file.h"
 #include "recording/records/entry.h"
 #include "recording/records/input.h"
 #include "recording/records/parser.h"
 #include "recording/records/stored_form.h"
-#include "recording/sinks/counts.h"
-#include "recording/sinks/quarantine.h"
+#include "recording/sinks/entry_counts.h"
 #include "recording/sinks/sink.h"
 #include "tools/emit/filter.h"
 #include "tools/emit/run_report.h"
@@ -19,10 +19,10 @@
 // Where a run's results go.
 struct emit_outputs {
   std::vector<std::unique_ptr<record_sink>> sinks;
-  std::unique_ptr<emit_counts> counts;            // null: nothing is counted
-  std::unique_ptr<record_quarantine> quarantine;  // null: bad lines are dropped
-  bool acknowledges = false;                      // each batch, on standard output
-  bool synced = false;                            // every batch is written to the disk itself
+  std::unique_ptr<entry_counts> counts;   // null: nothing is counted
+  std::unique_ptr<line_file> quarantine;  // null: bad lines are dropped
+  bool acknowledges = false;              // each batch, on standard output
+  bool synced = false;                    // every batch is written to the disk itself
 };
 
 class emit_pipeline {
@@ -67,6 +67,7 @@ class emit_pipeline {
   uint64_t taken_ = 0;         // records so far
   uint64_t acknowledged_ = 0;  // of these, up to the last batch written
   size_t batch_input_ = 0;     // bytes of the lines of the batch
+  std::string bad_lines_;      // of the batch, for the quarantine
   bool has_stopped_ = false;
 };
 

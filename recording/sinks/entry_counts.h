@@ -1,6 +1,6 @@
 // Counts of written entries in a counter file (docs/counter-file.md) that several processes share.
-#ifndef RECORDING_SINKS_COUNTS_H
-#define RECORDING_SINKS_COUNTS_H
+#ifndef RECORDING_SINKS_ENTRY_COUNTS_H
+#define RECORDING_SINKS_ENTRY_COUNTS_H
 
 #include <sys/stat.h>
 
@@ -11,7 +11,7 @@
 
 #include "base/kp_time.h"
 #include "recording/files/descriptor.h"
-#include "recording/files/folder_lock.h"
+#include "recording/files/shared_file.h"
 #include "recording/sinks/counter_index.h"
 
 struct counter_place {
@@ -23,11 +23,11 @@ struct counter_place {
 // "DIR/NAME", or the file itself, DIR/NAME.cnt.
 counter_place counter_place_of(const std::string& path);
 
-class emit_counts {
+class entry_counts {
  public:
   // Raises file_error where the file cannot be made, is no regular file with one name, or no
   // counter file.
-  explicit emit_counts(const std::string& path, lock_waiting waiting = {});
+  explicit entry_counts(const std::string& path, lock_waiting waiting = {});
 
   // Notes one more entry of that day.
   void add(const kp_Time& day, uint32_t id);
