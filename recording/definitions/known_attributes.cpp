@@ -3,7 +3,7 @@
 #include <string>
 
 #include "recording/definitions/built_in_attributes.h"
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 
 std::vector<const std::vector<attribute_model>*> known_attributes::lists(
     const event_model& event) const {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "kp_LOG_AttributeType.h"
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 #include "recording/report/text_file.h"
 
 constexpr uint32_t definition_debug_flag = 1u << 26;  // the bit named DEBUG in every set

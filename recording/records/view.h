@@ -8,8 +8,8 @@
 
 #include "recording/records/entry.h"
 #include "recording/records/event_set.h"
-#include "recording/records/log_line.h"
 #include "recording/records/parser.h"
+#include "recording/text/code_page.h"
 
 // How a record was shown.
 enum class record_shown {

@@ -1,7 +1,7 @@
 #include "recording/files/shared_file.h"
-#include "recording/records/log_line.h"
 #include "recording/records/stored_form.h"
 #include "recording/sinks/sink_kinds.h"
+#include "recording/text/code_page.h"
 #include "recording/text/escape.h"
 
 // --- The stored form ---

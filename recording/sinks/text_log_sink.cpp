@@ -10,8 +10,8 @@
 #include "base/kp_clib.h"
 #include "kp_LOG_filenames.h"
 #include "recording/files/shared_file.h"
-#include "recording/records/log_line.h"
 #include "recording/sinks/sink_kinds.h"
+#include "recording/text/code_page.h"
 #include "recording/text/escape.h"
 
 static constexpr unsigned last_serial = 9999;  // four digits; names with more are not recognised

@@ -3,7 +3,7 @@
 #include <map>
 #include <set>
 
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 #include "recording/text/terminal_text.h"
 
 // --- extract

@@ -3,7 +3,7 @@
 #include <unordered_map>
 
 #include "recording/definitions/known_attributes.h"
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 #include "recording/text/words.h"
 #include "tools/compare/changes.h"
 #include "tools/definitions/authored_text.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 
 // The authored text of which template_from_text, for ICU, makes exactly this template; nothing when
 // there is none, as for most templates written by hand.

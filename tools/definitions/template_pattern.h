@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 
 class template_pattern {
  public:

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "recording/definitions/known_attributes.h"
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 
 struct rendered_template {
   std::string_view bytes;

@@ -2,7 +2,7 @@
 #ifndef TOOLS_DEFINITIONS_TEMPLATE_SIZE_H
 #define TOOLS_DEFINITIONS_TEMPLATE_SIZE_H
 
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 
 constexpr size_t rendered_size_limit = 65536;  // bytes; the library's buffer for a message
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 #include "recording/text/words.h"
 
 // A placeholder that renders as nothing, and keeps the text before it from being dropped.

@@ -29,7 +29,7 @@
 #include <vector>
 
 #include "kp_LOG_AttributeType.h"
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 
 // What a text may name: the type of an attribute, and the names there are, for a hint at a misspelt
 // one.

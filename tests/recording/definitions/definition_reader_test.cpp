@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 #include "tests/support/ldf_bytes.h"
 #include "tools/compiled/writer.h"
 #include "tools/dump/yaml.h"

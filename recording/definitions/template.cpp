@@ -1,4 +1,4 @@
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,5 @@
 // How the tools see a template, held against the library's tokenizers.
-#include "recording/definitions/template_scan.h"
+#include "recording/definitions/template.h"
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,6 @@
 // Lines of a log in its code page.
-#ifndef RECORDING_RECORDS_LOG_LINE_H
-#define RECORDING_RECORDS_LOG_LINE_H
+#ifndef RECORDING_TEXT_CODE_PAGE_H
+#define RECORDING_TEXT_CODE_PAGE_H
 
 #include <memory>
 #include <string>

@@ -1,6 +1,6 @@
 // Templates as they stand in definition files, cut into what the renderers see in them.
-#ifndef RECORDING_DEFINITIONS_TEMPLATE_SCAN_H
-#define RECORDING_DEFINITIONS_TEMPLATE_SCAN_H
+#ifndef RECORDING_DEFINITIONS_TEMPLATE_H
+#define RECORDING_DEFINITIONS_TEMPLATE_H
 
 #include <cstddef>
 #include <functional>

@@ -1,4 +1,4 @@
-#include "tools/dump/json.h"
+#include "tools/dump/tables.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>

@@ -1,6 +1,6 @@
 // A compiled definition file as JSON.
-#ifndef TOOLS_DUMP_JSON_H
-#define TOOLS_DUMP_JSON_H
+#ifndef TOOLS_DUMP_TABLES_H
+#define TOOLS_DUMP_TABLES_H
 
 #include <string>
 

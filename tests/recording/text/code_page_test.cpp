@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "recording/records/log_line.h"
+#include "recording/text/code_page.h"
 #include "recording/text/escape.h"
 #include "recording/text/utf8.h"
 #include "tests/command/characters.h"

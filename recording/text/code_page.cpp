@@ -1,4 +1,4 @@
-#include "recording/records/log_line.h"
+#include "recording/text/code_page.h"
 
 #include <unicode/ucnv.h>
 #include <unicode/ucnv_cb.h>
