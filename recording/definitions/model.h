@@ -9,15 +9,11 @@
 
 #include "kp_LOG_AttributeType.h"
 #include "recording/definitions/template.h"
+#include "recording/definitions/types.h"
 #include "recording/report/text_file.h"
 
 constexpr uint32_t definition_debug_flag = 1u << 26;  // the bit named DEBUG in every set
 constexpr size_t log_version_limit = 7;               // bytes
-
-// The name of a type as sources write it, without "Type" before it.
-inline const char* short_type_name(kp_AttributeType type) {
-  return _kp_LOG_get_attribute_type_string(type) + sizeof "Type" - 1;
-}
 
 // A value together with where it was given.
 template <class T>

@@ -106,10 +106,11 @@ static attribute_model read_attribute(definition_file_cursor& cursor) {
   const placed<uint32_t> type = cursor.read_number("an attribute's type");
   attribute.type = static_cast<kp_AttributeType>(type.value & 0xFF);
   attribute.redirection = given_unless_empty(cursor.read_text("a redirection name"));
-  if (cursor.good() && (type.value < TypeBool || type.value > TypeGUID))
+  if (cursor.good() && find_type(type.value) == nullptr)
     cursor.found().add("file-type"_rule, type.place,
                        "the code " + std::to_string(type.value) +
-                           " of the attribute's type is none; types are 1 to 24");
+                           " of the attribute's type is none; types are 1 to " +
+                           std::to_string(last_type_code));
   return attribute;
 }
 

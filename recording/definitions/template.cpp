@@ -5,47 +5,53 @@
 #include <string>
 
 #include "logging/logentry_i.h"
-#include "recording/definitions/model.h"
+#include "recording/definitions/types.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
 
-// A format character with a meaning, and the types that it shows.
-struct template_format_row {
-  char character;
-  bool (*suits)(kp_AttributeType);
-};
-
-static bool is_any_string(kp_AttributeType type) {
+bool is_any_string_attribute(kp_AttributeType type) {
   return is_string_attribute(type) || is_unicode_string_attribute(type);
 }
 
-static bool is_number(kp_AttributeType type) {
+bool is_number_attribute(kp_AttributeType type) {
   return is_integer_attribute(type) || is_float_attribute(type);
 }
 
-static constexpr std::array<template_format_row, 8> template_formats = {{
-    {'s', is_any_string},
-    {'d', is_integer_attribute},
-    {'u', is_integer_attribute},
-    {'f', is_float_attribute},
-    {'C', is_number},
-    {'P', is_number},
-    {'D', is_time_attribute},
-    {'T', is_time_attribute},
+static bool is_date(kp_AttributeType type) {
+  return type == TypeDate;
+}
+
+static bool is_time_of_day(kp_AttributeType type) {
+  return type == TypeTime;
+}
+
+static bool is_never(kp_AttributeType) {
+  return false;
+}
+
+const std::array<template_format, 8> template_formats = {{
+    {'s', nullptr, is_any_string_attribute, is_any_string_attribute},
+    {'d', nullptr, is_integer_attribute, is_integer_attribute},
+    {'u', nullptr, is_integer_attribute, is_never},
+    {'f', nullptr, is_float_attribute, is_float_attribute},
+    {'C', "currency", is_number_attribute, is_never},
+    {'P', "percent", is_number_attribute, is_never},
+    {'D', "date", is_time_attribute, is_date},
+    {'T', "time", is_time_attribute, is_time_of_day},
 }};
 
-static const template_format_row* format_row(char character) {
+const template_format* find_format(char character) {
   const auto* row = std::find_if(template_formats.begin(), template_formats.end(),
                                  [&](const auto& r) { return r.character == character; });
   return row == template_formats.end() ? nullptr : row;
 }
 
 bool template_piece::shows_value() const {
-  return kind == kinds::placeholder && format_row(format) != nullptr;
+  return kind == kinds::placeholder && find_format(format) != nullptr;
 }
 
 bool format_suits(char format, kp_AttributeType type) {
-  const template_format_row* const row = format_row(format);
+  const template_format* const row = find_format(format);
   return row != nullptr && row->suits(type);
 }
 
@@ -146,7 +152,7 @@ std::optional<template_problem> unshown_type_problem(kp_AttributeType type, size
 
 static void check_placeholder(const template_piece& piece, const attribute_type_of& type_of,
                               std::vector<template_problem>& problems) {
-  const template_format_row* const format = format_row(piece.format);
+  const template_format* const format = find_format(piece.format);
   const kp_AttributeType type = type_of(piece.text);
   // The library looks a name up also where it shows nothing of it.
   if (type == TypeUnknown)
@@ -188,4 +194,29 @@ void find_lost_text(const std::vector<template_piece>& pieces, message_renderer 
                           next == nullptr ? "ICU's renderer drops the text from here on"
                                           : "the renderers drop this text before \"%%\""});
   }
+}
+
+// Bytes of the longest values. A line end in a string becomes two characters.
+static size_t largest_value_size(kp_AttributeType type) {
+  constexpr size_t float_size = 512;  // 1e308 with all its digits and separators
+  constexpr size_t time_size = 128;
+  constexpr size_t other_size = 64;
+  constexpr size_t bytes_per_byte = 2;
+  constexpr size_t bytes_per_utf16_unit = 3;
+  const attribute_type* const row = find_type(static_cast<uint32_t>(type));
+  if (row != nullptr && row->unit != text_unit::none)
+    return row->longest * (row->unit == text_unit::byte ? bytes_per_byte : bytes_per_utf16_unit);
+  if (is_float_attribute(type)) return float_size;
+  return is_time_attribute(type) ? time_size : other_size;
+}
+
+size_t largest_rendered_size(const std::vector<template_piece>& pieces,
+                             const attribute_type_of& type_of) {
+  size_t size = 0;
+  for (const template_piece& piece : pieces) {
+    if (piece.kind == template_piece::kinds::literal) size += piece.text.size();
+    if (piece.kind == template_piece::kinds::percent) ++size;
+    if (piece.shows_value()) size += largest_value_size(type_of(piece.text));
+  }
+  return size;
 }

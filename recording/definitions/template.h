@@ -2,6 +2,7 @@
 #ifndef RECORDING_DEFINITIONS_TEMPLATE_H
 #define RECORDING_DEFINITIONS_TEMPLATE_H
 
+#include <array>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -39,6 +40,20 @@ struct template_piece {
 
 std::vector<template_piece> scan_template(std::string_view bytes);
 
+// A format character with a meaning.
+struct template_format {
+  char character;
+  const char* word;  // by which a text chooses it, "{NAME:currency}"; null: by the type alone
+  bool (*suits)(kp_AttributeType);       // whether it shows values of the type
+  bool (*is_default)(kp_AttributeType);  // whether a text that chooses none means this one
+};
+
+bool is_number_attribute(kp_AttributeType type);
+bool is_any_string_attribute(kp_AttributeType type);
+
+extern const std::array<template_format, 8> template_formats;
+const template_format* find_format(char character);  // null: it shows nothing
+
 // Whether a format character shows values of the type; TypeUnknown is shown by none.
 bool format_suits(char format, kp_AttributeType type);
 
@@ -72,5 +87,12 @@ void check_template(const std::vector<template_piece>& pieces, const attribute_t
 // Adds the texts that the renderer drops: those directly before "%%" and, for ICU, one at the end.
 void find_lost_text(const std::vector<template_piece>& pieces, message_renderer renderer,
                     std::vector<template_problem>& problems);
+
+constexpr size_t rendered_size_limit = 65536;  // bytes; the library's buffer for a message
+
+// How long a message may become: the bytes, in UTF-8, of the template's text and of the largest
+// values of its attributes.
+size_t largest_rendered_size(const std::vector<template_piece>& pieces,
+                             const attribute_type_of& type_of);
 
 #endif

@@ -50,10 +50,6 @@ class entry_maker {
   kp_Time time_;
 };
 
-// A Float that JSON has no number for, as records write it: "NaN", "Infinity", "-Infinity". Null
-// for any other.
-const char* special_float_text(double value);
-
 // A readable message in UTF-8.
 struct entry_text {
   std::string text;

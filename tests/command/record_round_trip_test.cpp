@@ -7,6 +7,7 @@
 #include <random>
 
 #include "logging/logentry_i.h"
+#include "recording/records/values.h"
 #include "recording/text/escape.h"
 #include "tests/command/characters.h"
 #include "tests/recording/records/record_events.h"

@@ -4,8 +4,8 @@
 #include <map>
 
 #include "recording/text/words.h"
+#include "tools/definitions/authored_text.h"
 #include "tools/definitions/template_rendering.h"
-#include "tools/definitions/template_text.h"
 
 // --- IDs
 
@@ -80,14 +80,8 @@ std::vector<catalog_message> catalog_messages(const definition_set& set,
 // A placeholder as the text that it stands in shows it.
 static std::string shown_placeholder(const template_piece& piece, bool is_raw,
                                      kp_AttributeType type) {
-  const std::string name(piece.text);
-  if (is_raw) return "%" + std::string(1, piece.format) + "%" + name + "%";
-  const char* const format = piece.format == 'C'                       ? ":currency"
-                             : piece.format == 'P'                     ? ":percent"
-                             : piece.format == 'D' && type != TypeDate ? ":date"
-                             : piece.format == 'T' && type != TypeTime ? ":time"
-                                                                       : "";
-  return "{" + name + format + "}";
+  if (is_raw) return "%" + std::string(1, piece.format) + "%" + std::string(piece.text) + "%";
+  return authored_placeholder(piece, type);
 }
 
 class translation_check {

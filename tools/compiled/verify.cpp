@@ -78,13 +78,8 @@ class definition_file_checker {
           "file-selector"_rule, event.selector.place,
           "no attribute " + in_quotes(event.selector.value) + " to select by is declared here");
     else if (!is_selecting_type(selector->type))
-      found_.add("selector-attribute"_rule, event.selector.place,
-                 "an attribute of type UInt1, UInt2 or UInt4 selects a message",
+      found_.add("selector-attribute"_rule, event.selector.place, selecting_types_text,
                  selector->name.place, "its type is given here");
-  }
-
-  static bool is_selecting_type(kp_AttributeType type) {
-    return type == TypeUInt1 || type == TypeUInt2 || type == TypeUInt4;
   }
 
   void check_messages(const event_model& event) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdarg>
 #include <memory>
 #include <string>
 
@@ -22,31 +23,21 @@ struct sample_values {
 static constexpr std::array<sample_values, 4> samples = {
     {{2, 2.5, "text"}, {0, 0.0, ""}, {1, 1.0, "other"}, {5, -5.0, "1"}}};
 
+// Adds a name and its value, which the library reads as what its type is passed as.
+static void add_listed(_kp_LOG_log_entry_imp* entry, ...) {
+  va_list list;
+  va_start(list, entry);
+  entry->add_attributes(list);
+  va_end(list);
+}
+
 static void add_value(_kp_LOG_log_entry_imp& entry, const char* name, kp_AttributeType type,
                       const sample_values& values) {
-  switch (type) {
-    case TypeBool:
-      return entry.add_attrib_bool(name, values.number != 0);
-    case TypeUInt1:
-      return entry.add_attrib_1u(name, values.number);
-    case TypeSInt1:
-      return entry.add_attrib_1(name, static_cast<char>(values.number));
-    case TypeUInt2:
-      return entry.add_attrib_2u(name, values.number);
-    case TypeSInt2:
-      return entry.add_attrib_2(name, static_cast<short>(values.number));
-    case TypeUInt4:
-      return entry.add_attrib_4u(name, values.number);
-    case TypeSInt4:
-      return entry.add_attrib_4(name, values.number);
-    default:
-      break;
-  }
-  if (is_float_attribute(type)) return entry.add_attrib_float8(name, values.real);
-  if (is_unicode_string_attribute(type)) return entry.add_attrib_mbstr(name, values.text, false);
-  if (is_string_attribute(type) && type != TypeGUID)
-    return entry.add_attrib_str(name, values.text, false);
-  if (is_time_attribute(type)) return entry.add_attrib_time(name, kp_Time());
+  if (is_integer_attribute(type)) add_listed(&entry, name, int{values.number}, nullptr);
+  if (is_float_attribute(type)) add_listed(&entry, name, values.real, nullptr);
+  if (is_any_string_attribute(type) && type != TypeGUID)
+    add_listed(&entry, name, values.text, nullptr);
+  if (is_time_attribute(type)) add_listed(&entry, name, "2026-11-15T17:02:56Z", nullptr);
 }
 
 class template_rendering {

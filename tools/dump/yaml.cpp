@@ -130,8 +130,7 @@ class definition_yaml_writer {
   }
 
   std::string type(const attribute_model& attribute) {
-    if (attribute.type >= TypeBool && attribute.type <= TypeGUID)
-      return short_type_name(attribute.type);
+    if (find_type(attribute.type) != nullptr) return short_type_name(attribute.type);
     lose(attribute.name.place, "this attribute has a type that does not exist");
     return std::to_string(attribute.type);
   }

@@ -1,7 +1,6 @@
 #include "tools/header/event_header.h"
 
 #include <algorithm>
-#include <array>
 #include <set>
 #include <utility>
 
@@ -12,44 +11,17 @@
 #include "recording/text/words.h"
 #include "tools/definitions/cpp_name.h"
 
-// The parameter type for attributes of a type, and for a selector the integer behind its values.
-struct header_type_row {
-  kp_AttributeType type;
-  const char* parameter;
-  const char* selector_integer = nullptr;
-};
-
-static constexpr std::array<header_type_row, 23> header_types = {{
-    {TypeBool, "::kp_LOG_EventNumber<bool>"},
-    {TypeUInt1, "::kp_LOG_EventNumber<::std::uint8_t>", "::std::uint8_t"},
-    {TypeSInt1, "::kp_LOG_EventNumber<::std::int8_t>"},
-    {TypeUInt2, "::kp_LOG_EventNumber<::std::uint16_t>", "::std::uint16_t"},
-    {TypeSInt2, "::kp_LOG_EventNumber<::std::int16_t>"},
-    {TypeUInt4, "::kp_LOG_EventNumber<::std::uint32_t>", "::std::uint32_t"},
-    {TypeSInt4, "::kp_LOG_EventNumber<::std::int32_t>"},
-    {TypeFloat, "::kp_LOG_EventNumber<double>"},
-    {TypeChar32, "::kp_LOG_EventText<::kp_LOG_text_unit::byte, 32>"},
-    {TypeChar64, "::kp_LOG_EventText<::kp_LOG_text_unit::byte, 64>"},
-    {TypeChar128, "::kp_LOG_EventText<::kp_LOG_text_unit::byte, 128>"},
-    {TypeChar256, "::kp_LOG_EventText<::kp_LOG_text_unit::byte, 256>"},
-    {TypeChar1K, "::kp_LOG_EventText<::kp_LOG_text_unit::byte, 1024>"},
-    {TypeChar2K, "::kp_LOG_EventText<::kp_LOG_text_unit::byte, 2048>"},
-    {TypeMBChar32, "::kp_LOG_EventText<::kp_LOG_text_unit::character, 32>"},
-    {TypeMBChar64, "::kp_LOG_EventText<::kp_LOG_text_unit::character, 64>"},
-    {TypeMBChar128, "::kp_LOG_EventText<::kp_LOG_text_unit::character, 128>"},
-    {TypeMBChar256, "::kp_LOG_EventText<::kp_LOG_text_unit::character, 256>"},
-    {TypeMBChar1K, "::kp_LOG_EventText<::kp_LOG_text_unit::character, 1024>"},
-    {TypeMBChar2K, "::kp_LOG_EventText<::kp_LOG_text_unit::character, 2048>"},
-    {TypeDate, "::kp_LOG_EventTime"},
-    {TypeTime, "::kp_LOG_EventTime"},
-    {TypeTimestamp, "::kp_LOG_EventTime"},
-}};
-
-// Null for what no operation of the library adds: a GUID, and unknown types.
-static const header_type_row* type_row(kp_AttributeType type) {
-  const auto* row = std::find_if(header_types.begin(), header_types.end(),
-                                 [&](const header_type_row& r) { return r.type == type; });
-  return row == header_types.end() ? nullptr : row;
+// The type of the parameter that takes a value of a type; "" for what no operation of the library
+// adds: a GUID, and unknown types.
+static std::string parameter_of(kp_AttributeType type) {
+  const attribute_type* const row = find_type(type);
+  if (row == nullptr) return "";
+  if (row->number != nullptr) return std::string("::kp_LOG_EventNumber<") + row->number + ">";
+  if (row->unit != text_unit::none)
+    return std::string("::kp_LOG_EventText<::kp_LOG_text_unit::") +
+           (row->unit == text_unit::byte ? "byte" : "character") + ", " +
+           std::to_string(row->longest) + ">";
+  return is_time_attribute(type) ? "::kp_LOG_EventTime" : "";
 }
 
 // Small letters stand as capital ones. So small ones are free to stand for all else, and different
@@ -184,13 +156,13 @@ class event_header_writer {
   // --- global attributes
 
   void write_global(const attribute_model& global) {
-    const header_type_row* const row = type_row(global.type);
-    if (row == nullptr) return;
+    const std::string parameter = parameter_of(global.type);
+    if (parameter.empty()) return;
     const std::string& name = global.name.value;
     line("");
     text_ += cpp_comment("A global attribute, which every entry may carry.", "");
     text_ += cpp_comment(global.note, "");
-    line("inline void " + adders_.of(name) + "(::kp_LOG_LogEntry& entry, " + row->parameter +
+    line("inline void " + adders_.of(name) + "(::kp_LOG_LogEntry& entry, " + parameter +
          " value) {");
     line("  value.add_to(entry, " + names_.of(name) + ");\n}");
   }
@@ -220,7 +192,7 @@ class event_header_writer {
     std::vector<const attribute_model*> addable;
     std::set<std::string_view> later;
     for (auto a = event.attributes.rbegin(); a != event.attributes.rend(); ++a)
-      if (later.insert(a->name.value).second && type_row(a->type) != nullptr)
+      if (later.insert(a->name.value).second && !parameter_of(a->type).empty())
         addable.push_back(&*a);
     std::reverse(addable.begin(), addable.end());
     return addable;
@@ -228,7 +200,7 @@ class event_header_writer {
 
   void write_left_out(const event_model& event) {
     for (const attribute_model& attribute : event.attributes)
-      if (type_row(attribute.type) == nullptr)
+      if (parameter_of(attribute.type).empty())
         text_ += cpp_comment("Without " + attribute.name.value +
                                  ": the library has no operation that adds a value of its type.",
                              "");
@@ -260,13 +232,13 @@ class event_header_writer {
     line("    " +
          (is_enumerated(event, attribute) ? "::kp_LOG_EventNumber<" + scope_ + class_name +
                                                 "::" + enumeration_name(class_name, attribute) + ">"
-                                          : std::string(type_row(attribute.type)->parameter)) +
+                                          : parameter_of(attribute.type)) +
          " " + member + ";");
   }
 
   static bool is_enumerated(const event_model& event, const attribute_model& attribute) {
     return attribute.name.value == event.selector.value && !event.messages.empty() &&
-           type_row(attribute.type)->selector_integer != nullptr;
+           is_selecting_type(attribute.type);
   }
 
   static std::string enumeration_name(const std::string& class_name,
@@ -282,7 +254,7 @@ class event_header_writer {
     std::set<std::string> given = reserve_names(event, names);
     line("\n  // The values that have a message.");
     line("  enum class " + *bare_names_.insert(enumeration_name(class_name, attribute)).first +
-         " : " + type_row(attribute.type)->selector_integer + " {");
+         " : " + find_type(attribute.type)->number + " {");
     for (const message_model& message : event.messages) {
       std::string name = selector_value_name(event, message);
       if (!message.name.is_given() && !given.insert(name).second)

@@ -4,10 +4,11 @@
 #include <string>
 
 #include "recording/definitions/known_attributes.h"
+#include "recording/definitions/template.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
 #include "tools/definitions/template_rendering.h"
-#include "tools/definitions/template_size.h"
+
 #include "tools/source/advice.h"
 #include "tools/source/scalar_place.h"
 #include "tools/source/silences.h"

@@ -9,22 +9,9 @@
 #include "recording/definitions/built_in_attributes.h"
 #include "recording/definitions/known_attributes.h"
 #include "recording/text/words.h"
+#include "tools/definitions/authored_text.h"
 #include "tools/definitions/template_rendering.h"
-#include "tools/definitions/template_text.h"
 #include "tools/source/scalar_place.h"
-
-// Types that select a message, with the largest value of each. The library reads the selector as
-// unsigned, and raises for any other type.
-struct selector_type_row {
-  kp_AttributeType type;
-  uint32_t largest;
-};
-
-static constexpr std::array<selector_type_row, 3> selector_types = {{
-    {TypeUInt1, 0xFF},
-    {TypeUInt2, 0xFFFF},
-    {TypeUInt4, 0xFFFFFFFF},
-}};
 
 class definition_set_checker {
  public:
@@ -167,31 +154,17 @@ class definition_set_checker {
   }
 
   void check_selector_type(const event_model& event, const attribute_model& attribute) {
-    const auto* row = selector_type(attribute.type);
     if (attribute.type == TypeUnknown) return;
-    if (row == nullptr)
+    if (!is_selecting_type(attribute.type))
       return found_.add("selector-attribute"_rule,
                         event.selector.is_given() ? event.selector.place : event.id.place,
-                        "an attribute of type UInt1, UInt2 or UInt4 selects a message",
-                        attribute.name.place, "its type is given here");
+                        selecting_types_text, attribute.name.place, "its type is given here");
+    const uint32_t largest = find_type(attribute.type)->largest_selector;
     for (const message_model& message : event.messages)
-      if (message.value.value > row->largest)
+      if (message.value.value > largest)
         found_.add("selector-value"_rule, message.value.place,
                    in_quotes(attribute.name.value) + " never holds a value above " +
-                       std::to_string(row->largest));
-  }
-
-  void refuse_selector_type(const event_model& event, const attribute_model& attribute) {
-    if (event.selector.is_given())
-      found_.add("selector-attribute"_rule, event.selector.place,
-                 "an attribute of type UInt1, UInt2 or UInt4 selects a message",
-                 attribute.name.place, "its type is given here");
-  }
-
-  static const selector_type_row* selector_type(kp_AttributeType type) {
-    const auto* row = std::find_if(selector_types.begin(), selector_types.end(),
-                                   [&](const auto& r) { return r.type == type; });
-    return row == selector_types.end() ? nullptr : row;
+                       std::to_string(largest));
   }
 
   void check_selector_messages(const event_model& event) {

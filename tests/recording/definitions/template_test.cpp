@@ -6,6 +6,7 @@
 #include <random>
 
 #include "kp_LOG.h"
+#include "logging/logentry_i.h"
 #include "logging/logmsg.h"
 #include "logging/logmsg_token.h"
 
@@ -106,4 +107,52 @@ TEST(TemplateScan, SoundTemplatesAreSeenAsTheTokenizerSeesThem) {
     ++sound;
   }
   EXPECT_GT(sound, 3000u);
+}
+
+// The tokenizers take every ASCII character for one of a format.
+static std::vector<char> format_characters() {
+  std::vector<char> characters;
+  for (char c = 1; c > 0 && c < 127; ++c)
+    if (c != '%') characters.push_back(c);
+  return characters;
+}
+
+// Whether the library takes "%FORMAT%A%". A GUID suits, and has no operation that reads it.
+static bool is_taken(char format, kp_AttributeType type) {
+  auto* const definition = new _kp_LOG_log_definition();
+  const _kp_LOG_definition_ref ref(definition);
+  definition->set_default_msg_text((std::string("%") + format + "%A%").c_str());
+  definition->add_attr_info("A", static_cast<unsigned char>(type), false, nullptr);
+  const _kp_LOG_log_entry_imp entry(ref);
+  try {
+    _kp_LOG_log_message::get_kpString_message(entry, definition, true, 0);
+    return true;
+  } catch (const KPX_logging_invalid_message_string&) {
+    return false;
+  } catch (const KPX_logging_attribute_type_mismatch&) {
+    return type == TypeGUID;
+  }
+}
+
+TEST(TemplateFormats, SuitTheTypesThatTheLibraryShowsByThem) {
+  for (const char format : format_characters())
+    for (int code = TypeBool; code <= TypeGUID; ++code) {
+      const auto type = static_cast<kp_AttributeType>(code);
+      EXPECT_EQ(is_taken(format, type),
+                find_format(format) == nullptr || format_suits(format, type))
+          << format << " of " << _kp_LOG_get_attribute_type_string(type);
+    }
+}
+
+TEST(TemplateFormats, OneAtMostIsMeantWhereATextChoosesNone) {
+  for (int code = TypeBool; code <= TypeGUID; ++code) {
+    const auto type = static_cast<kp_AttributeType>(code);
+    std::string meant;
+    for (const template_format& format : template_formats) {
+      if (!format.is_default(type)) continue;
+      EXPECT_TRUE(format.suits(type)) << format.character << " " << code;
+      meant += format.character;
+    }
+    EXPECT_EQ(meant.size(), type == TypeTimestamp ? 0U : 1U) << code << " " << meant;
+  }
 }

@@ -10,6 +10,7 @@
 
 #include "logging/logentry_i.h"
 #include "recording/definitions/model.h"
+#include "recording/records/values.h"
 #include "tests/recording/records/record_events.h"
 
 static ldf_file login_file() {

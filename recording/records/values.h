@@ -1,0 +1,48 @@
+// Values of attributes: out of records into entries, and out of entries into the stored form.
+#ifndef RECORDING_RECORDS_VALUES_H
+#define RECORDING_RECORDS_VALUES_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "kp_LOG_LogEntry.h"
+#include "recording/records/event_set.h"
+#include "recording/records/parser.h"
+
+// A value on its way into an entry. Where it fails, the record's fault is set.
+struct value_step {
+  kp_LOG_LogEntry& entry;
+  const known_attribute& attribute;
+  const record_value& value;
+  std::string_view line;
+  std::string& room;  // for a text with its NUL
+  std::optional<record_error>& fault;
+
+  const char* name() const { return attribute.name.c_str(); }
+
+  void fail(const std::string& reason) const;
+  // For a value that its type does not hold.
+  void fail_unless(const std::string& expected) const;
+};
+
+// Adds the value by the operation of its type.
+void add_value(const value_step& step);
+
+// Appends the value that the entry holds as JSON; false when it holds none.
+bool append_held_value(std::string& json, const kp_LOG_LogEntry& entry,
+                       const known_attribute& attribute);
+
+// A Float that JSON has no number for, as records write it: "NaN", "Infinity", "-Infinity". Null
+// for any other.
+const char* special_float_text(double value);
+
+// A time as records have it. The offset of "Z" is 0.
+inline constexpr char record_time_example[] = "a time such as \"2026-11-15T17:02:56+08:00\"";
+bool read_record_time(const char* text, kp_Time& time);
+
+// Numbers and times in JSON.
+void append_json_number(std::string& json, unsigned value);
+void append_json_time(std::string& json, const kp_Time& value);
+
+#endif
