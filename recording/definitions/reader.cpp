@@ -30,7 +30,7 @@ class definition_file_cursor {
 
   bool good() const { return good_; }
   size_t at() const { return at_; }
-  source_place place() const { return {&source_, 0, at_}; }
+  source_place place() const { return {&source_, at_}; }
   diagnostic_list& found() { return found_; }
 
   // False, and an error, when fewer than `size` bytes are left.
@@ -185,7 +185,7 @@ class definition_file_reader {
 
   void read() {
     if (file_.source.bytes().size() > definition_file_size_limit)
-      return found_.add("too-large"_rule, {&file_.source, 0, 0}, "the file is larger than 1 GiB");
+      return found_.add("too-large"_rule, {&file_.source, 0}, "the file is larger than 1 GiB");
     if (!read_header()) return;
     read_globals();
     read_mapping();
@@ -210,7 +210,7 @@ class definition_file_reader {
     kp_ldf_read_header(memory, file_.header);
     const std::string_view version(file_.header.log_version, kp_ldf_version_size);
     file_.set.log_version = {std::string(version.substr(0, version.find('\0'))),
-                             {&file_.source, 0, offsetof(_kp_LOG_ldf_header_struct, log_version)}};
+                             {&file_.source, offsetof(_kp_LOG_ldf_header_struct, log_version)}};
     return true;
   }
 
@@ -218,14 +218,14 @@ class definition_file_reader {
     if (is_definition_file(file_.source.bytes())) return true;
     const std::string_view bytes = file_.source.bytes();
     if (bytes.starts_with("kplog:") || bytes.find("\nkplog:") != std::string_view::npos) {
-      found_.add("file-magic"_rule, {&file_.source, 0, 0},
+      found_.add("file-magic"_rule, {&file_.source, 0},
                  "this is a source, and a compiled file is expected: kplog compile makes it");
       return false;
     }
     std::string found;
     for (const char byte : bytes.substr(0, magic_bytes.size()))
       found += " " + hexadecimal(static_cast<unsigned char>(byte), 2);
-    found_.add("file-magic"_rule, {&file_.source, 0, 0},
+    found_.add("file-magic"_rule, {&file_.source, 0},
                "a definition file begins with 2E 4C 44 46, and this one with" +
                    (found.empty() ? " nothing" : found));
     return false;
@@ -236,11 +236,10 @@ class definition_file_reader {
     const size_t begin = file_.header.global_attributes_offset;
     definition_file_cursor cursor = cursor_at(begin);
     if (count > kp_ldf_max_count)
-      return cursor.fail(
-          "too-many"_rule,
-          {&file_.source, 0, offsetof(_kp_LOG_ldf_header_struct, n_global_attributes)},
-          "a file has at most " + std::to_string(kp_ldf_max_count) +
-              " global attributes, and the count is " + std::to_string(count));
+      return cursor.fail("too-many"_rule,
+                         {&file_.source, offsetof(_kp_LOG_ldf_header_struct, n_global_attributes)},
+                         "a file has at most " + std::to_string(kp_ldf_max_count) +
+                             " global attributes, and the count is " + std::to_string(count));
     if (count == 0 || !cursor.has(count * least_attribute_size, "the global attribute section"))
       return;
     file_.set.globals = read_attributes(cursor, count);

@@ -65,9 +65,9 @@ static void write_bytes_excerpt(std::ostream& out, const source_place& place) {
 static void write_excerpt(std::ostream& out, const source_place& place,
                           const headline_colors& colors) {
   if (place.source->is_binary()) return write_bytes_excerpt(out, place);
-  const std::string_view line = place.source->line(place.line);
+  const std::string_view line = place.source->line(place.line());
   if (line.empty()) return;
-  const size_t at = std::min(place.byte, line.size());
+  const size_t at = std::min(place.byte(), line.size());
   const size_t from = at > excerpt_before ? character_start(line, at - excerpt_before) : 0;
   const size_t to = character_start(line, std::min(line.size(), at + excerpt_behind));
   const std::string before =
@@ -82,7 +82,7 @@ static void write_place(std::ostream& out, const source_place& place,
   if (place.source->is_binary())
     out << "0x" << hexadecimal(static_cast<uint32_t>(place.offset()), 1);
   else
-    out << place.line + 1 << ':' << place.column();
+    out << place.line() + 1 << ':' << place.column();
   out << ": " << colors.end;
 }
 
@@ -113,7 +113,7 @@ static void write_json_place(std::ostream& out, const source_place& place) {
   if (place.source->is_binary())
     out << ",\"offset\":" << place.offset();
   else if (!place.source->is_unopened())
-    out << ",\"line\":" << place.line + 1 << ",\"column\":" << place.column();
+    out << ",\"line\":" << place.line() + 1 << ",\"column\":" << place.column();
 }
 
 static void write_json(std::ostream& out, const diagnostic& found, rule_severity severity) {
@@ -157,7 +157,7 @@ size_t diagnostic_list::write_first(size_t limit, std::ostream& out,
                                     diagnostic_format format, bool color) const {
   const auto order = [&](const diagnostic* found) {
     const auto source = std::find(sources.begin(), sources.end(), found->place.source);
-    return std::make_tuple(source, found->place.line, found->place.byte);
+    return std::make_tuple(source, found->place.at);
   };
   std::vector<const diagnostic*> sorted;
   for (const diagnostic& found : found_) sorted.push_back(&found);

@@ -98,7 +98,7 @@ std::string standard_error_buffer::lack() const {
   if (lost_lines_ != 0) text += ", and " + counted(lost_lines_, "line") + " did not come";
   const source_text nowhere = source_text::unopened("kplog");
   diagnostic_list found;
-  found.add("unwritable"_rule, {&nowhere, 0, 0}, text);
+  found.add("unwritable"_rule, {&nowhere, 0}, text);
   std::ostringstream shown;
   found.write(shown, {&nowhere}, is_json_ ? diagnostic_format::json : diagnostic_format::text,
               false);

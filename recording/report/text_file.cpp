@@ -42,19 +42,27 @@ std::string_view source_text::line(size_t number) const {
   return rest;
 }
 
-source_place source_text::place_at(size_t offset) const {
+size_t source_text::line_at(size_t offset) const {
   const auto behind = std::upper_bound(line_starts_.begin(), line_starts_.end(), offset);
-  const auto line = static_cast<size_t>(behind - line_starts_.begin()) - 1;
-  return {this, first_line_ + line, offset - line_starts_[line]};
+  return first_line_ + static_cast<size_t>(behind - line_starts_.begin()) - 1;
 }
 
 size_t source_place::offset() const {
-  return std::min(source->line_start(line) + byte, source->bytes().size());
+  return std::min(at, source->bytes().size());
+}
+
+size_t source_place::line() const {
+  return source->line_at(at);
+}
+
+size_t source_place::byte() const {
+  return at - source->line_start(line());
 }
 
 size_t source_place::column() const {
-  const std::string_view text = source->line(line);
+  const std::string_view text = source->line(line());
+  const size_t before = byte();
   size_t column = 1;
-  for (size_t i = 0; i < std::min(byte, text.size()); ++column) i += utf8_at(text, i).size;
-  return column + (byte > text.size() ? byte - text.size() : 0);
+  for (size_t i = 0; i < std::min(before, text.size()); ++column) i += utf8_at(text, i).size;
+  return column + (before > text.size() ? before - text.size() : 0);
 }

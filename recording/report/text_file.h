@@ -9,8 +9,6 @@
 
 constexpr size_t source_size_limit = size_t{16} << 20;  // bytes; larger sources are refused
 
-struct source_place;
-
 class source_text {
  public:
   // `name` is what diagnostics call the file. A byte order mark at the start is left out.
@@ -32,8 +30,8 @@ class source_text {
   std::string_view line(size_t number) const;
   // Where a line begins; the end of the text behind the last line.
   size_t line_start(size_t number) const;
-  // The place of a byte of the text.
-  source_place place_at(size_t offset) const;
+  // The line in which a byte of the text stands.
+  size_t line_at(size_t offset) const;
 
  private:
   enum class kinds { text, binary, unopened };
@@ -48,14 +46,14 @@ class source_text {
   kinds kind_ = kinds::text;
 };
 
-// A place in a source. Line and byte count from 0, as the parser gives them; people see both from
-// 1, and columns in characters.
+// A place in a source. Its line and column are worked out when people are to see them.
 struct source_place {
   const source_text* source = nullptr;  // not owned; null: no place is known
-  size_t line = 0;
-  size_t byte = 0;  // within the line
+  size_t at = 0;                        // bytes before it
 
   size_t offset() const;  // into the source's bytes, never behind their end
+  size_t line() const;    // from 0
+  size_t byte() const;    // within the line, from 0
   size_t column() const;  // from 1, in characters
 };
 

@@ -118,12 +118,12 @@ static void check_records(const source_text& file, const std::vector<placed_coun
     if (!is_calendar_day(record.entries.day)) days.add(record.offset);
   }
   if (lengths.count != 0)
-    found.add("counter-length"_rule, {&file, 0, lengths.first},
+    found.add("counter-length"_rule, {&file, lengths.first},
               "this record is " +
                   std::to_string(counter_record_length(file.bytes(), lengths.first)) +
                   " bytes long by its own account, not 32" + lengths.others());
   if (days.count != 0)
-    found.add("counter-day"_rule, {&file, 0, days.first + kp_counter_key_offset},
+    found.add("counter-day"_rule, {&file, days.first + kp_counter_key_offset},
               "the calendar has no day " +
                   day_text(counter_record_at(file.bytes(), days.first).day) + days.others());
 }
@@ -131,7 +131,7 @@ static void check_records(const source_text& file, const std::vector<placed_coun
 static void check_end(const source_text& file, diagnostic_list& found) {
   const size_t rest = file.bytes().size() % kp_counter_record_size;
   if (rest == 0) return;
-  found.add("counter-torn"_rule, {&file, 0, file.bytes().size() - rest},
+  found.add("counter-torn"_rule, {&file, file.bytes().size() - rest},
             "the last record is cut off behind " + counted(rest, "byte") +
                 "; zeros are taken for the others");
 }
@@ -156,9 +156,9 @@ static void leave_first_records(const source_text& file, std::vector<placed_coun
   records.resize(kept);
   if (again.count == 0) return;
   found.add(
-      "counter-duplicate"_rule, {&file, 0, again.first},
+      "counter-duplicate"_rule, {&file, again.first},
       "this record is not counted: another of this day and ID stands before it" + again.others(),
-      {&file, 0, of_first}, "this one is counted");
+      {&file, of_first}, "this one is counted");
 }
 
 std::vector<counted_entries> read_counter_file(const source_text& file, diagnostic_list& found) {

@@ -49,7 +49,7 @@ static std::vector<std::string> comments_of(const catalog_message& message,
 static std::string reference_to(const source_place& place) {
   const std::string& name = place.source->name();
   const bool has_blanks = name.find_first_of(" \t") != std::string::npos;
-  return (has_blanks ? "\u2068" + name + "\u2069" : name) + ":" + std::to_string(place.line + 1);
+  return (has_blanks ? "\u2068" + name + "\u2069" : name) + ":" + std::to_string(place.line() + 1);
 }
 
 static po_string given(std::string text) {

@@ -28,18 +28,8 @@ std::string po_document::header_field(const std::string& name) const {
   return begin == std::string::npos ? "" : text.substr(begin, text.find('\n', begin) - begin);
 }
 
-source_place po_place(const source_text& source, size_t offset) {
-  size_t first = 0;
-  size_t behind = source.line_count();
-  while (behind - first > 1) {
-    const size_t middle = first + (behind - first) / 2;
-    (source.line_start(middle) <= offset ? first : behind) = middle;
-  }
-  return {&source, first, offset - source.line_start(first)};
-}
-
-source_place po_place(const source_text& source, const po_string& string, size_t offset) {
-  return po_place(source, offset < string.offsets.size() ? string.offsets[offset] : string.begin);
+size_t po_string::offset_of(size_t byte) const {
+  return byte < offsets.size() ? offsets[byte] : begin;
 }
 
 struct po_escape_row {
@@ -100,7 +90,7 @@ class po_reader {
 
   void fault(const std::string& text) { fault(text, at()); }
   void fault(const std::string& text, size_t offset) {
-    found_.add("po-syntax"_rule, po_place(source_, offset), text);
+    found_.add("po-syntax"_rule, {&source_, offset}, text);
     spoil_entry();
   }
 
@@ -269,17 +259,16 @@ class po_reader {
     const auto [first, is_new] = known_.emplace(
         entry_.context.is_given ? entry_.context.text : entry_.id.text, begin_offset_);
     if (!is_new && !entry_.is_obsolete)
-      found_.add("po-syntax"_rule, po_place(source_, begin_offset_),
+      found_.add("po-syntax"_rule, {&source_, begin_offset_},
                  "the message " + in_quotes(first->first) + " is here twice",
-                 po_place(source_, first->second), "it is here first");
+                 {&source_, first->second}, "it is here first");
     document_.entries.push_back(std::move(entry_));
   }
 
   void add_header() {
     if (header_offset_ != no_offset)
-      return found_.add("po-syntax"_rule, po_place(source_, begin_offset_),
-                        "the header is here twice", po_place(source_, header_offset_),
-                        "it is here first");
+      return found_.add("po-syntax"_rule, {&source_, begin_offset_}, "the header is here twice",
+                        {&source_, header_offset_}, "it is here first");
     header_offset_ = begin_offset_;
     document_.header = std::move(entry_);
   }
@@ -338,7 +327,7 @@ bool read_po(const source_text& source, po_document& document, diagnostic_list& 
   if (is_readable)
     po_reader(source, document, found).read();
   else
-    found.add("too-large"_rule, po_place(source, 0), "the PO file is larger than 16 MiB");
+    found.add("too-large"_rule, {&source, 0}, "the PO file is larger than 16 MiB");
   return is_readable;
 }
 

@@ -16,6 +16,9 @@ struct po_string {
   bool is_given = false;
   uint32_t begin = 0;                  // where its first quote stands, an offset in the file
   std::vector<uint32_t> offsets = {};  // where each byte of the text stands
+
+  // Where a byte of the text stands in the file; the first quote for npos and beyond the end.
+  size_t offset_of(size_t byte) const;
 };
 
 // One message. Comments are lines as they stand behind their marks.
@@ -44,11 +47,6 @@ struct po_document {
   // A field of the header, "" when there is none.
   std::string header_field(const std::string& name) const;
 };
-
-// The place of a byte of the file.
-source_place po_place(const source_text& source, size_t offset);
-// The place of a byte of a string's text, its first quote for npos and beyond the end.
-source_place po_place(const source_text& source, const po_string& string, size_t offset);
 
 // Reads the file into `document`, which points to it. Diagnostics for what is no PO file, is not in
 // UTF-8, or says one thing twice; a message with such a fault is left out, and reading goes on with

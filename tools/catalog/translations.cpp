@@ -14,7 +14,7 @@ class translation_reader {
       : document_(document), known_(known), code_pages_(code_pages), found_(found) {
     result_.file = document.source->name();
     for (const catalog_message& message : messages) by_id_.emplace(message.id(), &message);
-    result_.header = po_place(*document.source, document.header.translation.begin);
+    result_.header = {document.source, document.header.translation.begin};
   }
 
   catalog_translations run() {
@@ -53,8 +53,8 @@ class translation_reader {
   }
 
   source_place place_of_language() const {
-    return po_place(*document_.source, document_.header.translation,
-                    document_.header_field_begin("Language"));
+    return {document_.source,
+            document_.header.translation.offset_of(document_.header_field_begin("Language"))};
   }
 
   void read_entry(const po_entry& entry) {
@@ -67,7 +67,7 @@ class translation_reader {
                  "no message " + in_quotes(entry.context.text) + " in the sources");
     const std::string& id = message->second->id();
     if (entry.translation.text.empty())
-      result_.empty[id] = po_place(*document_.source, entry.translation.begin);
+      result_.empty[id] = {document_.source, entry.translation.begin};
     else if (entry.id.text != message->second->text())
       add_fuzzy(id, "catalog-changed"_rule, entry.id,
                 "the text of the message is another one now; kplog catalog merge brings it here");
@@ -89,9 +89,9 @@ class translation_reader {
     std::vector<template_problem> problems;
     result_.templates[message.id()] =
         translated_template(message, known_, translation.text, problems);
-    result_.places[message.id()] = po_place(*document_.source, translation.begin);
+    result_.places[message.id()] = {document_.source, translation.begin};
     for (template_problem& problem : problems)
-      found_.add(problem.rule, po_place(*document_.source, translation, problem.offset),
+      found_.add(problem.rule, {document_.source, translation.offset_of(problem.offset)},
                  std::move(problem.text));
     for (const code_page_repertoire& code_page : code_pages_)
       check_code_page(translation, code_page);
@@ -100,12 +100,12 @@ class translation_reader {
   void check_code_page(const po_string& translation, const code_page_repertoire& code_page) {
     const size_t missing = code_page.first_missing(translation.text);
     if (missing == std::string::npos) return;
-    found_.add("code-page"_rule, po_place(*document_.source, translation, missing),
+    found_.add("code-page"_rule, {document_.source, translation.offset_of(missing)},
                "the code page " + code_page.name() + " cannot hold this character");
   }
 
   void add(diagnostic_rule rule, const po_string& string, std::string text) {
-    found_.add(rule, po_place(*document_.source, string.begin), std::move(text));
+    found_.add(rule, {document_.source, string.begin}, std::move(text));
   }
 
   const po_document& document_;

@@ -79,7 +79,7 @@ class change_judge {
       for (const accepted_difference& accepted : event.accepted) report_unused(accepted, found);
     for (const accept_option& option : options_)
       if (used_.count(&option) == 0)
-        found.add("unused-accept"_rule, {&command_line_, 0, 0},
+        found.add("unused-accept"_rule, {&command_line_, 0},
                   "--accept " + option.written + ": nothing of this is different");
   }
 

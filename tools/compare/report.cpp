@@ -58,7 +58,7 @@ static std::string place_text(const source_place& place) {
   const std::string name = terminal_text(place.source->name()) + ":";
   if (place.source->is_binary())
     return name + "0x" + hexadecimal(static_cast<uint32_t>(place.offset()), 1) + ": ";
-  return name + std::to_string(place.line + 1) + ":" + std::to_string(place.column()) + ": ";
+  return name + std::to_string(place.line() + 1) + ":" + std::to_string(place.column()) + ": ";
 }
 
 static std::string heading(const event_pair& event) {
@@ -110,7 +110,7 @@ static change_json json_place(const source_place& place, const std::string& text
   if (place.source->is_binary()) {
     object["offset"] = place.offset();
   } else {
-    object["line"] = place.line + 1;
+    object["line"] = place.line() + 1;
     object["column"] = place.column();
   }
   if (!text.empty()) object["text"] = text;

@@ -113,7 +113,7 @@ class definition_file_checker {
           problems);
     for (template_problem& problem : problems)
       found_.add(problem.rule,
-                 {&file_.source, 0, message.raw.place.byte + kp_ldf_length_size + problem.offset},
+                 {&file_.source, message.raw.place.at + kp_ldf_length_size + problem.offset},
                  std::move(problem.text));
   }
 
@@ -141,7 +141,7 @@ class definition_file_checker {
     size_t end = 0;  // of what is accounted for
     for (const file_extent& extent : extents()) {
       if (extent.begin > end)
-        found_.add("file-unused"_rule, {&file_.source, 0, end},
+        found_.add("file-unused"_rule, {&file_.source, end},
                    counted(extent.begin - end, "byte") + " from here on: nothing refers to them");
       end = std::max(end, extent.end);
     }

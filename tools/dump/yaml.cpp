@@ -225,7 +225,7 @@ static void compare_bytes(const definition_file& file, diagnostic_list& found) {
   const auto differing =
       std::mismatch(bytes.begin(), bytes.end(), compiled.begin(), compiled.end());
   found.add(
-      "file-layout"_rule, {&file.source, 0, static_cast<size_t>(differing.first - bytes.begin())},
+      "file-layout"_rule, {&file.source, static_cast<size_t>(differing.first - bytes.begin())},
       "from here on the file is laid out otherwise than kplog compile does; the compiled dump "
       "says the same with other bytes");
 }
@@ -255,7 +255,7 @@ std::string definition_yaml(definition_file& file, diagnostic_list& found,
   complete_file_set(file.set, found, standard);
   std::string yaml = definition_yaml_writer(file.set, found, standard).write();
   if (yaml.size() > source_size_limit)
-    found.add("no-source"_rule, {&file.source, 0, 0},
+    found.add("no-source"_rule, {&file.source, 0},
               "the dump is larger than 16 MiB, which a source cannot be");
   if (found.count(rule_severity::error) == 0) compare_bytes(file, found);
   return yaml;

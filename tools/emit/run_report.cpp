@@ -65,7 +65,7 @@ void emit_report::bad_record(const record_line& line, const record_error& error)
                                                    static_cast<size_t>(line.number - 1));
   const diagnostic_rule rule = rule_of_code(record_fault_code(error.fault()));
   diagnostic_list found;
-  found.add(rule, {&source, static_cast<size_t>(line.number - 1), error.offset()}, error.text());
+  found.add(rule, {&source, error.offset()}, error.text());
   found.write(log_, {&source}, options_.format, options_.color);
   log_.flush();
 }
@@ -74,7 +74,7 @@ void emit_report::problem(diagnostic_rule rule, const std::string& text) {
   clear_progress();
   const source_text nowhere = source_text::unopened("kplog");
   diagnostic_list found;
-  found.add(rule, {&nowhere, 0, 0}, text);
+  found.add(rule, {&nowhere, 0}, text);
   found.write(log_, {&nowhere}, options_.format, options_.color);
   log_.flush();
 }

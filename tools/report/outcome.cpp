@@ -36,7 +36,7 @@ static command_outcome tell(std::ostream& log, const report_options& report, dia
                             const std::string& name, const file_error& error) {
   const source_text file = source_text::unopened(name);
   diagnostic_list found;
-  found.add(rule, {&file, 0, 0}, error.what());
+  found.add(rule, {&file, 0}, error.what());
   found.write(log, {&file}, report.format, report.color);
   return command_outcome::file_error;
 }

@@ -107,7 +107,7 @@ class definition_adviser {
       if (flag.second.is_given()) flags.push_back(&flag);
     const auto order = [this](const named_flag* flag) {
       const source_place& place = flag->second.name_place;
-      return std::make_tuple(source_number(place.source), place.line, place.byte);
+      return std::make_tuple(source_number(place.source), place.at);
     };
     std::sort(flags.begin(), flags.end(),
               [&](const auto* a, const auto* b) { return order(a) < order(b); });

@@ -31,7 +31,7 @@ class definition_set_checker {
  private:
   void check_log_version() {
     if (!set_.log_version.is_given() && set_.is_whole)
-      found_.add("missing-key"_rule, {set_.sources.front(), 0, 0},
+      found_.add("missing-key"_rule, {set_.sources.front(), 0},
                  "a set needs the key \"log_version\"");
   }
 
@@ -222,7 +222,7 @@ class definition_set_checker {
   static source_place place_in_text(const placed<std::string>& text, size_t offset) {
     const source_place& place = text.place;
     if (place.source != nullptr && place.source->is_binary())
-      return {place.source, 0, place.byte + kp_ldf_length_size + offset};
+      return {place.source, place.at + kp_ldf_length_size + offset};
     return place_in_scalar(place, text.value, offset);
   }
 

@@ -159,7 +159,7 @@ class scalar_walker {
 source_place place_in_scalar(const source_place& scalar, std::string_view value, size_t offset) {
   const size_t begin = scalar.offset();
   const auto at = scalar_walker(scalar.source->bytes().substr(begin), value).walk_to(offset);
-  return at ? scalar.source->place_at(begin + *at) : scalar;
+  return at ? source_place{scalar.source, begin + *at} : scalar;
 }
 
 bool is_quote_closed(const source_place& scalar) {

@@ -91,7 +91,7 @@ class configuration_checker {
  private:
   void add(diagnostic_rule rule, std::string_view at, const std::string& text) {
     const size_t offset = static_cast<size_t>(at.data() - file_.bytes().data());
-    found_.add(rule, file_.place_at(offset), text);
+    found_.add(rule, {&file_, offset}, text);
   }
   void check_nul(std::string_view line);
   void check_header(std::string_view header);

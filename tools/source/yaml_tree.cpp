@@ -19,8 +19,9 @@
 struct yaml_reading_stopped {};
 
 static source_place place_of(const source_text& source, const YAML::Mark& mark) {
-  if (mark.is_null() || mark.line < 0 || mark.column < 0) return {&source, 0, 0};
-  return {&source, static_cast<size_t>(mark.line), static_cast<size_t>(mark.column)};
+  if (mark.is_null() || mark.line < 0 || mark.column < 0) return {&source, 0};
+  return {&source,
+          source.line_start(static_cast<size_t>(mark.line)) + static_cast<size_t>(mark.column)};
 }
 
 static const char* kind_name(yaml_node::kinds kind) {
@@ -57,7 +58,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
   void doubt_last_value(size_t line, bool runs_on) {
     if (open_.empty() || open_.back().children.empty()) return;
     yaml_node& last = open_.back().children.back();
-    const bool is_before = last.line != line && !(runs_on && last.plain);
+    const bool is_before = last.place(source_).line() != line && !(runs_on && last.plain);
     last.is_whole = last.is_whole && is_before;
   }
 
@@ -77,7 +78,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
   void OnDocumentEnd() override {}
   void OnNull(const YAML::Mark& mark, YAML::anchor_t) override {
     yaml_node node = make(yaml_node::kinds::null, mark);
-    set_place(node, place_of_nothing(node.place(source_)));
+    node.at = static_cast<uint32_t>(place_of_nothing(node.place(source_)).at);
     finish(std::move(node));
   }
   void OnAlias(const YAML::Mark& mark, YAML::anchor_t) override {
@@ -114,9 +115,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
   yaml_node make(yaml_node::kinds kind, const YAML::Mark& mark) {
     const source_place place = place_of(source_, mark);
     if (++nodes_ > yaml_node_limit) stop("too-large"_rule, mark, "too many values");
-    return {.kind = kind,
-            .line = static_cast<unsigned>(place.line),
-            .byte = static_cast<unsigned>(place.byte)};
+    return {.kind = kind, .at = static_cast<uint32_t>(place.at)};
   }
 
   void open(yaml_node::kinds kind, const YAML::Mark& mark, const std::string& tag) {
@@ -134,11 +133,6 @@ class yaml_tree_builder final : public YAML::EventHandler {
     finish(std::move(node));
   }
 
-  static void set_place(yaml_node& node, const source_place& place) {
-    node.line = static_cast<unsigned>(place.line);
-    node.byte = static_cast<unsigned>(place.byte);
-  }
-
   // --- places of nothing
 
   // The parser places a value that is left out where the next one begins. People look for it at its
@@ -153,18 +147,18 @@ class yaml_tree_builder final : public YAML::EventHandler {
 
   // "~", or "null": as a value, and not as the key that follows a value left out.
   bool is_written_out(const source_place& place) const {
-    const std::string_view rest = source_.line(place.line).substr(place.byte);
+    const std::string_view rest = source_.line(place.line()).substr(place.byte());
     const size_t size = std::min(rest.find_first_of(" \t,]}"), rest.size());
     return size != 0 && YAML::IsNullString(std::string(rest.substr(0, size)));
   }
 
   source_place place_of_dash_before(const source_place& place) const {
-    size_t size = place.byte;  // of the line's part that is before
-    for (size_t line = place.line + 1; line-- > 0; size = std::string_view::npos) {
+    size_t size = place.byte();  // of the line's part that is before
+    for (size_t line = place.line() + 1; line-- > 0; size = std::string_view::npos) {
       const std::string_view before = source_.line(line).substr(0, size);
       const size_t comment = before.starts_with('#') ? 0 : before.find(" #");
       const size_t last = before.substr(0, comment).find_last_not_of(" \t");
-      if (last != std::string_view::npos) return {&source_, line, last};
+      if (last != std::string_view::npos) return {&source_, source_.line_start(line) + last};
     }
     return place;
   }
@@ -243,16 +237,16 @@ static bool is_forbidden_control(char c) {
 static bool check_bytes(const source_text& source, diagnostic_list& found) {
   const std::string_view bytes = source.bytes();
   if (bytes.size() > source_size_limit) {
-    found.add("too-large"_rule, {&source, 0, 0}, "the source is larger than 16 MiB");
+    found.add("too-large"_rule, {&source, 0}, "the source is larger than 16 MiB");
     return false;
   }
   if (const size_t bad = utf8_first_invalid(bytes); bad != std::string_view::npos) {
-    found.add("encoding"_rule, source.place_at(bad), "the source is not valid UTF-8");
+    found.add("encoding"_rule, {&source, bad}, "the source is not valid UTF-8");
     return false;
   }
   const auto* control = std::find_if(bytes.begin(), bytes.end(), is_forbidden_control);
   if (control == bytes.end()) return true;
-  found.add("encoding"_rule, source.place_at(static_cast<size_t>(control - bytes.begin())),
+  found.add("encoding"_rule, {&source, static_cast<size_t>(control - bytes.begin())},
             "the source holds a control character; write it as \"\\xNN\" between double quotes");
   return false;
 }
@@ -266,17 +260,17 @@ static bool is_tab_in_indentation(const source_text& source, size_t line, size_t
 
 // Whether the place is where its line begins, blanks apart.
 static bool begins_line(const source_place& place) {
-  return place.source->line(place.line).find_first_not_of(' ') >= place.byte;
+  return place.source->line(place.line()).find_first_not_of(' ') >= place.byte();
 }
 
 static bool is_first_colon(const source_place& place) {
-  return place.source->line(place.line).find(':') == place.byte;
+  return place.source->line(place.line()).find(':') == place.byte();
 }
 
 // The placeholder that the place follows in its line, "{NAME} and more" without quotes, by its
 // brace; npos when there is none.
 static size_t unquoted_placeholder(const source_place& place) {
-  const std::string_view before = place.source->line(place.line).substr(0, place.byte);
+  const std::string_view before = place.source->line(place.line()).substr(0, place.byte());
   const size_t end = before.find_last_not_of(' ');
   if (end == std::string_view::npos || before[end] != '}') return std::string_view::npos;
   const size_t begin = before.rfind('{', end);
@@ -292,17 +286,18 @@ static void add_syntax_error(const source_text& source, const YAML::Exception& e
   const bool is_in_flow = around != nullptr && builder.is_flow(*around);
   const bool is_end =
       error.msg == YAML::ErrorMsg::END_OF_MAP || error.msg == YAML::ErrorMsg::END_OF_SEQ;
+  const size_t line_start = source.line_start(place.line());
   size_t tab = 0;
-  if (!is_in_flow && is_tab_in_indentation(source, place.line, tab))
-    found.add("yaml-syntax"_rule, {&source, place.line, tab},
+  if (!is_in_flow && is_tab_in_indentation(source, place.line(), tab))
+    found.add("yaml-syntax"_rule, {&source, line_start + tab},
               "a tab in the indentation, which YAML makes of blanks alone");
   else if (const size_t brace = unquoted_placeholder(place); brace != std::string_view::npos)
-    found.add("yaml-syntax"_rule, {&source, place.line, brace},
+    found.add("yaml-syntax"_rule, {&source, line_start + brace},
               "a text that begins with a placeholder needs quotes");
   else if (error.msg == YAML::ErrorMsg::UNKNOWN_TOKEN)
     found.add("yaml-syntax"_rule, place,
               "a text that begins with " +
-                  in_quotes(source.line(place.line).substr(place.byte, 1)) + " needs quotes");
+                  in_quotes(source.line(place.line()).substr(place.byte(), 1)) + " needs quotes");
   else if (is_in_flow)
     found.add("yaml-syntax"_rule, place, error.msg, around->place(source),
               std::string(kind_name(around->kind)) + " that is still open begins here");
@@ -325,7 +320,7 @@ static bool read_any_yaml(const source_text& source, yaml_tree_builder& builder,
   std::istringstream stream{std::string(source.bytes())};
   YAML::Parser parser(stream);
   const bool is_there = parser.HandleNextDocument(builder);
-  if (!is_there) found.add("missing-key"_rule, {&source, 0, 0}, "the source is empty");
+  if (!is_there) found.add("missing-key"_rule, {&source, 0}, "the source is empty");
   if (is_there) static_cast<void>(parser.HandleNextDocument(builder));  // refuses a second one
   return is_there;
 }
@@ -340,7 +335,7 @@ bool read_yaml(const source_text& source, yaml_node& root, diagnostic_list& foun
   } catch (const YAML::Exception& error) {
     is_whole = false;
     add_syntax_error(source, error, builder, found);
-    builder.doubt_last_value(place_of(source, error.mark).line,
+    builder.doubt_last_value(place_of(source, error.mark).line(),
                              error.msg == YAML::ErrorMsg::MAP_VALUE);
   } catch (const yaml_reading_stopped&) {
     is_whole = false;  // the diagnostic stands

@@ -2,6 +2,7 @@
 #ifndef TOOLS_SOURCE_YAML_TREE_H
 #define TOOLS_SOURCE_YAML_TREE_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -18,12 +19,11 @@ struct yaml_node {
   bool plain = false;                    // a scalar written without quotes
   bool is_whole = true;                  // false: the source breaks off within it
   bool is_refused = false;               // a diagnostic stands already, and one is enough
-  unsigned line = 0;                     // from 0
-  unsigned byte = 0;                     // within the line, from 0
+  uint32_t at = 0;                       // bytes before it in the source
   std::string text = {};                 // of a scalar
   std::vector<yaml_node> children = {};  // of a sequence; of a map: keys and values in turn
 
-  source_place place(const source_text& source) const { return {&source, line, byte}; }
+  source_place place(const source_text& source) const { return {&source, at}; }
 };
 
 // Reads the one document of a source into `root`. Diagnostics for what is not UTF-8, not YAML, or

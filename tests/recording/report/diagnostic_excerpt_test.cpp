@@ -9,7 +9,7 @@
 static std::pair<std::string, size_t> excerpt(const std::string& line, size_t at) {
   const source_text source("s", line);
   diagnostic_list found;
-  found.add("encoding"_rule, {&source, 0, at}, "x");
+  found.add("encoding"_rule, {&source, at}, "x");
   std::ostringstream text;
   found.write(text, {&source}, diagnostic_format::text, false);
   std::istringstream lines(text.str());

@@ -13,8 +13,8 @@
 static std::string place_of(const std::string& text, size_t begin, std::string_view value,
                             size_t offset) {
   const source_text source("s", text);
-  const source_place place = place_in_scalar({&source, 0, begin}, value, offset);
-  return std::to_string(place.line + 1) + ":" + std::to_string(place.column());
+  const source_place place = place_in_scalar({&source, begin}, value, offset);
+  return std::to_string(place.line() + 1) + ":" + std::to_string(place.column());
 }
 
 TEST(SourceText, LinesComeWithoutTheirEndings) {
@@ -33,9 +33,9 @@ TEST(SourceText, ByteOrderMarkIsLeftOut) {
 
 TEST(SourceText, ColumnsCountCharacters) {
   const source_text source("s", "äöü: 日本 x");
-  EXPECT_EQ((source_place{&source, 0, 0}.column()), 1u);
-  EXPECT_EQ((source_place{&source, 0, 6}.column()), 4u);
-  EXPECT_EQ((source_place{&source, 0, 15}.column()), 9u);
+  EXPECT_EQ((source_place{&source, 0}.column()), 1u);
+  EXPECT_EQ((source_place{&source, 6}.column()), 4u);
+  EXPECT_EQ((source_place{&source, 15}.column()), 9u);
 }
 
 TEST(SourceText, PlaceInPlainTextIsByteByByte) {
@@ -83,7 +83,7 @@ TEST(SourceText, PlaceInATextThatIsNotItsNotationIsItsBeginning) {
 TEST(SourceText, QuoteIsClosedByItsPartnerAlone) {
   const auto is_closed = [](const std::string& text) {
     const source_text source("s", text);
-    return is_quote_closed({&source, 0, 0});
+    return is_quote_closed({&source, 0});
   };
   for (const char* closed : {"\"\"", "\'\'", "\"a\\\"\nb\"", "'it\'\'s'", "plain", "\"\\\\\"", ""})
     EXPECT_TRUE(is_closed(closed)) << closed;

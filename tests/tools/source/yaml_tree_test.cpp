@@ -43,7 +43,7 @@ static bool is_read_by_lines(const std::string& text) {
 
 static void write(std::ostream& out, const yaml_node& node) {
   out << static_cast<int>(node.kind) << node.plain << node.is_whole << node.is_refused << '@'
-      << node.line << ':' << node.byte << ' ' << node.text << '(';
+      << node.at << ' ' << node.text << '(';
   for (const yaml_node& child : node.children) write(out, child);
   out << ")\n";
 }
