@@ -154,11 +154,8 @@ static event_model read_record(definition_file_cursor& cursor) {
 
 static bool is_plain_name(std::string_view text) {
   if (text.empty() || text.size() > event_name_limit) return false;
-  for (size_t i = 0; i < text.size();) {
-    const utf8_character character = utf8_at(text, i);
+  for (const utf8_character& character : utf8(text))
     if (!character.valid || is_unsafe_on_terminal(character.code_point)) return false;
-    i += character.size;
-  }
   return true;
 }
 

@@ -50,7 +50,7 @@ const record_finding& record_error::finding() const {
 }
 
 size_t record_error::column() const {
-  return record_column(line_, offset());
+  return utf8_column(line_, offset());
 }
 
 const char* record_error::what() const noexcept {
@@ -58,12 +58,6 @@ const char* record_error::what() const noexcept {
 }
 
 // ---- places and shown texts ----
-
-size_t record_column(std::string_view line, size_t offset) {
-  size_t column = 1;
-  for (size_t i = 0; i < std::min(offset, line.size()); ++column) i += utf8_at(line, i).size;
-  return column;
-}
 
 std::string shown_record_value(const record_value& value) {
   return value.kind == record_value_kind::text ? in_quotes(shortened(value.text))

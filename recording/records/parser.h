@@ -116,9 +116,6 @@ class record_parser {
   std::unique_ptr<state> state_;
 };
 
-// The column, in characters, of the byte at `offset`.
-size_t record_column(std::string_view line, size_t offset);
-
 // The value as errors show it: a text in quotes, anything else as written; long ones are cut.
 std::string shown_record_value(const record_value& value);
 

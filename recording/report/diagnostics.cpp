@@ -45,7 +45,8 @@ static std::string_view first_cells(std::string_view text, size_t cells) {
 }
 
 static std::string_view last_cells(std::string_view text, size_t cells) {
-  while (terminal_width(terminal_text(text)) > cells) text.remove_prefix(utf8_at(text, 0).size);
+  while (terminal_width(terminal_text(text)) > cells)
+    text.remove_prefix(utf8_at(text, 0).bytes.size());
   return text;
 }
 

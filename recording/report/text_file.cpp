@@ -62,7 +62,5 @@ size_t source_place::byte() const {
 size_t source_place::column() const {
   const std::string_view text = source->line(line());
   const size_t before = byte();
-  size_t column = 1;
-  for (size_t i = 0; i < std::min(before, text.size()); ++column) i += utf8_at(text, i).size;
-  return column + (before > text.size() ? before - text.size() : 0);
+  return utf8_column(text, before) + (before > text.size() ? before - text.size() : 0);
 }

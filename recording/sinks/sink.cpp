@@ -34,8 +34,7 @@ static void check_prefix(const std::string& sink, const std::string& prefix) {
   const size_t at = static_cast<size_t>(
       std::mismatch(prefix.begin(), prefix.end(), safe.begin()).first - prefix.begin());
   if (at == prefix.size()) return;
-  const std::string found = prefix.substr(at, utf8_at(prefix, at).size);
-  refuse("the sink " + sink + " has " + in_quotes(found) +
+  refuse("the sink " + sink + " has " + in_quotes(utf8_at(prefix, at).bytes) +
          " in its prefix, which is of ASCII letters, digits, \"_\" and \"-\"");
 }
 

@@ -57,8 +57,8 @@ struct log_code_page::converter {
 static void write_missing(const void*, UConverterFromUnicodeArgs* arguments, const UChar*, int32_t,
                           UChar32 code_point, UConverterCallbackReason reason, UErrorCode* status) {
   if (reason > UCNV_IRREGULAR) return;
-  const std::string escape =
-      written_out({.code_point = static_cast<uint32_t>(code_point), .size = 0, .valid = true});
+  const std::string escape = written_out(
+      {.code_point = static_cast<uint32_t>(code_point), .valid = true, .offset = 0, .bytes = {}});
   const std::u16string units(escape.begin(), escape.end());
   *status = U_ZERO_ERROR;
   const UChar* source = units.data();

@@ -13,9 +13,8 @@ struct escape_row {
   std::string_view escape;
 };
 
-// Appends an unsafe character, or a byte that is not UTF-8, of which `bytes` are the bytes.
-using escape_writer = void(std::string& out, const utf8_character& character,
-                           std::string_view bytes);
+// Appends an unsafe character, or a byte that is not UTF-8.
+using escape_writer = void(std::string& out, const utf8_character& character);
 
 class escape_language {
  public:
@@ -36,8 +35,8 @@ class escape_language {
       i = plain;
       if (i == text.size()) return;
       const utf8_character character = utf8_at(text, i);
-      append(out, character, text.substr(i, character.size));
-      i += character.size;
+      append(out, character);
+      i += character.bytes.size();
     }
   }
 
@@ -48,15 +47,15 @@ class escape_language {
   }
 
  private:
-  void append(std::string& out, const utf8_character& character, std::string_view bytes) const {
+  void append(std::string& out, const utf8_character& character) const {
     const bool is_named = character.valid && character.code_point < escapes_.size() &&
                           !escapes_[character.code_point].empty();
     if (is_named)
       out += escapes_[character.code_point];
     else if (!character.valid || is_unsafe_on_terminal(character.code_point))
-      write_out_(out, character, bytes);
+      write_out_(out, character);
     else
-      out += bytes;
+      out += character.bytes;
   }
 
   std::array<std::string_view, 128> escapes_ = {};  // empty: none
@@ -80,14 +79,14 @@ static void append_long_escape(std::string& out, uint32_t code_point) {
   (out += "\\U") += hexadecimal(code_point, 8);
 }
 
-static void write_out_in_json(std::string& out, const utf8_character& character, std::string_view) {
+static void write_out_in_json(std::string& out, const utf8_character& character) {
   const uint32_t code_point = code_point_of(character);
   if (code_point < 0x10000) return append_unit(out, code_point);
   append_unit(out, U16_LEAD(code_point));
   append_unit(out, U16_TRAIL(code_point));
 }
 
-static void write_out_in_yaml(std::string& out, const utf8_character& character, std::string_view) {
+static void write_out_in_yaml(std::string& out, const utf8_character& character) {
   const uint32_t code_point = code_point_of(character);
   if (code_point < 0x100)
     (out += "\\x") += hexadecimal(code_point, 2);
@@ -97,8 +96,7 @@ static void write_out_in_yaml(std::string& out, const utf8_character& character,
     append_long_escape(out, code_point);
 }
 
-static void write_out_in_genrb(std::string& out, const utf8_character& character,
-                               std::string_view) {
+static void write_out_in_genrb(std::string& out, const utf8_character& character) {
   const uint32_t code_point = code_point_of(character);
   if (code_point < 0x10000)
     append_unit(out, code_point);
@@ -107,20 +105,19 @@ static void write_out_in_genrb(std::string& out, const utf8_character& character
 }
 
 // Octal escapes end after three digits, whatever follows.
-static void write_out_in_cpp(std::string& out, const utf8_character&, std::string_view bytes) {
-  for (const char byte : bytes) {
+static void write_out_in_cpp(std::string& out, const utf8_character& character) {
+  for (const char byte : character.bytes) {
     out += '\\';
     for (int shift = 6; shift >= 0; shift -= 3)
       out += static_cast<char>('0' + (static_cast<unsigned char>(byte) >> shift) % 8);
   }
 }
 
-static void write_out_in_po(std::string& out, const utf8_character& character,
-                            std::string_view bytes) {
+static void write_out_in_po(std::string& out, const utf8_character& character) {
   if (character.valid && character.code_point < 0x80)
-    write_out_in_cpp(out, character, bytes);
+    write_out_in_cpp(out, character);
   else
-    out += bytes;
+    out += character.bytes;
 }
 
 static constexpr escape_language json_language(
@@ -171,8 +168,7 @@ std::string written_out(const utf8_character& character) {
   return is_byte ? "\\x" + hexadecimal(code_point, 2) : "\\u{" + hexadecimal(code_point, 4) + "}";
 }
 
-static void write_out_for_people(std::string& out, const utf8_character& character,
-                                 std::string_view) {
+static void write_out_for_people(std::string& out, const utf8_character& character) {
   out += written_out(character);
 }
 

@@ -36,10 +36,6 @@ static size_t cells(uint32_t code_point) {
 
 size_t terminal_width(std::string_view escaped) {
   size_t width = 0;
-  for (size_t i = 0; i < escaped.size();) {
-    const utf8_character character = utf8_at(escaped, i);
-    width += cells(character.code_point);
-    i += character.size;
-  }
+  for (const utf8_character& character : utf8(escaped)) width += cells(character.code_point);
   return width;
 }

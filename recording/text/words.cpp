@@ -20,7 +20,10 @@ std::string shortened(std::string_view text) {
   constexpr size_t limit = 64;
   if (text.size() <= limit) return std::string(text);
   size_t end = 0;
-  for (size_t next = 0; next <= limit; next += utf8_at(text, next).size) end = next;
+  for (const utf8_character& character : utf8(text)) {
+    if (character.offset > limit) break;
+    end = character.offset;
+  }
   return std::string(text.substr(0, end)) + "...";
 }
 

@@ -281,11 +281,9 @@ TEST_F(RenderCommand, NothingSteersTheTerminalOrMakesALine) {
 
 // Whether a line holds nothing but characters that are shown, and the tab.
 static bool is_safe_line(std::string_view line) {
-  for (size_t i = 0; i < line.size();) {
-    const utf8_character character = utf8_at(line, i);
+  for (const utf8_character& character : utf8(line)) {
     const bool is_tab = character.code_point == '\t';
     if (!character.valid || (!is_tab && is_unsafe_on_terminal(character.code_point))) return false;
-    i += character.size;
   }
   return true;
 }

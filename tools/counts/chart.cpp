@@ -85,11 +85,10 @@ struct chart_plot {
 static std::string shortened(const std::string& text, size_t cells) {
   if (terminal_width(text) <= cells) return text;
   std::string kept;
-  for (size_t i = 0; i < text.size();) {
-    const size_t size = utf8_at(text, i).size;
-    if (terminal_width(kept + text.substr(i, size)) >= cells) break;
-    kept += text.substr(i, size);
-    i += size;
+  for (const utf8_character& character : utf8(text)) {
+    const std::string longer = kept + std::string(character.bytes);
+    if (terminal_width(longer) >= cells) break;
+    kept = longer;
   }
   return kept + "\u2026";
 }

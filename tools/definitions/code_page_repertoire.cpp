@@ -24,11 +24,9 @@ code_page_repertoire::code_page_repertoire(std::string name) : name_(std::move(n
   if (U_SUCCESS(status)) characters_ = std::move(characters);
 }
 
-size_t code_page_repertoire::first_missing(std::string_view utf8) const {
-  for (size_t i = 0; i < utf8.size();) {
-    const utf8_character character = utf8_at(utf8, i);
-    if (uset_contains(characters_.get(), static_cast<UChar32>(character.code_point)) == 0) return i;
-    i += character.size;
-  }
+size_t code_page_repertoire::first_missing(std::string_view text) const {
+  for (const utf8_character& character : utf8(text))
+    if (uset_contains(characters_.get(), static_cast<UChar32>(character.code_point)) == 0)
+      return character.offset;
   return std::string_view::npos;
 }

@@ -20,7 +20,7 @@ class code_page_repertoire {
   const std::string& name() const { return name_; }
   bool is_known() const { return characters_ != nullptr; }
   // The offset of the first character that the code page cannot hold; npos when it holds all.
-  size_t first_missing(std::string_view utf8) const;
+  size_t first_missing(std::string_view text) const;
 
  private:
   struct set_closer {

@@ -41,14 +41,11 @@ static bool is_identifier_character(const utf8_character& character) {
 // With every other character as "_", and never two of these in a row.
 static std::string identifier_characters(std::string_view name) {
   std::string identifier;
-  for (size_t i = 0; i < name.size();) {
-    const utf8_character character = utf8_at(name, i);
-    const std::string_view bytes = name.substr(i, character.size);
-    if (is_identifier_character(character) && bytes != "_")
-      identifier += bytes;
+  for (const utf8_character& character : utf8(name)) {
+    if (is_identifier_character(character) && character.code_point != '_')
+      identifier += character.bytes;
     else if (!identifier.ends_with('_'))
       identifier += '_';
-    i += character.size;
   }
   return identifier;
 }

@@ -29,11 +29,9 @@ template_pattern::template_pattern(const std::vector<template_piece>& pieces) : 
 }
 
 void template_pattern::append_literal(const template_piece& piece) {
-  for (size_t i = 0; i < piece.text.size();) {
-    const utf8_character character = utf8_at(piece.text, i);
+  for (const utf8_character& character : utf8(piece.text)) {
     pattern_.append(character.valid ? static_cast<UChar32>(character.code_point) : 0xFFFD);
-    offsets_.resize(static_cast<size_t>(pattern_.length()), piece.offset + i);
-    i += character.size;
+    offsets_.resize(static_cast<size_t>(pattern_.length()), piece.offset + character.offset);
   }
 }
 

@@ -39,7 +39,7 @@ static std::string guard_of(const std::string& name_space) {
       guard += "_in_";
     else
       guard += "x" + hexadecimal(character.code_point, 6);
-    i += first == ':' ? 2 : character.size;
+    i += first == ':' ? 2 : character.bytes.size();
   }
   return guard + (guard.ends_with('_') ? "H" : "_H");
 }

@@ -23,11 +23,8 @@ static bool is_odd_in_name(uint32_t code_point) {
 }
 
 static size_t first_odd_character(std::string_view name) {
-  for (size_t i = 0; i < name.size();) {
-    const utf8_character character = utf8_at(name, i);
-    if (is_odd_in_name(character.code_point)) return i;
-    i += character.size;
-  }
+  for (const utf8_character& character : utf8(name))
+    if (is_odd_in_name(character.code_point)) return character.offset;
   return std::string_view::npos;
 }
 

@@ -190,10 +190,9 @@ class event_adviser {
     const placed<std::string>& text = text_of(message);
     const size_t missing = code_page.first_missing(text.value);
     if (missing == std::string_view::npos) return;
-    const size_t size = utf8_at(text.value, missing).size;
     add("code-page"_rule, place_in_scalar(text.place, text.value, missing),
         "the code page " + code_page.name() + " has no " +
-            in_quotes(std::string_view(text.value).substr(missing, size)));
+            in_quotes(utf8_at(text.value, missing).bytes));
   }
 
   void advise_on_raw_template(const message_model& message,

@@ -6,7 +6,6 @@
 #include <array>
 
 #include "recording/text/terminal_text.h"
-#include "recording/text/utf8.h"
 #include "tools/source/scalar_place.h"
 
 // "LINE:COLUMN" of byte `offset` of the value of a scalar that begins at line 0, byte `begin`.
@@ -89,18 +88,6 @@ TEST(SourceText, QuoteIsClosedByItsPartnerAlone) {
     EXPECT_TRUE(is_closed(closed)) << closed;
   for (const char* open : {"\"", "'", "\"a\\\"", "'it\'\'s", "''' x", "\"'"})
     EXPECT_FALSE(is_closed(open)) << open;
-}
-
-TEST(Utf8Text, BrokenFormsAreInvalid) {
-  for (const char* broken : {"\x80", "\xC0\xAF", "\xC3", "\xE0\x80\x80", "\xED\xA0\x80",
-                             "\xF4\x90\x80\x80", "\xF5", "\xFF", "\xE2\x82"})
-    EXPECT_EQ(utf8_first_invalid(broken), 0u) << broken;
-  EXPECT_EQ(utf8_first_invalid("aä€😀"), std::string_view::npos);
-  EXPECT_EQ(utf8_first_invalid("aä\x80"), 3u);
-}
-
-TEST(Utf8Text, LengthInUtf16CountsPairsTwice) {
-  EXPECT_EQ(utf16_length("aä€😀"), 5u);
 }
 
 TEST(TerminalText, WhatMovesOrHidesIsWrittenOut) {

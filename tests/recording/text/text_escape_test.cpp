@@ -66,11 +66,8 @@ static testing::AssertionResult is_same(std::string_view read, std::string_view 
 
 // Nothing in the text hides or moves anything on a terminal.
 static bool is_safe(std::string_view written) {
-  for (size_t i = 0; i < written.size();) {
-    const utf8_character character = utf8_at(written, i);
+  for (const utf8_character& character : utf8(written))
     if (!character.valid || is_unsafe_on_terminal(character.code_point)) return false;
-    i += character.size;
-  }
   return true;
 }
 
