@@ -6,7 +6,8 @@
 
 #include "base/kp_endian.h"
 #include "logging/def_read_items.h"
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
+#include "recording/text/number.h"
 #include "recording/text/utf8.h"
 
 // Sizes of records with empty strings, by which counts are held against the bytes that are there.

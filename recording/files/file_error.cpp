@@ -4,7 +4,7 @@
 #include <system_error>
 
 #include "base/kp_clib.h"
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 
 file_error::file_error(file_use use, const std::string& action, const std::string& path,
                        const std::string& reason)

@@ -11,7 +11,7 @@
 
 #include "base/kp_clib.h"
 #include "kp_LOG_filenames.h"
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 
 // --- The lock ---
 

@@ -11,7 +11,6 @@
 
 #include "logging/logentry_i.h"
 #include "recording/text/number.h"
-#include "recording/text/terminal_text.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
 

@@ -4,7 +4,8 @@
 #include <ostream>
 #include <tuple>
 
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
+#include "recording/text/number.h"
 #include "recording/text/utf8.h"
 
 // Bytes of a line that are shown before and behind the caret, in as many cells at most; longer

@@ -7,8 +7,8 @@
 #include "kp_LOG_filenames.h"
 #include "recording/files/path.h"
 #include "recording/sinks/sink_kinds.h"
+#include "recording/text/escape.h"
 #include "recording/text/number.h"
-#include "recording/text/terminal_text.h"
 #include "recording/text/words.h"
 
 [[noreturn]] static void refuse(const std::string& text) {

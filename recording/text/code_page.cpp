@@ -9,7 +9,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 
 // --- Plain text ---
 

@@ -1,13 +1,20 @@
 // Texts in the languages that the tools write. Each language says what stands for a character that
-// means something else in it; what is unsafe on a terminal (recording/text/terminal_text.h) is
-// written out in all of them, so that it can be seen, and read back as the same character.
+// means something else in it; what is unsafe on a terminal is written out in all of them, so that
+// it can be seen, and read back as the same character.
 #ifndef RECORDING_TEXT_ESCAPE_H
 #define RECORDING_TEXT_ESCAPE_H
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "recording/text/utf8.h"
+
+// Whether a character could move, hide or reorder what a terminal shows: controls, line separators,
+// format characters, what is invisible unless a font knows better (variation selectors, fillers,
+// tags), and noncharacters.
+bool is_unsafe_on_terminal(uint32_t code_point);
 
 // --- For programs: readers of the language have the text again. A byte that is not UTF-8 becomes
 // U+FFFD, except in C++ and PO files, which have a place for it.
@@ -38,10 +45,13 @@ std::string written_out(const utf8_character& character);
 // A text on a terminal. A tab becomes one blank.
 std::string terminal_text(std::string_view text);
 
+// The same between the tags of XML.
+std::string xml_text(std::string_view text);
+
 // Appends the same to a line of a log, in which a tab stays.
 void append_log_text(std::string& line, std::string_view text);
 
-// The same as terminal_text, between the tags of XML.
-std::string xml_text(std::string_view text);
+// Cells that an escaped text takes on a terminal: two for wide characters, none for combining ones.
+size_t terminal_width(std::string_view escaped);
 
 #endif

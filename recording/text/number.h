@@ -4,7 +4,10 @@
 
 #include <charconv>
 #include <concepts>
+#include <cstddef>
+#include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <system_error>
 
@@ -25,6 +28,14 @@ template <std::unsigned_integral Number>
 std::optional<Number> number_of_either_base(std::string_view text) {
   const bool is_hexadecimal = text.starts_with("0x") || text.starts_with("0X");
   return is_hexadecimal ? number_of<Number>(text.substr(2), 16) : number_of<Number>(text);
+}
+
+// In hexadecimal with capital letters, and zeros in front up to `digits`.
+inline std::string hexadecimal(uint32_t number, size_t digits) {
+  std::string text;
+  for (; number != 0 || text.size() < digits; number /= 16)
+    text.insert(text.begin(), "0123456789ABCDEF"[number % 16]);
+  return text;
 }
 
 #endif

@@ -5,7 +5,7 @@
 #include <numeric>
 #include <utility>
 
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 #include "recording/text/utf8.h"
 
 std::string counted(size_t count, const std::string& what) {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 
 inline bool is_scalar_value(uint32_t code_point) {
   return code_point <= 0x10FFFF && (code_point < 0xD800 || code_point > 0xDFFF);

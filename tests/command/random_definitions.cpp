@@ -1,4 +1,5 @@
 #include "tests/command/random_definitions.h"
+#include "recording/text/number.h"
 
 #include <algorithm>
 #include <numeric>

@@ -9,6 +9,7 @@
 #include "logging/logentry_i.h"
 #include "recording/records/values.h"
 #include "recording/text/escape.h"
+#include "recording/text/number.h"
 #include "tests/command/characters.h"
 #include "tests/recording/records/record_events.h"
 

@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 #include "recording/text/utf8.h"
 #include "tests/command/command_run.h"
 #include "tests/support/temp_folder.h"

@@ -4,7 +4,7 @@
 #include <set>
 
 #include "recording/definitions/template.h"
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 
 // --- extract
 

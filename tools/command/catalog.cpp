@@ -5,7 +5,7 @@
 
 #include "recording/files/read_file.h"
 #include "recording/files/whole_file.h"
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 #include "recording/text/words.h"
 #include "tools/catalog/bundle.h"
 #include "tools/catalog/locale.h"

@@ -9,7 +9,7 @@
 #include <sstream>
 #include <utility>
 
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"

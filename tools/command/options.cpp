@@ -13,7 +13,6 @@
 #include <utility>
 
 #include "recording/records/event_set.h"
-#include "recording/text/terminal_text.h"
 #include "recording/text/words.h"
 #include "tools/report/outcome.h"
 

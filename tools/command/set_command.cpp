@@ -4,7 +4,7 @@
 #include <ostream>
 
 #include "recording/files/whole_file.h"
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 #include "recording/text/words.h"
 #include "tools/compiled/verify.h"
 #include "tools/report/outcome.h"

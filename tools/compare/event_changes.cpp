@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "recording/definitions/known_attributes.h"
-#include "recording/text/terminal_text.h"
+#include "recording/text/number.h"
 #include "recording/text/words.h"
 #include "tools/compare/changes.h"
 

@@ -3,7 +3,8 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
+#include "recording/text/number.h"
 #include "recording/text/words.h"
 
 using change_json = nlohmann::ordered_json;

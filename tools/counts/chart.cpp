@@ -4,7 +4,7 @@
 #include <chrono>
 #include <map>
 
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
 #include "tools/counts/chart_parts.h"

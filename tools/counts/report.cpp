@@ -6,7 +6,7 @@
 #include <tuple>
 #include <utility>
 
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 #include "recording/text/words.h"
 
 // --- Adding up

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 #include "recording/text/utf8.h"
 #include "tools/definitions/cpp_macro_names.h"
 

@@ -2,7 +2,8 @@
 
 #include <vector>
 
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
+#include "recording/text/number.h"
 #include "recording/text/words.h"
 
 static std::string globals_table(const std::vector<attribute_model>& globals) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "recording/text/terminal_text.h"
+#include "recording/text/number.h"
 #include "recording/text/utf8.h"
 
 using json_value = nlohmann::ordered_json;

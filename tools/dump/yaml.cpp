@@ -6,7 +6,7 @@
 
 #include "recording/definitions/known_attributes.h"
 #include "recording/text/escape.h"
-#include "recording/text/terminal_text.h"
+#include "recording/text/number.h"
 #include "recording/text/utf8.h"
 #include "tools/compiled/writer.h"
 #include "tools/definitions/authored_text.h"

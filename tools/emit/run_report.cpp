@@ -8,7 +8,6 @@
 
 #include "recording/files/file_error.h"
 #include "recording/text/escape.h"
-#include "recording/text/terminal_text.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
 #include "tools/report/outcome.h"

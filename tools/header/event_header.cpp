@@ -6,7 +6,7 @@
 
 #include "recording/files/path.h"
 #include "recording/text/escape.h"
-#include "recording/text/terminal_text.h"
+#include "recording/text/number.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
 #include "tools/definitions/cpp_name.h"

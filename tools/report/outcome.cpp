@@ -7,7 +7,7 @@
 #include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 
 command_outcome usage_error(std::ostream& log, const std::string& text) {
   log << "kplog: " << terminal_text(text) << '\n';

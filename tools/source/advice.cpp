@@ -10,7 +10,7 @@
 
 #include "logging/ldf_load.h"
 #include "recording/definitions/built_in_attributes.h"
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
 #include "tools/source/scalar_place.h"

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "recording/records/stored_form.h"
-#include "recording/text/terminal_text.h"
+#include "recording/text/escape.h"
 #include "tests/recording/sinks/record_sink_fixture.h"
 #include "tools/report/outcome.h"
 

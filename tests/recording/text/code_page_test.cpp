@@ -8,6 +8,7 @@
 
 #include "recording/text/code_page.h"
 #include "recording/text/escape.h"
+#include "recording/text/number.h"
 #include "recording/text/utf8.h"
 #include "tests/command/characters.h"
 #include "tests/support/raised_by.h"

@@ -7,11 +7,13 @@
 #include <unicode/resbund.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "recording/text/number.h"
 #include "tests/command/characters.h"
 #include "tests/command/command_run.h"
 #include "tests/support/ldf_bytes.h"
@@ -288,4 +290,53 @@ TEST(TextEscape, XmlIsReadAgain) {
   for (const std::string& text : every_character()) {
     EXPECT_TRUE(is_same(read_for_people(read_xml(xml_text(text))), with_blanks_for_tabs(text)));
   }
+}
+
+// --- Terminals
+
+TEST(TerminalText, WhatMovesOrHidesIsWrittenOut) {
+  EXPECT_EQ(terminal_text("a\x1b[31mb"), "a\\x1B[31mb");
+  EXPECT_EQ(terminal_text(std::string("nul\0", 4)), "nul\\x00");
+  EXPECT_EQ(terminal_text("\xC2\x9B"
+                          "1m"),
+            "\\u{009B}1m");
+  EXPECT_EQ(terminal_text("\x9B"), "\\x9B");
+  EXPECT_EQ(terminal_text("\u202Egnp.exe"), "\\u{202E}gnp.exe");
+  EXPECT_EQ(terminal_text("a\u2028b\u2066c"), "a\\u{2028}b\\u{2066}c");
+  EXPECT_EQ(terminal_text("a\tb\x7F"), "a b\\x7F");
+  EXPECT_EQ(terminal_text("Größe 日本 \\n"), "Größe 日本 \\n");
+}
+
+// First and last of each range that a terminal shows as nothing, or shows others by.
+TEST(TerminalText, WhatIsInvisibleIsWrittenOut) {
+  constexpr std::array<std::array<uint32_t, 2>, 22> ranges = {{
+      {0xAD, 0xAD},       {0x34F, 0x34F},       {0x61C, 0x61C},     {0x115F, 0x1160},
+      {0x17B4, 0x17B5},   {0x180B, 0x180F},     {0x200B, 0x200F},   {0x2028, 0x2029},
+      {0x202A, 0x202E},   {0x2060, 0x206F},     {0x3164, 0x3164},   {0xFDD0, 0xFDEF},
+      {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},     {0xFFA0, 0xFFA0},   {0xFFF0, 0xFFFB},
+      {0xFFFE, 0xFFFF},   {0x1D173, 0x1D17A},   {0x1FFFE, 0x1FFFF}, {0xE0000, 0xE0FFF},
+      {0xEFFFE, 0xEFFFF}, {0x10FFFE, 0x10FFFF},
+  }};
+  for (const auto& [first, last] : ranges)
+    for (uint32_t code_point = first; code_point <= last; ++code_point)
+      EXPECT_TRUE(is_unsafe_on_terminal(code_point)) << std::hex << code_point;
+  EXPECT_EQ(terminal_text("a\u00ADb\U000E0041c"), "a\\u{00AD}b\\u{E0041}c");
+}
+
+TEST(TerminalText, WhatCanBeSeenIsNotWrittenOut) {
+  for (const uint32_t code_point :
+       {0x20u, 0x7Eu, 0xA0u, 0xE4u, 0x301u, 0x600u, 0x2010u, 0x3000u, 0xE000u, 0xFFFDu, 0x1F600u})
+    EXPECT_FALSE(is_unsafe_on_terminal(code_point)) << std::hex << code_point;
+}
+
+TEST(TerminalText, EveryByteComesOutPrintable) {
+  for (int byte = 0; byte < 256; ++byte)
+    for (const char shown : terminal_text(std::string(1, static_cast<char>(byte))))
+      EXPECT_TRUE(shown >= 0x20 && shown < 0x7F) << byte;
+}
+
+TEST(TerminalText, WideCharactersTakeTwoCells) {
+  EXPECT_EQ(terminal_width("ab"), 2u);
+  EXPECT_EQ(terminal_width("日本"), 4u);
+  EXPECT_EQ(terminal_width("e\u0301"), 1u);
 }
