@@ -28,6 +28,14 @@ static constexpr mode_t lock_mode = S_IRUSR | S_IWUSR;
 
 static constexpr int lock_flags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
 
+// Reads `size` bytes at an offset; false where the file ends before. Raises file_error.
+static bool read_whole(int file, char* bytes, size_t size, uintmax_t offset,
+                       const std::string& path) {
+  const ssize_t count = KP_pread(file, bytes, size, static_cast<off_t>(offset));
+  if (count < 0) raise_write_error("append to", path);
+  return static_cast<size_t>(count) == size;
+}
+
 std::string folder_lock::name_of(const std::string& name) {
   std::string first = name;
   std::string purpose = "lock";
@@ -36,16 +44,20 @@ std::string folder_lock::name_of(const std::string& name) {
   return lock_name;
 }
 
-bool folder_lock::is_marked(int file, const std::string& name) {
-  if (!name.ends_with(name_of(""))) return false;
+bool folder_lock::is_marked(int file, const std::string& path) {
+  if (!path.ends_with(name_of(""))) return false;
   std::array<char, mark.size()> begin;
-  return KP_pread(file, begin.data(), begin.size(), 0) == static_cast<ssize_t>(begin.size()) &&
+  return read_whole(file, begin.data(), begin.size(), 0, path) &&
          std::string_view(begin.data(), begin.size()) == mark;
 }
 
+folder_lock::folder_lock(const file_place& place)
+    : folder_(place.folder), name_(place.name), lock_name_(name_of(place.name)) {}
+
+// What fails from here on is cleared up by the destructor.
 folder_lock::folder_lock(const std::string& folder, const std::string& name,
                          const lock_waiting& waiting)
-    : folder_(folder), name_(name), lock_name_(name_of(name)) {
+    : folder_lock(file_place{folder, name}) {
   open_folder();
   while (!take(waiting)) {
   }
@@ -59,7 +71,14 @@ void folder_lock::open_folder() {
 }
 
 folder_lock::~folder_lock() {
-  if (is_made_ && note_.empty()) remove();
+  if (is_held_ && is_made_ && note_.empty()) remove();
+}
+
+void folder_lock::remove() {
+  struct stat named {};
+  if (KP_fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+      lock_file_.is_of(named))
+    KP_unlinkat(folder(), lock_name_.c_str(), 0);
 }
 
 // --- The lock: its file ---
@@ -67,14 +86,17 @@ folder_lock::~folder_lock() {
 // False when somebody made, or removed, the file meanwhile.
 bool folder_lock::open_file() {
   is_made_ = false;
+  is_held_ = false;
   lock_descriptor_ = open_descriptor(KP_openat(folder(), lock_name_.c_str(), lock_flags));
-  if (lock_descriptor_.is_open()) return lock_file_.take(lock_descriptor_.get());
-  if (errno != ENOENT) raise_write_error("open the lock", path(lock_name_));
-  lock_descriptor_ = open_descriptor(
-      KP_openat(folder(), lock_name_.c_str(), lock_flags | O_CREAT | O_EXCL, lock_mode));
-  is_made_ = lock_descriptor_.is_open();
-  if (!is_made_ && errno != EEXIST) raise_write_error("open the lock", path(lock_name_));
-  return is_made_ && lock_file_.take(lock_descriptor_.get());
+  if (!lock_descriptor_.is_open() && errno == ENOENT) {
+    lock_descriptor_ = open_descriptor(
+        KP_openat(folder(), lock_name_.c_str(), lock_flags | O_CREAT | O_EXCL, lock_mode));
+    is_made_ = lock_descriptor_.is_open();
+    if (!is_made_ && errno == EEXIST) return false;
+  }
+  if (!lock_descriptor_.is_open()) raise_write_error("open the lock", path(lock_name_));
+  if (!lock_file_.take(lock_descriptor_.get())) raise_write_error(action, path(lock_name_));
+  return true;
 }
 
 // What the file holds. Raises file_error for what is no lock.
@@ -103,9 +125,11 @@ bool folder_lock::take(const lock_waiting& waiting) {
 
 bool folder_lock::take_open_file(const lock_waiting& waiting) {
   wait(waiting);
+  is_held_ = true;
   struct stat named {};
-  if (KP_fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0 ||
-      !lock_file_.is_of(named)) {
+  const bool is_there = KP_fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0;
+  if (!is_there && errno != ENOENT) raise_write_error(action, path(lock_name_));
+  if (!is_there || !lock_file_.is_of(named)) {
     is_made_ = false;
     return false;
   }
@@ -122,21 +146,20 @@ void folder_lock::set_up(const struct stat& status) {
   if ((status.st_mode & ALLPERMS) != lock_mode)
     static_cast<void>(KP_fchmod(lock_descriptor_.get(), lock_mode));
   if (!text.empty()) return;
-  write(mark, 0);
+  try {
+    write(mark, 0);
+  } catch (const file_error&) {  // a part of the mark would be no lock
+    static_cast<void>(KP_ftruncate(lock_descriptor_.get(), 0));
+    throw;
+  }
   static_cast<void>(KP_fsync(lock_descriptor_.get()));
   static_cast<void>(KP_fsync(folder()));
-}
-
-void folder_lock::remove() {
-  struct stat named {};
-  if (KP_fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-      lock_file_.is_of(named))
-    KP_unlinkat(folder(), lock_name_.c_str(), 0);
 }
 
 void folder_lock::release() {
   if (folder_file_.inode == 0) static_cast<void>(folder_file_.take(folder()));
   KP_flock(lock_descriptor_.get(), LOCK_UN);
+  is_held_ = false;
 }
 
 // The open descriptors keep the system from giving their numbers to other files.
@@ -221,14 +244,14 @@ void append_batch::report(const std::string& note) const {
 // --- A batch: what stands behind the last line ---
 
 // The offset behind the last byte among the first `size` that `is_sought`; `least` when there is
-// none behind that offset. `size` where the file cannot be read.
+// none behind that offset. `size` where the file has become shorter.
 template <class Sought>
-static uintmax_t end_of_last(int file, uintmax_t size, uintmax_t least, Sought is_sought) {
+static uintmax_t end_of_last(int file, const std::string& path, uintmax_t size, uintmax_t least,
+                             Sought is_sought) {
   std::array<char, 65536> block;
   for (uintmax_t end = size; end > least;) {
     const uintmax_t begin = end - std::min<uintmax_t>(end - least, block.size());
-    const ssize_t count = KP_pread(file, block.data(), end - begin, static_cast<off_t>(begin));
-    if (count != static_cast<ssize_t>(end - begin)) return size;
+    if (!read_whole(file, block.data(), end - begin, begin, path)) return size;
     for (uintmax_t at = end; at > begin; --at)
       if (is_sought(block[at - begin - 1])) return at;
     end = begin;
@@ -236,27 +259,27 @@ static uintmax_t end_of_last(int file, uintmax_t size, uintmax_t least, Sought i
   return least;
 }
 
-static uintmax_t end_of_text(int file, uintmax_t size) {
-  return end_of_last(file, size, 0, [](char byte) { return byte != '\0'; });
+static uintmax_t end_of_text(int file, const std::string& path, uintmax_t size) {
+  return end_of_last(file, path, size, 0, [](char byte) { return byte != '\0'; });
 }
 
 // The offset behind the last end of a line among the first `size` bytes; longest_tail bytes are
 // looked at.
-static uintmax_t end_of_whole_lines(int file, uintmax_t size) {
+static uintmax_t end_of_whole_lines(int file, const std::string& path, uintmax_t size) {
   const uintmax_t least = size > longest_tail ? size - longest_tail : 0;
-  return end_of_last(file, size, least, [](char byte) { return byte == '\n'; });
+  return end_of_last(file, path, size, least, [](char byte) { return byte == '\n'; });
 }
 
-static bool is_last_byte(int file, uintmax_t size, char sought) {
+static bool is_last_byte(int file, const std::string& path, uintmax_t size, char sought) {
   char byte = 0;
-  return KP_pread(file, &byte, 1, static_cast<off_t>(size - 1)) == 1 && byte == sought;
+  return read_whole(file, &byte, 1, size - 1, path) && byte == sought;
 }
 
 // Whether the `size` bytes at `offset` can be a line, or the start of one.
-static bool is_line(int file, uintmax_t offset, uintmax_t size, std::string_view line_start) {
+static bool is_line(int file, const std::string& path, uintmax_t offset, uintmax_t size,
+                    std::string_view line_start) {
   std::string start(std::min<uintmax_t>(size, line_start.size()), '\0');
-  const ssize_t count = KP_pread(file, start.data(), start.size(), static_cast<off_t>(offset));
-  return size < longest_tail && count == static_cast<ssize_t>(start.size()) &&
+  return size < longest_tail && read_whole(file, start.data(), start.size(), offset, path) &&
          start == line_start.substr(0, start.size());
 }
 
@@ -268,11 +291,11 @@ struct file_tail {
 
   bool has_text() const { return text_end != lines_end; }
   // Zeros behind lines of a file that is not ours are somebody's data.
-  bool is_ours(int file, std::string_view line_start) const {
-    if (has_text()) return is_line(file, lines_end, text_end - lines_end, line_start);
+  bool is_ours(int file, const std::string& path, std::string_view line_start) const {
+    if (has_text()) return is_line(file, path, lines_end, text_end - lines_end, line_start);
     if (lines_end == 0) return true;
-    const uintmax_t last_line = end_of_whole_lines(file, lines_end - 1);
-    return is_line(file, last_line, lines_end - last_line, line_start);
+    const uintmax_t last_line = end_of_whole_lines(file, path, lines_end - 1);
+    return is_line(file, path, last_line, lines_end - last_line, line_start);
   }
   std::string what_was_cut_off() const {
     const std::string bytes = std::to_string(size - lines_end) + " bytes";
@@ -285,13 +308,13 @@ struct file_tail {
 
 void append_batch::repair_tail(int file, const std::string& name, uintmax_t& size,
                                std::string_view line_start) const {
-  if (size == 0 || is_last_byte(file, size, '\n')) return;
+  const std::string path = lock_.path(name);
+  if (size == 0 || is_last_byte(file, path, size, '\n')) return;
   file_tail tail;
   tail.size = size;
-  tail.text_end = end_of_text(file, size);
-  tail.lines_end = end_of_whole_lines(file, tail.text_end);
-  const std::string path = lock_.path(name);
-  if (!tail.is_ours(file, line_start))
+  tail.text_end = end_of_text(file, path, size);
+  tail.lines_end = end_of_whole_lines(file, path, tail.text_end);
+  if (!tail.is_ours(file, path, line_start))
     raise_write_error("append to", path,
                       "its last " + std::to_string(size - tail.lines_end) +
                           " bytes without an end of line are no line of this program's");
@@ -344,7 +367,12 @@ bool append_batch::open_with(const std::string& name, int flags) {
   const bool is_new = (flags & O_CREAT) != 0;
   open_descriptor file(KP_openat(folder(), name.c_str(), flags, file_mode));
   if (file.is_open()) {
-    go_on_with(std::move(file), name, is_new);
+    try {
+      go_on_with(std::move(file), name, is_new);
+    } catch (const file_error&) {
+      if (is_new) KP_unlinkat(folder(), name.c_str(), 0);
+      throw;
+    }
     return true;
   }
   if (errno != (is_new ? EEXIST : ENOENT)) raise_write_error("open", lock_.path(name));
@@ -355,7 +383,7 @@ void append_batch::go_on_with(open_descriptor file, const std::string& name, boo
   struct stat status {};
   if (KP_fstat(file.get(), &status) != 0) raise_write_error("open", lock_.path(name));
   check_written_file("append to", lock_.path(name), status);
-  if (folder_lock::is_marked(file.get(), name))
+  if (folder_lock::is_marked(file.get(), lock_.path(name)))
     raise_write_error("append to", lock_.path(name), "it is a lock");
   uintmax_t size = static_cast<uintmax_t>(status.st_size);
   repair_tail(file.get(), name, size, rules_.line_start);

@@ -36,13 +36,13 @@ class folder_lock {
   // How the file begins. An empty one becomes a lock.
   static constexpr std::string_view mark = "kplog lock\n";
   // Whether the file may be a lock, and begins with the mark.
-  static bool is_marked(int file, const std::string& name);
+  static bool is_marked(int file, const std::string& path);
 
   // Opens the folder as it is now, and waits until no other process, and no other lock of this one,
   // holds the lock of what is named `name` in it. Raises file_error, also where something that is
   // no lock has its name; and lock_given_up.
   folder_lock(const std::string& folder, const std::string& name, const lock_waiting& waiting = {});
-  // Removes a file that was made, unless it is kept.
+  // Removes a file that was made, unless it is kept, or another process holds it by now.
   ~folder_lock();
   folder_lock(const folder_lock&) = delete;
   folder_lock& operator=(const folder_lock&) = delete;
@@ -64,6 +64,7 @@ class folder_lock {
   void write_note(const std::string& note);  // empty: none
 
  private:
+  explicit folder_lock(const file_place& place);
   void open_folder();
   bool take(const lock_waiting& waiting);
   bool take_open_file(const lock_waiting& waiting);
@@ -82,7 +83,8 @@ class folder_lock {
   file_identity folder_file_;  // asked for when the lock is released first
   file_identity lock_file_;
   bool is_made_ = false;  // by this process, and not kept yet
-  std::string note_;      // in the file
+  bool is_held_ = false;
+  std::string note_;  // in the file
 };
 
 struct append_rules {

@@ -4,11 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <system_error>
 
 #include "base/kp_clib.h"
 #include "recording/files/descriptor.h"
@@ -43,14 +44,16 @@ static bool write_special_file(const std::string& path, std::string_view bytes) 
   return good;
 }
 
-// The path behind symbolic links, whether there is a file or not.
+// The path behind symbolic links, whether there is a file or not. Empty, with errno, where that is
+// not known.
 static std::string resolved_path(const std::string& path) {
   std::filesystem::path resolved = path;
+  std::array<char, PATH_MAX> target;
   for (int links = 0; links < link_limit; ++links) {
-    std::error_code error;
-    const std::filesystem::path target = std::filesystem::read_symlink(resolved, error);
-    if (error) break;
-    resolved = resolved.parent_path() / target;
+    const ssize_t size = KP_readlink(resolved.c_str(), target.data(), target.size());
+    if (size < 0 && errno != EINVAL && errno != ENOENT) return "";
+    if (size < 0) break;
+    resolved = resolved.parent_path() / std::string(target.data(), static_cast<size_t>(size));
   }
   return resolved;
 }
@@ -94,5 +97,6 @@ bool write_atomic_file(const std::string& path, std::string_view bytes) {
   const bool exists = KP_stat(path.c_str(), &status) == 0;
   if (!exists && errno != ENOENT) return false;
   if (exists && !S_ISREG(status.st_mode)) return write_special_file(path, bytes);
-  return replace_regular_file(resolved_path(path), bytes);
+  const std::string resolved = resolved_path(path);
+  return !resolved.empty() && replace_regular_file(resolved, bytes);
 }

@@ -125,6 +125,22 @@ void counter_index::write(int file, uint32_t number, const std::string& record) 
     fail();
 }
 
+// A part of a record would be one of another day.
+void counter_index::write_new(int file, uint32_t number, const std::string& record) const {
+  try {
+    write(file, number, record);
+  } catch (const file_error&) {
+    const off_t offset = off_t{number} * kp_counter_record_size;
+    struct stat status {};
+    static_cast<void>(KP_fstat(file, &status));
+    if (status.st_size > offset + off_t{kp_counter_record_size})
+      static_cast<void>(write_all_at(file, std::string(kp_counter_record_size, '\0'), offset));
+    else if (status.st_size > offset)
+      static_cast<void>(KP_ftruncate(file, offset));
+    throw;
+  }
+}
+
 // False when another record is there by now.
 bool counter_index::add_at(int file, uint32_t number, const counter_key& key,
                            uint64_t added) const {
@@ -156,7 +172,7 @@ void counter_index::add(int file, const counter_key& key, uint64_t added) {
   }
   const bool was_filled = std::exchange(is_filled_, false);
   const uint32_t slot = new_place();
-  write(file, slot, new_counter_record({key.day, key.id, saturated(added)}));
+  write_new(file, slot, new_counter_record({key.day, key.id, saturated(added)}));
   new_.emplace(key, slot);
   is_filled_ = was_filled;
 }

@@ -55,6 +55,7 @@ class counter_index {
   uint32_t new_place();
   bool add_at(int file, uint32_t number, const counter_key& key, uint64_t added) const;
   void write(int file, uint32_t number, const std::string& record) const;
+  void write_new(int file, uint32_t number, const std::string& record) const;
   [[noreturn]] void fail() const;
 
   std::string path_;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <ctime>
 #include <map>
 
@@ -171,17 +172,22 @@ bool text_log_sink::read_log_name(std::string_view name, log_day& day, log_seria
 // Finds the highest serials of the days to be written. Once for all of them: a folder may have
 // many files, and a batch many days.
 void text_log_sink::read_folder(const append_batch& batch) {
+  static constexpr const char* action = "read the folder";
   open_descriptor folder(KP_openat(batch.folder(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder.is_open()) raise_write_error(action, folder_);
   const std::unique_ptr<DIR, directory_closer> directory(KP_fdopendir(folder.get()));
-  if (directory == nullptr) raise_write_error("read the folder", folder_);
+  if (directory == nullptr) raise_write_error(action, folder_);
   folder.release();
   for (const auto& [day, lines] : days_) serials_[day] = {};
+  errno = 0;
   while (const dirent* const file = KP_readdir(directory.get())) {
     log_day found;
     log_serial serial;
     if (read_log_name(file->d_name, found, serial) && days_.contains(found))
       serials_[found] = std::max(serials_[found], serial);
+    errno = 0;
   }
+  if (errno != 0) raise_write_error(action, folder_);
   is_folder_read_ = true;
 }
 

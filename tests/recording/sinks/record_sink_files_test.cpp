@@ -1,13 +1,13 @@
 // What sinks do when files are not as expected: changed by others, unfinished, no files at all, or
 // on a full disk.
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstring>
 
+#include "tests/recording/files/failing_file_calls.h"
 #include "tests/recording/sinks/lock_holder.h"
 #include "tests/recording/sinks/record_sink_fixture.h"
 #include "tools/report/outcome.h"
@@ -386,26 +386,6 @@ TEST_F(RecordSink, ANoteIsGoneWhenItsBatchIsWritten) {
 }
 
 // --- A full disk ---
-
-// A limit of the size of files, which stands for a full disk, for a scope.
-class small_disk {
- public:
-  explicit small_disk(rlim_t bytes) : signal_before_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const struct rlimit limit = {bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~small_disk() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, signal_before_);
-  }
-  small_disk(const small_disk&) = delete;
-  small_disk& operator=(const small_disk&) = delete;
-
- private:
-  struct rlimit before_ {};
-  void (*signal_before_)(int);
-};
 
 TEST_F(RecordSink, WhatDoesNotFitIsTakenBackAndCanBeWrittenLater) {
   const auto sink = text();
