@@ -1,7 +1,6 @@
 #include "recording/sinks/counter_file.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <tuple>
 
@@ -9,14 +8,17 @@
 #include "recording/text/number.h"
 #include "recording/text/words.h"
 
-bool is_calendar_day(const counter_day& day) {
+counter_day counter_day_of(const std::chrono::year_month_day& day) {
+  return {int{day.year()}, static_cast<int32_t>(unsigned{day.month()}),
+          static_cast<int32_t>(unsigned{day.day()})};
+}
+
+std::optional<std::chrono::year_month_day> calendar_day(const counter_day& day) {
   if (day.year < 1 || day.year > 9999 || day.month < 1 || day.month > 12 || day.day < 1 ||
       day.day > 31)
-    return false;
-  return std::chrono::year_month_day{std::chrono::year(day.year),
-                                     std::chrono::month(static_cast<unsigned>(day.month)),
-                                     std::chrono::day(static_cast<unsigned>(day.day))}
-      .ok();
+    return std::nullopt;
+  const auto found = std::chrono::year(day.year) / day.month / day.day;
+  return found.ok() ? std::optional(found) : std::nullopt;
 }
 
 std::string day_text(const counter_day& day) {
@@ -25,15 +27,13 @@ std::string day_text(const counter_day& day) {
   return text;
 }
 
-bool read_day(const std::string& text, counter_day& day) {
-  if (text.size() != 10 || text[4] != '-' || text[7] != '-') return false;
+std::optional<counter_day> read_day(const std::string& text) {
+  if (text.size() != 10 || text[4] != '-' || text[7] != '-') return std::nullopt;
   const auto number = [&](size_t first, size_t digits) {
     return number_of<uint16_t>(std::string_view(text).substr(first, digits)).value_or(0);
   };
-  const counter_day read = {number(0, 4), number(5, 2), number(8, 2)};
-  if (!is_calendar_day(read)) return false;
-  day = read;
-  return true;
+  const counter_day day = {number(0, 4), number(5, 2), number(8, 2)};
+  return calendar_day(day) ? std::optional(day) : std::nullopt;
 }
 
 static _kp_LOG_EntryCounterElement element_at(std::string_view bytes, size_t offset) {
@@ -115,7 +115,7 @@ static void check_records(const source_text& file, const std::vector<placed_coun
   for (const placed_count& record : records) {
     if (counter_record_length(file.bytes(), record.offset) != kp_counter_record_size)
       lengths.add(record.offset);
-    if (!is_calendar_day(record.entries.day)) days.add(record.offset);
+    if (!calendar_day(record.entries.day)) days.add(record.offset);
   }
   if (lengths.count != 0)
     found.add("counter-length"_rule, {&file, lengths.first},

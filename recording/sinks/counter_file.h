@@ -2,9 +2,11 @@
 #ifndef RECORDING_SINKS_COUNTER_FILE_H
 #define RECORDING_SINKS_COUNTER_FILE_H
 
+#include <chrono>
 #include <compare>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,7 +16,7 @@
 
 constexpr size_t counter_file_size_limit = size_t{64} << 20;  // bytes; larger files are refused
 
-// A day as a record gives it, which need not be one of the calendar.
+// A day as a record gives it, which need not be one of the calendar: any three numbers.
 struct counter_day {
   int32_t year = 0;
   int32_t month = 0;  // from 1
@@ -23,14 +25,16 @@ struct counter_day {
   auto operator<=>(const counter_day&) const = default;
 };
 
-// Whether the calendar has the day, in the years 1 to 9999.
-bool is_calendar_day(const counter_day& day);
+counter_day counter_day_of(const std::chrono::year_month_day& day);
+
+// The same of the calendar; nothing where it has no such day, or not in the years 1 to 9999.
+std::optional<std::chrono::year_month_day> calendar_day(const counter_day& day);
 
 // "2026-11-15", whatever the numbers are.
 std::string day_text(const counter_day& day);
 
-// "2026-11-15", a day of the calendar; false for anything else.
-bool read_day(const std::string& text, counter_day& day);
+// "2026-11-15", a day of the calendar; nothing for anything else.
+std::optional<counter_day> read_day(const std::string& text);
 
 struct counted_entries {
   counter_day day;

@@ -83,11 +83,10 @@ static command_outcome read_grouping(const count_options& options, report_groupi
 static command_outcome read_end(const char* option, const std::string& text,
                                 std::optional<counter_day>& end, std::ostream& log) {
   if (text.empty()) return command_outcome::good;
-  counter_day day;
-  if (!read_day(text, day))
+  end = read_day(text);
+  if (!end)
     return usage_error(log, std::string(option) + ": " + in_quotes(text) +
                                 " is no day; one like 2026-11-15 is expected");
-  end = day;
   return command_outcome::good;
 }
 

@@ -114,14 +114,11 @@ static std::string chart_title(const counter_report& report) {
 
 // The period as days; false for one that no calendar has.
 static bool place_period(const counter_day& start, bool is_month, chart_period& period) {
-  const counter_day first = {start.year, start.month, is_month ? 1 : start.day};
-  if (!is_calendar_day(first)) return false;
-  const std::chrono::year_month_day day{std::chrono::year(first.year),
-                                        std::chrono::month(static_cast<unsigned>(first.month)),
-                                        std::chrono::day(static_cast<unsigned>(first.day))};
-  period.begin = day;
+  const auto first = calendar_day({start.year, start.month, is_month ? 1 : start.day});
+  if (!first) return false;
+  period.begin = *first;
   period.end =
-      is_month ? sys_days(day + std::chrono::months(1)) : period.begin + std::chrono::days(1);
+      is_month ? sys_days(*first + std::chrono::months(1)) : period.begin + std::chrono::days(1);
   return true;
 }
 

@@ -138,8 +138,7 @@ static const calendar_step_row& calendar_step(int span, size_t most, bool within
 }
 
 static std::string calendar_label(const year_month_day& day, calendar_unit unit) {
-  const std::string text = day_text({int(day.year()), static_cast<int32_t>(unsigned(day.month())),
-                                     static_cast<int32_t>(unsigned(day.day()))});
+  const std::string text = day_text(counter_day_of(day));
   static constexpr std::array<size_t, 3> sizes = {10, 7, 4};  // by unit
   return text.substr(0, sizes[static_cast<size_t>(unit)]);
 }
