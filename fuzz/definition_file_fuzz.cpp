@@ -13,7 +13,6 @@
 #include "recording/definitions/reader.h"
 #include "tools/compiled/verify.h"
 #include "tools/compiled/writer.h"
-#include "tools/dump/overview.h"
 #include "tools/dump/tables.h"
 #include "tools/dump/yaml.h"
 #include "tools/source/completion.h"

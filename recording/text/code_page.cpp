@@ -10,6 +10,40 @@
 #include <stdexcept>
 
 #include "recording/text/escape.h"
+#include "recording/text/utf8.h"
+
+struct code_page_closer {
+  void operator()(UConverter* converter) const { ucnv_close(converter); }
+};
+using code_page_converter = std::unique_ptr<UConverter, code_page_closer>;
+
+static code_page_converter open_code_page(const std::string& name, UErrorCode& status) {
+  return code_page_converter(ucnv_open(name.c_str(), &status));
+}
+
+// --- Characters ---
+
+bool is_known_code_page(const std::string& name) {
+  UErrorCode status = U_ZERO_ERROR;
+  const char* const canonical = ucnv_getAlias(name.c_str(), 0, &status);
+  return U_SUCCESS(status) && canonical != nullptr;
+}
+
+code_page_repertoire::code_page_repertoire(std::string name) : name_(std::move(name)) {
+  UErrorCode status = U_ZERO_ERROR;
+  const code_page_converter converter = open_code_page(name_, status);
+  if (U_FAILURE(status)) return;
+  std::unique_ptr<USet, set_closer> characters(uset_openEmpty());
+  ucnv_getUnicodeSet(converter.get(), characters.get(), UCNV_ROUNDTRIP_SET, &status);
+  if (U_SUCCESS(status)) characters_ = std::move(characters);
+}
+
+size_t code_page_repertoire::first_missing(std::string_view text) const {
+  for (const utf8_character& character : utf8(text))
+    if (uset_contains(characters_.get(), static_cast<UChar32>(character.code_point)) == 0)
+      return character.offset;
+  return std::string_view::npos;
+}
 
 // --- Plain text ---
 
@@ -36,14 +70,10 @@ static size_t skip_plain(std::string_view text, size_t offset) {
   return offset;
 }
 
-// --- Code pages ---
-
-struct converter_closer {
-  void operator()(UConverter* converter) const { ucnv_close(converter); }
-};
+// --- Lines ---
 
 struct log_code_page::converter {
-  std::unique_ptr<UConverter, converter_closer> handle;
+  code_page_converter handle;
   bool keeps_ascii = false;  // plain ASCII is written as it is
   std::u16string units;      // of a line
 
@@ -74,7 +104,7 @@ void log_code_page::converter::reset() {
   UConverterFromUCallback action = nullptr;
   const void* context = nullptr;
   ucnv_getFromUCallBack(handle.get(), &action, &context);
-  handle.reset(ucnv_open(ucnv_getName(handle.get(), &status), &status));
+  handle = open_code_page(ucnv_getName(handle.get(), &status), status);
   ucnv_setFromUCallBack(handle.get(), action, context, nullptr, nullptr, &status);
   if (U_FAILURE(status))
     throw std::runtime_error(std::string("ICU cannot open a converter: ") + u_errorName(status));
@@ -140,7 +170,7 @@ static bool has_ascii(log_code_page::converter& converter) {
 static std::unique_ptr<log_code_page::converter> open_converter(const std::string& name) {
   UErrorCode status = U_ZERO_ERROR;
   auto made = std::make_unique<log_code_page::converter>();
-  made->handle.reset(ucnv_open(name.c_str(), &status));
+  made->handle = open_code_page(name, status);
   if (U_FAILURE(status))
     throw std::invalid_argument("the code page " + terminal_text(name) + " is not known to ICU");
   return made;

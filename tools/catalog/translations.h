@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "recording/text/code_page.h"
 #include "tools/catalog/messages.h"
 #include "tools/catalog/po.h"
-#include "tools/definitions/code_page_repertoire.h"
 
 struct catalog_translations {
   std::string file;

@@ -9,7 +9,6 @@
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
 #include "tools/command/set_command.h"
-#include "tools/dump/overview.h"
 #include "tools/dump/tables.h"
 #include "tools/dump/yaml.h"
 #include "tools/report/outcome.h"

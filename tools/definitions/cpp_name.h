@@ -34,4 +34,8 @@ class cpp_identifiers {
 // it on the next line.
 std::string cpp_comment(std::string_view text, std::string_view indent);
 
+// Whether a header of C, C++ or POSIX defines a macro of this name, so that a program which
+// includes it can call nothing by the name.
+bool is_system_macro(std::string_view name);
+
 #endif

@@ -7,7 +7,7 @@
 #include "recording/definitions/model.h"
 #include "recording/definitions/standard_set.h"
 #include "recording/report/diagnostics.h"
-#include "tools/definitions/code_page_repertoire.h"
+#include "recording/text/code_page.h"
 
 class advice_sink;
 

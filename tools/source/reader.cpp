@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 
+#include "recording/text/code_page.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
-#include "tools/definitions/code_page_repertoire.h"
 #include "tools/definitions/cpp_name.h"
 #include "tools/source/values.h"
 #include "tools/source/yaml_tree.h"

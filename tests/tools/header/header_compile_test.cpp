@@ -10,7 +10,7 @@
 #include "tests/command/command_run.h"
 #include "tests/command/documentation_page.h"
 #include "tests/support/temp_folder.h"
-#include "tools/definitions/cpp_macro_names.h"
+#include "tools/definitions/cpp_name.h"
 
 // The exit status of the compiler for the program, with the folder and the generated headers to
 // include from. What it says is in the file "said".
