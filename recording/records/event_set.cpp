@@ -6,14 +6,14 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <map>
-#include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_LogEntry.h"
 #include "kp_LOG_errors.h"
 #include "recording/definitions/built_in_attributes.h"
+#include "recording/definitions/merged_set.h"
 #include "recording/definitions/reader.h"
 #include "recording/files/read_file.h"
 #include "recording/text/words.h"
@@ -44,51 +44,29 @@ void damaged_definitions::write(std::ostream& out, diagnostic_format format, boo
   found_.write(out, file_->set.sources, format, color);
 }
 
-static auto find_by_name(std::vector<known_attribute>& attributes, const std::string& name) {
-  return std::find_if(attributes.begin(), attributes.end(),
-                      [&](const known_attribute& held) { return held.name == name; });
+static definition_set read_sets(const event_set_options& options) {
+  definition_set standard = read_set(options.definitions);
+  const definition_set aux = options.aux.empty() ? definition_set() : read_set(options.aux);
+  return merged_set(std::move(standard), aux);
 }
 
-// As the library keeps attributes: one that is declared again moves to the end.
-static void declare(std::vector<known_attribute>& attributes, const attribute_model& added) {
-  const auto held = find_by_name(attributes, added.name.value);
-  if (held != attributes.end()) attributes.erase(held);
-  attributes.push_back({added.name.value, added.type});
+// By ID. An event's own attribute hides that of every event.
+static std::vector<known_event> known_events(definition_set&& set) {
+  std::vector<known_event> events;
+  for (event_model& from : set.events) {
+    known_event& event = events.emplace_back();
+    event.id = from.id.value;
+    event.name = std::move(from.message.id.value);
+    for (attribute_model& attribute : from.attributes)
+      event.attributes.push_back({std::move(attribute.name.value), attribute.type});
+    for (const attribute_model& global : set.globals)
+      if (event.find(global.name.value) == nullptr)
+        event.attributes.push_back({global.name.value, global.type});
+  }
+  std::sort(events.begin(), events.end(),
+            [](const known_event& a, const known_event& b) { return a.id < b.id; });
+  return events;
 }
-
-// What the files say, in the order in which the library loads them.
-class event_collection {
- public:
-  // A file that adds to another keeps the other's default message, unless it brings a whole one.
-  void add(const definition_set& set) {
-    for (const attribute_model& global : set.globals) declare(globals_, global);
-    for (const event_model& added : set.events) {
-      const auto [place, is_new] = events_.try_emplace(added.id.value);
-      known_event& event = place->second;
-      event.id = added.id.value;
-      const message_model& message = added.message;
-      if (is_new || !(message.id.value.empty() || message.raw.value.empty()))
-        event.name = message.id.value;
-      for (const attribute_model& attribute : added.attributes)
-        declare(event.attributes, attribute);
-    }
-  }
-
-  // By ID. An event's own attribute hides that of every event.
-  std::vector<known_event> take() {
-    std::vector<known_event> taken;
-    for (auto& [id, event] : events_) {
-      for (const known_attribute& global : globals_)
-        if (event.find(global.name) == nullptr) event.attributes.push_back(global);
-      taken.push_back(std::move(event));
-    }
-    return taken;
-  }
-
- private:
-  std::vector<known_attribute> globals_;
-  std::map<uint32_t, known_event> events_;
-};
 
 // ---- the library ----
 
@@ -147,12 +125,9 @@ const known_attribute* known_event::find(std::string_view attribute) const {
 }
 
 event_set::event_set(const event_set_options& options) {
-  event_collection collection;
-  const definition_set standard = read_set(options.definitions);
-  version_ = standard.log_version.value;
-  collection.add(standard);
-  if (!options.aux.empty()) collection.add(read_set(options.aux));
-  events_ = collection.take();
+  definition_set set = read_sets(options);
+  version_ = std::move(set.log_version.value);
+  events_ = known_events(std::move(set));
   index_events();
   load_definitions(options);
   declare_zone(options, events_);

@@ -176,7 +176,7 @@ TEST_F(DefinitionSets, MergedSetIsWhatTheLibraryMerges) {
     const std::string aux_yaml = random.auxiliary();
     const compiled_source aux_source(aux_yaml, &standard);
     if (!aux_source.found.empty()) continue;
-    const definition_set merged = merged_set(standard, aux_source.set);
+    const definition_set merged = merged_set(standard.set(), aux_source.set);
     set_standard(definition_file_bytes(std_source.set));
     ASSERT_EQ(refusal_of(definition_file_bytes(aux_source.set)), "");
     const std::string globals = global_attributes();

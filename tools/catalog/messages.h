@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "recording/definitions/known_attributes.h"
+#include "recording/definitions/merged_set.h"
 #include "recording/definitions/model.h"
 #include "recording/report/diagnostics.h"
 

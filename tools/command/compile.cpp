@@ -17,7 +17,7 @@ static command_outcome compile(const definition_output_options& options, std::os
   const command_outcome outcome = read_definitions_to_output(options, standard, input, log);
   if (outcome != command_outcome::good) return outcome;
   const definition_set set =
-      options.is_merged ? merged_set(*standard.definitions(), input.set()) : input.set();
+      options.is_merged ? merged_set(standard.definitions()->set(), input.set()) : input.set();
   return write_definition_output(
       options, definition_file_bytes(set),
       counted(set.events.size(), "event") + ", " + counted(set.globals.size(), "global attribute"),

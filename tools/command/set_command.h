@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "recording/definitions/standard_set.h"
+#include "recording/definitions/merged_set.h"
 #include "tools/command/options.h"
 #include "tools/dump/load_set.h"
 #include "tools/report/outcome.h"

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "recording/definitions/merged_set.h"
 #include "recording/definitions/model.h"
-#include "recording/definitions/standard_set.h"
 #include "recording/report/rules.h"
 
 struct event_pair {

@@ -1,7 +1,7 @@
 // The differences between an event and what it is now, and between attributes; messages apart.
 #include <algorithm>
 
-#include "recording/definitions/known_attributes.h"
+#include "recording/definitions/merged_set.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
 #include "tools/compare/changes.h"

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "recording/definitions/known_attributes.h"
+#include "recording/definitions/merged_set.h"
 #include "recording/definitions/template.h"
 #include "recording/text/words.h"
 #include "tools/compare/changes.h"

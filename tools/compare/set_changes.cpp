@@ -134,7 +134,7 @@ record_names::record_names(const definition_set& set, const std_definitions* sta
   if (standard == nullptr) {
     for (const event_model& event : set.events) add(event);
   } else {
-    for (const event_model& event : merged_set(*standard, set).events) add(event);
+    for (const event_model& event : merged_set(standard->set(), set).events) add(event);
   }
 }
 

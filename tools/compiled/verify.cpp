@@ -5,7 +5,7 @@
 #include <unordered_map>
 
 #include "recording/definitions/built_in_attributes.h"
-#include "recording/definitions/known_attributes.h"
+#include "recording/definitions/merged_set.h"
 #include "recording/text/words.h"
 #include "tools/definitions/template_rendering.h"
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "recording/definitions/known_attributes.h"
+#include "recording/definitions/merged_set.h"
 #include "recording/definitions/template.h"
 
 struct rendered_template {

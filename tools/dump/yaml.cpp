@@ -4,7 +4,7 @@
 #include <array>
 #include <unordered_set>
 
-#include "recording/definitions/known_attributes.h"
+#include "recording/definitions/merged_set.h"
 #include "recording/text/escape.h"
 #include "recording/text/number.h"
 #include "recording/text/utf8.h"

@@ -4,8 +4,8 @@
 
 #include <vector>
 
+#include "recording/definitions/merged_set.h"
 #include "recording/definitions/model.h"
-#include "recording/definitions/standard_set.h"
 #include "recording/report/diagnostics.h"
 #include "recording/text/code_page.h"
 

@@ -3,7 +3,7 @@
 #include <set>
 #include <string>
 
-#include "recording/definitions/known_attributes.h"
+#include "recording/definitions/merged_set.h"
 #include "recording/definitions/template.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"

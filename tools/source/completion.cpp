@@ -7,7 +7,7 @@
 
 #include "logging/ldf_format.h"
 #include "recording/definitions/built_in_attributes.h"
-#include "recording/definitions/known_attributes.h"
+#include "recording/definitions/merged_set.h"
 #include "recording/text/words.h"
 #include "tools/definitions/authored_text.h"
 #include "tools/definitions/template_rendering.h"

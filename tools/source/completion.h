@@ -2,8 +2,8 @@
 #ifndef TOOLS_SOURCE_COMPLETION_H
 #define TOOLS_SOURCE_COMPLETION_H
 
+#include "recording/definitions/merged_set.h"
 #include "recording/definitions/model.h"
-#include "recording/definitions/standard_set.h"
 #include "recording/report/diagnostics.h"
 
 // Checks IDs, names, counts, selectors and flags over the set; fills in flags, message IDs and
