@@ -1,6 +1,9 @@
 #include "recording/definitions/reader.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
+#include <initializer_list>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -22,17 +25,49 @@ static constexpr size_t overlap_limit = 16;
 
 static constexpr std::string_view magic_bytes = ".LDF";
 
-// Reads one item after the other. Behind the first one that goes beyond the file's end nothing more
-// is read or reported, and all values are empty.
-class definition_file_cursor {
+// The bytes of a file in memory, from an offset on, as the library's readers take them
+// (logging/def_read_items.h). Knows where each item begins, and reports the first one that goes
+// beyond the file's end, and texts that the library takes leniently. Behind that item nothing more
+// is read or reported.
+class definition_source {
  public:
-  definition_file_cursor(const source_text& source, size_t at, diagnostic_list& found)
+  definition_source(const source_text& source, size_t at, diagnostic_list& found)
       : source_(source), at_(at), found_(found) {}
+
+  // --- for the library's readers: an item is a number, or a text behind its size
+
+  bool read(void* target, size_t n) {
+    if (!is_within_text_) begin_item();
+    if (!has(n, name())) return false;
+    const std::string_view bytes = source_.bytes().substr(at_, n);
+    if (is_within_text_) report_odd_string(bytes);
+    std::memcpy(target, bytes.data(), n);
+    at_ += n;
+    is_within_text_ = false;
+    return true;
+  }
+
+  bool may_hold(size_t n) {
+    is_within_text_ = has(n, name());
+    return is_within_text_;
+  }
+
+  static constexpr bool knows_its_end() { return true; }
+
+  // ---
+
+  // The items that are read next, as faults call them; those behind are called as the last.
+  void expect(std::initializer_list<const char*> names) {
+    std::copy(names.begin(), names.end(), names_.begin());
+    n_names_ = names.size();
+    n_items_ = 0;
+  }
+  // Where the item of that number, among those expected, begins.
+  source_place place_of(size_t item) const { return places_[item]; }
 
   bool good() const { return good_; }
   size_t at() const { return at_; }
   source_place place() const { return {&source_, at_}; }
-  diagnostic_list& found() { return found_; }
 
   // False, and an error, when fewer than `size` bytes are left.
   bool has(size_t size, const std::string& what) {
@@ -50,44 +85,31 @@ class definition_file_cursor {
     found_.add(rule, at, std::move(text));
   }
 
-  placed<uint32_t> read_number(const char* what) {
-    if (!has(4, what)) return {};
-    const auto number = KP_get_big_endian<uint32_t>(source_.bytes().data() + at_);
-    const source_place here = place();
-    at_ += sizeof number;
-    return {number, here};
-  }
-
-  placed<std::string> read_text(const char* what) {
-    const placed<uint32_t> size = read_number(what);
-    if (!good_ || !has(size.value, what)) return {};
-    const std::string_view bytes = source_.bytes().substr(at_, size.value);
-    const std::string_view text = bytes.substr(0, bytes.find('\0'));
-    report_odd_string(size.place, what, bytes.size(), text.size());
-    at_ += bytes.size();
-    return {std::string(text), size.place};
-  }
-
-  // The number of records, each of at least `least_size` bytes, that follow.
-  size_t read_count(const char* what, size_t least_size) {
-    const placed<uint32_t> count = read_number("a count");
-    if (!good_) return 0;
-    if (count.value > kp_ldf_max_count)
-      fail("too-many"_rule, count.place,
-           "an entry has at most " + std::to_string(kp_ldf_max_count) + " " + what +
-               ", and the count is " + std::to_string(count.value));
-    else if (has(count.value * least_size, std::to_string(count.value) + " " + what + ", which"))
-      return count.value;
-    return 0;
+  // The code of an attribute's type that is none; the model has eight bits of it.
+  void report_no_type(const source_place& at) {
+    const auto code = KP_get_big_endian<uint32_t>(source_.bytes().data() + at.at);
+    if (find_type(code) == nullptr)
+      found_.add("file-type"_rule, at,
+                 "the code " + std::to_string(code) +
+                     " of the attribute's type is none; types are 1 to " +
+                     std::to_string(last_type_code));
   }
 
  private:
-  void report_odd_string(const source_place& at, const char* what, size_t size, size_t text_size) {
-    if (size == 0 || text_size + 1 == size) return;
-    found_.add("file-string"_rule, at,
-               text_size == size
-                   ? std::string(what) + " has no NUL at its end"
-                   : std::string(what) + " has " + std::to_string(size - text_size - 1) +
+  const char* name() const { return names_[n_items_ - 1]; }
+
+  void begin_item() {
+    if (n_items_ < n_names_) ++n_items_;
+    places_[n_items_ - 1] = place();
+  }
+
+  void report_odd_string(std::string_view bytes) {
+    const size_t text_size = std::min(bytes.find('\0'), bytes.size());
+    if (text_size + 1 == bytes.size()) return;
+    found_.add("file-string"_rule, places_[n_items_ - 1],
+               text_size == bytes.size()
+                   ? std::string(name()) + " has no NUL at its end"
+                   : std::string(name()) + " has " + std::to_string(bytes.size() - text_size - 1) +
                          " bytes behind its NUL");
   }
 
@@ -95,61 +117,97 @@ class definition_file_cursor {
   size_t at_;
   diagnostic_list& found_;
   bool good_ = true;
+  static constexpr size_t most_items = 6;
+  std::array<const char*, most_items> names_{};
+  std::array<source_place, most_items> places_;
+  size_t n_names_ = 0;
+  size_t n_items_ = 0;  // that were begun
+  bool is_within_text_ = false;
 };
 
-static placed<std::string> given_unless_empty(const placed<std::string>& text) {
-  return text.value.empty() ? placed<std::string>{} : text;
+static placed<std::string> text_at(const kp_String& text, const source_place& place) {
+  return {std::string(text.c_str(), text.length()), place};
 }
 
-static attribute_model read_attribute(definition_file_cursor& cursor) {
-  attribute_model attribute;
-  attribute.name = cursor.read_text("an attribute's name");
-  const placed<uint32_t> type = cursor.read_number("an attribute's type");
-  attribute.type = static_cast<kp_AttributeType>(type.value & 0xFF);
-  attribute.redirection = given_unless_empty(cursor.read_text("a redirection name"));
-  if (cursor.good() && find_type(type.value) == nullptr)
-    cursor.found().add("file-type"_rule, type.place,
-                       "the code " + std::to_string(type.value) +
-                           " of the attribute's type is none; types are 1 to " +
-                           std::to_string(last_type_code));
-  return attribute;
+static placed<std::string> given_unless_empty(const kp_String& text, const source_place& place) {
+  return text.length() == 0 ? placed<std::string>{} : text_at(text, place);
 }
 
-static std::vector<attribute_model> read_attributes(definition_file_cursor& cursor, size_t count) {
+static std::vector<attribute_model> read_attributes(definition_source& in, size_t count) {
   std::vector<attribute_model> attributes;
-  for (size_t i = 0; i < count && cursor.good(); ++i) attributes.push_back(read_attribute(cursor));
-  if (!cursor.good() && !attributes.empty()) attributes.pop_back();
+  for (size_t i = 0; i < count; ++i) {
+    in.expect({"an attribute's name", "an attribute's type", "a redirection name"});
+    kp_String name;
+    kp_String redirection;
+    attribute_model attribute;
+    if (!kp_ldf_read_attribute(in, name, attribute.type, redirection)) break;
+    attribute.name = text_at(name, in.place_of(0));
+    attribute.redirection = given_unless_empty(redirection, in.place_of(2));
+    in.report_no_type(in.place_of(1));
+    attributes.push_back(std::move(attribute));
+  }
   return attributes;
 }
 
-static void read_message_texts(definition_file_cursor& cursor, message_model& message) {
-  message.id = cursor.read_text("a message ID");
-  message.raw = cursor.read_text("a message text");
+// The number of records, each of at least `least_size` bytes, that follow.
+static size_t read_count(definition_source& in, const char* what, size_t least_size) {
+  in.expect({"a count"});
+  unsigned count = 0;
+  if (!in.good() || !kp_ldf_read_int4(in, count)) return 0;
+  if (count > kp_ldf_max_count)
+    in.fail("too-many"_rule, in.place_of(0),
+            "an entry has at most " + std::to_string(kp_ldf_max_count) + " " + what +
+                ", and the count is " + std::to_string(count));
+  else if (in.has(count * least_size, std::to_string(count) + " " + what + ", which"))
+    return count;
+  return 0;
+}
+
+static void set_message(message_model& message, const kp_String& id, const source_place& id_place,
+                        const kp_String& text, const source_place& text_place) {
+  message.id = text_at(id, id_place);
+  message.raw = text_at(text, text_place);
   message.template_bytes = message.raw.value;
 }
 
-static message_model read_selector_message(definition_file_cursor& cursor) {
-  message_model message;
-  message.place = cursor.place();
-  message.index = cursor.read_number("a selector message's index");
-  message.value = cursor.read_number("a selector message's value");
-  read_message_texts(cursor, message);
-  return message;
+static std::vector<message_model> read_selector_messages(definition_source& in, size_t count) {
+  std::vector<message_model> messages;
+  for (size_t i = 0; i < count; ++i) {
+    in.expect({"a selector message's index", "a selector message's value", "a message ID",
+               "a message text"});
+    message_model message;
+    message.place = in.place();
+    kp_String id;
+    kp_String text;
+    if (!kp_ldf_read_selector_msg(in, message.index.value, message.value.value, id, text)) break;
+    message.index.place = in.place_of(0);
+    message.value.place = in.place_of(1);
+    set_message(message, id, in.place_of(2), text, in.place_of(3));
+    messages.push_back(std::move(message));
+  }
+  return messages;
 }
 
-static event_model read_record(definition_file_cursor& cursor) {
+// As much of a record as can be read; the source says whether it is the whole.
+static event_model read_record(definition_source& in) {
   event_model event;
-  event.name.place = cursor.place();
-  event.id = cursor.read_number("an entry record");
-  event.second_word = cursor.read_number("the second word");
-  event.flags = cursor.read_number("the property flags").value;
-  event.message.place = cursor.place();
-  read_message_texts(cursor, event.message);
-  event.selector = given_unless_empty(cursor.read_text("the selector attribute's name"));
-  event.attributes = read_attributes(cursor, cursor.read_count("attributes", least_attribute_size));
-  const size_t messages = cursor.read_count("selector messages", least_message_size);
-  for (size_t i = 0; i < messages && cursor.good(); ++i)
-    event.messages.push_back(read_selector_message(cursor));
+  event.name.place = in.place();
+  in.expect({"an entry record", "the second word", "the property flags", "a message ID",
+             "a message text", "the selector attribute's name"});
+  kp_String id;
+  kp_String text;
+  kp_String selector;
+  if (!kp_ldf_read_entry_info(in, event.id.value, event.second_word.value, event.flags, id, text,
+                              selector))
+    return event;
+  event.id.place = in.place_of(0);
+  event.second_word.place = in.place_of(1);
+  event.message.place = in.place_of(3);
+  set_message(event.message, id, in.place_of(3), text, in.place_of(4));
+  event.selector = given_unless_empty(selector, in.place_of(5));
+  event.attributes = read_attributes(in, read_count(in, "attributes", least_attribute_size));
+  event.messages =
+      read_selector_messages(in, read_count(in, "selector messages", least_message_size));
   return event;
 }
 
@@ -159,22 +217,6 @@ static bool is_plain_name(std::string_view text) {
     if (!character.valid || is_unsafe_on_terminal(character.code_point)) return false;
   return true;
 }
-
-// The bytes of a file in memory, for the library's reader of the header.
-class definition_memory_source {
- public:
-  explicit definition_memory_source(std::string_view bytes) : bytes_(bytes) {}
-
-  bool read(void* target, size_t n) {
-    if (n > bytes_.size()) return false;
-    std::memcpy(target, bytes_.data(), n);
-    bytes_.remove_prefix(n);
-    return true;
-  }
-
- private:
-  std::string_view bytes_;
-};
 
 class definition_file_reader {
  public:
@@ -195,17 +237,16 @@ class definition_file_reader {
  private:
   struct mapping_row {
     placed<uint32_t> id;
-    size_t offset = 0;
+    uint32_t offset = 0;
   };
 
-  definition_file_cursor cursor_at(size_t offset) { return {file_.source, offset, found_}; }
+  definition_source source_at(size_t offset) { return {file_.source, offset, found_}; }
 
   bool read_header() {
-    definition_file_cursor cursor = cursor_at(0);
-    if (!check_magic()) return false;
-    if (!cursor.has(kp_ldf_header_size, "the header")) return false;
-    definition_memory_source memory(file_.source.bytes());
-    kp_ldf_read_header(memory, file_.header);
+    definition_source in = source_at(0);
+    if (!check_magic() || !in.has(kp_ldf_header_size, "the header")) return false;
+    in.expect({"the header"});
+    kp_ldf_read_header(in, file_.header);
     const std::string_view version(file_.header.log_version, kp_ldf_version_size);
     file_.set.log_version = {std::string(version.substr(0, version.find('\0'))),
                              {&file_.source, offsetof(_kp_LOG_ldf_header_struct, log_version)}};
@@ -232,27 +273,27 @@ class definition_file_reader {
   void read_globals() {
     const size_t count = file_.header.n_global_attributes;
     const size_t begin = file_.header.global_attributes_offset;
-    definition_file_cursor cursor = cursor_at(begin);
+    definition_source in = source_at(begin);
     if (count > kp_ldf_max_count)
-      return cursor.fail("too-many"_rule,
-                         {&file_.source, offsetof(_kp_LOG_ldf_header_struct, n_global_attributes)},
-                         "a file has at most " + std::to_string(kp_ldf_max_count) +
-                             " global attributes, and the count is " + std::to_string(count));
-    if (count == 0 || !cursor.has(count * least_attribute_size, "the global attribute section"))
-      return;
-    file_.set.globals = read_attributes(cursor, count);
-    file_.globals = {begin, cursor.at()};
+      return in.fail("too-many"_rule,
+                     {&file_.source, offsetof(_kp_LOG_ldf_header_struct, n_global_attributes)},
+                     "a file has at most " + std::to_string(kp_ldf_max_count) +
+                         " global attributes, and the count is " + std::to_string(count));
+    if (count == 0 || !in.has(count * least_attribute_size, "the global attribute section")) return;
+    file_.set.globals = read_attributes(in, count);
+    file_.globals = {begin, in.at()};
   }
 
   void read_mapping() {
     const size_t count = file_.header.n_entries;
-    definition_file_cursor cursor = cursor_at(file_.header.mapping_offset);
-    if (count == 0 || !cursor.has(count * kp_ldf_mapping_size, "the mapping table")) return;
+    definition_source in = source_at(file_.header.mapping_offset);
+    if (count == 0 || !in.has(count * kp_ldf_mapping_size, "the mapping table")) return;
     std::vector<mapping_row> rows(count);
     std::unordered_map<uint32_t, size_t> last;
     for (size_t i = 0; i < count; ++i) {
-      rows[i].id = cursor.read_number("the mapping table");
-      rows[i].offset = cursor.read_number("the mapping table").value;
+      in.expect({"the mapping table"});
+      rows[i].id.place = in.place();
+      kp_ldf_read_mapping(in, rows[i].id.value, rows[i].offset);
       const auto [former, is_new] = last.emplace(rows[i].id.value, i);
       if (!is_new) report_repeated_id(rows[i], rows[former->second]);
       former->second = i;
@@ -269,18 +310,18 @@ class definition_file_reader {
 
   // False when it is time to give up.
   bool read_event(const mapping_row& row) {
-    definition_file_cursor cursor = cursor_at(row.offset);
-    event_model event = read_record(cursor);
-    records_size_ += cursor.at() - row.offset;
+    definition_source in = source_at(row.offset);
+    event_model event = read_record(in);
+    records_size_ += in.at() - row.offset;
     if (records_size_ / overlap_limit > file_.source.bytes().size()) {
       found_.add("file-overlap"_rule, event.name.place,
                  "the records up to here take more than " + std::to_string(overlap_limit) +
                      " times the bytes of the file");
       return false;
     }
-    if (cursor.good() && is_mapped(row, event)) {
+    if (in.good() && is_mapped(row, event)) {
       file_.set.events.push_back(std::move(event));
-      file_.records.push_back({row.offset, cursor.at()});
+      file_.records.push_back({row.offset, in.at()});
     }
     return true;
   }
