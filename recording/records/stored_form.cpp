@@ -1,68 +1,51 @@
 #include "recording/records/stored_form.h"
+
 #include "recording/definitions/types.h"
 #include "recording/records/values.h"
-#include "recording/text/escape.h"
+#include "recording/text/json_text.h"
 
-// Appends "NAME":VALUE and, to `types`, "NAME":"TYPE", with commas in front, when the attribute is
-// held.
-static void append_member(std::string& json, std::string& types, const made_entry& made,
+// Appends "NAME":VALUE and, to `types`, "NAME":"TYPE", when the attribute is held.
+static void append_member(std::string& line, std::string& types, const made_entry& made,
                           const known_attribute& attribute) {
-  const size_t before = json.size();
-  json += ',';
-  append_json_text(json, attribute.name);
-  const std::string member_name = json.substr(before) + ':';
-  json += ':';
-  if (!append_held_value(json, made.entry, attribute)) {
-    json.resize(before);
-    return;
-  }
-  types += member_name;
-  append_json_text(types, short_type_name(attribute.type));
+  const size_t before = line.size();
+  json_text json(line);
+  json.key(attribute.name);
+  const size_t behind_key = line.size();
+  if (!append_held_value(json, made.entry, attribute)) return line.resize(before);
+  const size_t key = line[before] == ',' ? before + 1 : before;
+  json_text(types)
+      .written(std::string_view(line).substr(key, behind_key - key))
+      .text(short_type_name(attribute.type));
 }
 
-static void append_object(std::string& json, const char* key, std::string_view members) {
-  json += key;
-  json += '{';
-  json += members.substr(members.empty() ? 0 : 1);
-  json += '}';
-}
-
-static void append_attributes(std::string& json, const made_entry& made) {
-  std::string members;
+static void append_attributes(std::string& line, const made_entry& made) {
   std::string types;
+  json_text json(line);
+  json.key("attributes").begin_object();
   if (made.event != nullptr)
     for (const known_attribute& attribute : made.event->attributes)
-      append_member(members, types, made, attribute);
-  append_object(json, ",\"attributes\":", members);
-  append_object(json, ",\"types\":", types);
+      append_member(line, types, made, attribute);
+  json.end_object().key("types").begin_object().written(types).end_object();
 }
 
 // --- The whole ---
 
 stored_form::stored_form(const std::string& set_version) : start_(stored_record_start) {
-  append_json_text(start_, set_version);
-  start_ += ",\"event\":";
+  json_text(start_).text(set_version).key("event");
 }
 
 void stored_form::append(std::string& line, const sink_entry& entry) const {
   const made_entry& made = entry.made;
   line += start_;
-  append_json_number(line, made.entry.GetEntryID());
-  if (made.event != nullptr && !made.event->name.empty()) {
-    line += ",\"name\":";
-    append_json_text(line, made.event->name);
-  }
-  line += ",\"level\":";
-  append_json_number(line, made.entry.GetLogLevel());
-  line += ",\"time\":";
-  append_json_time(line, entry.time);
+  json_text json(line);
+  json.number(made.entry.GetEntryID());
+  if (made.event != nullptr && !made.event->name.empty()) json.key("name").text(made.event->name);
+  json.key("level").number(made.entry.GetLogLevel());
+  append_value(json.key("time"), entry.time);
   append_attributes(line, made);
-  line += ",\"message_index\":";
-  append_json_number(line, made.message_index);
-  line += ",\"message\":";
-  append_json_text(line, entry.message);
-  if (entry.is_message_from_definition) line += ",\"message_from\":\"definition\"";
-  line += '}';
+  json.key("message_index").number(made.message_index).key("message").text(entry.message);
+  if (entry.is_message_from_definition) json.key("message_from").text("definition");
+  json.end_object();
 }
 
 // Bytes that the line can have at most. An escape is six bytes for one, and names stand there

@@ -1,8 +1,8 @@
 #include "recording/records/values.h"
 
 #include <array>
-#include <charconv>
 #include <cmath>
+#include <concepts>
 #include <cstring>
 #include <limits>
 
@@ -10,7 +10,7 @@
 #include "logging/logentry_i.h"
 #include "recording/definitions/built_in_attributes.h"
 #include "recording/definitions/types.h"
-#include "recording/text/escape.h"
+#include "recording/text/json_text.h"
 #include "recording/text/number.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
@@ -178,68 +178,43 @@ static void refuse_guid(const value_step& step) {
 
 // ---- out of entries ----
 
-template <class Number>
-static void append_number(std::string& json, Number number) {
-  std::array<char, 32> digits;
-  const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number);
-  json.append(digits.data(), end);
+static void append_value(json_text& json, bool value) {
+  json.written(value ? "true" : "false");
 }
 
-static void append_value(std::string& json, bool value) {
-  json += value ? "true" : "false";
+template <std::integral Number>
+static void append_value(json_text& json, Number value) {
+  json.number(int64_t{value});
 }
-static void append_value(std::string& json, unsigned value) {
-  append_number(json, value);
-}
-static void append_value(std::string& json, int value) {
-  append_number(json, value);
-}
-static void append_value(std::string& json, unsigned char value) {
-  append_number(json, unsigned{value});
-}
-static void append_value(std::string& json, char value) {
-  append_number(json, int{static_cast<signed char>(value)});
-}
-static void append_value(std::string& json, unsigned short value) {
-  append_number(json, unsigned{value});
-}
-static void append_value(std::string& json, short value) {
-  append_number(json, int{value});
+static void append_value(json_text& json, char value) {
+  json.number(int64_t{static_cast<signed char>(value)});
 }
 
 // Many readers of JSON take -0 for an integer, which has no sign then.
-static void append_value(std::string& json, double value) {
+static void append_value(json_text& json, double value) {
   if (const char* const special = special_float_text(value))
-    append_json_text(json, special);
+    json.text(special);
   else if (value == 0 && std::signbit(value))
-    json += "-0.0";
+    json.written("-0.0");
   else
-    append_number(json, value);
+    json.number(value);
 }
 
-static void append_value(std::string& json, const char* value) {
-  append_json_text(json, value);
+static void append_value(json_text& json, const char* value) {
+  json.text(value);
 }
 
-static void append_value(std::string& json, const kp_Time& value) {
+void append_value(json_text& json, const kp_Time& value) {
   std::array<char, 64> text;
   value.print_out(text.data(), static_cast<unsigned>(text.size()));
-  append_json_text(json, text.data());
-}
-
-void append_json_number(std::string& json, unsigned value) {
-  append_number(json, value);
-}
-
-void append_json_time(std::string& json, const kp_Time& value) {
-  append_value(json, value);
+  json.text(text.data());
 }
 
 // Reads a value of one C++ type by the getter of that type, and appends it; false when the entry
 // does not hold the attribute. It holds none of those that the library has forgotten, as it does
 // what the STD file says of an event of both files, in large sets.
 template <class Value, bool (kp_LOG_LogEntry::*Get)(const char*, Value&) const>
-static bool append_held(std::string& json, const kp_LOG_LogEntry& entry, const char* name) {
+static bool append_held(json_text& json, const kp_LOG_LogEntry& entry, const char* name) {
   Value value{};
   try {
     if (!(entry.*Get)(name, value)) return false;
@@ -255,7 +230,7 @@ static bool append_held(std::string& json, const kp_LOG_LogEntry& entry, const c
 // How values of a type go both ways.
 struct value_ways {
   void (*add)(const value_step&);
-  bool (*append)(std::string&, const kp_LOG_LogEntry&, const char*);  // null: none is ever held
+  bool (*append)(json_text&, const kp_LOG_LogEntry&, const char*);  // null: none is ever held
 };
 
 template <class Number, void (kp_LOG_LogEntry::*Add)(const char*, Number),
@@ -314,7 +289,7 @@ void add_value(const value_step& step) {
     step.fail(" is of no type that there is");
 }
 
-bool append_held_value(std::string& json, const kp_LOG_LogEntry& entry,
+bool append_held_value(json_text& json, const kp_LOG_LogEntry& entry,
                        const known_attribute& attribute) {
   const value_row* const row = row_of_type(value_rows, attribute.type);
   return row != nullptr && row->ways.append != nullptr &&

@@ -9,6 +9,7 @@
 #include "kp_LOG_LogEntry.h"
 #include "recording/records/event_set.h"
 #include "recording/records/parser.h"
+#include "recording/text/json_text.h"
 
 // A value on its way into an entry. Where it fails, the record's fault is set.
 struct value_step {
@@ -29,8 +30,8 @@ struct value_step {
 // Adds the value by the operation of its type.
 void add_value(const value_step& step);
 
-// Appends the value that the entry holds as JSON; false when it holds none.
-bool append_held_value(std::string& json, const kp_LOG_LogEntry& entry,
+// Appends the value that the entry holds; false when it holds none.
+bool append_held_value(json_text& json, const kp_LOG_LogEntry& entry,
                        const known_attribute& attribute);
 
 // A Float that JSON has no number for, as records write it: "NaN", "Infinity", "-Infinity". Null
@@ -40,9 +41,6 @@ const char* special_float_text(double value);
 // A time as records have it. The offset of "Z" is 0.
 inline constexpr char record_time_example[] = "a time such as \"2026-11-15T17:02:56+08:00\"";
 bool read_record_time(const char* text, kp_Time& time);
-
-// Numbers and times in JSON.
-void append_json_number(std::string& json, unsigned value);
-void append_json_time(std::string& json, const kp_Time& value);
+void append_value(json_text& json, const kp_Time& value);
 
 #endif

@@ -17,10 +17,7 @@ std::string record_view::message_of(const parsed_record& record, std::string_vie
 // --- What the record holds
 
 static std::string shown_value(const record_value& value) {
-  if (value.kind != record_value_kind::text) return std::string(value.text);
-  std::string shown;
-  append_json_text(shown, value.text);
-  return shown;
+  return value.kind == record_value_kind::text ? json_string(value.text) : std::string(value.text);
 }
 
 static bool is_plain_name(std::string_view name) {
@@ -28,12 +25,9 @@ static bool is_plain_name(std::string_view name) {
 }
 
 static std::string shown_attribute(const record_attribute& attribute) {
-  std::string name;
-  if (is_plain_name(attribute.name))
-    name = attribute.name;
-  else
-    append_json_text(name, attribute.name);
-  return name + "=" + shown_value(attribute.value);
+  const std::string_view name = attribute.name;
+  return (is_plain_name(name) ? std::string(name) : json_string(name)) + "=" +
+         shown_value(attribute.value);
 }
 
 std::string record_view::mark_of(const parsed_record& record, const record_error& error) const {

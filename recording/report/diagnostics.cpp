@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "recording/text/escape.h"
+#include "recording/text/json_text.h"
 #include "recording/text/number.h"
 #include "recording/text/utf8.h"
 
@@ -110,26 +111,26 @@ static void write_text(std::ostream& out, const diagnostic& found, rule_severity
   }
 }
 
-static void write_json_place(std::ostream& out, const source_place& place) {
-  out << "{\"file\":" << json_string(place.source->name());
+static void append_place(json_text& json, const source_place& place) {
+  json.key("file").text(place.source->name());
   if (place.source->is_binary())
-    out << ",\"offset\":" << place.offset();
+    json.key("offset").number(place.offset());
   else if (!place.source->is_unopened())
-    out << ",\"line\":" << place.line() + 1 << ",\"column\":" << place.column();
+    json.key("line").number(place.line() + 1).key("column").number(place.column());
 }
 
 static void write_json(std::ostream& out, const diagnostic& found, rule_severity severity) {
-  write_json_place(out, found.place);
-  out << ",\"severity\":\"" << severity_name(severity) << "\",\"code\":\"" << found.rule->code
-      << "\",\"text\":" << json_string(found.text) << ",\"notes\":[";
-  const char* separator = "";
+  std::string line;
+  json_text json(line);
+  append_place(json.begin_object(), found.place);
+  json.key("severity").text(severity_name(severity)).key("code").text(found.rule->code);
+  json.key("text").text(found.text).key("notes").begin_list();
   for (const diagnostic_note& note : found.notes) {
-    out << separator;
-    write_json_place(out, note.place);
-    out << ",\"text\":" << json_string(note.text) << '}';
-    separator = ",";
+    append_place(json.begin_object(), note.place);
+    json.key("text").text(note.text).end_object();
   }
-  out << "]}\n";
+  json.end_list().end_object();
+  out << line << '\n';
 }
 
 rule_severity diagnostic_list::severity_of(diagnostic_rule rule) const {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <ostream>
 
-#include "recording/text/escape.h"
+#include "recording/text/json_text.h"
 #include "recording/text/words.h"
 #include "tools/catalog/locale.h"
 
@@ -23,11 +23,14 @@ translation_counts counts_of(const po_document& document) {
 }
 
 void catalog_progress::write_json(std::ostream& out) const {
-  out << "{\"locale\":" << json_string(name) << ",\"files\":[";
-  for (size_t i = 0; i < files.size(); ++i) out << (i == 0 ? "" : ",") << json_string(files[i]);
-  out << "],\"translated\":" << counts.translated << ",\"fuzzy\":" << counts.fuzzy
-      << ",\"untranslated\":" << counts.untranslated << ",\"obsolete\":" << counts.obsolete
-      << "}\n";
+  std::string line;
+  json_text json(line);
+  json.begin_object().key("locale").text(name).key("files").begin_list();
+  for (const std::string& file : files) json.text(file);
+  json.end_list().key("translated").number(counts.translated).key("fuzzy").number(counts.fuzzy);
+  json.key("untranslated").number(counts.untranslated);
+  json.key("obsolete").number(counts.obsolete).end_object();
+  out << line << '\n';
 }
 
 static std::string name_of(const catalog_translations& file) {

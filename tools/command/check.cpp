@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "recording/files/read_file.h"
+#include "recording/text/json_text.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
@@ -50,8 +51,10 @@ static bool may_need_standard(const check_options& options, const definition_inp
 
 // How many findings are not shown.
 static void report_left(const check_options& options, size_t left, std::ostream& log) {
+  std::string json;
+  json_text(json).begin_object().key("not_shown").number(left).end_object();
   if (options.report.format == diagnostic_format::json)
-    log << "{\"not_shown\":" << left << "}\n";
+    log << json << '\n';
   else
     log << "kplog: " << left << " more not shown; --max-findings 0 shows all\n";
 }

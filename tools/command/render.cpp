@@ -6,6 +6,7 @@
 #include "recording/records/event_set.h"
 #include "recording/records/input.h"
 #include "recording/records/view.h"
+#include "recording/text/json_text.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
@@ -88,12 +89,18 @@ bool record_rendering::show(record_files& files) {
 static void write_summary(const render_tally& tally, const report_options& report,
                           std::ostream& log) {
   if (report.quiet) return;
-  if (report.format == diagnostic_format::json)
-    log << "{\"summary\":{\"read\":" << tally.total() << ",\"rendered\":" << tally.rendered
-        << ",\"marked\":" << tally.marked << ",\"bad\":" << tally.bad << "}}\n";
-  else
+  if (report.format == diagnostic_format::json) {
+    std::string line;
+    json_text json(line);
+    json.begin_object().key("summary").begin_object();
+    json.key("read").number(tally.total()).key("rendered").number(tally.rendered);
+    json.key("marked").number(tally.marked).key("bad").number(tally.bad);
+    json.end_object().end_object();
+    log << line << '\n';
+  } else {
     log << "kplog: " << counted(tally.total(), "record") << ": " << tally.rendered << " rendered, "
         << tally.marked << " marked, " << tally.bad << " bad\n";
+  }
 }
 
 static command_outcome show_records(const render_options& options, record_rendering& rendering,

@@ -8,6 +8,7 @@
 
 #include "recording/files/file_error.h"
 #include "recording/text/escape.h"
+#include "recording/text/json_text.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
 #include "tools/report/outcome.h"
@@ -173,28 +174,31 @@ void emit_report::write_table(const emit_tallies& tallies) {
   log_ << in_columns(rows, {1, 2, 3, 4});
 }
 
-static void write_json_tally(std::ostream& out, const emit_tally& tally) {
-  out << "\"read\":" << tally.read << ",\"written\":" << tally.written
-      << ",\"rejected\":" << tally.rejected << ",\"bad\":" << tally.bad;
+static void append_tally(json_text& json, const emit_tally& tally) {
+  json.key("read").number(tally.read).key("written").number(tally.written);
+  json.key("rejected").number(tally.rejected).key("bad").number(tally.bad);
 }
 
-static std::string json_event(const known_event* event) {
-  if (event == nullptr) return "\"event\":null";
-  return "\"event\":" + std::to_string(event->id) + ",\"name\":" + json_string(event->name);
+static void append_event(json_text& json, const known_event* event) {
+  json.key("event");
+  if (event == nullptr)
+    json.written("null");
+  else
+    json.number(event->id).key("name").text(event->name);
 }
 
 void emit_report::write_json(const emit_tallies& tallies) {
-  log_ << "{\"summary\":{";
-  write_json_tally(log_, total_of(tallies));
-  log_ << ",\"events\":[";
-  const char* separator = "";
+  std::string line;
+  json_text json(line);
+  append_tally(json.begin_object().key("summary").begin_object(), total_of(tallies));
+  json.key("events").begin_list();
   for (const emit_tallies::value_type* row : by_id(tallies)) {
-    log_ << separator << '{' << json_event(row->first) << ',';
-    write_json_tally(log_, row->second);
-    log_ << '}';
-    separator = ",";
+    append_event(json.begin_object(), row->first);
+    append_tally(json, row->second);
+    json.end_object();
   }
-  log_ << "]}}\n";
+  json.end_list().end_object().end_object();
+  log_ << line << '\n';
 }
 
 void emit_report::closing(const emit_tallies& tallies) {
