@@ -5,6 +5,7 @@
 #include <optional>
 #include <ostream>
 
+#include "logging/logentry_i.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
 #include "recording/records/event_set.h"
@@ -49,8 +50,6 @@ struct emit_options {
   std::string socket_path() const;                // empty: no socket
   bool writes_standard_output() const;
 };
-
-static constexpr unsigned highest_level = 9;
 
 std::optional<std::string> emit_options::quarantine() const {
   if (!on_error.starts_with(quarantine_prefix)) return std::nullopt;
@@ -140,7 +139,8 @@ static void expect(bool is_sound, const std::string& text) {
 }
 
 static void check_filter(const emit_options& options) {
-  expect(options.filter.min_level <= highest_level && options.filter.max_level <= highest_level,
+  static_assert(LOG_LEVEL_HIGH == 9);
+  expect(options.filter.min_level <= LOG_LEVEL_HIGH && options.filter.max_level <= LOG_LEVEL_HIGH,
          "levels are from 0 to 9");
   expect(options.filter.min_level <= options.filter.max_level, "--min-level is above --max-level");
   expect(options.filter.section.empty() || !options.filter.config.empty(),

@@ -6,13 +6,14 @@
 #include <string>
 
 #include "kp_LOG_EntryFilter.h"
+#include "logging/logentry_i.h"
 
 // What the command line says of it.
 struct filter_settings {
   std::string config;   // empty: no configuration file
   std::string section;  // of that file
   unsigned min_level = 0;
-  unsigned max_level = 9;
+  unsigned max_level = LOG_LEVEL_HIGH;
   std::optional<unsigned> mask;  // nothing: every event passes, also one without any flag
 };
 

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "logging/logentry_i.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
 
@@ -22,8 +23,9 @@ struct filter_key_row {
   uint32_t most;
 };
 static constexpr filter_key_row filter_keys[] = {
-    {"LogLevelLow", 9},       {"LogLevelHigh", 9},          {"DebugLogLevelLow", 9},
-    {"DebugLogLevelHigh", 9}, {"DebugEnabled", UINT32_MAX}, {"PropertyMask", UINT32_MAX}};
+    {"LogLevelLow", LOG_LEVEL_HIGH},      {"LogLevelHigh", LOG_LEVEL_HIGH},
+    {"DebugLogLevelLow", LOG_LEVEL_HIGH}, {"DebugLogLevelHigh", LOG_LEVEL_HIGH},
+    {"DebugEnabled", UINT32_MAX},         {"PropertyMask", UINT32_MAX}};
 
 // Null for a key of a program's own.
 static const filter_key_row* filter_key(std::string_view name) {
