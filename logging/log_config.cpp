@@ -37,7 +37,7 @@ static kp_SynchronizationLevelType synchronization_level = KP_SYNC_THREAD;
 static bool count_config_is_enabled = false;
 static constinit kp_log_text_setting definition_path;
 static constinit kp_log_text_setting aux_definition_path;
-static constinit kp_log_text_setting code_page;
+static constinit kp_log_text_setting configured_code_page;
 
 // ---- flags and numbers ----
 
@@ -152,13 +152,13 @@ void kp_LOG_LogConfig::SetCodePage(const char* codepage) {
                                               "logging/logcfg", __LINE__));
   }
   const kp_THREAD_global_lock lock;
-  code_page.set(codepage);
+  configured_code_page.set(codepage);
   LogDebugMessage(2, "%s:%d kp_LOG_LogConfig::SetCodePage codepage==%s!\n", "logging/logcfg",
-                  __LINE__, code_page.get());
+                  __LINE__, configured_code_page.get());
 }
 
 const char* kp_LOG_LogConfig::GetCodePage() {
-  return code_page.get();
+  return configured_code_page.get();
 }
 
 // ---- configuration source ----

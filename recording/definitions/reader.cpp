@@ -211,7 +211,7 @@ static event_model read_record(definition_source& in) {
   return event;
 }
 
-static bool is_plain_name(std::string_view text) {
+static bool is_tellable_name(std::string_view text) {
   if (text.empty() || text.size() > event_name_limit) return false;
   for (const utf8_character& character : utf8(text))
     if (!character.valid || is_unsafe_on_terminal(character.code_point)) return false;
@@ -339,7 +339,7 @@ class definition_file_reader {
     std::unordered_set<std::string> taken;
     for (event_model& event : file_.set.events) {
       std::string& name = event.name.value;
-      name = is_plain_name(event.message.id.value) ? event.message.id.value : std::string();
+      name = is_tellable_name(event.message.id.value) ? event.message.id.value : std::string();
       if (!name.empty() && taken.insert(name).second) continue;
       name = "EVENT_" + std::to_string(event.id.value);
       while (!taken.insert(name).second) name += '_';

@@ -22,7 +22,7 @@ static constexpr std::chrono::milliseconds last_patience(1000);  // of a process
 static constexpr std::chrono::milliseconds first_pause(1);
 static constexpr std::chrono::milliseconds longest_pause(32);
 
-static constexpr const char* action = "take the lock";
+static constexpr const char* lock_action = "take the lock";
 
 static constexpr mode_t lock_mode = S_IRUSR | S_IWUSR;
 
@@ -95,26 +95,26 @@ bool folder_lock::open_file() {
     if (!is_made_ && errno == EEXIST) return false;
   }
   if (!lock_descriptor_.is_open()) raise_write_error("open the lock", path(lock_name_));
-  if (!lock_file_.take(lock_descriptor_.get())) raise_write_error(action, path(lock_name_));
+  if (!lock_file_.take(lock_descriptor_.get())) raise_write_error(lock_action, path(lock_name_));
   return true;
 }
 
 // What the file holds. Raises file_error for what is no lock.
 std::string folder_lock::content() const {
   struct stat status {};
-  if (KP_fstat(lock_descriptor_.get(), &status) != 0) raise_write_error(action, path(lock_name_));
+  if (KP_fstat(lock_descriptor_.get(), &status) != 0) raise_write_error(lock_action, path(lock_name_));
   return content(status);
 }
 
 std::string folder_lock::content(const struct stat& status) const {
   const std::string lock = path(lock_name_);
-  check_written_file(action, lock, status);
+  check_written_file(lock_action, lock, status);
   std::array<char, mark.size() + NAME_MAX> bytes;
   const ssize_t size = KP_pread(lock_descriptor_.get(), bytes.data(), bytes.size(), 0);
-  if (size < 0) raise_write_error(action, lock);
+  if (size < 0) raise_write_error(lock_action, lock);
   std::string text(bytes.data(), static_cast<size_t>(size));
   if (!text.empty() && !text.starts_with(mark))
-    raise_write_error(action, lock, "it is no lock; a lock is empty or begins with \"kplog lock\"");
+    raise_write_error(lock_action, lock, "it is no lock; a lock is empty or begins with \"kplog lock\"");
   return text;
 }
 
@@ -128,7 +128,7 @@ bool folder_lock::take_open_file(const lock_waiting& waiting) {
   is_held_ = true;
   struct stat named {};
   const bool is_there = KP_fstatat(folder(), lock_name_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0;
-  if (!is_there && errno != ENOENT) raise_write_error(action, path(lock_name_));
+  if (!is_there && errno != ENOENT) raise_write_error(lock_action, path(lock_name_));
   if (!is_there || !lock_file_.is_of(named)) {
     is_made_ = false;
     return false;
@@ -185,11 +185,11 @@ void folder_lock::wait(const lock_waiting& waiting) const {
   std::chrono::milliseconds pause = first_pause;
   while (KP_flock(lock_descriptor_.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno == EINTR) continue;
-    if (errno != EWOULDBLOCK) raise_write_error(action, lock);
+    if (errno != EWOULDBLOCK) raise_write_error(lock_action, lock);
     if (pause == first_pause) static_cast<void>(content());  // no lock is not waited for
     const lock_clock::time_point now = lock_clock::now();
     if (now >= end)
-      throw lock_given_up(file_use::writing, action, terminal_text(lock),
+      throw lock_given_up(file_use::writing, lock_action, terminal_text(lock),
                           "another process holds it");
     if (waiting.is_to_end && end == lock_clock::time_point::max() && waiting.is_to_end())
       end = now + last_patience;

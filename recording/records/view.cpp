@@ -20,13 +20,13 @@ static std::string shown_value(const record_value& value) {
   return value.kind == record_value_kind::text ? json_string(value.text) : std::string(value.text);
 }
 
-static bool is_plain_name(std::string_view name) {
+static bool is_shown_bare(std::string_view name) {
   return !name.empty() && name.find_first_of(" \t\"=[]") == std::string_view::npos;
 }
 
 static std::string shown_attribute(const record_attribute& attribute) {
   const std::string_view name = attribute.name;
-  return (is_plain_name(name) ? std::string(name) : json_string(name)) + "=" +
+  return (is_shown_bare(name) ? std::string(name) : json_string(name)) + "=" +
          shown_value(attribute.value);
 }
 

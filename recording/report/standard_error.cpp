@@ -18,7 +18,7 @@
 
 static constexpr size_t kept_limit = size_t{64} << 10;
 static constexpr std::chrono::milliseconds longest_wait(1000);
-static constexpr int last_patience = 1000;  // milliseconds
+static constexpr int patience_with_a_reader = 1000;  // milliseconds
 static constexpr int signal_interval = 50;  // milliseconds until somebody looks for signals again
 
 // Others have the descriptor, too, and expect it to wait or not as it does: it stays so. Pipes and
@@ -126,7 +126,7 @@ void standard_error_buffer::finish() {
   for (size_t left = 0; !text_.empty() && text_.size() != left;) {
     left = text_.size();
     pollfd room{descriptor_, POLLOUT, 0};
-    poll(&room, 1, last_patience);
+    poll(&room, 1, patience_with_a_reader);
     sync();
   }
 }

@@ -11,12 +11,10 @@
 #include "recording/files/descriptor.h"
 #include "recording/files/file_error.h"
 
-static constexpr const char* action = "count in";
-
 static constexpr size_t block_size = size_t{2048} * kp_counter_record_size;
 
 void counter_index::fail() const {
-  raise_write_error(action, path_);
+  raise_write_error(count_action, path_);
 }
 
 // --- Reading ---
@@ -40,7 +38,7 @@ static void check_record(const std::string& path, const std::string& bytes, size
                          uint64_t offset, const counted_entries& record) {
   const uint32_t length = counter_record_length(bytes, at);
   if (length == kp_counter_record_size || (length == 0 && record.day == counter_day{})) return;
-  raise_write_error(action, path,
+  raise_write_error(count_action, path,
                     "it is no counter file; what begins at byte " + std::to_string(offset) +
                         " is a record of " + std::to_string(length) +
                         " bytes by its own account, and records have " +
@@ -58,7 +56,7 @@ void counter_index::read_records(int file, uint64_t from, const record_visitor& 
       const counted_entries record = counter_record_at(bytes, at);
       check_record(path_, bytes, at, offset + at, record);
       if ((offset + at) / kp_counter_record_size >= UINT32_MAX)
-        raise_write_error(action, path_, "it is too large");
+        raise_write_error(count_action, path_, "it is too large");
       visit(record, static_cast<uint32_t>((offset + at) / kp_counter_record_size));
     }
     offset += bytes.size();

@@ -14,6 +14,9 @@
 
 #include "recording/sinks/counter_file.h"
 
+// What a fault in a counter file says that was attempted.
+inline constexpr const char* count_action = "count in";
+
 struct counter_key {
   counter_day day;
   uint32_t id = 0;

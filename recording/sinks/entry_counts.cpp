@@ -12,7 +12,6 @@
 #include "recording/files/path.h"
 
 static constexpr std::string_view ending = ".cnt";
-static constexpr const char* action = "count in";
 static constexpr mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP;
 
 counter_place counter_place_of(const std::string& path) {
@@ -26,7 +25,7 @@ entry_counts::entry_counts(const std::string& path, lock_waiting waiting)
       file_name_(place_.name + std::string(ending)),
       waiting_(std::move(waiting)),
       index_(place_.path) {
-  check_written_path(action, place_.path);
+  check_written_path(count_action, place_.path);
   write(false);
 }
 
@@ -54,9 +53,9 @@ void entry_counts::open_file() {
   if (!is_open_file(status)) {
     file_ = open_descriptor(KP_openat(lock_->folder(), file_name_.c_str(), flags, mode));
     if (!file_.is_open() || !counter_.take(file_.get()) || KP_fstat(file_.get(), &status) != 0)
-      raise_write_error(action, place_.path);
+      raise_write_error(count_action, place_.path);
   }
-  check_written_file(action, place_.path, status);
+  check_written_file(count_action, place_.path, status);
   // A new one has its mode whatever the umask.
   if (status.st_size == 0) static_cast<void>(KP_fchmod(file_.get(), mode));
   index_.follow(file_.get(), status);
@@ -84,5 +83,5 @@ void entry_counts::write_noted(bool synced) {
     noted_.erase(noted_.begin());
   }
   index_.finish(file_.get());
-  if (synced && KP_fdatasync(file_.get()) != 0) raise_write_error(action, place_.path);
+  if (synced && KP_fdatasync(file_.get()) != 0) raise_write_error(count_action, place_.path);
 }

@@ -370,7 +370,7 @@ static command_action describe(CLI::App& command) {
   return [options](std::ostream&, std::ostream& log) { return emit(*options, log); };
 }
 
-static constexpr const char* examples =
+static constexpr const char* emit_examples =
     "  kplog emit --definitions events.ldf --to text:/var/log/shop/shop records.jsonl\n"
     "  kplog emit --definitions events.ldf --catalog messages --locale de_DE --to - records.jsonl\n"
     "  generate | kplog emit --definitions events.ldf --to json:entries.jsonl --ack\n"
@@ -378,4 +378,4 @@ static constexpr const char* examples =
     "--listen unix:/run/shop.sock\n";
 
 const kplog_command_row emit_command = {
-    "emit", "Make entries of records: filter, render, write and count them", examples, describe};
+    "emit", "Make entries of records: filter, render, write and count them", emit_examples, describe};

@@ -394,7 +394,7 @@ std::string authored_placeholder(const template_piece& piece, kp_AttributeType t
 }
 
 // ICU drops literal text before "%%", so that none was authored there.
-static bool is_dropped(const std::vector<template_piece>& pieces, size_t i) {
+static bool is_dropped_before_percent(const std::vector<template_piece>& pieces, size_t i) {
   return i + 1 < pieces.size() && pieces[i + 1].kind == template_piece::kinds::percent;
 }
 
@@ -404,7 +404,7 @@ static std::string likely_text(std::string_view bytes, const attribute_type_of& 
   for (size_t i = 0; i < pieces.size(); ++i) {
     const template_piece& piece = pieces[i];
     if (piece.kind == template_piece::kinds::percent) text += '%';
-    if (piece.kind == template_piece::kinds::literal && !is_dropped(pieces, i))
+    if (piece.kind == template_piece::kinds::literal && !is_dropped_before_percent(pieces, i))
       text += quoted_literal_reader(piece.text).read();
     if (piece.kind == template_piece::kinds::placeholder)
       text += authored_placeholder(piece, type_of(piece.text));
