@@ -59,10 +59,10 @@ constexpr uint32_t last_type_code = sizeof attribute_types / sizeof *attribute_t
 
 // The row of a code; null for one that is no type.
 template <class Row, size_t n>
-constexpr const Row* row_of_type(const Row (&rows)[n], uint32_t code) {
-  return code - 1 < n ? &rows[code - 1] : nullptr;
+constexpr const Row* row_of_type(const Row (&rows)[n], int64_t code) {
+  return code >= 1 && code <= int64_t{n} ? &rows[code - 1] : nullptr;
 }
-constexpr const attribute_type* find_type(uint32_t code) {
+constexpr const attribute_type* find_type(int64_t code) {
   return row_of_type(attribute_types, code);
 }
 
