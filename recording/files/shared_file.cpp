@@ -102,7 +102,8 @@ bool folder_lock::open_file() {
 // What the file holds. Raises file_error for what is no lock.
 std::string folder_lock::content() const {
   struct stat status {};
-  if (KP_fstat(lock_descriptor_.get(), &status) != 0) raise_write_error(lock_action, path(lock_name_));
+  if (KP_fstat(lock_descriptor_.get(), &status) != 0)
+    raise_write_error(lock_action, path(lock_name_));
   return content(status);
 }
 
@@ -114,7 +115,8 @@ std::string folder_lock::content(const struct stat& status) const {
   if (size < 0) raise_write_error(lock_action, lock);
   std::string text(bytes.data(), static_cast<size_t>(size));
   if (!text.empty() && !text.starts_with(mark))
-    raise_write_error(lock_action, lock, "it is no lock; a lock is empty or begins with \"kplog lock\"");
+    raise_write_error(lock_action, lock,
+                      "it is no lock; a lock is empty or begins with \"kplog lock\"");
   return text;
 }
 

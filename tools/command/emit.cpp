@@ -378,4 +378,5 @@ static constexpr const char* emit_examples =
     "--listen unix:/run/shop.sock\n";
 
 const kplog_command_row emit_command = {
-    "emit", "Make entries of records: filter, render, write and count them", emit_examples, describe};
+    "emit", "Make entries of records: filter, render, write and count them", emit_examples,
+    describe};

@@ -11,7 +11,7 @@
 
 using json_value = nlohmann::ordered_json;
 
-static json_value json_text(const std::string& text) {
+static json_value text_value(const std::string& text) {
   if (utf8_first_invalid(text) == std::string_view::npos) return text;
   std::string hex;
   for (const char byte : text) hex += hexadecimal(static_cast<unsigned char>(byte), 2);
@@ -22,10 +22,10 @@ static json_value json_attributes(const std::vector<attribute_model>& attributes
   json_value list = json_value::array();
   for (const attribute_model& attribute : attributes) {
     json_value& row = list.emplace_back();
-    row["name"] = json_text(attribute.name.value);
+    row["name"] = text_value(attribute.name.value);
     row["type"] = _kp_LOG_get_attribute_type_string(attribute.type);
     row["code"] = static_cast<unsigned>(attribute.type);
-    if (attribute.redirection.is_given()) row["redirect"] = json_text(attribute.redirection.value);
+    if (attribute.redirection.is_given()) row["redirect"] = text_value(attribute.redirection.value);
   }
   return list;
 }
@@ -34,8 +34,8 @@ static json_value json_message(const message_model& message) {
   json_value object;
   if (message.index.is_given()) object["index"] = message.index.value;
   if (message.value.is_given()) object["value"] = message.value.value;
-  object["id"] = json_text(message.id.value);
-  object["template"] = json_text(message.raw.value);
+  object["id"] = text_value(message.id.value);
+  object["template"] = text_value(message.raw.value);
   return object;
 }
 
@@ -48,7 +48,7 @@ static json_value json_event(const event_model& event, const file_extent& record
   object["second_word"] = event.second_word.value;
   object["flags"] = event.flags;
   object["attributes"] = json_attributes(event.attributes);
-  if (event.selector.is_given()) object["select"] = json_text(event.selector.value);
+  if (event.selector.is_given()) object["select"] = text_value(event.selector.value);
   object["message"] = json_message(event.message);
   object["messages"] = json_value::array();
   for (const message_model& message : event.messages)
@@ -74,7 +74,7 @@ static json_value json_header(const definition_file& file) {
 std::string definition_json(const definition_file& file) {
   json_value object;
   object["file"] = json_header(file);
-  object["log_version"] = json_text(file.set.log_version.value);
+  object["log_version"] = text_value(file.set.log_version.value);
   object["attributes"] = json_attributes(file.set.globals);
   json_value& events = object["events"] = json_value::array();
   for (size_t i = 0; i < file.set.events.size(); ++i)
