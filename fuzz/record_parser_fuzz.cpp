@@ -69,7 +69,7 @@ static void check_fault(const record_error& error, std::string_view line) {
   // The other parser passes over a byte order mark, and ends at a NUL.
   const bool is_read_differently =
       line.substr(0, 3) == "\xEF\xBB\xBF" || line.find('\0') != std::string_view::npos;
-  if (error.fault() == record_fault::syntax && line.size() <= size_limit_of(line) &&
+  if (error.rule() == "record-syntax"_rule && line.size() <= size_limit_of(line) &&
       !is_read_differently)
     require(!json::parse(line, nullptr, false).is_object());
 }

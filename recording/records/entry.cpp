@@ -9,9 +9,9 @@
 
 static constexpr unsigned default_level = 3;
 
-static record_error fault_at(record_fault fault, std::string_view line, size_t offset,
+static record_error fault_at(diagnostic_rule rule, std::string_view line, size_t offset,
                              std::string text) {
-  return record_error(fault, line, record_finding{offset, std::move(text)});
+  return record_error(rule, line, record_finding{offset, std::move(text)});
 }
 
 // ---- events ----
@@ -46,7 +46,7 @@ bool entry_maker::has_own_name(const known_event& event, std::string_view line,
                                const record_value& name) {
   const bool is_known = events_.find(name.text) != nullptr || events_.is_ambiguous(name.text);
   if (!is_known || event.name == name.text) return true;
-  error_ = fault_at(record_fault::event, line, name.offset,
+  error_ = fault_at("record-event"_rule, line, name.offset,
                     "\"name\" is that of another event than " + std::to_string(event.id));
   return false;
 }
@@ -54,7 +54,7 @@ bool entry_maker::has_own_name(const known_event& event, std::string_view line,
 const known_event* entry_maker::event_of(const parsed_record& record, std::string_view line) {
   const known_event* const event = find_event(events_, record.event);
   if (event == nullptr)
-    error_ = record_error(record_fault::event, line,
+    error_ = record_error("record-event"_rule, line,
                           [&events = events_, told = record.event]() -> record_finding {
                             return {told.offset, no_event_text(events, told)};
                           });
@@ -78,7 +78,7 @@ bool entry_maker::set_time(const parsed_record& record, std::string_view line) {
     text_.assign(told.text);
     if (text_.find('\0') != std::string::npos || !read_record_time(text_.c_str(), time_)) {
       error_ = fault_at(
-          record_fault::value, line, told.offset,
+          "record-value"_rule, line, told.offset,
           std::string("\"time\" is ") + record_time_example + ", not " + shown_record_value(told));
       return false;
     }
@@ -91,7 +91,7 @@ bool entry_maker::set_time(const parsed_record& record, std::string_view line) {
 static record_error unknown_attribute(const known_event& event, const record_attribute& attribute,
                                       std::string_view line) {
   return record_error(
-      record_fault::attribute, line,
+      "record-attribute"_rule, line,
       [&event, name = attribute.name, offset = attribute.offset]() -> record_finding {
         return {offset, "the event " + std::to_string(event.id) + " has no attribute " +
                             in_quotes(shortened(name)) +
@@ -123,7 +123,7 @@ bool entry_maker::set_header(const parsed_record& record, std::string_view line)
     made_.entry.SetLogLevel(record.level.value_or(default_level));
     return set_time(record, line);
   } catch (const KPX_logging_all& error) {
-    error_ = fault_at(record_fault::event, line, record.event.offset, error.what());
+    error_ = fault_at("record-event"_rule, line, record.event.offset, error.what());
     return false;
   }
 }
@@ -160,6 +160,6 @@ entry_text entry_message(const made_entry& made) {
   try {
     return rendered(made);
   } catch (const KPX_logging_all& error) {
-    throw record_error(record_fault::message, "", {0, error.what()});
+    throw record_error("record-message"_rule, "", {0, error.what()});
   }
 }

@@ -16,12 +16,6 @@
 
 namespace ondemand = simdjson::ondemand;
 
-const char* record_fault_code(record_fault fault) {
-  static constexpr const char* codes[] = {"record-syntax",    "record-key",   "record-event",
-                                          "record-attribute", "record-value", "record-message"};
-  return codes[static_cast<size_t>(fault)];
-}
-
 // ---- faults ----
 
 size_t size_limit_of(std::string_view line) {
@@ -33,13 +27,13 @@ struct record_error::state {
   finder find;  // empty: it is found
 };
 
-record_error::record_error(record_fault fault, std::string_view line, record_finding found)
-    : fault_(fault), line_(line), state_(std::make_shared<state>()) {
+record_error::record_error(diagnostic_rule rule, std::string_view line, record_finding found)
+    : rule_(rule), line_(line), state_(std::make_shared<state>()) {
   state_->found = std::move(found);
 }
 
-record_error::record_error(record_fault fault, std::string_view line, const finder& find)
-    : fault_(fault), line_(line), state_(std::make_shared<state>()) {
+record_error::record_error(diagnostic_rule rule, std::string_view line, const finder& find)
+    : rule_(rule), line_(line), state_(std::make_shared<state>()) {
   state_->find = find;
 }
 
@@ -53,7 +47,7 @@ size_t record_error::column() const {
 }
 
 const char* record_error::what() const noexcept {
-  return record_fault_code(fault_);
+  return rule_->code;
 }
 
 // ---- places and shown texts ----
@@ -69,7 +63,7 @@ std::string shown_record_value(const record_value& value) {
 static void require_record_size(std::string_view line) {
   const size_t limit = size_limit_of(line);
   if (line.size() > limit)
-    throw record_error(record_fault::syntax, line,
+    throw record_error("record-syntax"_rule, line,
                        {limit, "a record has at most " + std::to_string(limit) +
                                    " bytes, and this has " + std::to_string(line.size())});
 }
@@ -142,7 +136,7 @@ static record_finding first_syntax_fault(std::string_view line) {
 
 // Why a line could not be read as a JSON object.
 static record_error record_syntax_error(std::string_view line) {
-  return record_error(record_fault::syntax, line, [line] { return first_syntax_fault(line); });
+  return record_error("record-syntax"_rule, line, [line] { return first_syntax_fault(line); });
 }
 
 // ---- scalars ----
@@ -211,9 +205,9 @@ class record_reader {
     for (ondemand::field field : document.get_object()) read_field(field);
     const char* behind = nullptr;
     if (document.current_location().get(behind) == simdjson::SUCCESS)
-      raise(record_fault::syntax, offset_of(behind), "text behind the record");
+      raise("record-syntax"_rule, offset_of(behind), "text behind the record");
     if ((seen_ & bit_of(key_of("event"))) == 0)
-      raise(record_fault::key, line_.find('{'), "the record has no \"event\"");
+      raise("record-key"_rule, line_.find('{'), "the record has no \"event\"");
   }
 
   [[noreturn]] void raise_syntax() const { throw record_syntax_error(line_); }
@@ -233,11 +227,11 @@ class record_reader {
   }
   static unsigned bit_of(size_t key) { return 1U << key; }
 
-  [[noreturn]] void raise(record_fault fault, size_t offset, const std::string& text) const {
-    throw record_error(fault, line_, {offset, text});
+  [[noreturn]] void raise(diagnostic_rule rule, size_t offset, const std::string& text) const {
+    throw record_error(rule, line_, {offset, text});
   }
   [[noreturn]] void raise_wrong(const char* expected, const record_value& found) const {
-    raise(record_fault::key, found.offset,
+    raise("record-key"_rule, found.offset,
           std::string(expected) + ", not " + shown_record_value(found));
   }
 
@@ -250,13 +244,13 @@ class record_reader {
     const size_t key = key_of(name);
     if (key == keys.size()) raise_unknown_key(name, offset);
     if ((seen_ & bit_of(key)) != 0)
-      raise(record_fault::key, offset, "the key " + in_quotes(shortened(name)) + " comes twice");
+      raise("record-key"_rule, offset, "the key " + in_quotes(shortened(name)) + " comes twice");
     seen_ |= bit_of(key);
     (this->*keys[key].read)(field.value());
   }
 
   [[noreturn]] void raise_unknown_key(std::string_view name, size_t offset) const {
-    throw record_error(record_fault::key, line_, [name, offset]() -> record_finding {
+    throw record_error("record-key"_rule, line_, [name, offset]() -> record_finding {
       std::vector<std::string_view> names;
       names.reserve(keys.size());
       for (const key_row& row : keys) names.push_back(row.name);
@@ -271,7 +265,7 @@ class record_reader {
     if (token.empty()) raise_syntax();
     if (token.front() == '"') return {record_value_kind::text, value.get_string(), offset};
     if (token.front() == '{' || token.front() == '[')
-      raise(record_fault::key, offset,
+      raise("record-key"_rule, offset,
             std::string(expected) + ", not an " + (token.front() == '{' ? "object" : "array"));
     const std::optional<record_value_kind> kind = scalar_kind(token);
     if (!kind.has_value()) raise_syntax();
@@ -338,10 +332,10 @@ class record_reader {
     const std::string_view name = field.unescaped_key();
     std::vector<record_attribute>& held = record_.attributes;
     if (is_held(name))
-      raise(record_fault::key, offset,
+      raise("record-key"_rule, offset,
             "the attribute " + in_quotes(shortened(name)) + " comes twice");
     if (held.size() == record_attribute_limit)
-      raise(record_fault::key, offset,
+      raise("record-key"_rule, offset,
             "a record has at most " + std::to_string(record_attribute_limit) + " attributes");
     held.push_back(
         {name, scalar(field.value(), "a value is a text, a number, true or false"), offset});

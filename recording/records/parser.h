@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "recording/report/rules.h"
+
 // Bytes of a line without its end.
 constexpr size_t record_size_limit = size_t{1} << 20;
 // The same of a line of the stored form, which says more than the record that it was made of: names
@@ -23,19 +25,6 @@ size_t size_limit_of(std::string_view line);
 
 // Attributes of a record: as many as an event and the global list can declare.
 constexpr size_t record_attribute_limit = 510;
-
-// What is wrong with a record.
-enum class record_fault {
-  syntax,     // it is no JSON object in UTF-8, or too long
-  key,        // a key is unknown, missing, given twice, or its value is of a wrong kind
-  event,      // its event is not known, or several have its name
-  attribute,  // its event does not declare an attribute
-  value,      // an attribute's type does not hold a value
-  message,    // the library cannot render its message
-};
-
-// The code that diagnostics show in brackets: "record-syntax".
-const char* record_fault_code(record_fault fault);
 
 // Where a record's fault is, and what was found there and expected. The text may hold any character
 // of the record, but never more than a part of it.
@@ -51,10 +40,10 @@ class record_error : public std::exception {
  public:
   using finder = std::function<record_finding()>;
 
-  record_error(record_fault fault, std::string_view line, record_finding found);
-  record_error(record_fault fault, std::string_view line, const finder& find);
+  record_error(diagnostic_rule rule, std::string_view line, record_finding found);
+  record_error(diagnostic_rule rule, std::string_view line, const finder& find);
 
-  record_fault fault() const { return fault_; }
+  diagnostic_rule rule() const { return rule_; }  // "record-syntax"_rule and its like
   size_t offset() const { return finding().offset; }
   size_t column() const;  // of the line, in characters, from 1
   const std::string& text() const { return finding().text; }
@@ -64,7 +53,7 @@ class record_error : public std::exception {
   struct state;
   const record_finding& finding() const;
 
-  record_fault fault_;
+  diagnostic_rule rule_;
   std::string_view line_;
   std::shared_ptr<state> state_;  // errors are copied without failing
 };

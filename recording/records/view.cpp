@@ -9,7 +9,7 @@ std::string record_view::message_of(const parsed_record& record, std::string_vie
   const made_entry& made = maker_.make(record, line);
   entry_text message = entry_message(made);
   if (message.text.empty())
-    throw record_error(record_fault::message, line, {0, "its message is empty"});
+    throw record_error("record-message"_rule, line, {0, "its message is empty"});
   if (message.is_from_definition) report_(*made.event);
   return std::move(message.text);
 }

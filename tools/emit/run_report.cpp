@@ -63,9 +63,8 @@ void emit_report::bad_record(const record_line& line, const record_error& error)
   clear_progress();
   const source_text source = source_text::one_line(*line.source, std::string(line.text),
                                                    static_cast<size_t>(line.number - 1));
-  const diagnostic_rule rule = rule_of_code(record_fault_code(error.fault()));
   diagnostic_list found;
-  found.add(rule, {&source, error.offset()}, error.text());
+  found.add(error.rule(), {&source, error.offset()}, error.text());
   found.write(log_, {&source}, options_.format, options_.color);
   log_.flush();
 }

@@ -13,8 +13,7 @@
 
 // "KEY COLUMN: text" of a refused record.
 inline std::string shown_fault(const record_error& error) {
-  return std::string(record_fault_code(error.fault())) + " " + std::to_string(error.column()) +
-         ": " + error.text();
+  return std::string(error.what()) + " " + std::to_string(error.column()) + ": " + error.text();
 }
 
 // Puts back the process-wide settings that an event set changes.

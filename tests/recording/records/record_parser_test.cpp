@@ -336,12 +336,12 @@ TEST(RecordParser, ReadsOnAfterAFault) {
 TEST(RecordError, IsWorkedOutOnceAndOnlyForWhoAsks) {
   int asked = 0;
   const std::string line = "äx";
-  const record_error error(record_fault::key, line, [&]() -> record_finding {
+  const record_error error("record-key"_rule, line, [&]() -> record_finding {
     ++asked;
     return {2, "found"};
   });
   const record_error copy = error;
-  EXPECT_EQ(copy.fault(), record_fault::key);
+  EXPECT_EQ(copy.rule(), "record-key"_rule);
   EXPECT_STREQ(copy.what(), "record-key");
   EXPECT_EQ(asked, 0);
   EXPECT_EQ(shown_fault(copy), "record-key 2: found");
