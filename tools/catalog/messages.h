@@ -3,7 +3,6 @@
 #define TOOLS_CATALOG_MESSAGES_H
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "recording/definitions/merged_set.h"
@@ -34,12 +33,5 @@ struct catalog_message {
 std::vector<catalog_message> catalog_messages(const definition_set& set,
                                               const std_definitions* standard,
                                               diagnostic_list& found);
-
-// The template of a translated text, which is written as the message's own. Adds to `problems`,
-// which has none yet, whatever cannot be shown, and placeholders and line feeds at either end other
-// than the message's.
-std::string translated_template(const catalog_message& message, const known_attributes& known,
-                                std::string_view translation,
-                                std::vector<template_problem>& problems);
 
 #endif

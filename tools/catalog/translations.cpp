@@ -2,9 +2,171 @@
 
 #include <algorithm>
 #include <map>
+#include <ostream>
 
+#include "recording/text/json_text.h"
 #include "recording/text/words.h"
 #include "tools/catalog/locale.h"
+#include "tools/definitions/authored_text.h"
+#include "tools/definitions/template_rendering.h"
+
+// --- One translation
+
+// A placeholder as the text that it stands in shows it.
+static std::string shown_placeholder(const template_piece& piece, bool is_raw,
+                                     kp_AttributeType type) {
+  if (is_raw) return "%" + std::string(1, piece.format) + "%" + std::string(piece.text) + "%";
+  return authored_placeholder(piece, type);
+}
+
+class translation_check {
+ public:
+  translation_check(const catalog_message& message, const known_attributes& known,
+                    std::string_view translation, std::vector<template_problem>& problems)
+      : message_(message), known_(known), translation_(translation), problems_(problems) {}
+
+  std::string run() {
+    const size_t before = problems_.size();
+    std::string bytes = message_.is_raw() ? raw_template() : authored_template();
+    if (problems_.size() == before)
+      check_rendering(rendered_template_of(*message_.event, bytes, message_renderer::icu, known_),
+                      problems_);
+    if (!message_.text().empty()) {
+      compare_placeholders(bytes);
+      compare_line_feeds();
+    }
+    if (problems_.size() == before && message_.is_raw())
+      find_quoted_placeholders(translation_, problems_);
+    return bytes;
+  }
+
+ private:
+  kp_AttributeType type_of(std::string_view name) const {
+    return known_.type_of(*message_.event, name);
+  }
+
+  std::string authored_template() {
+    const template_attributes attributes{[&](std::string_view name) { return type_of(name); },
+                                         [&] { return known_.names(*message_.event); }};
+    return template_from_text(translation_, message_renderer::icu, attributes, problems_);
+  }
+
+  std::string raw_template() {
+    const std::vector<template_piece> pieces = scan_template(translation_);
+    check_template(
+        pieces, [&](std::string_view name) { return type_of(name); }, problems_);
+    find_lost_text(pieces, message_renderer::icu, problems_);
+    for (const template_piece& piece : pieces)
+      if (piece.kind == template_piece::kinds::literal) check_quotes(piece);
+    return std::string(translation_);
+  }
+
+  // In a raw template braces and apostrophes are MessageFormat's. Braces of the source are meant.
+  void check_quotes(const template_piece& literal) {
+    const bool has_braces = message_.text().find_first_of("{}") != std::string::npos;
+    for (size_t i = literal.text.find_first_of("{}'"); i < literal.text.size();
+         i = literal.text.find_first_of("{}'", i + 1)) {
+      if (literal.text[i] != '\'') {
+        if (!has_braces) problem(literal.offset + i, "ICU swallows this brace; write '{' or '}'");
+      } else if (literal.text.substr(i).starts_with("''")) {
+        ++i;
+      } else if (!has_braces && i + 1 == literal.text.size()) {
+        problem(literal.offset + i, "ICU swallows this apostrophe; write two");
+      }
+    }
+  }
+
+  void problem(size_t offset, std::string text) {
+    problems_.push_back({"catalog-quote"_rule, offset, std::move(text)});
+  }
+
+  // Placeholders as shown, each with the name of its attribute.
+  using placeholder_names = std::map<std::string, std::string_view>;
+
+  placeholder_names placeholders(std::string_view bytes) const {
+    placeholder_names shown;
+    for (const template_piece& piece : scan_template(bytes)) {
+      if (piece.kind != template_piece::kinds::placeholder || !piece.shows_value()) continue;
+      const kp_AttributeType type = type_of(piece.text);
+      if (format_suits(piece.format, type))
+        shown.emplace(shown_placeholder(piece, message_.is_raw(), type), piece.text);
+    }
+    return shown;
+  }
+
+  // What is lost is told whatever else is wrong. Beside faults of placeholders one whose name
+  // is there may be the one at fault, and is left to that finding.
+  void compare_placeholders(std::string_view bytes) {
+    const placeholder_names wanted = placeholders(message_.message->template_bytes);
+    const placeholder_names given = placeholders(bytes);
+    const bool is_certain =
+        std::all_of(problems_.begin(), problems_.end(),
+                    [](const template_problem& found) { return leaves_placeholders(found.rule); });
+    for (const auto& [placeholder, name] : wanted)
+      if (given.count(placeholder) == 0 && (is_certain || !may_stand_for(name)))
+        problems_.push_back({"catalog-placeholder"_rule, std::string::npos,
+                             "the placeholder " + placeholder + " of the source is missing"});
+    for (const auto& [placeholder, name] : given)
+      if (wanted.count(placeholder) == 0 && is_certain)
+        problems_.push_back({"catalog-placeholder"_rule, translation_.find(placeholder),
+                             "the source has no placeholder " + placeholder});
+  }
+
+  // Whether all placeholders are read as they are meant where that is a fault.
+  static bool leaves_placeholders(diagnostic_rule rule) {
+    return rule == "text-attribute"_rule || rule == "catalog-quote"_rule ||
+           rule == "template-lost-text"_rule;
+  }
+
+  // Whether the translation has the name where that of a placeholder stands.
+  bool may_stand_for(std::string_view name) const {
+    const std::string begin = (message_.is_raw() ? "%" : "{") + std::string(name);
+    for (size_t at = translation_.find(begin); at != std::string_view::npos;
+         at = translation_.find(begin, at + 1)) {
+      const std::string_view behind = translation_.substr(at + begin.size());
+      if (behind.empty() || behind.find_first_of("%{}:, \n") == 0) return true;
+    }
+    return false;
+  }
+
+  void compare_line_feeds() {
+    const std::string_view source = message_.text();
+    if (source.starts_with('\n') != translation_.starts_with('\n'))
+      line_feed_problem(source.starts_with('\n'), "begins", 0);
+    if (source.ends_with('\n') != translation_.ends_with('\n'))
+      line_feed_problem(source.ends_with('\n'), "ends", last_character());
+  }
+
+  void line_feed_problem(bool is_lost, const std::string& verb, size_t offset) {
+    problems_.push_back({"catalog-line-feed"_rule, offset,
+                         "the text of the source " +
+                             (is_lost ? verb + " with a line feed, and its translation does not"
+                                      : "does not " + verb.substr(0, verb.size() - 1) +
+                                            " with a line feed, and its translation does")});
+  }
+
+  size_t last_character() const {
+    size_t at = translation_.empty() ? 0 : translation_.size() - 1;
+    while (at > 0 && (static_cast<unsigned char>(translation_[at]) & 0xC0) == 0x80) --at;
+    return at;
+  }
+
+  const catalog_message& message_;
+  const known_attributes& known_;
+  std::string_view translation_;
+  std::vector<template_problem>& problems_;
+};
+
+// The template of a translated text, which is written as the message's own. Adds to `problems`,
+// which has none yet, whatever cannot be shown, and placeholders and line feeds at either end other
+// than the message's.
+static std::string translated_template(const catalog_message& message,
+                                       const known_attributes& known, std::string_view translation,
+                                       std::vector<template_problem>& problems) {
+  return translation_check(message, known, translation, problems).run();
+}
+
+// --- A file of them
 
 class translation_reader {
  public:
@@ -138,4 +300,115 @@ void find_conflicts(const std::vector<catalog_translations>& files, diagnostic_l
                   first->second->places.at(id), "it is here first");
     }
   }
+}
+
+// --- How far they are
+
+std::string translation_counts::text() const {
+  return std::to_string(translated) + " translated, " + std::to_string(fuzzy) + " fuzzy, " +
+         std::to_string(untranslated) + " untranslated, " + std::to_string(obsolete) + " obsolete";
+}
+
+translation_counts counts_of(const po_document& document) {
+  translation_counts counts;
+  for (const po_entry& entry : document.entries)
+    ++(entry.is_obsolete                ? counts.obsolete
+       : entry.translation.text.empty() ? counts.untranslated
+       : entry.is_fuzzy()               ? counts.fuzzy
+                                        : counts.translated);
+  return counts;
+}
+
+void catalog_progress::write_json(std::ostream& out) const {
+  std::string line;
+  json_text json(line);
+  json.begin_object().key("locale").text(name).key("files").begin_list();
+  for (const std::string& file : files) json.text(file);
+  json.end_list().key("translated").number(counts.translated).key("fuzzy").number(counts.fuzzy);
+  json.key("untranslated").number(counts.untranslated);
+  json.key("obsolete").number(counts.obsolete).end_object();
+  out << line << '\n';
+}
+
+static std::string name_of(const catalog_translations& file) {
+  return file.locale.empty() ? file.file : file.locale;
+}
+
+class progress_counter {
+ public:
+  progress_counter(const std::vector<catalog_message>& messages,
+                   const std::vector<catalog_translations>& translations, diagnostic_list& found)
+      : messages_(messages), translations_(translations), found_(found) {}
+
+  std::vector<catalog_progress> run() {
+    for (const catalog_translations& file : translations_) {
+      catalog_progress& progress = of(name_of(file));
+      progress.files.push_back(file.file);
+      progress.counts.obsolete += file.obsolete;
+    }
+    for (catalog_progress& progress : all_) {
+      const std::vector<std::string> broader = broader_locales(progress.name);
+      for (const catalog_message& message : messages_)
+        if (message.is_translatable()) count(message.id(), broader, progress);
+    }
+    return std::move(all_);
+  }
+
+ private:
+  catalog_progress& of(const std::string& name) {
+    const auto known = std::find_if(all_.begin(), all_.end(),
+                                    [&](const auto& progress) { return progress.name == name; });
+    return known != all_.end() ? *known : all_.emplace_back(catalog_progress{name, {}, {}});
+  }
+
+  void count(const std::string& id, const std::vector<std::string>& broader,
+             catalog_progress& progress) {
+    if (is_translated(id, progress.name))
+      ++progress.counts.translated;
+    else if (any_file_has(progress.name,
+                          [&](const auto& file) { return file.fuzzy.count(id) != 0; }))
+      ++progress.counts.fuzzy;
+    else if (std::none_of(broader.begin(), broader.end(),
+                          [&](const std::string& locale) { return is_translated(id, locale); }))
+      add_untranslated(id, progress);
+  }
+
+  bool is_translated(const std::string& id, const std::string& locale) const {
+    return any_file_has(locale, [&](const auto& file) { return file.templates.count(id) != 0; });
+  }
+
+  template <class Condition>
+  bool any_file_has(const std::string& name, const Condition& condition) const {
+    return std::any_of(translations_.begin(), translations_.end(),
+                       [&](const auto& file) { return name_of(file) == name && condition(file); });
+  }
+
+  // At its empty translation; at the header of the locale's first file where it has none.
+  source_place place_of_untranslated(const std::string& id, const std::string& name) const {
+    source_place place;
+    for (const catalog_translations& file : translations_) {
+      if (name_of(file) != name) continue;
+      const auto empty = file.empty.find(id);
+      if (empty != file.empty.end()) return empty->second;
+      if (place.source == nullptr) place = file.header;
+    }
+    return place;
+  }
+
+  void add_untranslated(const std::string& id, catalog_progress& progress) {
+    ++progress.counts.untranslated;
+    found_.add("catalog-untranslated"_rule, place_of_untranslated(id, progress.name),
+               "the message " + in_quotes(id) + " is not translated");
+  }
+
+  const std::vector<catalog_message>& messages_;
+  const std::vector<catalog_translations>& translations_;
+  diagnostic_list& found_;
+  std::vector<catalog_progress> all_;
+};
+
+std::vector<catalog_progress> progress_of(const std::vector<catalog_message>& messages,
+                                          const std::vector<catalog_translations>& translations,
+                                          diagnostic_list& found) {
+  return progress_counter(messages, translations, found).run();
 }

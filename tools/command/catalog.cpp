@@ -11,7 +11,6 @@
 #include "tools/catalog/locale.h"
 #include "tools/catalog/merge.h"
 #include "tools/catalog/messages.h"
-#include "tools/catalog/progress.h"
 #include "tools/catalog/translations.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
