@@ -219,8 +219,6 @@ static constexpr std::array command_rows = {
 struct kplog_command_line::parser {
   explicit parser(const char* version);
 
-  void add(const kplog_command_row& row);
-  void add_common_options();
   // The words with the options that stand before the command moved behind its name.
   std::vector<std::string> with_options_behind_command(std::vector<std::string> words) const;
 
@@ -234,16 +232,17 @@ kplog_command_line::parser::parser(const char* version)
   app.set_version_flag("--version", std::string("kplog ") + version);
   app.require_subcommand(1);
   app.footer(help_footer(""));
-  add_common_options();
-  for (const kplog_command_row* row : command_rows) add(*row);
-}
-
-// Commands take them behind their names; here they are found for the help.
-void kplog_command_line::parser::add_common_options() {
+  // Commands take these behind their names; here they are found for the help.
   app.add_flag("-q,--quiet")->description("As the command's option of this name");
   app.add_option("--color", unused, "As the command's option of this name")
       ->type_name("auto|always|never");
   app.add_option("--format", unused, "As the command's option of this name")->type_name("FORMAT");
+  for (const kplog_command_row* row : command_rows) {
+    CLI::App& command = *app.add_subcommand(row->name, row->summary);
+    if (row->is_hidden) command.group("");
+    command.footer(help_footer(row->examples));
+    actions.emplace_back(&command, row->describe(command));
+  }
 }
 
 static const CLI::App* command_of(const CLI::App& app, const std::string& name) {
@@ -271,13 +270,6 @@ std::vector<std::string> kplog_command_line::parser::with_options_behind_command
     std::rotate(words.begin(), words.begin() + static_cast<ptrdiff_t>(options),
                 words.begin() + static_cast<ptrdiff_t>(names));
   return words;
-}
-
-void kplog_command_line::parser::add(const kplog_command_row& row) {
-  CLI::App& command = *app.add_subcommand(row.name, row.summary);
-  if (row.is_hidden) command.group("");
-  command.footer(help_footer(row.examples));
-  actions.emplace_back(&command, row.describe(command));
 }
 
 kplog_command_line::kplog_command_line(const char* version)

@@ -65,19 +65,6 @@ static std::string options_section(const command_description& command) {
   return section;
 }
 
-static std::string commands_section(const command_description& command) {
-  if (command.commands.empty()) return "";
-  std::string section = ".SH COMMANDS\n";
-  for (const command_description& below : command.commands)
-    section += ".TP\n.BR " + roff(below.name("-")) + " (1)\n" + roff(below.text) + ".\n";
-  return section;
-}
-
-static std::string examples_section(const command_description& command) {
-  if (command.examples.empty()) return "";
-  return ".SH EXAMPLES\n.nf\n" + roff(command.examples) + ".fi\n";
-}
-
 // The meaning as a sentence without the marks of Markdown.
 static std::string sentence(std::string text) {
   std::erase(text, '`');
@@ -100,8 +87,12 @@ static std::string manual_page(const command_description& command, const std::st
   std::string page = ".TH " + roff(name) + " 1 \"\" \"kplog " + roff(version) + "\" \"kplog\"\n" +
                      ".SH NAME\n" + roff(name) + " \\- " + roff(command.text) + "\n";
   page += synopsis(command) + ".SH DESCRIPTION\n" + roff(command.text) + ".\n";
-  page += commands_section(command) + options_section(command) + examples_section(command) +
-          exit_status_section();
+  if (!command.commands.empty()) page += ".SH COMMANDS\n";
+  for (const command_description& below : command.commands)
+    page += ".TP\n.BR " + roff(below.name("-")) + " (1)\n" + roff(below.text) + ".\n";
+  page += options_section(command);
+  if (!command.examples.empty()) page += ".SH EXAMPLES\n.nf\n" + roff(command.examples) + ".fi\n";
+  page += exit_status_section();
   if (!command.path.empty()) page += ".SH SEE ALSO\n.BR kplog (1)\n";
   return page;
 }

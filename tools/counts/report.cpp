@@ -96,12 +96,6 @@ static const char* period_name(report_period period) {
   return period == report_period::month ? "month" : "day";
 }
 
-static uint64_t largest_count(const counter_report& report) {
-  uint64_t largest = 0;
-  for (const report_row& row : report.rows) largest = std::max(largest, row.count);
-  return largest;
-}
-
 // --- The table
 
 static constexpr size_t smallest_bar_width =
@@ -137,18 +131,15 @@ static text_row table_cells(const counter_report& report, const report_row& row)
   return cells;
 }
 
-static size_t cells_of_line(const std::string& table) {
-  return terminal_width(std::string_view(table).substr(0, table.find('\n')));
-}
-
 std::string counter_table(const counter_report& report, size_t width) {
   std::vector<text_row> rows = {table_headings(report)};
   for (const report_row& row : report.rows) rows.push_back(table_cells(report, row));
   const std::set<size_t> right_aligned = {rows.front().size() - 1};
   std::string table = in_columns(rows, right_aligned);
-  const size_t used = cells_of_line(table) + 2;
+  const size_t used = terminal_width(std::string_view(table).substr(0, table.find('\n'))) + 2;
   if (width < used + smallest_bar_width) return table;
-  const uint64_t largest = largest_count(report);
+  uint64_t largest = 0;
+  for (const report_row& row : report.rows) largest = std::max(largest, row.count);
   rows.front().emplace_back();
   for (size_t i = 0; i < report.rows.size(); ++i)
     rows[i + 1].push_back(bar(report.rows[i].count, largest, width - used));

@@ -76,11 +76,6 @@ emit_end emit_loop::run() {
   return ending_ != 0 ? take_what_was_sent() : emit_end{};
 }
 
-bool emit_loop::has_unread_files() const {
-  return std::any_of(inputs_.begin(), inputs_.end(),
-                     [](const auto& input) { return !input->at_end() && !input->is_lasting(); });
-}
-
 // Waits for inputs and signals, at most so many milliseconds. False when nothing came.
 bool emit_loop::wait(int patience) {
   watched_.assign(1, {ending_ == 0 ? signals_.descriptor() : -1, POLLIN, 0});
@@ -122,6 +117,8 @@ emit_end emit_loop::take_what_was_sent() {
     std::ranges::move(input->unread(), std::back_inserter(end.unread));
   }
   end.signal = ending_;
-  end.is_cut_short = has_unread_files();
+  end.is_cut_short = std::any_of(inputs_.begin(), inputs_.end(), [](const auto& input) {
+    return !input->at_end() && !input->is_lasting();
+  });
   return end;
 }

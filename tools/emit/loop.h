@@ -52,7 +52,6 @@ class emit_loop {
 
  private:
   bool is_running() const;
-  bool has_unread_files() const;
   bool wait(int patience);
   void read_ready();
   void answer(int signal);

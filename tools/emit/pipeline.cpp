@@ -77,22 +77,15 @@ void emit_pipeline::write() {
   for (const auto& sink : outputs_.sinks) sink->write(outputs_.synced);
   if (outputs_.quarantine != nullptr) outputs_.quarantine->append(bad_lines_, outputs_.synced);
   if (outputs_.counts != nullptr) outputs_.counts->write(outputs_.synced);
-  settle();
-  acknowledge();
-  report_.progress(tallies_);
-}
-
-void emit_pipeline::settle() {
   for (auto& [event, tally] : tallies_) tally.written += tally.unwritten();
   batch_input_ = 0;
-}
-
-void emit_pipeline::acknowledge() {
-  const bool is_due = has_unwritten() && outputs_.acknowledges;
+  const bool is_acknowledgement_due = has_unwritten() && outputs_.acknowledges;
   acknowledged_ = taken_;
-  if (!is_due) return;
-  std::string number = std::to_string(taken_) + "\n";
-  write_standard_output(number, false);
+  if (is_acknowledgement_due) {
+    std::string number = std::to_string(taken_) + "\n";
+    write_standard_output(number, false);
+  }
+  report_.progress(tallies_);
 }
 
 void emit_pipeline::reopen() {

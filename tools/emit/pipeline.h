@@ -50,8 +50,6 @@ class emit_pipeline {
   void refuse(const record_line& line, const record_error& error);
   void add(const made_entry& made, std::string_view line);
   bool is_batch_large() const;
-  void settle();
-  void acknowledge();
 
   const event_set& events_;
   const emit_filter& filter_;

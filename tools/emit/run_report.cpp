@@ -86,12 +86,6 @@ void emit_report::definition_message(const known_event& event) {
                                               "; the definition's own text is taken");
 }
 
-void emit_report::damaged(const damaged_definitions& error) {
-  clear_progress();
-  error.write(log_, options_.format, options_.color);
-  log_.flush();
-}
-
 command_outcome emit_report::report_failures(const std::function<command_outcome()>& run) {
   try {
     return run();
@@ -101,7 +95,9 @@ command_outcome emit_report::report_failures(const std::function<command_outcome
     const bool is_read = error.use() == file_use::reading;
     problem(is_read ? "unreadable"_rule : "unwritable"_rule, error.what());
   } catch (const damaged_definitions& error) {
-    damaged(error);
+    clear_progress();
+    error.write(log_, options_.format, options_.color);
+    log_.flush();
   } catch (const std::runtime_error& error) {
     problem("unreadable"_rule, error.what());
   }

@@ -59,7 +59,6 @@ class emit_report {
  private:
   using clock = std::chrono::steady_clock;
 
-  void damaged(const damaged_definitions& error);
   bool may_show_another();
   void clear_progress();
   void write_table(const emit_tallies& tallies);
