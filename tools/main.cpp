@@ -7,6 +7,7 @@
 #include <iostream>
 #include <new>
 
+#include "base/kp_exception.h"
 #include "recording/report/standard_error.h"
 #include "tools/command/command_line.h"
 #include "tools/command/icu_zone.h"
@@ -18,6 +19,8 @@ static command_outcome run(int argc, char** argv) {
   try {
     return kplog_command_line(KPLOG_VERSION).run(argc, argv, std::cout, log);
   } catch (const std::bad_alloc&) {
+    log << "kplog: out of memory\n";
+  } catch (const KPX_memory_alloc&) {
     log << "kplog: out of memory\n";
   } catch (const std::exception& error) {
     log << "kplog: " << error.what() << '\n';
