@@ -15,17 +15,17 @@ struct attribute_type {
   kp_AttributeType code;
   text_unit unit = text_unit::none;  // of strings
   uint32_t longest = 0;              // text, in units
-  const char* number = nullptr;      // the C++ type of a number, as generated headers have it
   uint32_t largest_selector = 0;     // the largest value that selects a message; 0: none does
+  const char* number = nullptr;      // the C++ type of a number, as generated headers have it
 };
 
 inline constexpr attribute_type attribute_types[] = {
     {.code = TypeBool, .number = "bool"},
-    {.code = TypeUInt1, .number = "::std::uint8_t", .largest_selector = 0xFF},
+    {.code = TypeUInt1, .largest_selector = 0xFF, .number = "::std::uint8_t"},
     {.code = TypeSInt1, .number = "::std::int8_t"},
-    {.code = TypeUInt2, .number = "::std::uint16_t", .largest_selector = 0xFFFF},
+    {.code = TypeUInt2, .largest_selector = 0xFFFF, .number = "::std::uint16_t"},
     {.code = TypeSInt2, .number = "::std::int16_t"},
-    {.code = TypeUInt4, .number = "::std::uint32_t", .largest_selector = 0xFFFFFFFF},
+    {.code = TypeUInt4, .largest_selector = 0xFFFFFFFF, .number = "::std::uint32_t"},
     {.code = TypeSInt4, .number = "::std::int32_t"},
     {.code = TypeFloat, .number = "double"},
     {.code = TypeChar32, .unit = text_unit::byte, .longest = 32},
