@@ -6,12 +6,14 @@
 #include "base/kp_clib.h"
 #include "recording/text/escape.h"
 
-file_error::file_error(file_use use, const std::string& action, const std::string& path,
+file_error::file_error(file_use use, const std::string& action, const std::string& name,
                        const std::string& reason)
-    : file_error(use, "cannot " + action + " " + path + ": " + reason) {}
+    : std::runtime_error("cannot " + action + " " + name + ": " + reason), use_(use), name_(name) {}
 
-file_error::file_error(file_use use, const std::string& action, const std::string& path, int error)
-    : file_error(use, action, path, std::generic_category().message(error)) {}
+file_error::file_error(file_use use, const std::string& action, const std::string& name, int error)
+    : file_error(use, action, name, std::generic_category().message(error)) {
+  error_ = error;
+}
 
 void raise_write_error(const char* action, const std::string& path) {
   const int error = errno;

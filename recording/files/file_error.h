@@ -13,17 +13,21 @@ enum class file_use { reading, writing };
 class file_error : public std::runtime_error {
  public:
   file_error(file_use use, const std::string& text) : std::runtime_error(text), use_(use) {}
-  // "cannot ACTION PATH: REASON". The path is not escaped.
-  file_error(file_use use, const std::string& action, const std::string& path,
+  // "cannot ACTION NAME: REASON". The name, of the file or a stream, is not escaped.
+  file_error(file_use use, const std::string& action, const std::string& name,
              const std::string& reason);
   // The reason is that of an errno.
-  file_error(file_use use, const std::string& action, const std::string& path, int error);
+  file_error(file_use use, const std::string& action, const std::string& name, int error);
 
   // What it was to be used for: records come from what is read, and go to what is written.
   file_use use() const { return use_; }
+  const std::string& name() const { return name_; }  // empty: of no one file
+  int error() const { return error_; }               // 0: the reason is no errno's
 
  private:
   file_use use_;
+  std::string name_;
+  int error_ = 0;
 };
 
 // Raises that of a file to be written, with the path escaped; without a reason, that of errno.

@@ -8,7 +8,10 @@
 
 #include "base/kp_clib.h"
 #include "recording/files/descriptor.h"
+#include "recording/files/file_error.h"
+#include "recording/files/path.h"
 
+// False, with errno, when that fails.
 static bool read_all(int descriptor, std::string& bytes, const size_limit_function& limit) {
   std::array<char, 65536> buffer;
   while (bytes.size() <= limit(bytes)) {
@@ -22,12 +25,16 @@ static bool read_all(int descriptor, std::string& bytes, const size_limit_functi
   return true;
 }
 
-bool read_file(const std::string& path, std::string& bytes, const size_limit_function& limit) {
-  if (path == "-") return read_all(STDIN_FILENO, bytes, limit);
-  const open_descriptor file(KP_open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  return file.is_open() && read_all(file.get(), bytes, limit);
+std::string read_file(const std::string& path, const size_limit_function& limit) {
+  const bool is_standard = path == "-";
+  const open_descriptor file(is_standard ? -1 : KP_open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  std::string bytes;
+  if ((!is_standard && !file.is_open()) ||
+      !read_all(is_standard ? STDIN_FILENO : file.get(), bytes, limit))
+    throw file_error(file_use::reading, "read", input_name(path), errno);
+  return bytes;
 }
 
-bool read_file(const std::string& path, std::string& bytes, size_t limit) {
-  return read_file(path, bytes, [limit](std::string_view) { return limit; });
+std::string read_file(const std::string& path, size_t limit) {
+  return read_file(path, [limit](std::string_view) { return limit; });
 }

@@ -11,8 +11,8 @@
 using size_limit_function = std::function<size_t(std::string_view bytes)>;
 
 // Reads standard input for "-" and else the file, at most one byte more than the limit, which tells
-// whoever has the bytes that the file is larger. False, with errno set, when that fails.
-bool read_file(const std::string& path, std::string& bytes, size_t limit);
-bool read_file(const std::string& path, std::string& bytes, const size_limit_function& limit);
+// whoever has the bytes that the file is larger. Raises file_error.
+std::string read_file(const std::string& path, size_t limit);
+std::string read_file(const std::string& path, const size_limit_function& limit);
 
 #endif

@@ -13,6 +13,7 @@
 
 #include "base/kp_clib.h"
 #include "recording/files/descriptor.h"
+#include "recording/files/file_error.h"
 #include "recording/files/path.h"
 
 static constexpr int link_limit = 40;  // as the system has it
@@ -91,7 +92,8 @@ static bool replace_regular_file(const std::string& path, std::string_view bytes
   return false;
 }
 
-bool write_atomic_file(const std::string& path, std::string_view bytes) {
+// False, with errno, when that fails.
+static bool write_file(const std::string& path, std::string_view bytes) {
   if (path == "-") return write_all(STDOUT_FILENO, bytes);
   struct stat status {};
   const bool exists = KP_stat(path.c_str(), &status) == 0;
@@ -99,4 +101,9 @@ bool write_atomic_file(const std::string& path, std::string_view bytes) {
   if (exists && !S_ISREG(status.st_mode)) return write_special_file(path, bytes);
   const std::string resolved = resolved_path(path);
   return !resolved.empty() && replace_regular_file(resolved, bytes);
+}
+
+void write_whole_file(const std::string& path, std::string_view bytes) {
+  if (!write_file(path, bytes))
+    throw file_error(file_use::writing, "write", output_name(path), errno);
 }

@@ -3,7 +3,6 @@
 #include <unicode/ucnv.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
@@ -15,6 +14,7 @@
 #include "recording/definitions/built_in_attributes.h"
 #include "recording/definitions/merged_set.h"
 #include "recording/definitions/reader.h"
+#include "recording/files/file_error.h"
 #include "recording/files/read_file.h"
 #include "recording/text/words.h"
 
@@ -27,7 +27,11 @@
 // The definitions of a sound file.
 static definition_set read_set(const std::string& path) {
   std::string bytes;
-  if (!read_file(path, bytes, definition_file_size_limit)) fail(path, strerror(errno));
+  try {
+    bytes = read_file(path, definition_file_size_limit);
+  } catch (const file_error& error) {
+    fail(path, strerror(error.error()));
+  }
   auto file = std::make_shared<definition_file>(path, std::move(bytes));
   diagnostic_list found;
   if (!read_definition_file(*file, found)) throw damaged_definitions(file, std::move(found));

@@ -107,45 +107,36 @@ static int run_program(const std::vector<std::string>& arguments, const std::str
   return WEXITSTATUS(status);
 }
 
-static bool compile_bundles(const bundle_work_folder& work,
-                            const std::vector<catalog_bundle>& bundles, std::string& error) {
+static void compile_bundles(const bundle_work_folder& work,
+                            const std::vector<catalog_bundle>& bundles) {
   std::vector<std::string> arguments = {"genrb", "-q",        "-e", "UTF-8",
                                         "-s",    work.path(), "-d", work.path()};
   for (const catalog_bundle& bundle : bundles) {
     const std::string name = bundle.locale + ".txt";
     std::ofstream source(work.file(name), std::ios::binary);
-    if (!(source << genrb_source(bundle)).flush()) {
-      error = file_error(file_use::writing, "write", name, errno).what();
-      return false;
-    }
+    if (!(source << genrb_source(bundle)).flush())
+      throw bundle_error(file_error(file_use::writing, "write", name, errno).what());
     arguments.push_back(name);
   }
   const int status = run_program(arguments, work.file("messages"));
-  if (status == 0) return true;
-  std::string messages;
-  static_cast<void>(read_file(work.file("messages"), messages, SIZE_MAX));
-  error = status < 0 || status == 127 ? "cannot run genrb; Debian has it in icu-devtools"
-                                      : "genrb: " + messages;
-  return false;
+  if (status < 0 || status == 127)
+    throw bundle_error("cannot run genrb; Debian has it in icu-devtools");
+  if (status != 0) throw bundle_error("genrb: " + read_file(work.file("messages"), SIZE_MAX));
 }
 
-bool write_bundles(const std::string& folder, const std::vector<catalog_bundle>& bundles,
-                   std::string& error) {
+void write_bundles(const std::string& folder, const std::vector<catalog_bundle>& bundles) {
   const bundle_work_folder work;
-  if (!compile_bundles(work, bundles, error)) return false;
-  if (KP_mkdir(folder.c_str(), 0755) != 0 && errno != EEXIST) {
-    error = "cannot make the folder: " + std::generic_category().message(errno);
-    return false;
-  }
+  compile_bundles(work, bundles);
+  if (KP_mkdir(folder.c_str(), 0755) != 0 && errno != EEXIST)
+    throw bundle_error("cannot make the folder: " + std::generic_category().message(errno));
   for (const catalog_bundle& bundle : bundles) {
     const std::string name = bundle.locale + ".res";
     const std::string path = std::string(folder).append("/").append(name);
-    std::string bytes;
-    const bool is_made = read_file(work.file(name), bytes, SIZE_MAX);
-    if (is_made && write_atomic_file(path, bytes)) continue;
-    error = is_made ? file_error(file_use::writing, "write", name, errno).what()
-                    : file_error(file_use::reading, "read", name, errno).what();
-    return false;
+    try {
+      write_whole_file(path, read_file(work.file(name), SIZE_MAX));
+    } catch (const file_error& error) {
+      const char* const action = error.use() == file_use::reading ? "read" : "write";
+      throw bundle_error(file_error(error.use(), action, name, error.error()).what());
+    }
   }
-  return true;
 }

@@ -3,6 +3,7 @@
 #define TOOLS_CATALOG_BUNDLE_H
 
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -20,10 +21,14 @@ struct catalog_bundle {
 std::vector<catalog_bundle> catalog_bundles(const std::vector<catalog_message>& messages,
                                             const std::vector<catalog_translations>& translations);
 
+// What went wrong with the files in a folder of bundles, which is named beside it.
+class bundle_error : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
 // Writes LOCALE.res of each bundle into the folder, which is made when it is not there. All are
 // compiled, with ICU's genrb, before the first one is written; each appears whole or not at all.
-// Else false, and what went wrong in `error`.
-bool write_bundles(const std::string& folder, const std::vector<catalog_bundle>& bundles,
-                   std::string& error);
+// Raises bundle_error.
+void write_bundles(const std::string& folder, const std::vector<catalog_bundle>& bundles);
 
 #endif

@@ -38,17 +38,13 @@ struct catalog_work {
   std::deque<source_text> po_sources;
 };
 
-static command_outcome read_messages(const catalog_options& options, bool with_standard,
-                                     catalog_work& work, std::ostream& log) {
-  command_outcome outcome = work.standard.read(options.standard, options.report, log);
+static void read_messages(const catalog_options& options, bool with_standard, catalog_work& work,
+                          std::ostream& log) {
+  work.standard.read(options.standard, options.report, log);
   const std_definitions* const standard = work.standard.definitions();
-  if (outcome == command_outcome::good)
-    outcome = read_definition_input(options.inputs, work.input, work.found, options.report, log,
-                                    standard);
-  if (outcome == command_outcome::good)
-    work.messages =
-        catalog_messages(work.input.set(), with_standard ? standard : nullptr, work.found);
-  return outcome;
+  read_definition_input(options.inputs, work.input, work.found, options.report, log, standard);
+  work.messages =
+      catalog_messages(work.input.set(), with_standard ? standard : nullptr, work.found);
 }
 
 static bool has_errors(const catalog_work& work) {
@@ -74,16 +70,13 @@ static command_outcome refuse(const catalog_options& options, const catalog_work
 // --- extract
 
 static command_outcome extract(const catalog_options& options, std::ostream&, std::ostream& log) {
-  if (would_replace_input(options.output, options.inputs, log) ||
-      would_replace_input(options.output, {options.standard}, log))
-    return command_outcome::usage;
+  check_output(options.output, options.inputs);
+  check_output(options.output, {options.standard});
   catalog_work work;
-  const command_outcome outcome = read_messages(options, false, work, log);
-  if (outcome != command_outcome::good) return outcome;
+  read_messages(options, false, work, log);
   if (has_errors(work)) return refuse(options, work, log);
   const po_document document = extracted_messages(work.messages, work.input.set());
-  if (!write_atomic_file(options.output, po_text(document)))
-    return write_error(log, options.report, options.output, errno);
+  write_whole_file(options.output, po_text(document));
   write_findings(options, work, log);
   note_written(log, options.report, options.output, counted(document.entries.size(), "message"));
   return command_outcome::good;
@@ -96,14 +89,13 @@ struct po_update {
   po_document old;
 };
 
-static command_outcome begin_update(po_update& update, std::ostream& log) {
+static void begin_update(po_update& update) {
   const std::string name = locale_of_path(update.path);
   const catalog_locale locale = icu_locale(name);
   if (locale.name.empty())
-    return usage_error(log, "no locale " + in_quotes(name) + ": " + locale.problem +
-                                "; a new file is called by its locale, as pt_BR.po");
+    throw wrong_usage("no locale " + in_quotes(name) + ": " + locale.problem +
+                      "; a new file is called by its locale, as pt_BR.po");
   update.old = empty_translations(name);
-  return command_outcome::good;
 }
 
 // To a file without one, for the locale of its name if that is one.
@@ -115,72 +107,61 @@ static void add_header(po_update& update) {
   update.old.header.translation = header.translation;
 }
 
-static command_outcome read_update(const report_options& report, catalog_work& work,
-                                   po_update& update, std::ostream& log) {
+static void read_update(catalog_work& work, po_update& update) {
   std::string bytes;
-  if (read_file(update.path, bytes, source_size_limit)) {
-    read_po(work.po_sources.emplace_back(update.path, std::move(bytes)), update.old, work.found);
-    add_header(update);
-  } else if (errno == ENOENT) {
-    return begin_update(update, log);
-  } else {
-    return read_error(log, report, update.path, errno);
+  try {
+    bytes = read_file(update.path, source_size_limit);
+  } catch (const file_error& error) {
+    if (error.error() != ENOENT) throw;
+    return begin_update(update);
   }
-  return command_outcome::good;
+  read_po(work.po_sources.emplace_back(update.path, std::move(bytes)), update.old, work.found);
+  add_header(update);
 }
 
-static command_outcome write_update(const catalog_options& options, const po_document& extracted,
-                                    const po_update& update, std::ostream& log) {
+static void write_update(const catalog_options& options, const po_document& extracted,
+                         const po_update& update, std::ostream& log) {
   const po_document merged = merged_messages(extracted, update.old);
-  if (!write_atomic_file(update.path, po_text(merged)))
-    return write_error(log, options.report, update.path, errno);
+  write_whole_file(update.path, po_text(merged));
   note_written(log, options.report, update.path, counts_of(merged).text());
-  return command_outcome::good;
 }
 
 // All files are read before the first one is written.
 static command_outcome merge(const catalog_options& options, std::ostream&, std::ostream& log) {
   catalog_work work;
-  command_outcome outcome = read_messages(options, false, work, log);
+  read_messages(options, false, work, log);
   std::vector<po_update> updates;
-  for (const std::string& path : options.po_files) {
-    updates.push_back({path, {}});
-    if (outcome == command_outcome::good)
-      outcome = read_update(options.report, work, updates.back(), log);
-  }
-  if (outcome != command_outcome::good) return outcome;
+  for (const std::string& path : options.po_files)
+    read_update(work, updates.emplace_back(po_update{path, {}}));
   if (has_errors(work)) return refuse(options, work, log);
   write_findings(options, work, log);
   const po_document extracted = extracted_messages(work.messages, work.input.set());
-  for (const po_update& update : updates)
-    if (outcome == command_outcome::good) outcome = write_update(options, extracted, update, log);
-  return outcome;
+  for (const po_update& update : updates) write_update(options, extracted, update, log);
+  return command_outcome::good;
 }
 
 // --- check and build
 
-static command_outcome read_all_translations(const catalog_options& options, catalog_work& work,
-                                             std::vector<catalog_translations>& translations,
-                                             std::ostream& log) {
+static std::vector<catalog_translations> read_all_translations(const catalog_options& options,
+                                                               catalog_work& work,
+                                                               std::ostream& log) {
   std::vector<code_page_repertoire> code_pages;
   for (const std::string& name : options.code_pages) {
     code_pages.emplace_back(name);
-    if (!code_pages.back().is_known()) return usage_error(log, "no code page " + in_quotes(name));
+    if (!code_pages.back().is_known()) throw wrong_usage("no code page " + in_quotes(name));
   }
-  command_outcome outcome = read_messages(options, true, work, log);
+  read_messages(options, true, work, log);
   const known_attributes known(work.input.set(), work.standard.definitions());
+  std::vector<catalog_translations> translations;
   for (const std::string& path : options.po_files) {
-    if (outcome != command_outcome::good) return outcome;
-    std::string bytes;
     po_document document;
-    if (!read_file(path, bytes, source_size_limit))
-      outcome = read_error(log, options.report, path, errno);
-    else if (read_po(work.po_sources.emplace_back(path, std::move(bytes)), document, work.found))
+    if (read_po(work.po_sources.emplace_back(path, read_file(path, source_size_limit)), document,
+                work.found))
       translations.push_back(
           read_translations(document, work.messages, known, code_pages, work.found));
   }
   find_conflicts(translations, work.found);
-  return outcome;
+  return translations;
 }
 
 // As text beside the diagnostics; for programs on standard output.
@@ -201,11 +182,8 @@ static bool fails(const catalog_options& options, const catalog_work& work) {
 static command_outcome check_translations(const catalog_options& options, std::ostream& out,
                                           std::ostream& log) {
   catalog_work work;
-  std::vector<catalog_translations> translations;
-  command_outcome outcome = apply_severities(options.severities, work.found, log);
-  if (outcome == command_outcome::good)
-    outcome = read_all_translations(options, work, translations, log);
-  if (outcome != command_outcome::good) return outcome;
+  apply_severities(options.severities, work.found);
+  const std::vector<catalog_translations> translations = read_all_translations(options, work, log);
   const std::vector<catalog_progress> all = progress_of(work.messages, translations, work.found);
   write_findings(options, work, log);
   write_progress(options, all, out, log);
@@ -214,14 +192,14 @@ static command_outcome check_translations(const catalog_options& options, std::o
 
 static command_outcome build(const catalog_options& options, std::ostream& out, std::ostream& log) {
   catalog_work work;
-  std::vector<catalog_translations> translations;
-  const command_outcome outcome = read_all_translations(options, work, translations, log);
-  if (outcome != command_outcome::good) return outcome;
+  const std::vector<catalog_translations> translations = read_all_translations(options, work, log);
   if (has_errors(work)) return refuse(options, work, log);
   const std::vector<catalog_bundle> bundles = catalog_bundles(work.messages, translations);
-  std::string error;
-  if (!write_bundles(options.output, bundles, error)) {
-    log << "kplog: " << terminal_text(options.output) << ": " << terminal_text(error) << '\n';
+  try {
+    write_bundles(options.output, bundles);
+  } catch (const bundle_error& error) {
+    log << "kplog: " << terminal_text(options.output) << ": " << terminal_text(error.what())
+        << '\n';
     return command_outcome::file_error;
   }
   write_findings(options, work, log);
@@ -296,9 +274,12 @@ static command_action describe_catalog(CLI::App& command) {
     describe_options(sub_command, row, (*described)[i].options);
   }
   return [described](std::ostream& out, std::ostream& log) {
-    for (size_t i = 0; i < catalog_commands.size(); ++i)
+    for (size_t i = 0; i < catalog_commands.size(); ++i) {
+      const catalog_options& options = (*described)[i].options;
       if (is_given(*(*described)[i].command))
-        return catalog_commands[i].run((*described)[i].options, out, log);
+        return outcome_of(options.report, log,
+                          [&] { return catalog_commands[i].run(options, out, log); });
+    }
     return command_outcome::usage;
   };
 }

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cerrno>
 #include <memory>
 #include <ostream>
 
@@ -25,14 +24,11 @@ struct check_options {
   report_options report;
 };
 
-static command_outcome open_code_pages(const check_options& options, advice_options& advice,
-                                       std::ostream& log) {
+static void open_code_pages(const check_options& options, advice_options& advice) {
   for (const std::string& name : options.code_pages) {
     advice.code_pages.emplace_back(name);
-    if (!advice.code_pages.back().is_known())
-      return usage_error(log, "no code page " + in_quotes(name));
+    if (!advice.code_pages.back().is_known()) throw wrong_usage("no code page " + in_quotes(name));
   }
-  return command_outcome::good;
 }
 
 static std::string summary_of(const diagnostic_list& found, size_t silenced) {
@@ -81,13 +77,10 @@ static bool has_configuration_file(const check_options& options) {
 
 static command_outcome check_configuration_file(const check_options& options,
                                                 diagnostic_list& found, std::ostream& log) {
-  if (options.files.size() != 1) return usage_error(log, "a configuration file is checked alone");
+  if (options.files.size() != 1) throw wrong_usage("a configuration file is checked alone");
   const std::string& path = options.files.front();
-  std::string bytes;
-  if (!read_file(path, bytes, source_size_limit))
-    return read_error(log, options.report, path, errno);
   definition_input input;
-  input.sources.emplace_back(path, std::move(bytes));
+  input.sources.emplace_back(path, read_file(path, source_size_limit));
   input.source_set.sources.push_back(&input.sources.front());
   check_configuration(input.sources.front(), found);
   return report(options, found, input, 0, log);
@@ -99,17 +92,12 @@ static command_outcome check(const check_options& options, std::ostream& log) {
   advice_options advice;
   standard_input standard;
   definition_input input;
-  command_outcome outcome = apply_severities(options.severities, found, log);
-  if (outcome == command_outcome::good && has_configuration_file(options))
-    return check_configuration_file(options, found, log);
-  if (outcome == command_outcome::good) outcome = open_code_pages(options, advice, log);
-  if (outcome == command_outcome::good)
-    outcome = standard.read(options.standard, options.report, log);
+  apply_severities(options.severities, found);
+  if (has_configuration_file(options)) return check_configuration_file(options, found, log);
+  open_code_pages(options, advice);
+  standard.read(options.standard, options.report, log);
   advice.standard = standard.definitions();
-  if (outcome == command_outcome::good)
-    outcome =
-        read_definition_input(options.files, input, found, options.report, log, advice.standard);
-  if (outcome != command_outcome::good) return outcome;
+  read_definition_input(options.files, input, found, options.report, log, advice.standard);
   size_t silenced = 0;
   if (input.file != nullptr)
     check_definition_file(*input.file, advice.standard, found);
@@ -136,7 +124,9 @@ static command_action describe_check(CLI::App& command) {
       command, {"--max-findings", "N", "How many findings are shown; 100 unless given, 0 for all"},
       options->max_findings);
   add_report_options(command, options->report);
-  return [options](std::ostream&, std::ostream& log) { return check(*options, log); };
+  return [options](std::ostream&, std::ostream& log) {
+    return outcome_of(options->report, log, [&] { return check(*options, log); });
+  };
 }
 
 constexpr kplog_command_row check_command = {

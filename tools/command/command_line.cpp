@@ -283,7 +283,9 @@ command_description kplog_command_line::description() const {
 
 // What could not be written is an error of every command.
 static command_outcome flushed(command_outcome outcome, std::ostream& out, std::ostream& log) {
-  return out.flush() ? outcome : write_error(log, {}, "standard output", errno);
+  if (out.flush()) return outcome;
+  return report_file_error(log, {},
+                           file_error(file_use::writing, "write", "standard output", errno));
 }
 
 command_outcome kplog_command_line::run(int argc, const char* const* argv, std::ostream& out,

@@ -11,11 +11,10 @@
 
 static command_outcome compile(const definition_output_options& options, std::ostream& log) {
   if (options.is_merged && options.standard.empty())
-    return usage_error(log, "--merged needs the STD set, given with --std");
+    throw wrong_usage("--merged needs the STD set, given with --std");
   standard_input standard;
   definition_input input;
-  const command_outcome outcome = read_definitions_to_output(options, standard, input, log);
-  if (outcome != command_outcome::good) return outcome;
+  read_definitions_to_output(options, standard, input, log);
   const definition_set set =
       options.is_merged ? merged_set(standard.definitions()->set(), input.set()) : input.set();
   return write_definition_output(
@@ -35,7 +34,9 @@ static command_action describe_compile(CLI::App& command) {
                   "One STD file of both sets, so that a program merges nothing; with --std",
                   options->is_merged);
   add_report_options(command, options->report);
-  return [options](std::ostream&, std::ostream& log) { return compile(*options, log); };
+  return [options](std::ostream&, std::ostream& log) {
+    return outcome_of(options->report, log, [&] { return compile(*options, log); });
+  };
 }
 
 constexpr kplog_command_row compile_command = {

@@ -67,36 +67,35 @@ static bool is_grouped_by(const count_options& options, const char* group) {
   return std::find(options.by.begin(), options.by.end(), group) != options.by.end();
 }
 
-static command_outcome read_grouping(const count_options& options, report_grouping& grouping,
-                                     std::ostream& log) {
-  if (options.by.empty()) return command_outcome::good;
+static report_grouping grouping_of(const count_options& options) {
+  report_grouping grouping;
+  if (options.by.empty()) return grouping;
   const bool is_by_day = is_grouped_by(options, "day");
   const bool is_by_month = is_grouped_by(options, "month");
-  if (is_by_day && is_by_month) return usage_error(log, "--by takes day or month, not both");
+  if (is_by_day && is_by_month) throw wrong_usage("--by takes day or month, not both");
   grouping.period = is_by_day     ? report_period::day
                     : is_by_month ? report_period::month
                                   : report_period::none;
   grouping.by_event = is_grouped_by(options, "event");
-  return command_outcome::good;
+  return grouping;
 }
 
-static command_outcome read_end(const char* option, const std::string& text,
-                                std::optional<counter_day>& end, std::ostream& log) {
-  if (text.empty()) return command_outcome::good;
-  end = read_day(text);
-  if (!end)
-    return usage_error(log, std::string(option) + ": " + in_quotes(text) +
-                                " is no day; one like 2026-11-15 is expected");
-  return command_outcome::good;
+static std::optional<counter_day> end_of_range(const char* option, const std::string& text) {
+  if (text.empty()) return std::nullopt;
+  const std::optional<counter_day> day = read_day(text);
+  if (!day)
+    throw wrong_usage(std::string(option) + ": " + in_quotes(text) +
+                      " is no day; one like 2026-11-15 is expected");
+  return day;
 }
 
-static command_outcome read_range(const count_options& options, day_range& range,
-                                  std::ostream& log) {
-  command_outcome outcome = read_end("--from", options.from, range.from, log);
-  if (outcome == command_outcome::good) outcome = read_end("--to", options.to, range.to, log);
-  if (outcome == command_outcome::good && range.from && range.to && *range.to < *range.from)
-    outcome = usage_error(log, "--from " + options.from + " is later than --to " + options.to);
-  return outcome;
+static day_range range_of(const count_options& options) {
+  day_range range;
+  range.from = end_of_range("--from", options.from);
+  range.to = end_of_range("--to", options.to);
+  if (range.from && range.to && *range.to < *range.from)
+    throw wrong_usage("--from " + options.from + " is later than --to " + options.to);
+  return range;
 }
 
 // --- What files say
@@ -106,37 +105,30 @@ static void take_names(const definition_set& set, counter_report& report) {
     report.names.emplace(event.id.value, event.name.value);
 }
 
-static command_outcome read_aux_names(const count_options& options, const std_definitions& standard,
-                                      counter_report& report, std::ostream& log) {
+static void read_aux_names(const count_options& options, const std_definitions& standard,
+                           counter_report& report, std::ostream& log) {
   definition_input input;
   diagnostic_list found;
-  const command_outcome outcome =
-      read_definition_input({options.aux}, input, found, options.report, log, &standard);
-  if (outcome != command_outcome::good) return outcome;
+  read_definition_input({options.aux}, input, found, options.report, log, &standard);
   found.write(log, input.set().sources, options.report.format, options.report.color);
-  if (found.count(rule_severity::error) != 0) return command_outcome::findings;
+  if (found.count(rule_severity::error) != 0) throw command_ended(command_outcome::findings);
   take_names(input.set(), report);
-  return command_outcome::good;
 }
 
-static command_outcome read_names(const count_options& options, counter_report& report,
-                                  std::ostream& log) {
-  if (options.definitions.empty()) return command_outcome::good;
+static void read_names(const count_options& options, counter_report& report, std::ostream& log) {
+  if (options.definitions.empty()) return;
   standard_input standard;
-  const command_outcome outcome = standard.read(options.definitions, options.report, log);
-  if (outcome != command_outcome::good) return outcome;
+  standard.read(options.definitions, options.report, log);
   report.has_names = true;
   take_names(standard.definitions()->set(), report);
-  return options.aux.empty() ? outcome
-                             : read_aux_names(options, *standard.definitions(), report, log);
+  if (!options.aux.empty()) read_aux_names(options, *standard.definitions(), report, log);
 }
 
 static command_outcome read_counts(const count_options& options, const std::string& path,
                                    std::vector<counted_entries>& counts, std::ostream& log) {
-  std::string bytes;
-  if (!read_file(path, bytes, counter_file_size_limit))
-    return read_error(log, options.report, path, errno);
-  if (bytes.size() > counter_file_size_limit) return read_error(log, options.report, path, EFBIG);
+  std::string bytes = read_file(path, counter_file_size_limit);
+  if (bytes.size() > counter_file_size_limit)
+    throw file_error(file_use::reading, "read", input_name(path), EFBIG);
   const source_text file = source_text::binary(input_name(path), std::move(bytes));
   diagnostic_list found;
   const std::vector<counted_entries> read = read_counter_file(file, found);
@@ -150,7 +142,8 @@ static command_outcome read_all_counts(const count_options& options,
                                        std::vector<counted_entries>& counts, std::ostream& log) {
   command_outcome worst = command_outcome::good;
   for (const std::string& path : options.files)
-    worst = std::max(worst, read_counts(options, path, counts, log));
+    worst = std::max(worst, outcome_of(options.report, log,
+                                       [&] { return read_counts(options, path, counts, log); }));
   return worst;
 }
 
@@ -165,17 +158,15 @@ static void write_summary(const count_options& options, const counter_report& re
 static command_outcome count(count_options& options, std::ostream& out, std::ostream& log) {
   if (options.format == "json") options.report.format = diagnostic_format::json;
   if (reads_standard_input_twice(options.files))
-    return usage_error(log, "standard input can be read once");
+    throw wrong_usage("standard input can be read once");
   if (!options.aux.empty() && options.definitions.empty())
-    return usage_error(log, "--aux needs --definitions");
+    throw wrong_usage("--aux needs --definitions");
   counter_report report;
-  day_range range;
-  command_outcome outcome = read_grouping(options, report.grouping, log);
-  if (outcome == command_outcome::good) outcome = read_range(options, range, log);
-  if (outcome == command_outcome::good) outcome = read_names(options, report, log);
-  if (outcome != command_outcome::good) return outcome;
+  report.grouping = grouping_of(options);
+  const day_range range = range_of(options);
+  read_names(options, report, log);
   std::vector<counted_entries> counts;
-  outcome = read_all_counts(options, counts, log);
+  const command_outcome outcome = read_all_counts(options, counts, log);
   if (outcome == command_outcome::file_error) return outcome;
   add_up(counts, range, report);
   out << shown(options.format, report, range);
@@ -209,7 +200,9 @@ static command_action describe_count(CLI::App& command) {
                     "a chart");
   add_quiet_option(command, options->report);
   add_color_option(command, options->report);
-  return [options](std::ostream& out, std::ostream& log) { return count(*options, out, log); };
+  return [options](std::ostream& out, std::ostream& log) {
+    return outcome_of(options->report, log, [&] { return count(*options, out, log); });
+  };
 }
 
 constexpr kplog_command_row count_command = {

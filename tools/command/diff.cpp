@@ -170,12 +170,13 @@ static command_outcome report(const diff_options& options,
 static command_outcome read_side(const diff_options& options, const std::string& path,
                                  const std_definitions* standard, definition_input& input,
                                  std::ostream& log) {
-  diagnostic_list found;
-  const command_outcome outcome =
-      read_definition_input({path}, input, found, options.report, log, standard);
-  if (outcome != command_outcome::good) return outcome;
-  found.write(log, input.set().sources, options.report.format, options.report.color);
-  return found.count(rule_severity::error) == 0 ? command_outcome::good : command_outcome::findings;
+  return outcome_of(options.report, log, [&] {
+    diagnostic_list found;
+    read_definition_input({path}, input, found, options.report, log, standard);
+    found.write(log, input.set().sources, options.report.format, options.report.color);
+    return found.count(rule_severity::error) == 0 ? command_outcome::good
+                                                  : command_outcome::findings;
+  });
 }
 
 static command_outcome compare(const diff_options& options,
@@ -184,9 +185,8 @@ static command_outcome compare(const diff_options& options,
   standard_input standard;
   definition_input before;
   definition_input now;
-  command_outcome outcome = standard.read(options.standard, options.report, log);
-  if (outcome != command_outcome::good) return outcome;
-  outcome = read_side(options, options.before, standard.definitions(), before, log);
+  standard.read(options.standard, options.report, log);
+  command_outcome outcome = read_side(options, options.before, standard.definitions(), before, log);
   outcome = std::max(outcome, read_side(options, options.now, standard.definitions(), now, log));
   if (outcome != command_outcome::good) return outcome;
   const compared_set old_set = {before.set(), before.file == nullptr, standard.definitions()};
@@ -202,13 +202,13 @@ static command_outcome compare(const diff_options& options,
 
 static command_outcome diff(diff_options& options, std::ostream& out, std::ostream& log) {
   if (reads_standard_input_twice({options.before, options.now, options.standard}))
-    return usage_error(log, "standard input can be read once");
+    throw wrong_usage("standard input can be read once");
   std::vector<accept_option> accepted(options.accepted.size());
   try {
     std::transform(options.accepted.begin(), options.accepted.end(), accepted.begin(),
                    read_accepted);
   } catch (const std::invalid_argument& error) {
-    return usage_error(log, error.what());
+    throw wrong_usage(error.what());
   }
   if (options.format == "json") options.report.format = diagnostic_format::json;
   return compare(options, accepted, out, log);
@@ -234,7 +234,9 @@ static command_action describe_diff(CLI::App& command) {
                     "For people, the default, or one JSON object");
   add_quiet_option(command, options->report);
   add_color_option(command, options->report);
-  return [options](std::ostream& out, std::ostream& log) { return diff(*options, out, log); };
+  return [options](std::ostream& out, std::ostream& log) {
+    return outcome_of(options->report, log, [&] { return diff(*options, out, log); });
+  };
 }
 
 constexpr kplog_command_row diff_command = {

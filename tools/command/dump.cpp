@@ -1,5 +1,4 @@
 #include <array>
-#include <cerrno>
 #include <memory>
 #include <ostream>
 
@@ -45,14 +44,11 @@ static std::string dumped(const dump_options& options, definition_file& file,
 static command_outcome dump(dump_options& options, std::ostream& out, std::ostream& log) {
   if (options.format == "json") options.report.format = diagnostic_format::json;
   if (!options.standard.empty() && options.format != "yaml")
-    return usage_error(log, "--std is for the format yaml; the others show the file alone");
+    throw wrong_usage("--std is for the format yaml; the others show the file alone");
   standard_input standard;
-  const command_outcome outcome = standard.read(options.standard, options.report, log);
-  if (outcome != command_outcome::good) return outcome;
-  std::string bytes;
-  if (!read_file(options.path, bytes, definition_file_size_limit))
-    return read_error(log, options.report, options.path, errno);
-  definition_file file(input_name(options.path), std::move(bytes));
+  standard.read(options.standard, options.report, log);
+  definition_file file(input_name(options.path),
+                       read_file(options.path, definition_file_size_limit));
   diagnostic_list found;
   if (read_definition_file(file, found) || file.header.magic == kp_ldf_magic)
     out << dumped(options, file, found, standard.definitions());
@@ -71,7 +67,9 @@ static command_action describe_dump(CLI::App& command) {
                     "it, for programs; table: a line for each event");
   add_quiet_option(command, options->report);
   add_color_option(command, options->report);
-  return [options](std::ostream& out, std::ostream& log) { return dump(*options, out, log); };
+  return [options](std::ostream& out, std::ostream& log) {
+    return outcome_of(options->report, log, [&] { return dump(*options, out, log); });
+  };
 }
 
 constexpr kplog_command_row dump_command = {

@@ -344,12 +344,8 @@ command_outcome emit_run::run(emit_signals& signals) {
   return outcome == command_outcome::good && has_findings ? command_outcome::findings : outcome;
 }
 
-static command_outcome emit(emit_options& options, std::ostream& log) {
-  try {
-    complete(options);
-  } catch (const wrong_usage& error) {
-    return usage_error(log, error.what());
-  }
+static command_outcome emit(emit_options& options) {
+  complete(options);
   emit_signals signals;
   standard_error messages(STDERR_FILENO, [&signals] { return signals.ending() != 0; });
   emit_report report(messages, options.report, options.writes_standard_output());
@@ -367,7 +363,9 @@ static command_outcome emit(emit_options& options, std::ostream& log) {
 static command_action describe(CLI::App& command) {
   const auto options = std::make_shared<emit_options>();
   add_emit_options(command, *options);
-  return [options](std::ostream&, std::ostream& log) { return emit(*options, log); };
+  return [options](std::ostream&, std::ostream& log) {
+    return outcome_of(options->report, log, [&] { return emit(*options); });
+  };
 }
 
 static constexpr const char* emit_examples =

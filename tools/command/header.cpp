@@ -42,16 +42,15 @@ static bool is_name_space(std::string_view text) {
 
 static command_outcome header(const header_options& options, std::ostream& log) {
   if (!options.name_space.empty() && !is_name_space(options.name_space))
-    return usage_error(log, in_quotes(options.name_space) + " is no name space");
+    throw wrong_usage(in_quotes(options.name_space) + " is no name space");
   definition_input input;
   const std::string name_space =
       options.name_space.empty() ? name_space_of_file(options.output) : options.name_space;
   if (is_of_language(name_space))
-    return usage_error(log, "the header's name makes the namespace " + in_quotes(name_space) +
-                                ", which belongs to C++; give another with --namespace");
+    throw wrong_usage("the header's name makes the namespace " + in_quotes(name_space) +
+                      ", which belongs to C++; give another with --namespace");
   standard_input standard;
-  const command_outcome outcome = read_definitions_to_output(options, standard, input, log);
-  if (outcome != command_outcome::good) return outcome;
+  read_definitions_to_output(options, standard, input, log);
   return write_definition_output(options, event_header_text(input.set(), name_space),
                                  counted(input.set().events.size(), "event"), log);
 }
@@ -70,7 +69,9 @@ static command_action describe_header(CLI::App& command) {
                   options->name_space);
   add_standard_option(command, options->standard);
   add_report_options(command, options->report);
-  return [options](std::ostream&, std::ostream& log) { return header(*options, log); };
+  return [options](std::ostream&, std::ostream& log) {
+    return outcome_of(options->report, log, [&] { return header(*options, log); });
+  };
 }
 
 constexpr kplog_command_row header_command = {

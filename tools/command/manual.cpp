@@ -105,11 +105,10 @@ static std::string manual_page_file(const command_description& command) {
 // --- The command
 
 static command_outcome write_pages(const command_description& kplog, const std::string& version,
-                                   const std::string& folder, std::ostream& log) {
+                                   const std::string& folder) {
   for (const command_description* command : all_commands(kplog)) {
     const std::string path = folder + "/" + manual_page_file(*command);
-    if (!write_atomic_file(path, manual_page(*command, version)))
-      return write_error(log, {}, path, errno);
+    write_whole_file(path, manual_page(*command, version));
   }
   return command_outcome::good;
 }
@@ -119,7 +118,9 @@ static command_action describe_manual(CLI::App& command) {
   add_text_option(command, {"FOLDER", "FOLDER", "Where to write the pages"}, *folder,
                   option_need::required);
   return [folder, &command](std::ostream&, std::ostream& log) {
-    return write_pages(whole_command_line(command), version_of_command_line(command), *folder, log);
+    return outcome_of({}, log, [&] {
+      return write_pages(whole_command_line(command), version_of_command_line(command), *folder);
+    });
   };
 }
 

@@ -247,11 +247,9 @@ static std::string set_severity(const std::string& text, diagnostic_list& found)
          in_quotes(text);
 }
 
-command_outcome apply_severities(const std::vector<std::string>& settings, diagnostic_list& found,
-                                 std::ostream& log) {
+void apply_severities(const std::vector<std::string>& settings, diagnostic_list& found) {
   for (const std::string& text : settings) {
     const std::string problem = set_severity(text, found);
-    if (!problem.empty()) return usage_error(log, problem);
+    if (!problem.empty()) throw wrong_usage(problem);
   }
-  return command_outcome::good;
 }

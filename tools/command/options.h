@@ -102,8 +102,7 @@ std::vector<std::string> severity_settings();
 // An option that may be given several times.
 void add_severity_option(CLI::App& command, std::vector<std::string>& settings);
 
-// Sets the severities; a usage error, told on `log`, for a text that is no setting.
-command_outcome apply_severities(const std::vector<std::string>& settings, diagnostic_list& found,
-                                 std::ostream& log);
+// Sets the severities. Raises wrong_usage for a text that is no setting.
+void apply_severities(const std::vector<std::string>& settings, diagnostic_list& found);
 
 #endif

@@ -129,11 +129,7 @@ static void check_files(const std::vector<std::string>& records) {
 
 static command_outcome render(render_options& options, std::ostream& out, std::ostream& log) {
   if (options.records.empty()) options.records = {"-"};
-  try {
-    check_files(options.records);
-  } catch (const wrong_usage& error) {
-    return usage_error(log, error.what());
-  }
+  check_files(options.records);
   emit_report report(log, options.report, true);
   return report.report_failures([&] {
     check_record_files(options.records);
@@ -151,7 +147,9 @@ static command_action describe_render(CLI::App& command) {
                 options->records, option_need::optional);
   add_event_set_options(command, options->events, options->code_page);
   add_report_options(command, options->report);
-  return [options](std::ostream& out, std::ostream& log) { return render(*options, out, log); };
+  return [options](std::ostream& out, std::ostream& log) {
+    return outcome_of(options->report, log, [&] { return render(*options, out, log); });
+  };
 }
 
 constexpr kplog_command_row render_command = {

@@ -21,9 +21,9 @@ void add_standard_option(CLI::App& command, std::string& path);
 // An STD set in memory, from a compiled file or a source.
 class standard_input {
  public:
-  // Nothing for an empty path. Otherwise than good when the file cannot be read or is not sound;
-  // what is wrong with it goes to `log`.
-  command_outcome read(const std::string& path, const report_options& report, std::ostream& log);
+  // Nothing for an empty path. Raises wrong_usage, and command_ended when the file cannot be read
+  // or is not sound; what is wrong with it goes to `log`.
+  void read(const std::string& path, const report_options& report, std::ostream& log);
 
   // Null when there is no STD set.
   const std_definitions* definitions() const { return definitions_ ? &*definitions_ : nullptr; }
@@ -44,14 +44,13 @@ struct definition_output_options {
   report_options report;
 };
 
-// Reads the STD set, if any, and the inputs, checked beside it. Otherwise than good, with
-// everything said on `log`, when the output would replace an input, a file cannot be read, or one
-// of the sets has faults.
-command_outcome read_definitions_to_output(const definition_output_options& options,
-                                           standard_input& standard, definition_input& input,
-                                           std::ostream& log);
+// Reads the STD set, if any, and the inputs, checked beside it. Raises wrong_usage when the output
+// would replace an input, and command_ended, with everything said on `log`, when a file cannot be
+// read or one of the sets has faults.
+void read_definitions_to_output(const definition_output_options& options, standard_input& standard,
+                                definition_input& input, std::ostream& log);
 
-// Makes `bytes` the output, and says what it holds: "1 event".
+// Makes `bytes` the output, and says what it holds: "1 event". Raises file_error.
 command_outcome write_definition_output(const definition_output_options& options,
                                         const std::string& bytes, const std::string& what,
                                         std::ostream& log);

@@ -1,7 +1,6 @@
 #include "tools/dump/load_set.h"
 
 #include <algorithm>
-#include <cerrno>
 
 #include "recording/files/path.h"
 #include "recording/files/read_file.h"
@@ -27,22 +26,26 @@ static const std::string* given_twice(const std::vector<std::string>& paths) {
   return nullptr;
 }
 
-command_outcome read_definition_input(const std::vector<std::string>& paths,
-                                      definition_input& input, diagnostic_list& found,
-                                      const report_options& report, std::ostream& log,
-                                      const std_definitions* standard) {
-  if (reads_standard_input_twice(paths)) return usage_error(log, "standard input can be read once");
+void read_definition_input(const std::vector<std::string>& paths, definition_input& input,
+                           diagnostic_list& found, const report_options& report, std::ostream& log,
+                           const std_definitions* standard) {
+  if (reads_standard_input_twice(paths)) throw wrong_usage("standard input can be read once");
   if (const std::string* const twice = given_twice(paths))
-    return usage_error(log, *twice + " is given twice");
-  command_outcome outcome = command_outcome::good;
+    throw wrong_usage(*twice + " is given twice");
+  bool are_read = true;
   for (const std::string& path : paths) {
     std::string bytes;
-    if (!read_file(path, bytes, limit_of_kind)) {
-      outcome = read_error(log, report, path, errno);
+    try {
+      bytes = read_file(path, limit_of_kind);
+    } catch (const file_error& error) {
+      report_file_error(log, report, error);
       input.source_set.is_whole = false;
-    } else if (is_definition_file(bytes)) {
+      are_read = false;
+      continue;
+    }
+    if (is_definition_file(bytes)) {
       if (paths.size() > 1)
-        return usage_error(log, input_name(path) + " is compiled, and so a set of its own");
+        throw wrong_usage(input_name(path) + " is compiled, and so a set of its own");
       input.file = std::make_unique<definition_file>(input_name(path), std::move(bytes));
       read_definition_file(*input.file, found);
     } else {
@@ -50,7 +53,7 @@ command_outcome read_definition_input(const std::vector<std::string>& paths,
     }
   }
   if (input.file == nullptr) complete_sources(input, standard, found);
-  if (outcome != command_outcome::good)
-    found.write(log, input.set().sources, report.format, report.color);
-  return outcome;
+  if (are_read) return;
+  found.write(log, input.set().sources, report.format, report.color);
+  throw command_ended(command_outcome::file_error);
 }

@@ -25,12 +25,11 @@ struct definition_input {
 };
 
 // Reads one compiled file, known by its first bytes, or one or several sources, checked and
-// completed as one set; "-" is standard input. Faults go to `found`. Otherwise than good when the
-// paths cannot be one set, or a file cannot be read: `log` then says so, and what is found in the
-// files that can be read. With an STD set, sources are those of an AUX set.
-command_outcome read_definition_input(const std::vector<std::string>& paths,
-                                      definition_input& input, diagnostic_list& found,
-                                      const report_options& report, std::ostream& log,
-                                      const std_definitions* standard = nullptr);
+// completed as one set; "-" is standard input. Faults go to `found`. Raises wrong_usage when the
+// paths cannot be one set, and command_ended when a file cannot be read: `log` then says so, and
+// what is found in the files that can be read. With an STD set, sources are those of an AUX set.
+void read_definition_input(const std::vector<std::string>& paths, definition_input& input,
+                           diagnostic_list& found, const report_options& report, std::ostream& log,
+                           const std_definitions* standard = nullptr);
 
 #endif

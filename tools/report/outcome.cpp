@@ -5,7 +5,6 @@
 #include <ostream>
 
 #include "base/kp_clib.h"
-#include "recording/files/file_error.h"
 #include "recording/files/path.h"
 #include "recording/text/escape.h"
 
@@ -21,38 +20,34 @@ static bool is_same_file(const std::string& a, const std::string& b) {
          S_ISREG(of_a.st_mode) && of_a.st_dev == of_b.st_dev && of_a.st_ino == of_b.st_ino;
 }
 
-bool would_replace_input(const std::string& output, const std::vector<std::string>& inputs,
-                         std::ostream& log) {
-  if (output == "-") return false;
-  for (const std::string& input : inputs) {
-    if (input == "-" || !is_same_file(output, input)) continue;
-    usage_error(log, "the output would replace the input " + input);
-    return true;
-  }
-  return false;
+void check_output(const std::string& output, const std::vector<std::string>& inputs) {
+  if (output == "-") return;
+  for (const std::string& input : inputs)
+    if (input != "-" && is_same_file(output, input))
+      throw wrong_usage("the output would replace the input " + input);
 }
 
-static command_outcome tell(std::ostream& log, const report_options& report, diagnostic_rule rule,
-                            const std::string& name, const file_error& error) {
-  const source_text file = source_text::unopened(name);
+command_outcome report_file_error(std::ostream& log, const report_options& report,
+                                  const file_error& error) {
+  const source_text file = source_text::unopened(error.name());
+  const bool is_read = error.use() == file_use::reading;
   diagnostic_list found;
-  found.add(rule, {&file, 0}, error.what());
+  found.add(is_read ? "unreadable"_rule : "unwritable"_rule, {&file, 0}, error.what());
   found.write(log, {&file}, report.format, report.color);
   return command_outcome::file_error;
 }
 
-command_outcome read_error(std::ostream& log, const report_options& report, const std::string& path,
-                           int error) {
-  const std::string name = input_name(path);
-  return tell(log, report, "unreadable"_rule, name,
-              file_error(file_use::reading, "read", name, error));
-}
-
-command_outcome write_error(std::ostream& log, const report_options& report,
-                            const std::string& path, int error) {
-  const std::string name = output_name(path);
-  return tell(log, report, "unwritable"_rule, name,
-              file_error(file_use::writing, "write", name, error));
+command_outcome outcome_of(const report_options& report, std::ostream& log,
+                           const std::function<command_outcome()>& run) {
+  try {
+    return run();
+  } catch (const command_ended& end) {
+    return end.outcome();
+  } catch (const wrong_usage& error) {
+    return usage_error(log, error.what());
+  } catch (const file_error& error) {
+    return report_file_error(log, report, error);
+  }
 }
 
 void note_written(std::ostream& log, const report_options& report, const std::string& path,

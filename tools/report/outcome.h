@@ -3,11 +3,14 @@
 #define TOOLS_REPORT_OUTCOME_H
 
 #include <array>
+#include <exception>
+#include <functional>
 #include <iosfwd>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "recording/files/file_error.h"
 #include "recording/report/diagnostics.h"
 
 // How a command ended, as its exit status.
@@ -56,19 +59,31 @@ class wrong_usage : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The end of a command of which all has been said on its log.
+class command_ended : public std::exception {
+ public:
+  explicit command_ended(command_outcome outcome) : outcome_(outcome) {}
+  command_outcome outcome() const { return outcome_; }
+
+ private:
+  command_outcome outcome_;
+};
+
+// How `run` ends. What it raises, wrong_usage, file_error or command_ended, is said on `log` and is
+// the outcome.
+command_outcome outcome_of(const report_options& report, std::ostream& log,
+                           const std::function<command_outcome()>& run);
+
 // "kplog: TEXT", for a command line that the parser had nothing against.
 command_outcome usage_error(std::ostream& log, const std::string& text);
 
-// Whether writing to `output` would replace one of `inputs`, whatever name leads to it; if so, says
-// which on `log`. "-" and files that are not there are none.
-bool would_replace_input(const std::string& output, const std::vector<std::string>& inputs,
-                         std::ostream& log);
+// Raises wrong_usage where writing to `output` would replace one of `inputs`, whatever name leads
+// to it. "-" and files that are not there are none.
+void check_output(const std::string& output, const std::vector<std::string>& inputs);
 
-// "kplog: cannot read PATH: REASON", or the diagnostic as JSON, and the same of writing.
-command_outcome read_error(std::ostream& log, const report_options& report, const std::string& path,
-                           int error);
-command_outcome write_error(std::ostream& log, const report_options& report,
-                            const std::string& path, int error);
+// "kplog: cannot read PATH: REASON", or the diagnostic as JSON.
+command_outcome report_file_error(std::ostream& log, const report_options& report,
+                                  const file_error& error);
 
 // "kplog: wrote PATH: WHAT", where a summary is wanted.
 void note_written(std::ostream& log, const report_options& report, const std::string& path,

@@ -33,11 +33,7 @@ static std::vector<std::string> calls_that_fail(const temp_folder& folder, const
   const std::set<std::string> before = names();
   std::vector<std::string> failed;
   const std::set<std::string> texts = for_each_failing_file_call(
-      1,
-      [&] {
-        if (!write_atomic_file(path, "new"))
-          throw file_error(file_use::writing, "write", "it", errno);
-      },
+      1, [&] { write_whole_file(path, "new"); },
       [&](const std::string& text) {
         EXPECT_EQ(read_whole_file(folder.file("out")), text.empty() ? "new" : old);
         put_back();
@@ -45,7 +41,7 @@ static std::vector<std::string> calls_that_fail(const temp_folder& folder, const
       });
   for (const std::string& text : texts) {
     const size_t colon = text.find(':');
-    EXPECT_EQ(text.substr(colon), ": cannot write it: Input/output error");
+    EXPECT_EQ(text.substr(colon), ": cannot write " + path + ": Input/output error");
     failed.push_back(text.substr(0, colon));
   }
   return failed;
@@ -77,22 +73,17 @@ TEST(WholeFile, ACallThatFailsLeavesALink) {
 TEST(ReadFile, ACallThatFailsIsNotTakenForTheEnd) {
   const temp_folder folder;
   const std::string path = folder.write("in", "bytes");
-  std::string bytes;
   for (const kp_fault_call call : {kp_fault_call::open, kp_fault_call::read}) {
     const size_t before = open_descriptors();
-    unsigned failures = 0;
-    for_each_failing([&](unsigned n) { return failing(call, n, EIO); },
-                     [&] {
-                       bytes.clear();
-                       const bool is_read = read_file(path, bytes, 100);
-                       if (!is_read) {
-                         EXPECT_EQ(errno, EIO);
-                         ++failures;
-                       }
-                     },
-                     [&](const std::exception_ptr&) { EXPECT_EQ(open_descriptors(), before); });
+    const unsigned failures =
+        for_each_failing([&](unsigned n) { return failing(call, n, EIO); },
+                         [&] { EXPECT_EQ(read_file(path, 100), "bytes"); },
+                         [&](const std::exception_ptr& outcome) {
+                           EXPECT_EQ(text_of(outcome, file_use::reading),
+                                     "cannot read " + path + ": Input/output error");
+                           EXPECT_EQ(open_descriptors(), before);
+                         });
     EXPECT_EQ(failures, call == kp_fault_call::open ? 1U : 2U);
-    EXPECT_EQ(bytes, "bytes");
   }
 }
 
