@@ -14,7 +14,7 @@
 using entry_t = _kp_LOG_log_entry_imp;
 
 static constexpr const char* end_of_list = nullptr;
-static const std::string long_text(2000, 'x');
+static const std::string long_value(2000, 'x');
 static const std::string long_name = "AN_ATTRIBUTE_NAME_OF_MORE_THAN_THIRTY_TWO_BYTES";
 
 // Entry type 17 with every type and a long name, and 9, which says the version.
@@ -52,12 +52,12 @@ TEST(EntryAllocationFailures, AddingAttributes) {
       [](entry_t& e) { e.add_attrib_float8("A8", 1); },
       [](entry_t& e) { e.add_attrib_time("A21", kp_Time()); },
       [](entry_t& e) { e.add_attrib_str("A9", "short", true); },
-      [](entry_t& e) { e.add_attrib_str("A14", long_text.c_str(), true); },
-      [](entry_t& e) { e.add_attrib_str("A9", long_text.c_str(), true); },
-      [](entry_t& e) { e.add_attrib_str(long_name.c_str(), long_text.c_str(), true); },
+      [](entry_t& e) { e.add_attrib_str("A14", long_value.c_str(), true); },
+      [](entry_t& e) { e.add_attrib_str("A9", long_value.c_str(), true); },
+      [](entry_t& e) { e.add_attrib_str(long_name.c_str(), long_value.c_str(), true); },
       [](entry_t& e) { e.add_attrib_mbstr("A15", "short\n", true); },
-      [](entry_t& e) { e.add_attrib_mbstr("A20", long_text.c_str(), true); },
-      [](entry_t& e) { e.add_attrib_mbstr("A15", long_text.c_str(), true); },
+      [](entry_t& e) { e.add_attrib_mbstr("A20", long_value.c_str(), true); },
+      [](entry_t& e) { e.add_attrib_mbstr("A15", long_value.c_str(), true); },
       [](entry_t& e) { e.set_computer_info("host"); },
       [](entry_t& e) { e.set_timestamp(kp_Time(), false); }};
   for (const auto& add : adds) EXPECT_GE(expect_survives(add), 1U);
@@ -68,19 +68,19 @@ TEST(EntryAllocationFailures, AFailedAddLeavesTheHeldValue) {
   entry_t entry(17, 5);
   entry.add_attrib_str("A14", "before", true);
   const unsigned failures =
-      for_each_failing_new([&] { entry.add_attrib_str("A14", long_text.c_str(), true); },
+      for_each_failing_new([&] { entry.add_attrib_str("A14", long_value.c_str(), true); },
                            [&](const std::exception_ptr& outcome) {
                              expect_memory_alloc(outcome);
                              EXPECT_STREQ(entry.get_attrib_str("A14"), "before");
                            });
   EXPECT_GE(failures, 1U);
-  EXPECT_EQ(entry.get_attrib_str("A14"), long_text);
+  EXPECT_EQ(entry.get_attrib_str("A14"), long_value);
 }
 
 TEST(EntryAllocationFailures, AFailedAddStoresNoHalfAttribute) {
   const loaded_definitions definitions(definitions_for_failures());
   entry_t entry(17, 5);
-  for_each_failing_new([&] { entry.add_attrib_str(long_name.c_str(), long_text.c_str(), true); },
+  for_each_failing_new([&] { entry.add_attrib_str(long_name.c_str(), long_value.c_str(), true); },
                        [&](const std::exception_ptr& outcome) {
                          expect_memory_alloc(outcome);
                          EXPECT_FALSE(entry._holds(long_name.c_str()));
@@ -90,13 +90,13 @@ TEST(EntryAllocationFailures, AFailedAddStoresNoHalfAttribute) {
 TEST(EntryAllocationFailures, AValueThatCannotBeTakenStaysTheCallers) {
   const loaded_definitions definitions(definitions_for_failures());
   entry_t entry(17, 5);
-  auto value = std::make_unique<_kp_LOG_datatype<kp_String, TypeChar2K>>(long_text.c_str());
+  auto value = std::make_unique<_kp_LOG_datatype<kp_String, TypeChar2K>>(long_value.c_str());
   const unsigned failures = for_each_failing_new([&] {
     entry._add_attribute(long_name.c_str(), value.get());
     value.release();
   });
   EXPECT_GE(failures, 1U);
-  EXPECT_EQ(entry.get_attrib_str(long_name.c_str()), long_text);
+  EXPECT_EQ(entry.get_attrib_str(long_name.c_str()), long_value);
 }
 
 TEST(EntryAllocationFailures, PlainAddsAllocateOnlyTheNode) {
@@ -126,8 +126,8 @@ TEST(EntryAllocationFailures, CopyingEntries) {
   const loaded_definitions definitions(definitions_for_failures());
   kp_LOG_LogEntry source(17, 5);
   source.AddAttrib4u("A6", 1);
-  source.AddAttribStr(long_name.c_str(), long_text.c_str());
-  source.AddAttribMBStr("A20", long_text.c_str());
+  source.AddAttribStr(long_name.c_str(), long_value.c_str());
+  source.AddAttribMBStr("A20", long_value.c_str());
   EXPECT_GE(for_each_failing_new([&] { kp_LOG_LogEntry copy(source); }), 5U);
   EXPECT_GE(for_each_failing_new([&] { entry_t copy(source._get_imp()); }), 4U);
 }
@@ -135,10 +135,10 @@ TEST(EntryAllocationFailures, CopyingEntries) {
 TEST(EntryAllocationFailures, AFailedAssignmentLeavesAUsableEntry) {
   const loaded_definitions definitions(definitions_for_failures());
   kp_LOG_LogEntry source(17, 5);
-  source.AddAttribStr(long_name.c_str(), long_text.c_str());
-  source.AddAttribMBStr("A20", long_text.c_str());
+  source.AddAttribStr(long_name.c_str(), long_value.c_str());
+  source.AddAttribMBStr("A20", long_value.c_str());
   kp_LOG_LogEntry target(17, 1);
-  target.AddAttribStr("A14", long_text.c_str());
+  target.AddAttribStr("A14", long_value.c_str());
   for_each_failing_new([&] { target = source; },
                        [&](const std::exception_ptr& outcome) {
                          expect_memory_alloc(outcome);
@@ -146,18 +146,18 @@ TEST(EntryAllocationFailures, AFailedAssignmentLeavesAUsableEntry) {
                          EXPECT_FALSE(target._get_imp()._holds("A14"));
                          target.AddAttrib4u("A6", 1);
                        });
-  EXPECT_EQ(target.GetAttribMBStr("A20"), long_text);
+  EXPECT_EQ(target.GetAttribMBStr("A20"), long_value);
 }
 
 TEST(EntryAllocationFailures, SettingUpFromAList) {
   const loaded_definitions definitions(definitions_for_failures());
   kp_LOG_LogEntry entry(17, 5);
   EXPECT_GE(for_each_failing_new([&] {
-              entry.SetEntry(17, 3, "A6", 5U, "A14", long_text.c_str(), "A20", long_text.c_str(),
+              entry.SetEntry(17, 3, "A6", 5U, "A14", long_value.c_str(), "A20", long_value.c_str(),
                              "A23", "2026-11-15", end_of_list);
             }),
             1U);
-  EXPECT_EQ(entry.GetAttribMBStr("A20"), long_text);
+  EXPECT_EQ(entry.GetAttribMBStr("A20"), long_value);
 }
 
 TEST(EntryAllocationFailures, DeclaringAttributes) {
@@ -189,7 +189,7 @@ TEST(EntryAllocationFailures, RaisingErrors) {
       [&] { entry.add_attrib_4u("FOO", 1); },
       [&] { entry.add_attrib_4u("A9", 1); },
       [&] { entry.add_attrib_str(nullptr, "x", true); },
-      [&] { entry.add_attrib_str("A9", long_text.c_str(), true); },
+      [&] { entry.add_attrib_str("A9", long_value.c_str(), true); },
       [&] { entry.get_attrib_4u("A6"); },
       [&] { entry.set_log_level(10); },
       [&] { entry.remove_attrib(""); },
@@ -214,8 +214,8 @@ TEST(EntryAllocationFailures, RaisingErrors) {
 TEST(EntryAllocationFailures, RemovingAndClearingNeedNoMemory) {
   const loaded_definitions definitions(definitions_for_failures());
   entry_t entry(17, 5);
-  entry.add_attrib_str("A14", long_text.c_str(), true);
-  entry.add_attrib_str(long_name.c_str(), long_text.c_str(), true);
+  entry.add_attrib_str("A14", long_value.c_str(), true);
+  entry.add_attrib_str(long_name.c_str(), long_value.c_str(), true);
   const failing_new fault(1, from_then_on);
   entry.remove_attrib("A14");
   entry.clear_attribs(true);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "base/kp_time.h"
 #include "kp_LOG_EntryCounter.h"
 #include "tests/support/temp_folder.h"
 
@@ -37,5 +38,9 @@ class counter_folder {
  public:
   _kp_LOG_EntryCounter counter;
 };
+
+inline kp_Time day_of(int year, int month, int day) {
+  return {year, month, day, 12, 0, 0};
+}
 
 #endif

@@ -94,15 +94,6 @@ inline std::string with_int4(std::string bytes, size_t offset, unsigned value) {
 inline constexpr size_t n_globals_field = 40, globals_offset_field = 44, n_entries_field = 48,
                         mapping_offset_field = 56;
 
-inline unsigned open_descriptors() {
-  unsigned count = 0;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    static_cast<void>(entry);
-    ++count;
-  }
-  return count;
-}
-
 // An AUX file of one entry.
 inline ldf_file aux_of(ldf_entry entry) {
   ldf_file file{.log_version = "3.0"};

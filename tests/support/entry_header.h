@@ -28,4 +28,7 @@ inline std::string printed(const kp_Time& time) {
   return text;
 }
 
+inline const char not_initialized[] =
+    "_kp_LOG_log_entry_imp::_get_attribute_internal(): entry not initialized";
+
 #endif

@@ -3,7 +3,9 @@
 #define TESTS_SUPPORT_LOADED_DEFINITIONS_H
 
 #include <string>
+#include <vector>
 
+#include "base/kp_time.h"
 #include "kp_LOG_LogConfig.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/temp_folder.h"
@@ -37,5 +39,27 @@ class code_page_setting {
  private:
   std::string before_;
 };
+
+// A definition file with the entry types `ids`.
+inline std::string written_definitions(const temp_folder& folder, const char* name,
+                                       const std::vector<unsigned>& ids) {
+  ldf_file file;
+  for (const unsigned id : ids) file.entries.push_back({id});
+  return folder.write(name, file.bytes());
+}
+
+// --- Entries of ldf_with_every_type()
+
+inline std::string name_of_type(int type) {
+  return "A" + std::to_string(type);
+}
+
+inline std::string overflow_of(const char* name) {
+  return std::string(name) + " Attribute value is overflow under Entry ID 17 !";
+}
+
+inline kp_Time some_time() {
+  return {2026, 11, 15, 17, 2, 56, true};
+}
 
 #endif

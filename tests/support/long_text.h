@@ -47,4 +47,10 @@ class long_text {
   char* text_ = nullptr;
 };
 
+inline std::string repeated(std::string_view text, int times) {
+  std::string result;
+  for (int i = 0; i < times; ++i) result += text;
+  return result;
+}
+
 #endif

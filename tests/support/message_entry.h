@@ -73,4 +73,20 @@ class message_entry {
   std::optional<_kp_LOG_log_entry_imp> imp_;
 };
 
+// What a text that cannot be converted ends with, and its debug line.
+inline const char* const not_converted =
+    "_kp_LOG_log_message::get_readable_message:  MessageFormat::format() failed!";
+inline const char* const conversion_line =
+    "logging/logentry_i:N _kp_LOG_log_entry_imp::get_readable_message, fromUnicodeString error";
+
+// What the error of a template begins with.
+inline const std::string invalid_message =
+    "<KPX_logging_invalid_message_string> _kp_LOG_log_message::get_message:  ";
+
+// Makes `text` the entry's message, through either renderer.
+inline void show(message_entry& entry, const std::string& text) {
+  entry.use_template("%s%MBTEXT%");
+  entry->add_attrib_mbstr("MBTEXT", text.c_str(), true);
+}
+
 #endif

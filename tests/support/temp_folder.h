@@ -83,4 +83,10 @@ class settings_guard {
   std::string locale_;
 };
 
+// The descriptors that the process has open, and one with which they are listed.
+inline size_t open_descriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return static_cast<size_t>(std::distance(begin(all), end(all)));
+}
+
 #endif

@@ -14,7 +14,7 @@
 static_assert(std::is_nothrow_move_constructible_v<kp_String>);
 static_assert(std::is_nothrow_move_assignable_v<kp_String>);
 
-static const std::string long_text(100, 'L');
+static const std::string hundred_capitals(100, 'L');
 
 // Around the room inside the object: the last text that fits, and the first that does not.
 static const unsigned edge_lengths[] = {0, 1, 30, 31, 32, 33, 63, 64, 65, 1000};
@@ -91,11 +91,11 @@ TEST(String, MovingWithoutABufferGivesNoBuffer) {
 }
 
 TEST(String, MovedFromStringIsUsableAgain) {
-  kp_String source(long_text.c_str());
+  kp_String source(hundred_capitals.c_str());
   const kp_String target = std::move(source);
   source = "again";
   EXPECT_EQ(content(source), "again");
-  EXPECT_EQ(content(target), long_text);
+  EXPECT_EQ(content(target), hundred_capitals);
 }
 
 TEST(String, AssignmentFromItselfDoesNothing) {
@@ -109,14 +109,14 @@ TEST(String, AssignmentFromItselfDoesNothing) {
 
 TEST(String, AssignmentReplacesShortByLongAndLongByShort) {
   kp_String s("short");
-  s = long_text.c_str();
-  EXPECT_EQ(content(s), long_text);
+  s = hundred_capitals.c_str();
+  EXPECT_EQ(content(s), hundred_capitals);
   s = "short";
   EXPECT_EQ(content(s), "short");
 }
 
 TEST(String, AssigningNullTakesTheBufferAway) {
-  kp_String s(long_text.c_str());
+  kp_String s(hundred_capitals.c_str());
   s = static_cast<const char*>(nullptr);
   EXPECT_FALSE(s.has_buffer());
   EXPECT_EQ(s.length(), 0U);
@@ -233,26 +233,26 @@ TEST(String, ShortTextsNeedNoHeap) {
 }
 
 TEST(String, ConstructionThatFailsRaisesAndLeaksNothing) {
-  EXPECT_EQ(for_each_failing_new([] { const kp_String s(long_text.c_str()); }), 1U);
+  EXPECT_EQ(for_each_failing_new([] { const kp_String s(hundred_capitals.c_str()); }), 1U);
   EXPECT_EQ(for_each_failing_new([] { const kp_String s(100, 'x'); }), 1U);
 }
 
 TEST(String, FailedAssignmentLeavesTheStringAsItWas) {
   kp_String s("as it was");
-  for_each_failing_new([&] { s = long_text.c_str(); },
+  for_each_failing_new([&] { s = hundred_capitals.c_str(); },
                        [&](const std::exception_ptr& outcome) {
                          expect_memory_alloc(outcome);
                          EXPECT_EQ(content(s), "as it was");
                        });
-  EXPECT_EQ(content(s), long_text);
+  EXPECT_EQ(content(s), hundred_capitals);
 }
 
 TEST(String, FailedAppendLeavesTheStringAsItWas) {
   kp_String s("as it was");
-  for_each_failing_new([&] { s += long_text.c_str(); },
+  for_each_failing_new([&] { s += hundred_capitals.c_str(); },
                        [&](const std::exception_ptr& outcome) {
                          expect_memory_alloc(outcome);
                          EXPECT_EQ(content(s), "as it was");
                        });
-  EXPECT_EQ(content(s), "as it was" + long_text);
+  EXPECT_EQ(content(s), "as it was" + hundred_capitals);
 }

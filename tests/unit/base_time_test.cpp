@@ -12,7 +12,7 @@
 #include "tests/support/failing.h"
 #include "tests/support/temp_folder.h"
 
-static std::string printed(const kp_Time& t) {
+static std::string print_out_of(const kp_Time& t) {
   char buffer[64];
   t.print_out(buffer, sizeof buffer);
   return buffer;
@@ -20,7 +20,7 @@ static std::string printed(const kp_Time& t) {
 
 static std::string printed_in_gmt(kp_Time t) {
   t.local_to_GMT();
-  return printed(t);
+  return print_out_of(t);
 }
 
 static kp_Time gmt_time(time_t moment) {
@@ -63,7 +63,7 @@ TEST(TimeZone, LocalMomentTakesTheSystemsBiasAndFlag) {
     const kp_Time t(2026, c.month, 15, 12, 0, 0);
     EXPECT_EQ(t.get_zone_bias(), c.bias) << c.local;
     EXPECT_EQ(t.get_daylight_flag(), c.daylight) << c.local;
-    EXPECT_EQ(printed(t), c.local) << c.zone;
+    EXPECT_EQ(print_out_of(t), c.local) << c.zone;
     EXPECT_EQ(printed_in_gmt(t), c.gmt) << c.zone;
   }
 }
@@ -75,7 +75,7 @@ TEST(TimeZone, GmtMomentTakesTheSystemsBiasAndFlagAndConvertsToLocal) {
     ASSERT_TRUE(t.set_to_string_value(c.gmt));
     EXPECT_EQ(t.get_zone_bias(), c.bias) << c.gmt;
     t.GMT_to_local();
-    EXPECT_EQ(printed(t), c.local) << c.zone;
+    EXPECT_EQ(print_out_of(t), c.local) << c.zone;
   }
 }
 
@@ -97,7 +97,7 @@ TEST(TimeZone, ZoneThatTheSystemCannotTellIsGmt) {
   const environment_value zone("TZ", "Asia/Shanghai");
   const failing fault(kp_fault_call::localtime_r, 1, EOVERFLOW, from_then_on);
   const kp_Time t(2026, 7, 15, 12, 0, 0);
-  EXPECT_EQ(printed(t), "2026-07-15T12:00:00+00:00");
+  EXPECT_EQ(print_out_of(t), "2026-07-15T12:00:00+00:00");
 }
 #endif
 
@@ -121,7 +121,7 @@ TEST(TimeNow, HasTheZoneOfThatMoment) {
   kp_Time in_gmt = now;
   in_gmt.local_to_GMT();
   kp_Time same_moment;
-  ASSERT_TRUE(same_moment.set_to_string_value(printed(in_gmt).c_str()));
+  ASSERT_TRUE(same_moment.set_to_string_value(print_out_of(in_gmt).c_str()));
   EXPECT_EQ(now.get_zone_bias(), same_moment.get_zone_bias());
   EXPECT_EQ(now.get_daylight_flag(), same_moment.get_daylight_flag());
 }
@@ -199,7 +199,7 @@ TEST(TimeNow, FromMemoryIsWhatTheSystemTells) {
     localtime_r(&before, &told);
     char expected[64];
     strftime(expected, sizeof expected, "%Y-%m-%dT%H:%M:%S%z", &told);
-    std::string shown = printed(remembered);
+    std::string shown = print_out_of(remembered);
     shown.erase(shown.size() - 3, 1);  // the colon in the offset
     EXPECT_EQ(shown, expected) << c.zone;
     EXPECT_EQ(remembered.get_daylight_flag(), told.tm_isdst) << c.zone;
@@ -303,7 +303,7 @@ TEST(TimeOfTheClock, IsToldInLocalTimeWithTheZoneOfTheMoment) {
     ASSERT_TRUE(in_gmt.set_to_string_value(c.gmt));
     const kp_Time t(in_gmt.to_time_point());
     EXPECT_FALSE(t.is_GMT_time_mode());
-    EXPECT_EQ(printed(t), c.local) << c.zone;
+    EXPECT_EQ(print_out_of(t), c.local) << c.zone;
     EXPECT_EQ(t.get_zone_bias(), c.bias) << c.zone;
     EXPECT_EQ(t.get_daylight_flag(), c.daylight) << c.zone;
     EXPECT_EQ(t.to_time_point(), in_gmt.to_time_point()) << c.zone;
@@ -360,7 +360,7 @@ TEST(Time, FieldsBeyond16BitsStopAtTheirEnds) {
 TEST(Time, ZeroIsTheEpochInGmt) {
   kp_Time t;
   t.set_zero();
-  EXPECT_EQ(printed(t), "1970-01-01T00:00:00Z");
+  EXPECT_EQ(print_out_of(t), "1970-01-01T00:00:00Z");
   EXPECT_EQ(t.get_zone_bias(), 0);
   EXPECT_EQ(t.get_daylight_flag(), 0);
 }
@@ -370,9 +370,9 @@ TEST(Time, SettingTheModeConvertsNothing) {
   t.set_zone_bias(-480);
   t.set_daylight_flag(0);
   t.set_GMT_time_mode(true);
-  EXPECT_EQ(printed(t), "2026-11-15T17:02:56Z");
+  EXPECT_EQ(print_out_of(t), "2026-11-15T17:02:56Z");
   t.set_GMT_time_mode(false);
-  EXPECT_EQ(printed(t), "2026-11-15T17:02:56+08:00");
+  EXPECT_EQ(print_out_of(t), "2026-11-15T17:02:56+08:00");
 }
 
 TEST(Time, ConvertingTwiceDoesNothingMore) {
@@ -381,10 +381,10 @@ TEST(Time, ConvertingTwiceDoesNothingMore) {
   t.set_daylight_flag(0);
   t.local_to_GMT();
   t.local_to_GMT();
-  EXPECT_EQ(printed(t), "2026-11-15T09:02:56Z");
+  EXPECT_EQ(print_out_of(t), "2026-11-15T09:02:56Z");
   t.GMT_to_local();
   t.GMT_to_local();
-  EXPECT_EQ(printed(t), "2026-11-15T17:02:56+08:00");
+  EXPECT_EQ(print_out_of(t), "2026-11-15T17:02:56+08:00");
 }
 
 TEST(Time, AnyDaylightFlagButZeroIsOneHour) {
@@ -422,8 +422,8 @@ TEST(Time, CalendarAgreesWithTheCLibraryDayByDay) {
   t.set_zero();
   t.set_zone_bias(-1440);
   for (time_t day = 0; day < 146097; ++day) {
-    ASSERT_EQ(t.compare_time(gmt_time(day * 86400)), 0) << printed(t);
-    ASSERT_EQ(printed(t), printed(gmt_time(day * 86400)));
+    ASSERT_EQ(t.compare_time(gmt_time(day * 86400)), 0) << print_out_of(t);
+    ASSERT_EQ(print_out_of(t), print_out_of(gmt_time(day * 86400)));
     t.GMT_to_local();
     t.set_GMT_time_mode(true);
   }
@@ -476,10 +476,10 @@ TEST(TimePrinting, LargestFieldsAndOffsetsFit) {
   kp_Time t(65535, 65535, 65535, 65535, 65535, 65535);
   t.set_zone_bias(32767);
   t.set_daylight_flag(0);
-  EXPECT_EQ(printed(t), "65535-65535-65535T65535:65535:65535-546:07");
+  EXPECT_EQ(print_out_of(t), "65535-65535-65535T65535:65535:65535-546:07");
   t.set_zone_bias(-32768);
   t.set_daylight_flag(1);
-  EXPECT_EQ(printed(t), "65535-65535-65535T65535:65535:65535+547:08");
+  EXPECT_EQ(print_out_of(t), "65535-65535-65535T65535:65535:65535+547:08");
 }
 
 // ---- reading ----
@@ -490,14 +490,14 @@ TEST(TimeReading, OffsetGivesLocalModeWithItsBiasAndNoDaylight) {
   EXPECT_FALSE(t.is_GMT_time_mode());
   EXPECT_EQ(t.get_zone_bias(), -480);
   EXPECT_EQ(t.get_daylight_flag(), 0);
-  EXPECT_EQ(printed(t), "2026-11-15T17:02:56+08:00");
+  EXPECT_EQ(print_out_of(t), "2026-11-15T17:02:56+08:00");
 }
 
 TEST(TimeReading, OffsetWestIsAPositiveBias) {
   kp_Time t;
   ASSERT_TRUE(t.set_to_string_value("2026-11-15T17:02:56-03:30"));
   EXPECT_EQ(t.get_zone_bias(), 210);
-  EXPECT_EQ(printed(t), "2026-11-15T17:02:56-03:30");
+  EXPECT_EQ(print_out_of(t), "2026-11-15T17:02:56-03:30");
 }
 
 TEST(TimeReading, ZGivesGmtModeWithTheSystemsZone) {
@@ -513,20 +513,20 @@ TEST(TimeReading, WithoutAZoneItIsTheSystems) {
   const environment_value zone("TZ", "Asia/Shanghai");
   kp_Time t;
   ASSERT_TRUE(t.set_to_string_value("2026-11-15T17:02:56"));
-  EXPECT_EQ(printed(t), "2026-11-15T17:02:56+08:00");
+  EXPECT_EQ(print_out_of(t), "2026-11-15T17:02:56+08:00");
 }
 
 TEST(TimeReading, DateAloneIsLocalMidnight) {
   const environment_value zone("TZ", "Asia/Shanghai");
   kp_Time t;
   ASSERT_TRUE(t.set_to_string_value("2026-11-15"));
-  EXPECT_EQ(printed(t), "2026-11-15T00:00:00+08:00");
+  EXPECT_EQ(print_out_of(t), "2026-11-15T00:00:00+08:00");
 }
 
 TEST(TimeReading, BlankStandsForTheT) {
   kp_Time t;
   ASSERT_TRUE(t.set_to_string_value("2026-11-15 17:02:56Z"));
-  EXPECT_EQ(printed(t), "2026-11-15T17:02:56Z");
+  EXPECT_EQ(print_out_of(t), "2026-11-15T17:02:56Z");
 }
 
 TEST(TimeReading, LeapDaysOfLeapYearsOnly) {
@@ -582,7 +582,7 @@ TEST(TimeReading, AnythingElseIsRefusedAndLeavesTheTime) {
   kp_Time t(2001, 2, 3, 4, 5, 6, true);
   for (const char* text : refused) EXPECT_FALSE(t.set_to_string_value(text)) << text;
   EXPECT_FALSE(t.set_to_string_value(nullptr));
-  EXPECT_EQ(printed(t), "2001-02-03T04:05:06Z");
+  EXPECT_EQ(print_out_of(t), "2001-02-03T04:05:06Z");
 }
 
 TEST(TimeReading, ReadsWhateverPrintOutWrites) {
@@ -590,8 +590,8 @@ TEST(TimeReading, ReadsWhateverPrintOutWrites) {
     kp_Time local, gmt;
     ASSERT_TRUE(local.set_to_string_value(c.local));
     ASSERT_TRUE(gmt.set_to_string_value(c.gmt));
-    EXPECT_EQ(printed(local), c.local);
-    EXPECT_EQ(printed(gmt), c.gmt);
+    EXPECT_EQ(print_out_of(local), c.local);
+    EXPECT_EQ(print_out_of(gmt), c.gmt);
     EXPECT_EQ(local.compare_time(gmt), 0);
   }
 }

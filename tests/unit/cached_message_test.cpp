@@ -10,17 +10,6 @@
 #include "tests/support/message_entry.h"
 #include "tests/support/raised.h"
 
-static const char* const not_converted =
-    "_kp_LOG_log_message::get_readable_message:  MessageFormat::format() failed!";
-static const char* const conversion_line =
-    "logging/logentry_i:N _kp_LOG_log_entry_imp::get_readable_message, fromUnicodeString error";
-
-// An entry whose message is `text`, through either renderer.
-static void show(message_entry& entry, const std::string& text) {
-  entry.use_template("%s%MBTEXT%");
-  entry->add_attrib_mbstr("MBTEXT", text.c_str(), true);
-}
-
 TEST(CachedMessage, AFreshEntryAnswersWithTheEmptyText) {
   message_entry entry;
   show(entry, "abc");

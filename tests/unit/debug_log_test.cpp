@@ -25,11 +25,6 @@ using testing::IsEmpty;
 
 namespace fs = std::filesystem;
 
-static size_t open_descriptors() {
-  const fs::directory_iterator all("/proc/self/fd");
-  return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
-
 // The length of the prefix that this process and thread give a line.
 static size_t prefix_length() {
   return strlen("2026/11/15 17:02:56(pid=)(tid=):") + std::to_string(getpid()).size() +

@@ -249,7 +249,7 @@ TEST(CutRecords, AMissingLengthOfAStringIsToldByTheStringAlone) {
 
 // ---- failed allocations ----
 
-static const std::string long_text(100, 'x');
+static const std::string hundred_letters(100, 'x');
 
 // Runs read() with each of its allocations failing in turn: false, and nothing raised. Returns how
 // many there were.
@@ -264,7 +264,8 @@ static unsigned failures_of(Read read) {
 }
 
 TEST(RecordsWithoutMemory, AnAttributeIsFalse) {
-  const kp_file file = stream_of(ldf_string(long_text) + ldf_int4(2) + ldf_string(long_text));
+  const kp_file file =
+      stream_of(ldf_string(hundred_letters) + ldf_int4(2) + ldf_string(hundred_letters));
   EXPECT_EQ(failures_of([&] {
               std::rewind(file.get());
               kp_String name, redirection;
@@ -275,7 +276,7 @@ TEST(RecordsWithoutMemory, AnAttributeIsFalse) {
 }
 
 TEST(RecordsWithoutMemory, AnEntryIsFalse) {
-  const std::string text = ldf_string(long_text);
+  const std::string text = ldf_string(hundred_letters);
   const kp_file file = stream_of(ldf_int4(17) + ldf_int4(2) + ldf_int4(3) + text + text + text);
   EXPECT_EQ(failures_of([&] {
               std::rewind(file.get());
@@ -288,7 +289,7 @@ TEST(RecordsWithoutMemory, AnEntryIsFalse) {
 
 TEST(RecordsWithoutMemory, ASelectorMessageIsFalseAndTellsTheItem) {
   const debug_log_in_temp_folder log(1);
-  const std::string text = ldf_string(long_text);
+  const std::string text = ldf_string(hundred_letters);
   const kp_file file = stream_of(ldf_int4(1) + ldf_int4(2) + text + text);
   EXPECT_EQ(failures_of([&] {
               std::rewind(file.get());

@@ -321,7 +321,7 @@ TEST(NameHash, CharactersCountAsSigned) {
 }
 
 // The sum of the algorithm's own words, in 64-bit numbers.
-static unsigned slow_hash(const std::string& text) {
+static unsigned sum_of_words(const std::string& text) {
   const long length = static_cast<long>(text.size());
   const long step = length >= 16 ? length / 8 : 1;
   const unsigned long factor = length >= 16 ? 39 : 37;
@@ -337,7 +337,7 @@ static unsigned slow_hash(const std::string& text) {
 TEST(NameHash, EveryLengthUpToThreeHundredFollowsTheRule) {
   std::string text;
   for (unsigned length = 0; length <= 300; ++length) {
-    EXPECT_EQ(my_hashcode(text.c_str()), slow_hash(text)) << length;
+    EXPECT_EQ(my_hashcode(text.c_str()), sum_of_words(text)) << length;
     text += static_cast<char>(1 + (length * 37) % 255);
   }
 }

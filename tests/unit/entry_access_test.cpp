@@ -9,6 +9,7 @@
 #include <string>
 
 #include "kp_LOG_LogEntry.h"
+#include "tests/support/entry_header.h"
 #include "tests/support/loaded_definitions.h"
 #include "tests/support/raised.h"
 
@@ -31,12 +32,6 @@ static std::map<std::string, kp_AttributeType> held_by(const kp_LOG_LogEntry& en
     EXPECT_TRUE(held.emplace(name, type).second) << name << " twice";
   });
   return held;
-}
-
-static std::string printed(const kp_Time& time) {
-  char buffer[64];
-  time.print_out(buffer, sizeof buffer);
-  return buffer;
 }
 
 TEST(EntryTime, IsTheOneThatIsSet) {

@@ -13,10 +13,6 @@ using entry_t = _kp_LOG_log_entry_imp;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-static kp_Time some_time() {
-  return {2026, 11, 15, 17, 2, 56, true};
-}
-
 // --- Values from outside ------------------------------------------------------------------------
 
 TEST(EntryAttributes, AValueFromOutsideIsOwnedByTheEntry) {

@@ -17,10 +17,6 @@ using testing::IsEmpty;
 
 static constexpr const char* end_of_list = nullptr;
 
-static std::string name_of_type(int type) {
-  return "A" + std::to_string(type);
-}
-
 static void fill_every_type(entry_t& entry) {
   entry.add_attrib_bool("A1", true);
   entry.add_attrib_1u("A2", 2);

@@ -8,10 +8,6 @@
 
 using testing::IsEmpty;
 
-static kp_Time day_of(int year, int month, int day) {
-  return {year, month, day, 12, 0, 0};
-}
-
 // --- DeleteEntryElement by key ---
 
 TEST(EntryCounterDelete, ClearsTheFirstRecordWithTheKeyAndKeepsItsReservedBytes) {

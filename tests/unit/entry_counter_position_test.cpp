@@ -16,10 +16,6 @@
 
 using testing::ElementsAre;
 
-static kp_Time day_of(int year, int month, int day) {
-  return {year, month, day, 12, 0, 0};
-}
-
 // Clears the day of all the records of these tests, from the file's position on.
 static int clear_day(counter_folder& f) {
   return f.counter.DeleteEntryElement(day_of(2026, 11, 15), day_of(2026, 11, 15));

@@ -16,10 +16,6 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-static kp_Time day_of(int year, int month, int day) {
-  return {year, month, day, 12, 0, 0};
-}
-
 // --- Opening and closing ---
 
 TEST(EntryCounterFile, IsCreatedEmptyUnderTheNameWithItsExtension) {
@@ -243,13 +239,6 @@ TEST(EntryCounterFile, IsNotInheritedByOtherPrograms) {
   EXPECT_EQ(fcntl(fileno(created.counter.GetFilePointer()), F_GETFD), FD_CLOEXEC);
   counter_folder existing(free_counter_slot());
   EXPECT_EQ(fcntl(fileno(existing.counter.GetFilePointer()), F_GETFD), FD_CLOEXEC);
-}
-
-static size_t open_descriptors() {
-  size_t n = 0;
-  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
-    ++n;
-  return n;
 }
 
 TEST(EntryCounterFile, OpeningAgainClosesTheFirstFile) {

@@ -20,9 +20,6 @@ static std::string stored_version() {
          std::to_string(entry_t::log_minor_version);
 }
 
-static const char not_initialized[] =
-    "_kp_LOG_log_entry_imp::_get_attribute_internal(): entry not initialized";
-
 // --- Construction -------------------------------------------------------------------------------
 
 TEST(EntryHeader, AnEmptyEntryHasNothing) {

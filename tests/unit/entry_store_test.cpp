@@ -9,6 +9,7 @@
 #include <map>
 
 #include "logging/logentry_i.h"
+#include "tests/support/entry_header.h"
 #include "tests/support/loaded_definitions.h"
 #include "tests/support/long_text.h"
 #include "tests/support/raised.h"
@@ -17,21 +18,10 @@ using entry_t = _kp_LOG_log_entry_imp;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-static const char not_initialized[] =
-    "_kp_LOG_log_entry_imp::_get_attribute_internal(): entry not initialized";
-
 static const char wrong_add[] = "Used the wrong add method under Entry ID 17 !";
 static const char wrong_add_of_time[] = "Use the wrong add method under Entry ID 17 !";
 static const char wrong_get[] = "Use the wrong get method under Entry ID 17 !";
 static const char foo_undeclared[] = "FOOis an invalid attibute under Entry ID 17 !";
-
-static std::string name_of_type(int type) {
-  return "A" + std::to_string(type);
-}
-
-static kp_Time some_time() {
-  return {2026, 11, 15, 17, 2, 56, true};
-}
 
 // Every typed add, by the name of the operation; the value does not matter.
 using add_operation = std::function<void(entry_t&, const char*)>;

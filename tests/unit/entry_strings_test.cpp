@@ -17,12 +17,6 @@ static const int limits[] = {32, 64, 128, 256, 1024, 2048};
 static const char* const plain_names[] = {"A9", "A10", "A11", "A12", "A13", "A14"};
 static const char* const multibyte_names[] = {"A15", "A16", "A17", "A18", "A19", "A20"};
 
-static std::string repeated(std::string_view text, int times) {
-  std::string result;
-  for (int i = 0; i < times; ++i) result += text;
-  return result;
-}
-
 static std::string in_code_page(const char16_t* unit, int times, const char* code_page) {
   icu::UnicodeString text;
   for (int i = 0; i < times; ++i) text.append(unit, -1);
@@ -31,10 +25,6 @@ static std::string in_code_page(const char16_t* unit, int times, const char* cod
   const int32_t length = text.extract(0, text.length(), bytes.data(), room, code_page);
   bytes.resize(static_cast<size_t>(length));
   return bytes;
-}
-
-static std::string overflow_of(const char* name) {
-  return std::string(name) + " Attribute value is overflow under Entry ID 17 !";
 }
 
 // --- Plain strings ------------------------------------------------------------------------------

@@ -337,7 +337,7 @@ TEST_F(DefinitionTable, TheSameIdTwiceInAnStdFileMeansTheLast) {
 TEST_F(DefinitionTable, AnAuxFileSetAgainAddsToWhatIsThere) {
   set_std(file_of_ids(1, 1));
   set_aux(aux_of({.id = 50, .attributes = {{"A", 1}}}));
-  const unsigned before = open_descriptors();
+  const size_t before = open_descriptors();
   set_aux(aux_of({.id = 51, .attributes = {{"B", 1}}}));
   EXPECT_EQ(open_descriptors(), before);
   EXPECT_NE(table_.find_entry(51), nullptr);
@@ -420,7 +420,7 @@ TEST_F(DefinitionTable, AfterAFailedMergeTheNewAuxFileIsSetAndLaterEntriesAreUnk
 TEST_F(DefinitionTable, AfterAFailedMergeTheFormerAuxFileIsClosed) {
   set_std(file_of_ids(1, 1));
   set_aux(aux_of_id(50));
-  const unsigned descriptors = open_descriptors();
+  const size_t descriptors = open_descriptors();
   const ldf_file conflict = file_of({{.id = 1, .attributes = {{"N1", 6}}}});
   EXPECT_EQ(set_aux_error(write("aux2.ldf", conflict.bytes())),
             definition_error("attribute N1 already exist."));

@@ -173,7 +173,7 @@ TEST_F(DefinitionTable, ClearingForgetsEverythingAndCanBeRepeated) {
   set_std(file_of_ids(1, 2));
   set_aux(file_of_ids(3, 1));
   EXPECT_NE(table_.find_entry(1), nullptr);
-  const unsigned before = open_descriptors();
+  const size_t before = open_descriptors();
   table_.clear();
   table_.clear();
   EXPECT_EQ(open_descriptors() + 2, before);
@@ -261,7 +261,7 @@ TEST_F(DefinitionTable, AFailedStdLoadLeavesNoFileButAnAuxFileMayBeSet) {
 }
 
 TEST_F(DefinitionTable, AFailedLoadKeepsNoDescriptor) {
-  const unsigned before = open_descriptors();
+  const size_t before = open_descriptors();
   EXPECT_EQ(std_error(file_of_ids(1, 1).bytes().substr(0, 130)), definition_error(file_error));
   EXPECT_EQ(open_descriptors(), before);
 }
@@ -348,7 +348,7 @@ TEST_F(DefinitionTable, AStringOfFourGibibytesIsAFileError) {
 #ifdef KP_FAULTS
 TEST_F(DefinitionTable, ReadsThatFailAreFileErrorsAndLeaveTheTableUsable) {
   const std::string std_path = write("std.ldf", file_of_ids(1, 2).bytes());
-  const unsigned descriptors = open_descriptors();
+  const size_t descriptors = open_descriptors();
   for (const auto call : {kp_fault_call::pread, kp_fault_call::fstat}) {
     for (unsigned nth = 1;; ++nth) {
       std::string error;

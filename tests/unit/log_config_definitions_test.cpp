@@ -10,20 +10,13 @@
 #include "logging/ldf_load.h"
 #include "tests/support/failing.h"
 #include "tests/support/ldf_bytes.h"
+#include "tests/support/loaded_definitions.h"
 #include "tests/support/raised.h"
 #include "tests/support/temp_folder.h"
 
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-// A definition file with the entry types `ids`.
-static std::string definition_file(const temp_folder& folder, const char* name,
-                                   const std::vector<unsigned>& ids) {
-  ldf_file file;
-  for (const unsigned id : ids) file.entries.push_back({id});
-  return folder.write(name, file.bytes());
-}
 
 static bool knows_entry(unsigned id) {
   return kp_LOG_LogConfig::GetDefinitionTable()->find_entry(id) != nullptr;
@@ -43,7 +36,7 @@ TEST(DefinitionPath, OfNullIsRefusedWithALine) {
 TEST(DefinitionPath, LoadsTheFileAndIsLogged) {
   const settings_guard guard;
   const debug_log_in_temp_folder log(2);
-  const std::string path = definition_file(log.folder(), "std", {17});
+  const std::string path = written_definitions(log.folder(), "std", {17});
   kp_LOG_LogConfig::SetDefinitionPath(path.c_str());
   EXPECT_EQ(kp_LOG_LogConfig::GetDefinitionPath(), path);
   EXPECT_THAT(log.lines(),
@@ -54,7 +47,7 @@ TEST(DefinitionPath, LoadsTheFileAndIsLogged) {
 TEST(DefinitionPath, IsLoggedByOneLineAtLevelTwo) {
   const settings_guard guard;
   const debug_log_in_temp_folder log(2);
-  const std::string path = definition_file(log.folder(), "std", {17, 18});
+  const std::string path = written_definitions(log.folder(), "std", {17, 18});
   kp_LOG_LogConfig::SetDefinitionPath(path.c_str());
   EXPECT_THAT(
       log.lines(),
@@ -64,7 +57,7 @@ TEST(DefinitionPath, IsLoggedByOneLineAtLevelTwo) {
 TEST(DefinitionPath, IsLoggedBehindTheTracesOfTheTableAtLevelThree) {
   const settings_guard guard;
   const debug_log_in_temp_folder log(3);
-  const std::string path = definition_file(log.folder(), "std", {17});
+  const std::string path = written_definitions(log.folder(), "std", {17});
   kp_LOG_LogConfig::SetDefinitionPath(path.c_str());
   EXPECT_THAT(
       log.lines(),
@@ -81,7 +74,7 @@ TEST(DefinitionPath, IsLoggedBehindTheTracesOfTheTableAtLevelThree) {
 TEST(DefinitionPath, OfAMissingFileStaysStoredAndNothingIsDefined) {
   const settings_guard guard;
   const temp_folder folder;
-  kp_LOG_LogConfig::SetDefinitionPath(definition_file(folder, "std", {17}).c_str());
+  kp_LOG_LogConfig::SetDefinitionPath(written_definitions(folder, "std", {17}).c_str());
   const std::string missing = folder.file("missing");
   EXPECT_EQ(
       raised<KPX_logging_invalid_definition>(
@@ -102,7 +95,7 @@ TEST(DefinitionPath, ThatFailsWritesNoLineOfSuccess) {
 TEST(DefinitionPath, MayBeSetToItsOwnStoredText) {
   const settings_guard guard;
   const temp_folder folder;
-  const std::string path = definition_file(folder, "std", {17});
+  const std::string path = written_definitions(folder, "std", {17});
   kp_LOG_LogConfig::SetDefinitionPath(path.c_str());
   kp_LOG_LogConfig::SetDefinitionPath(kp_LOG_LogConfig::GetDefinitionPath());
   EXPECT_EQ(kp_LOG_LogConfig::GetDefinitionPath(), path);
@@ -112,7 +105,7 @@ TEST(DefinitionPath, MayBeSetToItsOwnStoredText) {
 TEST(DefinitionPath, WithoutMemoryForTheCopyKeepsPathAndDefinitions) {
   const settings_guard guard;
   const temp_folder folder;
-  const std::string path = definition_file(folder, "std", {17});
+  const std::string path = written_definitions(folder, "std", {17});
   kp_LOG_LogConfig::SetDefinitionPath(path.c_str());
   {
     const failing_new fault(1);
@@ -136,7 +129,7 @@ TEST(AuxDefinitionPath, BeforeAStandardFileIsRefusedAndStaysStored) {
   const settings_guard guard;
   const temp_folder folder;
   kp_LOG_LogConfig::ClearDefinitions();
-  const std::string path = definition_file(folder, "aux", {18});
+  const std::string path = written_definitions(folder, "aux", {18});
   EXPECT_EQ(raised<KPX_logging_invalid_definition>(
                 [&] { kp_LOG_LogConfig::SetAuxDefinitionPath(path.c_str()); }),
             "<KPX_logging_invalid_definition> user should set STD definition file before set AUX "
@@ -147,8 +140,8 @@ TEST(AuxDefinitionPath, BeforeAStandardFileIsRefusedAndStaysStored) {
 TEST(AuxDefinitionPath, AddsTheFileAndIsLogged) {
   const settings_guard guard;
   const debug_log_in_temp_folder log(2);
-  kp_LOG_LogConfig::SetDefinitionPath(definition_file(log.folder(), "std", {17}).c_str());
-  const std::string path = definition_file(log.folder(), "aux", {18});
+  kp_LOG_LogConfig::SetDefinitionPath(written_definitions(log.folder(), "std", {17}).c_str());
+  const std::string path = written_definitions(log.folder(), "aux", {18});
   kp_LOG_LogConfig::SetAuxDefinitionPath(path.c_str());
   EXPECT_EQ(kp_LOG_LogConfig::GetAuxDefinitionPath(), path);
   EXPECT_THAT(
@@ -164,8 +157,8 @@ TEST(AuxDefinitionPath, AddsTheFileAndIsLogged) {
 TEST(AuxDefinitionPath, IsLoggedBehindTheTracesOfTheMergeAtLevelThree) {
   const settings_guard guard;
   const debug_log_in_temp_folder log(0);
-  kp_LOG_LogConfig::SetDefinitionPath(definition_file(log.folder(), "std", {17}).c_str());
-  const std::string path = definition_file(log.folder(), "aux", {17, 18});
+  kp_LOG_LogConfig::SetDefinitionPath(written_definitions(log.folder(), "std", {17}).c_str());
+  const std::string path = written_definitions(log.folder(), "aux", {17, 18});
   EnableDebugLog(3);
   kp_LOG_LogConfig::SetAuxDefinitionPath(path.c_str());
   EnableDebugLog(0);
@@ -186,7 +179,7 @@ TEST(AuxDefinitionPath, IsLoggedBehindTheTracesOfTheMergeAtLevelThree) {
 TEST(AuxDefinitionPath, OfAMissingFileStaysStoredAndWritesNoLineOfSuccess) {
   const settings_guard guard;
   const debug_log_in_temp_folder log(0);
-  kp_LOG_LogConfig::SetDefinitionPath(definition_file(log.folder(), "std", {17}).c_str());
+  kp_LOG_LogConfig::SetDefinitionPath(written_definitions(log.folder(), "std", {17}).c_str());
   const std::string missing = log.folder().file("missing");
   EnableDebugLog(2);
   EXPECT_EQ(
@@ -201,7 +194,7 @@ TEST(AuxDefinitionPath, OfAMissingFileStaysStoredAndWritesNoLineOfSuccess) {
 TEST(AuxDefinitionPath, OfAFileCutShortStaysStoredAndWritesTheErrorsLineOnly) {
   const settings_guard guard;
   const debug_log_in_temp_folder log(0);
-  kp_LOG_LogConfig::SetDefinitionPath(definition_file(log.folder(), "std", {17}).c_str());
+  kp_LOG_LogConfig::SetDefinitionPath(written_definitions(log.folder(), "std", {17}).c_str());
   const std::string cut = log.folder().write("aux", ".LDF");
   EnableDebugLog(2);
   EXPECT_EQ(raised<KPX_logging_invalid_definition>(
@@ -215,8 +208,8 @@ TEST(AuxDefinitionPath, OfAFileCutShortStaysStoredAndWritesTheErrorsLineOnly) {
 TEST(AuxDefinitionPath, WithoutMemoryForTheCopyKeepsPathAndDefinitions) {
   const settings_guard guard;
   const temp_folder folder;
-  kp_LOG_LogConfig::SetDefinitionPath(definition_file(folder, "std", {17}).c_str());
-  const std::string path = definition_file(folder, "aux", {18});
+  kp_LOG_LogConfig::SetDefinitionPath(written_definitions(folder, "std", {17}).c_str());
+  const std::string path = written_definitions(folder, "aux", {18});
   kp_LOG_LogConfig::SetAuxDefinitionPath(path.c_str());
   const debug_log_in_temp_folder log(2);
   {
@@ -232,8 +225,8 @@ TEST(AuxDefinitionPath, WithoutMemoryForTheCopyKeepsPathAndDefinitions) {
 TEST(AuxDefinitionPath, StaysStoredWhenANewStandardFileDropsTheDefinitions) {
   const settings_guard guard;
   const temp_folder folder;
-  const std::string std_path = definition_file(folder, "std", {17});
-  const std::string aux_path = definition_file(folder, "aux", {18});
+  const std::string std_path = written_definitions(folder, "std", {17});
+  const std::string aux_path = written_definitions(folder, "aux", {18});
   kp_LOG_LogConfig::SetDefinitionPath(std_path.c_str());
   kp_LOG_LogConfig::SetAuxDefinitionPath(aux_path.c_str());
   kp_LOG_LogConfig::SetDefinitionPath(std_path.c_str());

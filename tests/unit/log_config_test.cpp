@@ -17,6 +17,7 @@
 #include "tests/support/catalog_folder.h"
 #include "tests/support/failing.h"
 #include "tests/support/ldf_bytes.h"
+#include "tests/support/loaded_definitions.h"
 #include "tests/support/raised.h"
 #include "tests/support/temp_folder.h"
 
@@ -38,14 +39,6 @@ struct settings_at_start {
 };
 
 static const settings_at_start at_start;
-
-// A definition file with the entry types `ids`.
-static std::string definition_file(const temp_folder& folder, const char* name,
-                                   const std::vector<unsigned>& ids) {
-  ldf_file file;
-  for (const unsigned id : ids) file.entries.push_back({id});
-  return folder.write(name, file.bytes());
-}
 
 static std::optional<unsigned> configured(const char* section, const char* key) {
   unsigned value = 4711;
@@ -466,7 +459,7 @@ TEST(Configuration, ChangesAreNotLoggedAtLevelOne) {
   kp_LOG_LogConfig::SetICUEnabled(true);
   kp_LOG_LogConfig::SetCodePage("UTF-8");
   kp_LOG_LogConfig::SetMessageCatalogPath(nullptr);
-  kp_LOG_LogConfig::SetDefinitionPath(definition_file(log.folder(), "std", {17}).c_str());
+  kp_LOG_LogConfig::SetDefinitionPath(written_definitions(log.folder(), "std", {17}).c_str());
   kp_LOG_LogConfig::ClearDefinitions();
   EXPECT_FALSE(std::filesystem::exists("zel_debug.log"));
 }

@@ -16,11 +16,8 @@
 
 using testing::HasSubstr;
 
-static const std::string prefix =
-    "<KPX_logging_invalid_message_string> _kp_LOG_log_message::get_message:  ";
-
 template <class Error>
-static std::string refused(const std::string& text) {
+static std::string refused_bytes(const std::string& text) {
   const message_entry entry(text);
   return raised<Error>([&] { entry.bytes(); });
 }
@@ -266,7 +263,8 @@ TEST(ByteMessage, ADefaultInformationFieldIsKnownAndThenNotDeclared) {
             "PRODUCT_IDis an invalid attibute under Entry ID 17 !");
 }
 
-// --- What has no meaning, and what is refused ---------------------------------------------------
+// --- What has no meaning, and what is refused_bytes
+// ---------------------------------------------------
 
 TEST(ByteMessage, AFormatCharacterWithoutAMeaningShowsNothing) {
   message_entry entry("a%x%U4%b%d%U4%c");
@@ -275,21 +273,21 @@ TEST(ByteMessage, AFormatCharacterWithoutAMeaningShowsNothing) {
 }
 
 TEST(ByteMessage, AMisspeltNameBehindAFormatCharacterWithoutAMeaningIsFound) {
-  EXPECT_EQ(refused<KPX_logging_invalid_message_string>("%x%U5%"),
-            prefix + "unable to find attribute value for \"U5\"!");
+  EXPECT_EQ(refused_bytes<KPX_logging_invalid_message_string>("%x%U5%"),
+            invalid_message + "unable to find attribute value for \"U5\"!");
 }
 
 TEST(ByteMessage, AnUnknownNameIsRefused) {
-  EXPECT_EQ(refused<KPX_logging_invalid_message_string>("%d%NOBODY%"),
-            prefix + "unable to find attribute value for \"NOBODY\"!");
+  EXPECT_EQ(refused_bytes<KPX_logging_invalid_message_string>("%d%NOBODY%"),
+            invalid_message + "unable to find attribute value for \"NOBODY\"!");
 }
 
 TEST(ByteMessage, TheTypeMustSuitTheFormatCharacter) {
   for (const char* text : {"%s%U4%", "%d%REAL%", "%u%TEXT%", "%f%U4%", "%C%TEXT%", "%P%STAMP%",
                            "%D%U4%", "%T%MBTEXT%"}) {
     const std::string name = std::string(text).substr(3, std::string(text).size() - 4);
-    EXPECT_EQ(refused<KPX_logging_invalid_message_string>(text),
-              prefix + "invalid format specifier for attribute \"" + name + "\"!");
+    EXPECT_EQ(refused_bytes<KPX_logging_invalid_message_string>(text),
+              invalid_message + "invalid format specifier for attribute \"" + name + "\"!");
   }
 }
 
@@ -297,7 +295,7 @@ TEST(ByteMessage, TheTypeIsCheckedBeforeTheValueIsRead) {
   message_entry entry("%f%U4%");
   kp_LOG_LogEntry::SetOperationMode(1);
   EXPECT_EQ(raised<KPX_logging_invalid_message_string>([&] { entry.bytes(); }),
-            prefix + "invalid format specifier for attribute \"U4\"!");
+            invalid_message + "invalid format specifier for attribute \"U4\"!");
 }
 
 TEST(ByteMessage, ElevenPlaceholdersAreRendered) {
@@ -327,21 +325,21 @@ TEST(ByteMessage, AFormatFollowedByTextIsReportedAndTheTextTakenAsAName) {
   const std::string report = reported(message_entry("%dPORT"), error);
   EXPECT_EQ(count_of(assertion, report), 1U);
   EXPECT_THAT(report, HasSubstr("logging/logmsg"));
-  EXPECT_EQ(error, prefix + "unable to find attribute value for \"%dPORT\"!");
+  EXPECT_EQ(error, invalid_message + "unable to find attribute value for \"%dPORT\"!");
 }
 
 TEST(ByteMessage, AFormatAtTheEndIsReportedAndHasAnEmptyName) {
   std::string error;
   const std::string report = reported(message_entry("abc%d%"), error);
   EXPECT_EQ(count_of(assertion, report), 1U);
-  EXPECT_EQ(error, prefix + "unable to find attribute value for \"\"!");
+  EXPECT_EQ(error, invalid_message + "unable to find attribute value for \"\"!");
 }
 
 TEST(ByteMessage, AFormatFollowedByAnEscapeHasAnEmptyName) {
   std::string error;
   const std::string report = reported(message_entry("%d%%A%B%"), error);
   EXPECT_EQ(count_of(assertion, report), 1U);
-  EXPECT_EQ(error, prefix + "unable to find attribute value for \"\"!");
+  EXPECT_EQ(error, invalid_message + "unable to find attribute value for \"\"!");
 }
 
 TEST(ByteMessage, ALonePercentSignIsRefusedEachTime) {

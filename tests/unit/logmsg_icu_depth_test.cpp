@@ -9,18 +9,13 @@
 #include <vector>
 
 #include "logging/logmsg_icu_depth.h"
+#include "tests/support/long_text.h"
 
 constexpr int no_limit = 1000000;
 
 static int depth_of(const std::string& pattern, int limit = no_limit) {
   const icu::UnicodeString units = icu::UnicodeString::fromUTF8(pattern);
   return logmsg_pattern_depth(units, limit).deepest();
-}
-
-static std::string repeated(const std::string& text, int times) {
-  std::string result;
-  while (times-- > 0) result += text;
-  return result;
 }
 
 TEST(PatternDepth, CountsTheBracesOfArgumentsAndOfTheirMessages) {

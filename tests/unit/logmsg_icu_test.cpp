@@ -9,8 +9,6 @@
 #include "tests/support/message_entry.h"
 #include "tests/support/raised.h"
 
-static const std::string prefix =
-    "<KPX_logging_invalid_message_string> _kp_LOG_log_message::get_message:  ";
 static const char* const constructor_failed =
     "<KPX_logging_internal_error> _kp_LOG_log_message::get_message:  MessageFormat constructor "
     "failed! most caused by number of attribute in message txt more than 9. (now ICU only support "
@@ -20,7 +18,7 @@ static const char* const format_failed =
     "failed!";
 
 template <class Error>
-static std::string refused(const std::string& text) {
+static std::string refused_pattern(const std::string& text) {
   const message_entry entry(text);
   return raised<Error>([&] { entry.unicode(); });
 }
@@ -199,7 +197,7 @@ TEST(IcuPattern, AFormatCharacterWithoutAMeaningTakesNoNumber) {
 
 TEST(IcuPattern, UnbalancedBracesAreRefused) {
   for (const char* text : {"{ %d%U4%", "{} %d%U4%", "{0,number %d%U4%", "{-1} %d%U4%"}) {
-    EXPECT_EQ(refused<KPX_logging_internal_error>(text), constructor_failed) << text;
+    EXPECT_EQ(refused_pattern<KPX_logging_internal_error>(text), constructor_failed) << text;
   }
   EXPECT_EQ(with_four("} %d%U4%"), "} 4");
 }
@@ -208,13 +206,14 @@ TEST(IcuPattern, TenPlaceholdersAreRenderedAndElevenRefused) {
   std::string text = "%d%U4%";
   for (int i = 1; i < 10; ++i) text += ",%d%U4%";
   EXPECT_EQ(with_four(text), "4,4,4,4,4,4,4,4,4,4");
-  EXPECT_EQ(refused<KPX_logging_internal_error>(text + ",%d%U4%"), constructor_failed);
+  EXPECT_EQ(refused_pattern<KPX_logging_internal_error>(text + ",%d%U4%"), constructor_failed);
   EXPECT_EQ(with_four(text + ",%x%U4%"), "4,4,4,4,4,4,4,4,4,4,");
 }
 
 TEST(IcuPattern, ALiteralNumberAboveNineIsRefused) {
-  EXPECT_EQ(refused<KPX_logging_internal_error>("{10} %d%U4%"), constructor_failed);
-  EXPECT_EQ(refused<KPX_logging_internal_error>("{0,choice,0#{12}} %d%U4%"), constructor_failed);
+  EXPECT_EQ(refused_pattern<KPX_logging_internal_error>("{10} %d%U4%"), constructor_failed);
+  EXPECT_EQ(refused_pattern<KPX_logging_internal_error>("{0,choice,0#{12}} %d%U4%"),
+            constructor_failed);
   EXPECT_EQ(with_four("{9} %d%U4%"), "{9} 4");
 }
 
@@ -228,14 +227,14 @@ static std::string nested(int depth) {
 
 TEST(IcuPattern, BracesNestedAHundredDeepAreRenderedAndMoreRefused) {
   EXPECT_EQ(with_four(nested(100)), "deep 4");
-  EXPECT_EQ(refused<KPX_logging_internal_error>(nested(101)), constructor_failed);
-  EXPECT_EQ(refused<KPX_logging_internal_error>(nested(20000)), constructor_failed);
+  EXPECT_EQ(refused_pattern<KPX_logging_internal_error>(nested(101)), constructor_failed);
+  EXPECT_EQ(refused_pattern<KPX_logging_internal_error>(nested(20000)), constructor_failed);
 }
 
 TEST(IcuPattern, QuotedClosingBracesDoNotHideTheDepth) {
   std::string text = "''";
   for (int i = 0; i < 20000; ++i) text += "{0,choice,0#'}'";
-  EXPECT_EQ(refused<KPX_logging_internal_error>(text + "%d%U4%"), constructor_failed);
+  EXPECT_EQ(refused_pattern<KPX_logging_internal_error>(text + "%d%U4%"), constructor_failed);
 }
 
 TEST(IcuPattern, ManyBracesSideBySideAreNotDeep) {
@@ -250,7 +249,7 @@ TEST(IcuPattern, APlaceholderIsADepthOfItsOwn) {
   std::string text = "%d%U4%}";
   for (int i = 1; i < 100; ++i) text = "{0,choice,0#" + text + "}";
   EXPECT_EQ(with_four(text.substr(0, text.size() - 1) + "%d%U4%"), "44");
-  EXPECT_EQ(refused<KPX_logging_internal_error>("{0,choice,0#" + text + "%d%U4%"),
+  EXPECT_EQ(refused_pattern<KPX_logging_internal_error>("{0,choice,0#" + text + "%d%U4%"),
             constructor_failed);
 }
 
@@ -274,38 +273,39 @@ TEST(IcuPattern, AFormatThatFailsIsSilentBelowLevelThree) {
   EXPECT_THAT(log.lines(), testing::Not(testing::Contains(testing::HasSubstr("get_message"))));
 }
 
-// --- What is refused ----------------------------------------------------------------------------
+// --- What is refused_pattern
+// ----------------------------------------------------------------------------
 
 TEST(IcuMessage, AnUnknownNameIsRefused) {
-  EXPECT_EQ(refused<KPX_logging_invalid_message_string>("%d%NOBODY%"),
-            prefix + "unable to find attribute value for \"NOBODY\"!");
-  EXPECT_EQ(refused<KPX_logging_invalid_message_string>("%x%NOBODY%"),
-            prefix + "unable to find attribute value for \"NOBODY\"!");
+  EXPECT_EQ(refused_pattern<KPX_logging_invalid_message_string>("%d%NOBODY%"),
+            invalid_message + "unable to find attribute value for \"NOBODY\"!");
+  EXPECT_EQ(refused_pattern<KPX_logging_invalid_message_string>("%x%NOBODY%"),
+            invalid_message + "unable to find attribute value for \"NOBODY\"!");
 }
 
 TEST(IcuMessage, TheTypeMustSuitTheFormatCharacter) {
   for (const char* text : {"%s%U4%", "%d%REAL%", "%u%TEXT%", "%f%U4%", "%C%TEXT%", "%P%STAMP%",
                            "%D%U4%", "%T%MBTEXT%"}) {
     const std::string name = std::string(text).substr(3, std::string(text).size() - 4);
-    EXPECT_EQ(refused<KPX_logging_invalid_message_string>(text),
-              prefix + "invalid format specifier for attribute \"" + name + "\"!");
+    EXPECT_EQ(refused_pattern<KPX_logging_invalid_message_string>(text),
+              invalid_message + "invalid format specifier for attribute \"" + name + "\"!");
   }
 }
 
 TEST(IcuMessage, PlaceholdersAreCheckedBeforeThePattern) {
-  EXPECT_EQ(refused<KPX_logging_invalid_message_string>("{ %d%NOBODY%"),
-            prefix + "unable to find attribute value for \"NOBODY\"!");
+  EXPECT_EQ(refused_pattern<KPX_logging_invalid_message_string>("{ %d%NOBODY%"),
+            invalid_message + "unable to find attribute value for \"NOBODY\"!");
 }
 
 TEST(IcuMessage, AFormatWithoutANameIsReportedAndRefused) {
   testing::internal::CaptureStderr();
-  const std::string lone = refused<KPX_logging_invalid_message_string>("50%");
-  const std::string literal = refused<KPX_logging_invalid_message_string>("Port %d");
-  const std::string nothing = refused<KPX_logging_invalid_message_string>("%d%PORT");
+  const std::string lone = refused_pattern<KPX_logging_invalid_message_string>("50%");
+  const std::string literal = refused_pattern<KPX_logging_invalid_message_string>("Port %d");
+  const std::string nothing = refused_pattern<KPX_logging_invalid_message_string>("%d%PORT");
   const std::string report = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(lone, prefix + "unable to find attribute value for \"50%\"!");
-  EXPECT_EQ(literal, prefix + "unable to find attribute value for \"Port %\"!");
-  EXPECT_EQ(nothing, prefix + "unable to find attribute value for \"\"!");
+  EXPECT_EQ(lone, invalid_message + "unable to find attribute value for \"50%\"!");
+  EXPECT_EQ(literal, invalid_message + "unable to find attribute value for \"Port %\"!");
+  EXPECT_EQ(nothing, invalid_message + "unable to find attribute value for \"\"!");
   EXPECT_THAT(report, testing::HasSubstr("p_token->get_type() == _KP_ARG_SPECIFIER_TOKEN"));
 }
 
@@ -341,7 +341,7 @@ TEST(MessagePlans, TheTypeIsThatOfTheDefinitionNow) {
   entry->add_attrib_mbstr("X", "Größe", true);
   EXPECT_EQ(entry.unicode() + entry.bytes(), "GrößeGröße");
   entry.use(with_type(TypeUInt4));
-  const std::string text = prefix + "invalid format specifier for attribute \"X\"!";
+  const std::string text = invalid_message + "invalid format specifier for attribute \"X\"!";
   EXPECT_EQ(raised<KPX_logging_invalid_message_string>([&] { entry.unicode(); }), text);
   EXPECT_EQ(raised<KPX_logging_invalid_message_string>([&] { entry.bytes(); }), text);
 }

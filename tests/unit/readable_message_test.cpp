@@ -16,25 +16,15 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-static const char* const not_converted =
-    "_kp_LOG_log_message::get_readable_message:  MessageFormat::format() failed!";
 static const char* const no_converter =
     "_kp_LOG_log_message::get_readable_message:  UnicodeConverter constructor failed!";
 static const char* const no_default_converter =
     "_kp_LOG_log_message::get_readable_message:  Default UnicodeConverter constructor failed!";
-static const char* const conversion_line =
-    "logging/logentry_i:N _kp_LOG_log_entry_imp::get_readable_message, fromUnicodeString error";
 
 static std::string converter_line(const std::string& code_page) {
   return "logging/logentry_i:N _kp_LOG_log_entry_imp::get_readable_message, UnicodeConverter "
          "construct error, codepage=" +
          code_page;
-}
-
-// An entry whose message is `text`, through either renderer.
-static void show(message_entry& entry, const std::string& text) {
-  entry.use_template("%s%MBTEXT%");
-  entry->add_attrib_mbstr("MBTEXT", text.c_str(), true);
 }
 
 // --- The buffer operation -----------------------------------------------------------------------

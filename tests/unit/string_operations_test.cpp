@@ -7,19 +7,10 @@
 
 #include "logging/logentry_i.h"
 #include "tests/support/loaded_definitions.h"
+#include "tests/support/long_text.h"
 #include "tests/support/raised.h"
 
 using entry_t = _kp_LOG_log_entry_imp;
-
-static std::string repeated(std::string_view text, int times) {
-  std::string result;
-  for (int i = 0; i < times; ++i) result += text;
-  return result;
-}
-
-static std::string overflow_of(const char* name) {
-  return std::string(name) + " Attribute value is overflow under Entry ID 17 !";
-}
 
 // Runs filter_string on a destination of `size` bytes between two guards and returns the text; a
 // byte written outside of the destination fails the test.

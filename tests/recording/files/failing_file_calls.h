@@ -13,6 +13,7 @@
 
 #include "recording/files/file_error.h"
 #include "tests/support/failing.h"
+#include "tests/support/temp_folder.h"
 
 // A limit of the size of files, which stands for a full disk, for a scope.
 class small_disk {
@@ -55,11 +56,6 @@ inline constexpr named_file_call file_calls[] = {
     {kp_fault_call::mkostemp, "mkostemp"}, {kp_fault_call::fdopendir, "fdopendir"},
     {kp_fault_call::readdir, "readdir"},
 };
-
-inline size_t open_descriptors() {
-  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-  return static_cast<size_t>(std::distance(begin(descriptors), end(descriptors)));
-}
 
 // The text of the file_error; empty when nothing was raised.
 inline std::string text_of(const std::exception_ptr& outcome, file_use use = file_use::writing) {
