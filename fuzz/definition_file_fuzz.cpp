@@ -10,7 +10,7 @@
 #include "kp_LOG_errors.h"
 #include "logging/ldf_load.h"
 #include "logging/log_definition.h"
-#include "recording/definitions/reader.h"
+#include "recording/definitions/compiled_file.h"
 #include "tools/compiled/verify.h"
 #include "tools/compiled/writer.h"
 #include "tools/dump/tables.h"

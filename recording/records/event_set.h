@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "kp_LOG_AttributeType.h"
-#include "recording/definitions/reader.h"
+#include "recording/definitions/compiled_file.h"
 #include "recording/report/diagnostics.h"
 
 // An attribute that entries of an event may carry.

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "recording/sinks/counter_file.h"
+#include "recording/sinks/counter_record.h"
 
 // What a fault in a counter file says that was attempted.
 inline constexpr const char* count_action = "count in";

@@ -9,7 +9,7 @@
 
 #include "recording/files/path.h"
 #include "recording/files/read_file.h"
-#include "recording/sinks/counter_file.h"
+#include "recording/sinks/counter_record.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"

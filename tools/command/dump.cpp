@@ -2,7 +2,7 @@
 #include <memory>
 #include <ostream>
 
-#include "recording/definitions/reader.h"
+#include "recording/definitions/compiled_file.h"
 #include "recording/files/path.h"
 #include "recording/files/read_file.h"
 #include "tools/command/commands.h"

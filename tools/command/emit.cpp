@@ -12,7 +12,7 @@
 #include "recording/records/input.h"
 #include "recording/records/service.h"
 #include "recording/report/standard_error.h"
-#include "recording/sinks/entry_counts.h"
+#include "recording/sinks/counter_writer.h"
 #include "recording/sinks/sink.h"
 #include "recording/text/code_page.h"
 #include "recording/text/number.h"
@@ -242,7 +242,7 @@ static emit_outputs open_outputs(const emit_options& options, const event_set& e
   for (const std::string& sink : options.sinks)
     outputs.sinks.push_back(make_record_sink(sink, shared));
   if (!options.count.empty())
-    outputs.counts = std::make_unique<entry_counts>(options.count, waiting);
+    outputs.counts = std::make_unique<counter_writer>(options.count, waiting);
   if (const auto path = options.quarantine())
     outputs.quarantine =
         std::make_unique<line_file>(*path, append_rules{.report = tell, .waiting = waiting});

@@ -2,8 +2,8 @@
 #ifndef TOOLS_COMPILED_VERIFY_H
 #define TOOLS_COMPILED_VERIFY_H
 
+#include "recording/definitions/compiled_file.h"
 #include "recording/definitions/merged_set.h"
-#include "recording/definitions/reader.h"
 #include "recording/report/diagnostics.h"
 
 // Adds what the library refuses or leaves without effect in a file that could be read without an

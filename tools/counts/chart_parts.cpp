@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "recording/sinks/counter_file.h"
+#include "recording/sinks/counter_record.h"
 #include "recording/text/escape.h"
 
 // --- SVG

@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "recording/sinks/counter_file.h"
+#include "recording/sinks/counter_record.h"
 
 enum class report_period { none, day, month };
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "recording/definitions/compiled_file.h"
 #include "recording/definitions/merged_set.h"
 #include "recording/definitions/model.h"
-#include "recording/definitions/reader.h"
 #include "recording/report/diagnostics.h"
 #include "recording/report/text_file.h"
 #include "tools/report/outcome.h"

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "recording/definitions/reader.h"
+#include "recording/definitions/compiled_file.h"
 
 // Everything that the file says, with offsets and the numbers that nobody interprets, as one
 // object. Plain ASCII; a text that is not UTF-8 is {"hex": "..."}.

@@ -4,8 +4,8 @@
 
 #include <string>
 
+#include "recording/definitions/compiled_file.h"
 #include "recording/definitions/merged_set.h"
-#include "recording/definitions/reader.h"
 #include "recording/report/diagnostics.h"
 
 // A source that compiles to the bytes of the file. Texts stand as people write them where that

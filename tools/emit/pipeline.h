@@ -11,7 +11,7 @@
 #include "recording/records/input.h"
 #include "recording/records/parser.h"
 #include "recording/records/stored_form.h"
-#include "recording/sinks/entry_counts.h"
+#include "recording/sinks/counter_writer.h"
 #include "recording/sinks/sink.h"
 #include "tools/emit/filter.h"
 #include "tools/emit/run_report.h"
@@ -19,10 +19,10 @@
 // Where a run's results go.
 struct emit_outputs {
   std::vector<std::unique_ptr<record_sink>> sinks;
-  std::unique_ptr<entry_counts> counts;   // null: nothing is counted
-  std::unique_ptr<line_file> quarantine;  // null: bad lines are dropped
-  bool acknowledges = false;              // each batch, on standard output
-  bool synced = false;                    // every batch is written to the disk itself
+  std::unique_ptr<counter_writer> counts;  // null: nothing is counted
+  std::unique_ptr<line_file> quarantine;   // null: bad lines are dropped
+  bool acknowledges = false;               // each batch, on standard output
+  bool synced = false;                     // every batch is written to the disk itself
 };
 
 class emit_pipeline {

@@ -1,6 +1,6 @@
 // Compiled files as the tools read them: values with their offsets, faults, oddities, hostile
 // bytes.
-#include "recording/definitions/reader.h"
+#include "recording/definitions/compiled_file.h"
 
 #include <gmock/gmock.h>
 

@@ -11,7 +11,7 @@
 
 #include "recording/files/file_error.h"
 #include "recording/files/shared_file.h"
-#include "recording/sinks/entry_counts.h"
+#include "recording/sinks/counter_writer.h"
 #include "tests/support/counter_folder.h"
 #include "tests/support/raised_by.h"
 
@@ -26,7 +26,7 @@ class CounterIndex : public testing::Test {
   void write(const std::string& bytes) const { folder_.write("c.cnt", bytes); }
   std::string bytes() const { return read_whole_file(folder_.file("c.cnt")); }
   // Counts of the 15th.
-  static void count(entry_counts& counts, uint32_t id, int entries = 1) {
+  static void count(counter_writer& counts, uint32_t id, int entries = 1) {
     for (int i = 0; i < entries; ++i) counts.add(day_of(15), id);
     counts.write(false);
   }
@@ -52,7 +52,7 @@ TEST_F(CounterIndex, AFileThatIsNoCounterIsLeftAlone) {
   for (const std::string& wrong : {std::string("no counter"), sound + std::string(40, 'x'),
                                    other_length, sound + sound + other_length}) {
     write(wrong);
-    EXPECT_THAT(raised_by<file_error>([&] { entry_counts counts(folder_.file("c")); }),
+    EXPECT_THAT(raised_by<file_error>([&] { counter_writer counts(folder_.file("c")); }),
                 testing::StartsWith("cannot count in " + folder_.file("c.cnt") +
                                     ": it is no counter file; what begins at byte "));
     EXPECT_EQ(bytes(), wrong);
@@ -60,7 +60,7 @@ TEST_F(CounterIndex, AFileThatIsNoCounterIsLeftAlone) {
   }
   EXPECT_EQ(raised_by<file_error>([&] {
               write(sound + other_length);
-              entry_counts counts(folder_.file("c"));
+              counter_writer counts(folder_.file("c"));
             }),
             "cannot count in " + folder_.file("c.cnt") +
                 ": it is no counter file; what begins at byte 32 is a record of 33 bytes by its "
@@ -72,7 +72,7 @@ TEST_F(CounterIndex, ZerosAndTornRecordsAreThoseOfACounter) {
   for (size_t torn = 0; torn < 32; ++torn) {
     for (const std::string& tail : {std::string(torn, '\0'), sound.substr(0, torn)}) {
       write(sound + tail);
-      entry_counts counts(folder_.file("c"));
+      counter_writer counts(folder_.file("c"));
       count(counts, 1);
       EXPECT_EQ(bytes(), counter_record(2026, 11, 15, 1, 2) + tail);
       for (const uint32_t id : {2U, 3U, 2U}) counts.add(day_of(15), id);
@@ -87,8 +87,8 @@ TEST_F(CounterIndex, ZerosAndTornRecordsAreThoseOfACounter) {
 
 // What others do between two batches.
 TEST_F(CounterIndex, ChangesOfOthersAreFollowed) {
-  entry_counts ours(folder_.file("c"));
-  entry_counts others(folder_.file("c"));
+  counter_writer ours(folder_.file("c"));
+  counter_writer others(folder_.file("c"));
   count(ours, 1);
   count(others, 1);
   count(others, 2);
@@ -117,10 +117,10 @@ TEST_F(CounterIndex, ALockOrFolderOfAnotherIsTakenInstead) {
   const std::string file = folder_.file("day/c.cnt");
   std::optional<folder_lock> other;
   // Asked once while the other one holds the lock, which it then leaves.
-  entry_counts counts(file, {.is_to_end = [&] {
-                        other.reset();
-                        return false;
-                      }});
+  counter_writer counts(file, {.is_to_end = [&] {
+                          other.reset();
+                          return false;
+                        }});
   count(counts, 1);
   // The lock is removed, and somebody else has a new one.
   fs::remove(folder_.file("day/c_lock"));
@@ -149,7 +149,7 @@ TEST_F(CounterIndex, ALockOrFolderOfAnotherIsTakenInstead) {
 }
 
 TEST_F(CounterIndex, ALinkMadeMeanwhileIsRefusedAndItsCountsKept) {
-  entry_counts counts(folder_.file("c"));
+  counter_writer counts(folder_.file("c"));
   count(counts, 1);
   fs::create_hard_link(folder_.file("c.cnt"), folder_.file("link"));
   EXPECT_EQ(raised_by<file_error>([&] { count(counts, 1); }),
@@ -178,8 +178,8 @@ TEST_F(CounterIndex, TwoProcessesAndTheLibraryKeepWhatTheLibraryAloneWouldKeep) 
   const counter_folder expected;
   _kp_LOG_EntryCounter reference;
   reference.OpenEntryCounterFile(expected.folder().path().c_str(), "c");
-  entry_counts first(folder_.file("c"));
-  entry_counts second(folder_.file("c"));
+  counter_writer first(folder_.file("c"));
+  counter_writer second(folder_.file("c"));
   _kp_LOG_EntryCounter library;
   library.OpenEntryCounterFile(folder_.path().c_str(), "c");
   for (int i = 0; i < 1500 && !HasFailure(); ++i) {
@@ -196,7 +196,7 @@ TEST_F(CounterIndex, TwoProcessesAndTheLibraryKeepWhatTheLibraryAloneWouldKeep) 
       add_by_search(library, bytes(), day, id, static_cast<uint32_t>(added));
       add_by_search(reference, expected.bytes(), day, id, static_cast<uint32_t>(added));
     } else {
-      entry_counts& counts = what % 2 == 0 ? first : second;
+      counter_writer& counts = what % 2 == 0 ? first : second;
       for (int entry = 0; entry < entries; ++entry)
         counts.add(day_of(day), static_cast<uint32_t>(id));
       counts.write(false);

@@ -1,7 +1,7 @@
 // Batches and counts, when the system refuses something.
 #include <filesystem>
 
-#include "recording/sinks/entry_counts.h"
+#include "recording/sinks/counter_writer.h"
 #include "tests/recording/files/failing_file_calls.h"
 #include "tests/recording/sinks/record_sink_fixture.h"
 #include "tests/support/counter_folder.h"
@@ -119,10 +119,10 @@ TEST_F(FailingCounts, NothingIsLostOrCountedTwice) {
   const std::string after = counter_record(2026, 11, 15, 1, 3) +
                             counter_record(2026, 11, 15, 3, 1) +
                             counter_record(2026, 11, 15, 2, 1) + counter_record(2026, 11, 16, 1, 1);
-  std::unique_ptr<entry_counts> counts;
+  std::unique_ptr<counter_writer> counts;
   const auto prepare = [&] {
     put_back(folder_, before);
-    counts = std::make_unique<entry_counts>(folder_.file("c"));
+    counts = std::make_unique<counter_writer>(folder_.file("c"));
     for (const uint32_t id : {1U, 1U, 3U}) counts->add(day_of(15), id);
     counts->add(day_of(16), 1);
   };
@@ -145,7 +145,7 @@ TEST_F(FailingCounts, NothingIsLostOrCountedTwice) {
 TEST_F(FailingCounts, ARecordThatDoesNotFitIsNotTornOff) {
   for (size_t room = 0; room < 32; ++room) {
     folder_.write("c.cnt", counter_record(2026, 11, 15, 1, 1));
-    entry_counts counts(folder_.file("c"));
+    counter_writer counts(folder_.file("c"));
     counts.add(day_of(16), 2);
     {
       const small_disk limit(32 + room);
@@ -162,7 +162,7 @@ TEST_F(FailingCounts, ARecordThatDoesNotFitIsNotTornOff) {
 TEST_F(FailingCounts, AFailedStartLeavesTheFile) {
   folder_.write("c.cnt", sound());
   const std::set<std::string> texts = for_each_failing_file_call(
-      1, [&] { entry_counts(folder_.file("c")); },
+      1, [&] { counter_writer(folder_.file("c")); },
       [&](const std::string& text) {
         EXPECT_EQ(read_whole_file(folder_.file("c.cnt")), sound()) << text;
       });

@@ -5,7 +5,7 @@
 #include <functional>
 #include <map>
 
-#include "recording/definitions/reader.h"
+#include "recording/definitions/compiled_file.h"
 #include "tests/command/random_definitions.h"
 #include "tools/compare/changes.h"
 #include "tools/compare/report.h"

@@ -1,7 +1,7 @@
 // A compiled definition file in memory: the model that its sources would give, and what only the
 // file knows. docs/definition-format.md describes the layout.
-#ifndef RECORDING_DEFINITIONS_READER_H
-#define RECORDING_DEFINITIONS_READER_H
+#ifndef RECORDING_DEFINITIONS_COMPILED_FILE_H
+#define RECORDING_DEFINITIONS_COMPILED_FILE_H
 
 #include <string>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "recording/sinks/entry_counts.h"
+#include "recording/sinks/counter_writer.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -20,7 +20,7 @@ counter_place counter_place_of(const std::string& path) {
   return {file, place.folder, place.name.substr(0, place.name.size() - ending.size())};
 }
 
-entry_counts::entry_counts(const std::string& path, lock_waiting waiting)
+counter_writer::counter_writer(const std::string& path, lock_waiting waiting)
     : place_(counter_place_of(path)),
       file_name_(place_.name + std::string(ending)),
       waiting_(std::move(waiting)),
@@ -29,11 +29,11 @@ entry_counts::entry_counts(const std::string& path, lock_waiting waiting)
   write(false);
 }
 
-void entry_counts::add(const kp_Time& day, uint32_t id) {
+void counter_writer::add(const kp_Time& day, uint32_t id) {
   ++noted_[{{day.get_year(), day.get_month(), day.get_day()}, id}];
 }
 
-void entry_counts::take_lock() {
+void counter_writer::take_lock() {
   if (lock_)
     lock_->take_again(waiting_);
   else
@@ -41,13 +41,13 @@ void entry_counts::take_lock() {
 }
 
 // Whether the file that is open still has its name, so that one that was moved away is left alone.
-bool entry_counts::is_open_file(struct stat& status) const {
+bool counter_writer::is_open_file(struct stat& status) const {
   return file_.is_open() &&
          KP_fstatat(lock_->folder(), file_name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
          counter_.is_of(status);
 }
 
-void entry_counts::open_file() {
+void counter_writer::open_file() {
   static constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   struct stat status {};
   if (!is_open_file(status)) {
@@ -62,7 +62,7 @@ void entry_counts::open_file() {
 }
 
 // A failure closes everything, so that the next batch begins anew.
-void entry_counts::write(bool synced) {
+void counter_writer::write(bool synced) {
   try {
     take_lock();
     open_file();
@@ -76,7 +76,7 @@ void entry_counts::write(bool synced) {
   }
 }
 
-void entry_counts::write_noted(bool synced) {
+void counter_writer::write_noted(bool synced) {
   if (noted_.empty()) return;
   while (!noted_.empty()) {
     index_.add(file_.get(), noted_.begin()->first, noted_.begin()->second);

@@ -1,4 +1,4 @@
-#include "recording/sinks/counter_file.h"
+#include "recording/sinks/counter_record.h"
 
 #include <algorithm>
 #include <cstdio>

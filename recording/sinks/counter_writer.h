@@ -1,6 +1,7 @@
-// Counts of written entries in a counter file (docs/counter-file.md) that several processes share.
-#ifndef RECORDING_SINKS_ENTRY_COUNTS_H
-#define RECORDING_SINKS_ENTRY_COUNTS_H
+// Counts the entries of a run into a counter file (docs/counter-file.md) that several processes
+// share.
+#ifndef RECORDING_SINKS_COUNTER_WRITER_H
+#define RECORDING_SINKS_COUNTER_WRITER_H
 
 #include <sys/stat.h>
 
@@ -23,11 +24,11 @@ struct counter_place {
 // "DIR/NAME", or the file itself, DIR/NAME.cnt.
 counter_place counter_place_of(const std::string& path);
 
-class entry_counts {
+class counter_writer {
  public:
   // Raises file_error where the file cannot be made, is no regular file with one name, or no
   // counter file.
-  explicit entry_counts(const std::string& path, lock_waiting waiting = {});
+  explicit counter_writer(const std::string& path, lock_waiting waiting = {});
 
   // Notes one more entry of that day.
   void add(const kp_Time& day, uint32_t id);

@@ -1,4 +1,4 @@
-#include "recording/definitions/reader.h"
+#include "recording/definitions/compiled_file.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
-// What a counter file holds (docs/counter-file.md), as the library reads it.
-#ifndef RECORDING_SINKS_COUNTER_FILE_H
-#define RECORDING_SINKS_COUNTER_FILE_H
+// The records of a counter file (docs/counter-file.md), as the library reads them.
+#ifndef RECORDING_SINKS_COUNTER_RECORD_H
+#define RECORDING_SINKS_COUNTER_RECORD_H
 
 #include <chrono>
 #include <compare>
