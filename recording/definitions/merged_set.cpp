@@ -89,7 +89,7 @@ class std_event_merge {
 
   bool check_number(const placed<uint32_t>& number, const placed<uint32_t>& held,
                     const char* what) {
-    if (number.value != held.value) return true;
+    if (!number.is_given() || number.value != held.value) return true;
     found_.add("std-message"_rule, number.place,
                std::string("a selector message of the STD event has this ") + what + " already",
                held.place, std::string("the ") + what + " is given here");

@@ -135,6 +135,19 @@ TEST_F(AuxSets, GoldenListOfEverythingWrongBesideAnStdSet) {
     }
 }
 
+// What a message lacks is no number that the STD event could have already.
+TEST_F(AuxSets, MessagesWithoutIndexOrValueAreComparedWithNone) {
+  const std::string standard = source_of(
+      "  E: {id: 1, attributes: {A: UInt1}, select: A, messages: [{index: 1, value: 0, id: M}]}\n");
+  const auto result = compile(standard, source_of("  E:\n    id: 1\n    messages:\n"
+                                                  "      - {index: 2, id: N}\n"
+                                                  "      - {value: 2, id: O}\n"));
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(headlines(result.err),
+            "aux.yaml:7:9: error[missing-key]: a selector message needs the key \"value\"\n"
+            "aux.yaml:8:9: error[missing-key]: a selector message needs the key \"index\"\n");
+}
+
 TEST_F(AuxSets, PlacesInACompiledStdFileAreOffsets) {
   folder().write("std.yaml", source_of("  E: {id: 1, attributes: {A: UInt1}}\n"));
   folder().write("aux.yaml", source_of("  E: {id: 1, attributes: {A: UInt1}}\n"));
