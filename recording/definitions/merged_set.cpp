@@ -211,10 +211,6 @@ static void declare_all(std::vector<attribute_model>& attributes) {
     declare(attributes, std::move(attribute));
 }
 
-static bool is_whole_message(const message_model& message) {
-  return !message.id.value.empty() && !message.template_bytes.empty();
-}
-
 // As the library keeps an event of one file. A selector without its declaration selects nothing,
 // also when the other set declares an attribute of that name.
 static void settle(event_model& event) {
@@ -228,7 +224,9 @@ static void add_event(event_model& merged, const event_model& added) {
   merged.messages.insert(merged.messages.end(), added.messages.begin(), added.messages.end());
   merged.second_word = added.second_word;
   if (merged.flags == 0) merged.flags = added.flags;
-  if (is_whole_message(added.message)) merged.message = added.message;
+  const bool has_whole_message =
+      !added.message.id.value.empty() && !added.message.template_bytes.empty();
+  if (has_whole_message) merged.message = added.message;
 }
 
 definition_set merged_set(definition_set standard, const definition_set& set) {

@@ -346,11 +346,6 @@ void append_batch::repair_after_death() {
   lock_.write_note("");
 }
 
-// A file that has the lock's own name is looked at whenever it is opened.
-void append_batch::note(const std::string& name) {
-  if (name != lock_.name()) lock_.write_note(name);
-}
-
 // --- A batch: its files ---
 
 bool append_batch::open_existing(const std::string& name) {
@@ -394,7 +389,8 @@ void append_batch::go_on_with(open_descriptor file, const std::string& name, boo
   file_ = std::move(file);
   size_ = size;
   if (is_new) static_cast<void>(KP_fchmod(file_.get(), file_mode));
-  note(name);
+  // A file that has the lock's own name is looked at whenever it is opened.
+  if (name != lock_.name()) lock_.write_note(name);
 }
 
 void append_batch::finish_file() {

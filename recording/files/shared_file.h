@@ -138,7 +138,6 @@ class append_batch {
   void go_on_with(open_descriptor file, const std::string& name, bool is_new);
   void finish_file();
   void repair_after_death();
-  void note(const std::string& name);
   void repair_tail(int file, const std::string& name, uintmax_t& size,
                    std::string_view line_start) const;
   void report(const std::string& note) const;

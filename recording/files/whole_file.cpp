@@ -35,10 +35,8 @@ class held_back_signals {
   sigset_t before_{};
 };
 
-static bool write_special_file(const std::string& path, std::string_view bytes) {
-  const int descriptor = KP_open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
-  if (descriptor < 0) return false;
-  const bool good = write_all(descriptor, bytes);
+// Whether all went well, closing too; errno is that of the first failure.
+static bool close_written(int descriptor, bool good) {
   const int error = errno;
   if (KP_close(descriptor) != 0 && good) return false;
   errno = error;
@@ -67,13 +65,10 @@ static void synchronise_folder(const std::string& folder) {
 }
 
 static bool fill_temporary_file(int descriptor, std::string_view bytes) {
-  const bool good = write_all(descriptor, bytes) &&
-                    KP_fchmod(descriptor, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH) == 0 &&
-                    KP_fsync(descriptor) == 0;
-  const int error = errno;
-  if (KP_close(descriptor) != 0 && good) return false;
-  errno = error;
-  return good;
+  return close_written(descriptor,
+                       write_all(descriptor, bytes) &&
+                           KP_fchmod(descriptor, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH) == 0 &&
+                           KP_fsync(descriptor) == 0);
 }
 
 static bool replace_regular_file(const std::string& path, std::string_view bytes) {
@@ -98,7 +93,10 @@ static bool write_file(const std::string& path, std::string_view bytes) {
   struct stat status {};
   const bool exists = KP_stat(path.c_str(), &status) == 0;
   if (!exists && errno != ENOENT) return false;
-  if (exists && !S_ISREG(status.st_mode)) return write_special_file(path, bytes);
+  if (exists && !S_ISREG(status.st_mode)) {
+    const int descriptor = KP_open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+    return descriptor >= 0 && close_written(descriptor, write_all(descriptor, bytes));
+  }
   const std::string resolved = resolved_path(path);
   return !resolved.empty() && replace_regular_file(resolved, bytes);
 }

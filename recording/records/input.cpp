@@ -62,15 +62,6 @@ bool record_lines::take_piece(piece& taken, bool at_end) {
   return is_due;
 }
 
-static std::string_view without_return(std::string_view text) {
-  if (text.ends_with('\r')) text.remove_suffix(1);
-  return text;
-}
-
-static bool is_blank(std::string_view text) {
-  return text.find_first_not_of(" \t\r") == std::string_view::npos;
-}
-
 bool record_lines::next(record_line& line, bool at_end) {
   for (piece taken; take_piece(taken, at_end);) {
     const bool is_known = inside_;
@@ -78,10 +69,12 @@ bool record_lines::next(record_line& line, bool at_end) {
     if (is_known) continue;
     line.limit = limit_of(taken.text);
     line.too_long = taken.text.size() > line.limit;
-    line.text = without_return(taken.text.substr(0, line.limit));
+    line.text = taken.text.substr(0, line.limit);
+    if (line.text.ends_with('\r')) line.text.remove_suffix(1);
     line.number = ++number_;
     if (number_ == 1) line.text = without_mark(line.text);
-    if (!is_blank(line.text)) return true;
+    const bool is_blank = line.text.find_first_not_of(" \t\r") == std::string_view::npos;
+    if (!is_blank) return true;
   }
   return false;
 }
@@ -156,7 +149,13 @@ void record_files::hand_over_end(const record_taker& take) {
   while (lines_.next_at_end(line)) take(line);
 }
 
-void record_files::end_file(const record_taker& take) {
+void record_files::read(std::span<const pollfd> watched, const record_taker& take) {
+  if (watched.front().revents == 0) return;
+  const ssize_t got = lines_.read_from(descriptor());
+  if (got < 0 && errno == EAGAIN) return;
+  if (got < 0) raise_read_error(path());
+  hand_over_lines(take);
+  if (got > 0) return;
   hand_over_end(take);
   if (is_fifo_)
     open_again();
@@ -164,26 +163,7 @@ void record_files::end_file(const record_taker& take) {
     open_next();
 }
 
-void record_files::read(std::span<const pollfd> watched, const record_taker& take) {
-  if (watched.front().revents == 0) return;
-  const ssize_t got = lines_.read_from(descriptor());
-  if (got < 0 && errno == EAGAIN) return;
-  if (got < 0) raise_read_error(path());
-  hand_over_lines(take);
-  if (got == 0) end_file(take);
-}
-
 // --- The last of them ---
-
-static bool is_regular(int descriptor) {
-  struct stat status {};
-  return KP_fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-}
-
-static bool has_bytes_left(int file) {
-  struct stat status {};
-  return KP_fstat(file, &status) == 0 && lseek(file, 0, SEEK_CUR) < status.st_size;
-}
 
 size_t waiting_bytes(int descriptor) {
   int count = 0;
@@ -215,8 +195,9 @@ void record_files::read_waiting(const record_taker& take, record_deadline deadli
 // A file that was read to its last byte has ended, though it has not been asked, and so has a pipe
 // whose writers left.
 bool record_files::reads_last_of_file(const record_taker& take, record_deadline deadline) {
-  if (is_regular(descriptor())) {
-    has_rest_ = has_bytes_left(descriptor());
+  struct stat status {};
+  if (KP_fstat(descriptor(), &status) == 0 && S_ISREG(status.st_mode)) {
+    has_rest_ = lseek(descriptor(), 0, SEEK_CUR) < status.st_size;
     if (!has_rest_) hand_over_end(take);
     return !has_rest_;
   }

@@ -113,7 +113,6 @@ class record_files : public record_input {
 
  private:
   void open_next();
-  void end_file(const record_taker& take);
   void hand_over_lines(const record_taker& take);
   void hand_over_end(const record_taker& take);
   bool reads_last_of_file(const record_taker& take, record_deadline deadline);  // true: at its end

@@ -148,18 +148,17 @@ static bool is_out_of_room(int error) {
 
 // Without a descriptor for one more the others are served, and the next is accepted when one has
 // left.
-void record_service::run_out_of_room(int error) {
-  if (clients_.empty()) raise_service_error(path_, error);
-  client_room_ = clients_.size();
-}
-
 void record_service::accept_clients() {
   while (is_accepting()) {
     open_descriptor accepted(
         accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!accepted.is_open() && errno == ECONNABORTED) continue;
-    if (!accepted.is_open() && is_out_of_room(errno)) run_out_of_room(errno);
-    if (!accepted.is_open()) return;
+    if (!accepted.is_open()) {
+      if (!is_out_of_room(errno)) return;
+      if (clients_.empty()) raise_service_error(path_, errno);
+      client_room_ = clients_.size();
+      return;
+    }
     clients_.push_back(std::make_unique<client>(
         std::move(accepted), "unix:" + path_ + "#" + std::to_string(++client_count_)));
   }

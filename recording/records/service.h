@@ -44,7 +44,6 @@ class record_service : public record_input {
 
   void read_out(const record_taker& take, record_deadline deadline);
   void accept_clients();
-  void run_out_of_room(int error);
   bool is_accepting() const { return clients_.size() < client_room_; }
 
   std::string path_;

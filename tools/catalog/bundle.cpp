@@ -22,14 +22,6 @@ extern char** environ;  // POSIX leaves its declaration to programs
 
 // --- what stands in the bundles
 
-static std::map<std::string, std::string> source_templates(
-    const std::vector<catalog_message>& messages) {
-  std::map<std::string, std::string> templates;
-  for (const catalog_message& message : messages)
-    templates.emplace(message.id(), message.fallback());
-  return templates;
-}
-
 static void take_over(std::map<std::string, std::string>& templates,
                       const std::vector<catalog_translations>& translations,
                       const std::string& locale) {
@@ -40,7 +32,8 @@ static void take_over(std::map<std::string, std::string>& templates,
 
 std::vector<catalog_bundle> catalog_bundles(const std::vector<catalog_message>& messages,
                                             const std::vector<catalog_translations>& translations) {
-  const std::map<std::string, std::string> root = source_templates(messages);
+  std::map<std::string, std::string> root;
+  for (const catalog_message& message : messages) root.emplace(message.id(), message.fallback());
   std::map<std::string, catalog_bundle> bundles;
   for (const catalog_translations& own : translations) {
     catalog_bundle bundle{own.locale, root};

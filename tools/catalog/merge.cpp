@@ -72,23 +72,20 @@ static po_entry extracted_entry(const catalog_message& message, const definition
   return entry;
 }
 
-static std::string header_text(const std::string& language) {
-  return "Project-Id-Version: PACKAGE VERSION\n"
-         "PO-Revision-Date: YEAR-MO-DA HO:MI+ZONE\n"
-         "Last-Translator: FULL NAME <EMAIL@ADDRESS>\n"
-         "Language-Team: LANGUAGE <LL@li.org>\n"
-         "Language: " +
-         language +
-         "\n"
-         "MIME-Version: 1.0\n"
-         "Content-Type: text/plain; charset=UTF-8\n"
-         "Content-Transfer-Encoding: 8bit\n";
-}
-
 po_document empty_translations(const std::string& locale) {
   po_document document;
   document.header.id = given("");
-  document.header.translation = given(header_text(locale));
+  document.header.translation = given(
+      "Project-Id-Version: PACKAGE VERSION\n"
+      "PO-Revision-Date: YEAR-MO-DA HO:MI+ZONE\n"
+      "Last-Translator: FULL NAME <EMAIL@ADDRESS>\n"
+      "Language-Team: LANGUAGE <LL@li.org>\n"
+      "Language: " +
+      locale +
+      "\n"
+      "MIME-Version: 1.0\n"
+      "Content-Type: text/plain; charset=UTF-8\n"
+      "Content-Transfer-Encoding: 8bit\n");
   return document;
 }
 
@@ -132,10 +129,12 @@ class po_merger {
     entry.flags = old->flags;
     entry.translation.text = old->translation.text;
     const bool is_same = old->id.text == entry.id.text && old->context.text == entry.context.text;
-    if (is_same && entry.is_fuzzy())
+    if (is_same && entry.is_fuzzy()) {
       entry.previous = old->previous;
-    else if (!is_same && !entry.translation.text.empty())
-      make_fuzzy(entry, *old);
+    } else if (!is_same && !entry.translation.text.empty()) {
+      entry.set_fuzzy();
+      entry.previous = previous_lines(entry, *old);
+    }
     return entry;
   }
 
@@ -147,11 +146,6 @@ class po_merger {
           wanted_.count(old.context.text) == 0)
         return &old;
     return nullptr;
-  }
-
-  static void make_fuzzy(po_entry& entry, const po_entry& old) {
-    entry.set_fuzzy();
-    entry.previous = previous_lines(entry, old);
   }
 
   // The statements of the old message, without its translation.

@@ -77,7 +77,8 @@ class po_reader {
       rest_ = source_.line(number);
       line_end_ = source_.line_start(number) + rest_.size();
       const size_t non_text = first_non_text(rest_);
-      if (non_text != std::string_view::npos) count_non_text(at() + non_text);
+      if (non_text != std::string_view::npos && non_text_lines_++ == 0)
+        non_text_offset_ = at() + non_text;
       read_line();
       if (non_text != std::string_view::npos) spoil_entry();
     }
@@ -275,10 +276,6 @@ class po_reader {
 
   // --- the encoding
 
-  void count_non_text(size_t offset) {
-    if (non_text_lines_++ == 0) non_text_offset_ = offset;
-  }
-
   bool is_in_other_code_page() {
     const std::string type = document_.header_field("Content-Type");
     const size_t at = type.find("charset=");
@@ -358,20 +355,15 @@ static void add_lines(std::string& file, const char* mark, const std::vector<std
   }
 }
 
-static void add_flags(std::string& file, const std::vector<std::string>& flags) {
-  if (flags.empty()) return;
-  file += "#";
-  for (const std::string& flag : flags) file += ", " + flag;
-  file += "\n";
-}
-
 static void add_entry(std::string& file, const po_entry& entry) {
   const std::string mark = entry.is_obsolete ? "#~ " : "";
   if (!file.empty()) file += "\n";
   add_lines(file, "#", entry.comments);
   add_lines(file, "#.", entry.extracted);
   add_lines(file, "#:", entry.references);
-  add_flags(file, entry.flags);
+  if (!entry.flags.empty()) file += '#';
+  for (const std::string& flag : entry.flags) file += ", " + flag;
+  if (!entry.flags.empty()) file += '\n';
   if (!entry.is_obsolete) add_lines(file, "#|", entry.previous);
   if (entry.context.is_given) add_string(file, mark + "msgctxt ", entry.context.text);
   add_string(file, mark + "msgid ", entry.id.text);

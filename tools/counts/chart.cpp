@@ -135,16 +135,12 @@ static std::string span_text(const counter_report& report) {
   return first == last ? first : first + " to " + last;
 }
 
-static std::string chart_subtitle(const counter_report& report) {
-  std::string text = entries_text(report.total) + " of " + counted(report.events, "event") +
-                     " on " + counted(report.days, "day");
-  const std::string span = report.grouping.period == report_period::none ? "" : span_text(report);
-  return span.empty() ? text : text + ", " + span;
-}
-
 static svg_writer begin_chart(const counter_report& report, double height,
                               const std::string& most) {
-  const std::string subtitle = chart_subtitle(report);
+  std::string subtitle = entries_text(report.total) + " of " + counted(report.events, "event") +
+                         " on " + counted(report.days, "day");
+  const std::string span = report.grouping.period == report_period::none ? "" : span_text(report);
+  if (!span.empty()) subtitle += ", " + span;
   svg_writer svg(chart_width, height, chart_style, chart_title(report),
                  subtitle + (most.empty() ? "." : ". Most: " + most + "."));
   svg.rectangle("paper", {0, 0, chart_width, height});
@@ -310,22 +306,6 @@ static std::string timeline_chart(const counter_report& report) {
 
 // --- A bar for each event
 
-static double widest_label(const counter_report& report) {
-  double widest = 0;
-  for (const report_row& row : report.rows)
-    widest = std::max(widest, text_width(shortened(report.event_text(row.id), label_cells)));
-  return widest;
-}
-
-static void draw_bar(svg_writer& svg, const counter_report& report, const report_row& row,
-                     const svg_box& bar) {
-  const std::string name = report.event_text(row.id);
-  const double base = bar.y + bar.height / 2 + label_drop;
-  svg.text("name", bar.x - 10, base, shortened(name, label_cells));
-  svg.rectangle("s0", bar, name + ": " + entries_text(row.count));
-  svg.text("value", bar.x + bar.width + 8, base, std::to_string(row.count));
-}
-
 static void draw_bar_axis(svg_writer& svg, const std::vector<axis_mark>& marks,
                           const chart_plot& plot) {
   for (const axis_mark& mark : marks) {
@@ -349,14 +329,22 @@ static std::string bar_chart(const counter_report& report) {
   svg_writer svg = begin_chart(report, height,
                                report.event_text(first.id) + " with " + entries_text(first.count));
   const std::vector<axis_mark> marks = count_marks(first.count, 6);
-  plot.left = margin + widest_label(report) + 10;
+  double widest_label = 0;
+  for (const report_row& row : report.rows)
+    widest_label =
+        std::max(widest_label, text_width(shortened(report.event_text(row.id), label_cells)));
+  plot.left = margin + widest_label + 10;
   plot.right -= text_width(std::to_string(first.count)) + 8;
   draw_bar_axis(svg, marks, plot);
   double top = plot_top + (bar_pitch - bar_height) / 2;
   for (const report_row& row : report.rows) {
     const double share = static_cast<double>(row.count) / marks.back().position;
     const double width = row.count == 0 ? 0 : std::max(1.0, share * (plot.right - plot.left));
-    draw_bar(svg, report, row, {plot.left, top, width, bar_height});
+    const std::string name = report.event_text(row.id);
+    const double base = top + bar_height / 2 + label_drop;
+    svg.text("name", plot.left - 10, base, shortened(name, label_cells));
+    svg.rectangle("s0", {plot.left, top, width, bar_height}, name + ": " + entries_text(row.count));
+    svg.text("value", plot.left + width + 8, base, std::to_string(row.count));
     top += bar_pitch;
   }
   return svg.finished();

@@ -61,12 +61,9 @@ class authored_text_reader {
       case '\'':
         return add(authored_piece::kinds::apostrophe, 1);
       default:
-        return add(authored_piece::kinds::text, plain_size());
+        return add(authored_piece::kinds::text,
+                   std::min(text_.find_first_of("{}%'", at_), text_.size()) - at_);
     }
-  }
-
-  size_t plain_size() const {
-    return std::min(text_.find_first_of("{}%'", at_), text_.size()) - at_;
   }
 
   void add(authored_piece::kinds kind, size_t size) {

@@ -49,7 +49,6 @@ class template_pattern {
   void append_placeholder(const template_piece& piece);
   void parse();
   size_t open_argument() const;
-  std::optional<template_problem> name_fault() const;
   template_problem syntax_fault() const;
   bool has_formatter(int start_part) const;
   std::optional<template_problem> argument_fault() const;
@@ -182,13 +181,6 @@ size_t template_pattern::open_argument() const {
   return open.empty() ? 0 : offset_of(open.back());
 }
 
-std::optional<template_problem> template_pattern::name_fault() const {
-  for (const template_piece& piece : pieces_)
-    if (piece.kind == template_piece::kinds::placeholder && !is_name_for_icu(piece.text))
-      return long_name(piece.offset);
-  return std::nullopt;
-}
-
 template_problem template_pattern::syntax_fault() const {
   const auto* row = std::find_if(pattern_faults.begin(), pattern_faults.end(),
                                  [&](const auto& r) { return r.status == status_; });
@@ -237,7 +229,9 @@ size_t template_pattern::own_argument() const {
 }
 
 template_problem template_pattern::fault(const std::string& refusal) const {
-  if (const auto name = name_fault()) return *name;
+  for (const template_piece& piece : pieces_)
+    if (piece.kind == template_piece::kinds::placeholder && !is_name_for_icu(piece.text))
+      return long_name(piece.offset);
   if (placeholders_.size() > icu_argument_limit)
     return eleventh_placeholder(placeholders_[icu_argument_limit].piece->offset);
   if (is_deep_)
@@ -352,12 +346,6 @@ static void check_by_icu(const template_rendering& rendering, const template_pat
   if (!refusal.empty()) problems.push_back(pattern.fault(refusal));
 }
 
-static void check_by_bytes(const template_rendering& rendering,
-                           std::vector<template_problem>& problems) {
-  const std::string refusal = refusal_of([&] { rendering.by_bytes(samples.front()); });
-  if (!refusal.empty()) problems.push_back({"template-refused"_rule, 0, refusal});
-}
-
 rendered_template rendered_template_of(const event_model& event, std::string_view bytes,
                                        message_renderer renderer, const known_attributes& known) {
   return {bytes, renderer,
@@ -377,8 +365,9 @@ void check_rendering(const rendered_template& checked, std::vector<template_prob
   const size_t before = problems.size();
   if (checked.renderer != message_renderer::bytes)
     check_by_icu(rendering, template_pattern(pieces), problems);
-  if (checked.renderer != message_renderer::icu && problems.size() == before)
-    check_by_bytes(rendering, problems);
+  if (checked.renderer == message_renderer::icu || problems.size() != before) return;
+  const std::string refusal = refusal_of([&] { rendering.by_bytes(samples.front()); });
+  if (!refusal.empty()) problems.push_back({"template-refused"_rule, 0, refusal});
 }
 
 void find_quoted_placeholders(std::string_view bytes, std::vector<template_problem>& problems) {

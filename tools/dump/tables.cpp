@@ -91,22 +91,18 @@ static std::string globals_table(const std::vector<attribute_model>& globals) {
   return "\n" + in_columns(rows);
 }
 
-static text_row event_row(const event_model& event, const file_extent& record) {
-  return {std::to_string(event.id.value),
-          terminal_text(event.name.value),
-          "0x" + hexadecimal(event.flags, 8),
-          "0x" + hexadecimal(static_cast<uint32_t>(record.begin), 8),
-          std::to_string(record.size()),
-          std::to_string(event.attributes.size()),
-          std::to_string(event.messages.size()),
-          terminal_text(event.message.raw.value)};
-}
-
 static std::string events_table(const definition_file& file) {
   std::vector<text_row> rows = {
       {"ID", "EVENT", "FLAGS", "OFFSET", "SIZE", "ATTRIBUTES", "SELECTED", "MESSAGE"}};
-  for (size_t i = 0; i < file.set.events.size(); ++i)
-    rows.push_back(event_row(file.set.events[i], file.records[i]));
+  for (size_t i = 0; i < file.set.events.size(); ++i) {
+    const event_model& event = file.set.events[i];
+    const file_extent& record = file.records[i];
+    rows.push_back({std::to_string(event.id.value), terminal_text(event.name.value),
+                    "0x" + hexadecimal(event.flags, 8),
+                    "0x" + hexadecimal(static_cast<uint32_t>(record.begin), 8),
+                    std::to_string(record.size()), std::to_string(event.attributes.size()),
+                    std::to_string(event.messages.size()), terminal_text(event.message.raw.value)});
+  }
   return "\n" + in_columns(rows);
 }
 

@@ -171,12 +171,9 @@ class definition_yaml_writer {
                               bool has_default_id) {
     const auto authored = authored_text(event, message);
     if (has_default_id && authored) return yaml_scalar(*authored);
-    return "{" + (has_default_id ? "" : "id: " + message_id(message) + separator(message)) +
+    const char* const separator = message.raw.value.empty() ? "" : ", ";
+    return "{" + (has_default_id ? "" : "id: " + message_id(message) + separator) +
            message_text(message, authored) + "}";
-  }
-
-  static const char* separator(const message_model& message) {
-    return message.raw.value.empty() ? "" : ", ";
   }
 
   std::string message_text(const message_model& message,

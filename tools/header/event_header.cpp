@@ -44,10 +44,6 @@ static std::string guard_of(const std::string& name_space) {
   return guard + (guard.ends_with('_') ? "H" : "_H");
 }
 
-static std::string file_name(const std::string& path) {
-  return place_of(path).name;
-}
-
 // What a value of the selector attribute is called: by its message's name, or by its ID, which
 // often begins with the event's name, or by its number.
 static std::string selector_value_name(const event_model& event, const message_model& message) {
@@ -97,7 +93,7 @@ class event_header_writer {
     const std::string guard = guard_of(name_space_);
     std::string sources;
     for (const source_text* source : set_.sources)
-      sources += (sources.empty() ? "" : ", ") + file_name(source->name());
+      sources += (sources.empty() ? "" : ", ") + place_of(source->name()).name;
     text_ +=
         cpp_comment("Written by \"kplog header\" from " + sources + ". Changes belong there.", "");
     line("#ifndef " + guard);

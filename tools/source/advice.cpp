@@ -16,15 +16,13 @@
 #include "tools/source/scalar_place.h"
 #include "tools/source/silences.h"
 
-// Blanks of every kind, and what a terminal does not show.
-static bool is_odd_in_name(uint32_t code_point) {
-  const bool is_blank = u_charType(static_cast<UChar32>(code_point)) == U_SPACE_SEPARATOR;
-  return is_blank || is_unsafe_on_terminal(code_point);
-}
-
+// Odd are blanks of every kind, and what a terminal does not show.
 static size_t first_odd_character(std::string_view name) {
-  for (const utf8_character& character : utf8(name))
-    if (is_odd_in_name(character.code_point)) return character.offset;
+  for (const utf8_character& character : utf8(name)) {
+    const auto code_point = static_cast<UChar32>(character.code_point);
+    if (u_charType(code_point) == U_SPACE_SEPARATOR || is_unsafe_on_terminal(character.code_point))
+      return character.offset;
+  }
   return std::string_view::npos;
 }
 

@@ -134,26 +134,22 @@ class event_adviser {
   void advise_on_message(const message_model& message) {
     if (!has_template(message)) return;
     const std::vector<template_piece> pieces = scan_template(message.template_bytes);
-    if (!ends_in_fault(pieces)) advise_on_values(message, pieces);
+    const bool ends_in_fault =
+        !pieces.empty() && pieces.back().kind == template_piece::kinds::fault;
+    if (!ends_in_fault) advise_on_values(message, pieces);
     advise_on_size(message, pieces);
     for (const code_page_repertoire* code_page : advised_.code_pages)
       advise_on_code_page(message, *code_page);
     if (message.raw.is_given()) advise_on_raw_template(message, pieces);
   }
 
-  static bool ends_in_fault(const std::vector<template_piece>& pieces) {
-    return !pieces.empty() && pieces.back().kind == template_piece::kinds::fault;
-  }
-
-  bool has_values() const {
-    return std::any_of(event_.attributes.begin(), event_.attributes.end(),
-                       [&](const auto& attribute) { return !is_selector(attribute); });
-  }
-
   void advise_on_values(const message_model& message, const std::vector<template_piece>& pieces) {
     const bool shows_some =
         std::any_of(pieces.begin(), pieces.end(), [](const auto& p) { return p.shows_value(); });
-    if (!shows_some && has_values())
+    const bool has_values =
+        std::any_of(event_.attributes.begin(), event_.attributes.end(),
+                    [&](const auto& attribute) { return !is_selector(attribute); });
+    if (!shows_some && has_values)
       add("message-without-values"_rule, text_of(message).place,
           "the message shows none of the event's attributes");
   }

@@ -13,13 +13,6 @@
 static constexpr std::string_view type_prefix = "Type";
 static constexpr std::array<const char*, 3> renderer_names = {"icu", "bytes", "both"};
 
-// The type of a name with or without "Type" before it.
-static kp_AttributeType type_from_name(const std::string& name) {
-  const kp_AttributeType type = _kp_LOG_get_attribute_type_code(name.c_str());
-  if (type != TypeUnknown) return type;
-  return _kp_LOG_get_attribute_type_code((std::string(type_prefix) + name).c_str());
-}
-
 static std::vector<std::string_view> short_type_names() {
   std::vector<std::string_view> names;
   for (const _kp_LOG_attribute_type_row& row : AttributeTypeList)
@@ -167,7 +160,9 @@ class definition_source_reader : private source_value_reader {
   template <class Target, size_t N>
   void read_key(const yaml_node& key, const yaml_node& value,
                 const std::array<key_row<Target>, N>& rows, Target& target, const char* what) {
-    if (key.kind != yaml_node::kinds::scalar || is_second_value(key, value)) return;
+    // A key given twice is refused; a map that stands there is read, for what is wrong within.
+    const bool is_second_value = key.is_refused && value.kind != yaml_node::kinds::map;
+    if (key.kind != yaml_node::kinds::scalar || is_second_value) return;
     const auto row =
         std::find_if(rows.begin(), rows.end(), [&](const auto& r) { return r.name == key.text; });
     if (row != rows.end()) return (this->*row->read)(value, target);
@@ -182,7 +177,7 @@ class definition_source_reader : private source_value_reader {
   static std::string key_hint(const std::string& key, const yaml_node& value,
                               const std::vector<std::string_view>& names) {
     if (value.kind == yaml_node::kinds::null && !has_row(selector_message_keys, key) &&
-        has_row_named(names, "raw"))
+        std::find(names.begin(), names.end(), "raw") != names.end())
       return "; a text that begins with a placeholder needs quotes";
     std::string nearest = nearest_name_hint(key, names);
     if (!nearest.empty()) return nearest;
@@ -197,18 +192,9 @@ class definition_source_reader : private source_value_reader {
            "; its keys are " + listed(names);
   }
 
-  static bool has_row_named(const std::vector<std::string_view>& names, std::string_view name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-  }
-
   template <class Rows>
   static bool has_row(const Rows& rows, std::string_view name) {
     return std::any_of(rows.begin(), rows.end(), [&](const auto& row) { return row.name == name; });
-  }
-
-  // A key given twice is refused; a map that stands there is read, for what is wrong within.
-  static bool is_second_value(const yaml_node& key, const yaml_node& value) {
-    return key.is_refused && value.kind != yaml_node::kinds::map;
   }
 
   static bool has_key(const yaml_node& map, std::string_view name) {
@@ -419,27 +405,26 @@ class definition_source_reader : private source_value_reader {
     if (!is_map(node, "attributes are a map of names and types")) return;
     for (size_t i = 0; i < node.children.size(); i += 2) {
       attribute_model attribute;
+      placed<std::string> short_form;
       const yaml_node& value = node.children[i + 1];
       const bool has_name =
           !node.children[i].is_refused && read_name(node.children[i], attribute.name);
       if (value.kind == yaml_node::kinds::map)
         read_map(value, attribute_keys, attribute, "an attribute");
-      else
-        read_short_attribute(value, attribute);
+      else if (read_text(value, short_form, "an attribute is a type, or a map of keys and values"))
+        read_type(value, attribute);
       if (has_name) attributes.push_back(std::move(attribute));
     }
   }
 
-  void read_short_attribute(const yaml_node& node, attribute_model& attribute) {
-    placed<std::string> type;
-    if (read_text(node, type, "an attribute is a type, or a map of keys and values"))
-      read_type(node, attribute);
-  }
-
+  // Names of types stand with or without "Type" before them.
   void read_type(const yaml_node& node, attribute_model& attribute) {
     placed<std::string> name;
     if (!read_text(node, name)) return;
-    attribute.type = type_from_name(name.value);
+    attribute.type = _kp_LOG_get_attribute_type_code(name.value.c_str());
+    if (attribute.type == TypeUnknown)
+      attribute.type =
+          _kp_LOG_get_attribute_type_code((std::string(type_prefix) + name.value).c_str());
     if (attribute.type == TypeUnknown)
       add("unknown-type"_rule, node, "no type " + in_quotes(name.value) + type_hint(name.value));
   }

@@ -113,20 +113,17 @@ void source_value_reader::read_silence(const yaml_node& node,
   for (size_t i = 0; i < node.children.size(); i += 2) {
     const yaml_node& key = node.children[i];
     if (key.is_refused) continue;
-    if (const diagnostic_rule rule = rule_of_code(key.text);
-        rule && rule->kind == rule_kind::advice)
-      read_silenced_rule(key, node.children[i + 1], silenced);
-    else
+    const diagnostic_rule rule = rule_of_code(key.text);
+    if (!rule || rule->kind != rule_kind::advice) {
       refuse_silence(key);
+      continue;
+    }
+    placed<std::string> code;
+    placed<std::string> reason;
+    if (read_text(key, code) &&
+        read_reason(node.children[i + 1], "silence"_rule, "a silence", reason))
+      silenced.push_back({code, reason.value});
   }
-}
-
-void source_value_reader::read_silenced_rule(const yaml_node& key, const yaml_node& value,
-                                             std::vector<silenced_rule>& silenced) {
-  placed<std::string> code;
-  placed<std::string> reason;
-  if (read_text(key, code) && read_reason(value, "silence"_rule, "a silence", reason))
-    silenced.push_back({code, reason.value});
 }
 
 bool source_value_reader::read_reason(const yaml_node& node, diagnostic_rule rule, const char* what,
@@ -175,19 +172,18 @@ void source_value_reader::read_id_range(const yaml_node& item, std::vector<id_ra
   const bool is_scalar = item.kind == yaml_node::kinds::scalar;
   const std::string_view text = is_scalar ? std::string_view(item.text) : std::string_view();
   const size_t dash = text.find('-');
-  const auto first = number_from_text(text.substr(0, dash));
-  const auto last =
-      dash == std::string_view::npos ? first : number_from_text(text.substr(dash + 1));
-  if (!first || !last) return refuse_id_range(item, text);
+  const std::string_view first_text = text.substr(0, dash);
+  const std::string_view last_text =
+      dash == std::string_view::npos ? first_text : text.substr(dash + 1);
+  const auto first = number_from_text(first_text);
+  const auto last = number_from_text(last_text);
+  if (!first || !last) {
+    const bool is_octal = has_leading_zero(first_text) || has_leading_zero(last_text);
+    if (is_certain(item))
+      add("bad-number"_rule, item,
+          is_octal ? leading_zero_fault : "an ID or a range FIRST-LAST of them is expected here");
+    return;
+  }
   if (*first > *last) return add("backward-range"_rule, item, "this range ends before it begins");
   ranges.push_back({*first, *last, place(item)});
-}
-
-void source_value_reader::refuse_id_range(const yaml_node& item, std::string_view text) {
-  const size_t dash = std::min(text.find('-'), text.size());
-  const bool is_octal = has_leading_zero(text.substr(0, dash)) ||
-                        has_leading_zero(text.substr(std::min(dash + 1, text.size())));
-  if (is_certain(item))
-    add("bad-number"_rule, item,
-        is_octal ? leading_zero_fault : "an ID or a range FIRST-LAST of them is expected here");
 }

@@ -49,9 +49,6 @@ class source_value_reader {
  private:
   void refuse_kind(const yaml_node& node, const std::string& expected, const char* nothing);
   void read_id_range(const yaml_node& item, std::vector<id_range>& ranges);
-  void refuse_id_range(const yaml_node& item, std::string_view text);
-  void read_silenced_rule(const yaml_node& key, const yaml_node& value,
-                          std::vector<silenced_rule>& silenced);
   void refuse_silence(const yaml_node& key);
 
   const source_text& source_;
