@@ -9,9 +9,8 @@
 
 static constexpr unsigned default_level = 3;
 
-static record_error fault_at(diagnostic_rule rule, std::string_view line, size_t offset,
-                             std::string text) {
-  return record_error(rule, line, record_finding{offset, std::move(text)});
+static record_error fault_at(diagnostic_rule rule, size_t offset, std::string text) {
+  return record_error(rule, record_finding{offset, std::move(text)});
 }
 
 // ---- events ----
@@ -42,23 +41,22 @@ static std::string no_event_text(const event_set& events, const record_value& ev
 }
 
 // A name that the definitions know must be the event's.
-bool entry_maker::has_own_name(const known_event& event, std::string_view line,
-                               const record_value& name) {
+bool entry_maker::has_own_name(const known_event& event, const record_value& name) {
   const bool is_known = events_.find(name.text) != nullptr || events_.is_ambiguous(name.text);
   if (!is_known || event.name == name.text) return true;
-  error_ = fault_at("record-event"_rule, line, name.offset,
+  error_ = fault_at("record-event"_rule, name.offset,
                     "\"name\" is that of another event than " + std::to_string(event.id));
   return false;
 }
 
-const known_event* entry_maker::event_of(const parsed_record& record, std::string_view line) {
+const known_event* entry_maker::event_of(const parsed_record& record) {
   const known_event* const event = find_event(events_, record.event);
   if (event == nullptr)
-    error_ = record_error("record-event"_rule, line,
+    error_ = record_error("record-event"_rule,
                           [&events = events_, told = record.event]() -> record_finding {
                             return {told.offset, no_event_text(events, told)};
                           });
-  else if (record.name.has_value() && !has_own_name(*event, line, *record.name))
+  else if (record.name.has_value() && !has_own_name(*event, *record.name))
     return nullptr;
   return event;
 }
@@ -66,7 +64,7 @@ const known_event* entry_maker::event_of(const parsed_record& record, std::strin
 // ---- entries ----
 
 // Successive records often have one time, and reading it takes as long as adding several values.
-bool entry_maker::set_time(const parsed_record& record, std::string_view line) {
+bool entry_maker::set_time(const parsed_record& record) {
   _kp_LOG_log_entry_imp& entry = made_.entry._get_imp();
   if (!record.time.has_value()) {
     entry.set_timestamp(kp_Time(), false);
@@ -78,7 +76,7 @@ bool entry_maker::set_time(const parsed_record& record, std::string_view line) {
     text_.assign(told.text);
     if (text_.find('\0') != std::string::npos || !read_record_time(text_.c_str(), time_)) {
       error_ = fault_at(
-          "record-value"_rule, line, told.offset,
+          "record-value"_rule, told.offset,
           std::string("\"time\" is ") + record_time_example + ", not " + shown_record_value(told));
       return false;
     }
@@ -88,10 +86,9 @@ bool entry_maker::set_time(const parsed_record& record, std::string_view line) {
   return true;
 }
 
-static record_error unknown_attribute(const known_event& event, const record_attribute& attribute,
-                                      std::string_view line) {
+static record_error unknown_attribute(const known_event& event, const record_attribute& attribute) {
   return record_error(
-      "record-attribute"_rule, line,
+      "record-attribute"_rule,
       [&event, name = attribute.name, offset = attribute.offset]() -> record_finding {
         return {offset, "the event " + std::to_string(event.id) + " has no attribute " +
                             in_quotes(shortened(name)) +
@@ -101,14 +98,14 @@ static record_error unknown_attribute(const known_event& event, const record_att
       });
 }
 
-bool entry_maker::add(const record_attribute& attribute, std::string_view line) {
+bool entry_maker::add(const record_attribute& attribute) {
   const known_event& event = *made_.event;
   const known_attribute* const known = event.find(attribute.name);
   if (known == nullptr) {
-    error_ = unknown_attribute(event, attribute, line);
+    error_ = unknown_attribute(event, attribute);
     return false;
   }
-  const value_step step{made_.entry, *known, attribute.value, line, text_, error_};
+  const value_step step{made_.entry, *known, attribute.value, text_, error_};
   try {
     add_value(step);
   } catch (const KPX_logging_all& error) {
@@ -117,32 +114,32 @@ bool entry_maker::add(const record_attribute& attribute, std::string_view line) 
   return !error_.has_value();
 }
 
-bool entry_maker::set_header(const parsed_record& record, std::string_view line) {
+bool entry_maker::set_header(const parsed_record& record) {
   try {
     made_.entry.SetEntryID(made_.event->id);
     made_.entry.SetLogLevel(record.level.value_or(default_level));
-    return set_time(record, line);
+    return set_time(record);
   } catch (const KPX_logging_all& error) {
-    error_ = fault_at("record-event"_rule, line, record.event.offset, error.what());
+    error_ = fault_at("record-event"_rule, record.event.offset, error.what());
     return false;
   }
 }
 
-const made_entry* entry_maker::try_make(const parsed_record& record, std::string_view line) {
+const made_entry* entry_maker::try_make(const parsed_record& record) {
   error_.reset();
-  const known_event* const event = event_of(record, line);
+  const known_event* const event = event_of(record);
   if (event == nullptr) return nullptr;
   made_.event = event;
   made_.message_index = record.message_index;
   made_.entry.ClearAttribs();
-  if (!set_header(record, line)) return nullptr;
+  if (!set_header(record)) return nullptr;
   for (const record_attribute& attribute : record.attributes)
-    if (!add(attribute, line)) return nullptr;
+    if (!add(attribute)) return nullptr;
   return &made_;
 }
 
-const made_entry& entry_maker::make(const parsed_record& record, std::string_view line) {
-  if (try_make(record, line) == nullptr) throw record_error(error());
+const made_entry& entry_maker::make(const parsed_record& record) {
+  if (try_make(record) == nullptr) throw record_error(error());
   return made_;
 }
 
@@ -160,6 +157,6 @@ entry_text entry_message(const made_entry& made) {
   try {
     return rendered(made);
   } catch (const KPX_logging_all& error) {
-    throw record_error("record-message"_rule, "", {0, error.what()});
+    throw record_error("record-message"_rule, {0, error.what()});
   }
 }

@@ -24,23 +24,22 @@ class entry_maker {
  public:
   explicit entry_maker(const event_set& events) : events_(events) {}
 
-  // Makes the entry of `record`, which was parsed from `line`. The level is 3 and the time is now
-  // where the record says nothing; the time keeps the zone that the record tells it in. The result
-  // lives until the next call. Raises record_error: for an event that is not known or named twice,
-  // an attribute that the event does not declare, a value that its type does not hold. Raises
-  // KPX_memory_alloc.
-  const made_entry& make(const parsed_record& record, std::string_view line);
+  // Makes the entry of `record`. The level is 3 and the time is now where the record says nothing;
+  // the time keeps the zone that the record tells it in. The result lives until the next call.
+  // Raises record_error: for an event that is not known or named twice, an attribute that the event
+  // does not declare, a value that its type does not hold. Raises KPX_memory_alloc.
+  const made_entry& make(const parsed_record& record);
   // The same without raising record_error, which would cost several times what a record does: null,
   // and why in error().
-  const made_entry* try_make(const parsed_record& record, std::string_view line);
+  const made_entry* try_make(const parsed_record& record);
   const record_error& error() const { return *error_; }
 
  private:
-  const known_event* event_of(const parsed_record& record, std::string_view line);
-  bool has_own_name(const known_event& event, std::string_view line, const record_value& name);
-  bool set_header(const parsed_record& record, std::string_view line);
-  bool set_time(const parsed_record& record, std::string_view line);
-  bool add(const record_attribute& attribute, std::string_view line);
+  const known_event* event_of(const parsed_record& record);
+  bool has_own_name(const known_event& event, const record_value& name);
+  bool set_header(const parsed_record& record);
+  bool set_time(const parsed_record& record);
+  bool add(const record_attribute& attribute);
 
   const event_set& events_;
   made_entry made_;
@@ -56,7 +55,7 @@ struct entry_text {
   bool is_from_definition = false;  // the open catalog lacks it: it is the definition's own text
 };
 
-// Raises record_error at column 1 where the library cannot render it.
+// Raises record_error at the start of the line where the library cannot render it.
 entry_text entry_message(const made_entry& made);
 
 // An entry as sinks take it.

@@ -21,7 +21,7 @@ static constexpr size_t file_piece = size_t{256} << 10;
 
 void check_length(const record_line& line) {
   if (line.too_long)
-    throw record_error("record-syntax"_rule, line.text,
+    throw record_error("record-syntax"_rule,
                        {0, "the line is longer than " + std::to_string(line.limit) + " bytes"});
 }
 

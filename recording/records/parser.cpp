@@ -27,23 +27,19 @@ struct record_error::state {
   finder find;  // empty: it is found
 };
 
-record_error::record_error(diagnostic_rule rule, std::string_view line, record_finding found)
-    : rule_(rule), line_(line), state_(std::make_shared<state>()) {
+record_error::record_error(diagnostic_rule rule, record_finding found)
+    : rule_(rule), state_(std::make_shared<state>()) {
   state_->found = std::move(found);
 }
 
-record_error::record_error(diagnostic_rule rule, std::string_view line, const finder& find)
-    : rule_(rule), line_(line), state_(std::make_shared<state>()) {
+record_error::record_error(diagnostic_rule rule, const finder& find)
+    : rule_(rule), state_(std::make_shared<state>()) {
   state_->find = find;
 }
 
 const record_finding& record_error::finding() const {
   if (state_->find) state_->found = std::exchange(state_->find, nullptr)();
   return state_->found;
-}
-
-size_t record_error::column() const {
-  return utf8_column(line_, offset());
 }
 
 const char* record_error::what() const noexcept {
@@ -58,15 +54,6 @@ std::string shown_record_value(const record_value& value) {
 }
 
 // ---- what is no record at all ----
-
-// Raises record_error for a line above its limit.
-static void require_record_size(std::string_view line) {
-  const size_t limit = size_limit_of(line);
-  if (line.size() > limit)
-    throw record_error("record-syntax"_rule, line,
-                       {limit, "a record has at most " + std::to_string(limit) +
-                                   " bytes, and this has " + std::to_string(line.size())});
-}
 
 // The part of the parser's text that tells the fault: without its own name for it, the place,
 // and the token, which may be long.
@@ -136,7 +123,7 @@ static record_finding first_syntax_fault(std::string_view line) {
 
 // Why a line could not be read as a JSON object.
 static record_error record_syntax_error(std::string_view line) {
-  return record_error("record-syntax"_rule, line, [line] { return first_syntax_fault(line); });
+  return record_error("record-syntax"_rule, [line] { return first_syntax_fault(line); });
 }
 
 // ---- scalars ----
@@ -228,7 +215,7 @@ class record_reader {
   static unsigned bit_of(size_t key) { return 1U << key; }
 
   [[noreturn]] void raise(diagnostic_rule rule, size_t offset, const std::string& text) const {
-    throw record_error(rule, line_, {offset, text});
+    throw record_error(rule, {offset, text});
   }
   [[noreturn]] void raise_wrong(const char* expected, const record_value& found) const {
     raise("record-key"_rule, found.offset,
@@ -250,7 +237,7 @@ class record_reader {
   }
 
   [[noreturn]] void raise_unknown_key(std::string_view name, size_t offset) const {
-    throw record_error("record-key"_rule, line_, [name, offset]() -> record_finding {
+    throw record_error("record-key"_rule, [name, offset]() -> record_finding {
       std::vector<std::string_view> names;
       names.reserve(keys.size());
       for (const key_row& row : keys) names.push_back(row.name);
@@ -423,7 +410,11 @@ const parsed_record* record_parser::try_parse(std::string_view line) {
 }
 
 void record_parser::read(std::string_view line) {
-  require_record_size(line);
+  const size_t limit = size_limit_of(line);
+  if (line.size() > limit)
+    throw record_error("record-syntax"_rule,
+                       {limit, "a record has at most " + std::to_string(limit) +
+                                   " bytes, and this has " + std::to_string(line.size())});
   fill(state_->buffer, line);
   clear(state_->record);
   record_reader reader(line, state_->buffer.data(), state_->record);

@@ -40,12 +40,11 @@ class record_error : public std::exception {
  public:
   using finder = std::function<record_finding()>;
 
-  record_error(diagnostic_rule rule, std::string_view line, record_finding found);
-  record_error(diagnostic_rule rule, std::string_view line, const finder& find);
+  record_error(diagnostic_rule rule, record_finding found);
+  record_error(diagnostic_rule rule, const finder& find);
 
   diagnostic_rule rule() const { return rule_; }  // "record-syntax"_rule and its like
   size_t offset() const { return finding().offset; }
-  size_t column() const;  // of the line, in characters, from 1
   const std::string& text() const { return finding().text; }
   const char* what() const noexcept override;  // the code alone
 
@@ -54,7 +53,6 @@ class record_error : public std::exception {
   const record_finding& finding() const;
 
   diagnostic_rule rule_;
-  std::string_view line_;
   std::shared_ptr<state> state_;  // errors are copied without failing
 };
 

@@ -64,7 +64,7 @@ void stored_form::require_readable(const sink_entry& entry, std::string_view rec
   append(line, entry);
   if (line.size() > stored_record_size_limit)
     throw record_error(
-        "record-message"_rule, record,
+        "record-message"_rule,
         {0, "its stored form would have " + std::to_string(line.size()) + " bytes, and at most " +
                 std::to_string(stored_record_size_limit) + " are read again"});
 }

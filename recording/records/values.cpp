@@ -16,7 +16,7 @@
 #include "recording/text/words.h"
 
 void value_step::fail(const std::string& reason) const {
-  fault = record_error("record-value"_rule, line,
+  fault = record_error("record-value"_rule,
                        record_finding{value.offset, in_quotes(shortened(attribute.name)) + reason});
 }
 
@@ -135,8 +135,7 @@ static void add_text(const value_step& step) {
   if (!take_text(step, "a text") || is_added<add>(step)) return;
   if (has_kept_line_breaks(step.room) && is_added<add>(step)) return;
   step.fault = record_error(
-      "record-value"_rule, step.line,
-      [&known = step.attribute, value = step.value]() -> record_finding {
+      "record-value"_rule, [&known = step.attribute, value = step.value]() -> record_finding {
         const attribute_type& type = *find_type(known.type);
         return {value.offset, in_quotes(shortened(known.name)) + " is a " +
                                   short_type_name(known.type) + ": a text of at most " +

@@ -16,7 +16,6 @@ struct value_step {
   kp_LOG_LogEntry& entry;
   const known_attribute& attribute;
   const record_value& value;
-  std::string_view line;
   std::string& room;  // for a text with its NUL
   std::optional<record_error>& fault;
 

@@ -5,11 +5,10 @@
 // --- The message
 
 // Without one there would be nothing of the record on its line.
-std::string record_view::message_of(const parsed_record& record, std::string_view line) {
-  const made_entry& made = maker_.make(record, line);
+std::string record_view::message_of(const parsed_record& record) {
+  const made_entry& made = maker_.make(record);
   entry_text message = entry_message(made);
-  if (message.text.empty())
-    throw record_error("record-message"_rule, line, {0, "its message is empty"});
+  if (message.text.empty()) throw record_error("record-message"_rule, {0, "its message is empty"});
   if (message.is_from_definition) report_(*made.event);
   return std::move(message.text);
 }
@@ -50,7 +49,7 @@ record_shown record_view::append(std::string& lines, std::string_view line) {
   record_shown shown = record_shown::message;
   line_.clear();
   try {
-    append_log_text(line_, message_of(record, line));
+    append_log_text(line_, message_of(record));
   } catch (const record_error& error) {
     shown = record_shown::mark;
     append_log_text(line_, mark_of(record, error));

@@ -35,7 +35,7 @@ class record_view {
   record_shown append(std::string& lines, std::string_view line);
 
  private:
-  std::string message_of(const parsed_record& record, std::string_view line);
+  std::string message_of(const parsed_record& record);
   std::string mark_of(const parsed_record& record, const record_error& error) const;
 
   const event_set& events_;

@@ -35,7 +35,7 @@ void emit_pipeline::process(const record_line& line) {
   check_length(line);
   parsed_ = parser_.try_parse(line.text);
   if (parsed_ == nullptr) return refuse(line, parser_.error());
-  const made_entry* const made = maker_.try_make(*parsed_, line.text);
+  const made_entry* const made = maker_.try_make(*parsed_);
   if (made == nullptr) return refuse(line, maker_.error());
   emit_tally& tally = tallies_[made->event];
   if (filter_.passes(made->entry))

@@ -128,7 +128,7 @@ TEST(EventSet, SetsTheLibraryUp) {
   entry_maker maker(set);
   record_parser parser;
   const std::string line = R"({"event":"PAID","attributes":{"PAYER":"é"}})";
-  EXPECT_EQ(entry_message(maker.make(parser.parse(line), line)).text, "bezahlt von é");
+  EXPECT_EQ(entry_message(maker.make(parser.parse(line))).text, "bezahlt von é");
 }
 
 TEST(EventSet, FindsACatalogInTheWorkingFolder) {

@@ -9,11 +9,13 @@
 #include <string>
 
 #include "recording/records/entry.h"
+#include "recording/text/utf8.h"
 #include "tests/support/loaded_definitions.h"
 
 // "KEY COLUMN: text" of a refused record.
-inline std::string shown_fault(const record_error& error) {
-  return std::string(error.what()) + " " + std::to_string(error.column()) + ": " + error.text();
+inline std::string shown_fault(const record_error& error, std::string_view line) {
+  return std::string(error.what()) + " " + std::to_string(utf8_column(line, error.offset())) +
+         ": " + error.text();
 }
 
 // Puts back the process-wide settings that an event set changes.
@@ -44,7 +46,7 @@ class record_events {
   // Valid until the next record.
   const made_entry& make(const std::string& line) {
     line_ = line;
-    return maker_->make(parser_.parse(line_), line_);
+    return maker_->make(parser_.parse(line_));
   }
 
   // The fault of a record; "" when it has none.
@@ -52,7 +54,7 @@ class record_events {
     try {
       make(line);
     } catch (const record_error& error) {
-      return shown_fault(error);
+      return shown_fault(error, line);
     }
     return "";
   }
