@@ -15,7 +15,7 @@
 #include "recording/definitions/compiled_file.h"
 #include "recording/definitions/merged_set.h"
 #include "recording/files/file_error.h"
-#include "recording/files/read_file.h"
+#include "recording/files/whole_file.h"
 #include "recording/text/words.h"
 
 [[noreturn]] static void fail(const std::string& path, const std::string& reason) {

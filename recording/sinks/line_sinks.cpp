@@ -1,6 +1,6 @@
 #include "recording/files/shared_file.h"
 #include "recording/records/stored_form.h"
-#include "recording/sinks/sink_kinds.h"
+#include "recording/sinks/sink.h"
 #include "recording/text/code_page.h"
 #include "recording/text/escape.h"
 

@@ -6,7 +6,6 @@
 
 #include "kp_LOG_filenames.h"
 #include "recording/files/path.h"
-#include "recording/sinks/sink_kinds.h"
 #include "recording/text/escape.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"

@@ -11,7 +11,7 @@
 #include "base/kp_clib.h"
 #include "kp_LOG_filenames.h"
 #include "recording/files/shared_file.h"
-#include "recording/sinks/sink_kinds.h"
+#include "recording/sinks/sink.h"
 #include "recording/text/code_page.h"
 #include "recording/text/escape.h"
 

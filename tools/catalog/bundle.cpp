@@ -13,7 +13,6 @@
 
 #include "base/kp_clib.h"
 #include "recording/files/file_error.h"
-#include "recording/files/read_file.h"
 #include "recording/files/whole_file.h"
 #include "recording/text/escape.h"
 #include "tools/catalog/locale.h"

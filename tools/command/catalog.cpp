@@ -3,7 +3,6 @@
 #include <memory>
 #include <ostream>
 
-#include "recording/files/read_file.h"
 #include "recording/files/whole_file.h"
 #include "recording/text/escape.h"
 #include "recording/text/words.h"

@@ -2,7 +2,7 @@
 #include <memory>
 #include <ostream>
 
-#include "recording/files/read_file.h"
+#include "recording/files/whole_file.h"
 #include "recording/text/json_text.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"

@@ -8,7 +8,7 @@
 #include <ostream>
 
 #include "recording/files/path.h"
-#include "recording/files/read_file.h"
+#include "recording/files/whole_file.h"
 #include "recording/sinks/counter_record.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"

@@ -4,7 +4,7 @@
 
 #include "recording/definitions/compiled_file.h"
 #include "recording/files/path.h"
-#include "recording/files/read_file.h"
+#include "recording/files/whole_file.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
 #include "tools/command/set_command.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "recording/files/path.h"
-#include "recording/files/read_file.h"
+#include "recording/files/whole_file.h"
 #include "tools/report/outcome.h"
 #include "tools/source/completion.h"
 #include "tools/source/reader.h"

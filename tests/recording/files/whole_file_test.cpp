@@ -5,7 +5,6 @@
 
 #include <filesystem>
 
-#include "recording/files/read_file.h"
 #include "tests/recording/files/failing_file_calls.h"
 #include "tests/support/temp_folder.h"
 
