@@ -3,7 +3,7 @@
 
 #include "recording/sinks/counter_writer.h"
 #include "tests/recording/files/failing_file_calls.h"
-#include "tests/recording/sinks/record_sink_fixture.h"
+#include "tests/recording/sinks/sink_fixture.h"
 #include "tests/support/counter_folder.h"
 
 namespace fs = std::filesystem;

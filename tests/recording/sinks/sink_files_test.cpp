@@ -9,7 +9,7 @@
 
 #include "tests/recording/files/failing_file_calls.h"
 #include "tests/recording/sinks/lock_holder.h"
-#include "tests/recording/sinks/record_sink_fixture.h"
+#include "tests/recording/sinks/sink_fixture.h"
 #include "tools/report/outcome.h"
 
 using testing::ElementsAre;

@@ -8,7 +8,7 @@
 
 #include "recording/records/stored_form.h"
 #include "recording/text/escape.h"
-#include "tests/recording/sinks/record_sink_fixture.h"
+#include "tests/recording/sinks/sink_fixture.h"
 #include "tools/report/outcome.h"
 
 using testing::ElementsAre;
