@@ -149,7 +149,7 @@ void check_against_std(const definition_set& set, const std_definitions& standar
 
 // ---- names ----
 
-std::vector<const std::vector<attribute_model>*> known_attributes::lists(
+std::vector<const std::vector<attribute_model>*> attribute_lookup::lists(
     const event_model& event) const {
   std::vector<const std::vector<attribute_model>*> known = {&event.attributes};
   if (const event_model* standard = standard_event(event)) known.push_back(&standard->attributes);
@@ -158,14 +158,14 @@ std::vector<const std::vector<attribute_model>*> known_attributes::lists(
   return known;
 }
 
-const attribute_model* known_attributes::declared(const event_model& event,
+const attribute_model* attribute_lookup::declared(const event_model& event,
                                                   std::string_view name) const {
   for (const std::vector<attribute_model>* attributes : lists(event))
     if (const attribute_model* attribute = find_attribute(*attributes, name)) return attribute;
   return nullptr;
 }
 
-kp_AttributeType known_attributes::type_of(const event_model& event, std::string_view name) const {
+kp_AttributeType attribute_lookup::type_of(const event_model& event, std::string_view name) const {
   if (name == own_time_attribute) return TypeTimestamp;
   const attribute_model* const attribute = declared(event, name);
   if (attribute == nullptr) return TypeUnknown;
@@ -173,20 +173,20 @@ kp_AttributeType known_attributes::type_of(const event_model& event, std::string
   return is_shown ? attribute->type : TypeUnknown;
 }
 
-kp_AttributeType known_attributes::declared_type(const event_model& event,
+kp_AttributeType attribute_lookup::declared_type(const event_model& event,
                                                  std::string_view name) const {
   const attribute_model* const attribute = declared(event, name);
   return attribute == nullptr ? TypeUnknown : attribute->type;
 }
 
-std::vector<std::string_view> known_attributes::names(const event_model& event) const {
+std::vector<std::string_view> attribute_lookup::names(const event_model& event) const {
   std::vector<std::string_view> names = {own_time_attribute};
   for (const std::vector<attribute_model>* attributes : lists(event))
     for (const attribute_model& attribute : *attributes) names.push_back(attribute.name.value);
   return names;
 }
 
-const attribute_model* known_attributes::selector(const event_model& event) const {
+const attribute_model* attribute_lookup::selector(const event_model& event) const {
   const attribute_model* const own = selector_of(event);
   const event_model* const standard = standard_event(event);
   if (own != nullptr || standard == nullptr) return own;

@@ -38,10 +38,10 @@ void check_against_std(const definition_set& set, const std_definitions& standar
                        diagnostic_list& found);
 
 // What the names in an event's messages and selector stand for, as the library looks them up.
-class known_attributes {
+class attribute_lookup {
  public:
   // `standard` is the STD set that the set is loaded beside, or null. Both outlive this.
-  known_attributes(const definition_set& set, const std_definitions* standard)
+  attribute_lookup(const definition_set& set, const std_definitions* standard)
       : set_(set), standard_(standard) {}
 
   // The STD event that the event is merged into, or null.

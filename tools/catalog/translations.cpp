@@ -21,7 +21,7 @@ static std::string shown_placeholder(const template_piece& piece, bool is_raw,
 
 class translation_check {
  public:
-  translation_check(const catalog_message& message, const known_attributes& known,
+  translation_check(const catalog_message& message, const attribute_lookup& known,
                     std::string_view translation, std::vector<template_problem>& problems)
       : message_(message), known_(known), translation_(translation), problems_(problems) {}
 
@@ -152,7 +152,7 @@ class translation_check {
   }
 
   const catalog_message& message_;
-  const known_attributes& known_;
+  const attribute_lookup& known_;
   std::string_view translation_;
   std::vector<template_problem>& problems_;
 };
@@ -161,7 +161,7 @@ class translation_check {
 // which has none yet, whatever cannot be shown, and placeholders and line feeds at either end other
 // than the message's.
 static std::string translated_template(const catalog_message& message,
-                                       const known_attributes& known, std::string_view translation,
+                                       const attribute_lookup& known, std::string_view translation,
                                        std::vector<template_problem>& problems) {
   return translation_check(message, known, translation, problems).run();
 }
@@ -171,7 +171,7 @@ static std::string translated_template(const catalog_message& message,
 class translation_reader {
  public:
   translation_reader(const po_document& document, const std::vector<catalog_message>& messages,
-                     const known_attributes& known,
+                     const attribute_lookup& known,
                      const std::vector<code_page_repertoire>& code_pages, diagnostic_list& found)
       : document_(document), known_(known), code_pages_(code_pages), found_(found) {
     result_.file = document.source->name();
@@ -271,7 +271,7 @@ class translation_reader {
   }
 
   const po_document& document_;
-  const known_attributes& known_;
+  const attribute_lookup& known_;
   const std::vector<code_page_repertoire>& code_pages_;
   diagnostic_list& found_;
   std::map<std::string_view, const catalog_message*> by_id_;
@@ -280,7 +280,7 @@ class translation_reader {
 
 catalog_translations read_translations(const po_document& document,
                                        const std::vector<catalog_message>& messages,
-                                       const known_attributes& known,
+                                       const attribute_lookup& known,
                                        const std::vector<code_page_repertoire>& code_pages,
                                        diagnostic_list& found) {
   return translation_reader(document, messages, known, code_pages, found).run();

@@ -31,7 +31,7 @@ struct catalog_translations {
 // line feeds at the ends, what ICU would swallow, and what a code page cannot hold.
 catalog_translations read_translations(const po_document& document,
                                        const std::vector<catalog_message>& messages,
-                                       const known_attributes& known,
+                                       const attribute_lookup& known,
                                        const std::vector<code_page_repertoire>& code_pages,
                                        diagnostic_list& found);
 

@@ -150,7 +150,7 @@ static std::vector<catalog_translations> read_all_translations(const catalog_opt
     if (!code_pages.back().is_known()) throw wrong_usage("no code page " + in_quotes(name));
   }
   read_messages(options, true, work, log);
-  const known_attributes known(work.input.set(), work.standard.definitions());
+  const attribute_lookup known(work.input.set(), work.standard.definitions());
   std::vector<catalog_translations> translations;
   for (const std::string& path : options.po_files) {
     po_document document;

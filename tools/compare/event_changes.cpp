@@ -208,7 +208,7 @@ class event_comparison {
   }
 
   const bool has_names_;
-  const known_attributes types_before_;
+  const attribute_lookup types_before_;
   const event_pair& event_;
   const event_model& was_;
   const event_model& is_;

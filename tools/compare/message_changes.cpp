@@ -214,7 +214,7 @@ class message_comparison {
 
   // The text as people write it, where there is one, or the template.
   static std::string shown(const event_model& event, const message_model& message,
-                           const known_attributes& types) {
+                           const attribute_lookup& types) {
     if (!message.raw.is_given()) return message.text.value;
     return authored_text_of(message.template_bytes,
                             [&](std::string_view name) { return types.type_of(event, name); })
@@ -222,8 +222,8 @@ class message_comparison {
   }
 
   const bool has_names_;
-  const known_attributes types_before_;
-  const known_attributes types_now_;
+  const attribute_lookup types_before_;
+  const attribute_lookup types_now_;
   const event_pair& event_;
   std::vector<definition_change>& changes_;
   // Of the earlier event, with what they are now; and in the order that they have now.

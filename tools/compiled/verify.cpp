@@ -148,7 +148,7 @@ class definition_file_checker {
   }
 
   const definition_file& file_;
-  const known_attributes known_;
+  const attribute_lookup known_;
   diagnostic_list& found_;
 };
 

@@ -347,7 +347,7 @@ static void check_by_icu(const template_rendering& rendering, const template_pat
 }
 
 rendered_template rendered_template_of(const event_model& event, std::string_view bytes,
-                                       message_renderer renderer, const known_attributes& known) {
+                                       message_renderer renderer, const attribute_lookup& known) {
   return {bytes, renderer,
           [&event, &known](std::string_view name) { return known.declared_type(event, name); }};
 }

@@ -17,7 +17,7 @@ struct rendered_template {
 
 // A template of the event's; both outlive it.
 rendered_template rendered_template_of(const event_model& event, std::string_view bytes,
-                                       message_renderer renderer, const known_attributes& known);
+                                       message_renderer renderer, const attribute_lookup& known);
 
 // Renders the template, in which check_template finds nothing, by the renderers that it is for,
 // with a value for each attribute. Adds a problem when the library refuses it, or might never end.

@@ -210,7 +210,7 @@ class definition_yaml_writer {
   const definition_set& set_;
   diagnostic_list& found_;
   const std_definitions* const std_;  // null: none is known
-  const known_attributes known_;
+  const attribute_lookup known_;
   std::string yaml_;
 };
 

@@ -220,7 +220,7 @@ class event_adviser {
   const advised_event& advised_;
   const event_model& event_;
   const event_model* const standard_;
-  const known_attributes known_;
+  const attribute_lookup known_;
   const attribute_model* const selector_;
   advice_sink& sink_;
   std::set<std::string> shown_;

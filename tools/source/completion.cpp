@@ -260,7 +260,7 @@ class definition_set_checker {
   definition_set& set_;
   diagnostic_list& found_;
   const std_definitions* const std_;  // null: the set stands alone
-  const known_attributes known_;
+  const attribute_lookup known_;
   std::unordered_map<std::string, source_place> names_;
   std::unordered_map<uint32_t, source_place> ids_;
 };
