@@ -75,7 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   definition_file file("fuzz.ldf", std::string(reinterpret_cast<const char*>(data), size));
   diagnostic_list found;
   read_definition_file(file, found);
-  check_definition_file(file, nullptr, found);
+  verify_definition_file(file, nullptr, found);
   if (found.count(rule_severity::error) == 0) require(library_loads(file));
   if (file.header.magic == kp_ldf_magic) check_dump(file);
   return 0;

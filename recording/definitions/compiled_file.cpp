@@ -29,9 +29,9 @@ static constexpr std::string_view magic_bytes = ".LDF";
 // (logging/def_read_items.h). Knows where each item begins, and reports the first one that goes
 // beyond the file's end, and texts that the library takes leniently. Behind that item nothing more
 // is read or reported.
-class definition_source {
+class definition_cursor {
  public:
-  definition_source(const source_text& source, size_t at, diagnostic_list& found)
+  definition_cursor(const source_text& source, size_t at, diagnostic_list& found)
       : source_(source), at_(at), found_(found) {}
 
   // --- for the library's readers: an item is a number, or a text behind its size
@@ -133,7 +133,7 @@ static placed<std::string> given_unless_empty(const kp_String& text, const sourc
   return text.length() == 0 ? placed<std::string>{} : text_at(text, place);
 }
 
-static std::vector<attribute_model> read_attributes(definition_source& in, size_t count) {
+static std::vector<attribute_model> read_attributes(definition_cursor& in, size_t count) {
   std::vector<attribute_model> attributes;
   for (size_t i = 0; i < count; ++i) {
     in.expect({"an attribute's name", "an attribute's type", "a redirection name"});
@@ -150,7 +150,7 @@ static std::vector<attribute_model> read_attributes(definition_source& in, size_
 }
 
 // The number of records, each of at least `least_size` bytes, that follow.
-static size_t read_count(definition_source& in, const char* what, size_t least_size) {
+static size_t read_count(definition_cursor& in, const char* what, size_t least_size) {
   in.expect({"a count"});
   unsigned count = 0;
   if (!in.good() || !kp_ldf_read_int4(in, count)) return 0;
@@ -170,7 +170,7 @@ static void set_message(message_model& message, const kp_String& id, const sourc
   message.template_bytes = message.raw.value;
 }
 
-static std::vector<message_model> read_selector_messages(definition_source& in, size_t count) {
+static std::vector<message_model> read_selector_messages(definition_cursor& in, size_t count) {
   std::vector<message_model> messages;
   for (size_t i = 0; i < count; ++i) {
     in.expect({"a selector message's index", "a selector message's value", "a message ID",
@@ -189,7 +189,7 @@ static std::vector<message_model> read_selector_messages(definition_source& in, 
 }
 
 // As much of a record as can be read; the source says whether it is the whole.
-static event_model read_record(definition_source& in) {
+static event_model read_record(definition_cursor& in) {
   event_model event;
   event.name.place = in.place();
   in.expect({"an entry record", "the second word", "the property flags", "a message ID",
@@ -240,10 +240,10 @@ class definition_file_reader {
     uint32_t offset = 0;
   };
 
-  definition_source source_at(size_t offset) { return {file_.source, offset, found_}; }
+  definition_cursor cursor_at(size_t offset) { return {file_.source, offset, found_}; }
 
   bool read_header() {
-    definition_source in = source_at(0);
+    definition_cursor in = cursor_at(0);
     if (!check_magic() || !in.has(kp_ldf_header_size, "the header")) return false;
     in.expect({"the header"});
     kp_ldf_read_header(in, file_.header);
@@ -273,7 +273,7 @@ class definition_file_reader {
   void read_globals() {
     const size_t count = file_.header.n_global_attributes;
     const size_t begin = file_.header.global_attributes_offset;
-    definition_source in = source_at(begin);
+    definition_cursor in = cursor_at(begin);
     if (count > kp_ldf_max_count)
       return in.fail("too-many"_rule,
                      {&file_.source, offsetof(_kp_LOG_ldf_header_struct, n_global_attributes)},
@@ -286,7 +286,7 @@ class definition_file_reader {
 
   void read_mapping() {
     const size_t count = file_.header.n_entries;
-    definition_source in = source_at(file_.header.mapping_offset);
+    definition_cursor in = cursor_at(file_.header.mapping_offset);
     if (count == 0 || !in.has(count * kp_ldf_mapping_size, "the mapping table")) return;
     std::vector<mapping_row> rows(count);
     std::unordered_map<uint32_t, size_t> last;
@@ -310,7 +310,7 @@ class definition_file_reader {
 
   // False when it is time to give up.
   bool read_event(const mapping_row& row) {
-    definition_source in = source_at(row.offset);
+    definition_cursor in = cursor_at(row.offset);
     event_model event = read_record(in);
     records_size_ += in.at() - row.offset;
     if (records_size_ / overlap_limit > file_.source.bytes().size()) {

@@ -1,4 +1,4 @@
-// Where accepted entries go.
+// Sinks: where accepted entries go.
 #ifndef RECORDING_SINKS_SINK_H
 #define RECORDING_SINKS_SINK_H
 

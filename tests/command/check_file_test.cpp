@@ -40,7 +40,7 @@ static std::string found_in(const std::string& bytes) {
   definition_file file("f.ldf", bytes);
   diagnostic_list found;
   read_definition_file(file, found);
-  check_definition_file(file, nullptr, found);
+  verify_definition_file(file, nullptr, found);
   return shown(file, found);
 }
 
@@ -223,7 +223,7 @@ static bool expect_agreement(const temp_folder& folder, const std::string& bytes
   definition_file file("f.ldf", bytes);
   diagnostic_list found;
   read_definition_file(file, found);
-  check_definition_file(file, nullptr, found);
+  verify_definition_file(file, nullptr, found);
   const bool is_sound = found.count(rule_severity::error) == 0;
   const bool fails = is_sound && !is_loaded(folder.write("f.ldf", bytes), file.set);
   EXPECT_FALSE(fails);

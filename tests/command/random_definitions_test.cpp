@@ -222,7 +222,7 @@ TEST_F(DefinitionSets, CheckHasNothingAgainstCompiledFiles) {
     definition_file file("random.ldf", compiled(yaml));
     diagnostic_list found;
     read_definition_file(file, found);
-    check_definition_file(file, nullptr, found);
+    verify_definition_file(file, nullptr, found);
     ASSERT_EQ(shown(found, file.source), "") << yaml;
   }
 }

@@ -100,7 +100,7 @@ static command_outcome check(const check_options& options, std::ostream& log) {
   read_definition_input(options.files, input, found, options.report, log, advice.standard);
   size_t silenced = 0;
   if (input.file != nullptr)
-    check_definition_file(*input.file, advice.standard, found);
+    verify_definition_file(*input.file, advice.standard, found);
   else if (found.empty())
     silenced = add_advice(input.set(), advice, found);
   return report(options, found, input, silenced, log);

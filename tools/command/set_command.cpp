@@ -20,7 +20,7 @@ void standard_input::read(const std::string& path, const report_options& report,
   if (path == "-") throw wrong_usage("the STD set is read from a file");
   diagnostic_list found;
   read_definition_input({path}, input_, found, report, log);
-  if (input_.file != nullptr) check_definition_file(*input_.file, nullptr, found);
+  if (input_.file != nullptr) verify_definition_file(*input_.file, nullptr, found);
   definitions_.emplace(input_.set());
   const size_t errors = found.count(rule_severity::error);
   if (errors == 0) return;

@@ -9,13 +9,13 @@
 #include "recording/text/words.h"
 #include "tools/definitions/template_rendering.h"
 
-class definition_file_checker {
+class definition_file_verifier {
  public:
-  definition_file_checker(const definition_file& file, const std_definitions* standard,
-                          diagnostic_list& found)
+  definition_file_verifier(const definition_file& file, const std_definitions* standard,
+                           diagnostic_list& found)
       : file_(file), known_(file.set, standard), found_(found) {}
 
-  void check() {
+  void verify() {
     check_version();
     check_globals();
     for (const event_model& event : file_.set.events) check_event(event);
@@ -152,9 +152,9 @@ class definition_file_checker {
   diagnostic_list& found_;
 };
 
-void check_definition_file(const definition_file& file, const std_definitions* standard,
-                           diagnostic_list& found) {
+void verify_definition_file(const definition_file& file, const std_definitions* standard,
+                            diagnostic_list& found) {
   if (!file.set.is_whole) return;
-  definition_file_checker(file, standard, found).check();
+  definition_file_verifier(file, standard, found).verify();
   if (standard != nullptr) check_against_std(file.set, *standard, found);
 }

@@ -9,7 +9,7 @@
 // Adds what the library refuses or leaves without effect in a file that could be read without an
 // error: names, selectors, messages, templates, and bytes that belong to nothing. With an STD set
 // the file is an AUX file, and what the library refuses of the two together is added too.
-void check_definition_file(const definition_file& file, const std_definitions* standard,
-                           diagnostic_list& found);
+void verify_definition_file(const definition_file& file, const std_definitions* standard,
+                            diagnostic_list& found);
 
 #endif

@@ -1,4 +1,4 @@
-// Compiled definition files. docs/definition-format.md describes the layout.
+// The bytes of compiled definition files. docs/definition-format.md describes the layout.
 #ifndef TOOLS_COMPILED_WRITER_H
 #define TOOLS_COMPILED_WRITER_H
 

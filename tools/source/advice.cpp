@@ -30,7 +30,7 @@ class definition_adviser {
  public:
   definition_adviser(const definition_set& set, const advice_options& options,
                      diagnostic_list& found)
-      : set_(set), options_(options), sink_(set, found) {}
+      : set_(set), options_(options), advice_(set, found) {}
 
   size_t run() {
     declare_standard_types();
@@ -39,8 +39,8 @@ class definition_adviser {
     advise_on_flags();
     for (const event_model& event : set_.events) advise_on_event(event);
     advise_on_reloading();
-    sink_.add_unused_silences([this](diagnostic_rule rule) { return is_applied(rule); });
-    return sink_.silenced_count();
+    advice_.add_unused_silences([this](diagnostic_rule rule) { return is_applied(rule); });
+    return advice_.silenced_count();
   }
 
  private:
@@ -70,7 +70,7 @@ class definition_adviser {
     advise_on_message_id(event, event.message);
     for (const message_model& message : event.messages) advise_on_message_id(event, message);
     const event_model* const standard = standard_event(event);
-    add_event_advice({set_, options_, event, standard, code_pages_of(event)}, sink_);
+    add_event_advice({set_, options_, event, standard, code_pages_of(event)}, advice_);
     if (standard != nullptr) advise_on_name_of_id(event, *standard);
   }
 
@@ -81,9 +81,9 @@ class definition_adviser {
     if (!name.is_given()) return;
     const size_t odd = first_odd_character(name.value);
     if (odd != std::string::npos)
-      sink_.add({"name-characters"_rule, place_in_scalar(name.place, name.value, odd),
-                 "the name " + in_quotes(name.value) + " has a blank or an invisible character"},
-                event, attribute);
+      advice_.add({"name-characters"_rule, place_in_scalar(name.place, name.value, odd),
+                   "the name " + in_quotes(name.value) + " has a blank or an invisible character"},
+                  event, attribute);
   }
 
   // --- flags
@@ -129,14 +129,14 @@ class definition_adviser {
     else if (bits.value == definition_debug_flag)
       add_flag_advice(bits, "every set has this bit as DEBUG already");
     else if (first.first != name)
-      sink_.add({"flag-bits"_rule,
-                 bits.place,
-                 "the flag " + in_quotes(first.first) + " has these bits already",
-                 {{first.second.place, "they are given here first"}}});
+      advice_.add({"flag-bits"_rule,
+                   bits.place,
+                   "the flag " + in_quotes(first.first) + " has these bits already",
+                   {{first.second.place, "they are given here first"}}});
   }
 
   void add_flag_advice(const flag_model& flag, std::string text) {
-    sink_.add({"flag-bits"_rule, flag.place, std::move(text)});
+    advice_.add({"flag-bits"_rule, flag.place, std::move(text)});
   }
 
   // --- messages
@@ -147,11 +147,11 @@ class definition_adviser {
     if (message.id.value.empty() || message.template_bytes.empty()) return;
     const message_model& first = *first_of_id_.emplace(message.id.value, &message).first->second;
     if (first.template_bytes != message.template_bytes)
-      sink_.add({"message-id"_rule,
-                 place_of_id(message),
-                 "the ID " + in_quotes(message.id.value) + " stands for another text already",
-                 {{place_of_id(first), "it is used here first"}}},
-                &event);
+      advice_.add({"message-id"_rule,
+                   place_of_id(message),
+                   "the ID " + in_quotes(message.id.value) + " stands for another text already",
+                   {{place_of_id(first), "it is used here first"}}},
+                  &event);
   }
 
   // An ID that is not given stands where the text does.
@@ -203,12 +203,12 @@ class definition_adviser {
   void advise_on_attribute(const attribute_model& attribute, const event_model* event) {
     advise_on_name(attribute.name, event, &attribute);
     if (const size_t percent = attribute.name.value.find('%'); percent != std::string::npos)
-      sink_.add({"name-percent"_rule,
-                 place_in_scalar(attribute.name.place, attribute.name.value, percent),
-                 "no message can show an attribute with a percent sign in its name"},
-                event, &attribute);
+      advice_.add({"name-percent"_rule,
+                   place_in_scalar(attribute.name.place, attribute.name.value, percent),
+                   "no message can show an attribute with a percent sign in its name"},
+                  event, &attribute);
     if (attribute.name.value == own_time_attribute)
-      sink_.add(
+      advice_.add(
           {"own-time"_rule, attribute.name.place,
            "messages name \"TIMESTAMP\" without a declaration, and entries answer it with their "
            "own time, whatever they are given"},
@@ -219,12 +219,12 @@ class definition_adviser {
     const char* const beside = event == nullptr && is_standard_global(first)
                                    ? ", also for events of the STD set, where it is a "
                                    : ", and elsewhere a ";
-    sink_.add({"attribute-types"_rule,
-               attribute.name.place,
-               in_quotes(attribute.name.value) + " is a " + short_type_name(attribute.type) +
-                   " here" + beside + short_type_name(first.type),
-               {{first.name.place, "it is declared here first"}}},
-              event, &attribute);
+    advice_.add({"attribute-types"_rule,
+                 attribute.name.place,
+                 in_quotes(attribute.name.value) + " is a " + short_type_name(attribute.type) +
+                     " here" + beside + short_type_name(first.type),
+                 {{first.name.place, "it is declared here first"}}},
+                event, &attribute);
   }
 
   // --- IDs
@@ -237,22 +237,22 @@ class definition_adviser {
       if (first == nullptr) first = &range;
     }
     if (first != nullptr)
-      sink_.add({"id-range"_rule,
-                 event.id.place,
-                 "the ID " + std::to_string(event.id.value) +
-                     " lies outside of the ranges of this source",
-                 {{first->place, "the first range is given here"}}},
-                &event);
+      advice_.add({"id-range"_rule,
+                   event.id.place,
+                   "the ID " + std::to_string(event.id.value) +
+                       " lies outside of the ranges of this source",
+                   {{first->place, "the first range is given here"}}},
+                  &event);
   }
 
   void advise_on_name_of_id(const event_model& event, const event_model& standard) {
     if (has_standard_names() && event.name.value != standard.name.value)
-      sink_.add({"reused-id"_rule,
-                 event.id.place,
-                 "the STD set gives the ID " + std::to_string(event.id.value) + " to " +
-                     in_quotes(standard.name.value) + ", which this event is merged into",
-                 {{standard.name.place, "the STD event is here"}}},
-                &event);
+      advice_.add({"reused-id"_rule,
+                   event.id.place,
+                   "the STD set gives the ID " + std::to_string(event.id.value) + " to " +
+                       in_quotes(standard.name.value) + ", which this event is merged into",
+                   {{standard.name.place, "the STD event is here"}}},
+                  &event);
   }
 
   // An event is merged while the AUX file is set; one that is loaded again is not.
@@ -266,16 +266,16 @@ class definition_adviser {
       if (is_merged && merged == nullptr) merged = &event;
     }
     if (merged != nullptr && count > _kp_LOG_log_definition_tbl::cache_size)
-      sink_.add({"std-reload"_rule, merged->id.place,
-                 "the two sets have " + std::to_string(count) +
-                     " events; beyond 128 the library loads events again, and those of both sets "
-                     "then come without their STD part"},
-                merged);
+      advice_.add({"std-reload"_rule, merged->id.place,
+                   "the two sets have " + std::to_string(count) +
+                       " events; beyond 128 the library loads events again, and those of both sets "
+                       "then come without their STD part"},
+                  merged);
   }
 
   const definition_set& set_;
   const advice_options& options_;
-  advice_sink sink_;
+  advice_list advice_;
   std::map<std::string_view, const attribute_model*> first_of_name_;
   std::map<std::string_view, const message_model*> first_of_id_;
   std::map<std::string, code_page_repertoire> repertoires_;  // that sources declare

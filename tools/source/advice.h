@@ -9,7 +9,7 @@
 #include "recording/report/diagnostics.h"
 #include "recording/text/code_page.h"
 
-class advice_sink;
+class advice_list;
 
 struct advice_options {
   std::vector<code_page_repertoire> code_pages;  // known ones, that all texts must fit into
@@ -31,6 +31,6 @@ struct advised_event {
 };
 
 // Advice on what one event says: its messages, and what they show.
-void add_event_advice(const advised_event& advised, advice_sink& sink);
+void add_event_advice(const advised_event& advised, advice_list& advice);
 
 #endif

@@ -28,13 +28,13 @@ static const placed<std::string>& text_of(const message_model& message) {
 
 class event_adviser {
  public:
-  event_adviser(const advised_event& advised, advice_sink& sink)
+  event_adviser(const advised_event& advised, advice_list& advice)
       : advised_(advised),
         event_(advised.event),
         standard_(advised.standard),
         known_(advised.set, advised.options.standard),
         selector_(known_.selector(event_)),
-        sink_(sink) {
+        advice_(advice) {
     collect(event_);
     if (standard_ != nullptr) collect(*standard_);
   }
@@ -53,7 +53,7 @@ class event_adviser {
  private:
   void add(diagnostic_rule rule, const source_place& place, std::string text,
            const attribute_model* attribute = nullptr) {
-    sink_.add({rule, place, std::move(text)}, &event_, attribute);
+    advice_.add({rule, place, std::move(text)}, &event_, attribute);
   }
 
   static std::vector<const message_model*> messages_of(const event_model& event) {
@@ -222,12 +222,12 @@ class event_adviser {
   const event_model* const standard_;
   const attribute_lookup known_;
   const attribute_model* const selector_;
-  advice_sink& sink_;
+  advice_list& advice_;
   std::set<std::string> shown_;
   size_t templates_ = 0;
   bool has_catalog_texts_ = false;
 };
 
-void add_event_advice(const advised_event& advised, advice_sink& sink) {
-  event_adviser(advised, sink).advise();
+void add_event_advice(const advised_event& advised, advice_list& advice) {
+  event_adviser(advised, advice).advise();
 }

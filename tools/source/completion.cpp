@@ -13,10 +13,10 @@
 #include "tools/definitions/template_rendering.h"
 #include "tools/source/scalar_place.h"
 
-class definition_set_checker {
+class definition_set_completion {
  public:
-  definition_set_checker(definition_set& set, diagnostic_list& found,
-                         const std_definitions* standard)
+  definition_set_completion(definition_set& set, diagnostic_list& found,
+                            const std_definitions* standard)
       : set_(set), found_(found), std_(standard), known_(set, standard) {}
 
   void run() {
@@ -267,5 +267,5 @@ class definition_set_checker {
 
 void complete_definition_set(definition_set& set, diagnostic_list& found,
                              const std_definitions* standard) {
-  definition_set_checker(set, found, standard).run();
+  definition_set_completion(set, found, standard).run();
 }

@@ -6,7 +6,7 @@ static bool is_of_rule(const silenced_rule& silenced, diagnostic_rule rule) {
   return silenced.code.value == rule->code;
 }
 
-bool advice_sink::silence(const diagnostic& advice, const silences& list) {
+bool advice_list::silence(const diagnostic& advice, const silences& list) {
   for (const silenced_rule& silenced : list) {
     if (!is_of_rule(silenced, advice.rule)) continue;
     used_.insert(&silenced);
@@ -15,7 +15,7 @@ bool advice_sink::silence(const diagnostic& advice, const silences& list) {
   return false;
 }
 
-bool advice_sink::silence_in_source(const diagnostic& advice) {
+bool advice_list::silence_in_source(const diagnostic& advice) {
   for (const silenced_rule& silenced : set_.silenced) {
     const bool is_here = silenced.code.place.source == advice.place.source;
     if (!is_here || !is_of_rule(silenced, advice.rule)) continue;
@@ -25,7 +25,7 @@ bool advice_sink::silence_in_source(const diagnostic& advice) {
   return false;
 }
 
-void advice_sink::add(const diagnostic& advice, const event_model* event,
+void advice_list::add(const diagnostic& advice, const event_model* event,
                       const attribute_model* attribute) {
   const bool is_silenced = (attribute != nullptr && silence(advice, attribute->silenced)) ||
                            (event != nullptr && silence(advice, event->silenced)) ||
@@ -36,7 +36,7 @@ void advice_sink::add(const diagnostic& advice, const event_model* event,
     found_.add(advice);
 }
 
-void advice_sink::for_each_list(const std::function<void(const silences&, const event_model*,
+void advice_list::for_each_list(const std::function<void(const silences&, const event_model*,
                                                          const attribute_model*)>& visit) const {
   for (const attribute_model& global : set_.globals) visit(global.silenced, nullptr, &global);
   for (const event_model& event : set_.events) {
@@ -47,7 +47,7 @@ void advice_sink::for_each_list(const std::function<void(const silences&, const 
   visit(set_.silenced, nullptr, nullptr);
 }
 
-void advice_sink::add_unused_silences(const std::function<bool(diagnostic_rule)>& is_applied) {
+void advice_list::add_unused_silences(const std::function<bool(diagnostic_rule)>& is_applied) {
   for_each_list(
       [&](const silences& list, const event_model* event, const attribute_model* attribute) {
         for (const silenced_rule& silenced : list) {

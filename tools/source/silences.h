@@ -1,4 +1,4 @@
-// Where advice goes: to the diagnostics, unless the source silences it.
+// The advice on a set of sources: it goes to the diagnostics, unless the source silences it.
 #ifndef TOOLS_SOURCE_SILENCES_H
 #define TOOLS_SOURCE_SILENCES_H
 
@@ -8,9 +8,9 @@
 #include "recording/definitions/model.h"
 #include "recording/report/diagnostics.h"
 
-class advice_sink {
+class advice_list {
  public:
-  advice_sink(const definition_set& set, diagnostic_list& found) : set_(set), found_(found) {}
+  advice_list(const definition_set& set, diagnostic_list& found) : set_(set), found_(found) {}
 
   // Advice on the set, on an event, or on an attribute (of an event, or a global one). The
   // attribute, the event and the source may silence it.
