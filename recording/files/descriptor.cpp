@@ -6,18 +6,16 @@
 
 #include "recording/files/file_error.h"
 
-static bool wait_for_room(int descriptor) {
-  pollfd room{descriptor, POLLOUT, 0};
-  return poll(&room, 1, -1) >= 0 || errno == EINTR;
-}
-
 bool write_all(int descriptor, std::string_view& bytes) {
   while (!bytes.empty()) {
     const ssize_t written = KP_write(descriptor, bytes.data(), bytes.size());
-    if (written >= 0)
+    if (written >= 0) {
       bytes.remove_prefix(static_cast<size_t>(written));
-    else if (errno == EAGAIN ? !wait_for_room(descriptor) : errno != EINTR)
-      return false;
+      continue;
+    }
+    pollfd room{descriptor, POLLOUT, 0};
+    if (errno == EAGAIN && poll(&room, 1, -1) >= 0) continue;
+    if (errno != EINTR) return false;
   }
   return true;
 }

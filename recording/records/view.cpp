@@ -19,13 +19,10 @@ static std::string shown_value(const record_value& value) {
   return value.kind == record_value_kind::text ? json_string(value.text) : std::string(value.text);
 }
 
-static bool is_shown_bare(std::string_view name) {
-  return !name.empty() && name.find_first_of(" \t\"=[]") == std::string_view::npos;
-}
-
 static std::string shown_attribute(const record_attribute& attribute) {
   const std::string_view name = attribute.name;
-  return (is_shown_bare(name) ? std::string(name) : json_string(name)) + "=" +
+  const bool is_shown_bare = !name.empty() && name.find_first_of(" \t\"=[]") == name.npos;
+  return (is_shown_bare ? std::string(name) : json_string(name)) + "=" +
          shown_value(attribute.value);
 }
 

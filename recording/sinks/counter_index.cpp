@@ -85,17 +85,14 @@ void counter_index::rebuild(int file) {
   is_exact_ = true;
 }
 
-static bool is_same_time(const timespec& one, const timespec& other) {
-  return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
-}
-
 void counter_index::follow(int file, const struct stat& status) {
   const bool is_same = is_filled_ && status.st_dev == device_ && status.st_ino == inode_ &&
                        static_cast<uint64_t>(status.st_size) >= records_ * kp_counter_record_size;
   device_ = status.st_dev;
   inode_ = status.st_ino;
   if (!is_same) return rebuild(file);
-  if (!is_same_time(status.st_mtim, written_)) is_exact_ = false;
+  const timespec& time = status.st_mtim;
+  if (time.tv_sec != written_.tv_sec || time.tv_nsec != written_.tv_nsec) is_exact_ = false;
   if (static_cast<uint64_t>(status.st_size) == records_ * kp_counter_record_size) return;
   read_records(file, records_, [this](const counted_entries& record, uint32_t number) {
     const counter_key key = {record.day, record.id};

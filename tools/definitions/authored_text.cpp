@@ -349,7 +349,10 @@ class quoted_literal_reader {
   void read_character() {
     const char character = text_.front();
     if (text_.starts_with("''")) return take(2, "'");
-    if (character == '\'' && begins_or_ends_quote()) return toggle_quote();
+    if (character == '\'' && begins_or_ends_quote()) {
+      is_quoted_ = !is_quoted_;
+      return text_.remove_prefix(1);
+    }
     if (character == '{' && !is_quoted_) return skip_pattern();
     take(1, character == '{' || character == '}' ? std::string(2, character)
                                                  : std::string(1, character));
@@ -357,11 +360,6 @@ class quoted_literal_reader {
 
   bool begins_or_ends_quote() const {
     return is_quoted_ || (text_.size() > 1 && (text_[1] == '{' || text_[1] == '}'));
-  }
-
-  void toggle_quote() {
-    is_quoted_ = !is_quoted_;
-    text_.remove_prefix(1);
   }
 
   void skip_pattern() {
@@ -390,18 +388,16 @@ std::string authored_placeholder(const template_piece& piece, kp_AttributeType t
   return "{" + std::string(piece.text) + (is_chosen ? ":" + std::string(format->word) : "") + "}";
 }
 
-// ICU drops literal text before "%%", so that none was authored there.
-static bool is_dropped_before_percent(const std::vector<template_piece>& pieces, size_t i) {
-  return i + 1 < pieces.size() && pieces[i + 1].kind == template_piece::kinds::percent;
-}
-
 static std::string likely_text(std::string_view bytes, const attribute_type_of& type_of) {
   const std::vector<template_piece> pieces = scan_template(bytes);
   std::string text;
   for (size_t i = 0; i < pieces.size(); ++i) {
     const template_piece& piece = pieces[i];
     if (piece.kind == template_piece::kinds::percent) text += '%';
-    if (piece.kind == template_piece::kinds::literal && !is_dropped_before_percent(pieces, i))
+    // ICU drops literal text before "%%", so that none was authored there.
+    const bool is_dropped =
+        i + 1 < pieces.size() && pieces[i + 1].kind == template_piece::kinds::percent;
+    if (piece.kind == template_piece::kinds::literal && !is_dropped)
       text += quoted_literal_reader(piece.text).read();
     if (piece.kind == template_piece::kinds::placeholder)
       text += authored_placeholder(piece, type_of(piece.text));

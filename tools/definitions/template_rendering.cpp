@@ -66,15 +66,12 @@ class template_pattern {
   size_t arguments_ = 0;
 };
 
-static bool is_dropped(const std::vector<template_piece>& pieces, size_t i) {
-  return i + 1 == pieces.size() || pieces[i + 1].kind == template_piece::kinds::percent;
-}
-
 template_pattern::template_pattern(const std::vector<template_piece>& pieces) : pieces_(pieces) {
   for (size_t i = 0; i < pieces.size(); ++i) {
     const template_piece& piece = pieces[i];
-    if (piece.kind == template_piece::kinds::literal && !is_dropped(pieces, i))
-      append_literal(piece);
+    const bool is_dropped =
+        i + 1 == pieces.size() || pieces[i + 1].kind == template_piece::kinds::percent;
+    if (piece.kind == template_piece::kinds::literal && !is_dropped) append_literal(piece);
     if (piece.kind == template_piece::kinds::percent) {
       pattern_.append(u'%');
       offsets_.push_back(piece.offset);

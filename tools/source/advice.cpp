@@ -90,11 +90,6 @@ class definition_adviser {
 
   using named_flag = std::pair<const std::string, flag_model>;
 
-  size_t source_number(const source_text* source) const {
-    const auto found = std::find(set_.sources.begin(), set_.sources.end(), source);
-    return static_cast<size_t>(found - set_.sources.begin());
-  }
-
   // In the order of the sources, without DEBUG where none declares it.
   std::vector<const named_flag*> flags_in_order() const {
     std::vector<const named_flag*> flags;
@@ -102,7 +97,8 @@ class definition_adviser {
       if (flag.second.is_given()) flags.push_back(&flag);
     const auto order = [this](const named_flag* flag) {
       const source_place& place = flag->second.name_place;
-      return std::make_tuple(source_number(place.source), place.at);
+      const auto source = std::find(set_.sources.begin(), set_.sources.end(), place.source);
+      return std::make_tuple(source - set_.sources.begin(), place.at);
     };
     std::sort(flags.begin(), flags.end(),
               [&](const auto* a, const auto* b) { return order(a) < order(b); });
