@@ -41,7 +41,7 @@ static bool library_loads(const definition_file& file) {
 
 // The bytes that a dump compiles to; it was made without errors.
 static std::string compiled(const std::string& yaml) {
-  const source_text source("dump.yaml", yaml);
+  const text_file source("dump.yaml", yaml);
   definition_set set;
   diagnostic_list found;
   read_definition_source(source, set, found);

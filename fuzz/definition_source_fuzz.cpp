@@ -19,7 +19,7 @@ static void require(bool holds) {
   if (!holds) std::abort();
 }
 
-static void require_writable(const diagnostic_list& found, const source_text& source) {
+static void require_writable(const diagnostic_list& found, const text_file& source) {
   std::ostringstream out;
   found.write(out, {&source}, diagnostic_format::text, true);
   found.write(out, {&source}, diagnostic_format::json, false);
@@ -27,7 +27,7 @@ static void require_writable(const diagnostic_list& found, const source_text& so
 }
 
 // The bytes that a source compiles to; none when it does not.
-static std::string compiled(const source_text& source) {
+static std::string compiled(const text_file& source) {
   definition_set set;
   diagnostic_list found;
   read_definition_source(source, set, found);
@@ -44,13 +44,13 @@ static std::string compiled(const source_text& source) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string bytes =
-      compiled(source_text("source", std::string(reinterpret_cast<const char*>(data), size)));
+      compiled(text_file("source", std::string(reinterpret_cast<const char*>(data), size)));
   if (bytes.empty()) return 0;
   definition_file file("file", bytes);
   diagnostic_list found;
   require(read_definition_file(file, found));
   const std::string dumped = definition_yaml(file, found);
   require(found.empty());
-  require(compiled(source_text("dump", dumped)) == bytes);
+  require(compiled(text_file("dump", dumped)) == bytes);
   return 0;
 }

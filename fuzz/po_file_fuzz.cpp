@@ -13,7 +13,7 @@ static void require(bool holds) {
   if (!holds) std::abort();
 }
 
-static void require_places_within(const source_text& source, const po_string& string) {
+static void require_places_within(const text_file& source, const po_string& string) {
   require(string.offsets.size() == string.text.size());
   require(string.begin <= source.bytes().size());
   for (const uint32_t offset : string.offsets) require(offset < source.bytes().size());
@@ -34,7 +34,7 @@ static void require_same(const po_document& a, const po_document& b) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const source_text source("f.po", std::string(reinterpret_cast<const char*>(data), size));
+  const text_file source("f.po", std::string(reinterpret_cast<const char*>(data), size));
   po_document document;
   diagnostic_list found;
   require(read_po(source, document, found));
@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       require_places_within(source, *string);
   if (!found.empty()) return 0;
   const std::string text = po_text(document);
-  const source_text written("g.po", text);
+  const text_file written("g.po", text);
   po_document again;
   require(read_po(written, again, found) && found.empty());
   require_same(document, again);

@@ -31,7 +31,7 @@ static constexpr std::string_view magic_bytes = ".LDF";
 // is read or reported.
 class definition_cursor {
  public:
-  definition_cursor(const source_text& source, size_t at, diagnostic_list& found)
+  definition_cursor(const text_file& source, size_t at, diagnostic_list& found)
       : source_(source), at_(at), found_(found) {}
 
   // --- for the library's readers: an item is a number, or a text behind its size
@@ -63,11 +63,11 @@ class definition_cursor {
     n_items_ = 0;
   }
   // Where the item of that number, among those expected, begins.
-  source_place place_of(size_t item) const { return places_[item]; }
+  text_place place_of(size_t item) const { return places_[item]; }
 
   bool good() const { return good_; }
   size_t at() const { return at_; }
-  source_place place() const { return {&source_, at_}; }
+  text_place place() const { return {&source_, at_}; }
 
   // False, and an error, when fewer than `size` bytes are left.
   bool has(size_t size, const std::string& what) {
@@ -80,13 +80,13 @@ class definition_cursor {
     return false;
   }
 
-  void fail(diagnostic_rule rule, const source_place& at, std::string text) {
+  void fail(diagnostic_rule rule, const text_place& at, std::string text) {
     good_ = false;
     found_.add(rule, at, std::move(text));
   }
 
   // The code of an attribute's type that is none; the model has eight bits of it.
-  void report_no_type(const source_place& at) {
+  void report_no_type(const text_place& at) {
     const auto code = KP_get_big_endian<uint32_t>(source_.bytes().data() + at.at);
     if (find_type(code) == nullptr)
       found_.add("file-type"_rule, at,
@@ -113,23 +113,23 @@ class definition_cursor {
                          " bytes behind its NUL");
   }
 
-  const source_text& source_;
+  const text_file& source_;
   size_t at_;
   diagnostic_list& found_;
   bool good_ = true;
   static constexpr size_t most_items = 6;
   std::array<const char*, most_items> names_{};
-  std::array<source_place, most_items> places_;
+  std::array<text_place, most_items> places_;
   size_t n_names_ = 0;
   size_t n_items_ = 0;  // that were begun
   bool is_within_text_ = false;
 };
 
-static placed<std::string> text_at(const kp_String& text, const source_place& place) {
+static placed<std::string> text_at(const kp_String& text, const text_place& place) {
   return {std::string(text.c_str(), text.length()), place};
 }
 
-static placed<std::string> given_unless_empty(const kp_String& text, const source_place& place) {
+static placed<std::string> given_unless_empty(const kp_String& text, const text_place& place) {
   return text.length() == 0 ? placed<std::string>{} : text_at(text, place);
 }
 
@@ -163,10 +163,10 @@ static size_t read_count(definition_cursor& in, const char* what, size_t least_s
   return 0;
 }
 
-static void set_message(message_model& message, const kp_String& id, const source_place& id_place,
-                        const kp_String& text, const source_place& text_place) {
-  message.id = text_at(id, id_place);
-  message.raw = text_at(text, text_place);
+static void set_message(message_model& message, const kp_String& id, const text_place& place_of_id,
+                        const kp_String& text, const text_place& place_of_text) {
+  message.id = text_at(id, place_of_id);
+  message.raw = text_at(text, place_of_text);
   message.template_bytes = message.raw.value;
 }
 
@@ -353,7 +353,7 @@ class definition_file_reader {
 };
 
 definition_file::definition_file(std::string name, std::string bytes)
-    : source(source_text::binary(std::move(name), std::move(bytes))) {
+    : source(text_file::binary(std::move(name), std::move(bytes))) {
   set.sources.push_back(&source);
 }
 

@@ -29,7 +29,7 @@ class definition_file {
   definition_file(const definition_file&) = delete;
   definition_file& operator=(const definition_file&) = delete;
 
-  const source_text source;
+  const text_file source;
   _kp_LOG_ldf_header_struct header{};
 
   // In the order of the mapping table. The place of every value is its offset: line 0, and the

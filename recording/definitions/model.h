@@ -19,7 +19,7 @@ constexpr size_t log_version_limit = 7;               // bytes
 template <class T>
 struct placed {
   T value{};
-  source_place place{};
+  text_place place{};
 
   bool is_given() const { return place.source != nullptr; }
 };
@@ -33,7 +33,7 @@ struct silenced_rule {
 // A difference from an earlier set that is meant, "accept: {CODE/NAME: {since: VERSION, reason:
 // TEXT}}".
 struct accepted_difference {
-  source_place place{};  // of CODE/NAME
+  text_place place{};  // of CODE/NAME
   std::string code;
   std::string name;           // of what is different
   placed<std::string> since;  // the log version of the earlier set
@@ -52,7 +52,7 @@ struct attribute_model {
 
 // The default message of an event, or one of its selector messages.
 struct message_model {
-  source_place place{};
+  text_place place{};
   placed<uint32_t> index;  // index, value and name: selector messages only
   placed<uint32_t> value;
   placed<std::string> name;  // of its value in generated headers
@@ -81,22 +81,22 @@ struct event_model {
 
 // The bits of a flag.
 struct flag_model : placed<uint32_t> {
-  source_place name_place{};
+  text_place name_place{};
 };
 
 struct id_range {
   uint32_t first = 0;
   uint32_t last = 0;
-  source_place place{};
+  text_place place{};
 
   bool holds(uint32_t id) const { return id >= first && id <= last; }
 };
 
 // All sources of a run together.
 struct definition_set {
-  std::vector<const source_text*> sources;  // not owned
-  bool is_whole = true;                     // every source could be read to its end
-  bool may_be_auxiliary = false;            // an STD set that is not known may add to it
+  std::vector<const text_file*> sources;  // not owned
+  bool is_whole = true;                   // every source could be read to its end
+  bool may_be_auxiliary = false;          // an STD set that is not known may add to it
   placed<std::string> log_version;
   std::map<std::string, flag_model, std::less<>> flags;
   std::vector<attribute_model> globals;

@@ -53,7 +53,7 @@ static std::string_view last_cells(std::string_view text, size_t cells) {
 }
 
 // The first bytes at the place, in hexadecimal and as characters.
-static void write_bytes_excerpt(std::ostream& out, const source_place& place) {
+static void write_bytes_excerpt(std::ostream& out, const text_place& place) {
   const std::string_view bytes = place.source->bytes().substr(place.offset(), excerpt_bytes);
   if (bytes.empty()) return;
   std::string characters;
@@ -65,7 +65,7 @@ static void write_bytes_excerpt(std::ostream& out, const source_place& place) {
   out << "  " << characters << '\n';
 }
 
-static void write_excerpt(std::ostream& out, const source_place& place,
+static void write_excerpt(std::ostream& out, const text_place& place,
                           const headline_colors& colors) {
   if (place.source->is_binary()) return write_bytes_excerpt(out, place);
   const std::string_view line = place.source->line(place.line());
@@ -79,8 +79,7 @@ static void write_excerpt(std::ostream& out, const source_place& place,
       << std::string(terminal_width(before), ' ') << colors.caret << '^' << colors.end << '\n';
 }
 
-static void write_place(std::ostream& out, const source_place& place,
-                        const headline_colors& colors) {
+static void write_place(std::ostream& out, const text_place& place, const headline_colors& colors) {
   out << colors.place << terminal_text(place.source->name()) << ':';
   if (place.source->is_binary())
     out << "0x" << hexadecimal(static_cast<uint32_t>(place.offset()), 1);
@@ -111,7 +110,7 @@ static void write_text(std::ostream& out, const diagnostic& found, rule_severity
   }
 }
 
-static void append_place(json_text& json, const source_place& place) {
+static void append_place(json_text& json, const text_place& place) {
   json.key("file").text(place.source->name());
   if (place.source->is_binary())
     json.key("offset").number(place.offset());
@@ -150,13 +149,13 @@ bool diagnostic_list::has(diagnostic_rule rule) const {
                      [&](const diagnostic& found) { return found.rule == rule; });
 }
 
-void diagnostic_list::write(std::ostream& out, const std::vector<const source_text*>& sources,
+void diagnostic_list::write(std::ostream& out, const std::vector<const text_file*>& sources,
                             diagnostic_format format, bool color) const {
   write_first(found_.size(), out, sources, format, color);
 }
 
 size_t diagnostic_list::write_first(size_t limit, std::ostream& out,
-                                    const std::vector<const source_text*>& sources,
+                                    const std::vector<const text_file*>& sources,
                                     diagnostic_format format, bool color) const {
   const auto order = [&](const diagnostic* found) {
     const auto source = std::find(sources.begin(), sources.end(), found->place.source);

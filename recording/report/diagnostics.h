@@ -12,13 +12,13 @@
 #include "recording/report/text_file.h"
 
 struct diagnostic_note {
-  source_place place;
+  text_place place;
   std::string text;
 };
 
 struct diagnostic {
   diagnostic_rule rule;
-  source_place place;
+  text_place place;
   std::string text;
   std::vector<diagnostic_note> notes = {};  // the other places of a conflict
 };
@@ -35,12 +35,12 @@ class diagnostic_list {
   void add(diagnostic found) {
     if (severity_of(found.rule) != rule_severity::off) found_.push_back(std::move(found));
   }
-  void add(diagnostic_rule rule, const source_place& place, std::string text) {
+  void add(diagnostic_rule rule, const text_place& place, std::string text) {
     add({rule, place, std::move(text)});
   }
   // With a note for the place that came first.
-  void add(diagnostic_rule rule, const source_place& place, std::string text,
-           const source_place& other, std::string note) {
+  void add(diagnostic_rule rule, const text_place& place, std::string text, const text_place& other,
+           std::string note) {
     add({rule, place, std::move(text), {{other, std::move(note)}}});
   }
 
@@ -56,12 +56,11 @@ class diagnostic_list {
   //   json: one object per line: file, line, column, severity, code, text, notes.
   // In a file that is no text, "FILE:0xOFFSET" and its bytes, and "offset" in JSON. Of a file that
   // was not opened, "kplog: text", and no place in JSON.
-  void write(std::ostream& out, const std::vector<const source_text*>& sources,
+  void write(std::ostream& out, const std::vector<const text_file*>& sources,
              diagnostic_format format, bool color) const;
   // The same of the first `limit` of them; the result is how many are left.
-  size_t write_first(size_t limit, std::ostream& out,
-                     const std::vector<const source_text*>& sources, diagnostic_format format,
-                     bool color) const;
+  size_t write_first(size_t limit, std::ostream& out, const std::vector<const text_file*>& sources,
+                     diagnostic_format format, bool color) const;
 
  private:
   rule_severity severity_of(diagnostic_rule rule) const;

@@ -96,7 +96,7 @@ std::string standard_error_buffer::lack() const {
   std::string text = file_error(file_use::writing, "write to", "standard error", error_).what() +
                      std::string(": what stands above this line came late");
   if (lost_lines_ != 0) text += ", and " + counted(lost_lines_, "line") + " did not come";
-  const source_text nowhere = source_text::unopened("kplog");
+  const text_file nowhere = text_file::unopened("kplog");
   diagnostic_list found;
   found.add("unwritable"_rule, {&nowhere, 0}, text);
   std::ostringstream shown;

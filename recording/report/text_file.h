@@ -1,4 +1,4 @@
-// A source file in memory, and places in it.
+// A file in memory, and places in it: a source, a compiled file, a PO file, a line of records.
 #ifndef RECORDING_REPORT_TEXT_FILE_H
 #define RECORDING_REPORT_TEXT_FILE_H
 
@@ -9,16 +9,16 @@
 
 constexpr size_t source_size_limit = size_t{16} << 20;  // bytes; larger sources are refused
 
-class source_text {
+class text_file {
  public:
   // `name` is what diagnostics call the file. A byte order mark at the start is left out.
-  source_text(std::string name, std::string bytes);
+  text_file(std::string name, std::string bytes);
   // A file that is no text. It has one line, so that the bytes of its places are offsets.
-  static source_text binary(std::string name, std::string bytes);
+  static text_file binary(std::string name, std::string bytes);
   // One line, numbered from 0, of a text that is not held as a whole.
-  static source_text one_line(std::string name, std::string bytes, size_t number);
+  static text_file one_line(std::string name, std::string bytes, size_t number);
   // A file of which nothing is known but its name. It has no places within it.
-  static source_text unopened(std::string name);
+  static text_file unopened(std::string name);
 
   const std::string& name() const { return name_; }
   bool is_binary() const { return kind_ == kinds::binary; }
@@ -36,7 +36,7 @@ class source_text {
  private:
   enum class kinds { text, binary, unopened };
 
-  source_text(kinds kind, std::string name, std::string bytes);
+  text_file(kinds kind, std::string name, std::string bytes);
 
   std::string name_;
   std::string bytes_;
@@ -46,12 +46,12 @@ class source_text {
   kinds kind_ = kinds::text;
 };
 
-// A place in a source. Its line and column are worked out when people are to see them.
-struct source_place {
-  const source_text* source = nullptr;  // not owned; null: no place is known
-  size_t at = 0;                        // bytes before it
+// A place in a file. Its line and column are worked out when people are to see them.
+struct text_place {
+  const text_file* source = nullptr;  // not owned; null: no place is known
+  size_t at = 0;                      // bytes before it
 
-  size_t offset() const;  // into the source's bytes, never behind their end
+  size_t offset() const;  // into the file's bytes, never behind their end
   size_t line() const;    // from 0
   size_t byte() const;    // within the line, from 0
   size_t column() const;  // from 1, in characters

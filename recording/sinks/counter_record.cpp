@@ -108,7 +108,7 @@ static std::vector<placed_count> records_of(std::string_view bytes) {
   return records;
 }
 
-static void check_records(const source_text& file, const std::vector<placed_count>& records,
+static void check_records(const text_file& file, const std::vector<placed_count>& records,
                           diagnostic_list& found) {
   odd_records lengths;
   odd_records days;
@@ -128,7 +128,7 @@ static void check_records(const source_text& file, const std::vector<placed_coun
                   day_text(counter_record_at(file.bytes(), days.first).day) + days.others());
 }
 
-static void check_end(const source_text& file, diagnostic_list& found) {
+static void check_end(const text_file& file, diagnostic_list& found) {
   const size_t rest = file.bytes().size() % kp_counter_record_size;
   if (rest == 0) return;
   found.add("counter-torn"_rule, {&file, file.bytes().size() - rest},
@@ -137,7 +137,7 @@ static void check_end(const source_text& file, diagnostic_list& found) {
 }
 
 // Leaves the first record of each key, in the order of the keys.
-static void leave_first_records(const source_text& file, std::vector<placed_count>& records,
+static void leave_first_records(const text_file& file, std::vector<placed_count>& records,
                                 diagnostic_list& found) {
   std::sort(records.begin(), records.end(), [](const placed_count& a, const placed_count& b) {
     return std::tuple(a.key(), a.offset) < std::tuple(b.key(), b.offset);
@@ -161,7 +161,7 @@ static void leave_first_records(const source_text& file, std::vector<placed_coun
       {&file, of_first}, "this one is counted");
 }
 
-std::vector<counted_entries> read_counter_file(const source_text& file, diagnostic_list& found) {
+std::vector<counted_entries> read_counter_file(const text_file& file, diagnostic_list& found) {
   std::vector<placed_count> records = records_of(file.bytes());
   check_records(file, records, found);
   check_end(file, found);

@@ -60,6 +60,6 @@ void visit_counts(std::string_view bytes,
 // The counts of the file, a binary source, by day and ID; each key once, as its first record gives
 // it. Adds what is odd about the file, once for each kind, with the first place; what is not as it
 // should be is counted all the same, as the library does.
-std::vector<counted_entries> read_counter_file(const source_text& file, diagnostic_list& found);
+std::vector<counted_entries> read_counter_file(const text_file& file, diagnostic_list& found);
 
 #endif

@@ -18,7 +18,7 @@
 
 static constexpr unsigned set_count = 1500;
 
-static std::string shown(const diagnostic_list& found, const source_text& source) {
+static std::string shown(const diagnostic_list& found, const text_file& source) {
   std::ostringstream out;
   found.write(out, {&source}, diagnostic_format::text, false);
   return out.str();
@@ -32,7 +32,7 @@ struct compiled_source {
     complete_definition_set(set, found, standard);
   }
 
-  source_text text;
+  text_file text;
   definition_set set;
   diagnostic_list found;
 };

@@ -46,7 +46,7 @@ static std::vector<std::string> comments_of(const catalog_message& message,
 }
 
 // A name with blanks stands between marks of direction, as translators' tools have it.
-static std::string reference_to(const source_place& place) {
+static std::string reference_to(const text_place& place) {
   const std::string& name = place.source->name();
   const bool has_blanks = name.find_first_of(" \t") != std::string::npos;
   return (has_blanks ? "\u2068" + name + "\u2069" : name) + ":" + std::to_string(place.line() + 1);
@@ -56,7 +56,7 @@ static po_string given(std::string text) {
   return {std::move(text), true, 0, {}};
 }
 
-static source_place place_of(const message_model& message) {
+static text_place place_of(const message_model& message) {
   for (const placed<std::string>* value : {&message.text, &message.raw, &message.id})
     if (value->is_given()) return value->place;
   return message.place;

@@ -13,7 +13,7 @@ static bool is_key_character(char c) {
          others.find(c) != std::string_view::npos;
 }
 
-static source_place place_of_id(const catalog_message& message) {
+static text_place place_of_id(const catalog_message& message) {
   return message.message->id.is_given() ? message.message->id.place : message.event->name.place;
 }
 

@@ -69,7 +69,7 @@ static std::string_view trimmed(std::string_view text) {
 
 class po_reader {
  public:
-  po_reader(const source_text& source, po_document& document, diagnostic_list& found)
+  po_reader(const text_file& source, po_document& document, diagnostic_list& found)
       : source_(source), document_(document), found_(found) {}
 
   void read() {
@@ -302,7 +302,7 @@ class po_reader {
 
   static constexpr size_t no_offset = static_cast<size_t>(-1);
 
-  const source_text& source_;
+  const text_file& source_;
   po_document& document_;
   diagnostic_list& found_;
   std::string_view rest_;  // of the line
@@ -318,7 +318,7 @@ class po_reader {
   std::map<std::string, size_t, std::less<>> known_;
 };
 
-bool read_po(const source_text& source, po_document& document, diagnostic_list& found) {
+bool read_po(const text_file& source, po_document& document, diagnostic_list& found) {
   document.source = &source;
   const bool is_readable = source.bytes().size() <= source_size_limit;
   if (is_readable)

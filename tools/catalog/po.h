@@ -38,7 +38,7 @@ struct po_entry {
 };
 
 struct po_document {
-  const source_text* source = nullptr;  // not owned; null: made here
+  const text_file* source = nullptr;  // not owned; null: made here
   po_entry header;
   std::vector<po_entry> entries;
 
@@ -51,7 +51,7 @@ struct po_document {
 // Reads the file into `document`, which points to it. Diagnostics for what is no PO file, is not in
 // UTF-8, or says one thing twice; a message with such a fault is left out, and reading goes on with
 // the next one. False when the file is too large to be read.
-bool read_po(const source_text& source, po_document& document, diagnostic_list& found);
+bool read_po(const text_file& source, po_document& document, diagnostic_list& found);
 
 // The text of the file: the same document gives the same bytes. Strings are broken behind line ends
 // only.

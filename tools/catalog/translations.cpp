@@ -214,7 +214,7 @@ class translation_reader {
                    in_quotes(result_.locale) + " by this header");
   }
 
-  source_place place_of_language() const {
+  text_place place_of_language() const {
     return {document_.source,
             document_.header.translation.offset_of(document_.header_field_begin("Language"))};
   }
@@ -384,8 +384,8 @@ class progress_counter {
   }
 
   // At its empty translation; at the header of the locale's first file where it has none.
-  source_place place_of_untranslated(const std::string& id, const std::string& name) const {
-    source_place place;
+  text_place place_of_untranslated(const std::string& id, const std::string& name) const {
+    text_place place;
     for (const catalog_translations& file : translations_) {
       if (name_of(file) != name) continue;
       const auto empty = file.empty.find(id);

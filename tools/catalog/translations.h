@@ -17,12 +17,12 @@ struct catalog_translations {
   std::string file;
   // ICU's, by the header's field "Language", else by the file's name; empty when that is none.
   std::string locale;
-  source_place header;
+  text_place header;
   // By message ID.
   std::map<std::string, std::string> templates;  // what a catalog can use
-  std::map<std::string, source_place> places;    // of those
+  std::map<std::string, text_place> places;      // of those
   std::set<std::string> fuzzy;                   // for a translator to look at
-  std::map<std::string, source_place> empty;     // where a translation is wanted
+  std::map<std::string, text_place> empty;       // where a translation is wanted
   size_t obsolete = 0;
 };
 

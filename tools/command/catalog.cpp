@@ -34,7 +34,7 @@ struct catalog_work {
   definition_input input;
   diagnostic_list found;
   std::vector<catalog_message> messages;
-  std::deque<source_text> po_sources;
+  std::deque<text_file> po_sources;
 };
 
 static void read_messages(const catalog_options& options, bool with_standard, catalog_work& work,
@@ -52,8 +52,8 @@ static bool has_errors(const catalog_work& work) {
 
 static void write_findings(const catalog_options& options, const catalog_work& work,
                            std::ostream& log) {
-  std::vector<const source_text*> sources = work.input.set().sources;
-  for (const source_text& source : work.po_sources) sources.push_back(&source);
+  std::vector<const text_file*> sources = work.input.set().sources;
+  for (const text_file& source : work.po_sources) sources.push_back(&source);
   work.found.write(log, sources, options.report.format, options.report.color);
 }
 

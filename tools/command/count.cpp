@@ -129,7 +129,7 @@ static command_outcome read_counts(const count_options& options, const std::stri
   std::string bytes = read_file(path, counter_file_size_limit);
   if (bytes.size() > counter_file_size_limit)
     throw file_error(file_use::reading, "read", input_name(path), EFBIG);
-  const source_text file = source_text::binary(input_name(path), std::move(bytes));
+  const text_file file = text_file::binary(input_name(path), std::move(bytes));
   diagnostic_list found;
   const std::vector<counted_entries> read = read_counter_file(file, found);
   counts.insert(counts.end(), read.begin(), read.end());

@@ -138,7 +138,7 @@ class change_judge {
   const compared_set& before_;
   const compared_set& now_;
   const std::vector<accept_option>& options_;
-  const source_text command_line_ = source_text::unopened("kplog");
+  const text_file command_line_ = text_file::unopened("kplog");
   std::unordered_set<const void*> used_;  // of both kinds
 };
 

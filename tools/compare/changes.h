@@ -16,9 +16,9 @@ struct event_pair {
 
 struct definition_change {
   change_rule rule{};
-  event_pair event = {};     // both null: a difference of the set
-  source_place before = {};  // where the difference stands; source null: nowhere
-  source_place now = {};
+  event_pair event = {};   // both null: a difference of the set
+  text_place before = {};  // where the difference stands; source null: nowhere
+  text_place now = {};
   std::string text;  // names what differs
   // What differs, as it is called now and as it was: an attribute, a message's ID, a flag, an
   // event.
@@ -56,7 +56,7 @@ void add_message_changes(const compared_set& before, const compared_set& now,
                          const event_pair& event, std::vector<definition_change>& changes);
 
 // Where differences of a message stand.
-source_place message_place(const message_model& message, const event_model& event);
+text_place message_place(const message_model& message, const event_model& event);
 
 struct attribute_pair {
   const attribute_model* before;
@@ -79,10 +79,10 @@ struct attribute_pairs {
 
 // Where differences between attributes are reported, and how.
 struct attribute_report {
-  const char* what;        // "the attribute "
-  event_pair event;        // both null: global attributes
-  bool has_notes;          // both sides are sources
-  source_place elsewhere;  // what stands for the place of an attribute that is gone
+  const char* what;      // "the attribute "
+  event_pair event;      // both null: global attributes
+  bool has_notes;        // both sides are sources
+  text_place elsewhere;  // what stands for the place of an attribute that is gone
   std::vector<definition_change>& changes;
 
   definition_change& add(change_rule rule, const attribute_model* was, const attribute_model* is,

@@ -34,8 +34,8 @@ void attribute_pairs::join(const attribute_model* was, const attribute_model* is
 
 definition_change& attribute_report::add(change_rule rule, const attribute_model* was,
                                          const attribute_model* is, const std::string& text) const {
-  source_place before;
-  source_place now = elsewhere;
+  text_place before;
+  text_place now = elsewhere;
   std::vector<std::string> names;
   if (is != nullptr) {
     now = is->name.place;
@@ -111,7 +111,7 @@ class event_comparison {
   }
 
  private:
-  definition_change& add(change_rule rule, const source_place& before, const source_place& now,
+  definition_change& add(change_rule rule, const text_place& before, const text_place& now,
                          std::string text) {
     changes_.push_back({rule,
                         event_,

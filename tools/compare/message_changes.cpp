@@ -8,7 +8,7 @@
 #include "tools/compare/changes.h"
 #include "tools/definitions/authored_text.h"
 
-source_place message_place(const message_model& message, const event_model& event) {
+text_place message_place(const message_model& message, const event_model& event) {
   for (const auto* text : {&message.text, &message.raw})
     if (text->is_given()) return text->place;
   return message.place.source != nullptr ? message.place : event.name.place;
@@ -44,8 +44,8 @@ class message_comparison {
                         std::move(text), names_of(was, is)});
   }
 
-  static source_place place_of(const message_model* message, const event_model* event) {
-    return message == nullptr ? source_place() : message_place(*message, *event);
+  static text_place place_of(const message_model* message, const event_model* event) {
+    return message == nullptr ? text_place() : message_place(*message, *event);
   }
 
   // A message is known by its ID, or its index; the default message without an ID by its event.

@@ -37,7 +37,7 @@ std::string changes_summary::text() const {
 
 // --- for people
 
-static const source_place& main_place(const definition_change& change) {
+static const text_place& main_place(const definition_change& change) {
   return change.now.source != nullptr ? change.now : change.before;
 }
 
@@ -54,7 +54,7 @@ static constexpr change_colors no_change_colors;
 static constexpr change_colors terminal_change_colors = {"\x1b[1m", "\x1b[1;31m", "\x1b[31m",
                                                          "\x1b[32m", "\x1b[0m"};
 
-static std::string place_text(const source_place& place) {
+static std::string place_text(const text_place& place) {
   if (place.source == nullptr) return "";
   const std::string name = terminal_text(place.source->name()) + ":";
   if (place.source->is_binary())
@@ -104,7 +104,7 @@ void write_changes_text(std::ostream& out, const std::vector<judged_change>& cha
 
 // --- for programs
 
-static change_json json_place(const source_place& place, const std::string& text) {
+static change_json json_place(const text_place& place, const std::string& text) {
   change_json object = change_json::object();
   if (place.source == nullptr) return nullptr;
   object["file"] = place.source->name();

@@ -279,7 +279,7 @@ class definition_comparison {
                                      : "the IDs " + ids_name(range) + " " + many;
   }
 
-  void add_range_change(change_rule rule, const source_place& was, const source_place& is,
+  void add_range_change(change_rule rule, const text_place& was, const text_place& is,
                         const id_range& range, std::string text) {
     changes_.push_back({rule, {}, was, is, std::move(text), {ids_name(range)}});
   }
@@ -366,7 +366,7 @@ class definition_comparison {
   }
 
   void add_name_change(change_rule rule, const event_pair& pair, std::string text) {
-    source_place before;
+    text_place before;
     std::vector<std::string> names;
     for (const event_model* event : {pair.now, pair.before})
       if (event != nullptr && !event->message.id.value.empty())

@@ -35,7 +35,7 @@ class definition_file_verifier {
   // --- attributes
 
   void check_globals() {
-    std::unordered_map<std::string_view, source_place> places;
+    std::unordered_map<std::string_view, text_place> places;
     for (const attribute_model& global : file_.set.globals) {
       check_attribute_name(global.name);
       add_time_attribute_fault(global, found_);
@@ -55,7 +55,7 @@ class definition_file_verifier {
 
   // The library replaces an attribute that comes again when it is the selector.
   void check_attributes(const event_model& event) {
-    std::unordered_map<std::string_view, source_place> places;
+    std::unordered_map<std::string_view, text_place> places;
     for (const attribute_model& attribute : event.attributes) {
       const placed<std::string>& name = attribute.name;
       check_attribute_name(name);
@@ -83,8 +83,8 @@ class definition_file_verifier {
   }
 
   void check_messages(const event_model& event) {
-    std::unordered_map<uint32_t, source_place> indexes;
-    std::unordered_map<uint32_t, source_place> values;
+    std::unordered_map<uint32_t, text_place> indexes;
+    std::unordered_map<uint32_t, text_place> values;
     check_template_of(event, event.message);
     for (const message_model& message : event.messages) {
       check_number(message.index, "index", indexes);
@@ -94,7 +94,7 @@ class definition_file_verifier {
   }
 
   void check_number(const placed<uint32_t>& number, const char* what,
-                    std::unordered_map<uint32_t, source_place>& places) {
+                    std::unordered_map<uint32_t, text_place>& places) {
     const auto [first, is_new] = places.emplace(number.value, number.place);
     if (!is_new)
       found_.add("file-hidden"_rule, number.place,

@@ -14,7 +14,7 @@ static size_t limit_of_kind(std::string_view bytes) {
 
 static void complete_sources(definition_input& input, const std_definitions* standard,
                              diagnostic_list& found) {
-  for (const source_text& source : input.sources)
+  for (const text_file& source : input.sources)
     read_definition_source(source, input.source_set, found);
   complete_definition_set(input.source_set, found, standard);
 }

@@ -20,7 +20,7 @@ struct definition_input {
   const definition_set& set() const { return file == nullptr ? source_set : file->set; }
 
   std::unique_ptr<definition_file> file;  // null: sources
-  std::deque<source_text> sources;
+  std::deque<text_file> sources;
   definition_set source_set;
 };
 

@@ -61,7 +61,7 @@ class definition_yaml_writer {
   }
 
  private:
-  void lose(const source_place& place, const std::string& what) {
+  void lose(const text_place& place, const std::string& what) {
     found_.add("no-source"_rule, place, what + ", which a source cannot say");
   }
 

@@ -61,8 +61,8 @@ void emit_report::tell_hidden() {
 void emit_report::bad_record(const record_line& line, const record_error& error) {
   if (!may_show_another()) return;
   clear_progress();
-  const source_text source = source_text::one_line(*line.source, std::string(line.text),
-                                                   static_cast<size_t>(line.number - 1));
+  const text_file source = text_file::one_line(*line.source, std::string(line.text),
+                                               static_cast<size_t>(line.number - 1));
   diagnostic_list found;
   found.add(error.rule(), {&source, error.offset()}, error.text());
   found.write(log_, {&source}, options_.format, options_.color);
@@ -71,7 +71,7 @@ void emit_report::bad_record(const record_line& line, const record_error& error)
 
 void emit_report::problem(diagnostic_rule rule, const std::string& text) {
   clear_progress();
-  const source_text nowhere = source_text::unopened("kplog");
+  const text_file nowhere = text_file::unopened("kplog");
   diagnostic_list found;
   found.add(rule, {&nowhere, 0}, text);
   found.write(log_, {&nowhere}, options_.format, options_.color);

@@ -92,7 +92,7 @@ class event_header_writer {
   void write_head() {
     const std::string guard = guard_of(name_space_);
     std::string sources;
-    for (const source_text* source : set_.sources)
+    for (const text_file* source : set_.sources)
       sources += (sources.empty() ? "" : ", ") + place_of(source->name()).name;
     text_ +=
         cpp_comment("Written by \"kplog header\" from " + sources + ". Changes belong there.", "");

@@ -29,7 +29,7 @@ void check_output(const std::string& output, const std::vector<std::string>& inp
 
 command_outcome report_file_error(std::ostream& log, const report_options& report,
                                   const file_error& error) {
-  const source_text file = source_text::unopened(error.name());
+  const text_file file = text_file::unopened(error.name());
   const bool is_read = error.use() == file_use::reading;
   diagnostic_list found;
   found.add(is_read ? "unreadable"_rule : "unwritable"_rule, {&file, 0}, error.what());

@@ -96,7 +96,7 @@ class definition_adviser {
     for (const named_flag& flag : set_.flags)
       if (flag.second.is_given()) flags.push_back(&flag);
     const auto order = [this](const named_flag* flag) {
-      const source_place& place = flag->second.name_place;
+      const text_place& place = flag->second.name_place;
       const auto source = std::find(set_.sources.begin(), set_.sources.end(), place.source);
       return std::make_tuple(source - set_.sources.begin(), place.at);
     };
@@ -151,7 +151,7 @@ class definition_adviser {
   }
 
   // An ID that is not given stands where the text does.
-  static const source_place& place_of_id(const message_model& message) {
+  static const text_place& place_of_id(const message_model& message) {
     if (message.id.is_given()) return message.id.place;
     return (message.raw.is_given() ? message.raw : message.text).place;
   }

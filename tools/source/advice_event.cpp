@@ -51,7 +51,7 @@ class event_adviser {
   }
 
  private:
-  void add(diagnostic_rule rule, const source_place& place, std::string text,
+  void add(diagnostic_rule rule, const text_place& place, std::string text,
            const attribute_model* attribute = nullptr) {
     advice_.add({rule, place, std::move(text)}, &event_, attribute);
   }

@@ -168,9 +168,9 @@ class definition_set_completion {
   }
 
   void check_selector_messages(const event_model& event) {
-    std::unordered_map<uint32_t, source_place> indexes;
-    std::unordered_map<uint32_t, source_place> values;
-    std::unordered_map<std::string, source_place> names;
+    std::unordered_map<uint32_t, text_place> indexes;
+    std::unordered_map<uint32_t, text_place> values;
+    std::unordered_map<std::string, text_place> names;
     for (const message_model& message : event.messages) {
       check_selector_key(message.index, "index", indexes);
       check_selector_key(message.value, "value", values);
@@ -180,7 +180,7 @@ class definition_set_completion {
 
   template <class T>
   void check_selector_key(const placed<T>& key, const char* what,
-                          std::unordered_map<T, source_place>& known) {
+                          std::unordered_map<T, text_place>& known) {
     if (!key.is_given()) return;
     const auto [first, is_new] = known.emplace(key.value, key.place);
     if (!is_new)
@@ -219,10 +219,10 @@ class definition_set_completion {
     }
   }
 
-  static source_place place_in_text(const placed<std::string>& text, size_t offset) {
-    const source_place& place = text.place;
-    if (place.source != nullptr && place.source->is_binary())
-      return {place.source, place.at + kp_ldf_length_size + offset};
+  static text_place place_in_text(const placed<std::string>& text, size_t offset) {
+    const text_place& place = text.place;
+    if (place.source == nullptr) return place;
+    if (place.source->is_binary()) return {place.source, place.at + kp_ldf_length_size + offset};
     return place_in_scalar(place, text.value, offset);
   }
 
@@ -261,8 +261,8 @@ class definition_set_completion {
   diagnostic_list& found_;
   const std_definitions* const std_;  // null: the set stands alone
   const attribute_lookup known_;
-  std::unordered_map<std::string, source_place> names_;
-  std::unordered_map<uint32_t, source_place> ids_;
+  std::unordered_map<std::string, text_place> names_;
+  std::unordered_map<uint32_t, text_place> ids_;
 };
 
 void complete_definition_set(definition_set& set, diagnostic_list& found,

@@ -118,7 +118,7 @@ static std::string type_hint(const std::string& name) {
 // Reads one source into the set. Each kind of map has a table of its keys.
 class definition_source_reader : private source_value_reader {
  public:
-  definition_source_reader(const source_text& source, definition_set& set, diagnostic_list& found)
+  definition_source_reader(const text_file& source, definition_set& set, diagnostic_list& found)
       : source_value_reader(source, found), set_(set) {}
 
   void read(const yaml_node& root) {
@@ -545,8 +545,7 @@ constexpr std::array<definition_source_reader::key_row<message_model>, 6>
         {"raw", &reader::read_message_raw},
     }};
 
-void read_definition_source(const source_text& source, definition_set& set,
-                            diagnostic_list& found) {
+void read_definition_source(const text_file& source, definition_set& set, diagnostic_list& found) {
   set.sources.push_back(&source);
   yaml_node root;
   if (!read_yaml(source, root, found)) set.is_whole = false;

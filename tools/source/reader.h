@@ -10,6 +10,6 @@
 // and for what contradicts an earlier source; whatever is sound is added all the same, so that one
 // run finds as much as possible. A source that cannot be read to its end is read as far as it
 // goes, and the set is not whole. The source must outlive the set and the diagnostics.
-void read_definition_source(const source_text& source, definition_set& set, diagnostic_list& found);
+void read_definition_source(const text_file& source, definition_set& set, diagnostic_list& found);
 
 #endif

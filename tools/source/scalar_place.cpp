@@ -156,13 +156,13 @@ class scalar_walker {
   size_t reached_ = 0;  // in the value
 };
 
-source_place place_in_scalar(const source_place& scalar, std::string_view value, size_t offset) {
+text_place place_in_scalar(const text_place& scalar, std::string_view value, size_t offset) {
   const size_t begin = scalar.offset();
   const auto at = scalar_walker(scalar.source->bytes().substr(begin), value).walk_to(offset);
-  return at ? source_place{scalar.source, begin + *at} : scalar;
+  return at ? text_place{scalar.source, begin + *at} : scalar;
 }
 
-bool is_quote_closed(const source_place& scalar) {
+bool is_quote_closed(const text_place& scalar) {
   const std::string_view notation = scalar.source->bytes().substr(scalar.offset());
   const char quote = notation.empty() ? '\0' : notation.front();
   if (quote != '"' && quote != '\'') return true;

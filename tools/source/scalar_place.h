@@ -9,9 +9,9 @@
 // The place of byte `offset` of a scalar's value, where `scalar` is the place at which the scalar
 // begins: looks through quotes, escapes, the indentation of blocks, and lines that are folded into
 // one. The scalar's own place where its notation does not account for the value.
-source_place place_in_scalar(const source_place& scalar, std::string_view value, size_t offset);
+text_place place_in_scalar(const text_place& scalar, std::string_view value, size_t offset);
 
 // Whether a scalar that begins with a quote has its partner. True for other scalars.
-bool is_quote_closed(const source_place& scalar);
+bool is_quote_closed(const text_place& scalar);
 
 #endif

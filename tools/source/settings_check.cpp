@@ -85,7 +85,7 @@ static std::vector<std::string_view> tokens_of(std::string_view line) {
 
 class configuration_checker {
  public:
-  configuration_checker(const source_text& file, diagnostic_list& found)
+  configuration_checker(const text_file& file, diagnostic_list& found)
       : file_(file), found_(found) {}
 
   void check();
@@ -103,7 +103,7 @@ class configuration_checker {
   void check_value(std::string_view key, uint32_t most, std::string_view value);
   void check_name(std::string_view key);
 
-  const source_text& file_;
+  const text_file& file_;
   diagnostic_list& found_;
   bool has_section_ = false;
   std::string_view section_;
@@ -226,6 +226,6 @@ void configuration_checker::check_name(std::string_view key) {
   if (!hint.empty()) add("config-key"_rule, key, "the filter reads no " + in_quotes(key) + hint);
 }
 
-void check_configuration(const source_text& file, diagnostic_list& found) {
+void check_configuration(const text_file& file, diagnostic_list& found) {
   configuration_checker(file, found).check();
 }

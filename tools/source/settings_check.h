@@ -11,6 +11,6 @@ bool is_configuration_path(const std::string& path);
 
 // Adds what the library would not read as it stands there. Keys that it does not know are a
 // program's own, and no findings.
-void check_configuration(const source_text& file, diagnostic_list& found);
+void check_configuration(const text_file& file, diagnostic_list& found);
 
 #endif

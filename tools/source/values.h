@@ -16,11 +16,11 @@
 // outlive this.
 class source_value_reader {
  public:
-  source_value_reader(const source_text& source, diagnostic_list& found)
+  source_value_reader(const text_file& source, diagnostic_list& found)
       : source_(source), found_(found) {}
 
   diagnostic_list& found() { return found_; }
-  source_place place(const yaml_node& node) const { return node.place(source_); }
+  text_place place(const yaml_node& node) const { return node.place(source_); }
   void add(diagnostic_rule rule, const yaml_node& node, std::string text);
 
   // Whether the value is one; `expected` is what to say when it is not.
@@ -51,7 +51,7 @@ class source_value_reader {
   void read_id_range(const yaml_node& item, std::vector<id_range>& ranges);
   void refuse_silence(const yaml_node& key);
 
-  const source_text& source_;
+  const text_file& source_;
   diagnostic_list& found_;
 };
 

@@ -34,7 +34,7 @@ static std::string_view without_blanks_behind(std::string_view text) {
 
 class yaml_line_reader {
  public:
-  explicit yaml_line_reader(const source_text& source) : source_(source) {}
+  explicit yaml_line_reader(const text_file& source) : source_(source) {}
 
   bool read() {
     const bool is_simple = source_.bytes().find_first_of("\t\r") == std::string_view::npos;
@@ -267,7 +267,7 @@ class yaml_line_reader {
     return skip_one(end);
   }
 
-  const source_text& source_;
+  const text_file& source_;
   std::vector<value_event> events_;
   size_t line_ = 0;  // that is read
   size_t column_ = 0;
@@ -275,7 +275,7 @@ class yaml_line_reader {
   bool is_at_end_ = false;
 };
 
-bool read_yaml_lines(const source_text& source, YAML::EventHandler& handler) {
+bool read_yaml_lines(const text_file& source, YAML::EventHandler& handler) {
   yaml_line_reader reader(source);
   if (!reader.read()) return false;
   reader.tell(handler);

@@ -13,6 +13,6 @@
 //   - texts that end in their line, in double quotes without escapes or plain
 //   - comments
 // It may then hold anything, faults as well, and that parser is to read it.
-bool read_yaml_lines(const source_text& source, YAML::EventHandler& handler);
+bool read_yaml_lines(const text_file& source, YAML::EventHandler& handler);
 
 #endif

@@ -18,7 +18,7 @@
 // Thrown out of the parser when going on is of no use; the diagnostic stands already.
 struct yaml_reading_stopped {};
 
-static source_place place_of(const source_text& source, const YAML::Mark& mark) {
+static text_place place_of(const text_file& source, const YAML::Mark& mark) {
   if (mark.is_null() || mark.line < 0 || mark.column < 0) return {&source, 0};
   return {&source,
           source.line_start(static_cast<size_t>(mark.line)) + static_cast<size_t>(mark.column)};
@@ -41,7 +41,7 @@ static const char* kind_name(yaml_node::kinds kind) {
 // Builds the tree from the parser's events.
 class yaml_tree_builder final : public YAML::EventHandler {
  public:
-  yaml_tree_builder(const source_text& source, diagnostic_list& found)
+  yaml_tree_builder(const text_file& source, diagnostic_list& found)
       : source_(source), found_(found) {}
 
   // What was read; the maps and lists that are still open are not whole.
@@ -113,7 +113,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
 
  private:
   yaml_node make(yaml_node::kinds kind, const YAML::Mark& mark) {
-    const source_place place = place_of(source_, mark);
+    const text_place place = place_of(source_, mark);
     if (++nodes_ > yaml_node_limit) stop("too-large"_rule, mark, "too many values");
     return {.kind = kind, .at = static_cast<uint32_t>(place.at)};
   }
@@ -137,7 +137,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
 
   // The parser places a value that is left out where the next one begins. People look for it at its
   // key, or at the dash of a list.
-  source_place place_of_nothing(const source_place& place) const {
+  text_place place_of_nothing(const text_place& place) const {
     if (open_.empty() || is_written_out(place)) return place;
     const yaml_node& around = open_.back();
     if (around.kind == yaml_node::kinds::map)
@@ -146,13 +146,13 @@ class yaml_tree_builder final : public YAML::EventHandler {
   }
 
   // "~", or "null": as a value, and not as the key that follows a value left out.
-  bool is_written_out(const source_place& place) const {
+  bool is_written_out(const text_place& place) const {
     const std::string_view rest = source_.line(place.line()).substr(place.byte());
     const size_t size = std::min(rest.find_first_of(" \t,]}"), rest.size());
     return size != 0 && YAML::IsNullString(std::string(rest.substr(0, size)));
   }
 
-  source_place place_of_dash_before(const source_place& place) const {
+  text_place place_of_dash_before(const text_place& place) const {
     size_t size = place.byte();  // of the line's part that is before
     for (size_t line = place.line() + 1; line-- > 0; size = std::string_view::npos) {
       const std::string_view before = source_.line(line).substr(0, size);
@@ -171,7 +171,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
 
   void check_tag(const YAML::Mark& mark, const std::string& tag) {
     // Quoted scalars have the tag "!" without a tag being there.
-    const source_place place = place_of(source_, mark);
+    const text_place place = place_of(source_, mark);
     const bool is_tagged = source_.bytes().substr(place.offset()).starts_with('!');
     if (is_tagged || (!tag.empty() && tag != "?" && tag != "!"))
       refuse(mark, "tags are not allowed here");
@@ -180,7 +180,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
   // Refuses keys that are not names and the second one of a name; leaves out merge keys, and a key
   // behind which the source breaks off.
   void check_keys(yaml_node& map) {
-    std::unordered_map<std::string, source_place> known;
+    std::unordered_map<std::string, text_place> known;
     std::vector<yaml_node> kept;
     for (size_t i = 0; i + 1 < map.children.size(); i += 2) {
       yaml_node& key = map.children[i];
@@ -198,8 +198,8 @@ class yaml_tree_builder final : public YAML::EventHandler {
     return true;
   }
 
-  bool key_is_new(const yaml_node& key, std::unordered_map<std::string, source_place>& known) {
-    const source_place place = key.place(source_);
+  bool key_is_new(const yaml_node& key, std::unordered_map<std::string, text_place>& known) {
+    const text_place place = key.place(source_);
     if (key.kind != yaml_node::kinds::scalar) {
       found_.add("wrong-kind"_rule, place,
                  std::string("a key must be a name, not ") + kind_name(key.kind));
@@ -221,7 +221,7 @@ class yaml_tree_builder final : public YAML::EventHandler {
     throw yaml_reading_stopped();
   }
 
-  const source_text& source_;
+  const text_file& source_;
   diagnostic_list& found_;
   yaml_node root_{.is_refused = true};  // until there is one
   std::vector<yaml_node> open_;         // the maps and lists around the next value, outermost first
@@ -234,7 +234,7 @@ static bool is_forbidden_control(char c) {
   return (byte < 0x20 && c != '\t' && c != '\n' && c != '\r') || byte == 0x7F;
 }
 
-static bool check_bytes(const source_text& source, diagnostic_list& found) {
+static bool check_bytes(const text_file& source, diagnostic_list& found) {
   const std::string_view bytes = source.bytes();
   if (bytes.size() > source_size_limit) {
     found.add("too-large"_rule, {&source, 0}, "the source is larger than 16 MiB");
@@ -252,24 +252,24 @@ static bool check_bytes(const source_text& source, diagnostic_list& found) {
 }
 
 // Whether the tab that the line begins with, among blanks, is where indentation counts.
-static bool is_tab_in_indentation(const source_text& source, size_t line, size_t& tab) {
+static bool is_tab_in_indentation(const text_file& source, size_t line, size_t& tab) {
   const std::string_view text = source.line(line);
   tab = text.find_first_not_of(' ');
   return tab < text.size() && text[tab] == '\t';
 }
 
 // Whether the place is where its line begins, blanks apart.
-static bool begins_line(const source_place& place) {
+static bool begins_line(const text_place& place) {
   return place.source->line(place.line()).find_first_not_of(' ') >= place.byte();
 }
 
-static bool is_first_colon(const source_place& place) {
+static bool is_first_colon(const text_place& place) {
   return place.source->line(place.line()).find(':') == place.byte();
 }
 
 // The placeholder that the place follows in its line, "{NAME} and more" without quotes, by its
 // brace; npos when there is none.
-static size_t unquoted_placeholder(const source_place& place) {
+static size_t unquoted_placeholder(const text_place& place) {
   const std::string_view before = place.source->line(place.line()).substr(0, place.byte());
   const size_t end = before.find_last_not_of(' ');
   if (end == std::string_view::npos || before[end] != '}') return std::string_view::npos;
@@ -279,9 +279,9 @@ static size_t unquoted_placeholder(const source_place& place) {
   return begin;
 }
 
-static void add_syntax_error(const source_text& source, const YAML::Exception& error,
+static void add_syntax_error(const text_file& source, const YAML::Exception& error,
                              const yaml_tree_builder& builder, diagnostic_list& found) {
-  const source_place place = place_of(source, error.mark);
+  const text_place place = place_of(source, error.mark);
   const yaml_node* const around = builder.innermost();
   const bool is_in_flow = around != nullptr && builder.is_flow(*around);
   const bool is_end =
@@ -315,7 +315,7 @@ static void add_syntax_error(const source_text& source, const YAML::Exception& e
     found.add("yaml-syntax"_rule, place, error.msg);
 }
 
-static bool read_any_yaml(const source_text& source, yaml_tree_builder& builder,
+static bool read_any_yaml(const text_file& source, yaml_tree_builder& builder,
                           diagnostic_list& found) {
   std::istringstream stream{std::string(source.bytes())};
   YAML::Parser parser(stream);
@@ -325,7 +325,7 @@ static bool read_any_yaml(const source_text& source, yaml_tree_builder& builder,
   return is_there;
 }
 
-bool read_yaml(const source_text& source, yaml_node& root, diagnostic_list& found) {
+bool read_yaml(const text_file& source, yaml_node& root, diagnostic_list& found) {
   root.is_refused = true;
   if (!check_bytes(source, found)) return false;
   yaml_tree_builder builder(source, found);

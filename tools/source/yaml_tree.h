@@ -23,13 +23,13 @@ struct yaml_node {
   std::string text = {};                 // of a scalar
   std::vector<yaml_node> children = {};  // of a sequence; of a map: keys and values in turn
 
-  source_place place(const source_text& source) const { return {&source, at}; }
+  text_place place(const text_file& source) const { return {&source, at}; }
 };
 
 // Reads the one document of a source into `root`. Diagnostics for what is not UTF-8, not YAML, or
 // YAML that definition sources do without: anchors, aliases, merge keys, tags, keys given twice,
 // keys that are not names. False when the source cannot be read to its end; `root` is then what
 // stands before. Keys that are no names or given before are refused; their values are there.
-bool read_yaml(const source_text& source, yaml_node& root, diagnostic_list& found);
+bool read_yaml(const text_file& source, yaml_node& root, diagnostic_list& found);
 
 #endif

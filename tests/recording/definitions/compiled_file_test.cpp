@@ -279,7 +279,7 @@ static void dump_and_compile(const std::string& bytes) {
   ASSERT_TRUE(read_definition_file(std_file, faults));
   const std_definitions standard(std_file.set);
   const bool is_auxiliary = !std_file.set.events.empty();
-  const source_text source("f.yaml", yaml);
+  const text_file source("f.yaml", yaml);
   definition_set set;
   read_definition_source(source, set, faults);
   complete_definition_set(set, faults, is_auxiliary ? &standard : nullptr);

@@ -7,7 +7,7 @@
 
 // What is shown for byte `at` of a source of one line: the line, and the column of the caret.
 static std::pair<std::string, size_t> excerpt(const std::string& line, size_t at) {
-  const source_text source("s", line);
+  const text_file source("s", line);
   diagnostic_list found;
   found.add("encoding"_rule, {&source, at}, "x");
   std::ostringstream text;

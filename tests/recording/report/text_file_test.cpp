@@ -8,13 +8,13 @@
 // "LINE:COLUMN" of byte `offset` of the value of a scalar that begins at line 0, byte `begin`.
 static std::string place_of(const std::string& text, size_t begin, std::string_view value,
                             size_t offset) {
-  const source_text source("s", text);
-  const source_place place = place_in_scalar({&source, begin}, value, offset);
+  const text_file source("s", text);
+  const text_place place = place_in_scalar({&source, begin}, value, offset);
   return std::to_string(place.line() + 1) + ":" + std::to_string(place.column());
 }
 
 TEST(SourceText, LinesComeWithoutTheirEndings) {
-  const source_text source("s", "one\r\ntwo\n\nlast");
+  const text_file source("s", "one\r\ntwo\n\nlast");
   EXPECT_EQ(source.line_count(), 4u);
   EXPECT_EQ(source.line(0), "one");
   EXPECT_EQ(source.line(1), "two");
@@ -24,14 +24,14 @@ TEST(SourceText, LinesComeWithoutTheirEndings) {
 }
 
 TEST(SourceText, ByteOrderMarkIsLeftOut) {
-  EXPECT_EQ(source_text("s", "\xEF\xBB\xBFkplog").bytes(), "kplog");
+  EXPECT_EQ(text_file("s", "\xEF\xBB\xBFkplog").bytes(), "kplog");
 }
 
 TEST(SourceText, ColumnsCountCharacters) {
-  const source_text source("s", "äöü: 日本 x");
-  EXPECT_EQ((source_place{&source, 0}.column()), 1u);
-  EXPECT_EQ((source_place{&source, 6}.column()), 4u);
-  EXPECT_EQ((source_place{&source, 15}.column()), 9u);
+  const text_file source("s", "äöü: 日本 x");
+  EXPECT_EQ((text_place{&source, 0}.column()), 1u);
+  EXPECT_EQ((text_place{&source, 6}.column()), 4u);
+  EXPECT_EQ((text_place{&source, 15}.column()), 9u);
 }
 
 TEST(SourceText, PlaceInPlainTextIsByteByByte) {
@@ -78,7 +78,7 @@ TEST(SourceText, PlaceInATextThatIsNotItsNotationIsItsBeginning) {
 
 TEST(SourceText, QuoteIsClosedByItsPartnerAlone) {
   const auto is_closed = [](const std::string& text) {
-    const source_text source("s", text);
+    const text_file source("s", text);
     return is_quote_closed({&source, 0});
   };
   for (const char* closed : {"\"\"", "\'\'", "\"a\\\"\nb\"", "'it\'\'s'", "plain", "\"\\\\\"", ""})

@@ -105,7 +105,7 @@ TEST(TextEscape, JsonHasSurrogatesForWhatIsAboveTheFirstPlane) {
 TEST(TextEscape, YamlIsReadAgain) {
   for (const std::string& text : every_character()) {
     const std::string yaml = yaml_quoted(text);
-    const source_text source("a.yaml", yaml);
+    const text_file source("a.yaml", yaml);
     diagnostic_list found;
     yaml_node root;
     ASSERT_TRUE(read_yaml(source, root, found));
@@ -199,7 +199,7 @@ TEST(TextEscape, PoTextsAreReadAgain) {
     entry.id = {"text", true};
     entry.translation = {text, true};
   }
-  const source_text source("de.po", po_text(document));
+  const text_file source("de.po", po_text(document));
   diagnostic_list found;
   po_document again;
   ASSERT_TRUE(read_po(source, again, found));

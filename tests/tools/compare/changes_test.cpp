@@ -117,7 +117,7 @@ class set_mutation {
   }
 
  private:
-  source_place here() const { return set_.log_version.place; }
+  text_place here() const { return set_.log_version.place; }
   bool append(std::string& text) { return !(text += "x").empty(); }
   bool add_one(uint32_t& number) { return ++number, true; }
   template <class T>
@@ -242,7 +242,7 @@ struct read_source {
     return found.empty();
   }
 
-  source_text text;
+  text_file text;
   definition_set set;
   diagnostic_list found;
 };

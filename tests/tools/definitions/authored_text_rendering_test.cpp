@@ -142,7 +142,7 @@ static std::string source_of(const std::string& renderer, const std::vector<rand
 }
 
 static std::string compiled(const std::string& text) {
-  const source_text source("random.yaml", text);
+  const text_file source("random.yaml", text);
   definition_set set;
   diagnostic_list found;
   read_definition_source(source, set, found);

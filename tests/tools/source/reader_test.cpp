@@ -17,7 +17,7 @@ using testing::IsEmpty;
 
 // "LINE:COLUMN: CODE: TEXT" of every fault and "LINE:COLUMN: TEXT" of every note, in their order.
 static std::vector<std::string> faults_of_sources(const std::vector<std::string>& texts) {
-  std::deque<source_text> sources;
+  std::deque<text_file> sources;
   definition_set set;
   diagnostic_list found;
   for (const std::string& text : texts)
@@ -245,7 +245,7 @@ TEST(DefinitionSourceWords, NameACodePageThatIsNone) {
 // --- hostile bytes
 
 static void read_and_write(const std::string& text) {
-  const source_text source("s", text);
+  const text_file source("s", text);
   definition_set set;
   diagnostic_list found;
   read_definition_source(source, set, found);

@@ -34,7 +34,7 @@ class deaf_handler final : public YAML::EventHandler {
 };
 
 static bool is_read_by_lines(const std::string& text) {
-  const source_text source("s", text);
+  const text_file source("s", text);
   deaf_handler handler;
   const bool is_read = read_yaml_lines(source, handler);
   EXPECT_EQ(is_read, handler.was_told) << text;
@@ -50,7 +50,7 @@ static void write(std::ostream& out, const yaml_node& node) {
 
 // The tree, and the diagnostics.
 static std::string reading_of(const std::string& text) {
-  const source_text source("s", text);
+  const text_file source("s", text);
   diagnostic_list found;
   yaml_node root;
   std::ostringstream out;
