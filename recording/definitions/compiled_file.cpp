@@ -70,13 +70,13 @@ class definition_cursor {
   text_place place() const { return {&source_, at_}; }
 
   // False, and an error, when fewer than `size` bytes are left.
-  bool has(size_t size, const std::string& what) {
+  bool has(size_t size, std::string_view what) {
     if (!good_) return false;
     const size_t left = source_.bytes().size() - std::min(at_, source_.bytes().size());
     if (size <= left) return true;
     fail("file-short"_rule, place(),
-         what + " takes " + std::to_string(size) + " bytes, and " + std::to_string(left) +
-             " are left");
+         std::string(what) + " takes " + std::to_string(size) + " bytes, and " +
+             std::to_string(left) + " are left");
     return false;
   }
 

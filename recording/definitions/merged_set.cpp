@@ -33,6 +33,17 @@ const attribute_model* selector_of(const event_model& event) {
 
 // ---- what goes together ----
 
+// The attribute with which there are more than 255 names together; null when there never are.
+static const attribute_model* first_too_many(const std::vector<attribute_model>& held,
+                                             const std::vector<attribute_model>& added) {
+  std::unordered_set<std::string_view> names;
+  for (const attribute_model& attribute : held) names.insert(attribute.name.value);
+  for (const attribute_model& attribute : added)
+    if (names.insert(attribute.name.value).second && names.size() == kp_ldf_max_count + size_t{1})
+      return &attribute;
+  return nullptr;
+}
+
 // One event of both sets, as the library merges it.
 class std_event_merge {
  public:
@@ -69,15 +80,10 @@ class std_event_merge {
 
   void check_attribute_count() {
     if (event_.attributes.size() > kp_ldf_max_count) return;
-    std::unordered_set<std::string_view> names;
-    for (const attribute_model& held : std_.attributes) names.insert(held.name.value);
-    for (const attribute_model& attribute : event_.attributes) {
-      const bool is_new = names.insert(attribute.name.value).second;
-      if (is_new && names.size() == kp_ldf_max_count + size_t{1})
-        found_.add("too-many"_rule, attribute.name.place,
-                   "there can be 255 attributes together with those of the STD event, and this is "
-                   "one more");
-    }
+    if (const attribute_model* const attribute = first_too_many(std_.attributes, event_.attributes))
+      found_.add("too-many"_rule, attribute->name.place,
+                 "there can be 255 attributes together with those of the STD event, and this is "
+                 "one more");
   }
 
   void check_message(const message_model& message) {
@@ -114,15 +120,10 @@ class std_event_merge {
 static void check_global_count(const definition_set& set, const definition_set& std_set,
                                diagnostic_list& found) {
   if (set.globals.size() > kp_ldf_max_count) return;
-  std::unordered_set<std::string_view> names;
-  for (const attribute_model& held : std_set.globals) names.insert(held.name.value);
-  for (const attribute_model& global : set.globals) {
-    const bool is_new = names.insert(global.name.value).second;
-    if (is_new && names.size() == kp_ldf_max_count + size_t{1})
-      found.add("too-many"_rule, global.name.place,
-                "there can be 255 global attributes together with those of the STD set, and this "
-                "is one more");
-  }
+  if (const attribute_model* const global = first_too_many(std_set.globals, set.globals))
+    found.add("too-many"_rule, global->name.place,
+              "there can be 255 global attributes together with those of the STD set, and this "
+              "is one more");
 }
 
 static void check_flag_values(const definition_set& set, const definition_set& std_set,

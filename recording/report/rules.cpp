@@ -32,12 +32,6 @@ std::span<const diagnostic_rule> diagnostic_rules() {
   return rules;
 }
 
-diagnostic_rule rule_of_code(std::string_view code) {
-  for (const diagnostic_rule rule : diagnostic_rules())
-    if (rule->code == code) return rule;
-  return {};
-}
-
 std::span<const change_rule> change_rules() {
 #define RULE(...)
 #define CHANGE(change_code, ...) operator""_change<change_code>(),
@@ -49,10 +43,19 @@ std::span<const change_rule> change_rules() {
   return rules;
 }
 
-change_rule change_of_code(std::string_view code) {
-  for (const change_rule rule : change_rules())
+template <class Rule>
+static Rule of_code(std::span<const Rule> rules, std::string_view code) {
+  for (const Rule rule : rules)
     if (rule->code == code) return rule;
   return {};
+}
+
+diagnostic_rule rule_of_code(std::string_view code) {
+  return of_code(diagnostic_rules(), code);
+}
+
+change_rule change_of_code(std::string_view code) {
+  return of_code(change_rules(), code);
 }
 
 std::vector<std::string_view> change_codes() {
