@@ -3,20 +3,18 @@
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
-utf8_character utf8_at(std::string_view text, size_t offset) {
+utf8_character utf8_decoded(std::string_view text, size_t offset) {
   if (offset == text.size()) return {0, false, offset, {}};
   const auto* const bytes = reinterpret_cast<const uint8_t*>(text.data());
-  const char* const first = text.data() + offset;
-  if (bytes[offset] < 0x80)  // most of them: nothing to decode
-    return {.code_point = bytes[offset], .valid = true, .offset = offset, .bytes = {first, 1}};
   size_t end = offset;
   UChar32 code_point = 0;
   U8_NEXT(bytes, end, text.size(), code_point);
-  if (code_point < 0) return {.code_point = bytes[offset], .offset = offset, .bytes = {first, 1}};
+  if (code_point < 0)
+    return {.code_point = bytes[offset], .offset = offset, .bytes = text.substr(offset, 1)};
   return {.code_point = static_cast<uint32_t>(code_point),
           .valid = true,
           .offset = offset,
-          .bytes = {first, end - offset}};
+          .bytes = text.substr(offset, end - offset)};
 }
 
 size_t utf8_first_invalid(std::string_view text) {

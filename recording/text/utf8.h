@@ -14,8 +14,18 @@ struct utf8_character {
   std::string_view bytes;   // in the text; one of what is not valid, none at the text's end
 };
 
+// The same as utf8_at of what is not ASCII, and of the text's end.
+utf8_character utf8_decoded(std::string_view text, size_t offset);
+
 // The character at `offset`, which is within the text or its end.
-utf8_character utf8_at(std::string_view text, size_t offset);
+inline utf8_character utf8_at(std::string_view text, size_t offset) {
+  if (offset == text.size() || static_cast<unsigned char>(text[offset]) >= 0x80)
+    return utf8_decoded(text, offset);
+  return {.code_point = static_cast<unsigned char>(text[offset]),
+          .valid = true,
+          .offset = offset,
+          .bytes = text.substr(offset, 1)};
+}
 
 // The characters of a text, which outlives them: for (const utf8_character& c : utf8(text))
 class utf8 {
