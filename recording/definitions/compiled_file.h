@@ -32,9 +32,10 @@ class definition_file {
   const text_file source;
   _kp_LOG_ldf_header_struct header{};
 
-  // In the order of the mapping table. The place of every value is its offset. Types are codes as the library keeps them, also where they stand for none;
-  // messages are raw templates. A file has no names of events: the default message's ID stands
-  // in where it is a name that no other event has, and else "EVENT_" and the ID.
+  // In the order of the mapping table. The place of every value is its offset. Types are codes as
+  // the library keeps them, also where they stand for none; messages are raw templates. A file has
+  // no names of events: the default message's ID stands in where it is a name that no other event
+  // has, and else "EVENT_" and the ID.
   definition_set set;
   file_extent globals;
   std::vector<file_extent> records;  // of set.events, one for one
