@@ -199,6 +199,8 @@ class KP_API _kp_LOG_log_entry_imp {
   static void _throw_on_missing_attribute(const char* name);
   void _clear_attribute_list();
   void _copy(const _kp_LOG_log_entry_imp& src);
+  // The held value of that name, or null.
+  const _kp_LOG_type_base* _held(const _kp_LOG_hashed_name& name) const noexcept;
   // Whether the store holds a value of that name.
   bool _holds(const char* name) const noexcept;
   // See kp_LOG_ForEachAttribute.
@@ -237,7 +239,6 @@ class KP_API _kp_LOG_log_entry_imp {
   void _copy_attribute(const attribute_store::node& source);
 
   attribute_store::node* _find(const _kp_LOG_hashed_name& name) noexcept;
-  const _kp_LOG_type_base* _held(const _kp_LOG_hashed_name& name) const noexcept;
   // Null for an undeclared name. An entry without a definition raises.
   const _kp_LOG_attribute_entry* _declared(const _kp_LOG_hashed_name& name) const;
   void _require_declared_as(const _kp_LOG_hashed_name& name, kp_AttributeType type) const;
