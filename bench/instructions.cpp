@@ -1,10 +1,17 @@
-// One operation, done as often as asked: what instructions.py counts with callgrind. An event has
-// two multibyte strings of 5 and 8 bytes, a UInt4, a Float and a SInt4; its definition is one of
-// 128, and its message shows all five.
+// One operation, done as often as asked: what instructions.py counts with callgrind.
+#include "bench/instructions.h"
+
+#include <fmt/core.h>
+#include <gnu/libc-version.h>
+#include <google/protobuf/stubs/common.h>
+#include <sys/wait.h>
+#include <unicode/uversion.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <string>
+#include <optional>
+#include <string_view>
 
 #include "kp_LOG.h"
 #include "logging/ldf_load.h"
@@ -12,89 +19,220 @@
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/temp_folder.h"
 
-constexpr unsigned n_definitions = 128;
-constexpr unsigned first_id = 2001;
-constexpr unsigned event_id = first_id + 77;
+void require_text(const std::string& rendered, const std::string& expected) {
+  if (rendered == expected) return;
+  std::fprintf(stderr, "rendered \"%s\" and not \"%s\"\n", rendered.c_str(), expected.c_str());
+  std::_Exit(1);
+}
 
-static std::string definition_bytes() {
+// --- The event ----------------------------------------------------------------------------------
+
+constexpr unsigned dated_event_id = first_event_id + 78;
+constexpr unsigned n_kinds_beyond_the_cache = 2 * _kp_LOG_log_definition_tbl::cache_size;
+
+// A file of n kinds, all of them the event; one shows its date and time as well.
+static std::string definition_file(unsigned n) {
+  static const temp_folder folder;
+  const std::string message =
+      "%s%SHOP% sold %u%ITEMS% to %s%CUSTOMER% at %f%PRICE%, balance %d%BALANCE%";
   ldf_entry event = {.flags = 0x1,
-                     .msg_text =
-                         "%s%SHOP% sold %u%ITEMS% to %s%CUSTOMER% at %f%PRICE%, balance "
-                         "%d%BALANCE%",
-                     .attributes = {{"SHOP", TypeMBChar32},
-                                    {"CUSTOMER", TypeMBChar64},
-                                    {"ITEMS", TypeUInt4},
-                                    {"PRICE", TypeFloat},
-                                    {"BALANCE", TypeSInt4}}};
+                     .attributes = {{shop_name, TypeMBChar32},
+                                    {customer_name, TypeMBChar64},
+                                    {items_name, TypeUInt4},
+                                    {price_name, TypeFloat},
+                                    {balance_name, TypeSInt4}}};
   ldf_file file;
-  for (unsigned i = 0; i < n_definitions; ++i) {
-    event.id = first_id + i;
+  for (unsigned i = 0; i < n; ++i) {
+    event.id = first_event_id + i;
     event.msg_id = "EVENT." + std::to_string(i);
+    event.msg_text = message;
+    if (event.id == dated_event_id) event.msg_text += " %D%TIMESTAMP% %T%TIMESTAMP%";
     file.entries.push_back(event);
   }
-  return file.bytes();
+  return folder.write(std::to_string(n) + ".ldf", file.bytes());
+}
+
+static void load_definitions(unsigned n) {
+  kp_LOG_LogConfig::SetDefinitionPath(definition_file(n).c_str());
+  for (unsigned i = 0; i < n; ++i)
+    kp_LOG_LogConfig::GetDefinitionTable()->find_entry(first_event_id + i);
 }
 
 static void fill(kp_LOG_LogEntry& entry) {
-  entry.AddAttribMBStr("SHOP", "north");
-  entry.AddAttribMBStr("CUSTOMER", "l.carrol");
-  entry.AddAttrib4u("ITEMS", 51413);
-  entry.AddAttribFloat8("PRICE", 0.625);
-  entry.AddAttrib4("BALANCE", -1204);
+  entry.AddAttribMBStr(shop_name, shop_value);
+  entry.AddAttribMBStr(customer_name, customer_value);
+  entry.AddAttrib4u(items_name, items_value);
+  entry.AddAttribFloat8(price_name, price_value);
+  entry.AddAttrib4(balance_name, balance_value);
 }
 
-static char buffer[512];
-
-static void render(const kp_LOG_LogEntry& entry) {
-  entry._get_imp().get_readable_message(buffer, sizeof buffer - 1, false, 0);
-}
-
-template <class Operation>
-static void repeat(long n, Operation&& operation) {
-  for (long i = 0; i < n; ++i) operation();
-}
-
-static bool run(const std::string& name, long n) {
-  const bool icu = name.find("bytes") == std::string::npos;
-  kp_LOG_LogConfig::SetICUEnabled(icu);
+static kp_LOG_LogEntry filled_entry() {
   kp_LOG_LogEntry entry(event_id, 5);
   fill(entry);
-  render(entry);
+  return entry;
+}
+
+static const char* render(const kp_LOG_LogEntry& entry) {
+  static char buffer[512];
+  return entry._get_imp().get_readable_message(buffer, sizeof buffer - 1, false, 0);
+}
+
+// --- Operations ---------------------------------------------------------------------------------
+
+static void count_event(long times, unsigned id, bool icu) {
+  kp_LOG_LogConfig::SetICUEnabled(icu);
+  count_operation(times, [id] {
+    kp_LOG_LogEntry entry(id, 5);
+    fill(entry);
+    render(entry);
+  });
+}
+
+static void count_rendering(long times, bool icu) {
+  kp_LOG_LogConfig::SetICUEnabled(icu);
+  const kp_LOG_LogEntry entry = filled_entry();
+  require_text(render(entry), icu ? localised_text : byte_text);
+  count_operation(times, [&entry] { render(entry); });
+}
+
+static void count_making(long times) {
+  count_operation(times, [] { kp_LOG_LogEntry entry(event_id, 5); });
+}
+
+static void count_making_beyond_the_cache(long times) {
+  load_definitions(n_kinds_beyond_the_cache);
+  count_operation(times, [i = 0U]() mutable {
+    kp_LOG_LogEntry entry(first_event_id + i, 5);
+    i = (i + 1) % n_kinds_beyond_the_cache;
+  });
+}
+
+static void count_finding(long times) {
   const _kp_LOG_log_definition_tbl* const table = kp_LOG_LogConfig::GetDefinitionTable();
-  if (name == "event" || name == "event_bytes")
-    repeat(n, [] {
-      kp_LOG_LogEntry made(event_id, 5);
-      fill(made);
-      render(made);
-    });
-  else if (name == "make_and_add")
-    repeat(n, [] {
-      kp_LOG_LogEntry made(event_id, 5);
-      fill(made);
-    });
-  else if (name == "make")
-    repeat(n, [] { kp_LOG_LogEntry made(event_id, 5); });
-  else if (name == "render" || name == "render_bytes")
-    repeat(n, [&] { render(entry); });
-  else if (name == "find_entry")
-    repeat(n, [&] {
-      if (table->find_entry(event_id) == nullptr) std::abort();
-    });
-  else
-    return false;
-  return true;
+  count_operation(times, [table] {
+    if (table->find_entry(event_id) == nullptr) std::abort();
+  });
+}
+
+static void count_copying(long times) {
+  const kp_LOG_LogEntry entry = filled_entry();
+  count_operation(times, [&entry] { kp_LOG_LogEntry copy(entry); });
+}
+
+// To another place and back.
+static void count_moving(long times) {
+  kp_LOG_LogEntry entry = filled_entry();
+  count_operation(times, [&entry] {
+    kp_LOG_LogEntry other(std::move(entry));
+    entry = std::move(other);
+  });
+}
+
+static void count_rejecting(long times, const char* settings) {
+  const temp_folder folder;
+  if (settings != nullptr)
+    kp_LOG_LogConfig::SetConfigurationSource(folder.write("f.cfg", settings).c_str(),
+                                             KP_CONFIG_FILE);
+  _kp_LOG_entry_filter filter;
+  filter.set_section("filter");
+  filter.set_filter_log_level(6, 9);
+  const kp_LOG_LogEntry entry = filled_entry();
+  count_operation(times, [&filter, &entry] {
+    if (filter.check_entry(entry)) std::abort();
+  });
+}
+
+std::vector<counted_operation> library_operations() {
+  return {
+      {"event", [](long times) { count_event(times, event_id, true); }},
+      {"event_bytes", [](long times) { count_event(times, event_id, false); }},
+      {"event_dated", [](long times) { count_event(times, dated_event_id, true); }},
+      {"make_and_add", [](long times) { count_operation(times, [] { filled_entry(); }); }},
+      {"make", count_making},
+      {"make_beyond_cache", count_making_beyond_the_cache},
+      {"render", [](long times) { count_rendering(times, true); }},
+      {"render_bytes", [](long times) { count_rendering(times, false); }},
+      {"find_entry", count_finding},
+      {"copy", count_copying},
+      {"move", count_moving},
+      {"reject", [](long times) { count_rejecting(times, nullptr); }},
+      {"reject_configured",
+       [](long times) {
+         count_rejecting(times, "[filter]\nLogLevelLow=6\nLogLevelHigh=9\n[]\n\n");
+       }},
+  };
+}
+
+// --- The program --------------------------------------------------------------------------------
+
+constexpr char usage[] =
+    "usage: kplog_instructions OPERATION TIMES            in this process, for a profile\n"
+    "       kplog_instructions --each TIMES OPERATION...  each in a process of its own\n"
+    "       kplog_instructions --versions                 what it was built with\n";
+
+static std::optional<counted_operation> operation_called(std::string_view name) {
+  for (const auto& operations : {library_operations(), peer_operations()})
+    for (const counted_operation& operation : operations)
+      if (operation.name == name) return operation;
+  return std::nullopt;
+}
+
+static void set_up() {
+  kp_LOG_LogConfig::SetLocale("en_US");
+  kp_LOG_LogConfig::SetCodePage("UTF-8");
+  load_definitions(n_event_kinds);
+}
+
+// In a process of its own, so that no operation finds what another one has left, and so that the
+// program starts once for all: under callgrind that takes as long as some thousand operations. The
+// process's count stands in callgrind's output beside the ID that is told here, with the name and
+// the times.
+static bool run_apart(const counted_operation& operation, long times) {
+  std::fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) {
+    std::printf("%d %s %ld\n", static_cast<int>(getpid()), operation.name, times / operation.cost);
+    std::fflush(stdout);
+    operation.run(times / operation.cost);
+    std::_Exit(0);
+  }
+  int status = 0;
+  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
+
+static int run_each(long times, char** names) {
+  for (; *names != nullptr; ++names) {
+    const auto operation = operation_called(*names);
+    if (operation && run_apart(*operation, times)) continue;
+    std::fprintf(stderr, "kplog_instructions: %s: %s\n", *names,
+                 operation ? "failed" : "no such operation");
+    return 1;
+  }
+  return 0;
+}
+
+static void print_versions() {
+  std::printf("g++ %s, glibc %s, ICU %s, fmt %d.%d, protobuf %s\n", __VERSION__,
+              gnu_get_libc_version(), U_ICU_VERSION, FMT_VERSION / 10000, FMT_VERSION / 100 % 100,
+              google::protobuf::internal::VersionString(GOOGLE_PROTOBUF_VERSION).c_str());
 }
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fputs("usage: kplog_instructions OPERATION TIMES\n", stderr);
+  const std::string_view first = argc > 1 ? argv[1] : "";
+  if (argc == 2 && first == "--versions") {
+    print_versions();
+    return 0;
+  }
+  if (argc > 3 && first == "--each") {
+    set_up();
+    return run_each(std::atol(argv[2]), argv + 3);
+  }
+  const auto operation = operation_called(first);
+  if (argc != 3 || !operation) {
+    std::fputs(usage, stderr);
     return 2;
   }
-  const temp_folder folder;
-  kp_LOG_LogConfig::SetLocale("en_US");
-  kp_LOG_LogConfig::SetCodePage("UTF-8");
-  kp_LOG_LogConfig::SetDefinitionPath(folder.write("events.ldf", definition_bytes()).c_str());
-  for (unsigned i = 0; i < n_definitions; ++i)
-    kp_LOG_LogConfig::GetDefinitionTable()->find_entry(first_id + i);
-  return run(argv[1], std::atol(argv[2])) ? 0 : 2;
+  set_up();
+  operation->run(std::atol(argv[2]));
+  return 0;
 }

@@ -1,5 +1,6 @@
 #include "bench/peers/byte_message.h"
 
+#include <fmt/args.h>
 #include <fmt/format.h>
 
 #include <cstdio>
@@ -11,6 +12,7 @@ struct peer_append {
 
   void operator()(const std::string& text) { result += text; }
   void operator()(uint16_t number) { append(std::snprintf(buffer, sizeof buffer, "%u", number)); }
+  void operator()(uint32_t number) { append(std::snprintf(buffer, sizeof buffer, "%u", number)); }
   void operator()(int32_t number) { append(std::snprintf(buffer, sizeof buffer, "%d", number)); }
   void operator()(double number) { append(std::snprintf(buffer, sizeof buffer, "%f", number)); }
   void append(int length) { result.append(buffer, static_cast<size_t>(length)); }
@@ -36,4 +38,13 @@ std::string peer_render_fmt(std::string_view format, const std::string_view (&na
   const auto balance = std::get<int32_t>(event.get(names[4]));
   return fmt::vformat(fmt::string_view(format.data(), format.size()),
                       fmt::make_format_args(user, host, port, load, balance));
+}
+
+std::string peer_render_fmt_named(std::string_view format, const peer_event<peer_std_map>& event) {
+  fmt::dynamic_format_arg_store<fmt::format_context> arguments;
+  event.for_each([&arguments](const std::string& name, const peer_value& value) {
+    std::visit([&](const auto& v) { arguments.push_back(fmt::arg(name.c_str(), std::cref(v))); },
+               value);
+  });
+  return fmt::vformat(fmt::string_view(format.data(), format.size()), arguments);
 }

@@ -21,5 +21,7 @@ std::string peer_render_snprintf(const std::vector<peer_message_piece>& pieces,
 // The message as a format string of fmt, with the attributes of these five names as its arguments.
 std::string peer_render_fmt(std::string_view format, const std::string_view (&names)[5],
                             const peer_event<peer_std_map>& event);
+// The message as a format string of fmt in which the attributes stand by their names.
+std::string peer_render_fmt_named(std::string_view format, const peer_event<peer_std_map>& event);
 
 #endif

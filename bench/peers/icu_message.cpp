@@ -21,9 +21,18 @@ struct peer_to_formattable {
   icu::Formattable operator()(uint16_t number) const {
     return icu::Formattable(static_cast<int32_t>(number));
   }
+  icu::Formattable operator()(uint32_t number) const {
+    return icu::Formattable(static_cast<int64_t>(number));
+  }
   icu::Formattable operator()(int32_t number) const { return icu::Formattable(number); }
   icu::Formattable operator()(double number) const { return icu::Formattable(number); }
 };
+
+static icu::Formattable time_of(const peer_event<peer_std_map>& event) {
+  using milliseconds = std::chrono::duration<UDate, std::milli>;
+  const milliseconds since_1970 = event.made_at().time_since_epoch();
+  return {since_1970.count(), icu::Formattable::kIsDate};
+}
 
 peer_icu_message::peer_icu_message(const char* pattern, std::vector<std::string_view> names)
     : pattern_(icu::UnicodeString::fromUTF8(pattern)),
@@ -43,7 +52,9 @@ std::string peer_icu_message::render_with(const icu::MessageFormat& format,
   std::vector<icu::Formattable> arguments;
   arguments.reserve(names_.size());
   for (std::string_view name : names_)
-    arguments.push_back(std::visit(peer_to_formattable(), event.get(name)));
+    arguments.push_back(name == peer_event_time
+                            ? time_of(event)
+                            : std::visit(peer_to_formattable(), event.get(name)));
   icu::UnicodeString text;
   icu::FieldPosition nowhere(icu::FieldPosition::DONT_CARE);
   UErrorCode status = U_ZERO_ERROR;

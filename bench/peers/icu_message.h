@@ -10,6 +10,9 @@
 
 #include "bench/peers/map_event.h"
 
+// The name of the time at which an event was made.
+constexpr std::string_view peer_event_time = "TIMESTAMP";
+
 // A message in US English: a pattern whose arguments, from 0, are the attributes of the given
 // names.
 class peer_icu_message {

@@ -17,7 +17,7 @@
 #include <utility>
 #include <variant>
 
-using peer_value = std::variant<std::string, uint16_t, double, int32_t>;
+using peer_value = std::variant<std::string, uint16_t, double, int32_t, uint32_t>;
 
 // An attribute's declared type: the place of its alternative in peer_value, and the longest text.
 struct peer_declaration {
@@ -62,6 +62,10 @@ class peer_event {
   }
 
   const peer_value& get(std::string_view name) const { return values_.find(name)->second; }
+  template <class Visitor>
+  void for_each(Visitor&& visitor) const {
+    for (const auto& [name, value] : values_) visitor(name, value);
+  }
   std::chrono::system_clock::time_point made_at() const { return made_at_; }
 
  private:
