@@ -52,10 +52,10 @@ static icu::UnicodeString sample_of(const icu::Format& format) {
   return text;
 }
 
-// A formatter that may be kept, or null. When memory is short, ICU makes defective formatters and
-// reports success; so two are made, and they must show the same. What escapes this: two that are
-// defective in the same way, with other than the last resort.
-static logmsg_icu_format reliable_format_of(logmsg_kind kind, const icu::Locale& locale) {
+// When memory is short, ICU makes defective formatters and reports success; so two are made, and
+// they must show the same. What escapes this: two that are defective in the same way, with other
+// than the last resort.
+std::unique_ptr<icu::Format> logmsg_make_icu_format(logmsg_kind kind, const icu::Locale& locale) {
   logmsg_icu_format format = format_of(kind, locale);
   const logmsg_icu_format again = format_of(kind, locale);
   if (!format || !again || is_last_resort(*format)) return nullptr;
@@ -84,7 +84,7 @@ void logmsg_icu_formats::start_over(const icu::Locale& locale) {
 
 const icu::Format* logmsg_icu_formats::made(logmsg_kind kind) {
   logmsg_icu_format& kept = formats_[static_cast<size_t>(kind)];
-  if (!kept) kept = reliable_format_of(kind, locale_);
+  if (!kept) kept = logmsg_make_icu_format(kind, locale_);
   return kept.get();
 }
 

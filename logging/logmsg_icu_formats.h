@@ -11,6 +11,10 @@
 
 #include "logging/logmsg_placeholder.h"
 
+// The formatter that a message pattern uses for that kind of value, one that may be kept; null when
+// ICU makes none. Raises KPX_memory_alloc.
+std::unique_ptr<icu::Format> logmsg_make_icu_format(logmsg_kind kind, const icu::Locale& locale);
+
 // The formatters that a message pattern uses for each kind of value, taken from patterns that ICU
 // built, in one locale. Made when first needed. Each thread has its own.
 class logmsg_icu_formats {
