@@ -43,8 +43,6 @@ kp_String::kp_String(unsigned count, char fill) : kp_String() {
   set_length(count);
 }
 
-kp_String::kp_String(const kp_String& other) : kp_String(other.bytes_, other.length_) {}
-
 kp_String& kp_String::operator=(const kp_String& other) {
   if (this != &other) assign(other.bytes_, other.length_);
   return *this;

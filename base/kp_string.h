@@ -24,16 +24,22 @@ class KP_API kp_String {
     }
     bytes_ = room_;
     capacity_ = inline_room;
-    std::memcpy(room_, bytes, length);
+    copy_short(room_, bytes, length);
     set_length(length);
   }
   kp_String(unsigned count, char fill);  // `count` times the byte `fill`
-  kp_String(const kp_String& other);
+  kp_String(const kp_String& other) : kp_String() {
+    if (other.is_short()) {
+      copy_inline(other);
+    } else {
+      assign(other.bytes_, other.length_);
+    }
+  }
   kp_String(kp_String&& other) noexcept : kp_String() {
     take(other);
   }  // leaves `other` without a buffer
   ~kp_String() {
-    if (!is_inline()) delete[] bytes_;
+    if (!is_short()) delete[] bytes_;
   }
 
   kp_String& operator=(const kp_String& other);
@@ -57,6 +63,8 @@ class KP_API kp_String {
   // Never null: "" without a buffer. Valid until the string changes, moves or dies.
   const char* c_str() const noexcept { return bytes_ != nullptr ? bytes_ : ""; }
   unsigned length() const noexcept { return length_; }
+  // Whether the text lives inside the object, so that a copy needs no memory.
+  bool is_short() const noexcept { return bytes_ == room_; }
 
   // The byte at `index`; KPX_index_out_of_bounds (null message) when `index` >= length().
   char operator[](unsigned index) const;
@@ -70,7 +78,26 @@ class KP_API kp_String {
  private:
   static constexpr unsigned inline_room = 32;  // bytes inside the object, the NUL included
 
-  bool is_inline() const noexcept { return bytes_ == room_; }
+  // Fewer than inline_room bytes, without a call: overlapping copies of fixed sizes.
+  static void copy_short(char* to, const char* from, unsigned length) noexcept {
+    if (length >= 16) {
+      copy_ends<16>(to, from, length);
+    } else if (length >= 8) {
+      copy_ends<8>(to, from, length);
+    } else if (length >= 4) {
+      copy_ends<4>(to, from, length);
+    } else {
+      for (unsigned i = 0; i < length; ++i) to[i] = from[i];
+    }
+  }
+  template <unsigned size>
+  static void copy_ends(char* to, const char* from, unsigned length) noexcept {
+    char ends[2][size];
+    std::memcpy(ends[0], from, size);
+    std::memcpy(ends[1], from + length - size, size);
+    std::memcpy(to, ends[0], size);
+    std::memcpy(to + length - size, ends[1], size);
+  }
   unsigned growth() const noexcept;            // the length to make room for when appending
   void make_room(unsigned length);             // of a string without a buffer; sets no length
   void set_length(unsigned length) noexcept {  // with the NUL behind it
@@ -78,16 +105,25 @@ class KP_API kp_String {
     bytes_[length] = '\0';
   }
   void release() noexcept {
-    if (!is_inline()) delete[] bytes_;
+    if (!is_short()) delete[] bytes_;
     bytes_ = nullptr;
     length_ = 0;
     capacity_ = 0;
   }
-  void take(kp_String& other) noexcept {  // of a string without a buffer
+  void copy_inline(const kp_String& other) noexcept {  // to one without a buffer
     length_ = other.length_;
-    capacity_ = other.capacity_;
-    bytes_ = other.is_inline() ? room_ : other.bytes_;
-    if (other.is_inline()) std::memcpy(room_, other.room_, inline_room);  // a fixed size is faster
+    capacity_ = inline_room;
+    bytes_ = room_;
+    std::memcpy(room_, other.room_, inline_room);  // a fixed size is faster
+  }
+  void take(kp_String& other) noexcept {  // of a string without a buffer
+    if (other.is_short()) {
+      copy_inline(other);
+    } else {
+      length_ = other.length_;
+      capacity_ = other.capacity_;
+      bytes_ = other.bytes_;
+    }
     other.bytes_ = nullptr;
     other.length_ = 0;
     other.capacity_ = 0;

@@ -16,6 +16,7 @@ set(kplog_installed_logging_headers
     logging/log_definition.h
     logging/ldf_load.h
     logging/attr_value.h
+    logging/attribute_store.h
     logging/ustring.h
     logging/hash_tbl.h
     logging/hashed_name.h

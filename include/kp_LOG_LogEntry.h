@@ -10,10 +10,11 @@ class _kp_LOG_log_entry_imp;
 // The public handle of a log entry: an entry ID that names the kind of event, a log level, a
 // timestamp, and named, typed attributes that are checked against the definition of that kind.
 //
-// A handle owns exactly one entry; copying it copies the entry, and so does moving it: a handle
-// that was moved from is as it was. One entry is used by one thread at a time. Every error of the
-// library derives from KPX_logging_all; a failed allocation anywhere raises KPX_memory_alloc. A
-// refused operation leaves the attributes as they were.
+// A handle owns exactly one entry; copying it copies the entry, moving it hands the entry over. A
+// handle that was moved from owns none: it may be assigned to or destroyed, and nothing else. One
+// entry is used by one thread at a time. Every error of the library derives from KPX_logging_all; a
+// failed allocation anywhere raises KPX_memory_alloc. A refused operation leaves the attributes as
+// they were.
 //
 // Definitions are read from their files when they are first asked for. So whatever takes an entry
 // ID or asks for the log version (the constructors, copying, SetEntryID, SetEntry, GetLogVersion
@@ -46,6 +47,9 @@ class KP_API kp_LOG_LogEntry {
   // defined now it keeps its old ID, without a definition and without attributes, until SetEntryID
   // or another assignment gives it one; where memory lacks it may have some of the attributes.
   kp_LOG_LogEntry& operator=(kp_LOG_LogEntry const& other);
+  // Take the other handle's entry over; the second lets its own go first, unless both are one.
+  kp_LOG_LogEntry(kp_LOG_LogEntry&& other) noexcept : imp_(other.imp_) { other.imp_ = nullptr; }
+  kp_LOG_LogEntry& operator=(kp_LOG_LogEntry&& other) noexcept;
   ~kp_LOG_LogEntry();
 
   unsigned int GetEntryID() const;
@@ -185,7 +189,7 @@ class KP_API kp_LOG_LogEntry {
   const _kp_LOG_log_entry_imp& _get_imp() const { return *imp_; }
 
  private:
-  _kp_LOG_log_entry_imp* imp_;
+  _kp_LOG_log_entry_imp* imp_;  // owned; null once it was moved from
 };
 
 #endif

@@ -12,17 +12,14 @@
 #include "base/kp_hash.h"
 #include "base/kp_nocopy.h"
 
-// The default extra room of a node: none.
-struct kp_MISC_no_room {};
-
 // Buckets of doubly linked chains, new nodes at the head. The bucket of a key is
 // KP_hash(key, bucket count); keys compare with ==. A table with no buckets is empty, and the first
 // insertion sizes it. The table owns its nodes, keys and values; what a pointer value points to is
-// its user's. `Room` is a user's extra field of every node, default-initialised with it.
+// its user's.
 // Up to 7 buckets live inside the table, and nodes are allocated in blocks of about 1,000 bytes, so
 // that a table of a handful of keys costs one allocation. Not synchronised.
 // A failed allocation raises KPX_memory_alloc (no message) and leaves the table usable.
-template <class K, class V, class Room = kp_MISC_no_room>
+template <class K, class V>
 class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
  public:
   struct node {
@@ -34,7 +31,6 @@ class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
     node* next = nullptr;      // null: the end of its chain
     K key;
     V value;
-    [[no_unique_address]] Room room;
   };
 
   kp_MISC_hash_tbl() noexcept = default;
@@ -44,12 +40,8 @@ class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
   // Frees every node, then makes KP_recommended_hash_size(size) empty buckets, never none. When
   // that fails the table is left empty and without buckets.
   void set_size(unsigned size);
-  // Frees every node; the buckets stay. Calls before(node&) for each before it is freed.
-  void clear() noexcept {
-    clear([](node&) {});
-  }
-  template <class Before>
-  void clear(Before&& before) noexcept;
+  // Frees every node; the buckets stay.
+  void clear() noexcept;
 
   unsigned bucket_count() const noexcept { return bucket_count_; }
   unsigned size() const noexcept { return size_; }  // nodes held
@@ -146,8 +138,8 @@ class kp_MISC_hash_tbl : kp_UTIL_no_inadvertant_copies {
   node* inline_[inline_buckets] = {};
 };
 
-template <class K, class V, class Room>
-void kp_MISC_hash_tbl<K, V, Room>::set_size(unsigned size) {
+template <class K, class V>
+void kp_MISC_hash_tbl<K, V>::set_size(unsigned size) {
   release();
   const unsigned count = KP_recommended_hash_size(size);
   if (count <= inline_buckets) {
@@ -160,13 +152,11 @@ void kp_MISC_hash_tbl<K, V, Room>::set_size(unsigned size) {
   bucket_count_ = count;
 }
 
-template <class K, class V, class Room>
-template <class Before>
-void kp_MISC_hash_tbl<K, V, Room>::clear(Before&& before) noexcept {
+template <class K, class V>
+void kp_MISC_hash_tbl<K, V>::clear() noexcept {
   for (unsigned b = 0; size_ != 0; ++b) {
     while (node* head = buckets_[b]) {
       buckets_[b] = head->next;
-      before(*head);
       head->~node();
       --size_;
     }
@@ -178,18 +168,18 @@ void kp_MISC_hash_tbl<K, V, Room>::clear(Before&& before) noexcept {
   }
 }
 
-template <class K, class V, class Room>
-void kp_MISC_hash_tbl<K, V, Room>::remove(node* n) noexcept {
+template <class K, class V>
+void kp_MISC_hash_tbl<K, V>::remove(node* n) noexcept {
   (n->previous != nullptr ? n->previous->next : buckets_[bucket_of(n->key)]) = n->next;
   if (n->next != nullptr) n->next->previous = n->previous;
   free_node(n);
   --size_;
 }
 
-template <class K, class V, class Room>
+template <class K, class V>
 template <class Matches>
-typename kp_MISC_hash_tbl<K, V, Room>::node* kp_MISC_hash_tbl<K, V, Room>::find_in(
-    unsigned bucket, Matches&& matches) noexcept {
+typename kp_MISC_hash_tbl<K, V>::node* kp_MISC_hash_tbl<K, V>::find_in(unsigned bucket,
+                                                                       Matches&& matches) noexcept {
   if (bucket_count_ == 0) return nullptr;
   for (node* n = buckets_[bucket]; n != nullptr; n = n->next)
     if (matches(static_cast<const K&>(n->key))) return n;
@@ -197,10 +187,9 @@ typename kp_MISC_hash_tbl<K, V, Room>::node* kp_MISC_hash_tbl<K, V, Room>::find_
 }
 
 // Making the key may raise; the place is then free again.
-template <class K, class V, class Room>
+template <class K, class V>
 template <class... Key>
-typename kp_MISC_hash_tbl<K, V, Room>::node* kp_MISC_hash_tbl<K, V, Room>::new_node(V value,
-                                                                                    Key&&... key) {
+typename kp_MISC_hash_tbl<K, V>::node* kp_MISC_hash_tbl<K, V>::new_node(V value, Key&&... key) {
   ensure_free_place();
   place* const taken = free_;
   struct free_again {
@@ -219,16 +208,16 @@ typename kp_MISC_hash_tbl<K, V, Room>::node* kp_MISC_hash_tbl<K, V, Room>::new_n
   return made;
 }
 
-template <class K, class V, class Room>
-void kp_MISC_hash_tbl<K, V, Room>::free_node(node* n) noexcept {
+template <class K, class V>
+void kp_MISC_hash_tbl<K, V>::free_node(node* n) noexcept {
   n->~node();
   place* const left = new (static_cast<void*>(n)) place;
   left->next_free = free_;
   free_ = left;
 }
 
-template <class K, class V, class Room>
-void kp_MISC_hash_tbl<K, V, Room>::ensure_free_place() {
+template <class K, class V>
+void kp_MISC_hash_tbl<K, V>::ensure_free_place() {
   if (free_ != nullptr) return;
   block* const fresh = new (std::nothrow) block;
   if (fresh == nullptr) KP_raise_memory_alloc();
@@ -240,9 +229,9 @@ void kp_MISC_hash_tbl<K, V, Room>::ensure_free_place() {
   }
 }
 
-template <class K, class V, class Room>
-typename kp_MISC_hash_tbl<K, V, Room>::node& kp_MISC_hash_tbl<K, V, Room>::link(
-    node* n, unsigned bucket) noexcept {
+template <class K, class V>
+typename kp_MISC_hash_tbl<K, V>::node& kp_MISC_hash_tbl<K, V>::link(node* n,
+                                                                    unsigned bucket) noexcept {
   n->next = buckets_[bucket];
   if (n->next != nullptr) n->next->previous = n;
   buckets_[bucket] = n;
@@ -250,8 +239,8 @@ typename kp_MISC_hash_tbl<K, V, Room>::node& kp_MISC_hash_tbl<K, V, Room>::link(
   return *n;
 }
 
-template <class K, class V, class Room>
-void kp_MISC_hash_tbl<K, V, Room>::release() noexcept {
+template <class K, class V>
+void kp_MISC_hash_tbl<K, V>::release() noexcept {
   clear();
   if (buckets_ != inline_) delete[] buckets_;
   buckets_ = nullptr;

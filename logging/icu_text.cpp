@@ -85,11 +85,16 @@ static UConverter* icu_text_to_be_reset(icu_text_kept_converter& kept, UErrorCod
 
 // --- Decoding ---
 
+// Of code pages that are: every byte, or ill-formed sequence, makes one unit at most.
+static bool icu_text_extends_ascii(const icu_text_kept_converter& kept) {
+  const UConverterType type = ucnv_getType(kept.handle.get());
+  return type == UCNV_UTF8 || type == UCNV_LATIN_1 || type == UCNV_US_ASCII;
+}
+
 // Whether the bytes stand for themselves in Unicode, one unit each, read by this converter.
 static bool icu_text_is_plain_ascii(const icu_text_kept_converter& kept, const char* bytes,
                                     size_t length) {
-  const UConverterType type = ucnv_getType(kept.handle.get());
-  if (type != UCNV_UTF8 && type != UCNV_LATIN_1 && type != UCNV_US_ASCII) return false;
+  if (!icu_text_extends_ascii(kept)) return false;
   return std::all_of(bytes, bytes + length,
                      [](char c) { return static_cast<signed char>(c) >= 0; });
 }
@@ -173,6 +178,12 @@ icu_text_result icu_text_count_units(const char* bytes, const char* code_page, i
   const icu_text_result result = icu_text_decode_up_to(*converter, bytes, most, text);
   if (result == icu_text_result::ok) units = text.length();
   return result;
+}
+
+bool icu_text_has_a_byte_for_each_unit(const char* code_page) {
+  if (code_page == nullptr || *code_page == '\0') return false;
+  const icu_text_kept_converter* const converter = icu_text_converter_for(code_page);
+  return converter != nullptr && icu_text_extends_ascii(*converter);
 }
 
 // --- Encoding ---

@@ -40,6 +40,10 @@ icu_text_result icu_text_encode(const icu::UnicodeString& text, const char* code
 icu_text_result icu_text_count_units(const char* bytes, const char* code_page, int most,
                                      int& units);
 
+// Whether a text in that code page has at least as many bytes as UTF-16 code units. False also
+// where that is not known, as of ICU's default converter, which may become another one.
+bool icu_text_has_a_byte_for_each_unit(const char* code_page);
+
 // Writes the first `n_units` UTF-16 code units of `bytes` to `dst`, in the same code page; where
 // `size` bytes do not hold them, as many whole characters as they hold. Adds no NUL of its own;
 // `written` counts the bytes. Decodes `n_units` + 1 units at most. A cut between the halves of a

@@ -23,6 +23,7 @@ class KP_API _kp_LOG_attribute_entry : kp_UTIL_no_inadvertant_copies {
   void set_redirection_name(const char* redirection);
 
   const char* get_name() const noexcept { return name_.c_str(); }
+  const kp_String& get_name_string() const noexcept { return name_; }
   const char* get_redirection_name() const noexcept;  // null when there is none
   unsigned char get_type() const noexcept { return type_; }
   unsigned get_name_hash() const noexcept { return name_hash_; }  // my_hashcode of the name

@@ -19,6 +19,7 @@ bool kp_log_thread_end::watch() noexcept {
   auto* const newest = static_cast<kp_log_thread_end*>(pthread_getspecific(ends.key));
   if (pthread_setspecific(ends.key, this) != 0) return false;
   next_ = newest;
+  is_watched_ = true;
   return true;
 }
 
@@ -26,6 +27,7 @@ void kp_log_thread_end::end(void* newest) noexcept {
   for (auto* at = static_cast<kp_log_thread_end*>(newest); at != nullptr;) {
     kp_log_thread_end* const next = at->next_;
     at->next_ = nullptr;
+    at->is_watched_ = false;
     at->what_();
     at = next;
   }

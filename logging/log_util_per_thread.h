@@ -19,12 +19,14 @@ class kp_log_thread_end {
   // Has it done once when the calling thread ends. False, changing nothing, when the system has no
   // room for it.
   bool watch() noexcept;
+  bool is_watched() const noexcept { return is_watched_; }
 
  private:
   static void end(void* newest) noexcept;
 
   void (*what_)() noexcept;
   kp_log_thread_end* next_ = nullptr;  // watched for before this one
+  bool is_watched_ = false;
 };
 
 // The calling thread's own T, made by T() at the first call of the thread and deleted at the

@@ -67,7 +67,7 @@ class kp_log_snapshot {
     }
     take(now);
     // Where the system has no room to watch the thread's end, the share outlives the thread.
-    if (!is_watched_) is_watched_ = end_.watch();
+    if (!end_.is_watched()) static_cast<void>(end_.watch());
     return now != nullptr ? &now->value : nullptr;
   }
 
@@ -78,10 +78,7 @@ class kp_log_snapshot {
     if (held != nullptr && held->shares.fetch_sub(1, std::memory_order_acq_rel) == 1) delete held;
   }
 
-  static void end_of_thread() noexcept {
-    is_watched_ = false;
-    take(nullptr);
-  }
+  static void end_of_thread() noexcept { take(nullptr); }
 
   inline static constinit std::mutex lock_;  // a leaf: held for pointer copies only
   inline static constinit std::atomic<holder*> current_{nullptr};
@@ -90,7 +87,6 @@ class kp_log_snapshot {
   // variable of a shared library, and takes 8 bytes of the room that the system keeps for that.
   [[gnu::tls_model("initial-exec")]] inline static constinit thread_local holder* mine_ = nullptr;
   inline static constinit thread_local kp_log_thread_end end_{&end_of_thread};
-  inline static constinit thread_local bool is_watched_ = false;
 };
 
 #endif

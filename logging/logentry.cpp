@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "kp_LOG_RenderMessage.h"
 #include "logging/icu_text.h"
@@ -37,7 +38,16 @@ kp_LOG_LogEntry::kp_LOG_LogEntry(const kp_LOG_LogEntry& other)
 // Assigned to itself, the entry is cleared by its own assignment.
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment,cert-oop54-cpp): there is nothing to skip
 kp_LOG_LogEntry& kp_LOG_LogEntry::operator=(kp_LOG_LogEntry const& other) {
+  if (imp_ == nullptr) imp_ = make_entry().release();
   *imp_ = *other.imp_;
+  return *this;
+}
+
+kp_LOG_LogEntry& kp_LOG_LogEntry::operator=(kp_LOG_LogEntry&& other) noexcept {
+  if (this != &other) {
+    delete imp_;
+    imp_ = std::exchange(other.imp_, nullptr);
+  }
   return *this;
 }
 

@@ -5,12 +5,13 @@
 #include <cstdarg>
 #include <cstddef>
 #include <functional>
+#include <new>
 
 #include "base/kp_string.h"
 #include "base/kp_time.h"
 #include "kp_LOG_AttributeType.h"
 #include "logging/attr_value.h"
-#include "logging/hash_tbl.h"
+#include "logging/attribute_store.h"
 #include "logging/log_definition.h"
 #include "logging/ustring.h"
 
@@ -23,16 +24,6 @@ constexpr unsigned LOG_LEVEL_HIGH = 9;
 // type: "PRODUCT_ID", "COMPONENT_ID", "VERSION_ID" and "COMPONENT_VERSION_ID" (TypeMBChar32),
 // "TIMESTAMP" (TypeTimestamp). `type` is written only when the result is true.
 KP_API bool is_default_info_fields(const char* name, kp_AttributeType& type);
-
-// Room inside a store's node for the value of one attribute, so that adding allocates once. Values
-// that are handed in from outside stay where they are; the node then points to them.
-struct _kp_LOG_value_room {
-  using largest_value = _kp_LOG_datatype<kp_String, TypeChar32>;
-  alignas(largest_value) unsigned char bytes[sizeof(largest_value)];
-};
-
-// An attribute name with what every look-up needs of it, computed once per operation.
-struct _kp_LOG_hashed_name;
 
 // One event: header, attributes, and the cached readable message. See kp_LOG_LogEntry for the
 // general contract; this class adds the built-in fields, the timestamp, unescaped strings, and
@@ -56,11 +47,17 @@ class KP_API _kp_LOG_log_entry_imp {
   _kp_LOG_log_entry_imp& operator=(const _kp_LOG_log_entry_imp& other);
   ~_kp_LOG_log_entry_imp();
 
+  // A thread keeps the memory of the entry that it let go last, and makes the next one in it.
+  static void* operator new(size_t size);
+  static void* operator new(size_t size, const std::nothrow_t&) noexcept;
+  static void* operator new(size_t, void* place) noexcept { return place; }
+  static void operator delete(void* memory) noexcept;
+
   // --- Header ---
   unsigned get_entry_id() const noexcept { return entry_id_; }
   unsigned get_log_level() const noexcept { return log_level_; }
   unsigned get_property_mask() const noexcept { return property_mask_; }
-  const char* get_version_text() const noexcept { return version_text_.c_str(); }
+  const char* get_version_text() const noexcept { return version_text_; }
   // Null while the entry is detached: made without an ID, or given an unknown one.
   const _kp_LOG_log_definition* get_definition() const noexcept { return definition_.get(); }
   // Attaches the definition and sets the level to 0; attributes stay. For an unknown ID the entry
@@ -228,36 +225,30 @@ class KP_API _kp_LOG_log_entry_imp {
   static unsigned global_operation_mode;  // 1: strict; others, 2 at load time: lenient
 
  private:
-  using attribute_store = kp_MISC_hash_tbl<kp_String, _kp_LOG_type_base*, _kp_LOG_value_room>;
+  using held_attribute = _kp_LOG_attribute_store::attribute;
   struct without_version_scan {};
 
   explicit _kp_LOG_log_entry_imp(without_version_scan);
 
   void _clear(bool full) noexcept;
-  void _release_attributes() noexcept;
   void _copy_attributes(const _kp_LOG_log_entry_imp& src);
-  void _copy_attribute(const attribute_store::node& source);
+  void _copy_attribute(const held_attribute& source);
 
-  attribute_store::node* _find(const _kp_LOG_hashed_name& name) noexcept;
   // Null for an undeclared name. An entry without a definition raises.
   const _kp_LOG_attribute_entry* _declared(const _kp_LOG_hashed_name& name) const;
-  void _require_declared_as(const _kp_LOG_hashed_name& name, kp_AttributeType type) const;
-  unsigned char _declared_string_code(const _kp_LOG_hashed_name& name, const char* operation) const;
-  static void _destroy_value(attribute_store::node& n) noexcept;
+  const _kp_LOG_attribute_entry& _declared_as(const char* name, kp_AttributeType type) const;
+  const _kp_LOG_attribute_entry& _declared_text(const char* name, const char* operation) const;
 
-  // Store a value of type code `code`, in place of a held one.
+  // Store a value of type code `code` under the declared name, in place of a held one.
   template <class T>
-  void _store(const _kp_LOG_hashed_name& name, unsigned char code, T value);
+  void _store(const _kp_LOG_attribute_entry& declared, unsigned char code, T value);
   template <class Text>
-  void _store_text(const _kp_LOG_hashed_name& name, unsigned char code, const char* text,
-                   size_t length, bool escape);
+  void _store_text(const _kp_LOG_attribute_entry& declared, const char* text, size_t length,
+                   bool escape);
   template <class Text>
-  void _store_filtered_text(const _kp_LOG_hashed_name& name, unsigned char code, const char* text,
-                            bool escape);
-  void _store_cut_string(const _kp_LOG_hashed_name& name, unsigned char code, const char* text,
-                         bool escape);
-  void _store_cut_mbstring(const _kp_LOG_hashed_name& name, unsigned char code, const char* text,
-                           bool escape);
+  void _store_filtered_text(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);
+  void _store_cut_string(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);
+  void _store_cut_mbstring(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);
 
   template <class T, unsigned char code>
   void _add(const char* name, T value);
@@ -271,17 +262,17 @@ class KP_API _kp_LOG_log_entry_imp {
   unsigned entry_id_ = 0;
   unsigned log_level_ = 0;
   unsigned property_mask_ = 0;
-  kp_String version_text_;
+  char version_text_[16] = {};  // as the definition keeps it
   _kp_LOG_ustring text_slots_[4];
   int last_daylight_flag_ = -1;        // last DAYLIGHT_SAVING_ACTIVE; -1: none yet
   int last_timezone_difference_ = -1;  // last TIMEZONE_DIFFERENCE; -1: none yet
   kp_Time timestamp_;
-  attribute_store attributes_;
   _kp_LOG_definition_ref definition_;  // none: the entry is detached
   mutable _kp_LOG_ustring cached_message_;
   mutable bool modified_ = true;             // since the cached message was made
   mutable bool cached_message_mode_ = true;  // the arguments it was made with
   mutable unsigned cached_message_index_ = 0;
+  _kp_LOG_attribute_store attributes_;
 };
 
 #endif

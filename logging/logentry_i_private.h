@@ -94,23 +94,21 @@ T& kp_log_value_in(_kp_LOG_type_base& held) noexcept {
 
 // --- Storing ------------------------------------------------------------------------------------
 
-// `value` is complete before the store is touched, and moves in: after the node is there nothing
+// `value` is complete before the store is touched, and moves in: after the place is there nothing
 // fails.
 template <class T>
-void _kp_LOG_log_entry_imp::_store(const _kp_LOG_hashed_name& name, unsigned char code, T value) {
+void _kp_LOG_log_entry_imp::_store(const _kp_LOG_attribute_entry& declared, unsigned char code,
+                                   T value) {
   static_assert(std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>);
   modified_ = true;
-  attribute_store::node* n = _find(name);
-  if (n != nullptr && n->value->get_type() == code) {
-    kp_log_value_in<T>(*n->value) = std::move(value);
+  held_attribute& held =
+      attributes_.find_or_insert(declared.get_name_string(), declared.get_name_hash());
+  if (held.value != nullptr && held.value->get_type() == code) {
+    kp_log_value_in<T>(*held.value) = std::move(value);
     return;
   }
-  if (n != nullptr)
-    _destroy_value(*n);
-  else
-    n = &attributes_.insert_hashed(name.hash, nullptr, name.text,
-                                   kp_log_string_length(name.length));
-  n->value = kp_log_make_value(n->room, code, std::move(value));
+  if (held.value != nullptr) _kp_LOG_attribute_store::destroy_value(held);
+  held.value = kp_log_make_value(held.room, code, std::move(value));
 }
 
 #endif

@@ -1,21 +1,16 @@
 // The attribute store of an entry: checks, typed adds and gets, removal, and run-time declarations.
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_debug_log.h"
+#include "logging/def_read.h"
 #include "logging/ldf_load.h"
 #include "logging/logentry_i_private.h"
 
 // --- Store --------------------------------------------------------------------------------------
 
-_kp_LOG_log_entry_imp::attribute_store::node* _kp_LOG_log_entry_imp::_find(
-    const _kp_LOG_hashed_name& name) noexcept {
-  return attributes_.find_hashed(name.hash, [&](const kp_String& key) { return name == key; });
-}
-
 const _kp_LOG_type_base* _kp_LOG_log_entry_imp::_held(
     const _kp_LOG_hashed_name& name) const noexcept {
-  const attribute_store::node* n =
-      attributes_.find_hashed(name.hash, [&](const kp_String& key) { return name == key; });
-  return n != nullptr ? n->value : nullptr;
+  const held_attribute* const held = attributes_.find(name);
+  return held != nullptr ? held->value : nullptr;
 }
 
 bool _kp_LOG_log_entry_imp::_holds(const char* name) const noexcept {
@@ -24,18 +19,9 @@ bool _kp_LOG_log_entry_imp::_holds(const char* name) const noexcept {
 
 void _kp_LOG_log_entry_imp::_for_each_attribute(
     const std::function<void(const char* name, kp_AttributeType type)>& visitor) const {
-  attributes_.for_each([&](const attribute_store::node& n) {
-    visitor(n.key.c_str(), static_cast<kp_AttributeType>(n.value->get_type()));
+  attributes_.for_each([&](const held_attribute& held) {
+    visitor(held.name.c_str(), static_cast<kp_AttributeType>(held.value->get_type()));
   });
-}
-
-// A value is either in its node's room or, when it came from outside, on the heap.
-void _kp_LOG_log_entry_imp::_destroy_value(attribute_store::node& n) noexcept {
-  _kp_LOG_type_base* value = std::exchange(n.value, nullptr);
-  if (static_cast<void*>(value) == static_cast<void*>(n.room.bytes))
-    value->~_kp_LOG_type_base();
-  else
-    delete value;
 }
 
 // Entries are copied by the classes of their values: one without a class is not let in.
@@ -50,31 +36,25 @@ void _kp_LOG_log_entry_imp::_add_attribute(const char* name, _kp_LOG_type_base* 
   }
   if (value == nullptr || !has_class(*value)) kp_log_raise_invalid_argument();
   modified_ = true;
-  const _kp_LOG_hashed_name hashed(name);
-  attribute_store::node* n = _find(hashed);
-  if (n == nullptr) {
-    attributes_.insert_hashed(hashed.hash, value, name, kp_log_string_length(hashed.length));
-  } else if (n->value->get_type() != value->get_type()) {
-    _destroy_value(*n);
-    n->value = value;
-  } else if (n->value != value) {
-    n->value->get_and_set(value);
+  held_attribute& held = attributes_.find_or_insert(kp_String(name), my_hashcode(name));
+  if (held.value == nullptr) {
+    held.value = value;
+  } else if (held.value->get_type() != value->get_type()) {
+    _kp_LOG_attribute_store::destroy_value(held);
+    held.value = value;
+  } else if (held.value != value) {
+    held.value->get_and_set(value);
     delete value;
   }
 }
 
-void _kp_LOG_log_entry_imp::_release_attributes() noexcept {
-  attributes_.clear([](attribute_store::node& n) { _destroy_value(n); });
-}
-
 void _kp_LOG_log_entry_imp::_clear_attribute_list() {
   modified_ = true;
-  _release_attributes();
+  attributes_.clear();
 }
 
 void _kp_LOG_log_entry_imp::clear_attribs(bool full) {
   _clear(full);
-  attributes_.set_size(attributes_.bucket_count());
 }
 
 bool _kp_LOG_log_entry_imp::remove_attrib(const char* name) {
@@ -83,11 +63,10 @@ bool _kp_LOG_log_entry_imp::remove_attrib(const char* name) {
     kp_log_raise_invalid_argument(kp_log_told(
         "%s:%d _kp_LOG_log_entry_imp::remove_attrib, name==NULL", kp_log_entry_source, __LINE__));
   }
-  attribute_store::node* n = _find(_kp_LOG_hashed_name(name));
-  if (n == nullptr) return false;
+  held_attribute* const held = attributes_.find(_kp_LOG_hashed_name(name));
+  if (held == nullptr) return false;
   modified_ = true;
-  _destroy_value(*n);
-  attributes_.remove(n);
+  attributes_.remove(held);
   return true;
 }
 
@@ -101,17 +80,17 @@ const _kp_LOG_attribute_entry* _kp_LOG_log_entry_imp::_declared(
   return definition_->get_attr_info_by_name(name);
 }
 
-void _kp_LOG_log_entry_imp::_require_declared_as(const _kp_LOG_hashed_name& name,
-                                                 kp_AttributeType type) const {
-  const _kp_LOG_attribute_entry* declared = _declared(name);
+const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_as(const char* name,
+                                                                   kp_AttributeType type) const {
+  const _kp_LOG_attribute_entry* const declared = _declared(_kp_LOG_hashed_name(name));
   if (declared == nullptr) {
     kp_log_raise_undeclared(
-        name.text, entry_id_,
+        name, entry_id_,
         kp_log_told("%s:%d _kp_LOG_log_entry_imp::_check_attribute, %s is an invalid attribute "
                     "under Entry ID\n",
-                    kp_log_entry_source, __LINE__, name.text));
+                    kp_log_entry_source, __LINE__, name));
   }
-  if (declared->get_type() == type) return;
+  if (declared->get_type() == type) return *declared;
   kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>(
       "", "Used the wrong add method", entry_id_,
       kp_log_told("%s:%d _kp_LOG_log_entry_imp::_check_attribute, attribute type is not sample as "
@@ -125,7 +104,7 @@ void _kp_LOG_log_entry_imp::_check_attribute(const char* name, kp_AttributeType 
         kp_log_told("%s:%d _kp_LOG_log_entry_imp::_check_attribute, name==NULL\n",
                     kp_log_entry_source, __LINE__));
   }
-  _require_declared_as(_kp_LOG_hashed_name(name), type);
+  static_cast<void>(_declared_as(name, type));
 }
 
 const _kp_LOG_type_base* _kp_LOG_log_entry_imp::_get_attribute_internal(const char* name,
@@ -168,9 +147,7 @@ int _kp_LOG_log_entry_imp::check_attribute(const char* name, kp_AttributeType& t
 template <class T, unsigned char code>
 void _kp_LOG_log_entry_imp::_add(const char* name, T value) {
   kp_log_require_name(name);
-  const _kp_LOG_hashed_name hashed(name);
-  _require_declared_as(hashed, static_cast<kp_AttributeType>(code));
-  _store(hashed, code, value);
+  _store(_declared_as(name, static_cast<kp_AttributeType>(code)), code, value);
 }
 
 void _kp_LOG_log_entry_imp::add_attrib_bool(const char* name, bool value) {
@@ -208,14 +185,13 @@ void _kp_LOG_log_entry_imp::add_attrib_float8(const char* name, double value) {
 // One add for dates, times and timestamps: the declared type decides. It writes no debug lines.
 void _kp_LOG_log_entry_imp::add_attrib_time(const char* name, const kp_Time& value) {
   kp_log_require_name(name);
-  const _kp_LOG_hashed_name hashed(name);
-  const _kp_LOG_attribute_entry* declared = _declared(hashed);
+  const _kp_LOG_attribute_entry* declared = _declared(_kp_LOG_hashed_name(name));
   if (declared == nullptr) kp_log_raise_undeclared(name, entry_id_);
   const unsigned char code = declared->get_type();
   if (!is_time_attribute(static_cast<kp_AttributeType>(code)))
     kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>("", "Use the wrong add method",
                                                                entry_id_);
-  _store(hashed, code, kp_Time(value));
+  _store(*declared, code, kp_Time(value));
 }
 
 // --- Typed gets ---------------------------------------------------------------------------------

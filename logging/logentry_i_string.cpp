@@ -1,4 +1,6 @@
 // String attributes of an entry: size classes, cutting, and the escaping of line breaks.
+#include <atomic>
+
 #include "kp_LOG_LogConfig.h"
 #include "logging/icu_text.h"
 #include "logging/logentry_i_private.h"
@@ -16,67 +18,61 @@ static int class_limit(unsigned char code, unsigned char first) {
 
 // --- Adding -------------------------------------------------------------------------------------
 
-unsigned char _kp_LOG_log_entry_imp::_declared_string_code(const _kp_LOG_hashed_name& name,
-                                                           const char* operation) const {
-  const _kp_LOG_attribute_entry* declared = _declared(name);
-  if (declared != nullptr) return declared->get_type();
+const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_text(const char* name,
+                                                                     const char* operation) const {
+  const _kp_LOG_attribute_entry* const declared = _declared(_kp_LOG_hashed_name(name));
+  if (declared != nullptr) return *declared;
   kp_log_raise_undeclared(
-      name.text, entry_id_,
+      name, entry_id_,
       kp_log_told("%s:%d _kp_LOG_log_entry_imp::%s, can not find attribute :%s\n",
-                  kp_log_entry_source, __LINE__, operation, name.text));
+                  kp_log_entry_source, __LINE__, operation, name));
 }
 
-static kp_String make_text(kp_String*, const char* text, size_t length) {
-  return {text, kp_log_string_length(length)};
-}
-
-static _kp_LOG_ustring make_text(_kp_LOG_ustring*, const char* text, size_t) {
-  return _kp_LOG_ustring(text);
+static bool holds_either(const char* text, size_t length, char one, char other) {
+  return std::any_of(text, text + length, [=](char c) { return c == one || c == other; });
 }
 
 // Whether filtering into a work buffer would change the text.
 static bool needs_filter(const char* text, size_t length, bool escape) {
   if (length >= work_buffer_size) return true;
-  if (!escape) return std::memchr(text, '\\', length) != nullptr;
-  return std::memchr(text, '\n', length) != nullptr || std::memchr(text, '\r', length) != nullptr;
+  return escape ? holds_either(text, length, '\n', '\r') : holds_either(text, length, '\\', '\\');
 }
 
 // Most texts need neither cutting nor filtering and are stored as they come. The work buffers are
 // in functions of their own, so that only the others touch that much stack.
 template <class Text>
-void _kp_LOG_log_entry_imp::_store_text(const _kp_LOG_hashed_name& name, unsigned char code,
-                                        const char* text, size_t length, bool escape) {
+void _kp_LOG_log_entry_imp::_store_text(const _kp_LOG_attribute_entry& declared, const char* text,
+                                        size_t length, bool escape) {
   if (needs_filter(text, length, escape))
-    _store_filtered_text<Text>(name, code, text, escape);
+    _store_filtered_text<Text>(declared, text, escape);
   else
-    _store(name, code, make_text(static_cast<Text*>(nullptr), text, length));
+    _store(declared, declared.get_type(), Text(text, kp_log_string_length(length)));
 }
 
 template <class Text>
-[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store_filtered_text(const _kp_LOG_hashed_name& name,
-                                                                   unsigned char code,
-                                                                   const char* text, bool escape) {
+[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store_filtered_text(
+    const _kp_LOG_attribute_entry& declared, const char* text, bool escape) {
   char filtered[work_buffer_size];
   filter_string(text, filtered, work_buffer_size, escape);
-  _store(name, code, make_text(static_cast<Text*>(nullptr), filtered, std::strlen(filtered)));
+  _store(declared, declared.get_type(), Text(filtered));
 }
 
-[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store_cut_string(const _kp_LOG_hashed_name& name,
-                                                                unsigned char code,
-                                                                const char* text, bool escape) {
+[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store_cut_string(
+    const _kp_LOG_attribute_entry& declared, const char* text, bool escape) {
   char cut[work_buffer_size];
   cut[0] = '\0';
-  truncate_string(name.text, text, class_limit(code, TypeChar32), cut, cut_room);
-  _store_text<kp_String>(name, code, cut, std::strlen(cut), escape);
+  truncate_string(declared.get_name(), text, class_limit(declared.get_type(), TypeChar32), cut,
+                  cut_room);
+  _store_text<kp_String>(declared, cut, std::strlen(cut), escape);
 }
 
-[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store_cut_mbstring(const _kp_LOG_hashed_name& name,
-                                                                  unsigned char code,
-                                                                  const char* text, bool escape) {
+[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store_cut_mbstring(
+    const _kp_LOG_attribute_entry& declared, const char* text, bool escape) {
   char cut[work_buffer_size];
   cut[0] = '\0';
-  truncate_mbstring(name.text, text, class_limit(code, TypeMBChar32), cut, cut_room);
-  _store_text<_kp_LOG_ustring>(name, code, cut, std::strlen(cut), escape);
+  truncate_mbstring(declared.get_name(), text, class_limit(declared.get_type(), TypeMBChar32), cut,
+                    cut_room);
+  _store_text<_kp_LOG_ustring>(declared, cut, std::strlen(cut), escape);
 }
 
 void _kp_LOG_log_entry_imp::add_attrib_str(const char* name, const char* value, bool escape) {
@@ -85,24 +81,33 @@ void _kp_LOG_log_entry_imp::add_attrib_str(const char* name, const char* value, 
         kp_log_told("%s:%d _kp_LOG_log_entry_imp::add_attrib_str, name or value equal NULL\n",
                     kp_log_entry_source, __LINE__));
   }
-  const _kp_LOG_hashed_name hashed(name);
-  const unsigned char code = _declared_string_code(hashed, "add_attrib_str");
+  const _kp_LOG_attribute_entry& declared = _declared_text(name, "add_attrib_str");
+  const unsigned char code = declared.get_type();
   if (code < TypeChar32 || code > TypeChar2K)
     kp_log_raise<KPX_logging_attribute_type_mismatch>("Used the wrong add method.");
   const size_t length = std::strlen(value);
   if (length > static_cast<size_t>(class_limit(code, TypeChar32)))
-    _store_cut_string(hashed, code, value, escape);
+    _store_cut_string(declared, value, escape);
   else
-    _store_text<kp_String>(hashed, code, value, length, escape);
+    _store_text<kp_String>(declared, value, length, escape);
 }
+
+// The configured code page, once it is known to make no more units than bytes. Code pages that are
+// configured are kept texts, so that one address stands for one name.
+static constinit std::atomic<const char*> known_code_page{nullptr};
 
 // Whether a multibyte text is longer than `limit`: in UTF-16 code units, or in bytes with ICU
 // disabled.
 static bool mbstring_exceeds(const char* value, size_t length, int limit) {
-  if (!kp_LOG_LogConfig::IsICUEnabled()) return length > static_cast<size_t>(limit);
+  const bool exceeds_bytes = length > static_cast<size_t>(limit);
+  if (!kp_LOG_LogConfig::IsICUEnabled()) return exceeds_bytes;
+  const char* const code_page = kp_LOG_LogConfig::GetCodePage();
+  if (!exceeds_bytes && code_page == known_code_page.load(std::memory_order_relaxed)) return false;
   int units = 0;
-  switch (icu_text_count_units(value, kp_LOG_LogConfig::GetCodePage(), limit, units)) {
+  switch (icu_text_count_units(value, code_page, limit, units)) {
     case icu_text_result::ok:
+      if (icu_text_has_a_byte_for_each_unit(code_page))
+        known_code_page.store(code_page, std::memory_order_relaxed);
       return units > limit;
     case icu_text_result::unknown_code_page:
       kp_log_raise_invalid_argument();
@@ -113,16 +118,16 @@ static bool mbstring_exceeds(const char* value, size_t length, int limit) {
 
 void _kp_LOG_log_entry_imp::add_attrib_mbstr(const char* name, const char* value, bool escape) {
   if (kp_log_is_blank(name) || value == nullptr) kp_log_raise_invalid_argument();
-  const _kp_LOG_hashed_name hashed(name);
-  const unsigned char code = _declared_string_code(hashed, "add_attrib_mbstr");
+  const _kp_LOG_attribute_entry& declared = _declared_text(name, "add_attrib_mbstr");
+  const unsigned char code = declared.get_type();
   if (!is_unicode_string_attribute(static_cast<kp_AttributeType>(code)))
     kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>("", "Used the wrong add method",
                                                                entry_id_);
   const size_t length = std::strlen(value);
   if (mbstring_exceeds(value, length, class_limit(code, TypeMBChar32)))
-    _store_cut_mbstring(hashed, code, value, escape);
+    _store_cut_mbstring(declared, value, escape);
   else
-    _store_text<_kp_LOG_ustring>(hashed, code, value, length, escape);
+    _store_text<_kp_LOG_ustring>(declared, value, length, escape);
 }
 
 // --- Cutting ------------------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "kp_LOG_LogEntry.h"
@@ -25,18 +26,31 @@ static ldf_file definitions_for_failures() {
   return file;
 }
 
-// Runs `op` on entries with and without the attributes that it adds; whatever allocation fails, the
-// entry can be read and cleared afterwards and `op` succeeds when repeated.
+// As many attributes as an entry has room for inside.
+static void fill_room_inside(entry_t& entry) {
+  entry.add_attrib_1u("A2", 1);
+  entry.add_attrib_1("A3", 1);
+  entry.add_attrib_2u("A4", 1);
+  entry.add_attrib_2("A5", 1);
+  entry.add_attrib_4("A7", 1);
+  for (const char* name : {"A10", "A11", "A12"}) entry.add_attrib_str(name, "text", true);
+}
+
+// Runs `op` on entries without and with the attributes that it adds, and on one that needs memory
+// for any further attribute; whatever allocation fails, the entry can be read and cleared
+// afterwards and `op` succeeds when repeated.
 static unsigned expect_survives(const std::function<void(entry_t&)>& op) {
   unsigned failures = 0;
-  for (bool filled : {false, true}) {
+  const std::function<void(entry_t&)> nothing = [](entry_t&) {};
+  for (const auto& filling : {nothing, op, std::function<void(entry_t&)>(fill_room_inside)}) {
     entry_t entry(17, 5);
-    if (filled) op(entry);
+    filling(entry);
     failures += for_each_failing_new([&] { op(entry); },
                                      [&](const std::exception_ptr& outcome) {
                                        expect_memory_alloc(outcome);
                                        EXPECT_EQ(entry.get_entry_id(), 17U);
-                                       if (!filled) entry.clear_attribs(true);
+                                       entry.clear_attribs(true);
+                                       filling(entry);
                                      });
     op(entry);
   }
@@ -99,7 +113,7 @@ TEST(EntryAllocationFailures, AValueThatCannotBeTakenStaysTheCallers) {
   EXPECT_EQ(entry.get_attrib_str(long_name.c_str()), long_value);
 }
 
-TEST(EntryAllocationFailures, PlainAddsAllocateOnlyTheNode) {
+TEST(EntryAllocationFailures, PlainAddsAllocateNothing) {
   const loaded_definitions definitions(definitions_for_failures());
   const kp_Time time(2026, 1, 1, 0, 0, 0, true);
   const std::string longest_inside(31, 'x');
@@ -107,19 +121,38 @@ TEST(EntryAllocationFailures, PlainAddsAllocateOnlyTheNode) {
       [](entry_t& e) { e.add_attrib_4u("A6", 1); },
       [&](entry_t& e) { e.add_attrib_time("A21", time); },
       [&](entry_t& e) { e.add_attrib_str("A9", longest_inside.c_str(), true); },
+      [&](entry_t& e) { e.add_attrib_mbstr("A15", longest_inside.c_str(), true); },
       [](entry_t& e) { e.add_attrib_str("A9", "with\nbreak", true); }};
   for (const auto& add : adds) {
     entry_t entry(17, 5);
-    EXPECT_EQ(for_each_failing_new([&] { add(entry); }), 1U);
     EXPECT_EQ(for_each_failing_new([&] { add(entry); }), 0U);
+    entry_t full(17, 5);
+    fill_room_inside(full);
+    full.remove_attrib("A12");
+    EXPECT_EQ(for_each_failing_new([&] { add(full); }), 0U);
+    EXPECT_EQ(for_each_failing_new([&] { full.add_attrib_bool("A1", true); }), 1U);
+    EXPECT_EQ(for_each_failing_new([&] { full.add_attrib_1u("SEVERITY_CODE", 1); }), 0U);
   }
+}
+
+// The first entry takes the memory that the thread kept of an earlier one.
+TEST(EntryAllocationFailures, AThreadMakesAnEntryInTheMemoryOfTheLastOne) {
+  const loaded_definitions definitions(definitions_for_failures());
+  const kp_LOG_LogEntry first(17, 5);
+  kp_LOG_LogEntry(17, 5);
+  EXPECT_EQ(for_each_failing_new([] { kp_LOG_LogEntry(17, 5); }), 0U);
+  const kp_LOG_LogEntry second(17, 5);
+  EXPECT_EQ(for_each_failing_new([] { kp_LOG_LogEntry(17, 5); }), 1U);
 }
 
 TEST(EntryAllocationFailures, MakingHandles) {
   const loaded_definitions definitions(definitions_for_failures());
-  kp_LOG_LogEntry(9, 0);
-  EXPECT_GE(for_each_failing_new([] { kp_LOG_LogEntry(); }), 1U);
-  EXPECT_GE(for_each_failing_new([] { kp_LOG_LogEntry(17, 5); }), 1U);
+  const kp_LOG_LogEntry first(9, 0);  // in the memory that the thread kept
+  const kp_LOG_LogEntry second(17, 5);
+  std::optional<kp_LOG_LogEntry> made;
+  EXPECT_EQ(for_each_failing_new([&] { made.emplace(); }), 1U);
+  std::optional<kp_LOG_LogEntry> made_for_an_id;
+  EXPECT_EQ(for_each_failing_new([&] { made_for_an_id.emplace(17, 5); }), 1U);
 }
 
 TEST(EntryAllocationFailures, CopyingEntries) {
@@ -128,8 +161,9 @@ TEST(EntryAllocationFailures, CopyingEntries) {
   source.AddAttrib4u("A6", 1);
   source.AddAttribStr(long_name.c_str(), long_value.c_str());
   source.AddAttribMBStr("A20", long_value.c_str());
-  EXPECT_GE(for_each_failing_new([&] { kp_LOG_LogEntry copy(source); }), 5U);
-  EXPECT_GE(for_each_failing_new([&] { entry_t copy(source._get_imp()); }), 4U);
+  std::optional<kp_LOG_LogEntry> copy;
+  EXPECT_EQ(for_each_failing_new([&] { copy.emplace(source); }), 3U);  // in memory that was kept
+  EXPECT_EQ(for_each_failing_new([&] { entry_t another(source._get_imp()); }), 3U);
 }
 
 TEST(EntryAllocationFailures, AFailedAssignmentLeavesAUsableEntry) {

@@ -49,17 +49,50 @@ TEST(EntryHandle, ACopyIsEqualAndIndependent) {
   EXPECT_EQ(copy.GetAttrib4u("X"), 2U);
 }
 
-TEST(EntryHandle, MovingCopies) {
+TEST(EntryHandle, MovingHandsTheEntryOver) {
+  static_assert(std::is_nothrow_move_constructible_v<kp_LOG_LogEntry>);
+  static_assert(std::is_nothrow_move_assignable_v<kp_LOG_LogEntry>);
   const loaded_definitions definitions(ldf_with_every_type());
   kp_LOG_LogEntry source(17, 3);
-  source.AddAttrib4u("A6", 1);
+  source.AddAttribStr("A9", "text");
+  const char* const text = source.GetAttribStr("A9");
   kp_LOG_LogEntry moved(std::move(source));
+  EXPECT_EQ(moved.GetAttribStr("A9"), text);
   kp_LOG_LogEntry assigned(17, 0);
-  assigned = std::move(source);
-  for (const kp_LOG_LogEntry* entry : {&source, &moved, &assigned}) {
-    EXPECT_EQ(entry->GetLogLevel(), 3U);
-    EXPECT_EQ(entry->GetAttrib4u("A6"), 1U);
-  }
+  assigned = std::move(moved);
+  EXPECT_EQ(assigned.GetLogLevel(), 3U);
+  EXPECT_EQ(assigned.GetAttribStr("A9"), text);
+}
+
+TEST(EntryHandle, MovedToItselfStaysAsItIs) {
+  const loaded_definitions definitions(ldf_with_every_type());
+  kp_LOG_LogEntry entry(17, 3);
+  entry.AddAttrib4u("A6", 1);
+  kp_LOG_LogEntry& same = entry;
+  entry = std::move(same);
+  EXPECT_EQ(entry.GetLogLevel(), 3U);
+  EXPECT_EQ(entry.GetAttrib4u("A6"), 1U);
+}
+
+TEST(EntryHandle, OneThatWasMovedFromMayBeAssignedTo) {
+  const loaded_definitions definitions(ldf_with_every_type());
+  kp_LOG_LogEntry first(17, 3);
+  kp_LOG_LogEntry second(std::move(first));
+  first = second;  // NOLINT(bugprone-use-after-move): what may be done with it is the subject
+  EXPECT_EQ(first.GetLogLevel(), 3U);
+  EXPECT_EQ(second.GetLogLevel(), 3U);
+  kp_LOG_LogEntry third(std::move(first));
+  first = std::move(second);
+  EXPECT_EQ(first.GetLogLevel(), 3U);
+}
+
+TEST(EntryHandle, OneThatWasMovedFromMayBeAssignedToAgainWhenThatFailed) {
+  kp_LOG_LogEntry moved_from;
+  const kp_LOG_LogEntry other(std::move(moved_from));
+  EXPECT_THROW(moved_from = other, KPX_logging_entry_type_not_found);  // NOLINT: the subject
+  const loaded_definitions definitions(ldf_with_every_type());
+  moved_from = kp_LOG_LogEntry(17, 3);
+  EXPECT_EQ(moved_from.GetLogLevel(), 3U);
 }
 
 // Wherever a definition is first asked for.

@@ -161,19 +161,7 @@ TEST(HashTable, ValuesMayBeChangedInPlace) {
   EXPECT_EQ(table.find("a")->value, 2);
 }
 
-struct room_of_a_test {
-  alignas(16) unsigned char bytes[48];
-};
-
-TEST(HashTable, TheRoomOfANodeIsItsUsers) {
-  kp_MISC_hash_tbl<unsigned, int, room_of_a_test> table(3);
-  auto& node = table.insert(1, 10);
-  EXPECT_EQ(reinterpret_cast<uintptr_t>(node.room.bytes) % 16, 0U);
-  std::fill(std::begin(node.room.bytes), std::end(node.room.bytes), 0xFF);
-  EXPECT_EQ(table.find(1)->value, 10);
-}
-
-TEST(HashTable, WithoutRoomANodeIsNoLarger) {
+TEST(HashTable, ANodeHoldsNoMoreThanItsLinksKeyAndValue) {
   struct plain_node {
     void* previous;
     void* next;

@@ -96,8 +96,15 @@ TEST(ByteString, SetToZeroHoldsNothing) {
   expect_nothing(text);
 }
 
+// One byte more than lives inside.
+static const std::string text_of_32_bytes(32, 'x');
+
+TEST(ByteString, ShortTextsNeedNoMemory) {
+  EXPECT_EQ(for_each_failing_new([] { const _kp_LOG_ustring text(&text_of_32_bytes[1]); }), 0U);
+}
+
 TEST(ByteString, WithoutMemoryKeepsWhatItHeld) {
-  const _kp_LOG_ustring source("source");
+  const _kp_LOG_ustring source(text_of_32_bytes.c_str());
   _kp_LOG_ustring target("target");
   EXPECT_EQ(for_each_failing_new([&] { target = source; },
                                  [&](const std::exception_ptr& outcome) {
@@ -105,11 +112,12 @@ TEST(ByteString, WithoutMemoryKeepsWhatItHeld) {
                                    expect_text(target, "target");
                                  }),
             1U);
-  expect_text(target, "source");
+  expect_text(target, text_of_32_bytes);
 }
 
 TEST(ByteString, ThatCannotBeMadeRaisesTheMemoryError) {
-  EXPECT_EQ(for_each_failing_new([] { const _kp_LOG_ustring text("text"); }), 1U);
-  const _kp_LOG_ustring source("source");
+  const auto make = [] { const _kp_LOG_ustring text(text_of_32_bytes.c_str()); };
+  EXPECT_EQ(for_each_failing_new(make), 1U);
+  const _kp_LOG_ustring source(text_of_32_bytes.c_str());
   EXPECT_EQ(for_each_failing_new([&] { const _kp_LOG_ustring copy(source); }), 1U);
 }

@@ -1,0 +1,53 @@
+#include "logging/attribute_store.h"
+
+#include <new>
+#include <utility>
+
+#include "logging/raise.h"
+
+void _kp_LOG_attribute_store::ensure_place_left() {
+  if (left_ != nullptr) return;
+  if (next_ == end_) {
+    block* const fresh = new (std::nothrow) block;
+    if (fresh == nullptr) kp_log_raise_alloc();
+    fresh->next = std::exchange(blocks_, fresh);
+    next_ = fresh->places;
+    end_ = fresh->places + places_per_block;
+  }
+  left_ = next_++;
+  left_->next_left = nullptr;
+}
+
+// Copying the name may raise: the place is taken behind that.
+_kp_LOG_attribute_store::attribute& _kp_LOG_attribute_store::insert_with_memory(
+    attribute*& head, const kp_String& name, uint32_t hash) {
+  kp_String copy(name);
+  ensure_place_left();
+  place* const taken = std::exchange(left_, left_->next_left);
+  return link(head, *new (&taken->held) attribute(std::move(copy), hash));
+}
+
+void _kp_LOG_attribute_store::remove(attribute* held) noexcept {
+  attribute** at = &chains_[chain_of(held->hash)];
+  while (*at != held) at = &(*at)->next;
+  *at = held->next;
+  destroy_value(*held);
+  held->~attribute();
+  auto* const left = reinterpret_cast<place*>(held);
+  left->next_left = left_;
+  left_ = left;
+}
+
+void _kp_LOG_attribute_store::clear_taken() noexcept {
+  for (attribute*& head : chains_) {
+    while (attribute* const held = head) {
+      head = held->next;
+      destroy_value(*held);
+      held->~attribute();
+    }
+  }
+  while (blocks_ != nullptr) delete std::exchange(blocks_, blocks_->next);
+  next_ = inside_;
+  end_ = inside_ + places_per_block;
+  left_ = nullptr;
+}

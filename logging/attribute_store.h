@@ -1,0 +1,124 @@
+// The attributes that an entry holds: names and typed values.
+#ifndef KP_LOG_ATTRIBUTE_STORE_H
+#define KP_LOG_ATTRIBUTE_STORE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+
+#include "base/kp_nocopy.h"
+#include "base/kp_string.h"
+#include "logging/attr_value.h"
+#include "logging/hashed_name.h"
+
+// Room for the value of one attribute of any type, the text of a short string included.
+struct _kp_LOG_value_room {
+  using largest_value = _kp_LOG_datatype<kp_String, TypeChar32>;
+  alignas(largest_value) unsigned char bytes[sizeof(largest_value)];
+};
+
+// Seven chains of attributes, new ones at the head. The chain of a name is its KP_text_hash modulo
+// seven, which is KP_recommended_hash_size(7); names compare exactly. The first eight attributes
+// live inside the store, so that adding them allocates nothing but what longer names and texts
+// need; further ones in blocks of eight. An attribute stays at its address until it is removed or
+// the store is cleared. Owns the names and the values. Not synchronised.
+class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
+ public:
+  struct attribute {
+    attribute(const kp_String& its_name, uint32_t its_hash) : hash(its_hash), name(its_name) {}
+    attribute(kp_String&& its_name, uint32_t its_hash) noexcept
+        : hash(its_hash), name(static_cast<kp_String&&>(its_name)) {}
+
+    attribute* next = nullptr;           // null: the end of its chain
+    uint32_t hash;                       // of the name
+    kp_String name;                      //
+    _kp_LOG_type_base* value = nullptr;  // in `room`, or on the heap when it came from outside
+    _kp_LOG_value_room room;
+  };
+
+  _kp_LOG_attribute_store() noexcept {}  // NOLINT: the places are left as they are
+  ~_kp_LOG_attribute_store() { clear(); }
+
+  // Null when no attribute has that name.
+  attribute* find(const _kp_LOG_hashed_name& name) noexcept {
+    for (attribute* at = chains_[chain_of(name.hash)]; at != nullptr; at = at->next)
+      if (at->hash == name.hash && name == at->name) return at;
+    return nullptr;
+  }
+  const attribute* find(const _kp_LOG_hashed_name& name) const noexcept {
+    return const_cast<_kp_LOG_attribute_store*>(this)->find(name);
+  }
+
+  // The attribute of that name, whose hash is given, made without a value where none has it; to
+  // give it one is the caller's, before anything else is done with the store. Raises
+  // KPX_memory_alloc, the store being as it was.
+  attribute& find_or_insert(const kp_String& name, uint32_t hash) {
+    attribute*& head = chains_[chain_of(hash)];
+    for (attribute* at = head; at != nullptr; at = at->next)
+      if (at->hash == hash && at->name == name) return *at;
+    // Where neither the place nor the name needs memory.
+    if (next_ == end_ || !name.is_short()) return insert_with_memory(head, name, hash);
+    return link(head, *new (&next_++->held) attribute(name, hash));
+  }
+  void remove(attribute* held) noexcept;
+  void clear() noexcept {
+    if (next_ != inside_) clear_taken();
+  }
+
+  // Destroys the value alone, for another one to take its place.
+  static void destroy_value(attribute& held) noexcept {
+    if (static_cast<void*>(held.value) != static_cast<void*>(held.room.bytes))
+      delete held.value;
+    else if (is_text(held.value->get_type()))
+      held.value->~_kp_LOG_type_base();
+    held.value = nullptr;
+  }
+
+  // Calls f(attribute&) for every attribute, chain by chain from the head of each. `f` must not
+  // change the store.
+  template <class F>
+  void for_each(F&& f) const {
+    for (attribute* head : chains_)
+      for (attribute* at = head; at != nullptr; at = at->next) f(*at);
+  }
+
+ private:
+  static constexpr unsigned n_chains = 7;
+  static constexpr unsigned places_per_block = 8;
+
+  // Where an attribute stands; while none does, a link in the list of those that were left.
+  union place {
+    place() noexcept {}   // NOLINT: left as it is
+    ~place() noexcept {}  // NOLINT: its user destroys what stands there
+    place* next_left;
+    attribute held;
+  };
+  struct block {
+    block* next;
+    place places[places_per_block];
+  };
+
+  static unsigned chain_of(uint32_t hash) noexcept { return hash % n_chains; }
+  // Numbers and times have nothing to give back.
+  static bool is_text(unsigned char code) noexcept {
+    return is_string_attribute(static_cast<kp_AttributeType>(code)) ||
+           is_unicode_string_attribute(static_cast<kp_AttributeType>(code));
+  }
+  static attribute& link(attribute*& head, attribute& made) noexcept {
+    made.next = head;
+    head = &made;
+    return made;
+  }
+  attribute& insert_with_memory(attribute*& head, const kp_String& name, uint32_t hash);
+  void ensure_place_left();
+  void clear_taken() noexcept;
+
+  attribute* chains_[n_chains] = {};
+  place* next_ = inside_;                    // of the newest block: the first never taken
+  place* end_ = inside_ + places_per_block;  // of the newest block
+  place* left_ = nullptr;                    // places that attributes have left
+  block* blocks_ = nullptr;                  // owned; the newest first
+  place inside_[places_per_block];
+};
+
+#endif
