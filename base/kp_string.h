@@ -3,9 +3,30 @@
 #define KP_STRING_H
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "base/kp_export.h"
+
+// Whether `length` bytes at `a` and at `b` are the same. Short ones are compared without a call: as
+// words, of which the last may overlap the one before it.
+inline bool KP_are_same_bytes(const char* a, const char* b, size_t length) noexcept {
+  const auto differ = [a, b](size_t at, auto word) {
+    decltype(word) of_a, of_b;
+    std::memcpy(&of_a, a + at, sizeof word);
+    std::memcpy(&of_b, b + at, sizeof word);
+    return of_a != of_b;
+  };
+  if (length > 32) return std::memcmp(a, b, length) == 0;
+  if (length >= 8) {
+    for (size_t at = 0; at + 8 < length; at += 8)
+      if (differ(at, uint64_t{})) return false;
+    return !differ(length - 8, uint64_t{});
+  }
+  if (length >= 4) return !differ(0, uint32_t{}) && !differ(length - 4, uint32_t{});
+  if (length >= 2) return !differ(0, uint16_t{}) && !differ(length - 2, uint16_t{});
+  return length == 0 || *a == *b;
+}
 
 // A byte string with its length, always NUL-terminated behind the last byte; bytes may be 0.
 // A string without a buffer (default-constructed, or made from null) differs from an empty one only

@@ -114,6 +114,22 @@ static void count_finding(long times) {
   });
 }
 
+// The one that was added last to as many as a definition may have, or as there may be global ones.
+static void count_finding_an_attribute(long times, const char* name) {
+  _kp_LOG_log_definition definition;
+  const auto add = [&](const char* own, const char* global) {
+    definition.add_attr_info(own, TypeUInt4, false, nullptr);
+    _kp_LOG_log_definition::add_global_attr_info(global, TypeUInt4);
+  };
+  for (unsigned i = 0; i < 254; ++i)
+    add(("OWN." + std::to_string(i)).c_str(), ("GLOBAL." + std::to_string(i)).c_str());
+  add("LAST.OWN", "LAST.GLOBAL");
+  const _kp_LOG_hashed_name hashed(name);
+  count_operation(times, [&] {
+    if (definition.get_attr_info_by_name(hashed) == nullptr) std::abort();
+  });
+}
+
 static void count_copying(long times) {
   const kp_LOG_LogEntry entry = filled_entry();
   count_operation(times, [&entry] { kp_LOG_LogEntry copy(entry); });
@@ -153,6 +169,9 @@ std::vector<counted_operation> library_operations() {
       {"render", [](long times) { count_rendering(times, true); }},
       {"render_bytes", [](long times) { count_rendering(times, false); }},
       {"find_entry", count_finding},
+      {"find_attribute", [](long times) { count_finding_an_attribute(times, "LAST.OWN"); }},
+      {"find_global_attribute",
+       [](long times) { count_finding_an_attribute(times, "LAST.GLOBAL"); }},
       {"copy", count_copying},
       {"move", count_moving},
       {"reject", [](long times) { count_rejecting(times, nullptr); }},

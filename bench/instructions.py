@@ -51,6 +51,8 @@ ROWS = [
          ("fmt, compiled", "fmt_compiled_render")]),
     Row("find a definition among 128", "find_entry", 100,
         [("scan under a lock", "scan_find"), ("unordered_map", "hash_find")]),
+    Row("find one of 255 attributes", "find_attribute"),
+    Row("find one of 255 global ones", "find_global_attribute"),
     Row("reject", "reject", 60, [("spdlog, below its level", "spdlog_reject")]),
     Row("reject, by a settings file", "reject_configured", 60),
 ]

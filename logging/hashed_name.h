@@ -18,7 +18,7 @@ struct _kp_LOG_hashed_name {
       : text(name.c_str()), length(name.length()), hash(known_hash) {}
 
   bool operator==(const kp_String& other) const noexcept {
-    return other.length() == length && std::memcmp(other.c_str(), text, length) == 0;
+    return other.length() == length && KP_are_same_bytes(other.c_str(), text, length);
   }
 
   const char* text;

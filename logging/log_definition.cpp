@@ -1,6 +1,7 @@
 #include "logging/log_definition.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -8,6 +9,7 @@
 #include "base/kp_hash.h"
 #include "logging/def_read.h"
 #include "logging/log_definition_globals.h"
+#include "logging/log_definition_list.h"
 #include "logging/raise.h"
 
 static const char* or_empty(const char* text) noexcept {
@@ -42,7 +44,7 @@ _kp_LOG_attribute_entry::_kp_LOG_attribute_entry(kp_String&& name, kp_String&& r
 void _kp_LOG_attribute_entry::set_name(const char* name) {
   name_ = kp_String(or_empty(name));
   name_hash_ = my_hashcode(name_.c_str());
-  if (listed_hash_ != nullptr) *listed_hash_ = name_hash_;
+  if (listed_in_ != nullptr) listed_in_->index_anew();
 }
 
 void _kp_LOG_attribute_entry::set_redirection_name(const char* redirection) {
@@ -90,12 +92,31 @@ const char* _kp_LOG_log_definition::get_default_msg_text() const noexcept {
   return text_or_null(now().default_msg_text);
 }
 
+// The number that the digits at the start of `text` tell, moving behind them; 0 without any. At
+// most 15 digits stand in a version text; more than 32 bits are the largest number.
+static unsigned leading_number(const char*& text) noexcept {
+  uint64_t number = 0;
+  for (; *text >= '0' && *text <= '9'; ++text)
+    number = number * 10 + static_cast<unsigned>(*text - '0');
+  return static_cast<unsigned>(std::min<uint64_t>(number, UINT32_MAX));
+}
+
+static _kp_LOG_version_numbers numbers_of_version(const char* text) noexcept {
+  _kp_LOG_version_numbers numbers;
+  numbers.major_number = leading_number(text);
+  text += std::strcspn(text, ".");
+  numbers.has_minor = *text == '.';
+  if (numbers.has_minor) numbers.minor_number = leading_number(++text);
+  return numbers;
+}
+
 void _kp_LOG_log_definition::set_log_version(const char* version) noexcept {
   const char* const text = or_empty(version);
   auto& held = now().log_version;
   const size_t length = strnlen(text, sizeof held - 1);
   std::memset(held, 0, sizeof held);
   std::memcpy(held, text, length);
+  now().version_numbers = numbers_of_version(held);
 }
 
 void _kp_LOG_log_definition::set_default_msg_id(const char* id) {

@@ -10,6 +10,8 @@
 #include "base/kp_string.h"
 #include "logging/hashed_name.h"
 
+class _kp_LOG_listed_attributes;
+
 // One declared attribute. Raises KPX_memory_alloc when a text cannot be copied; a setter then
 // leaves the old text in place.
 class KP_API _kp_LOG_attribute_entry : kp_UTIL_no_inadvertant_copies {
@@ -32,12 +34,13 @@ class KP_API _kp_LOG_attribute_entry : kp_UTIL_no_inadvertant_copies {
   friend class _kp_LOG_attribute_list;
   friend class _kp_LOG_global_attributes;
   friend class _kp_LOG_global_change;
+  friend class _kp_LOG_listed_attributes;
 
   kp_String name_;
   kp_String redirection_name_;  // empty: none
   unsigned char type_;          // a kp_AttributeType
   unsigned name_hash_;
-  unsigned* listed_hash_ = nullptr;  // the copy of the hash in the list that holds it, or null
+  _kp_LOG_listed_attributes* listed_in_ = nullptr;  // where its name is indexed, or null
 };
 
 // A message that is chosen by the value of the definition's selector attribute, or by its index.
@@ -62,8 +65,8 @@ class KP_API _kp_LOG_selector_message : kp_UTIL_no_inadvertant_copies {
   kp_String msg_text_;  // without a buffer: none
 };
 
-// At most 255 attributes in the order in which they were added, with their name hashes side by side
-// for the look-up by name. Owns the attributes.
+// At most 255 attributes in the order in which they were added, with an index of their names. Owns
+// the attributes.
 //
 // One thread changes a list at a time. While it only appends, any number of others may look up
 // without a lock: each sees the list with the new attribute or without it. Arrays that appending
@@ -97,9 +100,17 @@ class KP_API _kp_LOG_attribute_list : kp_UTIL_no_inadvertant_copies {
   void exchange(_kp_LOG_attribute_list& other) noexcept;
 
  private:
-  struct block;
+  static void put(_kp_LOG_listed_attributes& listed, _kp_LOG_attribute_entry* entry) noexcept;
 
-  std::atomic<block*> block_{nullptr};  // null: nothing was ever added
+  std::atomic<_kp_LOG_listed_attributes*> listed_{nullptr};  // null: nothing was ever added
+};
+
+// What a log version text says: the number at its very start, 0 without one, and the number behind
+// its first ".".
+struct _kp_LOG_version_numbers {
+  unsigned major_number = 0;
+  unsigned minor_number = 0;
+  bool has_minor = false;  // whether there is a "."
 };
 
 // The description of one kind of entry, filled from definition files by the definition table.
@@ -125,8 +136,11 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   unsigned get_second_word() const noexcept { return now().second_word; }
   unsigned get_property_flags() const noexcept { return now().property_flags; }
   const char* get_log_version() const noexcept { return now().log_version; }  // never null
-  const char* get_default_msg_id() const noexcept;                            // null when never set
-  const char* get_default_msg_text() const noexcept;                          // null when never set
+  const _kp_LOG_version_numbers& get_version_numbers() const noexcept {
+    return now().version_numbers;
+  }
+  const char* get_default_msg_id() const noexcept;    // null when never set
+  const char* get_default_msg_text() const noexcept;  // null when never set
   unsigned char get_n_attributes() const noexcept { return attributes_.size(); }
   // The attribute whose value chooses the message; null when there is none.
   _kp_LOG_attribute_entry* get_selector_attribute() const noexcept { return now().selector; }
@@ -146,8 +160,8 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   void set_default_msg_id(kp_String&& id) noexcept;
   void set_default_msg_text(kp_String&& text) noexcept;
 
-  // Look-ups by name compare the hash first and then the bytes; the first match wins. A null name
-  // finds nothing.
+  // Look-ups by name take one probe by the name's hash and compare the bytes found there, however
+  // many attributes there are; the first match wins. A null name finds nothing.
   _kp_LOG_attribute_entry* _find_attr_entry_by_name(const char* name) const noexcept;
   // The definition's own attribute, else the global one, else null.
   _kp_LOG_attribute_entry* get_attr_info_by_name(const char* name) const noexcept;
@@ -238,6 +252,7 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
     unsigned second_word = 0;
     unsigned property_flags = 0;
     char log_version[16] = {};
+    _kp_LOG_version_numbers version_numbers;      // of log_version
     kp_String default_msg_id;                     // without a buffer: none
     kp_String default_msg_text;                   // without a buffer: none
     _kp_LOG_attribute_entry* selector = nullptr;  // one of the list, or the parked one

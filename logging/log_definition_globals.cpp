@@ -12,30 +12,17 @@ using global_snapshot = kp_log_snapshot<_kp_LOG_global_attributes>;
 // ---- a published list ----
 
 _kp_LOG_global_attributes::_kp_LOG_global_attributes(const std::vector<owned_entry>& owned)
-    : owned_(owned) {
-  entries_.reserve(owned_.size());
-  hashes_.reserve(owned_.size());
-  for (const owned_entry& entry : owned_) {
-    entries_.push_back(entry.get());
-    hashes_.push_back(entry->get_name_hash());
-  }
+    : owned_(owned), listed_(_kp_LOG_listed_attributes::make(static_cast<unsigned>(owned.size()))) {
+  for (const owned_entry& entry : owned_) listed_->append(entry.get());
 }
 
-// An attribute that is renamed tells its hash to the list that took it last.
+// An attribute that is renamed tells the list that took it last.
 void _kp_LOG_global_attributes::take_names() noexcept {
-  for (size_t i = 0; i < hashes_.size(); ++i) entries_[i]->listed_hash_ = &hashes_[i];
+  for (const owned_entry& entry : owned_) entry->listed_in_ = listed_.get();
 }
 
 _kp_LOG_global_attributes* _kp_LOG_global_attributes::current() noexcept {
   return global_snapshot::get();
-}
-
-_kp_LOG_attribute_entry* _kp_LOG_global_attributes::find(
-    const _kp_LOG_hashed_name& name) const noexcept {
-  const size_t n = hashes_.size();
-  for (size_t i = 0; i < n; ++i)
-    if (hashes_[i] == name.hash && name == entries_[i]->name_) return entries_[i];
-  return nullptr;
 }
 
 // ---- a change ----

@@ -8,9 +8,10 @@
 
 #include "base/kp_nocopy.h"
 #include "logging/log_definition.h"
+#include "logging/log_definition_list.h"
 
-// A list of global attributes as it was published, with their name hashes side by side for the
-// look-up. Lists that follow each other share the attributes that stay.
+// A list of global attributes as it was published, with an index of their names. Lists that follow
+// each other share the attributes that stay.
 class _kp_LOG_global_attributes : kp_UTIL_no_inadvertant_copies {
  public:
   using owned_entry = std::shared_ptr<_kp_LOG_attribute_entry>;
@@ -24,8 +25,10 @@ class _kp_LOG_global_attributes : kp_UTIL_no_inadvertant_copies {
   static void clear() noexcept;
 
   unsigned size() const noexcept { return static_cast<unsigned>(owned_.size()); }
-  _kp_LOG_attribute_entry** entries() noexcept { return entries_.data(); }
-  _kp_LOG_attribute_entry* find(const _kp_LOG_hashed_name& name) const noexcept;
+  _kp_LOG_attribute_entry** entries() noexcept { return listed_->entries(); }
+  _kp_LOG_attribute_entry* find(const _kp_LOG_hashed_name& name) const noexcept {
+    return listed_->find(name);
+  }
 
  private:
   friend class _kp_LOG_global_change;
@@ -33,8 +36,7 @@ class _kp_LOG_global_attributes : kp_UTIL_no_inadvertant_copies {
   void take_names() noexcept;
 
   std::vector<owned_entry> owned_;
-  std::vector<_kp_LOG_attribute_entry*> entries_;  // the same
-  std::vector<unsigned> hashes_;                   // of their names
+  _kp_LOG_listed_attributes::owner listed_;  // the same
 };
 
 // One change of the list: made beside it, seen by nobody until it is published. Other changes wait

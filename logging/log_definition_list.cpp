@@ -1,122 +1,136 @@
+#include "logging/log_definition_list.h"
+
 #include <algorithm>
+#include <bit>
+#include <memory>
 #include <new>
+#include <utility>
 
 #include "logging/ldf_format.h"
-#include "logging/log_definition.h"
 #include "logging/raise.h"
 
-// The arrays of a list, in one allocation: this header, the attributes, their hashes.
-struct _kp_LOG_attribute_list::block {
-  block(unsigned its_capacity, block* its_outgrown) noexcept
-      : capacity(its_capacity), outgrown(its_outgrown) {}
+// ---- attributes in a row ----
 
-  static block* make(unsigned capacity, block* outgrown);
-  static void destroy(block* b) noexcept;
+static_assert(kp_ldf_max_count <= 0xFF);  // a place from 1 fits into a byte
 
-  _kp_LOG_attribute_entry** entries() noexcept {
-    return reinterpret_cast<_kp_LOG_attribute_entry**>(this + 1);
-  }
-  unsigned* hashes() noexcept { return reinterpret_cast<unsigned*>(entries() + capacity); }
-  unsigned size() const noexcept { return count.load(std::memory_order_acquire); }
-  void put(unsigned i, _kp_LOG_attribute_entry* entry) noexcept {
-    entries()[i] = entry;
-    hashes()[i] = entry->name_hash_;
-    entry->listed_hash_ = &hashes()[i];
-  }
+_kp_LOG_listed_attributes::_kp_LOG_listed_attributes(unsigned capacity, unsigned slot_bits) noexcept
+    : capacity_(capacity), slot_mask_((1U << slot_bits) - 1), slot_shift_(32 - slot_bits) {
+  std::uninitialized_value_construct_n(slots(), slot_mask_ + 1);
+}
 
-  const unsigned capacity;
-  std::atomic<unsigned> count{0};  // stored behind the attribute that it begins to count
-  block* outgrown;                 // the smaller block that this one replaced, or null
-};
-
-_kp_LOG_attribute_list::block* _kp_LOG_attribute_list::block::make(unsigned capacity,
-                                                                   block* outgrown) {
-  const size_t element = sizeof(void*) + sizeof(unsigned);  // an attribute, its hash
-  void* const room = ::operator new(sizeof(block) + capacity * element, std::nothrow);
+_kp_LOG_listed_attributes* _kp_LOG_listed_attributes::make(unsigned capacity) {
+  const auto slot_bits = static_cast<unsigned>(std::bit_width(std::max(2 * capacity, 8U) - 1));
+  const size_t bytes =
+      sizeof(_kp_LOG_listed_attributes) + capacity * sizeof(void*) + (sizeof(slot) << slot_bits);
+  void* const room = ::operator new(bytes, std::nothrow);
   if (room == nullptr) kp_log_raise_alloc();
-  return new (room) block(capacity, outgrown);
+  return new (room) _kp_LOG_listed_attributes(capacity, slot_bits);
 }
 
-void _kp_LOG_attribute_list::block::destroy(block* b) noexcept {
-  b->~block();
-  ::operator delete(b);
+void _kp_LOG_listed_attributes::destroy(_kp_LOG_listed_attributes* listed) noexcept {
+  listed->~_kp_LOG_listed_attributes();
+  ::operator delete(listed);
 }
+
+void _kp_LOG_listed_attributes::index(unsigned place) noexcept {
+  const uint32_t hash = entries()[place]->name_hash_;
+  unsigned i = first_slot(hash);
+  while (slots()[i].load(std::memory_order_relaxed) != 0) i = (i + 1) & slot_mask_;
+  slots()[i].store(static_cast<uint16_t>((hash & 0xFF) << 8 | (place + 1)),
+                   std::memory_order_relaxed);
+}
+
+void _kp_LOG_listed_attributes::append(_kp_LOG_attribute_entry* entry) noexcept {
+  const unsigned place = count_.load(std::memory_order_relaxed);
+  entries()[place] = entry;
+  index(place);
+  count_.store(place + 1, std::memory_order_release);
+}
+
+void _kp_LOG_listed_attributes::remove(unsigned place) noexcept {
+  _kp_LOG_attribute_entry** const end = entries() + size();
+  std::copy(entries() + place + 1, end, entries() + place);
+  count_.store(size() - 1, std::memory_order_release);
+  index_anew();
+}
+
+void _kp_LOG_listed_attributes::index_anew() noexcept {
+  for (unsigned i = 0; i <= slot_mask_; ++i) slots()[i].store(0, std::memory_order_relaxed);
+  const unsigned n = size();
+  for (unsigned place = 0; place < n; ++place) index(place);
+}
+
+// ---- a list that owns them ----
 
 unsigned char _kp_LOG_attribute_list::size() const noexcept {
-  const block* const b = block_.load(std::memory_order_acquire);
-  return b != nullptr ? static_cast<unsigned char>(b->size()) : 0;
+  const _kp_LOG_listed_attributes* const listed = listed_.load(std::memory_order_acquire);
+  return listed != nullptr ? static_cast<unsigned char>(listed->size()) : 0;
 }
 
 _kp_LOG_attribute_entry** _kp_LOG_attribute_list::entries() const noexcept {
-  block* const b = block_.load(std::memory_order_acquire);
-  return b != nullptr && b->size() != 0 ? b->entries() : nullptr;
+  _kp_LOG_listed_attributes* const listed = listed_.load(std::memory_order_acquire);
+  return listed != nullptr && listed->size() != 0 ? listed->entries() : nullptr;
 }
 
 _kp_LOG_attribute_entry* _kp_LOG_attribute_list::at(unsigned char i) const noexcept {
-  block* const b = block_.load(std::memory_order_acquire);
-  return b != nullptr && i < b->size() ? b->entries()[i] : nullptr;
+  _kp_LOG_listed_attributes* const listed = listed_.load(std::memory_order_acquire);
+  return listed != nullptr && i < listed->size() ? listed->entries()[i] : nullptr;
 }
 
 _kp_LOG_attribute_entry* _kp_LOG_attribute_list::find(
     const _kp_LOG_hashed_name& name) const noexcept {
-  block* const b = block_.load(std::memory_order_acquire);
-  if (b == nullptr) return nullptr;
-  const unsigned n = b->size();
-  const unsigned* const hashes = b->hashes();
-  for (unsigned i = 0; i < n; ++i)
-    if (hashes[i] == name.hash && name == b->entries()[i]->name_) return b->entries()[i];
-  return nullptr;
+  _kp_LOG_listed_attributes* const listed = listed_.load(std::memory_order_acquire);
+  return listed != nullptr ? listed->find(name) : nullptr;
 }
 
 void _kp_LOG_attribute_list::reserve(unsigned count) {
-  block* const old = block_.load(std::memory_order_relaxed);
+  _kp_LOG_listed_attributes* const old = listed_.load(std::memory_order_relaxed);
   const unsigned capacity = std::min(count, kp_ldf_max_count);
-  if (capacity <= (old != nullptr ? old->capacity : 0)) return;
-  block* const grown = block::make(capacity, old);
+  if (capacity <= (old != nullptr ? old->capacity() : 0)) return;
+  _kp_LOG_listed_attributes* const grown = _kp_LOG_listed_attributes::make(capacity);
+  grown->outgrown = old;
   const unsigned n = old != nullptr ? old->size() : 0;
-  for (unsigned i = 0; i < n; ++i) grown->put(i, old->entries()[i]);
-  grown->count.store(n, std::memory_order_relaxed);
-  block_.store(grown, std::memory_order_release);
+  for (unsigned i = 0; i < n; ++i) put(*grown, old->entries()[i]);
+  listed_.store(grown, std::memory_order_release);
+}
+
+void _kp_LOG_attribute_list::put(_kp_LOG_listed_attributes& listed,
+                                 _kp_LOG_attribute_entry* entry) noexcept {
+  entry->listed_in_ = &listed;
+  listed.append(entry);
 }
 
 void _kp_LOG_attribute_list::append(std::unique_ptr<_kp_LOG_attribute_entry>&& entry) {
   const unsigned n = size();
   if (n == kp_ldf_max_count) kp_log_raise_corrupted_definition();
-  const block* const old = block_.load(std::memory_order_relaxed);
-  if (old == nullptr || n == old->capacity) reserve(std::max(2 * n, 8U));
-  block* const b = block_.load(std::memory_order_relaxed);
-  b->put(n, entry.release());
-  b->count.store(n + 1, std::memory_order_release);
+  const _kp_LOG_listed_attributes* const old = listed_.load(std::memory_order_relaxed);
+  if (old == nullptr || n == old->capacity()) reserve(std::max(2 * n, 8U));
+  put(*listed_.load(std::memory_order_relaxed), entry.release());
 }
 
 std::unique_ptr<_kp_LOG_attribute_entry> _kp_LOG_attribute_list::take(
     const _kp_LOG_attribute_entry* entry) noexcept {
-  block* const b = block_.load(std::memory_order_relaxed);
-  if (b == nullptr) return nullptr;
-  _kp_LOG_attribute_entry** const end = b->entries() + b->size();
-  _kp_LOG_attribute_entry** const place = std::find(b->entries(), end, entry);
-  if (place == end) return nullptr;
+  _kp_LOG_listed_attributes* const listed = listed_.load(std::memory_order_relaxed);
+  if (listed == nullptr) return nullptr;
+  _kp_LOG_attribute_entry** const first = listed->entries();
+  _kp_LOG_attribute_entry** const place = std::find(first, first + listed->size(), entry);
+  if (place == first + listed->size()) return nullptr;
   std::unique_ptr<_kp_LOG_attribute_entry> taken(*place);
-  taken->listed_hash_ = nullptr;
-  const auto last = static_cast<unsigned>(end - b->entries()) - 1;
-  for (auto i = static_cast<unsigned>(place - b->entries()); i < last; ++i)
-    b->put(i, b->entries()[i + 1]);
-  b->count.store(last, std::memory_order_release);
+  taken->listed_in_ = nullptr;
+  listed->remove(static_cast<unsigned>(place - first));
   return taken;
 }
 
 void _kp_LOG_attribute_list::clear() noexcept {
-  block* b = block_.exchange(nullptr, std::memory_order_acq_rel);
-  const unsigned n = b != nullptr ? b->size() : 0;
-  for (unsigned i = 0; i < n; ++i) delete b->entries()[i];
-  while (b != nullptr) {
-    block* const outgrown = b->outgrown;
-    block::destroy(b);
-    b = outgrown;
-  }
+  _kp_LOG_listed_attributes* listed = listed_.exchange(nullptr, std::memory_order_acq_rel);
+  const unsigned n = listed != nullptr ? listed->size() : 0;
+  for (unsigned i = 0; i < n; ++i) delete listed->entries()[i];
+  while (listed != nullptr)
+    _kp_LOG_listed_attributes::destroy(std::exchange(listed, listed->outgrown));
 }
 
 void _kp_LOG_attribute_list::exchange(_kp_LOG_attribute_list& other) noexcept {
-  block* const others = other.block_.load(std::memory_order_relaxed);
-  other.block_.store(block_.exchange(others, std::memory_order_acq_rel), std::memory_order_relaxed);
+  _kp_LOG_listed_attributes* const others = other.listed_.load(std::memory_order_relaxed);
+  other.listed_.store(listed_.exchange(others, std::memory_order_acq_rel),
+                      std::memory_order_relaxed);
 }

@@ -1,8 +1,6 @@
 // The log entry: its life, copying, header, log version, timestamp and built-in fields.
 #include "logging/logentry_i.h"
 
-#include <algorithm>
-#include <cstdint>
 #include <utility>
 
 #include "kp_LOG_LogConfig.h"
@@ -60,15 +58,6 @@ static bool read_number(const char*& text, unsigned& value) {
   return true;
 }
 
-// The number that the digits at the start of `text` tell, moving behind them; 0 without any. At
-// most 15 digits stand in a version text; more than 32 bits are the largest number.
-static unsigned leading_number(const char*& text) {
-  uint64_t number = 0;
-  for (; *text >= '0' && *text <= '9'; ++text)
-    number = number * 10 + static_cast<unsigned>(*text - '0');
-  return static_cast<unsigned>(std::min<uint64_t>(number, UINT32_MAX));
-}
-
 // Takes the process-wide version from a text as "%d.%d" reads it.
 static void scan_version(const char* text) {
   unsigned number = 0;
@@ -78,13 +67,12 @@ static void scan_version(const char* text) {
   set_version(_kp_LOG_log_entry_imp::log_minor_version, number);
 }
 
-// Takes the process-wide version from an entry's own version text: unlike scan_version, the number
-// at the very start, 0 without one, and the number behind the first ".". Every entry that is made
-// comes by here.
-static void split_version(const char* text) {
-  set_version(_kp_LOG_log_entry_imp::log_major_version, leading_number(text));
-  while (*text != '.' && *text != '\0') ++text;
-  if (*text++ == '.') set_version(_kp_LOG_log_entry_imp::log_minor_version, leading_number(text));
+// Takes the process-wide version from what an entry's own version text says: the minor number only
+// where there is one. Every entry that is made comes by here.
+static void take_version(const _kp_LOG_version_numbers& version) {
+  set_version(_kp_LOG_log_entry_imp::log_major_version, version.major_number);
+  if (version.has_minor)
+    set_version(_kp_LOG_log_entry_imp::log_minor_version, version.minor_number);
 }
 
 // The first definition with an ID of 0 to 9, which says the version of all entries.
@@ -216,7 +204,7 @@ _kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp(unsigned entry_id, unsigned log_lev
   log_level_ = log_level;
   property_mask_ = definition_->get_property_flags();
   take_version_text(version_text_, definition_->get_log_version());
-  split_version(version_text_);
+  take_version(definition_->get_version_numbers());
 }
 
 _kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp(_kp_LOG_definition_ref definition)

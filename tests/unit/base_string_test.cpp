@@ -29,6 +29,19 @@ static std::string letters(unsigned count) {
   return text;
 }
 
+TEST(SameBytes, EveryByteOfEveryLengthCounts) {
+  for (unsigned length = 0; length < 70; ++length) {
+    const std::string one = letters(length);
+    std::string other = one + "behind it";
+    EXPECT_TRUE(KP_are_same_bytes(one.c_str(), other.c_str(), length)) << length;
+    for (unsigned i = 0; i < length; ++i) {
+      other[i] = static_cast<char>(other[i] ^ 0x80);
+      EXPECT_FALSE(KP_are_same_bytes(one.c_str(), other.c_str(), length)) << length << " " << i;
+      other[i] = one[i];
+    }
+  }
+}
+
 TEST(String, DefaultHasNoBuffer) {
   const kp_String s;
   EXPECT_FALSE(s.has_buffer());

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -171,6 +172,42 @@ TEST(Definition, ALogVersionIsCutAtFifteenBytes) {
   EXPECT_STREQ(def.get_log_version(), "2.0");
   def.set_log_version(nullptr);
   EXPECT_STREQ(def.get_log_version(), "");
+}
+
+TEST(Definition, ALogVersionSaysItsNumbers) {
+  const struct {
+    const char* text;
+    unsigned major_number;
+    bool has_minor;
+    unsigned minor_number;
+  } versions[] = {
+      {"2.0", 2, true, 0},
+      {"12.345", 12, true, 345},
+      {"", 0, false, 0},
+      {"7", 7, false, 0},
+      {".5", 0, true, 5},
+      {"x3.4", 0, true, 4},
+      {"3x.4x", 3, true, 4},
+      {"3.x4", 3, true, 0},
+      {"1.2.3", 1, true, 2},
+      {" 2.0", 0, true, 0},
+      {"-2.-3", 0, true, 0},
+      {"9.", 9, true, 0},
+      {"4294967295.1", UINT_MAX, true, 1},
+      {"4294967296", UINT_MAX, false, 0},
+      {"99999999999.9", UINT_MAX, true, 9},
+      {"1.99999999999", 1, true, UINT_MAX},
+      {"12345678901234.5", UINT_MAX, true, 0},  // cut behind the "."
+      {"123456789012345.6", UINT_MAX, false, 0},
+  };
+  _kp_LOG_log_definition def;
+  for (const auto& version : versions) {
+    def.set_log_version(version.text);
+    const _kp_LOG_version_numbers& numbers = def.get_version_numbers();
+    EXPECT_EQ(numbers.major_number, version.major_number) << version.text;
+    EXPECT_EQ(numbers.has_minor, version.has_minor) << version.text;
+    EXPECT_EQ(numbers.minor_number, version.minor_number) << version.text;
+  }
 }
 
 TEST(Definition, DefaultMessageTakesItsOwnTextAndNull) {

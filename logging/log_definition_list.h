@@ -1,0 +1,81 @@
+// _kp_LOG_listed_attributes: attributes in a row, found by their names.
+#ifndef KP_LOG_LOG_DEFINITION_LIST_H
+#define KP_LOG_LOG_DEFINITION_LIST_H
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "base/kp_nocopy.h"
+#include "logging/hashed_name.h"
+#include "logging/log_definition.h"
+
+// Up to `capacity` attributes in the order in which they were put, and an index of their names, in
+// one allocation. Does not own the attributes. A look-up probes the index where the name's hash
+// says, with at most half of its slots taken, and compares one name as a rule; of attributes with
+// one name it finds the first.
+//
+// While one thread appends, any number of others may look up: each sees the new attribute or not.
+// Everything else that changes it needs it alone.
+class _kp_LOG_listed_attributes : kp_UTIL_no_inadvertant_copies {
+ public:
+  struct destroyer {
+    void operator()(_kp_LOG_listed_attributes* listed) const noexcept { destroy(listed); }
+  };
+  using owner = std::unique_ptr<_kp_LOG_listed_attributes, destroyer>;
+
+  // Raises KPX_memory_alloc.
+  static _kp_LOG_listed_attributes* make(unsigned capacity);
+  static void destroy(_kp_LOG_listed_attributes* listed) noexcept;
+
+  unsigned capacity() const noexcept { return capacity_; }
+  unsigned size() const noexcept { return count_.load(std::memory_order_acquire); }
+  _kp_LOG_attribute_entry** entries() noexcept {
+    return reinterpret_cast<_kp_LOG_attribute_entry**>(this + 1);
+  }
+  _kp_LOG_attribute_entry* find(const _kp_LOG_hashed_name& name) noexcept;
+
+  // Puts an attribute behind the others; there is room for it.
+  void append(_kp_LOG_attribute_entry* entry) noexcept;
+  // Takes the attribute at `place` out; later ones move down.
+  void remove(unsigned place) noexcept;
+  // Behind a change of an attribute's name.
+  void index_anew() noexcept;
+
+  _kp_LOG_listed_attributes* outgrown = nullptr;  // its user's: the smaller one it replaced
+
+ private:
+  // The place of an attribute from 1, in the low byte, and the low byte of its name's hash; 0:
+  // none.
+  using slot = std::atomic<uint16_t>;
+
+  _kp_LOG_listed_attributes(unsigned capacity, unsigned slot_bits) noexcept;
+
+  slot* slots() noexcept { return reinterpret_cast<slot*>(entries() + capacity_); }
+  // Where the look-up of a name begins: the upper bits of a product, which all bits of the hash
+  // move.
+  unsigned first_slot(uint32_t hash) const noexcept { return hash * 0x9E3779B1U >> slot_shift_; }
+  void index(unsigned place) noexcept;
+
+  const unsigned capacity_;
+  const unsigned slot_mask_;        // slots, a power of two, less one
+  const unsigned slot_shift_;       // 32 less their bits
+  std::atomic<unsigned> count_{0};  // stored behind the attribute that it begins to count
+};
+
+// A slot that a thread reads before it is counted tells of an attribute that the thread does not
+// see yet: there the look-up ends as at an empty one, because what is put behind it is newer still.
+inline _kp_LOG_attribute_entry* _kp_LOG_listed_attributes::find(
+    const _kp_LOG_hashed_name& name) noexcept {
+  const unsigned n = size();
+  const slot* const all = slots();
+  for (unsigned i = first_slot(name.hash);; i = (i + 1) & slot_mask_) {
+    const unsigned held = all[i].load(std::memory_order_relaxed);
+    const unsigned place = (held & 0xFF) - 1;
+    if (place >= n) return nullptr;
+    _kp_LOG_attribute_entry* const entry = entries()[place];
+    if (held >> 8 == (name.hash & 0xFF) && name == entry->name_) return entry;
+  }
+}
+
+#endif
