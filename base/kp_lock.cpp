@@ -8,30 +8,37 @@ static void abort_unless_done(int status) noexcept {
   if (status != 0) std::abort();
 }
 
-kp_LOG_CRWLock::kp_LOG_CRWLock() noexcept
-    : lock_ PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP {}
+kp_LOG_CRWLock::kp_LOG_CRWLock() noexcept : writing_ PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP {}
 kp_LOG_CRWLock::~kp_LOG_CRWLock() {
-  pthread_rwlock_destroy(&lock_);
+  pthread_mutex_destroy(&writing_);
 }
 
-void kp_LOG_CRWLock::lock_shared() noexcept {
-  abort_unless_done(pthread_rwlock_rdlock(&lock_));
+// A reader that found a writer steps back, waits until there is none, and tries again.
+void kp_LOG_CRWLock::wait_to_read() noexcept {
+  do {
+    unlock_shared();
+    uint64_t now = users_.load(std::memory_order_relaxed);
+    for (; now >= one_writer; now = users_.load(std::memory_order_relaxed)) users_.wait(now);
+  } while (users_.fetch_add(one_reader, std::memory_order_acquire) >= one_writer);
 }
-void kp_LOG_CRWLock::unlock_shared() noexcept {
-  abort_unless_done(pthread_rwlock_unlock(&lock_));
+
+// The last reader that leaves lets the writer in that waits. `before` is what it left.
+void kp_LOG_CRWLock::tell_writer(uint64_t before) noexcept {
+  if (before % one_writer == one_reader) users_.notify_all();
 }
+
 void kp_LOG_CRWLock::lock() noexcept {
-  abort_unless_done(pthread_rwlock_wrlock(&lock_));
-}
-void kp_LOG_CRWLock::unlock() noexcept {
-  abort_unless_done(pthread_rwlock_unlock(&lock_));
+  users_.fetch_add(one_writer, std::memory_order_relaxed);
+  abort_unless_done(pthread_mutex_lock(&writing_));
+  uint64_t now = users_.load(std::memory_order_acquire);
+  for (; now % one_writer != 0; now = users_.load(std::memory_order_acquire)) users_.wait(now);
 }
 
-kp_LOG_CReaderSentry::kp_LOG_CReaderSentry(kp_LOG_CRWLock& lock) noexcept : lock_(lock) {
-  lock_.lock_shared();
-}
-kp_LOG_CReaderSentry::~kp_LOG_CReaderSentry() {
-  lock_.unlock_shared();
+void kp_LOG_CRWLock::unlock() noexcept {
+  const uint64_t before = users_.fetch_sub(one_writer, std::memory_order_release);
+  // Readers wait until no writer is left.
+  if (before < 2 * one_writer) users_.notify_all();
+  abort_unless_done(pthread_mutex_unlock(&writing_));
 }
 
 kp_LOG_CWriterSentry::kp_LOG_CWriterSentry(kp_LOG_CRWLock& lock) noexcept : lock_(lock) {

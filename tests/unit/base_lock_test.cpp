@@ -52,6 +52,31 @@ TEST(ReaderWriterLock, ReadersNeverSeeAHalfDoneWrite) {
   EXPECT_EQ(first, 5000);
 }
 
+// Whoever is not told that it is his turn waits for ever.
+TEST(ReaderWriterLock, NobodyIsLeftWaitingWhereManyReadAndWrite) {
+  kp_LOG_CRWLock lock;
+  long first = 0;
+  long second = 0;
+  std::atomic<long> torn{0};
+  std::atomic<unsigned> started{0};
+  in_threads(6, [&] {
+    const unsigned number = started++;
+    for (unsigned i = 0; i < 4000; ++i) {
+      if ((i + number) % 4 == 0) {
+        const kp_LOG_CWriterSentry hold(lock);
+        ++first;
+        if (i % 64 == 0) std::this_thread::yield();
+        ++second;
+      } else {
+        const kp_LOG_CReaderSentry hold(lock);
+        if (first != second) ++torn;
+      }
+    }
+  });
+  EXPECT_EQ(torn, 0);
+  EXPECT_EQ(first, 6000);
+}
+
 TEST(ReaderWriterLock, ReadersHoldItTogether) {
   kp_LOG_CRWLock lock;
   std::atomic<int> inside{0};
