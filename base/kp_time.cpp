@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <type_traits>
@@ -293,34 +292,70 @@ void kp_Time::take_system_zone() {
 
 // ---- texts ----
 
-void kp_Time::print_date_out(char* buffer, unsigned size) const {
-  static_cast<void>(
-      snprintf(buffer, size, "%04u-%02u-%02u", unsigned{year_}, unsigned{month_}, unsigned{day_}));
+// Put a text at `at`, and return its end.
+
+// Zeros come before a number of fewer digits than `least`.
+static char* put_number(char* at, unsigned number, int least) {
+  char digits[16];
+  char* first = digits + sizeof digits;
+  for (; number != 0 || least > 0; number /= 10, --least)
+    *--first = static_cast<char>('0' + number % 10);
+  return std::copy(first, digits + sizeof digits, at);
 }
 
-void kp_Time::print_time_out(char* buffer, unsigned size) const {
-  static_cast<void>(snprintf(buffer, size, "%02u:%02u:%02u", unsigned{hour_}, unsigned{minute_},
-                             unsigned{second_}));
+static char* put_two(char* at, char before, unsigned number) {
+  *at = before;
+  if (number >= 100) return put_number(at + 1, number, 2);
+  at[1] = static_cast<char>('0' + number / 10);
+  at[2] = static_cast<char>('0' + number % 10);
+  return at + 3;
+}
+
+static char* put_date(char* at, const kp_Time& time) {
+  at = put_number(at, time.get_year(), 4);
+  return put_two(put_two(at, '-', time.get_month()), '-', time.get_day());
+}
+
+// With a character in front.
+static char* put_time_of_day(char* at, char before, const kp_Time& time) {
+  at = put_two(at, before, time.get_hour());
+  return put_two(put_two(at, ':', time.get_minute()), ':', time.get_second());
 }
 
 // "Z", or the offset as in "+08:00".
-static void print_zone(char (&buffer)[16], bool gmt, int offset) {
-  const int minutes = offset < 0 ? -offset : offset;
-  if (gmt)
-    static_cast<void>(snprintf(buffer, sizeof buffer, "Z"));
-  else
-    static_cast<void>(snprintf(buffer, sizeof buffer, "%c%02d:%02d", offset < 0 ? '-' : '+',
-                               minutes / 60, minutes % 60));
+static char* put_zone(char* at, bool gmt, int offset) {
+  *at = 'Z';
+  if (gmt) return at + 1;
+  const auto minutes = static_cast<unsigned>(offset < 0 ? -offset : offset);
+  return put_two(put_two(at, offset < 0 ? '-' : '+', minutes / 60), ':', minutes % 60);
+}
+
+// As much as there is room for, and a NUL.
+static void copy_out(const char* text, const char* end, char* buffer, unsigned size) {
+  if (size == 0) return;
+  const size_t length = std::min(static_cast<size_t>(end - text), size_t{size} - 1);
+  std::memcpy(buffer, text, length);
+  buffer[length] = '\0';
+}
+
+// Holds any of the texts, also of fields of five digits.
+using kp_time_text = char[64];
+
+void kp_Time::print_date_out(char* buffer, unsigned size) const {
+  kp_time_text text;
+  copy_out(text, put_date(text, *this), buffer, size);
+}
+
+void kp_Time::print_time_out(char* buffer, unsigned size) const {
+  kp_time_text text;
+  const char* const end = put_time_of_day(text, 'T', *this);
+  copy_out(text + 1, end, buffer, size);
 }
 
 void kp_Time::print_out(char* buffer, unsigned size) const {
-  char date[32];
-  char time_of_day[32];
-  char zone[16];
-  print_date_out(date, sizeof date);
-  print_time_out(time_of_day, sizeof time_of_day);
-  print_zone(zone, gmt_, offset_minutes());
-  static_cast<void>(snprintf(buffer, size, "%sT%s%s", date, time_of_day, zone));
+  kp_time_text text;
+  char* const end = put_time_of_day(put_date(text, *this), 'T', *this);
+  copy_out(text, put_zone(end, gmt_, offset_minutes()), buffer, size);
 }
 
 // Walks over a text that tells a time. Every operation either takes what it names and moves on, or

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <random>
 #include <string>
 #include <thread>
 
@@ -480,6 +482,27 @@ TEST(TimePrinting, LargestFieldsAndOffsetsFit) {
   t.set_zone_bias(-32768);
   t.set_daylight_flag(1);
   EXPECT_EQ(print_out_of(t), "65535-65535-65535T65535:65535:65535+547:08");
+}
+
+TEST(TimePrinting, IsThatOfPrintf) {
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  const auto field = [&] { return static_cast<int>((random() & 0xffffU) >> (random() % 16)); };
+  for (int i = 0; i < 3000; ++i) {
+    kp_Time t(field(), field(), field(), field(), field(), field());
+    t.set_zone_bias(static_cast<short>(random()));
+    char printed[80];
+    static_cast<void>(std::snprintf(printed, sizeof printed, "%04u-%02u-%02uT%02u:%02u:%02u",
+                                    unsigned{t.get_year()}, unsigned{t.get_month()},
+                                    unsigned{t.get_day()}, unsigned{t.get_hour()},
+                                    unsigned{t.get_minute()}, unsigned{t.get_second()}));
+    const int offset = (t.get_daylight_flag() != 0 ? 60 : 0) - t.get_zone_bias();
+    char zone[32];
+    static_cast<void>(std::snprintf(zone, sizeof zone, "%c%02d:%02d", offset < 0 ? '-' : '+',
+                                    std::abs(offset) / 60, std::abs(offset) % 60));
+    ASSERT_EQ(print_out_of(t), std::string(printed) + zone);
+  }
 }
 
 // ---- reading ----
