@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "logging/logmsg_icu_plan.h"
+#include "logging/logmsg_icu_pattern.h"
 #include "logging/logmsg_numbers.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);

@@ -1,15 +1,18 @@
 #include "logging/icu_text.h"
 
 #include <unicode/ucnv.h>
+#include <unicode/uset.h>
 #include <unicode/utf16.h>
 
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <utility>
 
+#include "logging/log_util_kept_text.h"
 #include "logging/log_util_per_thread.h"
 #include "logging/raise.h"
 
@@ -51,10 +54,13 @@ class icu_text_converters {
   size_t next_ = 0;  // the slot that was filled longest ago
 };
 
-static const char* icu_text_resolved(const char* code_page) {
-  if (code_page != nullptr && *code_page != '\0') return code_page;
-  const char* name = ucnv_getDefaultName();
+const char* icu_text_default_name() noexcept {
+  const char* const name = ucnv_getDefaultName();
   return name != nullptr ? name : "";
+}
+
+static const char* icu_text_resolved(const char* code_page) {
+  return code_page != nullptr && *code_page != '\0' ? code_page : icu_text_default_name();
 }
 
 static icu_text_kept_converter* icu_text_converter_for(const char* code_page) {
@@ -293,12 +299,141 @@ bool icu_text_convert(const char* src, const char* from, const char* to, char* d
   return true;
 }
 
+// --- What stays as it is ---
+
+// Whether every byte is a character of its own, and every character a byte of its own.
+static bool icu_text_is_bytewise(const UConverter* converter) {
+  switch (ucnv_getType(converter)) {
+    case UCNV_LATIN_1:
+    case UCNV_US_ASCII:
+      return true;
+    case UCNV_SBCS:
+      return ucnv_getMaxCharSize(converter) == 1;
+    default:
+      return false;
+  }
+}
+
+// Whether the converter has bytes for several characters together; they are the last of its set.
+static bool icu_text_joins_characters(const UConverter* converter) {
+  const std::unique_ptr<USet, decltype(&uset_close)> set(uset_openEmpty(), &uset_close);
+  if (set == nullptr) kp_log_raise_alloc();
+  UErrorCode status = U_ZERO_ERROR;
+  ucnv_getUnicodeSet(converter, set.get(), UCNV_ROUNDTRIP_AND_FALLBACK_SET, &status);
+  const int last = uset_getItemCount(set.get()) - 1;
+  int start = 0;
+  int end = 0;
+  const bool is_string =
+      last >= 0 && uset_getItem(set.get(), last, &start, &end, nullptr, 0, &status) > 0;
+  return is_string || U_FAILURE(status);
+}
+
+bool icu_text_is_piecewise(const char* code_page) {
+  const icu_text_kept_converter* const kept = icu_text_converter_for(code_page);
+  if (kept == nullptr) return false;
+  const UConverter* const converter = kept->handle.get();
+  if (ucnv_getType(converter) == UCNV_UTF8) return true;
+  return icu_text_is_bytewise(converter) && !icu_text_joins_characters(converter);
+}
+
+icu_text_copying::icu_text_copying(const char* from, const char* to) {
+  const icu_text_kept_converter* const reading = icu_text_converter_for(from);
+  if (reading == nullptr) return;
+  const bool reads_utf8 = ucnv_getType(reading->handle.get()) == UCNV_UTF8;
+  if (!reads_utf8 && !icu_text_is_bytewise(reading->handle.get())) return;
+  compare(from, to, 1, 127);
+  keeps_ascii_ = std::all_of(&kept_[1], &kept_[128], [](bool kept) { return kept; });
+  if (!reads_utf8) {
+    compare(from, to, 128, 255);
+    return;
+  }
+  const icu_text_kept_converter* const writing = icu_text_converter_for(to);
+  keeps_utf8_ = writing != nullptr && ucnv_getType(writing->handle.get()) == UCNV_UTF8;
+}
+
+// As many units as bytes, and as many bytes again: then the n-th of each belong together, for no
+// byte gives less than one unit, and a piecewise code page writes either no unit in more than one
+// byte or none in less.
+void icu_text_copying::compare(const char* from, const char* to, int first, int last) {
+  std::string bytes;
+  for (int byte = first; byte <= last; ++byte) bytes += static_cast<char>(byte);
+  icu::UnicodeString units;
+  std::string again;
+  if (icu_text_decode(bytes.c_str(), from, units) != icu_text_result::ok ||
+      units.length() != static_cast<int>(bytes.size()) ||
+      icu_text_encode(units, to, again) != icu_text_result::ok || again.size() != bytes.size()) {
+    return;
+  }
+  for (size_t i = 0; i < bytes.size(); ++i)
+    kept_[static_cast<unsigned char>(bytes[i])] = again[i] == bytes[i];
+}
+
+static bool icu_text_is_ascii(std::string_view text) noexcept {
+  constexpr uint64_t high_bits = 0x8080808080808080;
+  const char* at = text.data();
+  size_t left = text.size();
+  for (; left >= 8; at += 8, left -= 8) {
+    uint64_t word = 0;
+    std::memcpy(&word, at, sizeof word);
+    if ((word & high_bits) != 0) return false;
+  }
+  signed char all = 0;
+  for (; left != 0; ++at, --left) all = static_cast<signed char>(all | *at);
+  return all >= 0;
+}
+
+// What the second byte of a character may be at most and at least, and how many follow the first;
+// none where the first begins no character.
+struct icu_text_utf8_rule {
+  int low;
+  int high;
+  size_t following;
+};
+
+static icu_text_utf8_rule icu_text_utf8_rule_of(unsigned char first) noexcept {
+  if (first < 0xC2 || first > 0xF4) return {0, 0, 0};
+  if (first < 0xE0) return {0x80, 0xBF, 1};
+  if (first < 0xF0) return {first == 0xE0 ? 0xA0 : 0x80, first == 0xED ? 0x9F : 0xBF, 2};
+  return {first == 0xF0 ? 0x90 : 0x80, first == 0xF4 ? 0x8F : 0xBF, 3};
+}
+
+static bool icu_text_is_utf8(std::string_view text) noexcept {
+  const auto byte_at = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+  for (size_t at = 0; at < text.size(); ++at) {
+    if (byte_at(at) < 0x80) continue;
+    const icu_text_utf8_rule rule = icu_text_utf8_rule_of(byte_at(at));
+    if (rule.following == 0 || text.size() - at <= rule.following) return false;
+    if (byte_at(at + 1) < rule.low || byte_at(at + 1) > rule.high) return false;
+    for (size_t i = 2; i <= rule.following; ++i)
+      if ((byte_at(at + i) & 0xC0) != 0x80) return false;
+    at += rule.following;
+  }
+  return true;
+}
+
+bool icu_text_copying::keeps(std::string_view text) const noexcept {
+  if (keeps_ascii_ && icu_text_is_ascii(text)) return true;
+  if (keeps_utf8_) return icu_text_is_utf8(text);
+  return std::all_of(text.begin(), text.end(),
+                     [this](char c) { return kept_[static_cast<unsigned char>(c)]; });
+}
+
+bool icu_text_is_well_formed(const icu::UnicodeString& text) noexcept {
+  const int length = text.length();
+  for (int at = 0; at < length; ++at) {
+    if (!U16_IS_SURROGATE(text[at])) continue;
+    if (!U16_IS_LEAD(text[at]) || !U16_IS_TRAIL(text.charAt(at + 1))) return false;
+    ++at;
+  }
+  return true;
+}
+
 bool icu_text_kept_code_page::choose(const char* code_page) {
   return kp_log_no_bad_alloc([=, this] {
     const char* name = icu_text_resolved(code_page);
     UErrorCode status = U_ZERO_ERROR;
     const bool usable = kp_per_thread<icu_text_converters>::get().find(name, status) != nullptr;
-    auto mine = std::make_unique<const choice>(choice{name, usable});
+    auto mine = std::make_unique<const choice>(choice{kp_log_kept_text(name), usable});
     const choice* none = nullptr;
     if (!choice_.compare_exchange_strong(none, mine.get(), std::memory_order_acq_rel)) return true;
     static_cast<void>(mine.release());  // kept to the end of the process
@@ -308,9 +443,9 @@ bool icu_text_kept_code_page::choose(const char* code_page) {
 
 icu_text_result icu_text_kept_code_page::encode(const icu::UnicodeString& text, char* dst, int size,
                                                 int& written) const {
-  const choice* kept = choice_.load(std::memory_order_acquire);
-  if (kept == nullptr || !kept->is_usable) return icu_text_result::unknown_code_page;
-  return icu_text_encode(text, kept->name.c_str(), dst, size, written);
+  const char* const name = usable_name();
+  if (name == nullptr) return icu_text_result::unknown_code_page;
+  return icu_text_encode(text, name, dst, size, written);
 }
 
 bool icu_text_default_is_usable() {

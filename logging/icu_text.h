@@ -4,8 +4,10 @@
 
 #include <unicode/unistr.h>
 
+#include <array>
 #include <atomic>
 #include <string>
+#include <string_view>
 
 // A code page is named as ICU names it. Null and "" stand for ICU's default converter, the one that
 // is set at the moment of the call. Bytes that a code page does not know are read as U+FFFD, and
@@ -56,6 +58,33 @@ icu_text_result icu_text_cut(const char* bytes, const char* code_page, int n_uni
 // failure `len` is unchanged.
 bool icu_text_convert(const char* src, const char* from, const char* to, char* dst, unsigned& len);
 
+// Whether texts that are written in that code page one by one and put together give what the whole
+// gives, where no character is divided: false also where that is not known. Code pages with states
+// between characters, or with bytes for several characters together, are not like this.
+bool icu_text_is_piecewise(const char* code_page);
+
+// Which texts stay as they are on the way from one code page into another.
+class icu_text_copying {
+ public:
+  icu_text_copying() noexcept = default;
+  // `to` must be piecewise.
+  icu_text_copying(const char* from, const char* to);
+
+  // Whether the text reads as characters that are written as just these bytes; false also where a
+  // converter has to tell. The text holds no NUL.
+  bool keeps(std::string_view text) const noexcept;
+
+ private:
+  void compare(const char* from, const char* to, int first, int last);
+
+  bool keeps_ascii_ = false;
+  bool keeps_utf8_ = false;
+  std::array<bool, 256> kept_ = {};  // bytes that are characters, and stay, wherever they stand
+};
+
+// Whether each surrogate is half of a pair.
+bool icu_text_is_well_formed(const icu::UnicodeString& text) noexcept;
+
 // A code page that is chosen once per process and kept ever after, even when ICU opened no
 // converter for it then: writing text in it fails each time. Constant-initialised; for static
 // storage. Any thread may call any operation.
@@ -70,16 +99,24 @@ class icu_text_kept_code_page {
   // moment. False when this very call kept a code page that ICU opened no converter for, be it for
   // want of memory.
   bool choose(const char* code_page);
+  // Its name, which kp_log_kept_text keeps; null while none is chosen or none can be used.
+  const char* usable_name() const noexcept {
+    const choice* const kept = choice_.load(std::memory_order_acquire);
+    return kept != nullptr && kept->is_usable ? kept->name : nullptr;
+  }
   // As icu_text_encode, in the kept code page.
   icu_text_result encode(const icu::UnicodeString& text, char* dst, int size, int& written) const;
 
  private:
   struct choice {
-    std::string name;
+    const char* name;
     bool is_usable;
   };
   std::atomic<const choice*> choice_{nullptr};  // set once, never freed
 };
+
+// The name of ICU's default converter as it is now; valid until that is set.
+const char* icu_text_default_name() noexcept;
 
 // Whether ICU can open its default converter.
 bool icu_text_default_is_usable();

@@ -129,10 +129,12 @@ void _kp_LOG_log_definition::set_default_msg_text(const char* text) {
 
 void _kp_LOG_log_definition::set_default_msg_id(kp_String&& id) noexcept {
   now().default_msg_id = std::move(id);
+  now().default_msg_identity.renew();
 }
 
 void _kp_LOG_log_definition::set_default_msg_text(kp_String&& text) noexcept {
   now().default_msg_text = std::move(text);
+  now().default_msg_identity.renew();
 }
 
 // ---- looking up ----

@@ -9,6 +9,7 @@
 #include "base/kp_nocopy.h"
 #include "base/kp_string.h"
 #include "logging/hashed_name.h"
+#include "logging/log_util_identity.h"
 
 class _kp_LOG_listed_attributes;
 
@@ -57,12 +58,15 @@ class KP_API _kp_LOG_selector_message : kp_UTIL_no_inadvertant_copies {
   unsigned get_value() const noexcept { return value_; }
   const char* get_msg_id() const noexcept;    // null when there is none
   const char* get_msg_text() const noexcept;  // null when there is none
+  // Tells its ID and text from those of any other message.
+  uint64_t identity() const noexcept { return identity_.number(); }
 
  private:
   unsigned index_;
   unsigned value_;
   kp_String msg_id_;    // without a buffer: none
   kp_String msg_text_;  // without a buffer: none
+  kp_log_identity identity_;
 };
 
 // At most 255 attributes in the order in which they were added, with an index of their names. Owns
@@ -141,6 +145,8 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   }
   const char* get_default_msg_id() const noexcept;    // null when never set
   const char* get_default_msg_text() const noexcept;  // null when never set
+  // Tells its default ID and text from those of any other message, and from earlier ones.
+  uint64_t default_msg_identity() const noexcept { return now().default_msg_identity.number(); }
   unsigned char get_n_attributes() const noexcept { return attributes_.size(); }
   // The attribute whose value chooses the message; null when there is none.
   _kp_LOG_attribute_entry* get_selector_attribute() const noexcept { return now().selector; }
@@ -252,9 +258,10 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
     unsigned second_word = 0;
     unsigned property_flags = 0;
     char log_version[16] = {};
-    _kp_LOG_version_numbers version_numbers;      // of log_version
-    kp_String default_msg_id;                     // without a buffer: none
-    kp_String default_msg_text;                   // without a buffer: none
+    _kp_LOG_version_numbers version_numbers;  // of log_version
+    kp_String default_msg_id;                 // without a buffer: none
+    kp_String default_msg_text;               // without a buffer: none
+    kp_log_identity default_msg_identity;
     _kp_LOG_attribute_entry* selector = nullptr;  // one of the list, or the parked one
     // The selector attribute of a list that was cleared. It stays alive, so that nothing else comes
     // to stand at its address and is taken for the selector.

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "base/kp_clib.h"
 #include "kp_LOG_LogConfig.h"
@@ -58,28 +59,46 @@ static void choose_output_code_page(const char* code_page) {
 
 // --- Rendering into a buffer ---
 
-static void render_through_icu(const _kp_LOG_log_entry_imp& entry, bool use_default, unsigned index,
-                               char* buffer, long size) {
-  const char* const code_page = kp_LOG_LogConfig::GetCodePage();
-  icu::UnicodeString message;
-  logmsg_render_icu(entry, entry.get_definition(), use_default, index, code_page, message);
-  choose_output_code_page(code_page);
+// A text that fills the buffer is followed by a NUL behind it.
+static void copy_to(char* buffer, int size, std::string_view text) {
+  if (buffer == nullptr || size < 0 || text.size() > static_cast<size_t>(size)) {
+    raise_not_converted();
+  }
+  std::memcpy(buffer, text.data(), text.size());
+  buffer[text.size()] = '\0';
+}
+
+static void encode_to(char* buffer, int size, const icu::UnicodeString& units) {
   int written = 0;
-  if (buffer == nullptr || output_code_page.encode(message, buffer, static_cast<int>(size),
-                                                   written) != icu_text_result::ok) {
+  if (buffer == nullptr ||
+      output_code_page.encode(units, buffer, size, written) != icu_text_result::ok) {
     raise_not_converted();
   }
   buffer[written] = '\0';
 }
 
+// The output code page is chosen when the first message has been rendered, not before.
+static void render_through_icu(const _kp_LOG_log_entry_imp& entry, bool use_default, unsigned index,
+                               char* buffer, long size) {
+  const char* const code_page = kp_LOG_LogConfig::GetCodePage();
+  logmsg_message message;
+  logmsg_render_icu(entry, entry.get_definition(), use_default, index,
+                    {code_page, output_code_page.usable_name()}, message);
+  choose_output_code_page(code_page);
+  if (message.units)
+    encode_to(buffer, static_cast<int>(size), *message.units);
+  else
+    copy_to(buffer, static_cast<int>(size), message.bytes);
+}
+
 static void render_bytes(const _kp_LOG_log_entry_imp& entry, bool use_default, unsigned index,
                          char* buffer, long size) {
-  std::string message;
+  logmsg_text message;
   logmsg_render_bytes(entry, entry.get_definition(), use_default, index, message);
   if (buffer == nullptr || size <= 0) return;
   const size_t room = static_cast<size_t>(size);
   const size_t copied = std::min(message.size(), room - 1);
-  std::copy_n(message.data(), copied, buffer);
+  std::memcpy(buffer, message.data(), copied);
   std::memset(buffer + copied, 0, room - copied);
 }
 
@@ -113,14 +132,9 @@ const char* _kp_LOG_log_entry_imp::get_readable_message(bool use_default, unsign
 
 // --- Rendering into a string ---
 
-static std::string render_through_icu(const _kp_LOG_log_entry_imp& entry, bool use_default,
-                                      unsigned index, logmsg_texts texts) {
-  // One code page for the values and for the message, whatever is set meanwhile.
-  const char* const code_page = kp_LOG_LogConfig::GetCodePage();
-  icu::UnicodeString message;
-  logmsg_render_icu(entry, entry.get_definition(), use_default, index, code_page, message, texts);
+static std::string encoded(const icu::UnicodeString& units, const char* code_page) {
   std::string bytes;
-  switch (icu_text_encode(message, code_page, bytes)) {
+  switch (icu_text_encode(units, code_page, bytes)) {
     case icu_text_result::ok:
       return bytes;
     case icu_text_result::unknown_code_page:
@@ -133,15 +147,25 @@ static std::string render_through_icu(const _kp_LOG_log_entry_imp& entry, bool u
   raise_not_converted();
 }
 
+static std::string render_through_icu(const _kp_LOG_log_entry_imp& entry, bool use_default,
+                                      unsigned index, logmsg_texts texts) {
+  // One code page for the values and for the message, whatever is set meanwhile.
+  const char* const code_page = kp_LOG_LogConfig::GetCodePage();
+  logmsg_message message;
+  logmsg_render_icu(entry, entry.get_definition(), use_default, index, {code_page, code_page},
+                    message, texts);
+  return message.units ? encoded(*message.units, code_page) : std::string(message.bytes);
+}
+
 static std::string render(const _kp_LOG_log_entry_imp& entry, bool use_default, unsigned index,
                           logmsg_texts texts) {
   return kp_log_no_bad_alloc([&]() -> std::string {
     if (is_rendering_disabled()) return not_supported;
     if (kp_LOG_LogConfig::IsICUEnabled())
       return render_through_icu(entry, use_default, index, texts);
-    std::string message;
+    logmsg_text message;
     logmsg_render_bytes(entry, entry.get_definition(), use_default, index, message);
-    return message;
+    return std::string(message);
   });
 }
 

@@ -2,6 +2,7 @@
 
 #include <unicode/locid.h>
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -9,6 +10,7 @@
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
 #include "logging/log_util_kept_text.h"
+#include "logging/log_util_never_destroyed.h"
 #include "logging/logmsg.h"
 #include "logging/logmsg_catalog_path.h"
 #include "logging/raise.h"
@@ -45,16 +47,9 @@ icu::UnicodeString logmsg_catalog::find(const char* id) const {
 
 // --- The installed catalog and its path ---
 
-// It outlives every static object, so that whoever logs last still finds it.
-template <class T>
-union logmsg_never_destroyed {
-  constexpr logmsg_never_destroyed() noexcept : value() {}
-  ~logmsg_never_destroyed() {}  // NOLINT(modernize-use-equals-default): = default would be deleted
-  T value;
-};
-
 static constinit std::mutex catalog_lock;  // a leaf: held for pointer copies only
-static constinit logmsg_never_destroyed<std::shared_ptr<const logmsg_catalog>> installed_catalog;
+static constinit kp_log_never_destroyed<std::shared_ptr<const logmsg_catalog>> installed_catalog;
+static constinit std::atomic<uint64_t> installed_identity{0};
 static constinit kp_log_text_setting resource_path;
 
 std::shared_ptr<const logmsg_catalog> logmsg_current_catalog() {
@@ -65,7 +60,12 @@ std::shared_ptr<const logmsg_catalog> logmsg_current_catalog() {
 // The old catalog is closed outside the lock, unless a renderer still holds it.
 static void install_catalog(std::shared_ptr<const logmsg_catalog> catalog) {
   const std::lock_guard<std::mutex> hold(catalog_lock);
+  installed_identity.store(catalog != nullptr ? catalog->identity() : 0, std::memory_order_release);
   installed_catalog.value.swap(catalog);
+}
+
+uint64_t logmsg_current_catalog_identity() noexcept {
+  return installed_identity.load(std::memory_order_acquire);
 }
 
 static void require_open(const logmsg_catalog& catalog, const char* path) {

@@ -38,13 +38,21 @@ static const _kp_LOG_selector_message* message_by_value(const _kp_LOG_log_entry_
 static logmsg_choice choose_once(const _kp_LOG_log_entry_imp& entry,
                                  const _kp_LOG_log_definition& definition, bool use_default,
                                  unsigned index) {
-  logmsg_choice choice{definition.get_default_msg_id(), definition.get_default_msg_text()};
+  const uint64_t identity = definition.default_msg_identity();
+  logmsg_choice choice{definition.get_default_msg_id(), definition.get_default_msg_text(), identity,
+                       identity};
   if (use_default) return choice;
   const _kp_LOG_selector_message* message =
       index != 0 ? &message_by_index(definition, index) : message_by_value(entry, definition);
   if (message == nullptr) return choice;
-  if (message->get_msg_id() != nullptr) choice.id = message->get_msg_id();
-  if (message->get_msg_text() != nullptr) choice.text = message->get_msg_text();
+  if (message->get_msg_id() != nullptr) {
+    choice.id = message->get_msg_id();
+    choice.id_identity = message->identity();
+  }
+  if (message->get_msg_text() != nullptr) {
+    choice.text = message->get_msg_text();
+    choice.text_identity = message->identity();
+  }
   return choice;
 }
 

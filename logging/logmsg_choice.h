@@ -2,6 +2,8 @@
 #ifndef KP_LOG_LOGMSG_CHOICE_H
 #define KP_LOG_LOGMSG_CHOICE_H
 
+#include <cstdint>
+
 class _kp_LOG_log_definition;
 class _kp_LOG_log_entry_imp;
 
@@ -10,6 +12,8 @@ class _kp_LOG_log_entry_imp;
 struct logmsg_choice {
   const char* id;
   const char* text;
+  uint64_t id_identity;    // of the message that the ID is taken from
+  uint64_t text_identity;  // of the message that the text is taken from
 };
 
 // Chooses as _kp_LOG_log_message::get_message describes, and raises what it says.

@@ -4,179 +4,154 @@
 #include <unicode/msgfmt.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
-#include <ctime>
-#include <string_view>
+#include <string>
 
-#include "base/kp_clib.h"
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
 #include "logging/icu_text.h"
-#include "logging/log_util_per_thread.h"
+#include "logging/log_util_kept_text.h"
 #include "logging/logentry_i.h"
 #include "logging/logmsg.h"
-#include "logging/logmsg_cache.h"
 #include "logging/logmsg_catalog.h"
 #include "logging/logmsg_choice.h"
 #include "logging/logmsg_icu_formats.h"
-#include "logging/logmsg_icu_plan.h"
+#include "logging/logmsg_icu_values.h"
+#include "logging/logmsg_plans.h"
 #include "logging/raise.h"
 
-// --- The template ---
+// --- The plan ---
 
-static icu::UnicodeString template_from(const logmsg_catalog& catalog,
-                                        const logmsg_choice& choice) {
-  if (choice.id == nullptr) {
-    kp_log_raise<KPX_logging_invalid_definition>(
-        "<KPX_logging_invalid_definition>  no default message");
-  }
-  return catalog.find(choice.id);
+[[noreturn]] static void raise_no_default_message() {
+  kp_log_raise<KPX_logging_invalid_definition>(
+      "<KPX_logging_invalid_definition>  no default message");
 }
 
-static icu::UnicodeString template_from(const char* text) {
-  icu::UnicodeString units;
-  // A default converter that ICU cannot open gives an empty template.
-  if (text != nullptr) static_cast<void>(icu_text_decode(text, nullptr, units));
-  return units;
+static logmsg_plan_ref plan_from(const logmsg_catalog& catalog, const char* id,
+                                 const logmsg_setting& setting) {
+  const icu::UnicodeString text = catalog.find(id);
+  if (text.isBogus()) kp_log_raise_alloc();
+  return logmsg_find_unicode_plan(text, setting);
 }
 
-// --- Values ---
+// Finds the plan of the message's template, and keeps it for the thread.
+static logmsg_plan_ref find_plan(const logmsg_choice& choice, const logmsg_setting& setting,
+                                 logmsg_texts texts, logmsg_thread_plans& known) {
+  const auto catalog = texts == logmsg_texts::catalog ? logmsg_current_catalog() : nullptr;
+  if (catalog && choice.id == nullptr) raise_no_default_message();
+  logmsg_plan_ref plan = catalog ? plan_from(*catalog, choice.id, setting)
+                                 : logmsg_find_plan(choice.text != nullptr ? choice.text : "",
+                                                    logmsg_form::text, setting);
+  known.keep(logmsg_key_of(choice, catalog ? catalog->identity() : 0), plan);
+  return plan;
+}
 
-// The value of one argument.
-struct logmsg_icu_value {
-  enum class form { text, integer, floating, date };
-  form form = form::integer;
-  int integer = 0;
-  double real = 0.0;  // a floating value, or a date in milliseconds
-  icu::UnicodeString text;
+// --- Writing: literal text and values, one after the other ---
 
-  icu::Formattable as_formattable() const;
+// False when the message cannot be written like this; it is then not complete.
+class logmsg_icu_writer {
+ public:
+  logmsg_icu_writer(const logmsg_plan& plan, logmsg_text& message)
+      : plan_(plan), message_(message) {}
+
+  bool write(const logmsg_icu_values& values);
+
+ private:
+  bool show(const logmsg_plan::step& step, const logmsg_icu_value& value);
+  template <class Value>
+  bool put(const logmsg_number_style<char>& style, Value value);
+  bool show_text(const char* text);
+  bool show_number(const icu::NumberFormat* format, const logmsg_icu_value& value);
+  bool show_date(const icu::DateFormat* format, double date);
+  bool append(const icu::UnicodeString& units);
+
+  const logmsg_plan& plan_;
+  logmsg_text& message_;
 };
 
-icu::Formattable logmsg_icu_value::as_formattable() const {
-  switch (form) {
-    case form::text:
-      return icu::Formattable(text);
-    case form::floating:
-      return icu::Formattable(real);
-    case form::date:
-      return icu::Formattable(real, icu::Formattable::kIsDate);
-    case form::integer:
+bool logmsg_icu_writer::write(const logmsg_icu_values& values) {
+  const char* literal = plan_.literals().data();
+  const logmsg_icu_value* value = values.values.data();
+  for (const logmsg_plan::step& step : plan_.steps()) {
+    if (step.placeholder.kind() == logmsg_kind::nothing) continue;
+    message_.append(literal, step.before_size);
+    literal += step.before_size;
+    if (step.is_shown && !show(step, *value)) return false;
+    ++value;
+  }
+  const std::string_view literals = plan_.literals();
+  message_.append(literal, static_cast<size_t>(literals.data() + literals.size() - literal));
+  return true;
+}
+
+bool logmsg_icu_writer::show(const logmsg_plan::step& step, const logmsg_icu_value& value) {
+  const logmsg_kind kind = step.placeholder.kind();
+  switch (value.form) {
+    case logmsg_icu_value::form::text:
+      return show_text(value.text);
+    case logmsg_icu_value::form::date:
+      return show_date(logmsg_icu_formats::in(plan_.locale()).date(kind), value.real);
+    case logmsg_icu_value::form::integer:
+      if (step.style != nullptr && put(*step.style, value.integer)) return true;
+      break;
+    case logmsg_icu_value::form::floating:
+      if (step.style != nullptr && put(*step.style, value.real)) return true;
       break;
   }
-  return icu::Formattable(integer);
+  return show_number(logmsg_icu_formats::in(plan_.locale()).number(kind), value);
 }
 
-static double milliseconds_of(const kp_Time& time) {
-  std::tm fields{};
-  fields.tm_year = time.get_year() - 1900;
-  fields.tm_mon = time.get_month() - 1;
-  fields.tm_mday = time.get_day();
-  fields.tm_hour = time.get_hour();
-  fields.tm_min = time.get_minute();
-  fields.tm_sec = time.get_second();
-  fields.tm_isdst = -1;
-  return static_cast<double>(KP_mktime(&fields)) * 1000.0;
+template <class Value>
+bool logmsg_icu_writer::put(const logmsg_number_style<char>& style, Value value) {
+  char* const end = style.write(value, message_.room_for(logmsg_number_style<char>::room));
+  if (end != nullptr) message_.end_at(end);
+  return end != nullptr;
 }
 
-// A string in a code page that ICU does not know reads as the empty text.
-static void read_string(const _kp_LOG_log_entry_imp& entry, const logmsg_placeholder& placeholder,
-                        kp_AttributeType type, const char* code_page, icu::UnicodeString& text) {
-  static_cast<void>(icu_text_decode(placeholder.string_of(entry, type), code_page, text));
-}
-
-static void read_value(const _kp_LOG_log_entry_imp& entry, const logmsg_placeholder& placeholder,
-                       kp_AttributeType type, const char* code_page, logmsg_icu_value& value) {
-  using form = enum logmsg_icu_value::form;
-  if (placeholder.kind() == logmsg_kind::string) {
-    value.form = form::text;
-    read_string(entry, placeholder, type, code_page, value.text);
-  } else if (is_time_attribute(type)) {
-    value.form = form::date;
-    value.real = milliseconds_of(placeholder.time_of(entry));
-  } else if (is_float_attribute(type)) {
-    value.form = form::floating;
-    value.real = entry.get_attrib_float8(placeholder.name());
-  } else {
-    value.form = form::integer;
-    value.integer = entry.get_attrib_as_4(placeholder.name());
+bool logmsg_icu_writer::show_text(const char* text) {
+  const std::string_view bytes(text);
+  if (plan_.copying().keeps(bytes)) {
+    message_.append(bytes);
+    return true;
   }
+  icu::UnicodeString units;  // a string in a code page that ICU does not know reads as empty
+  static_cast<void>(icu_text_decode(text, plan_.input(), units));
+  return append(units);
 }
-
-// The values of a plan's arguments, by their numbers.
-using logmsg_icu_values = std::array<logmsg_icu_value, logmsg_icu_plan::most_arguments>;
-
-// Resolves and reads the placeholders in their order, also those whose values nothing shows.
-static void read_values(const _kp_LOG_log_entry_imp& entry,
-                        const _kp_LOG_log_definition& definition, const logmsg_icu_plan& plan,
-                        const char* code_page, logmsg_icu_values& values) {
-  size_t number = 0;
-  logmsg_icu_value surplus;
-  for (const logmsg_icu_plan::step& step : plan.steps()) {
-    const kp_AttributeType type = step.placeholder.resolve(definition);
-    if (step.placeholder.kind() == logmsg_kind::nothing) continue;
-    read_value(entry, step.placeholder, type, code_page,
-               number < values.size() ? values[number] : surplus);
-    ++number;
-  }
-}
-
-// --- The direct road: text and values one after the other ---
 
 static bool is_shown(UErrorCode status) {
   if (status == U_MEMORY_ALLOCATION_ERROR) kp_log_raise_alloc();
   return U_SUCCESS(status);
 }
 
-static bool append_number(const icu::NumberFormat* format, const logmsg_icu_value& value,
-                          icu::UnicodeString& message) {
+bool logmsg_icu_writer::show_number(const icu::NumberFormat* format,
+                                    const logmsg_icu_value& value) {
   if (format == nullptr) return false;
   UErrorCode status = U_ZERO_ERROR;
+  icu::UnicodeString units;
   icu::FieldPosition field(icu::FieldPosition::DONT_CARE);
-  if (value.form == logmsg_icu_value::form::floating) {
-    format->format(value.real, message, field, status);
-  } else {
-    format->format(value.integer, message, field, status);
-  }
-  return is_shown(status);
+  if (value.form == logmsg_icu_value::form::floating)
+    format->format(value.real, units, field, status);
+  else
+    format->format(value.integer, units, field, status);
+  return is_shown(status) && append(units);
 }
 
-static bool append_date(const icu::DateFormat* format, double date, icu::UnicodeString& message) {
+bool logmsg_icu_writer::show_date(const icu::DateFormat* format, double date) {
   if (format == nullptr) return false;
-  const int before = message.length();
   UErrorCode status = U_ZERO_ERROR;
-  format->format(date, message, nullptr, status);
-  return is_shown(status) && message.length() != before;
+  icu::UnicodeString units;
+  format->format(date, units, nullptr, status);
+  return is_shown(status) && !units.isEmpty() && append(units);
 }
 
-// False when ICU has no formatter of that kind or shows nothing; the text is then not complete.
-static bool append_value(logmsg_kind kind, const logmsg_icu_value& value,
-                         logmsg_icu_formats& formats, icu::UnicodeString& message) {
-  switch (value.form) {
-    case logmsg_icu_value::form::text:
-      message.append(value.text);
-      return true;
-    case logmsg_icu_value::form::date:
-      return append_date(formats.date(kind), value.real, message);
-    default:
-      return append_number(formats.number(kind), value, message);
-  }
-}
-
-static bool write_directly(const logmsg_icu_plan& plan, const logmsg_icu_values& values,
-                           icu::UnicodeString& message) {
-  logmsg_icu_formats& formats = logmsg_icu_formats::current();
-  const logmsg_icu_value* value = values.data();
-  for (const logmsg_icu_plan::step& step : plan.steps()) {
-    const logmsg_kind kind = step.placeholder.kind();
-    if (kind == logmsg_kind::nothing) continue;
-    message.append(step.before);
-    if (step.is_shown && !append_value(kind, *value, formats, message)) return false;
-    ++value;
-  }
-  message.append(plan.rest());
+bool logmsg_icu_writer::append(const icu::UnicodeString& units) {
+  if (units.isBogus()) kp_log_raise_alloc();
+  if (!icu_text_is_well_formed(units)) return false;
+  std::string bytes;
+  if (icu_text_encode(units, plan_.page(), bytes) != icu_text_result::ok) return false;
+  message_.append(bytes);
   return true;
 }
 
@@ -200,7 +175,7 @@ static int low_bits_of(const void* pointer) {
   return static_cast<int>(reinterpret_cast<uintptr_t>(pointer));
 }
 
-[[noreturn]] static void report_failed_format(const logmsg_icu_plan& plan,
+[[noreturn]] static void report_failed_format(const logmsg_plan& plan,
                                               const icu::Formattable* arguments,
                                               icu::UnicodeString& message, int field,
                                               UErrorCode status) {
@@ -214,69 +189,76 @@ static int low_bits_of(const void* pointer) {
       "failed!");
 }
 
-static void format_pattern(const logmsg_icu_plan& plan, const logmsg_icu_values& values,
-                           icu::UnicodeString& message) {
+static icu::UnicodeString formatted_pattern(const logmsg_plan& plan,
+                                            const logmsg_icu_values& values) {
   UErrorCode status = U_ZERO_ERROR;
   const icu::MessageFormat format(plan.pattern(), status);
   if (status == U_MEMORY_ALLOCATION_ERROR) kp_log_raise_alloc();
   if (U_FAILURE(status)) refuse_pattern();
-  std::array<icu::Formattable, logmsg_icu_plan::most_arguments> arguments;
-  std::transform(values.begin(), values.end(), arguments.begin(),
-                 [](const logmsg_icu_value& value) { return value.as_formattable(); });
+  std::array<icu::Formattable, logmsg_most_arguments> arguments;
+  for (size_t i = 0; i < values.count; ++i) arguments[i] = values[i].as_formattable(plan.input());
   const size_t count = std::min(plan.steps().size(), arguments.size());
   icu::FieldPosition field(icu::FieldPosition::DONT_CARE);
-  message.remove();
+  icu::UnicodeString message;
   format.format(arguments.data(), static_cast<int>(count), message, field, status);
   if (status == U_MEMORY_ALLOCATION_ERROR) kp_log_raise_alloc();
   if (U_FAILURE(status)) {
     report_failed_format(plan, count != 0 ? arguments.data() : nullptr, message, field.getField(),
                          status);
   }
+  return message;
 }
 
 // --- Rendering ---
 
+static icu::UnicodeString units_of(const logmsg_text& utf8) {
+  return icu::UnicodeString::fromUTF8(icu::StringPiece(utf8.data(), static_cast<int>(utf8.size())));
+}
+
 static void render(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definition& definition,
-                   const icu::UnicodeString& text, const char* code_page,
-                   icu::UnicodeString& message) {
-  using cache = logmsg_cache<logmsg_icu_plan, char16_t>;
-  const std::u16string_view units(text.getBuffer(), static_cast<size_t>(text.length()));
-  const logmsg_icu_plan& plan = kp_per_thread<cache>::get().find(text, units);
+                   const logmsg_plan& plan, logmsg_message& message) {
   logmsg_icu_values values;
-  read_values(entry, definition, plan, code_page, values);
-  if (plan.taken() == logmsg_icu_plan::road::refused) refuse_pattern();
-  if (plan.taken() == logmsg_icu_plan::road::direct && write_directly(plan, values, message))
-    return;
-  format_pattern(plan, values, message);
+  values.read(entry, definition, plan);
+  if (plan.taken() == logmsg_road::refused) refuse_pattern();
+  if (plan.taken() == logmsg_road::direct && logmsg_icu_writer(plan, message.bytes).write(values)) {
+    if (plan.is_converted_whole()) message.units = units_of(message.bytes);
+  } else {
+    message.units = formatted_pattern(plan, values);
+  }
+  if (message.units && message.units->isBogus()) kp_log_raise_alloc();
 }
 
 void logmsg_render_icu(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definition* definition,
-                       bool use_default, unsigned index, const char* code_page,
-                       icu::UnicodeString& message, logmsg_texts texts) {
+                       bool use_default, unsigned index, const logmsg_pages& pages,
+                       logmsg_message& message, logmsg_texts texts) {
   kp_log_no_bad_alloc([&] {
-    message.remove();
     const logmsg_choice choice = logmsg_choose(entry, definition, use_default, index);
-    const auto catalog = texts == logmsg_texts::catalog ? logmsg_current_catalog() : nullptr;
-    const icu::UnicodeString text =
-        catalog ? template_from(*catalog, choice) : template_from(choice.text);
-    if (text.isBogus()) kp_log_raise_alloc();
-    render(entry, *definition, text, code_page, message);
-    if (message.isBogus()) kp_log_raise_alloc();
+    const logmsg_setting setting(pages.input, pages.output);
+    const uint64_t catalog = texts == logmsg_texts::catalog ? logmsg_current_catalog_identity() : 0;
+    logmsg_thread_plans& known = logmsg_thread_plans::current();
+    if (const logmsg_plan* const plan = known.find(logmsg_key_of(choice, catalog), setting))
+      return render(entry, *definition, *plan, message);
+    render(entry, *definition, *find_plan(choice, setting, texts, known), message);
   });
 }
 
+// --- As UTF-16 ---
+
 icu::UnicodeString _kp_LOG_log_message::_render_template(const _kp_LOG_log_entry_imp& entry,
                                                          const icu::UnicodeString& text) {
-  icu::UnicodeString message;
-  kp_log_no_bad_alloc([&] { render(entry, *entry.get_definition(), text, "UTF-8", message); });
-  return message;
+  logmsg_message message;
+  return kp_log_no_bad_alloc([&] {
+    const logmsg_setting setting(kp_log_kept_text("UTF-8"), nullptr);
+    render(entry, *entry.get_definition(), *logmsg_find_unicode_plan(text, setting), message);
+    return *message.units;
+  });
 }
 
 icu::UnicodeString _kp_LOG_log_message::get_message(const _kp_LOG_log_entry_imp& entry,
                                                     const _kp_LOG_log_definition* definition,
                                                     bool use_default, unsigned index) {
-  icu::UnicodeString message;
-  logmsg_render_icu(entry, definition, use_default, index, kp_LOG_LogConfig::GetCodePage(),
-                    message);
-  return message;
+  logmsg_message message;
+  logmsg_render_icu(entry, definition, use_default, index,
+                    {kp_LOG_LogConfig::GetCodePage(), nullptr}, message);
+  return *message.units;
 }

@@ -1,8 +1,8 @@
-// The renderer that leaves formatting to ICU.
+// The renderer that shows values as ICU does, in ICU's default locale.
 #ifndef KP_LOG_LOGMSG_ICU_H
 #define KP_LOG_LOGMSG_ICU_H
 
-#include <unicode/unistr.h>
+#include "logging/logmsg_message.h"
 
 class _kp_LOG_log_definition;
 class _kp_LOG_log_entry_imp;
@@ -13,10 +13,15 @@ enum class logmsg_texts {
   definition  // although one is
 };
 
-// As _kp_LOG_log_message::get_message, with the entry's multibyte texts read in `code_page`;
-// replaces `message`.
+// Code pages, as kp_log_kept_text keeps their names; "" is ICU's default one.
+struct logmsg_pages {
+  const char* input;   // of the entry's multibyte texts
+  const char* output;  // of the message; null: it is wanted in UTF-16
+};
+
+// As _kp_LOG_log_message::get_message.
 void logmsg_render_icu(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definition* definition,
-                       bool use_default, unsigned index, const char* code_page,
-                       icu::UnicodeString& message, logmsg_texts texts = logmsg_texts::catalog);
+                       bool use_default, unsigned index, const logmsg_pages& pages,
+                       logmsg_message& message, logmsg_texts texts = logmsg_texts::catalog);
 
 #endif

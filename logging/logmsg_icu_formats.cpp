@@ -4,7 +4,7 @@
 #include <unicode/smpdtfmt.h>
 
 #include "logging/log_util_per_thread.h"
-#include "logging/logmsg_icu_plan.h"
+#include "logging/logmsg_icu_pattern.h"
 #include "logging/raise.h"
 
 using logmsg_icu_format = std::unique_ptr<icu::Format>;
@@ -113,9 +113,8 @@ struct logmsg_icu_locales {
   size_t next = 0;
 };
 
-logmsg_icu_formats& logmsg_icu_formats::current() {
+logmsg_icu_formats& logmsg_icu_formats::in(const icu::Locale& locale) {
   logmsg_icu_locales& locales = kp_per_thread<logmsg_icu_locales>::get();
-  const icu::Locale& locale = icu::Locale::getDefault();
   for (logmsg_icu_formats& known : locales.formats) {
     if (known.is_for(locale)) return known;
   }

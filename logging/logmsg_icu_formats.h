@@ -19,8 +19,8 @@ std::unique_ptr<icu::Format> logmsg_make_icu_format(logmsg_kind kind, const icu:
 // built, in one locale. Made when first needed. Each thread has its own.
 class logmsg_icu_formats {
  public:
-  // The calling thread's formatters for ICU's default locale as it is now.
-  static logmsg_icu_formats& current();
+  // The calling thread's formatters for that locale.
+  static logmsg_icu_formats& in(const icu::Locale& locale);
 
   // Null when ICU makes no number formatter for that kind in this locale. Both raise
   // KPX_memory_alloc, and keep no formatter made while memory was short.

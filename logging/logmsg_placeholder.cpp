@@ -93,6 +93,12 @@ kp_AttributeType logmsg_placeholder::resolve(const _kp_LOG_log_definition& defin
   return type;
 }
 
+const _kp_LOG_type_base* logmsg_placeholder::held_in(const _kp_LOG_log_entry_imp& entry,
+                                                     kp_AttributeType type) const noexcept {
+  const _kp_LOG_type_base* const held = entry._held(_kp_LOG_hashed_name(name_, name_hash_));
+  return held != nullptr && held->get_type() == type ? held : nullptr;
+}
+
 kp_Time logmsg_placeholder::time_of(const _kp_LOG_log_entry_imp& entry) const {
   return is_timestamp_ ? entry.get_timestamp(false) : entry.get_attrib_time(name());
 }

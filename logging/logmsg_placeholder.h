@@ -9,6 +9,7 @@
 
 class _kp_LOG_log_definition;
 class _kp_LOG_log_entry_imp;
+class _kp_LOG_type_base;
 
 // What a placeholder shows.
 enum class logmsg_kind { nothing, string, integer, floating, currency, percent, date, time };
@@ -32,6 +33,10 @@ class logmsg_placeholder {
   //   "invalid format specifier for attribute \"NAME\"!"
   kp_AttributeType resolve(const _kp_LOG_log_definition& definition) const;
 
+  // The named value where the entry holds it as one of that type, which resolve() gave; else null:
+  // the entry's getters then tell what is shown, or what is wrong.
+  const _kp_LOG_type_base* held_in(const _kp_LOG_log_entry_imp& entry,
+                                   kp_AttributeType type) const noexcept;
   // The named time: for "TIMESTAMP" the entry's own, in local time.
   kp_Time time_of(const _kp_LOG_log_entry_imp& entry) const;
   // The named string, multi-byte or plain; valid as long as the entry holds it.

@@ -170,8 +170,9 @@ TEST(MessageFormatsMemory, AConverterWithoutMemoryIsNotTakenForAnUnknownCodePage
 }
 
 TEST(MessageFormatsMemory, ATemplatesNamesAreReadAgainOnceThereIsMemory) {
-  message_entry entry("%s%TEXT%");
+  message_entry entry("%s%MBTEXT%");
   entry.unicode();  // the process keeps its choice of UTF-8 for the names
+  entry.use_template("%s%TEXT%");
   in_a_fresh_thread([&] {
     {
       const failing_icu none(1, from_then_on);

@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "logging/icu_text.h"
-#include "logging/logmsg_icu_plan.h"
+#include "logging/logmsg_icu_pattern.h"
 
 static constexpr logmsg_kind number_kinds[] = {logmsg_kind::integer, logmsg_kind::floating,
                                                logmsg_kind::percent};

@@ -1,4 +1,4 @@
-#include "logging/logmsg_icu_plan.h"
+#include "logging/logmsg_icu_pattern.h"
 
 #include <unicode/messagepattern.h>
 
@@ -30,17 +30,17 @@ const char16_t* logmsg_pattern_of(logmsg_kind kind) {
   return pattern_rows[static_cast<size_t>(kind)].whole;
 }
 
-logmsg_icu_plan::logmsg_icu_plan(const icu::UnicodeString& text) : text_(text) {
+logmsg_icu_pattern::logmsg_icu_pattern(const icu::UnicodeString& text) {
   _kp_LOG_msg_token_list list;
   _kp_LOG_log_message::_tokenize_string(text, list);
   for (const _kp_LOG_msg_token* token = list.head; token != nullptr;) token = take(token);
-  if (text_.isBogus() || pattern_.isBogus()) kp_log_raise_alloc();
+  if (pattern_.isBogus()) kp_log_raise_alloc();
   if (is_within_limits()) read_pattern();
   if (has_bogus_text()) kp_log_raise_alloc();
 }
 
 // Takes the token in, and for a format token the one behind it; returns the next.
-const _kp_LOG_msg_token* logmsg_icu_plan::take(const _kp_LOG_msg_token* token) {
+const _kp_LOG_msg_token* logmsg_icu_pattern::take(const _kp_LOG_msg_token* token) {
   // Literal text is not quoted: its apostrophes and braces mean what they mean in a pattern.
   if (const auto* literal = dynamic_cast<const _kp_LOG_string_token*>(token)) {
     pattern_.append(literal->text);
@@ -53,23 +53,23 @@ const _kp_LOG_msg_token* logmsg_icu_plan::take(const _kp_LOG_msg_token* token) {
   return token->next;
 }
 
-void logmsg_icu_plan::append_piece(logmsg_kind kind) {
+void logmsg_icu_pattern::append_piece(logmsg_kind kind) {
   if (kind == logmsg_kind::nothing) return;
   const size_t number = pieces_.size();
   pieces_.push_back({pattern_.length(), steps_.size() - 1});
-  if (number >= most_arguments) return;
+  if (number >= logmsg_most_arguments) return;
   const char16_t digit = static_cast<char16_t>(u'0' + number);
   pattern_.append(u'{').append(digit).append(pattern_rows[static_cast<size_t>(kind)].behind_number,
                                              -1);
 }
 
-bool logmsg_icu_plan::is_within_limits() const {
-  return pieces_.size() <= most_arguments &&
+bool logmsg_icu_pattern::is_within_limits() const {
+  return pieces_.size() <= logmsg_most_arguments &&
          logmsg_pattern_depth(pattern_, logmsg_deepest_pattern).deepest() <= logmsg_deepest_pattern;
 }
 
 // A text that found no memory on the way marks itself as bogus, and reads as empty.
-bool logmsg_icu_plan::has_bogus_text() const {
+bool logmsg_icu_pattern::has_bogus_text() const {
   return rest_.isBogus() || std::any_of(steps_.begin(), steps_.end(),
                                         [](const step& shown) { return shown.before.isBogus(); });
 }
@@ -78,7 +78,7 @@ static bool has_high_argument(const icu::MessagePattern& pattern) {
   for (int i = 0; i < pattern.countParts(); ++i) {
     const icu::MessagePattern::Part& part = pattern.getPart(i);
     if (part.getType() == UMSGPAT_PART_TYPE_ARG_NUMBER &&
-        part.getValue() >= static_cast<int>(logmsg_icu_plan::most_arguments)) {
+        part.getValue() >= static_cast<int>(logmsg_most_arguments)) {
       return true;
     }
   }
@@ -88,12 +88,12 @@ static bool has_high_argument(const icu::MessagePattern& pattern) {
 // Walks the top level of the pattern as ICU does when it formats. Parts between literal texts
 // (quotes, doubled apostrophes) are left out; an argument that is not one of our pieces ends the
 // direct road.
-void logmsg_icu_plan::read_pattern() {
+void logmsg_icu_pattern::read_pattern() {
   UErrorCode status = U_ZERO_ERROR;
   const icu::MessagePattern parsed(pattern_, nullptr, status);
   if (status == U_MEMORY_ALLOCATION_ERROR) kp_log_raise_alloc();
   if (U_FAILURE(status) || has_high_argument(parsed)) return;
-  road_ = road::pattern;
+  road_ = logmsg_road::pattern;
   int literal_start = 0;
   auto own = pieces_.cbegin();
   for (int i = 1; i < parsed.countParts(); ++i) {
@@ -110,5 +110,5 @@ void logmsg_icu_plan::read_pattern() {
     i = parsed.getLimitPartIndex(i);
     literal_start = parsed.getPart(i).getLimit();
   }
-  road_ = road::direct;
+  road_ = logmsg_road::direct;
 }

@@ -1,6 +1,6 @@
-// What a Unicode template comes to, worked out once.
-#ifndef KP_LOG_LOGMSG_ICU_PLAN_H
-#define KP_LOG_LOGMSG_ICU_PLAN_H
+// The message pattern of ICU that a template stands for, and how it reads.
+#ifndef KP_LOG_LOGMSG_ICU_PATTERN_H
+#define KP_LOG_LOGMSG_ICU_PATTERN_H
 
 #include <unicode/unistr.h>
 
@@ -8,30 +8,30 @@
 
 #include "logging/logmsg_placeholder.h"
 
-// Everything about a template that depends neither on the entry nor on the locale: its
-// placeholders, its message pattern, and how that pattern reads.
-class logmsg_icu_plan {
- public:
-  enum class road {
-    direct,   // literal text and our own arguments only: written one after the other
-    pattern,  // literal text adds arguments of its own: ICU formats the whole pattern
-    refused   // ICU, or the limit of ten arguments, refuses the pattern
-  };
+// How a message is made of a template.
+enum class logmsg_road {
+  direct,   // literal text and our own arguments only: written one after the other
+  pattern,  // literal text adds arguments of its own: ICU formats the whole pattern
+  refused   // ICU, or the limit of ten arguments, refuses the pattern
+};
 
+// Message patterns number their arguments from 0 to 9.
+constexpr size_t logmsg_most_arguments = 10;
+
+// Everything about a Unicode template that depends neither on the entry nor on the locale: its
+// placeholders, its message pattern, and how that pattern reads.
+class logmsg_icu_pattern {
+ public:
   struct step {
     icu::UnicodeString before;  // literal text as ICU shows it; on the direct road only
     logmsg_placeholder placeholder;
     bool is_shown;  // on the direct road: false inside quotes, and without a meaning
   };
 
-  // Message patterns number their arguments from 0 to 9.
-  static constexpr size_t most_arguments = 10;
-
   // Raises KPX_memory_alloc, and what the tokenizer raises.
-  explicit logmsg_icu_plan(const icu::UnicodeString& text);
+  explicit logmsg_icu_pattern(const icu::UnicodeString& text);
 
-  bool is_for(const icu::UnicodeString& text) const { return text_ == text; }
-  road taken() const noexcept { return road_; }
+  logmsg_road taken() const noexcept { return road_; }
   const std::vector<step>& steps() const noexcept { return steps_; }
   const icu::UnicodeString& rest() const noexcept {
     return rest_;
@@ -50,12 +50,11 @@ class logmsg_icu_plan {
   bool has_bogus_text() const;
   void read_pattern();
 
-  icu::UnicodeString text_;
   icu::UnicodeString pattern_;
   std::vector<step> steps_;
   std::vector<piece> pieces_;
   icu::UnicodeString rest_;
-  road road_ = road::refused;
+  logmsg_road road_ = logmsg_road::refused;
 };
 
 // The piece of a message pattern that shows a value of that kind as argument 0, "" for nothing.
