@@ -7,7 +7,9 @@
 
 _kp_LOG_ldf_view::_kp_LOG_ldf_view(FILE* stream) noexcept : descriptor_(KP_fileno(stream)) {
   struct stat status = {};
-  if (KP_fstat(descriptor_, &status) == 0) size_ = static_cast<uint64_t>(status.st_size);
+  if (KP_fstat(descriptor_, &status) != 0) return;
+  size_ = static_cast<uint64_t>(status.st_size);
+  changed_at_ = status.st_ctim;
 }
 
 bool _kp_LOG_ldf_view::read(void* bytes, size_t n) noexcept {

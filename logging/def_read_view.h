@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <ctime>
 
 #include "base/kp_nocopy.h"
 
@@ -23,6 +24,8 @@ class _kp_LOG_ldf_view : kp_UTIL_no_inadvertant_copies {
   static constexpr bool knows_its_end() noexcept { return true; }
   uint64_t position() const noexcept { return position_; }
   uint64_t size() const noexcept { return size_; }  // of the file; 0 when it cannot be told
+  // When the file was changed last, as the system tells it; 0 when it cannot be told.
+  const timespec& changed_at() const noexcept { return changed_at_; }
 
  private:
   static constexpr size_t window_size = 4096;
@@ -33,6 +36,7 @@ class _kp_LOG_ldf_view : kp_UTIL_no_inadvertant_copies {
 
   int descriptor_;
   uint64_t size_ = 0;
+  timespec changed_at_ = {};
   uint64_t position_ = 0;
   uint64_t window_start_ = 0;  // offset of window_[0]
   size_t window_length_ = 0;   // bytes of the window that hold the file's

@@ -11,6 +11,7 @@
 #include "logging/def_read_items.h"
 #include "logging/def_read_view.h"
 #include "logging/ldf_load_record.h"
+#include "logging/ldf_load_trace.h"
 #include "logging/log_definition_globals.h"
 #include "logging/raise.h"
 
@@ -45,42 +46,13 @@ void _kp_LOG_log_definition_tbl::clear() {
 
 // The definitions, and what was declared for them.
 void _kp_LOG_log_definition_tbl::forget() noexcept {
-  for (unsigned i = 0; i < n_entry_definitions_cached; ++i) {
-    let_go(std::exchange(cached_definitions_[i], nullptr));
-    cached_ids_[i] = 0;
-  }
+  for (unsigned i = 0; i < n_entry_definitions_cached; ++i)
+    places_[i].load(std::memory_order_relaxed)->is_cached.store(false, std::memory_order_relaxed);
   n_entry_definitions_cached = 0;
-  replacement_ = 0;
+  replacement_.store(0, std::memory_order_relaxed);
+  let_go_uncached();
+  most_bytes_held_ = usual_most_bytes_held;
   declared_attributes_.clear();
-}
-
-// ---- what is traced ----
-
-static void trace_not_located(int line) noexcept {
-  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::_retrieve_entry_definition return false\n",
-                  kp_ldf_load_source, line);
-}
-
-static void trace_not_found(int line, unsigned n_cached) noexcept {
-  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::_find_entry_non_const return 0 %d\n",
-                  kp_ldf_load_source, line, static_cast<int>(n_cached));
-}
-
-static void trace_no_file(int line) noexcept {
-  LogDebugMessage(
-      3, "%s:%d _kp_LOG_log_definition_tbl::_retrieve_entry_definition return false pfile=0\n",
-      kp_ldf_load_source, line);
-}
-
-static void trace_retrieved(int line) noexcept {
-  LogDebugMessage(3, "%s:%d _kp_LOG_log_definition_tbl::_retrieve_entry_definition return true\n",
-                  kp_ldf_load_source, line);
-}
-
-static void trace_look_up(int line, unsigned n_cached) noexcept {
-  LogDebugMessage(
-      3, "%s:%d _kp_LOG_log_definition_tbl::_find_entry_non_const n_entry_definitions_cached:%d\n",
-      kp_ldf_load_source, line, static_cast<int>(n_cached));
 }
 
 static void trace_set(int line) noexcept {
@@ -127,13 +99,15 @@ static void load_globals(_kp_LOG_ldf_view& view, const _kp_LOG_ldf_header_struct
   globals.publish();
 }
 
-template <class Locations>
-static void set_location(Locations& locations, unsigned id,
-                         _kp_LOG_log_definition_file_info_holder location) {
-  if (auto* const node = locations.find(id))
-    node->value = location;
-  else
-    locations.insert(id, location);
+// What was read from the former place is not brought back.
+void _kp_LOG_log_definition_tbl::set_location(location_table& locations, unsigned id,
+                                              _kp_LOG_log_definition_file_info_holder where) {
+  if (auto* const node = locations.find(id)) {
+    node->value.where = where;
+    node->value.generation = 0;
+  } else {
+    locations.insert(id, located_record(where));
+  }
 }
 
 // ---- setting an STD file ----
@@ -180,12 +154,12 @@ void _kp_LOG_log_definition_tbl::read_std(const char* path, std_load& loaded) {
   for (unsigned i = 0; i < header.n_entries; ++i) {
     unsigned id = 0, offset = 0;
     if (!kp_ldf_read_mapping(view, id, offset)) kp_ldf_raise_file_error(__LINE__);
-    trace_look_up(__LINE__, 0);
+    kp_ldf_trace_look_up(__LINE__, 0);
     if (loaded.locations->find(id) != nullptr)
-      trace_no_file(__LINE__);
+      kp_ldf_trace_no_file(__LINE__);
     else
-      trace_not_located(__LINE__);
-    trace_not_found(__LINE__, 0);
+      kp_ldf_trace_not_located(__LINE__);
+    kp_ldf_trace_not_found(__LINE__, 0);
     set_location(*loaded.locations, id, {0, offset});
   }
 }
@@ -260,6 +234,7 @@ FILE* _kp_LOG_log_definition_tbl::load_aux(const char* path) {
   {
     const kp_LOG_CWriterSentry hold(lock_);
     copy_version(aux_version_, header);
+    ++generation_;
   }
   load_globals(view, header);
   bound(merge, view);
@@ -271,12 +246,18 @@ FILE* _kp_LOG_log_definition_tbl::load_aux(const char* path) {
   return stream;
 }
 
+// What was read of the former one is not brought back.
+void _kp_LOG_log_definition_tbl::take_aux_file(aux_merge& merge) noexcept {
+  aux_file_ = std::move(merge.file);
+  ++generation_;
+}
+
 // Record by record: until it is that record's turn, every entry type is found as before.
 void _kp_LOG_log_definition_tbl::merge_file(_kp_LOG_ldf_view& view, unsigned count,
                                             aux_merge& merge) {
   {
     const kp_LOG_CWriterSentry hold(lock_);
-    aux_file_ = std::move(merge.file);
+    take_aux_file(merge);
   }
   for (unsigned i = 0; i < count; ++i) {
     unsigned id = 0, offset = 0;
@@ -295,7 +276,7 @@ void _kp_LOG_log_definition_tbl::merge_file(_kp_LOG_ldf_view& view, unsigned cou
 void _kp_LOG_log_definition_tbl::merge_file_at_once(_kp_LOG_ldf_view& view, unsigned count,
                                                     aux_merge& merge) {
   const kp_LOG_CWriterSentry hold(lock_);
-  aux_file_ = std::move(merge.file);
+  take_aux_file(merge);
   for (unsigned i = 0; i < count; ++i) {
     unsigned id = 0, offset = 0;
     if (!kp_ldf_read_mapping(view, id, offset)) {
@@ -309,13 +290,11 @@ void _kp_LOG_log_definition_tbl::merge_file_at_once(_kp_LOG_ldf_view& view, unsi
 // The definition that the table had so far is loaded from its former place before it is merged.
 void _kp_LOG_log_definition_tbl::merge_record(unsigned id, unsigned offset, aux_merge& merge) {
   const uint64_t read_before = bytes_read_;
-  bool is_known = false;
-  _kp_LOG_log_definition* known = find_among_known(id, is_known);
-  if (known == nullptr && is_known) known = load(id);
+  _kp_LOG_log_definition* const known = find_or_load(id);
   set_location(*locations_, id, {1, offset});
   if (known == nullptr) return;
   if (merge.would_change_nothing(id, offset)) {
-    trace_retrieved(__LINE__);
+    kp_ldf_trace_retrieved(__LINE__);
   } else {
     // One that is in use is copied for each merge; the first one goes without saying.
     if (known->_is_shared() && merge.merged.contains(id)) merge.charge(known->bytes());
@@ -331,20 +310,20 @@ void _kp_LOG_log_definition_tbl::merge_record(unsigned id, unsigned offset, aux_
 // changed itself, any other one gets its new content when that is complete; what was merged before
 // an error stays in both cases.
 bool _kp_LOG_log_definition_tbl::merge_into(unsigned id, _kp_LOG_log_definition& known) {
-  bool is_repeatable = false;
+  record_read read;
   if (!known._is_shared()) {
-    retrieve(id, known, true, is_repeatable);
-    return is_repeatable;
+    retrieve(id, known, true, read);
+    return read.is_repeatable;
   }
   std::unique_ptr<_kp_LOG_log_definition> changed = known.copy();
   try {
-    retrieve(id, *changed, true, is_repeatable);
+    retrieve(id, *changed, true, read);
   } catch (...) {
     known.replace_content(std::move(changed));
     throw;
   }
   known.replace_content(std::move(changed));
-  return is_repeatable;
+  return read.is_repeatable;
 }
 
 FILE* _kp_LOG_log_definition_tbl::_set_definition_file_path(const char* path, bool is_aux) {
@@ -356,156 +335,34 @@ FILE* _kp_LOG_log_definition_tbl::_set_definition_file_path(const char* path, bo
 bool _kp_LOG_log_definition_tbl::_retrieve_entry_definition(unsigned id,
                                                             _kp_LOG_log_definition& def,
                                                             FILE* merge_file) {
-  bool is_repeatable = false;
-  return retrieve(id, def, merge_file != nullptr, is_repeatable);
-}
-
-const _kp_LOG_log_definition_file_info_holder* _kp_LOG_log_definition_tbl::location_of(
-    unsigned id) const noexcept {
-  const auto* const node = locations_ != nullptr ? std::as_const(*locations_).find(id) : nullptr;
-  return node != nullptr ? &node->value : nullptr;
+  record_read read;
+  return retrieve(id, def, merge_file != nullptr, read);
 }
 
 // Called with the writer side, and by whoever has a table for itself.
 bool _kp_LOG_log_definition_tbl::retrieve(unsigned id, _kp_LOG_log_definition& def, bool is_merge,
-                                          bool& is_repeatable) {
+                                          record_read& read) {
   if (!is_merge) def.clear_attr_info();
-  const _kp_LOG_log_definition_file_info_holder* const location = location_of(id);
+  const located_record* const location = location_of(id);
   if (location == nullptr) {
-    trace_not_located(__LINE__);
+    kp_ldf_trace_not_located(__LINE__);
     return false;
   }
-  const bool is_aux = is_merge || location->is_aux != 0;
-  FILE* const file = (is_aux ? aux_file_ : std_file_).get();
+  const bool is_aux = is_merge || location->where.is_aux != 0;
+  FILE* const file = file_of(is_aux);
   if (file == nullptr) {
-    trace_no_file(__LINE__);
+    kp_ldf_trace_no_file(__LINE__);
     return false;
   }
   _kp_LOG_ldf_view view(file);
-  view.seek(location->offset);
-  is_repeatable = kp_ldf_load_record(view, {is_aux, is_aux ? aux_version_ : std_version_}, id, def);
-  bytes_read_ += view.position() - location->offset;
-  trace_retrieved(__LINE__);
+  view.seek(location->where.offset);
+  read.generation = generation_of(is_aux, view);
+  read.is_repeatable =
+      kp_ldf_load_record(view, {is_aux, is_aux ? aux_version_ : std_version_}, id, def);
+  read.bytes = view.position() - location->where.offset;
+  bytes_read_ += read.bytes;
+  kp_ldf_trace_retrieved(__LINE__);
   return true;
-}
-
-// ---- finding ----
-
-// IDs that are compared at once.
-static constexpr unsigned id_block = 16;
-static_assert(_kp_LOG_log_definition_tbl::cache_size % id_block == 0);
-
-// Whether one of `id_block` IDs equals `id`. Written in vectors, because compilers make none of the
-// plain loop at every level of optimisation.
-static bool block_holds(const unsigned* block, unsigned id) noexcept {
-  using four_ids = unsigned __attribute__((vector_size(4 * sizeof(unsigned))));
-  four_ids held[id_block / 4];
-  std::memcpy(held, block, sizeof held);
-  const auto hits = (held[0] == id) | (held[1] == id) | (held[2] == id) | (held[3] == id);
-  return (hits[0] | hits[1] | hits[2] | hits[3]) != 0;
-}
-
-_kp_LOG_log_definition* _kp_LOG_log_definition_tbl::cached(unsigned id) const noexcept {
-  const unsigned n = n_entry_definitions_cached;
-  for (unsigned first = 0; first < n; first += id_block) {
-    if (!block_holds(cached_ids_ + first, id)) continue;
-    const unsigned end = std::min(n, first + id_block);
-    for (unsigned i = first; i < end; ++i)
-      if (cached_ids_[i] == id) return cached_definitions_[i];
-  }
-  return nullptr;
-}
-
-// The cached definition, or null; `is_known` says whether a file lists the ID.
-inline _kp_LOG_log_definition* _kp_LOG_log_definition_tbl::find_among_known(unsigned id,
-                                                                            bool& is_known) {
-  trace_look_up(__LINE__, n_entry_definitions_cached);
-  is_known = true;
-  if (auto* const definition = cached(id)) return definition;
-  is_known = location_of(id) != nullptr;
-  if (is_known) return nullptr;
-  trace_not_located(__LINE__);
-  trace_not_found(__LINE__, n_entry_definitions_cached);
-  return nullptr;
-}
-
-template <class Result>
-Result _kp_LOG_log_definition_tbl::_find_entry_non_const(unsigned id) {
-  {
-    const kp_LOG_CReaderSentry hold(lock_);
-    bool is_known = false;
-    // Without waiting for the writer side where no file lists the ID.
-    auto* const definition = find_among_known(id, is_known);
-    if (definition != nullptr || !is_known) return Result(definition);
-  }
-  const kp_LOG_CWriterSentry hold(lock_);
-  if (auto* const definition = cached(id)) return Result(definition);
-  return Result(load(id));
-}
-
-_kp_LOG_log_definition* _kp_LOG_log_definition_tbl::load(unsigned id) {
-  std::unique_ptr<_kp_LOG_log_definition> definition(new (std::nothrow) _kp_LOG_log_definition);
-  if (definition == nullptr) kp_log_raise_alloc();
-  if (!_retrieve_entry_definition(id, *definition, nullptr)) {
-    trace_not_found(__LINE__, n_entry_definitions_cached);
-    return nullptr;
-  }
-  declare_again(id, *definition);
-  return keep(definition.release());
-}
-
-_kp_LOG_log_definition* _kp_LOG_log_definition_tbl::keep(
-    _kp_LOG_log_definition* definition) noexcept {
-  definition->_pin();
-  unsigned place = n_entry_definitions_cached;
-  if (place < cache_size) {
-    ++n_entry_definitions_cached;
-    LogDebugMessage(
-        3, "%s:%d _kp_LOG_log_definition_tbl::_find_entry_non_const return p_entry_definition %d\n",
-        kp_ldf_load_source, __LINE__, static_cast<int>(n_entry_definitions_cached));
-  } else {
-    place = replacement_;
-    replacement_ = (replacement_ + 1) % cache_size;
-    let_go(cached_definitions_[place]);
-  }
-  cached_definitions_[place] = definition;
-  cached_ids_[place] = definition->get_entry_id();
-  return definition;
-}
-
-// Out of the cache; remembered as long as entries use it.
-void _kp_LOG_log_definition_tbl::let_go(_kp_LOG_log_definition* definition) noexcept {
-  if (!definition->_is_shared()) {
-    definition->_unpin();
-    return;
-  }
-  if (n_living_ == most_living_) forget_dead();
-  definition->next_living_ = std::exchange(living_, definition);
-  ++n_living_;
-}
-
-void _kp_LOG_log_definition_tbl::forget_dead() noexcept {
-  for (_kp_LOG_log_definition** at = &living_; *at != nullptr;) {
-    _kp_LOG_log_definition* const definition = *at;
-    if (definition->_is_shared()) {
-      at = &definition->next_living_;
-      continue;
-    }
-    *at = definition->next_living_;
-    definition->_unpin();
-    --n_living_;
-  }
-  most_living_ = std::max(2 * n_living_, 16U);
-}
-
-_kp_LOG_log_definition* _kp_LOG_log_definition_tbl::find_entry(unsigned id) const {
-  auto* const self = const_cast<_kp_LOG_log_definition_tbl*>(this);
-  return self->_find_entry_non_const<_kp_LOG_log_definition*>(id);
-}
-
-_kp_LOG_definition_ref _kp_LOG_log_definition_tbl::acquire_entry(unsigned id) const {
-  auto* const self = const_cast<_kp_LOG_log_definition_tbl*>(this);
-  return self->_find_entry_non_const<_kp_LOG_definition_ref>(id);
 }
 
 // ---- declaring attributes ----
@@ -554,8 +411,11 @@ void _kp_LOG_log_definition_tbl::declare(unsigned id, const char* name, unsigned
           at->_find_attr_entry_by_name(name) == nullptr)
         pending.push_back(prepare(*at, name, type));
   });
-  for (pending_attribute& next : pending)
+  for (pending_attribute& next : pending) {
+    const bool was_changed = next.definition->was_changed_;
     next.definition->add_attr_info(std::move(next.attribute), false);
+    next.definition->was_changed_ = was_changed;  // declared again, it would be the same
+  }
   declared_attributes_.merge(declared);
 }
 

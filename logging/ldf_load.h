@@ -2,8 +2,10 @@
 #ifndef KP_LOG_LDF_LOAD_H
 #define KP_LOG_LDF_LOAD_H
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
+#include <ctime>
 #include <map>
 #include <memory>
 
@@ -34,6 +36,11 @@ struct _kp_LOG_declared_attribute {
 // entry types to the STD file's and merges those that both hold. Files stay open as long as they
 // are set, and are read through views of their own, so that a child process may go on loading
 // beside its parent. Global attributes of successive files accumulate; clear() leaves them alone.
+//
+// A definition that loses its place in the cache is held on to. When it is asked for again, and is
+// as it was read, and its file has not changed since, and no entry uses it, it comes back into the
+// cache as if its record had been read again, without the writer side. Definitions outside the
+// cache are let go when the records of all together take more than 8 MiB of their files.
 //
 // find_entry, acquire_entry and declare_attribute may be called by any number of threads. The
 // operations that set files and clear are called under the process-wide lock, one at a time; the
@@ -105,34 +112,80 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
   unsigned n_entry_definitions_cached = 0;  // filled places of the cache, 0 to 128
 
  private:
-  using location_table = kp_MISC_hash_tbl<unsigned, _kp_LOG_log_definition_file_info_holder>;
+  // Where a record lies, and its definition. The table pins that, and holds on to it when it loses
+  // its place in the cache, so that it can come back without being read again.
+  struct located_record {
+    explicit located_record(_kp_LOG_log_definition_file_info_holder its_place) noexcept
+        : where(its_place) {}
+    // Of one that has no definition yet.
+    located_record(located_record&& other) noexcept : where(other.where) {}
+
+    _kp_LOG_log_definition_file_info_holder where;
+    std::atomic<bool> is_cached{false};
+    unsigned generation = 0;  // of the files when it was read; 0: does not come back
+    _kp_LOG_log_definition* definition = nullptr;  // null: not read yet, or let go
+    uint64_t bytes = 0;                            // of the record
+  };
+  using location_table = kp_MISC_hash_tbl<unsigned, located_record>;
+  // A file when a record was last read from it.
+  struct file_state {
+    uint64_t size = 0;
+    timespec changed_at = {};
+    bool is_trusted = false;  // another change would show
+  };
+  // What is known behind the reading of a record.
+  struct record_read {
+    bool is_repeatable = false;  // reading it again into the same definition changes nothing
+    unsigned generation = 0;
+    uint64_t bytes = 0;
+  };
   struct std_load;   // what setting an STD file makes, beside the table
   struct aux_merge;  // what setting an AUX file remembers
 
   template <class Result>
   Result _find_entry_non_const(unsigned id);
-  _kp_LOG_log_definition* find_among_known(unsigned id, bool& is_known) KP_REQUIRES_SHARED(lock_);
+  template <class Result>
+  Result find_as_writer(unsigned id);
+  _kp_LOG_log_definition* find_or_load(unsigned id) KP_REQUIRES(lock_);
+  _kp_LOG_log_definition* find_nothing() const noexcept KP_REQUIRES_SHARED(lock_);
   _kp_LOG_log_definition* cached(unsigned id) const noexcept KP_REQUIRES_SHARED(lock_);
-  const _kp_LOG_log_definition_file_info_holder* location_of(unsigned id) const noexcept
-      KP_REQUIRES_SHARED(lock_);
+  _kp_LOG_log_definition* held(located_record& location) noexcept KP_REQUIRES_SHARED(lock_);
+  bool may_come_back(const located_record& location) const noexcept KP_REQUIRES_SHARED(lock_);
+  _kp_LOG_log_definition* brought_back(located_record& location) noexcept KP_REQUIRES_SHARED(lock_);
+  void replace_next(located_record& location) noexcept KP_REQUIRES_SHARED(lock_);
+  void give_place(located_record& location) noexcept KP_REQUIRES(lock_);
+  // Null where no file lists the ID.
+  located_record* location_of(unsigned id) const noexcept KP_REQUIRES_SHARED(lock_) {
+    auto* const node = locations_ != nullptr ? locations_->find(id) : nullptr;
+    return node != nullptr ? &node->value : nullptr;
+  }
+  FILE* file_of(bool is_aux) const noexcept { return (is_aux ? aux_file_ : std_file_).get(); }
+  bool is_file_unchanged(bool is_aux) const noexcept KP_REQUIRES_SHARED(lock_);
+  unsigned generation_of(bool is_aux, const _kp_LOG_ldf_view& view);
   _kp_LOG_log_definition* load(unsigned id) KP_REQUIRES(lock_);
   bool retrieve(unsigned id, _kp_LOG_log_definition& def, bool is_merge,
-                bool& is_repeatable) KP_NO_THREAD_SAFETY_ANALYSIS;
+                record_read& read) KP_NO_THREAD_SAFETY_ANALYSIS;
   void declare(unsigned id, const char* name, unsigned char type,
                _kp_LOG_log_definition& definition) KP_REQUIRES(lock_);
   void declare_again(unsigned id, _kp_LOG_log_definition& definition) const
       KP_REQUIRES_SHARED(lock_);
-  _kp_LOG_log_definition* keep(_kp_LOG_log_definition* definition) noexcept KP_REQUIRES(lock_);
-  void let_go(_kp_LOG_log_definition* definition) noexcept KP_REQUIRES(lock_);
+  _kp_LOG_log_definition* hold_definition(located_record& location,
+                                          _kp_LOG_log_definition* definition,
+                                          const record_read& read) noexcept KP_REQUIRES(lock_);
+  void let_go(located_record& location) noexcept KP_REQUIRES(lock_);
+  void let_go_uncached() noexcept KP_REQUIRES(lock_);
   void forget_dead() noexcept KP_REQUIRES(lock_);
   void forget() noexcept KP_REQUIRES(lock_);
 
   kp_file load_std(const char* path, bool keeps_file);
+  static void set_location(location_table& locations, unsigned id,
+                           _kp_LOG_log_definition_file_info_holder where);
   void read_std(const char* path, std_load& loaded);
   void install(std_load& loaded, bool keeps_file) noexcept;
 
   FILE* load_aux(const char* path);
   void begin_aux();
+  void take_aux_file(aux_merge& merge) noexcept KP_REQUIRES(lock_);
   void bound(aux_merge& merge, const _kp_LOG_ldf_view& aux) const;
   void merge_file(_kp_LOG_ldf_view& view, unsigned count, aux_merge& merge);
   void merge_file_at_once(_kp_LOG_ldf_view& view, unsigned count, aux_merge& merge);
@@ -140,16 +193,24 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
   bool merge_into(unsigned id, _kp_LOG_log_definition& known) KP_REQUIRES(lock_);
 
   bool is_std_set_ = false;  // an STD file was set since the last clear, or tried to be
-  std::unique_ptr<location_table>
-      locations_;  // from entry ID to record; null before the first file
-  // The cache: IDs side by side for the scan, and the definitions, each pinned.
-  alignas(64) unsigned cached_ids_[cache_size] = {};
-  _kp_LOG_log_definition* cached_definitions_[cache_size] = {};
-  unsigned replacement_ = 0;  // the next place to be reused once the cache is full
+  // From entry ID to record, and to the definition where it is held; null before the first file.
+  std::unique_ptr<location_table> locations_;
+  // The cache: what has a place in it, and whose place is reused next once it is full (modulo its
+  // size). With the reader side, places change hands one by one.
+  std::atomic<located_record*> places_[cache_size] = {};
+  std::atomic<unsigned> replacement_{0};
+  // Goes up when what was read so far does not come back any more.
+  unsigned generation_ = 1;
+  file_state file_states_[2];  // of the STD and the AUX file
+  // Bytes of the records of the definitions that are held; those outside the cache are let go when
+  // there are more than the most, which grows with what is in the cache.
+  static constexpr uint64_t usual_most_bytes_held = 8 << 20;
+  uint64_t bytes_held_ = 0;
+  uint64_t most_bytes_held_ = usual_most_bytes_held;
   // By entry ID, those of one in the order in which they were declared. Every cached definition has
   // them.
   std::multimap<unsigned, _kp_LOG_declared_attribute> declared_attributes_;
-  // Definitions that left the cache while entries used them, each pinned, linked by next_living_.
+  // Definitions that were let go while entries used them, each pinned, linked by next_living_.
   // Those that died since are found out when there are twice as many as there were living ones.
   _kp_LOG_log_definition* living_ = nullptr;
   unsigned n_living_ = 0;

@@ -44,11 +44,14 @@ _kp_LOG_attribute_entry::_kp_LOG_attribute_entry(kp_String&& name, kp_String&& r
 void _kp_LOG_attribute_entry::set_name(const char* name) {
   name_ = kp_String(or_empty(name));
   name_hash_ = my_hashcode(name_.c_str());
-  if (listed_in_ != nullptr) listed_in_->index_anew();
+  if (listed_in_ == nullptr) return;
+  listed_in_->was_renamed = true;
+  listed_in_->index_anew();
 }
 
 void _kp_LOG_attribute_entry::set_redirection_name(const char* redirection) {
   redirection_name_ = kp_String(redirection);
+  if (listed_in_ != nullptr) listed_in_->was_renamed = true;
 }
 
 const char* _kp_LOG_attribute_entry::get_redirection_name() const noexcept {
@@ -244,6 +247,7 @@ void _kp_LOG_log_definition::reserve_attributes(unsigned count) {
 std::unique_ptr<_kp_LOG_attribute_entry> _kp_LOG_log_definition::take_attribute(
     _kp_LOG_attribute_entry* entry) noexcept {
   auto taken = attributes_.take(entry);
+  if (taken != nullptr) was_changed_ = true;
   if (taken != nullptr && taken.get() == now().selector) set_selector(nullptr);
   return taken;
 }
@@ -265,6 +269,7 @@ void _kp_LOG_log_definition::append_attribute(std::unique_ptr<_kp_LOG_attribute_
                                               bool is_selector) {
   _kp_LOG_attribute_entry* const added = entry.get();
   attributes_.append(std::move(entry));
+  was_changed_ = true;
   if (is_selector) set_selector(added);
 }
 
@@ -323,6 +328,7 @@ size_t _kp_LOG_log_definition::bytes() const noexcept {
 // The attributes first: a message that is new finds the attributes that it names.
 void _kp_LOG_log_definition::replace_content(std::unique_ptr<_kp_LOG_log_definition> changed) {
   kp_log_no_bad_alloc([this] { former_.emplace_back(); });
+  was_changed_ = true;
   attributes_.exchange(changed->attributes_);
   content* const theirs = changed->content_.load(std::memory_order_relaxed);
   changed->content_.store(content_.exchange(theirs, std::memory_order_acq_rel),

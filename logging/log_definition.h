@@ -102,6 +102,8 @@ class KP_API _kp_LOG_attribute_list : kp_UTIL_no_inadvertant_copies {
   void clear() noexcept;
   // Gives each list what the other one held. Others may look up in this one meanwhile.
   void exchange(_kp_LOG_attribute_list& other) noexcept;
+  // Whether a text of one of its attributes was set since that was added.
+  bool was_renamed() const noexcept;
 
  private:
   static void put(_kp_LOG_listed_attributes& listed, _kp_LOG_attribute_entry* entry) noexcept;
@@ -154,7 +156,10 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   // The i-th selector message in file order; null when `i` is not below the count.
   _kp_LOG_selector_message* get_selector_msg(unsigned char i) const noexcept;
 
-  void set_entry_id(unsigned id) noexcept { entry_id_ = id; }
+  void set_entry_id(unsigned id) noexcept {
+    entry_id_ = id;
+    was_changed_ = true;
+  }
   void set_second_word(unsigned word) noexcept { now().second_word = word; }
   void set_property_flags(unsigned flags) noexcept { now().property_flags = flags; }
   // Copies at most 15 bytes; null counts as "".
@@ -270,7 +275,13 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   };
 
   const content& now() const noexcept { return *content_.load(std::memory_order_acquire); }
-  content& now() noexcept { return *content_.load(std::memory_order_acquire); }
+  // For whoever changes it.
+  content& now() noexcept {
+    was_changed_ = true;
+    return *content_.load(std::memory_order_acquire);
+  }
+  // Whether it is no longer what the table has made of its record and of the declarations.
+  bool was_changed() const noexcept { return was_changed_ || attributes_.was_renamed(); }
 
   void set_selector(_kp_LOG_attribute_entry* entry) noexcept;
   std::unique_ptr<_kp_LOG_attribute_entry> take_attribute(_kp_LOG_attribute_entry* entry) noexcept;
@@ -285,6 +296,7 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   // What it held before each merge; their content is what it holds now.
   std::vector<std::unique_ptr<_kp_LOG_log_definition>> former_;
   _kp_LOG_log_definition* next_living_ = nullptr;  // the table's
+  bool was_changed_ = false;                       // since the table said that it was not
 };
 
 // A share of a definition. One object is used by one thread at a time.

@@ -89,6 +89,7 @@ void _kp_LOG_attribute_list::reserve(unsigned count) {
   if (capacity <= (old != nullptr ? old->capacity() : 0)) return;
   _kp_LOG_listed_attributes* const grown = _kp_LOG_listed_attributes::make(capacity);
   grown->outgrown = old;
+  grown->was_renamed = old != nullptr && old->was_renamed;
   const unsigned n = old != nullptr ? old->size() : 0;
   for (unsigned i = 0; i < n; ++i) put(*grown, old->entries()[i]);
   listed_.store(grown, std::memory_order_release);
@@ -133,4 +134,9 @@ void _kp_LOG_attribute_list::exchange(_kp_LOG_attribute_list& other) noexcept {
   _kp_LOG_listed_attributes* const others = other.listed_.load(std::memory_order_relaxed);
   other.listed_.store(listed_.exchange(others, std::memory_order_acq_rel),
                       std::memory_order_relaxed);
+}
+
+bool _kp_LOG_attribute_list::was_renamed() const noexcept {
+  const _kp_LOG_listed_attributes* const listed = listed_.load(std::memory_order_acquire);
+  return listed != nullptr && listed->was_renamed;
 }

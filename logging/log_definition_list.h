@@ -43,6 +43,7 @@ class _kp_LOG_listed_attributes : kp_UTIL_no_inadvertant_copies {
   void index_anew() noexcept;
 
   _kp_LOG_listed_attributes* outgrown = nullptr;  // its user's: the smaller one it replaced
+  bool was_renamed = false;                       // whether a text of an attribute was set
 
  private:
   // The place of an attribute from 1, in the low byte, and the low byte of its name's hash; 0:

@@ -2,12 +2,14 @@
 // and holders of definitions that are replaced and cleared meanwhile.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "logging/ldf_load.h"
+#include "tests/support/files_of_old.h"
 #include "tests/support/ldf_bytes.h"
 #include "tests/support/temp_folder.h"
 
@@ -54,6 +56,27 @@ TEST_F(DefinitionThreads, FourLookUpMoreEntryTypesThanTheCacheHolds) {
     for (unsigned i = 0; i < 20 * n_ids; ++i) {
       const unsigned id = (i * (2 * thread + 1) + 40 * thread) % n_ids;
       if (!is_whole(table_.acquire_entry(id), id)) ++wrong;
+    }
+  });
+  EXPECT_EQ(wrong, 0U);
+  EXPECT_EQ(table_.n_entry_definitions_cached, 128U);
+}
+
+// Some definitions are held while others are looked up, so that a few are in use when they are
+// asked for again.
+TEST_F(DefinitionThreads, WhatLeavesTheCacheComesBackToAllOfThem) {
+  constexpr unsigned count = 1000;
+  const std::string path = folder_.write("many.ldf", bytes_of(0, count, ""));
+  let_grow_old(path);
+  table_.set_precompiled_definition_file_path(path.c_str());
+  std::atomic<unsigned> wrong{0};
+  in_threads(4, [&](unsigned thread) {
+    std::array<_kp_LOG_definition_ref, 16> held;
+    unsigned id = thread;
+    for (unsigned i = 0; i < 6 * count; ++i) {
+      id = (thread % 2 == 0 ? id + 1 : id * 1103515245 + 12345) % count;
+      held[i % held.size()] = table_.acquire_entry(id);
+      if (!is_whole(held[i % held.size()], id)) ++wrong;
     }
   });
   EXPECT_EQ(wrong, 0U);
@@ -135,6 +158,7 @@ TEST_F(DefinitionThreads, ReadersSeeADeclarationWholeOrNotAtAll) {
 }
 
 TEST_F(DefinitionThreads, EachNameIsDeclaredOnceWhileOthersReplaceTheDefinition) {
+  let_grow_old(folder_.file("std.ldf"));
   std::atomic<unsigned> declared{0};
   std::atomic<unsigned> wrong{0};
   in_threads(4, [&](unsigned thread) {
@@ -191,6 +215,8 @@ TEST_F(DefinitionThreads, AnAuxFileIsMergedWhileOthersReplaceTheSameEntryTypes) 
   constexpr unsigned count = 400;
   const std::string std_path = folder_.write("many.ldf", bytes_of(0, count, ""));
   const std::string aux_path = folder_.write("aux.ldf", bytes_of(0, count, "_AUX"));
+  let_grow_old(std_path);
+  let_grow_old(aux_path);
   for (unsigned round = 0; round < 5; ++round) {
     table_.set_precompiled_definition_file_path(std_path.c_str());
     EXPECT_EQ(
@@ -207,6 +233,7 @@ TEST_F(DefinitionThreads, AnAuxFileIsMergedWhileOthersReplaceTheSameEntryTypes) 
 
 TEST_F(DefinitionThreads, AnStdFileIsSetWhileOthersLookUp) {
   const std::string path = folder_.write("new.ldf", bytes_of(0, 400, ""));
+  let_grow_old(path);
   const auto set_it = [&] { table_.set_precompiled_definition_file_path(path.c_str()); };
   for (unsigned round = 0; round < 5; ++round) missed_while(table_, 400, set_it);
   EXPECT_TRUE(is_whole(table_.acquire_entry(399), 399));

@@ -205,6 +205,7 @@ TEST_F(DeclaredAttributes, WithoutMemoryAreNotDeclared) {
 TEST_F(DeclaredAttributes, WithoutMemoryKeepTheirDefinitionFromBeingLoaded) {
   const std::string name(100, 'n');
   EXPECT_TRUE(declare(1, name.c_str(), 9));
+  const _kp_LOG_definition_ref used = table_.acquire_entry(1);  // which does not come back then
   push_out();
   const _kp_LOG_log_definition* const kept = table_.find_entry(3);
   const unsigned failures = for_each_failing_new([&] { table_.find_entry(1); },
