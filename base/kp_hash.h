@@ -15,7 +15,7 @@
 //   length >= 16   h = h * 39 + c over the bytes at 0, step, 2 * step, ... with step = length / 8
 // Attribute names in definitions and in entry stores are hashed by this one function, so that an
 // operation hashes a name once. `text` may be null when `length` is 0.
-inline uint32_t KP_text_hash(const char* text, size_t length) noexcept {
+constexpr uint32_t KP_text_hash(const char* text, size_t length) noexcept {
   const auto widened = [text](size_t i) {
     return static_cast<uint32_t>(static_cast<int32_t>(static_cast<signed char>(text[i])));
   };

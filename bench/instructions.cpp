@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "kp_LOG.h"
+#include "kp_LOG_EventValue.h"
 #include "logging/ldf_load.h"
 #include "logging/logentry_i.h"
 #include "tests/support/ldf_bytes.h"
@@ -66,6 +67,14 @@ static void fill(kp_LOG_LogEntry& entry) {
   entry.AddAttrib4u(items_name, items_value);
   entry.AddAttribFloat8(price_name, price_value);
   entry.AddAttrib4(balance_name, balance_value);
+}
+
+static void fill_by_keys(kp_LOG_LogEntry& entry) {
+  entry.AddKeyedMBStr(kp_LOG_attribute_key<shop_name, 0>, shop_value);
+  entry.AddKeyedMBStr(kp_LOG_attribute_key<customer_name, 1>, customer_value);
+  entry.AddKeyed4u(kp_LOG_attribute_key<items_name, 2>, items_value);
+  entry.AddKeyedFloat8(kp_LOG_attribute_key<price_name, 3>, price_value);
+  entry.AddKeyed4(kp_LOG_attribute_key<balance_name, 4>, balance_value);
 }
 
 static kp_LOG_LogEntry filled_entry() {
@@ -169,6 +178,13 @@ std::vector<counted_operation> library_operations() {
       {"event_bytes", [](long times) { count_event(times, event_id, false); }},
       {"event_dated", [](long times) { count_event(times, dated_event_id, true); }},
       {"make_and_add", [](long times) { count_operation(times, [] { filled_entry(); }); }},
+      {"make_and_add_keyed",
+       [](long times) {
+         count_operation(times, [] {
+           kp_LOG_LogEntry entry(event_id, 5);
+           fill_by_keys(entry);
+         });
+       }},
       {"make", count_making},
       {"make_beyond_cache", count_making_beyond_the_cache},
       {"render", [](long times) { count_rendering(times, true); }},

@@ -7,6 +7,7 @@
 #ifndef KP_LOG_H
 #define KP_LOG_H
 
+#include "kp_LOG_AttributeKey.h"
 #include "kp_LOG_AttributeType.h"
 #include "kp_LOG_EntryAccess.h"
 #include "kp_LOG_EntryCounter.h"

@@ -20,7 +20,14 @@
 #include <type_traits>
 
 #include "base/kp_string.h"
+#include "kp_LOG_AttributeKey.h"
+#include "kp_LOG_EntryFilter.h"
 #include "kp_LOG_LogEntry.h"
+
+// An attribute that a header names, with its number in its event's definition: made while
+// compiling.
+template <const auto& name, unsigned char number>
+inline constexpr kp_LOG_AttributeKey kp_LOG_attribute_key{name, number};
 
 // Whether every value of From is a value of To. A bool is no number, and no number is a bool.
 template <class From, class To>
@@ -55,11 +62,14 @@ class kp_LOG_EventNumber {
   }
 
   void add_to(kp_LOG_LogEntry& entry, const char* name) const { add(entry, name, value_); }
+  void add_to(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key) const {
+    add(entry, key, value_);
+  }
 
  private:
-  template <class E>
+  template <class Attribute, class E>
   requires std::is_enum_v<E>
-  static void add(kp_LOG_LogEntry& entry, const char* name, E value) {
+  static void add(kp_LOG_LogEntry& entry, const Attribute& name, E value) {
     add(entry, name, static_cast<std::underlying_type_t<E>>(value));
   }
   static void add(kp_LOG_LogEntry& entry, const char* name, bool value) {
@@ -85,6 +95,31 @@ class kp_LOG_EventNumber {
   }
   static void add(kp_LOG_LogEntry& entry, const char* name, double value) {
     entry.AddAttribFloat8(name, value);
+  }
+
+  static void add(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, bool value) {
+    entry.AddKeyedBool(key, value);
+  }
+  static void add(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, std::uint8_t value) {
+    entry.AddKeyed1u(key, value);
+  }
+  static void add(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, std::int8_t value) {
+    entry.AddKeyed1(key, static_cast<char>(value));
+  }
+  static void add(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, std::uint16_t value) {
+    entry.AddKeyed2u(key, value);
+  }
+  static void add(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, std::int16_t value) {
+    entry.AddKeyed2(key, value);
+  }
+  static void add(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, std::uint32_t value) {
+    entry.AddKeyed4u(key, value);
+  }
+  static void add(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, std::int32_t value) {
+    entry.AddKeyed4(key, value);
+  }
+  static void add(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, double value) {
+    entry.AddKeyedFloat8(key, value);
   }
 
   T value_;
@@ -128,7 +163,14 @@ class kp_LOG_EventText {
   template <std::size_t room>
   constexpr kp_LOG_EventText(char (&buffer)[room]) : text_(buffer) {}
 
-  void add_to(kp_LOG_LogEntry& entry, const char* name) const {
+  void add_to(kp_LOG_LogEntry& entry, const char* name) const { add_text(entry, name); }
+  void add_to(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key) const {
+    add_text(entry, key);
+  }
+
+ private:
+  template <class Attribute>
+  void add_text(kp_LOG_LogEntry& entry, const Attribute& name) const {
     if (is_terminated_) return add(entry, name, text_);
     if (size_ > size_limit)
       return add(entry, name, kp_String(text_, static_cast<unsigned>(size_)).c_str());
@@ -138,12 +180,17 @@ class kp_LOG_EventText {
     add(entry, name, copy.data());
   }
 
- private:
   static void add(kp_LOG_LogEntry& entry, const char* name, const char* text) {
     if constexpr (unit == kp_LOG_text_unit::byte)
       entry.AddAttribStr(name, text);
     else
       entry.AddAttribMBStr(name, text);
+  }
+  static void add(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, const char* text) {
+    if constexpr (unit == kp_LOG_text_unit::byte)
+      entry.AddKeyedStr(key, text);
+    else
+      entry.AddKeyedMBStr(key, text);
   }
 
   const char* text_;
@@ -157,6 +204,9 @@ class kp_LOG_EventTime {
   kp_LOG_EventTime(const kp_Time& time) : time_(&time) {}
 
   void add_to(kp_LOG_LogEntry& entry, const char* name) const { entry.AddAttribTime(name, *time_); }
+  void add_to(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key) const {
+    entry.AddKeyedTime(key, *time_);
+  }
 
  private:
   const kp_Time* time_;

@@ -3,6 +3,7 @@
 #define KP_LOG_LOGENTRY_H
 
 #include "base/kp_time.h"
+#include "kp_LOG_AttributeKey.h"
 #include "kp_LOG_AttributeType.h"
 
 class _kp_LOG_log_entry_imp;
@@ -117,6 +118,18 @@ class KP_API kp_LOG_LogEntry {
   void AddAttribStr(const char* name, const char* value);      // TypeChar32 to TypeChar2K
   void AddAttribMBStr(const char* name, const char* value);    // TypeMBChar32 to TypeMBChar2K
   void AddAttribTime(const char* name, const kp_Time& value);  // TypeDate, TypeTime, TypeTimestamp
+  // The same of an attribute that the program knows while it is compiled, in every outcome.
+  void AddKeyedBool(const kp_LOG_AttributeKey& key, bool value);
+  void AddKeyed1u(const kp_LOG_AttributeKey& key, unsigned char value);
+  void AddKeyed1(const kp_LOG_AttributeKey& key, char value);
+  void AddKeyed2u(const kp_LOG_AttributeKey& key, unsigned short value);
+  void AddKeyed2(const kp_LOG_AttributeKey& key, short value);
+  void AddKeyed4u(const kp_LOG_AttributeKey& key, unsigned int value);
+  void AddKeyed4(const kp_LOG_AttributeKey& key, int value);
+  void AddKeyedFloat8(const kp_LOG_AttributeKey& key, double value);
+  void AddKeyedStr(const kp_LOG_AttributeKey& key, const char* value);
+  void AddKeyedMBStr(const kp_LOG_AttributeKey& key, const char* value);
+  void AddKeyedTime(const kp_LOG_AttributeKey& key, const kp_Time& value);
 
   // Reading. The form with an out-parameter returns false, leaving it alone, when a declared
   // attribute is not set; the value form then follows SetOperationMode. Errors:

@@ -8,6 +8,7 @@
 
 #include "base/kp_hash.h"
 #include "base/kp_string.h"
+#include "kp_LOG_AttributeKey.h"
 
 // The text belongs to the caller and outlives this object.
 struct _kp_LOG_hashed_name {
@@ -16,6 +17,8 @@ struct _kp_LOG_hashed_name {
   // `known_hash` is the KP_text_hash of `name`.
   _kp_LOG_hashed_name(const kp_String& name, uint32_t known_hash) noexcept
       : text(name.c_str()), length(name.length()), hash(known_hash) {}
+  explicit _kp_LOG_hashed_name(const kp_LOG_AttributeKey& key) noexcept
+      : text(key.name()), length(key.length()), hash(key.hash()) {}
 
   bool operator==(const kp_String& other) const noexcept {
     return other.length() == length && KP_are_same_bytes(other.c_str(), text, length);

@@ -163,6 +163,14 @@ _kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_by_name(
   return own != nullptr ? own : find_global(name);
 }
 
+const _kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_at(
+    const kp_LOG_AttributeKey& key) const noexcept {
+  const _kp_LOG_attribute_entry* const entry = attributes_.at(key.number());
+  const bool is_meant = entry != nullptr && entry->get_name_hash() == key.hash() &&
+                        _kp_LOG_hashed_name(key) == entry->get_name_string();
+  return is_meant ? entry : nullptr;
+}
+
 bool _kp_LOG_log_definition::get_attr_info_by_name(const char* name, unsigned char& type,
                                                    const char*& redirection) const noexcept {
   const _kp_LOG_attribute_entry* const entry = get_attr_info_by_name(name);

@@ -177,7 +177,10 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   // The definition's own attribute, else the global one, else null.
   _kp_LOG_attribute_entry* get_attr_info_by_name(const char* name) const noexcept;
   _kp_LOG_attribute_entry* get_attr_info_by_name(const _kp_LOG_hashed_name& name) const noexcept;
-  // The same; true and both values set when found. `redirection` is null for a global attribute.
+  // The own attribute at the key's number; null where another one stands there, or none.
+  const _kp_LOG_attribute_entry* get_attr_info_at(const kp_LOG_AttributeKey& key) const noexcept;
+  // The attribute of that name; true and both values set when found. `redirection` is null for a
+  // global attribute.
   bool get_attr_info_by_name(const char* name, unsigned char& type,
                              const char*& redirection) const noexcept;
   // The i-th own attribute. Raises KPX_logging_internal_error

@@ -168,6 +168,50 @@ void kp_LOG_LogEntry::AddAttribTime(const char* name, const kp_Time& value) {
   imp_->add_attrib_time(name, value);
 }
 
+void kp_LOG_LogEntry::AddKeyedBool(const kp_LOG_AttributeKey& key, bool value) {
+  imp_->add_keyed_bool(key, value);
+}
+
+void kp_LOG_LogEntry::AddKeyed1u(const kp_LOG_AttributeKey& key, unsigned char value) {
+  imp_->add_keyed_1u(key, value);
+}
+
+void kp_LOG_LogEntry::AddKeyed1(const kp_LOG_AttributeKey& key, char value) {
+  imp_->add_keyed_1(key, value);
+}
+
+void kp_LOG_LogEntry::AddKeyed2u(const kp_LOG_AttributeKey& key, unsigned short value) {
+  imp_->add_keyed_2u(key, value);
+}
+
+void kp_LOG_LogEntry::AddKeyed2(const kp_LOG_AttributeKey& key, short value) {
+  imp_->add_keyed_2(key, value);
+}
+
+void kp_LOG_LogEntry::AddKeyed4u(const kp_LOG_AttributeKey& key, unsigned int value) {
+  imp_->add_keyed_4u(key, value);
+}
+
+void kp_LOG_LogEntry::AddKeyed4(const kp_LOG_AttributeKey& key, int value) {
+  imp_->add_keyed_4(key, value);
+}
+
+void kp_LOG_LogEntry::AddKeyedFloat8(const kp_LOG_AttributeKey& key, double value) {
+  imp_->add_keyed_float8(key, value);
+}
+
+void kp_LOG_LogEntry::AddKeyedStr(const kp_LOG_AttributeKey& key, const char* value) {
+  imp_->add_keyed_str(key, value);
+}
+
+void kp_LOG_LogEntry::AddKeyedMBStr(const kp_LOG_AttributeKey& key, const char* value) {
+  imp_->add_keyed_mbstr(key, value);
+}
+
+void kp_LOG_LogEntry::AddKeyedTime(const kp_LOG_AttributeKey& key, const kp_Time& value) {
+  imp_->add_keyed_time(key, value);
+}
+
 bool kp_LOG_LogEntry::GetAttribBool(const char* name) const {
   return imp_->get_attrib_bool(name);
 }

@@ -9,6 +9,7 @@
 
 #include "base/kp_string.h"
 #include "base/kp_time.h"
+#include "kp_LOG_AttributeKey.h"
 #include "kp_LOG_AttributeType.h"
 #include "logging/attr_value.h"
 #include "logging/attribute_store.h"
@@ -122,6 +123,18 @@ class KP_API _kp_LOG_log_entry_imp {
   // `escape` true stores CR and LF as the two characters \r and \n; false does the reverse.
   void add_attrib_str(const char* name, const char* value, bool escape);
   void add_attrib_mbstr(const char* name, const char* value, bool escape);
+  // The same by key, with line breaks escaped.
+  void add_keyed_bool(const kp_LOG_AttributeKey& key, bool value);
+  void add_keyed_1u(const kp_LOG_AttributeKey& key, unsigned char value);
+  void add_keyed_1(const kp_LOG_AttributeKey& key, char value);
+  void add_keyed_2u(const kp_LOG_AttributeKey& key, unsigned short value);
+  void add_keyed_2(const kp_LOG_AttributeKey& key, short value);
+  void add_keyed_4u(const kp_LOG_AttributeKey& key, unsigned value);
+  void add_keyed_4(const kp_LOG_AttributeKey& key, int value);
+  void add_keyed_float8(const kp_LOG_AttributeKey& key, double value);
+  void add_keyed_time(const kp_LOG_AttributeKey& key, const kp_Time& value);
+  void add_keyed_str(const kp_LOG_AttributeKey& key, const char* value);
+  void add_keyed_mbstr(const kp_LOG_AttributeKey& key, const char* value);
   // A list of names and values as kp_LOG_LogEntry::SetEntry describes it.
   void add_attributes(va_list args);
 
@@ -239,6 +252,12 @@ class KP_API _kp_LOG_log_entry_imp {
   const _kp_LOG_attribute_entry& _declared_as(const char* name, kp_AttributeType type) const;
   const _kp_LOG_attribute_entry& _declared_text(const char* name, const char* operation) const;
 
+  // What the definition declares at the key's number; null where that is not what the key names,
+  // and the name has to be looked up.
+  const _kp_LOG_attribute_entry* _declared_at(const kp_LOG_AttributeKey& key) const noexcept {
+    return definition_ ? definition_->get_attr_info_at(key) : nullptr;
+  }
+
   // Store a value of type code `code` under the declared name, in place of a held one.
   template <class T>
   void _store(const _kp_LOG_attribute_entry& declared, unsigned char code, T value);
@@ -249,9 +268,13 @@ class KP_API _kp_LOG_log_entry_imp {
   void _store_filtered_text(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);
   void _store_cut_string(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);
   void _store_cut_mbstring(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);
+  void _store_string(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);
+  void _store_mbstring(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);
 
   template <class T, unsigned char code>
   void _add(const char* name, T value);
+  template <class T, unsigned char code>
+  void _add_keyed(const kp_LOG_AttributeKey& key, T value);
   template <class T, unsigned char code>
   bool _get(const char* name, T& out) const;
   template <class T, unsigned char code>

@@ -194,6 +194,57 @@ void _kp_LOG_log_entry_imp::add_attrib_time(const char* name, const kp_Time& val
   _store(*declared, code, kp_Time(value));
 }
 
+// --- Adds by key --------------------------------------------------------------------------------
+
+// Whatever the definition does not have as the key says goes the way of the name, to its outcome
+// and its errors.
+template <class T, unsigned char code>
+void _kp_LOG_log_entry_imp::_add_keyed(const kp_LOG_AttributeKey& key, T value) {
+  const _kp_LOG_attribute_entry* const declared = _declared_at(key);
+  if (declared == nullptr || declared->get_type() != code) return _add<T, code>(key.name(), value);
+  _store(*declared, code, value);
+}
+
+void _kp_LOG_log_entry_imp::add_keyed_bool(const kp_LOG_AttributeKey& key, bool value) {
+  _add_keyed<bool, TypeBool>(key, value);
+}
+
+void _kp_LOG_log_entry_imp::add_keyed_1u(const kp_LOG_AttributeKey& key, unsigned char value) {
+  _add_keyed<unsigned char, TypeUInt1>(key, value);
+}
+
+void _kp_LOG_log_entry_imp::add_keyed_1(const kp_LOG_AttributeKey& key, char value) {
+  _add_keyed<char, TypeSInt1>(key, value);
+}
+
+void _kp_LOG_log_entry_imp::add_keyed_2u(const kp_LOG_AttributeKey& key, unsigned short value) {
+  _add_keyed<unsigned short, TypeUInt2>(key, value);
+}
+
+void _kp_LOG_log_entry_imp::add_keyed_2(const kp_LOG_AttributeKey& key, short value) {
+  _add_keyed<short, TypeSInt2>(key, value);
+}
+
+void _kp_LOG_log_entry_imp::add_keyed_4u(const kp_LOG_AttributeKey& key, unsigned value) {
+  _add_keyed<unsigned, TypeUInt4>(key, value);
+}
+
+void _kp_LOG_log_entry_imp::add_keyed_4(const kp_LOG_AttributeKey& key, int value) {
+  _add_keyed<int, TypeSInt4>(key, value);
+}
+
+void _kp_LOG_log_entry_imp::add_keyed_float8(const kp_LOG_AttributeKey& key, double value) {
+  _add_keyed<double, TypeFloat>(key, value);
+}
+
+void _kp_LOG_log_entry_imp::add_keyed_time(const kp_LOG_AttributeKey& key, const kp_Time& value) {
+  const _kp_LOG_attribute_entry* const declared = _declared_at(key);
+  if (declared == nullptr ||
+      !is_time_attribute(static_cast<kp_AttributeType>(declared->get_type())))
+    return add_attrib_time(key.name(), value);
+  _store(*declared, declared->get_type(), kp_Time(value));
+}
+
 // --- Typed gets ---------------------------------------------------------------------------------
 
 [[noreturn]] static void raise_wrong_get(unsigned entry_id) {

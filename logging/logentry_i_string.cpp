@@ -16,6 +16,11 @@ static int class_limit(unsigned char code, unsigned char first) {
   return limits[code - first];
 }
 
+// Nothing adds a GUID.
+static bool is_plain_string(unsigned char code) {
+  return code >= TypeChar32 && code <= TypeChar2K;
+}
+
 // --- Adding -------------------------------------------------------------------------------------
 
 const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_text(const char* name,
@@ -82,14 +87,25 @@ void _kp_LOG_log_entry_imp::add_attrib_str(const char* name, const char* value, 
                     kp_log_entry_source, __LINE__));
   }
   const _kp_LOG_attribute_entry& declared = _declared_text(name, "add_attrib_str");
-  const unsigned char code = declared.get_type();
-  if (code < TypeChar32 || code > TypeChar2K)
+  if (!is_plain_string(declared.get_type()))
     kp_log_raise<KPX_logging_attribute_type_mismatch>("Used the wrong add method.");
-  const size_t length = std::strlen(value);
-  if (length > static_cast<size_t>(class_limit(code, TypeChar32)))
-    _store_cut_string(declared, value, escape);
+  _store_string(declared, value, escape);
+}
+
+void _kp_LOG_log_entry_imp::add_keyed_str(const kp_LOG_AttributeKey& key, const char* value) {
+  const _kp_LOG_attribute_entry* const declared = _declared_at(key);
+  if (declared == nullptr || value == nullptr || !is_plain_string(declared->get_type()))
+    return add_attrib_str(key.name(), value, true);
+  _store_string(*declared, value, true);
+}
+
+void _kp_LOG_log_entry_imp::_store_string(const _kp_LOG_attribute_entry& declared, const char* text,
+                                          bool escape) {
+  const size_t length = std::strlen(text);
+  if (length > static_cast<size_t>(class_limit(declared.get_type(), TypeChar32)))
+    _store_cut_string(declared, text, escape);
   else
-    _store_text<kp_String>(declared, value, length, escape);
+    _store_text<kp_String>(declared, text, length, escape);
 }
 
 // The configured code page, once it is known to make no more units than bytes. Code pages that are
@@ -123,11 +139,24 @@ void _kp_LOG_log_entry_imp::add_attrib_mbstr(const char* name, const char* value
   if (!is_unicode_string_attribute(static_cast<kp_AttributeType>(code)))
     kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>("", "Used the wrong add method",
                                                                entry_id_);
-  const size_t length = std::strlen(value);
-  if (mbstring_exceeds(value, length, class_limit(code, TypeMBChar32)))
-    _store_cut_mbstring(declared, value, escape);
+  _store_mbstring(declared, value, escape);
+}
+
+void _kp_LOG_log_entry_imp::add_keyed_mbstr(const kp_LOG_AttributeKey& key, const char* value) {
+  const _kp_LOG_attribute_entry* const declared = _declared_at(key);
+  if (declared == nullptr || value == nullptr ||
+      !is_unicode_string_attribute(static_cast<kp_AttributeType>(declared->get_type())))
+    return add_attrib_mbstr(key.name(), value, true);
+  _store_mbstring(*declared, value, true);
+}
+
+void _kp_LOG_log_entry_imp::_store_mbstring(const _kp_LOG_attribute_entry& declared,
+                                            const char* text, bool escape) {
+  const size_t length = std::strlen(text);
+  if (mbstring_exceeds(text, length, class_limit(declared.get_type(), TypeMBChar32)))
+    _store_cut_mbstring(declared, text, escape);
   else
-    _store_text<_kp_LOG_ustring>(declared, value, length, escape);
+    _store_text<_kp_LOG_ustring>(declared, text, length, escape);
 }
 
 // --- Cutting ------------------------------------------------------------------------------------

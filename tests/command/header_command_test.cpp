@@ -128,6 +128,16 @@ TEST(HeaderText, NamesAreComposedAndOfLettersThatCompilersKnow) {
   EXPECT_THAT(run.out, HasSubstr("EventTime a_;\n"));
 }
 
+TEST(HeaderText, AttributesThatAreLeftOutKeepTheirNumber) {
+  const temp_folder folder;
+  folder.write("s.yaml",
+               "kplog: 1\nlog_version: \"1.0\"\nevents:\n"
+               "  A: {id: 1, attributes: {FIRST: Date, LEFT_OUT: GUID, THIRD: Date}}\n");
+  const std::string header = run_kplog(folder.path(), "header -q s.yaml -o log.h && cat log.h").out;
+  EXPECT_THAT(header, HasSubstr("::kp_LOG_attribute_key<::log::name_FIRST, 0>"));
+  EXPECT_THAT(header, HasSubstr("::kp_LOG_attribute_key<::log::name_THIRD, 2>"));
+}
+
 TEST(HeaderText, SameInputGivesTheSameText) {
   EXPECT_EQ(small_header(""), small_header(""));
 }

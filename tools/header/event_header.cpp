@@ -1,8 +1,9 @@
 #include "tools/header/event_header.h"
 
-#include <algorithm>
+#include <map>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "recording/files/path.h"
 #include "recording/text/escape.h"
@@ -174,7 +175,8 @@ class event_header_writer {
     write_left_out(event);
     line("class " + name + " : public ::kp_LOG_LogEntry {\n public:");
     line("  static constexpr ::std::uint32_t id = " + scope_ + ids_.of(event.name.value) + ";");
-    const std::vector<const attribute_model*> attributes = addable_attributes(event);
+    write_flags_of(event);
+    const std::vector<numbered_attribute> attributes = addable_attributes(event);
     if (attributes.empty())
       line("\n  explicit " + name + "(unsigned log_level) : kp_LOG_LogEntry(id, log_level) {}");
     else
@@ -182,15 +184,27 @@ class event_header_writer {
     line("};");
   }
 
+  void write_flags_of(const event_model& event) {
+    line("  static constexpr ::std::uint32_t property_flags = 0x" + hexadecimal(event.flags, 8) +
+         ";");
+  }
+
+  // An attribute, and its number among those of the definition.
+  using numbered_attribute = std::pair<const attribute_model*, size_t>;
+
   // Those that the library has an operation for, in their order. Of a name that comes twice, as the
-  // selector's may, the last one counts.
-  static std::vector<const attribute_model*> addable_attributes(const event_model& event) {
-    std::vector<const attribute_model*> addable;
-    std::set<std::string_view> later;
-    for (auto a = event.attributes.rbegin(); a != event.attributes.rend(); ++a)
-      if (later.insert(a->name.value).second && !parameter_of(a->type).empty())
-        addable.push_back(&*a);
-    std::reverse(addable.begin(), addable.end());
+  // selector's may, the last one counts: the definition has no other.
+  static std::vector<numbered_attribute> addable_attributes(const event_model& event) {
+    std::map<std::string_view, const attribute_model*> last;
+    for (const attribute_model& attribute : event.attributes)
+      last[attribute.name.value] = &attribute;
+    std::vector<numbered_attribute> addable;
+    size_t number = 0;
+    for (const attribute_model& attribute : event.attributes) {
+      if (last[attribute.name.value] != &attribute) continue;
+      if (!parameter_of(attribute.type).empty()) addable.emplace_back(&attribute, number);
+      ++number;
+    }
     return addable;
   }
 
@@ -203,18 +217,18 @@ class event_header_writer {
   }
 
   void write_attributes(const event_model& event, const std::string& name,
-                        const std::vector<const attribute_model*>& attributes) {
-    for (const attribute_model* attribute : attributes)
+                        const std::vector<numbered_attribute>& attributes) {
+    for (const auto& [attribute, number] : attributes)
       if (is_enumerated(event, *attribute)) write_enumeration(event, name, *attribute);
     line("\n  struct values {");
-    for (const attribute_model* attribute : attributes) write_member(event, name, *attribute);
+    for (const auto& [attribute, number] : attributes) write_member(event, name, *attribute);
     line("  };");
     line("\n  " + name + "(unsigned log_level, const values& given)");
     line("      : kp_LOG_LogEntry(id, log_level) {");
-    for (const attribute_model* attribute : attributes) {
+    for (const auto& [attribute, number] : attributes) {
       const std::string& attribute_name = attribute->name.value;
-      line("    given." + members_.of(attribute_name) + ".add_to(*this, " + scope_ +
-           names_.of(attribute_name) + ");");
+      line("    given." + members_.of(attribute_name) + ".add_to(*this, ::kp_LOG_attribute_key<" +
+           scope_ + names_.of(attribute_name) + ", " + std::to_string(number) + ">);");
     }
     line("  }");
   }

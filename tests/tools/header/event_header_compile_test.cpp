@@ -136,7 +136,8 @@ static name_set system_macros(const temp_folder& folder) {
 static name_set words_of_public_headers() {
   static const std::regex word("[A-Za-z_][A-Za-z0-9_]*");
   name_set words;
-  for (const char* header : {"kp_LOG_EventValue.h", "kp_LOG_LogEntry.h"}) {
+  for (const char* header : {"kp_LOG_EventValue.h", "kp_LOG_LogEntry.h", "kp_LOG_AttributeKey.h",
+                             "kp_LOG_EntryFilter.h"}) {
     const std::string text = read_whole_file(std::string(KPLOG_DOCS "/../include/") + header);
     for (std::sregex_iterator i(text.begin(), text.end(), word), end; i != end; ++i)
       words.insert(i->str());

@@ -1,7 +1,12 @@
 // A header that "kplog header" wrote, in use: the build makes it of the example set.
 #include <gtest/gtest.h>
 
+#include <map>
+#include <regex>
+#include <string>
+
 #include "kp_LOG.h"
+#include "logging/ldf_load.h"
 #include "tests/command/command_run.h"
 #include "tests/command/generated/header_names.h"
 #include "tests/command/generated/package_manager.h"
@@ -15,6 +20,7 @@ using package_manager::entry_SIGNATURE_CHECKED;
 // Loads a set of the test data, compiled.
 class GeneratedHeader : public testing::Test {
  protected:
+  void load_text(const std::string& source) { load(folder_.write("set.yaml", source)); }
   void load(const std::string& source) {
     const std::string path = folder_.file("set.ldf");
     ASSERT_EQ(run_kplog(test_data_folder(), "compile " + source + " -o " + path).status, 0);
@@ -35,6 +41,67 @@ TEST_F(GeneratedHeader, ConstantsAreThoseOfTheSet) {
   EXPECT_EQ(package_manager::flag_NETWORK, 2u);
   EXPECT_EQ(package_manager::id_STARTED, 1004u);
   EXPECT_STREQ(package_manager::name_PEER, "PEER");
+}
+
+TEST_F(GeneratedHeader, PropertyFlagsOfAnEventAreAConstant) {
+  static_assert(entry_DOWNLOAD_FINISHED::property_flags ==
+                (package_manager::flag_DEBUG | package_manager::flag_NETWORK));
+  static_assert(entry_PACKAGE_INSTALLED::property_flags == 0);
+  const entry_DOWNLOAD_FINISHED entry(3, {.SHARE = 1, .ENDED = kp_Time(), .PEER = "mirror"});
+  EXPECT_EQ(entry.GetPropertyMask(), entry_DOWNLOAD_FINISHED::property_flags);
+}
+
+// What the header says of attributes, and what the table reads: the library's own way to a number.
+TEST_F(GeneratedHeader, NumbersOfAttributesAreThoseOfTheLoadedDefinitions) {
+  const std::string header = read_whole_file(KPLOG_GENERATED_HEADER);
+  static const std::regex of_interest(
+      R"(id = ::package_manager::id_(\w+);|<::package_manager::name_(\w+), (\d+)>)");
+  const std::map<std::string, unsigned> ids = {
+      {"PACKAGE_INSTALLED", package_manager::id_PACKAGE_INSTALLED},
+      {"SIGNATURE_CHECKED", package_manager::id_SIGNATURE_CHECKED},
+      {"DOWNLOAD_FINISHED", package_manager::id_DOWNLOAD_FINISHED},
+      {"STARTED", package_manager::id_STARTED}};
+  const _kp_LOG_log_definition* definition = nullptr;
+  int n_attributes = 0;
+  for (std::sregex_iterator i(header.begin(), header.end(), of_interest), end; i != end; ++i) {
+    if ((*i)[1].matched) {
+      definition = kp_LOG_LogConfig::GetDefinitionTable()->find_entry(ids.at((*i)[1]));
+      continue;
+    }
+    const char *name = nullptr, *redirection = nullptr;
+    unsigned char type = 0;
+    ASSERT_NE(definition, nullptr);
+    definition->get_attr_info_by_index(static_cast<unsigned char>(std::stoul((*i)[3])), name, type,
+                                       redirection);
+    EXPECT_EQ(name, (*i)[2].str());
+    ++n_attributes;
+  }
+  EXPECT_EQ(n_attributes, 8);
+}
+
+// The set has changed since the program was compiled.
+TEST_F(GeneratedHeader, NamesCountWhereTheDefinitionsAreNewerThanTheHeader) {
+  load_text(
+      "kplog: 1\nlog_version: \"2.0\"\nevents:\n  PACKAGE_INSTALLED:\n    id: 1001\n"
+      "    attributes: {SIZE: UInt4, NEW: UInt4, VERSION: Char64, PACKAGE: MBChar128}\n");
+  const entry_PACKAGE_INSTALLED entry(3, {.PACKAGE = "zlib", .VERSION = "1.2.13", .SIZE = 70000});
+  EXPECT_STREQ(entry.GetAttribMBStr("PACKAGE"), "zlib");
+  EXPECT_STREQ(entry.GetAttribStr("VERSION"), "1.2.13");
+  EXPECT_EQ(entry.GetAttrib4u("SIZE"), 70000u);
+}
+
+TEST_F(GeneratedHeader, WhatTheDefinitionsNoLongerHaveIsRefusedByName) {
+  load_text(
+      "kplog: 1\nlog_version: \"2.0\"\nevents:\n  PACKAGE_INSTALLED:\n    id: 1001\n"
+      "    attributes: {PACKAGE: MBChar128, RELEASE: Char64, SIZE: UInt2}\n");
+  const auto make = [] { entry_PACKAGE_INSTALLED(3, {.PACKAGE = "z", .VERSION = "1", .SIZE = 1}); };
+  EXPECT_EQ(raised<KPX_logging_invalid_attribute_name>(make),
+            "VERSIONis an invalid attibute under Entry ID 1001 !");
+  load_text(
+      "kplog: 1\nlog_version: \"2.0\"\nevents:\n  PACKAGE_INSTALLED:\n    id: 1001\n"
+      "    attributes: {PACKAGE: MBChar128, VERSION: Char64, SIZE: UInt2}\n");
+  EXPECT_EQ(raised<KPX_logging_attribute_type_mismatch>(make),
+            "Used the wrong add method under Entry ID 1001 !");
 }
 
 TEST_F(GeneratedHeader, EntryHasItsIdLevelAndAttributes) {
