@@ -63,11 +63,12 @@ class logmsg_icu_writer {
   bool put(const logmsg_number_style<char>& style, Value value);
   bool show_text(const char* text);
   bool show_number(const icu::NumberFormat* format, const logmsg_icu_value& value);
-  bool show_date(const icu::DateFormat* format, double date);
+  bool show_date(logmsg_kind kind, const logmsg_clock& clock);
   bool append(const icu::UnicodeString& units);
 
   const logmsg_plan& plan_;
   logmsg_text& message_;
+  logmsg_dates* dates_ = nullptr;  // once the zones of this message are known
 };
 
 bool logmsg_icu_writer::write(const logmsg_icu_values& values) {
@@ -91,7 +92,7 @@ bool logmsg_icu_writer::show(const logmsg_plan::step& step, const logmsg_icu_val
     case logmsg_icu_value::form::text:
       return show_text(value.text);
     case logmsg_icu_value::form::date:
-      return show_date(logmsg_icu_formats::in(plan_.locale()).date(kind), value.real);
+      return show_date(kind, value.clock);
     case logmsg_icu_value::form::integer:
       if (step.style != nullptr && put(*step.style, value.integer)) return true;
       break;
@@ -138,12 +139,14 @@ bool logmsg_icu_writer::show_number(const icu::NumberFormat* format,
   return is_shown(status) && append(units);
 }
 
-bool logmsg_icu_writer::show_date(const icu::DateFormat* format, double date) {
-  if (format == nullptr) return false;
-  UErrorCode status = U_ZERO_ERROR;
-  icu::UnicodeString units;
-  format->format(date, units, nullptr, status);
-  return is_shown(status) && !units.isEmpty() && append(units);
+bool logmsg_icu_writer::show_date(logmsg_kind kind, const logmsg_clock& clock) {
+  if (dates_ == nullptr) {
+    dates_ = &logmsg_dates::current();
+    dates_->follow_zones();
+  }
+  const std::string_view text = dates_->shown({kind, &plan_.locale(), plan_.page()}, clock);
+  message_.append(text);
+  return text.data() != nullptr;
 }
 
 bool logmsg_icu_writer::append(const icu::UnicodeString& units) {

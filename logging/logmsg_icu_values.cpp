@@ -1,8 +1,5 @@
 #include "logging/logmsg_icu_values.h"
 
-#include <ctime>
-
-#include "base/kp_clib.h"
 #include "logging/icu_text.h"
 #include "logging/logentry_i_private.h"
 
@@ -18,23 +15,11 @@ icu::Formattable logmsg_icu_value::as_formattable(const char* page) const {
     case logmsg_value_form::floating:
       return icu::Formattable(real);
     case logmsg_value_form::date:
-      return icu::Formattable(real, icu::Formattable::kIsDate);
+      return icu::Formattable(clock.milliseconds(), icu::Formattable::kIsDate);
     case logmsg_value_form::integer:
       break;
   }
   return icu::Formattable(integer);
-}
-
-static double milliseconds_of(const kp_Time& time) {
-  std::tm fields{};
-  fields.tm_year = time.get_year() - 1900;
-  fields.tm_mon = time.get_month() - 1;
-  fields.tm_mday = time.get_day();
-  fields.tm_hour = time.get_hour();
-  fields.tm_min = time.get_minute();
-  fields.tm_sec = time.get_second();
-  fields.tm_isdst = -1;
-  return static_cast<double>(KP_mktime(&fields)) * 1000.0;
 }
 
 static logmsg_icu_value value_of(int integer) noexcept {
@@ -61,7 +46,7 @@ static logmsg_icu_value value_of(const char* text) noexcept {
 static logmsg_icu_value value_of(const kp_Time& time) {
   logmsg_icu_value value;
   value.form = logmsg_value_form::date;
-  value.real = milliseconds_of(time);
+  value.clock = logmsg_clock(time);
   return value;
 }
 

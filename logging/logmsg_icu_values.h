@@ -6,6 +6,7 @@
 
 #include <array>
 
+#include "logging/logmsg_dates.h"
 #include "logging/logmsg_icu_pattern.h"
 #include "logging/logmsg_plan.h"
 
@@ -18,7 +19,8 @@ struct logmsg_icu_value {
   form form;
   union {
     int integer;
-    double real;  // a floating value, or a date in milliseconds
+    double real;
+    logmsg_clock clock;  // a date or time
     const char* text;
   };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "logging/log_util_kept_text.h"
 #include "logging/logmsg.h"
 #include "logging/logmsg_token.h"
 #include "logging/raise.h"
@@ -82,7 +83,7 @@ void logmsg_plan::choose_page() {
   input_ = named(setting_.input);
   is_converted_whole_ =
       setting_.output == nullptr || !icu_text_is_piecewise(named(setting_.output));
-  if (!is_converted_whole_) page_ = named(setting_.output);
+  if (!is_converted_whole_) page_ = kp_log_kept_text(named(setting_.output));
 }
 
 const logmsg_number_style<char>* logmsg_plan::style_of(logmsg_kind kind) {

@@ -73,7 +73,7 @@ class logmsg_plan {
   // of the output, or in UTF-8 where the message has to be converted as a whole.
   std::string_view literals() const noexcept { return literals_; }
   bool is_converted_whole() const noexcept { return is_converted_whole_; }
-  const char* page() const noexcept { return page_; }
+  const char* page() const noexcept { return page_; }  // a kept text, or "UTF-8"
   // The code page of the values, and what need not be converted of them.
   const char* input() const noexcept { return input_; }
   const icu_text_copying& copying() const noexcept { return copying_; }
