@@ -41,6 +41,7 @@ ROWS = [
     Row("make and five adds", "make_and_add", 1200,
         [("checked unordered_map", "map_event"), ("checked flat_hash_map", "flat_map_event"),
          ("Protocol Buffers, reflection", "reflected_event")]),
+    Row("the same by a generated class", "make_and_add_keyed", 800),
     Row("make", "make", 400),
     Row("make, more kinds than the cache", "make_beyond_cache", (2, "make")),
     Row("copy", "copy", None, [("unordered_map", "copy_map_event")]),
