@@ -295,6 +295,12 @@ static Unit* put_text(const std::basic_string<Unit>& text, Unit* at) noexcept {
 template <class Unit>
 Unit* logmsg_number_style<Unit>::put_digits(const char* digits, size_t count,
                                             Unit* at) const noexcept {
+  if constexpr (sizeof(Unit) == 1) {
+    if (has_ascii_digits_) {
+      std::memcpy(at, digits, most_whole_digits);
+      return at + count;
+    }
+  }
   for (size_t i = 0; i < count; ++i)
     at = put_piece(digits_[static_cast<size_t>(digits[i] - '0')], at);
   return at;
@@ -318,7 +324,7 @@ Unit* logmsg_number_style<Unit>::put_whole(uint64_t value, Unit* at) const noexc
   if constexpr (sizeof(Unit) == 1) {
     if (value < plain_below_) return put_decimal(static_cast<uint32_t>(value), at);
   }
-  char digits[most_whole_digits];
+  char digits[2 * most_whole_digits];  // put_digits() reads beyond the last one
   const auto count = static_cast<size_t>(put_decimal(value, digits) - digits);
   return count > last_group_ ? put_groups(digits, count, at) : put_digits(digits, count, at);
 }
@@ -326,14 +332,12 @@ Unit* logmsg_number_style<Unit>::put_whole(uint64_t value, Unit* at) const noexc
 template <class Unit>
 Unit* logmsg_number_style<Unit>::put_fraction(unsigned fraction, Unit* at) const noexcept {
   at = put_piece(decimal_separator_, at);
-  char digits[most_fraction_digits];
+  char digits[most_fraction_digits + most_whole_digits];  // likewise
   fraction *= fraction_padding_;
   put_pair(fraction % 100, put_four(fraction / 100, digits));
   size_t count = fraction_digits_;
   while (digits[count - 1] == '0') --count;
-  if (!has_ascii_digits_) return put_digits(digits, count, at);
-  std::copy_n(digits, most_fraction_digits, at);
-  return at + count;
+  return put_digits(digits, count, at);
 }
 
 template <class Unit>
