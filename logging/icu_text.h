@@ -73,6 +73,8 @@ class icu_text_copying {
   // Whether the text reads as characters that are written as just these bytes; false also where a
   // converter has to tell. The text holds no NUL.
   bool keeps(std::string_view text) const noexcept;
+  // Whether it keeps every text of ASCII characters.
+  bool keeps_ascii() const noexcept { return keeps_ascii_; }
 
  private:
   void compare(const char* from, const char* to, int first, int last);

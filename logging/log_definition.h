@@ -87,6 +87,9 @@ class KP_API _kp_LOG_attribute_list : kp_UTIL_no_inadvertant_copies {
       unsigned char i) const noexcept;  // null when `i` is not below the size
   // The first attribute with that name, or null.
   _kp_LOG_attribute_entry* find(const _kp_LOG_hashed_name& name) const noexcept;
+  // Another number when a name that was found is found no longer, or finds another attribute; what
+  // is appended finds none of those. 0 while there is none.
+  uint64_t identity() const noexcept;
   // The array of all attributes, null while there is none. Valid until the list changes.
   _kp_LOG_attribute_entry** entries() const noexcept;
 
@@ -174,6 +177,8 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   // Look-ups by name take one probe by the name's hash and compare the bytes found there, however
   // many attributes there are; the first match wins. A null name finds nothing.
   _kp_LOG_attribute_entry* _find_attr_entry_by_name(const char* name) const noexcept;
+  // Another number when the name of an own attribute no longer finds that one.
+  uint64_t attributes_identity() const noexcept { return attributes_.identity(); }
   // The definition's own attribute, else the global one, else null.
   _kp_LOG_attribute_entry* get_attr_info_by_name(const char* name) const noexcept;
   _kp_LOG_attribute_entry* get_attr_info_by_name(const _kp_LOG_hashed_name& name) const noexcept;

@@ -55,6 +55,7 @@ void _kp_LOG_listed_attributes::remove(unsigned place) noexcept {
 }
 
 void _kp_LOG_listed_attributes::index_anew() noexcept {
+  identity_.renew();
   for (unsigned i = 0; i <= slot_mask_; ++i) slots()[i].store(0, std::memory_order_relaxed);
   const unsigned n = size();
   for (unsigned place = 0; place < n; ++place) index(place);
@@ -65,6 +66,11 @@ void _kp_LOG_listed_attributes::index_anew() noexcept {
 unsigned char _kp_LOG_attribute_list::size() const noexcept {
   const _kp_LOG_listed_attributes* const listed = listed_.load(std::memory_order_acquire);
   return listed != nullptr ? static_cast<unsigned char>(listed->size()) : 0;
+}
+
+uint64_t _kp_LOG_attribute_list::identity() const noexcept {
+  const _kp_LOG_listed_attributes* const listed = listed_.load(std::memory_order_acquire);
+  return listed != nullptr ? listed->identity() : 0;
 }
 
 _kp_LOG_attribute_entry** _kp_LOG_attribute_list::entries() const noexcept {

@@ -41,6 +41,8 @@ class _kp_LOG_listed_attributes : kp_UTIL_no_inadvertant_copies {
   void remove(unsigned place) noexcept;
   // Behind a change of an attribute's name.
   void index_anew() noexcept;
+  // Another number when a name that was found is found no longer, or finds another attribute.
+  uint64_t identity() const noexcept { return identity_.number(); }
 
   _kp_LOG_listed_attributes* outgrown = nullptr;  // its user's: the smaller one it replaced
   bool was_renamed = false;                       // whether a text of an attribute was set
@@ -58,6 +60,7 @@ class _kp_LOG_listed_attributes : kp_UTIL_no_inadvertant_copies {
   unsigned first_slot(uint32_t hash) const noexcept { return hash * 0x9E3779B1U >> slot_shift_; }
   void index(unsigned place) noexcept;
 
+  kp_log_identity identity_;
   const unsigned capacity_;
   const unsigned slot_mask_;        // slots, a power of two, less one
   const unsigned slot_shift_;       // 32 less their bits

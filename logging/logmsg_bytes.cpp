@@ -3,6 +3,7 @@
 #include <langinfo.h>
 
 #include <algorithm>
+#include <bit>
 #include <cfenv>
 #include <charconv>
 #include <cmath>
@@ -36,6 +37,8 @@ class logmsg_bytes_writer {
   void show_time(const logmsg_placeholder& placeholder);
   double real(const logmsg_placeholder& placeholder) const;
 
+  template <class Text>
+  void put_text(const Text& text);
   void put_integer(long long value);
   void put_fixed(double value);
   void put_radix(char* point);
@@ -75,15 +78,22 @@ void logmsg_bytes_writer::show(const logmsg_placeholder& placeholder, kp_Attribu
   end();
 }
 
+// Texts are ASCII as a rule; in any other a NUL may stand before the end.
+template <class Text>
+void logmsg_bytes_writer::put_text(const Text& text) {
+  if (!message_.append_ascii(text.c_str(), text.length()))
+    message_.append(std::string_view(text.c_str()));
+}
+
 void logmsg_bytes_writer::show_string(const logmsg_placeholder& placeholder,
                                       kp_AttributeType type) {
   const _kp_LOG_type_base* const held = placeholder.held_in(entry_, type);
   if (held == nullptr)
     message_.append(std::string_view(placeholder.string_of(entry_, type)));
-  else if (is_unicode_string_attribute(type))
-    message_.append(std::string_view(kp_log_value_in<_kp_LOG_ustring>(*held).c_str()));
+  else if (type >= TypeMBChar32 && type <= TypeMBChar2K)
+    put_text(kp_log_value_in<_kp_LOG_ustring>(*held));
   else
-    message_.append(std::string_view(kp_log_value_in<kp_String>(*held).c_str()));
+    put_text(kp_log_value_in<kp_String>(*held));
 }
 
 static long long held_integer(const _kp_LOG_type_base& held) noexcept {
@@ -168,10 +178,35 @@ void logmsg_bytes_writer::show_time(const logmsg_placeholder& placeholder) {
   message_.append(std::string_view(text));
 }
 
+// Of no more than 32 bits, and a sign.
 void logmsg_bytes_writer::put_integer(long long value) {
-  constexpr size_t room = 24;
+  constexpr size_t room = 16;
   char* const at = message_.room_for(room);
-  message_.end_at(std::to_chars(at, at + room, value).ptr);
+  *at = '-';
+  const bool is_negative = value < 0;
+  const auto magnitude = static_cast<unsigned>(is_negative ? -value : value);
+  char* const digits = at + (is_negative ? 1 : 0);
+  message_.end_at(std::to_chars(digits, at + room, magnitude).ptr);
+}
+
+// The millionths of a value, rounded to nearest and half to even; false for one that is large.
+static bool millionths_of(double magnitude, uint64_t& millionths) {
+  constexpr double most = 1e12;
+  constexpr unsigned mantissa_bits = 52;
+  constexpr unsigned bias = 1075;  // of the exponent of a mantissa that is a whole number
+  if (!(magnitude < most) || std::fegetround() != FE_TONEAREST) return false;
+  const auto bits = std::bit_cast<uint64_t>(magnitude);
+  const unsigned shift = bias - static_cast<unsigned>(bits >> mantissa_bits);
+  millionths = 0;
+  if (shift > 120) return true;  // far less than half of one, and 0
+  constexpr uint64_t implied = uint64_t{1} << mantissa_bits;
+  __extension__ using wide = unsigned __int128;
+  const wide product = static_cast<wide>((bits & (implied - 1)) | implied) * 1000000U;
+  const wide half = static_cast<wide>(1) << (shift - 1);
+  const wide rest = product & (2 * half - 1);
+  millionths = static_cast<uint64_t>(product >> shift);
+  if (rest > half || (rest == half && millionths % 2 != 0)) ++millionths;
+  return true;
 }
 
 // As "%f", in the radix character of the C library's locale.
@@ -179,14 +214,19 @@ void logmsg_bytes_writer::put_fixed(double value) {
   // The largest value has 309 digits, a radix character, 6 decimals and a sign.
   constexpr size_t room = 352;
   char* const at = message_.room_for(room);
-  if (!std::isfinite(value) || std::fegetround() != FE_TONEAREST)
+  uint64_t millionths = 0;
+  if (!millionths_of(std::fabs(value), millionths))
     return message_.end_at(at + std::snprintf(at, room, "%f", value));
-  char* const end = std::to_chars(at, at + room, value, std::chars_format::fixed, 6).ptr;
+  *at = '-';
+  char* const digits = at + (std::signbit(value) ? 1 : 0);
+  char* end = std::to_chars(digits, at + room, millionths / 1000000).ptr + 7;
   message_.end_at(end);
-  put_radix(end - 7);
+  auto decimals = static_cast<unsigned>(millionths % 1000000);
+  for (int i = 0; i < 6; ++i, decimals /= 10) *--end = static_cast<char>('0' + decimals % 10);
+  put_radix(end - 1);
 }
 
-// In place of the point that stands there, six digits before the end.
+// At its place, six digits before the end.
 void logmsg_bytes_writer::put_radix(char* point) {
   const char* const radix = nl_langinfo(RADIXCHAR);
   if (radix[0] != '\0' && radix[1] == '\0') {
@@ -210,15 +250,14 @@ void logmsg_bytes_writer::repeat_last() {
 
 static void render(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definition& definition,
                    const logmsg_plan& plan, logmsg_text& message) {
-  const char* literal = plan.literals().data();
   logmsg_bytes_writer writer(entry, message);
+  logmsg_literals literals(plan);
   for (const logmsg_plan::step& step : plan.steps()) {
-    message.append(literal, step.before_size);
-    literal += step.before_size;
-    writer.show(step.placeholder, step.placeholder.resolve(definition));
+    literals.append_before(step, message);
+    const bool is_known = step.type != TypeUnknown;
+    writer.show(step.placeholder, is_known ? step.type : step.placeholder.resolve(definition));
   }
-  const std::string_view literals = plan.literals();
-  message.append(literal, static_cast<size_t>(literals.data() + literals.size() - literal));
+  literals.append_rest(message);
 }
 
 void logmsg_render_bytes(const _kp_LOG_log_entry_imp& entry,
@@ -227,12 +266,12 @@ void logmsg_render_bytes(const _kp_LOG_log_entry_imp& entry,
   kp_log_no_bad_alloc([&] {
     const logmsg_choice choice = logmsg_choose(entry, definition, use_default, index);
     const logmsg_setting setting;
-    const logmsg_template_key key = logmsg_key_of(choice, 0);
+    const logmsg_template_key key = logmsg_key_of(choice, 0, *definition);
     logmsg_thread_plans& known = logmsg_thread_plans::current();
     if (const logmsg_plan* const plan = known.find(key, setting))
       return render(entry, *definition, *plan, message);
-    const logmsg_plan_ref plan =
-        logmsg_find_plan(choice.text != nullptr ? choice.text : "", logmsg_form::bytes, setting);
+    const logmsg_plan_ref plan = logmsg_find_plan(choice.text != nullptr ? choice.text : "",
+                                                  logmsg_form::bytes, setting, *definition);
     known.keep(key, plan);
     render(entry, *definition, *plan, message);
   });

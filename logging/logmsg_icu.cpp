@@ -29,21 +29,30 @@
 }
 
 static logmsg_plan_ref plan_from(const logmsg_catalog& catalog, const char* id,
-                                 const logmsg_setting& setting) {
+                                 const logmsg_setting& setting,
+                                 const _kp_LOG_log_definition& definition) {
+  if (id == nullptr) raise_no_default_message();
   const icu::UnicodeString text = catalog.find(id);
   if (text.isBogus()) kp_log_raise_alloc();
-  return logmsg_find_unicode_plan(text, setting);
+  return logmsg_find_unicode_plan(text, setting, definition);
 }
 
-// Finds the plan of the message's template, and keeps it for the thread.
+static logmsg_plan_ref plan_from(const char* text, const logmsg_setting& setting,
+                                 const _kp_LOG_log_definition& definition) {
+  return logmsg_find_plan(text != nullptr ? text : "", logmsg_form::text, setting, definition);
+}
+
+// Finds the plan of the message's template, and keeps it for the thread. The definition's
+// attributes are those of the key, or newer.
 static logmsg_plan_ref find_plan(const logmsg_choice& choice, const logmsg_setting& setting,
-                                 logmsg_texts texts, logmsg_thread_plans& known) {
+                                 const _kp_LOG_log_definition& definition, logmsg_texts texts,
+                                 logmsg_thread_plans& known) {
   const auto catalog = texts == logmsg_texts::catalog ? logmsg_current_catalog() : nullptr;
-  if (catalog && choice.id == nullptr) raise_no_default_message();
-  logmsg_plan_ref plan = catalog ? plan_from(*catalog, choice.id, setting)
-                                 : logmsg_find_plan(choice.text != nullptr ? choice.text : "",
-                                                    logmsg_form::text, setting);
-  known.keep(logmsg_key_of(choice, catalog ? catalog->identity() : 0), plan);
+  const logmsg_template_key key =
+      logmsg_key_of(choice, catalog ? catalog->identity() : 0, definition);
+  logmsg_plan_ref plan = catalog ? plan_from(*catalog, choice.id, setting, definition)
+                                 : plan_from(choice.text, setting, definition);
+  known.keep(key, plan);
   return plan;
 }
 
@@ -56,12 +65,17 @@ class logmsg_icu_writer {
       : plan_(plan), message_(message) {}
 
   bool write(const logmsg_icu_values& values);
+  // The same with what the entry holds, without reading all of it first; false also where reading
+  // might raise something.
+  bool write_held(const _kp_LOG_log_entry_imp& entry);
 
  private:
-  bool show(const logmsg_plan::step& step, const logmsg_icu_value& value);
+  template <class Next>
+  bool write_all(Next&& next);
+  [[gnu::always_inline]] bool show(const logmsg_plan::step& step, const logmsg_icu_value& value);
   template <class Value>
   bool put(const logmsg_number_style<char>& style, Value value);
-  bool show_text(const char* text);
+  bool show_text(std::string_view text);
   bool show_number(const icu::NumberFormat* format, const logmsg_icu_value& value);
   bool show_date(logmsg_kind kind, const logmsg_clock& clock);
   bool append(const icu::UnicodeString& units);
@@ -71,22 +85,44 @@ class logmsg_icu_writer {
   logmsg_dates* dates_ = nullptr;  // once the zones of this message are known
 };
 
-bool logmsg_icu_writer::write(const logmsg_icu_values& values) {
-  const char* literal = plan_.literals().data();
-  const logmsg_icu_value* value = values.values.data();
+// `next` gives the value of each step that has one, or false.
+template <class Next>
+bool logmsg_icu_writer::write_all(Next&& next) {
+  message_.clear();
+  logmsg_literals literals(plan_);
   for (const logmsg_plan::step& step : plan_.steps()) {
     if (step.placeholder.kind() == logmsg_kind::nothing) continue;
-    message_.append(literal, step.before_size);
-    literal += step.before_size;
-    if (step.is_shown && !show(step, *value)) return false;
-    ++value;
+    literals.append_before(step, message_);
+    logmsg_icu_value value;
+    if (!next(step, value) || (step.is_shown && !show(step, value))) return false;
   }
-  const std::string_view literals = plan_.literals();
-  message_.append(literal, static_cast<size_t>(literals.data() + literals.size() - literal));
+  literals.append_rest(message_);
   return true;
 }
 
-bool logmsg_icu_writer::show(const logmsg_plan::step& step, const logmsg_icu_value& value) {
+bool logmsg_icu_writer::write(const logmsg_icu_values& values) {
+  size_t number = 0;
+  return write_all([&](const logmsg_plan::step&, logmsg_icu_value& value) {
+    value = values[number++];
+    return true;
+  });
+}
+
+bool logmsg_icu_writer::write_held(const _kp_LOG_log_entry_imp& entry) {
+  if (!plan_.is_resolved()) return false;
+  return write_all([&entry](const logmsg_plan::step& step, logmsg_icu_value& value) {
+    if (step.placeholder.is_timestamp()) {
+      value = logmsg_icu_value(entry.get_timestamp(false));
+      return true;
+    }
+    const _kp_LOG_type_base* const held = step.placeholder.held_in(entry, step.type);
+    if (held == nullptr) return false;
+    value = logmsg_held_value(*held, step.type);
+    return true;
+  });
+}
+
+inline bool logmsg_icu_writer::show(const logmsg_plan::step& step, const logmsg_icu_value& value) {
   const logmsg_kind kind = step.placeholder.kind();
   switch (value.form) {
     case logmsg_icu_value::form::text:
@@ -110,14 +146,16 @@ bool logmsg_icu_writer::put(const logmsg_number_style<char>& style, Value value)
   return end != nullptr;
 }
 
-bool logmsg_icu_writer::show_text(const char* text) {
-  const std::string_view bytes(text);
-  if (plan_.copying().keeps(bytes)) {
-    message_.append(bytes);
+bool logmsg_icu_writer::show_text(std::string_view text) {
+  const icu_text_copying& copying = plan_.copying();
+  if (copying.keeps_ascii() && message_.append_ascii(text.data(), text.size())) return true;
+  const std::string_view shown(text.data());
+  if (copying.keeps(shown)) {
+    message_.append(shown);
     return true;
   }
   icu::UnicodeString units;  // a string in a code page that ICU does not know reads as empty
-  static_cast<void>(icu_text_decode(text, plan_.input(), units));
+  static_cast<void>(icu_text_decode(shown.data(), plan_.input(), units));
   return append(units);
 }
 
@@ -218,16 +256,23 @@ static icu::UnicodeString units_of(const logmsg_text& utf8) {
   return icu::UnicodeString::fromUTF8(icu::StringPiece(utf8.data(), static_cast<int>(utf8.size())));
 }
 
-static void render(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definition& definition,
-                   const logmsg_plan& plan, logmsg_message& message) {
+// By reading all values first, so that what is raised, and what ICU has to format, comes in order.
+static void render_in_order(const _kp_LOG_log_entry_imp& entry,
+                            const _kp_LOG_log_definition& definition, const logmsg_plan& plan,
+                            logmsg_icu_writer& writer, logmsg_message& message) {
   logmsg_icu_values values;
   values.read(entry, definition, plan);
   if (plan.taken() == logmsg_road::refused) refuse_pattern();
-  if (plan.taken() == logmsg_road::direct && logmsg_icu_writer(plan, message.bytes).write(values)) {
-    if (plan.is_converted_whole()) message.units = units_of(message.bytes);
-  } else {
-    message.units = formatted_pattern(plan, values);
-  }
+  if (plan.taken() == logmsg_road::direct && writer.write(values)) return;
+  message.units = formatted_pattern(plan, values);
+}
+
+static void render(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_definition& definition,
+                   const logmsg_plan& plan, logmsg_message& message) {
+  logmsg_icu_writer writer(plan, message.bytes);
+  if (plan.taken() != logmsg_road::direct || !writer.write_held(entry))
+    render_in_order(entry, definition, plan, writer, message);
+  if (!message.units && plan.is_converted_whole()) message.units = units_of(message.bytes);
   if (message.units && message.units->isBogus()) kp_log_raise_alloc();
 }
 
@@ -239,9 +284,10 @@ void logmsg_render_icu(const _kp_LOG_log_entry_imp& entry, const _kp_LOG_log_def
     const logmsg_setting setting(pages.input, pages.output);
     const uint64_t catalog = texts == logmsg_texts::catalog ? logmsg_current_catalog_identity() : 0;
     logmsg_thread_plans& known = logmsg_thread_plans::current();
-    if (const logmsg_plan* const plan = known.find(logmsg_key_of(choice, catalog), setting))
+    const logmsg_template_key key = logmsg_key_of(choice, catalog, *definition);
+    if (const logmsg_plan* const plan = known.find(key, setting))
       return render(entry, *definition, *plan, message);
-    render(entry, *definition, *find_plan(choice, setting, texts, known), message);
+    render(entry, *definition, *find_plan(choice, setting, *definition, texts, known), message);
   });
 }
 
@@ -252,7 +298,8 @@ icu::UnicodeString _kp_LOG_log_message::_render_template(const _kp_LOG_log_entry
   logmsg_message message;
   return kp_log_no_bad_alloc([&] {
     const logmsg_setting setting(kp_log_kept_text("UTF-8"), nullptr);
-    render(entry, *entry.get_definition(), *logmsg_find_unicode_plan(text, setting), message);
+    const _kp_LOG_log_definition& definition = *entry.get_definition();
+    render(entry, definition, *logmsg_find_unicode_plan(text, setting, definition), message);
     return *message.units;
   });
 }

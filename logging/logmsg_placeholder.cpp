@@ -93,10 +93,14 @@ kp_AttributeType logmsg_placeholder::resolve(const _kp_LOG_log_definition& defin
   return type;
 }
 
-const _kp_LOG_type_base* logmsg_placeholder::held_in(const _kp_LOG_log_entry_imp& entry,
-                                                     kp_AttributeType type) const noexcept {
-  const _kp_LOG_type_base* const held = entry._held(_kp_LOG_hashed_name(name_, name_hash_));
-  return held != nullptr && held->get_type() == type ? held : nullptr;
+kp_AttributeType logmsg_placeholder::known_type(
+    const _kp_LOG_log_definition& definition) const noexcept {
+  kp_AttributeType type = builtin_type_;
+  if (type == TypeUnknown) {
+    const _kp_LOG_attribute_entry* const own = definition._find_attr_entry_by_name(name());
+    if (own != nullptr) type = static_cast<kp_AttributeType>(own->get_type());
+  }
+  return has_name_token_ && suits(kind_, type) ? type : TypeUnknown;
 }
 
 kp_Time logmsg_placeholder::time_of(const _kp_LOG_log_entry_imp& entry) const {

@@ -5,11 +5,8 @@
 #include "base/kp_string.h"
 #include "base/kp_time.h"
 #include "kp_LOG_AttributeType.h"
+#include "logging/logentry_i.h"
 #include "logging/logmsg_token.h"
-
-class _kp_LOG_log_definition;
-class _kp_LOG_log_entry_imp;
-class _kp_LOG_type_base;
 
 // What a placeholder shows.
 enum class logmsg_kind { nothing, string, integer, floating, currency, percent, date, time };
@@ -24,6 +21,7 @@ class logmsg_placeholder {
 
   logmsg_kind kind() const noexcept { return kind_; }
   const char* name() const noexcept { return name_.c_str(); }
+  bool is_timestamp() const noexcept { return is_timestamp_; }  // the entry's own
 
   // The type of the named attribute. Reports the assertion
   // "p_token->get_type() == _KP_ARG_SPECIFIER_TOKEN" where no name stood behind the format
@@ -33,10 +31,17 @@ class logmsg_placeholder {
   //   "invalid format specifier for attribute \"NAME\"!"
   kp_AttributeType resolve(const _kp_LOG_log_definition& definition) const;
 
+  // What resolve() gives and raises nothing for as long as the definition's attributes_identity()
+  // is the same; TypeUnknown where that is not known.
+  kp_AttributeType known_type(const _kp_LOG_log_definition& definition) const noexcept;
+
   // The named value where the entry holds it as one of that type, which resolve() gave; else null:
   // the entry's getters then tell what is shown, or what is wrong.
   const _kp_LOG_type_base* held_in(const _kp_LOG_log_entry_imp& entry,
-                                   kp_AttributeType type) const noexcept;
+                                   kp_AttributeType type) const noexcept {
+    const auto* const held = entry._attributes().find(_kp_LOG_hashed_name(name_, name_hash_));
+    return held != nullptr && held->value->get_type() == type ? held->value : nullptr;
+  }
   // The named time: for "TIMESTAMP" the entry's own, in local time.
   kp_Time time_of(const _kp_LOG_log_entry_imp& entry) const;
   // The named string, multi-byte or plain; valid as long as the entry holds it.

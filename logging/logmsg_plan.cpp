@@ -13,13 +13,29 @@ logmsg_setting::logmsg_setting(const char* input_page, const char* output_page)
       output(output_page),
       default_page(icu_text_default_name()) {}
 
-logmsg_plan::logmsg_plan(std::string_view text, logmsg_form form, const logmsg_setting& setting)
+logmsg_plan::logmsg_plan(std::string_view text, logmsg_form form, const logmsg_setting& setting,
+                         const _kp_LOG_log_definition& definition)
     : text_(text), form_(form), default_page_(setting.default_page), setting_(setting) {
   setting_.default_page = default_page_.c_str();
   if (form_ == logmsg_form::bytes)
     plan_bytes();
   else
     plan_units();
+  literals_.append(logmsg_text::padding, '\0');
+  take_types_of(definition);
+}
+
+void logmsg_plan::take_types_of(const _kp_LOG_log_definition& definition) noexcept {
+  for (step& each : steps_) {
+    each.type = each.placeholder.known_type(definition);
+    is_resolved_ = is_resolved_ && each.type != TypeUnknown;
+  }
+}
+
+bool logmsg_plan::has_types_of(const _kp_LOG_log_definition& definition) const noexcept {
+  return std::all_of(steps_.begin(), steps_.end(), [&](const step& each) {
+    return each.type == each.placeholder.known_type(definition);
+  });
 }
 
 size_t logmsg_plan::bytes() const noexcept {
@@ -39,7 +55,9 @@ void logmsg_plan::plan_bytes() {
       literals_ += literal->text.c_str();
     } else if (const auto* format = dynamic_cast<const _kp_LOG_fmt_spec_token*>(token)) {
       if (token->next != nullptr) token = token->next;
-      steps_.push_back({logmsg_placeholder(*format, format->next), literals_.size() - taken, true});
+      steps_.push_back({.placeholder = logmsg_placeholder(*format, format->next),
+                        .before_size = literals_.size() - taken,
+                        .is_shown = true});
       taken = literals_.size();
     }
   }
@@ -54,8 +72,10 @@ void logmsg_plan::plan_units() {
   if (pattern_.isBogus()) kp_log_raise_alloc();
   road_ = read.taken();
   for (const logmsg_icu_pattern::step& shown : read.steps()) {
-    steps_.push_back({shown.placeholder, take_literal(shown.before), shown.is_shown,
-                      shown.is_shown ? style_of(shown.placeholder.kind()) : nullptr});
+    steps_.push_back({.placeholder = shown.placeholder,
+                      .before_size = take_literal(shown.before),
+                      .is_shown = shown.is_shown,
+                      .style = shown.is_shown ? style_of(shown.placeholder.kind()) : nullptr});
     reads_texts_ = reads_texts_ || shown.placeholder.kind() == logmsg_kind::string;
   }
   take_literal(read.rest());

@@ -20,6 +20,7 @@
 #include "logging/logmsg_icu_pattern.h"
 #include "logging/logmsg_numbers.h"
 #include "logging/logmsg_placeholder.h"
+#include "logging/logmsg_text.h"
 
 // How the bytes of a template read.
 enum class logmsg_form {
@@ -50,28 +51,33 @@ class logmsg_plan {
     logmsg_placeholder placeholder;
     size_t before_size = 0;  // of the literal text before it
     bool is_shown = false;   // false inside quotes, and without a meaning
+    // Of the attribute; unknown where it has to be resolved for each message.
+    kp_AttributeType type = TypeUnknown;
     // How a number is written; null when ICU has to show it. The plan's.
     const logmsg_number_style<char>* style = nullptr;
   };
 
   // Raises KPX_memory_alloc, and what the tokenizers raise.
-  logmsg_plan(std::string_view text, logmsg_form form, const logmsg_setting& setting);
+  logmsg_plan(std::string_view text, logmsg_form form, const logmsg_setting& setting,
+              const _kp_LOG_log_definition& definition);
 
   bool is_under(const logmsg_setting& setting) const noexcept {
     return setting.locale == setting_.locale && setting.output == setting_.output &&
            (setting.input == setting_.input || !reads_texts_) &&
            std::strcmp(setting.default_page, setting_.default_page) == 0;
   }
-  bool is_for(std::string_view text, logmsg_form form,
-              const logmsg_setting& setting) const noexcept {
-    return form == form_ && is_under(setting) && text == text_;
+  bool is_for(std::string_view text, logmsg_form form, const logmsg_setting& setting,
+              const _kp_LOG_log_definition& definition) const noexcept {
+    return form == form_ && is_under(setting) && text == text_ && has_types_of(definition);
   }
 
   logmsg_road taken() const noexcept { return road_; }
   const std::vector<step>& steps() const noexcept { return steps_; }
-  // The literal texts of all steps, and the one behind them, one after the other. In the code page
-  // of the output, or in UTF-8 where the message has to be converted as a whole.
-  std::string_view literals() const noexcept { return literals_; }
+  // Whether the type of every attribute is known.
+  bool is_resolved() const noexcept { return is_resolved_; }
+  // The literal texts of all steps, and the one behind them, one after the other, and padding. In
+  // the code page of the output, or in UTF-8 where the message has to be converted as a whole.
+  const std::string& literals() const noexcept { return literals_; }
   bool is_converted_whole() const noexcept { return is_converted_whole_; }
   const char* page() const noexcept { return page_; }  // a kept text, or "UTF-8"
   // The code page of the values, and what need not be converted of them.
@@ -91,6 +97,8 @@ class logmsg_plan {
 
   static constexpr size_t longest_kept = 32768;  // bytes of the template
 
+  bool has_types_of(const _kp_LOG_log_definition& definition) const noexcept;
+  void take_types_of(const _kp_LOG_log_definition& definition) noexcept;
   void plan_bytes();
   void plan_units();
   void choose_page();
@@ -106,6 +114,7 @@ class logmsg_plan {
   const char* input_ = "";
   const char* page_ = "UTF-8";
   bool is_converted_whole_ = false;
+  bool is_resolved_ = true;
   bool reads_texts_ = false;
   icu_text_copying copying_;
   logmsg_road road_ = logmsg_road::refused;
@@ -114,6 +123,25 @@ class logmsg_plan {
   std::string literals_;
   icu::UnicodeString pattern_;
   mutable std::atomic<unsigned> shares_{0};
+};
+
+// The literal texts of a plan, on their way into a message.
+class logmsg_literals {
+ public:
+  explicit logmsg_literals(const logmsg_plan& plan) noexcept
+      : at_(plan.literals().data()), end_(at_ + plan.literals().size() - logmsg_text::padding) {}
+
+  void append_before(const logmsg_plan::step& step, logmsg_text& message) {
+    message.append_padded(at_, step.before_size);
+    at_ += step.before_size;
+  }
+  void append_rest(logmsg_text& message) {
+    message.append_padded(at_, static_cast<size_t>(end_ - at_));
+  }
+
+ private:
+  const char* at_;
+  const char* const end_;
 };
 
 // A share of a plan, or none. The last one that is given up destroys the plan.

@@ -17,7 +17,8 @@ class logmsg_known_plans {
 
   // None when it is not known.
   logmsg_plan_ref find(size_t hash, std::string_view text, logmsg_form form,
-                       const logmsg_setting& setting) const noexcept;
+                       const logmsg_setting& setting,
+                       const _kp_LOG_log_definition& definition) const noexcept;
   // In place of an older one, and of as many others as there is no memory for.
   void keep(size_t hash, logmsg_plan_ref plan) noexcept;
 
@@ -40,11 +41,12 @@ class logmsg_known_plans {
 };
 
 logmsg_plan_ref logmsg_known_plans::find(size_t hash, std::string_view text, logmsg_form form,
-                                         const logmsg_setting& setting) const noexcept {
+                                         const logmsg_setting& setting,
+                                         const _kp_LOG_log_definition& definition) const noexcept {
   const slot* const set = &slots_[hash % sets * ways];
   for (const slot* kept = set; kept != set + ways; ++kept)
     if (kept->plan.get() != nullptr && kept->hash == hash &&
-        kept->plan->is_for(text, form, setting)) {
+        kept->plan->is_for(text, form, setting, definition)) {
       return kept->plan;
     }
   return {};
@@ -68,14 +70,15 @@ static constinit std::mutex plans_lock;  // a leaf: templates are planned outsid
 static constinit kp_log_never_destroyed<logmsg_known_plans> known_plans;
 
 logmsg_plan_ref logmsg_find_plan(std::string_view text, logmsg_form form,
-                                 const logmsg_setting& setting) {
+                                 const logmsg_setting& setting,
+                                 const _kp_LOG_log_definition& definition) {
   const size_t hash = std::hash<std::string_view>()(text);
-  const auto known = [&] { return known_plans.value.find(hash, text, form, setting); };
+  const auto known = [&] { return known_plans.value.find(hash, text, form, setting, definition); };
   {
     const std::lock_guard<std::mutex> hold(plans_lock);
     if (logmsg_plan_ref plan = known(); plan.get() != nullptr) return plan;
   }
-  logmsg_plan_ref made(new logmsg_plan(text, form, setting));
+  logmsg_plan_ref made(new logmsg_plan(text, form, setting, definition));
   if (made->is_long()) return made;
   const std::lock_guard<std::mutex> hold(plans_lock);
   if (logmsg_plan_ref plan = known(); plan.get() != nullptr) return plan;
@@ -84,10 +87,11 @@ logmsg_plan_ref logmsg_find_plan(std::string_view text, logmsg_form form,
 }
 
 logmsg_plan_ref logmsg_find_unicode_plan(const icu::UnicodeString& text,
-                                         const logmsg_setting& setting) {
+                                         const logmsg_setting& setting,
+                                         const _kp_LOG_log_definition& definition) {
   const auto* const bytes = reinterpret_cast<const char*>(text.getBuffer());
   return logmsg_find_plan({bytes, static_cast<size_t>(text.length()) * sizeof(char16_t)},
-                          logmsg_form::catalog, setting);
+                          logmsg_form::catalog, setting, definition);
 }
 
 // --- A thread's plans ---

@@ -4,7 +4,9 @@
 #include <malloc.h>
 #include <unicode/ucnv.h>
 
-#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <functional>
 #include <memory>
 #include <random>
 #include <string>
@@ -151,6 +153,29 @@ TEST(RenderPlans, PutHalvesOfAPairTogetherAsIcuDoes) {
   entry->add_attrib_mbstr("MBTEXT", "x", true);
   EXPECT_EQ(kp_LOG_RenderMessage(*entry), "\xEF\xBF\xBDx");
   kp_LOG_LogConfig::SetMessageCatalogPath(nullptr);
+}
+
+// --- The byte renderer --------------------------------------------------------------------------
+
+TEST(RenderPlans, OfBytesShowRealsAsTheCLibraryDoes) {
+  const uint64_t seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937_64 random(seed);
+  message_entry entry("%f%REAL% ");
+  std::vector<double> values = {
+      0.0,   -0.0,   0.5,   5e-7,  1.5e-6,    2.5e-6, 1e12, 999999999999.9999995,
+      -1e12, 5e-324, 1e-60, 1e308, 0.0000005, 1e-6,   NAN,  HUGE_VAL};
+  for (int i = 0; i < 3000; ++i) {
+    const int whole = static_cast<int>(random());
+    values.push_back(std::ldexp(whole, -static_cast<int>(random() % 70)));
+    values.push_back(whole / 1e6 + 5e-7);
+  }
+  for (const double value : values) {
+    entry->add_attrib_float8("REAL", value);
+    char expected[400];
+    std::snprintf(expected, sizeof expected, "%f ", value);
+    ASSERT_EQ(entry.bytes(), expected);
+  }
 }
 
 // --- Settings that change between messages ------------------------------------------------------
