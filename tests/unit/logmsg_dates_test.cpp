@@ -326,3 +326,17 @@ TEST(MessageDates, ShowNothingInACodePageThatIcuDoesNotKnow) {
                 .data(),
             nullptr);
 }
+
+TEST(MessageDates, RaiseWhatAFailedAllocationIs) {
+  const icu_locale_setting locale("dz_BT");  // its times are long
+  const environment_value tz("TZ", "UTC");
+  const icu_zone_setting zone("UTC");
+  const logmsg_date_style style = style_of(logmsg_kind::time);
+  const std::string right = shown(style, summer_evening);
+  EXPECT_GT(for_each_failing_new([&] {
+              logmsg_dates fresh;
+              fresh.follow_zones();
+              EXPECT_EQ(fresh.shown(style, summer_evening), right);
+            }),
+            0U);
+}
