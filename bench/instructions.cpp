@@ -180,19 +180,29 @@ static void count_moving(long times) {
   });
 }
 
-static void count_rejecting(long times, const char* settings) {
+// `low` is the lowest level that passes; the entry's is 5.
+static void count_filtering(long times, const char* settings, unsigned low, bool asks_before) {
   const temp_folder folder;
   if (settings != nullptr)
     kp_LOG_LogConfig::SetConfigurationSource(folder.write("f.cfg", settings).c_str(),
                                              KP_CONFIG_FILE);
   _kp_LOG_entry_filter filter;
   filter.set_section("filter");
-  filter.set_filter_log_level(6, 9);
+  filter.set_filter_log_level(low, 9);
   const kp_LOG_LogEntry entry = filled_entry();
-  count_operation(times, [&filter, &entry] {
-    if (filter.check_entry(entry)) std::abort();
-  });
+  const bool passes = low <= 5;
+  if (asks_before)
+    count_operation(times, [&filter, passes] {
+      if (filter.accepts(5, 0x1) != passes) std::abort();
+    });
+  else
+    count_operation(times, [&filter, &entry, passes] {
+      if (filter.check_entry(entry) != passes) std::abort();
+    });
 }
+
+constexpr char rejecting_settings[] = "[filter]\nLogLevelLow=6\nLogLevelHigh=9\n[]\n\n";
+constexpr char accepting_settings[] = "[filter]\nLogLevelLow=1\nLogLevelHigh=9\n[]\n\n";
 
 std::vector<counted_operation> library_operations() {
   return {
@@ -211,11 +221,14 @@ std::vector<counted_operation> library_operations() {
        [](long times) { count_finding_an_attribute(times, "LAST.GLOBAL"); }},
       {"copy", count_copying},
       {"move", count_moving},
-      {"reject", [](long times) { count_rejecting(times, nullptr); }},
+      {"reject", [](long times) { count_filtering(times, nullptr, 6, false); }},
       {"reject_configured",
-       [](long times) {
-         count_rejecting(times, "[filter]\nLogLevelLow=6\nLogLevelHigh=9\n[]\n\n");
-       }},
+       [](long times) { count_filtering(times, rejecting_settings, 6, false); }},
+      {"filter_rejects", [](long times) { count_filtering(times, nullptr, 6, true); }},
+      {"filter_rejects_settings",
+       [](long times) { count_filtering(times, rejecting_settings, 6, true); }},
+      {"filter_accepts_settings",
+       [](long times) { count_filtering(times, accepting_settings, 1, true); }},
   };
 }
 

@@ -175,6 +175,7 @@ static void replace_source(const char* path) {
   std::unique_ptr<configuration_source::holder> next;
   if (path != nullptr) next = configuration_source::make(path);
   configuration_source::publish(std::move(next));
+  kp_logcfg_generation.fetch_add(1, std::memory_order_release);
 }
 
 static bool exists(const char* path) {

@@ -194,6 +194,12 @@ static void read_settings(FILE* file, _kp_LOG_log_setting_tbl& settings) {
 
 // ---- sources ----
 
+constinit std::atomic<uint64_t> kp_logcfg_generation{1};
+
+static void tell_change() noexcept {
+  kp_logcfg_generation.fetch_add(1, std::memory_order_release);
+}
+
 _kp_LOG_configuration::~_kp_LOG_configuration() = default;
 
 unsigned _kp_LOG_file_configuration::bCfgReaded = 0;
@@ -249,7 +255,10 @@ bool _kp_LOG_file_configuration::_is_up_to_date(const struct stat& status) const
 bool _kp_LOG_file_configuration::_read_anew(const struct stat& status) const {
   was_read_ = false;
   const bool parsed = parse_file(nullptr);
-  if (!parsed) current_.store(nullptr, std::memory_order_release);
+  if (!parsed) {
+    current_.store(nullptr, std::memory_order_release);
+    tell_change();
+  }
   last_changed_ = status.st_mtime;
   was_read_ = true;
   if (parsed && !is_retired_.load(std::memory_order_relaxed)) announce_settings(1);
@@ -274,6 +283,7 @@ bool _kp_LOG_file_configuration::parse_file(const _kp_LOG_log_setting_tbl* held)
   read_settings(file.get(), fresh.front());
   tables_.splice_after(tables_.before_begin(), fresh);
   current_.store(&tables_.front(), std::memory_order_release);
+  tell_change();
   return true;
 }
 

@@ -64,6 +64,12 @@ class KP_API read_file {
   int position_ = 0;  // bytes from the start of the file
 };
 
+// Goes up behind every change of what look-ups give: another source of the process, a file that was
+// read, a file that cannot be read any more. Whoever remembers what a look-up gave compares the
+// number of before that look-up; look-ups that may read a file, as long as bCfgReaded is 0, are not
+// to be remembered.
+extern std::atomic<uint64_t> kp_logcfg_generation;
+
 // A text file of sections and key/value lines, described in docs/configuration-file.md. Read once,
 // at the first look-up, and not again as long as bCfgReaded says that a file has been parsed.
 // Any thread may look values up: the first parses the file while others wait; after that no lock is
