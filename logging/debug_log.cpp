@@ -2,6 +2,7 @@
 #include <pthread.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -34,22 +35,48 @@ static int open_debug_log() {
   return -1;
 }
 
+// A broken-down time and its text, as the calling thread told it last: lines of one second share
+// it.
+struct debug_log_second {
+  bool is(const struct tm& time) const noexcept {
+    return second == time.tm_sec && minute == time.tm_min && hour == time.tm_hour &&
+           day == time.tm_mday && month == time.tm_mon && year == time.tm_year;
+  }
+  void tell(const struct tm& time) {
+    const size_t length = KP_strftime(text, sizeof text, "%Y/%m/%d %H:%M:%S", &time);
+    text[length] = '\0';
+    second = time.tm_sec;
+    minute = time.tm_min;
+    hour = time.tm_hour;
+    day = length != 0 ? time.tm_mday : 0;
+    month = time.tm_mon;
+    year = time.tm_year;
+  }
+
+  int second = 0, minute = 0, hour = 0, day = 0, month = 0, year = 0;  // as in a tm; no day is 0
+  char text[20] = "";
+};
+
 // The local time as "YYYY/MM/DD HH:MM:SS"; "" when it cannot be told.
-static void format_local_time(char (&text)[20]) {
+static const char* local_time_text() {
+  static constinit thread_local debug_log_second last;
   const time_t now = KP_time(nullptr);
   struct tm local;
-  if (KP_localtime_r(&now, &local) == nullptr ||
-      KP_strftime(text, sizeof text, "%Y/%m/%d %H:%M:%S", &local) == 0)
-    text[0] = '\0';
+  if (KP_localtime_r(&now, &local) == nullptr) return "";
+  if (!last.is(local)) last.tell(local);
+  return last.text;
 }
 
-// Prints the prefix of a line and returns its length, which is far below `size`.
-static size_t print_prefix(char* line, size_t size) {
-  char when[20];
-  format_local_time(when);
-  const int length = snprintf(line, size, "%s(pid=%d)(tid=%d):", when, static_cast<int>(getpid()),
-                              static_cast<int>(pthread_self()));
-  return length > 0 ? static_cast<size_t>(length) : 0;
+// Room for a prefix: a time, what stands around it, and two numbers.
+static constexpr size_t prefix_room = 64;
+
+// Prints the prefix of a line and returns its end.
+static char* print_prefix(char* line) {
+  char* const end = line + prefix_room;
+  line = stpcpy(line, local_time_text());
+  line = std::to_chars(stpcpy(line, "(pid="), end, static_cast<int>(getpid())).ptr;
+  line = std::to_chars(stpcpy(line, ")(tid="), end, static_cast<int>(pthread_self())).ptr;
+  return stpcpy(line, "):");
 }
 
 // One write for the whole line, so that lines of several threads and processes stay apart. Nobody
@@ -98,7 +125,7 @@ __attribute__((noinline, format(printf, 1, 0))) static void append_line(const ch
                                                                         va_list args) {
   const int errno_of_caller = errno;
   char line[stack_line_room];
-  const size_t prefix = print_prefix(line, sizeof line);
+  const auto prefix = static_cast<size_t>(print_prefix(line) - line);
 
   va_list args_again;
   va_copy(args_again, args);
