@@ -66,17 +66,26 @@ bool kp_ldf_read_bytes(Source& in, kp_String& bytes, unsigned length) {
   return in.read(&bytes[0], length);
 }
 
+// How much of `length` bytes is the text: all before the first NUL.
+inline unsigned kp_ldf_text_length(const char* bytes, unsigned length) noexcept {
+  const void* const nul = std::memchr(bytes, '\0', length);
+  return nul != nullptr ? static_cast<unsigned>(static_cast<const char*>(nul) - bytes) : length;
+}
+
 // The text of `length` bytes up to its first NUL; without one all of them are the text. A text that
 // ends early is copied out of its bytes, so that it does not hold the memory of all of them for as
 // long as it lives.
 template <class Source>
 bool kp_ldf_read_text_of(Source& in, kp_String& text, unsigned length) {
+  char short_text[64];
+  if (length <= sizeof short_text) {
+    if (!in.read(short_text, length)) return false;
+    text = kp_String(short_text, kp_ldf_text_length(short_text, length));
+    return true;
+  }
   kp_String bytes;
   if (!in.may_hold(length) || !kp_ldf_read_bytes(in, bytes, length)) return false;
-  const void* const nul = std::memchr(bytes.c_str(), '\0', length);
-  const unsigned kept = nul != nullptr
-                            ? static_cast<unsigned>(static_cast<const char*>(nul) - bytes.c_str())
-                            : length;
+  const unsigned kept = kp_ldf_text_length(bytes.c_str(), length);
   if (kept + 1 < length)
     bytes = kp_String(bytes.c_str(), kept);
   else
@@ -93,7 +102,7 @@ bool kp_ldf_read_string(Source& in, kp_String& text) {
     return false;
   }
   if (length != 0) return kp_ldf_read_text_of(in, text, length);
-  text = "";
+  text = kp_String("", 0);
   return true;
 }
 

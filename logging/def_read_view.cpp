@@ -12,7 +12,8 @@ _kp_LOG_ldf_view::_kp_LOG_ldf_view(FILE* stream) noexcept : descriptor_(KP_filen
   changed_at_ = status.st_ctim;
 }
 
-bool _kp_LOG_ldf_view::read(void* bytes, size_t n) noexcept {
+// Where the window does not hold all of it.
+bool _kp_LOG_ldf_view::read_beyond(void* bytes, size_t n) noexcept {
   if (!may_hold(n)) return false;
   auto* target = static_cast<unsigned char*>(bytes);
   const size_t held = take_from_window(target, n);

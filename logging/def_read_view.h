@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 #include "base/kp_nocopy.h"
@@ -19,7 +20,13 @@ class _kp_LOG_ldf_view : kp_UTIL_no_inadvertant_copies {
 
   // Any offset will do; reading beyond the file's end fails.
   void seek(uint64_t offset) noexcept { position_ = offset; }
-  bool read(void* bytes, size_t n) noexcept;
+  bool read(void* bytes, size_t n) noexcept {
+    const uint64_t skipped = position_ - window_start_;
+    if (skipped > window_length_ || n > window_length_ - skipped) return read_beyond(bytes, n);
+    std::memcpy(bytes, window_ + skipped, n);
+    position_ += n;
+    return true;
+  }
   bool may_hold(size_t n) const noexcept { return position_ <= size_ && n <= size_ - position_; }
   static constexpr bool knows_its_end() noexcept { return true; }
   uint64_t position() const noexcept { return position_; }
@@ -30,6 +37,7 @@ class _kp_LOG_ldf_view : kp_UTIL_no_inadvertant_copies {
  private:
   static constexpr size_t window_size = 4096;
 
+  bool read_beyond(void* bytes, size_t n) noexcept;
   size_t take_from_window(unsigned char* bytes, size_t n) noexcept;
   void fill_window() noexcept;
   size_t read_at_position(void* bytes, size_t n) noexcept;

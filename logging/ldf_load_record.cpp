@@ -42,13 +42,15 @@ static void require_same_selector(const _kp_LOG_log_definition& def, const kp_St
 // Only the selector attribute may be declared again.
 static void add_attribute(_kp_LOG_log_definition& def, kp_String&& name, kp_AttributeType type,
                           kp_String&& redirection, bool is_selector) {
-  if (!is_selector && def._find_attr_entry_by_name(name.c_str()) != nullptr)
-    kp_log_raise<KPX_logging_invalid_definition>(
-        {"<KPX_logging_invalid_definition> attribute ", name.c_str(), " already exist."});
   std::unique_ptr<_kp_LOG_attribute_entry> entry(new (std::nothrow) _kp_LOG_attribute_entry(
       std::move(name), std::move(redirection), static_cast<unsigned char>(type)));
   if (entry == nullptr) kp_log_raise_alloc();
-  def.add_attr_info(std::move(entry), is_selector);
+  if (is_selector) return def.add_attr_info(std::move(entry), true);
+  if (def.add_new_attr_info(std::move(entry))) return;
+  // NOLINTNEXTLINE(bugprone-use-after-move): it was not taken over
+  const char* const held = entry->get_name();
+  kp_log_raise<KPX_logging_invalid_definition>(
+      {"<KPX_logging_invalid_definition> attribute ", held, " already exist."});
 }
 
 // Whether there was none but the selector attribute.

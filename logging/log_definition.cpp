@@ -254,6 +254,7 @@ void _kp_LOG_log_definition::reserve_attributes(unsigned count) {
 // Out of the list, with whatever it was the selector of.
 std::unique_ptr<_kp_LOG_attribute_entry> _kp_LOG_log_definition::take_attribute(
     _kp_LOG_attribute_entry* entry) noexcept {
+  if (entry == nullptr) return nullptr;
   auto taken = attributes_.take(entry);
   if (taken != nullptr) was_changed_ = true;
   if (taken != nullptr && taken.get() == now().selector) set_selector(nullptr);
@@ -267,10 +268,20 @@ void _kp_LOG_log_definition::add_attr_info(const char* name, unsigned char type,
   append_attribute(make_owned<_kp_LOG_attribute_entry>(name, redirection, type), is_selector);
 }
 
+static _kp_LOG_hashed_name hashed_name_of(const _kp_LOG_attribute_entry& entry) noexcept {
+  return {entry.get_name_string(), entry.get_name_hash()};
+}
+
 void _kp_LOG_log_definition::add_attr_info(std::unique_ptr<_kp_LOG_attribute_entry>&& entry,
                                            bool is_selector) {
-  take_attribute(attributes_.find(_kp_LOG_hashed_name(entry->get_name())));
+  take_attribute(attributes_.find(hashed_name_of(*entry)));
   append_attribute(std::move(entry), is_selector);
+}
+
+bool _kp_LOG_log_definition::add_new_attr_info(std::unique_ptr<_kp_LOG_attribute_entry>&& entry) {
+  if (attributes_.find(hashed_name_of(*entry)) != nullptr) return false;
+  append_attribute(std::move(entry), false);
+  return true;
 }
 
 void _kp_LOG_log_definition::append_attribute(std::unique_ptr<_kp_LOG_attribute_entry>&& entry,

@@ -211,6 +211,9 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
                      const char* redirection);
   // The same, taking the attribute over.
   void add_attr_info(std::unique_ptr<_kp_LOG_attribute_entry>&& entry, bool is_selector);
+  // The same of one that is no selector, unless the name is held already: then it stays the
+  // caller's. Whether it was added.
+  bool add_new_attr_info(std::unique_ptr<_kp_LOG_attribute_entry>&& entry);
   // Makes room for `count` further own attributes, as far as there may be that many.
   void reserve_attributes(unsigned count);
   // Removes exactly that attribute from the own list, else from the global one; false when neither
