@@ -175,7 +175,7 @@ class event_header_writer {
     write_left_out(event);
     line("class " + name + " : public ::kp_LOG_LogEntry {\n public:");
     line("  static constexpr ::std::uint32_t id = " + scope_ + ids_.of(event.name.value) + ";");
-    write_flags_of(event);
+    write_question(event);
     const std::vector<numbered_attribute> attributes = addable_attributes(event);
     if (attributes.empty())
       line("\n  explicit " + name + "(unsigned log_level) : kp_LOG_LogEntry(id, log_level) {}");
@@ -184,9 +184,12 @@ class event_header_writer {
     line("};");
   }
 
-  void write_flags_of(const event_model& event) {
+  void write_question(const event_model& event) {
     line("  static constexpr ::std::uint32_t property_flags = 0x" + hexadecimal(event.flags, 8) +
          ";");
+    line("\n  // Whether the filter takes such an event of that level. Asked before one is built.");
+    line("  static bool accepted_by(const ::_kp_LOG_entry_filter& filter, unsigned log_level) {");
+    line("    return filter.accepts(log_level, property_flags);\n  }");
   }
 
   // An attribute, and its number among those of the definition.

@@ -115,7 +115,14 @@ TEST(HeaderPage, ItsProgramCompilesWithTheHeaderOfTheSourcePagesExample) {
   ASSERT_EQ(run_kplog(folder.path(), "header events.yaml -o events.h").status, 0);
   const std::string program = page_block("generated-header.md", "A program");
   EXPECT_NE(program.find("#include \"events.h\""), std::string::npos);
-  EXPECT_TRUE(compiles_in(folder, program));
+  const std::string question = page_block("generated-header.md", "Where most events");
+  EXPECT_NE(question.find("accepted_by(filter, 3)"), std::string::npos);
+  EXPECT_TRUE(compiles_in(
+      folder, program +
+                  "void ask(const _kp_LOG_entry_filter& filter, std::string_view user,\n"
+                  "         std::uint16_t port, const std::string& host) {\n"
+                  "  using outcome = events::entry_USER_LOGIN::OUTCOME_value;\n" +
+                  question + "}\n"));
 }
 
 // --- Names that are taken -----------------------------------------------------------------------

@@ -51,6 +51,41 @@ TEST_F(GeneratedHeader, PropertyFlagsOfAnEventAreAConstant) {
   EXPECT_EQ(entry.GetPropertyMask(), entry_DOWNLOAD_FINISHED::property_flags);
 }
 
+// Of events with flags, with others and without any.
+template <class Entry>
+static void expect_filter_asked_before(const Entry& entry) {
+  _kp_LOG_entry_filter filter;
+  for (unsigned low = 0; low <= 9; ++low)
+    for (unsigned mask : {0U, 1U, 2U, 0x04000000U, 0xFFFFFFFFU}) {
+      filter.set_filter_log_level(low, 7);
+      filter.set_property_mask(mask);
+      EXPECT_EQ(Entry::accepted_by(filter, entry.GetLogLevel()), filter.check_entry(entry))
+          << low << ' ' << mask;
+    }
+}
+
+TEST_F(GeneratedHeader, FilterSaysBeforeWhatItWouldSayOfTheEntry) {
+  for (unsigned level = 0; level <= 9; ++level) {
+    expect_filter_asked_before(entry_PACKAGE_INSTALLED(level, {"zlib", "1", 1u}));
+    expect_filter_asked_before(entry_DOWNLOAD_FINISHED(level, {1.0, kp_Time(), "mirror"}));
+    expect_filter_asked_before(
+        entry_SIGNATURE_CHECKED(level, {"zlib", entry_SIGNATURE_CHECKED::OUTCOME_value::value_0}));
+  }
+}
+
+// What is built of an event without a definition raises.
+TEST_F(GeneratedHeader, NothingIsBuiltOfAnEventThatTheFilterRejects) {
+  kp_LOG_LogConfig::ClearDefinitions();
+  _kp_LOG_entry_filter filter;
+  filter.set_filter_log_level(4, 9);
+  const auto log = [&filter](unsigned level) {
+    if (entry_DOWNLOAD_FINISHED::accepted_by(filter, level))
+      entry_DOWNLOAD_FINISHED(level, {.SHARE = 1, .ENDED = kp_Time(), .PEER = "mirror"});
+  };
+  EXPECT_NO_THROW(log(3));
+  EXPECT_THROW(log(4), KPX_logging_entry_type_not_found);
+}
+
 // What the header says of attributes, and what the table reads: the library's own way to a number.
 TEST_F(GeneratedHeader, NumbersOfAttributesAreThoseOfTheLoadedDefinitions) {
   const std::string header = read_whole_file(KPLOG_GENERATED_HEADER);
