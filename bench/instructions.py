@@ -56,7 +56,7 @@ ROWS = [
     Row("find one of 255 global ones", "find_global_attribute"),
     Row("reject", "reject", 60, [("spdlog, below its level", "spdlog_reject")]),
     Row("reject, by a settings file", "reject_configured", 60),
-    Row("asked before: reject", "filter_rejects", 60),
+    Row("asked before: reject", "filter_rejects", 60, [("spdlog, below its level", "spdlog_reject")]),
     Row("asked before: reject, settings file", "filter_rejects_settings", 60),
     Row("asked before: accept, settings file", "filter_accepts_settings"),
 ]
