@@ -77,6 +77,7 @@ inline unsigned kp_ldf_text_length(const char* bytes, unsigned length) noexcept 
 // long as it lives.
 template <class Source>
 bool kp_ldf_read_text_of(Source& in, kp_String& text, unsigned length) {
+  if (!in.may_hold(length)) return false;
   char short_text[64];
   if (length <= sizeof short_text) {
     if (!in.read(short_text, length)) return false;
@@ -84,7 +85,7 @@ bool kp_ldf_read_text_of(Source& in, kp_String& text, unsigned length) {
     return true;
   }
   kp_String bytes;
-  if (!in.may_hold(length) || !kp_ldf_read_bytes(in, bytes, length)) return false;
+  if (!kp_ldf_read_bytes(in, bytes, length)) return false;
   const unsigned kept = kp_ldf_text_length(bytes.c_str(), length);
   if (kept + 1 < length)
     bytes = kp_String(bytes.c_str(), kept);
