@@ -16,7 +16,7 @@
 struct logmsg_icu_value {
   enum class form { integer, floating, date, text };
 
-  logmsg_icu_value() noexcept {}  // NOLINT: left as it is
+  logmsg_icu_value() noexcept : logmsg_icu_value(0) {}
   explicit logmsg_icu_value(int value) noexcept : form(form::integer), integer(value) {}
   explicit logmsg_icu_value(double value) noexcept : form(form::floating), real(value) {}
   explicit logmsg_icu_value(std::string_view value) noexcept : form(form::text), text(value) {}
