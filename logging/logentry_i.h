@@ -53,6 +53,10 @@ class KP_API _kp_LOG_log_entry_imp {
   static void* operator new(size_t size, const std::nothrow_t&) noexcept;
   static void* operator new(size_t, void* place) noexcept { return place; }
   static void operator delete(void* memory) noexcept;
+  // Where a constructor raises behind the second of these.
+  static void operator delete(void* memory, const std::nothrow_t&) noexcept {
+    operator delete(memory);
+  }
 
   // --- Header ---
   unsigned get_entry_id() const noexcept { return entry_id_; }
