@@ -123,6 +123,8 @@ TEST(EntryAllocationFailures, PlainAddsAllocateNothing) {
       [&](entry_t& e) { e.add_attrib_str("A9", longest_inside.c_str(), true); },
       [&](entry_t& e) { e.add_attrib_mbstr("A15", longest_inside.c_str(), true); },
       [](entry_t& e) { e.add_attrib_str("A9", "with\nbreak", true); }};
+  entry_t first(17, 5);
+  first.add_attrib_mbstr("A15", "opens a converter", true);
   for (const auto& add : adds) {
     entry_t entry(17, 5);
     EXPECT_EQ(for_each_failing_new([&] { add(entry); }), 0U);
