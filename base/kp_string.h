@@ -28,6 +28,26 @@ inline bool KP_are_same_bytes(const char* a, const char* b, size_t length) noexc
   return length == 0 || *a == *b;
 }
 
+// Copies fewer than 32 bytes that do not overlap, without a call: as two words, which may overlap
+// each other.
+inline void KP_copy_short(char* to, const char* from, size_t length) noexcept {
+  const auto copy_ends = [=](auto word) {
+    decltype(word) first, last;
+    std::memcpy(&first, from, sizeof word);
+    std::memcpy(&last, from + length - sizeof word, sizeof word);
+    std::memcpy(to, &first, sizeof word);
+    std::memcpy(to + length - sizeof word, &last, sizeof word);
+  };
+  struct sixteen_bytes {
+    uint64_t halves[2];
+  };
+  if (length >= 16) return copy_ends(sixteen_bytes{});
+  if (length >= 8) return copy_ends(uint64_t{});
+  if (length >= 4) return copy_ends(uint32_t{});
+  if (length >= 2) return copy_ends(uint16_t{});
+  if (length == 1) *to = *from;
+}
+
 // A byte string with its length, always NUL-terminated behind the last byte; bytes may be 0.
 // A string without a buffer (default-constructed, or made from null) differs from an empty one only
 // in has_buffer(). Short texts live inside the object; longer ones in one heap block.
@@ -45,7 +65,7 @@ class KP_API kp_String {
     }
     bytes_ = room_;
     capacity_ = inline_room;
-    copy_short(room_, bytes, length);
+    KP_copy_short(room_, bytes, length);
     set_length(length);
   }
   kp_String(unsigned count, char fill);  // `count` times the byte `fill`
@@ -86,6 +106,11 @@ class KP_API kp_String {
   unsigned length() const noexcept { return length_; }
   // Whether the text lives inside the object, so that a copy needs no memory.
   bool is_short() const noexcept { return bytes_ == room_; }
+  kp_String copy_of_short() const noexcept {
+    kp_String copy;
+    copy.copy_inline(*this);
+    return copy;
+  }
 
   // The byte at `index`; KPX_index_out_of_bounds (null message) when `index` >= length().
   char operator[](unsigned index) const;
@@ -99,26 +124,6 @@ class KP_API kp_String {
  private:
   static constexpr unsigned inline_room = 32;  // bytes inside the object, the NUL included
 
-  // Fewer than inline_room bytes, without a call: overlapping copies of fixed sizes.
-  static void copy_short(char* to, const char* from, unsigned length) noexcept {
-    if (length >= 16) {
-      copy_ends<16>(to, from, length);
-    } else if (length >= 8) {
-      copy_ends<8>(to, from, length);
-    } else if (length >= 4) {
-      copy_ends<4>(to, from, length);
-    } else {
-      for (unsigned i = 0; i < length; ++i) to[i] = from[i];
-    }
-  }
-  template <unsigned size>
-  static void copy_ends(char* to, const char* from, unsigned length) noexcept {
-    char ends[2][size];
-    std::memcpy(ends[0], from, size);
-    std::memcpy(ends[1], from + length - size, size);
-    std::memcpy(to, ends[0], size);
-    std::memcpy(to + length - size, ends[1], size);
-  }
   unsigned growth() const noexcept;            // the length to make room for when appending
   void make_room(unsigned length);             // of a string without a buffer; sets no length
   void set_length(unsigned length) noexcept {  // with the NUL behind it

@@ -25,11 +25,10 @@ struct _kp_LOG_value_room {
 class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
  public:
   struct attribute {
-    attribute(const kp_String& its_name, uint32_t its_hash) : hash(its_hash), name(its_name) {}
-    attribute(kp_String&& its_name, uint32_t its_hash) noexcept
-        : hash(its_hash), name(static_cast<kp_String&&>(its_name)) {}
+    attribute(kp_String&& its_name, uint32_t its_hash, attribute* its_next) noexcept
+        : next(its_next), hash(its_hash), name(static_cast<kp_String&&>(its_name)) {}
 
-    attribute* next = nullptr;           // null: the end of its chain
+    attribute* next;                     // null: the end of its chain
     uint32_t hash;                       // of the name
     kp_String name;                      //
     _kp_LOG_type_base* value = nullptr;  // in `room`, or on the heap when it came from outside
@@ -52,14 +51,7 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
   // The attribute of that name, whose hash is given, made without a value where none has it; to
   // give it one is the caller's, before anything else is done with the store. Raises
   // KPX_memory_alloc, the store being as it was.
-  attribute& find_or_insert(const kp_String& name, uint32_t hash) {
-    attribute*& head = chains_[chain_of(hash)];
-    for (attribute* at = head; at != nullptr; at = at->next)
-      if (at->hash == hash && at->name == name) return *at;
-    // Where neither the place nor the name needs memory.
-    if (next_ == end_ || !name.is_short()) return insert_with_memory(head, name, hash);
-    return link(head, *new (&next_++->held) attribute(name, hash));
-  }
+  attribute& find_or_insert(const kp_String& name, uint32_t hash);
   void remove(attribute* held) noexcept;
   void clear() noexcept {
     if (next_ != inside_) clear_taken();
@@ -104,12 +96,7 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
     return is_string_attribute(static_cast<kp_AttributeType>(code)) ||
            is_unicode_string_attribute(static_cast<kp_AttributeType>(code));
   }
-  static attribute& link(attribute*& head, attribute& made) noexcept {
-    made.next = head;
-    head = &made;
-    return made;
-  }
-  attribute& insert_with_memory(attribute*& head, const kp_String& name, uint32_t hash);
+  attribute& find_or_insert_in(attribute*& head, const kp_String& name, uint32_t hash);
   void ensure_place_left();
   void clear_taken() noexcept;
 

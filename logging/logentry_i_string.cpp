@@ -1,5 +1,7 @@
 // String attributes of an entry: size classes, cutting, and the escaping of line breaks.
+#include <algorithm>
 #include <atomic>
+#include <cstdint>
 
 #include "kp_LOG_LogConfig.h"
 #include "logging/icu_text.h"
@@ -33,8 +35,25 @@ const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_text(const char*
                   kp_log_entry_source, __LINE__, operation, name));
 }
 
+// Whether one of the word's bytes is that character.
+static uint64_t holds(uint64_t word, char character) {
+  constexpr uint64_t every_byte = 0x0101010101010101;
+  const uint64_t differing = word ^ (every_byte * static_cast<unsigned char>(character));
+  return (differing - every_byte) & ~differing & (every_byte << 7);
+}
+
+// Looked at eight bytes at once, the last of which may be some of those before them.
 static bool holds_either(const char* text, size_t length, char one, char other) {
-  return std::any_of(text, text + length, [=](char c) { return c == one || c == other; });
+  uint64_t word = 0;
+  if (length < sizeof word) {
+    KP_copy_short(reinterpret_cast<char*>(&word), text, length);
+    return (holds(word, one) | holds(word, other)) != 0;
+  }
+  for (size_t at = 0; at < length; at += sizeof word) {
+    std::memcpy(&word, text + std::min(at, length - sizeof word), sizeof word);
+    if ((holds(word, one) | holds(word, other)) != 0) return true;
+  }
+  return false;
 }
 
 // Whether filtering into a work buffer would change the text.
