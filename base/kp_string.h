@@ -55,6 +55,8 @@ inline void KP_copy_short(char* to, const char* from, size_t length) noexcept {
 // A failed allocation raises KPX_memory_alloc (no message) and leaves the string as it was.
 class KP_API kp_String {
  public:
+  static constexpr unsigned inline_room = 32;  // bytes inside the object, the NUL included
+
   kp_String() noexcept : bytes_(nullptr), length_(0), capacity_(0) {}  // no buffer
   kp_String(const char* text);                                         // a copy; null: no buffer
   // A copy of `length` bytes; null: no buffer.
@@ -122,8 +124,6 @@ class KP_API kp_String {
   int compare(const char* text) const noexcept;  // null compares like ""
 
  private:
-  static constexpr unsigned inline_room = 32;  // bytes inside the object, the NUL included
-
   unsigned growth() const noexcept;            // the length to make room for when appending
   void make_room(unsigned length);             // of a string without a buffer; sets no length
   void set_length(unsigned length) noexcept {  // with the NUL behind it

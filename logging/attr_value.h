@@ -102,8 +102,9 @@ class KP_API _kp_LOG_value_holder : public _kp_LOG_type_base {
   explicit _kp_LOG_value_holder(unsigned char type) : _kp_LOG_type_base(type), value() {}
   _kp_LOG_value_holder(unsigned char type, const T& initial)
       : _kp_LOG_type_base(type), value(initial) {}
-  _kp_LOG_value_holder(unsigned char type, T&& initial)
-      : _kp_LOG_type_base(type), value(std::move(initial)) {}
+  template <class... Parts>
+  _kp_LOG_value_holder(unsigned char type, std::in_place_t, Parts&&... parts)
+      : _kp_LOG_type_base(type), value(std::forward<Parts>(parts)...) {}
 };
 
 // The value of an attribute of type `code`: one instantiation per kp_AttributeType, with T as
@@ -113,7 +114,10 @@ class KP_API _kp_LOG_datatype final : public _kp_LOG_value_holder<T> {
  public:
   _kp_LOG_datatype() : _kp_LOG_value_holder<T>(code) {}
   explicit _kp_LOG_datatype(const T& initial) : _kp_LOG_value_holder<T>(code, initial) {}
-  explicit _kp_LOG_datatype(T&& initial) : _kp_LOG_value_holder<T>(code, std::move(initial)) {}
+  // The value is made of the parts where it stays.
+  template <class... Parts>
+  explicit _kp_LOG_datatype(std::in_place_t tag, Parts&&... parts)
+      : _kp_LOG_value_holder<T>(code, tag, std::forward<Parts>(parts)...) {}
 };
 
 // X(code, T) for every type, in the order of the codes.

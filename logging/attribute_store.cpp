@@ -1,5 +1,6 @@
 #include "logging/attribute_store.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -45,21 +46,19 @@ void _kp_LOG_attribute_store::remove(attribute* held) noexcept {
   attribute** at = &chains_[chain_of(held->hash)];
   while (*at != held) at = &(*at)->next;
   *at = held->next;
-  destroy_value(*held);
-  held->~attribute();
+  destroy(*held);
   auto* const left = reinterpret_cast<place*>(held);
   left->next_left = left_;
   left_ = left;
 }
 
 void _kp_LOG_attribute_store::clear_taken() noexcept {
-  for (attribute*& head : chains_) {
-    while (attribute* const held = head) {
-      head = held->next;
-      destroy_value(*held);
-      held->~attribute();
-    }
-  }
+  const bool all_are_inside = blocks_ == nullptr && left_ == nullptr;
+  if (all_are_inside)
+    for (place* at = inside_; at != next_; ++at) destroy(at->held);
+  else
+    for_each([](attribute& held) { destroy(held); });
+  std::fill_n(chains_, n_chains, nullptr);
   while (blocks_ != nullptr) delete std::exchange(blocks_, blocks_->next);
   next_ = inside_;
   end_ = inside_ + places_per_block;

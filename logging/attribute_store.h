@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <utility>
 
 #include "base/kp_nocopy.h"
 #include "base/kp_string.h"
@@ -41,7 +42,7 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
   // Null when no attribute has that name.
   attribute* find(const _kp_LOG_hashed_name& name) noexcept {
     for (attribute* at = chains_[chain_of(name.hash)]; at != nullptr; at = at->next)
-      if (at->hash == name.hash && name == at->name) return at;
+      if (at->hash == name.hash && name.is(at->name)) return at;
     return nullptr;
   }
   const attribute* find(const _kp_LOG_hashed_name& name) const noexcept {
@@ -71,7 +72,7 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
   template <class F>
   void for_each(F&& f) const {
     for (attribute* head : chains_)
-      for (attribute* at = head; at != nullptr; at = at->next) f(*at);
+      for (attribute* at = head; at != nullptr;) f(*std::exchange(at, at->next));
   }
 
  private:
@@ -93,11 +94,14 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
   static unsigned chain_of(uint32_t hash) noexcept { return hash % n_chains; }
   // Numbers and times have nothing to give back.
   static bool is_text(unsigned char code) noexcept {
-    return is_string_attribute(static_cast<kp_AttributeType>(code)) ||
-           is_unicode_string_attribute(static_cast<kp_AttributeType>(code));
+    return (code >= TypeChar32 && code <= TypeMBChar2K) || code == TypeGUID;
   }
   attribute& find_or_insert_in(attribute*& head, const kp_String& name, uint32_t hash);
   void ensure_place_left();
+  static void destroy(attribute& held) noexcept {
+    destroy_value(held);
+    held.~attribute();
+  }
   void clear_taken() noexcept;
 
   attribute* chains_[n_chains] = {};

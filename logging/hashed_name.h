@@ -1,4 +1,4 @@
-// _kp_LOG_hashed_name: an attribute name with what every look-up needs of it, computed once.
+// Attribute names with what look-ups need of them, computed once.
 #ifndef KP_LOG_HASHED_NAME_H
 #define KP_LOG_HASHED_NAME_H
 
@@ -10,23 +10,86 @@
 #include "base/kp_string.h"
 #include "kp_LOG_AttributeKey.h"
 
-// The text belongs to the caller and outlives this object.
-struct _kp_LOG_hashed_name {
-  explicit _kp_LOG_hashed_name(const char* name) noexcept
-      : text(name), length(std::strlen(name)), hash(KP_text_hash(name, length)) {}
-  // `known_hash` is the KP_text_hash of `name`.
-  _kp_LOG_hashed_name(const kp_String& name, uint32_t known_hash) noexcept
-      : text(name.c_str()), length(name.length()), hash(known_hash) {}
-  explicit _kp_LOG_hashed_name(const kp_LOG_AttributeKey& key) noexcept
-      : text(key.name()), length(key.length()), hash(key.hash()) {}
+// What a name of up to 16 bytes is: its length and the words at its two ends, which overlap in the
+// middle. Names are found where their words lead to.
+struct _kp_LOG_name_words {
+  static constexpr size_t longest = 16;
 
-  bool operator==(const kp_String& other) const noexcept {
-    return other.length() == length && KP_are_same_bytes(other.c_str(), text, length);
+  // Of a longer name, what stands at its ends.
+  _kp_LOG_name_words(const char* name, size_t its_length) noexcept : length(its_length) {
+    if (length >= 8) {
+      first = word_at<uint64_t>(name);
+      last = word_at<uint64_t>(name + length - 8);
+    } else if (length >= 4) {
+      first = word_at<uint32_t>(name);
+      last = word_at<uint32_t>(name + length - 4);
+    } else if (length != 0) {
+      first = word_at<uint8_t>(name) | word_at<uint8_t>(name + length / 2) << 8;
+      last = word_at<uint8_t>(name + length - 1);
+    }
+  }
+
+  bool operator==(const _kp_LOG_name_words& other) const noexcept {
+    return first == other.first && last == other.last && length == other.length;
+  }
+  // A number whose upper bits all bytes of the words move.
+  uint64_t mixed() const noexcept { return (first * 0xD6E8FEB86659FD93U ^ last) * mixer; }
+
+  static constexpr uint64_t mixer = 0x9E3779B97F4A7C15U;
+
+  size_t length;
+  uint64_t first = 0;
+  uint64_t last = 0;
+
+ private:
+  template <class Word>
+  static uint64_t word_at(const char* bytes) noexcept {
+    Word word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+  }
+};
+
+// A name of any length, as it is looked up. The text belongs to the caller and outlives this
+// object.
+struct _kp_LOG_name_key {
+  explicit _kp_LOG_name_key(const char* name) noexcept
+      : _kp_LOG_name_key(name, std::strlen(name)) {}
+  _kp_LOG_name_key(const char* name, size_t length) noexcept
+      : text(name), words(name, length), mixed(words.mixed()) {
+    for (size_t at = 8; at + 8 < length && length > words.longest; at += 8)
+      mixed = (mixed ^ _kp_LOG_name_words(name + at, 8).first) * words.mixer;
+  }
+
+  size_t length() const noexcept { return words.length; }
+  bool operator==(const _kp_LOG_name_key& other) const noexcept {
+    return words == other.words &&
+           (length() <= words.longest || std::memcmp(text, other.text, length()) == 0);
   }
 
   const char* text;
-  size_t length;  // may be more than a kp_String holds; such a name equals none
-  uint32_t hash;  // the bucket's in an entry's store, the attribute's in a definition
+  _kp_LOG_name_words words;
+  uint64_t mixed;  // of the words, and of what lies between those of a longer name
+};
+
+// A name with its KP_text_hash, by which entries keep their attributes.
+struct _kp_LOG_hashed_name : _kp_LOG_name_key {
+  explicit _kp_LOG_hashed_name(const char* name) noexcept
+      : _kp_LOG_name_key(name), hash(KP_text_hash(text, length())) {}
+  // `known_hash` is the KP_text_hash of `name`.
+  _kp_LOG_hashed_name(const kp_String& name, uint32_t known_hash) noexcept
+      : _kp_LOG_name_key(name.c_str(), name.length()), hash(known_hash) {}
+
+  explicit _kp_LOG_hashed_name(const kp_LOG_AttributeKey& key) noexcept
+      : _kp_LOG_name_key(key.name(), key.length()), hash(key.hash()) {}
+  _kp_LOG_hashed_name(const _kp_LOG_name_key& key, uint32_t known_hash) noexcept
+      : _kp_LOG_name_key(key), hash(known_hash) {}
+
+  bool is(const kp_String& other) const noexcept {
+    return other.length() == length() && KP_are_same_bytes(other.c_str(), text, length());
+  }
+
+  uint32_t hash;
 };
 
 #endif

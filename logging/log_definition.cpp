@@ -39,11 +39,13 @@ _kp_LOG_attribute_entry::_kp_LOG_attribute_entry(kp_String&& name, kp_String&& r
     : name_(std::move(name)),
       redirection_name_(std::move(redirection)),
       type_(type),
-      name_hash_(my_hashcode(name_.c_str())) {}
+      name_hash_(my_hashcode(name_.c_str())),
+      name_key_(name_.c_str(), name_.length()) {}
 
 void _kp_LOG_attribute_entry::set_name(const char* name) {
   name_ = kp_String(or_empty(name));
   name_hash_ = my_hashcode(name_.c_str());
+  name_key_ = _kp_LOG_name_key(name_.c_str(), name_.length());
   if (listed_in_ == nullptr) return;
   listed_in_->was_renamed = true;
   listed_in_->index_anew();
@@ -142,32 +144,38 @@ void _kp_LOG_log_definition::set_default_msg_text(kp_String&& text) noexcept {
 
 // ---- looking up ----
 
-static _kp_LOG_attribute_entry* find_global(const _kp_LOG_hashed_name& name) noexcept {
+_kp_LOG_attribute_entry* _kp_LOG_declared_attributes::find_global(
+    const _kp_LOG_name_key& name) noexcept {
   const _kp_LOG_global_attributes* const globals = _kp_LOG_global_attributes::current();
   return globals != nullptr ? globals->find(name) : nullptr;
 }
 
+_kp_LOG_attribute_entry* _kp_LOG_declared_attributes::find_long_or_global(
+    const _kp_LOG_log_definition& definition, const char* name) noexcept {
+  return definition.get_attr_info_by_name(_kp_LOG_name_key(name));
+}
+
 _kp_LOG_attribute_entry* _kp_LOG_log_definition::_find_attr_entry_by_name(
     const char* name) const noexcept {
-  return name != nullptr ? attributes_.find(_kp_LOG_hashed_name(name)) : nullptr;
+  return name != nullptr ? attributes_.find(_kp_LOG_name_key(name)) : nullptr;
 }
 
 _kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_by_name(
     const char* name) const noexcept {
-  return name != nullptr ? get_attr_info_by_name(_kp_LOG_hashed_name(name)) : nullptr;
+  return name != nullptr ? get_attr_info_by_name(_kp_LOG_name_key(name)) : nullptr;
 }
 
 _kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_by_name(
-    const _kp_LOG_hashed_name& name) const noexcept {
+    const _kp_LOG_name_key& name) const noexcept {
   _kp_LOG_attribute_entry* const own = attributes_.find(name);
-  return own != nullptr ? own : find_global(name);
+  return own != nullptr ? own : _kp_LOG_declared_attributes::find_global(name);
 }
 
 const _kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_at(
     const kp_LOG_AttributeKey& key) const noexcept {
   const _kp_LOG_attribute_entry* const entry = attributes_.at(key.number());
   const bool is_meant = entry != nullptr && entry->get_name_hash() == key.hash() &&
-                        _kp_LOG_hashed_name(key) == entry->get_name_string();
+                        _kp_LOG_hashed_name(key).is(entry->get_name_string());
   return is_meant ? entry : nullptr;
 }
 
@@ -274,7 +282,7 @@ static _kp_LOG_hashed_name hashed_name_of(const _kp_LOG_attribute_entry& entry) 
 
 void _kp_LOG_log_definition::add_attr_info(std::unique_ptr<_kp_LOG_attribute_entry>&& entry,
                                            bool is_selector) {
-  take_attribute(attributes_.find(hashed_name_of(*entry)));
+  take_attribute(attributes_.find(entry->get_name_key()));
   append_attribute(std::move(entry), is_selector);
 }
 
@@ -362,7 +370,8 @@ unsigned char _kp_LOG_log_definition::n_global_attr_entries = 0;
 
 _kp_LOG_attribute_entry* _kp_LOG_log_definition::_find_global_attr_entry_by_name(
     const char* name) noexcept {
-  return name != nullptr ? find_global(_kp_LOG_hashed_name(name)) : nullptr;
+  return name != nullptr ? _kp_LOG_declared_attributes::find_global(_kp_LOG_name_key(name))
+                         : nullptr;
 }
 
 bool _kp_LOG_log_definition::get_global_attr_info_by_name(const char* name,

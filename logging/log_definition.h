@@ -27,6 +27,7 @@ class KP_API _kp_LOG_attribute_entry : kp_UTIL_no_inadvertant_copies {
 
   const char* get_name() const noexcept { return name_.c_str(); }
   const kp_String& get_name_string() const noexcept { return name_; }
+  const _kp_LOG_name_key& get_name_key() const noexcept { return name_key_; }
   const char* get_redirection_name() const noexcept;  // null when there is none
   unsigned char get_type() const noexcept { return type_; }
   unsigned get_name_hash() const noexcept { return name_hash_; }  // my_hashcode of the name
@@ -41,6 +42,7 @@ class KP_API _kp_LOG_attribute_entry : kp_UTIL_no_inadvertant_copies {
   kp_String redirection_name_;  // empty: none
   unsigned char type_;          // a kp_AttributeType
   unsigned name_hash_;
+  _kp_LOG_name_key name_key_;
   _kp_LOG_listed_attributes* listed_in_ = nullptr;  // where its name is indexed, or null
 };
 
@@ -86,7 +88,7 @@ class KP_API _kp_LOG_attribute_list : kp_UTIL_no_inadvertant_copies {
   _kp_LOG_attribute_entry* at(
       unsigned char i) const noexcept;  // null when `i` is not below the size
   // The first attribute with that name, or null.
-  _kp_LOG_attribute_entry* find(const _kp_LOG_hashed_name& name) const noexcept;
+  _kp_LOG_attribute_entry* find(const _kp_LOG_name_key& name) const noexcept;
   // Another number when a name that was found is found no longer, or finds another attribute; what
   // is appended finds none of those. 0 while there is none.
   uint64_t identity() const noexcept;
@@ -110,6 +112,8 @@ class KP_API _kp_LOG_attribute_list : kp_UTIL_no_inadvertant_copies {
 
  private:
   static void put(_kp_LOG_listed_attributes& listed, _kp_LOG_attribute_entry* entry) noexcept;
+
+  friend class _kp_LOG_declared_attributes;
 
   std::atomic<_kp_LOG_listed_attributes*> listed_{nullptr};  // null: nothing was ever added
 };
@@ -181,7 +185,7 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   uint64_t attributes_identity() const noexcept { return attributes_.identity(); }
   // The definition's own attribute, else the global one, else null.
   _kp_LOG_attribute_entry* get_attr_info_by_name(const char* name) const noexcept;
-  _kp_LOG_attribute_entry* get_attr_info_by_name(const _kp_LOG_hashed_name& name) const noexcept;
+  _kp_LOG_attribute_entry* get_attr_info_by_name(const _kp_LOG_name_key& name) const noexcept;
   // The own attribute at the key's number; null where another one stands there, or none.
   const _kp_LOG_attribute_entry* get_attr_info_at(const kp_LOG_AttributeKey& key) const noexcept;
   // The attribute of that name; true and both values set when found. `redirection` is null for a
@@ -268,6 +272,7 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
 
  private:
   friend class _kp_LOG_log_definition_tbl;
+  friend class _kp_LOG_declared_attributes;
 
   // What a merge replaces as a whole, beside the attributes.
   struct content {

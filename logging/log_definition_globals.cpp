@@ -35,9 +35,9 @@ _kp_LOG_global_change::_kp_LOG_global_change() : hold_(globals_lock) {
 }
 
 _kp_LOG_attribute_entry* _kp_LOG_global_change::find(const char* name) const noexcept {
-  const _kp_LOG_hashed_name wanted(name);
+  const _kp_LOG_name_key wanted(name);
   for (const auto& entry : owned_)
-    if (entry->name_hash_ == wanted.hash && wanted == entry->name_) return entry.get();
+    if (wanted == entry->name_key_) return entry.get();
   return nullptr;
 }
 

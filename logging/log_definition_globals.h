@@ -26,7 +26,7 @@ class _kp_LOG_global_attributes : kp_UTIL_no_inadvertant_copies {
 
   unsigned size() const noexcept { return static_cast<unsigned>(owned_.size()); }
   _kp_LOG_attribute_entry** entries() noexcept { return listed_->entries(); }
-  _kp_LOG_attribute_entry* find(const _kp_LOG_hashed_name& name) const noexcept {
+  _kp_LOG_attribute_entry* find(const _kp_LOG_name_key& name) const noexcept {
     return listed_->find(name);
   }
 

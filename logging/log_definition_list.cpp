@@ -14,7 +14,7 @@
 static_assert(kp_ldf_max_count <= 0xFF);  // a place from 1 fits into a byte
 
 _kp_LOG_listed_attributes::_kp_LOG_listed_attributes(unsigned capacity, unsigned slot_bits) noexcept
-    : capacity_(capacity), slot_mask_((1U << slot_bits) - 1), slot_shift_(32 - slot_bits) {
+    : capacity_(capacity), slot_mask_((1U << slot_bits) - 1), slot_shift_(64 - slot_bits) {
   std::uninitialized_value_construct_n(slots(), slot_mask_ + 1);
 }
 
@@ -33,11 +33,9 @@ void _kp_LOG_listed_attributes::destroy(_kp_LOG_listed_attributes* listed) noexc
 }
 
 void _kp_LOG_listed_attributes::index(unsigned place) noexcept {
-  const uint32_t hash = entries()[place]->name_hash_;
-  unsigned i = first_slot(hash);
+  unsigned i = first_slot(entries()[place]->name_key_.mixed);
   while (slots()[i].load(std::memory_order_relaxed) != 0) i = (i + 1) & slot_mask_;
-  slots()[i].store(static_cast<uint16_t>((hash & 0xFF) << 8 | (place + 1)),
-                   std::memory_order_relaxed);
+  slots()[i].store(static_cast<uint8_t>(place + 1), std::memory_order_relaxed);
 }
 
 void _kp_LOG_listed_attributes::append(_kp_LOG_attribute_entry* entry) noexcept {
@@ -83,8 +81,7 @@ _kp_LOG_attribute_entry* _kp_LOG_attribute_list::at(unsigned char i) const noexc
   return listed != nullptr && i < listed->size() ? listed->entries()[i] : nullptr;
 }
 
-_kp_LOG_attribute_entry* _kp_LOG_attribute_list::find(
-    const _kp_LOG_hashed_name& name) const noexcept {
+_kp_LOG_attribute_entry* _kp_LOG_attribute_list::find(const _kp_LOG_name_key& name) const noexcept {
   _kp_LOG_listed_attributes* const listed = listed_.load(std::memory_order_acquire);
   return listed != nullptr ? listed->find(name) : nullptr;
 }

@@ -11,9 +11,9 @@
 #include "logging/log_definition.h"
 
 // Up to `capacity` attributes in the order in which they were put, and an index of their names, in
-// one allocation. Does not own the attributes. A look-up probes the index where the name's hash
-// says, with at most half of its slots taken, and compares one name as a rule; of attributes with
-// one name it finds the first.
+// one allocation. Does not own the attributes. A look-up probes the index where the name's words
+// lead to, with at most half of its slots taken, and compares one name as a rule; of attributes
+// with one name it finds the first.
 //
 // While one thread appends, any number of others may look up: each sees the new attribute or not.
 // Everything else that changes it needs it alone.
@@ -33,7 +33,9 @@ class _kp_LOG_listed_attributes : kp_UTIL_no_inadvertant_copies {
   _kp_LOG_attribute_entry** entries() noexcept {
     return reinterpret_cast<_kp_LOG_attribute_entry**>(this + 1);
   }
-  _kp_LOG_attribute_entry* find(const _kp_LOG_hashed_name& name) noexcept;
+  _kp_LOG_attribute_entry* find(const _kp_LOG_name_key& name) noexcept;
+  // The same for a name of up to 16 bytes.
+  _kp_LOG_attribute_entry* find(const _kp_LOG_name_words& name) noexcept;
 
   // Puts an attribute behind the others; there is room for it.
   void append(_kp_LOG_attribute_entry* entry) noexcept;
@@ -48,38 +50,67 @@ class _kp_LOG_listed_attributes : kp_UTIL_no_inadvertant_copies {
   bool was_renamed = false;                       // whether a text of an attribute was set
 
  private:
-  // The place of an attribute from 1, in the low byte, and the low byte of its name's hash; 0:
-  // none.
-  using slot = std::atomic<uint16_t>;
+  using slot = std::atomic<uint8_t>;  // the place of an attribute from 1; 0: none
 
   _kp_LOG_listed_attributes(unsigned capacity, unsigned slot_bits) noexcept;
 
   slot* slots() noexcept { return reinterpret_cast<slot*>(entries() + capacity_); }
-  // Where the look-up of a name begins: the upper bits of a product, which all bits of the hash
-  // move.
-  unsigned first_slot(uint32_t hash) const noexcept { return hash * 0x9E3779B1U >> slot_shift_; }
+  // Where the look-up of a name begins.
+  unsigned first_slot(uint64_t mixed) const noexcept {
+    return static_cast<unsigned>(mixed >> slot_shift_);
+  }
+  template <class Is>
+  _kp_LOG_attribute_entry* find_from(uint64_t mixed, Is&& is) noexcept;
   void index(unsigned place) noexcept;
 
   kp_log_identity identity_;
   const unsigned capacity_;
   const unsigned slot_mask_;        // slots, a power of two, less one
-  const unsigned slot_shift_;       // 32 less their bits
+  const unsigned slot_shift_;       // 64 less their bits
   std::atomic<unsigned> count_{0};  // stored behind the attribute that it begins to count
 };
 
 // A slot that a thread reads before it is counted tells of an attribute that the thread does not
 // see yet: there the look-up ends as at an empty one, because what is put behind it is newer still.
-inline _kp_LOG_attribute_entry* _kp_LOG_listed_attributes::find(
-    const _kp_LOG_hashed_name& name) noexcept {
+template <class Is>
+_kp_LOG_attribute_entry* _kp_LOG_listed_attributes::find_from(uint64_t mixed, Is&& is) noexcept {
   const unsigned n = size();
   const slot* const all = slots();
-  for (unsigned i = first_slot(name.hash);; i = (i + 1) & slot_mask_) {
-    const unsigned held = all[i].load(std::memory_order_relaxed);
-    const unsigned place = (held & 0xFF) - 1;
+  for (unsigned i = first_slot(mixed);; i = (i + 1) & slot_mask_) {
+    const unsigned place = all[i].load(std::memory_order_relaxed) - 1U;
     if (place >= n) return nullptr;
     _kp_LOG_attribute_entry* const entry = entries()[place];
-    if (held >> 8 == (name.hash & 0xFF) && name == entry->name_) return entry;
+    if (is(entry->name_key_)) return entry;
   }
 }
+
+inline _kp_LOG_attribute_entry* _kp_LOG_listed_attributes::find(
+    const _kp_LOG_name_key& name) noexcept {
+  return find_from(name.mixed, [&](const _kp_LOG_name_key& held) { return held == name; });
+}
+
+inline _kp_LOG_attribute_entry* _kp_LOG_listed_attributes::find(
+    const _kp_LOG_name_words& name) noexcept {
+  return find_from(name.mixed(), [&](const _kp_LOG_name_key& held) { return held.words == name; });
+}
+
+// What a definition declares, looked up in line: every addition to an entry does it.
+class _kp_LOG_declared_attributes {
+ public:
+  // The definition's own attribute, else the global one, else null.
+  static _kp_LOG_attribute_entry* find(const _kp_LOG_log_definition& definition,
+                                       const char* name) noexcept {
+    auto* const listed = definition.attributes_.listed_.load(std::memory_order_acquire);
+    const size_t length = std::strlen(name);
+    if (listed != nullptr && length <= _kp_LOG_name_words::longest)
+      if (auto* const own = listed->find(_kp_LOG_name_words(name, length))) return own;
+    return find_long_or_global(definition, name);
+  }
+  static _kp_LOG_attribute_entry* find_global(const _kp_LOG_name_key& name) noexcept;
+
+ private:
+  static _kp_LOG_attribute_entry* find_long_or_global(const _kp_LOG_log_definition& definition,
+                                                      const char* name) noexcept;
+};
 
 #endif

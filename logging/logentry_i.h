@@ -254,7 +254,10 @@ class KP_API _kp_LOG_log_entry_imp {
   void _copy_attribute(const held_attribute& source);
 
   // Null for an undeclared name. An entry without a definition raises.
-  const _kp_LOG_attribute_entry* _declared(const _kp_LOG_hashed_name& name) const;
+  const _kp_LOG_attribute_entry* _declared(const char* name) const;
+  // The held attribute of that name; `declared` is what the definition, if any, has under it.
+  const held_attribute* _find(const char* name,
+                              const _kp_LOG_attribute_entry*& declared) const noexcept;
   const _kp_LOG_attribute_entry& _declared_as(const char* name, kp_AttributeType type) const;
   const _kp_LOG_attribute_entry& _declared_text(const char* name, const char* operation) const;
 
@@ -270,6 +273,9 @@ class KP_API _kp_LOG_log_entry_imp {
   template <class Text>
   void _store_text(const _kp_LOG_attribute_entry& declared, const char* text, size_t length,
                    bool escape);
+  template <class Text>
+  void _store_short_text(const _kp_LOG_attribute_entry& declared, const char* text,
+                         unsigned length);
   template <class Text>
   void _store_filtered_text(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);
   void _store_cut_string(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);

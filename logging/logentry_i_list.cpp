@@ -70,7 +70,7 @@ void _kp_LOG_log_entry_imp::add_attributes(va_list args) {
   entry_arguments arguments(args);
   for (const char* name = arguments.next_text(); !kp_log_is_blank(name);
        name = arguments.next_text()) {
-    const _kp_LOG_attribute_entry* declared = _declared(_kp_LOG_hashed_name(name));
+    const _kp_LOG_attribute_entry* declared = _declared(name);
     if (declared == nullptr) {
       kp_log_raise_undeclared(
           name, entry_id_,

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "kp_LOG_errors.h"
-#include "logging/hashed_name.h"
+#include "logging/log_definition_list.h"
 #include "logging/logentry_i.h"
 #include "logging/raise.h"
 
@@ -32,6 +32,8 @@ template <class Error>
   kp_log_raise_under_id<KPX_logging_invalid_attribute_name>(name, "is an invalid attibute",
                                                             entry_id);
 }
+
+[[noreturn]] void kp_log_raise_without_definition();
 
 inline bool kp_log_is_blank(const char* text) {
   return text == nullptr || *text == '\0';
@@ -65,18 +67,18 @@ bool kp_log_with_class(unsigned char code, F&& f) {
 #undef KP_LOG_CALL_WITH_CLASS
 }
 
-// Makes the value of that code in `room`. The code must be one of T's.
-template <class T>
+// Makes the value of that code, of its C++ type T, in `room` of the parts. The code must be one of
+// T's.
+template <class T, class... Parts>
 _kp_LOG_type_base* kp_log_make_value(_kp_LOG_value_room& room, unsigned char code,
-                                     T&& value) noexcept {
-  using wanted = std::decay_t<T>;
+                                     Parts&&... parts) noexcept {
   _kp_LOG_type_base* made = nullptr;
   kp_log_with_class(code, [&](auto value_class) {
     using datatype = typename decltype(value_class)::datatype;
     static_assert(sizeof(datatype) <= sizeof(room.bytes));
     static_assert(alignof(datatype) <= alignof(_kp_LOG_value_room));
-    if constexpr (std::is_same_v<typename decltype(value_class)::value_type, wanted>)
-      made = new (room.bytes) datatype(std::forward<T>(value));
+    if constexpr (std::is_same_v<typename decltype(value_class)::value_type, T>)
+      made = new (room.bytes) datatype(std::in_place, std::forward<Parts>(parts)...);
   });
   return made;
 }
@@ -92,13 +94,20 @@ T& kp_log_value_in(_kp_LOG_type_base& held) noexcept {
   return static_cast<_kp_LOG_value_holder<T>&>(held).value;
 }
 
+// --- Looking up ---------------------------------------------------------------------------------
+
+inline const _kp_LOG_attribute_entry* _kp_LOG_log_entry_imp::_declared(const char* name) const {
+  if (!definition_) kp_log_raise_without_definition();
+  return _kp_LOG_declared_attributes::find(*definition_.get(), name);
+}
+
 // --- Storing ------------------------------------------------------------------------------------
 
 // `value` is complete before the store is touched, and moves in: after the place is there nothing
 // fails.
 template <class T>
-void _kp_LOG_log_entry_imp::_store(const _kp_LOG_attribute_entry& declared, unsigned char code,
-                                   T value) {
+inline void _kp_LOG_log_entry_imp::_store(const _kp_LOG_attribute_entry& declared,
+                                          unsigned char code, T value) {
   static_assert(std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>);
   modified_ = true;
   held_attribute& held =
@@ -108,7 +117,7 @@ void _kp_LOG_log_entry_imp::_store(const _kp_LOG_attribute_entry& declared, unsi
     return;
   }
   if (held.value != nullptr) _kp_LOG_attribute_store::destroy_value(held);
-  held.value = kp_log_make_value(held.room, code, std::move(value));
+  held.value = kp_log_make_value<T>(held.room, code, std::move(value));
 }
 
 #endif

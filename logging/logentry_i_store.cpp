@@ -72,30 +72,40 @@ bool _kp_LOG_log_entry_imp::remove_attrib(const char* name) {
 
 // --- Checks -------------------------------------------------------------------------------------
 
-const _kp_LOG_attribute_entry* _kp_LOG_log_entry_imp::_declared(
-    const _kp_LOG_hashed_name& name) const {
-  if (!definition_)
-    kp_log_raise<KPX_logging_misc>(
-        "_kp_LOG_log_entry_imp::_get_attribute_internal(): entry not initialized");
-  return definition_->get_attr_info_by_name(name);
+[[gnu::cold]] void kp_log_raise_without_definition() {
+  kp_log_raise<KPX_logging_misc>(
+      "_kp_LOG_log_entry_imp::_get_attribute_internal(): entry not initialized");
 }
 
-const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_as(const char* name,
-                                                                   kp_AttributeType type) const {
-  const _kp_LOG_attribute_entry* const declared = _declared(_kp_LOG_hashed_name(name));
+const _kp_LOG_log_entry_imp::held_attribute* _kp_LOG_log_entry_imp::_find(
+    const char* name, const _kp_LOG_attribute_entry*& declared) const noexcept {
+  declared = definition_ ? _kp_LOG_declared_attributes::find(*definition_.get(), name) : nullptr;
+  return attributes_.find(
+      declared != nullptr ? _kp_LOG_hashed_name(declared->get_name_key(), declared->get_name_hash())
+                          : _kp_LOG_hashed_name(name));
+}
+
+[[noreturn, gnu::cold]] static void refuse(const _kp_LOG_attribute_entry* declared,
+                                           const char* name, unsigned entry_id) {
   if (declared == nullptr) {
     kp_log_raise_undeclared(
-        name, entry_id_,
+        name, entry_id,
         kp_log_told("%s:%d _kp_LOG_log_entry_imp::_check_attribute, %s is an invalid attribute "
                     "under Entry ID\n",
                     kp_log_entry_source, __LINE__, name));
   }
-  if (declared->get_type() == type) return *declared;
   kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>(
-      "", "Used the wrong add method", entry_id_,
+      "", "Used the wrong add method", entry_id,
       kp_log_told("%s:%d _kp_LOG_log_entry_imp::_check_attribute, attribute type is not sample as "
                   "provide\n",
                   kp_log_entry_source, __LINE__));
+}
+
+[[gnu::always_inline]] inline const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_as(
+    const char* name, kp_AttributeType type) const {
+  const _kp_LOG_attribute_entry* const declared = _declared(name);
+  if (declared == nullptr || declared->get_type() != type) refuse(declared, name, entry_id_);
+  return *declared;
 }
 
 void _kp_LOG_log_entry_imp::_check_attribute(const char* name, kp_AttributeType type) const {
@@ -110,13 +120,12 @@ void _kp_LOG_log_entry_imp::_check_attribute(const char* name, kp_AttributeType 
 const _kp_LOG_type_base* _kp_LOG_log_entry_imp::_get_attribute_internal(const char* name,
                                                                         unsigned char& type) const {
   kp_log_require_name(name);
-  const _kp_LOG_hashed_name hashed(name);
-  const _kp_LOG_type_base* held = _held(hashed);
-  if (held != nullptr) {
-    type = held->get_type();
-    return held;
+  const _kp_LOG_attribute_entry* declared = nullptr;
+  if (const held_attribute* const held = _find(name, declared)) {
+    type = held->value->get_type();
+    return held->value;
   }
-  const _kp_LOG_attribute_entry* declared = _declared(hashed);
+  if (!definition_) kp_log_raise_without_definition();
   if (declared == nullptr) kp_log_raise_undeclared(name, entry_id_);
   type = declared->get_type();
   return nullptr;
@@ -130,14 +139,12 @@ void _kp_LOG_log_entry_imp::_throw_on_missing_attribute(const char* name) {
 
 int _kp_LOG_log_entry_imp::check_attribute(const char* name, kp_AttributeType& type) {
   if (kp_log_is_blank(name)) return -1;
-  const _kp_LOG_hashed_name hashed(name);
-  if (const _kp_LOG_type_base* held = _held(hashed)) {
-    type = static_cast<kp_AttributeType>(held->get_type());
+  const _kp_LOG_attribute_entry* declared = nullptr;
+  if (const held_attribute* const held = _find(name, declared)) {
+    type = static_cast<kp_AttributeType>(held->value->get_type());
     return 0;
   }
-  const _kp_LOG_attribute_entry* declared =
-      definition_ ? definition_->get_attr_info_by_name(hashed)
-                  : _kp_LOG_log_definition::_find_global_attr_entry_by_name(name);
+  if (!definition_) declared = _kp_LOG_log_definition::_find_global_attr_entry_by_name(name);
   type = declared != nullptr ? static_cast<kp_AttributeType>(declared->get_type()) : TypeUnknown;
   return declared != nullptr ? 1 : -1;
 }
@@ -185,7 +192,7 @@ void _kp_LOG_log_entry_imp::add_attrib_float8(const char* name, double value) {
 // One add for dates, times and timestamps: the declared type decides. It writes no debug lines.
 void _kp_LOG_log_entry_imp::add_attrib_time(const char* name, const kp_Time& value) {
   kp_log_require_name(name);
-  const _kp_LOG_attribute_entry* declared = _declared(_kp_LOG_hashed_name(name));
+  const _kp_LOG_attribute_entry* declared = _declared(name);
   if (declared == nullptr) kp_log_raise_undeclared(name, entry_id_);
   const unsigned char code = declared->get_type();
   if (!is_time_attribute(static_cast<kp_AttributeType>(code)))

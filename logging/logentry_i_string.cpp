@@ -27,7 +27,7 @@ static bool is_plain_string(unsigned char code) {
 
 const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_text(const char* name,
                                                                      const char* operation) const {
-  const _kp_LOG_attribute_entry* const declared = _declared(_kp_LOG_hashed_name(name));
+  const _kp_LOG_attribute_entry* const declared = _declared(name);
   if (declared != nullptr) return *declared;
   kp_log_raise_undeclared(
       name, entry_id_,
@@ -35,23 +35,20 @@ const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_text(const char*
                   kp_log_entry_source, __LINE__, operation, name));
 }
 
-// Whether one of the word's bytes is that character.
-static uint64_t holds(uint64_t word, char character) {
+// Whether a byte of the word is below ' ', as line breaks are.
+static bool holds_control(uint64_t word) {
   constexpr uint64_t every_byte = 0x0101010101010101;
-  const uint64_t differing = word ^ (every_byte * static_cast<unsigned char>(character));
-  return (differing - every_byte) & ~differing & (every_byte << 7);
+  return ((word - every_byte * ' ') & ~word & (every_byte << 7)) != 0;
 }
 
-// Looked at eight bytes at once, the last of which may be some of those before them.
-static bool holds_either(const char* text, size_t length, char one, char other) {
+// Eight bytes at once, of which the last may be some of those before them.
+static bool holds_control(const char* text, size_t length) {
   uint64_t word = 0;
-  if (length < sizeof word) {
-    KP_copy_short(reinterpret_cast<char*>(&word), text, length);
-    return (holds(word, one) | holds(word, other)) != 0;
-  }
+  if (length < sizeof word)
+    return std::any_of(text, text + length, [](char c) { return c >= 0 && c < ' '; });
   for (size_t at = 0; at < length; at += sizeof word) {
     std::memcpy(&word, text + std::min(at, length - sizeof word), sizeof word);
-    if ((holds(word, one) | holds(word, other)) != 0) return true;
+    if (holds_control(word)) return true;
   }
   return false;
 }
@@ -59,7 +56,9 @@ static bool holds_either(const char* text, size_t length, char one, char other) 
 // Whether filtering into a work buffer would change the text.
 static bool needs_filter(const char* text, size_t length, bool escape) {
   if (length >= work_buffer_size) return true;
-  return escape ? holds_either(text, length, '\n', '\r') : holds_either(text, length, '\\', '\\');
+  if (!escape) return std::memchr(text, '\\', length) != nullptr;
+  return holds_control(text, length) &&
+         (std::memchr(text, '\n', length) != nullptr || std::memchr(text, '\r', length) != nullptr);
 }
 
 // Most texts need neither cutting nor filtering and are stored as they come. The work buffers are
@@ -69,8 +68,22 @@ void _kp_LOG_log_entry_imp::_store_text(const _kp_LOG_attribute_entry& declared,
                                         size_t length, bool escape) {
   if (needs_filter(text, length, escape))
     _store_filtered_text<Text>(declared, text, escape);
+  else if (length < kp_String::inline_room)
+    _store_short_text<Text>(declared, text, static_cast<unsigned>(length));
   else
     _store(declared, declared.get_type(), Text(text, kp_log_string_length(length)));
+}
+
+// As _store, for a text that needs no memory and so is made where it stays.
+template <class Text>
+void _kp_LOG_log_entry_imp::_store_short_text(const _kp_LOG_attribute_entry& declared,
+                                              const char* text, unsigned length) {
+  held_attribute& held =
+      attributes_.find_or_insert(declared.get_name_string(), declared.get_name_hash());
+  // A text that is replaced may be where the new one stands.
+  if (held.value != nullptr) return _store(declared, declared.get_type(), Text(text, length));
+  modified_ = true;
+  held.value = kp_log_make_value<Text>(held.room, declared.get_type(), text, length);
 }
 
 template <class Text>
@@ -155,7 +168,7 @@ void _kp_LOG_log_entry_imp::add_attrib_mbstr(const char* name, const char* value
   if (kp_log_is_blank(name) || value == nullptr) kp_log_raise_invalid_argument();
   const _kp_LOG_attribute_entry& declared = _declared_text(name, "add_attrib_mbstr");
   const unsigned char code = declared.get_type();
-  if (!is_unicode_string_attribute(static_cast<kp_AttributeType>(code)))
+  if (code < TypeMBChar32 || code > TypeMBChar2K)
     kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>("", "Used the wrong add method",
                                                                entry_id_);
   _store_mbstring(declared, value, escape);

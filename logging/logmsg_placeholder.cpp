@@ -78,7 +78,7 @@ logmsg_placeholder::logmsg_placeholder(const _kp_LOG_fmt_spec_token& format,
 kp_AttributeType logmsg_placeholder::type_in(const _kp_LOG_log_definition& definition) const {
   if (builtin_type_ != TypeUnknown) return builtin_type_;
   const _kp_LOG_attribute_entry* declared =
-      definition.get_attr_info_by_name(_kp_LOG_hashed_name(name_, name_hash_));
+      definition.get_attr_info_by_name(_kp_LOG_name_key(name_.c_str(), name_.length()));
   if (declared == nullptr) raise_for("unable to find attribute value for", name());
   return static_cast<kp_AttributeType>(declared->get_type());
 }
