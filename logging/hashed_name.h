@@ -2,6 +2,7 @@
 #ifndef KP_LOG_HASHED_NAME_H
 #define KP_LOG_HASHED_NAME_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -57,7 +58,8 @@ struct _kp_LOG_name_key {
       : _kp_LOG_name_key(name, std::strlen(name)) {}
   _kp_LOG_name_key(const char* name, size_t length) noexcept
       : text(name), words(name, length), mixed(words.mixed()) {
-    for (size_t at = 8; at + 8 < length && length > words.longest; at += 8)
+    // As much of a long one as tells it from any other that people write.
+    for (size_t at = 8; at + 8 < std::min<size_t>(length, 256) && length > words.longest; at += 8)
       mixed = (mixed ^ _kp_LOG_name_words(name + at, 8).first) * words.mixer;
   }
 

@@ -256,7 +256,7 @@ TEST_F(SettingsWhileThreadsLog, DeclaredAttributes) {
   EXPECT_EQ(log_while_setting(
                 works, 80,
                 [&](unsigned round) {
-                  const std::string name = "D" + std::to_string(round);
+                  const std::string name = "D" + std::to_string(round % 80);
                   kp_LOG_LogEntry::AddAttributeDefinition(17, name.c_str(), TypeUInt4);
                   kp_LOG_LogEntry::AddAttributeDefinition(0, ("G" + name).c_str(), TypeUInt4);
                 }),
