@@ -30,7 +30,8 @@ inline bool KP_are_same_bytes(const char* a, const char* b, size_t length) noexc
 
 // Copies fewer than 32 bytes that do not overlap, without a call: as two words, which may overlap
 // each other.
-inline void KP_copy_short(char* to, const char* from, size_t length) noexcept {
+[[gnu::always_inline]] inline void KP_copy_short(char* to, const char* from,
+                                                 size_t length) noexcept {
   const auto copy_ends = [=](auto word) {
     decltype(word) first, last;
     std::memcpy(&first, from, sizeof word);
@@ -65,15 +66,12 @@ class KP_API kp_String {
       assign(bytes, length);
       return;
     }
-    bytes_ = room_;
-    capacity_ = inline_room;
-    KP_copy_short(room_, bytes, length);
-    set_length(length);
+    set_short(bytes, length);
   }
   kp_String(unsigned count, char fill);  // `count` times the byte `fill`
   kp_String(const kp_String& other) : kp_String() {
     if (other.is_short()) {
-      copy_inline(other);
+      set_short(other);
     } else {
       assign(other.bytes_, other.length_);
     }
@@ -108,10 +106,19 @@ class KP_API kp_String {
   unsigned length() const noexcept { return length_; }
   // Whether the text lives inside the object, so that a copy needs no memory.
   bool is_short() const noexcept { return bytes_ == room_; }
-  kp_String copy_of_short() const noexcept {
-    kp_String copy;
-    copy.copy_inline(*this);
-    return copy;
+  // Of a string without a buffer: a copy of fewer than inline_room bytes.
+  void set_short(const char* bytes, unsigned length) noexcept {
+    bytes_ = room_;
+    capacity_ = inline_room;
+    KP_copy_short(room_, bytes, length);
+    set_length(length);
+  }
+  // Of a string without a buffer: a copy of one that is short.
+  void set_short(const kp_String& other) noexcept {
+    length_ = other.length_;
+    capacity_ = inline_room;
+    bytes_ = room_;
+    std::memcpy(room_, other.room_, inline_room);  // a fixed size is faster
   }
 
   // The byte at `index`; KPX_index_out_of_bounds (null message) when `index` >= length().
@@ -136,15 +143,9 @@ class KP_API kp_String {
     length_ = 0;
     capacity_ = 0;
   }
-  void copy_inline(const kp_String& other) noexcept {  // to one without a buffer
-    length_ = other.length_;
-    capacity_ = inline_room;
-    bytes_ = room_;
-    std::memcpy(room_, other.room_, inline_room);  // a fixed size is faster
-  }
   void take(kp_String& other) noexcept {  // of a string without a buffer
     if (other.is_short()) {
-      copy_inline(other);
+      set_short(other);
     } else {
       length_ = other.length_;
       capacity_ = other.capacity_;

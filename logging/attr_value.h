@@ -114,6 +114,8 @@ class KP_API _kp_LOG_datatype final : public _kp_LOG_value_holder<T> {
  public:
   _kp_LOG_datatype() : _kp_LOG_value_holder<T>(code) {}
   explicit _kp_LOG_datatype(const T& initial) : _kp_LOG_value_holder<T>(code, initial) {}
+  explicit _kp_LOG_datatype(T&& initial)
+      : _kp_LOG_value_holder<T>(code, std::in_place, std::move(initial)) {}
   // The value is made of the parts where it stays.
   template <class... Parts>
   explicit _kp_LOG_datatype(std::in_place_t tag, Parts&&... parts)

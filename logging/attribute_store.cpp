@@ -19,27 +19,17 @@ void _kp_LOG_attribute_store::ensure_place_left() {
   left_->next_left = nullptr;
 }
 
-// What nearly every addition is: a name that no hash in the chain speaks for, short, and a place
-// that was never taken. It calls nothing, and so keeps no registers.
-_kp_LOG_attribute_store::attribute& _kp_LOG_attribute_store::find_or_insert(const kp_String& name,
-                                                                            uint32_t hash) {
-  attribute*& head = chains_[chain_of(hash)];
-  for (const attribute* at = head; at != nullptr; at = at->next)
-    if (at->hash == hash) return find_or_insert_in(head, name, hash);
-  if (next_ == end_ || !name.is_short()) return find_or_insert_in(head, name, hash);
-  place* const taken = next_++;
-  return *(head = new (&taken->held) attribute(name.copy_of_short(), hash, head));
-}
-
 // Copying the name may raise: the place is taken behind that.
-[[gnu::noinline]] _kp_LOG_attribute_store::attribute& _kp_LOG_attribute_store::find_or_insert_in(
+_kp_LOG_attribute_store::attribute& _kp_LOG_attribute_store::find_or_insert_in(
     attribute*& head, const kp_String& name, uint32_t hash) {
   for (attribute* at = head; at != nullptr; at = at->next)
     if (at->hash == hash && at->name == name) return *at;
   kp_String copy(name);
   ensure_place_left();
   place* const taken = std::exchange(left_, left_->next_left);
-  return *(head = new (&taken->held) attribute(std::move(copy), hash, head));
+  head = new (&taken->held) attribute(head, hash);
+  head->name = std::move(copy);
+  return *head;
 }
 
 void _kp_LOG_attribute_store::remove(attribute* held) noexcept {

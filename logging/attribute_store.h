@@ -26,8 +26,7 @@ struct _kp_LOG_value_room {
 class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
  public:
   struct attribute {
-    attribute(kp_String&& its_name, uint32_t its_hash, attribute* its_next) noexcept
-        : next(its_next), hash(its_hash), name(static_cast<kp_String&&>(its_name)) {}
+    attribute(attribute* its_next, uint32_t its_hash) noexcept : next(its_next), hash(its_hash) {}
 
     attribute* next;                     // null: the end of its chain
     uint32_t hash;                       // of the name
@@ -39,6 +38,9 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
   _kp_LOG_attribute_store() noexcept {}  // NOLINT: the places are left as they are
   ~_kp_LOG_attribute_store() { clear(); }
 
+  // The chain of the names with that hash.
+  static constexpr unsigned chain_of(uint32_t hash) noexcept { return hash % n_chains; }
+
   // Null when no attribute has that name.
   attribute* find(const _kp_LOG_hashed_name& name) noexcept {
     for (attribute* at = chains_[chain_of(name.hash)]; at != nullptr; at = at->next)
@@ -49,10 +51,21 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
     return const_cast<_kp_LOG_attribute_store*>(this)->find(name);
   }
 
-  // The attribute of that name, whose hash is given, made without a value where none has it; to
-  // give it one is the caller's, before anything else is done with the store. Raises
+  // The attribute of that name, whose hash and chain are given, made without a value where none has
+  // it; to give it one is the caller's, before anything else is done with the store. Raises
   // KPX_memory_alloc, the store being as it was.
-  attribute& find_or_insert(const kp_String& name, uint32_t hash);
+  [[gnu::always_inline]] attribute& find_or_insert(const kp_String& name, uint32_t hash,
+                                                   unsigned chain) {
+    attribute*& head = chains_[chain];
+    for (const attribute* at = head; at != nullptr; at = at->next)
+      if (at->hash == hash) return find_or_insert_in(head, name, hash);
+    // What nearly every addition comes to: a short name, and a place that was never taken.
+    if (next_ == end_ || !name.is_short()) return find_or_insert_in(head, name, hash);
+    place* const taken = next_++;
+    head = new (&taken->held) attribute(head, hash);
+    head->name.set_short(name);
+    return *head;
+  }
   void remove(attribute* held) noexcept;
   void clear() noexcept {
     if (next_ != inside_) clear_taken();
@@ -91,7 +104,6 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
     place places[places_per_block];
   };
 
-  static unsigned chain_of(uint32_t hash) noexcept { return hash % n_chains; }
   // Numbers and times have nothing to give back.
   static bool is_text(unsigned char code) noexcept {
     return (code >= TypeChar32 && code <= TypeMBChar2K) || code == TypeGUID;

@@ -34,7 +34,7 @@ struct _kp_LOG_name_words {
     return first == other.first && last == other.last && length == other.length;
   }
   // A number whose upper bits all bytes of the words move.
-  uint64_t mixed() const noexcept { return (first * 0xD6E8FEB86659FD93U ^ last) * mixer; }
+  uint64_t mixed() const noexcept { return (first * 2 ^ last) * mixer; }
 
   static constexpr uint64_t mixer = 0x9E3779B97F4A7C15U;
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/kp_hash.h"
+#include "logging/attribute_store.h"
 #include "logging/def_read.h"
 #include "logging/log_definition_globals.h"
 #include "logging/log_definition_list.h"
@@ -40,11 +41,13 @@ _kp_LOG_attribute_entry::_kp_LOG_attribute_entry(kp_String&& name, kp_String&& r
       redirection_name_(std::move(redirection)),
       type_(type),
       name_hash_(my_hashcode(name_.c_str())),
+      name_chain_(_kp_LOG_attribute_store::chain_of(name_hash_)),
       name_key_(name_.c_str(), name_.length()) {}
 
 void _kp_LOG_attribute_entry::set_name(const char* name) {
   name_ = kp_String(or_empty(name));
   name_hash_ = my_hashcode(name_.c_str());
+  name_chain_ = _kp_LOG_attribute_store::chain_of(name_hash_);
   name_key_ = _kp_LOG_name_key(name_.c_str(), name_.length());
   if (listed_in_ == nullptr) return;
   listed_in_->was_renamed = true;
@@ -169,14 +172,6 @@ _kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_by_name(
     const _kp_LOG_name_key& name) const noexcept {
   _kp_LOG_attribute_entry* const own = attributes_.find(name);
   return own != nullptr ? own : _kp_LOG_declared_attributes::find_global(name);
-}
-
-const _kp_LOG_attribute_entry* _kp_LOG_log_definition::get_attr_info_at(
-    const kp_LOG_AttributeKey& key) const noexcept {
-  const _kp_LOG_attribute_entry* const entry = attributes_.at(key.number());
-  const bool is_meant = entry != nullptr && entry->get_name_hash() == key.hash() &&
-                        _kp_LOG_hashed_name(key).is(entry->get_name_string());
-  return is_meant ? entry : nullptr;
 }
 
 bool _kp_LOG_log_definition::get_attr_info_by_name(const char* name, unsigned char& type,

@@ -28,7 +28,8 @@ class KP_API _kp_LOG_attribute_entry : kp_UTIL_no_inadvertant_copies {
   const char* get_name() const noexcept { return name_.c_str(); }
   const kp_String& get_name_string() const noexcept { return name_; }
   const _kp_LOG_name_key& get_name_key() const noexcept { return name_key_; }
-  const char* get_redirection_name() const noexcept;  // null when there is none
+  unsigned get_name_chain() const noexcept { return name_chain_; }  // in an entry's store
+  const char* get_redirection_name() const noexcept;                // null when there is none
   unsigned char get_type() const noexcept { return type_; }
   unsigned get_name_hash() const noexcept { return name_hash_; }  // my_hashcode of the name
 
@@ -42,6 +43,7 @@ class KP_API _kp_LOG_attribute_entry : kp_UTIL_no_inadvertant_copies {
   kp_String redirection_name_;  // empty: none
   unsigned char type_;          // a kp_AttributeType
   unsigned name_hash_;
+  unsigned name_chain_;
   _kp_LOG_name_key name_key_;
   _kp_LOG_listed_attributes* listed_in_ = nullptr;  // where its name is indexed, or null
 };
@@ -186,8 +188,6 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   // The definition's own attribute, else the global one, else null.
   _kp_LOG_attribute_entry* get_attr_info_by_name(const char* name) const noexcept;
   _kp_LOG_attribute_entry* get_attr_info_by_name(const _kp_LOG_name_key& name) const noexcept;
-  // The own attribute at the key's number; null where another one stands there, or none.
-  const _kp_LOG_attribute_entry* get_attr_info_at(const kp_LOG_AttributeKey& key) const noexcept;
   // The attribute of that name; true and both values set when found. `redirection` is null for a
   // global attribute.
   bool get_attr_info_by_name(const char* name, unsigned char& type,

@@ -73,7 +73,8 @@ class _kp_LOG_listed_attributes : kp_UTIL_no_inadvertant_copies {
 // A slot that a thread reads before it is counted tells of an attribute that the thread does not
 // see yet: there the look-up ends as at an empty one, because what is put behind it is newer still.
 template <class Is>
-_kp_LOG_attribute_entry* _kp_LOG_listed_attributes::find_from(uint64_t mixed, Is&& is) noexcept {
+[[gnu::always_inline]] inline _kp_LOG_attribute_entry* _kp_LOG_listed_attributes::find_from(
+    uint64_t mixed, Is&& is) noexcept {
   const unsigned n = size();
   const slot* const all = slots();
   for (unsigned i = first_slot(mixed);; i = (i + 1) & slot_mask_) {
@@ -98,8 +99,8 @@ inline _kp_LOG_attribute_entry* _kp_LOG_listed_attributes::find(
 class _kp_LOG_declared_attributes {
  public:
   // The definition's own attribute, else the global one, else null.
-  static _kp_LOG_attribute_entry* find(const _kp_LOG_log_definition& definition,
-                                       const char* name) noexcept {
+  [[gnu::always_inline]] static _kp_LOG_attribute_entry* find(
+      const _kp_LOG_log_definition& definition, const char* name) noexcept {
     auto* const listed = definition.attributes_.listed_.load(std::memory_order_acquire);
     const size_t length = std::strlen(name);
     if (listed != nullptr && length <= _kp_LOG_name_words::longest)
@@ -107,6 +108,17 @@ class _kp_LOG_declared_attributes {
     return find_long_or_global(definition, name);
   }
   static _kp_LOG_attribute_entry* find_global(const _kp_LOG_name_key& name) noexcept;
+  // The own attribute at the key's number; null where another one stands there, or none.
+  [[gnu::always_inline]] static const _kp_LOG_attribute_entry* at(
+      const _kp_LOG_log_definition& definition, const kp_LOG_AttributeKey& key) noexcept {
+    auto* const listed = definition.attributes_.listed_.load(std::memory_order_acquire);
+    if (listed == nullptr || key.number() >= listed->size()) return nullptr;
+    const _kp_LOG_attribute_entry* const entry = listed->entries()[key.number()];
+    const _kp_LOG_name_key& name = entry->get_name_key();
+    const bool is_meant = entry->get_name_hash() == key.hash() && name.length() == key.length() &&
+                          KP_are_same_bytes(name.text, key.name(), key.length());
+    return is_meant ? entry : nullptr;
+  }
 
  private:
   static _kp_LOG_attribute_entry* find_long_or_global(const _kp_LOG_log_definition& definition,

@@ -263,10 +263,10 @@ class KP_API _kp_LOG_log_entry_imp {
 
   // What the definition declares at the key's number; null where that is not what the key names,
   // and the name has to be looked up.
-  const _kp_LOG_attribute_entry* _declared_at(const kp_LOG_AttributeKey& key) const noexcept {
-    return definition_ ? definition_->get_attr_info_at(key) : nullptr;
-  }
+  const _kp_LOG_attribute_entry* _declared_at(const kp_LOG_AttributeKey& key) const noexcept;
 
+  // The held attribute of the declared name, made without a value where there is none.
+  held_attribute& _held_or_new(const _kp_LOG_attribute_entry& declared);
   // Store a value of type code `code` under the declared name, in place of a held one.
   template <class T>
   void _store(const _kp_LOG_attribute_entry& declared, unsigned char code, T value);
@@ -274,8 +274,7 @@ class KP_API _kp_LOG_log_entry_imp {
   void _store_text(const _kp_LOG_attribute_entry& declared, const char* text, size_t length,
                    bool escape);
   template <class Text>
-  void _store_short_text(const _kp_LOG_attribute_entry& declared, const char* text,
-                         unsigned length);
+  void _store_long_text(const _kp_LOG_attribute_entry& declared, const char* text, size_t length);
   template <class Text>
   void _store_filtered_text(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);
   void _store_cut_string(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);

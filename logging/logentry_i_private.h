@@ -70,8 +70,9 @@ bool kp_log_with_class(unsigned char code, F&& f) {
 // Makes the value of that code, of its C++ type T, in `room` of the parts. The code must be one of
 // T's.
 template <class T, class... Parts>
-_kp_LOG_type_base* kp_log_make_value(_kp_LOG_value_room& room, unsigned char code,
-                                     Parts&&... parts) noexcept {
+[[gnu::always_inline]] inline _kp_LOG_type_base* kp_log_make_value(_kp_LOG_value_room& room,
+                                                                   unsigned char code,
+                                                                   Parts&&... parts) noexcept {
   _kp_LOG_type_base* made = nullptr;
   kp_log_with_class(code, [&](auto value_class) {
     using datatype = typename decltype(value_class)::datatype;
@@ -96,22 +97,33 @@ T& kp_log_value_in(_kp_LOG_type_base& held) noexcept {
 
 // --- Looking up ---------------------------------------------------------------------------------
 
-inline const _kp_LOG_attribute_entry* _kp_LOG_log_entry_imp::_declared(const char* name) const {
+[[gnu::always_inline]] inline const _kp_LOG_attribute_entry* _kp_LOG_log_entry_imp::_declared(
+    const char* name) const {
   if (!definition_) kp_log_raise_without_definition();
   return _kp_LOG_declared_attributes::find(*definition_.get(), name);
 }
 
+[[gnu::always_inline]] inline const _kp_LOG_attribute_entry* _kp_LOG_log_entry_imp::_declared_at(
+    const kp_LOG_AttributeKey& key) const noexcept {
+  return definition_ ? _kp_LOG_declared_attributes::at(*definition_.get(), key) : nullptr;
+}
+
 // --- Storing ------------------------------------------------------------------------------------
+
+[[gnu::always_inline]] inline _kp_LOG_log_entry_imp::held_attribute&
+_kp_LOG_log_entry_imp::_held_or_new(const _kp_LOG_attribute_entry& declared) {
+  return attributes_.find_or_insert(declared.get_name_string(), declared.get_name_hash(),
+                                    declared.get_name_chain());
+}
 
 // `value` is complete before the store is touched, and moves in: after the place is there nothing
 // fails.
 template <class T>
-inline void _kp_LOG_log_entry_imp::_store(const _kp_LOG_attribute_entry& declared,
-                                          unsigned char code, T value) {
+[[gnu::always_inline]] inline void _kp_LOG_log_entry_imp::_store(
+    const _kp_LOG_attribute_entry& declared, unsigned char code, T value) {
   static_assert(std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>);
   modified_ = true;
-  held_attribute& held =
-      attributes_.find_or_insert(declared.get_name_string(), declared.get_name_hash());
+  held_attribute& held = _held_or_new(declared);
   if (held.value != nullptr && held.value->get_type() == code) {
     kp_log_value_in<T>(*held.value) = std::move(value);
     return;

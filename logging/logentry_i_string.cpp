@@ -23,6 +23,10 @@ static bool is_plain_string(unsigned char code) {
   return code >= TypeChar32 && code <= TypeChar2K;
 }
 
+static bool is_multibyte_string(unsigned char code) {
+  return code >= TypeMBChar32 && code <= TypeMBChar2K;
+}
+
 // --- Adding -------------------------------------------------------------------------------------
 
 const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_text(const char* name,
@@ -36,54 +40,57 @@ const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_text(const char*
 }
 
 // Whether a byte of the word is below ' ', as line breaks are.
-static bool holds_control(uint64_t word) {
+[[gnu::always_inline]] static inline bool holds_control(uint64_t word) {
   constexpr uint64_t every_byte = 0x0101010101010101;
   return ((word - every_byte * ' ') & ~word & (every_byte << 7)) != 0;
 }
 
-// Eight bytes at once, of which the last may be some of those before them.
-static bool holds_control(const char* text, size_t length) {
-  uint64_t word = 0;
-  if (length < sizeof word)
-    return std::any_of(text, text + length, [](char c) { return c >= 0 && c < ' '; });
-  for (size_t at = 0; at < length; at += sizeof word) {
-    std::memcpy(&word, text + std::min(at, length - sizeof word), sizeof word);
-    if (holds_control(word)) return true;
+// Words at once, of which the last may be partly the one before it.
+[[gnu::always_inline]] static inline bool holds_control(const char* text, size_t length) {
+  const auto word_at = [text](size_t at, auto word) {
+    std::memcpy(&word, text + at, sizeof word);
+    return uint64_t{word};
+  };
+  if (length >= 8) {
+    for (size_t at = 0; at < length; at += 8)
+      if (holds_control(word_at(std::min(at, length - 8), uint64_t{}))) return true;
+    return false;
   }
+  if (length >= 4)
+    return holds_control(word_at(0, uint32_t{}) | word_at(length - 4, uint32_t{}) << 32);
+  for (size_t at = 0; at < length; ++at)
+    if (text[at] >= 0 && text[at] < ' ') return true;
   return false;
 }
 
 // Whether filtering into a work buffer would change the text.
-static bool needs_filter(const char* text, size_t length, bool escape) {
+[[gnu::always_inline]] static inline bool needs_filter(const char* text, size_t length,
+                                                       bool escape) {
   if (length >= work_buffer_size) return true;
   if (!escape) return std::memchr(text, '\\', length) != nullptr;
   return holds_control(text, length) &&
          (std::memchr(text, '\n', length) != nullptr || std::memchr(text, '\r', length) != nullptr);
 }
 
-// Most texts need neither cutting nor filtering and are stored as they come. The work buffers are
+// Most texts need neither cutting nor filtering and are stored as they come; a short one is made
+// where it stays, unless it replaces a text, which may be where it comes from. The work buffers are
 // in functions of their own, so that only the others touch that much stack.
 template <class Text>
-void _kp_LOG_log_entry_imp::_store_text(const _kp_LOG_attribute_entry& declared, const char* text,
-                                        size_t length, bool escape) {
-  if (needs_filter(text, length, escape))
-    _store_filtered_text<Text>(declared, text, escape);
-  else if (length < kp_String::inline_room)
-    _store_short_text<Text>(declared, text, static_cast<unsigned>(length));
-  else
-    _store(declared, declared.get_type(), Text(text, kp_log_string_length(length)));
+[[gnu::always_inline]] inline void _kp_LOG_log_entry_imp::_store_text(
+    const _kp_LOG_attribute_entry& declared, const char* text, size_t length, bool escape) {
+  if (needs_filter(text, length, escape)) return _store_filtered_text<Text>(declared, text, escape);
+  if (length >= kp_String::inline_room) return _store_long_text<Text>(declared, text, length);
+  held_attribute& held = _held_or_new(declared);
+  if (held.value != nullptr) return _store_long_text<Text>(declared, text, length);
+  modified_ = true;
+  held.value = kp_log_make_value<Text>(held.room, declared.get_type());
+  kp_log_value_in<Text>(*held.value).set_short(text, static_cast<unsigned>(length));
 }
 
-// As _store, for a text that needs no memory and so is made where it stays.
 template <class Text>
-void _kp_LOG_log_entry_imp::_store_short_text(const _kp_LOG_attribute_entry& declared,
-                                              const char* text, unsigned length) {
-  held_attribute& held =
-      attributes_.find_or_insert(declared.get_name_string(), declared.get_name_hash());
-  // A text that is replaced may be where the new one stands.
-  if (held.value != nullptr) return _store(declared, declared.get_type(), Text(text, length));
-  modified_ = true;
-  held.value = kp_log_make_value<Text>(held.room, declared.get_type(), text, length);
+[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store_long_text(
+    const _kp_LOG_attribute_entry& declared, const char* text, size_t length) {
+  _store(declared, declared.get_type(), Text(text, kp_log_string_length(length)));
 }
 
 template <class Text>
@@ -146,11 +153,8 @@ static constinit std::atomic<const char*> known_code_page{nullptr};
 
 // Whether a multibyte text is longer than `limit`: in UTF-16 code units, or in bytes with ICU
 // disabled.
-static bool mbstring_exceeds(const char* value, size_t length, int limit) {
-  const bool exceeds_bytes = length > static_cast<size_t>(limit);
-  if (!kp_LOG_LogConfig::IsICUEnabled()) return exceeds_bytes;
-  const char* const code_page = kp_LOG_LogConfig::GetCodePage();
-  if (!exceeds_bytes && code_page == known_code_page.load(std::memory_order_relaxed)) return false;
+[[gnu::noinline]] static bool mbstring_exceeds_in(const char* code_page, const char* value,
+                                                  int limit) {
   int units = 0;
   switch (icu_text_count_units(value, code_page, limit, units)) {
     case icu_text_result::ok:
@@ -164,11 +168,20 @@ static bool mbstring_exceeds(const char* value, size_t length, int limit) {
   }
 }
 
+[[gnu::always_inline]] static inline bool mbstring_exceeds(const char* value, size_t length,
+                                                           int limit) {
+  const bool exceeds_bytes = length > static_cast<size_t>(limit);
+  if (!kp_load(b_is_icu_enabled)) return exceeds_bytes;
+  const char* const code_page = kp_LOG_LogConfig::GetCodePage();
+  if (!exceeds_bytes && code_page == known_code_page.load(std::memory_order_relaxed)) return false;
+  return mbstring_exceeds_in(code_page, value, limit);
+}
+
 void _kp_LOG_log_entry_imp::add_attrib_mbstr(const char* name, const char* value, bool escape) {
   if (kp_log_is_blank(name) || value == nullptr) kp_log_raise_invalid_argument();
   const _kp_LOG_attribute_entry& declared = _declared_text(name, "add_attrib_mbstr");
   const unsigned char code = declared.get_type();
-  if (code < TypeMBChar32 || code > TypeMBChar2K)
+  if (!is_multibyte_string(code))
     kp_log_raise_under_id<KPX_logging_attribute_type_mismatch>("", "Used the wrong add method",
                                                                entry_id_);
   _store_mbstring(declared, value, escape);
@@ -176,14 +189,13 @@ void _kp_LOG_log_entry_imp::add_attrib_mbstr(const char* name, const char* value
 
 void _kp_LOG_log_entry_imp::add_keyed_mbstr(const kp_LOG_AttributeKey& key, const char* value) {
   const _kp_LOG_attribute_entry* const declared = _declared_at(key);
-  if (declared == nullptr || value == nullptr ||
-      !is_unicode_string_attribute(static_cast<kp_AttributeType>(declared->get_type())))
+  if (declared == nullptr || value == nullptr || !is_multibyte_string(declared->get_type()))
     return add_attrib_mbstr(key.name(), value, true);
   _store_mbstring(*declared, value, true);
 }
 
-void _kp_LOG_log_entry_imp::_store_mbstring(const _kp_LOG_attribute_entry& declared,
-                                            const char* text, bool escape) {
+[[gnu::always_inline]] inline void _kp_LOG_log_entry_imp::_store_mbstring(
+    const _kp_LOG_attribute_entry& declared, const char* text, bool escape) {
   const size_t length = std::strlen(text);
   if (mbstring_exceeds(text, length, class_limit(declared.get_type(), TypeMBChar32)))
     _store_cut_mbstring(declared, text, escape);

@@ -14,6 +14,8 @@ class KP_API _kp_LOG_ustring {
   explicit _kp_LOG_ustring(const char* text) : text_(text) {}  // up to the NUL; null: nothing
   _kp_LOG_ustring(const char* bytes, unsigned length) : text_(bytes, length) {}
 
+  // Of nothing: a copy of fewer than kp_String::inline_room bytes.
+  void set_short(const char* bytes, unsigned length) noexcept { text_.set_short(bytes, length); }
   void set_zero() noexcept { text_ = kp_String(); }  // nothing: length 0, no array
 
   unsigned length() const noexcept { return text_.length(); }  // without the NUL
