@@ -66,6 +66,9 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
     head->name.set_short(name);
     return *head;
   }
+  attribute& find_or_insert(const kp_String& name, uint32_t hash) {
+    return find_or_insert(name, hash, chain_of(hash));
+  }
   void remove(attribute* held) noexcept;
   void clear() noexcept {
     if (next_ != inside_) clear_taken();

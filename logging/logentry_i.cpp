@@ -421,8 +421,7 @@ void _kp_LOG_log_entry_imp::_copy_attribute(const held_attribute& source) {
   kp_log_with_class(source.value->get_type(), [&](auto value_class) {
     using value_type = typename decltype(value_class)::value_type;
     value_type value = kp_log_value_in<value_type>(*source.value);
-    held_attribute& copy = attributes_.find_or_insert(
-        source.name, source.hash, _kp_LOG_attribute_store::chain_of(source.hash));
+    held_attribute& copy = attributes_.find_or_insert(source.name, source.hash);
     copy.value =
         kp_log_make_value<value_type>(copy.room, source.value->get_type(), std::move(value));
   });
