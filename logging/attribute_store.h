@@ -44,7 +44,7 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
   // Null when no attribute has that name.
   attribute* find(const _kp_LOG_hashed_name& name) noexcept {
     for (attribute* at = chains_[chain_of(name.hash)]; at != nullptr; at = at->next)
-      if (at->hash == name.hash && name.is(at->name)) return at;
+      if (at->hash == name.hash && name == at->name) return at;
     return nullptr;
   }
   const attribute* find(const _kp_LOG_hashed_name& name) const noexcept {

@@ -74,23 +74,21 @@ struct _kp_LOG_name_key {
   uint64_t mixed;  // of the words, and of what lies between those of a longer name
 };
 
-// A name with its KP_text_hash, by which entries keep their attributes.
-struct _kp_LOG_hashed_name : _kp_LOG_name_key {
+// A name with its KP_text_hash, by which entries keep their attributes. The text belongs to the
+// caller and outlives this object.
+struct _kp_LOG_hashed_name {
   explicit _kp_LOG_hashed_name(const char* name) noexcept
-      : _kp_LOG_name_key(name), hash(KP_text_hash(text, length())) {}
+      : text(name), length(std::strlen(name)), hash(KP_text_hash(name, length)) {}
   // `known_hash` is the KP_text_hash of `name`.
   _kp_LOG_hashed_name(const kp_String& name, uint32_t known_hash) noexcept
-      : _kp_LOG_name_key(name.c_str(), name.length()), hash(known_hash) {}
+      : text(name.c_str()), length(name.length()), hash(known_hash) {}
 
-  explicit _kp_LOG_hashed_name(const kp_LOG_AttributeKey& key) noexcept
-      : _kp_LOG_name_key(key.name(), key.length()), hash(key.hash()) {}
-  _kp_LOG_hashed_name(const _kp_LOG_name_key& key, uint32_t known_hash) noexcept
-      : _kp_LOG_name_key(key), hash(known_hash) {}
-
-  bool is(const kp_String& other) const noexcept {
-    return other.length() == length() && KP_are_same_bytes(other.c_str(), text, length());
+  bool operator==(const kp_String& other) const noexcept {
+    return other.length() == length && KP_are_same_bytes(other.c_str(), text, length);
   }
 
+  const char* text;
+  size_t length;  // may be more than a kp_String holds; such a name equals none
   uint32_t hash;
 };
 

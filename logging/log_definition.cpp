@@ -271,10 +271,6 @@ void _kp_LOG_log_definition::add_attr_info(const char* name, unsigned char type,
   append_attribute(make_owned<_kp_LOG_attribute_entry>(name, redirection, type), is_selector);
 }
 
-static _kp_LOG_hashed_name hashed_name_of(const _kp_LOG_attribute_entry& entry) noexcept {
-  return {entry.get_name_string(), entry.get_name_hash()};
-}
-
 void _kp_LOG_log_definition::add_attr_info(std::unique_ptr<_kp_LOG_attribute_entry>&& entry,
                                            bool is_selector) {
   take_attribute(attributes_.find(entry->get_name_key()));
@@ -282,7 +278,7 @@ void _kp_LOG_log_definition::add_attr_info(std::unique_ptr<_kp_LOG_attribute_ent
 }
 
 bool _kp_LOG_log_definition::add_new_attr_info(std::unique_ptr<_kp_LOG_attribute_entry>&& entry) {
-  if (attributes_.find(hashed_name_of(*entry)) != nullptr) return false;
+  if (attributes_.find(entry->get_name_key()) != nullptr) return false;
   append_attribute(std::move(entry), false);
   return true;
 }

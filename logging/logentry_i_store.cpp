@@ -80,9 +80,9 @@ bool _kp_LOG_log_entry_imp::remove_attrib(const char* name) {
 const _kp_LOG_log_entry_imp::held_attribute* _kp_LOG_log_entry_imp::_find(
     const char* name, const _kp_LOG_attribute_entry*& declared) const noexcept {
   declared = definition_ ? _kp_LOG_declared_attributes::find(*definition_.get(), name) : nullptr;
-  return attributes_.find(
-      declared != nullptr ? _kp_LOG_hashed_name(declared->get_name_key(), declared->get_name_hash())
-                          : _kp_LOG_hashed_name(name));
+  return attributes_.find(declared != nullptr ? _kp_LOG_hashed_name(declared->get_name_string(),
+                                                                    declared->get_name_hash())
+                                              : _kp_LOG_hashed_name(name));
 }
 
 [[noreturn, gnu::cold]] static void refuse(const _kp_LOG_attribute_entry* declared,
