@@ -160,9 +160,9 @@ static void count_finding_an_attribute(long times, const char* name) {
   for (unsigned i = 0; i < 254; ++i)
     add(("OWN." + std::to_string(i)).c_str(), ("GLOBAL." + std::to_string(i)).c_str());
   add("LAST.OWN", "LAST.GLOBAL");
-  const _kp_LOG_hashed_name hashed(name);
+  const _kp_LOG_name_key key(name);
   count_operation(times, [&] {
-    if (definition.get_attr_info_by_name(hashed) == nullptr) std::abort();
+    if (definition.get_attr_info_by_name(key) == nullptr) std::abort();
   });
 }
 
