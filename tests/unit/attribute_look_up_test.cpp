@@ -54,8 +54,7 @@ TEST(AttributeLookUp, FindsWhatAWalkOverTheListFinds) {
       list.entries()[drawn.random() % n]->set_name(drawn.next());
     for (int i = 0; i < 20; ++i) {
       const std::string name = drawn.next();
-      ASSERT_EQ(list.find(_kp_LOG_name_key(name.c_str())),
-                walk(list.entries(), list.size(), name))
+      ASSERT_EQ(list.find(_kp_LOG_name_key(name.c_str())), walk(list.entries(), list.size(), name))
           << name;
     }
   }
