@@ -43,12 +43,18 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
 
   // Null when no attribute has that name.
   attribute* find(const _kp_LOG_hashed_name& name) noexcept {
-    for (attribute* at = chains_[chain_of(name.hash)]; at != nullptr; at = at->next)
+    return find(name, chain_of(name.hash));
+  }
+  attribute* find(const _kp_LOG_hashed_name& name, unsigned chain) noexcept {
+    for (attribute* at = chains_[chain]; at != nullptr; at = at->next)
       if (at->hash == name.hash && name == at->name) return at;
     return nullptr;
   }
   const attribute* find(const _kp_LOG_hashed_name& name) const noexcept {
     return const_cast<_kp_LOG_attribute_store*>(this)->find(name);
+  }
+  const attribute* find(const _kp_LOG_hashed_name& name, unsigned chain) const noexcept {
+    return const_cast<_kp_LOG_attribute_store*>(this)->find(name, chain);
   }
 
   // The attribute of that name, whose hash and chain are given, made without a value where none has

@@ -67,6 +67,7 @@ logmsg_placeholder::logmsg_placeholder(const _kp_LOG_fmt_spec_token& format,
   is_timestamp_ = std::strcmp(name(), "TIMESTAMP") == 0;
   if (!is_default_info_fields(name(), builtin_type_)) builtin_type_ = TypeUnknown;
   name_hash_ = my_hashcode(name());
+  name_chain_ = _kp_LOG_attribute_store::chain_of(name_hash_);
 }
 
 [[noreturn]] static void raise_for(const char* what, const char* name) {

@@ -39,7 +39,8 @@ class logmsg_placeholder {
   // the entry's getters then tell what is shown, or what is wrong.
   const _kp_LOG_type_base* held_in(const _kp_LOG_log_entry_imp& entry,
                                    kp_AttributeType type) const noexcept {
-    const auto* const held = entry._attributes().find(_kp_LOG_hashed_name(name_, name_hash_));
+    const auto* const held =
+        entry._attributes().find(_kp_LOG_hashed_name(name_, name_hash_), name_chain_);
     return held != nullptr && held->value->get_type() == type ? held->value : nullptr;
   }
   // The named time: for "TIMESTAMP" the entry's own, in local time.
@@ -55,6 +56,7 @@ class logmsg_placeholder {
   bool is_timestamp_;
   kp_AttributeType builtin_type_ = TypeUnknown;  // of a default information field, else unknown
   unsigned name_hash_;
+  unsigned name_chain_;  // in an entry's store
   kp_String name_;
 };
 
