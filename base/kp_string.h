@@ -107,7 +107,7 @@ class KP_API kp_String {
   // Whether the text lives inside the object, so that a copy needs no memory.
   bool is_short() const noexcept { return bytes_ == room_; }
   // Of a string without a buffer: a copy of fewer than inline_room bytes.
-  void set_short(const char* bytes, unsigned length) noexcept {
+  [[gnu::always_inline]] void set_short(const char* bytes, unsigned length) noexcept {
     bytes_ = room_;
     capacity_ = inline_room;
     KP_copy_short(room_, bytes, length);

@@ -1,6 +1,5 @@
 #include "logging/attribute_store.h"
 
-#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -25,6 +24,7 @@ _kp_LOG_attribute_store::attribute& _kp_LOG_attribute_store::find_or_insert_in(
   for (attribute* at = head; at != nullptr; at = at->next)
     if (at->hash == hash && at->name == name) return *at;
   kp_String copy(name);
+  expect_memory();
   ensure_place_left();
   place* const taken = std::exchange(left_, left_->next_left);
   head = new (&taken->held) attribute(head, hash);
@@ -42,15 +42,9 @@ void _kp_LOG_attribute_store::remove(attribute* held) noexcept {
   left_ = left;
 }
 
-void _kp_LOG_attribute_store::clear_taken() noexcept {
-  const bool all_are_inside = blocks_ == nullptr && left_ == nullptr;
-  if (all_are_inside)
-    for (place* at = inside_; at != next_; ++at) destroy(at->held);
-  else
-    for_each([](attribute& held) { destroy(held); });
-  std::fill_n(chains_, n_chains, nullptr);
+void _kp_LOG_attribute_store::destroy_all() noexcept {
+  for_each([](attribute& held) { destroy(held); });
   while (blocks_ != nullptr) delete std::exchange(blocks_, blocks_->next);
-  next_ = inside_;
   end_ = inside_ + places_per_block;
-  left_ = nullptr;
+  may_hold_memory_ = false;
 }

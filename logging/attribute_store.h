@@ -2,6 +2,7 @@
 #ifndef KP_LOG_ATTRIBUTE_STORE_H
 #define KP_LOG_ATTRIBUTE_STORE_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -76,8 +77,14 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
     return find_or_insert(name, hash, chain_of(hash));
   }
   void remove(attribute* held) noexcept;
+  // Says that a name or a value may hold memory of its own, or is about to: only then clearing has
+  // to destroy what stands in the places. find_or_insert() says it of names and places itself.
+  void expect_memory() noexcept { may_hold_memory_ = true; }
   void clear() noexcept {
-    if (next_ != inside_) clear_taken();
+    if (may_hold_memory_) destroy_all();
+    std::fill_n(chains_, n_chains, nullptr);
+    next_ = inside_;
+    left_ = nullptr;
   }
 
   // Destroys the value alone, for another one to take its place.
@@ -123,13 +130,14 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
     destroy_value(held);
     held.~attribute();
   }
-  void clear_taken() noexcept;
+  void destroy_all() noexcept;
 
   attribute* chains_[n_chains] = {};
   place* next_ = inside_;                    // of the newest block: the first never taken
   place* end_ = inside_ + places_per_block;  // of the newest block
   place* left_ = nullptr;                    // places that attributes have left
   block* blocks_ = nullptr;                  // owned; the newest first
+  bool may_hold_memory_ = false;
   place inside_[places_per_block];
 };
 

@@ -174,7 +174,7 @@ static void take_version_text(char (&text)[16], const char* from) {
   std::memcpy(text, from, sizeof text);
 }
 
-_kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp(without_version_scan) {}
+[[gnu::always_inline]] inline _kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp(without_version_scan) {}
 
 // The constructors delegate, so that the destructor cleans up when the rest of one of them raises.
 _kp_LOG_log_entry_imp::_kp_LOG_log_entry_imp() : _kp_LOG_log_entry_imp(without_version_scan()) {
@@ -421,6 +421,7 @@ void _kp_LOG_log_entry_imp::_copy_attribute(const held_attribute& source) {
   kp_log_with_class(source.value->get_type(), [&](auto value_class) {
     using value_type = typename decltype(value_class)::value_type;
     value_type value = kp_log_value_in<value_type>(*source.value);
+    if constexpr (!std::is_trivially_destructible_v<value_type>) attributes_.expect_memory();
     held_attribute& copy = attributes_.find_or_insert(source.name, source.hash);
     copy.value =
         kp_log_make_value<value_type>(copy.room, source.value->get_type(), std::move(value));

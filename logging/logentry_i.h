@@ -274,7 +274,8 @@ class KP_API _kp_LOG_log_entry_imp {
   void _store_text(const _kp_LOG_attribute_entry& declared, const char* text, size_t length,
                    bool escape);
   template <class Text>
-  void _store_long_text(const _kp_LOG_attribute_entry& declared, const char* text, size_t length);
+  void _store_any_text(const _kp_LOG_attribute_entry& declared, const char* text, size_t length,
+                       bool escape);
   template <class Text>
   void _store_filtered_text(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);
   void _store_cut_string(const _kp_LOG_attribute_entry& declared, const char* text, bool escape);

@@ -54,7 +54,7 @@ struct _kp_LOG_value_class {
 
 // Calls f(_kp_LOG_value_class<...>()) for the class of that code; false when there is none.
 template <class F>
-bool kp_log_with_class(unsigned char code, F&& f) {
+[[gnu::always_inline]] inline bool kp_log_with_class(unsigned char code, F&& f) {
 #define KP_LOG_CALL_WITH_CLASS(type, T) \
   case type:                            \
     f(_kp_LOG_value_class<T, type>());  \
@@ -123,6 +123,7 @@ template <class T>
     const _kp_LOG_attribute_entry& declared, unsigned char code, T value) {
   static_assert(std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>);
   modified_ = true;
+  if constexpr (!std::is_trivially_destructible_v<T>) attributes_.expect_memory();
   held_attribute& held = _held_or_new(declared);
   if (held.value != nullptr && held.value->get_type() == code) {
     kp_log_value_in<T>(*held.value) = std::move(value);

@@ -36,6 +36,7 @@ void _kp_LOG_log_entry_imp::_add_attribute(const char* name, _kp_LOG_type_base* 
   }
   if (value == nullptr || !has_class(*value)) kp_log_raise_invalid_argument();
   modified_ = true;
+  attributes_.expect_memory();
   held_attribute& held = attributes_.find_or_insert(kp_String(name), my_hashcode(name));
   if (held.value == nullptr) {
     held.value = value;

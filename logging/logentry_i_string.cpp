@@ -14,7 +14,7 @@ static constexpr int cut_room = work_buffer_size - 1;
 
 // The longest text of a string type, `first` being the type of its family's smallest class.
 static int class_limit(unsigned char code, unsigned char first) {
-  static constexpr int limits[] = {32, 64, 128, 256, 1024, 2048};
+  static constexpr short limits[] = {32, 64, 128, 256, 1024, 2048};
   return limits[code - first];
 }
 
@@ -29,14 +29,19 @@ static bool is_multibyte_string(unsigned char code) {
 
 // --- Adding -------------------------------------------------------------------------------------
 
-const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_text(const char* name,
-                                                                     const char* operation) const {
-  const _kp_LOG_attribute_entry* const declared = _declared(name);
-  if (declared != nullptr) return *declared;
+[[noreturn, gnu::cold]] static void refuse_undeclared(const char* name, const char* operation,
+                                                      unsigned entry_id) {
   kp_log_raise_undeclared(
-      name, entry_id_,
+      name, entry_id,
       kp_log_told("%s:%d _kp_LOG_log_entry_imp::%s, can not find attribute :%s\n",
                   kp_log_entry_source, __LINE__, operation, name));
+}
+
+[[gnu::always_inline]] inline const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_text(
+    const char* name, const char* operation) const {
+  const _kp_LOG_attribute_entry* const declared = _declared(name);
+  if (declared == nullptr) refuse_undeclared(name, operation, entry_id_);
+  return *declared;
 }
 
 // Whether a byte of the word is below ' ', as line breaks are.
@@ -64,33 +69,34 @@ const _kp_LOG_attribute_entry& _kp_LOG_log_entry_imp::_declared_text(const char*
 }
 
 // Whether filtering into a work buffer would change the text.
-[[gnu::always_inline]] static inline bool needs_filter(const char* text, size_t length,
-                                                       bool escape) {
+static bool needs_filter(const char* text, size_t length, bool escape) {
   if (length >= work_buffer_size) return true;
   if (!escape) return std::memchr(text, '\\', length) != nullptr;
-  return holds_control(text, length) &&
-         (std::memchr(text, '\n', length) != nullptr || std::memchr(text, '\r', length) != nullptr);
+  return std::memchr(text, '\n', length) != nullptr || std::memchr(text, '\r', length) != nullptr;
 }
 
-// Most texts need neither cutting nor filtering and are stored as they come; a short one is made
-// where it stays, unless it replaces a text, which may be where it comes from. The work buffers are
-// in functions of their own, so that only the others touch that much stack.
+// Most texts are short and plain, and are made where they stay; one that replaces a text may be
+// where that comes from. The work buffers are in functions of their own, so that only the others
+// touch that much stack.
 template <class Text>
 [[gnu::always_inline]] inline void _kp_LOG_log_entry_imp::_store_text(
     const _kp_LOG_attribute_entry& declared, const char* text, size_t length, bool escape) {
-  if (needs_filter(text, length, escape)) return _store_filtered_text<Text>(declared, text, escape);
-  if (length >= kp_String::inline_room) return _store_long_text<Text>(declared, text, length);
+  if (length >= kp_String::inline_room || !escape || holds_control(text, length))
+    return _store_any_text<Text>(declared, text, length, escape);
   held_attribute& held = _held_or_new(declared);
-  if (held.value != nullptr) return _store_long_text<Text>(declared, text, length);
+  if (held.value != nullptr) return _store_any_text<Text>(declared, text, length, escape);
   modified_ = true;
   held.value = kp_log_make_value<Text>(held.room, declared.get_type());
   kp_log_value_in<Text>(*held.value).set_short(text, static_cast<unsigned>(length));
 }
 
 template <class Text>
-[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store_long_text(
-    const _kp_LOG_attribute_entry& declared, const char* text, size_t length) {
-  _store(declared, declared.get_type(), Text(text, kp_log_string_length(length)));
+[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store_any_text(
+    const _kp_LOG_attribute_entry& declared, const char* text, size_t length, bool escape) {
+  if (needs_filter(text, length, escape))
+    _store_filtered_text<Text>(declared, text, escape);
+  else
+    _store(declared, declared.get_type(), Text(text, kp_log_string_length(length)));
 }
 
 template <class Text>

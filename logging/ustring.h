@@ -15,7 +15,9 @@ class KP_API _kp_LOG_ustring {
   _kp_LOG_ustring(const char* bytes, unsigned length) : text_(bytes, length) {}
 
   // Of nothing: a copy of fewer than kp_String::inline_room bytes.
-  void set_short(const char* bytes, unsigned length) noexcept { text_.set_short(bytes, length); }
+  [[gnu::always_inline]] void set_short(const char* bytes, unsigned length) noexcept {
+    text_.set_short(bytes, length);
+  }
   void set_zero() noexcept { text_ = kp_String(); }  // nothing: length 0, no array
 
   unsigned length() const noexcept { return text_.length(); }  // without the NUL
