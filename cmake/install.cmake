@@ -20,6 +20,7 @@ set(kplog_installed_logging_headers
     logging/ustring.h
     logging/hash_tbl.h
     logging/hashed_name.h
+    logging/log_util_identity.h
     logging/logcfg_file.h
     logging/logmsg.h
     logging/logmsg_token.h)
