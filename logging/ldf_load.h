@@ -40,7 +40,7 @@ struct _kp_LOG_declared_attribute {
 // A definition that loses its place in the cache is held on to. When it is asked for again, and is
 // as it was read, and its file has not changed since, and no entry uses it, it comes back into the
 // cache as if its record had been read again, without the writer side. Definitions outside the
-// cache are let go when the records of all together take more than 8 MiB of their files.
+// cache are let go when the records of all together take more than about 32 MiB of memory.
 //
 // find_entry, acquire_entry and declare_attribute may be called by any number of threads. The
 // operations that set files and clear are called under the process-wide lock, one at a time; the
@@ -124,7 +124,7 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
     std::atomic<bool> is_cached{false};
     unsigned generation = 0;  // of the files when it was read; 0: does not come back
     _kp_LOG_log_definition* definition = nullptr;  // null: not read yet, or let go
-    uint64_t bytes = 0;                            // of the record
+    uint64_t bytes = 0;                            // of memory, about
   };
   using location_table = kp_MISC_hash_tbl<unsigned, located_record>;
   // A file when a record was last read from it.
@@ -202,9 +202,9 @@ class KP_API _kp_LOG_log_definition_tbl : kp_UTIL_no_inadvertant_copies {
   // Goes up when what was read so far does not come back any more.
   unsigned generation_ = 1;
   file_state file_states_[2];  // of the STD and the AUX file
-  // Bytes of the records of the definitions that are held; those outside the cache are let go when
-  // there are more than the most, which grows with what is in the cache.
-  static constexpr uint64_t usual_most_bytes_held = 8 << 20;
+  // About the memory of the definitions that are held; those outside the cache are let go when it
+  // is more than the most, which grows with what is in the cache.
+  static constexpr uint64_t usual_most_bytes_held = 32 << 20;
   uint64_t bytes_held_ = 0;
   uint64_t most_bytes_held_ = usual_most_bytes_held;
   // By entry ID, those of one in the order in which they were declared. Every cached definition has

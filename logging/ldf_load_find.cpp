@@ -162,8 +162,10 @@ _kp_LOG_log_definition* _kp_LOG_log_definition_tbl::hold_definition(
   definition->_pin();
   location.definition = definition;
   location.generation = read.generation;
-  location.bytes = read.bytes;
-  bytes_held_ += read.bytes;
+  location.bytes = read.bytes + sizeof *definition +
+                   definition->get_n_attributes() * sizeof(_kp_LOG_attribute_entry) +
+                   definition->get_n_selector_msgs() * sizeof(_kp_LOG_selector_message);
+  bytes_held_ += location.bytes;
   give_place(location);
   if (bytes_held_ > most_bytes_held_) {
     let_go_uncached();

@@ -112,7 +112,10 @@ class _kp_LOG_declared_attributes {
   [[gnu::always_inline]] static const _kp_LOG_attribute_entry* at(
       const _kp_LOG_log_definition& definition, const kp_LOG_AttributeKey& key) noexcept {
     auto* const listed = definition.attributes_.listed_.load(std::memory_order_acquire);
-    if (listed == nullptr || key.number() >= listed->size()) return nullptr;
+    // No name is empty; of two attributes with one name, as renaming makes them, the first counts.
+    if (listed == nullptr || key.number() >= listed->size() || key.length() == 0 ||
+        listed->was_renamed)
+      return nullptr;
     const _kp_LOG_attribute_entry* const entry = listed->entries()[key.number()];
     const _kp_LOG_name_key& name = entry->get_name_key();
     const bool is_meant = entry->get_name_hash() == key.hash() && name.length() == key.length() &&

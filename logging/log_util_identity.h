@@ -29,7 +29,7 @@ class kp_log_identity {
     return number_.compare_exchange_strong(none, mine, std::memory_order_relaxed) ? mine : none;
   }
 
-  inline static constinit std::atomic<uint64_t> last_{0};
+  inline static std::atomic<uint64_t> last_{0};
   mutable std::atomic<uint64_t> number_{0};  // 0: not drawn yet
 };
 

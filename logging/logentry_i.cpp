@@ -153,7 +153,9 @@ void* _kp_LOG_log_entry_imp::operator new(size_t size) {
 
 void* _kp_LOG_log_entry_imp::operator new(size_t size, const std::nothrow_t& tag) noexcept {
   static_assert(alignof(_kp_LOG_log_entry_imp) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
-  if (spare_entry == nullptr) return ::operator new(size, tag);
+  // A class that is derived from this one may be larger.
+  if (spare_entry == nullptr || size != sizeof(_kp_LOG_log_entry_imp))
+    return ::operator new(size, tag);
   return std::exchange(spare_entry, nullptr);
 }
 

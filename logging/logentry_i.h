@@ -52,7 +52,17 @@ class KP_API _kp_LOG_log_entry_imp {
   static void* operator new(size_t size);
   static void* operator new(size_t size, const std::nothrow_t&) noexcept;
   static void* operator new(size_t, void* place) noexcept { return place; }
+  static void* operator new(size_t size, std::align_val_t alignment) {
+    return ::operator new(size, alignment);
+  }
+  static void* operator new(size_t size, std::align_val_t alignment,
+                            const std::nothrow_t& tag) noexcept {
+    return ::operator new(size, alignment, tag);
+  }
   static void operator delete(void* memory) noexcept;
+  static void operator delete(void* memory, std::align_val_t alignment) noexcept {
+    ::operator delete(memory, alignment);
+  }
   // Where a constructor raises behind the second of these.
   static void operator delete(void* memory, const std::nothrow_t&) noexcept {
     operator delete(memory);

@@ -1,7 +1,10 @@
 // Every operation on entries, with each of its allocations failing in turn.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -145,6 +148,26 @@ TEST(EntryAllocationFailures, AThreadMakesAnEntryInTheMemoryOfTheLastOne) {
   EXPECT_EQ(for_each_failing_new([] { kp_LOG_LogEntry(17, 5); }), 0U);
   const kp_LOG_LogEntry second(17, 5);
   EXPECT_EQ(for_each_failing_new([] { kp_LOG_LogEntry(17, 5); }), 1U);
+}
+
+struct larger_entry : entry_t {
+  larger_entry() : entry_t(17, 5) { std::fill(std::begin(own), std::end(own), 'x'); }
+  char own[512];
+};
+struct alignas(64) aligned_entry : entry_t {
+  aligned_entry() : entry_t(17, 5) {}
+};
+
+TEST(EntryAllocationFailures, ADerivedClassIsNotMadeInTheMemoryOfAnEntry) {
+  const loaded_definitions definitions(definitions_for_failures());
+  kp_LOG_LogEntry(17, 5);  // leaves its memory
+  const std::unique_ptr<larger_entry> larger(new larger_entry);
+  EXPECT_EQ(larger->own[511], 'x');
+  for (int i = 0; i < 8; ++i) {
+    kp_LOG_LogEntry(17, 5);
+    const std::unique_ptr<aligned_entry> aligned(new aligned_entry);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(aligned.get()) % 64, 0U);
+  }
 }
 
 TEST(EntryAllocationFailures, MakingHandles) {

@@ -246,3 +246,23 @@ TEST(AttributeKeyAdds, LeaveTheEntryAsItWasWhereAnAllocationFails) {
     EXPECT_NE(outcome_of(entry, [] {}), before);
   }
 }
+
+// A file may declare one.
+TEST(AttributeKey, AnEmptyNameIsRefusedWhereOneIsDeclared) {
+  const loaded_definitions definitions(
+      {.entries = {{.id = 17, .attributes = {{"", TypeUInt4}, {"A", TypeChar32}}}}});
+  kp_LOG_LogEntry entry(17, 0);
+  EXPECT_THROW(entry.AddKeyed4u(kp_LOG_AttributeKey("", 0), 1), KPX_logging_illegal_argument);
+}
+
+TEST(AttributeKey, OfTwoAttributesOfOneNameTheFirstCounts) {
+  const loaded_definitions definitions(
+      {.entries = {{.id = 17, .attributes = {{"A", TypeUInt4}, {"B", TypeChar32}}}}});
+  _kp_LOG_log_definition* const definition = kp_LOG_LogConfig::GetDefinitionTable()->find_entry(17);
+  definition->_find_attr_entry_by_name("B")->set_name("A");
+  kp_LOG_LogEntry entry(17, 0);
+  EXPECT_THROW(entry.AddKeyedStr(kp_LOG_AttributeKey("A", 1), "x"),
+               KPX_logging_attribute_type_mismatch);
+  entry.AddKeyed4u(kp_LOG_AttributeKey("A", 1), 7);
+  EXPECT_EQ(entry.GetAttrib4u("A"), 7U);
+}

@@ -117,13 +117,13 @@ TEST_F(BeyondTheCache, ARecordOfAFileThatStaysTheSameIsReadOnce) {
 }
 
 TEST_F(BeyondTheCache, WhatIsHeldHasABound) {
-  ldf_file file = file_of_ids(0, 300);
-  for (auto& entry : file.entries) entry.msg_text = std::string(60000, 'x');
+  ldf_file file = file_of_ids(0, 400);
+  for (auto& entry : file.entries) entry.msg_text = std::string(120000, 'x');
   set_old_std(file);
   for (int round = 0; round < 2; ++round) {
     const failing counting(kp_fault_call::pread, 0, 0);
-    for (unsigned id = 0; id < 300; ++id) ASSERT_NE(found_right(table_, id), nullptr);
-    EXPECT_GT(counting.calls_seen(), 100U);  // 8 MiB are 139 of them
+    for (unsigned id = 0; id < 400; ++id) ASSERT_NE(found_right(table_, id), nullptr);
+    EXPECT_GT(counting.calls_seen(), 100U);  // 32 MiB are 279 of them
   }
 }
 
