@@ -233,8 +233,9 @@ icu_text_result icu_text_encode(const icu::UnicodeString& text, const char* code
     };
     bytes.resize(static_cast<size_t>(text.length()) + 16);
     int count = encode();
-    if (status == U_BUFFER_OVERFLOW_ERROR) {
-      bytes.resize(static_cast<size_t>(count));
+    // The size that ICU tells of a text that does not fit may be too small in some code pages.
+    while (status == U_BUFFER_OVERFLOW_ERROR) {
+      bytes.resize(std::max(static_cast<size_t>(count), bytes.size() + bytes.size() / 8));
       count = encode();
     }
     bytes.resize(U_SUCCESS(status) ? static_cast<size_t>(count) : 0);

@@ -51,36 +51,19 @@ static bool is_same_file(const struct stat& a, const struct stat& b) noexcept {
          a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
 }
 
-bool logmsg_told_zone::has_environment() const noexcept {
-  return environ == variables_ && variables_ != nullptr && variables_[n_variables_] == nullptr &&
-         (n_variables_ == 0 || variables_[n_variables_ - 1] == last_) &&
-         variables_[zone_at_] == zone_;
-}
-
 bool logmsg_told_zone::is_current() const noexcept {
-  if (!has_environment()) return false;
-  return zone_ != nullptr ? std::strcmp(zone_ + 3, name_) == 0
-                          : is_same_file(system_zone_file(), file_);
+  const char* const name = KP_getenv("TZ");
+  if (name != nullptr) return has_name_ && std::strcmp(name, name_) == 0;
+  return has_file_ && is_same_file(system_zone_file(), file_);
 }
 
 bool logmsg_told_zone::take() noexcept {
-  variables_ = environ;
-  if (variables_ == nullptr) return false;
-  last_ = zone_ = nullptr;
-  for (n_variables_ = 0; variables_[n_variables_] != nullptr; ++n_variables_) {
-    last_ = variables_[n_variables_];
-    if (zone_ != nullptr || std::strncmp(last_, "TZ=", 3) != 0) continue;
-    zone_ = last_;
-    zone_at_ = n_variables_;
-  }
-  if (zone_ == nullptr) {
-    zone_at_ = n_variables_;
-    file_ = system_zone_file();
-    return true;
-  }
-  const size_t size = std::strlen(zone_ + 3) + 1;
-  if (size <= sizeof name_) std::memcpy(name_, zone_ + 3, size);
-  return size <= sizeof name_;
+  const char* const name = KP_getenv("TZ");
+  has_file_ = name == nullptr;
+  if (has_file_) file_ = system_zone_file();
+  has_name_ = name != nullptr && std::strlen(name) < sizeof name_;
+  if (has_name_) std::memcpy(name_, name, std::strlen(name) + 1);
+  return has_file_ || has_name_;
 }
 
 // Whether the zone is one that ICU makes, and not one that follows the program's own rules.

@@ -49,22 +49,16 @@ struct logmsg_date_style {
 // The C library's zone, in which times are told: that of TZ, or the system's where TZ is not set.
 class logmsg_told_zone {
  public:
-  // Whether the zone is still the one that was taken. Strings of the environment are told apart by
-  // their addresses, but for TZ: what setenv() puts there stays.
+  // Whether the zone is still the one that was taken.
   bool is_current() const noexcept;
   // False when its name is too long to be remembered.
   bool take() noexcept;
 
  private:
-  bool has_environment() const noexcept;
-
-  char** variables_ = nullptr;  // the environment
-  size_t n_variables_ = 0;      //
-  const char* last_ = nullptr;  // of them; null when there is none
-  size_t zone_at_ = 0;          // which of them is TZ; n_variables_ when none is
-  const char* zone_ = nullptr;  // that variable; null when there is none
-  char name_[64] = {};          // its value
-  struct stat file_ = {};       // the system's zone
+  bool has_name_ = false;
+  bool has_file_ = false;
+  char name_[64] = {};     // the value of TZ
+  struct stat file_ = {};  // the system's zone
 };
 
 // The zones that the text of a time depends on: the one in which it is told, and ICU's default, in

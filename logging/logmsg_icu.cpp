@@ -183,8 +183,9 @@ bool logmsg_icu_writer::show_date(logmsg_kind kind, const logmsg_clock& clock) {
     dates_->follow_zones();
   }
   const std::string_view text = dates_->shown({kind, &plan_.locale(), plan_.page()}, clock);
+  if (text.data() == nullptr) return false;
   message_.append(text);
-  return text.data() != nullptr;
+  return true;
 }
 
 bool logmsg_icu_writer::append(const icu::UnicodeString& units) {

@@ -35,13 +35,15 @@ class logmsg_placeholder {
   // is the same; TypeUnknown where that is not known.
   kp_AttributeType known_type(const _kp_LOG_log_definition& definition) const noexcept;
 
-  // The named value where the entry holds it as one of that type, which resolve() gave; else null:
-  // the entry's getters then tell what is shown, or what is wrong.
+  // The named value where the entry holds it as one of that type, which resolve() gave; else, and
+  // for a GUID, which no getter gives, null: the entry's getters then tell what is shown, or what
+  // is wrong.
   const _kp_LOG_type_base* held_in(const _kp_LOG_log_entry_imp& entry,
                                    kp_AttributeType type) const noexcept {
     const auto* const held =
         entry._attributes().find(_kp_LOG_hashed_name(name_, name_hash_), name_chain_);
-    return held != nullptr && held->value->get_type() == type ? held->value : nullptr;
+    const bool is_shown = held != nullptr && held->value->get_type() == type && type != TypeGUID;
+    return is_shown ? held->value : nullptr;
   }
   // The named time: for "TIMESTAMP" the entry's own, in local time.
   kp_Time time_of(const _kp_LOG_log_entry_imp& entry) const;

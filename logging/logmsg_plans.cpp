@@ -102,5 +102,7 @@ logmsg_thread_plans& logmsg_thread_plans::current() {
 
 void logmsg_thread_plans::keep(const logmsg_template_key& key,
                                const logmsg_plan_ref& plan) noexcept {
-  if (!plan->is_long()) slots_[key.message % slots_.size()] = {key, plan};
+  constexpr size_t largest = 16384;
+  if (!plan->is_long() && plan->bytes() <= largest)
+    slots_[key.message % slots_.size()] = {key, plan};
 }

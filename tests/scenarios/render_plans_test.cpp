@@ -13,11 +13,13 @@
 #include <thread>
 #include <vector>
 
+#include "kp_LOG.h"
 #include "kp_LOG_RenderMessage.h"
 #include "kp_LOG_errors.h"
 #include "logging/ldf_load.h"
 #include "tests/support/catalog_folder.h"
 #include "tests/support/icu_setting.h"
+#include "tests/support/loaded_definitions.h"
 #include "tests/support/message_entry.h"
 #include "tests/support/plain_message.h"
 #include "tests/support/raised.h"
@@ -423,3 +425,17 @@ TEST(RenderPlansOfThreads, AreSharedAndGivenBack) {
 }
 
 #endif
+
+// --- What no getter gives -----------------------------------------------------------------------
+
+TEST(RenderPlans, ShowNoGuidThatAnEntryHolds) {
+  const loaded_definitions definitions(
+      {.entries = {{.id = 17, .msg_text = "%s%G%", .attributes = {{"G", TypeGUID}}}}});
+  kp_LOG_LogEntry entry(17, 0);
+  entry._get_imp()._add_attribute("G", new _kp_LOG_datatype<kp_String, TypeGUID>(kp_String("0a")));
+  for (const bool icu : {true, false}) {
+    kp_LOG_LogConfig::SetICUEnabled(icu);
+    EXPECT_THROW(kp_LOG_RenderMessage(entry), KPX_logging_attribute_type_mismatch) << icu;
+  }
+  kp_LOG_LogConfig::SetICUEnabled(true);
+}

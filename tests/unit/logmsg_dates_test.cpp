@@ -214,6 +214,23 @@ TEST(MessageDates, FollowTzAtOnce) {
   unsetenv("TZ");
 }
 
+// The C library hands a text out again that it put there before.
+TEST(MessageDates, FollowATzThatTakesThePlaceOfAnotherVariable) {
+  const icu_locale_setting locale("de_DE");
+  const icu_zone_setting zone("UTC");
+  const environment_value before("TZ", "UTC");
+  const environment_value first("KP_FIRST", "x");
+  const environment_value last("KP_LAST", "x");
+  unsetenv("TZ");
+  expect_as_icu_shows(summer_evening, "before");
+  unsetenv("KP_FIRST");
+  unsetenv("KP_LAST");
+  setenv("TZ", "Asia/Tokyo", 1);
+  setenv("KP_LAST", "x", 1);
+  tzset();
+  expect_as_icu_shows(summer_evening, "behind");
+}
+
 TEST(MessageDates, FollowATzThatIsTooLongToBeRemembered) {
   const icu_locale_setting locale("de_DE");
   const icu_zone_setting zone("UTC");
