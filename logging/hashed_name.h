@@ -9,7 +9,6 @@
 
 #include "base/kp_hash.h"
 #include "base/kp_string.h"
-#include "kp_LOG_AttributeKey.h"
 
 // What a name of up to 16 bytes is: its length and the words at its two ends, which overlap in the
 // middle. Names are found where their words lead to.

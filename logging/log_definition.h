@@ -180,7 +180,7 @@ class KP_API _kp_LOG_log_definition : kp_UTIL_no_inadvertant_copies {
   void set_default_msg_id(kp_String&& id) noexcept;
   void set_default_msg_text(kp_String&& text) noexcept;
 
-  // Look-ups by name take one probe by the name's hash and compare the bytes found there, however
+  // Look-ups by name take one probe by the name's words and compare the name found there, however
   // many attributes there are; the first match wins. A null name finds nothing.
   _kp_LOG_attribute_entry* _find_attr_entry_by_name(const char* name) const noexcept;
   // Another number when the name of an own attribute no longer finds that one.

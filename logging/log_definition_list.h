@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "base/kp_nocopy.h"
+#include "kp_LOG_AttributeKey.h"
 #include "logging/hashed_name.h"
 #include "logging/log_definition.h"
 

@@ -439,3 +439,11 @@ TEST(RenderPlans, ShowNoGuidThatAnEntryHolds) {
   }
   kp_LOG_LogConfig::SetICUEnabled(true);
 }
+
+// ICU says that it found no memory for the pattern of such a locale.
+TEST(RenderPlans, OfADateThatIcuMakesNoFormatterForGoToThePattern) {
+  const loaded_definitions definitions({.entries = {{.id = 17, .msg_text = "at %D%TIMESTAMP%"}}});
+  const icu_locale_setting locale("en@numbers=abcd");
+  const kp_LOG_LogEntry entry(17, 0);
+  EXPECT_EQ(raised<KPX_memory_alloc>([&] { kp_LOG_RenderMessage(entry); }), "(null)");
+}

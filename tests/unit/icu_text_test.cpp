@@ -181,3 +181,17 @@ TEST(IcuText, ATextIsCountedToOneMoreThanTheMost) {
     EXPECT_EQ(kept_count("ISO-2022-JP", "a\x1B$B4A\x1B(Bb", most), std::min(3, most + 1));
   }
 }
+
+// ICU tells too small a size of some texts in these.
+TEST(IcuText, IsWrittenWholeWhereIcuTellsTooSmallASize) {
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  for (const std::string name : {"LMBCS-1", "LMBCS-11", "x11-compound-text"}) {
+    for (int i = 0; i < 300; ++i) {
+      std::u16string text(1 + random() % 120, u'\0');
+      for (char16_t& unit : text) unit = static_cast<char16_t>(0x20 + random() % 0x3000);
+      ASSERT_EQ(kept_encoded(name, text), encoded(name, text)) << name;
+    }
+  }
+}
