@@ -404,7 +404,7 @@ void append_batch::append(std::string_view lines) {
   size_ += lines.size();
 }
 
-void append_batch::commit() {
+void append_batch::commit(const delivery* of) {
   finish_file();
   const bool has_new = std::any_of(touched_.begin(), touched_.end(),
                                    [](const touched_file& touched) { return touched.is_new; });
@@ -413,6 +413,7 @@ void append_batch::commit() {
   lock_.write_note("");
   lock_.keep();
   touched_.clear();
+  store_delivery(of);
 }
 
 // --- A batch: taken back ---
@@ -463,12 +464,12 @@ line_file::line_file(const std::string& path, append_rules rules)
   batch.commit();
 }
 
-void line_file::append(std::string& lines, bool synced) {
-  if (lines.empty()) return;
+void line_file::append(std::string& lines, bool synced, const delivery* of) {
+  if (lines.empty()) return store_delivery(of);
   rules_.synced = synced;
   append_batch batch(place_.folder, place_.name, rules_);
   batch.open(place_.name);
   batch.append(lines);
-  batch.commit();
+  batch.commit(of);
   lines.clear();
 }

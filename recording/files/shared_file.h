@@ -14,6 +14,7 @@
 #include "recording/files/descriptor.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
+#include "recording/files/ring_start.h"
 
 // What a process does while another one holds the lock.
 struct lock_waiting {
@@ -121,8 +122,8 @@ class append_batch {
   uintmax_t size() const { return size_; }  // of the file
 
   void append(std::string_view lines);
-  // Leaves what was appended where it is.
-  void commit();
+  // Leaves what was appended where it is, and tells the ring whose events it is.
+  void commit(const delivery* of = nullptr);
 
  private:
   // A file of this batch as it was before.
@@ -160,7 +161,7 @@ class line_file {
 
   // Appends the lines under the file's lock, and empties the text. Raises file_error: both are then
   // as they were.
-  void append(std::string& lines, bool synced);
+  void append(std::string& lines, bool synced, const delivery* of = nullptr);
 
  private:
   file_place place_;

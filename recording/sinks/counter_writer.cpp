@@ -62,12 +62,13 @@ void counter_writer::open_file() {
 }
 
 // A failure closes everything, so that the next batch begins anew.
-void counter_writer::write(bool synced) {
+void counter_writer::write(bool synced, const delivery* of) {
   try {
     take_lock();
     open_file();
     lock_->keep();
     write_noted(synced);
+    store_delivery(of);
     lock_->release();
   } catch (...) {
     file_ = open_descriptor();

@@ -34,7 +34,7 @@ class counter_writer {
   void add(const kp_Time& day, uint32_t id);
   // Adds what was noted to the file, under its lock. Raises file_error: what was not added by then
   // stays noted.
-  void write(bool synced);
+  void write(bool synced, const delivery* of = nullptr);
 
  private:
   void take_lock();

@@ -28,7 +28,10 @@ class json_output_sink : public json_sink {
  public:
   using json_sink::json_sink;
 
-  void write(bool synced) override { write_standard_output(lines_, synced); }
+  void write(bool synced, const delivery* of) override {
+    write_standard_output(lines_, synced);
+    store_delivery(of);
+  }
 };
 
 class json_file_sink : public json_sink {
@@ -39,7 +42,7 @@ class json_file_sink : public json_sink {
                      .report = options.report,
                      .waiting = options.waiting}) {}
 
-  void write(bool synced) override { file_.append(lines_, synced); }
+  void write(bool synced, const delivery* of) override { file_.append(lines_, synced, of); }
 
  private:
   line_file file_;
@@ -67,7 +70,10 @@ class message_sink : public record_sink {
     lines_ += '\n';
   }
   size_t pending() const override { return lines_.size(); }
-  void write(bool synced) override { write_standard_output(lines_, synced); }
+  void write(bool synced, const delivery* of) override {
+    write_standard_output(lines_, synced);
+    store_delivery(of);
+  }
 
  private:
   log_code_page code_page_;

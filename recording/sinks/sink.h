@@ -11,6 +11,7 @@
 
 #include "base/kp_time.h"
 #include "recording/files/file_error.h"
+#include "recording/files/ring_start.h"
 #include "recording/files/shared_file.h"
 #include "recording/records/entry.h"
 
@@ -25,8 +26,8 @@ class record_sink {
   // Writes what was gathered, to the disk itself when `synced`. Raises file_error: the sink's files
   // are then as they were before the batch, as far as the system lets them, and the batch stays
   // gathered for another try. What went to standard output cannot be taken back; what did not is
-  // kept.
-  virtual void write(bool synced) = 0;
+  // kept. Of a ring's events it stores, in the ring, that they are delivered.
+  virtual void write(bool synced, const delivery* of = nullptr) = 0;
   // Forgets what it remembers of its files. They are opened by their names for every batch anyway.
   virtual void reopen() {}
 };

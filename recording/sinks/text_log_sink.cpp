@@ -88,7 +88,7 @@ class text_log_sink : public record_sink {
 
   void add(const sink_entry& entry) override;
   size_t pending() const override { return pending_; }
-  void write(bool synced) override;
+  void write(bool synced, const delivery* of) override;
   void reopen() override { serials_.clear(); }
 
  private:
@@ -249,14 +249,14 @@ void text_log_sink::append(append_batch& batch, const log_day& day, std::string_
   }
 }
 
-void text_log_sink::write(bool synced) {
-  if (days_.empty()) return;
+void text_log_sink::write(bool synced, const delivery* of) {
+  if (days_.empty()) return store_delivery(of);
   rules_.synced = synced;
   append_batch batch(folder_, prefix_, rules_);
   is_folder_read_ = false;
   if (serials_.size() > remembered_days) serials_.clear();
   for (const auto& [day, lines] : days_) append(batch, day, lines);
-  batch.commit();
+  batch.commit(of);
   days_.clear();
   last_day_ = nullptr;
   pending_ = 0;
