@@ -1,13 +1,13 @@
 #include "recording/records/entry.h"
 
+#include <algorithm>
+
 #include "kp_LOG_RenderMessage.h"
 #include "kp_LOG_errors.h"
 #include "logging/logentry_i.h"
 #include "recording/records/values.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
-
-static constexpr unsigned default_level = 3;
 
 static record_error fault_at(diagnostic_rule rule, size_t offset, std::string text) {
   return record_error(rule, record_finding{offset, std::move(text)});
@@ -64,13 +64,7 @@ const known_event* entry_maker::event_of(const parsed_record& record) {
 // ---- entries ----
 
 // Successive records often have one time, and reading it takes as long as adding several values.
-bool entry_maker::set_time(const parsed_record& record) {
-  _kp_LOG_log_entry_imp& entry = made_.entry._get_imp();
-  if (!record.time.has_value()) {
-    entry.set_timestamp(kp_Time(), false);
-    return true;
-  }
-  const record_value& told = *record.time;
+bool entry_maker::read_time(const record_value& told) {
   if (told.text != time_text_ || time_text_.empty()) {
     time_text_.clear();
     text_.assign(told.text);
@@ -82,7 +76,13 @@ bool entry_maker::set_time(const parsed_record& record) {
     }
     time_text_ = text_;
   }
-  entry.set_timestamp(time_, time_.is_GMT_time_mode());
+  return true;
+}
+
+bool entry_maker::set_time(const parsed_record& record) {
+  if (record.time.has_value() && !read_time(*record.time)) return false;
+  const kp_Time& time = record.time.has_value() ? time_ : kp_Time();
+  made_.entry._get_imp().set_timestamp(time, time.is_GMT_time_mode());
   return true;
 }
 
@@ -114,10 +114,57 @@ bool entry_maker::add(const record_attribute& attribute) {
   return !error_.has_value();
 }
 
+// ---- kplog.lost ----
+
+// The library would keep the zone as attributes, which an entry without a definition cannot hold;
+// the time itself it keeps.
+static void set_time_of_lost(kp_LOG_LogEntry& entry, const kp_Time& time) {
+  try {
+    entry._get_imp().set_timestamp(time, time.is_GMT_time_mode());
+  } catch (const KPX_logging_misc&) {
+  }
+}
+
+void make_lost_entry(made_entry& made, uint32_t count, std::string_view reason, unsigned level) {
+  made.entry = kp_LOG_LogEntry();
+  made.entry.SetLogLevel(level);
+  made.event = &lost_event();
+  made.message_index = 0;
+  made.origin = {};
+  made.lost.count = count;
+  made.lost.reason = reason;
+  set_time_of_lost(made.entry, kp_Time());
+}
+
+bool entry_maker::add_to_lost(const record_attribute& attribute) {
+  const known_attribute* const known = lost_event().find(attribute.name);
+  if (known == nullptr)
+    error_ = unknown_attribute(lost_event(), attribute);
+  else
+    set_lost_value({made_.entry, *known, attribute.value, text_, error_}, made_.lost);
+  return !error_.has_value();
+}
+
+bool entry_maker::make_lost(const parsed_record& record) {
+  make_lost_entry(made_, 0, "", record.level.value_or(default_record_level));
+  if (record.time.has_value()) {
+    if (!read_time(*record.time)) return false;
+    set_time_of_lost(made_.entry, time_);
+  }
+  for (const record_attribute& attribute : record.attributes)
+    if (!add_to_lost(attribute)) return false;
+  if (record.attributes.size() == lost_event().attributes.size()) return true;
+  error_ =
+      fault_at("record-attribute"_rule, record.event.offset,
+               in_quotes(lost_event().name) + " has the attributes " +
+                   in_quotes(lost_count_attribute) + " and " + in_quotes(lost_reason_attribute));
+  return false;
+}
+
 bool entry_maker::set_header(const parsed_record& record) {
   try {
     made_.entry.SetEntryID(made_.event->id);
-    made_.entry.SetLogLevel(record.level.value_or(default_level));
+    made_.entry.SetLogLevel(record.level.value_or(default_record_level));
     return set_time(record);
   } catch (const KPX_logging_all& error) {
     error_ = fault_at("record-event"_rule, record.event.offset, error.what());
@@ -125,16 +172,22 @@ bool entry_maker::set_header(const parsed_record& record) {
   }
 }
 
+bool entry_maker::make_entry(const known_event& event, const parsed_record& record) {
+  made_.event = &event;
+  made_.entry.ClearAttribs();
+  return set_header(record) &&
+         std::all_of(record.attributes.begin(), record.attributes.end(),
+                     [this](const record_attribute& attribute) { return add(attribute); });
+}
+
 const made_entry* entry_maker::try_make(const parsed_record& record) {
   error_.reset();
   const known_event* const event = event_of(record);
   if (event == nullptr) return nullptr;
-  made_.event = event;
+  const bool is_made = event == &lost_event() ? make_lost(record) : make_entry(*event, record);
+  if (!is_made) return nullptr;
   made_.message_index = record.message_index;
-  made_.entry.ClearAttribs();
-  if (!set_header(record)) return nullptr;
-  for (const record_attribute& attribute : record.attributes)
-    if (!add(attribute)) return nullptr;
+  made_.origin = record.origin;
   return &made_;
 }
 
@@ -154,6 +207,7 @@ static entry_text rendered(const made_entry& made) {
 }
 
 entry_text entry_message(const made_entry& made) {
+  if (made.is_lost()) return {lost_message(made.lost)};
   try {
     return rendered(made);
   } catch (const KPX_logging_all& error) {

@@ -8,26 +8,42 @@
 
 #include "kp_LOG_LogEntry.h"
 #include "recording/records/event_set.h"
+#include "recording/records/lost.h"
+#include "recording/records/origin.h"
 #include "recording/records/parser.h"
 
 // The event that a record names by its name or ID; null when the set has none, or several.
 const known_event* find_event(const event_set& events, const record_value& event);
+
+// The level of what tells none.
+constexpr unsigned default_record_level = 3;
 
 // An entry made of a record.
 struct made_entry {
   kp_LOG_LogEntry entry;
   const known_event* event = nullptr;  // null: nothing was made yet
   unsigned message_index = 0;
+  record_origin origin;  // its texts are those of the record
+  lost_events lost;      // what kplog.lost says; its entry has no definition, and no attributes
+
+  // Whether it is kplog.lost, which passes every filter and is not counted.
+  bool is_lost() const { return event == &lost_event(); }
 };
+
+// Makes it kplog.lost, of now and without an origin. `reason` has at most 64 characters. Raises
+// what an entry's constructor raises.
+void make_lost_entry(made_entry& made, uint32_t count, std::string_view reason,
+                     unsigned level = default_record_level);
 
 class entry_maker {
  public:
   explicit entry_maker(const event_set& events) : events_(events) {}
 
   // Makes the entry of `record`. The level is 3 and the time is now where the record says nothing;
-  // the time keeps the zone that the record tells it in. The result lives until the next call.
-  // Raises record_error: for an event that is not known or named twice, an attribute that the event
-  // does not declare, a value that its type does not hold. Raises KPX_memory_alloc.
+  // the time keeps the zone that the record tells it in. The result lives until the next call, its
+  // origin as long as the record's. Raises record_error: for an event that is not known or named
+  // twice, an attribute that the event does not declare, a value that its type does not hold.
+  // Raises KPX_memory_alloc.
   const made_entry& make(const parsed_record& record);
   // The same without raising record_error, which would cost several times what a record does: null,
   // and why in error().
@@ -37,8 +53,12 @@ class entry_maker {
  private:
   const known_event* event_of(const parsed_record& record);
   bool has_own_name(const known_event& event, const record_value& name);
+  bool make_entry(const known_event& event, const parsed_record& record);
   bool set_header(const parsed_record& record);
+  bool make_lost(const parsed_record& record);
+  bool add_to_lost(const record_attribute& attribute);
   bool set_time(const parsed_record& record);
+  bool read_time(const record_value& told);
   bool add(const record_attribute& attribute);
 
   const event_set& events_;
@@ -55,7 +75,8 @@ struct entry_text {
   bool is_from_definition = false;  // the open catalog lacks it: it is the definition's own text
 };
 
-// Raises record_error at the start of the line where the library cannot render it.
+// Raises record_error at the start of the line where the library cannot render it. That of
+// kplog.lost is in English.
 entry_text entry_message(const made_entry& made);
 
 // An entry as sinks take it.

@@ -16,6 +16,7 @@
 #include "recording/definitions/merged_set.h"
 #include "recording/files/file_error.h"
 #include "recording/files/whole_file.h"
+#include "recording/records/lost.h"
 #include "recording/text/words.h"
 
 [[noreturn]] static void fail(const std::string& path, const std::string& reason) {
@@ -145,6 +146,8 @@ void event_set::index_events() {
     const auto [place, is_new] = by_name_.emplace(event.name, &event);
     if (!is_new) place->second = nullptr;
   }
+  if (by_id_.emplace(lost_event().id, &lost_event()).second)
+    by_name_.emplace(lost_event().name, &lost_event());
 }
 
 const known_event* event_set::find(uint32_t id) const {

@@ -62,13 +62,14 @@ class event_set {
   event_set(const event_set&) = delete;
   event_set& operator=(const event_set&) = delete;
 
+  // Event 0 is kplog.lost (recording/records/lost.h) where the files have none.
   const known_event* find(uint32_t id) const;
   // By the default message's ID. Null as well when two events share it: is_ambiguous says so.
   const known_event* find(std::string_view name) const;
   bool is_ambiguous(std::string_view name) const;
 
   const std::string& version() const { return version_; }  // the log version of the standard file
-  const std::vector<known_event>& events() const { return events_; }  // by ID
+  const std::vector<known_event>& events() const { return events_; }  // of the files, by ID
 
  private:
   void index_events();

@@ -205,7 +205,7 @@ class record_reader {
     std::string_view name;
     void (record_reader::*read)(ondemand::value);
   };
-  static const std::array<key_row, 10> keys;
+  static const std::array<key_row, 16> keys;
 
   static size_t key_of(std::string_view name) {
     return static_cast<size_t>(
@@ -265,9 +265,10 @@ class record_reader {
     return found;
   }
 
-  unsigned number(ondemand::value value, unsigned most, const char* expected) {
+  template <class Number>
+  Number number(ondemand::value value, Number most, const char* expected) {
     const record_value found = scalar(value, expected);
-    const auto result = number_of<unsigned>(found.text);
+    const auto result = number_of<Number>(found.text);
     if (found.kind != record_value_kind::integer || !result || *result > most)
       raise_wrong(expected, found);
     return *result;
@@ -290,7 +291,8 @@ class record_reader {
 
   void read_level(ondemand::value value) {
     static_assert(LOG_LEVEL_HIGH == 9);
-    record_.level = number(value, LOG_LEVEL_HIGH, "\"level\" is a whole number from 0 to 9");
+    record_.level =
+        number<unsigned>(value, LOG_LEVEL_HIGH, "\"level\" is a whole number from 0 to 9");
   }
 
   void read_time(ondemand::value value) { record_.time = text(value, "\"time\" is a text"); }
@@ -303,6 +305,42 @@ class record_reader {
   void read_version(ondemand::value value) { text(value, "\"version\" is a text"); }
   void read_message(ondemand::value value) { text(value, "\"message\" is a text"); }
   void read_message_from(ondemand::value value) { text(value, "\"message_from\" is a text"); }
+
+  void read_recorded(ondemand::value value) {
+    const std::string expected = std::string("\"recorded\" is ") + record_origin_time_example;
+    const record_value found = text(value, expected.c_str());
+    if (!is_record_origin_time(found.text))
+      raise("record-value"_rule, found.offset, expected + ", not " + shown_record_value(found));
+    record_.origin.recorded = found.text;
+  }
+
+  // An empty one would tell nothing.
+  std::string_view text_of_origin(ondemand::value value, const char* expected) {
+    const record_value found = text(value, expected);
+    if (found.text.empty()) raise_wrong(expected, found);
+    return found.text;
+  }
+
+  void read_host(ondemand::value value) {
+    record_.origin.host = text_of_origin(value, "\"host\" is a text of at least one character");
+  }
+  void read_recorder(ondemand::value value) {
+    record_.origin.recorder =
+        text_of_origin(value, "\"recorder\" is a text of at least one character");
+  }
+
+  void read_pid(ondemand::value value) {
+    record_.origin.pid =
+        number(value, UINT64_MAX, "\"pid\" is a whole number from 0 to 18446744073709551615");
+  }
+  void read_thread(ondemand::value value) {
+    record_.origin.thread =
+        number(value, UINT64_MAX, "\"thread\" is a whole number from 0 to 18446744073709551615");
+  }
+  void read_sequence(ondemand::value value) {
+    record_.origin.sequence =
+        number(value, UINT64_MAX, "\"sequence\" is a whole number from 0 to 18446744073709551615");
+  }
 
   void read_types(ondemand::value value) {
     for (ondemand::field field : object(value, "\"types\" is an object"))
@@ -347,7 +385,7 @@ class record_reader {
   unsigned seen_ = 0;                           // bits of the keys so far
 };
 
-const std::array<record_reader::key_row, 10> record_reader::keys = {{
+const std::array<record_reader::key_row, 16> record_reader::keys = {{
     {"event", &record_reader::read_event},
     {"level", &record_reader::read_level},
     {"time", &record_reader::read_time},
@@ -358,6 +396,12 @@ const std::array<record_reader::key_row, 10> record_reader::keys = {{
     {"types", &record_reader::read_types},
     {"message", &record_reader::read_message},
     {"message_from", &record_reader::read_message_from},
+    {"recorded", &record_reader::read_recorded},
+    {"host", &record_reader::read_host},
+    {"recorder", &record_reader::read_recorder},
+    {"pid", &record_reader::read_pid},
+    {"thread", &record_reader::read_thread},
+    {"sequence", &record_reader::read_sequence},
 }};
 
 struct record_parser::state {
@@ -385,6 +429,7 @@ static void clear(parsed_record& record) {
   record.time.reset();
   record.attributes.clear();
   record.message_index = 0;
+  record.origin = {};
 }
 
 const parsed_record& record_parser::parse(std::string_view line) {

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "recording/records/origin.h"
 #include "recording/report/rules.h"
 
 // Bytes of a line without its end.
@@ -79,6 +80,7 @@ struct parsed_record {
   std::optional<record_value> time;          // a text
   std::vector<record_attribute> attributes;  // in the order of the record; no name comes twice
   unsigned message_index = 0;
+  record_origin origin;  // only the stored form has it
 };
 
 // Reads records, one after the other. One object is used by one thread at a time. Its memory is

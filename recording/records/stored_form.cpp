@@ -19,6 +19,7 @@ static void append_member(std::string& line, std::string& types, const made_entr
 }
 
 static void append_attributes(std::string& line, const made_entry& made) {
+  if (made.is_lost()) return append_lost_attributes(line, made.lost);
   std::string types;
   json_text json(line);
   json.key("attributes").begin_object();
@@ -42,6 +43,7 @@ void stored_form::append(std::string& line, const sink_entry& entry) const {
   if (made.event != nullptr && !made.event->name.empty()) json.key("name").text(made.event->name);
   json.key("level").number(made.entry.GetLogLevel());
   append_value(json.key("time"), entry.time);
+  append_origin(line, made.origin);
   append_attributes(line, made);
   json.key("message_index").number(made.message_index).key("message").text(entry.message);
   if (entry.is_message_from_definition) json.key("message_from").text("definition");

@@ -130,10 +130,7 @@ static size_t units_of(std::string_view text, text_unit unit) {
   return unit == text_unit::byte ? text.size() : utf16_length(text);
 }
 
-template <auto add>
-static void add_text(const value_step& step) {
-  if (!take_text(step, "a text") || is_added<add>(step)) return;
-  if (has_kept_line_breaks(step.room) && is_added<add>(step)) return;
+static void refuse_longer_text(const value_step& step) {
   step.fault = record_error(
       "record-value"_rule, [&known = step.attribute, value = step.value]() -> record_finding {
         const attribute_type& type = *find_type(known.type);
@@ -143,6 +140,13 @@ static void add_text(const value_step& step) {
                                   (type.unit == text_unit::byte ? " bytes" : " characters") +
                                   ", not of " + std::to_string(units_of(value.text, type.unit))};
       });
+}
+
+template <auto add>
+static void add_text(const value_step& step) {
+  if (!take_text(step, "a text") || is_added<add>(step)) return;
+  if (has_kept_line_breaks(step.room) && is_added<add>(step)) return;
+  refuse_longer_text(step);
 }
 
 // The library keeps the offset of this machine beside a "Z", and tells such a time in that zone, on
@@ -286,6 +290,17 @@ void add_value(const value_step& step) {
     row->ways.add(step);
   else
     step.fail(" is of no type that there is");
+}
+
+void set_lost_value(const value_step& step, lost_events& lost) {
+  if (step.attribute.name == lost_count_attribute) {
+    lost.count = integer_of<uint32_t>(step).value_or(0);
+    return;
+  }
+  if (!take_text(step, "a text")) return;
+  const attribute_type& type = *find_type(step.attribute.type);
+  if (units_of(step.room, type.unit) > type.longest) return refuse_longer_text(step);
+  lost.reason = step.room;
 }
 
 bool append_held_value(json_text& json, const kp_LOG_LogEntry& entry,

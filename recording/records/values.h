@@ -8,6 +8,7 @@
 
 #include "kp_LOG_LogEntry.h"
 #include "recording/records/event_set.h"
+#include "recording/records/lost.h"
 #include "recording/records/parser.h"
 #include "recording/text/json_text.h"
 
@@ -28,6 +29,9 @@ struct value_step {
 
 // Adds the value by the operation of its type.
 void add_value(const value_step& step);
+
+// Sets what kplog.lost says in the attribute; its entry is given nothing.
+void set_lost_value(const value_step& step, lost_events& lost);
 
 // Appends the value that the entry holds; false when it holds none.
 bool append_held_value(json_text& json, const kp_LOG_LogEntry& entry,

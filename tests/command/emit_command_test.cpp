@@ -76,6 +76,46 @@ TEST_F(EmitCommand, StoredFormIsInputAgain) {
   EXPECT_EQ(again.out, folder_.text("first"));
 }
 
+TEST_F(EmitCommand, StoredFormKeepsWhereARecordCameFrom) {
+  const std::string origin =
+      R"("recorded":"2026-11-15T17:02:56.123456789+08:00","host":"a\tb","recorder":"0f3a","pid":12,)"
+      R"("thread":18446744073709551615,"sequence":1,)";
+  const auto run = folder_.emit_text(
+      "-q --to json:first",
+      R"({"sequence":1,"host":"a\u0009b","thread":18446744073709551615,"pid":12,"event":1002,)"
+      R"("recorder":"0f3a","recorded":"2026-11-15T17:02:56.123456789+08:00",)"
+      R"("time":"2026-11-15T17:02:56+08:00"})"
+      "\n");
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(folder_.text("first"),
+              HasSubstr(R"("time":"2026-11-15T17:02:56+08:00",)" + origin + R"("attributes":)"));
+  EXPECT_EQ(folder_.emit("-q --to json:- first").out, folder_.text("first"));
+}
+
+static constexpr const char* lost_record =
+    R"({"version":"2.0","event":0,"name":"kplog.lost","level":3,"time":"2026-11-15T17:02:56+08:00",)"
+    R"("recorder":"0f3a","sequence":8,"attributes":{"COUNT":17,"REASON":"full"},)"
+    R"("types":{"COUNT":"UInt4","REASON":"MBChar64"},"message_index":0,)"
+    R"("message":"17 events were lost: full"})"
+    "\n";
+
+TEST_F(EmitCommand, LostEventsAreTakenWhateverTheDefinitionsAre) {
+  const auto run = folder_.emit_text("--to json:stored --to text:./shop", lost_record);
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.err, HasSubstr("kplog.lost (0)     1        1         0    0\n"));
+  EXPECT_EQ(folder_.text("stored"), lost_record);
+  EXPECT_EQ(folder_.text("shop.20261115.0001"),
+            "2026-11-15T17:02:56+08:00 3 kplog.lost 17 events were lost: full\n");
+}
+
+TEST_F(EmitCommand, LostEventsPassEveryFilterAndAreNotCounted) {
+  const auto run = folder_.emit_text("-q --min-level 5 --mask 1 --to - --count ./shop",
+                                     login_record("alice", 22) + lost_record);
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "17 events were lost: full\n");
+  EXPECT_EQ(folder_.text("shop.cnt"), "");
+}
+
 TEST_F(EmitCommand, SeveralSinksGetEveryRecord) {
   const auto run = folder_.emit_text("-q --to text:./shop --to json:stored --to -",
                                      login_record("alice", 22) + login_record("bob", 23));

@@ -66,6 +66,20 @@ class RenderCommand : public testing::Test {
 
 // --- messages
 
+TEST_F(RenderCommand, ShowsLostEventsWhateverTheDefinitionsAre) {
+  const auto run =
+      render(R"({"event":0,"name":"kplog.lost","attributes":{"COUNT":17,"REASON":"full"}})"
+             "\n"
+             R"({"event":"kplog.lost","attributes":{"COUNT":17}})"
+             "\n",
+             "-q", "de_DE");
+  EXPECT_EQ(run.out,
+            "17 events were lost: full\n"
+            "[event 0 kplog.lost: \"kplog.lost\" has the attributes \"COUNT\" and \"REASON\"] "
+            "COUNT=17\n");
+  EXPECT_EQ(run.status, 1);
+}
+
 TEST_F(RenderCommand, RecordsBecomeMessages) {
   const auto shown = render(
       "{\"event\":\"LOGIN\",\"attributes\":{\"USER_NAME\":\"alice\",\"PORT\":51234}}\n"

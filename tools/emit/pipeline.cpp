@@ -38,7 +38,7 @@ void emit_pipeline::process(const record_line& line) {
   const made_entry* const made = maker_.try_make(*parsed_);
   if (made == nullptr) return refuse(line, maker_.error());
   emit_tally& tally = tallies_[made->event];
-  if (filter_.passes(made->entry))
+  if (made->is_lost() || filter_.passes(made->entry))
     add(*made, line.text);
   else
     ++tally.rejected;
@@ -53,7 +53,8 @@ void emit_pipeline::add(const made_entry& made, std::string_view line) {
                          message.is_from_definition};
   form_.require_readable(entry, line);
   for (const auto& sink : outputs_.sinks) sink->add(entry);
-  if (outputs_.counts != nullptr) outputs_.counts->add(entry.time, made.entry.GetEntryID());
+  if (outputs_.counts != nullptr && !made.is_lost())
+    outputs_.counts->add(entry.time, made.entry.GetEntryID());
 }
 
 void emit_pipeline::refuse(const record_line& line, const record_error& error) {

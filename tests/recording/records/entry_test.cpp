@@ -45,6 +45,18 @@ TEST(RecordEntry, RendersItsMessage) {
       "ålice came in by port 7");
 }
 
+TEST(RecordEntry, CarriesWhereTheRecordCameFrom) {
+  record_events events(login_file());
+  const made_entry& made = events.make(R"({"event":1001,"sequence":7,"host":"h","recorder":"r"})");
+  EXPECT_EQ(made.origin.host, "h");
+  EXPECT_EQ(made.origin.recorder, "r");
+  EXPECT_EQ(made.origin.sequence, 7u);
+  EXPECT_EQ(made.origin.recorded, "");
+  events.make(R"({"event":1001})");
+  EXPECT_EQ(made.origin.host, "");
+  EXPECT_FALSE(made.origin.sequence.has_value());
+}
+
 // --- header
 
 TEST(RecordEntry, IsOfLevelThreeAndOfNowWhereTheRecordSaysNothing) {

@@ -87,6 +87,46 @@ TEST(RecordParser, ReadsTheStoredForm) {
   EXPECT_EQ(record.attributes.size(), 1u);
 }
 
+TEST(RecordParser, ReadsWhereARecordCameFrom) {
+  record_parser parser;
+  const record_origin& origin =
+      parser
+          .parse(R"({"event":1,"recorded":"2026-11-15T17:02:56.123456789+08:00","host":"h\u00e9",)"
+                 R"("recorder":"0f3a","pid":0,"thread":18446744073709551615,"sequence":1})")
+          .origin;
+  EXPECT_EQ(origin.recorded, "2026-11-15T17:02:56.123456789+08:00");
+  EXPECT_EQ(origin.host, "hé");
+  EXPECT_EQ(origin.recorder, "0f3a");
+  EXPECT_EQ(origin.pid, 0u);
+  EXPECT_EQ(origin.thread, 18446744073709551615u);
+  EXPECT_EQ(origin.sequence, 1u);
+  parser.parse(R"({"event":1})");
+  EXPECT_EQ(origin.recorded, "");
+  EXPECT_EQ(origin.host, "");
+  EXPECT_EQ(origin.recorder, "");
+  EXPECT_FALSE(origin.pid.has_value());
+  EXPECT_FALSE(origin.thread.has_value());
+  EXPECT_FALSE(origin.sequence.has_value());
+}
+
+TEST(RecordParser, TakesUpToNineDigitsOfASecond) {
+  for (const char* time :
+       {"2026-11-15T17:02:56+08:00", "2026-11-15T17:02:56Z", "2026-11-15T17:02:56.1Z",
+        "2026-11-15 17:02:56.000000000-11:30", "0000-01-01T00:00:00.123456789+23:59"})
+    EXPECT_EQ(fault_in(R"({"event":1,"recorded":")" + std::string(time) + "\"}"), "") << time;
+  for (const char* time :
+       {"", "2026-11-15", "2026-11-15T17:02:56", "2026-11-15T17:02:56.5", "2026-11-15T17:02:56.Z",
+        "2026-11-15T17:02:56.1234567890Z", "2026-11-15T17:02:56,5Z", "2026-02-29T00:00:00.5Z",
+        "2026-11-15T17:02:56.5+24:00", "2026-11-15T17:02:56.5+0800", "2026-11-15T17:02:56.5Z ",
+        "2026-11-15T17:02.5Z", "2026-11-15.5T17:02:56Z", "1795338176.123456789"})
+    EXPECT_EQ(fault_in(R"({"event":1,"recorded":")" + std::string(time) + "\"}"),
+              "record-value 23: \"recorded\" is a time such as "
+              "\"2026-11-15T17:02:56.123456789+08:00\", not \"" +
+                  std::string(time) + "\"");
+  EXPECT_NE(fault_in(R"({"event":1,"recorded":"2026-11-15T17:02:56\u0000Z"})"), "");
+  EXPECT_NE(fault_in(R"({"event":1,"recorded":"2026-11-15\u0000T17:02:56Z"})"), "");
+}
+
 TEST(RecordParser, ReadsEscapesAndCharactersOfEverySize) {
   record_parser parser;
   const parsed_record& record =
@@ -181,6 +221,30 @@ INSTANTIATE_TEST_SUITE_P(
         {R"({"event":1,"message":[]})", "record-key 22: \"message\" is a text, not an array"},
         {R"({"event":1,"types":"x"})", "record-key 20: \"types\" is an object, not \"x\""},
         {R"({"event":1,"types":{"A":5}})", "record-key 25: a type is a text, not 5"},
+        {R"({"event":1,"recorded":5})",
+         "record-key 23: \"recorded\" is a time such as "
+         "\"2026-11-15T17:02:56.123456789+08:00\", not 5"},
+        {R"({"event":1,"recorded":"2026-11-15T17:02:56Z","recorded":""})",
+         "record-key 46: the key \"recorded\" comes twice"},
+        {R"({"event":1,"host":["h"]})",
+         "record-key 19: \"host\" is a text of at least one character, not an array"},
+        {R"({"event":1,"host":""})",
+         "record-key 19: \"host\" is a text of at least one character, not \"\""},
+        {R"({"event":1,"recorder":null})",
+         "record-key 23: \"recorder\" is a text of at least one character, not null"},
+        {R"({"event":1,"recorder":""})",
+         "record-key 23: \"recorder\" is a text of at least one character, not \"\""},
+        {R"({"event":1,"pid":-1})",
+         "record-key 18: \"pid\" is a whole number from 0 to 18446744073709551615, not -1"},
+        {R"({"event":1,"thread":"7"})",
+         "record-key 21: \"thread\" is a whole number from 0 to 18446744073709551615, not \"7\""},
+        {R"({"event":1,"sequence":18446744073709551616})",
+         "record-key 23: \"sequence\" is a whole number from 0 to 18446744073709551615, not "
+         "18446744073709551616"},
+        {R"({"event":1,"sequence":1e3})",
+         "record-key 23: \"sequence\" is a whole number from 0 to 18446744073709551615, not 1e3"},
+        {R"({"event":1,"recoder":"r"})",
+         "record-key 12: unknown key \"recoder\"; did you mean \"recorder\"?"},
     }));
 
 INSTANTIATE_TEST_SUITE_P(

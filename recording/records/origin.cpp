@@ -1,0 +1,55 @@
+#include "recording/records/origin.h"
+
+#include "recording/records/values.h"
+#include "recording/text/escape.h"
+#include "recording/text/json_text.h"
+
+// --- The time
+
+// Takes the fraction away, of one to nine digits behind the second; false for any other.
+static bool take_fraction(std::string& time) {
+  constexpr size_t behind_second = sizeof "2026-11-15T17:02:56" - 1;
+  constexpr size_t most_digits = 9;
+  if (time.size() <= behind_second || time[behind_second] != '.') return true;
+  const size_t end = time.find_first_not_of("0123456789", behind_second + 1);
+  const size_t behind = end == std::string::npos ? time.size() : end;
+  const size_t digits = behind - behind_second - 1;
+  time.erase(behind_second, behind - behind_second);
+  return digits != 0 && digits <= most_digits;
+}
+
+bool is_record_origin_time(std::string_view text) {
+  constexpr size_t with_z = sizeof "2026-11-15T17:02:56Z" - 1;
+  constexpr size_t with_offset = sizeof "2026-11-15T17:02:56+08:00" - 1;
+  constexpr size_t longest = sizeof "2026-11-15T17:02:56.123456789+08:00" - 1;
+  if (text.size() > longest || text.find('\0') != std::string_view::npos) return false;
+  std::string time(text);
+  if (!take_fraction(time)) return false;
+  kp_Time read;
+  return (time.size() == with_z || time.size() == with_offset) &&
+         read_record_time(time.c_str(), read);
+}
+
+// --- The stored form
+
+static void append_known(std::string& line, std::string_view key, std::string_view text) {
+  if (text.empty()) return;
+  line += key;
+  append_json_text(line, text);
+}
+
+static void append_known(std::string& line, std::string_view key,
+                         const std::optional<uint64_t>& number) {
+  if (!number.has_value()) return;
+  line += key;
+  json_text(line).number(*number);
+}
+
+void append_origin(std::string& line, const record_origin& origin) {
+  append_known(line, ",\"recorded\":", origin.recorded);
+  append_known(line, ",\"host\":", origin.host);
+  append_known(line, ",\"recorder\":", origin.recorder);
+  append_known(line, ",\"pid\":", origin.pid);
+  append_known(line, ",\"thread\":", origin.thread);
+  append_known(line, ",\"sequence\":", origin.sequence);
+}
