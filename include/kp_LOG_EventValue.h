@@ -21,6 +21,7 @@
 
 #include "base/kp_string.h"
 #include "kp_LOG_AttributeKey.h"
+#include "kp_LOG_AttributeType.h"
 #include "kp_LOG_EntryFilter.h"
 #include "kp_LOG_LogEntry.h"
 
@@ -44,34 +45,54 @@ concept kp_LOG_number = std::is_arithmetic_v<T> && !std::same_as<T, bool>;
 // be called while compiling, and does not exist afterwards.
 void kp_LOG_constant_does_not_fit_its_attribute();
 
-// The value of a Bool, of an integer, of a Float, or of an enumeration that stands for an integer.
-template <class T>
-class kp_LOG_EventNumber {
+// The C++ type of the values of a Bool, of an integer type, of Float; void of other types.
+template <kp_AttributeType type>
+struct kp_LOG_number_of {
+  using number = void;
+};
+template <>
+struct kp_LOG_number_of<TypeBool> {
+  using number = bool;
+};
+template <>
+struct kp_LOG_number_of<TypeUInt1> {
+  using number = std::uint8_t;
+};
+template <>
+struct kp_LOG_number_of<TypeSInt1> {
+  using number = std::int8_t;
+};
+template <>
+struct kp_LOG_number_of<TypeUInt2> {
+  using number = std::uint16_t;
+};
+template <>
+struct kp_LOG_number_of<TypeSInt2> {
+  using number = std::int16_t;
+};
+template <>
+struct kp_LOG_number_of<TypeUInt4> {
+  using number = std::uint32_t;
+};
+template <>
+struct kp_LOG_number_of<TypeSInt4> {
+  using number = std::int32_t;
+};
+template <>
+struct kp_LOG_number_of<TypeFloat> {
+  using number = double;
+};
+
+// The size class of a string type, the longest text: in bytes (Char32 to Char2K), or in UTF-16 code
+// units of the configured code page's text (MBChar32 to MBChar2K). 0 of other types.
+constexpr std::size_t kp_LOG_longest_text(kp_AttributeType type) {
+  constexpr std::size_t longest[] = {32, 64, 128, 256, 1024, 2048};
+  return type >= TypeChar32 && type <= TypeMBChar2K ? longest[(type - TypeChar32) % 6] : 0;
+}
+
+// Adds numbers of all types to entries, by names and by keys.
+class _kp_LOG_number_adder {
  public:
-  template <class From>
-  requires kp_LOG_keeps_value<From, T>
-  constexpr kp_LOG_EventNumber(From value) : value_(static_cast<T>(value)) {}
-
-  // A constant. Compiles when the attribute's type can hold it.
-  template <class From>
-  requires(!kp_LOG_keeps_value<From, T> && kp_LOG_number<From> &&
-           kp_LOG_number<T>) consteval kp_LOG_EventNumber(From constant)
-      : value_(static_cast<T>(constant)) {
-    if (static_cast<From>(value_) != constant || (value_ < T{}) != (constant < From{}))
-      kp_LOG_constant_does_not_fit_its_attribute();
-  }
-
-  void add_to(kp_LOG_LogEntry& entry, const char* name) const { add(entry, name, value_); }
-  void add_to(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key) const {
-    add(entry, key, value_);
-  }
-
- private:
-  template <class Attribute, class E>
-  requires std::is_enum_v<E>
-  static void add(kp_LOG_LogEntry& entry, const Attribute& name, E value) {
-    add(entry, name, static_cast<std::underlying_type_t<E>>(value));
-  }
   static void add(kp_LOG_LogEntry& entry, const char* name, bool value) {
     entry.AddAttribBool(name, value);
   }
@@ -121,73 +142,153 @@ class kp_LOG_EventNumber {
   static void add(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, double value) {
     entry.AddKeyedFloat8(key, value);
   }
-
-  T value_;
 };
 
-// What a string type measures its texts in.
-enum class kp_LOG_text_unit {
-  byte,      // Char32 to Char2K
-  character  // MBChar32 to MBChar2K: UTF-16 code units of the configured code page's text
+// What an event is given for the attribute `name`, which is of that type. Compilers name the class
+// where a value is wrong or missing, and with it the attribute. Values are borrowed: use one in the
+// expression that makes it. The headers that "kplog header" writes have a member of such a class
+// for each attribute of an event.
+//
+//   type                  the attribute's
+//   value(), text(),
+//   time()                the value, by the family of the type
+//   add_to(entry)         adds it by the attribute's name, with the errors of the operation
+//   add_to<number>(entry) likewise, where the attribute has that number in its event's definition
+template <kp_AttributeType attribute_type, const auto& name, class Enumeration = void>
+class kp_LOG_EventValue;
+
+// Of a Bool, of an integer, of a Float.
+template <kp_AttributeType attribute_type, const auto& name>
+requires(!std::is_void_v<typename kp_LOG_number_of<attribute_type>::number>)  //
+    class kp_LOG_EventValue<attribute_type, name, void> {
+  using number = typename kp_LOG_number_of<attribute_type>::number;
+
+ public:
+  static constexpr kp_AttributeType type = attribute_type;
+
+  kp_LOG_EventValue() = delete;  // the attribute is not given a value
+
+  template <class From>
+  requires kp_LOG_keeps_value<From, number>
+  constexpr kp_LOG_EventValue(From value) : value_(static_cast<number>(value)) {}
+
+  // A constant. Compiles when the attribute's type can hold it.
+  template <class From>
+  requires(!kp_LOG_keeps_value<From, number> && kp_LOG_number<From> &&
+           kp_LOG_number<number>) consteval kp_LOG_EventValue(From constant)
+      : value_(static_cast<number>(constant)) {
+    if (static_cast<From>(value_) != constant || (value_ < number{}) != (constant < From{}))
+      kp_LOG_constant_does_not_fit_its_attribute();
+  }
+
+  constexpr number value() const { return value_; }
+
+  void add_to(kp_LOG_LogEntry& entry) const { _kp_LOG_number_adder::add(entry, name, value_); }
+  template <unsigned char number_in_definition>
+  void add_to(kp_LOG_LogEntry& entry) const {
+    _kp_LOG_number_adder::add(entry, kp_LOG_attribute_key<name, number_in_definition>, value_);
+  }
+
+ private:
+  number value_;
 };
 
-// The value of a string attribute. A literal that its size class cannot hold does not compile; any
-// other text that is too long is refused or cut by the library, as SetActionAttrLenExceed says.
-// A text ends at its first NUL.
-template <kp_LOG_text_unit unit, std::size_t limit>
-class kp_LOG_EventText {
-  // What most code pages need for `limit` units; those with escape sequences may need more.
-  static constexpr std::size_t size_limit = unit == kp_LOG_text_unit::byte ? limit : 4 * limit;
+// Of a selector attribute, whose values are enumerators. Other values take a static_cast.
+template <kp_AttributeType attribute_type, const auto& name, class Enumeration>
+requires std::is_enum_v<Enumeration>
+class kp_LOG_EventValue<attribute_type, name, Enumeration> {
+  using number = typename kp_LOG_number_of<attribute_type>::number;
+
+ public:
+  static constexpr kp_AttributeType type = attribute_type;
+
+  kp_LOG_EventValue() = delete;  // the attribute is not given a value
+  constexpr kp_LOG_EventValue(Enumeration value) : value_(value) {}
+
+  constexpr number value() const { return static_cast<number>(value_); }
+
+  void add_to(kp_LOG_LogEntry& entry) const { _kp_LOG_number_adder::add(entry, name, value()); }
+  template <unsigned char number_in_definition>
+  void add_to(kp_LOG_LogEntry& entry) const {
+    _kp_LOG_number_adder::add(entry, kp_LOG_attribute_key<name, number_in_definition>, value());
+  }
+
+ private:
+  Enumeration value_;
+};
+
+// Of a string type. A literal that its size class cannot hold does not compile; any other text that
+// is too long is refused or cut by the library, as SetActionAttrLenExceed says. A text ends at its
+// first NUL. Entries refuse a null pointer; to text() it is an empty one.
+template <kp_AttributeType attribute_type, const auto& name>
+requires(kp_LOG_longest_text(attribute_type) != 0)  //
+    class kp_LOG_EventValue<attribute_type, name, void> {
+  static constexpr std::size_t longest = kp_LOG_longest_text(attribute_type);
+  static constexpr bool is_of_bytes = attribute_type <= TypeChar2K;
+  // What most code pages need for the longest; those with escape sequences may need more.
+  static constexpr std::size_t size_limit = is_of_bytes ? longest : 4 * longest;
 
   template <class T>
   static constexpr bool is_text_pointer =
       std::is_pointer_v<T>&& std::convertible_to<T, const char*>;
 
  public:
+  static constexpr kp_AttributeType type = attribute_type;
+
+  kp_LOG_EventValue() = delete;  // the attribute is not given a value
+
   // Copied while it is added, for the NUL that the library needs: to the stack, or, when it is
   // longer than most texts of its class, to the heap.
-  constexpr kp_LOG_EventText(std::string_view text)
+  constexpr kp_LOG_EventValue(std::string_view text)
       : text_(text.data()), size_(text.size()), is_terminated_(false) {}
 
-  kp_LOG_EventText(const std::string& text) : text_(text.c_str()) {}
+  kp_LOG_EventValue(const std::string& text) : text_(text.c_str()) {}
 
   template <class Pointer>
   requires is_text_pointer<Pointer>
-  constexpr kp_LOG_EventText(const Pointer& text) : text_(text) {}
+  constexpr kp_LOG_EventValue(const Pointer& text) : text_(text) {}
 
   template <std::size_t room>
-  constexpr kp_LOG_EventText(const char (&literal)[room]) : text_(literal) {
+  constexpr kp_LOG_EventValue(const char (&literal)[room]) : text_(literal) {
     static_assert(room <= size_limit + 1, "the text is too long for the type of its attribute");
   }
 
   template <std::size_t room>
-  constexpr kp_LOG_EventText(char (&buffer)[room]) : text_(buffer) {}
+  constexpr kp_LOG_EventValue(char (&buffer)[room]) : text_(buffer) {}
 
-  void add_to(kp_LOG_LogEntry& entry, const char* name) const { add_text(entry, name); }
-  void add_to(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key) const {
-    add_text(entry, key);
+  constexpr std::string_view text() const {
+    if (text_ == nullptr) return {};
+    if (is_terminated_) return text_;
+    const std::string_view given(text_, size_);
+    return given.substr(0, given.find('\0'));
+  }
+
+  void add_to(kp_LOG_LogEntry& entry) const { add_text(entry, static_cast<const char*>(name)); }
+  template <unsigned char number_in_definition>
+  void add_to(kp_LOG_LogEntry& entry) const {
+    add_text(entry, kp_LOG_attribute_key<name, number_in_definition>);
   }
 
  private:
   template <class Attribute>
-  void add_text(kp_LOG_LogEntry& entry, const Attribute& name) const {
-    if (is_terminated_) return add(entry, name, text_);
+  void add_text(kp_LOG_LogEntry& entry, const Attribute& attribute) const {
+    if (is_terminated_) return add(entry, attribute, text_);
     if (size_ > size_limit)
-      return add(entry, name, kp_String(text_, static_cast<unsigned>(size_)).c_str());
+      return add(entry, attribute, kp_String(text_, static_cast<unsigned>(size_)).c_str());
     std::array<char, size_limit + 1> copy;
     std::copy_n(text_, size_, copy.data());
     copy[size_] = '\0';
-    add(entry, name, copy.data());
+    add(entry, attribute, copy.data());
   }
 
-  static void add(kp_LOG_LogEntry& entry, const char* name, const char* text) {
-    if constexpr (unit == kp_LOG_text_unit::byte)
-      entry.AddAttribStr(name, text);
+  static void add(kp_LOG_LogEntry& entry, const char* attribute, const char* text) {
+    if constexpr (is_of_bytes)
+      entry.AddAttribStr(attribute, text);
     else
-      entry.AddAttribMBStr(name, text);
+      entry.AddAttribMBStr(attribute, text);
   }
   static void add(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, const char* text) {
-    if constexpr (unit == kp_LOG_text_unit::byte)
+    if constexpr (is_of_bytes)
       entry.AddKeyedStr(key, text);
     else
       entry.AddKeyedMBStr(key, text);
@@ -198,14 +299,22 @@ class kp_LOG_EventText {
   bool is_terminated_ = true;
 };
 
-// The value of a Date, Time or Timestamp.
-class kp_LOG_EventTime {
+// Of a Date, Time or Timestamp.
+template <kp_AttributeType attribute_type, const auto& name>
+requires(attribute_type >= TypeDate && attribute_type <= TypeTimestamp)  //
+    class kp_LOG_EventValue<attribute_type, name, void> {
  public:
-  kp_LOG_EventTime(const kp_Time& time) : time_(&time) {}
+  static constexpr kp_AttributeType type = attribute_type;
 
-  void add_to(kp_LOG_LogEntry& entry, const char* name) const { entry.AddAttribTime(name, *time_); }
-  void add_to(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key) const {
-    entry.AddKeyedTime(key, *time_);
+  kp_LOG_EventValue() = delete;  // the attribute is not given a value
+  kp_LOG_EventValue(const kp_Time& time) : time_(&time) {}
+
+  const kp_Time& time() const { return *time_; }
+
+  void add_to(kp_LOG_LogEntry& entry) const { entry.AddAttribTime(name, *time_); }
+  template <unsigned char number_in_definition>
+  void add_to(kp_LOG_LogEntry& entry) const {
+    entry.AddKeyedTime(kp_LOG_attribute_key<name, number_in_definition>, *time_);
   }
 
  private:

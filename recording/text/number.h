@@ -31,7 +31,7 @@ std::optional<Number> number_of_either_base(std::string_view text) {
 }
 
 // In hexadecimal with capital letters, and zeros in front up to `digits`.
-inline std::string hexadecimal(uint32_t number, size_t digits) {
+inline std::string hexadecimal(uint64_t number, size_t digits) {
   std::string text;
   for (; number != 0 || text.size() < digits; number /= 16)
     text.insert(text.begin(), "0123456789ABCDEF"[number % 16]);

@@ -7,7 +7,10 @@
 #include "tests/support/loaded_definitions.h"
 #include "tests/support/raised.h"
 
-using character_text = kp_LOG_EventText<kp_LOG_text_unit::character, 32>;
+static constexpr char name_of_text[] = "A15";
+static constexpr char name_of_float[] = "A8";
+using character_text = kp_LOG_EventValue<TypeMBChar32, name_of_text>;
+using float_number = kp_LOG_EventValue<TypeFloat, name_of_float>;
 
 // Sixteen times "a" and a hiragana, or more: in ISO-2022-JP each pair takes nine bytes.
 static std::string escaped_text(int pairs) {
@@ -21,7 +24,7 @@ TEST(EventText, AViewOfMoreBytesThanMostCodePagesNeedIsStoredWhole) {
   const code_page_setting code_page("ISO-2022-JP");
   kp_LOG_LogEntry entry(17, 0);
   const std::string text = escaped_text(16);
-  character_text(std::string_view(text)).add_to(entry, "A15");
+  character_text(std::string_view(text)).add_to(entry);
   EXPECT_EQ(entry.GetAttribMBStr("A15"), text);
 }
 
@@ -31,7 +34,7 @@ TEST(EventText, AViewThatIsTooLongIsRefusedInAnyCodePage) {
   kp_LOG_LogEntry entry(17, 0);
   const std::string text = escaped_text(17);
   EXPECT_EQ(raised<KPX_logging_invalid_attribute_value>(
-                [&] { character_text(std::string_view(text)).add_to(entry, "A15"); }),
+                [&] { character_text(std::string_view(text)).add_to(entry); }),
             "A15 Attribute value is overflow under Entry ID 17 !");
 }
 
@@ -39,7 +42,7 @@ TEST(EventNumber, ADoubleTakesIntegersOf32Bits) {
   const loaded_definitions definitions(ldf_with_every_type());
   kp_LOG_LogEntry entry(17, 0);
   const int value = -7;
-  kp_LOG_EventNumber<double>(value).add_to(entry, "A8");
+  float_number(value).add_to(entry);
   EXPECT_EQ(entry.GetAttribFloat8("A8"), -7.0);
-  static_assert(!std::is_constructible_v<kp_LOG_EventNumber<double>, bool>);
+  static_assert(!std::is_constructible_v<float_number, bool>);
 }

@@ -1,10 +1,12 @@
 #include "tools/header/event_header.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <utility>
 #include <vector>
 
+#include "recording/definitions/fingerprint.h"
 #include "recording/files/path.h"
 #include "recording/text/escape.h"
 #include "recording/text/number.h"
@@ -12,17 +14,12 @@
 #include "recording/text/words.h"
 #include "tools/definitions/cpp_name.h"
 
-// The type of the parameter that takes a value of a type; "" for what no operation of the library
-// adds: a GUID, and unknown types.
-static std::string parameter_of(kp_AttributeType type) {
+// Whether the library has an operation that adds a value of the type: it has none for a GUID, and
+// for unknown types.
+static bool is_addable(kp_AttributeType type) {
   const attribute_type* const row = find_type(type);
-  if (row == nullptr) return "";
-  if (row->number != nullptr) return std::string("::kp_LOG_EventNumber<") + row->number + ">";
-  if (row->unit != text_unit::none)
-    return std::string("::kp_LOG_EventText<::kp_LOG_text_unit::") +
-           (row->unit == text_unit::byte ? "byte" : "character") + ", " +
-           std::to_string(row->longest) + ">";
-  return is_time_attribute(type) ? "::kp_LOG_EventTime" : "";
+  return row != nullptr &&
+         (row->number != nullptr || row->unit != text_unit::none || is_time_attribute(type));
 }
 
 // Small letters stand as capital ones. So small ones are free to stand for all else, and different
@@ -60,12 +57,10 @@ static std::string selector_value_name(const event_model& event, const message_m
   return std::string(id);
 }
 
-static std::string message_comment(const message_model& message, const char* what) {
-  if (message.text.is_given()) return what + in_quotes(message.text.value);
-  if (!message.template_bytes.empty())
-    return what + ("template " + in_quotes(message.template_bytes));
-  return "";
-}
+// What aggregates have beside their values, and what entries call them. No attribute's member, and
+// no aggregate, is called so.
+static const std::set<std::string, std::less<>> aggregate_words = {
+    "values", "id", "property_flags", "default_level", "fingerprint", "entry", "each_value"};
 
 class event_header_writer {
  public:
@@ -75,6 +70,9 @@ class event_header_writer {
   std::string write() {
     line("\nnamespace " + name_space_ + " {");
     write_constants();
+    collect_enumerations();
+    name_aggregates();
+    write_shared_enumerations();
     for (const attribute_model& global : set_.globals) write_global(global);
     for (const event_model& event : set_.events) write_event(event);
     line("\n}  // namespace " + name_space_);
@@ -153,130 +151,55 @@ class event_header_writer {
   // --- global attributes
 
   void write_global(const attribute_model& global) {
-    const std::string parameter = parameter_of(global.type);
-    if (parameter.empty()) return;
-    const std::string& name = global.name.value;
+    if (!is_addable(global.type)) return;
     line("");
     text_ += cpp_comment("A global attribute, which every entry may carry.", "");
     text_ += cpp_comment(global.note, "");
-    line("inline void " + adders_.of(name) + "(::kp_LOG_LogEntry& entry, " + parameter +
-         " value) {");
-    line("  value.add_to(entry, " + names_.of(name) + ");\n}");
+    line("inline void " + adders_.of(global.name.value) + "(::kp_LOG_LogEntry& entry, " +
+         value_class(global, "") + " value) {");
+    line("  value.add_to(entry);\n}");
   }
 
-  // --- events
-
-  void write_event(const event_model& event) {
-    const std::string& name = classes_.of(event.name.value);
-    line("");
-    text_ += cpp_comment(event.name.value + ", ID " + std::to_string(event.id.value), "");
-    text_ += cpp_comment(event.note, "");
-    text_ += cpp_comment(message_comment(event.message, "Message: "), "");
-    write_left_out(event);
-    line("class " + name + " : public ::kp_LOG_LogEntry {\n public:");
-    line("  static constexpr ::std::uint32_t id = " + scope_ + ids_.of(event.name.value) + ";");
-    write_question(event);
-    const std::vector<numbered_attribute> attributes = addable_attributes(event);
-    if (attributes.empty())
-      line("\n  explicit " + name + "(unsigned log_level) : kp_LOG_LogEntry(id, log_level) {}");
-    else
-      write_attributes(event, name, attributes);
-    line("};");
+  // The class of an attribute's values.
+  std::string value_class(const attribute_model& attribute, const std::string& enumeration) {
+    return std::string("::kp_LOG_EventValue<::") +
+           _kp_LOG_get_attribute_type_string(attribute.type) + ", " + scope_ +
+           names_.of(attribute.name.value) + (enumeration.empty() ? "" : ", " + enumeration) + ">";
   }
 
-  void write_question(const event_model& event) {
-    line("  static constexpr ::std::uint32_t property_flags = 0x" + hexadecimal(event.flags, 8) +
-         ";");
-    line("\n  // Whether the filter takes such an event of that level. Asked before one is built.");
-    line("  static bool accepted_by(const ::_kp_LOG_entry_filter& filter, unsigned log_level) {");
-    line("    return filter.accepts(log_level, property_flags);\n  }");
-  }
+  // --- enumerations
 
-  // An attribute, and its number among those of the definition.
-  using numbered_attribute = std::pair<const attribute_model*, size_t>;
+  // What a selector attribute's values are called, in the order of their messages.
+  struct enumeration_model {
+    kp_AttributeType type = TypeUnknown;
+    std::vector<std::pair<std::string, uint32_t>> values;
 
-  // Those that the library has an operation for, in their order. Of a name that comes twice, as the
-  // selector's may, the last one counts: the definition has no other.
-  static std::vector<numbered_attribute> addable_attributes(const event_model& event) {
-    std::map<std::string_view, const attribute_model*> last;
-    for (const attribute_model& attribute : event.attributes)
-      last[attribute.name.value] = &attribute;
-    std::vector<numbered_attribute> addable;
-    size_t number = 0;
-    for (const attribute_model& attribute : event.attributes) {
-      if (last[attribute.name.value] != &attribute) continue;
-      if (!parameter_of(attribute.type).empty()) addable.emplace_back(&attribute, number);
-      ++number;
+    bool agrees_with(const enumeration_model& other) const {
+      const auto sorted = [](auto list) {
+        std::sort(list.begin(), list.end());
+        return list;
+      };
+      return type == other.type && sorted(values) == sorted(other.values);
     }
-    return addable;
-  }
-
-  void write_left_out(const event_model& event) {
-    for (const attribute_model& attribute : event.attributes)
-      if (parameter_of(attribute.type).empty())
-        text_ += cpp_comment("Without " + attribute.name.value +
-                                 ": the library has no operation that adds a value of its type.",
-                             "");
-  }
-
-  void write_attributes(const event_model& event, const std::string& name,
-                        const std::vector<numbered_attribute>& attributes) {
-    for (const auto& [attribute, number] : attributes)
-      if (is_enumerated(event, *attribute)) write_enumeration(event, name, *attribute);
-    line("\n  struct values {");
-    for (const auto& [attribute, number] : attributes) write_member(event, name, *attribute);
-    line("  };");
-    line("\n  " + name + "(unsigned log_level, const values& given)");
-    line("      : kp_LOG_LogEntry(id, log_level) {");
-    for (const auto& [attribute, number] : attributes) {
-      const std::string& attribute_name = attribute->name.value;
-      line("    given." + members_.of(attribute_name) + ".add_to(*this, ::kp_LOG_attribute_key<" +
-           scope_ + names_.of(attribute_name) + ", " + std::to_string(number) + ">);");
-    }
-    line("  }");
-  }
-
-  // The enumeration is named from outermost to innermost: a member may be called as it is, or as
-  // the class.
-  void write_member(const event_model& event, const std::string& class_name,
-                    const attribute_model& attribute) {
-    text_ += cpp_comment(attribute.note, "    ");
-    const std::string& member = *bare_names_.insert(members_.of(attribute.name.value)).first;
-    line("    " +
-         (is_enumerated(event, attribute) ? "::kp_LOG_EventNumber<" + scope_ + class_name +
-                                                "::" + enumeration_name(class_name, attribute) + ">"
-                                          : parameter_of(attribute.type)) +
-         " " + member + ";");
-  }
+  };
 
   static bool is_enumerated(const event_model& event, const attribute_model& attribute) {
     return attribute.name.value == event.selector.value && !event.messages.empty() &&
            is_selecting_type(attribute.type);
   }
 
-  static std::string enumeration_name(const std::string& class_name,
-                                      const attribute_model& attribute) {
-    const std::string name = cpp_identifier(attribute.name.value + "_value");
-    return name == class_name ? name + "_2" : name;
-  }
-
-  // Values without a message of their own are made with static_cast.
-  void write_enumeration(const event_model& event, const std::string& class_name,
-                         const attribute_model& attribute) {
+  static enumeration_model enumeration_of(const event_model& event,
+                                          const attribute_model& attribute) {
     cpp_identifiers names("");
     std::set<std::string> given = reserve_names(event, names);
-    line("\n  // The values that have a message.");
-    line("  enum class " + *bare_names_.insert(enumeration_name(class_name, attribute)).first +
-         " : " + find_type(attribute.type)->number + " {");
+    enumeration_model enumeration{attribute.type, {}};
     for (const message_model& message : event.messages) {
       std::string name = selector_value_name(event, message);
       if (!message.name.is_given() && !given.insert(name).second)
         name += "_" + std::to_string(message.value.value);
-      text_ += cpp_comment(message_comment(message, ""), "    ");
-      line("    " + *bare_names_.insert(names.of(name)).first + " = " +
-           std::to_string(message.value.value) + ",");
+      enumeration.values.emplace_back(names.of(name), message.value.value);
     }
-    line("  };");
+    return enumeration;
   }
 
   // The names that messages have of their own, which stay as they are.
@@ -287,15 +210,245 @@ class event_header_writer {
     return reserved;
   }
 
+  // Those that stand in the namespace: all events that select by such an attribute agree.
+  void collect_enumerations() {
+    for (const event_model& event : set_.events)
+      for (const auto& [attribute, number] : addable_attributes(event)) {
+        if (!is_enumerated(event, *attribute)) continue;
+        const enumeration_model enumeration = enumeration_of(event, *attribute);
+        const auto [known, is_new] = shared_.try_emplace(attribute->name.value, enumeration);
+        if (is_new) shared_names_.push_back(attribute->name.value);
+        if (!is_new && !known->second.agrees_with(enumeration)) known->second.type = TypeUnknown;
+      }
+  }
+
+  bool is_shared(const attribute_model& attribute) const {
+    return shared_.find(attribute.name.value)->second.type != TypeUnknown;
+  }
+
+  void write_shared_enumerations() {
+    for (const std::string_view name : shared_names_) {
+      const enumeration_model& enumeration = shared_.find(name)->second;
+      if (enumeration.type == TypeUnknown) continue;
+      line("");
+      text_ += cpp_comment("The values of " + std::string(name) + " that have a message.", "");
+      write_enumeration(enumerations_.of(name), enumeration, "");
+    }
+  }
+
+  // Values without a message of their own are made with static_cast.
+  void write_enumeration(const std::string& name, const enumeration_model& enumeration,
+                         const std::string& indent) {
+    line(indent + "enum class " + *bare_names_.insert(name).first + " : " +
+         find_type(enumeration.type)->number + " {");
+    for (const auto& [value_name, value] : enumeration.values)
+      line(indent + "  " + *bare_names_.insert(value_name).first + " = " + std::to_string(value) +
+           ",");
+    line(indent + "};");
+  }
+
+  // --- events
+
+  void write_event(const event_model& event) {
+    const std::vector<numbered_attribute> attributes = addable_attributes(event);
+    line("");
+    text_ += cpp_comment(event.name.value + ", ID " + std::to_string(event.id.value), "");
+    text_ += cpp_comment(event.note, "");
+    write_left_out(event);
+    write_aggregate(event, attributes);
+    write_class(event, attributes);
+  }
+
+  // An attribute, and its number among those of the definition.
+  using numbered_attribute = std::pair<const attribute_model*, size_t>;
+
+  // Those that the definition has, in their order. Of a name that comes twice, as the selector's
+  // may, the last one counts: the definition has no other.
+  static std::vector<const attribute_model*> defined_attributes(const event_model& event) {
+    std::map<std::string_view, const attribute_model*> last;
+    for (const attribute_model& attribute : event.attributes)
+      last[attribute.name.value] = &attribute;
+    std::vector<const attribute_model*> defined;
+    for (const attribute_model& attribute : event.attributes)
+      if (last[attribute.name.value] == &attribute) defined.push_back(&attribute);
+    return defined;
+  }
+
+  static std::vector<numbered_attribute> addable_attributes(const event_model& event) {
+    std::vector<numbered_attribute> addable;
+    size_t number = 0;
+    for (const attribute_model* attribute : defined_attributes(event)) {
+      if (is_addable(attribute->type)) addable.emplace_back(attribute, number);
+      ++number;
+    }
+    return addable;
+  }
+
+  static uint64_t fingerprint_of(const event_model& event) {
+    event_fingerprint fingerprint(event.id.value);
+    for (const attribute_model* attribute : defined_attributes(event))
+      fingerprint.add(attribute->name.value, attribute->type);
+    return fingerprint.value();
+  }
+
+  void write_left_out(const event_model& event) {
+    for (const attribute_model& attribute : event.attributes)
+      if (!is_addable(attribute.type))
+        text_ += cpp_comment("Without " + attribute.name.value +
+                                 ": the library has no operation that adds a value of its type.",
+                             "");
+  }
+
+  const std::string& aggregate_of(const event_model& event) {
+    return *bare_names_.insert(aggregates_.of(event.name.value)).first;
+  }
+
+  void write_aggregate(const event_model& event,
+                       const std::vector<numbered_attribute>& attributes) {
+    const std::string& name = classes_.of(event.name.value);
+    line("class " + name + ";");
+    line("struct " + aggregate_of(event) + " {");
+    line("  static constexpr ::std::uint32_t id = " + scope_ + ids_.of(event.name.value) + ";");
+    line("  static constexpr ::std::uint32_t property_flags = 0x" + hexadecimal(event.flags, 8) +
+         ";");
+    line("  static constexpr unsigned default_level = 3;");
+    line("  static constexpr ::std::uint64_t fingerprint = 0x" +
+         hexadecimal(fingerprint_of(event), 16) + "u;");
+    line("  using entry = " + scope_ + name + ";");
+    for (const auto& [attribute, number] : attributes)
+      if (is_enumerated(event, *attribute) && !is_shared(*attribute)) {
+        line("");
+        text_ += cpp_comment("The values of " + attribute->name.value +
+                                 " that have a message here; in other events they are others.",
+                             "  ");
+        write_enumeration(own_enumeration(event, *attribute), enumeration_of(event, *attribute),
+                          "  ");
+      }
+    if (!attributes.empty()) line("");
+    for (const auto& [attribute, number] : attributes) write_member(event, *attribute);
+    write_visit(attributes);
+    line("};\n");
+  }
+
+  // The enumeration is named from outermost to innermost: a member may be called as it is.
+  void write_member(const event_model& event, const attribute_model& attribute) {
+    text_ += cpp_comment(attribute.note, "  ");
+    const std::string& member = *bare_names_.insert(members_.of(attribute.name.value)).first;
+    line("  " +
+         value_class(attribute,
+                     is_enumerated(event, attribute) ? enumeration_type(event, attribute) : "") +
+         " " + member + ";");
+  }
+
+  void write_visit(const std::vector<numbered_attribute>& attributes) {
+    if (attributes.empty()) {
+      line("\n  template <class Visitor>\n  void each_value(Visitor&&) const {}");
+      return;
+    }
+    line("\n  // Calls visit(number in the definition, value) for each.");
+    line("  template <class Visitor>\n  void each_value(Visitor&& visit) const {");
+    for (const auto& [attribute, number] : attributes)
+      line("    visit(" + std::to_string(number) + ", this->" + members_.of(attribute->name.value) +
+           ");");
+    line("  }");
+  }
+
+  std::string enumeration_type(const event_model& event, const attribute_model& attribute) {
+    if (is_shared(attribute)) return scope_ + enumerations_.of(attribute.name.value);
+    return scope_ + aggregate_of(event) + "::" + own_enumeration(event, attribute);
+  }
+
+  // Of an enumeration within the event's aggregate.
+  std::string own_enumeration(const event_model& event, const attribute_model& attribute) {
+    std::set<std::string, std::less<>> taken = aggregate_words;
+    taken.insert(aggregate_of(event));
+    for (const auto& [other, number] : addable_attributes(event))
+      taken.insert(members_.of(other->name.value));
+    return cpp_identifiers("", taken).of(attribute.name.value + "_value");
+  }
+
+  void write_class(const event_model& event, const std::vector<numbered_attribute>& attributes) {
+    const std::string& name = classes_.of(event.name.value);
+    const std::string aggregate = scope_ + aggregate_of(event);
+    line("class " + name + " : public ::kp_LOG_LogEntry {\n public:");
+    line("  static constexpr ::std::uint32_t id = " + aggregate + "::id;");
+    line("  static constexpr ::std::uint32_t property_flags = " + aggregate + "::property_flags;");
+    line("  using values = " + aggregate + ";");
+    for (const auto& [attribute, number] : attributes)
+      if (is_enumerated(event, *attribute))
+        line("  using " + *bare_names_.insert(enumeration_alias(name, *attribute)).first + " = " +
+             enumeration_type(event, *attribute) + ";");
+    line("\n  // Whether the filter takes such an event of that level. Asked before one is built.");
+    line("  static bool accepted_by(const ::_kp_LOG_entry_filter& filter, unsigned log_level) {");
+    line("    return filter.accepts(log_level, property_flags);\n  }\n");
+    write_constructors(name, attributes);
+    line("};");
+  }
+
+  static std::string enumeration_alias(const std::string& class_name,
+                                       const attribute_model& attribute) {
+    const std::string name = cpp_identifier(attribute.name.value + "_value");
+    return name == class_name ? name + "_2" : name;
+  }
+
+  void write_constructors(const std::string& name,
+                          const std::vector<numbered_attribute>& attributes) {
+    if (attributes.empty()) {
+      line("  explicit " + name + "(unsigned log_level) : kp_LOG_LogEntry(id, log_level) {}");
+      line("  " + name + "(unsigned log_level, const values&) : " + name + "(log_level) {}");
+      return;
+    }
+    line("  " + name + "(unsigned log_level, const values& given)");
+    line("      : kp_LOG_LogEntry(id, log_level) {");
+    for (const auto& [attribute, number] : attributes)
+      line("    given." + members_.of(attribute->name.value) + ".add_to<" + std::to_string(number) +
+           ">(*this);");
+    line("  }");
+  }
+
+  // --- names
+
+  // Aggregates and enumerations have no prefix: they are called otherwise than all that has one,
+  // and an enumeration otherwise than any aggregate.
+  void name_aggregates() {
+    std::set<std::string, std::less<>> taken = prefixed_names();
+    taken.insert(aggregate_words.begin(), aggregate_words.end());
+    aggregates_ = cpp_identifiers("", taken);
+    for (const event_model& event : set_.events) taken.insert(aggregates_.of(event.name.value));
+    enumerations_ = cpp_identifiers("", std::move(taken));
+  }
+
+  std::set<std::string, std::less<>> prefixed_names() {
+    std::set<std::string, std::less<>> names = {"log_version"};
+    const auto add_names_of = [&](const std::vector<attribute_model>& attributes) {
+      for (const attribute_model& attribute : attributes)
+        names.insert(names_.of(attribute.name.value));
+    };
+    for (const auto& [name, bits] : set_.flags) names.insert(flags_.of(name));
+    add_names_of(set_.globals);
+    for (const attribute_model& global : set_.globals)
+      if (is_addable(global.type)) names.insert(adders_.of(global.name.value));
+    for (const event_model& event : set_.events) {
+      names.insert(ids_.of(event.name.value));
+      names.insert(classes_.of(event.name.value));
+      add_names_of(event.attributes);
+    }
+    return names;
+  }
+
   const definition_set& set_;
   const std::string& name_space_;
   const std::string scope_;  // what stands before names of the namespace, seen from anywhere
   cpp_identifiers ids_{"id_"};
   cpp_identifiers classes_{"entry_"};
-  cpp_identifiers members_{"", {"values"}};  // as the structure that they stand in is called
+  cpp_identifiers members_{"", aggregate_words};
   cpp_identifiers names_{"name_"};
   cpp_identifiers adders_{"add_"};
   cpp_identifiers flags_{"flag_"};
+  cpp_identifiers aggregates_{""};
+  cpp_identifiers enumerations_{""};
+  std::map<std::string_view, enumeration_model> shared_;  // by attribute; TypeUnknown: disagreed
+  std::vector<std::string_view> shared_names_;            // in the order of the events
   std::set<std::string> bare_names_;  // without a prefix, so that a macro may have them
   std::string text_;
 };

@@ -7,6 +7,7 @@
 
 #include "kp_LOG.h"
 #include "logging/ldf_load.h"
+#include "recording/definitions/fingerprint.h"
 #include "tests/command/command_run.h"
 #include "tests/command/generated/header_names.h"
 #include "tests/command/generated/package_manager.h"
@@ -90,7 +91,7 @@ TEST_F(GeneratedHeader, NothingIsBuiltOfAnEventThatTheFilterRejects) {
 TEST_F(GeneratedHeader, NumbersOfAttributesAreThoseOfTheLoadedDefinitions) {
   const std::string header = read_whole_file(KPLOG_GENERATED_HEADER);
   static const std::regex of_interest(
-      R"(id = ::package_manager::id_(\w+);|<::package_manager::name_(\w+), (\d+)>)");
+      R"(id = ::package_manager::id_(\w+);|given\.(\w+)\.add_to<(\d+)>)");
   const std::map<std::string, unsigned> ids = {
       {"PACKAGE_INSTALLED", package_manager::id_PACKAGE_INSTALLED},
       {"SIGNATURE_CHECKED", package_manager::id_SIGNATURE_CHECKED},
@@ -112,6 +113,59 @@ TEST_F(GeneratedHeader, NumbersOfAttributesAreThoseOfTheLoadedDefinitions) {
     ++n_attributes;
   }
   EXPECT_EQ(n_attributes, 8);
+}
+
+// What a recorder asks of an aggregate.
+TEST_F(GeneratedHeader, AggregateSaysWhatItsEventIs) {
+  using event = package_manager::SIGNATURE_CHECKED;
+  static_assert(event::id == 1003 && event::property_flags == package_manager::flag_SECURITY);
+  static_assert(std::is_same_v<event::entry, entry_SIGNATURE_CHECKED>);
+  static_assert(std::is_same_v<entry_SIGNATURE_CHECKED::values, event>);
+  event_fingerprint fingerprint(1003);
+  fingerprint.add("PACKAGE", TypeMBChar128);
+  fingerprint.add("OUTCOME", TypeUInt1);
+  EXPECT_EQ(event::fingerprint, fingerprint.value());
+  EXPECT_EQ(package_manager::STARTED::fingerprint, event_fingerprint(1004).value());
+}
+
+TEST_F(GeneratedHeader, AggregateShowsItsValuesInTheirOrder) {
+  std::string seen;
+  const auto see = [&seen](size_t number, const auto& value) {
+    seen += std::to_string(number) + ":" + std::to_string(value.type) + ":";
+    if constexpr (requires { value.text(); })
+      seen += std::string(value.text());
+    else if constexpr (requires { value.time(); })
+      seen += std::to_string(value.time().get_year());
+    else
+      seen += std::to_string(value.value());
+    seen += ' ';
+  };
+  package_manager::DOWNLOAD_FINISHED{
+      .SHARE = 0.5, .ENDED = kp_Time(2026, 1, 2, 3, 4, 5), .PEER = "m"}
+      .each_value(see);
+  package_manager::SIGNATURE_CHECKED{.PACKAGE = "zlib",
+                                     .OUTCOME = package_manager::OUTCOME::value_1}
+      .each_value(see);
+  package_manager::STARTED().each_value(see);
+  EXPECT_EQ(seen, "0:8:0.500000 1:23:2026 2:10:m 0:17:zlib 1:2:1 ");
+}
+
+// A null pointer is an empty text to a recorder. Entries refuse it.
+TEST_F(GeneratedHeader, TextsEndAtTheirFirstNul) {
+  const char* const none = nullptr;
+  const std::string string("a\0b", 3);
+  const auto text_of = [](const package_manager::PACKAGE_INSTALLED& event) {
+    return std::string(event.PACKAGE.text());
+  };
+  EXPECT_EQ(text_of({.PACKAGE = none, .VERSION = none, .SIZE = 1}), "");
+  EXPECT_EQ(text_of({.PACKAGE = string, .VERSION = "", .SIZE = 1}), "a");
+  EXPECT_EQ(text_of({.PACKAGE = std::string_view(string), .VERSION = "", .SIZE = 1}), "a");
+  EXPECT_EQ(text_of({.PACKAGE = std::string_view(), .VERSION = "", .SIZE = 1}), "");
+  EXPECT_EQ(text_of({.PACKAGE = "a\0b", .VERSION = "", .SIZE = 1}), "a");
+  EXPECT_EQ(raised<KPX_logging_illegal_argument>([none] {
+              entry_PACKAGE_INSTALLED(1, {.PACKAGE = none, .VERSION = "", .SIZE = 1});
+            }),
+            "invalid argument");
 }
 
 // The set has changed since the program was compiled.
