@@ -11,7 +11,16 @@ STORED = (
     '"message_index":0,"message":"alice came in by port 51234"}'
 )
 
+ORIGIN = (
+    '"recorded":"2026-11-15T17:02:56.123456789+08:00","host":"h","recorder":"0f3a","pid":12,'
+    '"thread":18446744073709551615,"sequence":1'
+)
+
 SEEDS = {
+    "origin": STORED.replace('"attributes"', ORIGIN + ',"attributes"'),
+    "origin_alone": '{"event":1,' + ORIGIN + "}",
+    "origin_wrong": '{"event":1,"recorded":"2026-11-15T17:02:56.1234567890Z"}',
+    "lost": '{"event":0,"name":"kplog.lost","attributes":{"COUNT":17,"REASON":"full"}}',
     "stored": STORED,
     "stored_cut": STORED[:-1],
     "smallest": '{"event":1}',

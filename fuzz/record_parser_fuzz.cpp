@@ -46,6 +46,23 @@ static bool has_huge_number(const parsed_record& record) {
   return is_huge(record.event);
 }
 
+static void check_origin(const record_origin& origin, const json& expected) {
+  const auto check_text = [&](const char* key, std::string_view text) {
+    require(expected.contains(key) == !text.empty());
+    if (!text.empty()) require(expected.at(key).get_ref<const std::string&>() == text);
+  };
+  const auto check_number = [&](const char* key, const std::optional<uint64_t>& number) {
+    require(expected.contains(key) == number.has_value());
+    if (number.has_value()) require(expected.at(key) == *number);
+  };
+  check_text("recorded", origin.recorded);
+  check_text("host", origin.host);
+  check_text("recorder", origin.recorder);
+  check_number("pid", origin.pid);
+  check_number("thread", origin.thread);
+  check_number("sequence", origin.sequence);
+}
+
 static void check_record(const parsed_record& record, std::string_view line) {
   if (has_huge_number(record)) return;
   const json expected = json::parse(line, nullptr, false);
@@ -54,6 +71,7 @@ static void check_record(const parsed_record& record, std::string_view line) {
   if (record.level.has_value()) require(expected.at("level") == *record.level);
   if (record.time.has_value()) check_value(*record.time, expected.at("time"));
   if (record.name.has_value()) check_value(*record.name, expected.at("name"));
+  check_origin(record.origin, expected);
   const json attributes = expected.value("attributes", json::object());
   require(attributes.size() == record.attributes.size());
   for (const record_attribute& attribute : record.attributes) {

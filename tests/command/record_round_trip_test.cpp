@@ -7,6 +7,7 @@
 #include <random>
 
 #include "logging/logentry_i.h"
+#include "recording/records/stored_form.h"
 #include "recording/records/values.h"
 #include "recording/text/escape.h"
 #include "recording/text/number.h"
@@ -34,6 +35,27 @@ class random_values {
   }
 
   bool once_in(unsigned n) { return below(n) == 0; }
+
+  // Some of the members that say where a record came from, as the stored form writes them.
+  std::string origin() {
+    std::string members;
+    const auto add = [&](const char* key, const std::string& json) {
+      if (!once_in(3)) members += std::string(",\"") + key + "\":" + json;
+    };
+    const auto any_text = [&] {
+      std::string held = text(80, 2).held;
+      return json_string(held.empty() ? "x" : held);
+    };
+    std::string recorded = time().json;
+    recorded.insert(recorded.size() - 7, "." + std::to_string(random_()).substr(0, below(9) + 1));
+    add("recorded", recorded);
+    add("host", any_text());
+    add("recorder", any_text());
+    add("pid", std::to_string(below(1 << 22)));
+    add("thread", std::to_string(random_()));
+    add("sequence", std::to_string(random_()));
+    return members;
+  }
 
  private:
   static random_value plain(const std::string& text) { return {text, text}; }
@@ -179,6 +201,22 @@ TEST(RecordRoundTrip, EntriesHoldWhatRandomRecordsSay) {
                 values[type].held)
           << line;
     }
+  }
+}
+
+TEST(RecordRoundTrip, WhereARecordCameFromIsStoredAsItWasTold) {
+  record_events events({.entries = {{.id = 17, .msg_id = "M17"}}});
+  random_values random(1511);
+  stored_form form(events.events().version());
+  const std::string start = R"({"version":"2.0","event":17,"name":"M17","level":3,)"
+                            R"("time":"2026-11-15T17:02:56+08:00")";
+  const std::string end = R"(,"attributes":{},"types":{},"message_index":0,"message":""})";
+  for (int round = 0; round < 200; ++round) {
+    const std::string line = start + random.origin() + end;
+    const made_entry& made = events.make(line);
+    std::string stored;
+    form.append(stored, {made, "", made.entry.GetAttribTime("TIMESTAMP")});
+    ASSERT_EQ(stored, line);
   }
 }
 
