@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <array>
+#include <clocale>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -108,6 +110,27 @@ kp_Locale kp_I18N_canonical_locale(const kp_Locale& locale) {
   return kp_Locale(canonical_name(locale.get_name()).c_str());
 }
 
+// --- Locales that may be set ---
+
+// What the environment names, as ICU reads it when it is first used; ICU does not tell it later.
+static const char* environment_locale() {
+  const auto is_none = [](const char* name) {
+    return name == nullptr || std::strcmp(name, "C") == 0 || std::strcmp(name, "POSIX") == 0;
+  };
+  const char* name = std::setlocale(LC_MESSAGES, nullptr);
+  if (is_none(name)) {
+    name = nullptr;
+    for (const char* const variable : {"LC_ALL", "LC_MESSAGES", "LANG"})
+      if (name == nullptr) name = std::getenv(variable);
+  }
+  return is_none(name) ? "en_US_POSIX" : name;
+}
+
+kp_Locale kp_I18N_usable_locale(const kp_Locale& locale) {
+  const char* const name = *locale.get_name() != '\0' ? locale.get_name() : environment_locale();
+  return is_harmless(name) ? kp_I18N_canonical_locale(name) : kp_Locale();
+}
+
 // --- The current locale ---
 
 // ICU's environment locale is asked for by null.
@@ -126,9 +149,8 @@ static bool set_environment_locale() {
 bool kp_I18N_set_locale(const kp_Locale& locale) {
   const char* const name = locale.get_name();
   if (*name == '\0') return set_environment_locale();
-  if (!is_harmless(name)) return false;
-  const std::string canonical = canonical_name(name);
-  return !canonical.empty() && set_icu_default(canonical.c_str());
+  const kp_Locale usable = kp_I18N_usable_locale(locale);
+  return *usable.get_name() != '\0' && set_icu_default(usable.get_name());
 }
 
 kp_Locale kp_I18N_get_locale() {

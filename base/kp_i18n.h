@@ -35,11 +35,15 @@ inline bool operator!=(const kp_Locale& a, const kp_Locale& b) {
 // there is such a language or region does not matter.
 KP_API kp_Locale kp_I18N_canonical_locale(const kp_Locale& locale);
 
+// The canonical name of the locale that `locale` stands for when it is set: for the empty name that
+// of the environment, as ICU reads it. Empty for a name with anything but letters, digits and
+// "_@=;.-", with "..", or that ICU cannot read: ICU would take such a name as part of a path.
+KP_API kp_Locale kp_I18N_usable_locale(const kp_Locale& locale);
+
 // Makes `locale`, by its canonical name, ICU's default locale, so that catalogs opened from now on
 // and the formats of numbers, dates and times follow it. The empty name stands for the
 // environment's locale.
-// Returns false, changing nothing, for a name with anything but letters, digits and "_@=;.-", with
-// "..", or that ICU refuses: ICU would take such a name as part of a path.
+// Returns false, changing nothing, for a name that is not usable, or that ICU refuses.
 KP_API bool kp_I18N_set_locale(const kp_Locale& locale);
 
 // ICU's default locale.

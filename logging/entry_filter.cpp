@@ -7,6 +7,7 @@
 #include "logging/logcfg_file.h"
 #include "logging/logentry_i.h"
 #include "logging/raise.h"
+#include "logging/settings.h"
 
 // The property of entries that are meant for debugging.
 static constexpr unsigned debug_property = 0x04000000;
@@ -97,8 +98,10 @@ static bool passes_by_verdicts(uint64_t verdicts, unsigned level, unsigned prope
 }
 
 // Whether there are verdicts of the settings as they are. Where there is a source that no file has
-// been read for, a look-up may have to read one.
+// been read for, a look-up may have to read one. Of settings beside the process's nothing is
+// remembered.
 inline bool _kp_LOG_entry_filter::is_remembered(verdicts& kept) const noexcept {
+  if (!kp_log_settings::current().is_of_process()) return false;
   const uint64_t now = kp_logcfg_generation.load(std::memory_order_acquire);
   if (memory_.generation.load(std::memory_order_acquire) != now) return false;
   kept = memory_.kept.load(std::memory_order_acquire);
@@ -122,6 +125,7 @@ _kp_LOG_entry_filter::verdicts _kp_LOG_entry_filter::made_verdicts(
 
 // For the checks to come, unless the settings change meanwhile or another thread does the same.
 [[gnu::noinline]] void _kp_LOG_entry_filter::remember() const noexcept {
+  if (!kp_log_settings::current().is_of_process()) return;
   const uint64_t now = kp_logcfg_generation.load(std::memory_order_acquire);
   const _kp_LOG_configuration* const source = kp_LOG_LogConfig::_get_configuration_ptr();
   if (source != nullptr && kp_load(_kp_LOG_file_configuration::bCfgReaded) == 0) return;

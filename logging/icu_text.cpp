@@ -434,11 +434,9 @@ bool icu_text_kept_code_page::choose(const char* code_page) {
     const char* name = icu_text_resolved(code_page);
     UErrorCode status = U_ZERO_ERROR;
     const bool usable = kp_per_thread<icu_text_converters>::get().find(name, status) != nullptr;
-    auto mine = std::make_unique<const choice>(choice{kp_log_kept_text(name), usable});
-    const choice* none = nullptr;
-    if (!choice_.compare_exchange_strong(none, mine.get(), std::memory_order_acq_rel)) return true;
-    static_cast<void>(mine.release());  // kept to the end of the process
-    return usable;
+    const char* const mine = usable ? kp_log_kept_text(name) : &unusable_;
+    const char* none = nullptr;
+    return !name_.compare_exchange_strong(none, mine, std::memory_order_acq_rel) || usable;
   });
 }
 

@@ -87,34 +87,31 @@ class icu_text_copying {
 // Whether each surrogate is half of a pair.
 bool icu_text_is_well_formed(const icu::UnicodeString& text) noexcept;
 
-// A code page that is chosen once per process and kept ever after, even when ICU opened no
-// converter for it then: writing text in it fails each time. Constant-initialised; for static
-// storage. Any thread may call any operation.
+// A code page that is chosen once and kept ever after, even when ICU opened no converter for it
+// then: writing text in it fails each time. Constant-initialised. Any thread may call any
+// operation.
 class icu_text_kept_code_page {
  public:
   constexpr icu_text_kept_code_page() noexcept = default;
   icu_text_kept_code_page(const icu_text_kept_code_page&) = delete;
   icu_text_kept_code_page& operator=(const icu_text_kept_code_page&) = delete;
 
-  bool is_chosen() const noexcept { return choice_.load(std::memory_order_acquire) != nullptr; }
+  bool is_chosen() const noexcept { return name_.load(std::memory_order_acquire) != nullptr; }
   // Keeps the code page, unless one is kept already. For null and "" that is ICU's default of the
   // moment. False when this very call kept a code page that ICU opened no converter for, be it for
   // want of memory.
   bool choose(const char* code_page);
   // Its name, which kp_log_kept_text keeps; null while none is chosen or none can be used.
   const char* usable_name() const noexcept {
-    const choice* const kept = choice_.load(std::memory_order_acquire);
-    return kept != nullptr && kept->is_usable ? kept->name : nullptr;
+    const char* const name = name_.load(std::memory_order_acquire);
+    return name != &unusable_ ? name : nullptr;
   }
   // As icu_text_encode, in the kept code page.
   icu_text_result encode(const icu::UnicodeString& text, char* dst, int size, int& written) const;
 
  private:
-  struct choice {
-    const char* name;
-    bool is_usable;
-  };
-  std::atomic<const choice*> choice_{nullptr};  // set once, never freed
+  static constexpr char unusable_ = '\0';   // stands for whichever cannot be used
+  std::atomic<const char*> name_{nullptr};  // set once
 };
 
 // The name of ICU's default converter as it is now; valid until that is set.

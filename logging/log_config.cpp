@@ -1,9 +1,8 @@
+#include <atomic>
 #include <climits>
-#include <memory>
 #include <mutex>
 #include <new>
 #include <string>
-#include <utility>
 
 #include "base/kp_clib.h"
 #include "base/kp_lock.h"
@@ -11,70 +10,70 @@
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
 #include "logging/ldf_load.h"
-#include "logging/log_util_kept_text.h"
-#include "logging/log_util_snapshot.h"
 #include "logging/logcfg_file.h"
 #include "logging/logmsg.h"
 #include "logging/raise.h"
+#include "logging/settings_locale.h"
 
-// ---- the process-wide objects ----
+// ---- the definition table ----
 
-// The definition table stands in storage of its own and is never destroyed, nor emptied at the end
-// of the process: what still logs then, be it another thread, is not refused. A program that closes
-// the library leaves it loaded (it is linked so), so that there is no other end.
-static _kp_LOG_log_definition_tbl& definition_table() {
+// The process's stands in storage of its own and is never destroyed, nor emptied at the end of the
+// process: what still logs then, be it another thread, is not refused. A program that closes the
+// library leaves it loaded (it is linked so), so that there is no other end.
+[[gnu::noinline]] static _kp_LOG_log_definition_tbl& made_definition_table() {
   alignas(
       _kp_LOG_log_definition_tbl) static unsigned char storage[sizeof(_kp_LOG_log_definition_tbl)];
   static auto* const table = new (storage) _kp_LOG_log_definition_tbl;
+  kp_log_settings::of_process.definitions.store(table, std::memory_order_release);
   return *table;
 }
 
-// ---- settings ----
-
-bool b_is_icu_enabled = true;
-unsigned action_on_exceed = 0;
-static kp_SynchronizationLevelType synchronization_level = KP_SYNC_THREAD;
-static bool count_config_is_enabled = false;
-static constinit kp_log_text_setting definition_path;
-static constinit kp_log_text_setting aux_definition_path;
-static constinit kp_log_text_setting configured_code_page;
+static _kp_LOG_log_definition_tbl& definition_table() {
+  auto* const table = kp_log_settings::current().definitions.load(std::memory_order_acquire);
+  return table != nullptr ? *table : made_definition_table();
+}
 
 // ---- flags and numbers ----
 
+bool b_is_icu_enabled = true;
+unsigned action_on_exceed = 0;
+
 void kp_LOG_LogConfig::SetSynchronizationLevel(kp_SynchronizationLevelType level) {
-  if (static_cast<unsigned>(level) < 5) kp_store(synchronization_level, level);
+  if (static_cast<unsigned>(level) < 5)
+    kp_store(kp_log_settings::current().synchronization_level, level);
 }
 
 kp_SynchronizationLevelType kp_LOG_LogConfig::GetSynchronizationLevel() {
-  return kp_load(synchronization_level);
+  return static_cast<kp_SynchronizationLevelType>(
+      kp_load(kp_log_settings::current().synchronization_level));
 }
 
 void kp_LOG_LogConfig::EnableCountConfig(bool enable) {
-  kp_store(count_config_is_enabled, enable);
+  kp_store(kp_log_settings::current().is_count_config_enabled, enable);
 }
 
 bool kp_LOG_LogConfig::IsEnableCountConfig() {
-  return kp_load(count_config_is_enabled);
+  return kp_load(kp_log_settings::current().is_count_config_enabled);
 }
 
 void kp_LOG_LogConfig::SetICUEnabled(bool enable) {
-  kp_store(b_is_icu_enabled, enable);
+  kp_store(*kp_log_settings::current().is_icu_enabled, enable);
   LogDebugMessage(2, "%s:%d kp_LOG_LogConfig::SetICUEnabled, ok!\n", "logging/logcfg", __LINE__);
 }
 
 bool kp_LOG_LogConfig::IsICUEnabled() {
-  return kp_load(b_is_icu_enabled);
+  return kp_load(*kp_log_settings::current().is_icu_enabled);
 }
 
 void kp_LOG_LogConfig::SetActionAttrLenExceed(int action) {
   if (action != 0 && action != 1)
     kp_log_raise<KPX_logging_illegal_argument>(
         "The action when attribute exceeds limitation is invalid!\n");
-  kp_store(action_on_exceed, static_cast<unsigned>(action));
+  kp_store(*kp_log_settings::current().action_on_exceed, static_cast<unsigned>(action));
 }
 
 int kp_LOG_LogConfig::GetActionAttrLenExceed() {
-  return static_cast<int>(kp_load(action_on_exceed));
+  return static_cast<int>(kp_load(*kp_log_settings::current().action_on_exceed));
 }
 
 // ---- definitions ----
@@ -96,6 +95,7 @@ void kp_LOG_LogConfig::SetDefinitionPath(const char* path) {
     kp_log_raise_invalid_argument(kp_log_told(
         "%s:%d kp_LOG_LogConfig::SetDefinitionPath, path==0!\n", "logging/logcfg", __LINE__));
   }
+  kp_log_text_setting& definition_path = kp_log_settings::current().definition_path;
   definition_path.set(path);
   definition_table().set_precompiled_definition_file_path(definition_path.get());
   LogDebugMessage(2, "%s:%d kp_LOG_LogConfig::SetDefinitionPath, path=%s!\n", "logging/logcfg",
@@ -103,7 +103,7 @@ void kp_LOG_LogConfig::SetDefinitionPath(const char* path) {
 }
 
 const char* kp_LOG_LogConfig::GetDefinitionPath() {
-  return definition_path.get();
+  return kp_log_settings::current().definition_path.get();
 }
 
 void kp_LOG_LogConfig::SetAuxDefinitionPath(const char* path) {
@@ -112,6 +112,7 @@ void kp_LOG_LogConfig::SetAuxDefinitionPath(const char* path) {
         "%s:%d kp_LOG_LogConfig::SetAuxDefinitionPath path==0\n", "logging/logcfg", __LINE__));
   }
   const kp_THREAD_global_lock lock;
+  kp_log_text_setting& aux_definition_path = kp_log_settings::current().aux_definition_path;
   aux_definition_path.set(path);
   definition_table().set_precompiled_aux_definition_file_path(aux_definition_path.get());
   LogDebugMessage(2, "%s:%d kp_LOG_LogConfig::SetAuxDefinitionPath, path=%s!\n", "logging/logcfg",
@@ -119,7 +120,7 @@ void kp_LOG_LogConfig::SetAuxDefinitionPath(const char* path) {
 }
 
 const char* kp_LOG_LogConfig::GetAuxDefinitionPath() {
-  return aux_definition_path.get();
+  return kp_log_settings::current().aux_definition_path.get();
 }
 
 // ---- messages ----
@@ -139,11 +140,11 @@ const char* kp_LOG_LogConfig::GetMessageCatalogPath() {
 // NOLINTNEXTLINE(performance-unnecessary-value-param): by value is what callers are built against.
 void kp_LOG_LogConfig::SetLocale(kp_Locale locale) {
   const kp_THREAD_global_lock lock;
-  if (!kp_I18N_set_locale(locale)) kp_log_raise_invalid_argument();
+  if (!kp_log_set_locale(locale)) kp_log_raise_invalid_argument();
 }
 
 kp_Locale kp_LOG_LogConfig::GetLocale() {
-  return kp_I18N_get_locale();
+  return kp_Locale(kp_log_current_locale().getName());
 }
 
 void kp_LOG_LogConfig::SetCodePage(const char* codepage) {
@@ -152,18 +153,17 @@ void kp_LOG_LogConfig::SetCodePage(const char* codepage) {
                                               "logging/logcfg", __LINE__));
   }
   const kp_THREAD_global_lock lock;
-  configured_code_page.set(codepage);
+  kp_log_text_setting& code_page = kp_log_settings::current().code_page;
+  code_page.set(codepage);
   LogDebugMessage(2, "%s:%d kp_LOG_LogConfig::SetCodePage codepage==%s!\n", "logging/logcfg",
-                  __LINE__, configured_code_page.get());
+                  __LINE__, code_page.get());
 }
 
 const char* kp_LOG_LogConfig::GetCodePage() {
-  return configured_code_page.get();
+  return kp_log_settings::current().code_page.get();
 }
 
 // ---- configuration source ----
-
-using configuration_source = kp_log_snapshot<_kp_LOG_file_configuration>;
 
 // Makes the file at `path`, or none for null, the current source. The one before it is retired
 // first, so that it neither takes the resetting of bCfgReaded for a reason to read its file again
@@ -171,10 +171,13 @@ using configuration_source = kp_log_snapshot<_kp_LOG_file_configuration>;
 static void replace_source(const char* path) {
   static constinit std::mutex replacing;
   const std::lock_guard<std::mutex> hold(replacing);
-  if (_kp_LOG_file_configuration* const before = configuration_source::get()) before->retire();
-  std::unique_ptr<configuration_source::holder> next;
-  if (path != nullptr) next = configuration_source::make(path);
-  configuration_source::publish(std::move(next));
+  kp_log_settings& settings = kp_log_settings::current();
+  auto& source = settings.configuration;
+  if (_kp_LOG_file_configuration* const before = source.get()) before->retire();
+  if (path != nullptr)
+    source.publish(source.make(path, settings.is_of_process()));
+  else
+    source.publish(nullptr);
   kp_logcfg_generation.fetch_add(1, std::memory_order_release);
 }
 
@@ -206,7 +209,7 @@ void kp_LOG_LogConfig::SetConfigurationSource(const char* path, kp_Configuration
 }
 
 _kp_LOG_configuration* kp_LOG_LogConfig::_get_configuration_ptr() {
-  return configuration_source::get();
+  return kp_log_settings::current().configuration.get();
 }
 
 bool kp_LOG_LogConfig::GetConfigurationIntegerValue(const char* section, const char* key,

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "logging/ldf_format.h"
-#include "logging/log_util_snapshot.h"
 #include "logging/raise.h"
+#include "logging/settings.h"
 
 using global_snapshot = kp_log_snapshot<_kp_LOG_global_attributes>;
 
@@ -22,7 +22,7 @@ void _kp_LOG_global_attributes::take_names() noexcept {
 }
 
 _kp_LOG_global_attributes* _kp_LOG_global_attributes::current() noexcept {
-  return global_snapshot::get();
+  return kp_log_settings::current().global_attributes.get();
 }
 
 // ---- a change ----
@@ -57,7 +57,9 @@ static void publish_list(std::unique_ptr<global_snapshot::holder> next) noexcept
   _kp_LOG_global_attributes* const list = next != nullptr ? &next->value : nullptr;
   _kp_LOG_attribute_entry** const entries = list != nullptr ? list->entries() : nullptr;
   const unsigned n = list != nullptr ? list->size() : 0;
-  global_snapshot::publish(std::move(next));
+  kp_log_settings& settings = kp_log_settings::current();
+  settings.global_attributes.publish(std::move(next));
+  if (!settings.is_of_process()) return;
   kp_store(_kp_LOG_log_definition::p_global_attr_entries, entries);
   kp_store(_kp_LOG_log_definition::n_global_attr_entries, static_cast<unsigned char>(n));
 }

@@ -1,4 +1,5 @@
-// The global attributes: a list that is replaced as a whole, so that it is read without a lock.
+// The global attributes of each set of settings: a list that is replaced as a whole, so that it is
+// read without a lock.
 #ifndef KP_LOG_LOG_DEFINITION_GLOBALS_H
 #define KP_LOG_LOG_DEFINITION_GLOBALS_H
 

@@ -9,7 +9,7 @@
 // reading it whatever other threads set. Any thread. Raises KPX_memory_alloc.
 const char* kp_log_kept_text(const char* text);
 
-// A text of the process, "" at first. Constant-initialised; for static storage. Any thread.
+// A text, "" at first. Constant-initialised. Any thread.
 class kp_log_text_setting {
  public:
   // Keeps a copy; without memory for it the text before it stays. Raises KPX_memory_alloc.

@@ -1,4 +1,4 @@
-// A process-wide setting that is replaced as a whole while other threads use it.
+// A setting that is replaced as a whole while other threads use it.
 #ifndef KP_LOG_UTIL_SNAPSHOT_H
 #define KP_LOG_UTIL_SNAPSHOT_H
 
@@ -10,15 +10,18 @@
 
 #include "logging/log_util_per_thread.h"
 
-// The one T of the process that is current, or none. A thread that asks for it takes a share of it
-// and keeps that, so that asking takes no lock as long as nothing was published since, and so that
-// nobody frees what a thread uses: the last one that gives up its share destroys the T. A thread
-// that never asks again keeps one T, the one that it asked for last, until it ends. What is current
-// at the end of the process stays, so that whoever logs last still finds it.
+// The one T that is current, or none. A thread that asks for it takes a share of it and keeps that,
+// so that asking takes no lock as long as nothing was published since, and so that nobody frees
+// what a thread uses: the last one that gives up its share destroys the T. A thread that never asks
+// again keeps one T, the one that it asked for last of whichever snapshot, until it ends. What is
+// current at the end of the process stays, so that whoever logs last still finds it. Nothing else
+// is destroyed with a snapshot: its owner publishes none first, and nobody asks any more.
 template <class T>
 class kp_log_snapshot {
  public:
-  kp_log_snapshot() = delete;
+  constexpr kp_log_snapshot() noexcept = default;
+  kp_log_snapshot(const kp_log_snapshot&) = delete;
+  kp_log_snapshot& operator=(const kp_log_snapshot&) = delete;
 
   // A T and how many share it.
   struct holder {
@@ -38,7 +41,7 @@ class kp_log_snapshot {
   }
 
   // Null when there is none. Valid in the calling thread until it asks again or publishes.
-  static T* get() noexcept {
+  T* get() const noexcept {
     holder* const now = current_.load(std::memory_order_acquire);
     if (now == nullptr) return nullptr;
     // Where this thread has a share of what stands at the address, nothing else does.
@@ -46,7 +49,7 @@ class kp_log_snapshot {
   }
 
   // Makes `next`, or none, the current one.
-  static void publish(std::unique_ptr<holder> next) noexcept {
+  void publish(std::unique_ptr<holder> next) noexcept {
     take(nullptr);
     holder* before = nullptr;
     {
@@ -58,7 +61,7 @@ class kp_log_snapshot {
 
  private:
   // What is given up is destroyed outside the lock.
-  [[gnu::noinline]] static T* renewed() noexcept {
+  [[gnu::noinline]] T* renewed() const noexcept {
     holder* now = nullptr;
     {
       const std::lock_guard<std::mutex> hold(lock_);
@@ -81,12 +84,13 @@ class kp_log_snapshot {
   static void end_of_thread() noexcept { take(nullptr); }
 
   inline static constinit std::mutex lock_;  // a leaf: held for pointer copies only
-  inline static constinit std::atomic<holder*> current_{nullptr};
 
   // The thread's share. It is looked at by every get(): this model spares the call that finds the
   // variable of a shared library, and takes 8 bytes of the room that the system keeps for that.
   [[gnu::tls_model("initial-exec")]] inline static constinit thread_local holder* mine_ = nullptr;
   inline static constinit thread_local kp_log_thread_end end_{&end_of_thread};
+
+  std::atomic<holder*> current_{nullptr};
 };
 
 #endif

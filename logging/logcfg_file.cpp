@@ -205,17 +205,19 @@ _kp_LOG_configuration::~_kp_LOG_configuration() = default;
 unsigned _kp_LOG_file_configuration::bCfgReaded = 0;
 
 // Whoever sees the announcement of a table sees the table as well.
-static bool settings_are_announced() {
-  return std::atomic_ref<unsigned>(_kp_LOG_file_configuration::bCfgReaded)
-             .load(std::memory_order_acquire) != 0;
+bool _kp_LOG_file_configuration::settings_are_announced() const {
+  return std::atomic_ref<unsigned>(*readed_).load(std::memory_order_acquire) != 0;
 }
 
-static void announce_settings(unsigned announced) {
-  std::atomic_ref<unsigned>(_kp_LOG_file_configuration::bCfgReaded)
-      .store(announced, std::memory_order_release);
+void _kp_LOG_file_configuration::announce_settings(unsigned announced) const {
+  std::atomic_ref<unsigned>(*readed_).store(announced, std::memory_order_release);
 }
 
-_kp_LOG_file_configuration::_kp_LOG_file_configuration(const char* path) : path_(path) {
+_kp_LOG_file_configuration::_kp_LOG_file_configuration(const char* path)
+    : _kp_LOG_file_configuration(path, true) {}
+
+_kp_LOG_file_configuration::_kp_LOG_file_configuration(const char* path, bool shares_readed)
+    : readed_(shares_readed ? &bCfgReaded : &own_readed_), path_(path) {
   announce_settings(0);
 }
 

@@ -83,6 +83,8 @@ class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
  public:
   // Remembers the path, resets bCfgReaded. Null counts as "".
   explicit _kp_LOG_file_configuration(const char* path);
+  // One that does not share bCfgReaded has a number of its own in its place: it is read once.
+  _kp_LOG_file_configuration(const char* path, bool shares_readed);
   ~_kp_LOG_file_configuration() override;
 
   // The setting of the section, else the one of the section "global". False when there is none or
@@ -109,10 +111,15 @@ class KP_API _kp_LOG_file_configuration : public _kp_LOG_configuration,
   static unsigned bCfgReaded;
 
  private:
+  bool settings_are_announced() const;
+  void announce_settings(unsigned announced) const;
   bool _is_up_to_date(const struct stat& status) const;
   bool _read_anew(const struct stat& status) const;
   bool parse_file(const _kp_LOG_log_setting_tbl* held) const;
   bool _look_up(const char* section, const char* key, unsigned& value) const;
+
+  mutable unsigned own_readed_ = 0;
+  unsigned* const readed_;  // bCfgReaded, or its own
 
   // Guarded by lock_.
   mutable time_t last_changed_ = 0;  // the file's modification time at its last reading, in seconds

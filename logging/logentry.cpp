@@ -10,6 +10,7 @@
 #include "logging/icu_text.h"
 #include "logging/logentry_i.h"
 #include "logging/raise.h"
+#include "logging/settings.h"
 
 // --- Life ---------------------------------------------------------------------------------------
 
@@ -106,7 +107,7 @@ void kp_LOG_LogEntry::GetEventLocalTime(unsigned short& hour, unsigned short& mi
 }
 
 void kp_LOG_LogEntry::SetOperationMode(unsigned int mode) {
-  kp_store(_kp_LOG_log_entry_imp::global_operation_mode, mode);
+  kp_store(*kp_log_settings::current().operation_mode, mode);
 }
 
 // --- Whole-entry set-up -------------------------------------------------------------------------

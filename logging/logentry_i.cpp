@@ -8,6 +8,7 @@
 #include "logging/ldf_load.h"
 #include "logging/log_util_per_thread.h"
 #include "logging/logentry_i_private.h"
+#include "logging/settings.h"
 
 unsigned _kp_LOG_log_entry_imp::log_major_version = 0;
 unsigned _kp_LOG_log_entry_imp::log_minor_version = 0;
@@ -58,21 +59,21 @@ static bool read_number(const char*& text, unsigned& value) {
   return true;
 }
 
-// Takes the process-wide version from a text as "%d.%d" reads it.
+// Takes the version of all entries from a text as "%d.%d" reads it.
 static void scan_version(const char* text) {
   unsigned number = 0;
   if (!read_number(text, number)) return;
-  set_version(_kp_LOG_log_entry_imp::log_major_version, number);
+  set_version(*kp_log_settings::current().log_major_version, number);
   if (*text++ != '.' || !read_number(text, number)) return;
-  set_version(_kp_LOG_log_entry_imp::log_minor_version, number);
+  set_version(*kp_log_settings::current().log_minor_version, number);
 }
 
-// Takes the process-wide version from what an entry's own version text says: the minor number only
-// where there is one. Every entry that is made comes by here.
+// Takes the version of all entries from what an entry's own version text says: the minor number
+// only where there is one. Every entry that is made comes by here.
 static void take_version(const _kp_LOG_version_numbers& version) {
-  set_version(_kp_LOG_log_entry_imp::log_major_version, version.major_number);
-  if (version.has_minor)
-    set_version(_kp_LOG_log_entry_imp::log_minor_version, version.minor_number);
+  const kp_log_settings& settings = kp_log_settings::current();
+  set_version(*settings.log_major_version, version.major_number);
+  if (version.has_minor) set_version(*settings.log_minor_version, version.minor_number);
 }
 
 // The first definition with an ID of 0 to 9, which says the version of all entries.
@@ -90,7 +91,7 @@ void _kp_LOG_log_entry_imp::set_log_major_version(unsigned version) {
                     "valid range\n",
                     kp_log_entry_source, __LINE__));
   }
-  set_version(log_major_version, version);
+  set_version(*kp_log_settings::current().log_major_version, version);
 }
 
 void _kp_LOG_log_entry_imp::set_log_minor_version(unsigned version) {
@@ -101,7 +102,7 @@ void _kp_LOG_log_entry_imp::set_log_minor_version(unsigned version) {
                     "valid range\n",
                     kp_log_entry_source, __LINE__));
   }
-  set_version(log_minor_version, version);
+  set_version(*kp_log_settings::current().log_minor_version, version);
 }
 
 void _kp_LOG_log_entry_imp::set_log_version(unsigned major, unsigned minor) {
@@ -112,8 +113,8 @@ void _kp_LOG_log_entry_imp::set_log_version(unsigned major, unsigned minor) {
 void _kp_LOG_log_entry_imp::get_log_version(unsigned& major, unsigned& minor) {
   if (const _kp_LOG_definition_ref definition = version_definition())
     scan_version(definition->get_log_version());
-  major = kp_load(log_major_version);
-  minor = kp_load(log_minor_version);
+  major = kp_load(*kp_log_settings::current().log_major_version);
+  minor = kp_load(*kp_log_settings::current().log_minor_version);
 }
 
 unsigned _kp_LOG_log_entry_imp::get_log_major_version() {

@@ -12,6 +12,7 @@
 #include "logging/logmsg_bytes.h"
 #include "logging/logmsg_icu.h"
 #include "logging/raise.h"
+#include "logging/settings.h"
 
 static constexpr char message_source[] = "logging/logentry_i";
 static constexpr char not_supported[] =
@@ -23,9 +24,7 @@ static bool is_rendering_disabled() {
   return disabled;
 }
 
-// --- The process-wide output converter ---
-
-static constinit icu_text_kept_code_page output_code_page;
+// --- The output converter ---
 
 [[noreturn]] static void raise_no_converter(const char* code_page, const char* text) {
   kp_log_raise<KPX_logging_internal_error>(
@@ -35,7 +34,8 @@ static constinit icu_text_kept_code_page output_code_page;
                   message_source, __LINE__, code_page));
 }
 
-static void choose_output_code_page(const char* code_page) {
+static void choose_output_code_page(icu_text_kept_code_page& output_code_page,
+                                    const char* code_page) {
   if (output_code_page.is_chosen()) return;
   if (*code_page == '\0' && !icu_text_default_is_usable()) {
     raise_no_converter(code_page,
@@ -68,7 +68,8 @@ static void copy_to(char* buffer, int size, std::string_view text) {
   buffer[text.size()] = '\0';
 }
 
-static void encode_to(char* buffer, int size, const icu::UnicodeString& units) {
+static void encode_to(char* buffer, int size, const icu::UnicodeString& units,
+                      const icu_text_kept_code_page& output_code_page) {
   int written = 0;
   if (buffer == nullptr ||
       output_code_page.encode(units, buffer, size, written) != icu_text_result::ok) {
@@ -80,13 +81,15 @@ static void encode_to(char* buffer, int size, const icu::UnicodeString& units) {
 // The output code page is chosen when the first message has been rendered, not before.
 static void render_through_icu(const _kp_LOG_log_entry_imp& entry, bool use_default, unsigned index,
                                char* buffer, long size) {
-  const char* const code_page = kp_LOG_LogConfig::GetCodePage();
+  const kp_log_settings& settings = kp_log_settings::current();
+  const char* const code_page = settings.code_page.get();
+  icu_text_kept_code_page& output_code_page = settings.output_code_page;
   logmsg_message message;
   logmsg_render_icu(entry, entry.get_definition(), use_default, index,
                     {code_page, output_code_page.usable_name()}, message);
-  choose_output_code_page(code_page);
+  choose_output_code_page(output_code_page, code_page);
   if (message.units)
-    encode_to(buffer, static_cast<int>(size), *message.units);
+    encode_to(buffer, static_cast<int>(size), *message.units, output_code_page);
   else
     copy_to(buffer, static_cast<int>(size), message.bytes);
 }

@@ -4,6 +4,7 @@
 #include "logging/def_read.h"
 #include "logging/ldf_load.h"
 #include "logging/logentry_i_private.h"
+#include "logging/settings.h"
 
 // --- Store --------------------------------------------------------------------------------------
 
@@ -133,7 +134,7 @@ const _kp_LOG_type_base* _kp_LOG_log_entry_imp::_get_attribute_internal(const ch
 }
 
 void _kp_LOG_log_entry_imp::_throw_on_missing_attribute(const char* name) {
-  if (kp_load(global_operation_mode) != 1) return;
+  if (kp_load(*kp_log_settings::current().operation_mode) != 1) return;
   kp_log_raise<KPX_logging_attribute_not_found>(
       {"<KPX_logging_attribute_not_found> Attribute ", name, " cannot be located."});
 }

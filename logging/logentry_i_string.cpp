@@ -1,11 +1,11 @@
 // String attributes of an entry: size classes, cutting, and the escaping of line breaks.
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 
 #include "kp_LOG_LogConfig.h"
 #include "logging/icu_text.h"
 #include "logging/logentry_i_private.h"
+#include "logging/settings.h"
 
 // The work buffers on the stack. Cutting is offered one byte less, so that the NUL behind a text
 // that fills what was offered has its place.
@@ -153,10 +153,6 @@ void _kp_LOG_log_entry_imp::_store_string(const _kp_LOG_attribute_entry& declare
     _store_text<kp_String>(declared, text, length, escape);
 }
 
-// The configured code page, once it is known to make no more units than bytes. Code pages that are
-// configured are kept texts, so that one address stands for one name.
-static constinit std::atomic<const char*> known_code_page{nullptr};
-
 // Whether a multibyte text is longer than `limit`: in UTF-16 code units, or in bytes with ICU
 // disabled.
 [[gnu::noinline]] static bool mbstring_exceeds_in(const char* code_page, const char* value,
@@ -165,7 +161,7 @@ static constinit std::atomic<const char*> known_code_page{nullptr};
   switch (icu_text_count_units(value, code_page, limit, units)) {
     case icu_text_result::ok:
       if (icu_text_has_a_byte_for_each_unit(code_page))
-        known_code_page.store(code_page, std::memory_order_relaxed);
+        kp_log_settings::current().bytewise_code_page.store(code_page, std::memory_order_relaxed);
       return units > limit;
     case icu_text_result::unknown_code_page:
       kp_log_raise_invalid_argument();
@@ -177,9 +173,11 @@ static constinit std::atomic<const char*> known_code_page{nullptr};
 [[gnu::always_inline]] static inline bool mbstring_exceeds(const char* value, size_t length,
                                                            int limit) {
   const bool exceeds_bytes = length > static_cast<size_t>(limit);
-  if (!kp_load(b_is_icu_enabled)) return exceeds_bytes;
-  const char* const code_page = kp_LOG_LogConfig::GetCodePage();
-  if (!exceeds_bytes && code_page == known_code_page.load(std::memory_order_relaxed)) return false;
+  const kp_log_settings& settings = kp_log_settings::current();
+  if (!kp_load(*settings.is_icu_enabled)) return exceeds_bytes;
+  const char* const code_page = settings.code_page.get();
+  if (!exceeds_bytes && code_page == settings.bytewise_code_page.load(std::memory_order_relaxed))
+    return false;
   return mbstring_exceeds_in(code_page, value, limit);
 }
 
@@ -215,7 +213,7 @@ void _kp_LOG_log_entry_imp::add_keyed_mbstr(const kp_LOG_AttributeKey& key, cons
 static bool may_cut(const char* name, const char* src, const char* dst, unsigned entry_id) {
   if (src == nullptr || dst == nullptr || name == nullptr)
     kp_log_raise<KPX_logging_illegal_argument>("arguement is null when trucate string!");
-  const unsigned action = kp_load(action_on_exceed);
+  const unsigned action = kp_load(*kp_log_settings::current().action_on_exceed);
   if (action == 0)
     kp_log_raise_under_id<KPX_logging_invalid_attribute_value>(name, " Attribute value is overflow",
                                                                entry_id);

@@ -1,26 +1,22 @@
 #include "logging/logmsg_catalog.h"
 
-#include <unicode/locid.h>
-
-#include <atomic>
 #include <memory>
 #include <mutex>
 #include <utility>
 
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
-#include "logging/log_util_kept_text.h"
-#include "logging/log_util_never_destroyed.h"
 #include "logging/logmsg.h"
 #include "logging/logmsg_catalog_path.h"
 #include "logging/raise.h"
+#include "logging/settings_locale.h"
 
 static constexpr char catalog_source[] = "logging/logmsg";
 
 // --- An open catalog ---
 
 logmsg_catalog::logmsg_catalog(const char* path)
-    : bundle_(logmsg_catalog_path_for_icu(path).c_str(), icu::Locale::getDefault(), bundle_status_),
+    : bundle_(logmsg_catalog_path_for_icu(path).c_str(), kp_log_current_locale(), bundle_status_),
       table_(bundle_.get("STRING_TABLE", table_status_)) {}
 
 static icu::UnicodeString string_in(const icu::ResourceBundle& table, const char* id) {
@@ -48,24 +44,23 @@ icu::UnicodeString logmsg_catalog::find(const char* id) const {
 // --- The installed catalog and its path ---
 
 static constinit std::mutex catalog_lock;  // a leaf: held for pointer copies only
-static constinit kp_log_never_destroyed<std::shared_ptr<const logmsg_catalog>> installed_catalog;
-static constinit std::atomic<uint64_t> installed_identity{0};
-static constinit kp_log_text_setting resource_path;
 
 std::shared_ptr<const logmsg_catalog> logmsg_current_catalog() {
   const std::lock_guard<std::mutex> hold(catalog_lock);
-  return installed_catalog.value;
+  return kp_log_settings::current().catalog.value;
 }
 
 // The old catalog is closed outside the lock, unless a renderer still holds it.
 static void install_catalog(std::shared_ptr<const logmsg_catalog> catalog) {
+  kp_log_settings& settings = kp_log_settings::current();
   const std::lock_guard<std::mutex> hold(catalog_lock);
-  installed_identity.store(catalog != nullptr ? catalog->identity() : 0, std::memory_order_release);
-  installed_catalog.value.swap(catalog);
+  settings.catalog_identity.store(catalog != nullptr ? catalog->identity() : 0,
+                                  std::memory_order_release);
+  settings.catalog.value.swap(catalog);
 }
 
 uint64_t logmsg_current_catalog_identity() noexcept {
-  return installed_identity.load(std::memory_order_acquire);
+  return kp_log_settings::current().catalog_identity.load(std::memory_order_acquire);
 }
 
 static void require_open(const logmsg_catalog& catalog, const char* path) {
@@ -86,7 +81,7 @@ static void require_open(const logmsg_catalog& catalog, const char* path) {
 
 static void close_catalog() {
   install_catalog(nullptr);
-  resource_path.set("");
+  kp_log_settings::current().catalog_path.set("");
   LogDebugMessage(2, "%s:%d _kp_LOG_log_message::set_resource_path set resource_path=\"\"!\n",
                   catalog_source, __LINE__);
 }
@@ -110,12 +105,12 @@ void _kp_LOG_log_message::set_resource_path(const char* path) {
     close_catalog();
     return;
   }
-  resource_path.set(path);
+  kp_log_settings::current().catalog_path.set(path);
   require_open(*replace_catalog(get_resource_path()), get_resource_path());
 }
 
 const char* _kp_LOG_log_message::get_resource_path() {
-  return resource_path.get();
+  return kp_log_settings::current().catalog_path.get();
 }
 
 bool _kp_LOG_log_message::has_catalog() {

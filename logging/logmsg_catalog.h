@@ -13,7 +13,7 @@
 // not be opened has no usable table.
 class logmsg_catalog {
  public:
-  // Opens the bundle that is at `path` now, for ICU's default locale. Raises KPX_memory_alloc.
+  // Opens the bundle that is at `path` now, for the current locale. Raises KPX_memory_alloc.
   explicit logmsg_catalog(const char* path);
 
   bool is_open() const noexcept { return U_SUCCESS(bundle_status_); }

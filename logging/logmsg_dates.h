@@ -38,7 +38,7 @@ struct logmsg_clock {
 };
 
 // How a date or time is to be shown. Locales and code pages are told apart by their addresses, as
-// ICU's default locales and kept texts have one for each.
+// current locales and kept texts have one for each.
 struct logmsg_date_style {
   logmsg_kind kind = logmsg_kind::nothing;
   const icu::Locale* locale = nullptr;

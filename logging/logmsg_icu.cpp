@@ -234,7 +234,7 @@ static int low_bits_of(const void* pointer) {
 static icu::UnicodeString formatted_pattern(const logmsg_plan& plan,
                                             const logmsg_icu_values& values) {
   UErrorCode status = U_ZERO_ERROR;
-  const icu::MessageFormat format(plan.pattern(), status);
+  const icu::MessageFormat format(plan.pattern(), plan.locale(), status);
   if (status == U_MEMORY_ALLOCATION_ERROR) kp_log_raise_alloc();
   if (U_FAILURE(status)) refuse_pattern();
   std::array<icu::Formattable, logmsg_most_arguments> arguments;

@@ -1,4 +1,4 @@
-// The renderer that shows values as ICU does, in ICU's default locale.
+// The renderer that shows values as ICU does, in the current locale.
 #ifndef KP_LOG_LOGMSG_ICU_H
 #define KP_LOG_LOGMSG_ICU_H
 

@@ -6,9 +6,10 @@
 #include "logging/logmsg.h"
 #include "logging/logmsg_token.h"
 #include "logging/raise.h"
+#include "logging/settings_locale.h"
 
 logmsg_setting::logmsg_setting(const char* input_page, const char* output_page)
-    : locale(&icu::Locale::getDefault()),
+    : locale(&kp_log_current_locale()),
       input(input_page),
       output(output_page),
       default_page(icu_text_default_name()) {}

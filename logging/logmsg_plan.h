@@ -30,7 +30,7 @@ enum class logmsg_form {
 };
 
 // The settings under which a template was planned. What shows that they are the same is cheap:
-// equal texts of kp_log_kept_text share their address, and so do equal default locales of ICU.
+// equal texts of kp_log_kept_text share their address, and so do equal current locales.
 struct logmsg_setting {
   // Those of the byte renderer.
   logmsg_setting() noexcept = default;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/kp_i18n.h"
+#include "tests/support/temp_folder.h"
 
 // Puts ICU's default locale back.
 class default_locale_guard {
@@ -69,6 +70,29 @@ TEST(Locale, EmptyNameIsTheEnvironmentsLocale) {
   ASSERT_TRUE(kp_I18N_set_locale("sw_KE"));
   EXPECT_TRUE(kp_I18N_set_locale(static_cast<const char*>(nullptr)));
   EXPECT_EQ(current(), environment);
+}
+
+TEST(Locale, UsableNamesAreWhatSettingMakesTheDefault) {
+  const default_locale_guard guard;
+  for (const char* name : {"", "de_DE.UTF-8", "sr_RS@latin", "C", "de@collation=phonebook"}) {
+    ASSERT_TRUE(kp_I18N_set_locale(name));
+    EXPECT_STREQ(kp_I18N_usable_locale(name).get_name(), current().c_str()) << name;
+  }
+  for (const char* name : {"../etc", "de..DE", "de DE"})
+    EXPECT_STREQ(kp_I18N_usable_locale(name).get_name(), "") << name;
+}
+
+// In the order in which ICU asks for them, when the process has set no locale of the C library's.
+TEST(Locale, TheEnvironmentsIsThatOfTheFirstVariable) {
+  const environment_value none[] = {
+      {"LC_ALL", nullptr}, {"LC_MESSAGES", nullptr}, {"LANG", nullptr}};
+  EXPECT_STREQ(kp_I18N_usable_locale("").get_name(), "en_US_POSIX");
+  const environment_value lang("LANG", "de_DE.UTF-8");
+  EXPECT_STREQ(kp_I18N_usable_locale("").get_name(), "de_DE");
+  const environment_value messages("LC_MESSAGES", "fr_FR");
+  EXPECT_STREQ(kp_I18N_usable_locale("").get_name(), "fr_FR");
+  const environment_value all("LC_ALL", "C.UTF-8");
+  EXPECT_STREQ(kp_I18N_usable_locale("").get_name(), "en_US_POSIX");
 }
 
 TEST(Locale, NameThatCouldBeAPathIsRefused) {
