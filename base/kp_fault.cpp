@@ -1,6 +1,10 @@
 #include "base/kp_fault.h"
 
+#include "base/kp_fault_end.h"
+
 #ifdef KP_FAULTS
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -15,6 +19,7 @@ struct kp_fault_state {
 
 static std::mutex fault_mutex;
 static std::array<kp_fault_state, static_cast<size_t>(kp_fault_call::count)> fault_states;
+static unsigned calls_to_end = 0;
 static std::atomic<FILE*> marked_stream{nullptr};
 
 static kp_fault_state& state_of(kp_fault_call call) noexcept {
@@ -26,6 +31,11 @@ void kp_fault_set(kp_fault_call call, const kp_fault_plan& plan) noexcept {
   state_of(call) = {plan, 0};
 }
 
+void kp_fault_end_at(unsigned n) noexcept {
+  const std::lock_guard<std::mutex> hold(fault_mutex);
+  calls_to_end = n;
+}
+
 unsigned kp_fault_calls_seen(kp_fault_call call) noexcept {
   const std::lock_guard<std::mutex> hold(fault_mutex);
   return state_of(call).seen;
@@ -33,6 +43,7 @@ unsigned kp_fault_calls_seen(kp_fault_call call) noexcept {
 
 bool kp_fault_strikes(kp_fault_call call) noexcept {
   const std::lock_guard<std::mutex> hold(fault_mutex);
+  if (calls_to_end != 0 && --calls_to_end == 0) _exit(kp_fault_end_status);
   kp_fault_state& state = state_of(call);
   ++state.seen;
   const kp_fault_plan& plan = state.plan;

@@ -30,6 +30,21 @@ bool write_all_at(int descriptor, std::string_view bytes, off_t offset) {
   return true;
 }
 
+std::string read_part(int descriptor, uintmax_t offset, size_t size, const char* action,
+                      const std::string& path) {
+  std::string bytes(size, '\0');
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t got =
+        KP_pread(descriptor, bytes.data() + done, size - done, static_cast<off_t>(offset + done));
+    if (got < 0) raise_write_error(action, path);
+    if (got == 0) break;
+    done += static_cast<size_t>(got);
+  }
+  bytes.resize(done);
+  return bytes;
+}
+
 void write_standard_output(std::string& text, bool synced) {
   std::string_view left = text;
   const bool is_whole = write_all(STDOUT_FILENO, left);

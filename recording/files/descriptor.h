@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -43,6 +44,11 @@ bool write_all(int descriptor, std::string_view& bytes);
 
 // The same from an offset of a file on.
 bool write_all_at(int descriptor, std::string_view bytes, off_t offset);
+
+// The bytes from the offset on: `size` of them, or fewer at the end of the file. Raises the error
+// of a file to be written.
+std::string read_part(int descriptor, uintmax_t offset, size_t size, const char* action,
+                      const std::string& path);
 
 // Writes the text to standard output and empties it; where that is a file, to the disk itself when
 // `synced`. Waits where it does not take more at the moment. Raises file_error; what was not

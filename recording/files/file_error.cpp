@@ -24,6 +24,23 @@ void raise_write_error(const char* action, const std::string& path, const std::s
   throw file_error(file_use::writing, action, terminal_text(path), reason);
 }
 
+bool says_no_file(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+    case EISDIR:
+    case ELOOP:
+    case ENXIO:
+    case ENAMETOOLONG:
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return true;
+    default:
+      return false;
+  }
+}
+
 void check_written_file(const char* action, const std::string& path, const struct stat& status) {
   if (!S_ISREG(status.st_mode)) raise_write_error(action, path, "it is not a regular file");
   if (status.st_nlink > 1)

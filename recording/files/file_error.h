@@ -35,6 +35,10 @@ class file_error : public std::runtime_error {
 [[noreturn]] void raise_write_error(const char* action, const std::string& path,
                                     const std::string& reason);
 
+// Whether an errno says that a path leads to no file that this process may use, and not that the
+// system fails at the moment.
+bool says_no_file(int error);
+
 // Raises file_error unless it is a regular file that has one name: what is written through one name
 // of a file changes what stands under the others.
 void check_written_file(const char* action, const std::string& path, const struct stat& status);

@@ -3,6 +3,7 @@
 #define RECORDING_FILES_PATH_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 struct file_place {
@@ -12,6 +13,9 @@ struct file_place {
 
 // The path, cut at its last slash.
 file_place place_of(const std::string& path);
+
+// How the name of a counter file ends (docs/counter-file.md).
+inline constexpr std::string_view counter_ending = ".cnt";
 
 // Bytes of a name that a serial number or a lock's ending is added to.
 constexpr size_t longest_file_name = 200;

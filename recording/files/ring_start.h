@@ -34,14 +34,24 @@ struct delivery {
   ring_start* ring = nullptr;  // stays mapped until the batch is written
   std::string ring_path;       // absolute
   unsigned output = 0;         // 0 text, 1 JSON, 2 counts
-  uint64_t first = 0;          // sequences of the batch's events
+  uint64_t first = 0;          // sequences of the batch's events, from 1
   uint64_t last = 0;
 };
 
-// Tells the ring of a batch, if it is one's, that its events are in the output.
-inline void store_delivery(const delivery* of) {
-  if (of != nullptr) of->ring->set_delivered(of->output, of->last);
-}
+// Tells the ring of a batch, if it is one's, that its events are in the output; on the disk itself
+// when `synced`.
+void store_delivery(const delivery* of, bool synced);
+
+// What a ring says of an output, or why it is not to be believed: "is gone".
+struct ring_answer {
+  std::optional<uint64_t> delivered = {};
+  std::string fault = {};
+};
+
+// Asks the ring of that recorder, which is one of this process's own or has its file at the path.
+// That must be a regular file of one name, and the user's who runs this program. Raises file_error
+// where the system does not tell.
+ring_answer ask_ring(const std::string& path, std::string_view recorder, unsigned output);
 
 // The rings that this process has mapped. Their files must not be opened by others in it: closing
 // one would end the lock that tells that their owner lives. Any thread may call these, and so may a

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <utility>
 
 #include "base/kp_clib.h"
@@ -20,17 +21,7 @@ void counter_index::fail() const {
 // --- Reading ---
 
 std::string counter_index::read_bytes(int file, uint64_t offset, size_t size) const {
-  std::string bytes(size, '\0');
-  size_t done = 0;
-  while (done < size) {
-    const ssize_t got =
-        KP_pread(file, bytes.data() + done, size - done, static_cast<off_t>(offset + done));
-    if (got < 0) fail();
-    if (got == 0) break;
-    done += static_cast<size_t>(got);
-  }
-  bytes.resize(done);
-  return bytes;
+  return read_part(file, offset, size, count_action, path_);
 }
 
 // Zeros are no record: what a power cut leaves, and the rest of one that was cut short.
@@ -115,38 +106,19 @@ static uint32_t saturated(uint64_t count) {
   return static_cast<uint32_t>(std::min<uint64_t>(count, UINT32_MAX));
 }
 
-void counter_index::write(int file, uint32_t number, const std::string& record) const {
-  if (!write_all_at(file, record, static_cast<off_t>(uint64_t{number} * kp_counter_record_size)))
-    fail();
-}
-
-// A part of a record would be one of another day.
-void counter_index::write_new(int file, uint32_t number, const std::string& record) const {
-  try {
-    write(file, number, record);
-  } catch (const file_error&) {
-    const off_t offset = off_t{number} * kp_counter_record_size;
-    struct stat status {};
-    static_cast<void>(KP_fstat(file, &status));
-    if (status.st_size > offset + off_t{kp_counter_record_size})
-      static_cast<void>(write_all_at(file, std::string(kp_counter_record_size, '\0'), offset));
-    else if (status.st_size > offset)
-      static_cast<void>(KP_ftruncate(file, offset));
-    throw;
-  }
-}
-
-// False when another record is there by now.
-bool counter_index::add_at(int file, uint32_t number, const counter_key& key,
-                           uint64_t added) const {
-  std::string bytes =
-      read_bytes(file, uint64_t{number} * kp_counter_record_size, kp_counter_record_size);
-  if (bytes.size() != kp_counter_record_size) return false;
-  const counted_entries record = counter_record_at(bytes, 0);
-  if (counter_key{record.day, record.id} != key) return false;
-  set_counter_count(bytes, saturated(record.count + added));
-  write(file, number, bytes);
-  return true;
+// Nothing where there is no such record, or another one by now.
+std::optional<counter_change> counter_index::known_change(int file, const counter_key& key,
+                                                          uint64_t added) const {
+  const std::optional<uint32_t> number = find(key);
+  if (!number) return std::nullopt;
+  const uint64_t offset = uint64_t{*number} * kp_counter_record_size;
+  const std::string before = read_bytes(file, offset, kp_counter_record_size);
+  if (before.size() != kp_counter_record_size) return std::nullopt;
+  const counted_entries record = counter_record_at(before, 0);
+  if (counter_key{record.day, record.id} != key) return std::nullopt;
+  std::string after = before;
+  set_counter_count(after, saturated(record.count + added));
+  return counter_change{key, false, {offset, before, after}};
 }
 
 uint32_t counter_index::new_place() {
@@ -156,20 +128,53 @@ uint32_t counter_index::new_place() {
   return number;
 }
 
-// A key that is not known may stand in a slot that somebody else has filled.
-void counter_index::add(int file, const counter_key& key, uint64_t added) {
-  std::optional<uint32_t> number = find(key);
-  if (number && add_at(file, *number, key, added)) return;
-  if (number || !is_exact_) {
+counter_change counter_index::new_change(int file, const counter_key& key, uint64_t added) {
+  const uint32_t number = new_place();
+  const uint64_t offset = uint64_t{number} * kp_counter_record_size;
+  new_.emplace(key, number);
+  return {key,
+          true,
+          {offset, read_bytes(file, offset, kp_counter_record_size),
+           new_counter_record({key.day, key.id, saturated(added)})}};
+}
+
+// A key that is not known may stand in a slot that somebody else has filled, and one that is known
+// may have moved: the file is then searched, before new places are given.
+std::vector<counter_change> counter_index::changes(int file,
+                                                   const std::map<counter_key, uint64_t>& added) {
+  std::vector<counter_change> changes;
+  std::vector<size_t> new_ones;
+  for (bool is_searched = false;; is_searched = true) {
+    changes.clear();
+    new_ones.clear();
+    bool is_doubtful = false;
+    for (const auto& [key, count] : added) {
+      std::optional<counter_change> known = known_change(file, key, count);
+      if (!known) new_ones.push_back(changes.size());
+      if (!known && (!is_exact_ || find(key))) is_doubtful = true;
+      changes.push_back(known ? std::move(*known) : counter_change{key});
+    }
+    if (!is_doubtful || is_searched) break;
     rebuild(file);
-    number = find(key);
-    if (number && add_at(file, *number, key, added)) return;
   }
-  const bool was_filled = std::exchange(is_filled_, false);
-  const uint32_t slot = new_place();
-  write_new(file, slot, new_counter_record({key.day, key.id, saturated(added)}));
-  new_.emplace(key, slot);
-  is_filled_ = was_filled;
+  for (const size_t at : new_ones)
+    changes[at] = new_change(file, changes[at].key, added.at(changes[at].key));
+  return changes;
+}
+
+// A part of a new record would be one of another day.
+void counter_index::make(int file, const counter_change& change) const {
+  const off_t offset = static_cast<off_t>(change.bytes.offset);
+  if (write_all_at(file, change.bytes.after, offset)) return;
+  const int error = errno;
+  struct stat status {};
+  if (change.is_new) static_cast<void>(KP_fstat(file, &status));
+  if (status.st_size > offset + off_t{kp_counter_record_size})
+    static_cast<void>(write_all_at(file, std::string(kp_counter_record_size, '\0'), offset));
+  else if (status.st_size > offset)
+    static_cast<void>(KP_ftruncate(file, offset));
+  errno = error;
+  fail();
 }
 
 // Gives the file a time to the nanosecond, which the writing of others replaces by that of the

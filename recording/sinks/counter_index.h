@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "recording/files/delivery_note.h"
 #include "recording/sinks/counter_record.h"
 
 // What a fault in a counter file says that was attempted.
@@ -22,6 +23,13 @@ struct counter_key {
   uint32_t id = 0;
 
   auto operator<=>(const counter_key&) const = default;
+};
+
+// A record that gets another content.
+struct counter_change {
+  counter_key key;
+  bool is_new = false;        // the record's place was free, or behind the end
+  replaced_bytes bytes = {};  // of the file
 };
 
 // Remembers where the records of a counter file are. Other processes write to the file, too, so
@@ -35,11 +43,16 @@ class counter_index {
   // Takes in what was appended since the last batch, or all of another file. What is no counter
   // file is refused.
   void follow(int file, const struct stat& status);
-  // Adds entries to the first record of the key; where there is none, a new one goes into the first
-  // free slot or behind all others. Counts end at the largest number of a record.
-  void add(int file, const counter_key& key, uint64_t added);
+  // What becomes of the file when entries of these keys are added, in their order: to the first
+  // record of a key; where there is none, a new one goes into the first free slot or behind all
+  // others. Counts end at the largest number of a record.
+  std::vector<counter_change> changes(int file, const std::map<counter_key, uint64_t>& added);
+  // Makes one of them. Where that fails, or another is left out, forget() comes next.
+  void make(int file, const counter_change& change) const;
   // Ends a batch that has written.
   void finish(int file);
+  // Knows nothing of the file any more.
+  void forget() { is_filled_ = false; }
 
  private:
   struct place {
@@ -56,9 +69,9 @@ class counter_index {
   // At most `size` bytes, fewer at the end of the file.
   std::string read_bytes(int file, uint64_t offset, size_t size) const;
   uint32_t new_place();
-  bool add_at(int file, uint32_t number, const counter_key& key, uint64_t added) const;
-  void write(int file, uint32_t number, const std::string& record) const;
-  void write_new(int file, uint32_t number, const std::string& record) const;
+  std::optional<counter_change> known_change(int file, const counter_key& key,
+                                             uint64_t added) const;
+  counter_change new_change(int file, const counter_key& key, uint64_t added);
   [[noreturn]] void fail() const;
 
   std::string path_;

@@ -4,26 +4,27 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <string_view>
 #include <utility>
 
 #include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
+#include "recording/files/settlement.h"
 
-static constexpr std::string_view ending = ".cnt";
 static constexpr mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP;
 
 counter_place counter_place_of(const std::string& path) {
-  const std::string file = path.ends_with(ending) ? path : path + std::string(ending);
+  const std::string file =
+      path.ends_with(counter_ending) ? path : path + std::string(counter_ending);
   const file_place place = place_of(file);
-  return {file, place.folder, place.name.substr(0, place.name.size() - ending.size())};
+  return {file, place.folder, place.name.substr(0, place.name.size() - counter_ending.size())};
 }
 
-counter_writer::counter_writer(const std::string& path, lock_waiting waiting)
+counter_writer::counter_writer(const std::string& path, lock_waiting waiting, file_report report)
     : place_(counter_place_of(path)),
-      file_name_(place_.name + std::string(ending)),
+      file_name_(place_.name + std::string(counter_ending)),
       waiting_(std::move(waiting)),
+      report_(report_or_standard_error(std::move(report))),
       index_(place_.path) {
   check_written_path(count_action, place_.path);
   write(false);
@@ -38,6 +39,7 @@ void counter_writer::take_lock() {
     lock_->take_again(waiting_);
   else
     lock_.emplace(place_.folder, place_.name, waiting_);
+  settle(*lock_, report_);
 }
 
 // Whether the file that is open still has its name, so that one that was moved away is left alone.
@@ -67,22 +69,64 @@ void counter_writer::write(bool synced, const delivery* of) {
     take_lock();
     open_file();
     lock_->keep();
-    write_noted(synced);
-    store_delivery(of);
+    if (of == nullptr)
+      write_noted(synced);
+    else
+      write_noted(synced, *of);
     lock_->release();
   } catch (...) {
     file_ = open_descriptor();
     lock_.reset();
+    index_.forget();
     throw;
   }
 }
 
 void counter_writer::write_noted(bool synced) {
   if (noted_.empty()) return;
-  while (!noted_.empty()) {
-    index_.add(file_.get(), noted_.begin()->first, noted_.begin()->second);
-    noted_.erase(noted_.begin());
+  for (const counter_change& change : index_.changes(file_.get(), noted_)) {
+    index_.make(file_.get(), change);
+    noted_.erase(change.key);
   }
+  finish(synced);
+}
+
+void counter_writer::finish(bool synced) {
   index_.finish(file_.get());
   if (synced && KP_fdatasync(file_.get()) != 0) raise_write_error(count_action, place_.path);
+}
+
+// --- A ring's events ---
+
+void counter_writer::note(const std::vector<counter_change>& changes, bool synced,
+                          const delivery& of) {
+  noted_file file{.name = file_name_, .device = counter_.device, .inode = counter_.inode};
+  for (const counter_change& change : changes) file.replaced.push_back(change.bytes);
+  delivery_note_lines lines(of);
+  lines.add(file);
+  lock_->add_to_note(lines.take(), synced);
+}
+
+// What fails leaves a note by which the batch is taken back at once, or by whoever has the lock
+// next.
+void counter_writer::write_noted(bool synced, const delivery& of) {
+  if (noted_.empty()) return store_delivery(&of, synced);
+  try {
+    const std::vector<counter_change> changes = index_.changes(file_.get(), noted_);
+    note(changes, synced, of);
+    for (const counter_change& change : changes) index_.make(file_.get(), change);
+    finish(synced);
+  } catch (const file_error&) {
+    try {
+      settle(*lock_, report_);
+    } catch (const file_error&) {
+    }
+    throw;
+  }
+  noted_.clear();
+  store_delivery(&of, synced);
+  try {
+    lock_->write_note("");
+  } catch (...) {  // the ring tells the next holder
+  }
 }

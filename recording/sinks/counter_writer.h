@@ -28,12 +28,14 @@ class counter_writer {
  public:
   // Raises file_error where the file cannot be made, is no regular file with one name, or no
   // counter file.
-  explicit counter_writer(const std::string& path, lock_waiting waiting = {});
+  explicit counter_writer(const std::string& path, lock_waiting waiting = {},
+                          file_report report = {});
 
   // Notes one more entry of that day.
   void add(const kp_Time& day, uint32_t id);
   // Adds what was noted to the file, under its lock. Raises file_error: what was not added by then
-  // stays noted.
+  // stays noted. Of a ring's events that is all, and the file is as it was before the batch, as far
+  // as the system lets it.
   void write(bool synced, const delivery* of = nullptr);
 
  private:
@@ -41,10 +43,14 @@ class counter_writer {
   bool is_open_file(struct stat& status) const;
   void open_file();
   void write_noted(bool synced);
+  void write_noted(bool synced, const delivery& of);
+  void note(const std::vector<counter_change>& changes, bool synced, const delivery& of);
+  void finish(bool synced);
 
   counter_place place_;
   std::string file_name_;
   lock_waiting waiting_;
+  file_report report_;  // of what others left behind; empty: to standard error
   counter_index index_;
   // These stay open from batch to batch: to open them costs more than to count.
   std::optional<folder_lock> lock_;  // taken while a batch is written

@@ -30,7 +30,7 @@ class json_output_sink : public json_sink {
 
   void write(bool synced, const delivery* of) override {
     write_standard_output(lines_, synced);
-    store_delivery(of);
+    store_delivery(of, synced);
   }
 };
 
@@ -72,7 +72,7 @@ class message_sink : public record_sink {
   size_t pending() const override { return lines_.size(); }
   void write(bool synced, const delivery* of) override {
     write_standard_output(lines_, synced);
-    store_delivery(of);
+    store_delivery(of, synced);
   }
 
  private:

@@ -250,13 +250,13 @@ void text_log_sink::append(append_batch& batch, const log_day& day, std::string_
 }
 
 void text_log_sink::write(bool synced, const delivery* of) {
-  if (days_.empty()) return store_delivery(of);
+  if (days_.empty()) return store_delivery(of, synced);
   rules_.synced = synced;
-  append_batch batch(folder_, prefix_, rules_);
+  append_batch batch(folder_, prefix_, rules_, of);
   is_folder_read_ = false;
   if (serials_.size() > remembered_days) serials_.clear();
   for (const auto& [day, lines] : days_) append(batch, day, lines);
-  batch.commit(of);
+  batch.commit();
   days_.clear();
   last_day_ = nullptr;
   pending_ = 0;

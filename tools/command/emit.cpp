@@ -242,7 +242,7 @@ static emit_outputs open_outputs(const emit_options& options, const event_set& e
   for (const std::string& sink : options.sinks)
     outputs.sinks.push_back(make_record_sink(sink, shared));
   if (!options.count.empty())
-    outputs.counts = std::make_unique<counter_writer>(options.count, waiting);
+    outputs.counts = std::make_unique<counter_writer>(options.count, waiting, tell);
   if (const auto path = options.quarantine())
     outputs.quarantine =
         std::make_unique<line_file>(*path, append_rules{.report = tell, .waiting = waiting});
