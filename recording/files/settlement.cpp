@@ -2,8 +2,8 @@
 
 #include <fcntl.h>
 
-#include <algorithm>
-#include <ranges>
+#include <cerrno>
+#include <utility>
 
 #include "base/kp_clib.h"
 #include "kp_LOG_filenames.h"
@@ -89,7 +89,7 @@ bool settlement::settle() {
   const ring_answer ring = ask();
   if (ring.delivered && *ring.delivered >= note_.last) return false;
   if (note_.is_sound && ring.delivered && *ring.delivered < note_.first) {
-    for (const noted_file& noted : std::views::reverse(note_.files)) take_back(noted);
+    for (auto noted = note_.files.rbegin(); noted != note_.files.rend(); ++noted) take_back(*noted);
     return true;
   }
   for (const noted_file& noted : note_.files) cut_noted_log(lock_, noted.name, report_);
@@ -131,8 +131,8 @@ void settlement::cut_lines(const noted_file& noted, int file, uint64_t size) con
 void settlement::restore_bytes(const noted_file& noted, int file) const {
   const std::string path = lock_.path(noted.name);
   bool is_restored = true;
-  for (const replaced_bytes& bytes : std::views::reverse(noted.replaced))
-    is_restored = restore(file, path, bytes) && is_restored;
+  for (auto bytes = noted.replaced.rbegin(); bytes != noted.replaced.rend(); ++bytes)
+    is_restored = restore(file, path, *bytes) && is_restored;
   if (!is_restored) doubt(path, "it was changed");
 }
 
