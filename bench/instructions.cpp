@@ -32,7 +32,7 @@ constexpr unsigned dated_event_id = first_event_id + 78;
 constexpr unsigned n_kinds_beyond_the_cache = 2 * _kp_LOG_log_definition_tbl::cache_size;
 
 // A file of n kinds, all of them the event; one shows its date and time as well. Written once.
-static std::string definition_file(unsigned n) {
+static std::string file_of_kinds(unsigned n) {
   static const temp_folder folder;
   const std::string name = std::to_string(n) + ".ldf";
   if (access(folder.file(name).c_str(), F_OK) == 0) return folder.file(name);
@@ -56,7 +56,7 @@ static std::string definition_file(unsigned n) {
 }
 
 static void load_definitions(unsigned n) {
-  kp_LOG_LogConfig::SetDefinitionPath(definition_file(n).c_str());
+  kp_LOG_LogConfig::SetDefinitionPath(file_of_kinds(n).c_str());
   for (unsigned i = 0; i < n; ++i)
     kp_LOG_LogConfig::GetDefinitionTable()->find_entry(first_event_id + i);
 }
@@ -134,7 +134,7 @@ static void count_making_by_class(long times) {
 }
 
 static void count_making_beyond_the_cache(long times) {
-  definition_file(n_kinds_beyond_the_cache);
+  file_of_kinds(n_kinds_beyond_the_cache);
   usleep(200'000);
   load_definitions(n_kinds_beyond_the_cache);
   count_operation(times, [i = 0U]() mutable {
@@ -240,7 +240,7 @@ constexpr char usage[] =
     "       kplog_instructions --versions                 what it was built with\n";
 
 static std::optional<counted_operation> operation_called(std::string_view name) {
-  for (const auto& operations : {library_operations(), peer_operations()})
+  for (const auto& operations : {library_operations(), recording_operations(), peer_operations()})
     for (const counted_operation& operation : operations)
       if (operation.name == name) return operation;
   return std::nullopt;

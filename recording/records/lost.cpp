@@ -1,7 +1,6 @@
 #include "recording/records/lost.h"
 
-#include "recording/definitions/types.h"
-#include "recording/text/json_text.h"
+#include "recording/text/escape.h"
 #include "recording/text/words.h"
 
 // Never destroyed: a recorder of static lifetime may tell what it lost as the process ends.
@@ -18,12 +17,10 @@ std::string lost_message(const lost_events& lost) {
          " lost: " + lost.reason;
 }
 
-void append_lost_attributes(std::string& line, const lost_events& lost) {
-  json_text json(line);
-  json.key("attributes").begin_object();
-  json.key(lost_count_attribute).number(lost.count).key(lost_reason_attribute).text(lost.reason);
-  json.end_object().key("types").begin_object();
-  for (const known_attribute& attribute : lost_event().attributes)
-    json.key(attribute.name).text(short_type_name(attribute.type));
-  json.end_object();
+void append_lost_attributes(line_writer& line, const lost_events& lost) {
+  line.append(",\"attributes\":{\"COUNT\":");
+  line.append_number(lost.count);
+  line.append(",\"REASON\":");
+  append_json_text(line, lost.reason);
+  line.append("},\"types\":{\"COUNT\":\"UInt4\",\"REASON\":\"MBChar64\"}");
 }

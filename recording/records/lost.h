@@ -7,6 +7,7 @@
 #include <string>
 
 #include "recording/records/event_set.h"
+#include "recording/text/line_writer.h"
 
 inline constexpr char lost_count_attribute[] = "COUNT";
 inline constexpr char lost_reason_attribute[] = "REASON";
@@ -24,6 +25,6 @@ struct lost_events {
 std::string lost_message(const lost_events& lost);
 
 // Appends the members "attributes" and "types" of the stored form, behind another one.
-void append_lost_attributes(std::string& line, const lost_events& lost);
+void append_lost_attributes(line_writer& line, const lost_events& lost);
 
 #endif

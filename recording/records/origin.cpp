@@ -1,8 +1,9 @@
 #include "recording/records/origin.h"
 
+#include <string>
+
 #include "recording/records/values.h"
 #include "recording/text/escape.h"
-#include "recording/text/json_text.h"
 
 // --- The time
 
@@ -32,20 +33,22 @@ bool is_record_origin_time(std::string_view text) {
 
 // --- The stored form
 
-static void append_known(std::string& line, std::string_view key, std::string_view text) {
+template <size_t size>
+static void append_known(line_writer& line, const char (&key)[size], std::string_view text) {
   if (text.empty()) return;
-  line += key;
+  line.append(key);
   append_json_text(line, text);
 }
 
-static void append_known(std::string& line, std::string_view key,
+template <size_t size>
+static void append_known(line_writer& line, const char (&key)[size],
                          const std::optional<uint64_t>& number) {
   if (!number.has_value()) return;
-  line += key;
-  json_text(line).number(*number);
+  line.append(key);
+  line.append_number(*number);
 }
 
-void append_origin(std::string& line, const record_origin& origin) {
+void append_origin(line_writer& line, const record_origin& origin) {
   append_known(line, ",\"recorded\":", origin.recorded);
   append_known(line, ",\"host\":", origin.host);
   append_known(line, ",\"recorder\":", origin.recorder);

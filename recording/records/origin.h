@@ -4,8 +4,9 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
+
+#include "recording/text/line_writer.h"
 
 // What is empty, or nothing, is not known, and no record tells it. The texts belong to whoever made
 // this: the parser's live until its next record.
@@ -24,6 +25,6 @@ inline constexpr char record_origin_time_example[] =
 bool is_record_origin_time(std::string_view text);
 
 // Appends what is known as members of the stored form, behind another one.
-void append_origin(std::string& line, const record_origin& origin);
+void append_origin(line_writer& line, const record_origin& origin);
 
 #endif

@@ -1,32 +1,78 @@
 #include "recording/records/stored_form.h"
 
+#include <vector>
+
+#include "logging/logentry_i.h"
+#include "recording/definitions/built_in_attributes.h"
 #include "recording/definitions/types.h"
 #include "recording/records/values.h"
+#include "recording/text/escape.h"
 #include "recording/text/json_text.h"
 
-// Appends "NAME":VALUE and, to `types`, "NAME":"TYPE", when the attribute is held.
-static void append_member(std::string& line, std::string& types, const made_entry& made,
-                          const known_attribute& attribute) {
-  const size_t before = line.size();
-  json_text json(line);
-  json.key(attribute.name);
-  const size_t behind_key = line.size();
-  if (!append_held_value(json, made.entry, attribute)) return line.resize(before);
-  const size_t key = line[before] == ',' ? before + 1 : before;
-  json_text(types)
-      .written(std::string_view(line).substr(key, behind_key - key))
-      .text(short_type_name(attribute.type));
+// --- What the lines of an event have in common ---
+
+// How entries look an attribute up, and what is stored of it whatever its value is.
+struct stored_form::stored_attribute {
+  _kp_LOG_hashed_name name;
+  unsigned chain;      // of the name
+  bool is_own_time;    // of the entry: held by all
+  unsigned char code;  // of the type
+  value_writer* put;   // a value of that type; null: entries hold none
+  line_piece key;      // ,"NAME":
+  line_piece type;     // ,"NAME":"TYPE"
+
+  explicit stored_attribute(const known_attribute& known)
+      : name(known.name.c_str()),
+        chain(_kp_LOG_attribute_store::chain_of(name.hash)),
+        is_own_time(known.name == own_time_attribute && is_time_attribute(known.type)),
+        code(static_cast<unsigned char>(known.type)),
+        put(value_writer_of(code)),
+        key("," + json_string(known.name) + ":"),
+        type("," + json_string(known.name) + ":" + json_string(short_type_name(known.type))) {}
+};
+
+struct stored_form::stored_event {
+  line_piece start;  // 1001,"name":"USER_LOGIN"
+  std::vector<stored_attribute> attributes;
+
+  explicit stored_event(const known_event& known)
+      : start(std::to_string(known.id) +
+              (known.name.empty() ? "" : ",\"name\":" + json_string(known.name))),
+        attributes(known.attributes.begin(), known.attributes.end()) {}
+};
+
+const stored_form::stored_event& stored_form::stored(const known_event& event) {
+  if (last_ == nullptr || last_->first != &event)
+    last_ = &*events_.try_emplace(&event, event).first;
+  return last_->second;
 }
 
-static void append_attributes(std::string& line, const made_entry& made) {
-  if (made.is_lost()) return append_lost_attributes(line, made.lost);
-  std::string types;
-  json_text json(line);
-  json.key("attributes").begin_object();
-  if (made.event != nullptr)
-    for (const known_attribute& attribute : made.event->attributes)
-      append_member(line, types, made, attribute);
-  json.end_object().key("types").begin_object().written(types).end_object();
+// --- The attributes of an entry ---
+
+// Appends the key and the value, and to `types_` the type, where the attribute is held.
+inline void stored_form::append_held(const stored_attribute& attribute,
+                                     const kp_LOG_LogEntry& entry) {
+  const auto* const held = entry._get_imp()._attributes().find(attribute.name, attribute.chain);
+  const bool is_held = held != nullptr && held->value->get_type() == attribute.code;
+  if (!attribute.is_own_time && (!is_held || attribute.put == nullptr)) return;
+  const size_t first = types_.text().empty() ? 1 : 0;  // without a comma
+  line_.append(attribute.key, first);
+  types_.append(attribute.type, first);
+  if (attribute.is_own_time)
+    append_time(entry.GetAttribTime(attribute.name.text));
+  else
+    attribute.put(line_, *held->value);
+}
+
+void stored_form::append_attributes(const stored_event* event, const made_entry& made) {
+  if (made.is_lost()) return append_lost_attributes(line_, made.lost);
+  types_.clear();
+  line_.append(",\"attributes\":{");
+  if (event != nullptr)
+    for (const stored_attribute& attribute : event->attributes) append_held(attribute, made.entry);
+  line_.append("},\"types\":{");
+  line_.append(types_.text());
+  line_.append('}');
 }
 
 // --- The whole ---
@@ -35,19 +81,36 @@ stored_form::stored_form(const std::string& set_version) : start_(stored_record_
   json_text(start_).text(set_version).key("event");
 }
 
-void stored_form::append(std::string& line, const sink_entry& entry) const {
+stored_form::~stored_form() = default;
+
+void stored_form::append_time(const kp_Time& time) {
+  line_.append('"');
+  line_.append(time_text_.of(time));
+  line_.append('"');
+}
+
+void stored_form::append(std::string& lines, const sink_entry& entry) {
   const made_entry& made = entry.made;
-  line += start_;
-  json_text json(line);
-  json.number(made.entry.GetEntryID());
-  if (made.event != nullptr && !made.event->name.empty()) json.key("name").text(made.event->name);
-  json.key("level").number(made.entry.GetLogLevel());
-  append_value(json.key("time"), entry.time);
-  append_origin(line, made.origin);
-  append_attributes(line, made);
-  json.key("message_index").number(made.message_index).key("message").text(entry.message);
-  if (entry.is_message_from_definition) json.key("message_from").text("definition");
-  json.end_object();
+  const stored_event* const event = made.event == nullptr ? nullptr : &stored(*made.event);
+  line_.clear();
+  line_.append(start_);
+  if (event != nullptr)
+    line_.append(event->start);
+  else
+    line_.append_number(made.entry.GetEntryID());
+  line_.append(",\"level\":");
+  line_.append_number(made.entry.GetLogLevel());
+  line_.append(",\"time\":");
+  append_time(entry.time);
+  append_origin(line_, made.origin);
+  append_attributes(event, made);
+  line_.append(",\"message_index\":");
+  line_.append_number(made.message_index);
+  line_.append(",\"message\":");
+  append_json_text(line_, entry.message);
+  if (entry.is_message_from_definition) line_.append(",\"message_from\":\"definition\"");
+  line_.append('}');
+  lines.append(line_.text());
 }
 
 // Bytes that the line can have at most. An escape is six bytes for one, and names stand there
@@ -60,7 +123,7 @@ size_t stored_form::most_bytes(const sink_entry& entry, std::string_view record)
          others;
 }
 
-void stored_form::require_readable(const sink_entry& entry, std::string_view record) const {
+void stored_form::require_readable(const sink_entry& entry, std::string_view record) {
   if (most_bytes(entry, record) <= stored_record_size_limit) return;
   std::string line;
   append(line, entry);

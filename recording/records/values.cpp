@@ -10,7 +10,7 @@
 #include "logging/logentry_i.h"
 #include "recording/definitions/built_in_attributes.h"
 #include "recording/definitions/types.h"
-#include "recording/text/json_text.h"
+#include "recording/text/escape.h"
 #include "recording/text/number.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
@@ -181,51 +181,47 @@ static void refuse_guid(const value_step& step) {
 
 // ---- out of entries ----
 
-static void append_value(json_text& json, bool value) {
-  json.written(value ? "true" : "false");
+static void append_value(line_writer& line, bool value) {
+  if (value)
+    line.append("true");
+  else
+    line.append("false");
 }
 
 template <std::integral Number>
-static void append_value(json_text& json, Number value) {
-  json.number(int64_t{value});
+static void append_value(line_writer& line, Number value) {
+  line.append_number(value);
 }
-static void append_value(json_text& json, char value) {
-  json.number(int64_t{static_cast<signed char>(value)});
+static void append_value(line_writer& line, char value) {
+  line.append_number(static_cast<signed char>(value));
 }
 
 // Many readers of JSON take -0 for an integer, which has no sign then.
-static void append_value(json_text& json, double value) {
-  if (const char* const special = special_float_text(value))
-    json.text(special);
+static void append_value(line_writer& line, double value) {
+  if (!std::isfinite(value))
+    append_json_text(line, special_float_text(value));
   else if (value == 0 && std::signbit(value))
-    json.written("-0.0");
+    line.append("-0.0");
   else
-    json.number(value);
+    line.append_number(value);
 }
 
-static void append_value(json_text& json, const char* value) {
-  json.text(value);
+template <class Text>
+requires std::same_as<Text, kp_String> || std::same_as<Text, _kp_LOG_ustring>
+static void append_value(line_writer& line, const Text& value) {
+  append_json_text(line, {value.c_str(), value.length()});
 }
 
-void append_value(json_text& json, const kp_Time& value) {
+static void append_value(line_writer& line, const kp_Time& value) {
   std::array<char, 64> text;
   value.print_out(text.data(), static_cast<unsigned>(text.size()));
-  json.text(text.data());
+  append_json_text(line, text.data());
 }
 
-// Reads a value of one C++ type by the getter of that type, and appends it; false when the entry
-// does not hold the attribute. It holds none of those that the library has forgotten, as it does
-// what the STD file says of an event of both files, in large sets.
-template <class Value, bool (kp_LOG_LogEntry::*Get)(const char*, Value&) const>
-static bool append_held(json_text& json, const kp_LOG_LogEntry& entry, const char* name) {
-  Value value{};
-  try {
-    if (!(entry.*Get)(name, value)) return false;
-  } catch (const KPX_logging_invalid_attribute_name&) {
-    return false;
-  }
-  append_value(json, value);
-  return true;
+// A value is read as what its type code says that it is.
+template <class Value>
+static void append_held(line_writer& line, const _kp_LOG_type_base& held) {
+  append_value(line, static_cast<const _kp_LOG_value_holder<Value>&>(held).value);
 }
 
 // ---- by type ----
@@ -233,21 +229,17 @@ static bool append_held(json_text& json, const kp_LOG_LogEntry& entry, const cha
 // How values of a type go both ways.
 struct value_ways {
   void (*add)(const value_step&);
-  bool (*append)(json_text&, const kp_LOG_LogEntry&, const char*);  // null: none is ever held
+  value_writer* append;  // null: none is ever held
 };
 
-template <class Number, void (kp_LOG_LogEntry::*Add)(const char*, Number),
-          bool (kp_LOG_LogEntry::*Get)(const char*, Number&) const>
-static constexpr value_ways integer_ways = {add_integer<Number, Add>, append_held<Number, Get>};
+template <class Number, void (kp_LOG_LogEntry::*Add)(const char*, Number)>
+static constexpr value_ways integer_ways = {add_integer<Number, Add>, append_held<Number>};
 
-static constexpr value_ways string_ways = {
-    add_text<&kp_LOG_LogEntry::AddAttribStr>,
-    append_held<const char*, &kp_LOG_LogEntry::GetAttribStr>};
-static constexpr value_ways mbstring_ways = {
-    add_text<&kp_LOG_LogEntry::AddAttribMBStr>,
-    append_held<const char*, &kp_LOG_LogEntry::GetAttribMBStr>};
-static constexpr value_ways time_ways = {add_time,
-                                         append_held<kp_Time, &kp_LOG_LogEntry::GetAttribTime>};
+static constexpr value_ways string_ways = {add_text<&kp_LOG_LogEntry::AddAttribStr>,
+                                           append_held<kp_String>};
+static constexpr value_ways mbstring_ways = {add_text<&kp_LOG_LogEntry::AddAttribMBStr>,
+                                             append_held<_kp_LOG_ustring>};
+static constexpr value_ways time_ways = {add_time, append_held<kp_Time>};
 
 struct value_row {
   kp_AttributeType code;
@@ -255,17 +247,14 @@ struct value_row {
 };
 
 static constexpr value_row value_rows[] = {
-    {TypeBool, {add_bool, append_held<bool, &kp_LOG_LogEntry::GetAttribBool>}},
-    {TypeUInt1,
-     integer_ways<unsigned char, &kp_LOG_LogEntry::AddAttrib1u, &kp_LOG_LogEntry::GetAttrib1u>},
-    {TypeSInt1, {add_signed_byte, append_held<char, &kp_LOG_LogEntry::GetAttrib1>}},
-    {TypeUInt2,
-     integer_ways<unsigned short, &kp_LOG_LogEntry::AddAttrib2u, &kp_LOG_LogEntry::GetAttrib2u>},
-    {TypeSInt2, integer_ways<short, &kp_LOG_LogEntry::AddAttrib2, &kp_LOG_LogEntry::GetAttrib2>},
-    {TypeUInt4,
-     integer_ways<unsigned, &kp_LOG_LogEntry::AddAttrib4u, &kp_LOG_LogEntry::GetAttrib4u>},
-    {TypeSInt4, integer_ways<int, &kp_LOG_LogEntry::AddAttrib4, &kp_LOG_LogEntry::GetAttrib4>},
-    {TypeFloat, {add_float, append_held<double, &kp_LOG_LogEntry::GetAttribFloat8>}},
+    {TypeBool, {add_bool, append_held<bool>}},
+    {TypeUInt1, integer_ways<unsigned char, &kp_LOG_LogEntry::AddAttrib1u>},
+    {TypeSInt1, {add_signed_byte, append_held<char>}},
+    {TypeUInt2, integer_ways<unsigned short, &kp_LOG_LogEntry::AddAttrib2u>},
+    {TypeSInt2, integer_ways<short, &kp_LOG_LogEntry::AddAttrib2>},
+    {TypeUInt4, integer_ways<unsigned, &kp_LOG_LogEntry::AddAttrib4u>},
+    {TypeSInt4, integer_ways<int, &kp_LOG_LogEntry::AddAttrib4>},
+    {TypeFloat, {add_float, append_held<double>}},
     {TypeChar32, string_ways},
     {TypeChar64, string_ways},
     {TypeChar128, string_ways},
@@ -303,9 +292,7 @@ void set_lost_value(const value_step& step, lost_events& lost) {
   lost.reason = step.room;
 }
 
-bool append_held_value(json_text& json, const kp_LOG_LogEntry& entry,
-                       const known_attribute& attribute) {
-  const value_row* const row = row_of_type(value_rows, attribute.type);
-  return row != nullptr && row->ways.append != nullptr &&
-         row->ways.append(json, entry, attribute.name.c_str());
+value_writer* value_writer_of(unsigned char type) {
+  const value_row* const row = row_of_type(value_rows, type);
+  return row != nullptr ? row->ways.append : nullptr;
 }

@@ -10,7 +10,9 @@
 #include "recording/records/event_set.h"
 #include "recording/records/lost.h"
 #include "recording/records/parser.h"
-#include "recording/text/json_text.h"
+#include "recording/text/line_writer.h"
+
+class _kp_LOG_type_base;
 
 // A value on its way into an entry. Where it fails, the record's fault is set.
 struct value_step {
@@ -33,9 +35,9 @@ void add_value(const value_step& step);
 // Sets what kplog.lost says in the attribute; its entry is given nothing.
 void set_lost_value(const value_step& step, lost_events& lost);
 
-// Appends the value that the entry holds; false when it holds none.
-bool append_held_value(json_text& json, const kp_LOG_LogEntry& entry,
-                       const known_attribute& attribute);
+// Appends a value of one type, as JSON. Null for a type of which entries hold no values.
+using value_writer = void(line_writer& line, const _kp_LOG_type_base& held);
+value_writer* value_writer_of(unsigned char type);
 
 // A Float that JSON has no number for, as records write it: "NaN", "Infinity", "-Infinity". Null
 // for any other.
@@ -44,6 +46,5 @@ const char* special_float_text(double value);
 // A time as records have it. The offset of "Z" is 0.
 inline constexpr char record_time_example[] = "a time such as \"2026-11-15T17:02:56+08:00\"";
 bool read_record_time(const char* text, kp_Time& time);
-void append_value(json_text& json, const kp_Time& value);
 
 #endif

@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <ctime>
 #include <map>
@@ -11,6 +10,7 @@
 #include "base/kp_clib.h"
 #include "kp_LOG_filenames.h"
 #include "recording/files/shared_file.h"
+#include "recording/records/time_text.h"
 #include "recording/sinks/sink.h"
 #include "recording/text/code_page.h"
 #include "recording/text/escape.h"
@@ -40,38 +40,6 @@ struct log_serial {
   bool is_closed = false;  // there is a compressed form of it: nothing is written to it any more
 
   auto operator<=>(const log_serial&) const = default;
-};
-
-// The text of times, of which many have the minute in common.
-class log_time_text {
- public:
-  std::string_view of(const kp_Time& time) {
-    if (!is_minute_of(time)) print(time);
-    text_[second_at_] = static_cast<char>('0' + time.get_second() / 10 % 10);
-    text_[second_at_ + 1] = static_cast<char>('0' + time.get_second() % 10);
-    return text_;
-  }
-
- private:
-  bool is_minute_of(const kp_Time& time) const {
-    return time.get_minute() == printed_.get_minute() && time.get_hour() == printed_.get_hour() &&
-           time.get_day() == printed_.get_day() && time.get_month() == printed_.get_month() &&
-           time.get_year() == printed_.get_year() &&
-           time.get_zone_bias() == printed_.get_zone_bias() &&
-           time.get_daylight_flag() == printed_.get_daylight_flag() &&
-           time.is_GMT_time_mode() == printed_.is_GMT_time_mode() && !text_.empty();
-  }
-  void print(const kp_Time& time) {
-    std::array<char, 64> text;
-    time.print_out(text.data(), static_cast<unsigned>(text.size()));
-    text_ = text.data();
-    second_at_ = text_.find('T') + 7;
-    printed_ = time;
-  }
-
-  kp_Time printed_;
-  std::string text_;
-  size_t second_at_ = 0;
 };
 
 class text_log_sink : public record_sink {
@@ -107,8 +75,8 @@ class text_log_sink : public record_sink {
   append_rules rules_;
   log_code_page code_page_;
 
-  log_time_text time_text_;
-  std::string line_;                                           // reused
+  record_time_text time_text_;
+  line_writer line_;                                           // reused
   std::map<log_day, std::string> days_;                        // the lines gathered
   std::pair<const log_day, std::string>* last_day_ = nullptr;  // of days_, or null
   size_t pending_ = 0;
@@ -127,20 +95,21 @@ std::string& text_log_sink::lines_of(const kp_Time& time) {
 
 void text_log_sink::add(const sink_entry& entry) {
   const kp_LOG_LogEntry& made = entry.made.entry;
-  line_ = time_text_.of(entry.time);
-  line_ += ' ';
-  line_ += static_cast<char>('0' + made.GetLogLevel());
-  line_ += ' ';
+  line_.clear();
+  line_.append(time_text_.of(entry.time));
+  line_.append(' ');
+  line_.append(static_cast<char>('0' + made.GetLogLevel()));
+  line_.append(' ');
   if (entry.made.event != nullptr && !entry.made.event->name.empty())
     append_log_text(line_, entry.made.event->name);
   else
-    line_ += std::to_string(made.GetEntryID());
-  line_ += ' ';
+    line_.append_number(made.GetEntryID());
+  line_.append(' ');
   append_log_text(line_, entry.message);
 
   std::string& lines = lines_of(entry.time);
   const size_t before = lines.size();
-  code_page_.append(lines, line_);
+  code_page_.append(lines, line_.text());
   lines += '\n';
   pending_ += lines.size() - before;
 }

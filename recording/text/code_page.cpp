@@ -6,10 +6,10 @@
 
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <stdexcept>
 
 #include "recording/text/escape.h"
+#include "recording/text/plain_ascii.h"
 #include "recording/text/utf8.h"
 
 struct code_page_closer {
@@ -51,21 +51,11 @@ static constexpr bool is_plain_ascii(char byte) {
   return (byte >= ' ' && byte <= '~') || byte == '\t';
 }
 
-// Whether eight bytes at once are between ' ' and '~': their high bits stay clear when 1 is added,
-// and are set when 60 is.
-static bool are_plain_ascii(const char* bytes) {
-  constexpr uint64_t ones = 0x0101010101010101;
-  uint64_t word = 0;
-  std::memcpy(&word, bytes, sizeof word);
-  const uint64_t high_bits = ones * 0x80;
-  return ((word | (word + ones)) & high_bits) == 0 &&
-         ((word + ones * 0x60) & high_bits) == high_bits;
-}
-
 // The offset of the first byte at `offset` or behind it that is not plain.
 static size_t skip_plain(std::string_view text, size_t offset) {
-  while (text.size() - offset >= sizeof(uint64_t) && are_plain_ascii(text.data() + offset))
-    offset += sizeof(uint64_t);
+  while (text.size() - offset >= ascii_word::size &&
+         ascii_word(text.data() + offset).is_printable())
+    offset += ascii_word::size;
   while (offset < text.size() && is_plain_ascii(text[offset])) ++offset;
   return offset;
 }

@@ -3,10 +3,12 @@
 #include <unicode/uchar.h>
 #include <unicode/utf16.h>
 
+#include <algorithm>
 #include <array>
 #include <initializer_list>
 
 #include "recording/text/number.h"
+#include "recording/text/plain_ascii.h"
 
 // Format characters of Arabic and a few other scripts, which are shown before the digits or letters
 // that they belong to, hide nothing.
@@ -33,28 +35,26 @@ struct escape_row {
 // Appends an unsafe character, or a byte that is not UTF-8.
 using escape_writer = void(std::string& out, const utf8_character& character);
 
+// Its number of escaped characters from ' ' to '~' is n.
+template <size_t n>
 class escape_language {
  public:
   constexpr escape_language(std::initializer_list<escape_row> rows, escape_writer* write_out)
       : write_out_(write_out) {
+    size_t n_escaped = 0;
     for (size_t printable = ' '; printable <= '~'; ++printable) is_plain_[printable] = true;
     for (const escape_row& row : rows) {
       escapes_[static_cast<unsigned char>(row.character)] = row.escape;
       is_plain_[static_cast<unsigned char>(row.character)] = false;
+      if (row.character >= ' ') escaped_[n_escaped++] = ascii_word::eight_of(row.character);
     }
   }
 
-  void append(std::string& out, std::string_view text) const {
-    for (size_t i = 0; i < text.size();) {
-      size_t plain = i;
-      while (plain < text.size() && is_plain_[static_cast<unsigned char>(text[plain])]) ++plain;
-      out.append(text, i, plain - i);
-      i = plain;
-      if (i == text.size()) return;
-      const utf8_character character = utf8_at(text, i);
-      append(out, character);
-      i += character.bytes.size();
-    }
+  template <class Out>
+  [[gnu::always_inline]] void append(Out& out, std::string_view text) const {
+    const size_t plain = skip_plain(text);
+    out.append(text.substr(0, plain));
+    if (plain != text.size()) append_others(out, text, plain);
   }
 
   std::string quoted(std::string_view text) const {
@@ -64,19 +64,57 @@ class escape_language {
   }
 
  private:
-  void append(std::string& out, const utf8_character& character) const {
+  [[gnu::always_inline]] bool is_plain(const ascii_word& word) const {
+    return word.is_printable_without(escaped_);
+  }
+  // Bytes that stand for themselves, before the first that does not or a few before that.
+  [[gnu::always_inline]] size_t skip_plain(std::string_view text) const {
+    constexpr size_t step = ascii_word::size;
+    if (text.size() < step) return is_plain(ascii_word(text.data(), text.size())) ? text.size() : 0;
+    const size_t last = text.size() - step;
+    size_t plain = 0;
+    while (plain < last && is_plain(ascii_word(text.data() + plain))) plain += step;
+    return plain >= last && is_plain(ascii_word(text.data() + last)) ? text.size()
+                                                                     : std::min(plain, last);
+  }
+
+  // What is behind the first bytes of the text, which are plain.
+  template <class Out>
+  [[gnu::noinline]] void append_others(Out& out, std::string_view text, size_t plain) const {
+    for (size_t i = plain; i < text.size();) {
+      size_t end = i;
+      while (end < text.size() && is_plain_[static_cast<unsigned char>(text[end])]) ++end;
+      out.append(text.substr(i, end - i));
+      i = end;
+      if (i == text.size()) return;
+      const utf8_character character = utf8_at(text, i);
+      append(out, character);
+      i += character.bytes.size();
+    }
+  }
+
+  template <class Out>
+  void append(Out& out, const utf8_character& character) const {
     const bool is_named = character.valid && character.code_point < escapes_.size() &&
                           !escapes_[character.code_point].empty();
     if (is_named)
-      out += escapes_[character.code_point];
+      out.append(escapes_[character.code_point]);
     else if (!character.valid || is_unsafe_on_terminal(character.code_point))
-      write_out_(out, character);
+      append_written_out(out, character);
     else
-      out += character.bytes;
+      out.append(character.bytes);
+  }
+
+  template <class Out>
+  void append_written_out(Out& out, const utf8_character& character) const {
+    std::string written;
+    write_out_(written, character);
+    out.append(std::string_view(written));
   }
 
   std::array<std::string_view, 128> escapes_ = {};  // empty: none
   std::array<bool, 256> is_plain_ = {};             // by the byte: stands for itself
+  std::array<uint64_t, n> escaped_ = {};            // those from ' ' to '~', eight of each
   escape_writer* write_out_;
 };
 
@@ -137,21 +175,21 @@ static void write_out_in_po(std::string& out, const utf8_character& character) {
     out += character.bytes;
 }
 
-static constexpr escape_language json_language(
+static constexpr escape_language<2> json_language(
     {{'"', "\\\""}, {'\\', "\\\\"}, {'\n', "\\n"}, {'\r', "\\r"}, {'\t', "\\t"}},
     write_out_in_json);
 
-static constexpr escape_language yaml_language(
+static constexpr escape_language<2> yaml_language(
     {{'"', "\\\""}, {'\\', "\\\\"}, {'\n', "\\n"}, {'\t', "\\t"}}, write_out_in_yaml);
 
 // Question marks, of which two begin a trigraph.
-static constexpr escape_language cpp_language({{'"', "\\\""}, {'\\', "\\\\"}, {'?', "\\?"}},
-                                              write_out_in_cpp);
+static constexpr escape_language<3> cpp_language({{'"', "\\\""}, {'\\', "\\\\"}, {'?', "\\?"}},
+                                                 write_out_in_cpp);
 
-static constexpr escape_language po_language(
+static constexpr escape_language<2> po_language(
     {{'"', "\\\""}, {'\\', "\\\\"}, {'\n', "\\n"}, {'\r', "\\r"}, {'\t', "\\t"}}, write_out_in_po);
 
-static constexpr escape_language genrb_language(
+static constexpr escape_language<2> genrb_language(
     {{'"', "\\\""}, {'\\', "\\\\"}, {'\n', "\\n"}, {'\r', "\\r"}, {'\t', "\\t"}},
     write_out_in_genrb);
 
@@ -159,6 +197,12 @@ void append_json_text(std::string& json, std::string_view text) {
   json += '"';
   json_language.append(json, text);
   json += '"';
+}
+
+void append_json_text(line_writer& json, std::string_view text) {
+  json.append('"');
+  json_language.append(json, text);
+  json.append('"');
 }
 
 std::string json_string(std::string_view text) {
@@ -189,12 +233,13 @@ static void write_out_for_people(std::string& out, const utf8_character& charact
   out += written_out(character);
 }
 
-static constexpr escape_language terminal_language({{'\t', " "}}, write_out_for_people);
-static constexpr escape_language log_language({{'\t', "\t"}}, write_out_for_people);
-static constexpr escape_language xml_language(
+static constexpr escape_language<0> terminal_language({{'\t', " "}}, write_out_for_people);
+static constexpr escape_language<0> log_language({{'\t', "\t"}}, write_out_for_people);
+static constexpr escape_language<3> xml_language(
     {{'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'\t', " "}}, write_out_for_people);
 
-static std::string written_in(const escape_language& language, std::string_view text) {
+template <class Language>
+static std::string written_in(const Language& language, std::string_view text) {
   std::string written;
   language.append(written, text);
   return written;
@@ -207,6 +252,9 @@ std::string xml_text(std::string_view text) {
   return written_in(xml_language, text);
 }
 void append_log_text(std::string& line, std::string_view text) {
+  log_language.append(line, text);
+}
+void append_log_text(line_writer& line, std::string_view text) {
   log_language.append(line, text);
 }
 

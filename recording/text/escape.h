@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "recording/text/line_writer.h"
 #include "recording/text/utf8.h"
 
 // Whether a character could move, hide or reorder what a terminal shows: controls, line separators,
@@ -22,6 +23,7 @@ bool is_unsafe_on_terminal(uint32_t code_point);
 // A JSON text with its quotes: \uNNNN, as a pair of surrogates above U+FFFF.
 std::string json_string(std::string_view text);
 void append_json_text(std::string& json, std::string_view text);
+void append_json_text(line_writer& json, std::string_view text);
 
 // A YAML scalar in double quotes: \xNN, \uNNNN, \UNNNNNNNN.
 std::string yaml_quoted(std::string_view text);
@@ -50,6 +52,7 @@ std::string xml_text(std::string_view text);
 
 // Appends the same to a line of a log, in which a tab stays.
 void append_log_text(std::string& line, std::string_view text);
+void append_log_text(line_writer& line, std::string_view text);
 
 // Cells that an escaped text takes on a terminal: two for wide characters, none for combining ones.
 size_t terminal_width(std::string_view escaped);

@@ -462,7 +462,7 @@ TEST_F(RecordSink, StandardOutputThatTakesNothingAtTheMomentIsWaitedFor) {
 
 TEST(StoredForm, RefusesWhatWouldBeLongerThanLinesThatAreRead) {
   const sink_entries entries;
-  const stored_form form("2.0");
+  stored_form form("2.0");
   const auto fault = [&](const std::string& message) -> std::string {
     const sink_entry entry{.made = entries.made, .message = message, .time = {}};
     try {
