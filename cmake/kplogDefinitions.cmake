@@ -11,6 +11,10 @@
 # the sources. EMBED writes the header NAME_file.h, which holds the bytes of NAME.ldf as the array
 # `definition_file`. INSTALL installs NAME.ldf and NAME_catalog into FOLDER.
 function(kplog_add_definitions name)
+  if(NOT TARGET kplog::command)
+    message(FATAL_ERROR "kplog_add_definitions needs the kplog command: build it with "
+                        "-DKPLOG_TOOLS=ON, or set(KPLOG_TOOLS ON) before kplog's sources are added")
+  endif()
   cmake_parse_arguments(PARSE_ARGV 1 arg "EMBED" "STD;NAMESPACE;INSTALL" "SOURCES;TRANSLATIONS")
   if(NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS OR arg_KEYWORDS_MISSING_VALUES)
     message(

@@ -48,11 +48,19 @@ target_compile_options(
 target_compile_definitions(kplog_settings INTERFACE $<$<BOOL:${KPLOG_FAULTS}>:KP_FAULTS>
                                                     $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 
-# kplog_shared_library(NAME OBJECTS): the shared library made of an OBJECT library, SONAME 1. It stays
-# loaded once it is: ICU beneath it and objects of each thread live on, and would leak with every
-# unloading.
+# Libraries are shared unless BUILD_SHARED_LIBS says otherwise. What links a static one finds ICU
+# itself; a shared one has it.
+if(DEFINED BUILD_SHARED_LIBS AND NOT BUILD_SHARED_LIBS)
+  set(kplog_library_kind STATIC)
+else()
+  set(kplog_library_kind SHARED)
+endif()
+
+# kplog_shared_library(NAME OBJECTS): the library made of an OBJECT library, shared unless static ones
+# are asked for. A shared one has SONAME 1, and stays loaded once it is: ICU beneath it and objects
+# of each thread live on, and would leak with every unloading.
 function(kplog_shared_library name objects)
-  add_library(${name} SHARED $<TARGET_OBJECTS:${objects}>)
+  add_library(${name} ${kplog_library_kind} $<TARGET_OBJECTS:${objects}>)
   add_library(kplog::${name} ALIAS ${name})
   set_target_properties(
     ${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1 LINKER_LANGUAGE CXX

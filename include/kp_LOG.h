@@ -18,5 +18,6 @@
 #include "kp_LOG_debug_log.h"
 #include "kp_LOG_errors.h"
 #include "kp_LOG_filenames.h"
+#include "kp_LOG_version.h"
 
 #endif
