@@ -34,7 +34,7 @@ TEST(LineWriter, GrowsWithItsPieces) {
 }
 
 TEST(LineWriter, SkipsTheFirstBytesOfAPiece) {
-  for (const size_t size : {1, 2, 31, 32, 33, 34, 100}) {
+  for (const size_t size : {1U, 2U, 31U, 32U, 33U, 34U, 100U}) {
     const std::string text(size, 'x');
     line_writer line;
     line.append(line_piece("," + text), 1);
