@@ -7,15 +7,13 @@
 #include <cstring>
 
 #include "base/kp_export.h"
+#include "base/kp_words.h"
 
 // Whether `length` bytes at `a` and at `b` are the same. Short ones are compared without a call: as
 // words, of which the last may overlap the one before it.
 inline bool KP_are_same_bytes(const char* a, const char* b, size_t length) noexcept {
   const auto differ = [a, b](size_t at, auto word) {
-    decltype(word) of_a, of_b;
-    std::memcpy(&of_a, a + at, sizeof word);
-    std::memcpy(&of_b, b + at, sizeof word);
-    return of_a != of_b;
+    return KP_word_at<decltype(word)>(a + at) != KP_word_at<decltype(word)>(b + at);
   };
   if (length > 32) return std::memcmp(a, b, length) == 0;
   if (length >= 8) {

@@ -58,23 +58,26 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
     return const_cast<_kp_LOG_attribute_store*>(this)->find(name, chain);
   }
 
-  // The attribute of that name, whose hash and chain are given, made without a value where none has
-  // it; to give it one is the caller's, before anything else is done with the store. Raises
-  // KPX_memory_alloc, the store being as it was.
-  [[gnu::always_inline]] attribute& find_or_insert(const kp_String& name, uint32_t hash,
-                                                   unsigned chain) {
+  // What nearly every addition comes to: no attribute has the hash, the name is short, and there is
+  // a place that was never taken. Then the attribute of that name, whose hash and chain are given,
+  // made without a value; to give it one is the caller's, before anything else is done with the
+  // store. Else null.
+  [[gnu::always_inline]] attribute* insert_at_once(const kp_String& name, uint32_t hash,
+                                                   unsigned chain) noexcept {
     attribute*& head = chains_[chain];
     for (const attribute* at = head; at != nullptr; at = at->next)
-      if (at->hash == hash) return find_or_insert_in(head, name, hash);
-    // What nearly every addition comes to: a short name, and a place that was never taken.
-    if (next_ == end_ || !name.is_short()) return find_or_insert_in(head, name, hash);
-    place* const taken = next_++;
-    head = new (&taken->held) attribute(head, hash);
-    head->name.set_short(name);
-    return *head;
+      if (at->hash == hash) return nullptr;
+    if (next_ == end_ || !name.is_short()) return nullptr;
+    attribute* const made = new (&next_++->held) attribute(head, hash);
+    made->name.set_short(name);
+    return head = made;
   }
+  // The same of whichever name and store; the attribute that has the name already, where one has.
+  // Raises KPX_memory_alloc, the store being as it was.
   attribute& find_or_insert(const kp_String& name, uint32_t hash) {
-    return find_or_insert(name, hash, chain_of(hash));
+    const unsigned chain = chain_of(hash);
+    attribute* const made = insert_at_once(name, hash, chain);
+    return made != nullptr ? *made : find_or_insert_in(chains_[chain], name, hash);
   }
   void remove(attribute* held) noexcept;
   // Says that a name or a value may hold memory of its own, or is about to: only then clearing has

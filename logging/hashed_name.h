@@ -9,46 +9,7 @@
 
 #include "base/kp_hash.h"
 #include "base/kp_string.h"
-
-// What a name of up to 16 bytes is: its length and the words at its two ends, which overlap in the
-// middle. Names are found where their words lead to.
-struct _kp_LOG_name_words {
-  static constexpr size_t longest = 16;
-
-  // Of a longer name, what stands at its ends.
-  _kp_LOG_name_words(const char* name, size_t its_length) noexcept : length(its_length) {
-    if (length >= 8) {
-      first = word_at<uint64_t>(name);
-      last = word_at<uint64_t>(name + length - 8);
-    } else if (length >= 4) {
-      first = word_at<uint32_t>(name);
-      last = word_at<uint32_t>(name + length - 4);
-    } else if (length != 0) {
-      first = word_at<uint8_t>(name) | word_at<uint8_t>(name + length / 2) << 8;
-      last = word_at<uint8_t>(name + length - 1);
-    }
-  }
-
-  bool operator==(const _kp_LOG_name_words& other) const noexcept {
-    return first == other.first && last == other.last && length == other.length;
-  }
-  // A number whose upper bits all bytes of the words move.
-  uint64_t mixed() const noexcept { return (first * 2 ^ last) * mixer; }
-
-  static constexpr uint64_t mixer = 0x9E3779B97F4A7C15U;
-
-  size_t length;
-  uint64_t first = 0;
-  uint64_t last = 0;
-
- private:
-  template <class Word>
-  static uint64_t word_at(const char* bytes) noexcept {
-    Word word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-  }
-};
+#include "kp_LOG_AttributeKey.h"
 
 // A name of any length, as it is looked up. The text belongs to the caller and outlives this
 // object.

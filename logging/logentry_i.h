@@ -275,11 +275,15 @@ class KP_API _kp_LOG_log_entry_imp {
   // and the name has to be looked up.
   const _kp_LOG_attribute_entry* _declared_at(const kp_LOG_AttributeKey& key) const noexcept;
 
-  // The held attribute of the declared name, made without a value where there is none.
-  held_attribute& _held_or_new(const _kp_LOG_attribute_entry& declared);
+  // The held attribute of the declared name, made without a value; null where there is one, or
+  // where making it is not done at once.
+  held_attribute* _inserted(const _kp_LOG_attribute_entry& declared) noexcept;
   // Store a value of type code `code` under the declared name, in place of a held one.
   template <class T>
   void _store(const _kp_LOG_attribute_entry& declared, unsigned char code, T value);
+  // The same of a value that has nothing to give back.
+  template <class T>
+  void _store_number(const _kp_LOG_attribute_entry& declared, unsigned char code, T value);
   template <class Text>
   void _store_text(const _kp_LOG_attribute_entry& declared, const char* text, size_t length,
                    bool escape);

@@ -110,27 +110,37 @@ T& kp_log_value_in(_kp_LOG_type_base& held) noexcept {
 
 // --- Storing ------------------------------------------------------------------------------------
 
-[[gnu::always_inline]] inline _kp_LOG_log_entry_imp::held_attribute&
-_kp_LOG_log_entry_imp::_held_or_new(const _kp_LOG_attribute_entry& declared) {
-  return attributes_.find_or_insert(declared.get_name_string(), declared.get_name_hash(),
+[[gnu::always_inline]] inline _kp_LOG_log_entry_imp::held_attribute*
+_kp_LOG_log_entry_imp::_inserted(const _kp_LOG_attribute_entry& declared) noexcept {
+  return attributes_.insert_at_once(declared.get_name_string(), declared.get_name_hash(),
                                     declared.get_name_chain());
 }
 
 // `value` is complete before the store is touched, and moves in: after the place is there nothing
-// fails.
+// fails. Out of line, so that nothing is saved for it on the way of _store_number.
 template <class T>
-[[gnu::always_inline]] inline void _kp_LOG_log_entry_imp::_store(
-    const _kp_LOG_attribute_entry& declared, unsigned char code, T value) {
+[[gnu::noinline]] void _kp_LOG_log_entry_imp::_store(const _kp_LOG_attribute_entry& declared,
+                                                     unsigned char code, T value) {
   static_assert(std::is_nothrow_move_constructible_v<T> && std::is_nothrow_move_assignable_v<T>);
   modified_ = true;
   if constexpr (!std::is_trivially_destructible_v<T>) attributes_.expect_memory();
-  held_attribute& held = _held_or_new(declared);
+  held_attribute& held =
+      attributes_.find_or_insert(declared.get_name_string(), declared.get_name_hash());
   if (held.value != nullptr && held.value->get_type() == code) {
     kp_log_value_in<T>(*held.value) = std::move(value);
     return;
   }
   if (held.value != nullptr) _kp_LOG_attribute_store::destroy_value(held);
   held.value = kp_log_make_value<T>(held.room, code, std::move(value));
+}
+
+template <class T>
+[[gnu::always_inline]] inline void _kp_LOG_log_entry_imp::_store_number(
+    const _kp_LOG_attribute_entry& declared, unsigned char code, T value) {
+  held_attribute* const fresh = _inserted(declared);
+  if (fresh == nullptr) return _store(declared, code, value);
+  modified_ = true;
+  fresh->value = kp_log_make_value<T>(fresh->room, code, value);
 }
 
 #endif

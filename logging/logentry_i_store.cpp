@@ -156,7 +156,7 @@ int _kp_LOG_log_entry_imp::check_attribute(const char* name, kp_AttributeType& t
 template <class T, unsigned char code>
 void _kp_LOG_log_entry_imp::_add(const char* name, T value) {
   kp_log_require_name(name);
-  _store(_declared_as(name, static_cast<kp_AttributeType>(code)), code, value);
+  _store_number(_declared_as(name, static_cast<kp_AttributeType>(code)), code, value);
 }
 
 void _kp_LOG_log_entry_imp::add_attrib_bool(const char* name, bool value) {
@@ -211,7 +211,7 @@ template <class T, unsigned char code>
 void _kp_LOG_log_entry_imp::_add_keyed(const kp_LOG_AttributeKey& key, T value) {
   const _kp_LOG_attribute_entry* const declared = _declared_at(key);
   if (declared == nullptr || declared->get_type() != code) return _add<T, code>(key.name(), value);
-  _store(*declared, code, value);
+  _store_number(*declared, code, value);
 }
 
 void _kp_LOG_log_entry_imp::add_keyed_bool(const kp_LOG_AttributeKey& key, bool value) {

@@ -52,17 +52,14 @@ static bool is_multibyte_string(unsigned char code) {
 
 // Words at once, of which the last may be partly the one before it.
 [[gnu::always_inline]] static inline bool holds_control(const char* text, size_t length) {
-  const auto word_at = [text](size_t at, auto word) {
-    std::memcpy(&word, text + at, sizeof word);
-    return uint64_t{word};
-  };
   if (length >= 8) {
     for (size_t at = 0; at < length; at += 8)
-      if (holds_control(word_at(std::min(at, length - 8), uint64_t{}))) return true;
+      if (holds_control(KP_word_at<uint64_t>(text + std::min(at, length - 8)))) return true;
     return false;
   }
   if (length >= 4)
-    return holds_control(word_at(0, uint32_t{}) | word_at(length - 4, uint32_t{}) << 32);
+    return holds_control(KP_word_at<uint32_t>(text) |
+                         uint64_t{KP_word_at<uint32_t>(text + length - 4)} << 32);
   for (size_t at = 0; at < length; ++at)
     if (text[at] >= 0 && text[at] < ' ') return true;
   return false;
@@ -83,11 +80,11 @@ template <class Text>
     const _kp_LOG_attribute_entry& declared, const char* text, size_t length, bool escape) {
   if (length >= kp_String::inline_room || !escape || holds_control(text, length))
     return _store_any_text<Text>(declared, text, length, escape);
-  held_attribute& held = _held_or_new(declared);
-  if (held.value != nullptr) return _store_any_text<Text>(declared, text, length, escape);
+  held_attribute* const fresh = _inserted(declared);
+  if (fresh == nullptr) return _store_any_text<Text>(declared, text, length, escape);
   modified_ = true;
-  held.value = kp_log_make_value<Text>(held.room, declared.get_type());
-  kp_log_value_in<Text>(*held.value).set_short(text, static_cast<unsigned>(length));
+  fresh->value = kp_log_make_value<Text>(fresh->room, declared.get_type());
+  kp_log_value_in<Text>(*fresh->value).set_short(text, static_cast<unsigned>(length));
 }
 
 template <class Text>

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <vector>
 
+#include "logging/logmsg_digits.h"
 #include "logging/logmsg_icu_formats.h"
 #include "logging/raise.h"
 
@@ -230,56 +231,6 @@ std::unique_ptr<const logmsg_number_style<char>> logmsg_utf8_style(
 
 // --- Writing ---
 
-struct logmsg_digit_pairs {
-  constexpr logmsg_digit_pairs() {
-    for (size_t i = 0; i < 100; ++i) {
-      text[2 * i] = static_cast<char>('0' + i / 10);
-      text[2 * i + 1] = static_cast<char>('0' + i % 10);
-    }
-  }
-  char text[200]{};
-};
-static constexpr logmsg_digit_pairs digit_pairs;
-
-// The last two digits of the value, of which there are no more.
-static char* put_pair(uint32_t value, char* at) noexcept {
-  std::memcpy(at, digit_pairs.text + 2 * size_t{value}, 2);
-  return at + 2;
-}
-
-static char* put_four(uint32_t value, char* at) noexcept {
-  return put_pair(value % 100, put_pair(value / 100, at));
-}
-
-// As many digits as there are, of a value below 100, and below 10000.
-static char* put_up_to_two(uint32_t value, char* at) noexcept {
-  if (value >= 10) return put_pair(value, at);
-  *at = static_cast<char>('0' + value);
-  return at + 1;
-}
-
-static char* put_up_to_four(uint32_t value, char* at) noexcept {
-  if (value < 100) return put_up_to_two(value, at);
-  return put_pair(value % 100, put_up_to_two(value / 100, at));
-}
-
-static char* put_decimal(uint32_t value, char* at) noexcept {
-  if (value < 10000) return put_up_to_four(value, at);
-  const uint32_t above = value / 10000;
-  at = above < 10000 ? put_up_to_four(above, at)
-                     : put_four(above % 10000, put_up_to_two(above / 10000, at));
-  return put_four(value % 10000, at);
-}
-
-static char* put_decimal(uint64_t value, char* at) noexcept {
-  constexpr uint64_t eight_digits = 100000000;
-  if (value <= std::numeric_limits<uint32_t>::max())
-    return put_decimal(static_cast<uint32_t>(value), at);
-  const auto below = static_cast<uint32_t>(value % eight_digits);
-  at = put_decimal(value / eight_digits, at);
-  return put_four(below % 10000, put_four(below / 10000, at));
-}
-
 // All of a piece, whatever its size, is copied at once.
 template <class Unit>
 static Unit* put_piece(const logmsg_number_piece<Unit>& piece, Unit* at) noexcept {
@@ -322,10 +273,10 @@ Unit* logmsg_number_style<Unit>::put_groups(const char* digits, size_t count,
 template <class Unit>
 Unit* logmsg_number_style<Unit>::put_whole(uint64_t value, Unit* at) const noexcept {
   if constexpr (sizeof(Unit) == 1) {
-    if (value < plain_below_) return put_decimal(static_cast<uint32_t>(value), at);
+    if (value < plain_below_) return logmsg_put_decimal(static_cast<uint32_t>(value), at);
   }
   char digits[2 * most_whole_digits];  // put_digits() reads beyond the last one
-  const auto count = static_cast<size_t>(put_decimal(value, digits) - digits);
+  const auto count = static_cast<size_t>(logmsg_put_decimal(value, digits) - digits);
   return count > last_group_ ? put_groups(digits, count, at) : put_digits(digits, count, at);
 }
 
@@ -334,7 +285,7 @@ Unit* logmsg_number_style<Unit>::put_fraction(unsigned fraction, Unit* at) const
   at = put_piece(decimal_separator_, at);
   char digits[most_fraction_digits + most_whole_digits];  // likewise
   fraction *= fraction_padding_;
-  put_pair(fraction % 100, put_four(fraction / 100, digits));
+  logmsg_put_pair(fraction % 100, logmsg_put_four(fraction / 100, digits));
   size_t count = fraction_digits_;
   while (digits[count - 1] == '0') --count;
   return put_digits(digits, count, at);

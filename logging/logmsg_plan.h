@@ -62,7 +62,9 @@ class logmsg_plan {
               const _kp_LOG_log_definition& definition);
 
   bool is_under(const logmsg_setting& setting) const noexcept {
-    return setting.locale == setting_.locale && setting.output == setting_.output &&
+    if (setting.locale != setting_.locale) return false;
+    if (form_ == logmsg_form::bytes) return true;  // the byte renderer has no locale, nor pages
+    return setting.output == setting_.output &&
            (setting.input == setting_.input || !reads_texts_) &&
            std::strcmp(setting.default_page, setting_.default_page) == 0;
   }

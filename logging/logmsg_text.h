@@ -9,6 +9,8 @@
 #include <memory>
 #include <string_view>
 
+#include "base/kp_words.h"
+
 // Bytes that grow at their end; as long as there are few of them they take no allocation.
 class logmsg_text {
  public:
@@ -59,8 +61,7 @@ class logmsg_text {
   template <class Word>
   static bool copy_word(const char* from, char* to) noexcept {
     constexpr Word ones = static_cast<Word>(~Word{0}) / 0xFF;
-    Word word;
-    std::memcpy(&word, from, sizeof word);
+    const Word word = KP_word_at<Word>(from);
     std::memcpy(to, &word, sizeof word);
     return (((word - ones) | word) & (ones << 7)) == 0;
   }

@@ -25,6 +25,27 @@ TEST(AttributeKey, IsMadeWhileCompiling) {
   EXPECT_EQ(of_many_bytes.hash(), my_hashcode(of_many_bytes.name()));
 }
 
+TEST(AttributeKey, HasTheWordsThatNamesHaveAtRunTime) {
+  static constexpr kp_LOG_AttributeKey keys[] = {{"", 0},
+                                                 {"A", 0},
+                                                 {"AB", 0},
+                                                 {"\xff"
+                                                  "BC",
+                                                  0},
+                                                 {"AB\xff"
+                                                  "D",
+                                                  0},
+                                                 {"ABCDEFG", 0},
+                                                 {"ABCDEFGH", 0},
+                                                 {"ABCDEFGH\xff", 0},
+                                                 {"ABCDEFGHIJKLMNOP", 0},
+                                                 {"GR\xc3\x96SSE_OF_A_NAME", 0}};
+  for (const kp_LOG_AttributeKey& key : keys) {
+    const std::string name = key.name();
+    EXPECT_TRUE(key.words() == _kp_LOG_name_words(name.c_str(), name.size())) << name;
+  }
+}
+
 TEST(AttributeKey, ANullNameIsAnEmptyOne) {
   static constexpr kp_LOG_AttributeKey key(nullptr, 0);
   EXPECT_STREQ(key.name(), "");
@@ -181,6 +202,23 @@ TEST(AttributeKeyAdds, GoByNameInDefinitionsThatChanged) {
     for (const add_pair& add : every_add()) {
       expect_same(add, "A", 0);
       expect_same(add, "B", 1);
+    }
+  }
+}
+
+// Names that are longer than their words and differ in one byte, at each other's number.
+TEST(AttributeKeyAdds, TellLongNamesApart) {
+  for (const size_t length : {17U, 24U, 25U, 33U}) {
+    for (const size_t at : {size_t{7}, size_t{8}, length / 2, length - 9, length - 8}) {
+      const std::string one(length, 'A');
+      std::string other = one;
+      other[at] = 'B';
+      const loaded_definitions definitions(file_of({{one, TypeUInt4}, {other, TypeSInt4}}));
+      for (const add_pair& add : every_add())
+        for (const unsigned number : {0U, 1U}) {
+          expect_same(add, one.c_str(), number);
+          expect_same(add, other.c_str(), number);
+        }
     }
   }
 }

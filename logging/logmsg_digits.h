@@ -1,0 +1,60 @@
+// Decimal digits of numbers, written two at a time.
+#ifndef KP_LOG_LOGMSG_DIGITS_H
+#define KP_LOG_LOGMSG_DIGITS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+struct logmsg_digit_pairs {
+  constexpr logmsg_digit_pairs() {
+    for (size_t i = 0; i < 100; ++i) {
+      text[2 * i] = static_cast<char>('0' + i / 10);
+      text[2 * i + 1] = static_cast<char>('0' + i % 10);
+    }
+  }
+  char text[200]{};
+};
+inline constexpr logmsg_digit_pairs logmsg_pairs;
+
+// The last two digits of the value, of which there are no more.
+inline char* logmsg_put_pair(uint32_t value, char* at) noexcept {
+  std::memcpy(at, logmsg_pairs.text + 2 * size_t{value}, 2);
+  return at + 2;
+}
+
+inline char* logmsg_put_four(uint32_t value, char* at) noexcept {
+  return logmsg_put_pair(value % 100, logmsg_put_pair(value / 100, at));
+}
+
+// As many digits as there are, of a value below 100, and below 10000.
+inline char* logmsg_put_up_to_two(uint32_t value, char* at) noexcept {
+  if (value >= 10) return logmsg_put_pair(value, at);
+  *at = static_cast<char>('0' + value);
+  return at + 1;
+}
+
+inline char* logmsg_put_up_to_four(uint32_t value, char* at) noexcept {
+  if (value < 100) return logmsg_put_up_to_two(value, at);
+  return logmsg_put_pair(value % 100, logmsg_put_up_to_two(value / 100, at));
+}
+
+inline char* logmsg_put_decimal(uint32_t value, char* at) noexcept {
+  if (value < 10000) return logmsg_put_up_to_four(value, at);
+  const uint32_t above = value / 10000;
+  at = above < 10000 ? logmsg_put_up_to_four(above, at)
+                     : logmsg_put_four(above % 10000, logmsg_put_up_to_two(above / 10000, at));
+  return logmsg_put_four(value % 10000, at);
+}
+
+inline char* logmsg_put_decimal(uint64_t value, char* at) noexcept {
+  constexpr uint64_t eight_digits = 100000000;
+  if (value <= std::numeric_limits<uint32_t>::max())
+    return logmsg_put_decimal(static_cast<uint32_t>(value), at);
+  const auto below = static_cast<uint32_t>(value % eight_digits);
+  at = logmsg_put_decimal(value / eight_digits, at);
+  return logmsg_put_four(below % 10000, logmsg_put_four(below / 10000, at));
+}
+
+#endif
