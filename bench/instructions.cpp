@@ -73,19 +73,19 @@ static void fill(kp_LOG_LogEntry& entry) {
 class entry_sale : public kp_LOG_LogEntry {
  public:
   struct values {
-    kp_LOG_EventValue<TypeMBChar32, shop_name> SHOP;
-    kp_LOG_EventValue<TypeMBChar64, customer_name> CUSTOMER;
-    kp_LOG_EventValue<TypeUInt4, items_name> ITEMS;
-    kp_LOG_EventValue<TypeFloat, price_name> PRICE;
-    kp_LOG_EventValue<TypeSInt4, balance_name> BALANCE;
+    kp_LOG_EventText<TypeMBChar32, shop_name> SHOP;
+    kp_LOG_EventText<TypeMBChar64, customer_name> CUSTOMER;
+    kp_LOG_EventNumber<TypeUInt4, items_name> ITEMS;
+    kp_LOG_EventNumber<TypeFloat, price_name> PRICE;
+    kp_LOG_EventNumber<TypeSInt4, balance_name> BALANCE;
   };
 
   entry_sale(unsigned log_level, const values& given) : kp_LOG_LogEntry(event_id, log_level) {
-    given.SHOP.add_to<0>(*this);
-    given.CUSTOMER.add_to<1>(*this);
-    given.ITEMS.add_to<2>(*this);
-    given.PRICE.add_to<3>(*this);
-    given.BALANCE.add_to<4>(*this);
+    given.SHOP.add_to(*this, kp_LOG_attribute_key<shop_name, 0>);
+    given.CUSTOMER.add_to(*this, kp_LOG_attribute_key<customer_name, 1>);
+    given.ITEMS.add_to(*this, kp_LOG_attribute_key<items_name, 2>);
+    given.PRICE.add_to(*this, kp_LOG_attribute_key<price_name, 3>);
+    given.BALANCE.add_to(*this, kp_LOG_attribute_key<balance_name, 4>);
   }
 };
 

@@ -41,47 +41,15 @@ concept kp_LOG_keeps_value = (std::same_as<From, bool> ==
 template <class T>
 concept kp_LOG_number = std::is_arithmetic_v<T> && !std::same_as<T, bool>;
 
-// Where a constant is not a value of its attribute's type, compilers name this function: it cannot
-// be called while compiling, and does not exist afterwards.
+// What compilers name where a constant is not a value of its attribute's type: this cannot be
+// called while compiling, and does not exist afterwards.
 void kp_LOG_constant_does_not_fit_its_attribute();
 
-// The C++ type of the values of a Bool, of an integer type, of Float; void of other types.
-template <kp_AttributeType type>
-struct kp_LOG_number_of {
-  using number = void;
-};
-template <>
-struct kp_LOG_number_of<TypeBool> {
-  using number = bool;
-};
-template <>
-struct kp_LOG_number_of<TypeUInt1> {
-  using number = std::uint8_t;
-};
-template <>
-struct kp_LOG_number_of<TypeSInt1> {
-  using number = std::int8_t;
-};
-template <>
-struct kp_LOG_number_of<TypeUInt2> {
-  using number = std::uint16_t;
-};
-template <>
-struct kp_LOG_number_of<TypeSInt2> {
-  using number = std::int16_t;
-};
-template <>
-struct kp_LOG_number_of<TypeUInt4> {
-  using number = std::uint32_t;
-};
-template <>
-struct kp_LOG_number_of<TypeSInt4> {
-  using number = std::int32_t;
-};
-template <>
-struct kp_LOG_number_of<TypeFloat> {
-  using number = double;
-};
+// What compilers name where a variable has values that its attribute's type does not have.
+template <class To, class From>
+constexpr To kp_LOG_variable_needs_static_cast_to(const From& constant) {
+  return static_cast<To>(constant);
+}
 
 // The size class of a string type, the longest text: in bytes (Char32 to Char2K), or in UTF-16 code
 // units of the configured code page's text (MBChar32 to MBChar2K). 0 of other types.
@@ -144,117 +112,58 @@ class _kp_LOG_number_adder {
   }
 };
 
-// What an event is given for the attribute `name`, which is of that type. Compilers name the class
-// where a value is wrong or missing, and with it the attribute. Values are borrowed: use one in the
-// expression that makes it. The headers that "kplog header" writes have a member of such a class
-// for each attribute of an event.
-//
-//   type                  the attribute's
-//   value(), text(),
-//   time()                the value, by the family of the type
-//   add_to(entry)         adds it by the attribute's name, with the errors of the operation
-//   add_to<number>(entry) likewise, where the attribute has that number in its event's definition
-template <kp_AttributeType attribute_type, const auto& name, class Enumeration = void>
-class kp_LOG_EventValue;
-
-// Of a Bool, of an integer, of a Float.
-template <kp_AttributeType attribute_type, const auto& name>
-requires(!std::is_void_v<typename kp_LOG_number_of<attribute_type>::number>)  //
-    class kp_LOG_EventValue<attribute_type, name, void> {
-  using number = typename kp_LOG_number_of<attribute_type>::number;
-
+// A Bool, an integer, a Float.
+template <class number>
+class _kp_LOG_number_value {
  public:
-  static constexpr kp_AttributeType type = attribute_type;
-
-  kp_LOG_EventValue() = delete;  // the attribute is not given a value
+  explicit constexpr _kp_LOG_number_value(number value) : value_(value) {}
 
   template <class From>
-  requires kp_LOG_keeps_value<From, number>
-  constexpr kp_LOG_EventValue(From value) : value_(static_cast<number>(value)) {}
-
-  // A constant. Compiles when the attribute's type can hold it.
-  template <class From>
-  requires(!kp_LOG_keeps_value<From, number> && kp_LOG_number<From> &&
-           kp_LOG_number<number>) consteval kp_LOG_EventValue(From constant)
-      : value_(static_cast<number>(constant)) {
-    if (static_cast<From>(value_) != constant || (value_ < number{}) != (constant < From{}))
+  static consteval number of_constant(const From& constant) {
+    const auto value = kp_LOG_variable_needs_static_cast_to<number>(constant);
+    if (static_cast<From>(value) != constant || (value < number{}) != (constant < From{}))
       kp_LOG_constant_does_not_fit_its_attribute();
+    return value;
   }
 
   constexpr number value() const { return value_; }
 
-  void add_to(kp_LOG_LogEntry& entry) const { _kp_LOG_number_adder::add(entry, name, value_); }
-  template <unsigned char number_in_definition>
-  void add_to(kp_LOG_LogEntry& entry) const {
-    _kp_LOG_number_adder::add(entry, kp_LOG_attribute_key<name, number_in_definition>, value_);
+  template <class Attribute>
+  void add_to(kp_LOG_LogEntry& entry, const Attribute& attribute) const {
+    _kp_LOG_number_adder::add(entry, attribute, value_);
   }
 
  private:
   number value_;
 };
 
-// Of a selector attribute, whose values are enumerators. Other values take a static_cast.
-template <kp_AttributeType attribute_type, const auto& name, class Enumeration>
-requires std::is_enum_v<Enumeration>
-class kp_LOG_EventValue<attribute_type, name, Enumeration> {
-  using number = typename kp_LOG_number_of<attribute_type>::number;
-
- public:
-  static constexpr kp_AttributeType type = attribute_type;
-
-  kp_LOG_EventValue() = delete;  // the attribute is not given a value
-  constexpr kp_LOG_EventValue(Enumeration value) : value_(value) {}
-
-  constexpr number value() const { return static_cast<number>(value_); }
-
-  void add_to(kp_LOG_LogEntry& entry) const { _kp_LOG_number_adder::add(entry, name, value()); }
-  template <unsigned char number_in_definition>
-  void add_to(kp_LOG_LogEntry& entry) const {
-    _kp_LOG_number_adder::add(entry, kp_LOG_attribute_key<name, number_in_definition>, value());
-  }
-
- private:
-  Enumeration value_;
-};
-
-// Of a string type. A literal that its size class cannot hold does not compile; any other text that
-// is too long is refused or cut by the library, as SetActionAttrLenExceed says. A text ends at its
-// first NUL. Entries refuse a null pointer; to text() it is an empty one.
-template <kp_AttributeType attribute_type, const auto& name>
-requires(kp_LOG_longest_text(attribute_type) != 0)  //
-    class kp_LOG_EventValue<attribute_type, name, void> {
-  static constexpr std::size_t longest = kp_LOG_longest_text(attribute_type);
-  static constexpr bool is_of_bytes = attribute_type <= TypeChar2K;
-  // What most code pages need for the longest; those with escape sequences may need more.
-  static constexpr std::size_t size_limit = is_of_bytes ? longest : 4 * longest;
-
+// A text. A literal that its size class cannot hold does not compile; any other
+// text that is too long is refused or cut by the library, as SetActionAttrLenExceed says. A text
+// ends at its first NUL. Entries refuse a null pointer; to text() it is an empty one.
+template <kp_AttributeType type>
+class _kp_LOG_text_value {
+  static constexpr bool is_of_bytes = type <= TypeChar2K;
   template <class T>
   static constexpr bool is_text_pointer =
       std::is_pointer_v<T>&& std::convertible_to<T, const char*>;
 
  public:
-  static constexpr kp_AttributeType type = attribute_type;
-
-  kp_LOG_EventValue() = delete;  // the attribute is not given a value
+  // What most code pages need for the longest text; those with escape sequences may need more.
+  static constexpr std::size_t size_limit = kp_LOG_longest_text(type) * (is_of_bytes ? 1 : 4);
 
   // Copied while it is added, for the NUL that the library needs: to the stack, or, when it is
   // longer than most texts of its class, to the heap.
-  constexpr kp_LOG_EventValue(std::string_view text)
+  constexpr _kp_LOG_text_value(std::string_view text)
       : text_(text.data()), size_(text.size()), is_terminated_(false) {}
 
-  kp_LOG_EventValue(const std::string& text) : text_(text.c_str()) {}
+  _kp_LOG_text_value(const std::string& text) : text_(text.c_str()) {}
 
   template <class Pointer>
   requires is_text_pointer<Pointer>
-  constexpr kp_LOG_EventValue(const Pointer& text) : text_(text) {}
+  constexpr _kp_LOG_text_value(const Pointer& text) : text_(text) {}
 
   template <std::size_t room>
-  constexpr kp_LOG_EventValue(const char (&literal)[room]) : text_(literal) {
-    static_assert(room <= size_limit + 1, "the text is too long for the type of its attribute");
-  }
-
-  template <std::size_t room>
-  constexpr kp_LOG_EventValue(char (&buffer)[room]) : text_(buffer) {}
+  constexpr _kp_LOG_text_value(char (&buffer)[room]) : text_(buffer) {}
 
   constexpr std::string_view text() const {
     if (text_ == nullptr) return {};
@@ -263,31 +172,25 @@ requires(kp_LOG_longest_text(attribute_type) != 0)  //
     return given.substr(0, given.find('\0'));
   }
 
-  void add_to(kp_LOG_LogEntry& entry) const { add_text(entry, static_cast<const char*>(name)); }
-  template <unsigned char number_in_definition>
-  void add_to(kp_LOG_LogEntry& entry) const {
-    add_text(entry, kp_LOG_attribute_key<name, number_in_definition>);
-  }
-
- private:
   template <class Attribute>
-  void add_text(kp_LOG_LogEntry& entry, const Attribute& attribute) const {
-    if (is_terminated_) return add(entry, attribute, text_);
+  void add_to(kp_LOG_LogEntry& entry, const Attribute& attribute) const {
+    if (is_terminated_) return add_text(entry, attribute, text_);
     if (size_ > size_limit)
-      return add(entry, attribute, kp_String(text_, static_cast<unsigned>(size_)).c_str());
+      return add_text(entry, attribute, kp_String(text_, static_cast<unsigned>(size_)).c_str());
     std::array<char, size_limit + 1> copy;
     std::copy_n(text_, size_, copy.data());
     copy[size_] = '\0';
-    add(entry, attribute, copy.data());
+    add_text(entry, attribute, copy.data());
   }
 
-  static void add(kp_LOG_LogEntry& entry, const char* attribute, const char* text) {
+ private:
+  static void add_text(kp_LOG_LogEntry& entry, const char* attribute, const char* text) {
     if constexpr (is_of_bytes)
       entry.AddAttribStr(attribute, text);
     else
       entry.AddAttribMBStr(attribute, text);
   }
-  static void add(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, const char* text) {
+  static void add_text(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key, const char* text) {
     if constexpr (is_of_bytes)
       entry.AddKeyedStr(key, text);
     else
@@ -299,26 +202,127 @@ requires(kp_LOG_longest_text(attribute_type) != 0)  //
   bool is_terminated_ = true;
 };
 
-// Of a Date, Time or Timestamp.
-template <kp_AttributeType attribute_type, const auto& name>
-requires(attribute_type >= TypeDate && attribute_type <= TypeTimestamp)  //
-    class kp_LOG_EventValue<attribute_type, name, void> {
+// A date and time of day.
+class _kp_LOG_time_value {
  public:
-  static constexpr kp_AttributeType type = attribute_type;
-
-  kp_LOG_EventValue() = delete;  // the attribute is not given a value
-  kp_LOG_EventValue(const kp_Time& time) : time_(&time) {}
+  _kp_LOG_time_value(const kp_Time& time) : time_(&time) {}
 
   const kp_Time& time() const { return *time_; }
 
-  void add_to(kp_LOG_LogEntry& entry) const { entry.AddAttribTime(name, *time_); }
-  template <unsigned char number_in_definition>
-  void add_to(kp_LOG_LogEntry& entry) const {
-    entry.AddKeyedTime(kp_LOG_attribute_key<name, number_in_definition>, *time_);
+  void add_to(kp_LOG_LogEntry& entry, const char* name) const { entry.AddAttribTime(name, *time_); }
+  void add_to(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key) const {
+    entry.AddKeyedTime(key, *time_);
   }
 
  private:
   const kp_Time* time_;
+};
+
+// The C++ type of a number type.
+template <kp_AttributeType type>
+struct kp_LOG_number_of;
+template <>
+struct kp_LOG_number_of<TypeBool> {
+  using number = bool;
+};
+template <>
+struct kp_LOG_number_of<TypeUInt1> {
+  using number = std::uint8_t;
+};
+template <>
+struct kp_LOG_number_of<TypeSInt1> {
+  using number = std::int8_t;
+};
+template <>
+struct kp_LOG_number_of<TypeUInt2> {
+  using number = std::uint16_t;
+};
+template <>
+struct kp_LOG_number_of<TypeSInt2> {
+  using number = std::int16_t;
+};
+template <>
+struct kp_LOG_number_of<TypeUInt4> {
+  using number = std::uint32_t;
+};
+template <>
+struct kp_LOG_number_of<TypeSInt4> {
+  using number = std::int32_t;
+};
+template <>
+struct kp_LOG_number_of<TypeFloat> {
+  using number = double;
+};
+
+// What an event is given for the attribute `name`, which is of that type: a class for each family
+// of types. Compilers name the class where a value is wrong or missing, and with it the attribute.
+// Values are borrowed: use one in the expression that makes it. The headers that "kplog header"
+// writes have a member of such a class for each attribute of an event.
+//
+//   type                     the attribute's
+//   value(), text(), time()  the value: of numbers and enumerators (as a number), texts, times
+//   add_to(entry, name)      adds it by a name or a key, with the errors of the operation
+template <kp_AttributeType attribute_type, const auto& name>
+class kp_LOG_EventNumber
+    : public _kp_LOG_number_value<typename kp_LOG_number_of<attribute_type>::number> {
+  using number = typename kp_LOG_number_of<attribute_type>::number;
+  using holder = _kp_LOG_number_value<number>;
+
+ public:
+  static constexpr kp_AttributeType type = attribute_type;
+
+  kp_LOG_EventNumber() = delete;  // the attribute is not given a value
+
+  template <class From>
+  requires kp_LOG_keeps_value<From, number>
+  constexpr kp_LOG_EventNumber(From value) : holder(static_cast<number>(value)) {}
+
+  // A constant of another number type. Compiles when the attribute's type can hold it.
+  template <class From>
+  requires(!kp_LOG_keeps_value<From, number> && kp_LOG_number<From> &&
+           kp_LOG_number<number>) consteval kp_LOG_EventNumber(const From& constant)
+      : holder(holder::of_constant(constant)) {}
+};
+
+// Of a selector attribute. Values that no message has take a static_cast.
+template <kp_AttributeType attribute_type, const auto& name, class Enumeration>
+class kp_LOG_EventEnumerator
+    : public _kp_LOG_number_value<typename kp_LOG_number_of<attribute_type>::number> {
+  using number = typename kp_LOG_number_of<attribute_type>::number;
+
+ public:
+  static constexpr kp_AttributeType type = attribute_type;
+
+  kp_LOG_EventEnumerator() = delete;  // the attribute is not given a value
+  constexpr kp_LOG_EventEnumerator(Enumeration value)
+      : _kp_LOG_number_value<number>(static_cast<number>(value)) {}
+};
+
+template <kp_AttributeType attribute_type, const auto& name>
+class kp_LOG_EventText : public _kp_LOG_text_value<attribute_type> {
+  using holder = _kp_LOG_text_value<attribute_type>;
+
+ public:
+  static constexpr kp_AttributeType type = attribute_type;
+
+  kp_LOG_EventText() = delete;  // the attribute is not given a value
+  using holder::holder;
+
+  template <std::size_t room>
+  constexpr kp_LOG_EventText(const char (&literal)[room])
+      : holder(static_cast<const char*>(literal)) {
+    static_assert(room <= holder::size_limit + 1,
+                  "the text is too long for the type of its attribute");
+  }
+};
+
+template <kp_AttributeType attribute_type, const auto& name>
+class kp_LOG_EventTime : public _kp_LOG_time_value {
+ public:
+  static constexpr kp_AttributeType type = attribute_type;
+
+  kp_LOG_EventTime() = delete;  // the attribute is not given a value
+  using _kp_LOG_time_value::_kp_LOG_time_value;
 };
 
 #endif

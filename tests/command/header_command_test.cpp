@@ -134,8 +134,8 @@ TEST(HeaderText, AttributesThatAreLeftOutKeepTheirNumber) {
                "kplog: 1\nlog_version: \"1.0\"\nevents:\n"
                "  A: {id: 1, attributes: {FIRST: Date, LEFT_OUT: GUID, THIRD: Date}}\n");
   const std::string header = run_kplog(folder.path(), "header -q s.yaml -o log.h && cat log.h").out;
-  EXPECT_THAT(header, HasSubstr("given.FIRST.add_to<0>(*this);"));
-  EXPECT_THAT(header, HasSubstr("given.THIRD.add_to<2>(*this);"));
+  EXPECT_THAT(header, HasSubstr("::kp_LOG_attribute_key<::log::name_FIRST, 0>"));
+  EXPECT_THAT(header, HasSubstr("::kp_LOG_attribute_key<::log::name_THIRD, 2>"));
 }
 
 TEST(HeaderText, SameInputGivesTheSameText) {

@@ -157,14 +157,20 @@ class event_header_writer {
     text_ += cpp_comment(global.note, "");
     line("inline void " + adders_.of(global.name.value) + "(::kp_LOG_LogEntry& entry, " +
          value_class(global, "") + " value) {");
-    line("  value.add_to(entry);\n}");
+    line("  value.add_to(entry, " + names_.of(global.name.value) + ");\n}");
   }
 
-  // The class of an attribute's values.
+  // The class of an attribute's values; `enumeration` is "" of those that are none.
   std::string value_class(const attribute_model& attribute, const std::string& enumeration) {
-    return std::string("::kp_LOG_EventValue<::") +
-           _kp_LOG_get_attribute_type_string(attribute.type) + ", " + scope_ +
-           names_.of(attribute.name.value) + (enumeration.empty() ? "" : ", " + enumeration) + ">";
+    const std::string type = std::string("<::") +
+                             _kp_LOG_get_attribute_type_string(attribute.type) + ", " + scope_ +
+                             names_.of(attribute.name.value);
+    if (!enumeration.empty()) return "::kp_LOG_EventEnumerator" + type + ", " + enumeration + ">";
+    const attribute_type& row = *find_type(attribute.type);
+    const char* const family = row.number != nullptr         ? "Number"
+                               : row.unit != text_unit::none ? "Text"
+                                                             : "Time";
+    return "::kp_LOG_Event" + (family + type) + ">";
   }
 
   // --- enumerations
@@ -401,8 +407,9 @@ class event_header_writer {
     line("  " + name + "(unsigned log_level, const values& given)");
     line("      : kp_LOG_LogEntry(id, log_level) {");
     for (const auto& [attribute, number] : attributes)
-      line("    given." + members_.of(attribute->name.value) + ".add_to<" + std::to_string(number) +
-           ">(*this);");
+      line("    given." + members_.of(attribute->name.value) +
+           ".add_to(*this, ::kp_LOG_attribute_key<" + scope_ + names_.of(attribute->name.value) +
+           ", " + std::to_string(number) + ">);");
     line("  }");
   }
 

@@ -149,7 +149,7 @@ static name_set words_of_public_headers() {
     for (std::sregex_iterator i(text.begin(), text.end(), word), end; i != end; ++i)
       words.insert(i->str());
   }
-  EXPECT_TRUE(words.contains("kp_LOG_EventValue"));
+  EXPECT_TRUE(words.contains("kp_LOG_EventTime"));
   return words;
 }
 

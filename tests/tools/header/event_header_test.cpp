@@ -91,7 +91,7 @@ TEST_F(GeneratedHeader, NothingIsBuiltOfAnEventThatTheFilterRejects) {
 TEST_F(GeneratedHeader, NumbersOfAttributesAreThoseOfTheLoadedDefinitions) {
   const std::string header = read_whole_file(KPLOG_GENERATED_HEADER);
   static const std::regex of_interest(
-      R"(id = ::package_manager::id_(\w+);|given\.(\w+)\.add_to<(\d+)>)");
+      R"(id = ::package_manager::id_(\w+);|<::package_manager::name_(\w+), (\d+)>)");
   const std::map<std::string, unsigned> ids = {
       {"PACKAGE_INSTALLED", package_manager::id_PACKAGE_INSTALLED},
       {"SIGNATURE_CHECKED", package_manager::id_SIGNATURE_CHECKED},
