@@ -111,7 +111,9 @@ class event_header_writer {
 
   void bring_macros_back() {
     if (!bare_names_.empty()) line("\n// The macros are as they were.");
-    for (const std::string& name : bare_names_) (text_ += "#pragma pop_macro(\"") += name + "\")\n";
+    // In this order, since compilers look for the macro that was put aside last.
+    for (auto name = bare_names_.rbegin(); name != bare_names_.rend(); ++name)
+      (text_ += "#pragma pop_macro(\"") += *name + "\")\n";
   }
 
   // --- constants
@@ -314,9 +316,7 @@ class event_header_writer {
     const std::string& name = classes_.of(event.name.value);
     line("class " + name + ";");
     line("struct " + aggregate_of(event) + " {");
-    line("  static constexpr ::std::uint32_t id = " + scope_ + ids_.of(event.name.value) + ";");
-    line("  static constexpr ::std::uint32_t property_flags = 0x" + hexadecimal(event.flags, 8) +
-         ";");
+    write_id_and_flags(event);
     line("  static constexpr unsigned default_level = 3;");
     line("  static constexpr ::std::uint64_t fingerprint = 0x" +
          hexadecimal(fingerprint_of(event), 16) + "u;");
@@ -334,6 +334,12 @@ class event_header_writer {
     for (const auto& [attribute, number] : attributes) write_member(event, *attribute);
     write_visit(attributes);
     line("};\n");
+  }
+
+  void write_id_and_flags(const event_model& event) {
+    line("  static constexpr ::std::uint32_t id = " + scope_ + ids_.of(event.name.value) + ";");
+    line("  static constexpr ::std::uint32_t property_flags = 0x" + hexadecimal(event.flags, 8) +
+         ";");
   }
 
   // The enumeration is named from outermost to innermost: a member may be called as it is.
@@ -377,8 +383,7 @@ class event_header_writer {
     const std::string& name = classes_.of(event.name.value);
     const std::string aggregate = scope_ + aggregate_of(event);
     line("class " + name + " : public ::kp_LOG_LogEntry {\n public:");
-    line("  static constexpr ::std::uint32_t id = " + aggregate + "::id;");
-    line("  static constexpr ::std::uint32_t property_flags = " + aggregate + "::property_flags;");
+    write_id_and_flags(event);
     line("  using values = " + aggregate + ";");
     for (const auto& [attribute, number] : attributes)
       if (is_enumerated(event, *attribute))
@@ -400,8 +405,8 @@ class event_header_writer {
   void write_constructors(const std::string& name,
                           const std::vector<numbered_attribute>& attributes) {
     if (attributes.empty()) {
-      line("  explicit " + name + "(unsigned log_level) : kp_LOG_LogEntry(id, log_level) {}");
-      line("  " + name + "(unsigned log_level, const values&) : " + name + "(log_level) {}");
+      line("  explicit " + name + "(unsigned log_level, const values& = {})");
+      line("      : kp_LOG_LogEntry(id, log_level) {}");
       return;
     }
     line("  " + name + "(unsigned log_level, const values& given)");
