@@ -245,6 +245,13 @@ kp_Time::kp_Time(std::chrono::system_clock::time_point moment) {
   tell(seconds.count(), zone.bias, zone.daylight);
 }
 
+kp_Time kp_Time::in_GMT(long long seconds) {
+  kp_Time time{not_told()};
+  time.tell(seconds, 0, 0);
+  time.gmt_ = true;
+  return time;
+}
+
 std::chrono::system_clock::time_point kp_Time::to_time_point() const {
   using clock = std::chrono::system_clock;
   using std::chrono::seconds;

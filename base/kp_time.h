@@ -24,6 +24,9 @@ class KP_API kp_Time {
   // That moment, without its fraction of a second, told in local time with the bias and flag that
   // the C library's zone has then.
   explicit kp_Time(std::chrono::system_clock::time_point moment);
+  // The moment that many seconds after 1970-01-01 00:00:00 GMT, told in GMT, with bias and daylight
+  // flag 0. The system's zone is not asked.
+  static kp_Time in_GMT(long long seconds);
   // The instant, whatever mode it is told in. One that a time_point does not reach (in Linux before
   // 1677 and after 2262) gives the nearest that it does.
   std::chrono::system_clock::time_point to_time_point() const;
@@ -71,7 +74,9 @@ class KP_API kp_Time {
   long long seconds_as_told() const;            // since 1970-01-01 00:00:00, in the time's own mode
   void set_seconds_as_told(long long seconds);  // the inverse
   int offset_minutes() const;                   // local minus GMT
-  void take_system_zone();                      // bias and flag of the moment the fields tell
+  struct not_told {};
+  explicit kp_Time(not_told) {}  // to be told
+  void take_system_zone();       // bias and flag of the moment the fields tell
   void tell(long long instant, short bias, short flag);  // in local mode
   void tell_and_remember(long long now);                 // the current second, likewise
 

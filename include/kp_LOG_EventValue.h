@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -202,21 +203,44 @@ class _kp_LOG_text_value {
   bool is_terminated_ = true;
 };
 
-// A date and time of day.
+// A date and time of day. A kp_Time is borrowed. A time of std::chrono's system_clock, in whatever
+// units, is told in GMT, without its fraction of a second; one before year 0 or after year 65535
+// as the nearest one.
 class _kp_LOG_time_value {
  public:
-  _kp_LOG_time_value(const kp_Time& time) : time_(&time) {}
+  _kp_LOG_time_value(const kp_Time& time) : given_(&time), is_own_(false) {}
 
-  const kp_Time& time() const { return *time_; }
+  template <class Duration>
+  _kp_LOG_time_value(const std::chrono::time_point<std::chrono::system_clock, Duration>& moment)
+      : own_(kp_Time::in_GMT(seconds_of(moment.time_since_epoch()))), is_own_(true) {}
 
-  void add_to(kp_LOG_LogEntry& entry, const char* name) const { entry.AddAttribTime(name, *time_); }
+  const kp_Time& time() const { return is_own_ ? own_ : *given_; }
+
+  void add_to(kp_LOG_LogEntry& entry, const char* name) const { entry.AddAttribTime(name, time()); }
   void add_to(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key) const {
-    entry.AddKeyedTime(key, *time_);
+    entry.AddKeyedTime(key, time());
   }
 
  private:
-  const kp_Time* time_;
+  // Looked at as a floating-point number first, which no duration is too long for.
+  template <class Duration>
+  static long long seconds_of(const Duration& since_1970) {
+    constexpr double first = -62167219200.0;  // 0000-01-01 00:00:00
+    constexpr double last = 2005949145599.0;  // 65535-12-31 23:59:59
+    const double about = std::chrono::duration<double>(since_1970).count();
+    if (!(about > first)) return static_cast<long long>(first);
+    if (!(about < last)) return static_cast<long long>(last);
+    using seconds = std::chrono::duration<long long>;
+    return std::chrono::floor<seconds>(since_1970).count();
+  }
+
+  union {
+    const kp_Time* given_;
+    kp_Time own_;
+  };
+  bool is_own_;
 };
+static_assert(std::is_trivially_copyable_v<kp_Time>);
 
 // The C++ type of a number type.
 template <kp_AttributeType type>

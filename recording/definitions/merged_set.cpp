@@ -126,6 +126,17 @@ static void check_global_count(const definition_set& set, const definition_set& 
               "is one more");
 }
 
+static void check_level_values(const definition_set& set, const definition_set& std_set,
+                               diagnostic_list& found) {
+  for (const auto& [name, level] : set.levels) {
+    const auto held = std_set.levels.find(name);
+    if (held != std_set.levels.end() && held->second.value != level.value)
+      found.add("level-value"_rule, level.place,
+                "the STD set gives the level " + in_quotes(name) + " another value",
+                held->second.place, "its value is given here");
+  }
+}
+
 static void check_flag_values(const definition_set& set, const definition_set& std_set,
                               diagnostic_list& found) {
   for (const auto& [name, bits] : set.flags) {
@@ -141,6 +152,7 @@ void check_against_std(const definition_set& set, const std_definitions& standar
                        diagnostic_list& found) {
   check_global_count(set, standard.set(), found);
   check_flag_values(set, standard.set(), found);
+  check_level_values(set, standard.set(), found);
   for (const event_model& event : set.events) {
     const event_model* const std_event = standard.find(event.id.value);
     if (std_event != nullptr && event.id.is_given())

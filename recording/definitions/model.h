@@ -14,6 +14,8 @@
 
 constexpr uint32_t definition_debug_flag = 1u << 26;  // the bit named DEBUG in every set
 constexpr size_t log_version_limit = 7;               // bytes
+constexpr uint32_t log_level_limit = 9;
+constexpr uint32_t usual_log_level = 3;  // of an event whose source says nothing
 
 // A value together with where it was given.
 template <class T>
@@ -69,6 +71,11 @@ struct event_model {
   placed<uint32_t> second_word;
   std::vector<placed<std::string>> flag_names;
   uint32_t flags = 0;  // made of the names
+  // The level that programs log it with: a number or a name, its own or its source's. A source
+  // says it to generated headers; compiled files do not hold it.
+  placed<std::string> level;
+  bool has_own_level = false;
+  uint32_t default_level = usual_log_level;  // made of it
   std::string note;
   std::vector<attribute_model> attributes;
   placed<std::string> selector;
@@ -99,6 +106,8 @@ struct definition_set {
   bool may_be_auxiliary = false;          // an STD set that is not known may add to it
   placed<std::string> log_version;
   std::map<std::string, flag_model, std::less<>> flags;
+  std::map<std::string, placed<uint32_t>, std::less<>> levels;  // by names of identifiers
+  std::vector<placed<std::string>> source_levels;               // of sources that give one
   std::vector<attribute_model> globals;
   std::vector<placed<std::string>> code_pages;  // of each source, what its texts fit into
   std::vector<id_range> retired;

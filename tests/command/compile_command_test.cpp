@@ -134,7 +134,7 @@ TEST(CompileBytes, SameInputGivesTheSameBytes) {
 
 static const char* const bad_sources =
     "bad_set.yaml bad_conflicts.yaml bad_texts.yaml bad_templates.yaml bad_both.yaml "
-    "bad_bytes.yaml";
+    "bad_bytes.yaml bad_levels.yaml";
 
 TEST(CompileDiagnostics, GoldenListOfEverythingWrongWithBadSources) {
   const auto run =

@@ -138,6 +138,93 @@ TEST(HeaderText, AttributesThatAreLeftOutKeepTheirNumber) {
   EXPECT_THAT(header, HasSubstr("::kp_LOG_attribute_key<::log::name_THIRD, 2>"));
 }
 
+static std::string header_of(const std::string& source) {
+  const temp_folder folder;
+  folder.write("events.yaml", source);
+  const auto run = run_kplog(folder.path(), "header -q events.yaml -o -");
+  EXPECT_EQ(run.err, "");
+  return run.out;
+}
+
+static size_t count_of(const std::string& text, const std::string& part) {
+  size_t n = 0;
+  for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) ++n;
+  return n;
+}
+
+TEST(HeaderText, LevelsAreTheEventsTheirSourcesOr3) {
+  const std::string head = "kplog: 1\nlog_version: \"1\"\n";
+  EXPECT_THAT(header_of(head + "events: {A: {id: 1}}\n"), HasSubstr(" default_level = 3;\n"));
+  EXPECT_THAT(header_of(head + "level: 0x7\nevents: {A: {id: 1}}\n"),
+              HasSubstr(" default_level = 7;\n"));
+  const std::string named =
+      header_of(head +
+                "levels: {info: 5, critical: 1, error: 2}\nlevel: info\n"
+                "events: {A: {id: 1}, B: {id: 2, level: error}, C: {id: 3, level: 0}}\n");
+  EXPECT_THAT(named, HasSubstr("enum class level : unsigned {\n  critical = 1,\n  error = 2,\n"
+                               "  info = 5,\n};\n"));
+  EXPECT_EQ(count_of(named, " default_level = 5;\n"), 1u);
+  EXPECT_EQ(count_of(named, " default_level = 2;\n"), 1u);
+  EXPECT_EQ(count_of(named, " default_level = 0;\n"), 1u);
+}
+
+// Another source's level is not this one's, but its names are.
+TEST(HeaderText, NamesOfLevelsAreThoseOfAllSources) {
+  const temp_folder folder;
+  folder.write("a.yaml",
+               "kplog: 1\nlog_version: \"1\"\nlevels: {bad: 1}\nlevel: 8\nevents: {A: {id: 1}}\n");
+  folder.write("b.yaml",
+               "kplog: 1\nlevels: {bad: 1}\nevents: {B: {id: 2, level: bad}, C: {id: 3}}\n");
+  const std::string header = run_kplog(folder.path(), "header -q b.yaml a.yaml -o -").out;
+  EXPECT_EQ(count_of(header, " default_level = 8;\n"), 1u);
+  EXPECT_EQ(count_of(header, " default_level = 1;\n"), 1u);
+  EXPECT_EQ(count_of(header, " default_level = 3;\n"), 1u);
+  folder.write("c.yaml", "kplog: 1\nlevels: {bad: 2}\n");
+  EXPECT_THAT(run_kplog(folder.path(), "header -q a.yaml c.yaml -o -").err,
+              HasSubstr("c.yaml:2:15: error[level-value]: the level \"bad\" has another value"));
+}
+
+TEST(HeaderText, CompiledFileHasNoLevels) {
+  const temp_folder folder;
+  folder.write("s.yaml",
+               "kplog: 1\nlog_version: \"1\"\nlevels: {bad: 1}\nlevel: bad\n"
+               "events: {A: {id: 1, message: m}}\n");
+  ASSERT_EQ(run_kplog(folder.path(), "compile -q s.yaml -o s.ldf").status, 0);
+  const std::string header = run_kplog(folder.path(), "header -q s.ldf -o -").out;
+  EXPECT_THAT(header, HasSubstr(" default_level = 3;\n"));
+  EXPECT_THAT(header, Not(HasSubstr("enum class level")));
+}
+
+// So that nothing is compiled again for it.
+TEST(HeaderText, DoesNotChangeWithTheTextsOfMessages) {
+  const auto source = [](const std::string& text) {
+    return "kplog: 1\nlog_version: \"1\"\nevents:\n  A:\n    id: 1\n    attributes: {KIND: UInt1}\n"
+           "    select: KIND\n    message: \"" +
+           text +
+           "\"\n    messages:\n"
+           "      - {index: 1, value: 1, name: open, text: \"open " +
+           text + "\"}\n";
+  };
+  EXPECT_EQ(header_of(source("one")), header_of(source("another")));
+}
+
+TEST(HeaderText, EnumerationsStandInTheNamespaceWhereEventsAgree) {
+  const auto event = [](const std::string& name, const std::string& id, const std::string& value) {
+    return "  " + name + ":\n    id: " + id +
+           "\n    attributes: {KIND: UInt1}\n    select: KIND\n"
+           "    messages:\n      - {index: 1, value: " +
+           value + ", name: open, text: x}\n";
+  };
+  const std::string head = "kplog: 1\nlog_version: \"1\"\nevents:\n";
+  const std::string agreed = header_of(head + event("A", "1", "1") + event("B", "2", "1"));
+  EXPECT_EQ(count_of(agreed, "\nenum class KIND : ::std::uint8_t {\n"), 1u);
+  EXPECT_EQ(count_of(agreed, "  using KIND_value = ::log_events::KIND;\n"), 2u);
+  const std::string disagreed = header_of(head + event("A", "1", "1") + event("B", "2", "2"));
+  EXPECT_EQ(count_of(disagreed, "\nenum class KIND "), 0u);
+  EXPECT_EQ(count_of(disagreed, "\n  enum class KIND_value : ::std::uint8_t {\n"), 2u);
+  EXPECT_THAT(disagreed, HasSubstr("  using KIND_value = ::log_events::B::KIND_value;\n"));
+}
+
 TEST(HeaderText, SameInputGivesTheSameText) {
   EXPECT_EQ(small_header(""), small_header(""));
 }

@@ -296,6 +296,23 @@ TEST(TimeNowDeathTest, AZoneOfTheSameOffsetAndNamesIsNoticedAtOnce) {
 
 // ---- moments of the system's clock ----
 
+TEST(Time, SecondsAreToldInGMTWhateverTheZone) {
+  const environment_value zone("TZ", "Asia/Tokyo");
+  for (const long long seconds : {0LL, -1LL, 86399LL, 951782400LL, 1795340327LL, 253402300800LL}) {
+    const kp_Time time = kp_Time::in_GMT(seconds);
+    EXPECT_TRUE(time.is_GMT_time_mode());
+    EXPECT_EQ(time.get_zone_bias(), 0);
+    EXPECT_EQ(time.get_daylight_flag(), 0);
+    const std::chrono::sys_seconds moment{std::chrono::seconds(seconds)};
+    const std::chrono::year_month_day date(std::chrono::floor<std::chrono::days>(moment));
+    EXPECT_EQ(time.get_year(), static_cast<int>(date.year()));
+    EXPECT_EQ(time.get_month(), static_cast<unsigned>(date.month()));
+    EXPECT_EQ(time.get_day(), static_cast<unsigned>(date.day()));
+    EXPECT_EQ(time.get_second(), (seconds % 60 + 60) % 60);
+    EXPECT_EQ(time.compare_time(kp_Time(moment)), 0);
+  }
+}
+
 using clock_point = std::chrono::system_clock::time_point;
 
 TEST(TimeOfTheClock, IsToldInLocalTimeWithTheZoneOfTheMoment) {

@@ -122,6 +122,7 @@ class event_header_writer {
     line("\n// The log version of every entry.");
     line("inline constexpr char log_version[] = " + cpp_literal(set_.log_version.value) + ";");
     write_flags();
+    write_levels();
     if (!set_.events.empty()) line("\n// Entry IDs.");
     for (const event_model& event : set_.events)
       line("inline constexpr ::std::uint32_t " + ids_.of(event.name.value) + " = " +
@@ -134,6 +135,17 @@ class event_header_writer {
     for (const auto& [name, bits] : set_.flags)
       line("inline constexpr ::std::uint32_t " + flags_.of(name) + " = 0x" +
            hexadecimal(bits.value, 8) + ";");
+  }
+
+  void write_levels() {
+    if (set_.levels.empty()) return;
+    std::vector<std::pair<uint32_t, std::string>> levels;
+    for (const auto& [name, level] : set_.levels) levels.emplace_back(level.value, name);
+    std::sort(levels.begin(), levels.end());
+    line("\n// Levels.\nenum class " + *bare_names_.insert("level").first + " : unsigned {");
+    for (const auto& [level, name] : levels)
+      line("  " + *bare_names_.insert(name).first + " = " + std::to_string(level) + ",");
+    line("};");
   }
 
   void write_attribute_names() {
@@ -317,7 +329,8 @@ class event_header_writer {
     line("class " + name + ";");
     line("struct " + aggregate_of(event) + " {");
     write_id_and_flags(event);
-    line("  static constexpr unsigned default_level = 3;");
+    line("  static constexpr unsigned default_level = " + std::to_string(event.default_level) +
+         ";");
     line("  static constexpr ::std::uint64_t fingerprint = 0x" +
          hexadecimal(fingerprint_of(event), 16) + "u;");
     line("  using entry = " + scope_ + name + ";");
@@ -432,6 +445,7 @@ class event_header_writer {
 
   std::set<std::string, std::less<>> prefixed_names() {
     std::set<std::string, std::less<>> names = {"log_version"};
+    if (!set_.levels.empty()) names.insert("level");
     const auto add_names_of = [&](const std::vector<attribute_model>& attributes) {
       for (const attribute_model& attribute : attributes)
         names.insert(names_.of(attribute.name.value));

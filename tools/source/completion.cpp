@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <string>
 #include <unordered_map>
 
@@ -24,6 +25,7 @@ class definition_set_completion {
     check_count(set_.globals, "global attributes");
     check_time_attributes(set_.globals);
     check_log_version();
+    for (const placed<std::string>& level : set_.source_levels) check_level(level);
     for (event_model& event : set_.events) check_event(event);
     if (std_ != nullptr) check_against_std(set_, *std_, found_);
   }
@@ -42,6 +44,7 @@ class definition_set_completion {
     check_time_attributes(event.attributes);
     check_message_count(event);
     complete_flags(event);
+    complete_level(event);
     check_selector(event);
     check_selector_messages(event);
     complete_messages(event);
@@ -102,14 +105,52 @@ class definition_set_completion {
         found_.add("unknown-flag"_rule, name.place,
                    "no flag " + in_quotes(name.value) +
                        nearest_name_hint(name.value, flag_names()) +
-                       (has_lost_flag_names() ? "; the STD set is compiled, and so has no names of "
-                                                "flags: give its source"
-                                              : ""));
+                       (has_lost_names() ? "; the STD set is compiled, and so has no names of "
+                                           "flags: give its source"
+                                         : ""));
     }
   }
 
-  // A compiled file has the bits of flags alone.
-  bool has_lost_flag_names() const {
+  // What is wrong with a level of the source is said there, once.
+  void complete_level(event_model& event) {
+    if (event.has_own_level) check_level(event.level);
+    event.default_level = number_of_level(event.level).value_or(usual_log_level);
+  }
+
+  void check_level(const placed<std::string>& level) {
+    if (set_.is_whole && !number_of_level(level))
+      found_.add("unknown-level"_rule, level.place,
+                 "no level " + in_quotes(level.value) +
+                     nearest_name_hint(level.value, level_names()) +
+                     (has_lost_names() ? "; the STD set is compiled, and so has no names of "
+                                         "levels: give its source"
+                                       : ""));
+  }
+
+  // Nothing where the name is none. The reader has read numbers.
+  std::optional<uint32_t> number_of_level(const placed<std::string>& level) const {
+    if (!level.is_given()) return usual_log_level;
+    const std::string& text = level.value;
+    if (text.size() == 1 && text[0] >= '0' && text[0] <= '9')
+      return static_cast<uint32_t>(text[0] - '0');
+    const auto named = set_.levels.find(text);
+    if (named != set_.levels.end()) return named->second.value;
+    if (std_ == nullptr) return std::nullopt;
+    const auto std_named = std_->set().levels.find(text);
+    if (std_named == std_->set().levels.end()) return std::nullopt;
+    return std_named->second.value;
+  }
+
+  std::vector<std::string_view> level_names() const {
+    std::vector<std::string_view> names;
+    for (const auto& [name, level] : set_.levels) names.push_back(name);
+    if (std_ != nullptr)
+      for (const auto& [name, level] : std_->set().levels) names.push_back(name);
+    return names;
+  }
+
+  // A compiled file has the bits of flags alone, and no levels.
+  bool has_lost_names() const {
     return std_ != nullptr && !std_->set().sources.empty() &&
            std_->set().sources.front()->is_binary();
   }

@@ -124,11 +124,18 @@ class definition_source_reader : private source_value_reader {
   void read(const yaml_node& root) {
     const size_t first_event = set_.events.size();
     read_map(root, file_keys, *this, "a source");
-    for (size_t i = first_event; i < set_.events.size(); ++i) set_.events[i].renderer = renderer_;
+    for (size_t i = first_event; i < set_.events.size(); ++i) complete(set_.events[i]);
   }
 
  private:
   using reader = definition_source_reader;
+
+  // With what its source says of all events.
+  void complete(event_model& event) {
+    event.renderer = renderer_;
+    event.has_own_level = event.level.is_given();
+    if (!event.has_own_level) event.level = level_;
+  }
 
   template <class Target>
   struct key_row {
@@ -137,8 +144,8 @@ class definition_source_reader : private source_value_reader {
     bool is_required = false;
   };
 
-  static const std::array<key_row<reader>, 11> file_keys;
-  static const std::array<key_row<event_model>, 10> event_keys;
+  static const std::array<key_row<reader>, 13> file_keys;
+  static const std::array<key_row<event_model>, 11> event_keys;
   static const std::array<key_row<attribute_model>, 4> attribute_keys;
   static const std::array<key_row<accepted_difference>, 2> accepted_keys;
   static const std::array<key_row<message_model>, 3> message_keys;
@@ -257,6 +264,59 @@ class definition_source_reader : private source_value_reader {
       found().add("flag-value"_rule, bits.place,
                   "the flag " + in_quotes(name.value) + " has another value already",
                   first->second.place, "its value is given here first");
+  }
+
+  // --- levels
+
+  void read_levels(const yaml_node& node, reader&) {
+    if (!is_map(node, "levels are a map of names and numbers")) return;
+    for (size_t i = 0; i < node.children.size(); i += 2)
+      read_named_level(node.children[i], node.children[i + 1]);
+  }
+
+  void read_named_level(const yaml_node& key, const yaml_node& node) {
+    placed<std::string> name;
+    placed<uint32_t> level;
+    const bool has_name = !key.is_refused && read_name(key, name);
+    if (has_name && cpp_identifier(name.value) != name.value)
+      add("bad-name"_rule, key,
+          "a level's name is an enumerator of generated headers: letters, digits and single "
+          "underscores, none of these first, and no word of C++");
+    if (!read_level_number(node, level) || !has_name) return;
+    const auto [first, is_new] = set_.levels.emplace(name.value, level);
+    if (!is_new && first->second.value != level.value)
+      found().add("level-value"_rule, level.place,
+                  "the level " + in_quotes(name.value) + " has another value already",
+                  first->second.place, "its value is given here first");
+  }
+
+  bool read_level_number(const yaml_node& node, placed<uint32_t>& level) {
+    if (!read_number(node, level)) return false;
+    if (level.value <= log_level_limit) return true;
+    add("level-value"_rule, node, "a level is a number from 0 to 9");
+    return false;
+  }
+
+  // A number, or a name that the set gives one.
+  void read_level(const yaml_node& node, placed<std::string>& level) {
+    const bool is_number =
+        node.kind == yaml_node::kinds::scalar && !node.text.empty() &&
+        std::string_view("+-.0123456789").find(node.text.front()) != std::string_view::npos;
+    placed<uint32_t> number;
+    if (!is_number)
+      read_text(node, level,
+                "a level is a number from 0 to 9, or a name that \"levels\" gives one");
+    else if (read_level_number(node, number))
+      level = {std::to_string(number.value), number.place};
+  }
+
+  void read_source_level(const yaml_node& node, reader&) {
+    read_level(node, level_);
+    if (level_.is_given()) set_.source_levels.push_back(level_);
+  }
+
+  void read_event_level(const yaml_node& node, event_model& event) {
+    read_level(node, event.level);
   }
 
   void read_globals(const yaml_node& node, reader&) {
@@ -483,15 +543,18 @@ class definition_source_reader : private source_value_reader {
 
   definition_set& set_;
   message_renderer renderer_ = message_renderer::icu;
+  placed<std::string> level_;
 };
 
-constexpr std::array<definition_source_reader::key_row<definition_source_reader>, 11>
+constexpr std::array<definition_source_reader::key_row<definition_source_reader>, 13>
     definition_source_reader::file_keys = {{
         {"kplog", &reader::read_format, true},
         {"log_version", &reader::read_log_version},
         {"renderer", &reader::read_renderer},
         {"code_pages", &reader::read_code_pages},
         {"flags", &reader::read_flags},
+        {"levels", &reader::read_levels},
+        {"level", &reader::read_source_level},
         {"attributes", &reader::read_globals},
         {"ids", &reader::read_id_ranges},
         {"retired", &reader::read_retired},
@@ -500,11 +563,12 @@ constexpr std::array<definition_source_reader::key_row<definition_source_reader>
         {"events", &reader::read_events},
     }};
 
-constexpr std::array<definition_source_reader::key_row<event_model>, 10>
+constexpr std::array<definition_source_reader::key_row<event_model>, 11>
     definition_source_reader::event_keys = {{
         {"id", &reader::read_event_id, true},
         {"second_word", &reader::read_second_word},
         {"flags", &reader::read_event_flags},
+        {"level", &reader::read_event_level},
         {"note", &reader::read_event_note},
         {"attributes", &reader::read_event_attributes},
         {"select", &reader::read_select},

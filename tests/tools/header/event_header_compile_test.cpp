@@ -109,6 +109,99 @@ TEST(HeaderRefusal, IsOfWhatTheDefinitionsDoNotSay) {
         << said;
 }
 
+// --- What compilers say of it -------------------------------------------------------------------
+
+// An event whose attributes nothing else in the program is called as, and a fault that is said
+// behind the name of one of them.
+struct fault_case {
+  std::string attributes;  // as a source declares them
+  std::string given;
+  std::string named;  // the attribute
+  std::string said;   // by both compilers, behind the name; may be ""
+};
+
+static const std::vector<fault_case> fault_cases = {
+    // Missing.
+    {"A1: MBChar64, B1: UInt4", ".A1 = text", "name_B1", ""},
+    {"A2: MBChar64, B2: UInt4", ".B2 = 1", "name_A2", ""},
+    {"A3: MBChar64, B3: UInt4, C3: Timestamp", "text", "name_B3", ""},
+    // Misspelt.
+    {"A4: UInt4", ".A4X = 1", "A4X", ""},
+    // Wrong.
+    {"A5: UInt4", ".A5 = text", "name_A5", ""},
+    {"A6: MBChar64", ".A6 = 1", "name_A6", ""},
+    {"A7: Timestamp", ".A7 = 1", "name_A7", ""},
+    {"A8: Bool", ".A8 = 1", "name_A8", ""},
+    {"A9: Char32", ".A9 = \"" + std::string(33, 'x') + '"', "name_A9", ""},
+    {"A10: UInt2", ".A10 = -1", "name_A10", "kp_LOG_constant_does_not_fit_its_attribute"},
+    // A variable of a type with other values.
+    {"A11: UInt4", ".A11 = size", "name_A11", "kp_LOG_variable_needs_static_cast_to"},
+    {"A12: UInt2", ".A12 = i", "name_A12", "kp_LOG_variable_needs_static_cast_to"},
+};
+
+static std::string source_of_faults() {
+  std::string source = "kplog: 1\nlog_version: \"1\"\nevents:\n";
+  for (size_t i = 0; i < fault_cases.size(); ++i)
+    source += "  E" + std::to_string(i) + ": {id: " + std::to_string(i + 1) + ", attributes: {" +
+              fault_cases[i].attributes + "}}\n";
+  return source;
+}
+
+static std::string program_of_faults() {
+  std::string program = "#include \"events.h\"\ntemplate <class Event> void record(Event);\n";
+  for (size_t i = 0; i < fault_cases.size(); ++i)
+    program += "void run_" + std::to_string(i) +
+               "(const char* text, std::size_t size, int i) {\n  record(events::E" +
+               std::to_string(i) + "{" + fault_cases[i].given + "});\n}\n";
+  return program;
+}
+
+// What is said behind the name, until another is named.
+static std::string said_behind(const std::string& name, const std::string& said) {
+  const std::regex found("\\b" + name + "\\b");
+  std::smatch match;
+  if (!std::regex_search(said, match, found)) return "";
+  const auto end = static_cast<size_t>(match.position()) + name.size();
+  size_t next = said.find("name_A", end);
+  while (next != std::string::npos && said.compare(next, name.size(), name) == 0)
+    next = said.find("name_A", next + 1);
+  return said.substr(end, next - end);
+}
+
+TEST(HeaderFaults, NameTheAttributeInTheTextOfEachCompiler) {
+  const temp_folder folder;
+  folder.write("events.yaml", source_of_faults());
+  ASSERT_EQ(run_kplog(folder.path(), "header -q events.yaml -o events.h").status, 0);
+  // Without the lines of the program, which name attributes in any case.
+  for (const char* compiler : {"g++ -std=c++20 -fno-diagnostics-show-caret",
+                               "clang++-14 -std=c++20 -ferror-limit=0 -fno-caret-diagnostics"}) {
+    EXPECT_NE(compile_in(folder, program_of_faults(), compiler), 0);
+    const std::string said = read_whole_file(folder.file("said"));
+    for (const fault_case& fault : fault_cases) {
+      const std::string behind = said_behind(fault.named, said);
+      EXPECT_NE(behind, "") << compiler << ' ' << fault.named << '\n' << said;
+      EXPECT_NE(behind.find(fault.said), std::string::npos)
+          << compiler << ' ' << fault.named << '\n'
+          << said;
+    }
+  }
+}
+
+// What the page and the texts of compilers advise.
+TEST(HeaderFaults, AreMendedAsTheySay) {
+  const temp_folder folder;
+  folder.write("events.yaml",
+               "kplog: 1\nlog_version: \"1\"\nevents: {E: {id: 1, attributes: {N: UInt4}}}\n");
+  ASSERT_EQ(run_kplog(folder.path(), "header -q events.yaml -o events.h").status, 0);
+  EXPECT_TRUE(compiles_in(folder,
+                          "#include \"events.h\"\n"
+                          "events::E made(std::size_t n) {\n"
+                          "  static const int constant = 5;\n"
+                          "  events::E{.N = constant}; events::E{.N = sizeof n};\n"
+                          "  return {.N = static_cast<std::uint32_t>(n)};\n}\n"))
+      << read_whole_file(folder.file("said"));
+}
+
 TEST(HeaderPage, ItsProgramCompilesWithTheHeaderOfTheSourcePagesExample) {
   const temp_folder folder;
   folder.write("events.yaml", page_block("definition-source.md", "# Definition sources"));

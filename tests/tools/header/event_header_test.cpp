@@ -1,6 +1,7 @@
 // A header that "kplog header" wrote, in use: the build makes it of the example set.
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <map>
 #include <regex>
 #include <string>
@@ -274,6 +275,43 @@ TEST_F(GeneratedHeader, TimesAndRealsArrive) {
       1, {.SHARE = 0.5, .ENDED = kp_Time(2026, 11, 15, 17, 2, 56), .PEER = "mirror"});
   EXPECT_EQ(entry.GetAttribFloat8("SHARE"), 0.5);
   EXPECT_EQ(entry.GetAttribTime("ENDED").compare_time(kp_Time(2026, 11, 15, 17, 2, 56)), 0);
+}
+
+// The text of the time that an aggregate is given.
+template <class Time>
+static std::string time_given(const Time& time) {
+  std::string text;
+  const package_manager::DOWNLOAD_FINISHED event{.SHARE = 1, .ENDED = time, .PEER = "m"};
+  const package_manager::DOWNLOAD_FINISHED copy = event;
+  char buffer[40];
+  copy.ENDED.time().print_out(buffer, sizeof buffer);
+  return buffer;
+}
+
+TEST_F(GeneratedHeader, TimesOfTheSystemClockAreToldInGMT) {
+  using std::chrono::system_clock;
+  using namespace std::chrono_literals;
+  const std::chrono::sys_days day = std::chrono::year(2026) / 11 / 15;
+  EXPECT_EQ(time_given(day), "2026-11-15T00:00:00Z");
+  EXPECT_EQ(time_given(day + 17h), "2026-11-15T17:00:00Z");
+  EXPECT_EQ(time_given(day + 17h + 2min + 56s + 999999999ns), "2026-11-15T17:02:56Z");
+  EXPECT_EQ(time_given(system_clock::time_point(-1ns)), "1969-12-31T23:59:59Z");
+  EXPECT_EQ(time_given(std::chrono::sys_time<std::chrono::duration<double>>(1.5s)),
+            "1970-01-01T00:00:01Z");
+  const auto now = system_clock::now();
+  const entry_DOWNLOAD_FINISHED entry(1, {.SHARE = 1, .ENDED = now, .PEER = "m"});
+  EXPECT_EQ(entry.GetAttribTime("ENDED").to_time_point(),
+            std::chrono::floor<std::chrono::seconds>(now));
+}
+
+TEST_F(GeneratedHeader, TimesThatNoYearTellsAreTheNearestOnes) {
+  using std::chrono::sys_time;
+  EXPECT_EQ(time_given(sys_time<std::chrono::hours>::max()), "65535-12-31T23:59:59Z");
+  EXPECT_EQ(time_given(sys_time<std::chrono::hours>::min()), "0000-01-01T00:00:00Z");
+  using real = std::chrono::duration<double>;
+  EXPECT_EQ(time_given(sys_time<real>(real(1e300))), "65535-12-31T23:59:59Z");
+  EXPECT_EQ(time_given(sys_time<real>(real(std::numeric_limits<double>::quiet_NaN()))),
+            "0000-01-01T00:00:00Z");
 }
 
 TEST_F(GeneratedHeader, GlobalAttributesAreAddedToAnyEntry) {
