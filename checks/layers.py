@@ -7,7 +7,7 @@ import subprocess
 import sys
 
 PAGE = pathlib.Path("docs/architecture.md")
-ROOTS = ("base", "include", "logging", "recording", "tools", "examples")
+ROOTS = ("base", "include", "logging", "recording", "recorder", "tools", "examples")
 EVERYWHERE = {"logging/logmsg.h"}  # forward declarations alone
 ON_TOP = 99  # tools/main.cpp, which is in no room
 

@@ -24,7 +24,7 @@ static constexpr size_t log_suffix_size = 14;  // ".YYYYMMDD.NNNN"
 static constexpr size_t remembered_days = 64;
 
 // Seconds without a write, behind which a log may be compressed.
-static constexpr time_t rest = 60;
+static constexpr time_t seconds_at_rest = 60;
 
 struct log_day {
   unsigned short year = 0;
@@ -166,7 +166,7 @@ static bool is_at_rest(int folder, const std::string& name) {
   struct stat status {};
   if (KP_fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return true;
   const time_t age = time(nullptr) - status.st_mtime;
-  return age < 0 || age >= rest;
+  return age < 0 || age >= seconds_at_rest;
 }
 
 // Goes on with the log that has the day's highest serial, and makes the first where there is none.

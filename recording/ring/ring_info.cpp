@@ -1,0 +1,125 @@
+#include "recording/ring/ring_info.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <string_view>
+#include <system_error>
+
+#include "recording/files/file_error.h"
+#include "recording/files/whole_file.h"
+#include "recording/ring/ring_format.h"
+
+const std::string& ring_info::place() const {
+  if (!text.empty()) return text;
+  return json.empty() ? count : json;
+}
+
+// The members by their names, so that both ways go through one list. Paths are bytes, and JSON is
+// UTF-8: what is not is kept byte by byte.
+template <class Info, class Visitor>
+static void visit_texts(Info& info, Visitor visit) {
+  visit("definitions", info.definitions);
+  visit("aux", info.aux);
+  visit("catalog", info.catalog);
+  visit("definitions_sum", info.definitions_sum);
+  visit("aux_sum", info.aux_sum);
+  visit("catalog_sum", info.catalog_sum);
+  visit("locale", info.locale);
+  visit("code_page", info.code_page);
+  visit("text", info.text);
+  visit("json", info.json);
+  visit("count", info.count);
+  visit("host", info.host);
+}
+
+// Each byte as the character of that number.
+static std::string characters_of(const std::string& bytes) {
+  std::string text;
+  for (const char byte : bytes) {
+    const auto value = static_cast<unsigned char>(byte);
+    if (value < 0x80) {
+      text += byte;
+    } else {
+      text += static_cast<char>(0xc0 | (value >> 6));
+      text += static_cast<char>(0x80 | (value & 0x3f));
+    }
+  }
+  return text;
+}
+
+static std::string bytes_of_characters(const std::string& text) {
+  std::string bytes;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const auto value = static_cast<unsigned char>(text[i]);
+    if (value < 0x80 || i + 1 == text.size()) {
+      bytes += text[i];
+      continue;
+    }
+    const auto next = static_cast<unsigned char>(text[++i]);
+    bytes += static_cast<char>(((value & 0x03) << 6) | (next & 0x3f));
+  }
+  return bytes;
+}
+
+std::string text_of(const ring_info& info) {
+  nlohmann::json object;
+  visit_texts(
+      info, [&](const char* name, const std::string& text) { object[name] = characters_of(text); });
+  object["max_size"] = info.max_size;
+  object["synced"] = info.synced;
+  object["pid"] = info.pid;
+  return object.dump();
+}
+
+std::optional<ring_info> ring_info_of(const std::string& text) {
+  const nlohmann::json object = nlohmann::json::parse(text, nullptr, false);
+  if (!object.is_object()) return std::nullopt;
+  ring_info info;
+  try {
+    visit_texts(info, [&](const char* name, std::string& member) {
+      member = bytes_of_characters(object.at(name).get<std::string>());
+    });
+    info.max_size = object.at("max_size").get<uint64_t>();
+    info.synced = object.at("synced").get<bool>();
+    info.pid = object.at("pid").get<uint64_t>();
+  } catch (const nlohmann::json::exception&) {
+    return std::nullopt;
+  }
+  return info;
+}
+
+std::string sixteen_digits(uint64_t number) {
+  static constexpr std::string_view digits = "0123456789abcdef";
+  std::string text(16, '0');
+  for (size_t at = text.size(); at-- > 0; number >>= 4) text[at] = digits[number & 15];
+  return text;
+}
+
+static uint64_t file_sum(uint64_t sum, const std::string& path) {
+  const std::string bytes = read_file(path, size_t{1} << 30);
+  return ring_sum(sum, bytes.data(), bytes.size());
+}
+
+static uint64_t folder_sum(const std::string& path) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(path))
+    if (entry.is_regular_file()) names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  uint64_t sum = names.size();
+  for (const std::string& name : names)
+    sum = file_sum(ring_sum(sum, name.data(), name.size()),
+                   (std::filesystem::path(path) / name).string());
+  return sum;
+}
+
+std::string content_sum(const std::string& path) {
+  if (path.empty()) return "";
+  try {
+    const uint64_t sum = std::filesystem::is_directory(path) ? folder_sum(path) : file_sum(0, path);
+    return sixteen_digits(sum);
+  } catch (const file_error&) {
+  } catch (const std::filesystem::filesystem_error&) {
+  }
+  return "";
+}
