@@ -14,7 +14,7 @@ exported_names() {
 }
 
 status=0
-for library in kpbase kpintl kplog; do
+for library in kpbase kpintl kplog kplogrecord; do
   file=$(find "$folder" -maxdepth 2 -name "lib$library.so.1")
   list=checks/exports/$library.txt
   if [ "${2:-}" = --update ]; then

@@ -1,0 +1,116 @@
+// The recorder as programs see it: its options, and its life.
+#include <filesystem>
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include "kp_LOG_Recorder.h"
+#include "kp_LOG_errors.h"
+#include "recorder/process_mark.h"
+#include "recorder/recorder_state.h"
+#include "recording/ring/recovery.h"
+
+[[noreturn]] static void refuse(const std::string& text) {
+  throw KPX_logging_illegal_argument(("kp_LOG_Recorder: " + text).c_str(), 0);
+}
+
+// ---- options ----
+
+static void check_options(const kp_LOG_RecorderOptions& options) {
+  if (options.definitions.empty()) refuse("the option definitions is missing");
+  if (options.text.empty() && options.json.empty() && options.count.empty())
+    refuse("an output is missing: one of the options text, json and count");
+  if (options.ring_size < ring_file::least_size || options.ring_size > ring_file::most_size)
+    refuse("the option ring_size is " + std::to_string(options.ring_size) +
+           "; it is a number of bytes from " + std::to_string(ring_file::least_size) + " to " +
+           std::to_string(ring_file::most_size));
+  if (options.wait < options.wait.zero()) refuse("the option wait is negative");
+  if (!options.section.empty() && options.settings.empty())
+    refuse("the option section needs the option settings");
+  if (options.max_size != 0 && options.text.empty())
+    refuse("the option max_size needs the option text");
+  for (const std::string* path :
+       {&options.definitions, &options.aux, &options.catalog, &options.text, &options.json,
+        &options.count, &options.settings, &options.ring_folder})
+    if (path->find('\0') != std::string::npos) refuse("a path has a NUL");
+}
+
+// The program may change its working directory afterwards.
+static kp_LOG_RecorderOptions with_absolute_paths(kp_LOG_RecorderOptions options) {
+  for (std::string* path : {&options.definitions, &options.aux, &options.catalog, &options.text,
+                            &options.json, &options.count, &options.settings, &options.ring_folder})
+    *path = absolute_path(*path);
+  return options;
+}
+
+// ---- opening ----
+
+static std::shared_ptr<recorder_state> opened(recorder_gate& gate) {
+  try {
+    return std::make_shared<recorder_state>(gate, true);
+  } catch (const std::invalid_argument& error) {
+    refuse(error.what());
+  } catch (const damaged_definitions& error) {
+    throw KPX_logging_invalid_definition(
+        ("kp_LOG_Recorder: " + gate.options.definitions + ": " + error.what()).c_str(), 0);
+  } catch (const file_error& error) {
+    throw KPX_logging_misc((std::string("kp_LOG_Recorder: ") + error.what()).c_str(), 0);
+  } catch (const std::bad_alloc&) {
+    KP_raise_memory_alloc();
+  } catch (const std::runtime_error& error) {  // as event_set raises it
+    throw KPX_logging_invalid_definition((std::string("kp_LOG_Recorder: ") + error.what()).c_str(),
+                                         0);
+  }
+}
+
+// Gates of recorders that were closed stay where they are, in case somebody calls yet.
+static recorder_gate* new_gate(const kp_LOG_RecorderOptions& options) {
+  auto gate = std::make_unique<recorder_gate>();
+  gate->options = with_absolute_paths(options);
+  gate->process.store(process_mark());
+  return gate.release();
+}
+
+kp_LOG_Recorder::kp_LOG_Recorder(const kp_LOG_RecorderOptions& options) : gate_(nullptr) {
+  if (recorder_process == nullptr)
+    throw KPX_logging_misc("kp_LOG_Recorder: the system cannot tell children of fork apart", 0);
+  check_options(options);
+  std::unique_ptr<recorder_gate> gate(new_gate(options));
+  gate->state = opened(*gate);
+  gate->incarnation.store(gate->state->incarnation());
+  gate_ = gate.release();
+}
+
+// ---- closing ----
+
+kp_LOG_Recorder::~kp_LOG_Recorder() {
+  recorder_gate& gate = whole(*gate_);
+  gate.accepted.store(~uint64_t{0});  // whoever calls yet hears that it is closed
+  gate.incarnation.store(0);
+  if (!is_this_process(gate.process.load())) return;  // the parent's
+  std::shared_ptr<recorder_state> state;
+  {
+    const std::lock_guard hold(gate.mutex);
+    state = std::move(gate.state);
+  }
+  if (state != nullptr) state->close();
+}
+
+// ---- asking ----
+
+static std::shared_ptr<recorder_state> open_state(_kp_LOG_recorder_gate& gate) {
+  recorder_gate& own = whole(gate);
+  if (!is_this_process(own.process.load())) return nullptr;
+  const std::lock_guard hold(own.mutex);
+  return own.state;
+}
+
+bool kp_LOG_Recorder::Flush(std::chrono::milliseconds patience) noexcept {
+  const std::shared_ptr<recorder_state> state = open_state(*gate_);
+  return state == nullptr || state->flush(patience);
+}
+
+kp_LOG_RecorderStatistics kp_LOG_Recorder::Statistics() const noexcept {
+  const std::shared_ptr<recorder_state> state = open_state(*gate_);
+  return state == nullptr ? kp_LOG_RecorderStatistics() : state->statistics();
+}
