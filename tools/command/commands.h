@@ -42,6 +42,8 @@ extern const kplog_command_row catalog_command;
 extern const kplog_command_row emit_command;
 // kplog render: stored records as messages.
 extern const kplog_command_row render_command;
+// kplog recover: what recorders that died left behind, into their outputs.
+extern const kplog_command_row recover_command;
 // kplog count: what counter files hold.
 extern const kplog_command_row count_command;
 // kplog help: the help of a command, as its option --help gives it.

@@ -12,6 +12,7 @@
 #include "recording/records/input.h"
 #include "recording/records/service.h"
 #include "recording/report/standard_error.h"
+#include "recording/ring/recovery.h"
 #include "recording/sinks/counter_writer.h"
 #include "recording/sinks/sink.h"
 #include "recording/text/code_page.h"
@@ -260,6 +261,19 @@ static std::vector<std::unique_ptr<record_input>> open_inputs(const emit_options
   return inputs;
 }
 
+// What recorders left at the places that the run writes to comes there first.
+static void recover(const emit_options& options, emit_report& report, const lock_waiting& waiting) {
+  recovery_rules rules;
+  for (const std::string& sink : options.sinks)
+    rules.known_outputs.push_back(path_of_sink(sink).path);
+  rules.known_outputs.push_back(options.count);
+  rules.waiting = waiting;
+  rules.report = [&report](const std::string& text) { report.note(text); };
+  rules.fault = [&report](const std::string& text) { report.problem("ring-left"_rule, text); };
+  for (const std::string& place : rules.known_outputs)
+    if (!place.empty()) recover_rings(place, rules);
+}
+
 // --- A run ---
 
 // A service ends by a signal; for other runs it comes too early.
@@ -277,7 +291,9 @@ class emit_run {
         filter_(options.filter),
         outputs_(open_outputs(options, events_, report, waiting_for_locks(signals, report))),
         inputs_(open_inputs(options, waiting_for_locks(signals, report))),
-        pipeline_(events_, filter_, outputs_, report, options.on_error == "stop") {}
+        pipeline_(events_, filter_, outputs_, report, options.on_error == "stop") {
+    recover(options, report, waiting_for_locks(signals, report));
+  }
 
   command_outcome run(emit_signals& signals);
 
