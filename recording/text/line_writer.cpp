@@ -26,6 +26,7 @@ struct short_decimal {
   bool is(double magnitude) {
     constexpr double scale = 1e6;
     if (!(magnitude < 1e9)) return false;
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): a wrong one is seen in the next line
     digits = static_cast<int64_t>(magnitude * scale + 0.5);
     if (static_cast<double>(digits) / scale != magnitude) return false;
     for (; decimals > 0 && digits % 10 == 0; --decimals) digits /= 10;
