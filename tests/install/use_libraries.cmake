@@ -49,7 +49,7 @@ function(use_libraries name)
   endif()
 
   set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
-  foreach(library kplog kplog-base kplog-intl)
+  foreach(library kplog kplog-base kplog-intl kplog-recorder)
     run(${PKG_CONFIG} --exact-version=${version} ${library})
   endforeach()
   run(${PKG_CONFIG} --cflags --libs ${ARGN} kplog)
