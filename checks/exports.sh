@@ -10,7 +10,7 @@ folder=$1
 exported_names() {
   nm -DC --defined-only "$1" | cut -c18- | sed 's/^[A-Za-z] //' | grep -v '^kp_fault_' |
     grep -Ev '^(non-virtual thunk to |VTT for |guard variable for )?(typeinfo( name)? for |vtable for )?(std::|__gnu_cxx|icu_[0-9]+::)' |
-    grep -Ev '\bstd::.*(_M_|~)|^(void|bool|unsigned|int|char|auto) std::|operator (new|delete)' | LC_ALL=C sort -u
+    grep -Ev '\bstd::.*(_M_|~)|^(void|bool|unsigned|unsigned char|int|char|auto) std::|operator (new|delete)' | LC_ALL=C sort -u
 }
 
 status=0
