@@ -13,10 +13,11 @@ struct counted_operation {
   long cost = 1;  // about how many times as long as the others it takes: it is done less often
 };
 
-// The library's, those of its recording rooms, and the same work done by what a program would take
-// instead.
+// The library's, those of its recording rooms, the recorder's, and the same work done by what a
+// program would take instead.
 std::vector<counted_operation> library_operations();
 std::vector<counted_operation> recording_operations();
+std::vector<counted_operation> recorder_operations();
 std::vector<counted_operation> peer_operations();
 
 // What is counted, and nothing beside it: callgrind is told this name.

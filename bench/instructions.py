@@ -59,6 +59,12 @@ ROWS = [
     Row("asked before: reject", "filter_rejects", 60, [("spdlog, below its level", "spdlog_reject")]),
     Row("asked before: reject, settings file", "filter_rejects_settings", 60),
     Row("asked before: accept, settings file", "filter_accepts_settings"),
+    Row("record an event in the own process", "record", 300),
+    Row("record an entry", "record_entry", 400),
+    Row("a recorder rejects", "record_rejected", 60),
+    Row("a line of a text log", "text_line", 800),
+    Row("a stored line", "stored_line"),
+    Row("a stored line that tells its origin", "stored_line_with_origin", 1000),
 ]
 
 

@@ -27,8 +27,11 @@ struct thread_lanes {
 // Of the recorder that the thread used last.
 constinit static thread_local recorder_lane* last_lane [[gnu::tls_model("initial-exec")]] = nullptr;
 static thread_local thread_lanes own_lanes;
+// Whether they are gone: the thread is at its end, and static objects may record yet.
+constinit static thread_local bool has_thread_left = false;
 
 thread_lanes::~thread_lanes() {
+  has_thread_left = true;
   last_lane = nullptr;
   for (const auto& lane : lanes) lane->is_left.store(true, std::memory_order_release);
 }
@@ -61,8 +64,9 @@ static std::shared_ptr<recorder_lane> make_lane(recorder_gate& gate) {
   return gate.state->make_lane();
 }
 
-// Null where the recorder is closed. Raises std::bad_alloc.
+// Null where the recorder, or the thread, is closed. Raises std::bad_alloc.
 static recorder_lane* find_or_make_lane(recorder_gate& gate) {
+  if (has_thread_left) return nullptr;
   if (!is_this_process(gate.process.load(std::memory_order_relaxed))) begin_in_child(gate);
   auto& lanes = own_lanes.lanes;
   const uint64_t incarnation = gate.incarnation.load(std::memory_order_acquire);
