@@ -268,6 +268,7 @@ void _kp_LOG_recorder_put_part(_kp_LOG_event_room& room, const void* bytes, size
 // ---- values ----
 
 static void put(_kp_LOG_event_room& room, const void* bytes, size_t size) noexcept {
+  if (size == 0) return;
   if (static_cast<size_t>(room.end - room.at) >= size) {
     std::memcpy(room.at, bytes, size);
     room.at += size;

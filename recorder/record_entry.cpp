@@ -21,14 +21,13 @@ static bool is_utf8_page() {
 
 // Texts of an entry are in the code page that the library is set to.
 static void put_entry_text(_kp_LOG_event_room& room, unsigned number, kp_AttributeType type,
-                           const kp_String& text) noexcept {
-  const size_t size = text.length();
-  if (size == 0 || is_ascii(text.c_str(), size) || is_utf8_page())
-    return _kp_LOG_recorder_put_text(room, number, type, text.c_str(), size);
+                           std::string_view text) noexcept {
+  if (is_ascii(text.data(), text.size()) || is_utf8_page())
+    return _kp_LOG_recorder_put_text(room, number, type, text.data(), text.size());
   static constexpr unsigned most = 32 * 1024;  // of the longest text, in any code page
   char converted[most + 1];
   unsigned length = most;
-  if (!kp_LOG_LogEntry::ConvertToUTF8(text.c_str(), converted, length,
+  if (!kp_LOG_LogEntry::ConvertToUTF8(text.data(), converted, length,
                                       kp_LOG_LogConfig::GetCodePage())) {
     room.is_ill_formed = true;
     length = 0;
@@ -41,6 +40,22 @@ static void put_entry_text(_kp_LOG_event_room& room, unsigned number, kp_Attribu
 template <class Value>
 static const Value& held(const _kp_LOG_type_base& value) {
   return static_cast<const _kp_LOG_value_holder<Value>&>(value).value;
+}
+
+// Ends with a NUL.
+template <class Text>
+static std::string_view held_text(const _kp_LOG_type_base& value) {
+  const Text& text = held<Text>(value);
+  return {text.c_str(), text.length()};
+}
+
+static bool is_text(kp_AttributeType type) {
+  return type >= TypeChar32 && type <= TypeMBChar2K;
+}
+
+static std::string_view text_of(const _kp_LOG_type_base& value) {
+  return value.get_type() <= TypeChar2K ? held_text<kp_String>(value)
+                                        : held_text<_kp_LOG_ustring>(value);
 }
 
 // False for a type that no event can be given.
@@ -81,8 +96,8 @@ static bool put_value(_kp_LOG_event_room& room, unsigned number,
     default:
       break;
   }
-  if (type < TypeChar32 || type > TypeMBChar2K) return false;
-  put_entry_text(room, number, type, held<kp_String>(value));
+  if (!is_text(type)) return false;
+  put_entry_text(room, number, type, text_of(value));
   return true;
 }
 
@@ -122,11 +137,10 @@ static size_t most_bytes_of(const _kp_LOG_log_entry_imp& entry) {
   entry._attributes().for_each([&](const _kp_LOG_attribute_store::attribute& held) {
     const auto type = static_cast<kp_AttributeType>(held.value->get_type());
     static constexpr size_t most_of_others = sizeof(value_head) + sizeof(time_bytes);
-    if (type < TypeChar32 || type > TypeMBChar2K)
+    if (!is_text(type))
       size += most_of_others;
     else
-      size += 5 + _kp_LOG_value_measure::longest_text(
-                      size_t{4} * ::held<kp_String>(*held.value).length(), type);
+      size += 5 + _kp_LOG_value_measure::longest_text(4 * text_of(*held.value).size(), type);
   });
   return size;
 }

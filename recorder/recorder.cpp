@@ -64,6 +64,13 @@ static std::shared_ptr<recorder_state> opened(recorder_gate& gate) {
 }
 
 // Gates of recorders that were closed stay where they are, in case somebody calls yet.
+static void keep(recorder_gate& gate) noexcept {
+  static std::atomic<recorder_gate*> kept = nullptr;
+  gate.next_kept = kept.load();
+  while (!kept.compare_exchange_weak(gate.next_kept, &gate)) {
+  }
+}
+
 static recorder_gate* new_gate(const kp_LOG_RecorderOptions& options) {
   auto gate = std::make_unique<recorder_gate>();
   gate->options = with_absolute_paths(options);
@@ -78,6 +85,7 @@ kp_LOG_Recorder::kp_LOG_Recorder(const kp_LOG_RecorderOptions& options) : gate_(
   std::unique_ptr<recorder_gate> gate(new_gate(options));
   gate->state = opened(*gate);
   gate->incarnation.store(gate->state->incarnation());
+  keep(*gate);
   gate_ = gate.release();
 }
 

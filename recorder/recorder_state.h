@@ -33,6 +33,7 @@ struct recorder_gate : _kp_LOG_recorder_gate {
   std::mutex mutex;                       // of what follows
   std::shared_ptr<recorder_state> state;  // null: it is closed
   kp_LOG_RecorderOptions options;         // paths are absolute
+  recorder_gate* next_kept = nullptr;
 };
 
 inline recorder_gate& whole(_kp_LOG_recorder_gate& gate) {
