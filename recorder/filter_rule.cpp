@@ -11,8 +11,6 @@
 #include "logging/logentry_i.h"
 #include "recording/files/file_error.h"
 
-using gate = _kp_LOG_recorder_gate;
-
 static constexpr uint32_t all_flags = UINT32_MAX;
 
 filter_rule::filter_rule(std::string settings, std::string section)
@@ -44,29 +42,30 @@ uint64_t filter_rule::rule() const {
   int debug_level = -1;
   for (int level = 0; level <= int{LOG_LEVEL_HIGH}; ++level) {
     const auto number = static_cast<unsigned>(level);
-    if (filter_.accepts(number, all_flags & ~gate::debug_flag)) {
-      rule |= uint64_t{1} << (gate::plain_levels_shift + number);
+    if (filter_.accepts(number, all_flags & ~_kp_LOG_recorder_gate::debug_flag)) {
+      rule |= uint64_t{1} << (_kp_LOG_recorder_gate::plain_levels_shift + number);
       plain_level = level;
     }
     if (filter_.accepts(number, all_flags)) {
-      rule |= uint64_t{1} << (gate::debug_levels_shift + number);
+      rule |= uint64_t{1} << (_kp_LOG_recorder_gate::debug_levels_shift + number);
       debug_level = level;
     }
   }
-  if (debug_level >= 0 && filter_.accepts(static_cast<unsigned>(debug_level), gate::debug_flag))
-    rule |= gate::passes_debug;
+  if (debug_level >= 0 &&
+      filter_.accepts(static_cast<unsigned>(debug_level), _kp_LOG_recorder_gate::debug_flag))
+    rule |= _kp_LOG_recorder_gate::passes_debug;
   for (unsigned bit = 0; bit < 32; ++bit) {
     const uint32_t flag = uint32_t{1} << bit;
     const bool passes =
-        plain_level >= 0 && flag != gate::debug_flag
+        plain_level >= 0 && flag != _kp_LOG_recorder_gate::debug_flag
             ? filter_.accepts(static_cast<unsigned>(plain_level), flag)
-            : debug_level >= 0 &&
-                  filter_.accepts(static_cast<unsigned>(debug_level), flag | gate::debug_flag);
+            : debug_level >= 0 && filter_.accepts(static_cast<unsigned>(debug_level),
+                                                  flag | _kp_LOG_recorder_gate::debug_flag);
     if (passes) rule |= flag;
   }
   unsigned mask = 0;
   if (settings_.empty() ||
       !kp_LOG_LogConfig::GetConfigurationIntegerValue(section_.c_str(), "PropertyMask", mask))
-    rule |= gate::passes_plain;
+    rule |= _kp_LOG_recorder_gate::passes_plain;
   return rule;
 }

@@ -19,11 +19,10 @@ static bool is_utf8_page() {
   return page != nullptr && (std::strcmp(page, "UTF-8") == 0 || std::strcmp(page, "utf-8") == 0);
 }
 
-// Texts of an entry are in the code page that the library is set to.
-static void put_entry_text(_kp_LOG_event_room& room, unsigned number, kp_AttributeType type,
-                           std::string_view text) noexcept {
-  if (is_ascii(text.data(), text.size()) || is_utf8_page())
-    return _kp_LOG_recorder_put_text(room, number, type, text.data(), text.size());
+// Apart, for its room on the stack.
+[[gnu::noinline]] static void put_converted_text(_kp_LOG_event_room& room, unsigned number,
+                                                 kp_AttributeType type,
+                                                 std::string_view text) noexcept {
   static constexpr unsigned most = 32 * 1024;  // of the longest text, in any code page
   char converted[most + 1];
   unsigned length = most;
@@ -33,6 +32,15 @@ static void put_entry_text(_kp_LOG_event_room& room, unsigned number, kp_Attribu
     length = 0;
   }
   _kp_LOG_recorder_put_text(room, number, type, converted, length);
+}
+
+// Texts of an entry are in the code page that the library is set to.
+static void put_entry_text(_kp_LOG_event_room& room, unsigned number, kp_AttributeType type,
+                           std::string_view text) noexcept {
+  if (is_ascii(text.data(), text.size()) || is_utf8_page())
+    _kp_LOG_recorder_put_text(room, number, type, text.data(), text.size());
+  else
+    put_converted_text(room, number, type, text);
 }
 
 // ---- values ----
