@@ -129,8 +129,25 @@ struct _kp_LOG_recorder_gate {
   }
 };
 
+struct _kp_LOG_event_room;
+// Of an event in parts: goes on in the next block where one is full.
+KP_API void _kp_LOG_recorder_put_part(_kp_LOG_event_room& room, const void* bytes,
+                                      std::size_t size) noexcept;
+
 // Room for one event in a block of the ring.
 struct _kp_LOG_event_room {
+  void put(const void* bytes, std::size_t size) noexcept {
+    if (size == 0) return;
+    if (static_cast<std::size_t>(end - at) >= size) {
+      std::memcpy(at, bytes, size);
+      at += size;
+    } else if (is_in_parts) {
+      _kp_LOG_recorder_put_part(*this, bytes, size);
+    } else {
+      is_overfull = true;
+    }
+  }
+
   unsigned char* at = nullptr;  // where the next value goes
   unsigned char* end = nullptr;
   bool is_overfull = false;    // a value did not fit
@@ -147,8 +164,6 @@ KP_API bool _kp_LOG_recorder_begin(_kp_LOG_recorder_gate& gate, std::uint64_t fi
                                    unsigned level, _kp_LOG_event_room& room) noexcept;
 // Gives a room that was too small, and one for values of that many bytes instead.
 KP_API bool _kp_LOG_recorder_begin_again(_kp_LOG_event_room& room, std::size_t size) noexcept;
-KP_API void _kp_LOG_recorder_put_part(_kp_LOG_event_room& room, const void* bytes,
-                                      std::size_t size) noexcept;
 KP_API kp_LOG_Recorded _kp_LOG_recorder_end(_kp_LOG_event_room& room, std::uint32_t id,
                                             unsigned level) noexcept;
 KP_API kp_LOG_Recorded _kp_LOG_recorder_reject(_kp_LOG_recorder_gate& gate) noexcept;
@@ -191,19 +206,7 @@ struct _kp_LOG_value_writer {
     std::memcpy(bytes, &short_number, sizeof short_number);
     bytes[2] = static_cast<unsigned char>(type);
     std::memcpy(bytes + 3, &value, sizeof value);
-    put_bytes(bytes, sizeof bytes);
-  }
-
- private:
-  void put_bytes(const void* bytes, std::size_t size) const noexcept {
-    if (static_cast<std::size_t>(room.end - room.at) >= size) {
-      std::memcpy(room.at, bytes, size);
-      room.at += size;
-    } else if (room.is_in_parts) {
-      _kp_LOG_recorder_put_part(room, bytes, size);
-    } else {
-      room.is_overfull = true;
-    }
+    room.put(bytes, sizeof bytes);
   }
 };
 

@@ -17,7 +17,12 @@ static process_page* made_page() noexcept {
   return page;
 }
 
-process_page* const recorder_process = made_page();
+constinit process_page* recorder_process = nullptr;
+
+bool has_process_page() noexcept {
+  static const bool is_there = (recorder_process = made_page()) != nullptr;
+  return is_there;
+}
 
 // Of the last process on the way to this one that asked.
 static std::atomic<uint64_t> last_mark = 1;

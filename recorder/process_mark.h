@@ -10,7 +10,10 @@ struct process_page {
   std::atomic<uint64_t> mark;  // 0 in a child, until it is asked for there
 };
 
-extern process_page* const recorder_process;
+extern process_page* recorder_process;
+
+// Makes the page. False where the system has none.
+bool has_process_page() noexcept;
 
 // The mark of this process. Different from that of its parent and of every child.
 uint64_t process_mark() noexcept;

@@ -5,8 +5,6 @@
 #include <new>
 #include <utility>
 
-#include "kp_LOG_LogConfig.h"
-#include "kp_LOG_errors.h"
 #include "logging/logentry_i.h"
 #include "recorder/process_mark.h"
 #include "recorder/recorder_state.h"
@@ -267,18 +265,6 @@ void _kp_LOG_recorder_put_part(_kp_LOG_event_room& room, const void* bytes, size
 
 // ---- values ----
 
-static void put(_kp_LOG_event_room& room, const void* bytes, size_t size) noexcept {
-  if (size == 0) return;
-  if (static_cast<size_t>(room.end - room.at) >= size) {
-    std::memcpy(room.at, bytes, size);
-    room.at += size;
-  } else if (room.is_in_parts) {
-    _kp_LOG_recorder_put_part(room, bytes, size);
-  } else {
-    room.is_overfull = true;
-  }
-}
-
 bool is_ascii(const char* text, size_t size) noexcept {
   uint64_t all = 0;
   uint64_t word = 0;
@@ -319,14 +305,11 @@ void _kp_LOG_recorder_put_text(_kp_LOG_event_room& room, unsigned number, kp_Att
                                const char* text, size_t size) noexcept {
   const std::string_view kept = cut_text(text, size, type);
   if (!is_ascii(kept.data(), kept.size()) && !is_utf8(kept)) room.is_ill_formed = true;
-  unsigned char head[5];
-  const auto short_number = static_cast<uint16_t>(number);
+  const value_head head{static_cast<uint16_t>(number), static_cast<uint8_t>(type)};
   const auto short_size = static_cast<uint16_t>(kept.size());
-  std::memcpy(head, &short_number, sizeof short_number);
-  head[2] = static_cast<unsigned char>(type);
-  std::memcpy(head + 3, &short_size, sizeof short_size);
-  put(room, head, sizeof head);
-  put(room, kept.data(), kept.size());
+  room.put(&head, sizeof head);
+  room.put(&short_size, sizeof short_size);
+  room.put(kept.data(), kept.size());
 }
 
 static time_bytes bytes_of(const kp_Time& time) {
@@ -345,13 +328,13 @@ void _kp_LOG_recorder_put_time(_kp_LOG_event_room& room, unsigned number, kp_Att
                                const kp_Time& time) noexcept {
   const value_head head{static_cast<uint16_t>(number), static_cast<uint8_t>(type)};
   const time_bytes bytes = bytes_of(time);
-  put(room, &head, sizeof head);
-  put(room, &bytes, sizeof bytes);
+  room.put(&head, sizeof head);
+  room.put(&bytes, sizeof bytes);
 }
 
 void put_own_time(_kp_LOG_event_room& room, const kp_Time& time) noexcept {
   const time_bytes bytes = bytes_of(time);
-  put(room, &bytes, sizeof bytes);
+  room.put(&bytes, sizeof bytes);
 }
 
 // ---- the end of an event ----
@@ -412,6 +395,7 @@ static kp_LOG_Recorded give_up(_kp_LOG_event_room& room, kp_LOG_Recorded how) no
 static kp_LOG_Recorded end_event(_kp_LOG_event_room& room, const event_label& label,
                                  event_kind kind) noexcept {
   if (room.is_ill_formed) return give_up(room, kp_LOG_Recorded::lost_value);
+  if (room.is_overfull) return give_up(room, kp_LOG_Recorded::lost_too_large);
   recorder_lane& lane = lane_in(room);
   event_head& head = head_in(room);
   head.event = label.id;

@@ -26,12 +26,13 @@ static bool is_utf8_page() {
   static constexpr unsigned most = 32 * 1024;  // of the longest text, in any code page
   char converted[most + 1];
   unsigned length = most;
-  if (!kp_LOG_LogEntry::ConvertToUTF8(text.data(), converted, length,
-                                      kp_LOG_LogConfig::GetCodePage())) {
-    room.is_ill_formed = true;
-    length = 0;
+  try {
+    if (kp_LOG_LogEntry::ConvertToUTF8(text.data(), converted, length,
+                                       kp_LOG_LogConfig::GetCodePage()))
+      return _kp_LOG_recorder_put_text(room, number, type, converted, length);
+  } catch (const kp_EXCEPTION_base&) {  // no memory for a converter
   }
-  _kp_LOG_recorder_put_text(room, number, type, converted, length);
+  room.is_ill_formed = true;
 }
 
 // Texts of an entry are in the code page that the library is set to.
@@ -66,47 +67,39 @@ static std::string_view text_of(const _kp_LOG_type_base& value) {
                                         : held_text<_kp_LOG_ustring>(value);
 }
 
+template <class Number>
+static void put_held(_kp_LOG_event_room& room, unsigned number, kp_AttributeType type,
+                     const Number& value) noexcept {
+  _kp_LOG_value_writer{room}.put_number(number, type, value);
+}
+static void put_held(_kp_LOG_event_room& room, unsigned number, kp_AttributeType type,
+                     const kp_Time& value) noexcept {
+  _kp_LOG_recorder_put_time(room, number, type, value);
+}
+static void put_held(_kp_LOG_event_room& room, unsigned number, kp_AttributeType type,
+                     const kp_String& value) noexcept {
+  put_entry_text(room, number, type, {value.c_str(), value.length()});
+}
+static void put_held(_kp_LOG_event_room& room, unsigned number, kp_AttributeType type,
+                     const _kp_LOG_ustring& value) noexcept {
+  put_entry_text(room, number, type, {value.c_str(), value.length()});
+}
+
 // False for a type that no event can be given.
 static bool put_value(_kp_LOG_event_room& room, unsigned number,
                       const _kp_LOG_type_base& value) noexcept {
-  const auto type = static_cast<kp_AttributeType>(value.get_type());
-  const _kp_LOG_value_writer writer{room};
+  const unsigned char type = value.get_type();
+  if (type == TypeGUID) return false;
   switch (type) {
-    case TypeBool:
-      writer.put_number(number, type, held<bool>(value));
-      return true;
-    case TypeUInt1:
-      writer.put_number(number, type, held<unsigned char>(value));
-      return true;
-    case TypeSInt1:
-      writer.put_number(number, type, held<char>(value));
-      return true;
-    case TypeUInt2:
-      writer.put_number(number, type, held<unsigned short>(value));
-      return true;
-    case TypeSInt2:
-      writer.put_number(number, type, held<short>(value));
-      return true;
-    case TypeUInt4:
-      writer.put_number(number, type, held<unsigned>(value));
-      return true;
-    case TypeSInt4:
-      writer.put_number(number, type, held<int>(value));
-      return true;
-    case TypeFloat:
-      writer.put_number(number, type, held<double>(value));
-      return true;
-    case TypeDate:
-    case TypeTime:
-    case TypeTimestamp:
-      _kp_LOG_recorder_put_time(room, number, type, held<kp_Time>(value));
-      return true;
+#define KP_LOG_PUT_HELD(code, T)                  \
+  case code:                                      \
+    put_held(room, number, code, held<T>(value)); \
+    return true;
+    KP_LOG_EACH_ATTRIBUTE_TYPE(KP_LOG_PUT_HELD)
+#undef KP_LOG_PUT_HELD
     default:
-      break;
+      return false;
   }
-  if (!is_text(type)) return false;
-  put_entry_text(room, number, type, text_of(value));
-  return true;
 }
 
 // What the library keeps the zone of the entry's time in, which goes with the time.

@@ -1,8 +1,8 @@
 // The recorder as programs see it: its options, and its life.
-#include <filesystem>
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 #include "kp_LOG_Recorder.h"
 #include "kp_LOG_errors.h"
@@ -45,18 +45,30 @@ static kp_LOG_RecorderOptions with_absolute_paths(kp_LOG_RecorderOptions options
 
 // ---- opening ----
 
-static std::shared_ptr<recorder_state> opened(recorder_gate& gate) {
+static void open_gate(recorder_gate& gate, const kp_LOG_RecorderOptions& options) {
+  gate.options = with_absolute_paths(options);
+  gate.process.store(process_mark());
+  gate.state = std::make_shared<recorder_state>(gate, true);
+  gate.incarnation.store(gate.state->incarnation());
+}
+
+// Every failure as what programs are told of the library's.
+static std::unique_ptr<recorder_gate> opened(const kp_LOG_RecorderOptions& options) {
   try {
-    return std::make_shared<recorder_state>(gate, true);
+    auto gate = std::make_unique<recorder_gate>();
+    open_gate(*gate, options);
+    return gate;
   } catch (const std::invalid_argument& error) {
     refuse(error.what());
   } catch (const damaged_definitions& error) {
     throw KPX_logging_invalid_definition(
-        ("kp_LOG_Recorder: " + gate.options.definitions + ": " + error.what()).c_str(), 0);
+        ("kp_LOG_Recorder: " + options.definitions + ": " + error.what()).c_str(), 0);
   } catch (const file_error& error) {
     throw KPX_logging_misc((std::string("kp_LOG_Recorder: ") + error.what()).c_str(), 0);
   } catch (const std::bad_alloc&) {
     KP_raise_memory_alloc();
+  } catch (const std::system_error& error) {  // no thread, no working folder
+    throw KPX_logging_misc((std::string("kp_LOG_Recorder: ") + error.what()).c_str(), 0);
   } catch (const std::runtime_error& error) {  // as event_set raises it
     throw KPX_logging_invalid_definition((std::string("kp_LOG_Recorder: ") + error.what()).c_str(),
                                          0);
@@ -71,22 +83,13 @@ static void keep(recorder_gate& gate) noexcept {
   }
 }
 
-static recorder_gate* new_gate(const kp_LOG_RecorderOptions& options) {
-  auto gate = std::make_unique<recorder_gate>();
-  gate->options = with_absolute_paths(options);
-  gate->process.store(process_mark());
-  return gate.release();
-}
-
 kp_LOG_Recorder::kp_LOG_Recorder(const kp_LOG_RecorderOptions& options) : gate_(nullptr) {
-  if (recorder_process == nullptr)
+  if (!has_process_page())
     throw KPX_logging_misc("kp_LOG_Recorder: the system cannot tell children of fork apart", 0);
   check_options(options);
-  std::unique_ptr<recorder_gate> gate(new_gate(options));
-  gate->state = opened(*gate);
-  gate->incarnation.store(gate->state->incarnation());
-  keep(*gate);
-  gate_ = gate.release();
+  recorder_gate& gate = *opened(options).release();
+  keep(gate);
+  gate_ = &gate;
 }
 
 // ---- closing ----

@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "kp_LOG_LogConfig.h"
-#include "kp_LOG_errors.h"
 #include "recorder/process_mark.h"
 #include "recording/definitions/fingerprint.h"
 #include "recording/ring/recovery.h"
@@ -59,7 +58,16 @@ recorder_state::recorder_state(recorder_gate& gate, bool recovers)
   if (recovers) recover_others();
   make_ring();
   gate_.accepted.store(filter_.rule(), std::memory_order_relaxed);
-  writer_ = std::thread([this] { run(); });
+  begin_thread();
+}
+
+void recorder_state::begin_thread() {
+  try {
+    writer_ = std::thread([this] { run(); });
+  } catch (...) {
+    ring_->remove();
+    throw;
+  }
 }
 
 void recorder_state::open_definitions() {

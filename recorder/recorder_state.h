@@ -111,6 +111,7 @@ class recorder_state : public std::enable_shared_from_this<recorder_state> {
   void know_fingerprints();
   void recover_others();
   void make_ring();
+  void begin_thread();
 
   // The thread.
   void run() noexcept;
@@ -150,8 +151,7 @@ class recorder_state : public std::enable_shared_from_this<recorder_state> {
   std::unique_ptr<ring_file> ring_;
   std::unique_ptr<block_pool> pool_;
   std::unique_ptr<ring_delivery> delivery_;
-  lane_block* loss_block_ =
-      nullptr;  // for events that tell of losses, which come one batch at a time
+  lane_block* loss_block_ = nullptr;  // of the events that tell of losses, a batch at a time
 
   std::mutex lanes_mutex_;  // of the list
   std::vector<std::shared_ptr<recorder_lane>> lanes_;

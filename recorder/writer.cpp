@@ -6,14 +6,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
 #include <csignal>
 #include <ctime>
 #include <utility>
 
 #include "recorder/recorder_state.h"
 #include "recording/ring/loss_event.h"
-#include "recording/text/escape.h"
 
 using std::chrono::steady_clock;
 
@@ -207,9 +205,10 @@ bool recorder_state::deliver() {
 }
 
 void recorder_state::take(const ring_event& event) {
-  if (delivery_->add(event) != ring_delivery::outcome::taken)
-    faults_.tell(kp_LOG_RecorderFault::event,
-                 "an event in the ring is damaged, and was passed over");
+  if (delivery_->add(event) == ring_delivery::outcome::taken) return;
+  lose(kp_LOG_Recorded::lost_value);
+  faults_.tell(kp_LOG_RecorderFault::event,
+               "the library makes no entry of an event in the ring, which was passed over");
 }
 
 bool recorder_state::write() {

@@ -23,14 +23,23 @@ struct own_ring {
 
 // Neither is ever destroyed: a recorder may be a static object, and go when the process ends.
 static std::mutex own_rings_mutex;
+static std::mutex taking_mutex;  // taken first
 static own_ring* first_own_ring = nullptr;
 
 // A child of fork must not find the mutex held by a thread that it does not have.
 static void survive_forks() {
   static std::once_flag once;
   std::call_once(once, [] {
-    pthread_atfork([] { own_rings_mutex.lock(); }, [] { own_rings_mutex.unlock(); },
-                   [] { own_rings_mutex.unlock(); });
+    static constexpr auto let_go = [] {
+      own_rings_mutex.unlock();
+      taking_mutex.unlock();
+    };
+    pthread_atfork(
+        [] {
+          taking_mutex.lock();
+          own_rings_mutex.lock();
+        },
+        let_go, let_go);
   });
 }
 
@@ -43,6 +52,11 @@ void own_rings::add(ring_start* ring, const std::string& path) {
   const std::lock_guard hold(own_rings_mutex);
   own->next = first_own_ring;
   first_own_ring = own.release();
+}
+
+std::unique_lock<std::mutex> own_rings::taking() {
+  survive_forks();
+  return std::unique_lock(taking_mutex);
 }
 
 void own_rings::remove(ring_start* ring) {

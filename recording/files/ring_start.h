@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -65,6 +66,8 @@ class own_rings {
   // What is delivered to the output, by the ring of that recorder; nothing where this process has
   // no such ring.
   static std::optional<uint64_t> delivered(std::string_view recorder, unsigned output);
+  // While it is held, no other thread of the process takes a file for nobody's.
+  static std::unique_lock<std::mutex> taking();
   // Whether the file is one of theirs.
   static bool has_file(dev_t device, ino_t inode);
 };

@@ -15,6 +15,10 @@ ring_delivery::ring_delivery(ring_file& ring, const event_set& events, lock_wait
   origin_.host = info.host;
   origin_.recorder = ring_.head().start.identity();
   origin_.pid = info.pid;
+  for (unsigned number = 0; number < outputs_.size(); ++number) {
+    outputs_[number].last = ring_.head().start.delivered_in(number);
+    if (outputs_[number].sink != nullptr) shows_messages_ = true;
+  }
 }
 
 void ring_delivery::open_outputs(const lock_waiting& waiting, const ring_report& report,
@@ -61,11 +65,10 @@ bool ring_delivery::is_in_every_output(uint64_t sequence) const {
 void ring_delivery::add_to_outputs(uint64_t sequence) {
   const made_entry& made = reader_.made();
   bool is_from_definition = false;
-  const std::string message = message_of(made, is_from_definition);
+  const std::string message = shows_messages_ ? message_of(made, is_from_definition) : "";
   const sink_entry entry{made, message, reader_.time(), is_from_definition};
-  for (unsigned number = 0; number < outputs_.size(); ++number) {
-    place& to = outputs_[number];
-    if (!to.is_wanted() || sequence <= ring_.head().start.delivered_in(number)) continue;
+  for (place& to : outputs_) {
+    if (!to.is_wanted() || sequence <= to.last) continue;
     if (to.sink != nullptr)
       to.sink->add(entry);
     else if (!made.is_lost())

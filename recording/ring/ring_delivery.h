@@ -47,8 +47,8 @@ class ring_delivery {
   struct place {
     std::unique_ptr<record_sink> sink;
     std::unique_ptr<counter_writer> counts;
-    uint64_t first = 0;  // 0: none
-    uint64_t last = 0;
+    uint64_t first = 0;  // of the batch; 0: none
+    uint64_t last = 0;   // that it has, or that is in the batch
 
     bool is_wanted() const { return sink != nullptr || counts != nullptr; }
   };
@@ -64,6 +64,7 @@ class ring_delivery {
   ring_file& ring_;
   event_reader reader_;
   std::array<place, ring_start::outputs> outputs_;
+  bool shows_messages_ = false;  // an output has more than counts
   record_origin origin_;
   uint64_t pending_ = 0;
 };

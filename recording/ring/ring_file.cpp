@@ -16,6 +16,7 @@
 #include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
+#include "recording/text/number.h"
 
 static constexpr std::string_view ring_ending = ".ring.";
 static constexpr std::string_view unfinished_ending = ".new";
@@ -51,13 +52,13 @@ static std::string process_token() {
   const std::string text = std::to_string(getpid()) + start_of_process() + " " +
                            std::to_string(space.st_ino) + " " +
                            first_line_of("/proc/sys/kernel/random/boot_id");
-  return sixteen_digits(ring_sum(0, text.data(), text.size()));
+  return hexadecimal(ring_sum(0, text.data(), text.size()), 16);
 }
 
 static std::string new_identity() {
   std::array<uint64_t, 2> random = {};
   static_cast<void>(getrandom(random.data(), sizeof random, 0));
-  return sixteen_digits(random[0]) + sixteen_digits(random[1]);
+  return hexadecimal(random[0], 16) + hexadecimal(random[1], 16);
 }
 
 std::vector<std::string> ring_file::paths_of(const std::string& stem) {
@@ -187,6 +188,7 @@ static bool is_named(int file, const std::string& path) {
 }
 
 std::unique_ptr<ring_file> ring_file::take(const std::string& path) {
+  const std::unique_lock hold = own_rings::taking();
   struct stat status {};
   if (KP_lstat(path.c_str(), &status) != 0) return nullptr;
   if (is_of_this_process(path, status)) return nullptr;

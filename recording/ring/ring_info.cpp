@@ -9,6 +9,7 @@
 #include "recording/files/file_error.h"
 #include "recording/files/whole_file.h"
 #include "recording/ring/ring_format.h"
+#include "recording/text/number.h"
 
 const std::string& ring_info::place() const {
   if (!text.empty()) return text;
@@ -89,13 +90,6 @@ std::optional<ring_info> ring_info_of(const std::string& text) {
   return info;
 }
 
-std::string sixteen_digits(uint64_t number) {
-  static constexpr std::string_view digits = "0123456789abcdef";
-  std::string text(16, '0');
-  for (size_t at = text.size(); at-- > 0; number >>= 4) text[at] = digits[number & 15];
-  return text;
-}
-
 static uint64_t file_sum(uint64_t sum, const std::string& path) {
   const std::string bytes = read_file(path, size_t{1} << 30);
   return ring_sum(sum, bytes.data(), bytes.size());
@@ -117,7 +111,7 @@ std::string content_sum(const std::string& path) {
   if (path.empty()) return "";
   try {
     const uint64_t sum = std::filesystem::is_directory(path) ? folder_sum(path) : file_sum(0, path);
-    return sixteen_digits(sum);
+    return hexadecimal(sum, 16);
   } catch (const file_error&) {
   } catch (const std::filesystem::filesystem_error&) {
   }

@@ -32,9 +32,6 @@ struct ring_info {
 std::string text_of(const ring_info& info);
 std::optional<ring_info> ring_info_of(const std::string& text);
 
-// Hexadecimal, with zeros before it.
-std::string sixteen_digits(uint64_t number);
-
 // Of a file's bytes, or of the names and bytes of a folder's files; empty for a path that is empty
 // or cannot be read.
 std::string content_sum(const std::string& path);

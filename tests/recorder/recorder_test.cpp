@@ -45,6 +45,14 @@ class Recorder : public RecorderPlace {
     };
     return kept;
   }
+  // The same with text logs in a folder that can be taken away; the rings stay.
+  kp_LOG_RecorderOptions options_with_logs_in(const std::string& folder) {
+    kp_LOG_RecorderOptions split = options_with_faults();
+    std::filesystem::create_directory(folder);
+    split.text = folder + "/shop";
+    split.ring_folder = folder_.path();
+    return split;
+  }
   std::vector<std::string> faults(kp_LOG_RecorderFault kind) {
     const std::lock_guard hold(mutex_);
     std::vector<std::string> texts;
@@ -105,7 +113,7 @@ TEST_F(Recorder, TellsWhereAndWhenEventsWereRecorded) {
   EXPECT_EQ(lines[0]["pid"], getpid());
   EXPECT_EQ(lines[0]["thread"], gettid());
   EXPECT_TRUE(
-      std::regex_match(lines[0]["recorder"].get<std::string>(), std::regex("[0-9a-f]{32}")));
+      std::regex_match(lines[0]["recorder"].get<std::string>(), std::regex("[0-9A-F]{32}")));
   EXPECT_EQ(lines[0]["sequence"], 1);
   EXPECT_EQ(lines[1]["sequence"], 2);
 }
@@ -417,12 +425,13 @@ TEST_F(Recorder, ChangesNothingOfTheProgramsSettings) {
   const settings_guard guard;
   kp_LOG_LogConfig::SetCodePage("ISO-8859-15");
   kp_LOG_LogConfig::SetLocale("fr_FR");
+  const std::string definitions = kp_LOG_LogConfig::GetDefinitionPath();
   kp_LOG_Recorder log(options());
   log.Record(tea());
   ASSERT_TRUE(log.Flush(patience));
   EXPECT_STREQ(kp_LOG_LogConfig::GetCodePage(), "ISO-8859-15");
   EXPECT_STREQ(kp_LOG_LogConfig::GetLocale().get_name(), "fr_FR");
-  EXPECT_STREQ(kp_LOG_LogConfig::GetDefinitionPath(), "");
+  EXPECT_EQ(kp_LOG_LogConfig::GetDefinitionPath(), definitions);
   EXPECT_THAT(messages(), ElementsAre("Key tea of zoe: 17 bytes, 0.5, -3"));
 }
 
@@ -445,11 +454,8 @@ TEST_F(Recorder, HasALanguageOfItsOwn) {
 // ---- Outputs that fail ----
 
 TEST_F(Recorder, HoldsEventsUntilTheFolderIsThereAgain) {
-  kp_LOG_RecorderOptions failing = options_with_faults();
   const std::string logs = folder_.file("logs");
-  std::filesystem::create_directory(logs);
-  failing.text = logs + "/shop";
-  failing.ring_folder = folder_.path();
+  const kp_LOG_RecorderOptions failing = options_with_logs_in(logs);
   kp_LOG_Recorder log(failing);
   std::filesystem::remove_all(logs);
   for (int i = 0; i < 5; ++i) EXPECT_EQ(log.Record(tea()), answer::recorded);
@@ -468,11 +474,8 @@ TEST_F(Recorder, HoldsEventsUntilTheFolderIsThereAgain) {
 }
 
 TEST_F(Recorder, TellsWhatAFullRingLost) {
-  kp_LOG_RecorderOptions failing = options_with_faults();
   const std::string logs = folder_.file("logs");
-  std::filesystem::create_directory(logs);
-  failing.text = logs + "/shop";
-  failing.ring_folder = folder_.path();
+  kp_LOG_RecorderOptions failing = options_with_logs_in(logs);
   failing.ring_size = 512 << 10;
   failing.when_full = kp_LOG_WhenFull::lose;
   uint64_t recorded = 0;

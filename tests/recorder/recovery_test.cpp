@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <map>
+#include <thread>
 
 #include "kp_LOG_Recorder.h"
 #include "recording/ring/recovery.h"
@@ -132,6 +133,15 @@ TEST_F(Recovery, IsDoneByTheNextRecorder) {
     kp_LOG_Recorder log(options_in(folder_.path()));
     EXPECT_EQ(text_lines(folder_.path()).size(), 21u);
   }
+  expect_all(20, folder_.path());
+}
+
+TEST_F(Recovery, IsDoneOnceByRecordersThatBeginTogether) {
+  die_with(20, folder_.path());
+  std::vector<std::thread> all;
+  for (int number = 0; number < 4; ++number)
+    all.emplace_back([this] { kp_LOG_Recorder log(options_in(folder_.path())); });
+  for (std::thread& thread : all) thread.join();
   expect_all(20, folder_.path());
 }
 

@@ -139,6 +139,7 @@ TEST_F(OwnSettingsOfThreads, WhileThoseOfTheProcessChange) {
   {
     const settings_scope here(own);
     set(1);
+    EXPECT_EQ(fault_of(1), "");  // reads its file, which the process then writes again
   }
   std::atomic<bool> is_over{false};
   std::string fault;

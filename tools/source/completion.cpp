@@ -104,10 +104,7 @@ class definition_set_completion {
       else if (set_.is_whole)
         found_.add("unknown-flag"_rule, name.place,
                    "no flag " + in_quotes(name.value) +
-                       nearest_name_hint(name.value, flag_names()) +
-                       (has_lost_names() ? "; the STD set is compiled, and so has no names of "
-                                           "flags: give its source"
-                                         : ""));
+                       nearest_name_hint(name.value, flag_names()) + note_of_lost_names("flags"));
     }
   }
 
@@ -121,10 +118,7 @@ class definition_set_completion {
     if (set_.is_whole && !number_of_level(level))
       found_.add("unknown-level"_rule, level.place,
                  "no level " + in_quotes(level.value) +
-                     nearest_name_hint(level.value, level_names()) +
-                     (has_lost_names() ? "; the STD set is compiled, and so has no names of "
-                                         "levels: give its source"
-                                       : ""));
+                     nearest_name_hint(level.value, level_names()) + note_of_lost_names("levels"));
   }
 
   // Nothing where the name is none. The reader has read numbers.
@@ -150,9 +144,12 @@ class definition_set_completion {
   }
 
   // A compiled file has the bits of flags alone, and no levels.
-  bool has_lost_names() const {
-    return std_ != nullptr && !std_->set().sources.empty() &&
-           std_->set().sources.front()->is_binary();
+  std::string note_of_lost_names(const std::string& what) const {
+    const bool is_compiled =
+        std_ != nullptr && !std_->set().sources.empty() && std_->set().sources.front()->is_binary();
+    return is_compiled
+               ? "; the STD set is compiled, and so has no names of " + what + ": give its source"
+               : "";
   }
 
   const flag_model* find_flag(std::string_view name) const {
