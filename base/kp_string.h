@@ -30,7 +30,7 @@ inline bool KP_are_same_bytes(const char* a, const char* b, size_t length) noexc
 // each other.
 [[gnu::always_inline]] inline void KP_copy_short(char* to, const char* from,
                                                  size_t length) noexcept {
-  const auto copy_ends = [=](auto word) {
+  const auto copy_ends = [=](auto word) __attribute__((always_inline)) {
     decltype(word) first, last;
     std::memcpy(&first, from, sizeof word);
     std::memcpy(&last, from + length - sizeof word, sizeof word);

@@ -3,6 +3,8 @@
 #define KP_TIME_H
 
 #include <chrono>
+#include <cstddef>
+#include <cstring>
 
 #include "base/kp_export.h"
 
@@ -52,6 +54,14 @@ class KP_API kp_Time {
   unsigned short get_hour() const { return hour_; }
   unsigned short get_minute() const { return minute_; }
   unsigned short get_second() const { return second_; }
+
+  // Whether both are told with the same fields, in the same mode and zone.
+  bool is_told_as(const kp_Time& other) const noexcept {
+    constexpr std::size_t told = 8 * sizeof(short) + sizeof(bool);
+    static_assert(sizeof(kp_Time) - told < sizeof(short),
+                  "all but the room behind the last member");
+    return std::memcmp(this, &other, told) == 0;
+  }
 
   // Compares the instants: negative when this one is earlier, 0 when equal, positive when later.
   int compare_time(const kp_Time& other) const;

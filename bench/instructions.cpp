@@ -240,8 +240,8 @@ constexpr char usage[] =
     "       kplog_instructions --versions                 what it was built with\n";
 
 static std::optional<counted_operation> operation_called(std::string_view name) {
-  for (const auto& operations :
-       {library_operations(), recording_operations(), recorder_operations(), peer_operations()})
+  for (const auto& operations : {library_operations(), recording_operations(),
+                                 recorder_operations(), writer_operations(), peer_operations()})
     for (const counted_operation& operation : operations)
       if (operation.name == name) return operation;
   return std::nullopt;

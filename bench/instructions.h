@@ -13,11 +13,12 @@ struct counted_operation {
   long cost = 1;  // about how many times as long as the others it takes: it is done less often
 };
 
-// The library's, those of its recording rooms, the recorder's, and the same work done by what a
-// program would take instead.
+// The library's, those of its recording rooms, the recorder's, those of its writer, and the same
+// work done by what a program would take instead.
 std::vector<counted_operation> library_operations();
 std::vector<counted_operation> recording_operations();
 std::vector<counted_operation> recorder_operations();
+std::vector<counted_operation> writer_operations();
 std::vector<counted_operation> peer_operations();
 
 // What is counted, and nothing beside it: callgrind is told this name.
@@ -43,11 +44,11 @@ constexpr unsigned n_event_kinds = 128;
 constexpr unsigned first_event_id = 2001;
 constexpr unsigned event_id = first_event_id + 77;
 
-constexpr char shop_name[] = "SHOP";
-constexpr char customer_name[] = "CUSTOMER";
-constexpr char items_name[] = "ITEMS";
-constexpr char price_name[] = "PRICE";
-constexpr char balance_name[] = "BALANCE";
+inline constexpr char shop_name[] = "SHOP";
+inline constexpr char customer_name[] = "CUSTOMER";
+inline constexpr char items_name[] = "ITEMS";
+inline constexpr char price_name[] = "PRICE";
+inline constexpr char balance_name[] = "BALANCE";
 
 constexpr char shop_value[] = "north";
 constexpr char customer_value[] = "l.carrol";

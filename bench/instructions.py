@@ -65,6 +65,9 @@ ROWS = [
     Row("a line of a text log", "text_line", 800),
     Row("a stored line", "stored_line"),
     Row("a stored line that tells its origin", "stored_line_with_origin", 1000),
+    Row("a recorded event into a text log", "write_text"),
+    Row("a recorded event into the stored form", "write_stored"),
+    Row("a recorded event into both, and counted", "write_all"),
 ]
 
 

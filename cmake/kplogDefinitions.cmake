@@ -1,31 +1,42 @@
-# kplog_add_definitions(NAME SOURCES SOURCE... [STD FILE] [NAMESPACE NAME]
+# kplog_add_definitions(NAME SOURCES SOURCE... [STD FILE] [NAMESPACE NAME] [ONLY ids]
 #                       [TRANSLATIONS FILE.po...] [EMBED] [INSTALL FOLDER])
 #
 # Compiles definition sources with the kplog command to NAME.ldf in the current build folder, and
 # writes the C++ header NAME.h beside it; all that is made is made anew when a source or the command
 # changes. NAME is an interface library: what links it is compiled after that, finds the headers,
 # and is compiled as C++20. With STD, an STD set, the sources are those of an AUX set. Without
-# NAMESPACE everything in the headers stands in the namespace NAME.
+# NAMESPACE everything in the headers stands in the namespace NAME. With ONLY ids, NAME.h holds the
+# constants alone.
 #
 # TRANSLATIONS makes the message catalog NAME_catalog, a folder beside NAME.ldf, of these files and
 # the sources. EMBED writes the header NAME_file.h, which holds the bytes of NAME.ldf as the array
 # `definition_file`. INSTALL installs NAME.ldf and NAME_catalog into FOLDER.
+#
+# KPLOG_COMMAND, where it is set, is the command to use: in a build for another kind of machine, one
+# that runs on this one.
 function(kplog_add_definitions name)
-  if(NOT TARGET kplog::command)
+  if(KPLOG_COMMAND)
+    set(command ${KPLOG_COMMAND})
+    set(command_file ${KPLOG_COMMAND})
+  elseif(TARGET kplog::command)
+    set(command kplog::command)
+    set(command_file $<TARGET_FILE:kplog::command>)
+  else()
     message(FATAL_ERROR "kplog_add_definitions needs the kplog command: build it with "
-                        "-DKPLOG_TOOLS=ON, or set(KPLOG_TOOLS ON) before kplog's sources are added")
+                        "-DKPLOG_TOOLS=ON, or set(KPLOG_TOOLS ON) before kplog's sources are added, "
+                        "or set KPLOG_COMMAND to the path of one")
   endif()
-  cmake_parse_arguments(PARSE_ARGV 1 arg "EMBED" "STD;NAMESPACE;INSTALL" "SOURCES;TRANSLATIONS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "EMBED" "STD;NAMESPACE;ONLY;INSTALL" "SOURCES;TRANSLATIONS")
   if(NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS OR arg_KEYWORDS_MISSING_VALUES)
     message(
       FATAL_ERROR
-        "kplog_add_definitions(NAME SOURCES SOURCE... [STD FILE] [NAMESPACE NAME] "
+        "kplog_add_definitions(NAME SOURCES SOURCE... [STD FILE] [NAMESPACE NAME] [ONLY ids] "
         "[TRANSLATIONS FILE.po...] [EMBED] [INSTALL FOLDER])"
     )
   endif()
   _kplog_absolute(inputs ${arg_SOURCES})
   set(options --quiet)
-  set(depends ${inputs} $<TARGET_FILE:kplog::command>)
+  set(depends ${inputs} ${command_file})
   if(DEFINED arg_STD)
     _kplog_absolute(standard ${arg_STD})
     list(APPEND options --std ${standard})
@@ -36,16 +47,19 @@ function(kplog_add_definitions name)
   set(made ${compiled} ${header})
   add_custom_command(
     OUTPUT ${compiled}
-    COMMAND kplog::command compile ${options} ${inputs} -o ${compiled}
+    COMMAND ${command} compile ${options} ${inputs} -o ${compiled}
     DEPENDS ${depends}
     VERBATIM)
   set(header_options ${options})
   if(DEFINED arg_NAMESPACE)
     list(APPEND header_options --namespace ${arg_NAMESPACE})
   endif()
+  if(DEFINED arg_ONLY)
+    list(APPEND header_options --only ${arg_ONLY})
+  endif()
   add_custom_command(
     OUTPUT ${header}
-    COMMAND kplog::command header ${header_options} ${inputs} -o ${header}
+    COMMAND ${command} header ${header_options} ${inputs} -o ${header}
     DEPENDS ${depends}
     VERBATIM)
   if(DEFINED arg_TRANSLATIONS)
@@ -57,7 +71,7 @@ function(kplog_add_definitions name)
     add_custom_command(
       OUTPUT ${catalog}/root.res
       COMMAND ${CMAKE_COMMAND} -E rm -rf ${catalog}
-      COMMAND kplog::command catalog build ${options} ${inputs} ${po_options} -o ${catalog}
+      COMMAND ${command} catalog build ${options} ${inputs} ${po_options} -o ${catalog}
       DEPENDS ${depends} ${translations}
       VERBATIM)
     list(APPEND made ${catalog}/root.res)

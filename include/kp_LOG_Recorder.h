@@ -15,6 +15,7 @@
 
 #if __cplusplus >= 202002L
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -30,6 +31,7 @@
 #include "base/kp_export.h"
 #include "base/kp_time.h"
 #include "kp_LOG_AttributeType.h"
+#include "kp_LOG_EventValue.h"
 #include "kp_LOG_LogEntry.h"
 
 // What became of an event. The numbers stay.
@@ -56,33 +58,35 @@ enum class kp_LOG_RecorderFault {
   event      // an event cannot be made again of what is in the ring
 };
 
-// Empty texts stand for what is not wanted. Paths are made absolute when the recorder is made.
+// Empty texts stand for what is not wanted. Paths are made absolute when the recorder is made. Each
+// member has an initializer, so that compilers do not warn of those that are left out.
 struct kp_LOG_RecorderOptions {
-  std::string definitions;  // the compiled STD file
-  std::string aux;          // the compiled AUX file
-  std::string catalog;      // the folder of the message catalog
-  std::string locale;       // of the messages; empty: that of the environment
-  std::string code_page;    // of the text logs; empty: UTF-8
+  std::string definitions = {};  // the compiled STD file
+  std::string aux = {};          // the compiled AUX file
+  std::string catalog = {};      // the folder of the message catalog
+  std::string locale = {};       // of the messages; empty: that of the environment
+  std::string code_page = {};    // of the text logs; empty: UTF-8
 
   // The outputs, of which there is one at least: dated text logs DIR/PREFIX, a file of the stored
   // form, a counter file DIR/NAME.
-  std::string text;
-  std::string json;
-  std::string count;
+  std::string text = {};
+  std::string json = {};
+  std::string count = {};
   std::uint64_t max_size = 0;  // bytes of a text log; 0: 64 MiB
   bool synced = false;         // batches are on the disk itself when they count as written
 
   // A settings file and its section for the filter; without it every event passes.
-  std::string settings;
-  std::string section;
+  std::string settings = {};
+  std::string section = {};
 
-  std::string ring_folder;                           // empty: that of the first output
+  std::string ring_folder = {};                      // empty: that of the first output
   std::uint64_t ring_size = std::uint64_t{4} << 20;  // bytes, from 512 KiB to 4 GiB
   kp_LOG_WhenFull when_full = kp_LOG_WhenFull::wait;
   std::chrono::milliseconds wait{100};  // at most, for room in the ring
 
   // Called by the recorder's thread, for each kind at most once a minute. What it raises is
-  // dropped.
+  // dropped. It may record, which waits for no room there; a Flush is false at once. It must not
+  // destroy the recorder.
   std::function<void(kp_LOG_RecorderFault kind, const std::string& text)> on_fault = {};
 };
 
@@ -129,43 +133,85 @@ struct _kp_LOG_recorder_gate {
   }
 };
 
-struct _kp_LOG_event_room;
-// Of an event in parts: goes on in the next block where one is full.
-KP_API void _kp_LOG_recorder_put_part(_kp_LOG_event_room& room, const void* bytes,
-                                      std::size_t size) noexcept;
+// What stands before a value: its attribute's number, and its type.
+struct _kp_LOG_value_label {
+  constexpr _kp_LOG_value_label(unsigned its_number, kp_AttributeType its_type)
+      : number(static_cast<std::uint16_t>(its_number)), type(static_cast<std::uint8_t>(its_type)) {}
 
-// Room for one event in a block of the ring.
-struct _kp_LOG_event_room {
-  void put(const void* bytes, std::size_t size) noexcept {
-    if (size == 0) return;
-    if (static_cast<std::size_t>(end - at) >= size) {
-      std::memcpy(at, bytes, size);
-      at += size;
-    } else if (is_in_parts) {
-      _kp_LOG_recorder_put_part(*this, bytes, size);
+  static constexpr std::size_t size = 3;  // that is written
+
+  std::uint16_t number;
+  std::uint8_t type;
+  std::uint8_t behind = 0;  // so that it is written as one word; the value comes over it
+};
+
+// Enough for a text of the type, in whatever characters. What is longer is cut.
+constexpr std::size_t _kp_LOG_most_text_bytes(kp_AttributeType type) {
+  return type >= TypeMBChar32 ? 3 * kp_LOG_longest_text(type) + 4 : kp_LOG_longest_text(type);
+}
+
+// Write a value at `at`, and give the place behind it: `end` where it does not come to lie before
+// that, and for a text that is not UTF-8.
+KP_API unsigned char* _kp_LOG_put_text(unsigned char* at, unsigned char* end,
+                                       _kp_LOG_value_label label, const char* text,
+                                       std::size_t size, std::size_t most) noexcept;
+KP_API unsigned char* _kp_LOG_put_time(unsigned char* at, unsigned char* end,
+                                       _kp_LOG_value_label label, const kp_Time& time) noexcept;
+// The same, wherever the end is.
+template <class Number>
+[[gnu::always_inline]] inline unsigned char* _kp_LOG_put_number(unsigned char* at,
+                                                                _kp_LOG_value_label label,
+                                                                Number value) noexcept {
+  std::memcpy(at, &label, sizeof label);
+  std::memcpy(at + label.size, &value, sizeof value);
+  return at + label.size + sizeof value;
+}
+
+// Room for the values of an event, on the stack of the thread that records it.
+template <std::size_t room_for_numbers>
+struct _kp_LOG_event_values {
+  _kp_LOG_event_values() noexcept {}  // NOLINT: the bytes are left as they are
+
+  static constexpr std::size_t room = 512;
+  unsigned char bytes[room + room_for_numbers + sizeof(std::uint64_t)];
+};
+
+// Writes values behind one another. What goes beyond the end, or is not what it should be, goes by
+// _kp_LOG_record_at_length.
+struct _kp_LOG_value_writer {
+  template <std::size_t room_for_numbers>
+  explicit _kp_LOG_value_writer(_kp_LOG_event_values<room_for_numbers>& values) noexcept
+      : at(values.bytes), end(values.bytes + values.room) {}
+
+  template <class Value>
+  [[gnu::always_inline]] void operator()(unsigned number, const Value& value) noexcept {
+    constexpr kp_AttributeType type = Value::type;
+    const _kp_LOG_value_label label(number, type);
+    if constexpr (requires { value.text(); }) {
+      const std::string_view text = value.text();
+      at =
+          _kp_LOG_put_text(at, end, label, text.data(), text.size(), _kp_LOG_most_text_bytes(type));
+    } else if constexpr (requires { value.time(); }) {
+      at = _kp_LOG_put_time(at, end, label, value.time());
     } else {
-      is_overfull = true;
+      at = _kp_LOG_put_number(at, label, value.value());
     }
   }
 
-  unsigned char* at = nullptr;  // where the next value goes
-  unsigned char* end = nullptr;
-  bool is_overfull = false;    // a value did not fit
-  bool is_ill_formed = false;  // a text is not UTF-8
-  bool is_in_parts = false;    // values go through _kp_LOG_recorder_put_part
-  void* lane = nullptr;
-  std::uint32_t fingerprint = 0;
-  kp_LOG_Recorded answer = kp_LOG_Recorded::recorded;  // of a room that is not open
+  bool are_whole() const noexcept { return at < end; }
+  // The ring takes whole words.
+  void fill_up() noexcept { std::memset(at, 0, sizeof(std::uint64_t)); }
+
+  unsigned char* at;  // where the next value goes
+  unsigned char* end;
 };
 
-// Whether the room is open. If not, its answer is set; where that is lost_name the event may be
-// one of other definitions than the recorder's.
-KP_API bool _kp_LOG_recorder_begin(_kp_LOG_recorder_gate& gate, std::uint64_t fingerprint,
-                                   unsigned level, _kp_LOG_event_room& room) noexcept;
-// Gives a room that was too small, and one for values of that many bytes instead.
-KP_API bool _kp_LOG_recorder_begin_again(_kp_LOG_event_room& room, std::size_t size) noexcept;
-KP_API kp_LOG_Recorded _kp_LOG_recorder_end(_kp_LOG_event_room& room, std::uint32_t id,
-                                            unsigned level) noexcept;
+// Records an event of such values, filled up. Where it answers lost_name nothing is lost yet: the
+// event may be one of other definitions than the recorder's.
+KP_API kp_LOG_Recorded _kp_LOG_recorder_record(_kp_LOG_recorder_gate& gate,
+                                               std::uint64_t fingerprint, std::uint32_t id,
+                                               unsigned level, const unsigned char* values,
+                                               std::size_t size) noexcept;
 KP_API kp_LOG_Recorded _kp_LOG_recorder_reject(_kp_LOG_recorder_gate& gate) noexcept;
 // Makes the entry with the recorder's definitions, and records it.
 using _kp_LOG_entry_recorder = kp_LOG_Recorded (*)(_kp_LOG_recorder_gate& gate, unsigned level,
@@ -176,55 +222,63 @@ KP_API kp_LOG_Recorded _kp_LOG_recorder_by_name(_kp_LOG_recorder_gate& gate, uns
 KP_API kp_LOG_Recorded _kp_LOG_recorder_entry(_kp_LOG_recorder_gate& gate,
                                               const kp_LOG_LogEntry& entry) noexcept;
 
-// Copies the text, cut where it is longer than its type can hold; sees whether it is UTF-8.
-KP_API void _kp_LOG_recorder_put_text(_kp_LOG_event_room& room, unsigned number,
-                                      kp_AttributeType type, const char* text,
-                                      std::size_t size) noexcept;
-KP_API void _kp_LOG_recorder_put_time(_kp_LOG_event_room& room, unsigned number,
-                                      kp_AttributeType type, const kp_Time& time) noexcept;
-
-// Writes values into a room.
-struct _kp_LOG_value_writer {
-  _kp_LOG_event_room& room;
-
+// Room in the ring for one event whose size is known, in one block or in several.
+struct _kp_LOG_event_room {
   template <class Value>
-  void operator()(unsigned number, const Value& value) const noexcept {
-    if constexpr (requires { value.text(); }) {
-      const std::string_view text = value.text();
-      _kp_LOG_recorder_put_text(room, number, Value::type, text.data(), text.size());
-    } else if constexpr (requires { value.time(); }) {
-      _kp_LOG_recorder_put_time(room, number, Value::type, value.time());
-    } else {
-      put_number(number, Value::type, value.value());
-    }
-  }
+  void operator()(unsigned number, const Value& value) noexcept;
 
-  template <class Number>
-  void put_number(unsigned number, kp_AttributeType type, Number value) const noexcept {
-    unsigned char bytes[3 + sizeof value];
-    const auto short_number = static_cast<std::uint16_t>(number);
-    std::memcpy(bytes, &short_number, sizeof short_number);
-    bytes[2] = static_cast<unsigned char>(type);
-    std::memcpy(bytes + 3, &value, sizeof value);
-    room.put(bytes, sizeof bytes);
-  }
+  unsigned char* at = nullptr;  // where the next value goes
+  unsigned char* end = nullptr;
+  bool is_ill_formed = false;  // a text is not UTF-8
+  bool is_overfull = false;    // the values have more bytes than were told
+  bool is_in_parts = false;
+  void* lane = nullptr;
+  std::uint32_t fingerprint = 0;
+  kp_LOG_Recorded answer = kp_LOG_Recorded::recorded;  // of a room that is not open
 };
+
+// Opens the room for values of that many bytes. If not, its answer is set; for lost_name as above.
+KP_API bool _kp_LOG_recorder_begin(_kp_LOG_recorder_gate& gate, std::uint64_t fingerprint,
+                                   unsigned level, std::size_t size,
+                                   _kp_LOG_event_room& room) noexcept;
+KP_API kp_LOG_Recorded _kp_LOG_recorder_end(_kp_LOG_event_room& room, std::uint32_t id,
+                                            unsigned level) noexcept;
+KP_API void _kp_LOG_recorder_put(_kp_LOG_event_room& room, const void* bytes,
+                                 std::size_t size) noexcept;
+KP_API void _kp_LOG_recorder_put_text(_kp_LOG_event_room& room, _kp_LOG_value_label label,
+                                      const char* text, std::size_t size) noexcept;
+
+template <class Value>
+void _kp_LOG_event_room::operator()(unsigned number, const Value& value) noexcept {
+  const _kp_LOG_value_label label(number, Value::type);
+  unsigned char bytes[32];
+  if constexpr (requires { value.text(); }) {
+    const std::string_view text = value.text();
+    _kp_LOG_recorder_put_text(*this, label, text.data(), text.size());
+  } else if constexpr (requires { value.time(); }) {
+    const unsigned char* const end_of_value =
+        _kp_LOG_put_time(bytes, bytes + sizeof bytes, label, value.time());
+    _kp_LOG_recorder_put(*this, bytes, static_cast<std::size_t>(end_of_value - bytes));
+  } else {
+    const unsigned char* const end_of_value = _kp_LOG_put_number(bytes, label, value.value());
+    _kp_LOG_recorder_put(*this, bytes, static_cast<std::size_t>(end_of_value - bytes));
+  }
+}
 
 // Counts the bytes of values.
 struct _kp_LOG_value_measure {
-  std::size_t& size;
-
   template <class Value>
-  void operator()(unsigned, const Value& value) const noexcept {
+  void operator()(unsigned, const Value& value) noexcept {
+    size += _kp_LOG_value_label::size;
     if constexpr (requires { value.text(); })
-      size += 5 + longest_text(value.text().size(), Value::type);
+      size += 2 + std::min(value.text().size(), _kp_LOG_most_text_bytes(Value::type));
     else if constexpr (requires { value.time(); })
-      size += 3 + 11;
+      size += 11;
     else
-      size += 3 + sizeof(value.value());
+      size += sizeof(value.value());
   }
 
-  KP_API static std::size_t longest_text(std::size_t size, kp_AttributeType type) noexcept;
+  std::size_t size = 0;
 };
 
 // --- The recorder
@@ -234,8 +288,9 @@ class KP_API kp_LOG_Recorder {
   // Opens outputs and ring, brings what is left of others at the place into the outputs, and starts
   // the thread. Changes nothing of kp_LOG_LogConfig. Raises KPX_logging_illegal_argument for
   // options that are missing or wrong, KPX_logging_invalid_definition for definitions that cannot
-  // be read, KPX_logging_misc for an output or a ring that cannot be made, each with a text that
-  // says what is wrong, and KPX_memory_alloc.
+  // be read, KPX_logging_misc for an output or a ring that cannot be made, or whose lock another
+  // process holds for more than five seconds, each with a text that says what is wrong, and
+  // KPX_memory_alloc.
   explicit kp_LOG_Recorder(const kp_LOG_RecorderOptions& options);
   // Closes: writes everything. Where an output still fails after two seconds the ring stays for the
   // next one. Other threads may record meanwhile; once it is closed they are answered lost_closed,
@@ -244,17 +299,19 @@ class KP_API kp_LOG_Recorder {
   kp_LOG_Recorder(const kp_LOG_Recorder&) = delete;
   kp_LOG_Recorder& operator=(const kp_LOG_Recorder&) = delete;
 
-  // Any number of threads at once. No lock is taken, and after a thread's first call nothing is
+  // Any number of threads at once. After a thread's first call no lock is taken, and nothing is
   // allocated. Not from a signal handler.
   template <kp_LOG_recordable Event>
-  kp_LOG_Recorded Record(const Event& event) noexcept {
+  [[gnu::always_inline]] kp_LOG_Recorded Record(const Event& event) noexcept {
     return Record(Event::default_level, event);
   }
   template <kp_LOG_recordable Event>
   kp_LOG_Recorded Record(unsigned level, const Event& event) noexcept;
   template <class Level, kp_LOG_recordable Event>
-  requires std::is_enum_v<Level> kp_LOG_Recorded Record(Level level, const Event& event)
-  noexcept { return Record(static_cast<unsigned>(level), event); }
+  requires std::is_enum_v<Level>
+  [[gnu::always_inline]] kp_LOG_Recorded Record(Level level, const Event& event) noexcept {
+    return Record(static_cast<unsigned>(level), event);
+  }
   // Of an entry, made with whatever definitions: its attributes go by their names, its texts by
   // kp_LOG_LogConfig's code page.
   kp_LOG_Recorded Record(const kp_LOG_LogEntry& entry) noexcept {
@@ -279,22 +336,48 @@ kp_LOG_Recorded _kp_LOG_record_event_by_name(_kp_LOG_recorder_gate& gate, unsign
                                 typename Event::entry(level, *static_cast<const Event*>(event)));
 }
 
-template <kp_LOG_recordable Event>
-kp_LOG_Recorded kp_LOG_Recorder::Record(unsigned level, const Event& event) noexcept {
-  if (!gate_->accepts(level, Event::property_flags)) return _kp_LOG_recorder_reject(*gate_);
+// These take the event by value, so that what calls them need not have it in memory.
+
+// An event that _kp_LOG_event_values does not take: a large one, or one with a text that is wrong.
+template <class Event>
+[[gnu::noinline, gnu::cold]] kp_LOG_Recorded _kp_LOG_record_at_length(_kp_LOG_recorder_gate& gate,
+                                                                      unsigned level,
+                                                                      const Event event) noexcept {
+  _kp_LOG_value_measure measure;
+  event.each_value(measure);
   _kp_LOG_event_room room;
-  if (!_kp_LOG_recorder_begin(*gate_, Event::fingerprint, level, room)) {
-    if (room.answer != kp_LOG_Recorded::lost_name) return room.answer;
-    return _kp_LOG_recorder_by_name(*gate_, level, &event, _kp_LOG_record_event_by_name<Event>);
-  }
-  event.each_value(_kp_LOG_value_writer{room});
-  if (room.is_overfull) {
-    std::size_t size = 0;
-    event.each_value(_kp_LOG_value_measure{size});
-    if (!_kp_LOG_recorder_begin_again(room, size)) return room.answer;
-    event.each_value(_kp_LOG_value_writer{room});
-  }
+  if (!_kp_LOG_recorder_begin(gate, Event::fingerprint, level, measure.size, room))
+    return room.answer;
+  event.each_value(room);
   return _kp_LOG_recorder_end(room, Event::id, level);
+}
+
+template <class Event>
+[[gnu::noinline, gnu::cold]] kp_LOG_Recorded _kp_LOG_record_by_name(_kp_LOG_recorder_gate& gate,
+                                                                    unsigned level,
+                                                                    const Event event) noexcept {
+  return _kp_LOG_recorder_by_name(gate, level, &event, _kp_LOG_record_event_by_name<Event>);
+}
+
+template <kp_LOG_recordable Event>
+[[gnu::always_inline]] inline kp_LOG_Recorded kp_LOG_Recorder::Record(unsigned level,
+                                                                      const Event& event) noexcept {
+  if (!gate_->accepts(level, Event::property_flags)) return _kp_LOG_recorder_reject(*gate_);
+  // A number of n bytes takes n + 3, and n or more of the event.
+  _kp_LOG_event_values<4 * sizeof event> values;
+  _kp_LOG_value_writer writer(values);
+  event.each_value(writer);
+  kp_LOG_Recorded answer = kp_LOG_Recorded::recorded;
+  if (writer.are_whole()) [[likely]] {
+    writer.fill_up();
+    answer = _kp_LOG_recorder_record(*gate_, Event::fingerprint, Event::id, level, values.bytes,
+                                     static_cast<std::size_t>(writer.at - values.bytes));
+  } else {
+    answer = _kp_LOG_record_at_length(*gate_, level, event);
+  }
+  if (answer != kp_LOG_Recorded::lost_name) [[likely]]
+    return answer;
+  return _kp_LOG_record_by_name(*gate_, level, event);
 }
 
 #endif

@@ -106,6 +106,12 @@ class _kp_LOG_attribute_store : kp_UTIL_no_inadvertant_copies {
     for (attribute* head : chains_)
       for (attribute* at = head; at != nullptr;) f(*std::exchange(at, at->next));
   }
+  // The same in whichever order is the quickest.
+  template <class F>
+  void for_each_in_any_order(F&& f) const {
+    if (blocks_ != nullptr || left_ != nullptr) return for_each(f);
+    for (const place *at = inside_, *const end = next_; at != end; ++at) f(at->held);
+  }
 
  private:
   static constexpr unsigned n_chains = 7;

@@ -15,6 +15,7 @@
 #include "logging/log_util_kept_text.h"
 #include "logging/log_util_per_thread.h"
 #include "logging/raise.h"
+#include "logging/settings.h"
 
 struct icu_text_closer {
   void operator()(UConverter* converter) const noexcept { ucnv_close(converter); }
@@ -55,7 +56,8 @@ class icu_text_converters {
 };
 
 const char* icu_text_default_name() noexcept {
-  const char* const name = ucnv_getDefaultName();
+  const char* const own = kp_log_settings::current().default_code_page;
+  const char* const name = own != nullptr ? own : ucnv_getDefaultName();
   return name != nullptr ? name : "";
 }
 
@@ -449,6 +451,6 @@ icu_text_result icu_text_kept_code_page::encode(const icu::UnicodeString& text, 
 
 bool icu_text_default_is_usable() {
   UErrorCode status = U_ZERO_ERROR;
-  const icu_text_handle probe(ucnv_open(nullptr, &status));
+  const icu_text_handle probe(ucnv_open(kp_log_settings::current().default_code_page, &status));
   return U_SUCCESS(status) && probe != nullptr;
 }

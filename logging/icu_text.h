@@ -114,10 +114,11 @@ class icu_text_kept_code_page {
   std::atomic<const char*> name_{nullptr};  // set once
 };
 
-// The name of ICU's default converter as it is now; valid until that is set.
+// What an empty name of a code page stands for: that of the settings, or ICU's default converter as
+// it is now. Valid until that is set.
 const char* icu_text_default_name() noexcept;
 
-// Whether ICU can open its default converter.
+// Whether ICU can open that.
 bool icu_text_default_is_usable();
 
 #endif

@@ -227,6 +227,8 @@ class KP_API _kp_LOG_log_entry_imp {
   const _kp_LOG_type_base* _held(const _kp_LOG_hashed_name& name) const noexcept;
   // All that it holds.
   const _kp_LOG_attribute_store& _attributes() const noexcept { return attributes_; }
+  // As it is stored.
+  const kp_Time& _timestamp() const noexcept { return timestamp_; }
   // Whether the store holds a value of that name.
   bool _holds(const char* name) const noexcept;
   // See kp_LOG_ForEachAttribute.

@@ -11,10 +11,10 @@
 #include <string>
 #include <string_view>
 
+#include "base/kp_digits.h"
 #include "logging/logentry_i_private.h"
 #include "logging/logmsg.h"
 #include "logging/logmsg_choice.h"
-#include "logging/logmsg_digits.h"
 #include "logging/logmsg_plans.h"
 #include "logging/raise.h"
 
@@ -186,7 +186,7 @@ void logmsg_bytes_writer::put_integer(long long value) {
   const bool is_negative = value < 0;
   const auto magnitude = static_cast<unsigned>(is_negative ? -value : value);
   char* const digits = at + (is_negative ? 1 : 0);
-  message_.end_at(logmsg_put_decimal(uint32_t{magnitude}, digits));
+  message_.end_at(KP_put_decimal(uint32_t{magnitude}, digits));
 }
 
 // The millionths of a value, rounded to nearest and half to even; false for one that is large.
@@ -219,9 +219,9 @@ void logmsg_bytes_writer::put_fixed(double value) {
     return message_.end_at(at + std::snprintf(at, room, "%f", value));
   *at = '-';
   char* const digits = at + (std::signbit(value) ? 1 : 0);
-  char* const point = logmsg_put_decimal(millionths / 1000000, digits);
+  char* const point = KP_put_decimal(millionths / 1000000, digits);
   const auto decimals = static_cast<uint32_t>(millionths % 1000000);
-  message_.end_at(logmsg_put_four(decimals % 10000, logmsg_put_pair(decimals / 10000, point + 1)));
+  message_.end_at(KP_put_four(decimals % 10000, KP_put_pair(decimals / 10000, point + 1)));
   put_radix(point);
 }
 

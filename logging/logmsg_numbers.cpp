@@ -12,7 +12,7 @@
 #include <mutex>
 #include <vector>
 
-#include "logging/logmsg_digits.h"
+#include "base/kp_digits.h"
 #include "logging/logmsg_icu_formats.h"
 #include "logging/raise.h"
 
@@ -273,10 +273,10 @@ Unit* logmsg_number_style<Unit>::put_groups(const char* digits, size_t count,
 template <class Unit>
 Unit* logmsg_number_style<Unit>::put_whole(uint64_t value, Unit* at) const noexcept {
   if constexpr (sizeof(Unit) == 1) {
-    if (value < plain_below_) return logmsg_put_decimal(static_cast<uint32_t>(value), at);
+    if (value < plain_below_) return KP_put_decimal(static_cast<uint32_t>(value), at);
   }
   char digits[2 * most_whole_digits];  // put_digits() reads beyond the last one
-  const auto count = static_cast<size_t>(logmsg_put_decimal(value, digits) - digits);
+  const auto count = static_cast<size_t>(KP_put_decimal(value, digits) - digits);
   return count > last_group_ ? put_groups(digits, count, at) : put_digits(digits, count, at);
 }
 
@@ -285,7 +285,7 @@ Unit* logmsg_number_style<Unit>::put_fraction(unsigned fraction, Unit* at) const
   at = put_piece(decimal_separator_, at);
   char digits[most_fraction_digits + most_whole_digits];  // likewise
   fraction *= fraction_padding_;
-  logmsg_put_pair(fraction % 100, logmsg_put_four(fraction / 100, digits));
+  KP_put_pair(fraction % 100, KP_put_four(fraction / 100, digits));
   size_t count = fraction_digits_;
   while (digits[count - 1] == '0') --count;
   return put_digits(digits, count, at);

@@ -41,7 +41,7 @@ struct logmsg_setting {
   const icu::Locale* locale = nullptr;
   const char* input = "";
   const char* output = "";
-  const char* default_page = "";  // ICU's default converter, which "" stands for
+  const char* default_page = "";  // which "" stands for
 };
 
 // A plan that others share. Immutable but for the count of its shares.

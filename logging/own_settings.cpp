@@ -21,6 +21,10 @@ constinit kp_log_settings kp_log_settings::of_process(
      &_kp_LOG_log_entry_imp::log_major_version, &_kp_LOG_log_entry_imp::log_minor_version},
     output_code_page_of_process, nullptr);
 
+void kp_log_set_default_code_page(const char* name) {
+  kp_log_settings::current().default_code_page = name == nullptr ? nullptr : kp_log_kept_text(name);
+}
+
 // ---- others ----
 
 struct kp_log_own_settings::parts {

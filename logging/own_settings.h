@@ -9,6 +9,11 @@
 
 struct kp_log_settings;
 
+// Sets what an empty name of a code page stands for, and with it what texts of definitions are in,
+// for what the calling thread goes by; null, as at first: ICU's default converter. Raises
+// KPX_memory_alloc.
+KP_API void kp_log_set_default_code_page(const char* name);
+
 // A set of all that kp_LOG_LogConfig sets and tells, global attributes, operation mode and log
 // version among it, at first as in a process that has set nothing. Threads that stand in its scope
 // go by it; the settings of the process are as if those threads did nothing.

@@ -52,6 +52,8 @@ struct kp_log_settings : kp_log_setting_variables {
   kp_log_snapshot<_kp_LOG_global_attributes> global_attributes;
 
   kp_log_text_setting code_page;
+  // What an empty name of a code page stands for; a kept text. Null: ICU's default converter.
+  std::atomic<const char*> default_code_page{nullptr};
   // The code page, once it is known to make no more units than bytes. Code pages that are set are
   // kept texts, so that one address stands for one name.
   std::atomic<const char*> bytewise_code_page{nullptr};

@@ -1,17 +1,26 @@
 #include "recorder/fault_teller.h"
 
+#include <new>
+
 void fault_teller::begin() noexcept {
   has_begun_ = true;
   for (const auto& [kind, text] : early_) call(kind, text);
   early_.clear();
 }
 
+// Where there is no memory to tell it with, it is not told.
 void fault_teller::tell(kp_LOG_RecorderFault kind, const std::string& text) noexcept {
   if (!on_fault_) return;
-  if (!has_begun_) {
-    early_.emplace_back(kind, text);
-    return;
+  try {
+    if (has_begun_)
+      tell_if_due(kind, text);
+    else
+      early_.emplace_back(kind, text);
+  } catch (const std::bad_alloc&) {
   }
+}
+
+void fault_teller::tell_if_due(kp_LOG_RecorderFault kind, const std::string& text) {
   told& last = told_[static_cast<size_t>(kind)];
   const clock::time_point now = clock::now();
   if (last.is_told && now - last.when < std::chrono::minutes(1)) {

@@ -32,6 +32,7 @@ class fault_teller {
     uint64_t left_out = 0;
   };
 
+  void tell_if_due(kp_LOG_RecorderFault kind, const std::string& text);
   void call(kp_LOG_RecorderFault kind, const std::string& text) noexcept;
 
   const function& on_fault_;

@@ -39,12 +39,14 @@ lane_block* block_pool::take() noexcept {
   return nullptr;
 }
 
-// What stands in it is gone for whoever reads the ring, before a lane can take it.
+// What stands in it is gone for whoever reads the ring, before a lane can take it. Blocks that were
+// written to before are taken first: their pages are at hand.
 void block_pool::give_back(lane_block& block) noexcept {
   ring_store(block.head->used, uint32_t{0});
   block.next.store(nullptr, std::memory_order_relaxed);
-  free_[block.number / bits].fetch_or(uint64_t{1} << (block.number % bits),
-                                      std::memory_order_release);
+  const uint32_t word = block.number / bits;
+  free_[word].fetch_or(uint64_t{1} << (block.number % bits), std::memory_order_release);
+  if (word < hint_.load(std::memory_order_relaxed)) hint_.store(word, std::memory_order_relaxed);
   free_count_.fetch_add(1, std::memory_order_relaxed);
   given_back_.fetch_add(1);
 }

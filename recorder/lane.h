@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "recorder/zone_memory.h"
 #include "recording/ring/ring_file.h"
 #include "recording/ring/ring_reader.h"
 
@@ -42,7 +43,7 @@ class block_pool {
  private:
   std::vector<lane_block> blocks_;
   std::vector<std::atomic<uint64_t>> free_;  // a bit for each block
-  std::atomic<uint32_t> hint_ = 0;           // where the last one was found
+  std::atomic<uint32_t> hint_ = 0;           // word of free_ to look at first
   std::atomic<uint32_t> free_count_ = 0;
   std::atomic<uint32_t> given_back_ = 0;  // changes whenever blocks come back
   std::atomic<uint32_t> waiting_ = 0;     // threads
@@ -60,24 +61,29 @@ struct recorder_lane {
   recorder_lane(uint64_t its_recorder, uint32_t its_number, uint32_t its_thread)
       : recorder(its_recorder), number(its_number), thread(its_thread) {}
 
-  const uint64_t recorder;  // its incarnation (recorder_state)
-  const uint32_t number;    // from 1
-  const uint32_t thread;    // the system's number
-
-  std::atomic<lane_block*> current = nullptr;        // null: none is had
-  std::atomic<lane_block*> first = nullptr;          // that was not given back yet
-  std::atomic<uint32_t> held = 0;                    // blocks
-  std::atomic<bool> is_left = false;                 // the thread has ended
-  std::atomic<uint64_t> recorded = 0, rejected = 0;  // written by the thread alone
+  const uint64_t recorder;                     // its incarnation (recorder_state)
+  std::atomic<lane_block*> current = nullptr;  // null: none is had
 
   // The thread's own.
-  std::shared_ptr<recorder_state> state;  // of its recorder
   lane_block* last = nullptr;             // that was taken
-  uint32_t serial = 0;                    // of it
+  unsigned char* at = nullptr;            // in it: where the next frame goes
+  unsigned char* end = nullptr;           // of it
+  uint64_t place = 0;                     // place_of it
+  std::shared_ptr<recorder_state> state;  // of its recorder
   uint64_t last_time = 0;                 // of the last event
+  uint64_t zone_until = 0;                // the time from which on the zone is to be asked for anew
+  event_zone zone = {};
+  uint32_t serial = 0;  // of `last`
   // Of an event in parts: its blocks, linked by `spare`, and the one that is written to.
   lane_block* parts = nullptr;
   lane_block* part = nullptr;
+
+  std::atomic<uint64_t> recorded = 0, rejected = 0;  // written by the thread alone
+  std::atomic<lane_block*> first = nullptr;          // that was not given back yet
+  std::atomic<uint32_t> held = 0;                    // blocks
+  std::atomic<bool> is_left = false;                 // the thread has ended
+  const uint32_t number;                             // from 1
+  const uint32_t thread;                             // the system's number
 
   // The reader's own.
   lane_reader reader;

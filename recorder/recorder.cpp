@@ -6,9 +6,12 @@
 
 #include "kp_LOG_Recorder.h"
 #include "kp_LOG_errors.h"
+#include "recorder/fork_delay.h"
 #include "recorder/process_mark.h"
 #include "recorder/recorder_state.h"
+#include "recording/files/path.h"
 #include "recording/ring/recovery.h"
+#include "recording/sinks/counter_writer.h"
 
 [[noreturn]] static void refuse(const std::string& text) {
   throw KPX_logging_illegal_argument(("kp_LOG_Recorder: " + text).c_str(), 0);
@@ -33,10 +36,19 @@ static void check_options(const kp_LOG_RecorderOptions& options) {
        {&options.definitions, &options.aux, &options.catalog, &options.text, &options.json,
         &options.count, &options.settings, &options.ring_folder})
     if (path->find('\0') != std::string::npos) refuse("a path has a NUL");
+  if (place_of(options.text).name.find(',') != std::string::npos)
+    refuse("the option text has a comma in its prefix");
+}
+
+static void check_outputs(const kp_LOG_RecorderOptions& options) {
+  if (!options.json.empty() && !options.count.empty() &&
+      options.json == counter_place_of(options.count).path)
+    refuse("the options json and count name one file");
 }
 
 // The program may change its working directory afterwards.
 static kp_LOG_RecorderOptions with_absolute_paths(kp_LOG_RecorderOptions options) {
+  options.wait = bounded_wait(options.wait);
   for (std::string* path : {&options.definitions, &options.aux, &options.catalog, &options.text,
                             &options.json, &options.count, &options.settings, &options.ring_folder})
     *path = absolute_path(*path);
@@ -46,7 +58,10 @@ static kp_LOG_RecorderOptions with_absolute_paths(kp_LOG_RecorderOptions options
 // ---- opening ----
 
 static void open_gate(recorder_gate& gate, const kp_LOG_RecorderOptions& options) {
+  check_options(options);
+  fork_delay::prepare();
   gate.options = with_absolute_paths(options);
+  check_outputs(gate.options);
   gate.process.store(process_mark());
   gate.state = std::make_shared<recorder_state>(gate, true);
   gate.incarnation.store(gate.state->incarnation());
@@ -65,8 +80,6 @@ static std::unique_ptr<recorder_gate> opened(const kp_LOG_RecorderOptions& optio
         ("kp_LOG_Recorder: " + options.definitions + ": " + error.what()).c_str(), 0);
   } catch (const file_error& error) {
     throw KPX_logging_misc((std::string("kp_LOG_Recorder: ") + error.what()).c_str(), 0);
-  } catch (const std::bad_alloc&) {
-    KP_raise_memory_alloc();
   } catch (const std::system_error& error) {  // no thread, no working folder
     throw KPX_logging_misc((std::string("kp_LOG_Recorder: ") + error.what()).c_str(), 0);
   } catch (const std::runtime_error& error) {  // as event_set raises it
@@ -86,10 +99,12 @@ static void keep(recorder_gate& gate) noexcept {
 kp_LOG_Recorder::kp_LOG_Recorder(const kp_LOG_RecorderOptions& options) : gate_(nullptr) {
   if (!has_process_page())
     throw KPX_logging_misc("kp_LOG_Recorder: the system cannot tell children of fork apart", 0);
-  check_options(options);
-  recorder_gate& gate = *opened(options).release();
-  keep(gate);
-  gate_ = &gate;
+  try {
+    gate_ = opened(options).release();
+  } catch (const std::bad_alloc&) {
+    KP_raise_memory_alloc();
+  }
+  keep(whole(*gate_));
 }
 
 // ---- closing ----

@@ -1,10 +1,12 @@
 // The recorder for C: options and records as JSON.
 #include "kp_LOG_RecorderC.h"
 
+#include <simdjson.h>
+
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <nlohmann/json.hpp>
+#include <new>
 #include <optional>
 #include <string>
 
@@ -40,26 +42,29 @@ const char* kp_LOG_recorder_error() {
 
 // ---- options ----
 
-using json_value = nlohmann::json;
+using json_value = simdjson::dom::element;
 
 [[noreturn]] static void refuse_option(const std::string& text) {
   throw KPX_logging_illegal_argument(("kp_LOG_recorder_open: " + text).c_str(), 0);
 }
 
+template <class Value>
+static Value held(const json_value& value, const std::string& name, const char* what) {
+  Value held{};
+  if (value.get(held) != simdjson::SUCCESS) refuse_option("the option " + name + " is " + what);
+  return held;
+}
+
 static void set(std::string& option, const std::string& name, const json_value& value) {
-  if (!value.is_string()) refuse_option("the option " + name + " is a text");
-  option = value.get<std::string>();
+  option = held<std::string_view>(value, name, "a text");
 }
 
 static void set(uint64_t& option, const std::string& name, const json_value& value) {
-  if (!value.is_number_unsigned())
-    refuse_option("the option " + name + " is a whole number from 0");
-  option = value.get<uint64_t>();
+  option = held<uint64_t>(value, name, "a whole number from 0");
 }
 
 static void set(bool& option, const std::string& name, const json_value& value) {
-  if (!value.is_boolean()) refuse_option("the option " + name + " is true or false");
-  option = value.get<bool>();
+  option = held<bool>(value, name, "true or false");
 }
 
 static void set(std::chrono::milliseconds& option, const std::string& name,
@@ -71,8 +76,10 @@ static void set(std::chrono::milliseconds& option, const std::string& name,
 }
 
 static void set(kp_LOG_WhenFull& option, const std::string& name, const json_value& value) {
-  if (value != "wait" && value != "lose") refuse_option("the option " + name + " is wait or lose");
-  option = value == "wait" ? kp_LOG_WhenFull::wait : kp_LOG_WhenFull::lose;
+  static constexpr char what[] = "wait or lose";
+  const auto text = held<std::string_view>(value, name, what);
+  if (text != "wait" && text != "lose") refuse_option("the option " + name + " is " + what);
+  option = text == "wait" ? kp_LOG_WhenFull::wait : kp_LOG_WhenFull::lose;
 }
 
 template <class Visitor>
@@ -96,16 +103,20 @@ static void visit_options(kp_LOG_RecorderOptions& options, Visitor visit) {
 }
 
 static kp_LOG_RecorderOptions options_of(const char* text) {
-  const json_value object = json_value::parse(text == nullptr ? "" : text, nullptr, false);
-  if (!object.is_object()) refuse_option("the options are no JSON object");
+  const std::string_view given_text = text == nullptr ? "" : text;
+  simdjson::dom::parser parser;
+  simdjson::dom::object object;
+  const simdjson::error_code error = parser.parse(given_text.data(), given_text.size()).get(object);
+  if (error == simdjson::MEMALLOC) throw std::bad_alloc();
+  if (error != simdjson::SUCCESS) refuse_option("the options are no JSON object");
   kp_LOG_RecorderOptions options;
   std::vector<std::string_view> names;
   visit_options(options, [&](const char* name, auto& option) {
     names.push_back(name);
-    const auto given = object.find(name);
-    if (given != object.end()) set(option, name, *given);
+    json_value given;
+    if (object[name].get(given) == simdjson::SUCCESS) set(option, name, given);
   });
-  for (const auto& [name, value] : object.items())
+  for (const auto& [name, value] : object)
     if (std::find(names.begin(), names.end(), name) == names.end())
       refuse_option("there is no option " + in_quotes(name) + nearest_name_hint(name, names));
   return options;
@@ -116,6 +127,8 @@ kp_LOG_recorder* kp_LOG_recorder_open(const char* options_as_json) {
     return new kp_LOG_recorder(options_of(options_as_json));
   } catch (const kp_EXCEPTION_base& error) {
     note_error(error.get_message() == nullptr ? "no memory is left" : error.what());
+  } catch (const std::bad_alloc&) {
+    note_error("no memory is left");
   } catch (const std::exception& error) {
     note_error(error.what());
   }

@@ -11,7 +11,6 @@
 
 #include "kp_LOG_LogConfig.h"
 #include "recorder/process_mark.h"
-#include "recording/definitions/fingerprint.h"
 #include "recording/ring/recovery.h"
 
 // ---- making ----
@@ -62,8 +61,12 @@ recorder_state::recorder_state(recorder_gate& gate, bool recovers)
 }
 
 void recorder_state::begin_thread() {
+  is_open_ = true;
   try {
     writer_ = std::thread([this] { run(); });
+  } catch (const std::system_error& error) {
+    ring_->remove();
+    throw std::system_error(error.code(), "no thread can be made");
   } catch (...) {
     ring_->remove();
     throw;
@@ -76,29 +79,7 @@ void recorder_state::open_definitions() {
       event_set_options{options.definitions, options.aux, options.catalog, options.locale});
   // What is too long for its type is cut, as it is for every text that a call gives.
   kp_LOG_LogConfig::SetActionAttrLenExceed(1);
-  know_fingerprints();
-}
-
-// A header may have been made of fewer attributes than the definitions have: those of an AUX file
-// and those of every event come behind an event's own.
-void recorder_state::know_fingerprints() {
-  size_t count = 0;
-  for (const known_event& event : events_->events()) count += event.attributes.size() + 1;
-  size_t size = 4;
-  while (size < 2 * count) size *= 2;
-  fingerprints_.resize(size);
-  for (const known_event& event : events_->events()) {
-    numbered_.emplace(event.id, event);
-    const uint32_t folded = folded_fingerprint(event);
-    event_fingerprint fingerprint(event.id);
-    for (size_t number = 0; number <= event.attributes.size(); ++number) {
-      size_t place = fingerprint.value() & (size - 1);
-      while (fingerprints_[place].is_taken) place = (place + 1) & (size - 1);
-      fingerprints_[place] = {fingerprint.value(), folded, true};
-      if (number < event.attributes.size())
-        fingerprint.add(event.attributes[number].name, event.attributes[number].type);
-    }
-  }
+  kinds_.emplace(*events_);
 }
 
 void recorder_state::recover_others() {
@@ -109,6 +90,7 @@ void recorder_state::recover_others() {
     faults_.tell(kp_LOG_RecorderFault::recovery, text);
   };
   rules.fault = rules.report;
+  rules.waiting.is_to_end = [this] { return is_to_give_up(); };
   recover_rings(ring_stem(gate_.options), rules);
 }
 
@@ -118,7 +100,7 @@ void recorder_state::make_ring() {
     pool_ = std::make_unique<block_pool>(*ring_);
     loss_block_ = pool_->take();
     lock_waiting waiting;
-    waiting.is_to_end = [this] { return is_patience_over(); };
+    waiting.is_to_end = [this] { return is_to_give_up(); };
     waiting.report = [this](const std::string& text) {
       faults_.tell(kp_LOG_RecorderFault::output, text);
     };
@@ -144,28 +126,39 @@ bool recorder_state::is_patience_over() const {
   return is_closing_.load() && std::chrono::steady_clock::now() - closing_since_ > patience;
 }
 
-// A thread that is within a call ends it first.
-void recorder_state::close_lanes() noexcept {
+// Whoever holds the lock of an output may be stopped.
+bool recorder_state::is_to_give_up() const {
+  static constexpr std::chrono::seconds patience(5);
+  if (is_open_) return is_patience_over();
+  return std::chrono::steady_clock::now() - opening_since_ > patience;
+}
+
+// A thread that is within a call ends it first, unless a signal's handler keeps it there.
+bool recorder_state::close_lanes() noexcept {
   const std::lock_guard hold(lanes_mutex_);
   for (const auto& lane : lanes_) {
     lane_block* current = lane->current.load();
     while (current == recorder_lane::busy() ||
            !lane->current.compare_exchange_weak(current, recorder_lane::closed())) {
+      if (is_patience_over()) return false;
       pool_->wake();
       std::this_thread::yield();
       current = lane->current.load();
     }
   }
+  return true;
 }
 
 void recorder_state::close() noexcept {
   closing_since_ = std::chrono::steady_clock::now();
   is_closing_.store(true);
-  close_lanes();
+  const bool are_lanes_closed = close_lanes();
   wake_writer_up();
   writer_.join();
-  if (is_empty_) ring_->remove();
+  if (is_empty_ && are_lanes_closed) ring_->remove();
   delivery_.reset();
+  // Threads that recorded keep the state as long as they live.
+  if (are_lanes_closed) ring_->let_go();
   const std::lock_guard hold(lanes_mutex_);
   lanes_.clear();
   lanes_seen_.clear();
@@ -197,7 +190,7 @@ static uint32_t most_blocks(const block_pool& pool) {
 
 lane_block* recorder_state::take_block(recorder_lane& lane) noexcept {
   const uint32_t most = most_blocks(*pool_);
-  const bool waits = gate_.options.when_full == kp_LOG_WhenFull::wait;
+  const bool waits = gate_.options.when_full == kp_LOG_WhenFull::wait && !is_writer_thread();
   std::chrono::steady_clock::time_point end{};
   for (;;) {
     const uint32_t seen = pool_->given_back();
@@ -223,44 +216,32 @@ void recorder_state::give_back(recorder_lane& lane, lane_block& block) noexcept 
   lane.held.fetch_sub(1, std::memory_order_relaxed);
 }
 
-void recorder_state::link(recorder_lane& lane, lane_block& block) noexcept {
+void recorder_state::link(recorder_lane& lane, lane_block& first, lane_block& last) noexcept {
   if (lane.last == nullptr)
-    lane.first.store(&block, std::memory_order_release);
+    lane.first.store(&first, std::memory_order_release);
   else
-    lane.last->next.store(&block, std::memory_order_release);
-  lane.last = &block;
+    lane.last->next.store(&first, std::memory_order_release);
+  lane.last = &last;
+  lane.at = last.frames() + last.head->used;
+  lane.end = last.frames() + ring_block_room;
+  lane.place = place_of(*last.head);
 }
 
 bool recorder_state::add_block(recorder_lane& lane) noexcept {
   lane_block* const block = take_block(lane);
   if (block == nullptr) return false;
-  link(lane, *block);
+  link(lane, *block, *block);
   return true;
 }
 
 // ---- for one event ----
 
-const recorder_state::known_fingerprint* recorder_state::find(uint64_t fingerprint) const noexcept {
-  const size_t last = fingerprints_.size() - 1;
-  for (size_t place = fingerprint & last;; place = (place + 1) & last) {
-    const known_fingerprint& known = fingerprints_[place];
-    if (known.fingerprint == fingerprint && known.is_taken) return &known;
-    if (!known.is_taken) return nullptr;
-  }
-}
-
-const numbered_event* recorder_state::find_event(uint32_t id) const noexcept {
-  const auto found = numbered_.find(id);
-  return found == numbered_.end() ? nullptr : &found->second;
-}
-
-void recorder_state::tell_time(recorder_lane& lane, event_head& head) noexcept {
-  timespec now;
-  clock_gettime(CLOCK_REALTIME, &now);
-  const uint64_t time =
-      static_cast<uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<uint64_t>(now.tv_nsec);
-  head.time = lane.last_time = std::max(time, lane.last_time + 1);
-  zone_.tell(head);
+// The system's zone may be set to another one at any time: no lane keeps it for long.
+void recorder_state::renew_zone(recorder_lane& lane) const noexcept {
+  static constexpr uint64_t longest = 50'000'000;
+  const uint64_t time = lane.last_time;
+  lane.zone = zone_.at(time);
+  lane.zone_until = std::min(zone_memory::next_change(time), time + longest);
 }
 
 void recorder_state::lose(kp_LOG_Recorded how) noexcept {
@@ -287,8 +268,8 @@ kp_LOG_RecorderStatistics recorder_state::statistics() {
 }
 
 bool recorder_state::flush(std::chrono::milliseconds patience) {
-  std::unique_lock hold(flush_mutex_);
-  const uint64_t ticket = ++flush_asked_;
+  if (is_writer_thread()) return false;
+  const uint64_t ticket = flushes_.draw();
   wake_writer_up();
-  return flushed_.wait_for(hold, patience, [&] { return flush_done_ >= ticket; });
+  return flushes_.wait(ticket, bounded_wait(patience));
 }

@@ -3,22 +3,23 @@
 #ifndef RECORDER_RECORDER_STATE_H
 #define RECORDER_RECORDER_STATE_H
 
+#include <algorithm>
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
-#include <unordered_map>
 #include <vector>
 
 #include "kp_LOG_Recorder.h"
 #include "logging/own_settings.h"
+#include "recorder/event_kinds.h"
 #include "recorder/fault_teller.h"
 #include "recorder/filter_rule.h"
+#include "recorder/flush_tickets.h"
 #include "recorder/lane.h"
-#include "recorder/numbered_event.h"
 #include "recorder/zone_memory.h"
 #include "recording/records/event_set.h"
 #include "recording/ring/ring_delivery.h"
@@ -43,6 +44,12 @@ inline recorder_gate& whole(_kp_LOG_recorder_gate& gate) {
 // Where rings belong: FOLDER/NAME of the first output, or NAME in the folder for rings.
 std::string ring_stem(const kp_LOG_RecorderOptions& options);
 
+// A time to wait that can be added to any other.
+inline std::chrono::milliseconds bounded_wait(std::chrono::milliseconds time) {
+  static constexpr std::chrono::milliseconds most = std::chrono::hours(24 * 365);
+  return std::clamp(time, std::chrono::milliseconds(0), most);
+}
+
 class recorder_state : public std::enable_shared_from_this<recorder_state> {
  public:
   // Raises as kp_LOG_Recorder's constructor does. With `recovers` the rings that others left come
@@ -57,25 +64,24 @@ class recorder_state : public std::enable_shared_from_this<recorder_state> {
 
   // --- For the thread of a lane, that has taken `current` away
 
-  struct known_fingerprint {
-    uint64_t fingerprint = 0;  // of the first attributes that an entry of the event may carry
-    uint32_t folded = 0;       // of all of them
-    bool is_taken = false;
-  };
-  // Null where the definitions have no event of that kind.
-  const known_fingerprint* find(uint64_t fingerprint) const noexcept;
-  const numbered_event* find_event(uint32_t id) const noexcept;
+  const event_kinds& kinds() const noexcept { return *kinds_; }
 
   // Makes a block the last of the lane. False when there is no room, or not in time.
   bool add_block(recorder_lane& lane) noexcept;
   // Takes a block that nobody sees yet; null likewise.
   lane_block* take_block(recorder_lane& lane) noexcept;
   void give_back(recorder_lane& lane, lane_block& block) noexcept;
-  // Makes it the last of the lane.
-  static void link(recorder_lane& lane, lane_block& block) noexcept;
+  void wake_those_who_wait() noexcept { pool_->wake(); }
+  // Makes blocks that are linked by `next` the last of the lane.
+  static void link(recorder_lane& lane, lane_block& first, lane_block& last) noexcept;
 
   // Fills in the time, later than that of the lane's last event, and its zone.
-  void tell_time(recorder_lane& lane, event_head& head) noexcept;
+  void tell_time(recorder_lane& lane, uint64_t now, event_head& head) const noexcept {
+    head.time = lane.last_time = std::max(now, lane.last_time + 1);
+    if (head.time >= lane.zone_until) [[unlikely]]
+      renew_zone(lane);
+    head.zone = lane.zone;
+  }
   void wake_writer() noexcept {
     if (is_asleep_.load(std::memory_order_relaxed) != 0) wake_writer_up();
   }
@@ -97,6 +103,7 @@ class recorder_state : public std::enable_shared_from_this<recorder_state> {
   // What is on its way into the outputs.
   struct batch {
     bool is_empty() const { return events.empty() && done.empty(); }
+    void clear();  // keeps its memory
 
     std::vector<ring_event> events;
     std::vector<std::pair<recorder_lane*, lane_block*>> done;  // blocks that were read to their end
@@ -108,44 +115,51 @@ class recorder_state : public std::enable_shared_from_this<recorder_state> {
 
   ring_info info_of_options() const;
   void open_definitions();
-  void know_fingerprints();
   void recover_others();
   void make_ring();
   void begin_thread();
 
   // The thread.
   void run() noexcept;
+  void tell_that_events_wait(const std::exception& error) noexcept;
   void work();
   void rest();
   void sleep();
   void end();
   void pause_after_failure();
-  uint64_t flush_ticket();
-  void finish_flush(uint64_t ticket);
   void collect(batch& to);
   bool collect(recorder_lane& lane, batch& to);
   bool deliver();
-  void take(const ring_event& event);
+  void take_until_much_is_to_be_written();
+  bool take(const ring_event& event);
   bool write();
   void finish_batch();
+  bool are_blocks_scarce() const;
   void reclaim_idle_blocks();
-  void reclaim(recorder_lane& lane);
+  bool reclaim(recorder_lane& lane);
   void forget_lanes_that_ended();
   void do_each_second();
+  void renew_zone();
   void read_settings();
   void tell_losses();
 
+  void renew_zone(recorder_lane& lane) const noexcept;
   void wake_writer_up() noexcept;
-  void close_lanes() noexcept;
+  // False where a thread does not come out of a call.
+  bool close_lanes() noexcept;
   bool is_patience_over() const;
+  bool is_to_give_up() const;
+  // Nobody would do what it waited for.
+  bool is_writer_thread() const noexcept {
+    return writer_thread_.load(std::memory_order_relaxed) == std::this_thread::get_id();
+  }
 
   recorder_gate& gate_;
   const uint64_t incarnation_;
   fault_teller faults_;
   kp_log_own_settings settings_;
   std::unique_ptr<event_set> events_;
-  std::vector<known_fingerprint> fingerprints_;  // a table, by the fingerprint
-  std::unordered_map<uint32_t, numbered_event> numbered_;
+  std::optional<event_kinds> kinds_;
   filter_rule filter_;
   zone_memory zone_;
   std::unique_ptr<ring_file> ring_;
@@ -159,14 +173,14 @@ class recorder_state : public std::enable_shared_from_this<recorder_state> {
   uint32_t last_lane_ = 0;
   uint64_t recorded_by_ended_ = 0, rejected_by_ended_ = 0;
 
+  std::chrono::steady_clock::time_point opening_since_ = std::chrono::steady_clock::now();
+  bool is_open_ = false;
   std::atomic<bool> is_closing_ = false;
   std::chrono::steady_clock::time_point closing_since_;
   std::atomic<uint32_t> is_asleep_ = 0;
   std::atomic<uint64_t> delivered_ = 0;  // events
 
-  std::mutex flush_mutex_;
-  std::condition_variable flushed_;
-  uint64_t flush_asked_ = 0, flush_done_ = 0;
+  flush_tickets flushes_;
 
   // The thread's own.
   std::vector<std::shared_ptr<recorder_lane>> lanes_seen_;  // a copy of the list
@@ -180,6 +194,7 @@ class recorder_state : public std::enable_shared_from_this<recorder_state> {
   bool has_ended_ = false;
   bool is_empty_ = false;  // nothing is left in the ring
 
+  std::atomic<std::thread::id> writer_thread_ = std::thread::id();
   std::thread writer_;
   std::shared_ptr<recorder_state> kept_;  // itself, in a child of fork that abandoned it
 };

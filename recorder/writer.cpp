@@ -10,6 +10,7 @@
 #include <ctime>
 #include <utility>
 
+#include "recorder/fork_delay.h"
 #include "recorder/recorder_state.h"
 #include "recording/ring/loss_event.h"
 
@@ -67,6 +68,7 @@ void recorder_state::run() noexcept {
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, nullptr);
   pthread_setname_np(pthread_self(), "kplog-recorder");
+  writer_thread_.store(std::this_thread::get_id(), std::memory_order_relaxed);
   can_be_woken_ = can_put_fences();
   const kp_log_own_settings::scope scope(settings_);
   faults_.begin();
@@ -74,9 +76,16 @@ void recorder_state::run() noexcept {
     try {
       work();
     } catch (const std::exception& error) {
-      faults_.tell(kp_LOG_RecorderFault::event, std::string("events wait: ") + error.what());
+      tell_that_events_wait(error);
       pause_after_failure();
     }
+  }
+}
+
+void recorder_state::tell_that_events_wait(const std::exception& error) noexcept {
+  try {
+    faults_.tell(kp_LOG_RecorderFault::event, std::string("events wait: ") + error.what());
+  } catch (const std::bad_alloc&) {  // nor is there memory to tell it with
   }
 }
 
@@ -84,19 +93,21 @@ void recorder_state::run() noexcept {
 // were closed, is seen by the reading that follows.
 void recorder_state::work() {
   const bool is_closing = is_closing_.load();
-  const uint64_t ticket = flush_ticket();
+  const uint64_t ticket = flushes_.last();
   if (pending_.is_empty()) {
     collect(pending_);
     pending_.ticket = ticket;
   }
-  if (steady_clock::now() >= next_second_) do_each_second();
+  const bool is_second = steady_clock::now() >= next_second_;
+  if (is_second) do_each_second();
   if (!pending_.is_empty()) {
     is_idle_ = 0;
     is_asleep_.store(0, std::memory_order_relaxed);
-    if (!deliver()) pause_after_failure();
+    if (!deliver()) return pause_after_failure();
+    if (is_second || are_blocks_scarce()) reclaim_idle_blocks();
     return;
   }
-  finish_flush(ticket);
+  flushes_.finish(ticket);
   reclaim_idle_blocks();
   if (is_closing) return end();
   rest();
@@ -134,20 +145,6 @@ void recorder_state::pause_after_failure() {
   const timespec time = timespec_of(pause);
   nanosleep(&time, nullptr);
   has_ended_ = is_patience_over();
-}
-
-// ---- a flush ----
-
-uint64_t recorder_state::flush_ticket() {
-  const std::lock_guard hold(flush_mutex_);
-  return flush_asked_;
-}
-
-void recorder_state::finish_flush(uint64_t ticket) {
-  const std::lock_guard hold(flush_mutex_);
-  if (flush_done_ >= ticket) return;
-  flush_done_ = ticket;
-  flushed_.notify_all();
 }
 
 // ---- reading ----
@@ -195,20 +192,33 @@ bool recorder_state::collect(recorder_lane& lane, batch& to) {
 
 // False where an output fails: the same batch is to be delivered again.
 bool recorder_state::deliver() {
-  for (; pending_.taken < pending_.events.size(); ++pending_.taken) {
-    if (delivery_->pending_bytes() >= batch_bytes && !write()) return false;
-    take(pending_.events[pending_.taken]);
-  }
-  if (!write()) return false;
+  do {
+    take_until_much_is_to_be_written();
+    if (!write()) return false;
+  } while (pending_.taken < pending_.events.size());
   finish_batch();
   return true;
 }
 
-void recorder_state::take(const ring_event& event) {
-  if (delivery_->add(event) == ring_delivery::outcome::taken) return;
+void recorder_state::take_until_much_is_to_be_written() {
+  bool is_passed_over = false;
+  {
+    const fork_delay delay;
+    for (; pending_.taken < pending_.events.size(); ++pending_.taken) {
+      if (delivery_->pending_bytes() >= batch_bytes) break;
+      if (!take(pending_.events[pending_.taken])) is_passed_over = true;
+    }
+  }
+  if (is_passed_over)
+    faults_.tell(kp_LOG_RecorderFault::event,
+                 "the library makes no entry of an event in the ring, which was passed over");
+}
+
+// False where it is passed over.
+bool recorder_state::take(const ring_event& event) {
+  if (delivery_->add(event) == ring_delivery::outcome::taken) return true;
   lose(kp_LOG_Recorded::lost_value);
-  faults_.tell(kp_LOG_RecorderFault::event,
-               "the library makes no entry of an event in the ring, which was passed over");
+  return false;
 }
 
 bool recorder_state::write() {
@@ -228,33 +238,48 @@ void recorder_state::finish_batch() {
     delivered_.fetch_add(pending_.events.size(), std::memory_order_release);
   for (const auto& [lane, block] : pending_.done) give_back(*lane, *block);
   if (!pending_.done.empty()) pool_->wake();
-  if (pending_.is_all && !pending_.are_losses) finish_flush(pending_.ticket);
-  pending_ = {};
+  if (pending_.is_all && !pending_.are_losses) flushes_.finish(pending_.ticket);
+  pending_.clear();
+}
+
+void recorder_state::batch::clear() {
+  events.clear();
+  done.clear();
+  taken = 0;
+  is_all = true;
+  ticket = 0;
+  are_losses = false;
 }
 
 // ---- blocks and lanes that nobody needs ----
 
+bool recorder_state::are_blocks_scarce() const {
+  return pool_->free() < pool_->size() / 2 || pool_->is_waited_for();
+}
+
 // A thread that records seldom keeps a block as long as there are enough for all.
 void recorder_state::reclaim_idle_blocks() {
-  const bool are_scarce = pool_->free() < pool_->size() / 2 || pool_->is_waited_for();
+  const bool are_scarce = are_blocks_scarce();
+  bool is_reclaimed = false;
   bool has_ended = false;
   for (const auto& lane : lanes_seen_) {
     const bool is_left = lane->is_left.load(std::memory_order_acquire);
-    if (are_scarce || is_left) reclaim(*lane);
+    if ((are_scarce || is_left) && reclaim(*lane)) is_reclaimed = true;
     has_ended = has_ended || (is_left && lane->reading == nullptr);
   }
+  if (is_reclaimed) pool_->wake();  // once: thousands may wait
   if (has_ended) forget_lanes_that_ended();
 }
 
-void recorder_state::reclaim(recorder_lane& lane) {
+bool recorder_state::reclaim(recorder_lane& lane) {
   lane_block* const block = lane.reading;
-  if (block == nullptr || lane.read != ring_load(block->head->used)) return;
+  if (block == nullptr || lane.read != ring_load(block->head->used)) return false;
   lane.first.store(nullptr, std::memory_order_relaxed);
   lane_block* current = block;
-  if (!lane.current.compare_exchange_strong(current, nullptr)) return;
+  if (!lane.current.compare_exchange_strong(current, nullptr)) return false;
   lane.reading = nullptr;
   give_back(lane, *block);
-  pool_->wake();
+  return true;
 }
 
 void recorder_state::forget_lanes_that_ended() {
@@ -275,15 +300,21 @@ void recorder_state::forget_lanes_that_ended() {
 
 void recorder_state::do_each_second() {
   next_second_ = steady_clock::now() + std::chrono::milliseconds(900);
-  tzset();
-  zone_.renew(static_cast<uint64_t>(
-      std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count()));
+  renew_zone();
   if (filter_.has_changed()) read_settings();
   if (pending_.is_empty()) tell_losses();
 }
 
+void recorder_state::renew_zone() {
+  const fork_delay delay;
+  tzset();
+  zone_.renew(static_cast<uint64_t>(
+      std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count()));
+}
+
 void recorder_state::read_settings() {
   try {
+    const fork_delay delay;
     filter_.read();
     gate_.accepted.store(filter_.rule(), std::memory_order_relaxed);
   } catch (const file_error& error) {

@@ -21,11 +21,14 @@ void zone_memory::renew(uint64_t nanoseconds) noexcept {
   next_.store(asked(quarter + 1), std::memory_order_relaxed);
 }
 
-void zone_memory::tell(event_head& head) const noexcept {
-  const uint64_t quarter = head.time / quarter_length;
+event_zone zone_memory::at(uint64_t nanoseconds) const noexcept {
+  const uint64_t quarter = nanoseconds / quarter_length;
   uint64_t known = now_.load(std::memory_order_relaxed);
   if (known >> quarter_shift != quarter) known = next_.load(std::memory_order_relaxed);
   if (known >> quarter_shift != quarter) known = asked(quarter);
-  head.zone_bias = static_cast<int16_t>(known >> bias_shift);
-  head.daylight = static_cast<uint8_t>(known & 1);
+  return {static_cast<int16_t>(known >> bias_shift), static_cast<uint8_t>(known & 1), 0};
+}
+
+uint64_t zone_memory::next_change(uint64_t nanoseconds) noexcept {
+  return (nanoseconds / quarter_length + 1) * quarter_length;
 }

@@ -14,8 +14,10 @@ class zone_memory {
   // As of the system's zone now. To be called again within a quarter of an hour, and sooner where
   // the zone may have been set.
   void renew(uint64_t nanoseconds) noexcept;
-  // Sets the zone of the time that the head has.
-  void tell(event_head& head) const noexcept;
+  // The zone at that time.
+  event_zone at(uint64_t nanoseconds) const noexcept;
+  // When it may have another offset than at that time.
+  static uint64_t next_change(uint64_t nanoseconds) noexcept;
 
  private:
   // The number of the quarter, and its offset, as one number.

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/kp_digits.h"
 #include "kp_LOG_AttributeType.h"
 #include "logging/logentry_i.h"
 #include "recording/definitions/fingerprint.h"
@@ -55,29 +56,29 @@ static bool add_number(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key,
   return true;
 }
 
-static bool take_text(std::string_view& bytes, std::string& text) {
+static bool take_text(std::string_view& bytes, line_writer& text) {
   uint16_t size = 0;
   if (!take(bytes, size) || bytes.size() < size) return false;
-  text.assign(bytes.substr(0, size));
+  text.clear();
+  text.append(bytes.substr(0, size));
+  text.append('\0');
   bytes.remove_prefix(size);
   return true;
 }
 
-static bool take_time(std::string_view& bytes, kp_Time& time) {
-  time_bytes told;
-  if (!take(bytes, told)) return false;
-  time = kp_Time(told.year, told.month, told.day, told.hour, told.minute, told.second,
-                 told.is_gmt != 0);
+static kp_Time time_of(const time_bytes& told) {
+  kp_Time time(told.year, told.month, told.day, told.hour, told.minute, told.second,
+               told.is_gmt != 0);
   time.set_zone_bias(told.zone_bias);
   time.set_daylight_flag(told.daylight);
-  return true;
+  return time;
 }
 
 static bool add_time(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key,
                      std::string_view& bytes) {
-  kp_Time time;
-  if (!take_time(bytes, time)) return false;
-  entry.AddKeyedTime(key, time);
+  time_bytes told;
+  if (!take(bytes, told)) return false;
+  entry.AddKeyedTime(key, time_of(told));
   return true;
 }
 
@@ -111,9 +112,9 @@ bool event_reader::add_value(const kp_LOG_AttributeKey& key, uint8_t type,
   }
   if (!take_text(bytes, text_)) return false;
   if (type >= TypeMBChar32 && type <= TypeMBChar2K)
-    entry.AddKeyedMBStr(key, text_.c_str());
+    entry.AddKeyedMBStr(key, text_.text().data());
   else if (type >= TypeChar32 && type <= TypeChar2K)
-    entry.AddKeyedStr(key, text_.c_str());
+    entry.AddKeyedStr(key, text_.text().data());
   else
     return false;
   return true;
@@ -132,42 +133,58 @@ bool event_reader::add_values(std::string_view bytes) {
 
 // ---- the head ----
 
-// Events often have the second in common.
+// Events often have the second in common, and to ask for the system's zone, as making a kp_Time
+// does, takes as long as reading an event.
 void event_reader::tell_time() {
   static constexpr uint64_t second = 1'000'000'000;
   static constexpr size_t fraction_at = 19;
   const uint64_t now = head_.time / second;
-  if (now != told_second_ || head_.zone_bias != time_.get_zone_bias() ||
-      head_.daylight != time_.get_daylight_flag()) {
+  if (now != told_second_ || head_.zone.bias != recorded_time_.get_zone_bias() ||
+      head_.zone.daylight != recorded_time_.get_daylight_flag()) {
+    told_second_ = UINT64_MAX;
     const std::chrono::sys_seconds told(std::chrono::seconds(now) -
-                                        std::chrono::minutes(head_.zone_bias) +
-                                        std::chrono::minutes(head_.daylight != 0 ? 60 : 0));
+                                        std::chrono::minutes(head_.zone.bias) +
+                                        std::chrono::minutes(head_.zone.daylight != 0 ? 60 : 0));
     const auto day = std::chrono::floor<std::chrono::days>(told);
     const std::chrono::year_month_day date(day);
     const std::chrono::hh_mm_ss clock(told - day);
-    time_ = kp_Time(int(date.year()), int(unsigned(date.month())), int(unsigned(date.day())),
-                    int(clock.hours().count()), int(clock.minutes().count()),
-                    int(clock.seconds().count()));
-    time_.set_zone_bias(head_.zone_bias);
-    time_.set_daylight_flag(head_.daylight);
+    recorded_time_ = kp_Time(int(date.year()), int(unsigned(date.month())),
+                             int(unsigned(date.day())), int(clock.hours().count()),
+                             int(clock.minutes().count()), int(clock.seconds().count()));
+    recorded_time_.set_zone_bias(head_.zone.bias);
+    recorded_time_.set_daylight_flag(head_.zone.daylight);
     std::array<char, 64> text;
-    time_.print_out(text.data(), static_cast<unsigned>(text.size()));
+    recorded_time_.print_out(text.data(), static_cast<unsigned>(text.size()));
     recorded_ = text.data();
     recorded_.insert(fraction_at, ".000000000");
     told_second_ = now;
   }
-  uint64_t fraction = head_.time % second;
-  for (size_t at = fraction_at + 9; at > fraction_at; --at, fraction /= 10)
-    recorded_[at] = static_cast<char>('0' + fraction % 10);
+  const auto fraction = static_cast<uint32_t>(head_.time - now * second);
+  char* const digits = recorded_.data() + fraction_at + 1;
+  *digits = static_cast<char>('0' + fraction / 100'000'000);
+  KP_put_four(fraction % 10'000, KP_put_four(fraction / 10'000 % 10'000, digits + 1));
+}
+
+bool event_reader::take_own_time(std::string_view& bytes) {
+  time_bytes told;
+  if (!take(bytes, told)) return false;
+  if (!own_bytes_ || std::memcmp(&told, &*own_bytes_, sizeof told) != 0) {
+    own_time_ = time_of(told);
+    own_bytes_ = told;
+  }
+  return true;
 }
 
 void event_reader::set_header() {
-  made_.event = last_->event;
   made_.message_index = head_.message_index;
   made_.entry.ClearAttribs();
-  made_.entry.SetEntryID(head_.event);
+  if (made_.event != last_->event) {
+    made_.event = nullptr;
+    made_.entry.SetEntryID(head_.event);
+    made_.event = last_->event;
+  }
   made_.entry.SetLogLevel(head_.level);
-  made_.entry._get_imp().set_timestamp(time_, time_.is_GMT_time_mode());
+  made_.entry._get_imp().set_timestamp(time(), time().is_GMT_time_mode());
 }
 
 std::string_view loss_reason(uint32_t kind) {
@@ -186,12 +203,12 @@ bool event_reader::make_lost(std::string_view bytes) {
 event_reader::outcome event_reader::read(std::string_view bytes) {
   if (!take(bytes, head_)) return outcome::damaged;
   tell_time();
+  has_own_time_ = head_.kind == kind_own_time;
   if (head_.kind == kind_lost) return make_lost(bytes) ? outcome::made : outcome::damaged;
   const prepared_event* const known = find(head_.event);
   if (known == nullptr || known->fingerprint != head_.fingerprint)
     return outcome::another_definition;
-  if (head_.kind == kind_own_time && !take_time(bytes, time_)) return outcome::damaged;
-  if (head_.kind == kind_own_time) told_second_ = UINT64_MAX;
+  if (has_own_time_ && !take_own_time(bytes)) return outcome::damaged;
   set_header();
   return add_values(bytes) ? outcome::made : outcome::damaged;
 }

@@ -8,6 +8,7 @@
 #define RECORDING_RING_EVENT_BYTES_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -18,6 +19,7 @@
 #include "recording/records/entry.h"
 #include "recording/records/event_set.h"
 #include "recording/ring/ring_format.h"
+#include "recording/text/line_writer.h"
 
 struct [[gnu::packed]] value_head {
   uint16_t number;
@@ -53,7 +55,8 @@ class event_reader {
   outcome read(std::string_view bytes);
   made_entry& made() { return made_; }
   const event_head& head() const { return head_; }
-  const kp_Time& time() const { return time_; }  // of the entry, in the zone of the recording
+  // Of the entry, in the zone of the recording.
+  const kp_Time& time() const { return has_own_time_ ? own_time_ : recorded_time_; }
   // "2026-11-15T17:02:56.123456789+08:00": when it was recorded.
   std::string_view recorded() const { return recorded_; }
 
@@ -70,15 +73,19 @@ class event_reader {
   void set_header();
   bool make_lost(std::string_view bytes);
   void tell_time();
+  bool take_own_time(std::string_view& bytes);
 
   std::unordered_map<uint32_t, prepared_event> prepared_;
   const prepared_event* last_ = nullptr;  // of them, that was read last
   event_head head_ = {};
   made_entry made_;
-  std::string text_;  // with its NUL
-  kp_Time time_;
-  uint64_t told_second_ = UINT64_MAX;  // that time_ and recorded_ are of
+  line_writer text_;                   // with its NUL
+  uint64_t told_second_ = UINT64_MAX;  // of which the next two are
+  kp_Time recorded_time_;
   std::string recorded_;
+  bool has_own_time_ = false;            // the event that was read
+  std::optional<time_bytes> own_bytes_;  // of the last event that had
+  kp_Time own_time_;                     // the same
 };
 
 #endif

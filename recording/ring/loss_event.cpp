@@ -26,8 +26,8 @@ static event_head head_of_now() {
   const kp_Time time(now);
   event_head head{};
   head.time = static_cast<uint64_t>(std::chrono::nanoseconds(now.time_since_epoch()).count());
-  head.zone_bias = time.get_zone_bias();
-  head.daylight = time.get_daylight_flag() != 0 ? 1 : 0;
+  head.zone.bias = time.get_zone_bias();
+  head.zone.daylight = time.get_daylight_flag() != 0 ? 1 : 0;
   head.level = loss_level;
   head.kind = kind_lost;
   return head;
@@ -51,7 +51,7 @@ std::vector<ring_event> put_losses(ring_file& ring, block_head& block,
     frame.sequence = 0;
     std::memcpy(&frame + 1, &head, sizeof head);
     std::memcpy(bytes + sizeof frame + sizeof head, &lost, sizeof lost);
-    frame.sum = frame_sum(block, frame);
+    frame.sum = sum_of(block, frame);
     ring_store(block.used, block.used + frame.size);
   }
   std::vector<ring_event> events;

@@ -22,27 +22,34 @@ static void tell(const ring_report& to, const std::string& text) {
   if (to) to(text);
 }
 
+// Links to folders followed.
+static std::string plain_path(const std::string& path) {
+  return plain_path_of(place_of(absolute_path(path)));
+}
+
 static std::string folder_of(const std::string& path) {
-  return place_of(path).folder;
+  return place_of(plain_path(path)).folder;
 }
 
 static bool is_known(const std::vector<std::string>& paths, const std::string& path) {
-  return std::any_of(paths.begin(), paths.end(),
-                     [&](const std::string& known) { return absolute_path(known) == path; });
+  return std::any_of(paths.begin(), paths.end(), [&](const std::string& known) {
+    return plain_path(known) == plain_path(path);
+  });
 }
 
 // A ring leads to what lies beside it, and to nothing else that nobody has named: whoever can put a
 // file into the folder must not choose what is written to.
 static void check_outputs(const ring_file& ring, const recovery_rules& rules) {
   const std::string& place = ring.info().place();
-  const std::string folder = folder_of(absolute_path(ring.path()));
+  const std::string folder = folder_of(ring.path());
   for (const std::string& output : ring.info().outputs()) {
     const bool is_beside = folder_of(output) == folder || folder_of(output) == folder_of(place);
     const bool is_place_known = folder_of(place) == folder || is_known(rules.known_outputs, place);
     if (output.empty() || (is_beside && is_place_known) || is_known(rules.known_outputs, output))
       continue;
-    throw std::runtime_error("it names the output " + output +
-                             ", which is elsewhere, and nobody has named that beside it");
+    throw std::runtime_error("it names the output " + terminal_text(output) +
+                             ", which is in another folder, and which has to be named for that "
+                             "(kplog recover --output)");
   }
 }
 
@@ -155,11 +162,23 @@ class ring_rescue {
 
 static void recover_ring(const std::string& path, const recovery_rules& rules,
                          recovered_events& tally) {
-  const std::unique_ptr<ring_file> ring = ring_file::take(path);
+  bool has_owner = false;
+  const std::unique_ptr<ring_file> ring = ring_file::take(path, has_owner);
+  if (has_owner) ++tally.in_use;
   if (ring == nullptr) return;
   ++tally.rings;
   check_outputs(*ring, rules);
-  ring_rescue(*ring, rules, tally).run();
+  try {
+    ring_rescue(*ring, rules, tally).run();
+  } catch (const damaged_definitions& error) {
+    throw std::runtime_error(terminal_text(ring->info().definitions) + ": " + error.what());
+  }
+}
+
+static std::string left_ring(const std::string& path, const std::exception& error) {
+  const std::string reason = error.what();  // empty: as the library raises a failed allocation
+  return "the ring " + terminal_text(path) +
+         " is left as it is: " + (reason.empty() ? "no memory is left" : reason);
 }
 
 recovered_events recover_rings(const std::string& stem, const recovery_rules& rules) {
@@ -167,9 +186,13 @@ recovered_events recover_rings(const std::string& stem, const recovery_rules& ru
   for (const std::string& path : ring_file::paths_of(absolute_path(stem))) {
     try {
       recover_ring(path, rules, tally);
+    } catch (const lock_given_up& error) {  // nor would the others come to it
+      ++tally.failures;
+      tell(rules.fault, left_ring(path, error));
+      break;
     } catch (const std::exception& error) {
       ++tally.failures;
-      tell(rules.fault, "the ring " + terminal_text(path) + " is left as it is: " + error.what());
+      tell(rules.fault, left_ring(path, error));
     }
   }
   return tally;

@@ -24,6 +24,7 @@ struct recovered_events {
   uint64_t staying = 0;    // events whose definitions are gone, or others
   uint64_t damaged = 0;    // frames that were passed over
   uint64_t failures = 0;   // rings that could not be read, or not to their ends
+  uint64_t in_use = 0;     // rings whose owners live
 };
 
 // Takes the rings "STEM.ring.…" whose owners are gone, one after the other. A ring is removed when

@@ -33,7 +33,7 @@ void ring_delivery::open_outputs(const lock_waiting& waiting, const ring_report&
   if (!info.json.empty())
     outputs_[json_output].sink = make_record_sink("json:" + info.json, options);
   if (!info.count.empty())
-    outputs_[count_output].counts = std::make_unique<counter_writer>(info.count, waiting);
+    outputs_[count_output].counts = std::make_unique<counter_writer>(info.count, waiting, report);
 }
 
 // ---- one event ----

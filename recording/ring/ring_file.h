@@ -22,10 +22,10 @@ class ring_file {
   // no room for all of it.
   static std::unique_ptr<ring_file> make(const std::string& stem, uint64_t size,
                                          const ring_info& info);
-  // Takes a ring whose owner is gone. Null where the owner lives, this process included, and where
-  // the file is gone meanwhile. Raises file_error for what is no ring, and for the ring of another
-  // user.
-  static std::unique_ptr<ring_file> take(const std::string& path);
+  // Takes a ring whose owner is gone. Null where it has an owner, this process included, and where
+  // the file is gone meanwhile. Raises file_error for what is no ring, a copy of one, and the ring
+  // of another user.
+  static std::unique_ptr<ring_file> take(const std::string& path, bool& has_owner);
   // The paths of all rings of the stem, those of living owners included, by name. Raises file_error
   // where the folder cannot be read.
   static std::vector<std::string> paths_of(const std::string& stem);
@@ -45,10 +45,15 @@ class ring_file {
 
   // Takes the file away. The ring stays mapped.
   void remove();
+  // Leaves the file, if it is there yet, to whoever takes it. Memory stays where the ring was, for
+  // those who look there yet, and holds nothing.
+  void let_go() noexcept;
 
  private:
   ring_file(std::string path, open_descriptor file)
       : path_(std::move(path)), file_(std::move(file)) {}
+  void finish(uint64_t size, const std::string& identity, const ring_info& info,
+              const std::string& unfinished);
   void map(size_t size);
   void set_up(const std::string& identity, const ring_info& info);
   void read_head(size_t size);

@@ -9,15 +9,19 @@
 #ifndef RECORDING_RING_RING_FORMAT_H
 #define RECORDING_RING_RING_FORMAT_H
 
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
+#include "base/kp_words.h"
 #include "recording/files/ring_start.h"
 
 inline constexpr size_t ring_head_size = size_t{64} << 10;  // with the text
 inline constexpr size_t ring_block_size = size_t{4} << 10;
-inline constexpr uint32_t ring_layout = 1;
+inline constexpr uint32_t ring_layout = 2;
 
 // How events were lost; the numbers are those of kp_LOG_Recorded, and stay.
 inline constexpr size_t ring_loss_kinds = 8;
@@ -41,18 +45,30 @@ struct block_head {
   uint32_t thread;  // the system's number of the thread
 };
 
+// What a block is among all that any lane takes.
+constexpr uint64_t place_of(const block_head& block) {
+  return uint64_t{block.lane} << 32 | block.serial;
+}
+
 inline constexpr size_t ring_block_room = ring_block_size - sizeof(block_head);
 
 // An event is one frame, or where a block does not hold it, several in successive blocks.
 enum class frame_part : uint32_t { whole = 1, first, middle, last };
 
 struct frame_head {
-  uint32_t size;        // with this head; filled up to a multiple of 8
+  uint32_t size;        // with this head; filled up with zeros to a multiple of 8
   uint32_t event_size;  // bytes of the event in this frame
   frame_part part;
   uint32_t unused;
-  uint64_t sum;       // of the event's bytes in this frame, mixed with where they stand
+  uint64_t sum;       // frame_sum
   uint64_t sequence;  // 0: none was given; of the first frame
+};
+
+// As kp_Time has them.
+struct event_zone {
+  int16_t bias;
+  uint8_t daylight;
+  uint8_t unused;
 };
 
 // What begins the bytes of an event. Values follow (event_bytes.h).
@@ -60,14 +76,22 @@ struct event_head {
   uint64_t time;         // nanoseconds since 1970
   uint32_t event;        // ID
   uint32_t fingerprint;  // of what its definition declares, folded
-  int16_t zone_bias;     // as kp_Time has them
-  uint8_t daylight;
+  event_zone zone;
   uint8_t level;
+  uint8_t kind;  // event_kind
   uint16_t message_index;
-  uint16_t kind;  // event_kind
 };
 
-enum event_kind : uint16_t {
+// The head as words: as it stands in the ring, but made in registers.
+inline std::array<uint64_t, 3> words_of(const event_head& head) {
+  if constexpr (std::endian::native != std::endian::little)
+    return std::bit_cast<std::array<uint64_t, 3>>(head);
+  return {head.time, head.event | uint64_t{head.fingerprint} << 32,
+          std::bit_cast<uint32_t>(head.zone) | uint64_t{head.level} << 32 |
+              uint64_t{head.kind} << 40 | uint64_t{head.message_index} << 48};
+}
+
+enum event_kind : uint8_t {
   kind_event = 0,     // values follow
   kind_own_time = 1,  // an entry's own time, as time_bytes, and then values
   kind_lost = 2       // lost_bytes
@@ -89,30 +113,54 @@ constexpr size_t framed_size(size_t event_size) {
   return sizeof(frame_head) + ((event_size + 7) & ~size_t{7});
 }
 
-// Mixes eight bytes into a sum.
+// Mixes a word into a sum, of which no bit is lost.
 constexpr uint64_t ring_sum_step(uint64_t sum, uint64_t word) {
-  sum = (sum ^ word) * 0x9e3779b97f4a7c15u;
-  return sum ^ (sum >> 32);
+  return std::rotl((sum ^ word) * 0x9e3779b97f4a7c15u, 32);
 }
 
 // The sum of `size` bytes, whatever stands up to the next multiple of 8.
 inline uint64_t ring_sum(uint64_t sum, const void* bytes, size_t size) {
   const char* at = static_cast<const char*>(bytes);
-  uint64_t word = 0;
-  for (; size >= sizeof word; size -= sizeof word, at += sizeof word) {
-    std::memcpy(&word, at, sizeof word);
-    sum = ring_sum_step(sum, word);
-  }
-  word = size;
-  std::memcpy(&word, at, size);
-  return ring_sum_step(sum, word);
+  for (; size >= 8; size -= 8, at += 8) sum = ring_sum_step(sum, KP_word_at<uint64_t>(at));
+  uint64_t last = size;
+  std::memcpy(&last, at, size);
+  return ring_sum_step(sum, last);
 }
 
-// Of a frame: what stands in a block that was taken again is no frame of the new lane's.
-inline uint64_t frame_sum(const block_head& block, const frame_head& frame) {
-  const uint64_t place = (uint64_t{block.lane} << 32) | block.serial;
-  const uint64_t shape = (uint64_t{frame.event_size} << 8) | static_cast<uint32_t>(frame.part);
-  return ring_sum(ring_sum_step(place, shape), &frame + 1, frame.event_size);
+// The sum of a frame: of where it stands, of its shape, and of its event's words. Every other word
+// goes into a sum of its own, so that the processor need not wait for the one before. What stands
+// in a block that was taken again is no frame of the new lane's.
+class frame_sum {
+ public:
+  // `place` is place_of the block.
+  frame_sum(uint64_t place, size_t event_size, frame_part part)
+      : next_(place), other_(event_size | uint64_t{shape_of(part)} << 32) {}
+
+  void add(uint64_t word) {
+    next_ = ring_sum_step(next_, word);
+    std::swap(next_, other_);
+  }
+  void add(uint64_t word, uint64_t word_behind) {
+    next_ = ring_sum_step(next_, word);
+    other_ = ring_sum_step(other_, word_behind);
+  }
+  static constexpr uint32_t shape_of(frame_part part) {
+    return static_cast<uint32_t>(part) - static_cast<uint32_t>(frame_part::whole);
+  }
+  uint64_t value() const { return next_ ^ std::rotl(other_, 17); }
+
+ private:
+  uint64_t next_, other_;
+};
+
+// Of the frame as it stands in the block.
+inline uint64_t sum_of(const block_head& block, const frame_head& frame) {
+  frame_sum sum(place_of(block), frame.event_size, frame.part);
+  const auto* at = reinterpret_cast<const char*>(&frame + 1);
+  const char* const end = at + framed_size(frame.event_size) - sizeof frame;
+  for (; end - at >= 16; at += 16) sum.add(KP_word_at<uint64_t>(at), KP_word_at<uint64_t>(at + 8));
+  if (at != end) sum.add(KP_word_at<uint64_t>(at));
+  return sum.value();
 }
 
 // Numbers in the ring that another thread, or the next process, reads.

@@ -1,14 +1,17 @@
 #include "recording/ring/ring_info.h"
 
+#include <simdjson.h>
+
 #include <algorithm>
 #include <filesystem>
-#include <nlohmann/json.hpp>
+#include <new>
 #include <string_view>
 #include <system_error>
 
 #include "recording/files/file_error.h"
 #include "recording/files/whole_file.h"
 #include "recording/ring/ring_format.h"
+#include "recording/text/json_text.h"
 #include "recording/text/number.h"
 
 const std::string& ring_info::place() const {
@@ -49,7 +52,7 @@ static std::string characters_of(const std::string& bytes) {
   return text;
 }
 
-static std::string bytes_of_characters(const std::string& text) {
+static std::string bytes_of_characters(std::string_view text) {
   std::string bytes;
   for (size_t i = 0; i < text.size(); ++i) {
     const auto value = static_cast<unsigned char>(text[i]);
@@ -64,30 +67,38 @@ static std::string bytes_of_characters(const std::string& text) {
 }
 
 std::string text_of(const ring_info& info) {
-  nlohmann::json object;
-  visit_texts(
-      info, [&](const char* name, const std::string& text) { object[name] = characters_of(text); });
-  object["max_size"] = info.max_size;
-  object["synced"] = info.synced;
-  object["pid"] = info.pid;
-  return object.dump();
+  std::string text;
+  json_text json(text);
+  json.begin_object();
+  visit_texts(info, [&](const char* name, const std::string& member) {
+    json.key(name).text(characters_of(member));
+  });
+  json.key("max_size").number(info.max_size).key("pid").number(info.pid);
+  json.key("synced").written(info.synced ? "true" : "false");
+  json.end_object();
+  return text;
 }
 
 std::optional<ring_info> ring_info_of(const std::string& text) {
-  const nlohmann::json object = nlohmann::json::parse(text, nullptr, false);
-  if (!object.is_object()) return std::nullopt;
+  simdjson::dom::parser parser;
+  simdjson::dom::object object;
+  const simdjson::error_code error = parser.parse(text).get(object);
+  if (error == simdjson::MEMALLOC) throw std::bad_alloc();
+  if (error != simdjson::SUCCESS) return std::nullopt;
   ring_info info;
-  try {
-    visit_texts(info, [&](const char* name, std::string& member) {
-      member = bytes_of_characters(object.at(name).get<std::string>());
-    });
-    info.max_size = object.at("max_size").get<uint64_t>();
-    info.synced = object.at("synced").get<bool>();
-    info.pid = object.at("pid").get<uint64_t>();
-  } catch (const nlohmann::json::exception&) {
-    return std::nullopt;
-  }
-  return info;
+  bool is_whole = true;
+  const auto read = [&](const char* name, auto& member) {
+    is_whole &= object[name].get(member) == simdjson::SUCCESS;
+  };
+  visit_texts(info, [&](const char* name, std::string& member) {
+    std::string_view characters;
+    read(name, characters);
+    member = bytes_of_characters(characters);
+  });
+  read("max_size", info.max_size);
+  read("synced", info.synced);
+  read("pid", info.pid);
+  return is_whole ? std::optional(info) : std::nullopt;
 }
 
 static uint64_t file_sum(uint64_t sum, const std::string& path) {

@@ -21,12 +21,22 @@ static frame_head* sound_frame(block_head& block, uint32_t at, uint32_t end) {
   auto* const frame = reinterpret_cast<frame_head*>(frames_of(block) + at);
   const bool is_shaped = frame->event_size <= ring_block_room &&
                          frame->size == framed_size(frame->event_size) && frame->size <= end - at;
-  return is_shaped && frame->sum == frame_sum(block, *frame) ? frame : nullptr;
+  return is_shaped && frame->sum == sum_of(block, *frame) ? frame : nullptr;
 }
 
 void lane_reader::drop_begun() {
-  if (is_within_event()) ++damaged_;
+  if (begun_.frame != nullptr) ++damaged_;
   begun_ = {};
+}
+
+// Blocks are given back one after the other: what is left of a lane may begin within an event that
+// every output has.
+void lane_reader::go_on_with(const block_head& block) {
+  if (block.serial != serial_ && block.serial != serial_ + 1) {
+    drop_begun();
+    is_behind_gap_ = true;
+  }
+  serial_ = block.serial;
 }
 
 void lane_reader::take(const block_head& block, frame_head& frame,
@@ -35,17 +45,18 @@ void lane_reader::take(const block_head& block, frame_head& frame,
   const bool begins = frame.part == frame_part::whole || frame.part == frame_part::first;
   if (begins) {
     drop_begun();
+    is_behind_gap_ = false;
     if (bytes.size() < sizeof(event_head)) {
       ++damaged_;
       return;
     }
     begun_ = {&frame, bytes, block.thread};
     if (frame.part == frame_part::first) begun_.assembled = std::make_unique<std::string>(bytes);
-  } else if (is_within_event() && begun_.assembled != nullptr) {
+  } else if (begun_.assembled != nullptr) {
     *begun_.assembled += bytes;
     begun_.bytes = *begun_.assembled;
   } else {
-    ++damaged_;
+    if (!is_behind_gap_) ++damaged_;
     return;
   }
   const bool ends = frame.part == frame_part::whole || frame.part == frame_part::last;
@@ -53,6 +64,7 @@ void lane_reader::take(const block_head& block, frame_head& frame,
 }
 
 uint32_t lane_reader::read(block_head& block, uint32_t from, std::vector<ring_event>& events) {
+  go_on_with(block);
   const uint32_t used = ring_load(block.used);
   const uint32_t end = std::min<uint32_t>(used, ring_block_room);
   uint32_t at = from;

@@ -27,14 +27,15 @@ class lane_reader {
   // where reading ended. Behind a frame that is damaged nothing is read in the block.
   uint32_t read(block_head& block, uint32_t from, std::vector<ring_event>& events);
   uint64_t damaged() const { return damaged_; }  // frames, so far
-  // Whether an event was begun, and is not whole yet.
-  bool is_within_event() const { return begun_.frame != nullptr; }
 
  private:
+  void go_on_with(const block_head& block);
   void take(const block_head& block, frame_head& frame, std::vector<ring_event>& events);
   void drop_begun();
 
-  ring_event begun_;
+  ring_event begun_;            // and not whole yet, unless its frame is null
+  uint32_t serial_ = 0;         // of the block that was read last
+  bool is_behind_gap_ = false;  // nothing has begun since blocks were left out
   uint64_t damaged_ = 0;
 };
 

@@ -53,9 +53,9 @@ static constexpr bool is_plain_ascii(char byte) {
 
 // The offset of the first byte at `offset` or behind it that is not plain.
 static size_t skip_plain(std::string_view text, size_t offset) {
-  while (text.size() - offset >= ascii_word::size &&
-         ascii_word(text.data() + offset).is_printable())
-    offset += ascii_word::size;
+  while (text.size() - offset >= ascii_block::size &&
+         ascii_block(text.data() + offset).is_printable())
+    offset += ascii_block::size;
   while (offset < text.size() && is_plain_ascii(text[offset])) ++offset;
   return offset;
 }

@@ -46,14 +46,25 @@ class escape_language {
     for (const escape_row& row : rows) {
       escapes_[static_cast<unsigned char>(row.character)] = row.escape;
       is_plain_[static_cast<unsigned char>(row.character)] = false;
-      if (row.character >= ' ') escaped_[n_escaped++] = ascii_word::eight_of(row.character);
+      if (row.character >= ' ') escaped_[n_escaped++] = row.character;
     }
   }
 
-  template <class Out>
-  [[gnu::always_inline]] void append(Out& out, std::string_view text) const {
-    const size_t plain = skip_plain(text);
+  [[gnu::always_inline]] void append(std::string& out, std::string_view text) const {
+    std::array<char, ascii_block::size> room;
+    const size_t plain = text.size() < ascii_block::size
+                             ? plain_of_short(text, room.data())
+                             : plain_of_long(text, [](const ascii_block&, size_t) {});
     out.append(text.substr(0, plain));
+    if (plain != text.size()) append_others(out, text, plain);
+  }
+  // Copies what it looks at.
+  [[gnu::always_inline]] void append(line_writer& out, std::string_view text) const {
+    char* const room = out.room_for(std::max(text.size(), ascii_block::size));
+    const auto copy = [room](const ascii_block& block, size_t at) { block.copy_to(room + at); };
+    const size_t plain =
+        text.size() < ascii_block::size ? plain_of_short(text, room) : plain_of_long(text, copy);
+    out.take_room(plain);
     if (plain != text.size()) append_others(out, text, plain);
   }
 
@@ -64,18 +75,23 @@ class escape_language {
   }
 
  private:
-  [[gnu::always_inline]] bool is_plain(const ascii_word& word) const {
-    return word.is_printable_without(escaped_);
+  // How many bytes stand for themselves, up to the first block in which one does not. A short text
+  // is put into the room, which has one block.
+  [[gnu::always_inline]] size_t plain_of_short(std::string_view text, char* room) const {
+    const ascii_block block(text.data(), text.size(), room);
+    return block.is_printable_without(escaped_) ? text.size() : 0;
   }
-  // Bytes that stand for themselves, before the first that does not or a few before that.
-  [[gnu::always_inline]] size_t skip_plain(std::string_view text) const {
-    constexpr size_t step = ascii_word::size;
-    if (text.size() < step) return is_plain(ascii_word(text.data(), text.size())) ? text.size() : 0;
-    const size_t last = text.size() - step;
-    size_t plain = 0;
-    while (plain < last && is_plain(ascii_word(text.data() + plain))) plain += step;
-    return plain >= last && is_plain(ascii_word(text.data() + last)) ? text.size()
-                                                                     : std::min(plain, last);
+  // Of others, each block before that is handed over, and where it begins: the last one most often
+  // within the one before.
+  template <class Take>
+  [[gnu::always_inline]] size_t plain_of_long(std::string_view text, Take take) const {
+    const size_t last = text.size() - ascii_block::size;
+    for (size_t at = 0;; at = std::min(at + ascii_block::size, last)) {
+      const ascii_block block(text.data() + at);
+      if (!block.is_printable_without(escaped_)) return at;
+      take(block, at);
+      if (at == last) return text.size();
+    }
   }
 
   // What is behind the first bytes of the text, which are plain.
@@ -114,7 +130,7 @@ class escape_language {
 
   std::array<std::string_view, 128> escapes_ = {};  // empty: none
   std::array<bool, 256> is_plain_ = {};             // by the byte: stands for itself
-  std::array<uint64_t, n> escaped_ = {};            // those from ' ' to '~', eight of each
+  std::array<char, n> escaped_ = {};                // those from ' ' to '~'
   escape_writer* write_out_;
 };
 

@@ -1,6 +1,5 @@
 #include "recording/text/line_writer.h"
 
-#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -15,56 +14,58 @@ void line_writer::grow(size_t size) {
   end_ = bytes_.get() + room;
 }
 
-// ---- Floats ----
+// ---- Numbers ----
 
-// Whether a number below 10^9 is a whole one divided by 10^decimals, in as few digits as can be.
-// At most 15 digits read back as the number, so no other text with as few does.
+char* line_writer::put_decimal(uint32_t digits, char* at) {
+  return KP_put_decimal(digits, at);
+}
+
+char* line_writer::put_decimal(uint64_t digits, char* at) {
+  return KP_put_decimal(digits, at);
+}
+
+// Whether a number below 10^9 is a whole one and at most six decimals. At most 15 digits read back
+// as the number, so without zeros at the end no other text with as few does.
 struct short_decimal {
-  int64_t digits = 0;
-  int decimals = 6;
+  uint32_t whole = 0;
+  uint32_t millionths = 0;
 
   bool is(double magnitude) {
     constexpr double scale = 1e6;
     if (!(magnitude < 1e9)) return false;
     // NOLINTNEXTLINE(bugprone-incorrect-roundings): a wrong one is seen in the next line
-    digits = static_cast<int64_t>(magnitude * scale + 0.5);
+    const auto digits = static_cast<uint64_t>(magnitude * scale + 0.5);
     if (static_cast<double>(digits) / scale != magnitude) return false;
-    for (; decimals > 0 && digits % 10 == 0; --decimals) digits /= 10;
+    whole = static_cast<uint32_t>(digits / 1000000);
+    millionths = static_cast<uint32_t>(digits % 1000000);
     return true;
   }
 
-  // Whether an exponent, "1e-05", would take fewer characters.
-  bool is_longer_than_with_exponent() const {
-    if (decimals == 0) return digits >= 100000 && digits % 10 == 0;
-    return digits < 10 ? decimals > 3 : digits < 100 && decimals > 5;
+  // Whether an exponent, "1e-05", may take fewer characters.
+  bool may_be_shorter_with_exponent() const {
+    if (millionths == 0) return whole >= 100000 && whole % 10 == 0;
+    return whole == 0 && millionths < 1000;
+  }
+
+  // Returns the end of the text.
+  char* put(char* at) const {
+    at = KP_put_decimal(whole, at);
+    if (millionths == 0) return at;
+    *at++ = '.';
+    at = KP_put_pair(millionths % 100, KP_put_four(millionths / 100, at));
+    while (at[-1] == '0') --at;
+    return at;
   }
 };
-
-// Puts the text at `out` and returns its end.
-static char* put_decimal(const short_decimal& decimal, char* out) {
-  std::array<char, 24> text;
-  char* const end = text.data() + text.size();
-  char* at = end;
-  int64_t rest = decimal.digits;
-  for (int i = 0; i < decimal.decimals; ++i, rest /= 10) *--at = static_cast<char>('0' + rest % 10);
-  if (decimal.decimals != 0) *--at = '.';
-  do {
-    *--at = static_cast<char>('0' + rest % 10);
-    rest /= 10;
-  } while (rest != 0);
-  const auto size = static_cast<size_t>(end - at);
-  KP_copy_short(out, at, size);
-  return out + size;
-}
 
 void line_writer::append_number(double number) {
   constexpr size_t longest = 32;
   make_room(longest);
   short_decimal decimal;
-  if (!decimal.is(std::fabs(number)) || decimal.is_longer_than_with_exponent()) {
+  if (!decimal.is(std::fabs(number)) || decimal.may_be_shorter_with_exponent()) {
     at_ = std::to_chars(at_, at_ + longest, number).ptr;
     return;
   }
   if (std::signbit(number)) *at_++ = '-';
-  at_ = put_decimal(decimal, at_);
+  at_ = decimal.put(at_);
 }

@@ -3,14 +3,16 @@
 #ifndef RECORDING_TEXT_LINE_WRITER_H
 #define RECORDING_TEXT_LINE_WRITER_H
 
-#include <charconv>
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
+#include "base/kp_digits.h"
 #include "base/kp_string.h"
 
 // A text that is appended often.
@@ -67,15 +69,29 @@ class line_writer {
   void append_number(Number number) {
     constexpr size_t longest = 20;
     make_room(longest);
-    if (number >= 0 && number <= 9)
-      *at_++ = static_cast<char>('0' + number);
-    else
-      at_ = std::to_chars(at_, at_ + longest, number).ptr;
+    using magnitude = std::conditional_t<sizeof number <= sizeof(uint32_t), uint32_t, uint64_t>;
+    auto digits = static_cast<magnitude>(number);  // NOLINT: a signed char keeps its sign, too
+    if (number < 0) {
+      *at_++ = '-';
+      digits = 0 - digits;
+    }
+    at_ = digits <= 9 ? KP_put_up_to_two(static_cast<uint32_t>(digits), at_)
+                      : put_decimal(digits, at_);
   }
   // The shortest text that reads back as the number.
   void append_number(double number);
 
+  // Where the next bytes go, for that many of them, which may be written there in any order; and
+  // the first of these appended.
+  char* room_for(size_t size) {
+    make_room(size);
+    return at_;
+  }
+  void take_room(size_t size) { at_ += size; }
+
  private:
+  static char* put_decimal(uint32_t digits, char* at);
+  static char* put_decimal(uint64_t digits, char* at);
   void make_room(size_t size) {
     if (static_cast<size_t>(end_ - at_) < size) [[unlikely]]
       grow(size);

@@ -1,4 +1,4 @@
-// Runs of ASCII, eight bytes at a time.
+// Runs of ASCII, sixteen bytes at a time.
 #ifndef RECORDING_TEXT_PLAIN_ASCII_H
 #define RECORDING_TEXT_PLAIN_ASCII_H
 
@@ -10,46 +10,50 @@
 
 #include "base/kp_string.h"
 
-// Eight bytes of a text.
-class ascii_word {
+// Sixteen bytes of a text.
+class ascii_block {
  public:
-  static constexpr size_t size = sizeof(uint64_t);
+  static constexpr size_t size = 16;
 
-  explicit ascii_word(const char* bytes) { std::memcpy(&word_, bytes, size); }
-  // Fewer bytes, and blanks for the others.
-  ascii_word(const char* bytes, size_t length) : word_(eight_of(' ')) {
-    std::array<char, size> padded;
-    std::memcpy(padded.data(), &word_, size);
-    KP_copy_short(padded.data(), bytes, length);
-    std::memcpy(&word_, padded.data(), size);
+  [[gnu::always_inline]] explicit ascii_block(const char* bytes) {
+    std::memcpy(&bytes_, bytes, size);
+  }
+  // Fewer bytes, and blanks for the others, put together in that room of sixteen.
+  [[gnu::always_inline]] ascii_block(const char* bytes, size_t length, char* room)
+      : bytes_(all(' ')) {
+    copy_to(room);
+    KP_copy_short(room, bytes, length);
+    std::memcpy(&bytes_, room, size);
   }
 
-  // Whether all are between ' ' and '~', and none is a character of which `others` has all eight
-  // bytes. High bits tell: they stay clear when 1 is added, and are set when 60 is added, or 7F to
-  // what differs from another character.
+  void copy_to(char* to) const { std::memcpy(to, &bytes_, size); }
+
+  // Whether all are between ' ' and '~', and none is one of the others.
   template <size_t n>
-  [[gnu::always_inline]] bool is_printable_without(const std::array<uint64_t, n>& others) const {
+  [[gnu::always_inline]] bool is_printable_without(const std::array<char, n>& others) const {
     return is_printable_without(others, std::make_index_sequence<n>());
   }
-  bool is_printable() const { return is_printable_without(std::array<uint64_t, 0>()); }
-
-  static constexpr uint64_t eight_of(char character) {
-    return ones * static_cast<unsigned char>(character);
-  }
+  bool is_printable() const { return is_printable_without(std::array<char, 0>()); }
 
  private:
-  template <class Words, size_t... i>
-  [[gnu::always_inline]] bool is_printable_without([[maybe_unused]] const Words& others,
-                                                   std::index_sequence<i...>) const {
-    const uint64_t reached =
-        (word_ + ones * 0x60) & (~uint64_t{0} & ... & ((word_ ^ others[i]) + ones * 0x7F));
-    return ((word_ | (word_ + ones)) & high_bits) == 0 && (reached & high_bits) == high_bits;
+  using signed_bytes [[gnu::vector_size(size)]] = signed char;  // above '\x7F' they are negative
+  using words [[gnu::vector_size(size)]] = uint64_t;
+
+  static constexpr signed_bytes all(char byte) {
+    return signed_bytes{} + static_cast<signed char>(byte);
   }
 
-  static constexpr uint64_t ones = 0x0101010101010101;
-  static constexpr uint64_t high_bits = ones * 0x80;
+  template <size_t... i>
+  [[gnu::always_inline]] bool is_printable_without(
+      [[maybe_unused]] const std::array<char, sizeof...(i)>& others,
+      std::index_sequence<i...>) const {
+    const auto odd =
+        (((all(' ') > bytes_) | (bytes_ == all('\x7F'))) | ... | (bytes_ == all(others[i])));
+    const auto in_words = reinterpret_cast<words>(odd);
+    return (in_words[0] | in_words[1]) == 0;
+  }
 
-  uint64_t word_ = 0;
+  signed_bytes bytes_;
 };
 
 #endif

@@ -16,6 +16,12 @@ std::string in_quotes(std::string_view text) {
   return '"' + std::string(text) + '"';
 }
 
+std::string_view without_blanks(std::string_view text) {
+  const size_t first = text.find_first_not_of(' ');
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
 std::string shortened(std::string_view text) {
   constexpr size_t limit = 64;
   if (text.size() <= limit) return std::string(text);

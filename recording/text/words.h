@@ -14,6 +14,9 @@ std::string counted(size_t count, const std::string& what);
 // The text between double quotes, as it is: what prints it escapes the whole.
 std::string in_quotes(std::string_view text);
 
+// The text without blanks at its ends.
+std::string_view without_blanks(std::string_view text);
+
 // Of a text that is longer than 64 bytes the characters that fit, and "..."; else the text.
 std::string shortened(std::string_view text);
 

@@ -195,6 +195,88 @@ TEST(HeaderText, CompiledFileHasNoLevels) {
   EXPECT_THAT(header, Not(HasSubstr("enum class level")));
 }
 
+TEST(HeaderText, LevelsOfAnAuxSetAgreeWithThoseOfTheStdSet) {
+  const temp_folder folder;
+  const std::string head = "kplog: 1\nlog_version: \"1\"\n";
+  folder.write("std.yaml", head + "levels: {bad: 1}\nevents: {A: {id: 1}}\n");
+  folder.write("same.yaml", head + "levels: {bad: 1, good: 4}\nevents: {B: {id: 2, level: bad}}\n");
+  folder.write("none.yaml", head + "events: {B: {id: 2, level: bad}}\n");
+  folder.write("other.yaml", head + "levels: {bad: 2}\nevents: {B: {id: 2, level: bad}}\n");
+  const auto header_beside = [&](const std::string& source) {
+    return run_kplog(folder.path(), "header -q --std std.yaml " + source + " -o -");
+  };
+  const std::string same = header_beside("same.yaml").out;
+  EXPECT_THAT(same, HasSubstr("enum class level : unsigned {\n  bad = 1,\n  good = 4,\n};\n"));
+  EXPECT_EQ(count_of(same, " default_level = 1;\n"), 1u);
+  const std::string none = header_beside("none.yaml").out;
+  EXPECT_THAT(none, Not(HasSubstr("enum class level")));
+  EXPECT_EQ(count_of(none, " default_level = 1;\n"), 1u);
+  const auto other = header_beside("other.yaml");
+  EXPECT_EQ(other.status, 1);
+  EXPECT_EQ(other.out, "");
+  EXPECT_THAT(other.err, HasSubstr("other.yaml:3:15: error[level-value]: the STD set gives the "
+                                   "level \"bad\" another value\n"));
+  EXPECT_THAT(other.err, HasSubstr("std.yaml:3:15: note: its value is given here\n"));
+}
+
+TEST(HeaderText, OnlyIdsAreTheConstants) {
+  const temp_folder folder;
+  folder.write("events.yaml",
+               "kplog: 1\nlog_version: \"1\"\nflags: {F: 2}\nlevels: {bad: 1}\n"
+               "attributes: {HOST: Char32}\n"
+               "events:\n  A: {id: 7, flags: [F], attributes: {N: UInt1}, select: N, messages: "
+               "[{index: 1, value: 1, name: one, text: one}]}\n  B: {id: 8}\n");
+  const auto run = run_kplog(folder.path(), "header --only ids events.yaml -o ids.h");
+  EXPECT_EQ(run.err, "kplog: wrote ids.h: 2 events\n");
+  EXPECT_EQ(read_whole_file(folder.file("ids.h")),
+            R"(// Written by "kplog header" from events.yaml. Changes belong there.
+#ifndef KPLOG_IDS_H
+#define KPLOG_IDS_H
+
+#if __cplusplus < 201703L
+#error "this header needs C++17"
+#endif
+
+#include <cstdint>
+
+// Macros of these names are put aside while the header is read.
+#pragma push_macro("bad")
+#undef bad
+#pragma push_macro("level")
+#undef level
+
+namespace ids {
+
+// The log version of every entry.
+inline constexpr char log_version[] = "1";
+
+// Property flags.
+inline constexpr ::std::uint32_t flag_DEBUG = 0x04000000;
+inline constexpr ::std::uint32_t flag_F = 0x00000002;
+
+// Levels.
+enum class level : unsigned {
+  bad = 1,
+};
+
+// Entry IDs.
+inline constexpr ::std::uint32_t id_A = 7;
+inline constexpr ::std::uint32_t id_B = 8;
+
+// Attribute names.
+inline constexpr char name_HOST[] = "HOST";
+inline constexpr char name_N[] = "N";
+
+}  // namespace ids
+
+// The macros are as they were.
+#pragma pop_macro("level")
+#pragma pop_macro("bad")
+
+#endif
+)");
+}
+
 // So that nothing is compiled again for it.
 TEST(HeaderText, DoesNotChangeWithTheTextsOfMessages) {
   const auto source = [](const std::string& text) {
@@ -244,6 +326,7 @@ TEST(HeaderCommand, WrongUsageGivesStatus2) {
   folder.write("s.yaml", small_source);
   for (const char* arguments :
        {"header", "header s.yaml", "header -o s.h", "header s.yaml -o s.h --namespace 1a",
+        "header s.yaml -o s.h --only", "header s.yaml -o s.h --only classes",
         "header s.yaml -o s.h --namespace a::", "header s.yaml -o s.h --namespace 'a b'",
         "header s.yaml -o s.h --namespace class", "header s.yaml -o s.h --namespace a::int",
         "header s.yaml -o s.h --namespace std", "header s.yaml -o s.h --namespace std2::a",

@@ -43,3 +43,8 @@ execute_process(COMMAND ${configure_alone} -DCOMPILED=ON RESULT_VARIABLE status
 if(status EQUAL 0 OR NOT output MATCHES "kplog_add_definitions needs the kplog command")
   message(FATAL_ERROR "the missing command is not told:\n${output}")
 endif()
+run(${configure_alone} -DCOMPILED=ON -DKPLOG_COMMAND=/elsewhere/kplog)
+run(${CMAKE_COMMAND} --build ${WORK}/alone/build -- -t commands)
+if(NOT output MATCHES "/elsewhere/kplog compile" OR NOT output MATCHES "/elsewhere/kplog header")
+  message(FATAL_ERROR "the command that was set is not used:\n${output}")
+endif()

@@ -3,6 +3,7 @@
 
 #include "kp_LOG_RecorderC.h"
 #include "tests/recorder/recorder_fixture.h"
+#include "tests/support/failing.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -72,6 +73,14 @@ TEST_F(RecorderC, SaysWhatIsWrongWithOptions) {
             "kp_LOG_recorder_open: the option definitions is a text");
   EXPECT_EQ(fault_of("{}"), "kp_LOG_Recorder: the option definitions is missing");
   EXPECT_EQ(kp_LOG_recorder_open(nullptr), nullptr);
+}
+
+TEST_F(RecorderC, OpensNoneWithoutMemory) {
+  const std::string options = options_with(R"(,"when_full":"drop")");
+  const unsigned failures =
+      for_each_failing_new([&] { EXPECT_EQ(kp_LOG_recorder_open(options.c_str()), nullptr); },
+                           [](const std::exception_ptr& outcome) { EXPECT_EQ(outcome, nullptr); });
+  EXPECT_GT(failures, 5u);
 }
 
 TEST_F(RecorderC, TakesNoRecorderForAClosedOne) {

@@ -1,76 +1,26 @@
 // kp_LOG_Recorder: what it takes, and what becomes of it.
 #include <gmock/gmock.h>
-#include <sys/wait.h>
+#include <pthread.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <map>
 #include <regex>
-#include <set>
 #include <thread>
 
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_errors.h"
 #include "logging/counter_format.h"
-#include "logging/logentry_i.h"
 #include "recording/sinks/counter_record.h"
-#include "tests/recorder/recorder_fixture.h"
+#include "tests/recorder/recorder_calls.h"
 #include "tests/support/raised_by.h"
 
-using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
-using answer = kp_LOG_Recorded;
 
-static constexpr milliseconds patience(20000);
-
-class Recorder : public RecorderPlace {
- protected:
-  static shop::KEY_SET tea() {
-    return {.KEY = "tea",
-            .OWNER = "zoe",
-            .BYTES = 17u,
-            .SHARE = 0.5,
-            .CHANGE = -3,
-            .OUTCOME = static_cast<shop::entry_KEY_SET::OUTCOME_value>(7)};
-  }
-
-  // Options of a recorder that may have faults, which are kept.
-  kp_LOG_RecorderOptions options_with_faults() {
-    kp_LOG_RecorderOptions kept = options();
-    kept.on_fault = [this](kp_LOG_RecorderFault kind, const std::string& text) {
-      const std::lock_guard hold(mutex_);
-      faults_.emplace_back(kind, text);
-    };
-    return kept;
-  }
-  // The same with text logs in a folder that can be taken away; the rings stay.
-  kp_LOG_RecorderOptions options_with_logs_in(const std::string& folder) {
-    kp_LOG_RecorderOptions split = options_with_faults();
-    std::filesystem::create_directory(folder);
-    split.text = folder + "/shop";
-    split.ring_folder = folder_.path();
-    return split;
-  }
-  std::vector<std::string> faults(kp_LOG_RecorderFault kind) {
-    const std::lock_guard hold(mutex_);
-    std::vector<std::string> texts;
-    for (const auto& [of, text] : faults_)
-      if (of == kind) texts.push_back(text);
-    return texts;
-  }
-  // Looks until it is so, at most for a while.
-  template <class Condition>
-  static bool becomes(Condition condition) {
-    for (int turn = 0; turn < 2000 && !condition(); ++turn)
-      std::this_thread::sleep_for(milliseconds(5));
-    return condition();
-  }
-
-  std::mutex mutex_;
-  std::vector<std::pair<kp_LOG_RecorderFault, std::string>> faults_;
-};
+class Recorder : public RecorderCalls {};
 
 // ---- What comes out ----
 
@@ -168,109 +118,6 @@ TEST_F(Recorder, ChoosesSelectorMessages) {
   EXPECT_THAT(messages(), ElementsAre("Key tea was replaced by zoe"));
 }
 
-// ---- Texts ----
-
-TEST_F(Recorder, CutsTextsThatAreTooLong) {
-  kp_LOG_Recorder log(options());
-  const std::string euros = [] {
-    std::string text;
-    for (int i = 0; i < 100; ++i) text += "\u20ac";
-    return text;
-  }();
-  const std::string clefs = [] {
-    std::string text = "x";
-    for (int i = 0; i < 100; ++i) text += "\U0001d11e";
-    return text;
-  }();
-  const std::string owner(40, 'o');
-  for (const std::string& key : {euros, clefs}) {
-    shop::KEY_SET event = tea();
-    event.KEY = key;
-    event.OWNER = owner;
-    EXPECT_EQ(log.Record(event), answer::recorded);
-  }
-  ASSERT_TRUE(log.Flush(patience));
-  ASSERT_EQ(stored().size(), 2u);
-  EXPECT_EQ(stored()[0]["attributes"]["KEY"], euros.substr(0, 64 * 3));
-  EXPECT_EQ(stored()[0]["attributes"]["OWNER"], std::string(32, 'o'));
-  EXPECT_EQ(stored()[1]["attributes"]["KEY"], clefs.substr(0, 1 + 31 * 4));
-}
-
-TEST_F(Recorder, CutsBytesBetweenCharacters) {
-  kp_LOG_Recorder log(options());
-  shop::KEY_SET event = tea();
-  const std::string owner = std::string(31, 'o') + "\u00e9";
-  event.OWNER = owner;
-  EXPECT_EQ(log.Record(event), answer::recorded);
-  ASSERT_TRUE(log.Flush(patience));
-  EXPECT_EQ(stored()[0]["attributes"]["OWNER"], std::string(31, 'o'));
-}
-
-TEST_F(Recorder, LosesTextsThatAreNotUtf8) {
-  kp_LOG_Recorder log(options_with_faults());
-  for (const char* text : {"\x80", "a\xC3", "\xED\xA0\x80", "12345678\xFF", "\xF4\x90\x80\x80"}) {
-    shop::KEY_SET event = tea();
-    event.KEY = text;
-    EXPECT_EQ(log.Record(event), answer::lost_value) << text;
-  }
-  ASSERT_EQ(log.Record(tea()), answer::recorded);
-  ASSERT_TRUE(log.Flush(patience));
-  EXPECT_EQ(log.Statistics().lost[4], 5u);
-  EXPECT_EQ(log.Statistics().recorded, 1u);
-}
-
-TEST_F(Recorder, TakesNullAndNulForTheEndsOfTexts) {
-  kp_LOG_Recorder log(options());
-  shop::KEY_SET event = tea();
-  const char* const none = nullptr;
-  event.KEY = none;
-  event.OWNER = std::string_view("a\0b", 3);
-  EXPECT_EQ(log.Record(event), answer::recorded);
-  ASSERT_TRUE(log.Flush(patience));
-  EXPECT_EQ(stored()[0]["attributes"]["KEY"], "");
-  EXPECT_EQ(stored()[0]["attributes"]["OWNER"], "a");
-}
-
-TEST_F(Recorder, KeepsLineBreaksAsTwoCharacters) {
-  kp_LOG_Recorder log(options());
-  shop::KEY_SET event = tea();
-  event.KEY = "a\nb";
-  log.Record(event);
-  ASSERT_TRUE(log.Flush(patience));
-  EXPECT_EQ(stored()[0]["attributes"]["KEY"], "a\\nb");
-}
-
-TEST_F(Recorder, PutsLargeEventsIntoSeveralBlocks) {
-  kp_LOG_Recorder log(options());
-  std::vector<std::string> texts;
-  for (const size_t size : std::initializer_list<size_t>{1, 700, 1300, 1400, 1500, 2000, 2048}) {
-    std::string text;
-    for (size_t i = 0; i < size; ++i) text += i % 3 == 0 ? "\u20ac" : "ab" + std::to_string(i % 10);
-    texts.push_back(text.substr(0, text.find('\0')));
-  }
-  uint32_t number = 0;
-  for (const std::string& one : texts)
-    for (const std::string& other : texts)
-      ASSERT_EQ(
-          log.Record(shop::LARGE{.NUMBER = ++number, .FIRST = one, .SECOND = other, .THIRD = one}),
-          answer::recorded);
-  ASSERT_TRUE(log.Flush(patience));
-  const auto lines = stored();
-  ASSERT_EQ(lines.size(), number);
-  number = 0;
-  for (const std::string& one : texts)
-    for (const std::string& other : texts) {
-      const auto& held = lines[number]["attributes"];
-      ASSERT_EQ(held["NUMBER"], ++number);
-      const auto is_start = [](const std::string& text, const std::string& kept) {
-        return text.starts_with(kept) && (kept.size() == text.size() || kept.size() >= 2048);
-      };
-      EXPECT_TRUE(is_start(one, held["FIRST"]));
-      EXPECT_TRUE(is_start(other, held["SECOND"]));
-      EXPECT_TRUE(is_start(one, held["THIRD"]));
-    }
-}
-
 // ---- What is not taken ----
 
 TEST_F(Recorder, LosesLevelsThatAreNone) {
@@ -354,69 +201,6 @@ TEST_F(Recorder, ReadsItsSettingsAgain) {
   folder_.write("shop.conf", "[shop]\nLogLevelHigh = 5\nPropertyMask = 1\n\n");
   EXPECT_TRUE(becomes([&] { return log.Record(3, tea()) == answer::recorded; }));
   EXPECT_EQ(log.Record(6, tea()), answer::rejected);
-}
-
-// ---- Entries ----
-
-class RecordedEntry : public Recorder {
- protected:
-  RecordedEntry() { kp_LOG_LogConfig::SetDefinitionPath(KPLOG_SHOP_DEFINITIONS); }
-
-  const settings_guard guard_;
-};
-
-TEST_F(RecordedEntry, GoesByItsNames) {
-  kp_LOG_LogConfig::SetCodePage("UTF-8");
-  kp_LOG_Recorder log(options());
-  shop::entry_KEY_SET entry(4, tea());
-  shop::add_REQUEST(entry, 99u);
-  EXPECT_EQ(log.Record(entry), answer::recorded);
-  ASSERT_TRUE(log.Flush(patience));
-  ASSERT_EQ(stored().size(), 1u);
-  EXPECT_EQ(stored()[0]["level"], 4);
-  EXPECT_EQ(stored()[0]["attributes"]["REQUEST"], 99);
-  EXPECT_EQ(stored()[0]["attributes"]["KEY"], "tea");
-}
-
-TEST_F(RecordedEntry, MayHoldNothing) {
-  kp_LOG_Recorder log(options());
-  kp_LOG_LogEntry entry(1001, 2);
-  EXPECT_EQ(log.Record(entry), answer::recorded);
-  ASSERT_TRUE(log.Flush(patience));
-  EXPECT_EQ(stored()[0]["attributes"].dump(), "{}");
-}
-
-TEST_F(RecordedEntry, KeepsItsOwnTime) {
-  kp_LOG_LogEntry::AddAttributeDefinition(0, "TIMEZONE_DIFFERENCE", TypeSInt2);
-  kp_LOG_LogEntry::AddAttributeDefinition(0, "DAYLIGHT_SAVING_ACTIVE", TypeBool);
-  kp_LOG_Recorder log(options());
-  kp_LOG_LogEntry entry(1006, 2);
-  kp_Time time(2020, 2, 29, 1, 2, 3);
-  time.set_zone_bias(-330);
-  time.set_daylight_flag(0);
-  entry._get_imp().set_timestamp(time, false);
-  EXPECT_EQ(log.Record(entry), answer::recorded);
-  ASSERT_TRUE(log.Flush(patience));
-  EXPECT_EQ(stored()[0]["time"], "2020-02-29T01:02:03+05:30");
-  EXPECT_NE(stored()[0]["recorded"].get<std::string>().substr(0, 4), "2020");
-}
-
-TEST_F(RecordedEntry, GoesByTheCodePageOfTheProgram) {
-  kp_LOG_LogConfig::SetCodePage("ISO-8859-1");
-  kp_LOG_Recorder log(options());
-  kp_LOG_LogEntry entry(1001, 3);
-  entry.AddAttribMBStr("KEY", "th\xE9");
-  EXPECT_EQ(log.Record(entry), answer::recorded);
-  ASSERT_TRUE(log.Flush(patience));
-  EXPECT_EQ(stored()[0]["attributes"]["KEY"], "th\u00e9");
-}
-
-TEST_F(RecordedEntry, LosesWhatTheRecordersDefinitionsDoNotHave) {
-  kp_LOG_LogEntry::AddAttributeDefinition(1001, "COLOUR", TypeUInt4);
-  kp_LOG_Recorder log(options_with_faults());
-  kp_LOG_LogEntry entry(1001, 3);
-  entry.AddAttrib4u("COLOUR", 3);
-  EXPECT_EQ(log.Record(entry), answer::lost_name);
 }
 
 // ---- Settings of its own ----
@@ -505,42 +289,94 @@ TEST_F(Recorder, TellsWhatAFullRingLost) {
   EXPECT_EQ(told, lost);
 }
 
-// ---- Children of fork ----
+// ---- What a call meets ----
 
-TEST_F(Recorder, ChildrenOfForkHaveRingsOfTheirOwn) {
-  kp_LOG_RecorderOptions plain = options();
-  plain.on_fault = {};
-  kp_LOG_Recorder log(plain);
-  ASSERT_EQ(log.Record(shop::STEP{.NUMBER = 1u, .THREAD = 1u}), answer::recorded);
-  const pid_t child = fork();
-  if (child == 0) {
-    const bool is_recorded = log.Record(shop::STEP{.NUMBER = 2u, .THREAD = 2u}) == answer::recorded;
-    const bool is_flushed = log.Flush(patience);
-    _exit(is_recorded && is_flushed && files_with(".ring.").size() == 2 ? 0 : 1);
-  }
-  int status = -1;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(status, 0);
-  ASSERT_EQ(log.Record(shop::STEP{.NUMBER = 3u, .THREAD = 1u}), answer::recorded);
-  ASSERT_TRUE(log.Flush(patience));
-  EXPECT_THAT(messages(), testing::UnorderedElementsAre("1 1", "2 2", "1 3"));
-  std::set<std::string> recorders;
-  for (const auto& line : stored()) recorders.insert(line["recorder"]);
-  EXPECT_EQ(recorders.size(), 2u);
+static kp_LOG_Recorder* interrupted_recorder = nullptr;
+static std::atomic<unsigned> answers_within = 0;  // lost_full, of calls within a call
+
+static void record_in_handler(int) {
+  if (interrupted_recorder->Record(shop::PLAIN{}) == answer::lost_full) ++answers_within;
 }
 
-TEST_F(Recorder, ChildrenOfForkThatRecordNothingTouchNothing) {
-  auto log = std::make_unique<kp_LOG_Recorder>(options());
-  log->Record(tea());
-  const pid_t child = fork();
-  if (child == 0) {
-    log.reset();
-    _exit(0);
+TEST_F(Recorder, LosesAndCountsWhatASignalRecordsWithinACall) {
+  kp_LOG_Recorder log(options_with_faults());
+  ASSERT_EQ(log.Record(tea()), answer::recorded);  // the thread's first call may allocate
+  interrupted_recorder = &log;
+  struct sigaction before {};
+  struct sigaction handler {};
+  handler.sa_handler = record_in_handler;
+  ASSERT_EQ(sigaction(SIGUSR1, &handler, &before), 0);
+  std::atomic<bool> is_over = false;
+  const pthread_t recording = pthread_self();
+  std::thread interrupting([&] {
+    while (!is_over) {
+      pthread_kill(recording, SIGUSR1);
+      std::this_thread::yield();
+    }
+  });
+  const auto end = std::chrono::steady_clock::now() + patience;
+  unsigned answers_outside = 0;  // lost_full as well: handlers may fill the ring for longer than a call waits
+  while (answers_within < 3 && std::chrono::steady_clock::now() < end) {
+    if (log.Record(tea()) == answer::lost_full) ++answers_outside;
   }
-  waitpid(child, nullptr, 0);
-  EXPECT_EQ(log->Record(tea()), answer::recorded);
-  log.reset();
-  EXPECT_EQ(messages().size(), 2u);
+  is_over = true;
+  interrupting.join();
+  sigaction(SIGUSR1, &before, nullptr);
+  EXPECT_GE(answers_within, 3u);
+  EXPECT_EQ(log.Statistics().lost[2], answers_within + answers_outside);
+  EXPECT_TRUE(log.Flush(patience));
+}
+
+TEST_F(Recorder, TakesTimesToWaitThatHaveNoEnd) {
+  kp_LOG_RecorderOptions endless = options();
+  endless.wait = milliseconds::max();
+  endless.json.clear();
+  endless.ring_size = 512 << 10;
+  kp_LOG_Recorder log(endless);
+  for (int i = 0; i < 6000; ++i) ASSERT_EQ(log.Record(tea()), answer::recorded);
+  EXPECT_TRUE(log.Flush(milliseconds::max()));
+  log.Flush(milliseconds::min());
+  EXPECT_EQ(messages().size(), 6000u);
+}
+
+TEST_F(Recorder, MayRecordAndFlushWhenItTellsFaults) {
+  kp_LOG_RecorderOptions small = options();
+  small.ring_size = 512 << 10;
+  small.wait = std::chrono::hours(1);
+  std::atomic<kp_LOG_Recorder*> recorder = nullptr;
+  std::atomic<unsigned> calls = 0;
+  std::atomic<bool> has_flushed = false;
+  small.on_fault = [&](kp_LOG_RecorderFault, const std::string&) {
+    while (recorder == nullptr) std::this_thread::yield();
+    while (recorder.load()->Record(tea()) == answer::recorded) {
+    }
+    has_flushed = recorder.load()->Flush(std::chrono::hours(1));
+    ++calls;
+  };
+  kp_LOG_Recorder log(small);
+  recorder = &log;
+  EXPECT_EQ(log.Record(10, tea()), answer::lost_value);
+  EXPECT_TRUE(becomes([&] { return calls == 1; }));
+  EXPECT_FALSE(has_flushed);
+  EXPECT_TRUE(log.Flush(patience));
+}
+
+TEST_F(Recorder, GetsBackTheBlocksOfThreadsThatEndWhileOthersRecord) {
+  kp_LOG_RecorderOptions small = options_with_faults();
+  small.json.clear();
+  small.ring_size = 512 << 10;  // 128 blocks, of which one thread has half at most
+  small.wait = patience;
+  kp_LOG_Recorder log(small);
+  std::atomic<bool> is_over = false;
+  std::thread steady([&] {
+    while (!is_over) log.Record(shop::STEP{.NUMBER = 1u, .THREAD = 0u});
+  });
+  for (uint32_t thread = 1; thread <= 192; ++thread)
+    std::thread([&] {
+      EXPECT_EQ(log.Record(shop::STEP{.NUMBER = 1u, .THREAD = thread}), answer::recorded);
+    }).join();
+  is_over = true;
+  steady.join();
 }
 
 // ---- Options ----
@@ -562,6 +398,13 @@ TEST_F(Recorder, SaysWhatIsWrongWithItsOptions) {
             "kp_LOG_Recorder: the option wait is negative");
   EXPECT_EQ(fault_of([](auto& o) { o.section = "shop"; }),
             "kp_LOG_Recorder: the option section needs the option settings");
+  EXPECT_EQ(fault_of([](auto& o) { o.text += ",max-size=5K"; }),
+            "kp_LOG_Recorder: the option text has a comma in its prefix");
+  EXPECT_EQ(fault_of([this](auto& o) {
+              o.json = folder_.file("shop.cnt");
+              o.count = folder_.file("shop");
+            }),
+            "kp_LOG_Recorder: the options json and count name one file");
   EXPECT_THAT(rings(), IsEmpty());
 }
 

@@ -416,9 +416,32 @@ TEST_F(OwnSettings, OneTemplateIsShownInEachLocale) {
     }
     EXPECT_STREQ(icu::Locale::getDefault().getName(), "ar_EG");
     EXPECT_EQ(kp_LOG_RenderDefinitionMessage(filled("x")), arabic);
+    EXPECT_NE(german, "");
     const settings_scope here(own);
     EXPECT_EQ(kp_LOG_RenderDefinitionMessage(filled("x")), hindi);
   }
+}
+
+TEST_F(OwnSettings, TextsOfDefinitionsAreInTheDefaultCodePageOfHere) {
+  const auto shown = [&](const char* text) {
+    ldf_file file = definitions("A", TypeUInt4);
+    file.entries[0].msg_text = text;
+    kp_LOG_LogConfig::SetDefinitionPath(folder_.write("t.ldf", file.bytes()).c_str());
+    kp_LOG_LogConfig::SetCodePage("UTF-8");
+    return kp_LOG_RenderDefinitionMessage(filled("x"));
+  };
+  kp_log_own_settings own;
+  const settings_scope here(own);
+  kp_log_set_default_code_page("ISO-8859-1");
+  EXPECT_EQ(shown("caf\xe9 %s%TEXT%"), "café x");
+  kp_log_set_default_code_page("windows-1252");
+  EXPECT_EQ(shown("\x80 %s%TEXT%"), "€ x");
+  kp_log_set_default_code_page("UTF-8");
+  EXPECT_EQ(shown("café %s%TEXT%"), "café x");
+  kp_log_set_default_code_page("ISO-8859-1");
+  kp_log_own_settings others;
+  const settings_scope there(others);
+  EXPECT_EQ(shown("café %s%TEXT%"), "café x");
 }
 
 TEST_F(OwnSettings, TheByteRendererByTheSwitch) {

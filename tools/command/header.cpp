@@ -13,6 +13,7 @@
 
 struct header_options : definition_output_options {
   std::string name_space;  // empty: by the output's name
+  std::string only;        // "ids"; empty: everything
 };
 
 // "events" for "include/events.h".
@@ -51,7 +52,9 @@ static command_outcome header(const header_options& options, std::ostream& log) 
                       ", which belongs to C++; give another with --namespace");
   standard_input standard;
   read_definitions_to_output(options, standard, input, log);
-  return write_definition_output(options, event_header_text(input.set(), name_space),
+  const header_content content =
+      options.only == "ids" ? header_content::ids : header_content::classes;
+  return write_definition_output(options, event_header_text(input.set(), name_space, content),
                                  counted(input.set().events.size(), "event"), log);
 }
 
@@ -67,6 +70,8 @@ static command_action describe_header(CLI::App& command) {
                   {"--namespace", "NAME",
                    "The namespace of everything in it; by the header's name when not given"},
                   options->name_space);
+  add_choice_option(command, "--only", options->only, {"ids"},
+                    "The constants alone, without classes; everything when not given");
   add_standard_option(command, options->standard);
   add_report_options(command, options->report);
   return [options](std::ostream&, std::ostream& log) {
@@ -78,5 +83,6 @@ constexpr kplog_command_row header_command = {
     "header", "Write a C++ header with a class for each event",
     "  kplog header events.yaml -o events.h\n"
     "  kplog header events.ldf -o events.h                 of a compiled file\n"
+    "  kplog header --only ids events.yaml -o event_ids.h\n"
     "  kplog header --namespace shop::log events.yaml -o shop_events.h\n",
     describe_header};

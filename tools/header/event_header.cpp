@@ -64,17 +64,14 @@ static const std::set<std::string, std::less<>> aggregate_words = {
 
 class event_header_writer {
  public:
-  event_header_writer(const definition_set& set, const std::string& name_space)
-      : set_(set), name_space_(name_space), scope_("::" + name_space + "::") {}
+  event_header_writer(const definition_set& set, const std::string& name_space,
+                      header_content content)
+      : set_(set), name_space_(name_space), scope_("::" + name_space + "::"), content_(content) {}
 
   std::string write() {
     line("\nnamespace " + name_space_ + " {");
     write_constants();
-    collect_enumerations();
-    name_aggregates();
-    write_shared_enumerations();
-    for (const attribute_model& global : set_.globals) write_global(global);
-    for (const event_model& event : set_.events) write_event(event);
+    if (content_ == header_content::classes) write_classes();
     line("\n}  // namespace " + name_space_);
     const std::string body = std::exchange(text_, "");
     write_head();
@@ -97,14 +94,19 @@ class event_header_writer {
         cpp_comment("Written by \"kplog header\" from " + sources + ". Changes belong there.", "");
     line("#ifndef " + guard);
     line("#define " + guard);
-    line("\n#if __cplusplus < 202002L\n#error \"this header needs C++20\"\n#endif");
-    line("\n#include <cstdint>\n\n#include \"kp_LOG_EventValue.h\"");
+    if (content_ == header_content::classes) {
+      line("\n#if __cplusplus < 202002L\n#error \"this header needs C++20\"\n#endif");
+      line("\n#include <cstdint>\n\n#include \"kp_LOG_EventValue.h\"");
+    } else {
+      line("\n#if __cplusplus < 201703L\n#error \"this header needs C++17\"\n#endif");
+      line("\n#include <cstdint>");
+    }
   }
 
   // Whatever the program and other libraries call their macros, this header compiles.
   void put_macros_aside() {
     if (!bare_names_.empty())
-      line("\n// Macros of these names are put aside while the classes are written.");
+      line("\n// Macros of these names are put aside while the header is read.");
     for (const std::string& name : bare_names_)
       ((text_ += "#pragma push_macro(\"") += name + "\")\n#undef ") += name + '\n';
   }
@@ -160,6 +162,14 @@ class event_header_writer {
     };
     write_names(set_.globals);
     for (const event_model& event : set_.events) write_names(event.attributes);
+  }
+
+  void write_classes() {
+    collect_enumerations();
+    name_aggregates();
+    write_shared_enumerations();
+    for (const attribute_model& global : set_.globals) write_global(global);
+    for (const event_model& event : set_.events) write_event(event);
   }
 
   // --- global attributes
@@ -371,7 +381,9 @@ class event_header_writer {
       return;
     }
     line("\n  // Calls visit(number in the definition, value) for each.");
-    line("  template <class Visitor>\n  void each_value(Visitor&& visit) const {");
+    line(
+        "  template <class Visitor>\n  [[gnu::always_inline]] void each_value(Visitor&& visit) "
+        "const {");
     for (const auto& [attribute, number] : attributes)
       line("    visit(" + std::to_string(number) + ", this->" + members_.of(attribute->name.value) +
            ");");
@@ -406,6 +418,7 @@ class event_header_writer {
     line("  static bool accepted_by(const ::_kp_LOG_entry_filter& filter, unsigned log_level) {");
     line("    return filter.accepts(log_level, property_flags);\n  }\n");
     write_constructors(name, attributes);
+    if (!set_.levels.empty()) write_overloads_for_levels(name, attributes.empty());
     line("};");
   }
 
@@ -429,6 +442,17 @@ class event_header_writer {
            ".add_to(*this, ::kp_LOG_attribute_key<" + scope_ + names_.of(attribute->name.value) +
            ", " + std::to_string(number) + ">);");
     line("  }");
+  }
+
+  // What takes a level as a number takes it by its name, too.
+  void write_overloads_for_levels(const std::string& name, bool is_plain) {
+    const std::string number = "static_cast<unsigned>(log_level)";
+    const std::string level = scope_ + "level log_level";
+    line("  " + std::string(is_plain ? "explicit " : "") + name + "(" + level +
+         ", const values& given" + (is_plain ? " = {}" : "") + ")");
+    line("      : " + name + "(" + number + ", given) {}");
+    line("  static bool accepted_by(const ::_kp_LOG_entry_filter& filter, " + level + ") {");
+    line("    return accepted_by(filter, " + number + ");\n  }");
   }
 
   // --- names
@@ -465,6 +489,7 @@ class event_header_writer {
   const definition_set& set_;
   const std::string& name_space_;
   const std::string scope_;  // what stands before names of the namespace, seen from anywhere
+  const header_content content_;
   cpp_identifiers ids_{"id_"};
   cpp_identifiers classes_{"entry_"};
   cpp_identifiers members_{"", aggregate_words};
@@ -479,6 +504,7 @@ class event_header_writer {
   std::string text_;
 };
 
-std::string event_header_text(const definition_set& set, const std::string& name_space) {
-  return event_header_writer(set, name_space).write();
+std::string event_header_text(const definition_set& set, const std::string& name_space,
+                              header_content content) {
+  return event_header_writer(set, name_space, content).write();
 }

@@ -3,9 +3,11 @@
 
 #include "kp_LOG.h"
 #include "shop_events.h"
+#include "shop_ids.h"
 #include "shop_more.h"
 
 static_assert(shop::more::id_ORDER_SHIPPED == 2);
+static_assert(shop_ids::id_ORDER_PAID == shop_events::id_ORDER_PAID);
 
 int main(int, char** argv) {
   try {

@@ -109,6 +109,13 @@ TEST(HeaderRefusal, IsOfWhatTheDefinitionsDoNotSay) {
         << said;
 }
 
+// The header of a source that has more than its first two lines.
+static void write_header(const temp_folder& folder, const std::string& source,
+                         const std::string& options = "") {
+  folder.write("events.yaml", "kplog: 1\nlog_version: \"1\"\n" + source);
+  ASSERT_EQ(run_kplog(folder.path(), "header -q " + options + "events.yaml -o events.h").status, 0);
+}
+
 // --- What compilers say of it -------------------------------------------------------------------
 
 // An event whose attributes nothing else in the program is called as, and a fault that is said
@@ -140,7 +147,7 @@ static const std::vector<fault_case> fault_cases = {
 };
 
 static std::string source_of_faults() {
-  std::string source = "kplog: 1\nlog_version: \"1\"\nevents:\n";
+  std::string source = "events:\n";
   for (size_t i = 0; i < fault_cases.size(); ++i)
     source += "  E" + std::to_string(i) + ": {id: " + std::to_string(i + 1) + ", attributes: {" +
               fault_cases[i].attributes + "}}\n";
@@ -170,8 +177,7 @@ static std::string said_behind(const std::string& name, const std::string& said)
 
 TEST(HeaderFaults, NameTheAttributeInTheTextOfEachCompiler) {
   const temp_folder folder;
-  folder.write("events.yaml", source_of_faults());
-  ASSERT_EQ(run_kplog(folder.path(), "header -q events.yaml -o events.h").status, 0);
+  write_header(folder, source_of_faults());
   // Without the lines of the program, which name attributes in any case.
   for (const char* compiler : {"g++ -std=c++20 -fno-diagnostics-show-caret",
                                "clang++-14 -std=c++20 -ferror-limit=0 -fno-caret-diagnostics"}) {
@@ -190,9 +196,7 @@ TEST(HeaderFaults, NameTheAttributeInTheTextOfEachCompiler) {
 // What the page and the texts of compilers advise.
 TEST(HeaderFaults, AreMendedAsTheySay) {
   const temp_folder folder;
-  folder.write("events.yaml",
-               "kplog: 1\nlog_version: \"1\"\nevents: {E: {id: 1, attributes: {N: UInt4}}}\n");
-  ASSERT_EQ(run_kplog(folder.path(), "header -q events.yaml -o events.h").status, 0);
+  write_header(folder, "events: {E: {id: 1, attributes: {N: UInt4}}}\n");
   EXPECT_TRUE(compiles_in(folder,
                           "#include \"events.h\"\n"
                           "events::E made(std::size_t n) {\n"
@@ -200,6 +204,38 @@ TEST(HeaderFaults, AreMendedAsTheySay) {
                           "  events::E{.N = constant}; events::E{.N = sizeof n};\n"
                           "  return {.N = static_cast<std::uint32_t>(n)};\n}\n"))
       << read_whole_file(folder.file("said"));
+}
+
+TEST(HeaderLevels, NumbersAndNamesAreTaken) {
+  const temp_folder folder;
+  write_header(folder,
+               "levels: {bad: 1}\nevents:\n"
+               "  E: {id: 1, attributes: {level: UInt1, bad: UInt1}}\n  PLAIN: {id: 2}\n");
+  EXPECT_TRUE(compiles_in(
+      folder,
+      "#include \"events.h\"\nusing namespace events;\nenum class other : unsigned { one };\n"
+      "void make(const _kp_LOG_entry_filter& filter) {\n"
+      "  entry_E(level::bad, {.level = 1, .bad = 2}); entry_E(1, {.level = 1, .bad = 2});\n"
+      "  entry_E::accepted_by(filter, level::bad); entry_E::accepted_by(filter, 1);\n"
+      "  entry_PLAIN{level::bad}; entry_PLAIN{1}; entry_PLAIN(level::bad, {});\n}\n"
+      "static_assert(!std::is_constructible_v<entry_PLAIN, other>);\n"
+      "static_assert(!std::is_convertible_v<level, entry_PLAIN>);\n"))
+      << read_whole_file(folder.file("said"));
+}
+
+TEST(HeaderOfIds, CompilesAloneAsCpp17) {
+  const temp_folder folder;
+  write_header(folder, "levels: {bad: 1}\nevents: {E: {id: 1, attributes: {N: UInt1}}}\n",
+               "--only ids ");
+  const std::string program =
+      "#define bad )(\n#include \"events.h\"\n#undef bad\n"
+      "static_assert(events::id_E == 1 && sizeof events::name_N == 2);\n"
+      "static_assert(static_cast<int>(events::level::bad) == 1);\n";
+  for (const char* compiler : {"g++ -std=c++17 -Wall -Wextra -Werror -Wpedantic",
+                               "clang++-14 -std=c++17 -Wall -Wextra -Werror -Wpedantic"})
+    EXPECT_EQ(compile_in(folder, program, compiler), 0) << compiler << '\n'
+                                                        << read_whole_file(folder.file("said"));
+  EXPECT_NE(compile_in(folder, program, "g++ -std=c++14"), 0);
 }
 
 TEST(HeaderPage, ItsProgramCompilesWithTheHeaderOfTheSourcePagesExample) {
