@@ -313,7 +313,7 @@ TEST_F(RenderCommand, DamagedRecordsAreSafeLinesOrReported) {
                                          "\u0085", "\u2028", "\u202e", "\u00e4"})
     for (size_t i = 0; i < record.size(); ++i)
       (records += record.substr(0, i)).append(hostile).append(record.substr(i + 1)) += '\n';
-  const auto shown = render(records, "--format json");
+  const auto shown = render(records, "--diagnostics json");
   EXPECT_TRUE(shown.status == 0 || shown.status == 1) << shown.status;
   size_t lines = 0;
   std::istringstream out(shown.out);
@@ -366,7 +366,7 @@ TEST_F(RenderCommand, CharactersThatTheCodePageLacksAreWrittenOut) {
 // --- exit statuses, streams
 
 TEST_F(RenderCommand, DiagnosticsAndSummaryAreJsonWithIt) {
-  const auto shown = render("x\n{\"event\":1}\n", "--format json");
+  const auto shown = render("x\n{\"event\":1}\n", "--diagnostics json");
   EXPECT_EQ(shown.out, "[unknown event 1]\n");
   const size_t end = shown.err.find('\n');
   EXPECT_EQ(nlohmann::json::parse(shown.err.substr(0, end))["code"], "record-syntax");

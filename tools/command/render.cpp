@@ -1,5 +1,8 @@
+#include <chrono>
+#include <deque>
 #include <memory>
 #include <ostream>
+#include <stdexcept>
 
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
@@ -7,27 +10,35 @@
 #include "recording/records/input.h"
 #include "recording/records/view.h"
 #include "recording/text/json_text.h"
+#include "recording/text/number.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
+#include "tools/command/find_options.h"
 #include "tools/command/options.h"
 #include "tools/emit/files.h"
 #include "tools/emit/run_report.h"
+#include "tools/find/conditions.h"
+#include "tools/find/forms.h"
 #include "tools/report/outcome.h"
 
 struct render_options {
   std::vector<std::string> records;  // "-": standard input; none: that
   event_set_options events;
   std::string code_page;  // empty: UTF-8
+  find_options find;
+  std::string format = "text";  // of what is shown
+  size_t last = 0;              // so many of the records that fit; 0: all
   report_options report;
 };
 
 // Every record is one of these.
 struct render_tally {
   uint64_t rendered = 0;
-  uint64_t marked = 0;  // shown by what they hold
-  uint64_t bad = 0;     // refused
+  uint64_t marked = 0;    // shown by what they hold
+  uint64_t bad = 0;       // refused
+  uint64_t left_out = 0;  // do not fit, or come before the last that are wanted
 
-  uint64_t total() const { return rendered + marked + bad; }
+  uint64_t total() const { return rendered + marked + bad + left_out; }
 };
 
 // A run.
@@ -35,37 +46,85 @@ class record_rendering {
  public:
   record_rendering(const render_options& options, const event_set& events, std::ostream& out,
                    emit_report& report)
-      : view_(events, options.code_page,
-              [&report](const known_event& event) { report.definition_message(event); }),
+      : conditions_(options.find, events, std::chrono::system_clock::now()),
+        view_(events),
+        form_(record_format_of(options.format), events, options.code_page),
+        last_(options.last),
         out_(out),
         report_(report) {}
 
-  // Shows all records of the files, those of one read at once, so that people who wait for them see
-  // them. False, with errno, when standard output fails. Raises file_error.
+  // Shows the records of the files that fit, those of one read at once, so that people who wait for
+  // them see them; where the last are wanted, these at the end. False, with errno, when standard
+  // output fails. Raises file_error.
   bool show(record_files& files);
 
   const render_tally& tally() const { return tally_; }
 
  private:
+  // One that is among the last so far.
+  struct kept_record {
+    std::string line;
+    bool is_marked = false;
+  };
+
   void take(const record_line& line);
+  void show(const viewed_record& viewed);
+  void keep(const viewed_record& viewed);
+  void take_kept();
   bool write();
 
+  record_conditions conditions_;
   record_view view_;
+  record_form form_;
+  size_t last_;
   std::ostream& out_;
   emit_report& report_;
-  std::string lines_;  // not written yet
+  std::string lines_;             // not written yet
+  std::deque<kept_record> kept_;  // at most `last_`
   render_tally tally_;
 };
 
 void record_rendering::take(const record_line& line) {
   try {
     check_length(line);
-    const record_shown shown = view_.append(lines_, line.text);
-    ++(shown == record_shown::message ? tally_.rendered : tally_.marked);
+    const parsed_record& record = view_.parse(line.text);
+    if (conditions_.fit(record)) {
+      const viewed_record viewed = view_.view(record);
+      if (conditions_.fit_message(viewed.text)) return show(viewed);
+    }
+    ++tally_.left_out;
   } catch (const record_error& error) {
     report_.bad_record(line, error);
     ++tally_.bad;
   }
+}
+
+void record_rendering::show(const viewed_record& viewed) {
+  if (viewed.is_message_from_definition) report_.definition_message(*viewed.made->event);
+  if (last_ != 0) return keep(viewed);
+  form_.append(lines_, viewed);
+  ++(viewed.made != nullptr ? tally_.rendered : tally_.marked);
+}
+
+void record_rendering::keep(const viewed_record& viewed) {
+  kept_record kept;
+  if (kept_.size() == last_) {
+    kept = std::move(kept_.front());  // with its memory
+    kept.line.clear();
+    kept_.pop_front();
+    ++tally_.left_out;
+  }
+  form_.append(kept.line, viewed);
+  kept.is_marked = viewed.made == nullptr;
+  kept_.push_back(std::move(kept));
+}
+
+void record_rendering::take_kept() {
+  for (const kept_record& kept : kept_) {
+    lines_ += kept.line;
+    ++(kept.is_marked ? tally_.marked : tally_.rendered);
+  }
+  kept_.clear();
 }
 
 bool record_rendering::write() {
@@ -76,6 +135,7 @@ bool record_rendering::write() {
 
 bool record_rendering::show(record_files& files) {
   std::vector<pollfd> watched;
+  form_.append_heading(lines_);
   while (!files.at_end()) {
     watched.clear();
     files.watch(watched);
@@ -83,11 +143,14 @@ bool record_rendering::show(record_files& files) {
     files.read(watched, [this](const record_line& line) { take(line); });
     if (!write()) return false;
   }
-  return true;
+  take_kept();
+  return write();
 }
 
-static void write_summary(const render_tally& tally, const report_options& report,
+static void write_summary(const render_tally& tally, const render_options& options,
                           std::ostream& log) {
+  const report_options& report = options.report;
+  const bool may_leave_out = options.find.has_any() || options.last != 0;
   if (report.quiet) return;
   if (report.format == diagnostic_format::json) {
     std::string line;
@@ -95,11 +158,14 @@ static void write_summary(const render_tally& tally, const report_options& repor
     json.begin_object().key("summary").begin_object();
     json.key("read").number(tally.total()).key("rendered").number(tally.rendered);
     json.key("marked").number(tally.marked).key("bad").number(tally.bad);
+    if (may_leave_out) json.key("left_out").number(tally.left_out);
     json.end_object().end_object();
     log << line << '\n';
   } else {
     log << "kplog: " << counted(tally.total(), "record") << ": " << tally.rendered << " rendered, "
-        << tally.marked << " marked, " << tally.bad << " bad\n";
+        << tally.marked << " marked, " << tally.bad << " bad";
+    if (may_leave_out) log << ", " << tally.left_out << " left out";
+    log << '\n';
   }
 }
 
@@ -114,8 +180,8 @@ static command_outcome show_records(const render_options& options, record_render
     outcome = command_outcome::file_error;
   }
   report.tell_hidden();
-  write_summary(rendering.tally(), options.report, log);
-  const bool is_whole = rendering.tally().total() == rendering.tally().rendered;
+  write_summary(rendering.tally(), options, log);
+  const bool is_whole = rendering.tally().marked == 0 && rendering.tally().bad == 0;
   return outcome == command_outcome::good && !is_whole ? command_outcome::findings : outcome;
 }
 
@@ -139,6 +205,21 @@ static command_outcome render(render_options& options, std::ostream& out, std::o
   });
 }
 
+// All that --last keeps is in memory.
+static constexpr size_t most_last = 1'000'000;
+
+static void add_shown_options(CLI::App& command, render_options& options) {
+  add_choice_option(command, "--format", options.format, record_format_names(),
+                    "The form of what is shown; text, the default: the messages");
+  add_read_option(
+      command, {"--last", "N", "The last N of these records, at most 1000000"},
+      [&options](const std::string& text) {
+        options.last = number_of<size_t>(text).value_or(0);
+        if (options.last == 0 || options.last > most_last)
+          throw std::invalid_argument(in_quotes(text) + " is no number from 1 to 1000000");
+      });
+}
+
 static command_action describe_render(CLI::App& command) {
   const auto options = std::make_shared<render_options>();
   add_arguments(command,
@@ -146,16 +227,24 @@ static command_action describe_render(CLI::App& command) {
                  "Files of records, one JSON object a line; - is standard input, the default"},
                 options->records, option_need::optional);
   add_event_set_options(command, options->events, options->code_page);
-  add_report_options(command, options->report);
-  return [options](std::ostream& out, std::ostream& log) {
-    return outcome_of(options->report, log, [&] { return render(*options, out, log); });
+  add_find_options(command, options->find);
+  add_shown_options(command, *options);
+  add_report_options(command, options->report, "--diagnostics");
+  return [options, &command](std::ostream& out, std::ostream& log) {
+    return outcome_of(options->report, log, [&] {
+      options->find.groups = condition_groups_of(command);
+      return render(*options, out, log);
+    });
   };
 }
 
 constexpr kplog_command_row render_command = {
-    "render", "Show stored records as messages",
+    "render", "Find stored records, and show them as messages",
     "  kplog render --definitions events.ldf entries.jsonl\n"
     "  kplog render --definitions events.ldf --catalog messages --locale ja_JP --codepage EUC-JP "
     "entries.jsonl\n"
-    "  grep USER_LOGIN entries.jsonl | kplog render --definitions events.ldf --locale de_DE\n",
+    "  grep USER_LOGIN entries.jsonl | kplog render --definitions events.ldf --locale de_DE\n"
+    "  kplog render --definitions events.ldf --since yesterday --event 'USER_*' --where "
+    "'PORT>=1024' entries.jsonl\n"
+    "  kplog render --definitions events.ldf --last 20 --format table entries.jsonl\n",
     describe_render};

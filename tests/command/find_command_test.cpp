@@ -1,0 +1,194 @@
+// kplog render: which records are shown, and in which form.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "recording/text/escape.h"
+#include "recording/text/utf8.h"
+#include "tests/command/command_run.h"
+#include "tests/support/temp_folder.h"
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+static constexpr const char* find_source = R"(kplog: 1
+log_version: "2.0"
+events:
+  LOGIN:
+    id: 1001
+    attributes: {USER_NAME: MBChar64, PORT: UInt2}
+    message: "{USER_NAME} came in by port {PORT}"
+  LOGOUT: {id: 1002, message: "bye"}
+)";
+
+class FindCommand : public testing::Test {
+ protected:
+  void SetUp() override {
+    folder_.write("shop.yaml", find_source);
+    const auto compiled = run("compile -q shop.yaml -o shop.ldf");
+    ASSERT_EQ(compiled.status, 0) << compiled.err;
+    folder_.write(
+        "records",
+        R"({"event":1001,"level":2,"time":"2026-11-15T08:00:00Z","attributes":{"USER_NAME":"alice","PORT":80}})"
+        "\n"
+        R"({"event":1001,"level":5,"time":"2026-11-15T09:00:00Z","attributes":{"USER_NAME":"bob","PORT":51234}})"
+        "\n"
+        R"({"event":1002,"level":3,"time":"2026-11-16T10:00:00+08:00"})"
+        "\n"
+        R"({"event":4711,"name":"LINK_UP","time":"2026-11-16T03:00:00Z","attributes":{"LINK":"eth0"}})"
+        "\n");
+  }
+
+  command_result run(const std::string& arguments) {
+    return run_kplog(folder_.path(), arguments, "export TZ=Asia/Singapore; ");
+  }
+  command_result find(const std::string& options) {
+    return run("render --definitions shop.ldf --locale en_US " + options + " records");
+  }
+
+  temp_folder folder_;
+};
+
+static constexpr const char* alice = "alice came in by port 80\n";
+static constexpr const char* bob = "bob came in by port 51234\n";
+static constexpr const char* link_up = "[unknown event 4711 \"LINK_UP\"] LINK=\"eth0\"\n";
+
+// --- conditions
+
+TEST_F(FindCommand, ShowsTheRecordsThatFit) {
+  const auto shown = [&](const std::string& options) { return find("-q " + options).out; };
+  const std::string both = std::string(alice) + bob;
+  EXPECT_EQ(shown("--event LOGIN"), both);
+  EXPECT_EQ(shown("--event 'LOG*' --where 'PORT>=1024'"), bob);
+  EXPECT_EQ(shown("--where USER_NAME=alice --or --event LOGOUT"), std::string(alice) + "bye\n");
+  EXPECT_EQ(shown("--grep '^b' --or --grep LINK_UP"), std::string(bob) + "bye\n" + link_up);
+  EXPECT_EQ(shown("--level 0..2"), alice);
+  EXPECT_EQ(shown("--since 2026-11-16 --event LOGOUT,LOGIN"), "bye\n");
+  EXPECT_EQ(shown("--until 2026-11-15"), both);
+  EXPECT_EQ(shown("--until 2026-11-15T16:00:00"), alice);
+  EXPECT_EQ(shown("--event 'LINK_*'"), link_up);
+  EXPECT_EQ(shown("--host web"), "");
+}
+
+TEST_F(FindCommand, SummaryCountsWhatIsLeftOut) {
+  const auto some = find("--event LOGOUT");
+  EXPECT_EQ(some.status, 0);
+  EXPECT_EQ(some.err, "kplog: 4 records: 1 rendered, 0 marked, 0 bad, 3 left out\n");
+  const auto json = find("--event 'L*' --diagnostics json --last 2");
+  EXPECT_EQ(nlohmann::json::parse(json.err)["summary"],
+            nlohmann::json::parse(R"({"read":4,"rendered":1,"marked":1,"bad":0,"left_out":2})"));
+  EXPECT_EQ(json.status, 1);
+}
+
+TEST_F(FindCommand, WrongConditionsGiveStatus2BeforeAnythingIsShown) {
+  for (const char* options : {"--where PRT=1",
+                              "--where 'PORT>=abc'",
+                              "--where PORT",
+                              "--event LOGIM",
+                              "--grep '('",
+                              "--since someday",
+                              "--until ''",
+                              "--level 10",
+                              "--level 3..1",
+                              "--pid x",
+                              "--last 0",
+                              "--last 1000001",
+                              "--or",
+                              "--or --event LOGIN",
+                              "--event LOGIN --or",
+                              "--event LOGIN --or --or --grep x",
+                              "--since today --until yesterday",
+                              "--format xml",
+                              "--diagnostics xml",
+                              "--format json --codepage ISO-8859-1"}) {
+    const auto refused = find(options);
+    EXPECT_EQ(refused.status, 2) << options;
+    EXPECT_EQ(refused.out, "") << options;
+    EXPECT_NE(refused.err, "") << options;
+  }
+  EXPECT_EQ(
+      find("--where PRT=1").err,
+      "kplog: --where \"PRT=1\": no event has an attribute \"PRT\"; did you mean \"PORT\"?\n");
+}
+
+TEST_F(FindCommand, BadRecordsAreToldWhateverIsAskedFor) {
+  folder_.write("records", "{\"event\":1001}\nno record\n{\"event\":1002}\n");
+  const auto shown = find("--event LOGOUT");
+  EXPECT_EQ(shown.out, "bye\n");
+  EXPECT_EQ(shown.status, 1);
+  EXPECT_THAT(shown.err, HasSubstr("kplog: 3 records: 1 rendered, 0 marked, 1 bad, 1 left out\n"));
+}
+
+TEST_F(FindCommand, LastAreThoseThatFit) {
+  EXPECT_EQ(find("-q --last 1").out, link_up);
+  EXPECT_EQ(find("-q --last 1 --where 'PORT<100'").out, alice);
+  EXPECT_EQ(find("-q --last 2").out, std::string("bye\n") + link_up);
+  EXPECT_EQ(find("-q --last 100").out, find("-q").out);
+}
+
+// --- forms
+
+TEST_F(FindCommand, LogIsTheFormOfTextLogs) {
+  run("emit -q --definitions shop.ldf --locale en_US --to text:./shop records");
+  const std::string logged = read_whole_file(folder_.file("shop.20261115.0001"));
+  EXPECT_THAT(logged, StartsWith("2026-11-15T08:00:00Z 2 LOGIN alice came in by port 80\n"));
+  EXPECT_EQ(find("-q --format log --event LOGIN").out, logged);
+  EXPECT_EQ(find("-q --format log --event 'LOGOUT,LINK_*'").out,
+            "2026-11-16T10:00:00+08:00 3 LOGOUT bye\n"
+            "2026-11-16T03:00:00Z 3 LINK_UP [unknown event 4711 \"LINK_UP\"] LINK=\"eth0\"\n");
+}
+
+TEST_F(FindCommand, TableHasAHeadingAndColumns) {
+  EXPECT_EQ(find("-q --format table --event LOGOUT --or --where PORT=80").out,
+            "TIME                       LEVEL  EVENT   MESSAGE\n"
+            "2026-11-15T08:00:00Z       2      LOGIN   alice came in by port 80\n"
+            "2026-11-16T10:00:00+08:00  3      LOGOUT  bye\n");
+}
+
+TEST_F(FindCommand, CsvQuotesWhatNeedsIt) {
+  folder_.write(
+      "records",
+      R"({"event":1001,"time":"2026-11-15T08:00:00Z","attributes":{"USER_NAME":"a,\"b\u001b","PORT":1}})"
+      "\n"
+      R"({"event":"GONE","attributes":{}})"
+      "\n");
+  EXPECT_EQ(find("-q --format csv").out,
+            "time,level,id,event,message,attributes\n"
+            "2026-11-15T08:00:00Z,3,1001,LOGIN,\"a,\"\"b\\x1B came in by port 1\","
+            "\"{\"\"USER_NAME\"\":\"\"a,\\\"\"b\\u001B\"\",\"\"PORT\"\":1}\"\n"
+            "-,3,,GONE,\"[unknown event \"\"GONE\"\"]\",{}\n");
+}
+
+TEST_F(FindCommand, JsonIsTheStoredForm) {
+  run("emit -q --definitions shop.ldf --locale en_US --to json:stored records");
+  EXPECT_EQ(find("-q --format json --event 'LOG*'").out, read_whole_file(folder_.file("stored")));
+  folder_.write("marked", find("-q --format json --event 4711").out);
+  EXPECT_EQ(read_whole_file(folder_.file("marked")),
+            R"({"event":4711,"name":"LINK_UP","level":3,"time":"2026-11-16T03:00:00Z",)"
+            R"("attributes":{"LINK":"eth0"},"message_index":0,)"
+            R"("message":"[unknown event 4711 \"LINK_UP\"] LINK=\"eth0\""})"
+            "\n");
+  EXPECT_EQ(run("render -q --definitions shop.ldf marked").out, link_up);
+}
+
+// In every form, each record is one line, on which nothing steers a terminal.
+TEST_F(FindCommand, FormsAreSafeLines) {
+  folder_.write(
+      "records",
+      R"({"event":1001,"time":"2026\u001b[2J","host":"\u001b","attributes":{"USER_NAME":"\u001b[2J\n\u202e","PORT":1}})"
+      "\n"
+      R"({"event":"\u001b[2J\n","name":"\u009b\n","attributes":{"\u001b\n":"\u2028"}})"
+      "\n"
+      R"({"event":1001,"attributes":{"USER_NAME":"\u001b[2J\n\u202e","PORT":1}})"
+      "\n");
+  for (const char* format : {"text", "log", "json", "csv", "table"}) {
+    const std::string lines = find(std::string("-q --format ") + format).out;
+    const bool has_heading = format == std::string("csv") || format == std::string("table");
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), has_heading ? 4 : 3) << lines;
+    for (const utf8_character& character : utf8(lines))
+      EXPECT_TRUE(character.valid &&
+                  (character.code_point == '\n' || !is_unsafe_on_terminal(character.code_point)))
+          << format << lines;
+  }
+}

@@ -1,0 +1,248 @@
+// Which records fit which conditions.
+#include "tools/find/conditions.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <stdexcept>
+
+#include "tests/recording/records/record_events.h"
+
+namespace chrono = std::chrono;
+
+static constexpr chrono::system_clock::time_point now{
+    chrono::sys_days(chrono::year(2026) / 11 / 15) + chrono::hours(9)};
+
+// PORT is of two types, and NOTE of two families.
+static ldf_file shop_file() {
+  return {.log_version = "2.0",
+          .globals = {{"NOTE", TypeMBChar64}},
+          .entries = {{.id = 1001,
+                       .msg_id = "USER_LOGIN",
+                       .msg_text = "in",
+                       .attributes = {{"USER_NAME", TypeMBChar64},
+                                      {"PORT", TypeUInt2},
+                                      {"OK", TypeBool},
+                                      {"SHARE", TypeFloat},
+                                      {"WHEN", TypeTimestamp},
+                                      {"A=B", TypeSInt4}}},
+                      {.id = 1002,
+                       .msg_id = "USER_LOGOUT",
+                       .msg_text = "out",
+                       .attributes = {{"PORT", TypeUInt4}, {"NOTE", TypeSInt4}}},
+                      {.id = 1003, .msg_text = "no name"}}};
+}
+
+class Conditions : public testing::Test {
+ protected:
+  // Whether the record fits.
+  bool fits(const find_options& options, const std::string& record) {
+    record_conditions conditions(options, events_.events(), now);
+    line_ = record;
+    return conditions.fit(parser_.parse(line_)) && conditions.fit_message("alice came in");
+  }
+  bool fits_where(const std::string& condition, const std::string& record) {
+    return fits({.groups = {{.where = {condition}}}}, record);
+  }
+  // The same of a login with one attribute.
+  bool login_fits(const std::string& condition, const std::string& attribute) {
+    return fits_where(condition, R"({"event":1001,"attributes":{)" + attribute + "}}");
+  }
+  std::string fault_of(const find_options& options) {
+    try {
+      const record_conditions conditions(options, events_.events(), now);
+    } catch (const std::invalid_argument& error) {
+      return error.what();
+    }
+    return "";
+  }
+  std::string fault_of_where(const std::string& condition) {
+    return fault_of({.groups = {{.where = {condition}}}});
+  }
+
+  event_set_settings settings_;
+  record_events events_{shop_file()};
+  record_parser parser_;
+  std::string line_;
+};
+
+TEST_F(Conditions, EventsAreNamesPatternsAndIDs) {
+  const auto fits_event = [&](const std::string& event, const std::string& record) {
+    return fits({.groups = {{.events = {event}}}}, record);
+  };
+  for (const char* record : {R"({"event":1001})", R"({"event":"USER_LOGIN"})"}) {
+    for (const char* event : {"USER_LOGIN", "USER_*", "1001", "*", "1003,*_LOGI?"})
+      EXPECT_TRUE(fits_event(event, record)) << event << record;
+    for (const char* event : {"USER_LOGOUT", "100", "1002,1003", "X*"})
+      EXPECT_FALSE(fits_event(event, record)) << event << record;
+  }
+  // Those that the definitions have no more.
+  EXPECT_TRUE(fits_event("4711", R"({"event":4711})"));
+  EXPECT_TRUE(fits_event("LINK_*", R"({"event":4711,"name":"LINK_UP"})"));
+  EXPECT_TRUE(fits_event("LINK_*", R"({"event":"LINK_UP"})"));
+  EXPECT_FALSE(fits_event("LINK_*", R"({"event":4711})"));
+  EXPECT_TRUE(fits_event("kplog.lost", R"({"event":0,"attributes":{"COUNT":1,"REASON":"x"}})"));
+  EXPECT_FALSE(fits({.groups = {{.events = {"USER_*", "1002"}}}}, R"({"event":1001})"));
+}
+
+TEST_F(Conditions, NumbersCompareByWhatTheyAre) {
+  EXPECT_TRUE(login_fits("PORT>=1024", R"("PORT":1024)"));
+  EXPECT_TRUE(login_fits("PORT >= 1024", R"("PORT":51234)"));
+  EXPECT_FALSE(login_fits("PORT>1024", R"("PORT":1024)"));
+  EXPECT_TRUE(login_fits("PORT<=9", R"("PORT":9)"));
+  EXPECT_FALSE(login_fits("PORT<9", R"("PORT":10)"));
+  EXPECT_TRUE(login_fits("PORT!=9", R"("PORT":10)"));
+  EXPECT_FALSE(login_fits("PORT!=9", R"("PORT":9)"));
+  EXPECT_TRUE(login_fits("SHARE<0.5", R"("SHARE":1e-3)"));
+  EXPECT_TRUE(login_fits("SHARE=2", R"("SHARE":2.0)"));
+  EXPECT_TRUE(login_fits("SHARE=NaN", R"("SHARE":"NaN")"));
+  EXPECT_FALSE(login_fits("SHARE>1", R"("SHARE":"NaN")"));
+  EXPECT_TRUE(login_fits("SHARE>1", R"("SHARE":"Infinity")"));
+  EXPECT_TRUE(login_fits("OK=true", R"("OK":true)"));
+  EXPECT_TRUE(login_fits("OK!=true", R"("OK":false)"));
+  EXPECT_TRUE(login_fits(R"("A=B"=-5)", R"("A=B":-5)"));
+}
+
+TEST_F(Conditions, TextsCompareByCodePoints) {
+  EXPECT_TRUE(login_fits("USER_NAME=alice", R"("USER_NAME":"al\u0069ce")"));
+  EXPECT_FALSE(login_fits("USER_NAME=alice", R"("USER_NAME":"Alice")"));
+  EXPECT_TRUE(login_fits("USER_NAME<b", R"("USER_NAME":"Z")"));
+  EXPECT_TRUE(login_fits("USER_NAME>\uffee", R"("USER_NAME":"\ud83d\ude00")"));
+  EXPECT_TRUE(login_fits(R"(USER_NAME=" a\u0020")", R"("USER_NAME":" a ")"));
+  EXPECT_TRUE(login_fits("USER_NAME=", R"("USER_NAME":"")"));
+  EXPECT_TRUE(login_fits("USER_NAME~^a.*e$", R"("USER_NAME":"alice")"));
+  EXPECT_TRUE(login_fits("USER_NAME~lic", R"("USER_NAME":"alice")"));
+  EXPECT_FALSE(login_fits("USER_NAME~^lic", R"("USER_NAME":"alice")"));
+  EXPECT_TRUE(login_fits(R"(USER_NAME=a\nb)", R"("USER_NAME":"a\nb")"));
+}
+
+TEST_F(Conditions, TimesCompareByInstant) {
+  EXPECT_TRUE(login_fits("WHEN=2026-11-15T10:00:00Z", R"("WHEN":"2026-11-15T18:00:00+08:00")"));
+  EXPECT_TRUE(login_fits("WHEN>2026-11-15T10:00:00Z", R"("WHEN":"2026-11-15T10:00:00-01:00")"));
+  EXPECT_FALSE(login_fits("WHEN!=2026-11-15T10:00:00Z", R"("WHEN":"no time")"));
+}
+
+TEST_F(Conditions, RecordsWithoutTheAttributeFitNone) {
+  for (const char* condition : {"PORT=1", "PORT!=1", "USER_NAME!=alice", "USER_NAME~"})
+    EXPECT_FALSE(fits_where(condition, R"({"event":1001})")) << condition;
+}
+
+TEST_F(Conditions, ValuesOfAnotherTypeThanDeclaredAreTakenAsTheyLook) {
+  EXPECT_TRUE(fits_where("NOTE=5", R"({"event":1002,"attributes":{"NOTE":5}})"));
+  EXPECT_TRUE(fits_where("NOTE=5", R"({"event":1001,"attributes":{"NOTE":"5"}})"));
+  EXPECT_TRUE(fits_where("NOTE=5", R"({"event":1001,"attributes":{"NOTE":5}})"));
+  EXPECT_TRUE(fits_where("NOTE=five", R"({"event":1002,"attributes":{"NOTE":"five"}})"));
+  EXPECT_TRUE(fits_where("PORT>1", R"({"event":4711,"attributes":{"PORT":51234}})"));
+  EXPECT_FALSE(fits_where("PORT>1", R"({"event":4711,"attributes":{"PORT":"51234"}})"));
+  EXPECT_FALSE(fits_where("PORT>1", R"({"event":1001,"attributes":{"PORT":null}})"));
+  EXPECT_FALSE(
+      fits_where("PORT>1", R"({"event":4711,"attributes":{"PORT":99999999999999999999}})"));
+}
+
+TEST_F(Conditions, OneOfTheGroupsIsToHoldWhole) {
+  const find_options options{.groups = {{.events = {"USER_LOGIN"}, .where = {"PORT<10", "OK=true"}},
+                                        {.events = {"1003"}, .grep = {"came", "^alice"}},
+                                        {.where = {"SHARE>1"}, .grep = {"bob"}}}};
+  EXPECT_TRUE(fits(options, R"({"event":1001,"attributes":{"PORT":9,"OK":true}})"));
+  EXPECT_FALSE(fits(options, R"({"event":1001,"attributes":{"PORT":9}})"));
+  EXPECT_FALSE(fits(options, R"({"event":1001,"attributes":{"PORT":10,"OK":true}})"));
+  EXPECT_TRUE(fits(options, R"({"event":1003})"));
+  EXPECT_FALSE(fits(options, R"({"event":1001,"attributes":{"SHARE":2}})"));
+}
+
+TEST_F(Conditions, LevelTimeAndOriginHoldForAllGroups) {
+  const std::string record =
+      R"({"event":1001,"level":5,"time":"2026-11-15T08:00:00Z","host":"web-1","pid":42})";
+  const std::vector<condition_group> either = {{.events = {"1002"}}, {.events = {"1001"}}};
+  EXPECT_TRUE(fits({.groups = either, .levels = level_range{3, 5}}, record));
+  EXPECT_FALSE(fits({.groups = either, .levels = level_range{6, 9}}, record));
+  EXPECT_TRUE(fits({.levels = level_range{3, 3}}, R"({"event":1001})"));
+  EXPECT_TRUE(fits({.since = "1 hour ago", .until = "2026-11-15T09:00:00+01:00"}, record));
+  EXPECT_FALSE(fits({.since = "3599 seconds ago"}, record));
+  EXPECT_FALSE(fits({.until = "2026-11-15T07:59:59Z"}, record));
+  EXPECT_TRUE(fits({.since = "now", .until = "now"}, R"({"event":1001})"));
+  EXPECT_FALSE(fits({.since = "1 hour ago"}, R"({"event":1001,"time":"none"})"));
+  EXPECT_TRUE(fits({.host = "web-*", .pid = 42}, record));
+  EXPECT_FALSE(fits({.host = "db"}, record));
+  EXPECT_FALSE(fits({.pid = 43}, record));
+  EXPECT_FALSE(fits({.host = "*"}, R"({"event":1001})"));
+  EXPECT_FALSE(fits({.pid = 0}, R"({"event":1001})"));
+}
+
+TEST_F(Conditions, TimesOfRecordsThatFollowOneAnotherAreEachLookedAt) {
+  record_conditions conditions({.since = "2026-11-15T08:00:00Z"}, events_.events(), now);
+  for (const auto& [time, is_fitting] :
+       std::vector<std::pair<std::string, bool>>{{"2026-11-15T08:00:00Z", true},
+                                                 {"2026-11-15T08:00:00Z", true},
+                                                 {"2026-11-15T07:59:59Z", false},
+                                                 {"2026-11-15T07:59:59Z", false},
+                                                 {"2026-11-15T08:00:01Z", true}}) {
+    line_ = R"({"event":1001,"time":")" + time + "\"}";
+    EXPECT_EQ(conditions.fit(parser_.parse(line_)), is_fitting) << time;
+  }
+}
+
+TEST_F(Conditions, WrongOnesSayWhatIsExpected) {
+  EXPECT_EQ(fault_of_where("PRT=1"),
+            "--where \"PRT=1\": no event has an attribute \"PRT\"; did you mean \"PORT\"?");
+  EXPECT_EQ(fault_of_where("PORT>=abc"),
+            "--where \"PORT>=abc\": \"PORT\" is a UInt2: a whole number from 0 to 65535, not "
+            "\"abc\"");
+  EXPECT_EQ(fault_of_where("PORT>=70000"), "");  // that of the other event holds it
+  EXPECT_EQ(fault_of_where("PORT~1"),
+            "--where \"PORT~1\": \"PORT\" is a UInt2, and ~ is for texts");
+  EXPECT_EQ(fault_of_where("OK>true"),
+            "--where \"OK>true\": \"OK\" is a Bool, which is compared by = and !=");
+  EXPECT_EQ(fault_of_where("OK=1"), "--where \"OK=1\": \"OK\" is a Bool: true or false, not \"1\"");
+  EXPECT_EQ(fault_of_where("WHEN<soon"),
+            "--where \"WHEN<soon\": \"WHEN\" is a Timestamp: a time such as "
+            "\"2026-11-15T17:02:56+08:00\", not \"soon\"");
+  EXPECT_EQ(fault_of_where("USER_NAME~("),
+            "--where \"USER_NAME~(\": no regular expression: \"(\": missing ): (");
+  for (const char* text : {"", "PORT", "=1", "PORT!1", "\"PORT", "\"PORT\" 1"})
+    EXPECT_EQ(fault_of_where(text),
+              "--where \"" + std::string(text) +
+                  "\": expected an attribute, one of = != < <= > >= ~, and a value");
+  EXPECT_EQ(fault_of({.groups = {{.events = {"USER_LOGIM"}}}}),
+            "--event: no event \"USER_LOGIM\"; did you mean \"USER_LOGIN\"?");
+  EXPECT_EQ(fault_of({.groups = {{.events = {"1001,"}}}}), "--event: a name is empty");
+  EXPECT_EQ(fault_of({.groups = {{.grep = {"["}}}}),
+            "--grep: no regular expression: \"[\": missing ]: [");
+  EXPECT_EQ(fault_of({.since = "today", .until = "yesterday"}), "--until lies before --since");
+  EXPECT_NE(fault_of({.since = "tomorrow"}), "");
+  EXPECT_NE(fault_of({.until = ""}), "");
+}
+
+TEST(LevelRange, IsOneLevelOrTwoWithDotsBetween) {
+  const auto range = [](const std::string& text) {
+    const level_range read = level_range_of(text);
+    return std::to_string(read.lowest) + " " + std::to_string(read.highest);
+  };
+  EXPECT_EQ(range("0..3"), "0 3");
+  EXPECT_EQ(range("3"), "3 3");
+  EXPECT_EQ(range("..3"), "0 3");
+  EXPECT_EQ(range("5.."), "5 9");
+  for (const char* text : {"", "..", "10", "3..10", "5..3", "a", "1...3", "-1", "1..2..3", "1-3"})
+    EXPECT_THROW(level_range_of(text), std::invalid_argument) << text;
+}
+
+// Random integers, by every operator, against what C++ says of them.
+TEST_F(Conditions, RandomNumbersCompareAsInCpp) {
+  const unsigned seed = std::random_device()();
+  std::mt19937 random(seed);
+  for (int i = 0; i < 60; ++i) {
+    const int held = static_cast<int>(random()) >> (random() % 31);
+    const int asked = random() % 3 == 0 ? held : static_cast<int>(random()) >> (random() % 31);
+    for (const auto& [text, expected] :
+         std::vector<std::pair<std::string, bool>>{{"=", held == asked},
+                                                   {"!=", held != asked},
+                                                   {"<", held < asked},
+                                                   {"<=", held <= asked},
+                                                   {">", held > asked},
+                                                   {">=", held >= asked}})
+      EXPECT_EQ(
+          login_fits("\"A=B\"" + text + std::to_string(asked), "\"A=B\":" + std::to_string(held)),
+          expected)
+          << held << text << asked << " seed " << seed;
+  }
+}
