@@ -50,6 +50,9 @@ bool write_all_at(int descriptor, std::string_view bytes, off_t offset);
 std::string read_part(int descriptor, uintmax_t offset, size_t size, const char* action,
                       const std::string& path);
 
+// What the errors of standard output call it; no path of a file that is written is that.
+inline constexpr const char* standard_output_name = "standard output";
+
 // Writes the text to standard output and empties it; where that is a file, to the disk itself when
 // `synced`. Waits where it does not take more at the moment. Raises file_error; what was not
 // written stays in the text.

@@ -86,7 +86,7 @@ bool own_rings::has_file(dev_t device, ino_t inode) {
 // Without the page on the disk a power cut might bring back a ring that knows nothing of the batch,
 // when the note that tells the same is gone.
 void store_delivery(const delivery* of, bool synced) {
-  if (of == nullptr) return;
+  if (of == nullptr || of->joint != nullptr) return;
   of->ring->set_delivered(of->output, of->last);
   const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
   char* const begin = reinterpret_cast<char*>(of->ring);

@@ -30,17 +30,22 @@ struct ring_start {
 };
 static_assert(sizeof(ring_start) == 80);
 
-// A batch of a ring's events on its way into one output.
+class joint_batch;
+
+// A batch of a ring's events on its way into one output; or of a service's records, of which its
+// clients' numbers tell what rings tell of theirs.
 struct delivery {
   ring_start* ring = nullptr;  // stays mapped until the batch is written
   std::string ring_path;       // absolute
   unsigned output = 0;         // 0 text, 1 JSON, 2 counts
   uint64_t first = 0;          // sequences of the batch's events, from 1
   uint64_t last = 0;
+  joint_batch* joint =
+      nullptr;  // the batch goes into several outputs as one; null: into this alone
 };
 
 // Tells the ring of a batch, if it is one's, that its events are in the output; on the disk itself
-// when `synced`.
+// when `synced`. A joint batch is not told of one by one.
 void store_delivery(const delivery* of, bool synced);
 
 // What a ring says of an output, or why it is not to be believed: "is gone".

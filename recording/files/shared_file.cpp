@@ -21,10 +21,16 @@ file_report report_or_standard_error(file_report report) {
 
 append_batch::append_batch(const std::string& folder, const std::string& name, append_rules rules,
                            const delivery* of)
-    : rules_(std::move(rules)), delivery_(of), lock_(folder, name, rules_.waiting) {
+    : rules_(std::move(rules)), delivery_(of), lock_(take_lock(folder, name)) {
   rules_.report = report_or_standard_error(std::move(rules_.report));
+  if (is_joint()) return;
   settle(lock_, rules_.report);
   if (of != nullptr) note_lines_.emplace(*of);
+}
+
+folder_lock& append_batch::take_lock(const std::string& folder, const std::string& name) {
+  return is_joint() ? delivery_->joint->lock_of(folder, name)
+                    : own_lock_.emplace(folder, name, rules_.waiting);
 }
 
 append_batch::~append_batch() {
@@ -90,12 +96,14 @@ void append_batch::finish_file() {
 
 void append_batch::note(std::string_view lines) {
   const touched_file& touched = touched_.back();
-  note_lines_->add(noted_file{.name = touched.name,
-                              .device = touched.device,
-                              .inode = touched.number,
-                              .size = size_,
-                              .appended = lines.size(),
-                              .is_new = touched.is_new});
+  const noted_file file = {.name = touched.name,
+                           .device = touched.device,
+                           .inode = touched.number,
+                           .size = size_,
+                           .appended = lines.size(),
+                           .is_new = touched.is_new};
+  if (is_joint()) return delivery_->joint->note(lock_, file, rules_.synced);
+  note_lines_->add(file);
   lock_.add_to_note(note_lines_->take(), rules_.synced);
 }
 
@@ -114,7 +122,7 @@ void append_batch::commit() {
   if (rules_.synced && has_new) static_cast<void>(KP_fsync(folder()));
   if (delivery_ == nullptr)
     lock_.write_note("");
-  else
+  else if (!is_joint())
     finish_delivery();
   lock_.keep();
   touched_.clear();
@@ -152,7 +160,7 @@ bool append_batch::take_back(const touched_file& touched, int file) const noexce
 
 // Where that fails the note stays, and the next holder cuts off what is left of a line.
 void append_batch::take_back() noexcept {
-  if (touched_.empty()) return;
+  if (touched_.empty() || is_joint()) return;
   bool is_back = take_back(touched_.back(), file_.get());
   touched_.pop_back();
   for (; !touched_.empty(); touched_.pop_back()) {
@@ -185,5 +193,5 @@ void line_file::append(std::string& lines, bool synced, const delivery* of) {
   batch.open(place_.name);
   batch.append(lines);
   batch.commit();
-  lines.clear();
+  when_written(of, [&lines] { lines.clear(); });
 }

@@ -15,6 +15,7 @@
 #include "recording/files/descriptor.h"
 #include "recording/files/file_error.h"
 #include "recording/files/folder_lock.h"
+#include "recording/files/joint_batch.h"
 #include "recording/files/line_tail.h"
 #include "recording/files/path.h"
 #include "recording/files/ring_start.h"
@@ -37,7 +38,8 @@ file_report report_or_standard_error(file_report report);
 class append_batch {
  public:
   // Waits for the lock of `name` in the folder, and clears up behind a process that died under it.
-  // A batch of a ring's events is noted in the lock, each file before it is appended to.
+  // A batch of a ring's events is noted in the lock, each file before it is appended to. Where it
+  // is a part of a joint one, that has the lock, and takes back.
   append_batch(const std::string& folder, const std::string& name, append_rules rules,
                const delivery* of = nullptr);
   ~append_batch();
@@ -68,6 +70,8 @@ class append_batch {
     bool is_new;
   };
 
+  bool is_joint() const { return delivery_ != nullptr && delivery_->joint != nullptr; }
+  folder_lock& take_lock(const std::string& folder, const std::string& name);
   bool open_with(const std::string& name, int flags);
   void go_on_with(open_descriptor file, const std::string& name, bool is_new);
   void finish_file();
@@ -79,7 +83,8 @@ class append_batch {
   append_rules rules_;
   const delivery* delivery_;  // null: the events are no ring's
   std::optional<delivery_note_lines> note_lines_;
-  folder_lock lock_;
+  std::optional<folder_lock> own_lock_;
+  folder_lock& lock_;
   open_descriptor file_;  // the last of touched_
   uintmax_t size_ = 0;
   std::vector<touched_file> touched_;
@@ -92,8 +97,8 @@ class line_file {
   // not made yet. Raises file_error.
   line_file(const std::string& path, append_rules rules);
 
-  // Appends the lines under the file's lock, and empties the text. Raises file_error: both are then
-  // as they were.
+  // Appends the lines under the file's lock, and empties the text, at the end of a joint batch
+  // where it is one's. Raises file_error: both are then as they were.
   void append(std::string& lines, bool synced, const delivery* of = nullptr);
 
  private:

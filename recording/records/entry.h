@@ -27,7 +27,7 @@ struct made_entry {
   lost_events lost;      // what kplog.lost says; its entry has no definition, and no attributes
 
   // Whether it is kplog.lost, which passes every filter and is not counted.
-  bool is_lost() const { return event == &lost_event(); }
+  bool is_lost() const { return event != nullptr && event->id == 0 && event == &lost_event(); }
 };
 
 // Makes it kplog.lost, of now and without an origin. `reason` has at most 64 characters. Raises

@@ -1,7 +1,5 @@
 #include "recording/records/event_set.h"
 
-#include <unicode/ucnv.h>
-
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
@@ -11,6 +9,7 @@
 #include "kp_LOG_LogConfig.h"
 #include "kp_LOG_LogEntry.h"
 #include "kp_LOG_errors.h"
+#include "logging/own_settings.h"
 #include "recording/definitions/built_in_attributes.h"
 #include "recording/definitions/compiled_file.h"
 #include "recording/definitions/merged_set.h"
@@ -94,8 +93,7 @@ static void load_definitions(const event_set_options& options) {
 }
 
 static void set_messages(const event_set_options& options) {
-  // Texts of the definitions come by ICU's default converter.
-  ucnv_setDefaultName("UTF-8");
+  kp_log_set_default_code_page("UTF-8");  // of the texts of definitions
   kp_LOG_LogConfig::SetCodePage("UTF-8");
   configure("the locale " + in_quotes(options.locale),
             [&] { kp_LOG_LogConfig::SetLocale(options.locale.c_str()); });

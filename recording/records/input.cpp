@@ -20,6 +20,9 @@ static constexpr size_t file_piece = size_t{256} << 10;
 // --- Lines ---
 
 void check_length(const record_line& line) {
+  if (line.is_given_up)
+    throw record_error("record-syntax"_rule,
+                       {line.text.size(), "the end of the line did not come in time"});
   if (line.too_long)
     throw record_error("record-syntax"_rule,
                        {0, "the line is longer than " + std::to_string(line.limit) + " bytes"});

@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "recording/files/client_numbers.h"
 #include "recording/files/descriptor.h"
 #include "recording/records/parser.h"
 
@@ -24,9 +25,14 @@ struct record_line {
   uint64_t number = 0;                  // in that input, from 1
   bool too_long = false;                // the text is the first `limit` bytes
   size_t limit = record_size_limit;     // what a line that begins so may have
+  bool is_given_up = false;             // its end did not come in time
+  // Who sent it, where a service took it; and as which of the clients that it acknowledges to.
+  const record_peer* peer = nullptr;
+  numbered_client* client = nullptr;
+  uint64_t client_number = 0;  // among the records of that client
 };
 
-// Raises record_error for a line that is too long.
+// Raises record_error for a line that is too long, or was given up.
 void check_length(const record_line& line);
 
 using record_taker = std::function<void(const record_line& line)>;
@@ -49,6 +55,14 @@ class record_lines {
   bool next_at_end(record_line& line);
   // Whether bytes were read that are no whole line yet.
   bool has_rest() const { return begin_ != end_; }
+  // Whether a line has begun and not ended, though all that there is of it may be handed out.
+  bool is_inside_line() const { return inside_ || has_rest(); }
+  // Takes that memory in place of its own while nothing is left in that, or gives it away.
+  void exchange_memory(std::vector<char>& other) {
+    if (has_rest()) return;
+    begin_ = end_ = 0;
+    bytes_.swap(other);
+  }
   // Lines handed out or passed over.
   uint64_t line_count() const { return number_; }
 
@@ -87,6 +101,8 @@ class record_input {
   virtual bool is_lasting() const = 0;  // its end is not known: somebody may write at any time
   // Appends what to wait for; the number of descriptors is that which `read` takes.
   virtual void watch(std::vector<pollfd>& descriptors) const = 0;
+  // How long to wait for these at most, as something is to be done then; negative: any time.
+  virtual std::chrono::milliseconds patience() const { return std::chrono::milliseconds(-1); }
   // Reads of each descriptor that is ready once, and hands over the lines.
   virtual void read(std::span<const pollfd> watched, const record_taker& take) = 0;
   // At the end of a run before the input's own: hands over what others had sent by now, also a last

@@ -48,11 +48,33 @@ static void append_known(line_writer& line, const char (&key)[size],
   line.append_number(*number);
 }
 
-void append_origin(line_writer& line, const record_origin& origin) {
+static void append_peer(line_writer& line, const record_peer& peer) {
+  line.append(",\"peer\":{\"user\":");
+  line.append_number(peer.user);
+  line.append(",\"process\":");
+  line.append_number(peer.process);
+  line.append('}');
+}
+
+void record_origin_text::tell(const record_origin& origin) {
+  is_told_ = false;
+  host_ = origin.host;
+  recorder_ = origin.recorder;
+  pid_ = origin.pid;
+  common_.clear();
+  append_known(common_, ",\"host\":", origin.host);
+  append_known(common_, ",\"recorder\":", origin.recorder);
+  append_known(common_, ",\"pid\":", origin.pid);
+  is_told_ = true;
+}
+
+void record_origin_text::append(line_writer& line, const record_origin& origin) {
   append_known(line, ",\"recorded\":", origin.recorded);
-  append_known(line, ",\"host\":", origin.host);
-  append_known(line, ",\"recorder\":", origin.recorder);
-  append_known(line, ",\"pid\":", origin.pid);
+  if (!is_of(origin)) tell(origin);
+  line.append(common_.text());
   append_known(line, ",\"thread\":", origin.thread);
   append_known(line, ",\"sequence\":", origin.sequence);
+  append_known(line, ",\"client\":", origin.client);
+  append_known(line, ",\"number\":", origin.number);
+  if (origin.peer.has_value()) append_peer(line, *origin.peer);
 }

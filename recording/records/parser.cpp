@@ -205,7 +205,7 @@ class record_reader {
     std::string_view name;
     void (record_reader::*read)(ondemand::value);
   };
-  static const std::array<key_row, 16> keys;
+  static const std::array<key_row, 19> keys;
 
   static size_t key_of(std::string_view name) {
     return static_cast<size_t>(
@@ -342,6 +342,28 @@ class record_reader {
         number(value, UINT64_MAX, "\"sequence\" is a whole number from 0 to 18446744073709551615");
   }
 
+  void read_client(ondemand::value value) {
+    record_.origin.client = text_of_origin(value, "\"client\" is a text of at least one character");
+  }
+  void read_number(ondemand::value value) {
+    record_.origin.number =
+        number(value, UINT64_MAX, "\"number\" is a whole number from 0 to 18446744073709551615");
+  }
+
+  void read_peer(ondemand::value value) {
+    constexpr const char* expected = "\"peer\" is an object of a \"user\" and a \"process\"";
+    const size_t offset = offset_of(std::string_view(value.raw_json_token()).data());
+    std::optional<uint64_t> user, process;
+    for (ondemand::field field : object(value, expected)) {
+      const std::string_view name = field.unescaped_key();
+      std::optional<uint64_t>& told = name == "user" ? user : process;
+      if ((name != "user" && name != "process") || told) raise("record-key"_rule, offset, expected);
+      told = number(field.value(), UINT64_MAX, expected);
+    }
+    if (!user || !process) raise("record-key"_rule, offset, expected);
+    record_.origin.peer = {*user, *process};
+  }
+
   void read_types(ondemand::value value) {
     for (ondemand::field field : object(value, "\"types\" is an object"))
       text(field.value(), "a type is a text");
@@ -385,7 +407,7 @@ class record_reader {
   unsigned seen_ = 0;                           // bits of the keys so far
 };
 
-const std::array<record_reader::key_row, 16> record_reader::keys = {{
+const std::array<record_reader::key_row, 19> record_reader::keys = {{
     {"event", &record_reader::read_event},
     {"level", &record_reader::read_level},
     {"time", &record_reader::read_time},
@@ -402,6 +424,9 @@ const std::array<record_reader::key_row, 16> record_reader::keys = {{
     {"pid", &record_reader::read_pid},
     {"thread", &record_reader::read_thread},
     {"sequence", &record_reader::read_sequence},
+    {"client", &record_reader::read_client},
+    {"number", &record_reader::read_number},
+    {"peer", &record_reader::read_peer},
 }};
 
 struct record_parser::state {
@@ -441,7 +466,7 @@ const record_error& record_parser::error() const {
   return *state_->error;
 }
 
-const parsed_record* record_parser::try_parse(std::string_view line) {
+parsed_record* record_parser::try_parse(std::string_view line) {
   try {
     read(line);
     return &state_->record;

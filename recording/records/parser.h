@@ -94,8 +94,8 @@ class record_parser {
   // record_error.
   const parsed_record& parse(std::string_view line);
   // The same without raising it, which would cost several times what a record does: null, and why
-  // in error().
-  const parsed_record* try_parse(std::string_view line);
+  // in error(). The caller may change what was read.
+  parsed_record* try_parse(std::string_view line);
   const record_error& error() const;
 
  private:

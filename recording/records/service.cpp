@@ -1,6 +1,7 @@
 #include "recording/records/service.h"
 
 #include <fcntl.h>
+#include <sys/epoll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -8,31 +9,18 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 #include <utility>
 
 #include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
 
-static constexpr size_t client_piece = size_t{64} << 10;
-
 // At the end, where the time is looked at behind each piece.
 static constexpr size_t last_piece = size_t{8} << 10;
-
-struct record_service::client {
-  client(open_descriptor accepted, std::string called)
-      : descriptor(std::move(accepted)),
-        name(std::move(called)),
-        lines(client_piece, record_size_limit) {}
-
-  bool read(const record_taker& take, size_t most = client_piece);
-
-  open_descriptor descriptor;
-  std::string name;  // "unix:PATH#3"
-  record_lines lines;
-};
 
 bool is_socket_path(const std::string& path) {
   return !path.empty() && path.size() < sizeof(sockaddr_un::sun_path) &&
@@ -75,7 +63,7 @@ static void listen_at(int listener, const std::string& path, const lock_waiting&
   const sockaddr_un address = address_of(path);
   if (KP_bind(listener, generic(address), sizeof address) != 0) raise_service_error(path, errno);
   if (KP_chmod(path.c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP) == 0 &&
-      KP_listen(listener, record_client_limit) == 0)
+      KP_listen(listener, SOMAXCONN) == 0)
     return lock.remove();
   const int error = errno;
   KP_unlink(path.c_str());
@@ -87,60 +75,119 @@ static ino_t inode_at(const std::string& path) {
   return KP_lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
+void raise_descriptor_limit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  static_cast<void>(setrlimit(RLIMIT_NOFILE, &limit));  // it goes on with those it has
+}
+
 // So that there are descriptors left for the outputs.
 static size_t room_for_clients() {
   static constexpr rlim_t for_others = 32;
   rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return record_client_limit;
-  const rlim_t left = limit.rlim_cur > for_others ? limit.rlim_cur - for_others : 1;
-  return static_cast<size_t>(std::min<rlim_t>(left, record_client_limit));
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 1;
+  return limit.rlim_cur > for_others ? limit.rlim_cur - for_others : 1;
 }
 
-record_service::record_service(std::string path, const lock_waiting& waiting)
+record_service::record_service(std::string path, service_rules rules)
     : path_(std::move(path)),
-      is_to_end_(waiting.is_to_end),
+      rules_(std::move(rules)),
       client_limit_(room_for_clients()),
       client_room_(client_limit_) {
+  if (rules_.max_user_clients == 0) rules_.max_user_clients = (client_limit_ + 1) / 2;
   open_descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (listener.get() < 0) raise_service_error(path_, errno);
-  listen_at(listener.get(), path_, waiting);
+  listen_at(listener.get(), path_, rules_.waiting);
   inode_ = inode_at(path_);
   listener_ = std::move(listener);
+  wait_ = open_descriptor(epoll_create1(EPOLL_CLOEXEC));
+  if (!wait_.is_open()) raise_service_error(path_, errno);
+  watch_listener(true);
 }
 
 record_service::~record_service() {
   if (inode_at(path_) == inode_) KP_unlink(path_.c_str());
 }
 
-// --- Clients ---
+// --- Clients: whom to serve ---
+
+// Behind a look at a line that is late, of whose client there is something to be read.
+static constexpr std::chrono::milliseconds first_look_again(100);
 
 void record_service::watch(std::vector<pollfd>& descriptors) const {
-  descriptors.push_back({is_accepting() ? listener_.get() : -1, POLLIN, 0});
-  for (const auto& one : clients_) descriptors.push_back({one->descriptor.get(), POLLIN, 0});
+  descriptors.push_back({wait_.get(), POLLIN, 0});
 }
 
-// False when nothing will come again.
-bool record_service::client::read(const record_taker& take, size_t most) {
-  const ssize_t got = lines.read_from(descriptor.get(), most);
-  if (got < 0 && errno == EAGAIN) return true;
-  record_line line;
-  line.source = &name;
-  while (lines.next(line)) take(line);
-  if (got > 0) return true;
-  while (lines.next_at_end(line)) take(line);
-  return false;
+std::chrono::milliseconds record_service::patience() const {
+  if (look_at_lines_ == client_time::max()) return std::chrono::milliseconds(-1);
+  const auto left = look_at_lines_ - service_client::clock::now();
+  return std::max(std::chrono::ceil<std::chrono::milliseconds>(left), std::chrono::milliseconds(0));
 }
 
-// A signal does not wait until all clients have had their turn.
+// While no client can be accepted, those that wait must not wake the service.
+void record_service::watch_listener(bool is_wanted) {
+  if (is_wanted == is_listener_watched_) return;
+  epoll_event event{EPOLLIN, {nullptr}};
+  const int operation = is_wanted ? EPOLL_CTL_ADD : EPOLL_CTL_DEL;
+  if (epoll_ctl(wait_.get(), operation, listener_.get(), &event) != 0)
+    raise_service_error(path_, errno);
+  is_listener_watched_ = is_wanted;
+}
+
 void record_service::read(std::span<const pollfd> watched, const record_taker& take) {
-  std::vector<size_t> left;
-  for (size_t i = 0; i < clients_.size() && !(is_to_end_ && is_to_end_()); ++i)
-    if (watched[i + 1].revents != 0 && !clients_[i]->read(take)) left.push_back(i);
-  for (; !left.empty(); left.pop_back())
-    clients_.erase(clients_.begin() + static_cast<std::ptrdiff_t>(left.back()));
-  if (clients_.size() < watched.size() - 1) client_room_ = client_limit_;
-  if (watched.front().revents != 0) accept_clients();
+  if (watched.front().revents != 0) serve_ready(take);
+  if (service_client::clock::now() >= look_at_lines_) give_up_lines(take);
 }
+
+// The system hands out those that are ready in turn, so that each has a piece read before another
+// has its next. A signal does not wait until all have had their turn.
+void record_service::serve_ready(const record_taker& take) {
+  std::array<epoll_event, 64> ready;
+  const int count = epoll_wait(wait_.get(), ready.data(), ready.size(), 0);
+  bool has_new = false;
+  for (size_t at = 0; count > 0 && at < static_cast<size_t>(count); ++at) {
+    if (rules_.waiting.is_to_end && rules_.waiting.is_to_end()) return;
+    auto* const client = static_cast<service_client*>(ready[at].data.ptr);
+    if (client == nullptr) {
+      has_new = true;
+    } else if (!client->serve(ready[at].events, take, memory_)) {
+      leave(*client);
+    } else if (client->line_began() != client_time::max()) {
+      look_at_lines_ = std::min(look_at_lines_, client->line_began() + rules_.idle_line);
+    }
+  }
+  if (has_new) accept_clients();
+}
+
+void record_service::leave(service_client& client) {
+  if (client.client() != nullptr) rules_.numbers->see(*client.client());
+  if (--user_clients_[client.peer().user] == 0) user_clients_.erase(client.peer().user);
+  clients_.erase(client.number());  // which takes it out of the epoll
+  client_room_ = client_limit_;
+  watch_listener(is_accepting());
+}
+
+// What a client has sent by now is read first: it may not be its fault that it was not.
+void record_service::give_up_lines(const record_taker& take) {
+  const client_time now = service_client::clock::now();
+  look_at_lines_ = client_time::max();
+  for (auto next = clients_.begin(); next != clients_.end();) {
+    service_client& client = *(next++)->second;
+    const bool is_late = client.line_began() != client_time::max() &&
+                         client.line_began() + rules_.idle_line <= now &&
+                         waiting_bytes(client.descriptor()) == 0;
+    if (is_late) {
+      client.give_up_line(take);
+      leave(client);
+    } else if (client.line_began() != client_time::max()) {
+      look_at_lines_ = std::min(
+          look_at_lines_, std::max(client.line_began() + rules_.idle_line, now + first_look_again));
+    }
+  }
+}
+
+// --- Clients: those that come ---
 
 static bool is_out_of_room(int error) {
   return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
@@ -157,10 +204,49 @@ void record_service::accept_clients() {
       if (!is_out_of_room(errno)) return;
       if (clients_.empty()) raise_service_error(path_, errno);
       client_room_ = clients_.size();
-      return;
+      break;
     }
-    clients_.push_back(std::make_unique<client>(
-        std::move(accepted), "unix:" + path_ + "#" + std::to_string(++client_count_)));
+    admit(std::move(accepted));
+  }
+  watch_listener(is_accepting());
+}
+
+static void tell_too_many(int descriptor) {
+  static constexpr std::string_view text = "{\"error\":\"the user has too many connections\"}\n";
+  static_cast<void>(send(descriptor, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
+}
+
+// One that its user has no right to any more is closed at once: to let it wait would keep all
+// others waiting.
+void record_service::admit(open_descriptor accepted) {
+  const record_peer peer = peer_of(accepted.get());
+  const uint64_t number = ++client_count_;
+  const auto others = user_clients_.find(peer.user);
+  if (others != user_clients_.end() && others->second >= rules_.max_user_clients)
+    return tell_too_many(accepted.get());
+  clients_.emplace(number, std::make_unique<service_client>(
+                               std::move(accepted), "unix:" + path_ + "#" + std::to_string(number),
+                               number, peer, wait_.get(),
+                               [this](const service_client& who, const service_hello& hello,
+                                      std::string& refusal) { return name(who, hello, refusal); }));
+  ++user_clients_[peer.user];
+}
+
+// A hello takes the name over from the connection that had it.
+numbered_client* record_service::name(const service_client& who, const service_hello& hello,
+                                      std::string& refusal) const {
+  if (rules_.numbers == nullptr) {
+    refusal = rules_.no_numbers;
+    return nullptr;
+  }
+  try {
+    numbered_client* const named = rules_.numbers->find(hello.client, who.peer().user, refusal);
+    if (named != nullptr && named->hearing != nullptr)
+      static_cast<service_client*>(named->hearing)->close();
+    return named;
+  } catch (const file_error& error) {
+    refusal = error.what();
+    return nullptr;
   }
 }
 
@@ -169,10 +255,14 @@ void record_service::accept_clients() {
 // In turn, so that none is left out when the time is over.
 void record_service::read_out(const record_taker& take, record_deadline deadline) {
   const auto has_time = [deadline] { return std::chrono::steady_clock::now() < deadline; };
-  for (const auto& one : clients_) shutdown(one->descriptor.get(), SHUT_RD);
-  while (!clients_.empty() && has_time())
-    std::erase_if(clients_,
-                  [&](const auto& one) { return has_time() && !one->read(take, last_piece); });
+  for (const auto& [number, client] : clients_) client->stop_sending();
+  for (bool is_read = true; std::exchange(is_read, false) && has_time();)
+    for (auto next = clients_.begin(); next != clients_.end() && has_time();) {
+      service_client& client = *(next++)->second;
+      if (client.has_ended()) continue;
+      is_read = true;
+      if (!client.serve(0, take, memory_, last_piece)) leave(client);
+    }
 }
 
 // What is in a socket that has been shut down for reading can still be read, and then its end;
@@ -193,8 +283,7 @@ void record_service::read_last(const record_taker& take, record_deadline deadlin
 
 std::vector<std::string> record_service::unread() const {
   std::vector<std::string> texts;
-  for (const auto& one : clients_)
-    if (waiting_bytes(one->descriptor.get()) != 0 || one->lines.has_rest())
-      texts.push_back(unread_text(one->name, one->lines.line_count()));
+  for (const auto& [number, client] : clients_)
+    if (client->has_unread()) texts.push_back(client->unread());
   return texts;
 }

@@ -4,7 +4,7 @@
 
 #include <sys/types.h>
 
-#include <functional>
+#include <map>
 #include <memory>
 #include <span>
 #include <string>
@@ -13,20 +13,33 @@
 #include "recording/files/descriptor.h"
 #include "recording/files/shared_file.h"
 #include "recording/records/input.h"
-
-constexpr size_t record_client_limit = 64;  // clients that are served at a time; others wait
+#include "recording/records/service_client.h"
 
 // Whether a socket's address has room for the path.
 bool is_socket_path(const std::string& path);
 
+// Lets this process open as many files as the system allows it, for its clients.
+void raise_descriptor_limit();
+
+struct service_rules {
+  lock_waiting waiting = {};  // for the lock beside the socket, and whether a signal is to be
+                              // answered before the next client is read
+  std::chrono::seconds idle_line = std::chrono::seconds(60);  // a line's end comes within that
+  size_t max_user_clients = 0;  // connections that a user has at a time; 0: half of all there are
+  // What clients with names are acknowledged by, as long as the service lives; or why they are not.
+  client_numbers* numbers = nullptr;
+  std::string no_numbers = {};
+};
+
 // A stream socket at a path, for its owner and group (mode 0660 whatever the umask). Every client
-// sends lines; they are numbered for each client. Clients are read in turn, a piece each, and cost
+// sends lines; one that says hello with the first hears what becomes of the others. As many clients
+// are served at a time as the process may open files. They are read in turn, a piece each, and cost
 // no more than the longest line. The socket's file is removed at the end.
 class record_service : public record_input {
  public:
   // Replaces a socket file on which nobody listens any more. Raises file_error.
   // While another service starts at the same path, it waits for the lock beside the socket.
-  explicit record_service(std::string path, const lock_waiting& waiting = {});
+  explicit record_service(std::string path, service_rules rules = {});
   ~record_service() override;
   record_service(const record_service&) = delete;
   record_service& operator=(const record_service&) = delete;
@@ -34,26 +47,39 @@ class record_service : public record_input {
   bool at_end() const override { return false; }
   bool is_lasting() const override { return true; }
   void watch(std::vector<pollfd>& descriptors) const override;
+  std::chrono::milliseconds patience() const override;
   void read(std::span<const pollfd> watched, const record_taker& take) override;
   // From here on clients cannot send, and nobody can connect.
   void read_last(const record_taker& take, record_deadline deadline) override;
   std::vector<std::string> unread() const override;
 
  private:
-  struct client;
+  using client_time = service_client::clock::time_point;
 
+  void watch_listener(bool is_wanted);
+  void serve_ready(const record_taker& take);
+  void leave(service_client& client);
+  void give_up_lines(const record_taker& take);
   void read_out(const record_taker& take, record_deadline deadline);
   void accept_clients();
+  void admit(open_descriptor accepted);
+  numbered_client* name(const service_client& who, const service_hello& hello,
+                        std::string& refusal) const;
   bool is_accepting() const { return clients_.size() < client_room_; }
 
   std::string path_;
-  std::function<bool()> is_to_end_;  // a signal waits to be answered; may be empty
+  service_rules rules_;
   open_descriptor listener_;
-  ino_t inode_ = 0;  // of the socket's file
-  std::vector<std::unique_ptr<client>> clients_;
-  size_t client_limit_;        // record_client_limit, or less where the process may open few files
-  size_t client_room_;         // less while the system has no descriptors left
-  uint64_t client_count_ = 0;  // so far
+  ino_t inode_ = 0;       // of the socket's file
+  open_descriptor wait_;  // an epoll of the listener, told by a null pointer, and all clients
+  bool is_listener_watched_ = false;
+  std::map<uint64_t, std::unique_ptr<service_client>> clients_;  // by the order of connections
+  std::map<uint64_t, size_t> user_clients_;                      // how many each user has
+  std::vector<char> memory_;  // for the client that is being read, if it has nothing left of before
+  size_t client_limit_;       // as many as there are descriptors for
+  size_t client_room_;        // less while the system has none left
+  uint64_t client_count_ = 0;                       // so far
+  client_time look_at_lines_ = client_time::max();  // when a line may have been given up
 };
 
 #endif

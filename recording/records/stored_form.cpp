@@ -1,5 +1,6 @@
 #include "recording/records/stored_form.h"
 
+#include <utility>
 #include <vector>
 
 #include "logging/logentry_i.h"
@@ -19,7 +20,7 @@ struct stored_form::stored_attribute {
   unsigned char code;  // of the type
   value_writer* put;   // a value of that type; null: entries hold none
   line_piece key;      // ,"NAME":
-  line_piece type;     // ,"NAME":"TYPE"
+  std::string type;    // "NAME":"TYPE"
 
   explicit stored_attribute(const known_attribute& known)
       : name(known.name.c_str()),
@@ -28,20 +29,40 @@ struct stored_form::stored_attribute {
         code(static_cast<unsigned char>(known.type)),
         put(value_writer_of(code)),
         key("," + json_string(known.name) + ":"),
-        type("," + json_string(known.name) + ":" + json_string(short_type_name(known.type))) {}
+        type(json_string(known.name) + ":" + json_string(short_type_name(known.type))) {}
 };
 
 struct stored_form::stored_event {
+  using held_attributes = std::vector<const stored_attribute*>;
+
   line_piece start;  // 1001,"name":"USER_LOGIN"
   std::vector<stored_attribute> attributes;
+  // Those that the last entry held, and what is stored of their types. Most entries hold the same.
+  held_attributes told;
+  std::string types;
+  held_attributes held;  // likewise, while an entry is stored
 
   explicit stored_event(const known_event& known)
       : start(std::to_string(known.id) +
               (known.name.empty() ? "" : ",\"name\":" + json_string(known.name))),
-        attributes(known.attributes.begin(), known.attributes.end()) {}
+        attributes(known.attributes.begin(), known.attributes.end()) {
+    told.reserve(attributes.size());
+    held.reserve(attributes.size());
+  }
+  const std::string& types_of_held();
 };
 
-const stored_form::stored_event& stored_form::stored(const known_event& event) {
+const std::string& stored_form::stored_event::types_of_held() {
+  if (held == told) return types;
+  std::string made;
+  for (const stored_attribute* attribute : held)
+    (made += made.empty() ? "" : ",") += attribute->type;
+  types = std::move(made);
+  told = held;
+  return types;
+}
+
+stored_form::stored_event& stored_form::stored(const known_event& event) {
   if (last_ == nullptr || last_->first != &event)
     last_ = &*events_.try_emplace(&event, event).first;
   return last_->second;
@@ -49,29 +70,30 @@ const stored_form::stored_event& stored_form::stored(const known_event& event) {
 
 // --- The attributes of an entry ---
 
-// Appends the key and the value, and to `types_` the type, where the attribute is held.
+// Appends the key and the value where the attribute is held.
 inline void stored_form::append_held(const stored_attribute& attribute,
-                                     const kp_LOG_LogEntry& entry) {
+                                     const kp_LOG_LogEntry& entry, stored_event& event) {
   const auto* const held = entry._get_imp()._attributes().find(attribute.name, attribute.chain);
   const bool is_held = held != nullptr && held->value->get_type() == attribute.code;
   if (!attribute.is_own_time && (!is_held || attribute.put == nullptr)) return;
-  const size_t first = types_.text().empty() ? 1 : 0;  // without a comma
-  line_.append(attribute.key, first);
-  types_.append(attribute.type, first);
+  line_.append(attribute.key, event.held.empty() ? 1 : 0);  // the first without its comma
+  event.held.push_back(&attribute);
   if (attribute.is_own_time)
     append_time(entry.GetAttribTime(attribute.name.text));
   else
     attribute.put(line_, *held->value);
 }
 
-void stored_form::append_attributes(const stored_event* event, const made_entry& made) {
+void stored_form::append_attributes(stored_event* event, const made_entry& made) {
   if (made.is_lost()) return append_lost_attributes(line_, made.lost);
-  types_.clear();
   line_.append(",\"attributes\":{");
-  if (event != nullptr)
-    for (const stored_attribute& attribute : event->attributes) append_held(attribute, made.entry);
+  if (event != nullptr) {
+    event->held.clear();
+    for (const stored_attribute& attribute : event->attributes)
+      append_held(attribute, made.entry, *event);
+  }
   line_.append("},\"types\":{");
-  line_.append(types_.text());
+  if (event != nullptr) line_.append(event->types_of_held());
   line_.append('}');
 }
 
@@ -91,7 +113,7 @@ void stored_form::append_time(const kp_Time& time) {
 
 void stored_form::append(std::string& lines, const sink_entry& entry) {
   const made_entry& made = entry.made;
-  const stored_event* const event = made.event == nullptr ? nullptr : &stored(*made.event);
+  stored_event* const event = made.event == nullptr ? nullptr : &stored(*made.event);
   line_.clear();
   line_.append(start_);
   if (event != nullptr)
@@ -102,7 +124,7 @@ void stored_form::append(std::string& lines, const sink_entry& entry) {
   line_.append_number(made.entry.GetLogLevel());
   line_.append(",\"time\":");
   append_time(entry.time);
-  append_origin(line_, made.origin);
+  origin_text_.append(line_, made.origin);
   append_attributes(event, made);
   line_.append(",\"message_index\":");
   line_.append_number(made.message_index);

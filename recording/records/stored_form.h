@@ -29,18 +29,19 @@ class stored_form {
   struct stored_attribute;
   struct stored_event;
 
-  const stored_event& stored(const known_event& event);
+  stored_event& stored(const known_event& event);
   void append_time(const kp_Time& time);
-  void append_held(const stored_attribute& attribute, const kp_LOG_LogEntry& entry);
-  void append_attributes(const stored_event* event, const made_entry& made);
+  void append_held(const stored_attribute& attribute, const kp_LOG_LogEntry& entry,
+                   stored_event& event);
+  void append_attributes(stored_event* event, const made_entry& made);
   size_t most_bytes(const sink_entry& entry, std::string_view record) const;
 
   std::string start_;  // of every line
   std::unordered_map<const known_event*, stored_event> events_;
-  const std::pair<const known_event* const, stored_event>* last_ = nullptr;  // of these
+  std::pair<const known_event* const, stored_event>* last_ = nullptr;  // of these
   record_time_text time_text_;
-  line_writer line_;   // reused
-  line_writer types_;  // likewise
+  record_origin_text origin_text_;
+  line_writer line_;  // reused
 };
 
 #endif

@@ -1,17 +1,8 @@
 #include "recording/records/view.h"
 
+#include <utility>
+
 #include "recording/text/escape.h"
-
-// --- The message
-
-// Without one there would be nothing of the record on its line.
-std::string record_view::message_of(const parsed_record& record) {
-  const made_entry& made = maker_.make(record);
-  entry_text message = entry_message(made);
-  if (message.text.empty()) throw record_error("record-message"_rule, {0, "its message is empty"});
-  if (message.is_from_definition) report_(*made.event);
-  return std::move(message.text);
-}
 
 // --- What the record holds
 
@@ -39,21 +30,26 @@ std::string record_view::mark_of(const parsed_record& record, const record_error
          name + "]";
 }
 
-// --- The line
+viewed_record record_view::view_marked(const parsed_record& record, const record_error& error) {
+  text_ = mark_of(record, error);
+  for (const record_attribute& attribute : record.attributes)
+    text_ += " " + shown_attribute(attribute);
+  return {record, nullptr, text_};
+}
 
-record_shown record_view::append(std::string& lines, std::string_view line) {
-  const parsed_record& record = parser_.parse(line);
-  record_shown shown = record_shown::message;
-  line_.clear();
+// --- The whole
+
+// Without a message there would be nothing of the record on its line.
+viewed_record record_view::view(const parsed_record& record) {
+  const made_entry* const made = maker_.try_make(record);
+  if (made == nullptr) return view_marked(record, maker_.error());
   try {
-    append_log_text(line_, message_of(record));
+    entry_text message = entry_message(*made);
+    if (message.text.empty())
+      throw record_error("record-message"_rule, {0, "its message is empty"});
+    text_ = std::move(message.text);
+    return {record, made, text_, message.is_from_definition};
   } catch (const record_error& error) {
-    shown = record_shown::mark;
-    append_log_text(line_, mark_of(record, error));
-    for (const record_attribute& attribute : record.attributes)
-      append_log_text(line_, " " + shown_attribute(attribute));
+    return view_marked(record, error);
   }
-  code_page_.append(lines, line_);
-  lines += '\n';
-  return shown;
 }

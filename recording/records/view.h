@@ -1,49 +1,44 @@
-// Records as lines for people: their messages, or what they hold where there is no message.
+// Records as people are shown them: their messages, or what they hold where there is no message.
 #ifndef RECORDING_RECORDS_VIEW_H
 #define RECORDING_RECORDS_VIEW_H
 
-#include <functional>
 #include <string>
 #include <string_view>
 
 #include "recording/records/entry.h"
 #include "recording/records/event_set.h"
 #include "recording/records/parser.h"
-#include "recording/text/code_page.h"
 
-// How a record was shown.
-enum class record_shown {
-  message,
-  mark  // what it holds, behind a mark in brackets that says why
+// A record on its way to be shown. What it points to lives until the next record is parsed.
+struct viewed_record {
+  const parsed_record& record;
+  const made_entry* made = nullptr;  // null: no entry can be made of it, or no message of that
+  std::string_view text;  // in UTF-8, as it is: the message, or what the record holds behind a mark
+  bool is_message_from_definition = false;  // because the catalog lacks it
 };
 
 class record_view {
  public:
-  // Told of an event whose message is the definition's own text, because the catalog lacks it.
-  using lack_report = std::function<void(const known_event& event)>;
+  // The events must live as long as the view.
+  explicit record_view(const event_set& events) : events_(events), maker_(events) {}
 
-  // The events must live as long as the view. Raises what log_code_page raises.
-  record_view(const event_set& events, const std::string& code_page, lack_report report)
-      : events_(events), maker_(events), code_page_(code_page), report_(std::move(report)) {}
+  // Valid until the next call. Raises record_error for what is no record.
+  const parsed_record& parse(std::string_view line) { return parser_.parse(line); }
 
-  // Appends the record on `line` as one line, with its end. An event that is not known, one that
-  // does not declare what the record has, and a message that is empty, or that cannot be rendered,
-  // give
+  // How that record is shown. An event that is not known, one that does not declare what the record
+  // has, and a message that is empty, or that cannot be rendered, give
   //   [unknown event 4711] PORT=51234 USER_NAME="alice"
-  // with the attributes as the record has them. Raises record_error, having appended nothing, for
-  // what is no record.
-  record_shown append(std::string& lines, std::string_view line);
+  // with the attributes as the record has them.
+  viewed_record view(const parsed_record& record);
 
  private:
-  std::string message_of(const parsed_record& record);
   std::string mark_of(const parsed_record& record, const record_error& error) const;
+  viewed_record view_marked(const parsed_record& record, const record_error& error);
 
   const event_set& events_;
   record_parser parser_;
   entry_maker maker_;
-  log_code_page code_page_;
-  lack_report report_;
-  std::string line_;  // reused
+  std::string text_;  // of the record that was viewed last
 };
 
 #endif

@@ -40,12 +40,13 @@ void counter_writer::take_lock() {
   else
     lock_.emplace(place_.folder, place_.name, waiting_);
   settle(*lock_, report_);
+  held_ = &*lock_;
 }
 
 // Whether the file that is open still has its name, so that one that was moved away is left alone.
 bool counter_writer::is_open_file(struct stat& status) const {
   return file_.is_open() &&
-         KP_fstatat(lock_->folder(), file_name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+         KP_fstatat(held_->folder(), file_name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
          counter_.is_of(status);
 }
 
@@ -53,7 +54,7 @@ void counter_writer::open_file() {
   static constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   struct stat status {};
   if (!is_open_file(status)) {
-    file_ = open_descriptor(KP_openat(lock_->folder(), file_name_.c_str(), flags, mode));
+    file_ = open_descriptor(KP_openat(held_->folder(), file_name_.c_str(), flags, mode));
     if (!file_.is_open() || !counter_.take(file_.get()) || KP_fstat(file_.get(), &status) != 0)
       raise_write_error(count_action, place_.path);
   }
@@ -63,8 +64,20 @@ void counter_writer::open_file() {
   index_.follow(file_.get(), status);
 }
 
-// A failure closes everything, so that the next batch begins anew.
 void counter_writer::write(bool synced, const delivery* of) {
+  if (of != nullptr && of->joint != nullptr)
+    write_jointly(synced, *of);
+  else
+    write_alone(synced, of);
+}
+
+void counter_writer::close_file() {
+  file_ = open_descriptor();
+  index_.forget();
+}
+
+// A failure closes everything, so that the next batch begins anew.
+void counter_writer::write_alone(bool synced, const delivery* of) {
   try {
     take_lock();
     open_file();
@@ -75,9 +88,8 @@ void counter_writer::write(bool synced, const delivery* of) {
       write_noted(synced, *of);
     lock_->release();
   } catch (...) {
-    file_ = open_descriptor();
+    close_file();
     lock_.reset();
-    index_.forget();
     throw;
   }
 }
@@ -98,12 +110,17 @@ void counter_writer::finish(bool synced) {
 
 // --- A ring's events ---
 
+static noted_file noted_counter(const std::string& name, const file_identity& counter,
+                                const std::vector<counter_change>& changes) {
+  noted_file file{.name = name, .device = counter.device, .inode = counter.inode};
+  for (const counter_change& change : changes) file.replaced.push_back(change.bytes);
+  return file;
+}
+
 void counter_writer::note(const std::vector<counter_change>& changes, bool synced,
                           const delivery& of) {
-  noted_file file{.name = file_name_, .device = counter_.device, .inode = counter_.inode};
-  for (const counter_change& change : changes) file.replaced.push_back(change.bytes);
   delivery_note_lines lines(of);
-  lines.add(file);
+  lines.add(noted_counter(file_name_, counter_, changes));
   lock_->add_to_note(lines.take(), synced);
 }
 
@@ -129,4 +146,21 @@ void counter_writer::write_noted(bool synced, const delivery& of) {
     lock_->write_note("");
   } catch (...) {  // the ring tells the next holder
   }
+}
+
+// What fails is taken back by the joint batch, behind the back of the index.
+void counter_writer::write_jointly(bool synced, const delivery& of) {
+  if (noted_.empty()) return;
+  if (is_doubtful_) close_file();
+  is_doubtful_ = true;
+  held_ = &of.joint->lock_of(place_.folder, place_.name);
+  open_file();
+  const std::vector<counter_change> changes = index_.changes(file_.get(), noted_);
+  of.joint->note(*held_, noted_counter(file_name_, counter_, changes), synced);
+  for (const counter_change& change : changes) index_.make(file_.get(), change);
+  finish(synced);
+  when_written(&of, [this] {
+    noted_.clear();
+    is_doubtful_ = false;
+  });
 }

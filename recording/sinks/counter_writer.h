@@ -40,6 +40,9 @@ class counter_writer {
 
  private:
   void take_lock();
+  void write_alone(bool synced, const delivery* of);
+  void write_jointly(bool synced, const delivery& of);
+  void close_file();
   bool is_open_file(struct stat& status) const;
   void open_file();
   void write_noted(bool synced);
@@ -53,7 +56,9 @@ class counter_writer {
   file_report report_;  // of what others left behind; empty: to standard error
   counter_index index_;
   // These stay open from batch to batch: to open them costs more than to count.
-  std::optional<folder_lock> lock_;  // taken while a batch is written
+  std::optional<folder_lock> lock_;  // taken while a batch is written, unless a joint one's is
+  folder_lock* held_ = nullptr;      // the one that is
+  bool is_doubtful_ = false;         // a joint batch was begun: it may be taken back
   open_descriptor file_;
   file_identity counter_;                  // of it
   std::map<counter_key, uint64_t> noted_;  // since the last batch

@@ -26,7 +26,8 @@ class record_sink {
   // Writes what was gathered, to the disk itself when `synced`. Raises file_error: the sink's files
   // are then as they were before the batch, as far as the system lets them, and the batch stays
   // gathered for another try. What went to standard output cannot be taken back; what did not is
-  // kept. Of a ring's events it stores, in the ring, that they are delivered.
+  // kept. Of a ring's events it stores, in the ring, that they are delivered. As a part of a joint
+  // batch it stays gathered until that is finished.
   virtual void write(bool synced, const delivery* of = nullptr) = 0;
   // Forgets what it remembers of its files. They are opened by their names for every batch anyway.
   virtual void reopen() {}

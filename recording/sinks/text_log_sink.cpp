@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <ctime>
 #include <map>
+#include <utility>
 
 #include "base/kp_clib.h"
 #include "kp_LOG_filenames.h"
@@ -68,6 +69,7 @@ class text_log_sink : public record_sink {
   void open_next(append_batch& batch, const log_day& day);
   size_t part_that_fits(std::string_view lines, uintmax_t size) const;
   void append(append_batch& batch, const log_day& day, std::string_view lines);
+  void forget_lines();
 
   std::string folder_;
   std::string prefix_;
@@ -78,6 +80,7 @@ class text_log_sink : public record_sink {
   record_time_text time_text_;
   line_writer line_;                                           // reused
   std::map<log_day, std::string> days_;                        // the lines gathered
+  std::string spare_;                                          // memory for those of the next day
   std::pair<const log_day, std::string>* last_day_ = nullptr;  // of days_, or null
   size_t pending_ = 0;
 
@@ -89,7 +92,8 @@ class text_log_sink : public record_sink {
 
 std::string& text_log_sink::lines_of(const kp_Time& time) {
   const log_day day = {time.get_year(), time.get_month(), time.get_day()};
-  if (last_day_ == nullptr || last_day_->first != day) last_day_ = &*days_.try_emplace(day).first;
+  if (last_day_ == nullptr || last_day_->first != day)
+    last_day_ = &*days_.try_emplace(day, std::move(spare_)).first;
   return last_day_->second;
 }
 
@@ -226,6 +230,12 @@ void text_log_sink::write(bool synced, const delivery* of) {
   if (serials_.size() > remembered_days) serials_.clear();
   for (const auto& [day, lines] : days_) append(batch, day, lines);
   batch.commit();
+  when_written(of, [this] { forget_lines(); });
+}
+
+void text_log_sink::forget_lines() {
+  spare_ = std::move(days_.begin()->second);
+  spare_.clear();
   days_.clear();
   last_day_ = nullptr;
   pending_ = 0;

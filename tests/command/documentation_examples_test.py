@@ -59,7 +59,7 @@ class OrderOfSettings(unittest.TestCase):
             for before, call in zip([None] + calls, calls):
                 if call == "SetMessageCatalogPath":
                     self.assertEqual(before, "SetLocale", path)
-        self.assertGreaterEqual(seen, 4)
+        self.assertGreaterEqual(seen, 2)
 
 
 def examples(page):
@@ -99,6 +99,7 @@ def prepare(folder):
     write(folder, "new.yaml", SOURCE + "  LOGIN: {id: 1, message: somebody logged in}\n")
     write(folder, "product.yaml", SOURCE + "  PAID: {id: 2, message: paid}\n")
     write(folder, "base.yaml", SOURCE + "  STARTED: {id: 3, message: started}\n")
+    write(folder, "large.yaml", SOURCE + "  EVENT_1: {id: 1}\n")
     write(folder, "network.yaml", SOURCE + "  LINK_UP: {id: 4, message: up}\n")
     record = '{"event":"USER_LOGIN","attributes":{"USER_NAME":"alice","PORT":51234,"OUTCOME":0}}\n'
     write(folder, "records.jsonl", record)

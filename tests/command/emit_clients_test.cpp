@@ -10,6 +10,7 @@
 #include <chrono>
 #include <csignal>
 #include <future>
+#include <map>
 #include <memory>
 
 #include "recording/records/service.h"
@@ -62,45 +63,40 @@ TEST_F(EmitClients, PathThatIsTooLongForASocketIsWrongUsage) {
   EXPECT_EQ(run.err, "kplog: --listen: the path of a socket has 1 to 107 bytes\n");
 }
 
-TEST_F(EmitClients, ManyClientsAreServedAtOnce) {
-  const auto service = start_listening({"--to", "text:./shop", "--ack"});
-  std::vector<std::unique_ptr<socket_client>> clients;
-  for (int i = 0; i < 100; ++i) clients.push_back(client());
-  for (int round = 0; round < 2; ++round)
-    for (size_t i = 0; i < 60; ++i)
-      clients[i]->send(note_record("client " + std::to_string(i) + "."));
-  while (service->out_line() != "120") ASSERT_FALSE(testing::Test::HasFailure());
-  // Those behind the limit are served when others leave.
-  for (size_t i = 60; i < 100; ++i)
-    clients[i]->send(note_record("client " + std::to_string(i) + "."));
-  for (size_t i = 0; i < 60; ++i) clients[i]->leave();
-  while (service->out_line() != "160") ASSERT_FALSE(testing::Test::HasFailure());
-  EXPECT_EQ(end_of(*service).status, 0);
-  const std::string log = folder_.text("shop.20261115.0001");
-  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 160);
-  EXPECT_THAT(log, AllOf(HasSubstr("client 0."), HasSubstr("client 99.")));
+// A thousand, or as many as the system lets this process and the service have.
+static size_t many_clients() {
+  raise_descriptor_limit();
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  return std::min<size_t>(1000, (limit.rlim_cur - 64) / 2);
 }
 
-// How many files processes may open that start in a scope.
-class descriptor_limit {
- public:
-  explicit descriptor_limit(rlim_t limit) {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const rlimit changed{limit, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &changed);
+TEST_F(EmitClients, AThousandClientsAreServedAtOnce) {
+  const size_t many = many_clients();
+  const auto service = start_listening({"--to", "text:./shop", "--ack"});
+  std::vector<std::unique_ptr<socket_client>> clients;
+  for (size_t i = 0; i < many; ++i) clients.push_back(client());
+  for (size_t round = 1; round <= 2; ++round) {
+    for (size_t i = 0; i < many; ++i)
+      ASSERT_TRUE(clients[i]->send(note_record("client " + std::to_string(i) + ".")));
+    const std::string all = std::to_string(round * many);
+    while (service->out_line() != all) ASSERT_FALSE(testing::Test::HasFailure());
   }
-  ~descriptor_limit() { setrlimit(RLIMIT_NOFILE, &before_); }
+  EXPECT_EQ(end_of(*service).status, 0);
+  const std::string log = folder_.text("shop.20261115.0001");
+  EXPECT_EQ(static_cast<size_t>(std::count(log.begin(), log.end(), '\n')), 2 * many);
+  EXPECT_THAT(log,
+              AllOf(HasSubstr("client 0."), HasSubstr("client " + std::to_string(many - 1) + ".")));
+}
 
- private:
-  rlimit before_{};
-};
-
+// Those behind the limit are served when others leave.
 TEST_F(EmitClients, ClientsLeaveDescriptorsForTheOutputs) {
-  std::unique_ptr<running_command> service;
-  {
-    const descriptor_limit few(40);
-    service = start_listening({"--to", "text:./shop", "--to", "json:stored", "--ack"});
-  }
+  running_command service(
+      folder_.path(),
+      emit_folder::words({"--to", "text:./shop", "--to", "json:stored", "--ack", "--listen",
+                          "unix:sock", "--max-user-clients", "100"}),
+      command_err::pipe, "ulimit -n 40");
+  ASSERT_TRUE(service.wait_for_err("listening on unix:sock"));
   std::vector<std::unique_ptr<socket_client>> clients;
   for (int i = 0; i < 40; ++i) {
     clients.push_back(client());
@@ -108,14 +104,69 @@ TEST_F(EmitClients, ClientsLeaveDescriptorsForTheOutputs) {
   }
   int acknowledged = 0;
   while (acknowledged < 40 && !HasFailure()) {
-    acknowledged = std::stoi(service->out_line());
+    acknowledged = std::stoi(service.out_line());
     for (int i = 0; i < acknowledged; ++i) clients[static_cast<size_t>(i)]->leave();
   }
-  EXPECT_EQ(end_of(*service).status, 0);
+  EXPECT_EQ(end_of(service).status, 0);
   EXPECT_THAT(folder_.text("shop.20261115.0001"), HasSubstr("client 39.\n"));
 }
 
-// Sixty-four are served, and the others have connected.
+TEST_F(EmitClients, UserHasAsManyConnectionsAsAreAllowed) {
+  const auto service = start_listening({"--to", "-", "--max-user-clients", "2"});
+  const auto first = client();
+  const auto second = client();
+  const auto third = client();
+  EXPECT_EQ(third->line(), R"({"error":"the user has too many connections"})");
+  EXPECT_EQ(third->line(), "");
+  first->send(note_record("first"));
+  EXPECT_EQ(service->out_line(), "first");
+  first->leave();
+  const auto fourth = client();
+  fourth->send(note_record("fourth"));
+  EXPECT_EQ(service->out_line(), "fourth");
+}
+
+TEST_F(EmitClients, HalfALineIsGivenUpAndTheSilentAreNot) {
+  const auto service = start_listening({"--to", "-", "--idle-line", "1s"});
+  const auto silent = client();
+  const auto half = client();
+  half->send(note_record("whole") + "{\"event\":");
+  EXPECT_EQ(service->out_line(), "whole");
+  EXPECT_TRUE(service->wait_for_err(
+      "unix:sock#2:2:10: error[record-syntax]: the end of the line did not come in time"));
+  EXPECT_EQ(half->line(), "");
+  silent->send(note_record("still there"));
+  EXPECT_EQ(service->out_line(), "still there");
+}
+
+TEST_F(EmitClients, WrongLimitsAreWrongUsage) {
+  for (const auto& [option, text] : std::map<std::string, std::string>{
+           {"--idle-line 60",
+            "\"60\" is no duration; a duration is a number from 1 with d, h, m "
+            "or s behind it, and at most 36500d"},
+           {"--max-user-clients 0", "\"0\" is no number from 1"}}) {
+    const auto run = folder_.emit("--to - --listen unix:sock " + option);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.err, HasSubstr(text));
+  }
+}
+
+TEST_F(EmitClients, PeerIsWhomTheSystemTells) {
+  const auto service = start_listening({"--to", "json:-"});
+  std::string record = note_record("a");
+  record.replace(0, 1, R"({"peer":{"user":4294967295,"process":1},"client":"forged","number":7,)");
+  client()->send(record);
+  const std::string peer = R"("peer":{"user":)" + std::to_string(geteuid()) + R"(,"process":)" +
+                           std::to_string(getpid()) + "}";
+  const std::string stored = service->out_line();
+  EXPECT_THAT(stored,
+              HasSubstr(R"("time":"2026-11-15T17:02:56+08:00",)" + peer + R"(,"attributes":)"));
+  EXPECT_THAT(stored, Not(HasSubstr("forged")));
+  EXPECT_EQ(end_of(*service).status, 0);
+  const auto kept = folder_.emit_text("-q --to json:-", stored + "\n");
+  EXPECT_EQ(kept.out, stored + "\n");
+}
+
 TEST_F(EmitClients, WhatClientsHadSentAtTheSignalIsTaken) {
   const auto service = start_listening({"--to", "text:./shop", "--ack"});
   std::vector<std::unique_ptr<socket_client>> clients;
@@ -230,7 +281,7 @@ TEST_F(EmitClients, SendersThatNeverPauseDoNotKeepItFromEnding) {
 // Three clients, of which each has sent a record.
 struct three_senders {
   explicit three_senders(const emit_folder& folder, const lock_waiting& waiting = {})
-      : service(folder.path("sock"), waiting) {
+      : service(folder.path("sock"), {.waiting = waiting}) {
     for (int i = 0; i < 3; ++i) {
       clients.push_back(std::make_unique<socket_client>(folder.path("sock")));
       clients.back()->send(note_record("a"));

@@ -53,8 +53,9 @@ struct command_pipe {
 };
 
 static pid_t spawn(const std::string& folder, const std::vector<std::string>& arguments,
-                   const std::array<int, 3>& descriptors) {
+                   const std::array<int, 3>& descriptors, const std::string& before) {
   std::vector<std::string> words = {KPLOG_COMMAND};
+  if (!before.empty()) words = {"/bin/sh", "-c", before + " && exec \"$@\"", "sh", KPLOG_COMMAND};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
   argv.reserve(words.size() + 1);
@@ -72,13 +73,15 @@ static pid_t spawn(const std::string& folder, const std::vector<std::string>& ar
 }
 
 running_command::running_command(const std::string& folder,
-                                 const std::vector<std::string>& arguments, command_err err_kind) {
+                                 const std::vector<std::string>& arguments, command_err err_kind,
+                                 const std::string& before) {
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));  // a command that has ended is seen by send
   const command_pipe in;
   const command_pipe out;
   const command_pipe err(err_kind);
   const bool is_shared = err_kind == command_err::shared_terminal;
-  id_ = spawn(folder, arguments, {in.reading, is_shared ? err.writing : out.writing, err.writing});
+  id_ = spawn(folder, arguments, {in.reading, is_shared ? err.writing : out.writing, err.writing},
+              before);
   for (const int theirs : {in.reading, out.writing, err.writing}) close(theirs);
   input_ = in.writing;
   out_.descriptor = out.reading;
@@ -192,6 +195,24 @@ socket_client::socket_client(const std::string& path) {
 
 bool socket_client::send(std::string_view text) const {
   return write_to(descriptor_, text);
+}
+
+void socket_client::end_sending() const {
+  shutdown(descriptor_, SHUT_WR);
+}
+
+std::string socket_client::line() {
+  while (heard_.find('\n') == std::string::npos) {
+    pollfd waiting{descriptor_, POLLIN, 0};
+    EXPECT_EQ(poll(&waiting, 1, patience), 1) << "nothing came";
+    std::array<char, 4096> piece;
+    const ssize_t got = waiting.revents == 0 ? 0 : recv(descriptor_, piece.data(), piece.size(), 0);
+    if (got <= 0) return std::exchange(heard_, "");
+    heard_.append(piece.data(), static_cast<size_t>(got));
+  }
+  std::string first = heard_.substr(0, heard_.find('\n'));
+  heard_.erase(0, first.size() + 1);
+  return first;
 }
 
 void socket_client::leave() {

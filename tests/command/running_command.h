@@ -27,13 +27,14 @@ struct command_end {
 // too, and that is then read as its error; or one of these that has no room left, of full stops.
 enum class command_err { pipe, terminal, shared_terminal, full_pipe, full_terminal };
 
-// "kplog ARGUMENTS" in `folder`, with pipes at its standard input and output. Reads fail the test
+// "kplog ARGUMENTS" in `folder`, with pipes at its standard input and output; behind `before`, a
+// command of the shell, if there is one. Reads fail the test
 // and give "" when nothing comes in a minute. A command that is still there at the end of the scope
 // is killed.
 class running_command {
  public:
   running_command(const std::string& folder, const std::vector<std::string>& arguments,
-                  command_err err = command_err::pipe);
+                  command_err err = command_err::pipe, const std::string& before = "");
   ~running_command();
   running_command(const running_command&) = delete;
   running_command& operator=(const running_command&) = delete;
@@ -77,10 +78,15 @@ class socket_client {
 
   bool is_connected() const { return descriptor_ >= 0; }
   bool send(std::string_view text) const;
+  void end_sending() const;  // and go on hearing
+  // The next line of what it is answered, without its end; "" when there is none any more. Fails
+  // the test where nothing comes in a minute.
+  std::string line();
   void leave();
 
  private:
   int descriptor_ = -1;
+  std::string heard_;  // not yet read
 };
 
 #endif

@@ -16,6 +16,7 @@
 #include "recording/sinks/counter_writer.h"
 #include "recording/sinks/sink.h"
 #include "recording/text/code_page.h"
+#include "recording/text/duration.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
@@ -23,6 +24,7 @@
 #include "tools/emit/files.h"
 #include "tools/emit/filter.h"
 #include "tools/emit/loop.h"
+#include "tools/emit/patience.h"
 #include "tools/emit/pipeline.h"
 #include "tools/emit/run_report.h"
 #include "tools/report/outcome.h"
@@ -41,15 +43,23 @@ struct emit_options {
   std::vector<std::string> sinks;
   std::string count;              // DIR/NAME; empty: nothing is counted
   std::string on_error = "skip";  // "stop", "skip", "quarantine=FILE"
+  std::string on_failure;         // "wait", "stop"; empty: a service waits
   bool acknowledges = false;
   bool synced = false;
 
   std::string listen;  // "unix:PATH"; empty: no socket
+  service_rules service;
   report_options report;
 
   std::optional<std::string> quarantine() const;  // its file
   std::string socket_path() const;                // empty: no socket
+  // The file of the clients' numbers, beside the first output; empty: no client is acknowledged to.
+  std::string numbers_path() const;
+  std::string no_numbers() const;  // why there are none
   bool writes_standard_output() const;
+  bool waits_for_outputs() const {
+    return on_failure.empty() ? !listen.empty() : on_failure == "wait";
+  }
 };
 
 std::optional<std::string> emit_options::quarantine() const {
@@ -59,6 +69,20 @@ std::optional<std::string> emit_options::quarantine() const {
 
 std::string emit_options::socket_path() const {
   return listen.empty() ? "" : listen.substr(listen_prefix.size());
+}
+
+std::string emit_options::numbers_path() const {
+  static constexpr const char* ending = ".clients";
+  if (listen.empty()) return "";
+  for (const std::string& sink : sinks)
+    if (const sink_path path = path_of_sink(sink); !path.path.empty()) return path.path + ending;
+  return count.empty() ? "" : count + ending;
+}
+
+std::string emit_options::no_numbers() const {
+  const std::string path = numbers_path();
+  return path.empty() ? "the service has no file as its output, and so acknowledges nothing"
+                      : "another service has " + path;
 }
 
 static bool is_standard_output(const std::string& sink) {
@@ -76,6 +100,16 @@ static unsigned read_mask(const std::string& text) {
   if (const auto mask = number_of_either_base<unsigned>(text)) return *mask;
   throw std::invalid_argument(in_quotes(text) +
                               " is no mask of 32 bits; one like 6 or 0x00000006 is expected");
+}
+
+static std::chrono::seconds read_duration(const std::string& text) {
+  if (const auto duration = duration_of(text)) return *duration;
+  throw std::invalid_argument(in_quotes(text) + " is no duration; " + duration_form);
+}
+
+static size_t read_client_limit(const std::string& text) {
+  if (const auto limit = number_of<size_t>(text); limit && *limit != 0) return *limit;
+  throw std::invalid_argument(in_quotes(text) + " is no number from 1");
 }
 
 static void add_filter_options(CLI::App& command, emit_options& options) {
@@ -107,6 +141,15 @@ static void add_output_options(CLI::App& command, emit_options& options) {
   add_flag_option(command, "--ack",
                   "Print the number of the last record that is written, after each batch",
                   options.acknowledges);
+  add_read_option(command,
+                  {"--on-failure", "wait|stop",
+                   "What becomes of a run whose outputs cannot be written: wait, the default of a "
+                   "service, until they can, or stop"},
+                  [&options](const std::string& text) {
+                    if (text != "wait" && text != "stop")
+                      throw std::invalid_argument(in_quotes(text) + " is none of wait, stop");
+                    options.on_failure = text;
+                  });
   add_flag_option(command, "--sync", "Wait for the disk at each batch", options.synced);
 }
 
@@ -118,6 +161,17 @@ static void add_input_options(CLI::App& command, emit_options& options) {
   add_text_option(command,
                   {"--listen", "unix:PATH", "Take records from clients of a stream socket, too"},
                   options.listen);
+  add_read_option(
+      command,
+      {"--idle-line", "TIME",
+       "A client's line whose end has not come by then is given up; 60s by default"},
+      [&options](const std::string& text) { options.service.idle_line = read_duration(text); });
+  add_read_option(command,
+                  {"--max-user-clients", "NUMBER",
+                   "Connections that a user may have at a time; half of all by default"},
+                  [&options](const std::string& text) {
+                    options.service.max_user_clients = read_client_limit(text);
+                  });
   add_text_option(
       command,
       {"--on-error", "stop|skip|quarantine=FILE",
@@ -191,6 +245,7 @@ static void add_outputs(const emit_options& options, emit_files& files) {
     files.add_file(place.path, place.name);
   }
   if (!options.listen.empty()) add_named_file(options.socket_path(), files);
+  if (!options.numbers_path().empty()) add_named_file(options.numbers_path(), files);
 }
 
 static void check_files(const emit_options& options) {
@@ -231,6 +286,30 @@ static lock_waiting waiting_for_locks(const emit_signals& signals, emit_report& 
           [&report](const std::string& note) { report.problem("lock-held"_rule, note); }};
 }
 
+static std::vector<file_place> places_of_locks(const emit_options& options) {
+  std::vector<file_place> places;
+  for (const std::string& sink : options.sinks)
+    if (const sink_path path = path_of_sink(sink); !path.path.empty())
+      places.push_back(place_of(path.path));
+  if (const auto path = options.quarantine()) places.push_back(place_of(*path));
+  if (options.count.empty()) return places;
+  const counter_place place = counter_place_of(options.count);
+  places.push_back({place.folder, place.name});
+  return places;
+}
+
+// Behind the outputs, which take back what a service left that died: the file of the numbers still
+// says what it knew.
+static void open_numbers(const emit_options& options, emit_outputs& outputs, emit_report& report,
+                         joint_batch joint) {
+  outputs.clients = client_numbers::open(options.numbers_path());
+  if (outputs.clients == nullptr)
+    return report.problem("lock-held"_rule,
+                          options.no_numbers() + "; clients are not acknowledged to");
+  outputs.places = places_of_locks(options);
+  outputs.joint = std::make_unique<joint_batch>(std::move(joint));
+}
+
 static emit_outputs open_outputs(const emit_options& options, const event_set& events,
                                  emit_report& report, const lock_waiting& waiting) {
   emit_outputs outputs;
@@ -249,19 +328,26 @@ static emit_outputs open_outputs(const emit_options& options, const event_set& e
         std::make_unique<line_file>(*path, append_rules{.report = tell, .waiting = waiting});
   outputs.acknowledges = options.acknowledges;
   outputs.synced = options.synced;
+  if (!options.numbers_path().empty()) open_numbers(options, outputs, report, {waiting, tell});
   return outputs;
 }
 
 static std::vector<std::unique_ptr<record_input>> open_inputs(const emit_options& options,
+                                                              const emit_outputs& outputs,
                                                               const lock_waiting& waiting) {
   std::vector<std::unique_ptr<record_input>> inputs;
   if (!options.records.empty()) inputs.push_back(std::make_unique<record_files>(options.records));
-  if (!options.listen.empty())
-    inputs.push_back(std::make_unique<record_service>(options.socket_path(), waiting));
+  if (options.listen.empty()) return inputs;
+  raise_descriptor_limit();
+  service_rules rules = options.service;
+  rules.waiting = waiting;
+  rules.numbers = outputs.clients.get();
+  rules.no_numbers = options.no_numbers();
+  inputs.push_back(std::make_unique<record_service>(options.socket_path(), rules));
   return inputs;
 }
 
-// What recorders left at the places that the run writes to comes there first.
+// What recorders left at the places that the run writes to comes there.
 static void recover(const emit_options& options, emit_report& report, const lock_waiting& waiting) {
   recovery_rules rules;
   for (const std::string& sink : options.sinks)
@@ -290,16 +376,18 @@ class emit_run {
         events_(options.events),
         filter_(options.filter),
         outputs_(open_outputs(options, events_, report, waiting_for_locks(signals, report))),
-        inputs_(open_inputs(options, waiting_for_locks(signals, report))),
-        pipeline_(events_, filter_, outputs_, report, options.on_error == "stop") {
-    recover(options, report, waiting_for_locks(signals, report));
+        inputs_(open_inputs(options, outputs_, waiting_for_locks(signals, report))),
+        patience_(options.waits_for_outputs(), signals, report),
+        pipeline_(events_, filter_, outputs_, report, patience_, options.on_error == "stop"),
+        signals_(signals) {
+    recover(options_, report_, waiting_for_locks(signals_, report_));
   }
 
-  command_outcome run(emit_signals& signals);
+  command_outcome run();
 
  private:
   void reload();
-  command_outcome read_all(emit_signals& signals);
+  command_outcome read_all();
   command_outcome outcome_of(const emit_end& end);
   command_outcome fail(diagnostic_rule rule, const std::string& text);
 
@@ -309,7 +397,9 @@ class emit_run {
   emit_filter filter_;
   emit_outputs outputs_;
   std::vector<std::unique_ptr<record_input>> inputs_;
+  emit_patience patience_;
   emit_pipeline pipeline_;
+  emit_signals& signals_;
 };
 
 command_outcome emit_run::fail(diagnostic_rule rule, const std::string& text) {
@@ -324,6 +414,11 @@ void emit_run::reload() {
   } catch (const file_error& error) {
     report_.problem("unreadable"_rule, error.what());
   }
+  try {
+    recover(options_, report_, waiting_for_locks(signals_, report_));
+  } catch (const file_error& error) {
+    report_.problem("ring-left"_rule, error.what());
+  }
 }
 
 command_outcome emit_run::outcome_of(const emit_end& end) {
@@ -334,10 +429,10 @@ command_outcome emit_run::outcome_of(const emit_end& end) {
 }
 
 // What was read of a file before it failed is written all the same.
-command_outcome emit_run::read_all(emit_signals& signals) {
+command_outcome emit_run::read_all() {
   command_outcome outcome = command_outcome::good;
   try {
-    emit_loop loop(signals, inputs_, pipeline_, [this] { reload(); });
+    emit_loop loop(signals_, inputs_, pipeline_, [this] { reload(); });
     outcome = outcome_of(loop.run());
   } catch (const file_error& error) {
     if (error.use() == file_use::writing) throw;
@@ -347,11 +442,11 @@ command_outcome emit_run::read_all(emit_signals& signals) {
   return outcome;
 }
 
-command_outcome emit_run::run(emit_signals& signals) {
+command_outcome emit_run::run() {
   command_outcome outcome = command_outcome::good;
   if (!options_.listen.empty()) report_.note("listening on " + options_.listen);
   try {
-    outcome = read_all(signals);
+    outcome = read_all();
   } catch (const file_error& error) {
     outcome = fail("unwritable"_rule, error.what());
   }
@@ -368,7 +463,7 @@ static command_outcome emit(emit_options& options) {
   return report.report_failures([&] {
     check_record_files(options.records);
     try {
-      return emit_run(options, report, signals).run(signals);
+      return emit_run(options, report, signals).run();
     } catch (const lock_given_up& error) {
       report.problem("lock-held"_rule, error.what());
       return outcome_of_signal(options, signals.ending());

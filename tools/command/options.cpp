@@ -158,13 +158,14 @@ void add_quiet_option(CLI::App& command, report_options& options) {
   add_flag_option(command, "-q,--quiet", "No summary, only what is wrong", options.quiet);
 }
 
-void add_report_options(CLI::App& command, report_options& options) {
+void add_report_options(CLI::App& command, report_options& options,
+                        const std::string& format_name) {
   const std::vector<std::string> choices = {"text", "json"};
   add_quiet_option(command, options);
   add_color_option(command, options);
   command
       .add_option_function<std::string>(
-          "--format",
+          format_name,
           [&options](const std::string& name) {
             options.format = name == "json" ? diagnostic_format::json : diagnostic_format::text;
           },

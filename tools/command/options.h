@@ -27,8 +27,9 @@ bool is_color_wanted(const std::string& choice, int descriptor);
 void add_quiet_option(CLI::App& command, report_options& options);
 // --color
 void add_color_option(CLI::App& command, report_options& options);
-// --quiet, --color, and --format text|json for diagnostics.
-void add_report_options(CLI::App& command, report_options& options);
+// --quiet, --color, and --format text|json for diagnostics, or another name for that.
+void add_report_options(CLI::App& command, report_options& options,
+                        const std::string& format_name = "--format");
 
 // The names of a table's rows.
 template <class Rows>

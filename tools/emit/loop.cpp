@@ -68,23 +68,35 @@ bool emit_loop::is_running() const {
 // answered.
 emit_end emit_loop::run() {
   while (is_running()) {
-    const bool is_idle = !wait(pipeline_.has_unwritten() ? 0 : -1);
-    if (is_idle) pipeline_.write();
+    const bool is_idle =
+        !wait(pipeline_.has_unwritten() ? std::chrono::milliseconds(0) : patience());
+    if (is_idle && pipeline_.has_unwritten()) pipeline_.write();
     for (int signal = signals_.take(); signal != 0; signal = signals_.take()) answer(signal);
     if (ending_ == 0) read_ready();
   }
   return ending_ != 0 ? take_what_was_sent() : emit_end{};
 }
 
-// Waits for inputs and signals, at most so many milliseconds. False when nothing came.
-bool emit_loop::wait(int patience) {
+// How long no input minds to be left alone; negative: any time.
+std::chrono::milliseconds emit_loop::patience() const {
+  std::chrono::milliseconds least(-1);
+  for (const auto& input : inputs_) {
+    const std::chrono::milliseconds one = input->patience();
+    if (one.count() >= 0 && (least.count() < 0 || one < least)) least = one;
+  }
+  return least;
+}
+
+// Waits for inputs and signals, at most so long. False when nothing came.
+bool emit_loop::wait(std::chrono::milliseconds patience) {
   watched_.assign(1, {ending_ == 0 ? signals_.descriptor() : -1, POLLIN, 0});
   ends_.clear();
   for (const auto& input : inputs_) {
     input->watch(watched_);
     ends_.push_back(watched_.size());
   }
-  const int ready = poll(watched_.data(), watched_.size(), patience);
+  const auto most = std::min(patience, std::chrono::milliseconds(std::chrono::hours(1)));
+  const int ready = poll(watched_.data(), watched_.size(), static_cast<int>(most.count()));
   if (ready < 0 && errno != EINTR) throw std::system_error(errno, std::generic_category(), "poll");
   return ready != 0;
 }

@@ -52,7 +52,8 @@ class emit_loop {
 
  private:
   bool is_running() const;
-  bool wait(int patience);
+  std::chrono::milliseconds patience() const;
+  bool wait(std::chrono::milliseconds patience);
   void read_ready();
   void answer(int signal);
   emit_end take_what_was_sent();

@@ -1,5 +1,7 @@
 #include "tools/emit/pipeline.h"
 
+#include <utility>
+
 #include "recording/files/descriptor.h"
 
 // A batch ends at whichever comes first.
@@ -7,11 +9,13 @@ static constexpr size_t batch_output = size_t{256} << 10;
 static constexpr size_t batch_input = size_t{1} << 20;
 
 emit_pipeline::emit_pipeline(const event_set& events, const emit_filter& filter,
-                             emit_outputs& outputs, emit_report& report, bool stops)
+                             emit_outputs& outputs, emit_report& report, batch_patience& patience,
+                             bool stops)
     : events_(events),
       filter_(filter),
       outputs_(outputs),
       report_(report),
+      patience_(patience),
       stops_(stops),
       maker_(events),
       form_(events.version()) {}
@@ -21,6 +25,7 @@ emit_pipeline::emit_pipeline(const event_set& events, const emit_filter& filter,
 void emit_pipeline::take(const record_line& line) {
   if (has_stopped_) return;
   ++taken_;
+  if (line.client != nullptr) progress_[line.client] = line.client_number;
   batch_input_ += line.text.size();
   try {
     process(line);
@@ -35,6 +40,7 @@ void emit_pipeline::process(const record_line& line) {
   check_length(line);
   parsed_ = parser_.try_parse(line.text);
   if (parsed_ == nullptr) return refuse(line, parser_.error());
+  if (line.peer != nullptr) take_sender(line);
   const made_entry* const made = maker_.try_make(*parsed_);
   if (made == nullptr) return refuse(line, maker_.error());
   emit_tally& tally = tallies_[made->event];
@@ -43,6 +49,15 @@ void emit_pipeline::process(const record_line& line) {
   else
     ++tally.rejected;
   ++tally.read;
+}
+
+// What came through a socket is from whom the system says, whatever the record tells.
+void emit_pipeline::take_sender(const record_line& line) {
+  record_origin& origin = parsed_->origin;
+  origin.peer = *line.peer;
+  origin.client = line.client == nullptr ? std::string_view() : line.client->name;
+  origin.number.reset();
+  if (line.client != nullptr) origin.number = line.client_number;
 }
 
 // Nothing of a record is taken before its message is there, nor what could not be read again.
@@ -63,6 +78,8 @@ void emit_pipeline::refuse(const record_line& line, const record_error& error) {
   ++tally.read;
   ++tally.bad;
   if (outputs_.quarantine != nullptr) (bad_lines_ += line.text) += '\n';
+  if (line.client != nullptr && line.client->hearing != nullptr)
+    line.client->hearing->hear_refused(line.client_number, error.rule()->code, error.text());
   has_stopped_ = stops_;
 }
 
@@ -74,10 +91,48 @@ bool emit_pipeline::is_batch_large() const {
   return pending >= batch_output || batch_input_ >= batch_input;
 }
 
+void emit_pipeline::write_outputs(const delivery* of) {
+  for (const auto& sink : outputs_.sinks) sink->write(outputs_.synced, of);
+  if (outputs_.quarantine != nullptr) outputs_.quarantine->append(bad_lines_, outputs_.synced, of);
+  if (outputs_.counts != nullptr) outputs_.counts->write(outputs_.synced, of);
+}
+
+void emit_pipeline::write_jointly() {
+  delivery batch = outputs_.clients->next_batch();
+  batch.joint = outputs_.joint.get();
+  outputs_.joint->begin(outputs_.places, batch);
+  try {
+    write_outputs(&batch);
+    outputs_.clients->store(progress_, outputs_.synced);
+  } catch (...) {
+    outputs_.joint->take_back();
+    throw;
+  }
+  outputs_.joint->finish();
+}
+
+void emit_pipeline::tell_clients() {
+  for (const auto& [client, number] : std::exchange(progress_, {}))
+    if (client->hearing != nullptr) client->hearing->hear_written();
+}
+
+void emit_pipeline::write_patiently() {
+  for (;;) {
+    try {
+      if (outputs_.clients == nullptr)
+        write_outputs(nullptr);
+      else if (has_unwritten())
+        write_jointly();
+      return patience_.was_written();
+    } catch (const file_error& error) {
+      if (!patience_.tries_again(error)) throw;
+    }
+  }
+}
+
 void emit_pipeline::write() {
-  for (const auto& sink : outputs_.sinks) sink->write(outputs_.synced);
-  if (outputs_.quarantine != nullptr) outputs_.quarantine->append(bad_lines_, outputs_.synced);
-  if (outputs_.counts != nullptr) outputs_.counts->write(outputs_.synced);
+  write_patiently();
+  tell_clients();
   for (auto& [event, tally] : tallies_) tally.written += tally.unwritten();
   batch_input_ = 0;
   const bool is_acknowledgement_due = has_unwritten() && outputs_.acknowledges;

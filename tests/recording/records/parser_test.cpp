@@ -92,7 +92,8 @@ TEST(RecordParser, ReadsWhereARecordCameFrom) {
   const record_origin& origin =
       parser
           .parse(R"({"event":1,"recorded":"2026-11-15T17:02:56.123456789+08:00","host":"h\u00e9",)"
-                 R"("recorder":"0f3a","pid":0,"thread":18446744073709551615,"sequence":1})")
+                 R"("recorder":"0f3a","pid":0,"thread":18446744073709551615,"sequence":1,)"
+                 R"("client":"c\n","number":12,"peer":{"process":34,"user":0}})")
           .origin;
   EXPECT_EQ(origin.recorded, "2026-11-15T17:02:56.123456789+08:00");
   EXPECT_EQ(origin.host, "hé");
@@ -100,6 +101,9 @@ TEST(RecordParser, ReadsWhereARecordCameFrom) {
   EXPECT_EQ(origin.pid, 0u);
   EXPECT_EQ(origin.thread, 18446744073709551615u);
   EXPECT_EQ(origin.sequence, 1u);
+  EXPECT_EQ(origin.client, "c\n");
+  EXPECT_EQ(origin.number, 12u);
+  EXPECT_EQ(origin.peer, (record_peer{0, 34}));
   parser.parse(R"({"event":1})");
   EXPECT_EQ(origin.recorded, "");
   EXPECT_EQ(origin.host, "");
@@ -107,6 +111,9 @@ TEST(RecordParser, ReadsWhereARecordCameFrom) {
   EXPECT_FALSE(origin.pid.has_value());
   EXPECT_FALSE(origin.thread.has_value());
   EXPECT_FALSE(origin.sequence.has_value());
+  EXPECT_EQ(origin.client, "");
+  EXPECT_FALSE(origin.number.has_value());
+  EXPECT_FALSE(origin.peer.has_value());
 }
 
 TEST(RecordParser, TakesUpToNineDigitsOfASecond) {

@@ -3,11 +3,11 @@
 #define TESTS_RECORDING_RECORDS_RECORD_EVENTS_H
 
 #include <gtest/gtest.h>
-#include <unicode/ucnv.h>
 
 #include <memory>
 #include <string>
 
+#include "logging/own_settings.h"
 #include "recording/records/entry.h"
 #include "recording/text/utf8.h"
 #include "tests/support/loaded_definitions.h"
@@ -22,12 +22,11 @@ inline std::string shown_fault(const record_error& error, std::string_view line)
 class event_set_settings {
  public:
   event_set_settings() : code_page_(kp_LOG_LogConfig::GetCodePage()) {}
-  ~event_set_settings() { ucnv_setDefaultName(converter_.c_str()); }
+  ~event_set_settings() { kp_log_set_default_code_page(nullptr); }
 
  private:
   settings_guard settings_;
   code_page_setting code_page_;
-  std::string converter_ = ucnv_getDefaultName();
 };
 
 // The events of a standard file and, when it has entries, of another one that adds to it.

@@ -197,7 +197,7 @@ TEST_F(RecordSink, ALogIsLeftAloneFromWhenItsCompressionBegins) {
   write(*sink, {"a"});
   write(*sink, {"b"});
   const std::string log = file("app.20261115.0001");
-  fs::last_write_time(log, fs::last_write_time(log) - std::chrono::minutes(1));
+  fs::last_write_time(log, fs::last_write_time(log) - std::chrono::hours(1));
   folder_.write("app.20261115.0001.gz", "");
   write(*sink, {"c"});
   EXPECT_EQ(content("app.20261115.0001"), line("a") + line("b"));

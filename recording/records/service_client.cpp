@@ -1,0 +1,196 @@
+#include "recording/records/service_client.h"
+
+#include <sys/epoll.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+// Of answers that a client does not read; it is not read either then.
+static constexpr size_t most_answers = size_t{64} << 10;
+
+record_peer peer_of(int descriptor) {
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
+    throw std::system_error(errno, std::generic_category(), "getsockopt");
+  return {peer.uid, static_cast<uint64_t>(peer.pid)};
+}
+
+service_client::service_client(open_descriptor accepted, std::string name, uint64_t number,
+                               record_peer peer, int wait, naming name_of)
+    : descriptor_(std::move(accepted)),
+      name_(std::move(name)),
+      number_(number),
+      peer_(peer),
+      wait_(wait),
+      name_of_(std::move(name_of)),
+      lines_(piece, record_size_limit),
+      watched_(EPOLLIN) {
+  epoll_event event{watched_, {this}};
+  if (epoll_ctl(wait_, EPOLL_CTL_ADD, descriptor(), &event) != 0)
+    throw std::system_error(errno, std::generic_category(), "epoll_ctl");
+}
+
+service_client::~service_client() {
+  stop_hearing();
+}
+
+// Another connection may have the name by now.
+void service_client::stop_hearing() {
+  if (client_ != nullptr && client_->hearing == this) client_->hearing = nullptr;
+}
+
+// --- Reading ---
+
+// A client that does not read what it is answered is not read either.
+bool service_client::is_held_up() const {
+  return answers_.size() > most_answers;
+}
+
+void service_client::watch() {
+  const bool is_read = !has_ended_ && !is_closing_ && !is_held_up();
+  const uint32_t wanted = (is_read ? EPOLLIN : 0U) | (answers_.empty() ? 0U : EPOLLOUT);
+  if (wanted == watched_) return;
+  epoll_event event{wanted, {this}};
+  if (epoll_ctl(wait_, EPOLL_CTL_MOD, descriptor(), &event) == 0) watched_ = wanted;
+}
+
+// What was held up is handed over as soon as there is room for its answers.
+bool service_client::serve(uint32_t events, const record_taker& take, std::vector<char>& memory,
+                           size_t most) {
+  const bool was_held_up = is_held_up();
+  if (!answers_.empty()) send_answers();
+  if (was_held_up && !is_held_up()) hand_over(take, false);
+  const bool is_gone = (events & (EPOLLHUP | EPOLLERR)) != 0;
+  if (!has_ended_ && !is_closing_ && !is_held_up()) {
+    lines_.exchange_memory(memory);
+    has_ended_ = !read(take, most);
+    lines_.exchange_memory(memory);
+    if (!answers_.empty()) send_answers();
+  } else if (has_ended_ && is_gone) {
+    return false;
+  }
+  if (client_ == nullptr) return !has_ended_ && !is_closing_;
+  close_when_done();
+  watch();
+  return !is_closing_;
+}
+
+record_line service_client::blank_line() const {
+  record_line line;
+  line.source = &name_;
+  line.peer = &peer_;
+  return line;
+}
+
+// False when nothing will come again.
+bool service_client::read(const record_taker& take, size_t most) {
+  const ssize_t got = lines_.read_from(descriptor(), most);
+  const bool is_over = got == 0 || (got < 0 && errno != EAGAIN);
+  const uint64_t lines_before = lines_.line_count();
+  hand_over(take, is_over);
+  note_line_begin(lines_before);
+  return !is_over;
+}
+
+void service_client::note_line_begin(uint64_t lines_before) {
+  if (!lines_.is_inside_line())
+    line_began_ = clock::time_point::max();
+  else if (line_began_ == clock::time_point::max() || lines_.line_count() != lines_before)
+    line_began_ = clock::now();
+}
+
+// Half a line is a record of a client that says nothing alone: any other sends it again.
+void service_client::hand_over(const record_taker& take, bool at_end) {
+  record_line line = blank_line();
+  while (!is_closing_ && !is_held_up() && lines_.next(line)) hand_over(line, take);
+  while (at_end && client_ == nullptr && !is_closing_ && lines_.next_at_end(line))
+    hand_over(line, take);
+}
+
+void service_client::hand_over(record_line& line, const record_taker& take) {
+  if (!std::exchange(has_begun_, true) && is_hello(line.text)) return greet(line.text);
+  if (client_ == nullptr) return take(line);
+  const uint64_t number = next_number_++;
+  if (number <= client_->taken) return;
+  client_->taken = number;
+  line.client = client_;
+  line.client_number = number;
+  take(line);
+}
+
+void service_client::give_up_line(const record_taker& take) {
+  record_line line = blank_line();
+  line.is_given_up = true;
+  while (client_ == nullptr && lines_.next_at_end(line)) take(line);
+}
+
+void service_client::stop_sending() const {
+  shutdown(descriptor(), SHUT_RD);
+}
+
+bool service_client::has_unread() const {
+  return client_ == nullptr && (waiting_bytes(descriptor()) != 0 || lines_.has_rest());
+}
+
+// --- Answering ---
+
+void service_client::greet(std::string_view line) {
+  try {
+    const service_hello hello = read_hello(line);
+    std::string refusal;
+    client_ = name_of_(*this, hello, refusal);
+    if (client_ == nullptr) return refuse(refusal);
+    client_->hearing = this;
+    next_number_ = hello.first.value_or(client_->written + 1);
+    answer(acknowledgement_line(client_->written));
+  } catch (const std::invalid_argument& error) {
+    refuse(error.what());
+  }
+}
+
+void service_client::refuse(const std::string& text) {
+  answer(error_line(text));
+  send_answers();
+  close();
+}
+
+void service_client::close() {
+  stop_hearing();
+  is_closing_ = true;
+  answers_.clear();
+  shutdown(descriptor(), SHUT_RDWR);  // which is an event: it is to be closed
+}
+
+void service_client::answer(const std::string& line) {
+  answers_ += line;
+}
+
+// One that does not hear any more may have sent records all the same.
+void service_client::send_answers() {
+  const ssize_t sent =
+      send(descriptor(), answers_.data(), answers_.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+  if (sent >= 0)
+    answers_.erase(0, static_cast<size_t>(sent));
+  else if (errno != EAGAIN && errno != EINTR)
+    answers_.clear();
+}
+
+// It has sent all, and was told that all is written.
+void service_client::close_when_done() {
+  if (has_ended_ && !is_closing_ && answers_.empty() && client_->taken == client_->written) close();
+}
+
+void service_client::hear_refused(uint64_t number, const char* code, const std::string& text) {
+  answer(refusal_line(number, code, text));
+}
+
+void service_client::hear_written() {
+  answer(acknowledgement_line(client_->written));
+  send_answers();
+  close_when_done();
+  if (!is_closing_) watch();
+}

@@ -1,0 +1,327 @@
+// Clients of a service that are acknowledged to: numbers, names, deaths, disks.
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <numeric>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "logging/counter_format.h"
+#include "tests/command/emit_service_fixture.h"
+#include "tests/support/counter_folder.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+static const std::string hello_of_a = R"({"kplog":1,"client":"a"})"
+                                      "\n";
+
+class EmitAcknowledged : public EmitService {
+ protected:
+  std::unique_ptr<running_command> start_service(const words& more = {}) {
+    words arguments = {"-q", "--to", "text:shop", "--to", "json:stored", "--count", "shop"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    arguments.insert(arguments.end(), {"--listen", "unix:sock"});
+    return start(arguments);
+  }
+  // A client that has said hello, once the service listens; `acknowledged` is what it heard.
+  std::unique_ptr<socket_client> greet(const std::string& hello, const std::string& acknowledged) {
+    auto one = std::make_unique<socket_client>(folder_.path("sock"));
+    for (int tries = 0; !one->is_connected() && tries < 30000; ++tries) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+      one = std::make_unique<socket_client>(folder_.path("sock"));
+    }
+    EXPECT_TRUE(one->send(hello));
+    EXPECT_EQ(one->line(), acknowledged);
+    return one;
+  }
+  // The numbers that the stored form has, of each client, as they stand there.
+  std::map<std::string, std::vector<uint64_t>> numbers() const {
+    std::map<std::string, std::vector<uint64_t>> all;
+    std::istringstream lines(folder_.text("stored"));
+    for (std::string line; std::getline(lines, line);) {
+      const size_t name = line.find(R"("client":")") + 10;
+      const size_t number = line.find(R"("number":)", name) + 9;
+      all[line.substr(name, line.find('"', name) - name)].push_back(
+          std::stoull(line.substr(number)));
+    }
+    return all;
+  }
+};
+
+static void hear_up_to(socket_client& client, const std::string& last) {
+  while (client.line() != last) ASSERT_FALSE(testing::Test::HasFailure());
+}
+
+static std::vector<uint64_t> up_to(uint64_t last) {
+  std::vector<uint64_t> numbers(last);
+  std::iota(numbers.begin(), numbers.end(), uint64_t{1});
+  return numbers;
+}
+
+TEST_F(EmitAcknowledged, RecordsAreNumberedAndBlanksAreNot) {
+  const auto service = start_service();
+  const auto a = greet(hello_of_a, R"({"ack":0})");
+  a->send(note_record("one") + "\n \t\n{\"bad\":1}\n" + note_record("three"));
+  EXPECT_EQ(a->line(), R"({"bad":2,"code":"record-key","text":"unknown key \"bad\""})");
+  hear_up_to(*a, R"({"ack":3})");
+  EXPECT_EQ(end_of(*service).status, 1);
+  EXPECT_THAT(numbers()["a"], ElementsAre(1, 3));
+}
+
+TEST_F(EmitAcknowledged, NumbersOutliveDeathAndWhatIsSentAgainIsThereOnce) {
+  for (uint64_t round = 0; round < 3; ++round) {
+    const auto service = start_service();
+    const auto a = greet(R"({"kplog":1,"client":"a","first":1})"
+                         "\n",
+                         "{\"ack\":" + std::to_string(round) + "}");
+    for (uint64_t number = 0; number <= round; ++number) a->send(note_record("again"));
+    a->end_sending();
+    EXPECT_EQ(a->line(), "{\"ack\":" + std::to_string(round + 1) + "}");
+    EXPECT_EQ(a->line(), "");  // everything is acknowledged, and so it is closed
+    end_of(*service, SIGKILL);
+  }
+  EXPECT_EQ(numbers()["a"], up_to(3));
+  EXPECT_EQ(count_in(folder_.text("shop.cnt"), 2026, 11, 15, 1003), 3);
+}
+
+TEST_F(EmitAcknowledged, HalfALineIsNoRecord) {
+  const auto service = start_service();
+  {
+    const auto a = greet(hello_of_a, R"({"ack":0})");
+    std::string record = note_record("one");
+    a->send(record + record.substr(0, record.size() - 1));
+    hear_up_to(*a, R"({"ack":1})");
+  }
+  const auto again = greet(hello_of_a, R"({"ack":1})");
+  EXPECT_EQ(end_of(*service).status, 0);
+  EXPECT_THAT(numbers()["a"], ElementsAre(1));
+}
+
+TEST_F(EmitAcknowledged, NewHelloTakesTheNameOver) {
+  const auto service = start_service();
+  const auto old = greet(hello_of_a, R"({"ack":0})");
+  const auto young = greet(hello_of_a, R"({"ack":0})");
+  EXPECT_EQ(old->line(), "");
+  young->send(note_record("one"));
+  EXPECT_EQ(young->line(), R"({"ack":1})");
+  EXPECT_EQ(end_of(*service).status, 0);
+}
+
+TEST_F(EmitAcknowledged, AnotherHelloIsRefused) {
+  const auto service = start_service();
+  greet(hello_of_a, R"({"ack":0})");
+  for (const char* hello :
+       {R"({"kplog":2,"client":"a"})", R"({"kplog":1})", R"({"kplog":1,"client":""})",
+        R"({"kplog":1,"client":"a\u0000b"})", R"({"kplog":1,"client":7})",
+        R"({"kplog":1,"client":"a","first":0})", R"({"kplog":1,"client":"a","last":1})",
+        R"( { "kplog")", R"({"kplog":1,"client":"a","client":"b"})"}) {
+    const auto one = client();
+    one->send(hello + std::string("\n") + note_record("unread"));
+    EXPECT_THAT(one->line(), testing::StartsWith(R"({"error":")")) << hello;
+    EXPECT_EQ(one->line(), "") << hello;
+  }
+  const auto longest = client();
+  longest->send(R"({"kplog":1,"client":")" + std::string(256, 'n') + "\"}\n");
+  EXPECT_THAT(longest->line(), HasSubstr("a text of 1 to 255 bytes"));
+  greet(R"({"kplog":1,"client":")" + std::string(255, 'n') + "\"}\n", R"({"ack":0})");
+  EXPECT_EQ(end_of(*service).status, 0);
+}
+
+TEST_F(EmitAcknowledged, ServiceWithoutAFileSaysThatItAcknowledgesNothing) {
+  const auto service = start_listening();
+  const auto one = client();
+  one->send(hello_of_a);
+  EXPECT_EQ(one->line(),
+            R"({"error":"the service has no file as its output, and so acknowledges nothing"})");
+}
+
+TEST_F(EmitAcknowledged, WhatIsNoListOfClientsIsLeftAlone) {
+  folder_.write("shop.clients", "precious");
+  const auto run = folder_.emit("--to text:shop --listen unix:sock");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_THAT(run.err, HasSubstr("shop.clients: it is something else"));
+  EXPECT_EQ(folder_.text("shop.clients"), "precious");
+}
+
+// --- Disks
+
+TEST_F(EmitAcknowledged, LostFolderIsWaitedForAndNothingIsInOneOutputAlone) {
+  ASSERT_EQ(mkdir(folder_.path("logs").c_str(), 0700), 0);
+  const auto service = start({"--to", "json:stored", "--to", "text:logs/shop", "--count", "shop",
+                              "--listen", "unix:sock"});
+  const auto a = greet(hello_of_a, R"({"ack":0})");
+  a->send(note_record("one"));
+  EXPECT_EQ(a->line(), R"({"ack":1})");
+  std::filesystem::rename(folder_.path("logs"), folder_.path("away"));
+  a->send(note_record("two"));
+  EXPECT_TRUE(
+      service->wait_for_err("cannot open the folder logs: No such file or directory; "
+                            "nothing is read until it can be written"));
+  EXPECT_THAT(numbers()["a"], ElementsAre(1));
+  std::filesystem::rename(folder_.path("away"), folder_.path("logs"));
+  EXPECT_EQ(a->line(), R"({"ack":2})");
+  EXPECT_TRUE(service->wait_for_err("the outputs can be written again"));
+  EXPECT_EQ(end_of(*service).status, 0);
+  EXPECT_THAT(numbers()["a"], ElementsAre(1, 2));
+}
+
+TEST_F(EmitAcknowledged, SignalEndsTheWaitingAndSaysWhatIsNotWritten) {
+  ASSERT_EQ(mkdir(folder_.path("logs").c_str(), 0700), 0);
+  const auto service =
+      start({"--to", "json:stored", "--to", "text:logs/shop", "--listen", "unix:sock"});
+  const auto a = greet(hello_of_a, R"({"ack":0})");
+  std::filesystem::remove_all(folder_.path("logs"));
+  a->send(note_record("one"));
+  EXPECT_TRUE(service->wait_for_err("nothing is read until it can be written"));
+  const command_end end = end_of(*service);
+  EXPECT_EQ(end.status, 3);
+  EXPECT_THAT(end.err, HasSubstr("1 record: 0 written, 0 rejected by the filter, 0 bad, 1 not "
+                                 "written\n"));
+  EXPECT_EQ(folder_.text("stored"), "");
+}
+
+TEST_F(EmitAcknowledged, ServiceThatIsToStopStops) {
+  ASSERT_EQ(mkdir(folder_.path("logs").c_str(), 0700), 0);
+  const auto service = start({"--to", "json:stored", "--to", "text:logs/shop", "--on-failure",
+                              "stop", "--listen", "unix:sock"});
+  const auto a = greet(hello_of_a, R"({"ack":0})");
+  std::filesystem::remove_all(folder_.path("logs"));
+  a->send(note_record("one"));
+  EXPECT_EQ(service->wait_for_end().status, 3);
+}
+
+// --- kplog send
+
+TEST_F(EmitAcknowledged, SendWaitsForTheServiceAndSendsWhatIsMissing) {
+  folder_.write("records", note_record("one") + "\n" + note_record("two"));
+  running_command sender(folder_.path(), {"send", "--socket", "sock", "--client", "a", "records"});
+  const auto service = start_service();
+  const command_end sent = sender.wait();
+  EXPECT_EQ(sent.status, 0);
+  EXPECT_EQ(sent.err, "kplog: 2 records acknowledged, 0 of them bad\n");
+  folder_.write("records", note_record("one") + note_record("two") + "{}\n" + note_record("four"));
+  const auto again = run_kplog(folder_.path(), "send --socket sock --client a records");
+  EXPECT_EQ(again.status, 1);
+  EXPECT_THAT(again.err, HasSubstr("record 3: "));
+  EXPECT_EQ(run_kplog(folder_.path(), "send --socket sock < records").status, 1);
+  EXPECT_EQ(end_of(*service).status, 1);
+  EXPECT_THAT(numbers()["a"], ElementsAre(1, 2, 4));
+  EXPECT_EQ(numbers().size(), 2u);
+}
+
+TEST_F(EmitAcknowledged, SendEndsAtASignalAndAtARefusal) {
+  running_command waiting(folder_.path(), {"send", "--socket", "nowhere"});
+  waiting.signal(SIGTERM);
+  EXPECT_EQ(waiting.wait_for_end().status, 143);
+  const auto service = start_listening();
+  const auto refused = run_kplog(folder_.path(), "send --socket sock < /dev/null");
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_THAT(refused.err, HasSubstr("acknowledges nothing"));
+}
+
+// --- Everything at once
+
+// KPLOG_SERVICE_DEATHS tells how often the service is killed, 4 times without it; each death is
+// worth 1000 records of 50 clients.
+class EmitServiceDeaths : public EmitAcknowledged {
+ protected:
+  static unsigned deaths() {
+    const char* const told = std::getenv("KPLOG_SERVICE_DEATHS");
+    return told == nullptr ? 4 : static_cast<unsigned>(std::stoul(told));
+  }
+};
+
+// A client that connects anew and sends again until everything is acknowledged.
+class stubborn_client {
+ public:
+  stubborn_client(std::string path, unsigned name, uint64_t records)
+      : path_(std::move(path)), name_(std::to_string(name)), records_(records), random_(name) {}
+
+  void run() {
+    while (acknowledged_ < records_) {
+      socket_client connection(path_);
+      if (!connection.is_connected() ||
+          !connection.send("{\"kplog\":1,\"client\":\"" + name_ + "\"}\n"))
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+      else
+        use(connection);
+    }
+  }
+
+ private:
+  void use(socket_client& connection) {
+    if (!hear(connection)) return;
+    const uint64_t last = std::min<uint64_t>(records_, acknowledged_ + 1 + random_() % 400);
+    std::string records;
+    for (uint64_t number = acknowledged_ + 1; number <= last; ++number)
+      records += note_record(name_ + "-" + std::to_string(number));
+    if (!connection.send(records)) return;
+    if (random_() % 4 == 0) return;  // not to hear what became of them
+    while (acknowledged_ < last && hear(connection)) {
+    }
+  }
+  bool hear(socket_client& connection) {
+    const std::string line = connection.line();
+    if (!line.starts_with("{\"ack\":") || !line.ends_with('}')) return false;
+    acknowledged_ = std::stoull(line.substr(7));
+    return true;
+  }
+
+  std::string path_;
+  std::string name_;
+  uint64_t records_;
+  std::minstd_rand random_;
+  uint64_t acknowledged_ = 0;
+};
+
+// The folder of an output goes, and comes back, between and during the lives of the service.
+TEST_F(EmitServiceDeaths, EveryRecordIsThereOnce) {
+  static constexpr unsigned clients = 50;
+  const uint64_t each = deaths() * 20;
+  ASSERT_EQ(mkdir(folder_.path("logs").c_str(), 0700), 0);
+  std::vector<std::thread> senders;
+  for (unsigned name = 0; name < clients; ++name)
+    senders.emplace_back(
+        [this, name, each] { stubborn_client(folder_.path("sock"), name, each).run(); });
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  const auto pause = [&random] {
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 60000));
+  };
+  const words arguments = {"--to",    "json:stored", "--to",     "text:logs/shop",
+                           "--count", "shop",        "--listen", "unix:sock"};
+  for (unsigned death = 0; death < deaths(); ++death) {
+    const auto service = start(arguments);
+    EXPECT_TRUE(service->wait_for_err("listening on"));
+    pause();
+    if (death % 4 == 3) {
+      std::filesystem::rename(folder_.path("logs"), folder_.path("away"));
+      pause();
+      std::filesystem::rename(folder_.path("away"), folder_.path("logs"));
+      pause();
+    }
+    end_of(*service, SIGKILL);
+  }
+  const auto service = start(arguments);
+  EXPECT_TRUE(service->wait_for_err("listening on"));
+  for (std::thread& sender : senders) sender.join();
+  EXPECT_EQ(end_of(*service).status, 0);
+  const auto stored = numbers();
+  EXPECT_EQ(stored.size(), clients);
+  for (const auto& [name, numbers] : stored) EXPECT_EQ(numbers, up_to(each)) << name;
+  std::string log;
+  for (const auto& file : std::filesystem::directory_iterator(folder_.path("logs")))
+    if (file.path().filename().string().starts_with("shop.2"))
+      log += folder_.text("logs/" + file.path().filename().string());
+  EXPECT_EQ(static_cast<uint64_t>(std::count(log.begin(), log.end(), '\n')), clients * each);
+  EXPECT_EQ(static_cast<uint64_t>(count_in(folder_.text("shop.cnt"), 2026, 11, 15, 1003)),
+            clients * each);
+}

@@ -1,0 +1,29 @@
+#include "tools/emit/patience.h"
+
+#include <chrono>
+#include <thread>
+
+#include "recording/files/descriptor.h"
+
+// Between two tries; in steps, so that a signal is not waited for.
+static constexpr std::chrono::milliseconds try_pause(200);
+static constexpr std::chrono::milliseconds pause_step(20);
+
+bool emit_patience::tries_again(const file_error& error) {
+  if (!is_patient_ || error.name() == standard_output_name) return false;
+  if (trouble_ != error.what()) {
+    trouble_ = error.what();
+    report_.problem("unwritable"_rule, trouble_ + "; nothing is read until it can be written");
+  }
+  for (auto left = try_pause; left.count() > 0; left -= pause_step) {
+    if (signals_.ending() != 0) return false;
+    std::this_thread::sleep_for(pause_step);
+  }
+  return true;
+}
+
+void emit_patience::was_written() {
+  if (trouble_.empty()) return;
+  trouble_.clear();
+  report_.note("the outputs can be written again");
+}
