@@ -18,6 +18,11 @@ class RecoverCommand : public testing::Test {
     return result;
   }
 
+  // A name that only rings have.
+  static std::string ring_of(char digit) {
+    return "shop.ring." + std::string(16, digit) + "-" + std::string(32, digit);
+  }
+
   const temp_folder folder_;
 };
 
@@ -37,18 +42,21 @@ TEST_F(RecoverCommand, NeedsAFolder) {
 }
 
 TEST_F(RecoverCommand, LeavesWhatIsNoRing) {
-  folder_.write("shop.ring.short", "x");
-  folder_.write("shop.ring.zeros", std::string(ring_head_size + ring_block_size, '\0'));
-  std::filesystem::create_directory(folder_.file("shop.ring.folder"));
-  std::filesystem::create_symlink("shop.ring.short", folder_.file("shop.ring.link"));
+  folder_.write("shop.ring.notes.new", "x");
+  folder_.write(ring_of('1'), "x");
+  folder_.write(ring_of('2'), std::string(ring_head_size + ring_block_size, '\0'));
+  std::filesystem::create_directory(folder_.file(ring_of('3')));
+  std::filesystem::create_symlink(ring_of('1'), folder_.file(ring_of('4')));
   const command_result found = recover("--format json shop");
   EXPECT_EQ(found.status, 1);
   expect_golden_file("recover.expected", found.err);
-  EXPECT_EQ(read_whole_file(folder_.file("shop.ring.short")), "x");
+  EXPECT_EQ(read_whole_file(folder_.file(ring_of('1'))), "x");
+  EXPECT_EQ(read_whole_file(folder_.file("shop.ring.notes.new")), "x");
 }
 
 TEST_F(RecoverCommand, TakesAwayARingThatWasNeverBegun) {
-  folder_.write("shop.ring.x.new", "");
+  const std::string begun = ring_of('1') + ".new";
+  folder_.write(begun, "");
   EXPECT_EQ(recover("shop").status, 0);
-  EXPECT_FALSE(std::filesystem::exists(folder_.file("shop.ring.x.new")));
+  EXPECT_FALSE(std::filesystem::exists(folder_.file(begun)));
 }

@@ -25,12 +25,13 @@ static void write_summary(const recovered_events& found, const report_options& r
     json.begin_object().key("summary").begin_object();
     json.key("rings").number(found.rings).key("recovered").number(found.recovered);
     json.key("left").number(found.staying).key("damaged").number(found.damaged);
-    json.key("failed").number(found.failures);
+    json.key("failed").number(found.failures).key("in_use").number(found.in_use);
     json.end_object().end_object();
     log << line << '\n';
   } else {
     log << "kplog: " << counted(found.rings, "ring") << ": " << counted(found.recovered, "event")
-        << " recovered\n";
+        << " recovered"
+        << (found.in_use == 0 ? "" : ", " + counted(found.in_use, "ring") + " in use") << '\n';
   }
 }
 
@@ -40,6 +41,7 @@ static void add(recovered_events& sum, const recovered_events& more) {
   sum.staying += more.staying;
   sum.damaged += more.damaged;
   sum.failures += more.failures;
+  sum.in_use += more.in_use;
 }
 
 static command_outcome recover(const recover_options& options, std::ostream& log) {
