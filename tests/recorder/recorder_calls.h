@@ -11,7 +11,7 @@
 using answer = kp_LOG_Recorded;
 using std::chrono::milliseconds;
 
-inline constexpr milliseconds patience(20000);
+inline constexpr milliseconds patience(60000);
 
 // With options that leave faults to the test, and an event.
 class RecorderCalls : public RecorderPlace {
@@ -52,9 +52,12 @@ class RecorderCalls : public RecorderPlace {
   // Looks until it is so, at most for a while.
   template <class Condition>
   static bool becomes(Condition condition) {
-    for (int turn = 0; turn < 2000 && !condition(); ++turn)
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+      if (std::chrono::steady_clock::now() > end) return false;
       std::this_thread::sleep_for(milliseconds(5));
-    return condition();
+    }
+    return true;
   }
 
   std::mutex mutex_;
