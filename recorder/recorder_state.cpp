@@ -153,6 +153,7 @@ void recorder_state::close() noexcept {
   closing_since_ = std::chrono::steady_clock::now();
   is_closing_.store(true);
   const bool are_lanes_closed = close_lanes();
+  are_calls_over_.store(true);
   wake_writer_up();
   writer_.join();
   if (is_empty_ && are_lanes_closed) ring_->remove();

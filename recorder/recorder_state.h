@@ -176,6 +176,7 @@ class recorder_state : public std::enable_shared_from_this<recorder_state> {
   std::chrono::steady_clock::time_point opening_since_ = std::chrono::steady_clock::now();
   bool is_open_ = false;
   std::atomic<bool> is_closing_ = false;
+  std::atomic<bool> are_calls_over_ = false;  // nothing more comes into the ring
   std::chrono::steady_clock::time_point closing_since_;
   std::atomic<uint32_t> is_asleep_ = 0;
   std::atomic<uint64_t> delivered_ = 0;  // events

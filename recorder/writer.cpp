@@ -92,7 +92,7 @@ void recorder_state::tell_that_events_wait(const std::exception& error) noexcept
 // One turn: a batch, or a rest. What was recorded before the ticket was drawn, or before the lanes
 // were closed, is seen by the reading that follows.
 void recorder_state::work() {
-  const bool is_closing = is_closing_.load();
+  const bool is_last_reading = are_calls_over_.load();
   const uint64_t ticket = flushes_.last();
   if (pending_.is_empty()) {
     collect(pending_);
@@ -109,7 +109,7 @@ void recorder_state::work() {
   }
   flushes_.finish(ticket);
   reclaim_idle_blocks();
-  if (is_closing) return end();
+  if (is_last_reading) return end();
   rest();
 }
 
