@@ -100,6 +100,13 @@ TEST_F(FindCommand, WrongConditionsGiveStatus2BeforeAnythingIsShown) {
                               "--event LOGIN --or --or --grep x",
                               "--since today --until yesterday",
                               "--format xml",
+                              "--format svg",
+                              "--by dax",
+                              "--by day --format log",
+                              "--by day --format text",
+                              "--by day --last 1",
+                              "--by day --format json --codepage ISO-8859-1",
+                              "--by day --format svg --codepage ISO-8859-1",
                               "--diagnostics xml",
                               "--format json --codepage ISO-8859-1"}) {
     const auto refused = find(options);
@@ -170,6 +177,49 @@ TEST_F(FindCommand, JsonIsTheStoredForm) {
             R"("message":"[unknown event 4711 \"LINK_UP\"] LINK=\"eth0\""})"
             "\n");
   EXPECT_EQ(run("render -q --definitions shop.ldf marked").out, link_up);
+}
+
+// --- counts
+
+TEST_F(FindCommand, CountsRecordsInsteadOfShowingThem) {
+  const auto table = find("--by event,hour");
+  EXPECT_EQ(table.out,
+            "EVENT    HOUR                       ENTRIES\n"
+            "LINK_UP  2026-11-16T11:00:00+08:00        1\n"
+            "LOGIN    2026-11-15T16:00:00+08:00        1\n"
+            "LOGIN    2026-11-15T17:00:00+08:00        1\n"
+            "LOGOUT   2026-11-16T10:00:00+08:00        1\n");
+  EXPECT_EQ(table.err, "kplog: 4 records: 4 counted, 0 bad\n");
+  EXPECT_EQ(table.status, 0);
+  EXPECT_EQ(find("-q --by day --format csv").out, "day,count\r\n2026-11-15,2\r\n2026-11-16,2\r\n");
+  EXPECT_EQ(
+      nlohmann::json::parse(find("-q --by month --format json").out),
+      nlohmann::json::parse(R"({"total":4,"others":0,"rows":[{"month":"2026-11","count":4}]})"));
+  EXPECT_THAT(find("-q --by level --format svg").out, StartsWith("<?xml version=\"1.0\""));
+}
+
+TEST_F(FindCommand, CountsTheRecordsThatFit) {
+  const auto some = find("--by event --grep came --diagnostics json");
+  EXPECT_EQ(some.out, "EVENT  ENTRIES\nLOGIN        2\n");
+  EXPECT_EQ(nlohmann::json::parse(some.err)["summary"],
+            nlohmann::json::parse(
+                R"({"read":4,"rendered":0,"marked":0,"counted":2,"bad":0,"left_out":2})"));
+  EXPECT_EQ(find("-q --by event --since 2026-11-16").out,
+            "EVENT    ENTRIES\nLINK_UP        1\nLOGOUT         1\n");
+}
+
+TEST_F(FindCommand, BadRecordsAreNotCounted) {
+  folder_.write("records", "{\"event\":1001}\nno record\n");
+  const auto counts = find("--by event");
+  EXPECT_EQ(counts.out, "EVENT  ENTRIES\nLOGIN        1\n");
+  EXPECT_EQ(counts.status, 1);
+  EXPECT_THAT(counts.err, HasSubstr("kplog: 2 records: 1 counted, 1 bad\n"));
+}
+
+TEST_F(FindCommand, CountsAreInTheCodePage) {
+  folder_.write("records", "{\"event\":\"\u00e9\u4e2d\"}\n");
+  EXPECT_EQ(find("-q --by event --codepage ISO-8859-1").out,
+            "EVENT  ENTRIES\n\xe9\\u{4E2D}          1\n");
 }
 
 // In every form, each record is one line, on which nothing steers a terminal.

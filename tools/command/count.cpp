@@ -1,6 +1,3 @@
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -29,17 +26,6 @@ struct count_options {
   std::string aux;          // empty: none
   report_options report;
 };
-
-static constexpr size_t unknown_terminal_width = 80;
-
-// The cells of a line of the terminal; 0 when standard output is none.
-static size_t terminal_line_width() {
-  if (isatty(STDOUT_FILENO) == 0) return 0;
-  winsize size = {};
-  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
-    return unknown_terminal_width;
-  return size.ws_col;
-}
 
 struct count_format_row {
   const char* name;

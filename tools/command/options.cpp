@@ -1,5 +1,6 @@
 #include "tools/command/options.h"
 
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -253,4 +254,14 @@ void apply_severities(const std::vector<std::string>& settings, diagnostic_list&
     const std::string problem = set_severity(text, found);
     if (!problem.empty()) throw wrong_usage(problem);
   }
+}
+
+static constexpr size_t unknown_terminal_width = 80;
+
+size_t terminal_line_width() {
+  if (isatty(STDOUT_FILENO) == 0) return 0;
+  winsize size = {};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
+    return unknown_terminal_width;
+  return size.ws_col;
 }

@@ -106,4 +106,7 @@ void add_severity_option(CLI::App& command, std::vector<std::string>& settings);
 // Sets the severities. Raises wrong_usage for a text that is no setting.
 void apply_severities(const std::vector<std::string>& settings, diagnostic_list& found);
 
+// The cells of a line of the terminal; 0 when standard output is none.
+size_t terminal_line_width();
+
 #endif

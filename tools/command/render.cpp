@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <chrono>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <stdexcept>
 
@@ -9,6 +11,7 @@
 #include "recording/records/event_set.h"
 #include "recording/records/input.h"
 #include "recording/records/view.h"
+#include "recording/text/code_page.h"
 #include "recording/text/json_text.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
@@ -18,6 +21,7 @@
 #include "tools/emit/files.h"
 #include "tools/emit/run_report.h"
 #include "tools/find/conditions.h"
+#include "tools/find/counts.h"
 #include "tools/find/forms.h"
 #include "tools/report/outcome.h"
 
@@ -26,8 +30,9 @@ struct render_options {
   event_set_options events;
   std::string code_page;  // empty: UTF-8
   find_options find;
-  std::string format = "text";  // of what is shown
+  std::string format;           // of what is shown; empty: text, or a table of counts
   size_t last = 0;              // so many of the records that fit; 0: all
+  std::vector<std::string> by;  // what records are counted by; none: they are shown
   report_options report;
 };
 
@@ -35,10 +40,11 @@ struct render_options {
 struct render_tally {
   uint64_t rendered = 0;
   uint64_t marked = 0;    // shown by what they hold
+  uint64_t counted = 0;   // instead of shown
   uint64_t bad = 0;       // refused
   uint64_t left_out = 0;  // do not fit, or come before the last that are wanted
 
-  uint64_t total() const { return rendered + marked + bad + left_out; }
+  uint64_t total() const { return rendered + marked + counted + bad + left_out; }
 };
 
 // A run.
@@ -48,15 +54,21 @@ class record_rendering {
                    emit_report& report)
       : conditions_(options.find, events, std::chrono::system_clock::now()),
         view_(events),
-        form_(record_format_of(options.format), events, options.code_page),
+        form_(record_format_of(options.by.empty() ? options.format : "text"), events,
+              options.code_page),
         last_(options.last),
         out_(out),
-        report_(report) {}
+        report_(report) {
+    if (!options.by.empty()) counts_.emplace(options.by, events, std::chrono::system_clock::now());
+  }
 
   // Shows the records of the files that fit, those of one read at once, so that people who wait for
   // them see them; where the last are wanted, these at the end. False, with errno, when standard
   // output fails. Raises file_error.
   bool show(record_files& files);
+
+  // Of a run that counts: shows the counts. False like show.
+  bool show_counts(const render_options& options);
 
   const render_tally& tally() const { return tally_; }
 
@@ -68,6 +80,7 @@ class record_rendering {
   };
 
   void take(const record_line& line);
+  bool take_if_it_fits(const parsed_record& record);
   void show(const viewed_record& viewed);
   void keep(const viewed_record& viewed);
   void take_kept();
@@ -76,6 +89,7 @@ class record_rendering {
   record_conditions conditions_;
   record_view view_;
   record_form form_;
+  std::optional<record_counts> counts_;  // instead of showing
   size_t last_;
   std::ostream& out_;
   emit_report& report_;
@@ -84,15 +98,25 @@ class record_rendering {
   render_tally tally_;
 };
 
+// To be counted a record needs its message only where that decides.
+bool record_rendering::take_if_it_fits(const parsed_record& record) {
+  if (!conditions_.fit(record)) return false;
+  if (!counts_ || conditions_.ask_for_messages()) {
+    const viewed_record viewed = view_.view(record);
+    if (!conditions_.fit_message(viewed.text)) return false;
+    if (!counts_) show(viewed);
+  }
+  if (counts_) {
+    counts_->add(record);
+    ++tally_.counted;
+  }
+  return true;
+}
+
 void record_rendering::take(const record_line& line) {
   try {
     check_length(line);
-    const parsed_record& record = view_.parse(line.text);
-    if (conditions_.fit(record)) {
-      const viewed_record viewed = view_.view(record);
-      if (conditions_.fit_message(viewed.text)) return show(viewed);
-    }
-    ++tally_.left_out;
+    if (!take_if_it_fits(view_.parse(line.text))) ++tally_.left_out;
   } catch (const record_error& error) {
     report_.bad_record(line, error);
     ++tally_.bad;
@@ -135,7 +159,7 @@ bool record_rendering::write() {
 
 bool record_rendering::show(record_files& files) {
   std::vector<pollfd> watched;
-  form_.append_heading(lines_);
+  if (!counts_) form_.append_heading(lines_);
   while (!files.at_end()) {
     watched.clear();
     files.watch(watched);
@@ -144,6 +168,19 @@ bool record_rendering::show(record_files& files) {
     if (!write()) return false;
   }
   take_kept();
+  return write();
+}
+
+static bool is_utf8(const std::string& code_page) {
+  return code_page.empty() || code_page == "UTF-8";
+}
+
+bool record_rendering::show_counts(const render_options& options) {
+  if (!counts_) return true;
+  const bool may_have_bars = is_utf8(options.code_page);
+  log_code_page(options.code_page)
+      .append(lines_, counts_->shown(count_format_of(options.format),
+                                     may_have_bars ? terminal_line_width() : 0));
   return write();
 }
 
@@ -157,13 +194,19 @@ static void write_summary(const render_tally& tally, const render_options& optio
     json_text json(line);
     json.begin_object().key("summary").begin_object();
     json.key("read").number(tally.total()).key("rendered").number(tally.rendered);
-    json.key("marked").number(tally.marked).key("bad").number(tally.bad);
+    json.key("marked").number(tally.marked);
+    if (!options.by.empty()) json.key("counted").number(tally.counted);
+    json.key("bad").number(tally.bad);
     if (may_leave_out) json.key("left_out").number(tally.left_out);
     json.end_object().end_object();
     log << line << '\n';
   } else {
-    log << "kplog: " << counted(tally.total(), "record") << ": " << tally.rendered << " rendered, "
-        << tally.marked << " marked, " << tally.bad << " bad";
+    log << "kplog: " << counted(tally.total(), "record") << ": ";
+    if (options.by.empty())
+      log << tally.rendered << " rendered, " << tally.marked << " marked, ";
+    else
+      log << tally.counted << " counted, ";
+    log << tally.bad << " bad";
     if (may_leave_out) log << ", " << tally.left_out << " left out";
     log << '\n';
   }
@@ -179,6 +222,7 @@ static command_outcome show_records(const render_options& options, record_render
     report.problem("unreadable"_rule, error.what());
     outcome = command_outcome::file_error;
   }
+  if (!rendering.show_counts(options)) return command_outcome::file_error;
   report.tell_hidden();
   write_summary(rendering.tally(), options, log);
   const bool is_whole = rendering.tally().marked == 0 && rendering.tally().bad == 0;
@@ -193,8 +237,25 @@ static void check_files(const std::vector<std::string>& records) {
   for (const std::string& path : records) outputs.check_input(path);
 }
 
+// Raises wrong_usage for a form that what is shown does not have.
+static void check_form(render_options& options) {
+  const bool is_counted = !options.by.empty();
+  if (options.format.empty()) options.format = is_counted ? "table" : "text";
+  const std::vector<std::string>& formats =
+      is_counted ? count_format_names() : record_format_names();
+  if (std::find(formats.begin(), formats.end(), options.format) == formats.end())
+    throw wrong_usage("--format " + options.format +
+                      (is_counted ? " shows records; with --by they are counted"
+                                  : " shows counts: say with --by what to count by"));
+  if (!is_counted) return;
+  if (options.last != 0) throw wrong_usage("--by counts every record that fits; leave --last out");
+  if ((options.format == "json" || options.format == "svg") && !is_utf8(options.code_page))
+    throw wrong_usage(options.format + " is in UTF-8; leave --codepage out");
+}
+
 static command_outcome render(render_options& options, std::ostream& out, std::ostream& log) {
   if (options.records.empty()) options.records = {"-"};
+  check_form(options);
   check_files(options.records);
   emit_report report(log, options.report, true);
   return report.report_failures([&] {
@@ -209,8 +270,13 @@ static command_outcome render(render_options& options, std::ostream& out, std::o
 static constexpr size_t most_last = 1'000'000;
 
 static void add_shown_options(CLI::App& command, render_options& options) {
-  add_choice_option(command, "--format", options.format, record_format_names(),
-                    "The form of what is shown; text, the default: the messages");
+  std::vector<std::string> formats = record_format_names();
+  formats.emplace_back("svg");
+  add_choice_option(command, "--format", options.format, formats,
+                    "The form of what is shown; text, the default: the messages; of counts table, "
+                    "the default, json, csv and svg");
+  add_choices_option(command, "--by", options.by, count_key_names(),
+                     "Count the records by these, with commas, instead of showing them");
   add_read_option(
       command, {"--last", "N", "The last N of these records, at most 1000000"},
       [&options](const std::string& text) {
@@ -246,5 +312,6 @@ constexpr kplog_command_row render_command = {
     "  grep USER_LOGIN entries.jsonl | kplog render --definitions events.ldf --locale de_DE\n"
     "  kplog render --definitions events.ldf --since yesterday --event 'USER_*' --where "
     "'PORT>=1024' entries.jsonl\n"
-    "  kplog render --definitions events.ldf --last 20 --format table entries.jsonl\n",
+    "  kplog render --definitions events.ldf --last 20 --format table entries.jsonl\n"
+    "  kplog render --definitions events.ldf --since today --by event,hour entries.jsonl\n",
     describe_render};

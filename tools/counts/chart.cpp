@@ -7,55 +7,18 @@
 #include "recording/text/escape.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
-#include "tools/counts/chart_parts.h"
+#include "tools/chart/bars.h"
+#include "tools/chart/chart_page.h"
 
 using std::chrono::sys_days;
 
-// Lengths are in pixels of an image that nobody scales.
-static constexpr double chart_width = 960;
-static constexpr double margin = 24;
-static constexpr double plot_top = 88;
-static constexpr double cell_width = 8.5;  // of a wide capital letter, about
-static constexpr double label_drop = 4;    // from the middle of a line of text to its base
+// Lengths are in pixels.
 static constexpr double timeline_height = 420;
 static constexpr double timeline_bottom = 368;  // of the plot
 static constexpr double widest_column = 72;
 static constexpr double legend_width = 220;
-static constexpr double bar_pitch = 28;  // from one bar to the next
-static constexpr double bar_height = 18;
-static constexpr size_t label_cells = 34;   // of events beside their bars
 static constexpr size_t legend_cells = 20;  // of events in the legend
 static constexpr size_t series_limit = 6;   // events with a color of their own
-
-// The colors stay apart for people who see few of them.
-static constexpr std::string_view chart_style = R"(
-text { font: 12px system-ui, "Segoe UI", "DejaVu Sans", sans-serif; fill: #59636e; }
-text.title { font-size: 18px; font-weight: 600; fill: #1f2328; }
-text.value, text.name { fill: #1f2328; }
-text.center { text-anchor: middle; }
-text.right, text.name { text-anchor: end; }
-.paper { fill: #ffffff; }
-.grid { stroke: #d8dee4; }
-.axis { stroke: #8c959f; }
-.s0 { fill: #0072b2; }
-.s1 { fill: #e69f00; }
-.s2 { fill: #009e73; }
-.s3 { fill: #cc79a7; }
-.s4 { fill: #56b4e9; }
-.s5 { fill: #d55e00; }
-.s6 { fill: #9aa0a6; }
-@media (prefers-color-scheme: dark) {
-text { fill: #9da7b3; }
-text.title, text.value, text.name { fill: #e6edf3; }
-.paper { fill: #0d1117; }
-.grid { stroke: #2b323b; }
-.axis { stroke: #6e7681; }
-.s0 { fill: #2f8fd0; }
-.s4 { fill: #8fd0f5; }
-}
-)";
-
-static constexpr const char* no_entries = "No entries";
 
 // A day or month with entries, its place on the axis, and its counts by series.
 struct chart_period {
@@ -80,26 +43,6 @@ struct chart_plot {
   double right = chart_width - margin;
   double bottom = timeline_bottom;
 };
-
-// At most `cells` of a text that is escaped for a terminal.
-static std::string shortened(const std::string& text, size_t cells) {
-  if (terminal_width(text) <= cells) return text;
-  std::string kept;
-  for (const utf8_character& character : utf8(text)) {
-    const std::string longer = kept + std::string(character.bytes);
-    if (terminal_width(longer) >= cells) break;
-    kept = longer;
-  }
-  return kept + "\u2026";
-}
-
-static double text_width(const std::string& text) {
-  return static_cast<double>(terminal_width(text)) * cell_width;
-}
-
-static std::string entries_text(uint64_t count) {
-  return std::to_string(count) + (count == 1 ? " entry" : " entries");
-}
 
 // --- What is said in words
 
@@ -135,18 +78,12 @@ static std::string span_text(const counter_report& report) {
   return first == last ? first : first + " to " + last;
 }
 
-static svg_writer begin_chart(const counter_report& report, double height,
-                              const std::string& most) {
+static chart_words words_of(const counter_report& report, const std::string& most) {
   std::string subtitle = entries_text(report.total) + " of " + counted(report.events, "event") +
                          " on " + counted(report.days, "day");
   const std::string span = report.grouping.period == report_period::none ? "" : span_text(report);
   if (!span.empty()) subtitle += ", " + span;
-  svg_writer svg(chart_width, height, chart_style, chart_title(report),
-                 subtitle + (most.empty() ? "." : ". Most: " + most + "."));
-  svg.rectangle("paper", {0, 0, chart_width, height});
-  svg.text("title", margin, 38, chart_title(report));
-  svg.text("subtitle", margin, 60, subtitle);
-  return svg;
+  return {chart_title(report), subtitle, most};
 }
 
 // --- Columns over time
@@ -272,7 +209,7 @@ static void draw_legend(svg_writer& svg, const counter_report& report,
     const double y = plot_top + static_cast<double>(series) * 22;
     svg.rectangle("s" + std::to_string(series), {left, y, 12, 12});
     svg.text("value", left + 20, y + 10,
-             shortened(series_name(report, timeline, series), legend_cells));
+             shortened_label(series_name(report, timeline, series), legend_cells));
   }
 }
 
@@ -285,7 +222,7 @@ static std::string largest_period(const chart_timeline& timeline) {
 
 static std::string timeline_chart(const counter_report& report) {
   const chart_timeline timeline = timeline_of(report);
-  svg_writer svg = begin_chart(report, timeline_height, largest_period(timeline));
+  svg_writer svg = begin_chart(words_of(report, largest_period(timeline)), timeline_height);
   if (timeline.periods.empty()) svg.text("center", chart_width / 2, 220, no_entries);
   if (timeline.unplaced != 0)
     svg.text("subtitle", margin, timeline_height - 14,
@@ -293,7 +230,7 @@ static std::string timeline_chart(const counter_report& report) {
   if (timeline.periods.empty()) return svg.finished();
   const std::vector<axis_mark> marks = count_marks(timeline.largest, 5);
   chart_plot plot;
-  plot.left = margin + text_width(marks.back().label) + 12;
+  plot.left = margin + label_width(marks.back().label) + 12;
   if (!timeline.series.empty()) {
     plot.right -= legend_width;
     draw_legend(svg, report, timeline, plot.right + 24);
@@ -306,50 +243,15 @@ static std::string timeline_chart(const counter_report& report) {
 
 // --- A bar for each event
 
-static void draw_bar_axis(svg_writer& svg, const std::vector<axis_mark>& marks,
-                          const chart_plot& plot) {
-  for (const axis_mark& mark : marks) {
-    const double x = plot.left + mark.position / marks.back().position * (plot.right - plot.left);
-    svg.line(mark.position == 0 ? "axis" : "grid", x, plot_top, x, plot.bottom);
-    svg.text("center", x, plot.bottom + 18, mark.label);
-  }
-}
-
-static std::string bar_chart(const counter_report& report) {
-  const double bars = static_cast<double>(std::max(report.rows.size(), size_t{1})) * bar_pitch;
-  chart_plot plot;
-  plot.bottom = plot_top + bars;
-  const double height = plot.bottom + 40;
-  if (report.rows.empty()) {
-    svg_writer svg = begin_chart(report, height, "");
-    svg.text("center", chart_width / 2, plot_top + bar_height, no_entries);
-    return svg.finished();
-  }
-  const report_row& first = report.rows.front();
-  svg_writer svg = begin_chart(report, height,
-                               report.event_text(first.id) + " with " + entries_text(first.count));
-  const std::vector<axis_mark> marks = count_marks(first.count, 6);
-  double widest_label = 0;
-  for (const report_row& row : report.rows)
-    widest_label =
-        std::max(widest_label, text_width(shortened(report.event_text(row.id), label_cells)));
-  plot.left = margin + widest_label + 10;
-  plot.right -= text_width(std::to_string(first.count)) + 8;
-  draw_bar_axis(svg, marks, plot);
-  double top = plot_top + (bar_pitch - bar_height) / 2;
-  for (const report_row& row : report.rows) {
-    const double share = static_cast<double>(row.count) / marks.back().position;
-    const double width = row.count == 0 ? 0 : std::max(1.0, share * (plot.right - plot.left));
-    const std::string name = report.event_text(row.id);
-    const double base = top + bar_height / 2 + label_drop;
-    svg.text("name", plot.left - 10, base, shortened(name, label_cells));
-    svg.rectangle("s0", {plot.left, top, width, bar_height}, name + ": " + entries_text(row.count));
-    svg.text("value", plot.left + width + 8, base, std::to_string(row.count));
-    top += bar_pitch;
-  }
-  return svg.finished();
+static std::string event_chart(const counter_report& report) {
+  std::vector<chart_bar> bars;
+  for (const report_row& row : report.rows) bars.push_back({report.event_text(row.id), row.count});
+  const std::string most =
+      bars.empty() ? "" : bars.front().name + " with " + entries_text(bars.front().count);
+  return bar_chart(words_of(report, most), bars);
 }
 
 std::string counter_chart(const counter_report& report) {
-  return report.grouping.period == report_period::none ? bar_chart(report) : timeline_chart(report);
+  return report.grouping.period == report_period::none ? event_chart(report)
+                                                       : timeline_chart(report);
 }

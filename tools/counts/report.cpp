@@ -1,13 +1,13 @@
 #include "tools/counts/report.h"
 
 #include <algorithm>
-#include <cmath>
 #include <nlohmann/json.hpp>
 #include <tuple>
 #include <utility>
 
 #include "recording/text/escape.h"
 #include "recording/text/words.h"
+#include "tools/chart/bars.h"
 
 // --- Adding up
 
@@ -98,28 +98,11 @@ static const char* period_name(report_period period) {
 
 // --- The table
 
-static constexpr size_t smallest_bar_width =
-    8;  // cells of the longest bar; below it there are none
-
-// A bar of whole cells and one of eighths; whatever is above 0 shows.
-static std::string bar(uint64_t count, uint64_t largest, size_t width) {
-  if (count == 0) return "";
-  const double share = static_cast<double>(count) / static_cast<double>(largest);
-  const size_t eighths =
-      std::max(size_t{1}, static_cast<size_t>(std::lround(share * static_cast<double>(width * 8))));
-  std::string cells;
-  for (size_t i = 0; i < eighths / 8; ++i) cells += "\u2588";
-  static constexpr const char* parts[] = {"",       "\u258F", "\u258E", "\u258D",
-                                          "\u258C", "\u258B", "\u258A", "\u2589"};
-  return cells + parts[eighths % 8];
-}
-
 static text_row table_headings(const counter_report& report) {
   text_row headings;
   if (report.grouping.period != report_period::none)
     headings.emplace_back(report.grouping.period == report_period::day ? "DAY" : "MONTH");
   if (report.grouping.by_event) headings.emplace_back("EVENT");
-  headings.emplace_back("ENTRIES");
   return headings;
 }
 
@@ -127,23 +110,13 @@ static text_row table_cells(const counter_report& report, const report_row& row)
   text_row cells;
   if (report.grouping.period != report_period::none) cells.push_back(report.period_text(row.start));
   if (report.grouping.by_event) cells.push_back(report.event_text(row.id));
-  cells.push_back(std::to_string(row.count));
   return cells;
 }
 
 std::string counter_table(const counter_report& report, size_t width) {
-  std::vector<text_row> rows = {table_headings(report)};
-  for (const report_row& row : report.rows) rows.push_back(table_cells(report, row));
-  const std::set<size_t> right_aligned = {rows.front().size() - 1};
-  std::string table = in_columns(rows, right_aligned);
-  const size_t used = terminal_width(std::string_view(table).substr(0, table.find('\n'))) + 2;
-  if (width < used + smallest_bar_width) return table;
-  uint64_t largest = 0;
-  for (const report_row& row : report.rows) largest = std::max(largest, row.count);
-  rows.front().emplace_back();
-  for (size_t i = 0; i < report.rows.size(); ++i)
-    rows[i + 1].push_back(bar(report.rows[i].count, largest, width - used));
-  return in_columns(rows, right_aligned);
+  std::vector<counted_row> rows;
+  for (const report_row& row : report.rows) rows.push_back({table_cells(report, row), row.count});
+  return bar_table(table_headings(report), rows, width);
 }
 
 // --- JSON
@@ -176,26 +149,6 @@ std::string counter_json(const counter_report& report, const day_range& range) {
 }
 
 // --- CSV
-
-static std::string csv_field(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-  std::string quoted = "\"";
-  for (const char character : text) {
-    if (character == '"') quoted += '"';
-    quoted += character;
-  }
-  return quoted + '"';
-}
-
-static std::string csv_line(const text_row& fields) {
-  std::string line;
-  const char* separator = "";
-  for (const std::string& field : fields) {
-    line += separator + csv_field(field);
-    separator = ",";
-  }
-  return line + "\r\n";
-}
 
 static text_row csv_headings(const counter_report& report) {
   text_row headings;

@@ -132,14 +132,10 @@ bool record_conditions::fits_time(const parsed_record& record) {
   if (!since_ && !until_) return true;
   const std::string_view told = record.time ? record.time->text : std::string_view();
   if (!time_text_.empty() && told == time_text_) return is_time_fitting_;
-  kp_Time time = now_;
   time_text_ = told;
-  is_time_fitting_ = false;
-  if (record.time &&
-      (time_text_.find('\0') != std::string::npos || !read_record_time(time_text_.c_str(), time)))
-    return false;
-  is_time_fitting_ =
-      (!since_ || time.compare_time(*since_) >= 0) && (!until_ || time.compare_time(*until_) <= 0);
+  const auto time = record.time ? moment_of(*record.time) : now_;
+  is_time_fitting_ = time.has_value() && (!since_ || time->compare_time(*since_) >= 0) &&
+                     (!until_ || time->compare_time(*until_) <= 0);
   return is_time_fitting_;
 }
 
@@ -162,6 +158,11 @@ bool record_conditions::fit(const parsed_record& record) {
     is_any_fitting |= one.is_fitting;
   }
   return is_any_fitting;
+}
+
+bool record_conditions::ask_for_messages() const {
+  return std::any_of(groups_.begin(), groups_.end(),
+                     [](const group& one) { return !one.grep.empty(); });
 }
 
 bool record_conditions::fit_message(std::string_view message) const {

@@ -57,6 +57,8 @@ class record_conditions {
   bool fit(const parsed_record& record);
   // Whether the record that did so fits with its message, too.
   bool fit_message(std::string_view message) const;
+  // Whether messages decide at all.
+  bool ask_for_messages() const;
 
  private:
   // Names, patterns and IDs of which one is to fit.

@@ -8,6 +8,7 @@
 #include "recording/text/escape.h"
 #include "recording/text/json_text.h"
 #include "recording/text/line_writer.h"
+#include "tools/find/event_name.h"
 
 const std::vector<std::string>& record_format_names() {
   static const std::vector<std::string> names = {"text", "log", "json", "csv", "table"};
@@ -58,14 +59,6 @@ std::string record_form::time_of(const viewed_record& viewed) {
   return viewed.record.time ? std::string(viewed.record.time->text) : "-";
 }
 
-// The event's name, or the ID where it has none.
-static std::string event_of(const viewed_record& viewed, const event_set& events) {
-  const parsed_record& record = viewed.record;
-  const known_event* const event = find_event(events, record.event);
-  if (event != nullptr) return event->name.empty() ? std::to_string(event->id) : event->name;
-  return std::string(record.name ? record.name->text : record.event.text);
-}
-
 static std::string id_of(const viewed_record& viewed, const event_set& events) {
   const record_value& told = viewed.record.event;
   if (const known_event* const event = find_event(events, told)) return std::to_string(event->id);
@@ -91,7 +84,7 @@ void record_form::append_text(const viewed_record& viewed) {
 
 void record_form::append_log(const viewed_record& viewed) {
   append_log_text(line_, time_of(viewed) + " " + std::to_string(level_of(viewed.record)) + " " +
-                             event_of(viewed, events_) + " ");
+                             event_name_of(viewed.record, events_) + " ");
   append_log_text(line_, viewed.text);
 }
 
@@ -100,7 +93,7 @@ void record_form::append_table(const viewed_record& viewed) {
   pad(line_, 0, time_width);
   line_ += "  " + std::to_string(level_of(viewed.record)) + "      ";
   const size_t event_start = line_.size();
-  line_ += terminal_text(event_of(viewed, events_));
+  line_ += terminal_text(event_name_of(viewed.record, events_));
   pad(line_, event_start, event_width_);
   line_ += "  " + terminal_text(viewed.text);
 }
@@ -145,7 +138,7 @@ void record_form::append_csv(const viewed_record& viewed) {
   append_cell(time_of(viewed));
   append_cell(std::to_string(level_of(viewed.record)));
   append_cell(id_of(viewed, events_));
-  append_cell(event_of(viewed, events_));
+  append_cell(event_name_of(viewed.record, events_));
   append_cell(viewed.text);
   append_cell(attributes);
 }

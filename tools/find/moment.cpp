@@ -27,11 +27,15 @@ static std::string day_text(chrono::system_clock::time_point moment, int days_la
   return text.data();
 }
 
-static std::optional<kp_Time> told_moment(std::string text, moment_edge edge) {
-  if (text.size() == date_size && edge == moment_edge::last) text += "T23:59:59";
+static std::optional<kp_Time> read_moment(const std::string& text) {
   kp_Time moment;
   if (text.find('\0') != std::string::npos || !read_record_time(text.c_str(), moment)) return {};
   return moment;
+}
+
+static std::optional<kp_Time> told_moment(std::string text, moment_edge edge) {
+  if (text.size() == date_size && edge == moment_edge::last) text += "T23:59:59";
+  return read_moment(text);
 }
 
 // --- "2 hours ago"
@@ -78,4 +82,8 @@ kp_Time moment_of(const std::string& text, moment_edge edge, chrono::system_cloc
     throw std::invalid_argument(std::string("expected ") + moment_form + ", not " +
                                 in_quotes(shortened(text)));
   return *moment;
+}
+
+std::optional<kp_Time> moment_of(const record_value& time) {
+  return read_moment(std::string(time.text));
 }

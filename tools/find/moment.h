@@ -3,9 +3,11 @@
 #define TOOLS_FIND_MOMENT_H
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 #include "base/kp_time.h"
+#include "recording/records/parser.h"
 
 inline constexpr char moment_form[] =
     "a time such as 2026-11-15T17:02:56+08:00, a date, \"today\", \"yesterday\", \"now\" or \"2 "
@@ -20,5 +22,8 @@ enum class moment_edge { first, last };
 // what is expected, for any other text.
 kp_Time moment_of(const std::string& text, moment_edge edge,
                   std::chrono::system_clock::time_point now);
+
+// The moment that a record tells as its time; nothing for a text that is no time.
+std::optional<kp_Time> moment_of(const record_value& time);
 
 #endif

@@ -3,33 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdlib>
-#include <ctime>
 #include <stdexcept>
 
+#include "tests/support/zone_setting.h"
+
 namespace chrono = std::chrono;
-
-// While it lives, this is the zone of the process.
-class zone_setting {
- public:
-  explicit zone_setting(const char* zone) {
-    if (const char* const before = std::getenv("TZ")) before_ = before;
-    setenv("TZ", zone, 1);
-    tzset();
-  }
-  ~zone_setting() {
-    if (before_.empty())
-      unsetenv("TZ");
-    else
-      setenv("TZ", before_.c_str(), 1);
-    tzset();
-  }
-  zone_setting(const zone_setting&) = delete;
-  zone_setting& operator=(const zone_setting&) = delete;
-
- private:
-  std::string before_;
-};
 
 // 2026-11-15 17:02:56 in Singapore.
 static constexpr chrono::system_clock::time_point now{

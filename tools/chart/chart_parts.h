@@ -1,6 +1,6 @@
 // What charts are made of: the few elements of SVG, and the marks of axes.
-#ifndef TOOLS_COUNTS_CHART_PARTS_H
-#define TOOLS_COUNTS_CHART_PARTS_H
+#ifndef TOOLS_CHART_CHART_PARTS_H
+#define TOOLS_CHART_CHART_PARTS_H
 
 #include <chrono>
 #include <cstddef>

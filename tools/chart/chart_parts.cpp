@@ -1,4 +1,4 @@
-#include "tools/counts/chart_parts.h"
+#include "tools/chart/chart_parts.h"
 
 #include <array>
 #include <cmath>
