@@ -124,6 +124,9 @@ TEST_F(RecorderProcess, WritesWhatThreadsRecordWhileTheProcessExits) {
 
 // ---- Children of fork ----
 
+// AddressSanitizer's own locks do not come through such forks.
+#ifndef KP_SANITIZED
+
 TEST_F(RecorderProcess, ChildrenOfForkHaveRingsOfTheirOwn) {
   kp_LOG_RecorderOptions plain = options();
   plain.on_fault = {};
@@ -145,9 +148,6 @@ TEST_F(RecorderProcess, ChildrenOfForkHaveRingsOfTheirOwn) {
   for (const auto& line : stored()) recorders.insert(line["recorder"]);
   EXPECT_EQ(recorders.size(), 2u);
 }
-
-// AddressSanitizer's own locks do not come through such forks.
-#ifndef KP_SANITIZED
 
 TEST_F(RecorderProcess, ChildrenOfForkWriteWhateverTheParentsWriterWasDoing) {
   kp_LOG_RecorderOptions plain = options();
