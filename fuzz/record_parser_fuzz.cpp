@@ -43,7 +43,8 @@ static bool has_huge_number(const parsed_record& record) {
   };
   for (const record_attribute& attribute : record.attributes)
     if (is_huge(attribute.value)) return true;
-  return is_huge(record.event);
+  const bool is_context_read = record.origin.context.empty() || json::accept(record.origin.context);
+  return !is_context_read || is_huge(record.event);
 }
 
 static void check_origin(const record_origin& origin, const json& expected) {
@@ -61,6 +62,8 @@ static void check_origin(const record_origin& origin, const json& expected) {
   check_number("pid", origin.pid);
   check_number("thread", origin.thread);
   check_number("sequence", origin.sequence);
+  require(expected.contains("context") == !origin.context.empty());
+  if (!origin.context.empty()) require(json::parse(origin.context) == expected.at("context"));
 }
 
 static void check_record(const parsed_record& record, std::string_view line) {

@@ -5,6 +5,7 @@
 #include "kp_LOG_RenderMessage.h"
 #include "kp_LOG_errors.h"
 #include "logging/logentry_i.h"
+#include "recording/records/time_text.h"
 #include "recording/records/values.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
@@ -65,18 +66,27 @@ const known_event* entry_maker::event_of(const parsed_record& record) {
 
 // Successive records often have one time, and reading it takes as long as adding several values.
 bool entry_maker::read_time(const record_value& told) {
-  if (told.text != time_text_ || time_text_.empty()) {
-    time_text_.clear();
-    text_.assign(told.text);
-    if (text_.find('\0') != std::string::npos || !read_record_time(text_.c_str(), time_)) {
-      error_ = fault_at(
-          "record-value"_rule, told.offset,
-          std::string("\"time\" is ") + record_time_example + ", not " + shown_record_value(told));
-      return false;
-    }
-    time_text_ = text_;
+  text_.assign(told.text);
+  fraction_ = take_second_fraction(text_);
+  if (text_ == time_text_ && !time_text_.empty()) return true;
+  time_text_.clear();
+  if (text_.find('\0') != std::string::npos || !read_record_time(text_.c_str(), time_)) {
+    error_ = fault_at(
+        "record-value"_rule, told.offset,
+        std::string("\"time\" is ") + record_time_example + ", not " + shown_record_value(told));
+    return false;
   }
+  time_text_ = text_;
   return true;
+}
+
+// The seconds are those of the entry, with its offset.
+void entry_maker::take_recorded() {
+  if (fraction_.empty() || !made_.origin.recorded.empty()) return;
+  constexpr size_t behind_second = sizeof "2026-11-15T17:02:56" - 1;
+  recorded_ = record_time_text().of(time_);
+  recorded_.insert(behind_second, fraction_);
+  made_.origin.recorded = recorded_;
 }
 
 bool entry_maker::set_time(const parsed_record& record) {
@@ -182,12 +192,14 @@ bool entry_maker::make_entry(const known_event& event, const parsed_record& reco
 
 const made_entry* entry_maker::try_make(const parsed_record& record) {
   error_.reset();
+  fraction_.clear();
   const known_event* const event = event_of(record);
   if (event == nullptr) return nullptr;
   const bool is_made = event == &lost_event() ? make_lost(record) : make_entry(*event, record);
   if (!is_made) return nullptr;
   made_.message_index = record.message_index;
   made_.origin = record.origin;
+  take_recorded();
   return &made_;
 }
 

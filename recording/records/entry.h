@@ -23,7 +23,7 @@ struct made_entry {
   kp_LOG_LogEntry entry;
   const known_event* event = nullptr;  // null: nothing was made yet
   unsigned message_index = 0;
-  record_origin origin;  // its texts are those of the record
+  record_origin origin;  // its texts live as long as those of the record, or until the next one
   lost_events lost;      // what kplog.lost says; its entry has no definition, and no attributes
 
   // Whether it is kplog.lost, which passes every filter and is not counted.
@@ -40,7 +40,8 @@ class entry_maker {
   explicit entry_maker(const event_set& events) : events_(events) {}
 
   // Makes the entry of `record`. The level is 3 and the time is now where the record says nothing;
-  // the time keeps the zone that the record tells it in. The result lives until the next call, its
+  // the time keeps the zone that the record tells it in. With a fraction of a second it is what was
+  // recorded, unless the record says that itself. The result lives until the next call, its
   // origin as long as the record's. Raises record_error: for an event that is not known or named
   // twice, an attribute that the event does not declare, a value that its type does not hold.
   // Raises KPX_memory_alloc.
@@ -60,6 +61,7 @@ class entry_maker {
   bool set_time(const parsed_record& record);
   bool read_time(const record_value& told);
   bool add(const record_attribute& attribute);
+  void take_recorded();
 
   const event_set& events_;
   made_entry made_;
@@ -67,6 +69,8 @@ class entry_maker {
   std::string text_;                   // a text with its NUL
   std::string time_text_;  // the time that was read last, most often that of the next record
   kp_Time time_;
+  std::string fraction_;  // of its second, as ".123", where the record tells one
+  std::string recorded_;  // made of these
 };
 
 // A readable message in UTF-8.

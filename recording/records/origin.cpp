@@ -7,25 +7,13 @@
 
 // --- The time
 
-// Takes the fraction away, of one to nine digits behind the second; false for any other.
-static bool take_fraction(std::string& time) {
-  constexpr size_t behind_second = sizeof "2026-11-15T17:02:56" - 1;
-  constexpr size_t most_digits = 9;
-  if (time.size() <= behind_second || time[behind_second] != '.') return true;
-  const size_t end = time.find_first_not_of("0123456789", behind_second + 1);
-  const size_t behind = end == std::string::npos ? time.size() : end;
-  const size_t digits = behind - behind_second - 1;
-  time.erase(behind_second, behind - behind_second);
-  return digits != 0 && digits <= most_digits;
-}
-
 bool is_record_origin_time(std::string_view text) {
   constexpr size_t with_z = sizeof "2026-11-15T17:02:56Z" - 1;
   constexpr size_t with_offset = sizeof "2026-11-15T17:02:56+08:00" - 1;
   constexpr size_t longest = sizeof "2026-11-15T17:02:56.123456789+08:00" - 1;
   if (text.size() > longest || text.find('\0') != std::string_view::npos) return false;
   std::string time(text);
-  if (!take_fraction(time)) return false;
+  take_second_fraction(time);
   kp_Time read;
   return (time.size() == with_z || time.size() == with_offset) &&
          read_record_time(time.c_str(), read);
@@ -77,4 +65,7 @@ void record_origin_text::append(line_writer& line, const record_origin& origin) 
   append_known(line, ",\"client\":", origin.client);
   append_known(line, ",\"number\":", origin.number);
   if (origin.peer.has_value()) append_peer(line, *origin.peer);
+  if (origin.context.empty()) return;
+  line.append(",\"context\":");
+  line.append(origin.context);
 }

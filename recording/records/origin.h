@@ -1,4 +1,4 @@
-// Where a record came from: what a recorder, or a service, tells beside the event.
+// Where a record came from: what a recorder, a service or the sender tells beside the event.
 #ifndef RECORDING_RECORDS_ORIGIN_H
 #define RECORDING_RECORDS_ORIGIN_H
 
@@ -29,6 +29,7 @@ struct record_origin {
   std::string_view client;           // of a service, by the name that it gave
   std::optional<uint64_t> number;    // among the records of that client, from 1
   std::optional<record_peer> peer;   // who sent it through a service's socket
+  std::string_view context;  // the sender's own: an object of JSON, as the stored form has it
 };
 
 // Whether the text is a time with an offset, or Z, and up to nine digits of a second's fraction.
@@ -36,8 +37,8 @@ inline constexpr char record_origin_time_example[] =
     "a time such as \"2026-11-15T17:02:56.123456789+08:00\"";
 bool is_record_origin_time(std::string_view text);
 
-// Members of the stored form that tell origins. The events of a recorder have most of theirs in
-// common: that is kept from one to the next.
+// Members of the stored form that tell origins, and the context. The events of a recorder have most
+// of theirs in common: that is kept from one to the next.
 class record_origin_text {
  public:
   // Appends what is known, behind another member.

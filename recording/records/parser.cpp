@@ -10,6 +10,8 @@
 #include <utility>
 
 #include "logging/logentry_i.h"
+#include "recording/records/context.h"
+#include "recording/records/scalar.h"
 #include "recording/text/number.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
@@ -126,66 +128,15 @@ static record_error record_syntax_error(std::string_view line) {
   return record_error("record-syntax"_rule, [line] { return first_syntax_fault(line); });
 }
 
-// ---- scalars ----
-
-static bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-// Walks over a number as JSON writes it.
-class number_scanner {
- public:
-  explicit number_scanner(std::string_view text) : text_(text) {}
-
-  // Nothing when the text is no number.
-  std::optional<record_value_kind> kind() {
-    take("-");
-    if (!take("0") && !take_digits()) return {};
-    const bool has_fraction = take(".");
-    if (has_fraction && !take_digits()) return {};
-    const bool has_exponent = take("eE");
-    if (has_exponent) take("+-");
-    if (has_exponent && !take_digits()) return {};
-    if (!text_.empty()) return {};
-    return has_fraction || has_exponent ? record_value_kind::real : record_value_kind::integer;
-  }
-
- private:
-  bool take(std::string_view choices) {
-    if (text_.empty() || choices.find(text_.front()) == std::string_view::npos) return false;
-    text_.remove_prefix(1);
-    return true;
-  }
-
-  bool take_digits() {
-    if (text_.empty() || !is_digit(text_.front())) return false;
-    while (!text_.empty() && is_digit(text_.front())) text_.remove_prefix(1);
-    return true;
-  }
-
-  std::string_view text_;
-};
-
-// Nothing for what is neither a text nor any other scalar.
-static std::optional<record_value_kind> scalar_kind(std::string_view token) {
-  if (token == "true" || token == "false") return record_value_kind::boolean;
-  if (token == "null") return record_value_kind::null;
-  return number_scanner(token).kind();
-}
-
-static std::string_view without_blanks_behind(std::string_view token) {
-  const size_t last = token.find_last_not_of(" \t\r\n");
-  return token.substr(0, last == std::string_view::npos ? 0 : last + 1);
-}
-
 // ---- the record ----
 
 // Reads the keys of one record.
 class record_reader {
  public:
-  // `buffer` holds the bytes of `line`, in which places are told.
-  record_reader(std::string_view line, const char* buffer, parsed_record& record)
-      : line_(line), buffer_(buffer), record_(record) {}
+  // `buffer` holds the bytes of `line`, in which places are told; `context` is room for that.
+  record_reader(std::string_view line, const char* buffer, parsed_record& record,
+                line_writer& context)
+      : line_(line), buffer_(buffer), record_(record), context_(context) {}
 
   void read(ondemand::document& document) {
     if (document.type() != ondemand::json_type::object) raise_syntax();
@@ -205,7 +156,7 @@ class record_reader {
     std::string_view name;
     void (record_reader::*read)(ondemand::value);
   };
-  static const std::array<key_row, 19> keys;
+  static const std::array<key_row, 20> keys;
 
   static size_t key_of(std::string_view name) {
     return static_cast<size_t>(
@@ -364,6 +315,19 @@ class record_reader {
     record_.origin.peer = {*user, *process};
   }
 
+  void read_context(ondemand::value value) {
+    const std::string_view token = std::string_view(value.raw_json_token());
+    const size_t offset = offset_of(token.data());
+    const std::string expected = "\"context\" is an object";
+    if (token.starts_with('[')) raise("record-context"_rule, offset, expected + ", not an array");
+    if (!token.starts_with('{'))
+      raise("record-context"_rule, offset,
+            expected + ", not " + shown_record_value(scalar(value, expected.c_str())));
+    const char* const fault = append_record_context(value.get_object(), context_);
+    if (fault != nullptr) raise("record-context"_rule, offset, fault);
+    record_.origin.context = context_.text();
+  }
+
   void read_types(ondemand::value value) {
     for (ondemand::field field : object(value, "\"types\" is an object"))
       text(field.value(), "a type is a text");
@@ -403,11 +367,12 @@ class record_reader {
   std::string_view line_;
   const char* buffer_;
   parsed_record& record_;
+  line_writer& context_;
   std::unordered_set<std::string_view> names_;  // of the attributes, where they are many
   unsigned seen_ = 0;                           // bits of the keys so far
 };
 
-const std::array<record_reader::key_row, 19> record_reader::keys = {{
+const std::array<record_reader::key_row, 20> record_reader::keys = {{
     {"event", &record_reader::read_event},
     {"level", &record_reader::read_level},
     {"time", &record_reader::read_time},
@@ -427,12 +392,14 @@ const std::array<record_reader::key_row, 19> record_reader::keys = {{
     {"client", &record_reader::read_client},
     {"number", &record_reader::read_number},
     {"peer", &record_reader::read_peer},
+    {"context", &record_reader::read_context},
 }};
 
 struct record_parser::state {
   ondemand::parser parser;
   std::vector<char> buffer;  // the line, and the padding that the parser reads over
   parsed_record record;
+  line_writer context;  // of the record
   std::optional<record_error> error;
 };
 
@@ -487,7 +454,8 @@ void record_parser::read(std::string_view line) {
                                    " bytes, and this has " + std::to_string(line.size())});
   fill(state_->buffer, line);
   clear(state_->record);
-  record_reader reader(line, state_->buffer.data(), state_->record);
+  state_->context.clear();
+  record_reader reader(line, state_->buffer.data(), state_->record, state_->context);
   ondemand::document document = state_->parser.iterate(
       simdjson::padded_string_view(state_->buffer.data(), line.size(), state_->buffer.size()));
   reader.read(document);

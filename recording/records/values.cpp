@@ -159,6 +159,18 @@ bool read_record_time(const char* text, kp_Time& time) {
   return true;
 }
 
+std::string take_second_fraction(std::string& time) {
+  constexpr size_t behind_second = sizeof "2026-11-15T17:02:56" - 1;
+  constexpr size_t most = sizeof ".123456789" - 1;
+  if (time.size() <= behind_second || time[behind_second] != '.') return "";
+  const size_t end = time.find_first_not_of("0123456789", behind_second + 1);
+  const size_t size = std::min(end, time.size()) - behind_second;
+  if (size == 1 || size > most) return "";
+  std::string fraction = time.substr(behind_second, size);
+  time.erase(behind_second, size);
+  return fraction;
+}
+
 // Whether the time may stand there. A stored record of an entry that was given such an attribute
 // has its own time there.
 static bool is_own_time(const value_step& step, const kp_Time& time) {

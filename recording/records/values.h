@@ -47,4 +47,8 @@ const char* special_float_text(double value);
 inline constexpr char record_time_example[] = "a time such as \"2026-11-15T17:02:56+08:00\"";
 bool read_record_time(const char* text, kp_Time& time);
 
+// Takes a fraction of a second out of such a text, with its dot and up to nine digits; "" where
+// there is none.
+std::string take_second_fraction(std::string& time);
+
 #endif

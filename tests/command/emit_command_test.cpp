@@ -518,6 +518,7 @@ TEST_F(EmitCommand, GoldenListOfBadRecords) {
                 "{\"event\":\"NOTES\"}\n"
                 "{\"event\":\"NOTE\",\"attributes\":{\"TXT\":\"a\"}}\n"
                 "{\"event\":\"USER_LOGIN\",\"attributes\":{\"PORT\":65536}}\n"
+                "{\"event\":\"NOTE\",\"context\":[]}\n"
                 "{\"event\":\"BROKEN\"}\n");
   const auto bad = folder_.emit("--to text:./shop input");
   const std::string log = note_record("a");

@@ -222,6 +222,33 @@ TEST_F(FindCommand, CountsAreInTheCodePage) {
             "EVENT  ENTRIES\n\xe9\\u{4E2D}          1\n");
 }
 
+// Through a run that stores it, and one that reads that again.
+TEST_F(FindCommand, ContextsAreKeptAndFound) {
+  folder_.write(
+      "records",
+      R"({"event":1002,"time":"2026-11-15T08:00:00.25Z","context":{ "trace": "4bf9", "n":[1.0] }})"
+      "\n"
+      R"({"event":1002,"time":"2026-11-15T08:00:00Z","context":{"trace":"other"},"level":9})"
+      "\n"
+      R"({"event":4711,"context":{"trace":"4bf9"}})"
+      "\n");
+  EXPECT_EQ(run("emit -q --definitions shop.ldf --locale en_US --to json:stored records").status,
+            1);
+  EXPECT_EQ(
+      run("render -q --definitions shop.ldf --format json --where context.trace=4bf9 stored").out,
+      R"({"version":"2.0","event":1002,"name":"LOGOUT","level":3,)"
+      R"("time":"2026-11-15T08:00:00Z","recorded":"2026-11-15T08:00:00.25Z",)"
+      R"("context":{"trace":"4bf9","n":[1.0]},"attributes":{},"types":{},)"
+      R"("message_index":0,"message":"bye"})"
+      "\n");
+  EXPECT_EQ(find("-q --where context.trace!=other --format json --event 4711").out,
+            R"({"event":4711,"level":3,"context":{"trace":"4bf9"},"attributes":{},)"
+            R"("message_index":0,"message":"[unknown event 4711]"})"
+            "\n");
+  EXPECT_EQ(run("render -q --definitions shop.ldf --where context.trace=other stored").out,
+            "bye\n");
+}
+
 // In every form, each record is one line, on which nothing steers a terminal.
 TEST_F(FindCommand, FormsAreSafeLines) {
   folder_.write(

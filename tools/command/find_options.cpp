@@ -22,7 +22,7 @@ static const std::array<grouped_option, 3>& grouped_options() {
        &condition_group::events},
       {{"--where", "CONDITION",
         "Records with an attribute like this: 'PORT>=1024'; = != < <= > >=, ~ for a regular "
-        "expression"},
+        "expression; or with a member of their context like this: context.KEY=TEXT"},
        &condition_group::where},
       {{"--grep", "EXPRESSION", "Records with this regular expression in their message"},
        &condition_group::grep},

@@ -1,9 +1,7 @@
 #include "tools/find/comparison.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <vector>
 
@@ -13,56 +11,6 @@
 #include "recording/records/values.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
-
-// --- What is asked ---
-
-struct operator_row {
-  std::string_view text;
-  comparison_operator what;
-};
-
-// Those of two characters first.
-static constexpr std::array<operator_row, 7> operator_rows = {{
-    {"!=", comparison_operator::not_equal},
-    {"<=", comparison_operator::at_most},
-    {">=", comparison_operator::at_least},
-    {"=", comparison_operator::equal},
-    {"<", comparison_operator::less},
-    {">", comparison_operator::greater},
-    {"~", comparison_operator::found},
-}};
-
-[[noreturn]] static void raise_wrong_comparison(const std::string& text, const std::string& why) {
-  throw std::invalid_argument("--where " + in_quotes(shortened(text)) + ": " + why);
-}
-
-// Where the attribute's name ends: behind its quotes, or at the first operator.
-static size_t end_of_name(std::string_view text) {
-  if (!text.starts_with('"')) return text.find_first_of("=!<>~");
-  for (size_t i = 1; i < text.size(); ++i) {
-    if (text[i] == '"') return i + 1;
-    if (text[i] == '\\') ++i;
-  }
-  return std::string_view::npos;
-}
-
-// A text as it is, or out of the quotes of JSON.
-static std::string unquoted(const std::string& whole, std::string_view part) {
-  part = without_blanks(part);
-  if (!part.starts_with('"')) return std::string(part);
-  const auto read = nlohmann::json::parse(part, nullptr, false);
-  if (!read.is_string()) raise_wrong_comparison(whole, std::string(part) + " is no text of JSON");
-  return read.get<std::string>();
-}
-
-static constexpr char comparison_form[] =
-    "expected an attribute, one of = != < <= > >= ~, and a value";
-
-static const operator_row* operator_at(std::string_view text) {
-  const auto found = std::find_if(operator_rows.begin(), operator_rows.end(),
-                                  [&](const auto& row) { return text.starts_with(row.text); });
-  return found == operator_rows.end() ? nullptr : &*found;
-}
 
 // --- Types ---
 
@@ -158,19 +106,13 @@ static std::string with_kept_line_breaks(std::string_view text) {
 // --- The comparison ---
 
 attribute_comparison::attribute_comparison(const std::string& text, const event_set& events) {
-  const std::string_view rest = without_blanks(text);
-  const size_t name_end = end_of_name(rest);
-  if (name_end == 0 || name_end == std::string_view::npos)
-    raise_wrong_comparison(text, comparison_form);
-  const std::string_view behind = without_blanks(rest.substr(name_end));
-  const operator_row* const row = operator_at(behind);
-  if (row == nullptr) raise_wrong_comparison(text, comparison_form);
-  name_ = unquoted(text, rest.substr(0, name_end));
-  operator_ = row->what;
+  condition_reader reader(text);
+  name_ = reader.name();
+  operator_ = reader.operation();
   try {
-    take_values(unquoted(text, behind.substr(row->text.size())), events);
+    take_values(reader.value(), events);
   } catch (const std::invalid_argument& error) {
-    raise_wrong_comparison(text, error.what());
+    reader.raise(error.what());
   }
 }
 

@@ -10,9 +10,8 @@
 #include "base/kp_time.h"
 #include "recording/records/event_set.h"
 #include "recording/records/parser.h"
+#include "tools/find/condition_text.h"
 #include "tools/find/expression.h"
-
-enum class comparison_operator { equal, not_equal, less, at_most, greater, at_least, found };
 
 // How values of types are compared.
 enum class comparison_family { none, boolean, integer, real, text, time };

@@ -67,7 +67,11 @@ record_conditions::group record_conditions::read_group(const condition_group& fr
                                                        const event_set& events) {
   group read;
   for (const std::string& text : from.events) read.events.push_back(choice_of_events(text, events));
-  for (const std::string& text : from.where) read.where.emplace_back(text, events);
+  for (const std::string& text : from.where)
+    if (context_comparison::is_one(text))
+      read.contexts.emplace_back(text);
+    else
+      read.where.emplace_back(text, events);
   try {
     for (const std::string& text : from.grep) read.grep.emplace_back(text);
   } catch (const std::invalid_argument& error) {
@@ -125,7 +129,9 @@ bool record_conditions::group::fits(const parsed_record& record, const known_eve
   return std::all_of(events.begin(), events.end(),
                      [&](const name_choice& choice) { return choice.fits(record, event); }) &&
          std::all_of(where.begin(), where.end(),
-                     [&](const auto& comparison) { return comparison.holds(record, event); });
+                     [&](const auto& comparison) { return comparison.holds(record, event); }) &&
+         std::all_of(contexts.begin(), contexts.end(),
+                     [&](const auto& comparison) { return comparison.holds(record); });
 }
 
 bool record_conditions::fits_time(const parsed_record& record) {

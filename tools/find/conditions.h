@@ -13,6 +13,7 @@
 #include "recording/records/event_set.h"
 #include "recording/records/parser.h"
 #include "tools/find/comparison.h"
+#include "tools/find/context_comparison.h"
 #include "tools/find/expression.h"
 
 // Conditions that are all to hold, as they were written.
@@ -72,6 +73,7 @@ class record_conditions {
   struct group {
     std::vector<name_choice> events;
     std::vector<attribute_comparison> where;
+    std::vector<context_comparison> contexts;
     std::vector<text_expression> grep;
     bool is_fitting = false;  // the last record, its message aside
 

@@ -85,5 +85,7 @@ kp_Time moment_of(const std::string& text, moment_edge edge, chrono::system_cloc
 }
 
 std::optional<kp_Time> moment_of(const record_value& time) {
-  return read_moment(std::string(time.text));
+  std::string text(time.text);
+  take_second_fraction(text);
+  return read_moment(text);
 }

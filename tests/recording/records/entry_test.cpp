@@ -147,10 +147,44 @@ TEST(RecordEntry, RefusesATimeThatIsNone) {
   EXPECT_EQ(fault("yesterday"), expected + "\"yesterday\"");
   EXPECT_EQ(fault(""), expected + "\"\"");
   EXPECT_EQ(fault("2026-02-29T00:00:00Z"), expected + "\"2026-02-29T00:00:00Z\"");
-  EXPECT_EQ(fault("2026-11-15T17:02:56.5Z"), expected + "\"2026-11-15T17:02:56.5Z\"");
+  for (const char* time : {"2026-11-15T17:02:56.Z", "2026-11-15T17:02:56.1234567890Z",
+                           "2026-11-15T17:02:56,5Z", "2026-11-15T17:02.5Z", "2026-11-15.5",
+                           "2026-11-15T17:02:56.5.5Z", "2026-11-15T17:02:56.-5Z"})
+    EXPECT_EQ(fault(time), expected + '"' + time + '"');
   EXPECT_EQ(fault("2026-11-15\\u0000"), expected + std::string("\"2026-11-15\0\"", 13));
   // The same time again is read again.
   EXPECT_EQ(fault(""), expected + "\"\"");
+}
+
+TEST(RecordEntry, TakesAFractionOfItsSecondForWhatWasRecorded) {
+  const environment_value zone("TZ", "UTC-1");
+  record_events events(login_file());
+  const auto recorded = [&](const std::string& members) {
+    return std::string(events.make(R"({"event":1001)" + members + "}").origin.recorded);
+  };
+  EXPECT_EQ(recorded(R"(,"time":"2026-11-15T17:02:56.5+08:00")"), "2026-11-15T17:02:56.5+08:00");
+  EXPECT_EQ(recorded(R"(,"time":"2026-11-15T17:02:56.123456789Z")"),
+            "2026-11-15T17:02:56.123456789Z");
+  EXPECT_EQ(recorded(R"(,"time":"2026-11-15 17:02:56.007")"), "2026-11-15T17:02:56.007+01:00");
+  EXPECT_EQ(recorded(R"(,"time":"2026-11-15T17:02:56Z")"), "");
+  EXPECT_EQ(recorded(""), "");
+  EXPECT_EQ(recorded(R"(,"time":"2026-11-15T17:02:56.5Z","recorded":"2026-11-15T17:02:57Z")"),
+            "2026-11-15T17:02:57Z");
+  EXPECT_EQ(timestamp_of(events, "2026-11-15T17:02:56.999+08:00"), "2026-11-15T17:02:56+08:00");
+  for (const std::string& told : {recorded(R"(,"time":"2026-11-15 17:02:56.000000001")"),
+                                  recorded(R"(,"time":"0001-01-01T00:00:00.5-11:30")")})
+    EXPECT_TRUE(is_record_origin_time(told)) << told;
+}
+
+TEST(RecordEntry, TakesAFractionOfAnotherSecondThatWasReadBefore) {
+  record_events events(login_file());
+  const auto recorded = [&](const std::string& time) {
+    return std::string(events.make(R"({"event":1001,"time":")" + time + "\"}").origin.recorded);
+  };
+  EXPECT_EQ(recorded("2026-11-15T17:02:56.1Z"), "2026-11-15T17:02:56.1Z");
+  EXPECT_EQ(recorded("2026-11-15T17:02:56.2Z"), "2026-11-15T17:02:56.2Z");
+  EXPECT_EQ(recorded("2026-11-15T17:02:56Z"), "");
+  EXPECT_EQ(recorded("2026-11-15T17:02:57.2Z"), "2026-11-15T17:02:57.2Z");
 }
 
 // --- events

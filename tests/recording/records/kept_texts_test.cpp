@@ -35,10 +35,11 @@ TEST(KeptTexts, AnOriginIsToldAsAlone) {
                         .sequence = 333,
                         .client = "c",
                         .number = 4444,
-                        .peer = record_peer{5, 66}}),
+                        .peer = record_peer{5, 66},
+                        .context = R"({"a":1})"}),
             ",\"recorded\":\"2026-11-15T17:02:56.1Z\",\"host\":\"a\\\"b\",\"recorder\":\"r\","
             "\"pid\":1,\"thread\":22,\"sequence\":333,\"client\":\"c\",\"number\":4444,"
-            "\"peer\":{\"user\":5,\"process\":66}");
+            "\"peer\":{\"user\":5,\"process\":66},\"context\":{\"a\":1}");
   record_origin process;
   process.pid = 0;
   EXPECT_EQ(told_alone(process), ",\"pid\":0");
@@ -50,6 +51,7 @@ TEST(KeptTexts, AnOriginIsToldWhateverWasToldBefore) {
   const std::array<number, 4> numbers = {number(), number(0), number(7), number(UINT64_MAX)};
   const std::array<std::optional<record_peer>, 3> peers = {std::nullopt, record_peer{0, 1},
                                                            record_peer{UINT64_MAX, 22}};
+  const std::array<std::string_view, 3> contexts = {"", "{}", R"({"a":"b"})"};
   std::mt19937 random(20261122);
   record_origin_text kept;
   for (int round = 0; round < 2000; ++round) {
@@ -61,7 +63,8 @@ TEST(KeptTexts, AnOriginIsToldWhateverWasToldBefore) {
                                   .sequence = one_of(numbers, random),
                                   .client = one_of(texts, random),
                                   .number = one_of(numbers, random),
-                                  .peer = one_of(peers, random)};
+                                  .peer = one_of(peers, random),
+                                  .context = one_of(contexts, random)};
     line_writer line;
     kept.append(line, origin);
     ASSERT_EQ(line.text(), told_alone(origin)) << "round " << round;

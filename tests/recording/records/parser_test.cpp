@@ -1,6 +1,7 @@
 // Records as text: what is read of them, and the exact place and reason of every fault.
 #include "recording/records/parser.h"
 
+#include "recording/records/context.h"
 #include "tests/recording/records/record_events.h"
 
 static std::string fault_in(const std::string& line) {
@@ -114,6 +115,101 @@ TEST(RecordParser, ReadsWhereARecordCameFrom) {
   EXPECT_EQ(origin.client, "");
   EXPECT_FALSE(origin.number.has_value());
   EXPECT_FALSE(origin.peer.has_value());
+}
+
+// The context that is read of a record that has it.
+static std::string context_of(const std::string& context) {
+  record_parser parser;
+  return std::string(parser.parse(R"({"event":1,"context":)" + context + "}").origin.context);
+}
+
+TEST(RecordParser, ReadsAContextWithoutItsBlanks) {
+  EXPECT_EQ(context_of("{}"), "{}");
+  EXPECT_EQ(context_of("\t{ \"b\" : [ 1.50e+3 , -0, true,null, { } , [ ] ],\n \"a\":\"x  y\" } "),
+            R"({"b":[1.50e+3,-0,true,null,{},[]],"a":"x  y"})");
+  EXPECT_EQ(context_of(R"({"a":1,"a":{"a":"2"}})"), R"({"a":1,"a":{"a":"2"}})");
+  EXPECT_EQ(context_of(R"({"n":123456789012345678901234567890,"r":1e999})"),
+            R"({"n":123456789012345678901234567890,"r":1e999})");
+  record_parser parser;
+  parser.parse(R"({"event":1,"context":{"a":1}})");
+  EXPECT_EQ(parser.parse(R"({"event":1})").origin.context, "");
+}
+
+// What it says stays; what would steer a terminal is written out.
+TEST(RecordParser, ReadsTextsOfAContextAsThoseOfTheStoredForm) {
+  EXPECT_EQ(context_of("{\"\\u00e9\\/\":\"\\ud83d\\ude00\\u0000\\b\xE2\x80\xAE\\\"\\n\"}"),
+            "{\"é/\":\"\xF0\x9F\x98\x80\\u0000\\u0008\\u202E\\\"\\n\"}");
+}
+
+TEST(RecordParser, ReadsAContextAgainAsItIsStored) {
+  const std::string stored =
+      context_of("{\"a\x7F\":[\"\xE2\x80\xAE\",\"\xF3\xA0\x81\x81\"], \"b\":1.0}");
+  EXPECT_EQ(context_of(stored), stored);
+}
+
+// A record whose context is an object of one text, that many bytes in all.
+static std::string context_of_size(size_t size) {
+  return R"({"event":1,"context":{"a":")" + std::string(size - 8, 'x') + "\"}}";
+}
+
+TEST(RecordParser, TakesFourKiBOfContext) {
+  record_parser parser;
+  for (const size_t size : {record_context_limit - 1, record_context_limit})
+    EXPECT_EQ(parser.parse(context_of_size(size)).origin.context.size(), size);
+  EXPECT_EQ(fault_in(context_of_size(record_context_limit + 1)),
+            "record-context 22: \"context\" has at most 4096 bytes");
+  std::string numbers = R"({"event":1,"context":{"a":[1)";
+  for (size_t i = 0; i < record_context_limit; ++i) numbers += ",1";
+  EXPECT_EQ(fault_in(numbers + "]}}"), "record-context 22: \"context\" has at most 4096 bytes");
+}
+
+// A context is as large as it can be written: six bytes for one that is stored escaped count as
+// that one, and so a context of any texts is read again.
+TEST(RecordParser, CountsNeitherBlanksNorEscapesThatJsonDoesNotNeed) {
+  record_parser parser;
+  const auto with = [](const std::string& piece, size_t pieces, size_t rest) {
+    std::string text;
+    for (size_t i = 0; i < pieces; ++i) text += piece;
+    return R"({"event":1,"context":{"a":  ")" + text + std::string(rest, 'x') + "\"}}";
+  };
+  constexpr size_t room = record_context_limit - 8;
+  const struct {
+    std::string piece;
+    size_t size;  // that counts
+  } rows[] = {{"\x7F", 1},
+              {"\xE2\x80\xAE", 3},
+              {"\\u202e", 3},
+              {"\\u0001", 6},
+              {"\\n", 2},
+              {"\\u000a", 2},
+              {"\\b", 2},
+              {"\\/", 1},
+              {"\\ud83d\\ude00", 4},
+              {"\\\"", 2},
+              {"\xF3\xA0\x81\x81", 4}};
+  for (const auto& row : rows) {
+    const size_t pieces = room / row.size;
+    const size_t rest = room % row.size;
+    const std::string stored(parser.parse(with(row.piece, pieces, rest)).origin.context);
+    EXPECT_EQ(context_of(stored), stored) << row.piece;
+    EXPECT_EQ(fault_in(with(row.piece, pieces, rest + 1)),
+              "record-context 22: \"context\" has at most 4096 bytes")
+        << row.piece;
+  }
+}
+
+TEST(RecordParser, TakesAContextThatIsNested64Deep) {
+  const auto nested = [](size_t depth) {
+    std::string context = "{}";
+    for (size_t i = 1; i < depth; ++i)
+      context = i + 1 == depth ? "{\"a\":" + context + "}" : "[" + context + "]";
+    return context;
+  };
+  EXPECT_EQ(context_of(nested(record_context_depth)), nested(record_context_depth));
+  EXPECT_EQ(fault_in(R"({"event":1,"context":)" + nested(record_context_depth + 1) + "}"),
+            "record-context 22: \"context\" is nested at most 64 deep");
+  EXPECT_EQ(fault_in(R"({"event":1,"context":)" + nested(100000) + "}"),
+            "record-context 22: \"context\" is nested at most 64 deep");
 }
 
 TEST(RecordParser, TakesUpToNineDigitsOfASecond) {
@@ -250,6 +346,18 @@ INSTANTIATE_TEST_SUITE_P(
          "18446744073709551616"},
         {R"({"event":1,"sequence":1e3})",
          "record-key 23: \"sequence\" is a whole number from 0 to 18446744073709551615, not 1e3"},
+        {R"({"event":1,"context":"a"})", "record-context 22: \"context\" is an object, not \"a\""},
+        {R"({"event":1,"context":null})", "record-context 22: \"context\" is an object, not null"},
+        {R"({"event":1,"context":[{}]})",
+         "record-context 22: \"context\" is an object, not an array"},
+        {R"({"event":1,"context":{},"context":{}})",
+         "record-key 25: the key \"context\" comes twice"},
+        {R"({"event":1,"context":{"a":01}})",
+         "record-syntax 28: syntax error while parsing object - unexpected number literal; "
+         "expected '}'"},
+        {R"({"event":1,"context":{"a":[1,]}})",
+         "record-syntax 30: syntax error while parsing value - unexpected ']'; expected '[', '{', "
+         "or a literal"},
         {R"({"event":1,"recoder":"r"})",
          "record-key 12: unknown key \"recoder\"; did you mean \"recorder\"?"},
     }));

@@ -182,6 +182,56 @@ TEST_F(Conditions, TimesOfRecordsThatFollowOneAnotherAreEachLookedAt) {
   }
 }
 
+static constexpr const char* with_context =
+    R"({"event":1001,"context":{"trace":"4bf9","n":1.50,"big":123456789012345678901,"ok":true,)"
+    R"("none":null,"list":[1],"a.b":"dot","k8s":{"pod":"shop-4","a":{"b":"x"}},"=":"sign",)"
+    R"("twice":"1","twice":"2","esc":"\u00e9\n"}})";
+
+TEST_F(Conditions, ContextsAreAskedByTheirMembers) {
+  for (const char* condition :
+       {"context.trace=4bf9", " context.trace = 4bf9 ", "context.trace!=4bf", "context.trace~^4b",
+        "context.n=1.50", "context.n!=1.5", "context.big=123456789012345678901", "context.ok=true",
+        "context.none=null", "context.k8s.pod=shop-4", "context.k8s.a.b=x", R"(context."a.b"=dot)",
+        R"(context."=" = "sign")", "context.twice=2", R"(context.esc="é\n")",
+        R"(context."k8s"."pod" ~ "-4$")"})
+    EXPECT_TRUE(fits_where(condition, with_context)) << condition;
+  for (const char* condition :
+       {"context.trace=4bf", "context.trace!=4bf9", "context.trace~^b", "context.n=1.5",
+        "context.twice=1", "context.a.b=dot", "context.k8s.a.c=x", "context.trace.x=4bf9"})
+    EXPECT_FALSE(fits_where(condition, with_context)) << condition;
+}
+
+// Nor does one whose member has nothing to compare.
+TEST_F(Conditions, RecordsWithoutTheMemberFitNoConditionOnIt) {
+  for (const char* condition : {"context.x=1", "context.x!=1", "context.x~", "context.list!=1",
+                                "context.k8s!=1", "context.k8s.x!=1", "context.list.a!=1"})
+    EXPECT_FALSE(fits_where(condition, with_context)) << condition;
+  EXPECT_FALSE(fits_where("context.trace!=1", R"({"event":1001})"));
+  EXPECT_FALSE(fits_where("context.trace!=1", R"({"event":1001,"context":{}})"));
+  EXPECT_FALSE(fits_where("context.trace!=1", R"({"event":1001,"attributes":{"trace":"2"}})"));
+}
+
+TEST_F(Conditions, WrongConditionsOnContextsSayWhatIsExpected) {
+  for (const char* text : {"context.", "context.=1", "context.a", "context.a.=1", "context..a=1",
+                           "context.\"a=1", "context.\"a\"b=1"})
+    EXPECT_EQ(fault_of_where(text),
+              "--where \"" + std::string(text) +
+                  "\": expected an attribute, one of = != < <= > >= ~, and a value");
+  for (const char* text : {"context.a<1", "context.a>=1"})
+    EXPECT_EQ(fault_of_where(text), "--where \"" + std::string(text) +
+                                        "\": what stands in a context is compared by = != and ~");
+  EXPECT_EQ(fault_of_where("context.a~("),
+            "--where \"context.a~(\": no regular expression: \"(\": missing ): (");
+  EXPECT_EQ(fault_of_where("\"context.a\"=1"),
+            "--where \"\"context.a\"=1\": no event has an attribute \"context.a\"");
+}
+
+TEST_F(Conditions, TimesWithFractionsAreThoseOfTheirSeconds) {
+  const find_options options = {.since = "2026-11-15T09:00:00Z", .until = "2026-11-15T09:00:00Z"};
+  EXPECT_TRUE(fits(options, R"({"event":1001,"time":"2026-11-15T09:00:00.999Z"})"));
+  EXPECT_FALSE(fits(options, R"({"event":1001,"time":"2026-11-15T08:59:59.999Z"})"));
+}
+
 TEST_F(Conditions, WrongOnesSayWhatIsExpected) {
   EXPECT_EQ(fault_of_where("PRT=1"),
             "--where \"PRT=1\": no event has an attribute \"PRT\"; did you mean \"PORT\"?");
