@@ -178,20 +178,31 @@ void append_batch::take_back() noexcept {
 // --- Lines ---
 
 // Where the path leads to no file that can be written, no lock is made beside it either.
-line_file::line_file(const std::string& path, append_rules rules)
-    : place_(place_of(path)), rules_(std::move(rules)) {
+line_file::line_file(const std::string& path, append_rules rules, uintmax_t most)
+    : place_(place_of(path)), rules_(std::move(rules)), most_(most) {
   check_written_path("append to", place_.folder + "/" + place_.name);
   append_batch batch(place_.folder, place_.name, rules_);
   batch.open_existing(place_.name);
   batch.commit();
 }
 
+// Those of the lines that have as many bytes together, or fewer.
+static std::string_view lines_within(std::string_view lines, uintmax_t room) {
+  if (lines.size() <= room) return lines;
+  return lines.substr(0, lines.substr(0, room).rfind('\n') + 1);
+}
+
 void line_file::append(std::string& lines, bool synced, const delivery* of) {
+  left_out_ = 0;
   if (lines.empty()) return store_delivery(of, synced);
   rules_.synced = synced;
   append_batch batch(place_.folder, place_.name, rules_, of);
   batch.open(place_.name);
-  batch.append(lines);
+  const std::string_view taken =
+      lines_within(lines, most_ - std::min<uintmax_t>(most_, batch.size()));
+  if (!taken.empty()) batch.append(taken);
   batch.commit();
+  left_out_ = static_cast<size_t>(
+      std::count(lines.begin() + static_cast<ptrdiff_t>(taken.size()), lines.end(), '\n'));
   when_written(of, [&lines] { lines.clear(); });
 }

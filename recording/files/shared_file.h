@@ -93,17 +93,22 @@ class append_batch {
 // A file of lines that several processes append to.
 class line_file {
  public:
-  // Cuts off what a process that died, or a power cut, left behind the last line of the file. It is
-  // not made yet. Raises file_error.
-  line_file(const std::string& path, append_rules rules);
+  // Cuts off what a process that died, or a power cut, left behind the last line of the file, which
+  // is to have at most `most` bytes. It is not made yet. Raises file_error.
+  line_file(const std::string& path, append_rules rules, uintmax_t most = UINTMAX_MAX);
 
   // Appends the lines under the file's lock, and empties the text, at the end of a joint batch
-  // where it is one's. Raises file_error: both are then as they were.
+  // where it is one's. From the first line on for which there is no room they are left out. Raises
+  // file_error: both are then as they were.
   void append(std::string& lines, bool synced, const delivery* of = nullptr);
+  // Of the last lines that were appended so many were left out.
+  size_t left_out() const { return left_out_; }
 
  private:
   file_place place_;
   append_rules rules_;
+  uintmax_t most_;
+  size_t left_out_ = 0;
 };
 
 #endif

@@ -18,6 +18,13 @@
 #include "recording/files/descriptor.h"
 #include "recording/records/parser.h"
 
+// Who sends lines, and hears that one of them is a bad record.
+class line_sender {
+ public:
+  virtual ~line_sender() = default;
+  virtual void hear_bad() = 0;
+};
+
 // A line that is to hold a record. What it points to lives until its input reads again.
 struct record_line {
   std::string_view text;                // without its end: LF, or CR LF
@@ -27,6 +34,7 @@ struct record_line {
   size_t limit = record_size_limit;     // what a line that begins so may have
   bool is_given_up = false;             // its end did not come in time
   // Who sent it, where a service took it; and as which of the clients that it acknowledges to.
+  line_sender* sender = nullptr;
   const record_peer* peer = nullptr;
   numbered_client* client = nullptr;
   uint64_t client_number = 0;  // among the records of that client

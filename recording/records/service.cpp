@@ -120,8 +120,9 @@ void record_service::watch(std::vector<pollfd>& descriptors) const {
 }
 
 std::chrono::milliseconds record_service::patience() const {
-  if (look_at_lines_ == client_time::max()) return std::chrono::milliseconds(-1);
-  const auto left = look_at_lines_ - service_client::clock::now();
+  const client_time look = std::min(look_at_lines_, look_at_rates_);
+  if (look == client_time::max()) return std::chrono::milliseconds(-1);
+  const auto left = look - service_client::clock::now();
   return std::max(std::chrono::ceil<std::chrono::milliseconds>(left), std::chrono::milliseconds(0));
 }
 
@@ -137,7 +138,22 @@ void record_service::watch_listener(bool is_wanted) {
 
 void record_service::read(std::span<const pollfd> watched, const record_taker& take) {
   if (watched.front().revents != 0) serve_ready(take);
+  if (service_client::clock::now() >= look_at_rates_) serve_waiting(take);
   if (service_client::clock::now() >= look_at_lines_) give_up_lines(take);
+}
+
+// One of a user whose others wait waits with them.
+bool record_service::serve(service_client& client, uint32_t events, const record_taker& take,
+                           uint64_t records) {
+  if (!client.serve(events, take, memory_, {.records = records})) {
+    leave(client);
+    return false;
+  }
+  if (client.is_over_rate())
+    wait_for_rate(client);
+  else if (client.line_began() != client_time::max())
+    look_at_lines_ = std::min(look_at_lines_, client.line_began() + rules_.idle_line);
+  return true;
 }
 
 // The system hands out those that are ready in turn, so that each has a piece read before another
@@ -151,18 +167,53 @@ void record_service::serve_ready(const record_taker& take) {
     auto* const client = static_cast<service_client*>(ready[at].data.ptr);
     if (client == nullptr) {
       has_new = true;
-    } else if (!client->serve(ready[at].events, take, memory_)) {
-      leave(*client);
-    } else if (client->line_began() != client_time::max()) {
-      look_at_lines_ = std::min(look_at_lines_, client->line_began() + rules_.idle_line);
+    } else {
+      service_user& user = client->user();
+      const bool is_first = user.waiting.empty();
+      serve(*client, ready[at].events, take,
+            is_first ? user.rate.left(service_client::clock::now()) : 0);
     }
   }
   if (has_new) accept_clients();
 }
 
+// --- Clients: those that wait until they may send more ---
+
+void record_service::wait_for_rate(service_client& client) {
+  service_user& user = client.user();
+  if (!client.is_waiting()) client.wait_for_rate();
+  user.waiting.push_back(&client);
+  look_at_rates_ =
+      std::min(look_at_rates_, user.rate.when_worthwhile(service_client::clock::now()));
+}
+
+void record_service::serve_waiting(const record_taker& take) {
+  look_at_rates_ = client_time::max();
+  for (auto& [id, user] : users_)
+    if (!user.waiting.empty()) serve_waiting(user, take);
+}
+
+// Each in turn has its part of what there is.
+void record_service::serve_waiting(service_user& user, const record_taker& take) {
+  for (size_t left = user.waiting.size(); left > 0; --left) {
+    if (rules_.waiting.is_to_end && rules_.waiting.is_to_end()) break;
+    const uint64_t records = user.rate.left(service_client::clock::now());
+    if (records == 0) break;
+    service_client& client = *user.waiting.front();
+    user.waiting.pop_front();
+    const bool is_there = serve(client, 0, take, std::max<uint64_t>(records / left, 1));
+    if (is_there && !client.is_over_rate()) client.end_waiting();
+  }
+  if (!user.waiting.empty())
+    look_at_rates_ =
+        std::min(look_at_rates_, user.rate.when_worthwhile(service_client::clock::now()));
+}
+
+// --- Clients: whom to leave ---
+
 void record_service::leave(service_client& client) {
   if (client.client() != nullptr) rules_.numbers->see(*client.client());
-  if (--user_clients_[client.peer().user] == 0) user_clients_.erase(client.peer().user);
+  --client.user().clients;
   clients_.erase(client.number());  // which takes it out of the epoll
   client_room_ = client_limit_;
   watch_listener(is_accepting());
@@ -221,15 +272,21 @@ static void tell_too_many(int descriptor) {
 void record_service::admit(open_descriptor accepted) {
   const record_peer peer = peer_of(accepted.get());
   const uint64_t number = ++client_count_;
-  const auto others = user_clients_.find(peer.user);
-  if (others != user_clients_.end() && others->second >= rules_.max_user_clients)
-    return tell_too_many(accepted.get());
-  clients_.emplace(number, std::make_unique<service_client>(
-                               std::move(accepted), "unix:" + path_ + "#" + std::to_string(number),
-                               number, peer, wait_.get(),
-                               [this](const service_client& who, const service_hello& hello,
-                                      std::string& refusal) { return name(who, hello, refusal); }));
-  ++user_clients_[peer.user];
+  service_user& user = user_of(peer.user);
+  if (user.clients >= rules_.max_user_clients) return tell_too_many(accepted.get());
+  service_client::place place{"unix:" + path_ + "#" + std::to_string(number), number, peer, user,
+                              wait_.get()};
+  const auto naming = [this](const service_client& who, const service_hello& hello,
+                             std::string& refusal) { return name(who, hello, refusal); };
+  clients_.emplace(number, std::make_unique<service_client>(std::move(accepted), std::move(place),
+                                                            naming, rules_.tell_closed));
+  ++user.clients;
+}
+
+service_user& record_service::user_of(uint64_t id) {
+  const service_user unknown{record_rate(rules_.max_rate, service_client::clock::now()),
+                             bad_record_limit(rules_.max_bad)};
+  return users_.try_emplace(id, unknown).first->second;
 }
 
 // A hello takes the name over from the connection that had it.
@@ -255,13 +312,14 @@ numbered_client* record_service::name(const service_client& who, const service_h
 // In turn, so that none is left out when the time is over.
 void record_service::read_out(const record_taker& take, record_deadline deadline) {
   const auto has_time = [deadline] { return std::chrono::steady_clock::now() < deadline; };
+  for (auto& [id, user] : users_) user.waiting.clear();  // there is no time for that
   for (const auto& [number, client] : clients_) client->stop_sending();
   for (bool is_read = true; std::exchange(is_read, false) && has_time();)
     for (auto next = clients_.begin(); next != clients_.end() && has_time();) {
       service_client& client = *(next++)->second;
       if (client.has_ended()) continue;
       is_read = true;
-      if (!client.serve(0, take, memory_, last_piece)) leave(client);
+      if (!client.serve(0, take, memory_, {.bytes = last_piece})) leave(client);
     }
 }
 

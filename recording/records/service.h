@@ -6,6 +6,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -26,6 +27,9 @@ struct service_rules {
                               // answered before the next client is read
   std::chrono::seconds idle_line = std::chrono::seconds(60);  // a line's end comes within that
   size_t max_user_clients = 0;  // connections that a user has at a time; 0: half of all there are
+  uint64_t max_rate = 0;        // records a second of a user; 0: as many as there are
+  std::optional<uint64_t> max_bad = {};  // bad records a minute of a user; nothing: any
+  service_client::closing tell_closed = [](const std::string&) {};  // for too many of them
   // What clients with names are acknowledged by, as long as the service lives; or why they are not.
   client_numbers* numbers = nullptr;
   std::string no_numbers = {};
@@ -58,11 +62,16 @@ class record_service : public record_input {
 
   void watch_listener(bool is_wanted);
   void serve_ready(const record_taker& take);
+  bool serve(service_client& client, uint32_t events, const record_taker& take, uint64_t records);
+  void wait_for_rate(service_client& client);
+  void serve_waiting(const record_taker& take);
+  void serve_waiting(service_user& user, const record_taker& take);
   void leave(service_client& client);
   void give_up_lines(const record_taker& take);
   void read_out(const record_taker& take, record_deadline deadline);
   void accept_clients();
   void admit(open_descriptor accepted);
+  service_user& user_of(uint64_t id);
   numbered_client* name(const service_client& who, const service_hello& hello,
                         std::string& refusal) const;
   bool is_accepting() const { return clients_.size() < client_room_; }
@@ -74,12 +83,13 @@ class record_service : public record_input {
   open_descriptor wait_;  // an epoll of the listener, told by a null pointer, and all clients
   bool is_listener_watched_ = false;
   std::map<uint64_t, std::unique_ptr<service_client>> clients_;  // by the order of connections
-  std::map<uint64_t, size_t> user_clients_;                      // how many each user has
+  std::map<uint64_t, service_user> users_;  // by their IDs; those of a machine are not many
   std::vector<char> memory_;  // for the client that is being read, if it has nothing left of before
   size_t client_limit_;       // as many as there are descriptors for
   size_t client_room_;        // less while the system has none left
   uint64_t client_count_ = 0;                       // so far
   client_time look_at_lines_ = client_time::max();  // when a line may have been given up
+  client_time look_at_rates_ = client_time::max();  // when those that wait may send more
 };
 
 #endif

@@ -19,18 +19,16 @@ record_peer peer_of(int descriptor) {
   return {peer.uid, static_cast<uint64_t>(peer.pid)};
 }
 
-service_client::service_client(open_descriptor accepted, std::string name, uint64_t number,
-                               record_peer peer, int wait, naming name_of)
+service_client::service_client(open_descriptor accepted, place where, naming name_of,
+                               closing tell_closed)
     : descriptor_(std::move(accepted)),
-      name_(std::move(name)),
-      number_(number),
-      peer_(peer),
-      wait_(wait),
+      place_(std::move(where)),
       name_of_(std::move(name_of)),
+      tell_closed_(std::move(tell_closed)),
       lines_(piece, record_size_limit),
       watched_(EPOLLIN) {
   epoll_event event{watched_, {this}};
-  if (epoll_ctl(wait_, EPOLL_CTL_ADD, descriptor(), &event) != 0)
+  if (epoll_ctl(place_.wait, EPOLL_CTL_ADD, descriptor(), &event) != 0)
     throw std::system_error(errno, std::generic_category(), "epoll_ctl");
 }
 
@@ -53,36 +51,54 @@ bool service_client::is_held_up() const {
 void service_client::watch() {
   const bool is_read = !has_ended_ && !is_closing_ && !is_held_up();
   const uint32_t wanted = (is_read ? EPOLLIN : 0U) | (answers_.empty() ? 0U : EPOLLOUT);
-  if (wanted == watched_) return;
+  if (is_waiting_ || wanted == watched_) return;
   epoll_event event{wanted, {this}};
-  if (epoll_ctl(wait_, EPOLL_CTL_MOD, descriptor(), &event) == 0) watched_ = wanted;
+  if (epoll_ctl(place_.wait, EPOLL_CTL_MOD, descriptor(), &event) == 0) watched_ = wanted;
 }
 
-// What was held up is handed over as soon as there is room for its answers.
+// One that has left would be told of at once, whatever is watched for.
+void service_client::wait_for_rate() {
+  if (epoll_ctl(place_.wait, EPOLL_CTL_DEL, descriptor(), nullptr) != 0)
+    throw std::system_error(errno, std::generic_category(), "epoll_ctl");
+  is_waiting_ = true;
+}
+
+void service_client::end_waiting() {
+  epoll_event event{watched_, {this}};
+  if (epoll_ctl(place_.wait, EPOLL_CTL_ADD, descriptor(), &event) != 0)
+    throw std::system_error(errno, std::generic_category(), "epoll_ctl");
+  is_waiting_ = false;
+  watch();
+}
+
+// What was held up, or waited, is handed over as soon as it may be, and before more is read.
 bool service_client::serve(uint32_t events, const record_taker& take, std::vector<char>& memory,
-                           size_t most) {
-  const bool was_held_up = is_held_up();
+                           share may_take_now) {
+  records_left_ = may_take_now.records;
+  const uint64_t lines_before = lines_.line_count();
   if (!answers_.empty()) send_answers();
-  if (was_held_up && !is_held_up()) hand_over(take, false);
+  if (lines_.has_rest()) hand_over(take, false);
   const bool is_gone = (events & (EPOLLHUP | EPOLLERR)) != 0;
-  if (!has_ended_ && !is_closing_ && !is_held_up()) {
+  if (!has_ended_ && may_take()) {
     lines_.exchange_memory(memory);
-    has_ended_ = !read(take, most);
+    has_ended_ = !read(take, may_take_now.bytes);
     lines_.exchange_memory(memory);
     if (!answers_.empty()) send_answers();
   } else if (has_ended_ && is_gone) {
     return false;
   }
+  note_line_begin(lines_before);
   if (client_ == nullptr) return !has_ended_ && !is_closing_;
   close_when_done();
   watch();
   return !is_closing_;
 }
 
-record_line service_client::blank_line() const {
+record_line service_client::blank_line() {
   record_line line;
-  line.source = &name_;
-  line.peer = &peer_;
+  line.source = &place_.name;
+  line.peer = &place_.peer;
+  line.sender = this;
   return line;
 }
 
@@ -90,14 +106,13 @@ record_line service_client::blank_line() const {
 bool service_client::read(const record_taker& take, size_t most) {
   const ssize_t got = lines_.read_from(descriptor(), most);
   const bool is_over = got == 0 || (got < 0 && errno != EAGAIN);
-  const uint64_t lines_before = lines_.line_count();
   hand_over(take, is_over);
-  note_line_begin(lines_before);
   return !is_over;
 }
 
+// Whole lines that are held up, or wait, are no fault of the client.
 void service_client::note_line_begin(uint64_t lines_before) {
-  if (!lines_.is_inside_line())
+  if (!lines_.is_inside_line() || is_held_up() || is_over_rate())
     line_began_ = clock::time_point::max();
   else if (line_began_ == clock::time_point::max() || lines_.line_count() != lines_before)
     line_began_ = clock::now();
@@ -106,20 +121,33 @@ void service_client::note_line_begin(uint64_t lines_before) {
 // Half a line is a record of a client that says nothing alone: any other sends it again.
 void service_client::hand_over(const record_taker& take, bool at_end) {
   record_line line = blank_line();
-  while (!is_closing_ && !is_held_up() && lines_.next(line)) hand_over(line, take);
-  while (at_end && client_ == nullptr && !is_closing_ && lines_.next_at_end(line))
+  while (may_take() && lines_.next(line)) hand_over(line, take);
+  while (at_end && client_ == nullptr && may_take() && lines_.next_at_end(line))
     hand_over(line, take);
 }
 
 void service_client::hand_over(record_line& line, const record_taker& take) {
   if (!std::exchange(has_begun_, true) && is_hello(line.text)) return greet(line.text);
-  if (client_ == nullptr) return take(line);
-  const uint64_t number = next_number_++;
-  if (number <= client_->taken) return;
-  client_->taken = number;
-  line.client = client_;
-  line.client_number = number;
+  if (client_ != nullptr) {
+    const uint64_t number = next_number_++;
+    if (number <= client_->taken) return;
+    client_->taken = number;
+    line.client = client_;
+    line.client_number = number;
+  }
+  --records_left_;
+  place_.user.rate.take();
   take(line);
+  if (is_too_bad_) refuse("more bad records in a minute than this service takes");
+}
+
+void service_client::hear_bad() {
+  bad_record_limit& bad = place_.user.bad;
+  if (bad.count(clock::now())) return;
+  is_too_bad_ = true;
+  if (bad.is_just_over())
+    tell_closed_(place_.name + " is closed: the user " + std::to_string(place_.peer.user) +
+                 " has sent too many bad records in a minute");
 }
 
 void service_client::give_up_line(const record_taker& take) {

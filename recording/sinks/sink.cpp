@@ -7,7 +7,7 @@
 #include "kp_LOG_filenames.h"
 #include "recording/files/path.h"
 #include "recording/text/escape.h"
-#include "recording/text/number.h"
+#include "recording/text/size.h"
 #include "recording/text/words.h"
 
 [[noreturn]] static void refuse(const std::string& text) {
@@ -37,25 +37,15 @@ static void check_prefix(const std::string& sink, const std::string& prefix) {
          " in its prefix, which is of ASCII letters, digits, \"_\" and \"-\"");
 }
 
-// Bytes, with K, M or G behind them for the powers of 1024; nothing for any other text and for 0.
-static std::optional<uintmax_t> parse_size(std::string_view text) {
-  const size_t unit = std::string_view("KMG").find(text.empty() ? '\0' : text.back());
-  const int shift = unit == std::string_view::npos ? 0 : static_cast<int>(unit + 1) * 10;
-  if (shift != 0) text.remove_suffix(1);
-  const uintmax_t number = number_of<uintmax_t>(text).value_or(0);
-  if (number == 0 || number > (UINTMAX_MAX >> 1 >> shift)) return std::nullopt;
-  return number << shift;
-}
-
 static uintmax_t parse_text_options(const std::string& sink, std::string_view options) {
   const std::string_view key = "max-size=";
   if (options.substr(0, key.size()) != key)
     refuse("the sink " + sink + " has the option " + in_quotes(options) +
            "; the only one is max-size=SIZE");
-  const std::optional<uintmax_t> size = parse_size(options.substr(key.size()));
+  const std::optional<uintmax_t> size = size_of(options.substr(key.size()));
   if (!size)
-    refuse("the sink " + sink + " has the size " + in_quotes(options.substr(key.size())) +
-           "; a size is a number from 1, with K, M or G behind it or nothing");
+    refuse("the sink " + sink + " has the size " + in_quotes(options.substr(key.size())) + "; " +
+           size_form);
   return *size;
 }
 

@@ -28,3 +28,10 @@ std::optional<std::chrono::seconds> duration_of(std::string_view text) {
   }
   return std::nullopt;
 }
+
+std::string duration_text(std::chrono::seconds duration) {
+  for (const duration_unit& unit : duration_units)
+    if (duration % unit.span == std::chrono::seconds(0))
+      return std::to_string(duration / unit.span) + unit.letter;
+  return "";  // seconds divide all
+}

@@ -16,10 +16,10 @@
 #include "recording/sinks/counter_writer.h"
 #include "recording/sinks/sink.h"
 #include "recording/text/code_page.h"
-#include "recording/text/duration.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
+#include "tools/command/emit_limits.h"
 #include "tools/command/options.h"
 #include "tools/emit/files.h"
 #include "tools/emit/filter.h"
@@ -31,7 +31,6 @@
 
 // --- What the command line asks for ---
 
-static constexpr std::string_view quarantine_prefix = "quarantine=";
 static constexpr std::string_view listen_prefix = "unix:";
 
 struct emit_options {
@@ -49,10 +48,11 @@ struct emit_options {
 
   std::string listen;  // "unix:PATH"; empty: no socket
   service_rules service;
+  emit_limits limits;
   report_options report;
 
-  std::optional<std::string> quarantine() const;  // its file
-  std::string socket_path() const;                // empty: no socket
+  std::optional<quarantine_file> quarantine() const { return quarantine_of(on_error); }
+  std::string socket_path() const;  // empty: no socket
   // The file of the clients' numbers, beside the first output; empty: no client is acknowledged to.
   std::string numbers_path() const;
   std::string no_numbers() const;  // why there are none
@@ -61,11 +61,6 @@ struct emit_options {
     return on_failure.empty() ? !listen.empty() : on_failure == "wait";
   }
 };
-
-std::optional<std::string> emit_options::quarantine() const {
-  if (!on_error.starts_with(quarantine_prefix)) return std::nullopt;
-  return on_error.substr(quarantine_prefix.size());
-}
 
 std::string emit_options::socket_path() const {
   return listen.empty() ? "" : listen.substr(listen_prefix.size());
@@ -100,16 +95,6 @@ static unsigned read_mask(const std::string& text) {
   if (const auto mask = number_of_either_base<unsigned>(text)) return *mask;
   throw std::invalid_argument(in_quotes(text) +
                               " is no mask of 32 bits; one like 6 or 0x00000006 is expected");
-}
-
-static std::chrono::seconds read_duration(const std::string& text) {
-  if (const auto duration = duration_of(text)) return *duration;
-  throw std::invalid_argument(in_quotes(text) + " is no duration; " + duration_form);
-}
-
-static size_t read_client_limit(const std::string& text) {
-  if (const auto limit = number_of<size_t>(text); limit && *limit != 0) return *limit;
-  throw std::invalid_argument(in_quotes(text) + " is no number from 1");
 }
 
 static void add_filter_options(CLI::App& command, emit_options& options) {
@@ -161,20 +146,10 @@ static void add_input_options(CLI::App& command, emit_options& options) {
   add_text_option(command,
                   {"--listen", "unix:PATH", "Take records from clients of a stream socket, too"},
                   options.listen);
-  add_read_option(
-      command,
-      {"--idle-line", "TIME",
-       "A client's line whose end has not come by then is given up; 60s by default"},
-      [&options](const std::string& text) { options.service.idle_line = read_duration(text); });
-  add_read_option(command,
-                  {"--max-user-clients", "NUMBER",
-                   "Connections that a user may have at a time; half of all by default"},
-                  [&options](const std::string& text) {
-                    options.service.max_user_clients = read_client_limit(text);
-                  });
+  add_limit_options(command, options.limits, options.service);
   add_text_option(
       command,
-      {"--on-error", "stop|skip|quarantine=FILE",
+      {"--on-error", "stop|skip|quarantine=FILE[,max-size=64M]",
        "What becomes of bad records; skip is the default. They are reported in any case"},
       options.on_error);
 }
@@ -217,8 +192,7 @@ static void check_inputs(const emit_options& options) {
 }
 
 static bool is_error_policy(const std::string& text) {
-  return text == "stop" || text == "skip" ||
-         (text.starts_with(quarantine_prefix) && text.size() > quarantine_prefix.size());
+  return text == "stop" || text == "skip" || quarantine_of(text).has_value();
 }
 
 static void check_name(const std::string& option, const std::string& path) {
@@ -239,7 +213,7 @@ static void add_outputs(const emit_options& options, emit_files& files) {
     else if (!path.path.empty())
       add_named_file(path.path, files);
   }
-  if (const auto path = options.quarantine()) add_named_file(*path, files);
+  if (const auto kept = options.quarantine()) add_named_file(kept->path, files);
   if (!options.count.empty()) {
     const counter_place place = counter_place_of(options.count);
     files.add_file(place.path, place.name);
@@ -267,7 +241,7 @@ static void check_outputs(const emit_options& options) {
   expect(is_error_policy(options.on_error),
          "--on-error: " + in_quotes(options.on_error) + " is none of stop, skip, quarantine=FILE");
   check_name("--count", options.count);
-  check_name("--on-error", options.quarantine().value_or(""));
+  check_name("--on-error", options.quarantine().value_or(quarantine_file()).path);
 }
 
 // Fills in what is not said. Raises wrong_usage.
@@ -291,7 +265,7 @@ static std::vector<file_place> places_of_locks(const emit_options& options) {
   for (const std::string& sink : options.sinks)
     if (const sink_path path = path_of_sink(sink); !path.path.empty())
       places.push_back(place_of(path.path));
-  if (const auto path = options.quarantine()) places.push_back(place_of(*path));
+  if (const auto kept = options.quarantine()) places.push_back(place_of(kept->path));
   if (options.count.empty()) return places;
   const counter_place place = counter_place_of(options.count);
   places.push_back({place.folder, place.name});
@@ -323,9 +297,9 @@ static emit_outputs open_outputs(const emit_options& options, const event_set& e
     outputs.sinks.push_back(make_record_sink(sink, shared));
   if (!options.count.empty())
     outputs.counts = std::make_unique<counter_writer>(options.count, waiting, tell);
-  if (const auto path = options.quarantine())
-    outputs.quarantine =
-        std::make_unique<line_file>(*path, append_rules{.report = tell, .waiting = waiting});
+  if (const auto kept = options.quarantine())
+    outputs.quarantine = std::make_unique<line_file>(
+        kept->path, append_rules{.report = tell, .waiting = waiting}, kept->most);
   outputs.acknowledges = options.acknowledges;
   outputs.synced = options.synced;
   if (!options.numbers_path().empty()) open_numbers(options, outputs, report, {waiting, tell});
@@ -334,6 +308,7 @@ static emit_outputs open_outputs(const emit_options& options, const event_set& e
 
 static std::vector<std::unique_ptr<record_input>> open_inputs(const emit_options& options,
                                                               const emit_outputs& outputs,
+                                                              emit_report& report,
                                                               const lock_waiting& waiting) {
   std::vector<std::unique_ptr<record_input>> inputs;
   if (!options.records.empty()) inputs.push_back(std::make_unique<record_files>(options.records));
@@ -343,6 +318,9 @@ static std::vector<std::unique_ptr<record_input>> open_inputs(const emit_options
   rules.waiting = waiting;
   rules.numbers = outputs.clients.get();
   rules.no_numbers = options.no_numbers();
+  rules.tell_closed = [&report](const std::string& text) {
+    report.problem("client-closed"_rule, text);
+  };
   inputs.push_back(std::make_unique<record_service>(options.socket_path(), rules));
   return inputs;
 }
@@ -376,9 +354,10 @@ class emit_run {
         events_(options.events),
         filter_(options.filter),
         outputs_(open_outputs(options, events_, report, waiting_for_locks(signals, report))),
-        inputs_(open_inputs(options, outputs_, waiting_for_locks(signals, report))),
+        inputs_(open_inputs(options, outputs_, report, waiting_for_locks(signals, report))),
         patience_(options.waits_for_outputs(), signals, report),
-        pipeline_(events_, filter_, outputs_, report, patience_, options.on_error == "stop"),
+        pipeline_(events_, filter_, outputs_, report, patience_,
+                  {options.on_error == "stop", time_skew(options.limits.max_skew)}),
         signals_(signals) {
     recover(options_, report_, waiting_for_locks(signals_, report_));
   }

@@ -10,13 +10,13 @@ static constexpr size_t batch_input = size_t{1} << 20;
 
 emit_pipeline::emit_pipeline(const event_set& events, const emit_filter& filter,
                              emit_outputs& outputs, emit_report& report, batch_patience& patience,
-                             bool stops)
+                             record_rules rules)
     : events_(events),
       filter_(filter),
       outputs_(outputs),
       report_(report),
       patience_(patience),
-      stops_(stops),
+      rules_(std::move(rules)),
       maker_(events),
       form_(events.version()) {}
 
@@ -43,6 +43,8 @@ void emit_pipeline::process(const record_line& line) {
   if (line.peer != nullptr) take_sender(line);
   const made_entry* const made = maker_.try_make(*parsed_);
   if (made == nullptr) return refuse(line, maker_.error());
+  if (parsed_->time && !rules_.skew.allows(made->entry.GetAttribTime("TIMESTAMP")))
+    return refuse(line, rules_.skew.fault_of(*parsed_));
   emit_tally& tally = tallies_[made->event];
   if (made->is_lost() || filter_.passes(made->entry))
     add(*made, line.text);
@@ -80,7 +82,8 @@ void emit_pipeline::refuse(const record_line& line, const record_error& error) {
   if (outputs_.quarantine != nullptr) (bad_lines_ += line.text) += '\n';
   if (line.client != nullptr && line.client->hearing != nullptr)
     line.client->hearing->hear_refused(line.client_number, error.rule()->code, error.text());
-  has_stopped_ = stops_;
+  if (line.sender != nullptr) line.sender->hear_bad();
+  has_stopped_ = rules_.stops;
 }
 
 // --- A batch ---
@@ -131,7 +134,9 @@ void emit_pipeline::write_patiently() {
 }
 
 void emit_pipeline::write() {
+  const bool has_bad_lines = !bad_lines_.empty();
   write_patiently();
+  if (has_bad_lines) report_.quarantined(outputs_.quarantine->left_out());
   tell_clients();
   for (auto& [event, tally] : tallies_) tally.written += tally.unwritten();
   batch_input_ = 0;

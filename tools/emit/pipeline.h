@@ -17,6 +17,7 @@
 #include "recording/sinks/sink.h"
 #include "tools/emit/filter.h"
 #include "tools/emit/run_report.h"
+#include "tools/emit/skew.h"
 
 // Where a run's results go. With clients' numbers a batch is in all of it, and in these, or in
 // none: but for standard output, which nothing can be taken back from.
@@ -40,11 +41,16 @@ class batch_patience {
   virtual void was_written() = 0;
 };
 
+struct record_rules {
+  bool stops = false;  // the first bad record is the last one
+  time_skew skew = time_skew(std::nullopt);
+};
+
 class emit_pipeline {
  public:
-  // All must live as long as the pipeline. With `stops` the first bad record is the last one.
+  // All but the rules must live as long as the pipeline.
   emit_pipeline(const event_set& events, const emit_filter& filter, emit_outputs& outputs,
-                emit_report& report, batch_patience& patience, bool stops);
+                emit_report& report, batch_patience& patience, record_rules rules);
 
   // Takes the next record; nothing once it has stopped. Writes the batch when it is large. Raises
   // file_error.
@@ -76,7 +82,7 @@ class emit_pipeline {
   emit_outputs& outputs_;
   emit_report& report_;
   batch_patience& patience_;
-  bool stops_;
+  record_rules rules_;
 
   record_parser parser_;
   entry_maker maker_;

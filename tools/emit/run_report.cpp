@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <utility>
 #include <vector>
 
 #include "recording/files/file_error.h"
@@ -56,6 +57,24 @@ void emit_report::tell_hidden() {
   const std::string text = counted(hidden_, "more bad record") + ", not shown one by one";
   hidden_ = 0;
   problem("record-not-shown"_rule, text);
+}
+
+void emit_report::quarantined(size_t left_out) {
+  if (left_out == 0) {
+    tell_not_kept();
+  } else if (is_quarantine_full_) {
+    not_kept_ += left_out;
+  } else {
+    problem("quarantine-full"_rule,
+            "the quarantine is full; " + counted(left_out, "bad line") + " not kept");
+  }
+  is_quarantine_full_ = left_out != 0;
+}
+
+void emit_report::tell_not_kept() {
+  if (not_kept_ == 0) return;
+  const std::string text = counted(std::exchange(not_kept_, 0), "more bad line") + " not kept";
+  problem("quarantine-full"_rule, "the quarantine was full; " + text);
 }
 
 void emit_report::bad_record(const record_line& line, const record_error& error) {
@@ -199,6 +218,7 @@ void emit_report::write_json(const emit_tallies& tallies) {
 void emit_report::closing(const emit_tallies& tallies) {
   clear_progress();
   tell_hidden();
+  tell_not_kept();
   if (!options_.quiet && options_.format == diagnostic_format::json) write_json(tallies);
   if (options_.with_summary()) write_table(tallies);
 }

@@ -46,6 +46,9 @@ class emit_report {
   // definitions, std::invalid_argument (a usage error), file_error and other std::runtime_errors (a
   // file error). Every other exception passes.
   command_outcome report_failures(const std::function<command_outcome()>& run);
+  // Of the bad lines of a batch that many were not kept: told when they are the first, and when
+  // there is room again.
+  void quarantined(size_t left_out);
   // Redraws the line of progress, if there is one to draw and it is time.
   void progress(const emit_tallies& tallies);
   // Tells how many bad records were not shown, if any.
@@ -60,6 +63,7 @@ class emit_report {
   using clock = std::chrono::steady_clock;
 
   bool may_show_another();
+  void tell_not_kept();
   void clear_progress();
   void write_table(const emit_tallies& tallies);
   void write_json(const emit_tallies& tallies);
@@ -73,7 +77,9 @@ class emit_report {
   clock::time_point minute_ = began_;            // in which bad records are counted
   unsigned shown_ = 0;                           // bad records in that minute
   std::unordered_set<const known_event*> told_;  // that the catalog lacks a message of them
-  uint64_t hidden_ = 0;  // bad records that were not shown, and not told of yet
+  uint64_t hidden_ = 0;    // bad records that were not shown, and not told of yet
+  uint64_t not_kept_ = 0;  // bad lines likewise
+  bool is_quarantine_full_ = false;
 };
 
 #endif

@@ -10,6 +10,13 @@ TEST(Duration, IsANumberAndItsUnit) {
   EXPECT_EQ(duration_of("007s"), std::chrono::seconds(7));
 }
 
+TEST(Duration, IsToldInTheLargestUnit) {
+  for (const char* text : {"1s", "59s", "61s", "1m", "90m", "23h", "25h", "1d", "36500d"})
+    EXPECT_EQ(duration_text(duration_of(text).value()), text);
+  EXPECT_EQ(duration_text(std::chrono::seconds(86400)), "1d");
+  EXPECT_EQ(duration_text(std::chrono::seconds(7200)), "2h");
+}
+
 TEST(Duration, AnythingElseIsNone) {
   for (const char* text : {"", "s", "d", "5", "-5s", "+5s", "1.5h", "5 m", "5ms", " 5s", "5s ",
                            "5w", "5S", "0s", "0d", "h5", "5s5s"})
