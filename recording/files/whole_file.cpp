@@ -96,21 +96,22 @@ static void synchronise_folder(const std::string& folder) {
   if (opened.is_open()) static_cast<void>(KP_fsync(opened.get()));
 }
 
-static bool fill_temporary_file(int descriptor, std::string_view bytes) {
+static bool fill_temporary_file(int descriptor, std::string_view bytes, bool synced) {
   return close_written(descriptor,
                        write_all(descriptor, bytes) &&
                            KP_fchmod(descriptor, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH) == 0 &&
-                           KP_fsync(descriptor) == 0);
+                           (!synced || KP_fsync(descriptor) == 0));
 }
 
-static bool replace_regular_file(const std::string& path, std::string_view bytes) {
+static bool replace_regular_file(const std::string& path, std::string_view bytes, bool synced) {
   const held_back_signals held_back;
   const std::string folder = place_of(path).folder;
   std::string temporary = folder + "/.kplog-XXXXXX";
   const int descriptor = KP_mkostemp(temporary.data(), O_CLOEXEC);
   if (descriptor < 0) return false;
-  if (fill_temporary_file(descriptor, bytes) && KP_rename(temporary.c_str(), path.c_str()) == 0) {
-    synchronise_folder(folder);
+  if (fill_temporary_file(descriptor, bytes, synced) &&
+      KP_rename(temporary.c_str(), path.c_str()) == 0) {
+    if (synced) synchronise_folder(folder);
     return true;
   }
   const int error = errno;
@@ -120,7 +121,7 @@ static bool replace_regular_file(const std::string& path, std::string_view bytes
 }
 
 // False, with errno, when that fails.
-static bool write_file(const std::string& path, std::string_view bytes) {
+static bool write_file(const std::string& path, std::string_view bytes, bool synced) {
   if (path == "-") return write_all(STDOUT_FILENO, bytes);
   struct stat status {};
   const bool exists = KP_stat(path.c_str(), &status) == 0;
@@ -130,10 +131,10 @@ static bool write_file(const std::string& path, std::string_view bytes) {
     return descriptor >= 0 && close_written(descriptor, write_all(descriptor, bytes));
   }
   const std::string resolved = resolved_path(path);
-  return !resolved.empty() && replace_regular_file(resolved, bytes);
+  return !resolved.empty() && replace_regular_file(resolved, bytes, synced);
 }
 
-void write_whole_file(const std::string& path, std::string_view bytes) {
-  if (!write_file(path, bytes))
+void write_whole_file(const std::string& path, std::string_view bytes, bool synced) {
+  if (!write_file(path, bytes, synced))
     throw file_error(file_use::writing, "write", output_name(path), errno);
 }

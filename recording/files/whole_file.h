@@ -20,7 +20,7 @@ std::string read_file(const std::string& path, const size_limit_function& limit)
 // target is replaced, or made where there is none; links in a circle are the error ELOOP. What
 // exists and is no regular file (a device, a pipe) is written to directly;
 // "-" is standard output. Signals wait meanwhile. Raises file_error: the file is as it was then,
-// and no temporary file is left behind.
-void write_whole_file(const std::string& path, std::string_view bytes);
+// and no temporary file is left behind. What need not outlive the system is not synchronised.
+void write_whole_file(const std::string& path, std::string_view bytes, bool synced = true);
 
 #endif

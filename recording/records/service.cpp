@@ -95,6 +95,10 @@ record_service::record_service(std::string path, service_rules rules)
       rules_(std::move(rules)),
       client_limit_(room_for_clients()),
       client_room_(client_limit_) {
+  answering_.name_of = [this](const service_client& who, const service_hello& hello,
+                              std::string& refusal) { return name(who, hello, refusal); };
+  answering_.tell_closed = rules_.tell_closed;
+  answering_.status = rules_.status;
   if (rules_.max_user_clients == 0) rules_.max_user_clients = (client_limit_ + 1) / 2;
   open_descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (listener.get() < 0) raise_service_error(path_, errno);
@@ -213,6 +217,7 @@ void record_service::serve_waiting(service_user& user, const record_taker& take)
 
 void record_service::leave(service_client& client) {
   if (client.client() != nullptr) rules_.numbers->see(*client.client());
+  if (client.is_too_bad()) ++closed_;
   --client.user().clients;
   clients_.erase(client.number());  // which takes it out of the epoll
   client_room_ = client_limit_;
@@ -229,6 +234,7 @@ void record_service::give_up_lines(const record_taker& take) {
                          client.line_began() + rules_.idle_line <= now &&
                          waiting_bytes(client.descriptor()) == 0;
     if (is_late) {
+      ++given_up_;
       client.give_up_line(take);
       leave(client);
     } else if (client.line_began() != client_time::max()) {
@@ -273,13 +279,14 @@ void record_service::admit(open_descriptor accepted) {
   const record_peer peer = peer_of(accepted.get());
   const uint64_t number = ++client_count_;
   service_user& user = user_of(peer.user);
-  if (user.clients >= rules_.max_user_clients) return tell_too_many(accepted.get());
+  if (user.clients >= rules_.max_user_clients) {
+    ++refused_;
+    return tell_too_many(accepted.get());
+  }
   service_client::place place{"unix:" + path_ + "#" + std::to_string(number), number, peer, user,
                               wait_.get()};
-  const auto naming = [this](const service_client& who, const service_hello& hello,
-                             std::string& refusal) { return name(who, hello, refusal); };
-  clients_.emplace(number, std::make_unique<service_client>(std::move(accepted), std::move(place),
-                                                            naming, rules_.tell_closed));
+  clients_.emplace(
+      number, std::make_unique<service_client>(std::move(accepted), std::move(place), answering_));
   ++user.clients;
 }
 
@@ -305,6 +312,24 @@ numbered_client* record_service::name(const service_client& who, const service_h
     refusal = error.what();
     return nullptr;
   }
+}
+
+// --- How the service is ---
+
+service_figures record_service::figures() const {
+  service_figures told{.connected = clients_.size(),
+                       .accepted = client_count_,
+                       .refused = refused_,
+                       .given_up = given_up_,
+                       .closed = closed_};
+  for (const auto& [id, user] : users_) told.waiting += user.waiting.size();
+  return told;
+}
+
+// None of them leaves: another may be in the middle of being served.
+void record_service::answer_status() {
+  accept_clients();
+  for (const auto& [number, client] : clients_) client->answer_status();
 }
 
 // --- The end ---

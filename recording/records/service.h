@@ -29,10 +29,21 @@ struct service_rules {
   size_t max_user_clients = 0;  // connections that a user has at a time; 0: half of all there are
   uint64_t max_rate = 0;        // records a second of a user; 0: as many as there are
   std::optional<uint64_t> max_bad = {};  // bad records a minute of a user; nothing: any
-  service_client::closing tell_closed = [](const std::string&) {};  // for too many of them
+  service_client::closing tell_closed = [](const std::string&) {};         // for too many of them
+  std::function<std::string()> status = [] { return std::string("{}"); };  // an object of JSON
   // What clients with names are acknowledged by, as long as the service lives; or why they are not.
   client_numbers* numbers = nullptr;
   std::string no_numbers = {};
+};
+
+// Of the clients of a service, and what became of them so far.
+struct service_figures {
+  uint64_t connected = 0;
+  uint64_t waiting = 0;   // of these, until they may send more
+  uint64_t accepted = 0;  // so far, and those refused among them
+  uint64_t refused = 0;   // because the user had too many connections
+  uint64_t given_up = 0;  // in the middle of a line
+  uint64_t closed = 0;    // for bad records
 };
 
 // A stream socket at a path, for its owner and group (mode 0660 whatever the umask). Every client
@@ -56,6 +67,11 @@ class record_service : public record_input {
   // From here on clients cannot send, and nobody can connect.
   void read_last(const record_taker& take, record_deadline deadline) override;
   std::vector<std::string> unread() const override;
+
+  service_figures figures() const;
+  // Answers those that ask how the service is, while nothing else is read. May be called by whoever
+  // takes a record.
+  void answer_status();
 
  private:
   using client_time = service_client::clock::time_point;
@@ -87,7 +103,9 @@ class record_service : public record_input {
   std::vector<char> memory_;  // for the client that is being read, if it has nothing left of before
   size_t client_limit_;       // as many as there are descriptors for
   size_t client_room_;        // less while the system has none left
-  uint64_t client_count_ = 0;                       // so far
+  uint64_t client_count_ = 0;                         // so far
+  uint64_t refused_ = 0, given_up_ = 0, closed_ = 0;  // of these, as the figures tell
+  service_client::answering answering_;
   client_time look_at_lines_ = client_time::max();  // when a line may have been given up
   client_time look_at_rates_ = client_time::max();  // when those that wait may send more
 };

@@ -3,6 +3,7 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
+#include <array>
 #include <cerrno>
 #include <stdexcept>
 #include <system_error>
@@ -19,12 +20,10 @@ record_peer peer_of(int descriptor) {
   return {peer.uid, static_cast<uint64_t>(peer.pid)};
 }
 
-service_client::service_client(open_descriptor accepted, place where, naming name_of,
-                               closing tell_closed)
+service_client::service_client(open_descriptor accepted, place where, const answering& answers)
     : descriptor_(std::move(accepted)),
       place_(std::move(where)),
-      name_of_(std::move(name_of)),
-      tell_closed_(std::move(tell_closed)),
+      answering_(answers),
       lines_(piece, record_size_limit),
       watched_(EPOLLIN) {
   epoll_event event{watched_, {this}};
@@ -49,7 +48,7 @@ bool service_client::is_held_up() const {
 }
 
 void service_client::watch() {
-  const bool is_read = !has_ended_ && !is_closing_ && !is_held_up();
+  const bool is_read = !has_ended_ && !is_closing_ && !is_told_ && !is_held_up();
   const uint32_t wanted = (is_read ? EPOLLIN : 0U) | (answers_.empty() ? 0U : EPOLLOUT);
   if (is_waiting_ || wanted == watched_) return;
   epoll_event event{wanted, {this}};
@@ -88,6 +87,8 @@ bool service_client::serve(uint32_t events, const record_taker& take, std::vecto
     return false;
   }
   note_line_begin(lines_before);
+  if (is_told_) watch();
+  if (is_told_) return !answers_.empty() && !is_gone;
   if (client_ == nullptr) return !has_ended_ && !is_closing_;
   close_when_done();
   watch();
@@ -112,7 +113,7 @@ bool service_client::read(const record_taker& take, size_t most) {
 
 // Whole lines that are held up, or wait, are no fault of the client.
 void service_client::note_line_begin(uint64_t lines_before) {
-  if (!lines_.is_inside_line() || is_held_up() || is_over_rate())
+  if (!lines_.is_inside_line() || is_told_ || is_held_up() || is_over_rate())
     line_began_ = clock::time_point::max();
   else if (line_began_ == clock::time_point::max() || lines_.line_count() != lines_before)
     line_began_ = clock::now();
@@ -146,8 +147,9 @@ void service_client::hear_bad() {
   if (bad.count(clock::now())) return;
   is_too_bad_ = true;
   if (bad.is_just_over())
-    tell_closed_(place_.name + " is closed: the user " + std::to_string(place_.peer.user) +
-                 " has sent too many bad records in a minute");
+    answering_.tell_closed(place_.name + " is closed: the user " +
+                           std::to_string(place_.peer.user) +
+                           " has sent too many bad records in a minute");
 }
 
 void service_client::give_up_line(const record_taker& take) {
@@ -161,7 +163,7 @@ void service_client::stop_sending() const {
 }
 
 bool service_client::has_unread() const {
-  return client_ == nullptr && (waiting_bytes(descriptor()) != 0 || lines_.has_rest());
+  return client_ == nullptr && !is_told_ && (waiting_bytes(descriptor()) != 0 || lines_.has_rest());
 }
 
 // --- Answering ---
@@ -170,7 +172,8 @@ void service_client::greet(std::string_view line) {
   try {
     const service_hello hello = read_hello(line);
     std::string refusal;
-    client_ = name_of_(*this, hello, refusal);
+    if (hello.asks_status) return tell_status();
+    client_ = answering_.name_of(*this, hello, refusal);
     if (client_ == nullptr) return refuse(refusal);
     client_->hearing = this;
     next_number_ = hello.first.value_or(client_->written + 1);
@@ -178,6 +181,31 @@ void service_client::greet(std::string_view line) {
   } catch (const std::invalid_argument& error) {
     refuse(error.what());
   }
+}
+
+void service_client::tell_status() {
+  is_told_ = true;
+  answer(status_line(answering_.status()));
+  send_answers();
+}
+
+// The line stays to be read, and is answered once.
+void service_client::answer_status() {
+  if (is_told_ && !answers_.empty()) send_answers();
+  if (has_begun_ || is_told_ || lines_.has_rest()) return;
+  static constexpr size_t most = 256;  // bytes of such a hello
+  std::array<char, most> bytes;
+  const ssize_t got = recv(descriptor(), bytes.data(), bytes.size(), MSG_PEEK | MSG_DONTWAIT);
+  if (got <= 0) return;
+  const std::string_view sent(bytes.data(), static_cast<size_t>(got));
+  const size_t end = sent.find('\n');
+  if (end == std::string_view::npos || !is_hello(sent.substr(0, end))) return;
+  try {
+    if (read_hello(sent.substr(0, end)).asks_status) tell_status();
+  } catch (const std::invalid_argument&) {
+    // It is told when it is read.
+  }
+  if (is_told_ && answers_.empty()) shutdown(descriptor(), SHUT_RDWR);
 }
 
 void service_client::refuse(const std::string& text) {

@@ -36,6 +36,11 @@ class service_client : public client_hearing, public line_sender {
   static constexpr size_t piece = size_t{64} << 10;  // of what it has sent, that is read at a time
   // Told that the client is closed, and why.
   using closing = std::function<void(const std::string& text)>;
+  struct answering {
+    naming name_of;
+    closing tell_closed = [](const std::string&) {};
+    std::function<std::string()> status = [] { return std::string("{}"); };  // an object of JSON
+  };
 
   // Who it is, and where it belongs.
   struct place {
@@ -47,7 +52,7 @@ class service_client : public client_hearing, public line_sender {
   };
 
   // Is watched for until it is closed. Raises std::system_error.
-  service_client(open_descriptor accepted, place where, naming name_of, closing tell_closed);
+  service_client(open_descriptor accepted, place where, const answering& answers);
   ~service_client() override;
   service_client(const service_client&) = delete;
   service_client& operator=(const service_client&) = delete;
@@ -72,6 +77,8 @@ class service_client : public client_hearing, public line_sender {
   // It waits until it may send more, and is not watched for meanwhile.
   void wait_for_rate();
   bool is_waiting() const { return is_waiting_; }
+  // Whether it is closed for bad records.
+  bool is_too_bad() const { return is_too_bad_; }
   void end_waiting();
   // When the line began that has not ended; far in the future when there is none.
   clock::time_point line_began() const { return line_began_; }
@@ -79,8 +86,10 @@ class service_client : public client_hearing, public line_sender {
   void give_up_line(const record_taker& take);
   // Nothing can be sent any more; what was sent can be read.
   void stop_sending() const;
+  // Answers it without reading more, where its first line is there and asks how the service is.
+  void answer_status();
   // Everything that it sent was read.
-  bool has_ended() const { return has_ended_ || is_closing_; }
+  bool has_ended() const { return has_ended_ || is_closing_ || is_told_; }
   bool has_unread() const;
   std::string unread() const { return unread_text(place_.name, lines_.line_count()); }
   // It is not heard any more, and nothing unread of it is taken.
@@ -103,13 +112,13 @@ class service_client : public client_hearing, public line_sender {
   void close_when_done();
   void stop_hearing();
   bool is_held_up() const;
-  bool may_take() const { return !is_closing_ && !is_held_up() && !is_over_rate(); }
+  bool may_take() const { return !is_closing_ && !is_told_ && !is_held_up() && !is_over_rate(); }
+  void tell_status();
   void watch();
 
   open_descriptor descriptor_;
   place place_;
-  naming name_of_;
-  closing tell_closed_;
+  const answering& answering_;
   record_lines lines_;
   clock::time_point line_began_ = clock::time_point::max();
 
@@ -120,6 +129,7 @@ class service_client : public client_hearing, public line_sender {
   uint64_t records_left_ = 0;          // of its share
   bool is_waiting_ = false;            // for more of them
   bool is_too_bad_ = false;            // its user has sent too many bad records
+  bool is_told_ = false;               // how the service is; then it is closed
   bool has_begun_ = false;             // its first line was read
   bool has_ended_ = false;             // it sends no more
   bool is_closing_ = false;

@@ -32,6 +32,11 @@ static std::string read_client(const simdjson::dom::element& value) {
   return std::string(name.value_unsafe());
 }
 
+static bool read_status(const simdjson::dom::element& value) {
+  if (!value.is_bool() || !value.get_bool().value_unsafe()) refuse_hello("\"status\" is true");
+  return true;
+}
+
 static uint64_t read_first(const simdjson::dom::element& value) {
   const auto first = value.get_uint64();
   if (first.error() != simdjson::SUCCESS || first.value_unsafe() == 0 ||
@@ -55,18 +60,25 @@ service_hello read_hello(std::string_view line) {
       hello.client = read_client(value);
     else if (key == "first" && !hello.first)
       hello.first = read_first(value);
+    else if (key == "status" && !hello.asks_status)
+      hello.asks_status = read_status(value);
     else
       refuse_hello(form);
   }
   if (!is_spoken) refuse_hello("this service speaks version 1: {\"kplog\":1,...}");
-  if (hello.client.empty()) refuse_hello(form);
+  const bool is_client = !hello.client.empty();
+  if (is_client == hello.asks_status || (hello.first && !is_client)) refuse_hello(form);
   return hello;
 }
 
 std::string hello_line(const service_hello& hello) {
   std::string line;
   json_text json(line);
-  json.begin_object().key("kplog").number(1).key("client").text(hello.client);
+  json.begin_object().key("kplog").number(1);
+  if (hello.asks_status)
+    json.key("status").written("true");
+  else
+    json.key("client").text(hello.client);
   if (hello.first) json.key("first").number(*hello.first);
   json.end_object();
   return line;
@@ -90,6 +102,13 @@ std::string error_line(const std::string& text) {
   std::string line;
   json_text json(line);
   json.begin_object().key("error").text(text).end_object();
+  return line + '\n';
+}
+
+std::string status_line(const std::string& status) {
+  std::string line;
+  json_text json(line);
+  json.begin_object().key("status").written(status).end_object();
   return line + '\n';
 }
 

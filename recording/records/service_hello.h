@@ -9,8 +9,10 @@
 
 // {"kplog":1,"client":"NAME","first":7}
 struct service_hello {
-  std::string client;             // 1 to 255 bytes
-  std::optional<uint64_t> first;  // the number of the next line; nothing: the one behind the last
+  std::string client = {};  // 1 to 255 bytes
+  std::optional<uint64_t> first =
+      {};                    // the number of the next line; nothing: the one behind the last
+  bool asks_status = false;  // {"kplog":1,"status":true}: that alone, and nothing is sent
 };
 
 // Numbers of records are below it.
@@ -27,6 +29,8 @@ std::string hello_line(const service_hello& hello);
 std::string acknowledgement_line(uint64_t number);
 std::string refusal_line(uint64_t number, const char* code, const std::string& text);
 std::string error_line(const std::string& text);
+// Of what the service tells of itself, an object of JSON.
+std::string status_line(const std::string& status);
 
 // The same read: one of these three.
 struct service_answer {

@@ -42,6 +42,8 @@ extern const kplog_command_row catalog_command;
 extern const kplog_command_row emit_command;
 // kplog send: records to a service, until they are acknowledged.
 extern const kplog_command_row send_command;
+// kplog status: how a running service is.
+extern const kplog_command_row status_command;
 // kplog render: stored records as messages.
 extern const kplog_command_row render_command;
 // kplog recover: what recorders that died left behind, into their outputs.

@@ -21,12 +21,14 @@
 #include "tools/command/commands.h"
 #include "tools/command/emit_limits.h"
 #include "tools/command/options.h"
+#include "tools/emit/figures.h"
 #include "tools/emit/files.h"
 #include "tools/emit/filter.h"
 #include "tools/emit/loop.h"
 #include "tools/emit/patience.h"
 #include "tools/emit/pipeline.h"
 #include "tools/emit/run_report.h"
+#include "tools/emit/watch.h"
 #include "tools/report/outcome.h"
 
 // --- What the command line asks for ---
@@ -45,6 +47,7 @@ struct emit_options {
   std::string on_failure;         // "wait", "stop"; empty: a service waits
   bool acknowledges = false;
   bool synced = false;
+  std::string metrics;  // a file; empty: none
 
   std::string listen;  // "unix:PATH"; empty: no socket
   service_rules service;
@@ -136,6 +139,11 @@ static void add_output_options(CLI::App& command, emit_options& options) {
                     options.on_failure = text;
                   });
   add_flag_option(command, "--sync", "Wait for the disk at each batch", options.synced);
+  add_text_option(
+      command,
+      {"--metrics", "FILE",
+       "Counts, sizes, ages and failures for Prometheus, written at most once a second"},
+      options.metrics);
 }
 
 static void add_input_options(CLI::App& command, emit_options& options) {
@@ -220,6 +228,7 @@ static void add_outputs(const emit_options& options, emit_files& files) {
   }
   if (!options.listen.empty()) add_named_file(options.socket_path(), files);
   if (!options.numbers_path().empty()) add_named_file(options.numbers_path(), files);
+  if (!options.metrics.empty()) add_named_file(options.metrics, files);
 }
 
 static void check_files(const emit_options& options) {
@@ -241,6 +250,8 @@ static void check_outputs(const emit_options& options) {
   expect(is_error_policy(options.on_error),
          "--on-error: " + in_quotes(options.on_error) + " is none of stop, skip, quarantine=FILE");
   check_name("--count", options.count);
+  check_name("--metrics", options.metrics);
+  expect(options.metrics != "-", "--metrics needs a file");
   check_name("--on-error", options.quarantine().value_or(quarantine_file()).path);
 }
 
@@ -306,13 +317,11 @@ static emit_outputs open_outputs(const emit_options& options, const event_set& e
   return outputs;
 }
 
-static std::vector<std::unique_ptr<record_input>> open_inputs(const emit_options& options,
-                                                              const emit_outputs& outputs,
-                                                              emit_report& report,
-                                                              const lock_waiting& waiting) {
-  std::vector<std::unique_ptr<record_input>> inputs;
-  if (!options.records.empty()) inputs.push_back(std::make_unique<record_files>(options.records));
-  if (options.listen.empty()) return inputs;
+static std::unique_ptr<record_service> open_service(const emit_options& options,
+                                                    const emit_outputs& outputs,
+                                                    emit_report& report,
+                                                    const lock_waiting& waiting,
+                                                    std::function<std::string()> status) {
   raise_descriptor_limit();
   service_rules rules = options.service;
   rules.waiting = waiting;
@@ -321,8 +330,8 @@ static std::vector<std::unique_ptr<record_input>> open_inputs(const emit_options
   rules.tell_closed = [&report](const std::string& text) {
     report.problem("client-closed"_rule, text);
   };
-  inputs.push_back(std::make_unique<record_service>(options.socket_path(), rules));
-  return inputs;
+  rules.status = std::move(status);
+  return std::make_unique<record_service>(options.socket_path(), rules);
 }
 
 // What recorders left at the places that the run writes to comes there.
@@ -354,17 +363,22 @@ class emit_run {
         events_(options.events),
         filter_(options.filter),
         outputs_(open_outputs(options, events_, report, waiting_for_locks(signals, report))),
-        inputs_(open_inputs(options, outputs_, report, waiting_for_locks(signals, report))),
-        patience_(options.waits_for_outputs(), signals, report),
+        patience_(options.waits_for_outputs(), signals, report, [this] { look_around(); }),
         pipeline_(events_, filter_, outputs_, report, patience_,
                   {options.on_error == "stop", time_skew(options.limits.max_skew)}),
         signals_(signals) {
+    open_inputs();
     recover(options_, report_, waiting_for_locks(signals_, report_));
+    metrics_.emplace(
+        options_.metrics, [this] { return figures(); }, report_);
   }
 
   command_outcome run();
 
  private:
+  void open_inputs();
+  void look_around();
+  emit_figures figures() const;
   void reload();
   command_outcome read_all();
   command_outcome outcome_of(const emit_end& end);
@@ -376,10 +390,43 @@ class emit_run {
   emit_filter filter_;
   emit_outputs outputs_;
   std::vector<std::unique_ptr<record_input>> inputs_;
+  record_service* service_ = nullptr;  // of these; null: there is none
   emit_patience patience_;
   emit_pipeline pipeline_;
   emit_signals& signals_;
+  std::optional<metrics_file> metrics_;
+  figure_time began_ = std::chrono::system_clock::now();
 };
+
+void emit_run::open_inputs() {
+  if (!options_.records.empty())
+    inputs_.push_back(std::make_unique<record_files>(options_.records));
+  if (options_.listen.empty()) return;
+  auto service = open_service(options_, outputs_, report_, waiting_for_locks(signals_, report_),
+                              [this] { return status_json(figures()); });
+  service_ = service.get();
+  inputs_.push_back(std::move(service));
+}
+
+// What goes on while the outputs cannot be written.
+void emit_run::look_around() {
+  if (service_ != nullptr) service_->answer_status();
+  metrics_->look();
+}
+
+emit_figures emit_run::figures() const {
+  emit_figures told;
+  told.name = options_.listen.empty() ? options_.sinks.front() : options_.listen;
+  told.process = getpid();
+  told.began = began_;
+  told.now = std::chrono::system_clock::now();
+  told.sinks = options_.sinks;
+  told.tallies = pipeline_.tallies();
+  told.batches = pipeline_.figures();
+  told.failures = patience_.figures();
+  if (service_ != nullptr) told.clients = service_->figures();
+  return told;
+}
 
 command_outcome emit_run::fail(diagnostic_rule rule, const std::string& text) {
   report_.problem(rule, text);
@@ -411,7 +458,7 @@ command_outcome emit_run::outcome_of(const emit_end& end) {
 command_outcome emit_run::read_all() {
   command_outcome outcome = command_outcome::good;
   try {
-    emit_loop loop(signals_, inputs_, pipeline_, [this] { reload(); });
+    emit_loop loop(signals_, inputs_, pipeline_, *metrics_, [this] { reload(); });
     outcome = outcome_of(loop.run());
   } catch (const file_error& error) {
     if (error.use() == file_use::writing) throw;
@@ -429,6 +476,7 @@ command_outcome emit_run::run() {
   } catch (const file_error& error) {
     outcome = fail("unwritable"_rule, error.what());
   }
+  metrics_->end();
   report_.closing(pipeline_.tallies());
   const bool has_findings = total_of(pipeline_.tallies()).bad != 0;
   return outcome == command_outcome::good && has_findings ? command_outcome::findings : outcome;

@@ -55,8 +55,12 @@ int emit_signals::ending() const {
 static constexpr std::chrono::milliseconds last_patience(1500);
 
 emit_loop::emit_loop(emit_signals& signals, std::vector<std::unique_ptr<record_input>>& inputs,
-                     emit_pipeline& pipeline, std::function<void()> reload)
-    : signals_(signals), inputs_(inputs), pipeline_(pipeline), reload_(std::move(reload)) {}
+                     emit_pipeline& pipeline, metrics_file& metrics, std::function<void()> reload)
+    : signals_(signals),
+      inputs_(inputs),
+      pipeline_(pipeline),
+      metrics_(metrics),
+      reload_(std::move(reload)) {}
 
 bool emit_loop::is_running() const {
   const bool has_input = std::any_of(inputs_.begin(), inputs_.end(),
@@ -73,13 +77,14 @@ emit_end emit_loop::run() {
     if (is_idle && pipeline_.has_unwritten()) pipeline_.write();
     for (int signal = signals_.take(); signal != 0; signal = signals_.take()) answer(signal);
     if (ending_ == 0) read_ready();
+    metrics_.look();
   }
   return ending_ != 0 ? take_what_was_sent() : emit_end{};
 }
 
-// How long no input minds to be left alone; negative: any time.
+// How long none of them minds to be left alone; negative: any time.
 std::chrono::milliseconds emit_loop::patience() const {
-  std::chrono::milliseconds least(-1);
+  std::chrono::milliseconds least = metrics_.patience();
   for (const auto& input : inputs_) {
     const std::chrono::milliseconds one = input->patience();
     if (one.count() >= 0 && (least.count() < 0 || one < least)) least = one;

@@ -10,11 +10,15 @@ static constexpr std::chrono::milliseconds try_pause(200);
 static constexpr std::chrono::milliseconds pause_step(20);
 
 bool emit_patience::tries_again(const file_error& error) {
+  ++figures_.tries;
   if (!is_patient_ || error.name() == standard_output_name) return false;
-  if (trouble_ != error.what()) {
-    trouble_ = error.what();
-    report_.problem("unwritable"_rule, trouble_ + "; nothing is read until it can be written");
+  if (!figures_.since) figures_.since = std::chrono::system_clock::now();
+  if (figures_.trouble != error.what()) {
+    figures_.trouble = error.what();
+    report_.problem("unwritable"_rule,
+                    figures_.trouble + "; nothing is read until it can be written");
   }
+  meanwhile_();
   for (auto left = try_pause; left.count() > 0; left -= pause_step) {
     if (signals_.ending() != 0) return false;
     std::this_thread::sleep_for(pause_step);
@@ -23,7 +27,8 @@ bool emit_patience::tries_again(const file_error& error) {
 }
 
 void emit_patience::was_written() {
-  if (trouble_.empty()) return;
-  trouble_.clear();
+  if (!figures_.since) return;
+  figures_.since.reset();
+  figures_.trouble.clear();
   report_.note("the outputs can be written again");
 }

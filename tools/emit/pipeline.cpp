@@ -18,7 +18,9 @@ emit_pipeline::emit_pipeline(const event_set& events, const emit_filter& filter,
       patience_(patience),
       rules_(std::move(rules)),
       maker_(events),
-      form_(events.version()) {}
+      form_(events.version()) {
+  figures_.output_bytes.resize(outputs.sinks.size());
+}
 
 // --- One record ---
 
@@ -27,6 +29,7 @@ void emit_pipeline::take(const record_line& line) {
   ++taken_;
   if (line.client != nullptr) progress_[line.client] = line.client_number;
   batch_input_ += line.text.size();
+  figures_.input_bytes += line.text.size();
   try {
     process(line);
   } catch (const record_error& error) {
@@ -79,7 +82,10 @@ void emit_pipeline::refuse(const record_line& line, const record_error& error) {
   emit_tally& tally = tallies_[parsed_ == nullptr ? nullptr : find_event(events_, parsed_->event)];
   ++tally.read;
   ++tally.bad;
-  if (outputs_.quarantine != nullptr) (bad_lines_ += line.text) += '\n';
+  if (outputs_.quarantine != nullptr) {
+    (bad_lines_ += line.text) += '\n';
+    ++bad_line_count_;
+  }
   if (line.client != nullptr && line.client->hearing != nullptr)
     line.client->hearing->hear_refused(line.client_number, error.rule()->code, error.text());
   if (line.sender != nullptr) line.sender->hear_bad();
@@ -133,10 +139,22 @@ void emit_pipeline::write_patiently() {
   }
 }
 
+void emit_pipeline::count_batch(const std::vector<size_t>& output_bytes, size_t bad_lines) {
+  ++figures_.batches;
+  figures_.last = std::chrono::system_clock::now();
+  for (size_t i = 0; i < output_bytes.size(); ++i) figures_.output_bytes[i] += output_bytes[i];
+  if (bad_lines == 0) return;
+  const size_t left_out = outputs_.quarantine->left_out();
+  figures_.quarantined += bad_lines - left_out;
+  figures_.not_quarantined += left_out;
+  report_.quarantined(left_out);
+}
+
 void emit_pipeline::write() {
-  const bool has_bad_lines = !bad_lines_.empty();
+  std::vector<size_t> output_bytes;
+  for (const auto& sink : outputs_.sinks) output_bytes.push_back(sink->pending());
   write_patiently();
-  if (has_bad_lines) report_.quarantined(outputs_.quarantine->left_out());
+  if (has_unwritten()) count_batch(output_bytes, std::exchange(bad_line_count_, 0));
   tell_clients();
   for (auto& [event, tally] : tallies_) tally.written += tally.unwritten();
   batch_input_ = 0;

@@ -15,6 +15,7 @@
 #include "recording/records/stored_form.h"
 #include "recording/sinks/counter_writer.h"
 #include "recording/sinks/sink.h"
+#include "tools/emit/figures.h"
 #include "tools/emit/filter.h"
 #include "tools/emit/run_report.h"
 #include "tools/emit/skew.h"
@@ -65,6 +66,7 @@ class emit_pipeline {
   void reopen();
 
   const emit_tallies& tallies() const { return tallies_; }
+  const batch_figures& figures() const { return figures_; }
 
  private:
   void process(const record_line& line);
@@ -76,6 +78,7 @@ class emit_pipeline {
   void write_outputs(const delivery* of);
   void write_jointly();
   void tell_clients();
+  void count_batch(const std::vector<size_t>& output_bytes, size_t bad_lines);
 
   const event_set& events_;
   const emit_filter& filter_;
@@ -95,6 +98,8 @@ class emit_pipeline {
   std::string bad_lines_;      // of the batch, for the quarantine
   client_progress progress_;   // by the batch
   bool has_stopped_ = false;
+  batch_figures figures_;
+  size_t bad_line_count_ = 0;  // of the batch
 };
 
 #endif

@@ -158,8 +158,7 @@ static std::string event_text(const known_event* event) {
   return event->name.empty() ? id : terminal_text(event->name) + " (" + id + ")";
 }
 
-// By ID; what is not known comes last.
-static std::vector<const emit_tallies::value_type*> by_id(const emit_tallies& tallies) {
+std::vector<const emit_tallies::value_type*> rows_by_id(const emit_tallies& tallies) {
   const auto rank = [](const emit_tallies::value_type* row) {
     return row->first == nullptr ? uint64_t{1} << 32 : uint64_t{row->first->id};
   };
@@ -184,7 +183,7 @@ void emit_report::write_table(const emit_tallies& tallies) {
   log_ << '\n';
   if (tallies.empty()) return;
   std::vector<text_row> rows = {{"event", "read", "written", "rejected", "bad"}};
-  for (const emit_tallies::value_type* row : by_id(tallies)) rows.push_back(cells_of(*row));
+  for (const emit_tallies::value_type* row : rows_by_id(tallies)) rows.push_back(cells_of(*row));
   log_ << in_columns(rows, {1, 2, 3, 4});
 }
 
@@ -206,7 +205,7 @@ void emit_report::write_json(const emit_tallies& tallies) {
   json_text json(line);
   append_tally(json.begin_object().key("summary").begin_object(), total_of(tallies));
   json.key("events").begin_list();
-  for (const emit_tallies::value_type* row : by_id(tallies)) {
+  for (const emit_tallies::value_type* row : rows_by_id(tallies)) {
     append_event(json.begin_object(), row->first);
     append_tally(json, row->second);
     json.end_object();

@@ -9,6 +9,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 #include "recording/records/event_set.h"
 #include "recording/records/input.h"
@@ -29,6 +30,8 @@ struct emit_tally {
 using emit_tallies = std::unordered_map<const known_event*, emit_tally>;
 
 emit_tally total_of(const emit_tallies& tallies);
+// By ID; what is not known comes last.
+std::vector<const emit_tallies::value_type*> rows_by_id(const emit_tallies& tallies);
 
 class emit_report {
  public:

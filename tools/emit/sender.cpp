@@ -19,7 +19,7 @@ static constexpr size_t sent_piece = size_t{64} << 10;
 record_sending::record_sending(std::string socket_path, std::string client, record_input& input,
                                emit_signals& signals, bad_taker take_bad)
     : socket_path_(std::move(socket_path)),
-      hello_{std::move(client), {}},
+      hello_{.client = std::move(client)},
       input_(input),
       signals_(signals),
       take_bad_(std::move(take_bad)) {}
