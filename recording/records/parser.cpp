@@ -254,7 +254,9 @@ class record_reader {
   }
 
   void read_version(ondemand::value value) { text(value, "\"version\" is a text"); }
-  void read_message(ondemand::value value) { text(value, "\"message\" is a text"); }
+  void read_message(ondemand::value value) {
+    record_.message = text(value, "\"message\" is a text");
+  }
   void read_message_from(ondemand::value value) { text(value, "\"message_from\" is a text"); }
 
   void read_recorded(ondemand::value value) {
@@ -421,6 +423,7 @@ static void clear(parsed_record& record) {
   record.time.reset();
   record.attributes.clear();
   record.message_index = 0;
+  record.message.reset();
   record.origin = {};
 }
 

@@ -80,7 +80,8 @@ struct parsed_record {
   std::optional<record_value> time;          // a text
   std::vector<record_attribute> attributes;  // in the order of the record; no name comes twice
   unsigned message_index = 0;
-  record_origin origin;  // only the stored form has it
+  std::optional<record_value> message;  // a text; only the stored form has it
+  record_origin origin;                 // only the stored form has it
 };
 
 // Reads records, one after the other. One object is used by one thread at a time. Its memory is

@@ -32,6 +32,10 @@ std::string record_view::mark_of(const parsed_record& record, const record_error
 
 viewed_record record_view::view_marked(const parsed_record& record, const record_error& error) {
   text_ = mark_of(record, error);
+  if (record.message && !record.message->text.empty()) {
+    text_.append(" ").append(record.message->text);
+    return {record, nullptr, text_};
+  }
   for (const record_attribute& attribute : record.attributes)
     text_ += " " + shown_attribute(attribute);
   return {record, nullptr, text_};

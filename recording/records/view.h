@@ -27,8 +27,9 @@ class record_view {
 
   // How that record is shown. An event that is not known, one that does not declare what the record
   // has, and a message that is empty, or that cannot be rendered, give
+  //   [unknown event 4711] alice came in
+  // with the message that the record was stored with; without one the attributes as it has them:
   //   [unknown event 4711] PORT=51234 USER_NAME="alice"
-  // with the attributes as the record has them.
   viewed_record view(const parsed_record& record);
 
  private:

@@ -173,10 +173,36 @@ TEST_F(FindCommand, JsonIsTheStoredForm) {
   folder_.write("marked", find("-q --format json --event 4711").out);
   EXPECT_EQ(read_whole_file(folder_.file("marked")),
             R"({"event":4711,"name":"LINK_UP","level":3,"time":"2026-11-16T03:00:00Z",)"
-            R"("attributes":{"LINK":"eth0"},"message_index":0,)"
-            R"("message":"[unknown event 4711 \"LINK_UP\"] LINK=\"eth0\""})"
+            R"("attributes":{"LINK":"eth0"},"message_index":0})"
             "\n");
   EXPECT_EQ(run("render -q --definitions shop.ldf marked").out, link_up);
+}
+
+// As it was told when it was stored, however often that is read and stored again.
+TEST_F(FindCommand, StoredMessagesOutliveTheirEvents) {
+  folder_.write(
+      "records",
+      R"({"version":"1.0","event":4711,"name":"LINK_UP","attributes":{"LINK":"eth0"},)"
+      R"("message_index":0,"message":"eth0 est\u00e1 \u001b[2Jarriba"})"
+      "\n"
+      R"({"event":1001,"attributes":{"HOST":"h"},"message":"h came in"})"
+      "\n"
+      R"({"event":1001,"attributes":{"USER_NAME":"a","PORT":"high"},"message":"a came in"})"
+      "\n"
+      R"({"event":4711,"attributes":{"LINK":"eth0"},"message":""})"
+      "\n"
+      R"({"event":1002,"message":"good-bye"})"
+      "\n");
+  const std::string shown = find("-q").out;
+  EXPECT_EQ(shown,
+            "[unknown event 4711 \"LINK_UP\"] eth0 est\u00e1 \\x1B[2Jarriba\n"
+            "[event 1001 LOGIN: the event 1001 has no attribute \"HOST\"] h came in\n"
+            "[event 1001 LOGIN: \"PORT\" is a UInt2: a whole number from 0 to 65535, not \"high\"] "
+            "a came in\n"
+            "[unknown event 4711] LINK=\"eth0\"\n"
+            "bye\n");
+  folder_.write("stored", find("-q --format json").out);
+  EXPECT_EQ(run("render -q --definitions shop.ldf --locale en_US stored").out, shown);
 }
 
 // --- counts
@@ -243,7 +269,7 @@ TEST_F(FindCommand, ContextsAreKeptAndFound) {
       "\n");
   EXPECT_EQ(find("-q --where context.trace!=other --format json --event 4711").out,
             R"({"event":4711,"level":3,"context":{"trace":"4bf9"},"attributes":{},)"
-            R"("message_index":0,"message":"[unknown event 4711]"})"
+            R"("message_index":0})"
             "\n");
   EXPECT_EQ(run("render -q --definitions shop.ldf --where context.trace=other stored").out,
             "bye\n");

@@ -159,7 +159,8 @@ void record_form::append_marked_json(const viewed_record& viewed) {
   json.key("attributes");
   append_attributes(json, record);
   json.key("message_index").number(record.message_index);
-  json.key("message").text(viewed.text).end_object();
+  if (record.message) append_value(json, "message", *record.message);
+  json.end_object();
 }
 
 void record_form::append_json(const viewed_record& viewed) {

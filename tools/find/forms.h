@@ -32,7 +32,7 @@ class record_form {
   //   table  the same in columns, below a heading
   //   csv    time, level, ID, event, message, and the attributes as JSON, below a heading
   //   json   the stored form, with the message as it is now; a record that is shown by a mark keeps
-  //          what it has, with the mark as its message
+  //          what it has
   void append(std::string& lines, const viewed_record& viewed);
 
  private:
