@@ -1,7 +1,10 @@
 // kplog render: which records are shown, and in which form.
 #include <gmock/gmock.h>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "recording/text/escape.h"
@@ -10,6 +13,7 @@
 #include "tests/support/temp_folder.h"
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 static constexpr const char* find_source = R"(kplog: 1
@@ -45,6 +49,19 @@ class FindCommand : public testing::Test {
   }
   command_result find(const std::string& options) {
     return run("render --definitions shop.ldf --locale en_US " + options + " records");
+  }
+
+  // What a terminal shows, with line feeds alone.
+  std::string on_terminal(const std::string& environment, const std::string& options) {
+    folder_.write("run.sh",
+                  "stty cols 80; export TZ=Asia/Singapore; unset KPLOG_PAGER; " + environment +
+                      " '" KPLOG_COMMAND "' render --definitions shop.ldf --locale en_US " +
+                      options + "\n");
+    const auto run =
+        run_kplog(folder_.path(), "--version; script -qec 'sh run.sh' /dev/null </dev/null");
+    std::string shown = run.out.substr(run.out.find('\n') + 1);
+    std::erase(shown, '\r');
+    return shown;
   }
 
   temp_folder folder_;
@@ -203,6 +220,57 @@ TEST_F(FindCommand, StoredMessagesOutliveTheirEvents) {
             "bye\n");
   folder_.write("stored", find("-q --format json").out);
   EXPECT_EQ(run("render -q --definitions shop.ldf --locale en_US stored").out, shown);
+}
+
+// --- on a terminal
+
+TEST_F(FindCommand, LevelsHaveColors) {
+  folder_.write("records",
+                "{\"event\":1002,\"level\":1,\"time\":\"2026-11-16T10:00:00Z\"}\n"
+                "{\"event\":1002,\"level\":2,\"time\":\"2026-11-16T10:00:00Z\"}\n"
+                "{\"event\":1002,\"level\":3,\"time\":\"2026-11-16T10:00:00Z\"}\n"
+                "{\"event\":1002,\"level\":6,\"time\":\"2026-11-16T10:00:00Z\"}\n");
+  EXPECT_EQ(find("-q --color always --format log").out,
+            "2026-11-16T10:00:00Z \x1b[31m1\x1b[0m LOGOUT bye\n"
+            "2026-11-16T10:00:00Z \x1b[33m2\x1b[0m LOGOUT bye\n"
+            "2026-11-16T10:00:00Z 3 LOGOUT bye\n"
+            "2026-11-16T10:00:00Z \x1b[2m6\x1b[0m LOGOUT bye\n");
+  EXPECT_EQ(find("-q --color always --format table --level 2").out,
+            "TIME                       LEVEL  EVENT   MESSAGE\n"
+            "2026-11-16T10:00:00Z       \x1b[33m2\x1b[0m      LOGOUT  bye\n");
+  EXPECT_THAT(find("-q --color always --format json").out, Not(HasSubstr("\x1b")));
+  EXPECT_THAT(find("-q --format log").out, Not(HasSubstr("\x1b")));
+}
+
+TEST_F(FindCommand, FilesGoThroughThePagerOfATerminal) {
+  folder_.write("pager", "cat >paged; echo end of the pager\n");
+  const std::string paged = on_terminal("PAGER='sh pager'", "records");
+  const std::string all = std::string(alice) + bob + "bye\n" + link_up;
+  EXPECT_EQ(read_whole_file(folder_.file("paged")), all);
+  EXPECT_EQ(paged, "end of the pager\nkplog: 4 records: 3 rendered, 1 marked, 0 bad\n");
+  unlink(folder_.file("paged").c_str());
+  const std::string shown = all + "kplog: 4 records: 3 rendered, 1 marked, 0 bad\n";
+  EXPECT_EQ(on_terminal("PAGER='sh pager'", "--no-pager records"), shown);
+  EXPECT_EQ(on_terminal("PAGER='sh pager'", "<records"), shown);
+  EXPECT_EQ(on_terminal("PAGER=", "records"), shown);
+  EXPECT_EQ(on_terminal("PAGER=cat", "records"), shown);
+  EXPECT_EQ(on_terminal("PAGER='sh pager' KPLOG_PAGER=cat", "records"), shown);
+  EXPECT_FALSE(std::filesystem::exists(folder_.file("paged")));
+}
+
+// Diagnostics stand where they belong, and what the pager does not read is not missed.
+TEST_F(FindCommand, ThePagerShowsDiagnosticsTooAndMayEndEarly) {
+  folder_.write("records", "no record\n");
+  EXPECT_THAT(on_terminal("PAGER='sed s/^/:/'", "--color never records"),
+              StartsWith(":records:1:2: error["));
+  std::string many;
+  for (int i = 0; i < 20000; ++i) many += "{\"event\":1002}\n";
+  folder_.write("records", many);
+  EXPECT_EQ(on_terminal("PAGER='head -n 1'", "records"), "bye\n");
+}
+
+TEST_F(FindCommand, TablesOfCountsHaveBarsInThePagerToo) {
+  EXPECT_THAT(on_terminal("PAGER='sed s/^/:/'", "--by level records"), HasSubstr("\u2588"));
 }
 
 // --- counts

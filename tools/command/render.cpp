@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <chrono>
 #include <deque>
@@ -18,6 +20,7 @@
 #include "tools/command/commands.h"
 #include "tools/command/find_options.h"
 #include "tools/command/options.h"
+#include "tools/command/pager.h"
 #include "tools/emit/files.h"
 #include "tools/emit/run_report.h"
 #include "tools/find/conditions.h"
@@ -33,6 +36,8 @@ struct render_options {
   std::string format;           // of what is shown; empty: text, or a table of counts
   size_t last = 0;              // so many of the records that fit; 0: all
   std::vector<std::string> by;  // what records are counted by; none: they are shown
+  size_t line_width = 0;        // of the terminal; 0: none
+  bool is_unpaged = false;
   report_options report;
 };
 
@@ -55,7 +60,7 @@ class record_rendering {
       : conditions_(options.find, events, std::chrono::system_clock::now()),
         view_(events),
         form_(record_format_of(options.by.empty() ? options.format : "text"), events,
-              options.code_page),
+              options.code_page, options.report.output_color),
         last_(options.last),
         out_(out),
         report_(report) {
@@ -180,7 +185,7 @@ bool record_rendering::show_counts(const render_options& options) {
   const bool may_have_bars = is_utf8(options.code_page);
   log_code_page(options.code_page)
       .append(lines_, counts_->shown(count_format_of(options.format),
-                                     may_have_bars ? terminal_line_width() : 0));
+                                     may_have_bars ? options.line_width : 0));
   return write();
 }
 
@@ -212,9 +217,19 @@ static void write_summary(const render_tally& tally, const render_options& optio
   }
 }
 
+// What comes a record at a time is shown as it comes.
+static bool are_regular_files(const std::vector<std::string>& records) {
+  return std::all_of(records.begin(), records.end(), [](const std::string& path) {
+    struct stat status {};
+    return path != "-" && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+  });
+}
+
 static command_outcome show_records(const render_options& options, record_rendering& rendering,
                                     emit_report& report, std::ostream& log) {
   command_outcome outcome = command_outcome::good;
+  std::optional<pager> pages;
+  if (!options.is_unpaged && are_regular_files(options.records)) pages.emplace();
   try {
     record_files files(options.records);
     if (!rendering.show(files)) return command_outcome::file_error;
@@ -224,6 +239,7 @@ static command_outcome show_records(const render_options& options, record_render
   }
   if (!rendering.show_counts(options)) return command_outcome::file_error;
   report.tell_hidden();
+  pages.reset();
   write_summary(rendering.tally(), options, log);
   const bool is_whole = rendering.tally().marked == 0 && rendering.tally().bad == 0;
   return outcome == command_outcome::good && !is_whole ? command_outcome::findings : outcome;
@@ -257,6 +273,7 @@ static command_outcome render(render_options& options, std::ostream& out, std::o
   if (options.records.empty()) options.records = {"-"};
   check_form(options);
   check_files(options.records);
+  options.line_width = terminal_line_width();
   emit_report report(log, options.report, true);
   return report.report_failures([&] {
     check_record_files(options.records);
@@ -284,6 +301,9 @@ static void add_shown_options(CLI::App& command, render_options& options) {
         if (options.last == 0 || options.last > most_last)
           throw std::invalid_argument(in_quotes(text) + " is no number from 1 to 1000000");
       });
+  add_flag_option(command, "--no-pager",
+                  "Not through $KPLOG_PAGER, $PAGER or less, as files are shown on a terminal",
+                  options.is_unpaged);
 }
 
 static command_action describe_render(CLI::App& command) {

@@ -39,9 +39,10 @@ static const std::string& code_page_for(record_format format, const std::string&
 }
 
 record_form::record_form(record_format format, const event_set& events,
-                         const std::string& code_page)
+                         const std::string& code_page, bool has_colors)
     : format_(format),
       events_(events),
+      has_colors_(has_colors),
       code_page_(code_page_for(format, code_page)),
       event_width_(event_column_width(events)),
       stored_(events.version()) {}
@@ -57,6 +58,18 @@ std::string record_form::time_of(const viewed_record& viewed) {
   if (viewed.made != nullptr)
     return std::string(time_text_.of(viewed.made->entry.GetAttribTime("TIMESTAMP")));
   return viewed.record.time ? std::string(viewed.record.time->text) : "-";
+}
+
+static std::string_view level_color(unsigned level) {
+  if (level < 2) return "\x1b[31m";
+  if (level == 2) return "\x1b[33m";
+  return level < 6 ? "" : "\x1b[2m";
+}
+
+void record_form::append_level(const viewed_record& viewed) {
+  const unsigned level = level_of(viewed.record);
+  const std::string_view color = has_colors_ ? level_color(level) : "";
+  line_.append(color).append(std::to_string(level)).append(color.empty() ? "" : "\x1b[0m");
 }
 
 static std::string id_of(const viewed_record& viewed, const event_set& events) {
@@ -83,15 +96,18 @@ void record_form::append_text(const viewed_record& viewed) {
 }
 
 void record_form::append_log(const viewed_record& viewed) {
-  append_log_text(line_, time_of(viewed) + " " + std::to_string(level_of(viewed.record)) + " " +
-                             event_name_of(viewed.record, events_) + " ");
+  append_log_text(line_, time_of(viewed) + " ");
+  append_level(viewed);
+  append_log_text(line_, " " + event_name_of(viewed.record, events_) + " ");
   append_log_text(line_, viewed.text);
 }
 
 void record_form::append_table(const viewed_record& viewed) {
   line_ += terminal_text(time_of(viewed));
   pad(line_, 0, time_width);
-  line_ += "  " + std::to_string(level_of(viewed.record)) + "      ";
+  line_ += "  ";
+  append_level(viewed);
+  line_ += "      ";
   const size_t event_start = line_.size();
   line_ += terminal_text(event_name_of(viewed.record, events_));
   pad(line_, event_start, event_width_);

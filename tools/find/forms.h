@@ -22,7 +22,10 @@ class record_form {
  public:
   // The events must live as long as this. Raises std::invalid_argument for a code page that
   // log_code_page refuses, and for JSON in any but UTF-8.
-  record_form(record_format format, const event_set& events, const std::string& code_page);
+  // With `has_colors` levels that stand on their own, in text for people, have the colors of a
+  // terminal: 0 and 1 red, 2 yellow, from 6 on faint.
+  record_form(record_format format, const event_set& events, const std::string& code_page,
+              bool has_colors);
 
   // Appends what stands before the first record, if anything.
   void append_heading(std::string& lines);
@@ -44,10 +47,12 @@ class record_form {
   void append_marked_json(const viewed_record& viewed);
   void append_cell(std::string_view text);
   std::string time_of(const viewed_record& viewed);
+  void append_level(const viewed_record& viewed);
   void end_line(std::string& lines);
 
   record_format format_;
   const event_set& events_;
+  bool has_colors_;
   log_code_page code_page_;
   size_t event_width_ = 0;  // of a table's column
   stored_form stored_;
