@@ -8,6 +8,7 @@
 #include <ostream>
 #include <stdexcept>
 
+#include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
 #include "recording/records/event_set.h"
@@ -221,7 +222,7 @@ static void write_summary(const render_tally& tally, const render_options& optio
 static bool are_regular_files(const std::vector<std::string>& records) {
   return std::all_of(records.begin(), records.end(), [](const std::string& path) {
     struct stat status {};
-    return path != "-" && stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    return path != "-" && KP_stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
   });
 }
 
