@@ -253,7 +253,9 @@ class record_reader {
         number(value, UINT32_MAX, "\"message_index\" is a whole number from 0 to 4294967295");
   }
 
-  void read_version(ondemand::value value) { text(value, "\"version\" is a text"); }
+  void read_version(ondemand::value value) {
+    record_.version = text(value, "\"version\" is a text");
+  }
   void read_message(ondemand::value value) {
     record_.message = text(value, "\"message\" is a text");
   }
@@ -423,6 +425,7 @@ static void clear(parsed_record& record) {
   record.time.reset();
   record.attributes.clear();
   record.message_index = 0;
+  record.version.reset();
   record.message.reset();
   record.origin = {};
 }

@@ -74,6 +74,7 @@ struct record_attribute {
 
 // A record as it was written; nothing has been looked up.
 struct parsed_record {
+  std::optional<record_value> version;       // a text; only the stored form has it
   record_value event;                        // a text or an integer
   std::optional<record_value> name;          // a text; only the stored form has it
   std::optional<unsigned> level;             // 0 to 9

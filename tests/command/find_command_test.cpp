@@ -222,6 +222,80 @@ TEST_F(FindCommand, StoredMessagesOutliveTheirEvents) {
   EXPECT_EQ(run("render -q --definitions shop.ldf --locale en_US stored").out, shown);
 }
 
+// --- several versions
+
+class FindVersions : public FindCommand {
+ protected:
+  void SetUp() override {
+    FindCommand::SetUp();
+    folder_.write("old.yaml", R"(kplog: 1
+log_version: "1.0"
+events:
+  LOGIN: {id: 1001, attributes: {USER: MBChar64, PORT: MBChar64}, message: "{USER} logged in at {PORT}"}
+  LINK_UP: {id: 4711, attributes: {LINK: MBChar64}, message: "{LINK} is up"}
+)");
+    const auto compiled = run("compile -q old.yaml -o old.ldf");
+    ASSERT_EQ(compiled.status, 0) << compiled.err;
+    folder_.write("records",
+                  R"({"version":"1.0","event":1001,"attributes":{"USER":"alice","PORT":"door"}})"
+                  "\n"
+                  R"({"version":"2.0","event":1001,"attributes":{"USER_NAME":"bob","PORT":80}})"
+                  "\n"
+                  R"({"event":1001,"attributes":{"USER_NAME":"carol","PORT":81}})"
+                  "\n"
+                  R"({"version":"0.9","event":1002})"
+                  "\n"
+                  R"({"version":"1.0","event":4711,"attributes":{"LINK":"eth0"}})"
+                  "\n");
+  }
+
+  command_result find_in_both(const std::string& options) {
+    return run("render -q --definitions old.ldf --definitions shop.ldf --locale en_US " + options +
+               " records");
+  }
+};
+
+TEST_F(FindVersions, RecordsAreToldByTheirVersion) {
+  EXPECT_EQ(find_in_both("").out,
+            "alice logged in at door\nbob came in by port 80\ncarol came in by port 81\nbye\n"
+            "eth0 is up\n");
+  EXPECT_EQ(find_in_both("").status, 0);
+  EXPECT_EQ(find("-q").status, 1);
+  EXPECT_EQ(find_in_both("--by event").out,
+            "EVENT    ENTRIES\nLINK_UP        1\nLOGIN          3\nLOGOUT         1\n");
+  EXPECT_EQ(find_in_both("--last 1 --format table").out,
+            "TIME                       LEVEL  EVENT    MESSAGE\n" +
+                find_in_both("--last 1 --format log").out.substr(0, 25) +
+                "  3      LINK_UP  eth0 is up\n");
+}
+
+TEST_F(FindVersions, JsonKeepsTheVersion) {
+  const std::string stored = find_in_both("--format json").out;
+  EXPECT_THAT(stored, StartsWith(R"({"version":"1.0","event":1001,)"));
+  folder_.write("records", stored);
+  EXPECT_EQ(find_in_both("--format json").out, stored);
+}
+
+// A condition is sound where one version knows what it is about.
+TEST_F(FindVersions, ConditionsAreOfTheVersionsThatKnowThem) {
+  EXPECT_EQ(find_in_both("--where USER=alice").out, "alice logged in at door\n");
+  EXPECT_EQ(find_in_both("--where 'PORT<81'").out, "bob came in by port 80\n");
+  EXPECT_EQ(find_in_both("--where PORT=door --or --where PORT=80").out,
+            "alice logged in at door\nbob came in by port 80\n");
+  EXPECT_EQ(find_in_both("--event LINK_UP --or --event LOGOUT").out, "bye\neth0 is up\n");
+  const auto refused = find_in_both("--where NAME=alice");
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.err, "kplog: --where \"NAME=alice\": no event has an attribute \"NAME\"\n");
+}
+
+TEST_F(FindVersions, TwoSetsOfOneVersionAreRefused) {
+  folder_.write("copy.ldf", read_whole_file(folder_.file("old.ldf")));
+  const auto refused = find_in_both("--definitions copy.ldf");
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_EQ(refused.err,
+            "kplog: --definitions: old.ldf and copy.ldf are both of version \"1.0\"\n");
+}
+
 // --- on a terminal
 
 TEST_F(FindCommand, LevelsHaveColors) {

@@ -180,6 +180,10 @@ void add_report_options(CLI::App& command, report_options& options,
 void add_event_set_options(CLI::App& command, event_set_options& options, std::string& code_page) {
   add_text_option(command, {"--definitions", "FILE", "The compiled STD set"}, options.definitions,
                   option_need::required);
+  add_message_options(command, options, code_page);
+}
+
+void add_message_options(CLI::App& command, event_set_options& options, std::string& code_page) {
   add_text_option(command, {"--aux", "FILE", "The compiled AUX set beside it"}, options.aux);
   add_text_option(command,
                   {"--catalog", "FOLDER",

@@ -92,6 +92,8 @@ bool is_given(const CLI::App& command);
 // The options by which commands are told of events and of how messages are told:
 // --definitions, --aux, --catalog, --locale and --codepage; the code page is that of text.
 void add_event_set_options(CLI::App& command, event_set_options& options, std::string& code_page);
+// The same without --definitions.
+void add_message_options(CLI::App& command, event_set_options& options, std::string& code_page);
 
 // --- --severity: how severe findings of a rule are
 

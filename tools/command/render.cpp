@@ -1,8 +1,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <chrono>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -11,10 +9,7 @@
 #include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
-#include "recording/records/event_set.h"
 #include "recording/records/input.h"
-#include "recording/records/view.h"
-#include "recording/text/code_page.h"
 #include "recording/text/json_text.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
@@ -22,173 +17,8 @@
 #include "tools/command/find_options.h"
 #include "tools/command/options.h"
 #include "tools/command/pager.h"
+#include "tools/command/render_run.h"
 #include "tools/emit/files.h"
-#include "tools/emit/run_report.h"
-#include "tools/find/conditions.h"
-#include "tools/find/counts.h"
-#include "tools/find/forms.h"
-#include "tools/report/outcome.h"
-
-struct render_options {
-  std::vector<std::string> records;  // "-": standard input; none: that
-  event_set_options events;
-  std::string code_page;  // empty: UTF-8
-  find_options find;
-  std::string format;           // of what is shown; empty: text, or a table of counts
-  size_t last = 0;              // so many of the records that fit; 0: all
-  std::vector<std::string> by;  // what records are counted by; none: they are shown
-  size_t line_width = 0;        // of the terminal; 0: none
-  bool is_unpaged = false;
-  report_options report;
-};
-
-// Every record is one of these.
-struct render_tally {
-  uint64_t rendered = 0;
-  uint64_t marked = 0;    // shown by what they hold
-  uint64_t counted = 0;   // instead of shown
-  uint64_t bad = 0;       // refused
-  uint64_t left_out = 0;  // do not fit, or come before the last that are wanted
-
-  uint64_t total() const { return rendered + marked + counted + bad + left_out; }
-};
-
-// A run.
-class record_rendering {
- public:
-  record_rendering(const render_options& options, const event_set& events, std::ostream& out,
-                   emit_report& report)
-      : conditions_(options.find, events, std::chrono::system_clock::now()),
-        view_(events),
-        form_(record_format_of(options.by.empty() ? options.format : "text"), events,
-              options.code_page, options.report.output_color),
-        last_(options.last),
-        out_(out),
-        report_(report) {
-    if (!options.by.empty()) counts_.emplace(options.by, events, std::chrono::system_clock::now());
-  }
-
-  // Shows the records of the files that fit, those of one read at once, so that people who wait for
-  // them see them; where the last are wanted, these at the end. False, with errno, when standard
-  // output fails. Raises file_error.
-  bool show(record_files& files);
-
-  // Of a run that counts: shows the counts. False like show.
-  bool show_counts(const render_options& options);
-
-  const render_tally& tally() const { return tally_; }
-
- private:
-  // One that is among the last so far.
-  struct kept_record {
-    std::string line;
-    bool is_marked = false;
-  };
-
-  void take(const record_line& line);
-  bool take_if_it_fits(const parsed_record& record);
-  void show(const viewed_record& viewed);
-  void keep(const viewed_record& viewed);
-  void take_kept();
-  bool write();
-
-  record_conditions conditions_;
-  record_view view_;
-  record_form form_;
-  std::optional<record_counts> counts_;  // instead of showing
-  size_t last_;
-  std::ostream& out_;
-  emit_report& report_;
-  std::string lines_;             // not written yet
-  std::deque<kept_record> kept_;  // at most `last_`
-  render_tally tally_;
-};
-
-// To be counted a record needs its message only where that decides.
-bool record_rendering::take_if_it_fits(const parsed_record& record) {
-  if (!conditions_.fit(record)) return false;
-  if (!counts_ || conditions_.ask_for_messages()) {
-    const viewed_record viewed = view_.view(record);
-    if (!conditions_.fit_message(viewed.text)) return false;
-    if (!counts_) show(viewed);
-  }
-  if (counts_) {
-    counts_->add(record);
-    ++tally_.counted;
-  }
-  return true;
-}
-
-void record_rendering::take(const record_line& line) {
-  try {
-    check_length(line);
-    if (!take_if_it_fits(view_.parse(line.text))) ++tally_.left_out;
-  } catch (const record_error& error) {
-    report_.bad_record(line, error);
-    ++tally_.bad;
-  }
-}
-
-void record_rendering::show(const viewed_record& viewed) {
-  if (viewed.is_message_from_definition) report_.definition_message(*viewed.made->event);
-  if (last_ != 0) return keep(viewed);
-  form_.append(lines_, viewed);
-  ++(viewed.made != nullptr ? tally_.rendered : tally_.marked);
-}
-
-void record_rendering::keep(const viewed_record& viewed) {
-  kept_record kept;
-  if (kept_.size() == last_) {
-    kept = std::move(kept_.front());  // with its memory
-    kept.line.clear();
-    kept_.pop_front();
-    ++tally_.left_out;
-  }
-  form_.append(kept.line, viewed);
-  kept.is_marked = viewed.made == nullptr;
-  kept_.push_back(std::move(kept));
-}
-
-void record_rendering::take_kept() {
-  for (const kept_record& kept : kept_) {
-    lines_ += kept.line;
-    ++(kept.is_marked ? tally_.marked : tally_.rendered);
-  }
-  kept_.clear();
-}
-
-bool record_rendering::write() {
-  out_ << lines_ << std::flush;
-  lines_.clear();
-  return out_.good();
-}
-
-bool record_rendering::show(record_files& files) {
-  std::vector<pollfd> watched;
-  if (!counts_) form_.append_heading(lines_);
-  while (!files.at_end()) {
-    watched.clear();
-    files.watch(watched);
-    if (poll(watched.data(), watched.size(), -1) < 0) continue;
-    files.read(watched, [this](const record_line& line) { take(line); });
-    if (!write()) return false;
-  }
-  take_kept();
-  return write();
-}
-
-static bool is_utf8(const std::string& code_page) {
-  return code_page.empty() || code_page == "UTF-8";
-}
-
-bool record_rendering::show_counts(const render_options& options) {
-  if (!counts_) return true;
-  const bool may_have_bars = is_utf8(options.code_page);
-  log_code_page(options.code_page)
-      .append(lines_, counts_->shown(count_format_of(options.format),
-                                     may_have_bars ? options.line_width : 0));
-  return write();
-}
 
 static void write_summary(const render_tally& tally, const render_options& options,
                           std::ostream& log) {
@@ -266,7 +96,7 @@ static void check_form(render_options& options) {
                                   : " shows counts: say with --by what to count by"));
   if (!is_counted) return;
   if (options.last != 0) throw wrong_usage("--by counts every record that fits; leave --last out");
-  if ((options.format == "json" || options.format == "svg") && !is_utf8(options.code_page))
+  if ((options.format == "json" || options.format == "svg") && !is_in_utf8(options))
     throw wrong_usage(options.format + " is in UTF-8; leave --codepage out");
 }
 
@@ -278,8 +108,8 @@ static command_outcome render(render_options& options, std::ostream& out, std::o
   emit_report report(log, options.report, true);
   return report.report_failures([&] {
     check_record_files(options.records);
-    const event_set events(options.events);
-    record_rendering rendering(options, events, out, report);
+    const definition_versions versions = versions_of(options.definitions, options.events);
+    record_rendering rendering(options, versions, out, report);
     return show_records(options, rendering, report, log);
   });
 }
@@ -313,7 +143,11 @@ static command_action describe_render(CLI::App& command) {
                 {"RECORDS", "FILE",
                  "Files of records, one JSON object a line; - is standard input, the default"},
                 options->records, option_need::optional);
-  add_event_set_options(command, options->events, options->code_page);
+  add_texts_option(command,
+                   {"--definitions", "FILE",
+                    "The compiled STD set; several times: the version that a record tells"},
+                   options->definitions, option_need::required);
+  add_message_options(command, options->events, options->code_page);
   add_find_options(command, options->find);
   add_shown_options(command, *options);
   add_report_options(command, options->report, "--diagnostics");

@@ -93,17 +93,30 @@ static std::optional<kp_Time> told_moment_of(const char* option,
 }
 
 record_conditions::record_conditions(const find_options& options, const event_set& events,
-                                     std::chrono::system_clock::time_point now)
+                                     std::chrono::system_clock::time_point now, bool are_of_several)
     : events_(events),
       levels_(options.levels),
       since_(told_moment_of("--since", options.since, moment_edge::first, now)),
       until_(told_moment_of("--until", options.until, moment_edge::last, now)),
       pid_(options.pid),
       now_(now) {
-  for (const condition_group& from : options.groups) groups_.push_back(read_group(from, events));
+  for (const condition_group& from : options.groups) {
+    try {
+      groups_.push_back(read_group(from, events));
+    } catch (const std::invalid_argument& error) {
+      if (!are_of_several) throw;
+      groups_.emplace_back().fault = error.what();
+    }
+  }
   if (options.host) hosts_.patterns = parts_between_commas("--host", *options.host);
   if (since_ && until_ && since_->compare_time(*until_) > 0)
     throw std::invalid_argument("--until lies before --since");
+}
+
+std::vector<std::string> record_conditions::group_faults() const {
+  std::vector<std::string> faults;
+  for (const group& one : groups_) faults.push_back(one.fault);
+  return faults;
 }
 
 // --- Records ---
@@ -126,7 +139,8 @@ bool record_conditions::name_choice::fits(const parsed_record& record,
 }
 
 bool record_conditions::group::fits(const parsed_record& record, const known_event* event) const {
-  return std::all_of(events.begin(), events.end(),
+  return fault.empty() &&
+         std::all_of(events.begin(), events.end(),
                      [&](const name_choice& choice) { return choice.fits(record, event); }) &&
          std::all_of(where.begin(), where.end(),
                      [&](const auto& comparison) { return comparison.holds(record, event); }) &&

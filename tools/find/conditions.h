@@ -50,9 +50,13 @@ class record_conditions {
  public:
   // `now` is what times are told from, and the time of records that tell none. The events must live
   // as long as this. Raises std::invalid_argument for a condition that is none, or that the
-  // definitions have nothing for.
+  // definitions have nothing for; but where these are one version of several, a group that has
+  // nothing in them fits none of their records.
   record_conditions(const find_options& options, const event_set& events,
-                    std::chrono::system_clock::time_point now);
+                    std::chrono::system_clock::time_point now, bool are_of_several = false);
+
+  // Of each group why it fits no record; empty where it may.
+  std::vector<std::string> group_faults() const;
 
   // Whether the record fits, its message aside.
   bool fit(const parsed_record& record);
@@ -75,6 +79,7 @@ class record_conditions {
     std::vector<attribute_comparison> where;
     std::vector<context_comparison> contexts;
     std::vector<text_expression> grep;
+    std::string fault;        // of a condition in it
     bool is_fitting = false;  // the last record, its message aside
 
     bool fits(const parsed_record& record, const known_event* event) const;

@@ -26,9 +26,9 @@ count_format count_format_of(const std::string& name) {
   return static_cast<count_format>(std::find(names.begin(), names.end(), name) - names.begin());
 }
 
-record_counts::record_counts(const std::vector<std::string>& keys, const event_set& events,
+record_counts::record_counts(const std::vector<std::string>& keys,
                              std::chrono::system_clock::time_point now)
-    : events_(events), now_(now) {
+    : now_(now) {
   const std::vector<std::string>& names = count_key_names();
   for (const std::string& name : keys) {
     const auto key =
@@ -72,10 +72,11 @@ void record_counts::take_time(count_key key, const parsed_record& record, row_va
           .count();
 }
 
-void record_counts::take(count_key key, const parsed_record& record, row_value& value) {
+void record_counts::take(count_key key, const parsed_record& record, const event_set& events,
+                         row_value& value) {
   switch (key) {
     case count_key::event:
-      value.text = shortened(event_name_of(record, events_));
+      value.text = shortened(event_name_of(record, events));
       break;
     case count_key::level:
       value.order = record.level.value_or(default_record_level);
@@ -92,8 +93,8 @@ void record_counts::take(count_key key, const parsed_record& record, row_value& 
   }
 }
 
-void record_counts::add(const parsed_record& record) {
-  for (size_t i = 0; i < keys_.size(); ++i) take(keys_[i], record, key_[i]);
+void record_counts::add(const parsed_record& record, const event_set& events) {
+  for (size_t i = 0; i < keys_.size(); ++i) take(keys_[i], record, events, key_[i]);
   const auto row = counts_.find(key_);
   if (row != counts_.end())
     ++row->second;

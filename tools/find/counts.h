@@ -30,11 +30,11 @@ class record_counts {
   static constexpr size_t most_rows = 100'000;
 
   // Keys are by their names; one that comes again counts for nothing. `now` is the time of records
-  // that tell none. The events must live as long as this.
-  record_counts(const std::vector<std::string>& keys, const event_set& events,
-                std::chrono::system_clock::time_point now);
+  // that tell none.
+  record_counts(const std::vector<std::string>& keys, std::chrono::system_clock::time_point now);
 
-  void add(const parsed_record& record);
+  // `events` are those that the record is of.
+  void add(const parsed_record& record, const event_set& events);
 
   // The rows in UTF-8, ordered by their keys from the first to the last: events and hosts by name,
   // levels by number, times by instant, told in the zone of this machine.
@@ -54,7 +54,7 @@ class record_counts {
   };
   using row_key = std::vector<row_value>;
 
-  void take(count_key key, const parsed_record& record, row_value& value);
+  void take(count_key key, const parsed_record& record, const event_set& events, row_value& value);
   void take_time(count_key key, const parsed_record& record, row_value& value);
   void tell_time(const parsed_record& record);
   std::vector<std::string> key_names() const;
@@ -65,7 +65,6 @@ class record_counts {
   std::string picture() const;
 
   std::vector<count_key> keys_;
-  const event_set& events_;
   kp_Time now_;
   std::map<row_key, uint64_t> counts_;
   uint64_t rest_ = 0;      // of records without a row

@@ -25,7 +25,7 @@ static constexpr size_t widest_event = 32;
 static constexpr size_t narrowest_event = sizeof "EVENT" - 1;
 static constexpr size_t time_width = sizeof "2026-11-15T17:02:56+08:00" - 1;
 
-static size_t event_column_width(const event_set& events) {
+size_t event_column_width(const event_set& events) {
   size_t width = narrowest_event;
   for (const known_event& event : events.events())
     width = std::max(width, terminal_width(terminal_text(event.name)));
@@ -39,12 +39,12 @@ static const std::string& code_page_for(record_format format, const std::string&
 }
 
 record_form::record_form(record_format format, const event_set& events,
-                         const std::string& code_page, bool has_colors)
+                         const std::string& code_page, size_t event_width, bool has_colors)
     : format_(format),
       events_(events),
       has_colors_(has_colors),
       code_page_(code_page_for(format, code_page)),
-      event_width_(event_column_width(events)),
+      event_width_(event_width),
       stored_(events.version()) {}
 
 // --- What the forms have in common ---

@@ -18,14 +18,17 @@ enum class record_format { text, log, json, csv, table };
 const std::vector<std::string>& record_format_names();
 record_format record_format_of(const std::string& name);
 
+// Cells of a table's column of events.
+size_t event_column_width(const event_set& events);
+
 class record_form {
  public:
-  // The events must live as long as this. Raises std::invalid_argument for a code page that
-  // log_code_page refuses, and for JSON in any but UTF-8.
-  // With `has_colors` levels that stand on their own, in text for people, have the colors of a
-  // terminal: 0 and 1 red, 2 yellow, from 6 on faint.
+  // The events must live as long as this. `event_width` is that of a table's column. Raises
+  // std::invalid_argument for a code page that log_code_page refuses, and for JSON in any but
+  // UTF-8. With `has_colors` levels that stand on their own, in text for people, have the colors of
+  // a terminal: 0 and 1 red, 2 yellow, from 6 on faint.
   record_form(record_format format, const event_set& events, const std::string& code_page,
-              bool has_colors);
+              size_t event_width, bool has_colors);
 
   // Appends what stands before the first record, if anything.
   void append_heading(std::string& lines);
@@ -54,7 +57,7 @@ class record_form {
   const event_set& events_;
   bool has_colors_;
   log_code_page code_page_;
-  size_t event_width_ = 0;  // of a table's column
+  size_t event_width_;
   stored_form stored_;
   record_origin_text origin_text_;
   record_time_text time_text_;

@@ -28,8 +28,8 @@ class Counts : public testing::Test {
  protected:
   record_counts counted(const std::vector<std::string>& keys,
                         const std::vector<std::string>& records) {
-    record_counts counts(keys, events_.events(), now);
-    for (const std::string& record : records) counts.add(parser_.parse(record));
+    record_counts counts(keys, now);
+    for (const std::string& record : records) counts.add(parser_.parse(record), events_.events());
     return counts;
   }
   std::string csv(const std::vector<std::string>& keys, const std::vector<std::string>& records) {
@@ -101,10 +101,10 @@ TEST_F(Counts, ATimeThatIsNoneHasARowOfItsOwn) {
 }
 
 TEST_F(Counts, WhatIsBeyondTheMostRowsIsCountedTogether) {
-  record_counts counts({"event"}, events_.events(), now);
+  record_counts counts({"event"}, now);
   for (size_t i = 0; i < record_counts::most_rows + 7; ++i)
-    counts.add(parser_.parse(R"({"event":"E)" + std::to_string(i) + "\"}"));
-  counts.add(parser_.parse(R"({"event":"E0"})"));
+    counts.add(parser_.parse(R"({"event":"E)" + std::to_string(i) + "\"}"), events_.events());
+  counts.add(parser_.parse(R"({"event":"E0"})"), events_.events());
   EXPECT_THAT(counts.shown(count_format::csv, 0), EndsWith("\r\n(others),7\r\n"));
   const auto json = nlohmann::json::parse(counts.shown(count_format::json, 0));
   EXPECT_EQ(json["total"], record_counts::most_rows + 8);

@@ -1,0 +1,104 @@
+// A run that shows records, or counts them.
+#ifndef TOOLS_COMMAND_RENDER_RUN_H
+#define TOOLS_COMMAND_RENDER_RUN_H
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <iosfwd>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "recording/records/event_set.h"
+#include "recording/records/input.h"
+#include "recording/records/view.h"
+#include "tools/emit/run_report.h"
+#include "tools/find/conditions.h"
+#include "tools/find/counts.h"
+#include "tools/find/forms.h"
+#include "tools/find/versions.h"
+#include "tools/report/outcome.h"
+
+struct render_options {
+  std::vector<std::string> records;      // "-": standard input; none: that
+  std::vector<std::string> definitions;  // of versions; the last is that of records without one
+  event_set_options events;              // all but these
+  std::string code_page;                 // empty: UTF-8
+  find_options find;
+  std::string format;           // of what is shown; empty: text, or a table of counts
+  size_t last = 0;              // so many of the records that fit; 0: all
+  std::vector<std::string> by;  // what records are counted by; none: they are shown
+  size_t line_width = 0;        // of the terminal; 0: none
+  bool is_unpaged = false;
+  report_options report;
+};
+
+bool is_in_utf8(const render_options& options);
+
+// Every record is one of these.
+struct render_tally {
+  uint64_t rendered = 0;
+  uint64_t marked = 0;    // shown by what they hold
+  uint64_t counted = 0;   // instead of shown
+  uint64_t bad = 0;       // refused
+  uint64_t left_out = 0;  // do not fit, or come before the last that are wanted
+
+  uint64_t total() const { return rendered + marked + counted + bad + left_out; }
+};
+
+class record_rendering {
+ public:
+  // Raises std::invalid_argument for conditions that no version has anything for, and for a code
+  // page or a form that cannot be had.
+  record_rendering(const render_options& options, const definition_versions& versions,
+                   std::ostream& out, emit_report& report);
+
+  // Shows the records of the files that fit, those of one read at once, so that people who wait for
+  // them see them; where the last are wanted, these at the end. False, with errno, when standard
+  // output fails. Raises file_error.
+  bool show(record_files& files);
+
+  // Of a run that counts: shows the counts. False like show.
+  bool show_counts(const render_options& options);
+
+  const render_tally& tally() const { return tally_; }
+
+ private:
+  // How records of one version are shown.
+  struct shown_version {
+    shown_version(const render_options& options, const event_set& events, size_t event_width,
+                  bool is_of_several, std::chrono::system_clock::time_point now);
+
+    const event_set& events;
+    record_conditions conditions;
+    record_view view;
+    record_form form;
+  };
+  // One that is among the last so far.
+  struct kept_record {
+    std::string line;
+    bool is_marked = false;
+  };
+
+  void take(const record_line& line);
+  bool take_if_it_fits(const parsed_record& record);
+  void show(shown_version& version, const viewed_record& viewed);
+  void keep(shown_version& version, const viewed_record& viewed);
+  void take_kept();
+  bool write();
+
+  const definition_versions& definitions_;
+  std::vector<std::unique_ptr<shown_version>> versions_;
+  record_parser parser_;
+  std::optional<record_counts> counts_;  // instead of showing
+  size_t last_;
+  std::ostream& out_;
+  emit_report& report_;
+  std::string lines_;             // not written yet
+  std::deque<kept_record> kept_;  // at most `last_`
+  render_tally tally_;
+};
+
+#endif

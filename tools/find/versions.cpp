@@ -1,0 +1,39 @@
+#include "tools/find/versions.h"
+
+#include <stdexcept>
+
+#include "recording/text/words.h"
+
+definition_version::definition_version(const event_set_options& options) {
+  const kp_log_own_settings::scope within(settings_);
+  events_ = std::make_unique<event_set>(options);
+}
+
+definition_version::~definition_version() {
+  const kp_log_own_settings::scope within(settings_);
+  events_.reset();
+}
+
+definition_versions versions_of(const std::vector<std::string>& definitions,
+                                event_set_options options) {
+  definition_versions versions;
+  for (const std::string& file : definitions) {
+    options.definitions = file;
+    auto version = std::make_unique<definition_version>(options);
+    for (size_t i = 0; i < versions.size(); ++i)
+      if (versions[i]->events().version() == version->events().version())
+        throw std::invalid_argument("--definitions: " + definitions[i] + " and " + file +
+                                    " are both of version " +
+                                    in_quotes(version->events().version()));
+    versions.push_back(std::move(version));
+  }
+  return versions;
+}
+
+size_t version_of(const parsed_record& record, const definition_versions& versions) {
+  const size_t last = versions.size() - 1;
+  if (!record.version) return last;
+  size_t place = 0;
+  while (place < last && versions[place]->events().version() != record.version->text) ++place;
+  return place;
+}
