@@ -90,7 +90,7 @@ static size_t room_for_clients() {
   return limit.rlim_cur > for_others ? limit.rlim_cur - for_others : 1;
 }
 
-record_service::record_service(std::string path, service_rules rules)
+record_service::record_service(std::string path, service_rules rules, open_descriptor handed_over)
     : path_(std::move(path)),
       rules_(std::move(rules)),
       client_limit_(room_for_clients()),
@@ -100,18 +100,23 @@ record_service::record_service(std::string path, service_rules rules)
   answering_.tell_closed = rules_.tell_closed;
   answering_.status = rules_.status;
   if (rules_.max_user_clients == 0) rules_.max_user_clients = (client_limit_ + 1) / 2;
-  open_descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (listener.get() < 0) raise_service_error(path_, errno);
-  listen_at(listener.get(), path_, rules_.waiting);
-  inode_ = inode_at(path_);
-  listener_ = std::move(listener);
+  listener_ = std::move(handed_over);
+  if (!listener_.is_open()) begin_listening();
   wait_ = open_descriptor(epoll_create1(EPOLL_CLOEXEC));
   if (!wait_.is_open()) raise_service_error(path_, errno);
   watch_listener(true);
 }
 
+void record_service::begin_listening() {
+  open_descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (listener.get() < 0) raise_service_error(path_, errno);
+  listen_at(listener.get(), path_, rules_.waiting);
+  inode_ = inode_at(path_);
+  listener_ = std::move(listener);
+}
+
 record_service::~record_service() {
-  if (inode_at(path_) == inode_) KP_unlink(path_.c_str());
+  if (inode_ && inode_at(path_) == *inode_) KP_unlink(path_.c_str());
 }
 
 // --- Clients: whom to serve ---
@@ -351,7 +356,9 @@ void record_service::read_out(const record_taker& take, record_deadline deadline
 // What is in a socket that has been shut down for reading can still be read, and then its end;
 // those who send, or want to connect, are told that nobody reads. Clients that wait to be accepted
 // have sent something, too; the last accept is for those that there is no time to read.
+// At a socket that was handed over those wait for the next service.
 void record_service::read_last(const record_taker& take, record_deadline deadline) {
+  if (!inode_) return read_out(take, deadline);
   shutdown(listener_.get(), SHUT_RD);
   uint64_t known = 0;
   do {

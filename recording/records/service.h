@@ -52,9 +52,12 @@ struct service_figures {
 // no more than the longest line. The socket's file is removed at the end.
 class record_service : public record_input {
  public:
-  // Replaces a socket file on which nobody listens any more. Raises file_error.
-  // While another service starts at the same path, it waits for the lock beside the socket.
-  explicit record_service(std::string path, service_rules rules = {});
+  // Takes over `handed_over`, where that is open: a socket that listens at the path, whose file
+  // stays at the end. Else replaces a socket file on which nobody listens any more. Raises
+  // file_error. While another service starts at the same path, it waits for the lock beside the
+  // socket.
+  explicit record_service(std::string path, service_rules rules = {},
+                          open_descriptor handed_over = open_descriptor());
   ~record_service() override;
   record_service(const record_service&) = delete;
   record_service& operator=(const record_service&) = delete;
@@ -76,6 +79,7 @@ class record_service : public record_input {
  private:
   using client_time = service_client::clock::time_point;
 
+  void begin_listening();
   void watch_listener(bool is_wanted);
   void serve_ready(const record_taker& take);
   bool serve(service_client& client, uint32_t events, const record_taker& take, uint64_t records);
@@ -95,8 +99,8 @@ class record_service : public record_input {
   std::string path_;
   service_rules rules_;
   open_descriptor listener_;
-  ino_t inode_ = 0;       // of the socket's file
-  open_descriptor wait_;  // an epoll of the listener, told by a null pointer, and all clients
+  std::optional<ino_t> inode_;  // of the socket's file, where it is the service's own
+  open_descriptor wait_;        // an epoll of the listener, told by a null pointer, and all clients
   bool is_listener_watched_ = false;
   std::map<uint64_t, std::unique_ptr<service_client>> clients_;  // by the order of connections
   std::map<uint64_t, service_user> users_;  // by their IDs; those of a machine are not many

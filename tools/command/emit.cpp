@@ -266,8 +266,12 @@ static void complete(emit_options& options) {
 
 // --- Inputs and outputs ---
 
-static lock_waiting waiting_for_locks(const emit_signals& signals, emit_report& report) {
-  return {[&signals] { return signals.ending() != 0; },
+static lock_waiting waiting_for_locks(const emit_signals& signals, emit_report& report,
+                                      service_manager& manager) {
+  return {[&signals, &manager] {
+            manager.look();
+            return signals.ending() != 0;
+          },
           [&report](const std::string& note) { report.problem("lock-held"_rule, note); }};
 }
 
@@ -331,7 +335,8 @@ static std::unique_ptr<record_service> open_service(const emit_options& options,
     report.problem("client-closed"_rule, text);
   };
   rules.status = std::move(status);
-  return std::make_unique<record_service>(options.socket_path(), rules);
+  return std::make_unique<record_service>(options.socket_path(), rules,
+                                          handed_over_socket(options.socket_path()));
 }
 
 // What recorders left at the places that the run writes to comes there.
@@ -362,13 +367,14 @@ class emit_run {
         report_(report),
         events_(options.events),
         filter_(options.filter),
-        outputs_(open_outputs(options, events_, report, waiting_for_locks(signals, report))),
+        outputs_(
+            open_outputs(options, events_, report, waiting_for_locks(signals, report, manager_))),
         patience_(options.waits_for_outputs(), signals, report, [this] { look_around(); }),
         pipeline_(events_, filter_, outputs_, report, patience_,
                   {options.on_error == "stop", time_skew(options.limits.max_skew)}),
         signals_(signals) {
     open_inputs();
-    recover(options_, report_, waiting_for_locks(signals_, report_));
+    recover(options_, report_, waiting_for_locks(signals_, report_, manager_));
     metrics_.emplace(
         options_.metrics, [this] { return figures(); }, report_);
   }
@@ -386,6 +392,7 @@ class emit_run {
 
   const emit_options& options_;
   emit_report& report_;
+  service_manager manager_;
   event_set events_;
   emit_filter filter_;
   emit_outputs outputs_;
@@ -402,8 +409,9 @@ void emit_run::open_inputs() {
   if (!options_.records.empty())
     inputs_.push_back(std::make_unique<record_files>(options_.records));
   if (options_.listen.empty()) return;
-  auto service = open_service(options_, outputs_, report_, waiting_for_locks(signals_, report_),
-                              [this] { return status_json(figures()); });
+  auto service =
+      open_service(options_, outputs_, report_, waiting_for_locks(signals_, report_, manager_),
+                   [this] { return status_json(figures()); });
   service_ = service.get();
   inputs_.push_back(std::move(service));
 }
@@ -412,6 +420,7 @@ void emit_run::open_inputs() {
 void emit_run::look_around() {
   if (service_ != nullptr) service_->answer_status();
   metrics_->look();
+  manager_.look();
 }
 
 emit_figures emit_run::figures() const {
@@ -441,7 +450,7 @@ void emit_run::reload() {
     report_.problem("unreadable"_rule, error.what());
   }
   try {
-    recover(options_, report_, waiting_for_locks(signals_, report_));
+    recover(options_, report_, waiting_for_locks(signals_, report_, manager_));
   } catch (const file_error& error) {
     report_.problem("ring-left"_rule, error.what());
   }
@@ -458,7 +467,7 @@ command_outcome emit_run::outcome_of(const emit_end& end) {
 command_outcome emit_run::read_all() {
   command_outcome outcome = command_outcome::good;
   try {
-    emit_loop loop(signals_, inputs_, pipeline_, *metrics_, [this] { reload(); });
+    emit_loop loop(signals_, inputs_, pipeline_, *metrics_, manager_, [this] { reload(); });
     outcome = outcome_of(loop.run());
   } catch (const file_error& error) {
     if (error.use() == file_use::writing) throw;
@@ -471,6 +480,7 @@ command_outcome emit_run::read_all() {
 command_outcome emit_run::run() {
   command_outcome outcome = command_outcome::good;
   if (!options_.listen.empty()) report_.note("listening on " + options_.listen);
+  manager_.ready();
   try {
     outcome = read_all();
   } catch (const file_error& error) {

@@ -55,11 +55,13 @@ int emit_signals::ending() const {
 static constexpr std::chrono::milliseconds last_patience(1500);
 
 emit_loop::emit_loop(emit_signals& signals, std::vector<std::unique_ptr<record_input>>& inputs,
-                     emit_pipeline& pipeline, metrics_file& metrics, std::function<void()> reload)
+                     emit_pipeline& pipeline, metrics_file& metrics, service_manager& manager,
+                     std::function<void()> reload)
     : signals_(signals),
       inputs_(inputs),
       pipeline_(pipeline),
       metrics_(metrics),
+      manager_(manager),
       reload_(std::move(reload)) {}
 
 bool emit_loop::is_running() const {
@@ -78,17 +80,20 @@ emit_end emit_loop::run() {
     for (int signal = signals_.take(); signal != 0; signal = signals_.take()) answer(signal);
     if (ending_ == 0) read_ready();
     metrics_.look();
+    manager_.look();
   }
+  manager_.stopping();
   return ending_ != 0 ? take_what_was_sent() : emit_end{};
 }
 
 // How long none of them minds to be left alone; negative: any time.
 std::chrono::milliseconds emit_loop::patience() const {
   std::chrono::milliseconds least = metrics_.patience();
-  for (const auto& input : inputs_) {
-    const std::chrono::milliseconds one = input->patience();
+  const auto take = [&least](std::chrono::milliseconds one) {
     if (one.count() >= 0 && (least.count() < 0 || one < least)) least = one;
-  }
+  };
+  take(manager_.patience());
+  for (const auto& input : inputs_) take(input->patience());
   return least;
 }
 
@@ -120,9 +125,11 @@ void emit_loop::answer(int signal) {
     ending_ = signal;
     return;
   }
+  manager_.reloading();
   pipeline_.write();
   pipeline_.reopen();
   reload_();
+  manager_.ready();
 }
 
 emit_end emit_loop::take_what_was_sent() {

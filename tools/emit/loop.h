@@ -9,6 +9,7 @@
 
 #include "recording/records/input.h"
 #include "tools/emit/pipeline.h"
+#include "tools/emit/service_manager.h"
 #include "tools/emit/watch.h"
 
 // Holds SIGTERM, SIGINT and SIGHUP back for a scope, to be taken when there is time for them, and
@@ -44,7 +45,8 @@ class emit_loop {
   // `reload` is called at SIGHUP, behind the batch; the files have been told to open anew. All must
   // live as long as the loop.
   emit_loop(emit_signals& signals, std::vector<std::unique_ptr<record_input>>& inputs,
-            emit_pipeline& pipeline, metrics_file& metrics, std::function<void()> reload);
+            emit_pipeline& pipeline, metrics_file& metrics, service_manager& manager,
+            std::function<void()> reload);
 
   // Runs until all inputs have ended, the pipeline has stopped, or SIGTERM or SIGINT came; what had
   // been sent by then is taken as well, as far as there is time for it. The last batch is left to
@@ -63,6 +65,7 @@ class emit_loop {
   std::vector<std::unique_ptr<record_input>>& inputs_;
   emit_pipeline& pipeline_;
   metrics_file& metrics_;
+  service_manager& manager_;
   std::function<void()> reload_;
   std::vector<pollfd> watched_;  // the signals, then those of each input
   std::vector<size_t> ends_;     // of each input's part of them

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "recording/text/json_text.h"
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
+#include "tools/emit/service_manager.h"
 #include "tools/report/outcome.h"
 
 static constexpr unsigned shown_limit = 100;  // bad records in a minute
@@ -33,7 +35,35 @@ emit_report::emit_report(std::ostream& log, const report_options& options, bool 
     : log_(log),
       options_(options),
       draws_progress_(options.with_summary() && isatty(STDERR_FILENO) != 0 &&
-                      !(has_output && isatty(STDOUT_FILENO) != 0)) {}
+                      !(has_output && isatty(STDOUT_FILENO) != 0)),
+      is_for_journal_(does_journal_read_standard_error()) {}
+
+// --- What is told ---
+
+// As syslog numbers them.
+static constexpr char error_priority = '3';
+static constexpr char warning_priority = '4';
+static constexpr char note_priority = '6';
+
+void emit_report::tell(char priority, const std::string& lines) {
+  clear_progress();
+  if (!is_for_journal_) {
+    log_ << lines << std::flush;
+    return;
+  }
+  for (size_t at = 0; at < lines.size();) {
+    const size_t end = std::min(lines.find('\n', at), lines.size() - 1) + 1;
+    log_ << '<' << priority << '>' << std::string_view(lines).substr(at, end - at);
+    at = end;
+  }
+  log_.flush();
+}
+
+void emit_report::tell(char priority, const diagnostic_list& found, const text_file& file) {
+  std::ostringstream lines;
+  found.write(lines, {&file}, options_.format, options_.color);
+  tell(priority, lines.str());
+}
 
 // --- Problems ---
 
@@ -79,22 +109,19 @@ void emit_report::tell_not_kept() {
 
 void emit_report::bad_record(const record_line& line, const record_error& error) {
   if (!may_show_another()) return;
-  clear_progress();
   const text_file source = text_file::one_line(*line.source, std::string(line.text),
                                                static_cast<size_t>(line.number - 1));
   diagnostic_list found;
   found.add(error.rule(), {&source, error.offset()}, error.text());
-  found.write(log_, {&source}, options_.format, options_.color);
-  log_.flush();
+  tell(warning_priority, found, source);
 }
 
 void emit_report::problem(diagnostic_rule rule, const std::string& text) {
-  clear_progress();
   const text_file nowhere = text_file::unopened("kplog");
   diagnostic_list found;
   found.add(rule, {&nowhere, 0}, text);
-  found.write(log_, {&nowhere}, options_.format, options_.color);
-  log_.flush();
+  const bool is_error = found.count(rule_severity::error) != 0;
+  tell(is_error ? error_priority : warning_priority, found, nowhere);
 }
 
 void emit_report::definition_message(const known_event& event) {
@@ -114,9 +141,9 @@ command_outcome emit_report::report_failures(const std::function<command_outcome
     const bool is_read = error.use() == file_use::reading;
     problem(is_read ? "unreadable"_rule : "unwritable"_rule, error.what());
   } catch (const damaged_definitions& error) {
-    clear_progress();
-    error.write(log_, options_.format, options_.color);
-    log_.flush();
+    std::ostringstream lines;
+    error.write(lines, options_.format, options_.color);
+    tell(error_priority, lines.str());
   } catch (const std::runtime_error& error) {
     problem("unreadable"_rule, error.what());
   }
@@ -124,9 +151,7 @@ command_outcome emit_report::report_failures(const std::function<command_outcome
 }
 
 void emit_report::note(const std::string& text) {
-  if (!options_.with_summary()) return;
-  clear_progress();
-  log_ << "kplog: " << terminal_text(text) << std::endl;
+  if (options_.with_summary()) tell(note_priority, "kplog: " + terminal_text(text) + "\n");
 }
 
 // --- Progress ---
@@ -175,16 +200,17 @@ static text_row cells_of(const emit_tallies::value_type& row) {
           std::to_string(tally.rejected), std::to_string(tally.bad)};
 }
 
-void emit_report::write_table(const emit_tallies& tallies) {
+std::string emit_report::table(const emit_tallies& tallies) {
   const emit_tally total = total_of(tallies);
-  log_ << "kplog: " << counted(total.read, "record") << ": " << total.written << " written, "
-       << total.rejected << " rejected by the filter, " << total.bad << " bad";
-  if (total.unwritten() != 0) log_ << ", " << total.unwritten() << " not written";
-  log_ << '\n';
-  if (tallies.empty()) return;
+  std::ostringstream lines;
+  lines << "kplog: " << counted(total.read, "record") << ": " << total.written << " written, "
+        << total.rejected << " rejected by the filter, " << total.bad << " bad";
+  if (total.unwritten() != 0) lines << ", " << total.unwritten() << " not written";
+  lines << '\n';
+  if (tallies.empty()) return lines.str();
   std::vector<text_row> rows = {{"event", "read", "written", "rejected", "bad"}};
   for (const emit_tallies::value_type* row : rows_by_id(tallies)) rows.push_back(cells_of(*row));
-  log_ << in_columns(rows, {1, 2, 3, 4});
+  return lines.str() + in_columns(rows, {1, 2, 3, 4});
 }
 
 static void append_tally(json_text& json, const emit_tally& tally) {
@@ -200,7 +226,7 @@ static void append_event(json_text& json, const known_event* event) {
     json.number(event->id).key("name").text(event->name);
 }
 
-void emit_report::write_json(const emit_tallies& tallies) {
+std::string emit_report::json(const emit_tallies& tallies) {
   std::string line;
   json_text json(line);
   append_tally(json.begin_object().key("summary").begin_object(), total_of(tallies));
@@ -211,13 +237,14 @@ void emit_report::write_json(const emit_tallies& tallies) {
     json.end_object();
   }
   json.end_list().end_object().end_object();
-  log_ << line << '\n';
+  return line + '\n';
 }
 
 void emit_report::closing(const emit_tallies& tallies) {
   clear_progress();
   tell_hidden();
   tell_not_kept();
-  if (!options_.quiet && options_.format == diagnostic_format::json) write_json(tallies);
-  if (options_.with_summary()) write_table(tallies);
+  if (!options_.quiet && options_.format == diagnostic_format::json)
+    tell(note_priority, json(tallies));
+  if (options_.with_summary()) tell(note_priority, table(tallies));
 }

@@ -65,15 +65,18 @@ class emit_report {
  private:
   using clock = std::chrono::steady_clock;
 
+  void tell(char priority, const std::string& lines);
+  void tell(char priority, const diagnostic_list& found, const text_file& file);
   bool may_show_another();
   void tell_not_kept();
   void clear_progress();
-  void write_table(const emit_tallies& tallies);
-  void write_json(const emit_tallies& tallies);
+  static std::string table(const emit_tallies& tallies);
+  static std::string json(const emit_tallies& tallies);
 
   std::ostream& log_;
   const report_options& options_;
   bool draws_progress_;
+  bool is_for_journal_;  // which is told of each line how grave it is
   bool is_progress_shown_ = false;
   clock::time_point began_ = clock::now();
   clock::time_point drawn_ = began_;             // the progress

@@ -1,0 +1,129 @@
+// kplog emit under a service manager: what it is told, and sockets that it hands over.
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <sstream>
+
+#include "tests/command/emit_service_fixture.h"
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::StartsWith;
+
+// What a service manager hears of a service.
+class manager_socket {
+ public:
+  explicit manager_socket(const std::string& path)
+      : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  }
+  ~manager_socket() { close(socket_); }
+  manager_socket(const manager_socket&) = delete;
+  manager_socket& operator=(const manager_socket&) = delete;
+
+  // The next message; "" when none comes in a minute.
+  std::string heard() const {
+    pollfd waiting{socket_, POLLIN, 0};
+    if (poll(&waiting, 1, 60000) != 1) return "";
+    std::array<char, 4096> text;
+    const ssize_t size = recv(socket_, text.data(), text.size(), 0);
+    return size < 0 ? "" : std::string(text.data(), static_cast<size_t>(size));
+  }
+
+ private:
+  int socket_;
+};
+
+class EmitUnderManager : public EmitService {
+ protected:
+  std::unique_ptr<running_command> start_behind(const std::string& before, const words& arguments) {
+    return std::make_unique<running_command>(folder_.path(), emit_folder::words(arguments),
+                                             command_err::pipe, before);
+  }
+  std::unique_ptr<running_command> start_managed(const std::string& more = "") {
+    return start_behind("export NOTIFY_SOCKET=" + folder_.path("manager") + more,
+                        {"--to", "text:./shop", "--listen", "unix:sock"});
+  }
+};
+
+TEST_F(EmitUnderManager, TellsWhenItServesReloadsAndStops) {
+  const manager_socket manager(folder_.path("manager"));
+  const auto service = start_managed();
+  EXPECT_EQ(manager.heard(), "READY=1\nSTATUS=Taking records");
+  EXPECT_TRUE(client()->is_connected());
+  service->signal(SIGHUP);
+  EXPECT_THAT(manager.heard(), MatchesRegex("RELOADING=1\nMONOTONIC_USEC=[0-9]+\n"
+                                            "STATUS=Reading the settings again"));
+  EXPECT_EQ(manager.heard(), "READY=1\nSTATUS=Taking records");
+  service->signal(SIGTERM);
+  EXPECT_EQ(manager.heard(), "STOPPING=1\nSTATUS=Writing what was sent");
+  EXPECT_EQ(service->wait_for_end().status, 0);
+}
+
+TEST_F(EmitUnderManager, TellsItsWatchdogThatItIsAlive) {
+  const manager_socket manager(folder_.path("manager"));
+  const auto service = start_managed(" WATCHDOG_USEC=20000");
+  EXPECT_THAT(manager.heard(), StartsWith("READY=1"));
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(manager.heard(), "WATCHDOG=1");
+  EXPECT_EQ(end_of(*service).status, 0);
+}
+
+// A service whose disk is full waits for it, and is not to be killed for that.
+TEST_F(EmitUnderManager, TellsItsWatchdogAlsoWhileItsOutputsCannotBeWritten) {
+  ASSERT_EQ(mkdir(folder_.path("shop.20261115.0001").c_str(), 0700), 0);
+  const manager_socket manager(folder_.path("manager"));
+  const auto service = start_managed(" WATCHDOG_USEC=20000");
+  EXPECT_THAT(manager.heard(), StartsWith("READY=1"));
+  client()->send(note_record("a"));
+  EXPECT_TRUE(service->wait_for_err("nothing is read until it can be written"));
+  while (manager.heard() != "WATCHDOG=1") ASSERT_FALSE(HasFailure());
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(manager.heard(), "WATCHDOG=1");
+  EXPECT_EQ(end_of(*service).status, 3);
+}
+
+// As a manager does it: listens, and hands the socket over as descriptor 3.
+static std::string handing_over(const std::string& path) {
+  return "set -- python3 -c \"import os, socket, sys; s = socket.socket(socket.AF_UNIX); "
+         "s.bind('" +
+         path +
+         "'); s.listen(8); os.dup2(s.fileno(), 3); "
+         "os.set_inheritable(3, True); os.environ.update(LISTEN_FDS='1', "
+         "LISTEN_PID=str(os.getpid())); os.execv(sys.argv[1], sys.argv[1:])\" \"$@\"";
+}
+
+TEST_F(EmitUnderManager, TakesOverTheSocketOfItsPath) {
+  const auto service = start_behind(handing_over("sock"), {"--to", "-", "--listen", "unix:sock"});
+  EXPECT_TRUE(service->wait_for_err("listening on unix:sock"));
+  client()->send(note_record("a"));
+  EXPECT_EQ(service->out_line(), "a");
+  EXPECT_EQ(end_of(*service).status, 0);
+  EXPECT_EQ(access(folder_.path("sock").c_str(), F_OK), 0) << "the manager's own";
+}
+
+TEST_F(EmitUnderManager, RefusesASocketOfAnotherPath) {
+  const auto service = start_behind(handing_over("other"), {"--to", "-", "--listen", "unix:sock"});
+  const command_end end = service->wait_for_end();
+  EXPECT_EQ(end.status, 3);
+  EXPECT_THAT(end.err, HasSubstr("cannot take over a socket of sock"));
+}
+
+TEST_F(EmitUnderManager, MessagesForAJournalSayHowGraveTheyAre) {
+  folder_.write("records", "no record\n");
+  const auto run = folder_.emit("--to text:./shop records 2>told",
+                                "touch told && export JOURNAL_STREAM=$(stat -c %d:%i told) && ");
+  EXPECT_EQ(run.status, 1);
+  const std::string told = folder_.text("told");
+  EXPECT_THAT(told, StartsWith("<4>records:1:2: error[record-syntax]: "));
+  EXPECT_THAT(told, HasSubstr("\n<6>kplog: 1 record: 0 written"));
+  std::istringstream lines(told);
+  for (std::string line; std::getline(lines, line);)
+    EXPECT_THAT(line, MatchesRegex("<[346]>.*")) << told;
+}
