@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "base/kp_clib.h"
-#include "kp_LOG_filenames.h"
+#include "recording/files/dated_name.h"
 #include "recording/files/delivery_note.h"
 #include "recording/files/ring_start.h"
 #include "recording/text/escape.h"
@@ -15,15 +15,10 @@ static constexpr const char* take_back_action = "take a batch back from";
 
 // --- Files that a note may lead to ---
 
-static bool is_dated_log(const folder_lock& lock, const std::string& name) {
-  return is_a_valid_text_log(name.c_str(), lock.name().c_str(), nullptr, nullptr, nullptr,
-                             nullptr) == 1;
-}
-
 // Those that are written under this lock.
 static bool is_output(const folder_lock& lock, const noted_file& noted) {
   if (!noted.replaced.empty()) return noted.name == lock.name() + std::string(counter_ending);
-  return noted.name == lock.name() || is_dated_log(lock, noted.name);
+  return noted.name == lock.name() || is_dated_file(noted.name, lock.name());
 }
 
 // Opens a regular file of one name; nothing where there is none.
@@ -39,7 +34,7 @@ static open_descriptor open_noted(const folder_lock& lock, const std::string& na
 
 static void cut_noted_log(const folder_lock& lock, const std::string& name,
                           const file_report& report) {
-  if (!is_dated_log(lock, name)) return;
+  if (!is_dated_file(name, lock.name())) return;
   struct stat status {};
   const open_descriptor file = open_noted(lock, name, status);
   if (file.is_open())

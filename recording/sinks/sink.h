@@ -42,7 +42,8 @@ struct sink_options {
   lock_waiting waiting = {};
 };
 
-// "text:DIR/PREFIX[,max-size=64M]", "json:FILE", "json:-", "-". Unfinished lines that a process
+// "text:DIR/PREFIX[,max-size=64M]", "journal:DIR/NAME[,max-size=64M]", "json:FILE", "json:-", "-".
+// Unfinished lines that a process
 // left when it died are cut off at once. Raises std::invalid_argument, with what was found and what
 // was expected, for a description that is none of these and for a code page that text cannot be in,
 // and file_error where the folder is not there or cannot be written to.
@@ -51,21 +52,34 @@ std::unique_ptr<record_sink> make_record_sink(const std::string& description,
 
 // What a sink appends to.
 struct sink_path {
-  std::string path;  // of the file; of dated logs "DIR/PREFIX"; empty: standard output, or no sink
-  bool has_dated_logs = false;
+  // Of the file; of dated logs and journals "DIR/NAME"; empty: standard output, or no sink.
+  std::string path;
+  bool has_dated_files = false;
+  std::string_view ending = {};  // of the dated files
 };
 
 sink_path path_of_sink(const std::string& description);
 
 // --- The kinds, among which make_record_sink chooses
 
-constexpr uintmax_t default_log_size = uintmax_t{64} << 20;  // bytes that a text log has at most
+// Bytes that a text log, or a segment, has at most.
+constexpr uintmax_t default_log_size = uintmax_t{64} << 20;
+
+// What becomes of the segments of a journal.
+struct journal_rules {
+  uintmax_t max_size = default_log_size;
+};
 
 // Lines "TIME LEVEL NAME MESSAGE" in the dated logs of the prefix, which is safe as part of a file
 // name.
 std::unique_ptr<record_sink> make_text_log_sink(const std::string& folder,
                                                 const std::string& prefix, uintmax_t max_size,
                                                 const sink_options& options);
+
+// The stored form in the dated segments of the journal (docs/journal.md).
+std::unique_ptr<record_sink> make_journal_sink(const std::string& folder, const std::string& name,
+                                               const journal_rules& rules,
+                                               const sink_options& options);
 
 // The stored form, one entry a line, in a file or on standard output.
 std::unique_ptr<record_sink> make_json_file_sink(const std::string& path,

@@ -119,11 +119,12 @@ static void add_filter_options(CLI::App& command, emit_options& options) {
 }
 
 static void add_output_options(CLI::App& command, emit_options& options) {
-  add_texts_option(command,
-                   {"--to", "SINK",
-                    "Where entries go: text:DIR/PREFIX[,max-size=64M], json:FILE, json:-, or - for "
-                    "messages on standard output; may be given again"},
-                   options.sinks, option_need::required);
+  add_texts_option(
+      command,
+      {"--to", "SINK",
+       "Where entries go: text:DIR/PREFIX[,max-size=64M], journal:DIR/NAME[,max-size=64M], "
+       "json:FILE, json:-, or - for messages on standard output; may be given again"},
+      options.sinks, option_need::required);
   add_text_option(command, {"--count", "DIR/NAME", "The counter file, without its ending .cnt"},
                   options.count);
   add_flag_option(command, "--ack",
@@ -216,8 +217,8 @@ static void add_named_file(const std::string& path, emit_files& files) {
 static void add_outputs(const emit_options& options, emit_files& files) {
   for (const std::string& sink : options.sinks) {
     const sink_path path = path_of_sink(sink);
-    if (path.has_dated_logs)
-      files.add_dated_logs(path.path);
+    if (path.has_dated_files)
+      files.add_dated_files(path.path, path.ending);
     else if (!path.path.empty())
       add_named_file(path.path, files);
   }

@@ -22,7 +22,7 @@ class Delivery : public testing::Test {
   static constexpr uint64_t before = 3;  // events that are in the outputs
   static constexpr uint64_t all = 11;
 
-  std::vector<const test_output*> outputs() const { return {&text_, &json_, &counts_}; }
+  std::vector<const test_output*> outputs() const { return {&text_, &json_, &counts_, &journal_}; }
   // Nothing but the ring and the first events.
   void prepare(const test_output& output) {
     for (const std::string& name : all_files_in(folder_.path()))
@@ -52,6 +52,7 @@ class Delivery : public testing::Test {
   test_text_output text_{folder_, ring_};
   test_json_output json_{folder_, ring_};
   test_count_output counts_{folder_, ring_};
+  test_journal_output journal_{folder_, ring_};
 };
 
 #ifdef KP_FAULTS
@@ -475,12 +476,20 @@ TEST_F(EndingDelivery, AtAnyCallLeavesEveryCountOnce) {
   end_at_each_call(counts_);
 }
 
+TEST_F(EndingDelivery, AtAnyCallLeavesEveryRecordOfAJournalOnce) {
+  end_at_each_call(journal_);
+}
+
 TEST_F(EndingDelivery, TextIsSettledByAProcessThatEndsToo) {
   end_twice(text_);
 }
 
 TEST_F(EndingDelivery, TheStoredFormIsSettledByAProcessThatEndsToo) {
   end_twice(json_);
+}
+
+TEST_F(EndingDelivery, AJournalIsSettledByAProcessThatEndsToo) {
+  end_twice(journal_);
 }
 
 TEST_F(EndingDelivery, CountsAreSettledByAProcessThatEndsToo) {

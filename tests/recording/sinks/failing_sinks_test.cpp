@@ -79,16 +79,29 @@ class FailingSink : public RecordSink {
   std::map<std::string, std::string> before_;
 };
 
+static const std::set<std::string> dated_actions = {"open: cannot open the folder",
+                                                    "openat: cannot open the lock",
+                                                    "fstat: cannot take the lock",
+                                                    "flock: cannot take the lock",
+                                                    "fstatat: cannot take the lock",
+                                                    "pread: cannot take the lock",
+                                                    "pwrite: cannot write the lock",
+                                                    "ftruncate: cannot write the lock",
+                                                    "openat: cannot read the folder",
+                                                    "fdopendir: cannot read the folder",
+                                                    "readdir: cannot read the folder",
+                                                    "openat: cannot open",
+                                                    "fstat: cannot open",
+                                                    "pread: cannot append to",
+                                                    "write: cannot write"};
+
 TEST_F(FailingSink, ABatchOfTextIsTakenBackFromAllItsLogs) {
   EXPECT_EQ(fail_each("text:" + file("app") + ",max-size=" + std::to_string(2 * line("a").size())),
-            (std::set<std::string>{
-                "open: cannot open the folder", "openat: cannot open the lock",
-                "fstat: cannot take the lock", "flock: cannot take the lock",
-                "fstatat: cannot take the lock", "pread: cannot take the lock",
-                "pwrite: cannot write the lock", "ftruncate: cannot write the lock",
-                "openat: cannot read the folder", "fdopendir: cannot read the folder",
-                "readdir: cannot read the folder", "openat: cannot open", "fstat: cannot open",
-                "pread: cannot append to", "write: cannot write"}));
+            dated_actions);
+}
+
+TEST_F(FailingSink, ABatchOfAJournalIsTakenBackFromAllItsSegments) {
+  EXPECT_EQ(fail_each("journal:" + file("app") + ",max-size=300"), dated_actions);
 }
 
 TEST_F(FailingSink, ABatchOfTheStoredFormIsTakenBack) {

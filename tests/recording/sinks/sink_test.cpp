@@ -38,10 +38,11 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         bad_description{"",
                         "\"\" is no sink; a sink is text:DIR/PREFIX[,max-size=SIZE], "
-                        "json:FILE, json:- or -"},
+                        "journal:DIR/NAME[,OPTIONS], json:FILE, json:- or -"},
         bad_description{"txt:a\x1B",
                         "\"txt:a\\x1B\" is no sink; a sink is "
-                        "text:DIR/PREFIX[,max-size=SIZE], json:FILE, json:- or -"},
+                        "text:DIR/PREFIX[,max-size=SIZE], journal:DIR/NAME[,OPTIONS], "
+                        "json:FILE, json:- or -"},
         bad_description{"text:", "the sink text: lacks the name of its prefix"},
         bad_description{"text:logs/", "the sink text:logs/ lacks the name of its prefix"},
         bad_description{"text:logs/..", "the sink text:logs/.. lacks the name of its prefix"},
@@ -59,6 +60,23 @@ INSTANTIATE_TEST_SUITE_P(
                         "max-size=SIZE"},
         bad_description{"text:a,max-size=0",
                         "the sink text:a,max-size=0 has the size \"0\"; a "
+                        "size is a number from 1, with K, M or G behind it "
+                        "or nothing"},
+        bad_description{"journal:", "the sink journal: lacks the name of its prefix"},
+        bad_description{"journal:logs/a.b",
+                        "the sink journal:logs/a.b has \".\" in its prefix, which is "
+                        "of ASCII letters, digits, \"_\" and \"-\""},
+        bad_description{"journal:a,size=1",
+                        "the sink journal:a,size=1 has the option \"size=1\"; the "
+                        "only one is max-size=SIZE"},
+        bad_description{"journal:a,max-size=1,",
+                        "the sink journal:a,max-size=1, has the option \"\"; the "
+                        "only one is max-size=SIZE"},
+        bad_description{"journal:a,max-size=1,max-size=2",
+                        "the sink journal:a,max-size=1,max-size=2 has the option "
+                        "\"max-size=2\" and another of it"},
+        bad_description{"journal:a,max-size",
+                        "the sink journal:a,max-size has the size \"\"; a "
                         "size is a number from 1, with K, M or G behind it "
                         "or nothing"},
         bad_description{"json:", "the sink json: lacks the name of its file"},
@@ -105,13 +123,14 @@ TEST_F(RecordSink, AFolderThatIsNotThere) {
 TEST_F(RecordSink, WhatTheyAppendTo) {
   const auto shown = [](const char* sink) {
     const sink_path path = path_of_sink(sink);
-    return (path.has_dated_logs ? "logs " : "") + path.path;
+    return (path.has_dated_files ? "logs " : "") + path.path + std::string(path.ending);
   };
   EXPECT_EQ(shown("-"), "");
   EXPECT_EQ(shown("json:-"), "");
   EXPECT_EQ(shown("json:a/b,c"), "a/b,c");
   EXPECT_EQ(shown("text:logs/app"), "logs logs/app");
   EXPECT_EQ(shown("text:a,b/app,max-size=1M"), "logs a,b/app");
+  EXPECT_EQ(shown("journal:a,b/app,max-size=1M"), "logs a,b/app.jsonl");
 }
 
 TEST_F(RecordSink, CodePagesThatTextCannotBeIn) {

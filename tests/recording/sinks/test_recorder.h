@@ -79,8 +79,8 @@ class test_output {
 // Two lines in a log, over two days.
 class test_text_output : public test_output {
  public:
-  test_text_output(const temp_folder& folder, const test_ring& ring)
-      : test_output(folder, ring, 0) {}
+  test_text_output(const temp_folder& folder, const test_ring& ring, unsigned number = 0)
+      : test_output(folder, ring, number) {}
 
   void settle(const reporter& report) const override { static_cast<void>(make(report)); }
   std::vector<std::string> events() const override {
@@ -114,7 +114,8 @@ class test_text_output : public test_output {
 
 class test_json_output : public test_text_output {
  public:
-  using test_text_output::test_text_output;
+  test_json_output(const temp_folder& folder, const test_ring& ring)
+      : test_text_output(folder, ring, 1) {}
 
   std::vector<std::string> events() const override {
     std::vector<std::string> events;
@@ -129,6 +130,31 @@ class test_json_output : public test_text_output {
  protected:
   std::unique_ptr<record_sink> make(const reporter& report) const override {
     return make_record_sink("json:" + folder_.file("app"),
+                            {.set_version = "2.0", .code_page = "", .report = report});
+  }
+};
+
+// Two records in a segment, over two days.
+class test_journal_output : public test_text_output {
+ public:
+  test_journal_output(const temp_folder& folder, const test_ring& ring)
+      : test_text_output(folder, ring, 3) {}
+
+  std::vector<std::string> events() const override {
+    std::vector<std::string> events;
+    for (const std::string& name : files_in(folder_.path()))
+      if (name.starts_with("app.2026"))
+        for (const std::string& line : lines_of(folder_.file(name))) {
+          const size_t event = line.ends_with('}') ? line.find("event ") : std::string::npos;
+          events.push_back(event == std::string::npos ? line : line.substr(event));
+        }
+    std::sort(events.begin(), events.end());
+    return events;
+  }
+
+ protected:
+  std::unique_ptr<record_sink> make(const reporter& report) const override {
+    return make_record_sink("journal:" + folder_.file("app") + ",max-size=300",
                             {.set_version = "2.0", .code_page = "", .report = report});
   }
 };
