@@ -167,6 +167,11 @@ inline int KP_rename(const char* path, const char* to) noexcept {
   return kp_fault_strikes(kp_fault_call::rename) ? -1 : rename(path, to);
 }
 
+// Within a folder. To the fault hooks it is a rename.
+inline int KP_renameat(int folder, const char* name, const char* to) noexcept {
+  return kp_fault_strikes(kp_fault_call::rename) ? -1 : renameat(folder, name, folder, to);
+}
+
 inline int KP_unlink(const char* path) noexcept {
   return kp_fault_strikes(kp_fault_call::unlink) ? -1 : unlink(path);
 }

@@ -78,5 +78,5 @@ kplog_install_pc(kplog kplog "Structured event logging" "kplog-intl, kplog-base"
                  ${kplog_icu_flags})
 if(TARGET kplogrecord)
   kplog_install_pc(kplog-recorder kplogrecord "Records the events of a program" "kplog"
-                   -lsimdjson)
+                   -lsimdjson -lzstd)
 endif()

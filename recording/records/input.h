@@ -43,6 +43,12 @@ struct record_line {
 // Raises record_error for a line that is too long, or was given up.
 void check_length(const record_line& line);
 
+// The shorter of two waits, of which negative ones last for ever.
+inline std::chrono::milliseconds shorter_wait(std::chrono::milliseconds one,
+                                              std::chrono::milliseconds other) {
+  return one.count() >= 0 && (other.count() < 0 || one < other) ? one : other;
+}
+
 using record_taker = std::function<void(const record_line& line)>;
 
 // The bytes of one input that have been read, cut into lines. Lines of blanks are counted and

@@ -24,7 +24,7 @@ ring_delivery::ring_delivery(ring_file& ring, const event_set& events, lock_wait
 void ring_delivery::open_outputs(const lock_waiting& waiting, const ring_report& report,
                                  const std::string& version) {
   const ring_info& info = ring_.info();
-  const sink_options options{version, info.code_page, report, waiting};
+  const sink_options options{version, info.code_page, report, report, waiting};
   if (!info.text.empty()) {
     const std::string size =
         info.max_size != 0 ? ",max-size=" + std::to_string(info.max_size) : std::string();

@@ -1,3 +1,7 @@
+#include <set>
+#include <utility>
+
+#include "recording/journal/upkeep.h"
 #include "recording/records/stored_form.h"
 #include "recording/sinks/dated_lines.h"
 #include "recording/sinks/sink.h"
@@ -7,9 +11,10 @@ class journal_sink : public record_sink {
   journal_sink(const std::string& folder, const std::string& name, const journal_rules& rules,
                const sink_options& options)
       : form_(options.set_version),
-        lines_({folder, name, segment_ending, rules.max_size}, {.line_start = stored_record_start,
-                                                                .report = options.report,
-                                                                .waiting = options.waiting}) {}
+        lines_({folder, name, segment_ending, rules.max_size}, append_rules_of(options)),
+        upkeep_({folder, name, append_rules_of(options)}, rules),
+        report_(report_or_standard_error(options.upkeep_report ? options.upkeep_report
+                                                               : options.report)) {}
 
   void add(const sink_entry& entry) override {
     std::string& lines = lines_.lines_of(entry.time);
@@ -21,11 +26,37 @@ class journal_sink : public record_sink {
   size_t pending() const override { return lines_.pending(); }
   void write(bool synced, const delivery* of) override { lines_.write(synced, of); }
   void reopen() override { lines_.reopen(); }
+  std::chrono::milliseconds keep_up() override;
+  void hurry_up() override { upkeep_.hurry_up(); }
 
  private:
+  static append_rules append_rules_of(const sink_options& options) {
+    return {
+        .line_start = stored_record_start, .report = options.report, .waiting = options.waiting};
+  }
+
   stored_form form_;
   dated_lines lines_;
+  journal_upkeep upkeep_;
+  file_report report_;
+  uint64_t files_seen_ = 0;     // of those that the lines have begun
+  std::set<std::string> told_;  // what fails
 };
+
+// What fails does so every minute, perhaps, and is told once.
+std::chrono::milliseconds journal_sink::keep_up() {
+  static constexpr size_t most_told = 100;
+  if (std::exchange(files_seen_, lines_.files_begun()) != lines_.files_begun()) upkeep_.hurry();
+  try {
+    return upkeep_.step();
+  } catch (const lock_given_up&) {
+    return std::chrono::milliseconds(-1);
+  } catch (const file_error& error) {
+    if (told_.size() >= most_told) told_.clear();
+    if (told_.insert(error.what()).second) report_(error.what());
+  }
+  return std::chrono::milliseconds(0);
+}
 
 std::unique_ptr<record_sink> make_journal_sink(const std::string& folder, const std::string& name,
                                                const journal_rules& rules,

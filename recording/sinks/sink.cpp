@@ -8,6 +8,7 @@
 #include "kp_LOG_filenames.h"
 #include "recording/files/dated_name.h"
 #include "recording/files/path.h"
+#include "recording/text/duration.h"
 #include "recording/text/escape.h"
 #include "recording/text/size.h"
 #include "recording/text/words.h"
@@ -20,7 +21,8 @@ static constexpr std::string_view text_sink_prefix = "text:";
 static constexpr std::string_view journal_sink_prefix = "journal:";
 static constexpr std::string_view json_sink_prefix = "json:";
 
-static constexpr const char* journal_options = "the only one is max-size=SIZE";
+static constexpr const char* journal_options =
+    "its options are max-size=SIZE, keep=TIME, keep-size=SIZE and compress=zstd";
 
 // --- A place in a folder ---
 
@@ -48,6 +50,13 @@ static uintmax_t size_option(const std::string& sink, std::string_view value) {
   if (!size)
     refuse("the sink " + sink + " has the size " + in_quotes(value) + "; " + size_form);
   return *size;
+}
+
+static std::chrono::seconds duration_option(const std::string& sink, std::string_view value) {
+  const std::optional<std::chrono::seconds> duration = duration_of(value);
+  if (!duration)
+    refuse("the sink " + sink + " has the duration " + in_quotes(value) + "; " + duration_form);
+  return *duration;
 }
 
 // Cuts the options off behind the first comma of the name; nothing where there is none.
@@ -86,6 +95,12 @@ static void set_journal_option(const std::string& sink, std::string_view option,
   const std::string_view value = option.substr(std::min(key.size() + 1, option.size()));
   if (key == "max-size")
     rules.max_size = size_option(sink, value);
+  else if (key == "keep")
+    rules.keep = duration_option(sink, value);
+  else if (key == "keep-size")
+    rules.keep_size = size_option(sink, value);
+  else if (option == "compress=zstd")
+    rules.compresses = true;
   else
     refuse("the sink " + sink + " has the option " + in_quotes(option) + "; " + journal_options);
 }

@@ -2,6 +2,7 @@
 #ifndef RECORDING_SINKS_SINK_H
 #define RECORDING_SINKS_SINK_H
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -13,6 +14,7 @@
 #include "recording/files/file_error.h"
 #include "recording/files/ring_start.h"
 #include "recording/files/shared_file.h"
+#include "recording/journal/rules.h"
 #include "recording/records/entry.h"
 
 // One of the places that the command line names. Entries are gathered to a batch in memory, which
@@ -31,6 +33,11 @@ class record_sink {
   virtual void write(bool synced, const delivery* of = nullptr) = 0;
   // Forgets what it remembers of its files. They are opened by their names for every batch anyway.
   virtual void reopen() {}
+  // Does a part, of some milliseconds, of what is to be done to files that are done, apart from
+  // batches. How long there is nothing more of it; negative: for ever. Tells what fails.
+  virtual std::chrono::milliseconds keep_up() { return std::chrono::milliseconds(-1); }
+  // Has keep_up() look through all files the next time, whenever it did.
+  virtual void hurry_up() {}
 };
 
 struct sink_options {
@@ -39,10 +46,13 @@ struct sink_options {
   // Told, in one line without its end, of what was cut off behind the last line of a file. Empty:
   // it goes to standard error.
   std::function<void(const std::string& note)> report = {};
+  // Told, likewise, why a file that is done cannot be compressed, indexed or removed. Empty: as
+  // `report`.
+  std::function<void(const std::string& note)> upkeep_report = {};
   lock_waiting waiting = {};
 };
 
-// "text:DIR/PREFIX[,max-size=64M]", "journal:DIR/NAME[,max-size=64M]", "json:FILE", "json:-", "-".
+// "text:DIR/PREFIX[,max-size=64M]", "journal:DIR/NAME[,OPTIONS]", "json:FILE", "json:-", "-".
 // Unfinished lines that a process
 // left when it died are cut off at once. Raises std::invalid_argument, with what was found and what
 // was expected, for a description that is none of these and for a code page that text cannot be in,
@@ -62,13 +72,7 @@ sink_path path_of_sink(const std::string& description);
 
 // --- The kinds, among which make_record_sink chooses
 
-// Bytes that a text log, or a segment, has at most.
-constexpr uintmax_t default_log_size = uintmax_t{64} << 20;
-
-// What becomes of the segments of a journal.
-struct journal_rules {
-  uintmax_t max_size = default_log_size;
-};
+constexpr uintmax_t default_log_size = journal_rules().max_size;  // bytes of a text log at most
 
 // Lines "TIME LEVEL NAME MESSAGE" in the dated logs of the prefix, which is safe as part of a file
 // name.

@@ -1,10 +1,13 @@
 // kplog emit into a journal, from outside.
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <numeric>
 #include <sstream>
+#include <thread>
 
 #include "tests/command/emit_service_fixture.h"
+#include "tests/command/golden_file.h"
 
 namespace fs = std::filesystem;
 
@@ -46,6 +49,59 @@ TEST_F(EmitJournal, SegmentsAreBegunByDayAndSize) {
   for (const std::string& name : segments) all += folder_.text(name);
   folder_.emit_text("-q --to json:stored", records);
   EXPECT_EQ(all, folder_.text("stored"));
+}
+
+static std::string many_notes(int count, const std::string& time = "2026-11-15T17:02:56+08:00") {
+  std::string records;
+  for (int number = 0; number < count; ++number)
+    records += note_record("note " + std::to_string(number), time);
+  return records;
+}
+
+TEST_F(EmitJournal, SegmentsThatAreDoneAreReadByZstdcat) {
+  const std::string records = many_notes(500);
+  ASSERT_EQ(folder_.emit_text("-q --to journal:shop,max-size=8K,compress=zstd", records).status, 0);
+  ASSERT_EQ(folder_.emit_text("-q --to json:stored", records).status, 0);
+  EXPECT_EQ(files().size(), 1U);  // the last
+  const std::string read =
+      "cd " + folder_.path() + " && { zstdcat shop.*.zst && cat shop.*.jsonl; } > read";
+  ASSERT_EQ(std::system(read.c_str()), 0);
+  EXPECT_EQ(folder_.text("read"), folder_.text("stored"));
+}
+
+TEST_F(EmitJournal, TheOldestSegmentsGo) {
+  const auto size = [&] {
+    uintmax_t sum = 0;
+    for (const auto& file : fs::directory_iterator(folder_.path()))
+      if (file.path().filename().string().starts_with("shop.")) sum += file.file_size();
+    return sum;
+  };
+  ASSERT_EQ(folder_.emit_text("-q --to journal:shop,max-size=4K", many_notes(500)).status, 0);
+  const std::vector<std::string> before = files();
+  ASSERT_GT(size(), 60U << 10);
+  ASSERT_EQ(folder_.emit_text("-q --to journal:shop,max-size=4K,keep-size=20K", "").status, 0);
+  const std::vector<std::string> kept = files();
+  EXPECT_EQ(kept, std::vector<std::string>(before.end() - static_cast<std::ptrdiff_t>(kept.size()),
+                                           before.end()));
+  EXPECT_EQ(kept.size(), 5U);
+  // By age, a service does so while it runs.
+  const auto then = fs::file_time_type::clock::now() - std::chrono::hours(25);
+  for (const std::string& name : kept) fs::last_write_time(folder_.path(name), then);
+  const auto service = start({"--to", "journal:shop,keep=1d", "--listen", "unix:sock"});
+  ASSERT_TRUE(service->wait_for_err("listening on unix:sock"));
+  for (int tries = 0; files().size() > 1 && tries < 30000; ++tries)
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  EXPECT_EQ(files(), std::vector<std::string>{before.back()});
+  EXPECT_EQ(end_of(*service).status, 0);
+}
+
+TEST_F(EmitJournal, WhatCannotBeDoneIsTold) {
+  ASSERT_EQ(folder_.emit_text("-q --to journal:./shop,max-size=300", many_notes(3)).status, 0);
+  folder_.write(files().front() + ".zst", "no frame");
+  const auto run =
+      folder_.emit_text("-q --format json --to journal:./shop,max-size=300,compress=zstd", "");
+  EXPECT_EQ(run.status, 0);
+  expect_golden_file("emit_journal.expected", run.err);
 }
 
 // A batch is in the journal and in the text logs, or in neither, and its numbers tell so.

@@ -308,7 +308,10 @@ static emit_outputs open_outputs(const emit_options& options, const event_set& e
   const std::function<void(const std::string&)> tell = [&report](const std::string& note) {
     report.problem("unfinished-line"_rule, note);
   };
-  const sink_options shared{events.version(), options.code_page, tell, waiting};
+  const std::function<void(const std::string&)> tell_upkeep = [&report](const std::string& note) {
+    report.problem("journal-upkeep"_rule, note);
+  };
+  const sink_options shared{events.version(), options.code_page, tell, tell_upkeep, waiting};
   for (const std::string& sink : options.sinks)
     outputs.sinks.push_back(make_record_sink(sink, shared));
   if (!options.count.empty())
@@ -388,6 +391,7 @@ class emit_run {
   emit_figures figures() const;
   void reload();
   command_outcome read_all();
+  void keep_up();
   command_outcome outcome_of(const emit_end& end);
   command_outcome fail(diagnostic_rule rule, const std::string& text);
 
@@ -475,7 +479,16 @@ command_outcome emit_run::read_all() {
     outcome = fail("unreadable"_rule, error.what());
   }
   pipeline_.write();
+  keep_up();
   return outcome;
+}
+
+// A run that has come to its end does all that is left to be done to its journals. What a signal
+// ends leaves it to others.
+void emit_run::keep_up() {
+  pipeline_.hurry_up();
+  while (signals_.ending() == 0 && pipeline_.keep_up().count() == 0) {
+  }
 }
 
 command_outcome emit_run::run() {

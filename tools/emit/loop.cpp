@@ -73,10 +73,13 @@ bool emit_loop::is_running() const {
 // Signals are answered before anything is read, so that what was sent behind a signal finds it
 // answered.
 emit_end emit_loop::run() {
+  std::chrono::milliseconds until_upkeep(0);
   while (is_running()) {
-    const bool is_idle =
-        !wait(pipeline_.has_unwritten() ? std::chrono::milliseconds(0) : patience());
+    const bool is_idle = !wait(pipeline_.has_unwritten() ? std::chrono::milliseconds(0)
+                                                         : shorter_wait(until_upkeep, patience()));
+    const bool has_time = is_idle && !pipeline_.has_unwritten();
     if (is_idle && pipeline_.has_unwritten()) pipeline_.write();
+    until_upkeep = has_time ? pipeline_.keep_up() : std::chrono::milliseconds(0);
     for (int signal = signals_.take(); signal != 0; signal = signals_.take()) answer(signal);
     if (ending_ == 0) read_ready();
     metrics_.look();
@@ -88,12 +91,8 @@ emit_end emit_loop::run() {
 
 // How long none of them minds to be left alone; negative: any time.
 std::chrono::milliseconds emit_loop::patience() const {
-  std::chrono::milliseconds least = metrics_.patience();
-  const auto take = [&least](std::chrono::milliseconds one) {
-    if (one.count() >= 0 && (least.count() < 0 || one < least)) least = one;
-  };
-  take(manager_.patience());
-  for (const auto& input : inputs_) take(input->patience());
+  std::chrono::milliseconds least = shorter_wait(metrics_.patience(), manager_.patience());
+  for (const auto& input : inputs_) least = shorter_wait(input->patience(), least);
   return least;
 }
 

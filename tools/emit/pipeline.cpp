@@ -135,6 +135,7 @@ void emit_pipeline::write_patiently() {
       return patience_.was_written();
     } catch (const file_error& error) {
       if (!patience_.tries_again(error)) throw;
+      keep_up();  // which may make room
     }
   }
 }
@@ -165,6 +166,19 @@ void emit_pipeline::write() {
     write_standard_output(number, false);
   }
   report_.progress(tallies_);
+  keep_up();
+}
+
+// --- Files that are done ---
+
+std::chrono::milliseconds emit_pipeline::keep_up() {
+  std::chrono::milliseconds least(-1);
+  for (const auto& sink : outputs_.sinks) least = shorter_wait(sink->keep_up(), least);
+  return least;
+}
+
+void emit_pipeline::hurry_up() {
+  for (const auto& sink : outputs_.sinks) sink->hurry_up();
 }
 
 void emit_pipeline::reopen() {

@@ -3,6 +3,7 @@
 #ifndef TOOLS_EMIT_PIPELINE_H
 #define TOOLS_EMIT_PIPELINE_H
 
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -64,6 +65,12 @@ class emit_pipeline {
   void write();
   // Opens all files anew at the next batch.
   void reopen();
+
+  // Does a part of what is to be done to files that are done. How long there is nothing more of it;
+  // negative: for ever.
+  std::chrono::milliseconds keep_up();
+  // Has keep_up() look through all of them.
+  void hurry_up();
 
   const emit_tallies& tallies() const { return tallies_; }
   const batch_figures& figures() const { return figures_; }

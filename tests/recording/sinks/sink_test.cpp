@@ -67,11 +67,21 @@ INSTANTIATE_TEST_SUITE_P(
                         "the sink journal:logs/a.b has \".\" in its prefix, which is "
                         "of ASCII letters, digits, \"_\" and \"-\""},
         bad_description{"journal:a,size=1",
-                        "the sink journal:a,size=1 has the option \"size=1\"; the "
-                        "only one is max-size=SIZE"},
+                        "the sink journal:a,size=1 has the option \"size=1\"; its "
+                        "options are max-size=SIZE, keep=TIME, keep-size=SIZE and compress=zstd"},
         bad_description{"journal:a,max-size=1,",
-                        "the sink journal:a,max-size=1, has the option \"\"; the "
-                        "only one is max-size=SIZE"},
+                        "the sink journal:a,max-size=1, has the option \"\"; its "
+                        "options are max-size=SIZE, keep=TIME, keep-size=SIZE and compress=zstd"},
+        bad_description{"journal:a,compress=gzip",
+                        "the sink journal:a,compress=gzip has the option \"compress=gzip\"; its "
+                        "options are max-size=SIZE, keep=TIME, keep-size=SIZE and compress=zstd"},
+        bad_description{"journal:a,keep=90",
+                        "the sink journal:a,keep=90 has the duration \"90\"; a duration is a "
+                        "number from 1 with d, h, m or s behind it, and at most 36500d"},
+        bad_description{"journal:a,keep-size=0",
+                        "the sink journal:a,keep-size=0 has the size \"0\"; a "
+                        "size is a number from 1, with K, M or G behind it "
+                        "or nothing"},
         bad_description{"journal:a,max-size=1,max-size=2",
                         "the sink journal:a,max-size=1,max-size=2 has the option "
                         "\"max-size=2\" and another of it"},

@@ -1,0 +1,153 @@
+#include "recording/journal/segment_index.h"
+
+#include <simdjson.h>
+
+#include <algorithm>
+#include <new>
+
+#include "recording/text/json_text.h"
+#include "recording/text/number.h"
+
+// --- Text ---
+
+static constexpr std::string_view sum_key = ",\"sum\":\"";
+static constexpr std::string_view index_end = "\"}\n";
+static constexpr size_t sum_digits = 16;
+
+// FNV-1a
+static uint64_t sum_of(std::string_view text) {
+  uint64_t sum = 0xcbf29ce484222325;
+  for (const char byte : text) sum = (sum ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
+  return sum;
+}
+
+static void append_events(json_text& json, const segment_index& index) {
+  json.key("events").begin_list();
+  for (const auto& [event, records] : index.events) {
+    json.begin_object().key("event").number(event.first);
+    if (!event.second.empty()) json.key("name").written("\"" + event.second + "\"");
+    json.key("records").number(records).end_object();
+  }
+  json.end_list();
+}
+
+std::string text_of(const segment_index& index) {
+  std::string text;
+  json_text json(text);
+  json.begin_object().key("journal_index").number(1);
+  json.key("segment").text(index.file).key("size").number(index.size);
+  json.key("lines").number(index.lines).key("records").number(index.records);
+  json.key("others").number(index.others);
+  if (index.records != 0)
+    json.key("first")
+        .text(text_of_instant(index.first))
+        .key("last")
+        .text(text_of_instant(index.last));
+  append_events(json, index);
+  const std::string sum = hexadecimal(sum_of(text), sum_digits);
+  return ((text += sum_key) += sum) += index_end;
+}
+
+// The object without its check sum, where that is right; else nothing.
+static std::optional<std::string> checked_object(std::string_view text) {
+  const size_t behind = sum_key.size() + sum_digits + index_end.size();
+  if (text.size() < behind || text.size() > longest_index) return std::nullopt;
+  const std::string_view object = text.substr(0, text.size() - behind);
+  const std::string sum = hexadecimal(sum_of(object), sum_digits);
+  const std::string end = std::string(sum_key) + sum + std::string(index_end);
+  return text.substr(object.size()) == end ? std::optional(std::string(object) + "}")
+                                           : std::nullopt;
+}
+
+using index_value = simdjson::dom::object;
+
+static bool read_event(index_value object, segment_index& index) {
+  uint64_t event = 0, records = 0;
+  if (object["event"].get(event) != simdjson::SUCCESS || event > UINT32_MAX ||
+      object["records"].get(records) != simdjson::SUCCESS)
+    return false;
+  std::string name;
+  std::string_view told;
+  if (object["name"].get(told) == simdjson::SUCCESS) {
+    json_text(name).text(told);
+    name = name.substr(1, name.size() - 2);
+  }
+  index.events[{static_cast<uint32_t>(event), name}] += records;
+  return true;
+}
+
+static bool read_instant(index_value object, const char* key, int64_t& instant) {
+  std::string_view text;
+  if (object[key].get(text) != simdjson::SUCCESS) return false;
+  const auto read = instant_of(text);
+  instant = read.value_or(0);
+  return read.has_value();
+}
+
+static bool read_index(index_value object, segment_index& index) {
+  uint64_t form = 0;
+  std::string_view file;
+  simdjson::dom::array events;
+  const auto number = [&](const char* key, uint64_t& value) {
+    return object[key].get(value) == simdjson::SUCCESS;
+  };
+  if (!number("journal_index", form) || form != 1 || !number("size", index.size) ||
+      !number("lines", index.lines) || !number("records", index.records) ||
+      !number("others", index.others) || object["segment"].get(file) != simdjson::SUCCESS ||
+      object["events"].get(events) != simdjson::SUCCESS)
+    return false;
+  index.file = file;
+  if (index.records != 0 &&
+      (!read_instant(object, "first", index.first) || !read_instant(object, "last", index.last)))
+    return false;
+  return std::ranges::all_of(events, [&](const simdjson::dom::element& event) {
+    index_value one;
+    return event.get(one) == simdjson::SUCCESS && read_event(one, index);
+  });
+}
+
+std::optional<segment_index> segment_index_of(std::string_view text) {
+  const auto object_text = checked_object(text);
+  if (!object_text) return std::nullopt;
+  simdjson::dom::parser parser;
+  index_value object;
+  const simdjson::error_code error = parser.parse(*object_text).get(object);
+  if (error == simdjson::MEMALLOC) throw std::bad_alloc();
+  segment_index index;
+  return error == simdjson::SUCCESS && read_index(object, index) ? std::optional(std::move(index))
+                                                                 : std::nullopt;
+}
+
+// --- A segment ---
+
+void segment_scan::take_line(std::string_view line) {
+  index_.lines += line.size() + 1;
+  const auto start = reader_.read(line);
+  if (!start) {
+    ++index_.others;
+    return;
+  }
+  if (last_count_ == nullptr || last_event_.first != start->event ||
+      last_event_.second != start->name) {
+    last_event_ = {start->event, std::string(start->name)};
+    last_count_ = &index_.events[last_event_];
+  }
+  ++*last_count_;
+  index_.first = index_.records == 0 ? start->instant : std::min(index_.first, start->instant);
+  index_.last = index_.records == 0 ? start->instant : std::max(index_.last, start->instant);
+  ++index_.records;
+}
+
+void segment_scan::take(std::string_view bytes) {
+  for (size_t end = bytes.find('\n'); end != std::string_view::npos; end = bytes.find('\n')) {
+    if (rest_.empty()) {
+      take_line(bytes.substr(0, end));
+    } else {
+      rest_ += bytes.substr(0, end);
+      take_line(rest_);
+      rest_.clear();
+    }
+    bytes.remove_prefix(end + 1);
+  }
+  rest_ += bytes;
+}
