@@ -68,10 +68,12 @@ struct kp_LOG_RecorderOptions {
   std::string code_page = {};    // of the text logs; empty: UTF-8
 
   // The outputs, of which there is one at least: dated text logs DIR/PREFIX, a file of the stored
-  // form, a counter file DIR/NAME.
+  // form, a counter file DIR/NAME, a journal DIR/NAME[,max-size=64M][,keep=90d][,keep-size=10G]
+  // [,compress=zstd] of the stored form, as "kplog emit --to journal:" has it.
   std::string text = {};
   std::string json = {};
   std::string count = {};
+  std::string journal = {};
   std::uint64_t max_size = 0;  // bytes of a text log; 0: 64 MiB
   bool synced = false;         // batches are on the disk itself when they count as written
 

@@ -21,8 +21,9 @@
 
 static void check_options(const kp_LOG_RecorderOptions& options) {
   if (options.definitions.empty()) refuse("the option definitions is missing");
-  if (options.text.empty() && options.json.empty() && options.count.empty())
-    refuse("an output is missing: one of the options text, json and count");
+  if (options.text.empty() && options.json.empty() && options.count.empty() &&
+      options.journal.empty())
+    refuse("an output is missing: one of the options text, json, count and journal");
   if (options.ring_size < ring_file::least_size || options.ring_size > ring_file::most_size)
     refuse("the option ring_size is " + std::to_string(options.ring_size) +
            "; it is a number of bytes from " + std::to_string(ring_file::least_size) + " to " +
@@ -34,7 +35,7 @@ static void check_options(const kp_LOG_RecorderOptions& options) {
     refuse("the option max_size needs the option text");
   for (const std::string* path :
        {&options.definitions, &options.aux, &options.catalog, &options.text, &options.json,
-        &options.count, &options.settings, &options.ring_folder})
+        &options.count, &options.journal, &options.settings, &options.ring_folder})
     if (path->find('\0') != std::string::npos) refuse("a path has a NUL");
   if (place_of(options.text).name.find(',') != std::string::npos)
     refuse("the option text has a comma in its prefix");
@@ -49,8 +50,9 @@ static void check_outputs(const kp_LOG_RecorderOptions& options) {
 // The program may change its working directory afterwards.
 static kp_LOG_RecorderOptions with_absolute_paths(kp_LOG_RecorderOptions options) {
   options.wait = bounded_wait(options.wait);
-  for (std::string* path : {&options.definitions, &options.aux, &options.catalog, &options.text,
-                            &options.json, &options.count, &options.settings, &options.ring_folder})
+  for (std::string* path :
+       {&options.definitions, &options.aux, &options.catalog, &options.text, &options.json,
+        &options.count, &options.journal, &options.settings, &options.ring_folder})
     *path = absolute_path(*path);
   return options;
 }

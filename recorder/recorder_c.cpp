@@ -92,6 +92,7 @@ static void visit_options(kp_LOG_RecorderOptions& options, Visitor visit) {
   visit("text", options.text);
   visit("json", options.json);
   visit("count", options.count);
+  visit("journal", options.journal);
   visit("max_size", options.max_size);
   visit("synced", options.synced);
   visit("settings", options.settings);

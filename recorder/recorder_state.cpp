@@ -36,6 +36,7 @@ ring_info recorder_state::info_of_options() const {
   info.text = options.text;
   info.json = options.json;
   info.count = options.count;
+  info.journal = options.journal;
   info.max_size = options.max_size;
   info.synced = options.synced;
   info.host = host_name();
@@ -112,9 +113,12 @@ void recorder_state::make_ring() {
 }
 
 std::string ring_stem(const kp_LOG_RecorderOptions& options) {
-  const std::string& place = !options.text.empty()   ? options.text
-                             : !options.json.empty() ? options.json
-                                                     : options.count;
+  ring_info outputs;
+  outputs.text = options.text;
+  outputs.json = options.json;
+  outputs.count = options.count;
+  outputs.journal = options.journal;
+  const std::string place = outputs.place();
   if (options.ring_folder.empty()) return place;
   return options.ring_folder + place.substr(place.rfind('/'));
 }

@@ -103,14 +103,16 @@ void recorder_state::work() {
   if (!pending_.is_empty()) {
     is_idle_ = 0;
     is_asleep_.store(0, std::memory_order_relaxed);
-    if (!deliver()) return pause_after_failure();
+    const bool is_delivered = deliver();
+    delivery_->keep_up();  // which may make room
+    if (!is_delivered) return pause_after_failure();
     if (is_second || are_blocks_scarce()) reclaim_idle_blocks();
     return;
   }
   flushes_.finish(ticket);
   reclaim_idle_blocks();
   if (is_last_reading) return end();
-  rest();
+  if (delivery_->keep_up().count() != 0) rest();
 }
 
 // First short naps; then is_asleep_ is set, everything is looked at once more, and only then the

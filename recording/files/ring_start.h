@@ -37,7 +37,7 @@ class joint_batch;
 struct delivery {
   ring_start* ring = nullptr;  // stays mapped until the batch is written
   std::string ring_path;       // absolute
-  unsigned output = 0;         // 0 text, 1 JSON, 2 counts
+  unsigned output = 0;         // 0 text, 1 JSON, 2 counts, 3 journal
   uint64_t first = 0;          // sequences of the batch's events, from 1
   uint64_t last = 0;
   joint_batch* joint =

@@ -40,7 +40,7 @@ static bool is_known(const std::vector<std::string>& paths, const std::string& p
 // A ring leads to what lies beside it, and to nothing else that nobody has named: whoever can put a
 // file into the folder must not choose what is written to.
 static void check_outputs(const ring_file& ring, const recovery_rules& rules) {
-  const std::string& place = ring.info().place();
+  const std::string place = ring.info().place();
   const std::string folder = folder_of(ring.path());
   for (const std::string& output : ring.info().outputs()) {
     const bool is_beside = folder_of(output) == folder || folder_of(output) == folder_of(place);

@@ -5,7 +5,7 @@
 
 #include "kp_LOG_errors.h"
 
-static constexpr unsigned text_output = 0, json_output = 1, count_output = 2;
+static constexpr unsigned text_output = 0, json_output = 1, count_output = 2, journal_output = 3;
 
 ring_delivery::ring_delivery(ring_file& ring, const event_set& events, lock_waiting waiting,
                              ring_report report)
@@ -32,6 +32,8 @@ void ring_delivery::open_outputs(const lock_waiting& waiting, const ring_report&
   }
   if (!info.json.empty())
     outputs_[json_output].sink = make_record_sink("json:" + info.json, options);
+  if (!info.journal.empty())
+    outputs_[journal_output].sink = make_record_sink(journal_sink_of(info.journal), options);
   if (!info.count.empty())
     outputs_[count_output].counts = std::make_unique<counter_writer>(info.count, waiting, report);
 }
@@ -129,4 +131,11 @@ void ring_delivery::write() {
   }
   if (failure) std::rethrow_exception(failure);
   pending_ = 0;
+}
+
+// ---- files that are done ----
+
+std::chrono::milliseconds ring_delivery::keep_up() {
+  place& journal = outputs_[journal_output];
+  return journal.sink == nullptr ? std::chrono::milliseconds(-1) : journal.sink->keep_up();
 }

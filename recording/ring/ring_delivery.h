@@ -3,6 +3,7 @@
 #define RECORDING_RING_RING_DELIVERY_H
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -41,6 +42,8 @@ class ring_delivery {
   // Writes what was added into all outputs. Raises the file_error of the first output that fails,
   // the others being written: to be called again.
   void write();
+  // As record_sink::keep_up, of the journal.
+  std::chrono::milliseconds keep_up();
 
  private:
   // An output, and which events of the batch go there.

@@ -11,12 +11,19 @@
 #include "recording/files/file_error.h"
 #include "recording/files/whole_file.h"
 #include "recording/ring/ring_format.h"
+#include "recording/sinks/sink.h"
 #include "recording/text/json_text.h"
 #include "recording/text/number.h"
 
-const std::string& ring_info::place() const {
-  if (!text.empty()) return text;
-  return json.empty() ? count : json;
+std::string journal_place(const std::string& journal) {
+  return journal.empty() ? "" : path_of_sink(journal_sink_of(journal)).path;
+}
+
+std::string ring_info::place() const {
+  const std::vector<std::string> all = outputs();
+  const auto first =
+      std::ranges::find_if(all, [](const std::string& output) { return !output.empty(); });
+  return first == all.end() ? "" : *first;
 }
 
 // The members by their names, so that both ways go through one list. Paths are bytes, and JSON is
@@ -73,6 +80,7 @@ std::string text_of(const ring_info& info) {
   visit_texts(info, [&](const char* name, const std::string& member) {
     json.key(name).text(characters_of(member));
   });
+  json.key("journal").text(characters_of(info.journal));
   json.key("max_size").number(info.max_size).key("pid").number(info.pid);
   json.key("synced").written(info.synced ? "true" : "false");
   json.end_object();
@@ -98,6 +106,9 @@ std::optional<ring_info> ring_info_of(const std::string& text) {
   read("max_size", info.max_size);
   read("synced", info.synced);
   read("pid", info.pid);
+  // Rings of before there were journals have none.
+  if (std::string_view journal; object["journal"].get(journal) == simdjson::SUCCESS)
+    info.journal = bytes_of_characters(journal);
   return is_whole ? std::optional(info) : std::nullopt;
 }
 

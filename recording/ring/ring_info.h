@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+// "DIR/NAME" of a journal, without the options behind that.
+std::string journal_place(const std::string& journal);
+
 // Paths are absolute; an empty one stands for an output, or a file, that is not wanted.
 struct ring_info {
   std::string definitions, aux, catalog;
@@ -17,15 +20,16 @@ struct ring_info {
   std::string text;                                   // "DIR/PREFIX" of dated logs
   std::string json;
   std::string count;      // "DIR/NAME"
+  std::string journal;    // "DIR/NAME", and options behind a comma
   uint64_t max_size = 0;  // bytes of a text log; 0: as it is without it
   bool synced = false;
   std::string host;
   uint64_t pid = 0;
 
   // Where the ring belongs: the first of the outputs that is wanted.
-  const std::string& place() const;
+  std::string place() const;
   // What is appended to, in the order of ring_start::delivered.
-  std::vector<std::string> outputs() const { return {text, json, count}; }
+  std::vector<std::string> outputs() const { return {text, json, count, journal_place(journal)}; }
 };
 
 // The text of it, a JSON object, and back; nothing for a text that is none.

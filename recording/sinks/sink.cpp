@@ -152,6 +152,10 @@ sink_path path_of_sink(const std::string& description) {
   return {path == "-" ? "" : path, false};
 }
 
+std::string journal_sink_of(const std::string& journal) {
+  return std::string(journal_sink_prefix) + journal;
+}
+
 std::unique_ptr<record_sink> make_record_sink(const std::string& description,
                                               const sink_options& options) {
   if (description.find('\0') != std::string::npos) refuse("the sink " + description + " has a NUL");

@@ -70,6 +70,9 @@ struct sink_path {
 
 sink_path path_of_sink(const std::string& description);
 
+// The description of a journal: "DIR/NAME", and options behind a comma.
+std::string journal_sink_of(const std::string& journal);
+
 // --- The kinds, among which make_record_sink chooses
 
 constexpr uintmax_t default_log_size = journal_rules().max_size;  // bytes of a text log at most

@@ -293,6 +293,7 @@ static ring_info told_info() {
   info.locale = "de_DE";
   info.text = "/var/log/shop/\n\u20ac";
   info.count = "/var/log/shop/count";
+  info.journal = "/var/log/shop/\n,kept,keep=90d";
   info.max_size = UINT64_MAX;
   info.synced = true;
   info.pid = 4711;
@@ -306,9 +307,34 @@ TEST(RingInfo, ComesBackFromItsText) {
   EXPECT_EQ(text_of(*read), text);
   EXPECT_EQ(read->definitions, told_info().definitions);
   EXPECT_EQ(read->text, told_info().text);
+  EXPECT_EQ(read->journal, told_info().journal);
   EXPECT_EQ(read->max_size, UINT64_MAX);
   EXPECT_EQ(read->pid, 4711u);
   EXPECT_TRUE(read->synced);
+}
+
+TEST(RingInfo, OfBeforeThereWereJournalsHasNone) {
+  std::string text = text_of(told_info());
+  const size_t at = text.find(",\"journal\":");
+  text.erase(at, text.find(",\"max_size\":") - at);
+  const std::optional<ring_info> read = ring_info_of(text);
+  ASSERT_TRUE(read.has_value());
+  EXPECT_EQ(read->journal, "");
+  EXPECT_EQ(read->text, told_info().text);
+}
+
+TEST(RingInfo, PlaceIsThatOfTheFirstOutput) {
+  ring_info info;
+  EXPECT_EQ(info.place(), "");
+  info.journal = "/a,b/journal,max-size=1K,keep=1d";
+  EXPECT_EQ(info.place(), "/a,b/journal");
+  info.count = "/count";
+  EXPECT_EQ(info.place(), "/count");
+  info.json = "/json";
+  EXPECT_EQ(info.place(), "/json");
+  info.text = "/text";
+  EXPECT_EQ(info.place(), "/text");
+  EXPECT_EQ(info.outputs(), (std::vector<std::string>{"/text", "/json", "/count", "/a,b/journal"}));
 }
 
 TEST(RingInfo, IsNoneOfOtherTexts) {

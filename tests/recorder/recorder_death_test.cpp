@@ -67,6 +67,7 @@ class RecorderDeath : public RecorderPlace {
   kp_LOG_RecorderOptions small_options() const {
     kp_LOG_RecorderOptions small = options();
     small.count = folder_.file("shop");
+    small.journal = folder_.file("kept") + ",max-size=32K,compress=zstd";
     small.ring_size = 512 << 10;
     return small;
   }
@@ -163,6 +164,8 @@ class RecorderDeath : public RecorderPlace {
     counts_by_event_.clear();
     read_stored_form();
     EXPECT_TRUE(messages() == messages_) << "text logs and stored form have not the same events";
+    EXPECT_TRUE(journal("kept") == read_whole_file(folder_.file("shop.jsonl")))
+        << "the journal and the stored form have not the same events";
     std::map<uint32_t, uint64_t> counted;
     const std::string bytes = read_whole_file(folder_.file("shop.cnt"));
     for (size_t at = 0; at < bytes.size(); at += kp_counter_record_size) {
@@ -175,6 +178,7 @@ class RecorderDeath : public RecorderPlace {
 
   void remove_outputs() const {
     for (const std::string& log : files_with("shop.2")) unlink(log.c_str());
+    for (const std::string& segment : files_with("kept.2")) unlink(segment.c_str());
     unlink(folder_.file("shop.jsonl").c_str());
     unlink(folder_.file("shop.cnt").c_str());
   }

@@ -3,9 +3,11 @@
 #define TESTS_RECORDER_RECORDER_FIXTURE_H
 
 #include <gtest/gtest.h>
+#include <zstd.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -58,6 +60,23 @@ class RecorderPlace : public testing::Test {
         found.push_back(line.substr(at));
       }
     return found;
+  }
+
+  // What the journal of that name has, segment by segment.
+  std::string journal(const std::string& name) const {
+    std::map<std::string, std::string> segments;  // of two forms the plain one
+    for (const std::string& file : files_with(name + ".2")) {
+      const std::string content = read_whole_file(file);
+      if (file.ends_with(".jsonl")) segments[file] = content;
+      if (!file.ends_with(".zst")) continue;
+      std::string lines(ZSTD_getFrameContentSize(content.data(), content.size()), '\0');
+      EXPECT_EQ(ZSTD_decompress(lines.data(), lines.size(), content.data(), content.size()),
+                lines.size());
+      segments.try_emplace(file.substr(0, file.size() - 4), lines);
+    }
+    std::string all;
+    for (const auto& [file, lines] : segments) all += lines;
+    return all;
   }
 
   std::vector<nlohmann::json> stored() const {

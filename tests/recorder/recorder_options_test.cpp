@@ -12,6 +12,7 @@
 #include "recording/files/folder_lock.h"
 #include "tests/recorder/recorder_fixture.h"
 #include "tests/support/failing.h"
+#include "tests/support/raised_by.h"
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
@@ -84,6 +85,40 @@ TEST_F(RecorderOption, MaxSizeBeginsANewTextLog) {
   EXPECT_GT(files_with("shop.2").size(), 2u);
   for (const std::string& name : files_with("shop.2")) EXPECT_LE(fs::file_size(name), 10000u);
   EXPECT_THAT(messages(), SizeIs(1000));
+}
+
+// Alone, it is the recorder's place as well.
+TEST_F(RecorderOption, JournalHasTheStoredFormInSegments) {
+  kp_LOG_RecorderOptions kept = options();
+  kept.text = kept.json = "";
+  kept.journal = folder_.file("kept") + ",max-size=10000,compress=zstd";
+  {
+    kp_LOG_Recorder log(kept);
+    EXPECT_THAT(files_with("kept.ring."), SizeIs(1));
+    for (int i = 0; i < 1000; ++i) record_one(log);
+    EXPECT_TRUE(log.Flush(patience));
+    EXPECT_GT(files_with(".jsonl").size(), 5u);
+    // The thread compresses all but the last when it has time.
+    const auto end = steady_clock::now() + patience;
+    while (files_with(".zst").empty() && steady_clock::now() < end)
+      std::this_thread::sleep_for(milliseconds(2));
+    EXPECT_FALSE(files_with(".zst").empty());
+  }
+  const std::vector<std::string> lines = lines_of(journal("kept"));
+  ASSERT_THAT(lines, SizeIs(1000));
+  for (size_t i = 0; i < lines.size(); ++i)
+    EXPECT_EQ(nlohmann::json::parse(lines[i])["sequence"], i + 1);
+  EXPECT_THAT(rings(), SizeIs(0));
+}
+
+TEST_F(RecorderOption, JournalOptionsAreThoseOfEmit) {
+  kp_LOG_RecorderOptions wrong = options();
+  wrong.journal = folder_.file("kept") + ",size=1";
+  EXPECT_EQ(raised_by<KPX_logging_illegal_argument>([&] { kp_LOG_Recorder log(wrong); }),
+            "kp_LOG_Recorder: the sink journal:" + wrong.journal +
+                " has the option \"size=1\"; its options are max-size=SIZE, keep=TIME, "
+                "keep-size=SIZE and compress=zstd");
+  EXPECT_THAT(rings(), SizeIs(0));
 }
 
 TEST_F(RecorderOption, RingFolderHasTheRingForItsOwnerAlone) {

@@ -390,7 +390,8 @@ TEST_F(Recorder, SaysWhatIsWrongWithItsOptions) {
   EXPECT_EQ(fault_of([](auto& o) { o.definitions.clear(); }),
             "kp_LOG_Recorder: the option definitions is missing");
   EXPECT_EQ(fault_of([](auto& o) { o.text = o.json = ""; }),
-            "kp_LOG_Recorder: an output is missing: one of the options text, json and count");
+            "kp_LOG_Recorder: an output is missing: one of the options text, json, "
+            "count and journal");
   EXPECT_EQ(fault_of([](auto& o) { o.ring_size = 1000; }),
             "kp_LOG_Recorder: the option ring_size is 1000; it is a number of bytes from 524288 to "
             "4294967296");

@@ -3,10 +3,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <zstd.h>
+
 #include <array>
 #include <csignal>
 #include <map>
 #include <random>
+#include <sstream>
 
 #include "tests/recording/sinks/sink_entries.h"
 
@@ -49,8 +52,12 @@ static void write_lines(const std::string& description, const sink_entries& entr
     entries.add(*sink, message_of(writer, i, random() % 200),
                 is_late ? "2026-11-16T00:00:00+08:00" : "2026-11-15T23:59:59+08:00");
     if (random() % 20 == 0) sink->write(false);
+    sink->keep_up();
   }
   sink->write(false);
+  sink->hurry_up();
+  while (sink->keep_up().count() == 0) {
+  }
 }
 
 // Which lines of whom the logs hold, in the order of their names.
@@ -123,6 +130,56 @@ TEST(RecordSinkProcesses, FourAppendToOneJsonFile) {
   }
   std::sort(lines.begin(), lines.end());
   EXPECT_EQ(std::adjacent_find(lines.begin(), lines.end()), lines.end());
+}
+
+// Of the lines of a journal's segments, compressed ones too.
+static std::map<int, std::vector<int>> numbers_in_journal(const std::string& folder) {
+  std::map<int, std::vector<int>> numbers;
+  std::map<std::string, std::string> segments;  // in their order
+  for (const std::string& name : files_in(folder)) {
+    const std::string bytes = read_whole_file(folder + "/" + name);
+    if (name.ends_with(".jsonl")) segments[name] = bytes;
+    if (!name.ends_with(".zst")) continue;
+    std::string lines(ZSTD_getFrameContentSize(bytes.data(), bytes.size()), '\0');
+    EXPECT_EQ(ZSTD_decompress(lines.data(), lines.size(), bytes.data(), bytes.size()),
+              lines.size());
+    EXPECT_TRUE(segments.try_emplace(name.substr(0, name.size() - 4), lines).second) << name;
+  }
+  for (const auto& [name, bytes] : segments) {
+    std::istringstream lines(bytes);
+    for (std::string line; std::getline(lines, line);) {
+      int writer = 0, number = 0;
+      const size_t at = line.find("\"message\":\"");
+      const bool is_whole = line.starts_with("{\"version\":") && line.ends_with("\"}") &&
+                            line.find("{\"version\":", 1) == std::string::npos &&
+                            std::sscanf(line.c_str() + at + 11, "%d:%d", &writer, &number) == 2;
+      EXPECT_TRUE(is_whole) << name << ": " << line;
+      numbers[writer].push_back(number);
+    }
+  }
+  return numbers;
+}
+
+// Each of them compresses, too.
+TEST(RecordSinkProcesses, FourKeepOneJournal) {
+  const temp_folder folder;
+  const sink_entries entries;
+  std::array<pid_t, writers> processes{};
+  for (int i = 0; i < writers; ++i)
+    processes[static_cast<size_t>(i)] = fork_for([&] {
+      write_lines("journal:" + folder.file("app") + ",max-size=20K,compress=zstd", entries, i);
+    });
+  for (const pid_t process : processes) EXPECT_EQ(status_of(process), 0);
+
+  const std::map<int, std::vector<int>> numbers = numbers_in_journal(folder.path());
+  ASSERT_EQ(numbers.size(), size_t{writers});
+  for (const auto& [writer, found] : numbers) EXPECT_EQ(found, one_to(lines_per_writer)) << writer;
+  size_t plain = 0;
+  for (const std::string& name : files_in(folder.path())) {
+    if (name.ends_with(".jsonl")) ++plain;
+    EXPECT_FALSE(name.ends_with(".part")) << name;
+  }
+  EXPECT_LE(plain, 2 + size_t{writers});  // those that another was at, when it looked last
 }
 
 // --- Killed in the middle ---
