@@ -118,7 +118,7 @@ std::string ring_stem(const kp_LOG_RecorderOptions& options) {
   outputs.json = options.json;
   outputs.count = options.count;
   outputs.journal = options.journal;
-  const std::string place = outputs.place();
+  std::string place = outputs.place();
   if (options.ring_folder.empty()) return place;
   return options.ring_folder + place.substr(place.rfind('/'));
 }

@@ -86,9 +86,11 @@ void segment_reader::read_file() {
 std::string_view segment_reader::decompress(size_t most) {
   lines_.resize(most);
   ZSTD_outBuffer out{lines_.data(), most, 0};
-  while (out.pos < most) {
+  for (size_t before = SIZE_MAX; out.pos < most && out.pos != before;) {
     if (taken_ == bytes_.size()) read_file();
-    if (bytes_.empty()) break;
+    const bool is_end = bytes_.empty();
+    if (is_end && !frames_->is_inside) break;
+    if (is_end) before = out.pos;  // what zstd has left is all that comes
     ZSTD_inBuffer in{bytes_.data(), bytes_.size(), taken_};
     const size_t left = ZSTD_decompressStream(frames_->context, &out, &in);
     if (ZSTD_isError(left) != 0) raise_write_error("read", path_, ZSTD_getErrorName(left));

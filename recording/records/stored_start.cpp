@@ -44,7 +44,8 @@ std::optional<int64_t> instant_of(std::string_view time) {
                                          std::chrono::day(static_cast<unsigned>(*day))};
   if (!date.ok()) return std::nullopt;
   const int64_t days = std::chrono::sys_days(date).time_since_epoch().count();
-  return days * 86400 + *hour * 3600 + *minute * 60 + *second - *offset;
+  const int64_t hours = days * 24 + *hour;
+  return (hours * 60 + *minute) * 60 + *second - *offset;
 }
 
 std::string text_of_instant(int64_t instant) {
@@ -57,10 +58,11 @@ std::string text_of_instant(int64_t instant) {
   const std::chrono::year_month_day date{day};
   const std::chrono::hh_mm_ss clock{moment - day};
   std::array<char, 32> text;
-  snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ",
-           static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-           static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
-           static_cast<int>(clock.minutes().count()), static_cast<int>(clock.seconds().count()));
+  static_cast<void>(snprintf(
+      text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+      static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+      static_cast<int>(clock.seconds().count())));
   return text.data();
 }
 

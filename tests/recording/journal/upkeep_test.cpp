@@ -221,6 +221,32 @@ TEST_F(JournalUpkeep, LargeSegmentsGoPartByPart) {
   EXPECT_EQ(index(one)->records, 60000U);
 }
 
+// Several frames, which other programs write without check sums and sizes.
+TEST_F(JournalUpkeep, ReadsWhatOtherProgramsHaveCompressed) {
+  const std::string first = lines_of_records(0, 20000), second = lines_of_records(20000, 20000);
+  std::string frames;
+  for (const std::string& lines : {first, second}) {
+    std::string frame(ZSTD_compressBound(lines.size()), '\0');
+    frame.resize(ZSTD_compress(frame.data(), frame.size(), lines.data(), lines.size(), 1));
+    frames += frame;
+  }
+  const std::string name = std::string(one) + ".zst";
+  write(name, frames, 20);
+  for (const size_t part : {size_t{1} << 20, size_t{997}}) {
+    segment_reader reader(open_descriptor(open(file(name).c_str(), O_RDONLY | O_CLOEXEC)), name,
+                          true);
+    std::string read;
+    for (std::string_view bytes = reader.read(part); !bytes.empty(); bytes = reader.read(part))
+      read += bytes;
+    EXPECT_TRUE(read == first + second) << part;
+  }
+  keep_up({});
+  EXPECT_EQ(index(one)->records, 40000U);
+  fs::remove(file(std::string(one) + ".index"));
+  write(name, frames.substr(0, frames.size() - 1), 20);
+  EXPECT_THAT(failures_of({}), ElementsAre("cannot read " + file(name) + ": its end is missing"));
+}
+
 TEST_F(JournalUpkeep, HalfOfACompressedSegmentIsTakenAway) {
   prepare();
   for (const std::string& name : {std::string(one), std::string(last)})
