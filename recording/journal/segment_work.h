@@ -7,10 +7,10 @@
 #include <optional>
 #include <string>
 
+#include "recording/files/compression.h"
 #include "recording/files/descriptor.h"
 #include "recording/files/folder_lock.h"
 #include "recording/files/shared_file.h"
-#include "recording/journal/compression.h"
 #include "recording/journal/segment_index.h"
 #include "recording/journal/segments.h"
 

@@ -10,9 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "recording/files/compression.h"
 #include "recording/files/dated_name.h"
-
-inline constexpr std::string_view compressed_ending = ".zst";
 
 // One of the forms that a segment may have: plain lines, or these compressed.
 struct segment_file {

@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "base/kp_clib.h"
+#include "recording/files/dated_name.h"
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
 
@@ -34,6 +35,16 @@ void record_lines::make_room() {
   begin_ = 0;
   const size_t needed = end_ + room_;
   if (bytes_.size() < needed) bytes_.resize(std::max(needed, bytes_.size() * 2));
+}
+
+void record_lines::add(std::string_view bytes) {
+  while (!bytes.empty()) {
+    make_room();
+    const size_t part = std::min(bytes.size(), room_);
+    std::memcpy(bytes_.data() + end_, bytes.data(), part);
+    end_ += part;
+    bytes.remove_prefix(part);
+  }
 }
 
 ssize_t record_lines::read_from(int descriptor, size_t most) {
@@ -129,11 +140,28 @@ void record_files::open_again() {
 }
 
 void record_files::open_next() {
+  compressed_.reset();
   if (++next_ > paths_.size()) return;
+  follow_compression();
   open_again();
+  struct stat status {};
+  const bool is_compressed = path().ends_with(compressed_ending) &&
+                             KP_fstat(descriptor(), &status) == 0 && S_ISREG(status.st_mode);
+  if (is_compressed)
+    compressed_ =
+        std::make_unique<segment_reader>(open_descriptor(open_records(path())), path(), true);
   is_fifo_ = is_named_fifo(path());
   name_ = input_name(path());
   lines_ = record_lines(file_piece);
+}
+
+// A journal's segment may have been compressed since somebody found it.
+void record_files::follow_compression() {
+  struct stat status {};
+  std::string& path = paths_[next_ - 1];
+  if (!path.ends_with(segment_ending) || KP_stat(path.c_str(), &status) == 0) return;
+  const std::string compressed = path + std::string(compressed_ending);
+  if (KP_stat(compressed.c_str(), &status) == 0) path = compressed;
 }
 
 void record_files::watch(std::vector<pollfd>& descriptors) const {
@@ -152,8 +180,23 @@ void record_files::hand_over_end(const record_taker& take) {
   while (lines_.next_at_end(line)) take(line);
 }
 
+void record_files::read_compressed(const record_taker& take) {
+  std::string_view bytes;
+  try {
+    bytes = compressed_->read(file_piece);
+  } catch (const file_error& error) {
+    throw file_error(file_use::reading, error.what());
+  }
+  lines_.add(bytes);
+  hand_over_lines(take);
+  if (!bytes.empty()) return;
+  hand_over_end(take);
+  open_next();
+}
+
 void record_files::read(std::span<const pollfd> watched, const record_taker& take) {
   if (watched.front().revents == 0) return;
+  if (compressed_ != nullptr) return read_compressed(take);
   const ssize_t got = lines_.read_from(descriptor());
   if (got < 0 && errno == EAGAIN) return;
   if (got < 0) raise_read_error(path());
@@ -199,6 +242,10 @@ void record_files::read_waiting(const record_taker& take, record_deadline deadli
 // whose writers left.
 bool record_files::reads_last_of_file(const record_taker& take, record_deadline deadline) {
   struct stat status {};
+  if (compressed_ != nullptr) {
+    has_rest_ = true;
+    return false;
+  }
   if (KP_fstat(descriptor(), &status) == 0 && S_ISREG(status.st_mode)) {
     has_rest_ = lseek(descriptor(), 0, SEEK_CUR) < status.st_size;
     if (!has_rest_) hand_over_end(take);

@@ -9,12 +9,14 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "recording/files/client_numbers.h"
+#include "recording/files/compression.h"
 #include "recording/files/descriptor.h"
 #include "recording/records/parser.h"
 
@@ -60,6 +62,8 @@ class record_lines {
   explicit record_lines(size_t room, size_t most = stored_record_size_limit)
       : room_(room), most_(most) {}
 
+  // Bytes that were read in another way.
+  void add(std::string_view bytes);
   // One read, which may wait, of at most `most` bytes. What read(2) returns, with errno.
   ssize_t read_from(int descriptor, size_t most = SIZE_MAX);
   // The next line; `source` is left alone. False when none is whole.
@@ -127,8 +131,8 @@ class record_input {
   virtual std::vector<std::string> unread() const = 0;
 };
 
-// Files, one behind the other. A FIFO that has a name never ends: it is opened again when its
-// writers have left.
+// Files, one behind the other, compressed ones too: "FILE.zst". A FIFO that has a name never ends:
+// it is opened again when its writers have left.
 class record_files : public record_input {
  public:
   // "-" is standard input. Raises file_error, also while reading.
@@ -148,12 +152,15 @@ class record_files : public record_input {
   bool reads_last_of_file(const record_taker& take, record_deadline deadline);  // true: at its end
   void read_waiting(const record_taker& take, record_deadline deadline);
   void open_again();
+  void follow_compression();
+  void read_compressed(const record_taker& take);
   int descriptor() const;
   const std::string& path() const { return paths_[next_ - 1]; }
 
   std::vector<std::string> paths_;
   size_t next_ = 0;             // index of the file behind the one that is open
   open_descriptor descriptor_;  // of the file that is open; closed for standard input
+  std::unique_ptr<segment_reader> compressed_;  // where it is compressed
   bool is_fifo_ = false;
   bool has_rest_ = false;  // read_last left bytes of that file
   std::string name_;       // of that file in messages

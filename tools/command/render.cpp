@@ -49,20 +49,28 @@ static void write_summary(const render_tally& tally, const render_options& optio
 }
 
 // What comes a record at a time is shown as it comes.
-static bool are_regular_files(const std::vector<std::string>& records) {
-  return std::all_of(records.begin(), records.end(), [](const std::string& path) {
+static bool are_regular_files(const std::vector<searched_file>& files) {
+  return std::all_of(files.begin(), files.end(), [](const searched_file& file) {
     struct stat status {};
-    return path != "-" && KP_stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    return file.path != "-" && KP_stat(file.path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
   });
 }
 
-static command_outcome show_records(const render_options& options, record_rendering& rendering,
-                                    emit_report& report, std::ostream& log) {
+static std::vector<std::string> paths_of(const std::vector<searched_file>& files) {
+  std::vector<std::string> paths;
+  for (const searched_file& file : files) paths.push_back(file.path);
+  return paths;
+}
+
+static command_outcome show_records(const render_options& options,
+                                    const std::vector<searched_file>& searched,
+                                    record_rendering& rendering, emit_report& report,
+                                    std::ostream& log) {
   command_outcome outcome = command_outcome::good;
   std::optional<pager> pages;
-  if (!options.is_unpaged && are_regular_files(options.records)) pages.emplace();
+  if (!options.is_unpaged && are_regular_files(searched)) pages.emplace();
   try {
-    record_files files(options.records);
+    record_files files(paths_of(rendering.without_vain(searched)));
     if (!rendering.show(files)) return command_outcome::file_error;
   } catch (const file_error& error) {
     report.problem("unreadable"_rule, error.what());
@@ -102,15 +110,16 @@ static void check_form(render_options& options) {
 
 static command_outcome render(render_options& options, std::ostream& out, std::ostream& log) {
   if (options.records.empty()) options.records = {"-"};
+  const std::vector<searched_file> searched = searched_files_of(options.records);
   check_form(options);
-  check_files(options.records);
+  check_files(paths_of(searched));
   options.line_width = terminal_line_width();
   emit_report report(log, options.report, true);
   return report.report_failures([&] {
-    check_record_files(options.records);
+    check_record_files(paths_of(searched));
     const definition_versions versions = versions_of(options.definitions, options.events);
     record_rendering rendering(options, versions, out, report);
-    return show_records(options, rendering, report, log);
+    return show_records(options, searched, rendering, report, log);
   });
 }
 
@@ -139,10 +148,12 @@ static void add_shown_options(CLI::App& command, render_options& options) {
 
 static command_action describe_render(CLI::App& command) {
   const auto options = std::make_shared<render_options>();
-  add_arguments(command,
-                {"RECORDS", "FILE",
-                 "Files of records, one JSON object a line; - is standard input, the default"},
-                options->records, option_need::optional);
+  add_arguments(
+      command,
+      {"RECORDS", "FILE",
+       "Files of records, one JSON object a line, also FILE.zst; journals DIR/NAME; - is standard "
+       "input, the default"},
+      options->records, option_need::optional);
   add_texts_option(command,
                    {"--definitions", "FILE",
                     "The compiled STD set; several times: the version that a record tells"},

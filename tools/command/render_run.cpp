@@ -63,6 +63,21 @@ bool record_rendering::take_if_it_fits(const parsed_record& record) {
   return true;
 }
 
+std::vector<searched_file> record_rendering::without_vain(const std::vector<searched_file>& files) {
+  const auto is_vain = [this](const searched_file& file) {
+    return file.index && std::none_of(versions_.begin(), versions_.end(), [&](const auto& version) {
+             return version->conditions.may_fit(*file.index);
+           });
+  };
+  std::vector<searched_file> left;
+  for (const searched_file& file : files)
+    if (is_vain(file))
+      tally_.left_out += file.index->records;
+    else
+      left.push_back(file);
+  return left;
+}
+
 void record_rendering::take(const record_line& line) {
   try {
     check_length(line);

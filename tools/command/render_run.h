@@ -18,6 +18,7 @@
 #include "tools/find/conditions.h"
 #include "tools/find/counts.h"
 #include "tools/find/forms.h"
+#include "tools/find/journal_files.h"
 #include "tools/find/versions.h"
 #include "tools/report/outcome.h"
 
@@ -62,6 +63,9 @@ class record_rendering {
 
   // Of a run that counts: shows the counts. False like show.
   bool show_counts(const render_options& options);
+
+  // The files without the segments in which there is no record that fits.
+  std::vector<searched_file> without_vain(const std::vector<searched_file>& files);
 
   const render_tally& tally() const { return tally_; }
 

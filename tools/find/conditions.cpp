@@ -126,12 +126,13 @@ bool record_conditions::name_choice::fits(std::string_view name) const {
                      [&](const std::string& pattern) { return fits_name_pattern(name, pattern); });
 }
 
+bool record_conditions::name_choice::fits_id(uint32_t id) const {
+  return std::find(ids.begin(), ids.end(), id) != ids.end();
+}
+
 // An event that is not known is the one that the record says.
 bool record_conditions::name_choice::fits(const parsed_record& record,
                                           const known_event* event) const {
-  const auto fits_id = [this](uint32_t id) {
-    return std::find(ids.begin(), ids.end(), id) != ids.end();
-  };
   if (event != nullptr) return fits_id(event->id) || fits(event->name);
   if (record.event.kind == record_value_kind::text) return fits(record.event.text);
   const auto id = number_of<uint32_t>(record.event.text);
@@ -147,6 +148,36 @@ bool record_conditions::group::fits(const parsed_record& record, const known_eve
          std::all_of(contexts.begin(), contexts.end(),
                      [&](const auto& comparison) { return comparison.holds(record); });
 }
+
+// --- Segments ---
+
+bool record_conditions::name_choice::may_fit(uint32_t id, std::string_view json_name,
+                                             const known_event* event) const {
+  if (event != nullptr) return fits_id(event->id) || fits(event->name);
+  const bool has_escapes = json_name.find('\\') != std::string_view::npos;
+  return fits_id(id) || has_escapes || fits(json_name);
+}
+
+bool record_conditions::group::may_fit(const segment_index& segment, const event_set& set) const {
+  return std::any_of(segment.events.begin(), segment.events.end(), [&](const auto& one) {
+    const auto& [id, name] = one.first;
+    const known_event* const event = set.find(id);
+    return std::all_of(events.begin(), events.end(),
+                       [&](const name_choice& choice) { return choice.may_fit(id, name, event); });
+  });
+}
+
+bool record_conditions::may_fit(const segment_index& segment) const {
+  if (segment.others != 0) return true;
+  if (segment.records == 0) return false;
+  if (since_ && kp_Time::in_GMT(segment.last).compare_time(*since_) < 0) return false;
+  if (until_ && kp_Time::in_GMT(segment.first).compare_time(*until_) > 0) return false;
+  return groups_.empty() || std::any_of(groups_.begin(), groups_.end(), [&](const group& one) {
+           return one.may_fit(segment, events_);
+         });
+}
+
+// --- Records that fit ---
 
 bool record_conditions::fits_time(const parsed_record& record) {
   if (!since_ && !until_) return true;

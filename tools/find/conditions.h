@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/kp_time.h"
+#include "recording/journal/segment_index.h"
 #include "recording/records/event_set.h"
 #include "recording/records/parser.h"
 #include "tools/find/comparison.h"
@@ -58,6 +59,8 @@ class record_conditions {
   // Of each group why it fits no record; empty where it may.
   std::vector<std::string> group_faults() const;
 
+  // Whether there may be a record that fits in a segment of a journal.
+  bool may_fit(const segment_index& segment) const;
   // Whether the record fits, its message aside.
   bool fit(const parsed_record& record);
   // Whether the record that did so fits with its message, too.
@@ -73,6 +76,9 @@ class record_conditions {
 
     bool fits(std::string_view name) const;
     bool fits(const parsed_record& record, const known_event* event) const;
+    bool fits_id(uint32_t id) const;
+    // Of an event as an index has it.
+    bool may_fit(uint32_t id, std::string_view json_name, const known_event* event) const;
   };
   struct group {
     std::vector<name_choice> events;
@@ -83,6 +89,7 @@ class record_conditions {
     bool is_fitting = false;  // the last record, its message aside
 
     bool fits(const parsed_record& record, const known_event* event) const;
+    bool may_fit(const segment_index& segment, const event_set& set) const;
   };
 
   static name_choice choice_of_events(const std::string& text, const event_set& events);

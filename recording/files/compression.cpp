@@ -1,4 +1,4 @@
-#include "recording/journal/compression.h"
+#include "recording/files/compression.h"
 
 #include <zstd.h>
 

@@ -1,6 +1,6 @@
 // Segments compressed, and read again: frames of zstd, each with a check sum (docs/journal.md).
-#ifndef RECORDING_JOURNAL_COMPRESSION_H
-#define RECORDING_JOURNAL_COMPRESSION_H
+#ifndef RECORDING_FILES_COMPRESSION_H
+#define RECORDING_FILES_COMPRESSION_H
 
 #include <cstdint>
 #include <memory>
@@ -9,6 +9,9 @@
 #include <vector>
 
 #include "recording/files/descriptor.h"
+
+// How the name of a compressed file ends.
+inline constexpr std::string_view compressed_ending = ".zst";
 
 // Bytes that are read, or compressed, at a time: some milliseconds of work.
 inline constexpr size_t segment_part = size_t{1} << 20;
