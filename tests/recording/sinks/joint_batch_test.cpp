@@ -14,19 +14,19 @@ class JointBatch : public RecordSink {
  protected:
   // What a service has open.
   struct open_outputs {
-    std::unique_ptr<record_sink> text, json;
+    std::unique_ptr<record_sink> text, json, journal;
     std::unique_ptr<counter_writer> counts;
     std::unique_ptr<client_numbers> numbers;
     numbered_client* client = nullptr;
     joint_batch joint;
 
-    size_t pending() const { return text->pending() + json->pending(); }
+    size_t pending() const { return text->pending() + json->pending() + journal->pending(); }
   };
 
   std::unique_ptr<open_outputs> open() {
     const file_report report = [this](const std::string& note) { notes_.push_back(note); };
     std::unique_ptr<open_outputs> outputs(new open_outputs{
-        text(), make("json:" + file("stored")),
+        text(), make("json:" + file("stored")), make("journal:" + file("kept")),
         std::make_unique<counter_writer>(file("app"), lock_waiting(), report),
         client_numbers::open(file("app.clients")), nullptr, joint_batch({}, report)});
     std::string refusal;
@@ -37,6 +37,7 @@ class JointBatch : public RecordSink {
     ++added_;
     entries_.add(*outputs.text, "m");
     entries_.add(*outputs.json, "m");
+    entries_.add(*outputs.journal, "m");
     kp_Time day;
     ASSERT_TRUE(day.set_to_string_value("2026-11-15T17:02:56+08:00"));
     outputs.counts->add(day, 17);
@@ -46,10 +47,12 @@ class JointBatch : public RecordSink {
   void write_batch(open_outputs& outputs, ending end = ending::whole, bool synced = false) {
     delivery of = outputs.numbers->next_batch();
     of.joint = &outputs.joint;
-    outputs.joint.begin({{folder_.path(), "app"}, {folder_.path(), "stored"}}, of);
+    outputs.joint.begin(
+        {{folder_.path(), "app"}, {folder_.path(), "stored"}, {folder_.path(), "kept"}}, of);
     try {
       outputs.text->write(synced, &of);
       outputs.json->write(synced, &of);
+      outputs.journal->write(synced, &of);
       outputs.counts->write(synced, &of);
       if (end == ending::before_stored) return;
       outputs.numbers->store({{outputs.client, added_}}, synced);
@@ -67,6 +70,7 @@ class JointBatch : public RecordSink {
     };
     EXPECT_EQ(lines(content("app.20261115.0001")), entries);
     EXPECT_EQ(lines(content("stored")), entries);
+    EXPECT_EQ(lines(content("kept.20261115.0001.jsonl")), entries);
     EXPECT_EQ(static_cast<uint64_t>(count_in(content("app.cnt"), 2026, 11, 15, 17)), entries);
   }
 
