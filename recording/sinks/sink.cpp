@@ -47,8 +47,7 @@ static void check_prefix(const std::string& sink, const char* what, const std::s
 
 static uintmax_t size_option(const std::string& sink, std::string_view value) {
   const std::optional<uintmax_t> size = size_of(value);
-  if (!size)
-    refuse("the sink " + sink + " has the size " + in_quotes(value) + "; " + size_form);
+  if (!size) refuse("the sink " + sink + " has the size " + in_quotes(value) + "; " + size_form);
   return *size;
 }
 

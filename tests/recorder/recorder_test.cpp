@@ -315,7 +315,8 @@ TEST_F(Recorder, LosesAndCountsWhatASignalRecordsWithinACall) {
     }
   });
   const auto end = std::chrono::steady_clock::now() + patience;
-  unsigned answers_outside = 0;  // lost_full as well: handlers may fill the ring for longer than a call waits
+  unsigned answers_outside =
+      0;  // lost_full as well: handlers may fill the ring for longer than a call waits
   while (answers_within < 3 && std::chrono::steady_clock::now() < end) {
     if (log.Record(tea()) == answer::lost_full) ++answers_outside;
   }

@@ -159,13 +159,15 @@ bool record_conditions::name_choice::may_fit(uint32_t id, std::string_view json_
 }
 
 bool record_conditions::group::may_fit(const segment_index& segment, const event_set& set) const {
-  return std::any_of(segment.events.begin(), segment.events.end(), [&](const auto& one) {
-    const uint32_t id = one.first.first;
-    const std::string& name = one.first.second;
-    const known_event* const event = set.find(id);
-    return std::all_of(events.begin(), events.end(),
-                       [&](const name_choice& choice) { return choice.may_fit(id, name, event); });
-  });
+  return fault.empty() &&
+         std::any_of(segment.events.begin(), segment.events.end(), [&](const auto& one) {
+           const uint32_t id = one.first.first;
+           const std::string& name = one.first.second;
+           const known_event* const event = set.find(id);
+           return std::all_of(events.begin(), events.end(), [&](const name_choice& choice) {
+             return choice.may_fit(id, name, event);
+           });
+         });
 }
 
 bool record_conditions::may_fit(const segment_index& segment) const {
