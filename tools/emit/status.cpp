@@ -73,7 +73,7 @@ json ask_status(const std::string& socket_path, std::chrono::milliseconds patien
 
 // --- For people ---
 
-static std::string shown(const json& status, const char* key) {
+static std::string shown_member(const json& status, const char* key) {
   if (!status.contains(key)) return "-";
   const json& value = status.at(key);
   return terminal_text(value.is_string() ? value.get<std::string>() : value.dump());
@@ -85,7 +85,8 @@ static uint64_t number_in(const json& status, const char* key) {
 
 static std::string sizes_of(const json& outputs) {
   std::vector<text_row> rows = {{"output", "bytes"}};
-  for (const json& output : outputs) rows.push_back({shown(output, "to"), shown(output, "bytes")});
+  for (const json& output : outputs)
+    rows.push_back({shown_member(output, "to"), shown_member(output, "bytes")});
   return in_columns(rows, {1});
 }
 
@@ -94,27 +95,28 @@ static std::string events_of(const json& events) {
   for (const json& event : events) {
     const bool is_known = event.contains("event") && !event["event"].is_null();
     const std::string name = is_known ? event.value("name", std::string()) : "(not known)";
-    const std::string id = is_known ? shown(event, "event") : "";
+    const std::string id = is_known ? shown_member(event, "event") : "";
     rows.push_back({terminal_text(name) + (name.empty() || id.empty() ? id : " (" + id + ")"),
-                    shown(event, "read"), shown(event, "written"), shown(event, "rejected"),
-                    shown(event, "bad")});
+                    shown_member(event, "read"), shown_member(event, "written"),
+                    shown_member(event, "rejected"), shown_member(event, "bad")});
   }
   return in_columns(rows, {1, 2, 3, 4});
 }
 
 static std::string records_line(const json& records) {
-  return "records: " + shown(records, "read") + " read, " + shown(records, "written") +
-         " written, " + shown(records, "rejected") + " rejected by the filter, " +
-         shown(records, "bad") + " bad, " + shown(records, "unwritten") + " not written yet\n";
+  return "records: " + shown_member(records, "read") + " read, " +
+         shown_member(records, "written") + " written, " + shown_member(records, "rejected") +
+         " rejected by the filter, " + shown_member(records, "bad") + " bad, " +
+         shown_member(records, "unwritten") + " not written yet\n";
 }
 
 static std::string outputs_line(const json& status) {
   std::string line = "outputs: ";
   if (status.contains("failing"))
-    line += "cannot be written since " + shown(status["failing"], "since") + ": " +
-            shown(status["failing"], "text");
+    line += "cannot be written since " + shown_member(status["failing"], "since") + ": " +
+            shown_member(status["failing"], "text");
   else if (status.contains("last_batch"))
-    line += "last written at " + shown(status, "last_batch");
+    line += "last written at " + shown_member(status, "last_batch");
   else
     line += "nothing was written yet";
   const uint64_t failures = number_in(status, "failures");
@@ -123,20 +125,22 @@ static std::string outputs_line(const json& status) {
 
 static std::string quarantine_line(const json& quarantine) {
   if (number_in(quarantine, "kept") == 0 && number_in(quarantine, "lost") == 0) return "";
-  return "quarantine: " + shown(quarantine, "kept") + " bad lines kept, " +
-         shown(quarantine, "lost") + " not kept because it is full\n";
+  return "quarantine: " + shown_member(quarantine, "kept") + " bad lines kept, " +
+         shown_member(quarantine, "lost") + " not kept because it is full\n";
 }
 
 static std::string clients_line(const json& clients) {
-  return "clients: " + shown(clients, "connected") + " connected, " + shown(clients, "waiting") +
-         " of them wait for their rate; " + shown(clients, "accepted") + " so far, " +
-         shown(clients, "refused") + " too many, " + shown(clients, "given_up") +
-         " left in half a line, " + shown(clients, "closed") + " closed for bad records\n";
+  return "clients: " + shown_member(clients, "connected") + " connected, " +
+         shown_member(clients, "waiting") + " of them wait for their rate; " +
+         shown_member(clients, "accepted") + " so far, " + shown_member(clients, "refused") +
+         " too many, " + shown_member(clients, "given_up") + " left in half a line, " +
+         shown_member(clients, "closed") + " closed for bad records\n";
 }
 
 std::string status_text(const json& status) {
-  std::string text = shown(status, "run") + ": process " + shown(status, "process") + ", since " +
-                     shown(status, "began") + ", now " + shown(status, "now") + "\n";
+  std::string text = shown_member(status, "run") + ": process " + shown_member(status, "process") +
+                     ", since " + shown_member(status, "began") + ", now " +
+                     shown_member(status, "now") + "\n";
   if (status.contains("records")) text += records_line(status["records"]);
   text += outputs_line(status);
   if (status.contains("quarantine")) text += quarantine_line(status["quarantine"]);
