@@ -58,6 +58,7 @@ static bool are_regular_files(const std::vector<searched_file>& files) {
 
 static std::vector<std::string> paths_of(const std::vector<searched_file>& files) {
   std::vector<std::string> paths;
+  paths.reserve(files.size());
   for (const searched_file& file : files) paths.push_back(file.path);
   return paths;
 }
