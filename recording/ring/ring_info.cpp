@@ -15,7 +15,7 @@
 #include "recording/text/json_text.h"
 #include "recording/text/number.h"
 
-std::string journal_place(const std::string& journal) {
+std::string journal_path(const std::string& journal) {
   return journal.empty() ? "" : path_of_sink(journal_sink_of(journal)).path;
 }
 

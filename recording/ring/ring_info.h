@@ -9,7 +9,7 @@
 #include <vector>
 
 // "DIR/NAME" of a journal, without the options behind that.
-std::string journal_place(const std::string& journal);
+std::string journal_path(const std::string& journal);
 
 // Paths are absolute; an empty one stands for an output, or a file, that is not wanted.
 struct ring_info {
@@ -29,7 +29,7 @@ struct ring_info {
   // Where the ring belongs: the first of the outputs that is wanted.
   std::string place() const;
   // What is appended to, in the order of ring_start::delivered.
-  std::vector<std::string> outputs() const { return {text, json, count, journal_place(journal)}; }
+  std::vector<std::string> outputs() const { return {text, json, count, journal_path(journal)}; }
 };
 
 // The text of it, a JSON object, and back; nothing for a text that is none.

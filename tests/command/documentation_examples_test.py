@@ -96,6 +96,7 @@ def prepare(folder):
     write(folder, "events.yaml", first_block("definition-source.md"))
     write(folder, "standard.yaml", login)
     write(folder, "old.yaml", login)
+    write(folder, "events-1.0.yaml", login.replace('"2.0"', '"1.0"'))
     write(folder, "new.yaml", SOURCE + "  LOGIN: {id: 1, message: somebody logged in}\n")
     write(folder, "product.yaml", SOURCE + "  PAID: {id: 2, message: paid}\n")
     write(folder, "base.yaml", SOURCE + "  STARTED: {id: 3, message: started}\n")
@@ -111,7 +112,7 @@ def prepare(folder):
     os.symlink(os.path.abspath(KPLOG), os.path.join(folder, "bin", "kplog"))
     write(folder, "bin/generate", "#!/bin/sh\ncat events.yaml\n", 0o755)
     write(folder, "bin/shop", "#!/bin/sh\ncat records.jsonl\n", 0o755)
-    made = run("for set in standard old new events; do kplog compile -q $set.yaml -o $set.ldf || exit; done &&"
+    made = run("for set in standard old new events events-1.0; do kplog compile -q $set.yaml -o $set.ldf || exit; done &&"
                " kplog compile -q product.yaml --std standard.ldf -o product.ldf &&"
                " kplog catalog merge -q events.yaml --po ja.po &&"
                " kplog catalog build -q events.yaml --po ja.po -o messages && rm ja.po &&"
