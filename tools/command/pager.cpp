@@ -30,7 +30,7 @@ static void end_with_pager(int signal_number) {
   close(STDERR_FILENO);
   wait_for_pager();
   sigaction(SIGINT, &interrupt_before, nullptr);
-  raise(signal_number);
+  static_cast<void>(raise(signal_number));
 }
 
 static const char* wanted_pager() {
