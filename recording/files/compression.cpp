@@ -60,7 +60,7 @@ void segment_compressor::finish() {
 
 struct segment_reader::frames {
   ZSTD_DCtx* context = ZSTD_createDCtx();
-  bool is_inside = false;  // a frame has begun, and not ended
+  bool is_inside = true;  // a frame has not ended; there is one at least
 
   frames() {
     if (context == nullptr) throw std::bad_alloc();

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
+#include "recording/records/parser.h"
 #include "recording/text/json_text.h"
 #include "recording/text/number.h"
 
@@ -121,7 +123,7 @@ std::optional<segment_index> segment_index_of(std::string_view text) {
 // --- A segment ---
 
 void segment_scan::take_line(std::string_view line) {
-  index_.lines += line.size() + 1;
+  index_.lines += line.size() + std::exchange(dropped_, 0) + 1;
   const auto start = reader_.read(line);
   if (!start) {
     ++index_.others;
@@ -143,11 +145,24 @@ void segment_scan::take(std::string_view bytes) {
     if (rest_.empty()) {
       take_line(bytes.substr(0, end));
     } else {
-      rest_ += bytes.substr(0, end);
+      add_to_rest(bytes.substr(0, end));
       take_line(rest_);
       rest_.clear();
     }
     bytes.remove_prefix(end + 1);
   }
-  rest_ += bytes;
+  add_to_rest(bytes);
+}
+
+// A line that is longer than any that is read is none of a record, whatever it holds.
+void segment_scan::add_to_rest(std::string_view bytes) {
+  const size_t room = stored_record_size_limit + 1 - rest_.size();
+  rest_ += bytes.substr(0, room);
+  dropped_ += bytes.size() - std::min(room, bytes.size());
+}
+
+segment_index segment_scan::index() const {
+  segment_index told = index_;
+  if (!rest_.empty()) ++told.others;
+  return told;
 }

@@ -44,15 +44,17 @@ class segment_scan {
 
   // The next bytes of the segment.
   void take(std::string_view bytes);
-  // Of whole lines; what is behind the last end of a line is not there.
-  const segment_index& index() const { return index_; }
+  // A line whose end has not come is one of the others.
+  segment_index index() const;
 
  private:
   void take_line(std::string_view line);
+  void add_to_rest(std::string_view bytes);
 
   segment_index index_;
   stored_start_reader reader_;
-  std::string rest_;  // of a line whose end has not come
+  std::string rest_;      // of a line whose end has not come, as far as lines are read
+  uint64_t dropped_ = 0;  // bytes of that line behind it
   // What the last record counted for: the next is often of the same event.
   uint64_t* last_count_ = nullptr;
   std::pair<uint32_t, std::string> last_event_;

@@ -19,6 +19,9 @@ static constexpr std::chrono::seconds between_hurried_looks(1);
 // time.
 static constexpr std::chrono::seconds rest_of_done(600);
 
+// Times of files may be ahead of the clock by less than that.
+static constexpr std::chrono::seconds clock_step(60);
+
 // --- What is to be done ---
 
 static std::chrono::nanoseconds since(const timespec& then, const timespec& now) {
@@ -35,7 +38,14 @@ static timespec now_by_the_clock() {
 std::vector<journal_segment> outlived(std::vector<journal_segment> segments,
                                       const journal_rules& rules, timespec now) {
   std::erase_if(segments, [](const journal_segment& segment) { return !segment.is_there(); });
-  std::ranges::sort(segments, is_older);
+  // What a clock that was wrong called later than now is not the last that was written to.
+  const auto is_later_than_now = [now](const journal_segment& segment) {
+    return since(now, segment.written()) > clock_step;
+  };
+  std::ranges::sort(segments, [&](const journal_segment& one, const journal_segment& other) {
+    const bool is_one_later = is_later_than_now(one);
+    return is_one_later == is_later_than_now(other) ? is_older(one, other) : is_one_later;
+  });
   uintmax_t size = std::accumulate(
       segments.begin(), segments.end(), uintmax_t{0},
       [](uintmax_t sum, const journal_segment& segment) { return sum + segment.size(); });

@@ -112,10 +112,18 @@ static int open_records(const std::string& path) {
   return descriptor;
 }
 
+// A journal's segment may have been compressed since somebody found it.
+static std::string compressed_since(const std::string& path) {
+  struct stat status {};
+  if (!path.ends_with(segment_ending) || KP_stat(path.c_str(), &status) == 0) return path;
+  const std::string compressed = path + std::string(compressed_ending);
+  return KP_stat(compressed.c_str(), &status) == 0 ? compressed : path;
+}
+
 // Asks without opening: a writer that waits for a FIFO's reader would take this for one.
 void check_record_files(const std::vector<std::string>& paths) {
   for (const std::string& path : paths)
-    if (path != "-" && KP_access(path.c_str(), R_OK) != 0) raise_read_error(path);
+    if (path != "-" && KP_access(compressed_since(path).c_str(), R_OK) != 0) raise_read_error(path);
 }
 
 bool is_named_fifo(const std::string& path) {
@@ -130,6 +138,11 @@ record_files::record_files(std::vector<std::string> paths)
   open_next();
 }
 
+std::vector<std::string> record_files::behind() const {
+  return {paths_.begin() + static_cast<std::ptrdiff_t>(std::min(next_, paths_.size())),
+          paths_.end()};
+}
+
 int record_files::descriptor() const {
   return path() == "-" ? STDIN_FILENO : descriptor_.get();
 }
@@ -142,7 +155,7 @@ void record_files::open_again() {
 void record_files::open_next() {
   compressed_.reset();
   if (++next_ > paths_.size()) return;
-  follow_compression();
+  paths_[next_ - 1] = compressed_since(path());
   open_again();
   struct stat status {};
   const bool is_compressed = path().ends_with(compressed_ending) &&
@@ -153,15 +166,6 @@ void record_files::open_next() {
   is_fifo_ = is_named_fifo(path());
   name_ = input_name(path());
   lines_ = record_lines(file_piece);
-}
-
-// A journal's segment may have been compressed since somebody found it.
-void record_files::follow_compression() {
-  struct stat status {};
-  std::string& path = paths_[next_ - 1];
-  if (!path.ends_with(segment_ending) || KP_stat(path.c_str(), &status) == 0) return;
-  const std::string compressed = path + std::string(compressed_ending);
-  if (KP_stat(compressed.c_str(), &status) == 0) path = compressed;
 }
 
 void record_files::watch(std::vector<pollfd>& descriptors) const {

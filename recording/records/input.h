@@ -139,6 +139,8 @@ class record_files : public record_input {
   explicit record_files(std::vector<std::string> paths);
 
   bool at_end() const override { return next_ > paths_.size(); }
+  // The files behind the one that is open.
+  std::vector<std::string> behind() const;
   bool is_lasting() const override { return is_fifo_; }
   void watch(std::vector<pollfd>& descriptors) const override;
   void read(std::span<const pollfd> watched, const record_taker& take) override;
@@ -152,7 +154,6 @@ class record_files : public record_input {
   bool reads_last_of_file(const record_taker& take, record_deadline deadline);  // true: at its end
   void read_waiting(const record_taker& take, record_deadline deadline);
   void open_again();
-  void follow_compression();
   void read_compressed(const record_taker& take);
   int descriptor() const;
   const std::string& path() const { return paths_[next_ - 1]; }

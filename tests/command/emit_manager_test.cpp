@@ -89,6 +89,20 @@ TEST_F(EmitUnderManager, TellsItsWatchdogAlsoWhileItsOutputsCannotBeWritten) {
   EXPECT_EQ(end_of(*service).status, 3);
 }
 
+TEST_F(EmitUnderManager, WaitsForNoManagerThatDoesNotRead) {
+  const manager_socket manager(folder_.path("manager"));
+  const auto service =
+      start_behind("export WATCHDOG_USEC=2 NOTIFY_SOCKET=" + folder_.path("manager"),
+                   {"--to", "-", "--listen", "unix:sock"});
+  EXPECT_TRUE(service->wait_for_err("listening on unix:sock"));
+  const auto sender = client();
+  for (int i = 0; i < 2000; ++i) {  // more words than any queue has room for
+    ASSERT_TRUE(sender->send(note_record("a")));
+    ASSERT_EQ(service->out_line(), "a");
+  }
+  EXPECT_EQ(end_of(*service).status, 0);
+}
+
 // As a manager does it: listens, and hands the socket over as descriptor 3.
 static std::string handing_over(const std::string& path) {
   return "set -- python3 -c \"import os, socket, sys; s = socket.socket(socket.AF_UNIX); "
@@ -112,7 +126,9 @@ TEST_F(EmitUnderManager, RefusesASocketOfAnotherPath) {
   const auto service = start_behind(handing_over("other"), {"--to", "-", "--listen", "unix:sock"});
   const command_end end = service->wait_for_end();
   EXPECT_EQ(end.status, 3);
-  EXPECT_THAT(end.err, HasSubstr("cannot take over a socket of sock"));
+  EXPECT_THAT(end.err, HasSubstr("cannot take over a socket of sock: the sockets that were handed "
+                                 "over have other paths, or do "
+                                 "not listen"));
 }
 
 TEST_F(EmitUnderManager, MessagesForAJournalSayHowGraveTheyAre) {

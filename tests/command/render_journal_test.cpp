@@ -59,6 +59,38 @@ TEST_F(RenderJournal, ShowsACompressedFile) {
   EXPECT_THAT(shown.err, HasSubstr("cannot read damaged.zst: its end is missing"));
 }
 
+TEST_F(RenderJournal, AnEmptyFileIsNoCompressedOne) {
+  folder_.write("empty.zst", "");
+  const command_result shown = render("empty.zst");
+  EXPECT_EQ(shown.status, 3);
+  EXPECT_THAT(shown.err, HasSubstr("cannot read empty.zst: its end is missing"));
+}
+
+TEST_F(RenderJournal, ShowsWhatIsBehindADamagedSegment) {
+  const std::string whole = folder_.text(first_ + ".zst");
+  folder_.write(first_ + ".zst", whole.substr(0, whole.size() / 2));
+  for (const auto& [options, expected] : {std::pair{"-q shop", "six\n" + alice_ + bob_},
+                                          {"-q --last 1 shop", bob_},
+                                          {"-q --event USER_LOGIN shop sized", alice_ + bob_}}) {
+    const command_result shown = render(options);
+    EXPECT_EQ(shown.status, 3) << options;
+    EXPECT_THAT(shown.out, EndsWith(expected)) << options;
+    EXPECT_THAT(shown.err, HasSubstr("cannot read ./shop.20261115.0001.jsonl.zst: its end is missing")) << options;
+  }
+}
+
+TEST_F(RenderJournal, FilesBehindOneThatIsDamagedAreShown) {
+  folder_.write("damaged.zst", "no frame");
+  const command_result shown = render("damaged.zst sized damaged.zst");
+  EXPECT_EQ(shown.status, 3);
+  EXPECT_EQ(shown.out, "one\ntwo\n");
+}
+
+// As when somebody compresses it between looking for it and reading it.
+TEST_F(RenderJournal, ASegmentThatIsCompressedMeanwhileIsRead) {
+  EXPECT_EQ(messages(first_), "one\ntwo\n");
+}
+
 TEST_F(RenderJournal, ReadsNoSegmentInWhichNothingFits) {
   // What cannot be read shows which segments are.
   folder_.write(first_ + ".zst", std::string(folder_.text(first_ + ".zst").size(), 'x'));

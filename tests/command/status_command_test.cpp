@@ -10,6 +10,7 @@
 
 #include "tests/command/emit_service_fixture.h"
 #include "tests/command/golden_file.h"
+#include "tests/recording/sinks/lock_holder.h"
 
 using nlohmann::json;
 using testing::AllOf;
@@ -145,6 +146,19 @@ TEST_F(StatusCommand, IsToldWhileOutputsCannotBeWritten) {
 }
 
 // --- --metrics
+
+TEST_F(StatusCommand, IsToldWhileAnotherProcessHoldsALock) {
+  const auto service = start_listening({"--to", "text:shop", "--ack"});
+  const auto sender = client();
+  sender->send(note_record("one"));
+  EXPECT_EQ(service->out_line(), "1");
+  lock_holder holder(folder_.path("shop_lock"));
+  sender->send(note_record("two"));
+  EXPECT_TRUE(service->wait_for_err("waiting for the lock"));
+  EXPECT_EQ(status()["records"]["written"], 1);
+  holder.leave();
+  EXPECT_EQ(service->out_line(), "2");
+}
 
 TEST_F(StatusCommand, MetricsAreWrittenFromTheStartToTheEnd) {
   const auto service = start_listening({"--to", "text:shop", "--ack", "--metrics", "kplog.prom"});

@@ -49,10 +49,11 @@ bool emit_options::writes_standard_output() const {
 
 // --- Inputs and outputs ---
 
+// Meanwhile that is called, many times a second.
 static lock_waiting waiting_for_locks(const emit_signals& signals, emit_report& report,
-                                      service_manager& manager) {
-  return {[&signals, &manager] {
-            manager.look();
+                                      std::function<void()> meanwhile) {
+  return {[&signals, meanwhile = std::move(meanwhile)] {
+            meanwhile();
             return signals.ending() != 0;
           },
           [&report](const std::string& note) { report.problem("lock-held"_rule, note); }};
@@ -153,14 +154,14 @@ class emit_run {
         report_(report),
         events_(options.events),
         filter_(options.filter),
-        outputs_(
-            open_outputs(options, events_, report, waiting_for_locks(signals, report, manager_))),
+        outputs_(open_outputs(options, events_, report,
+                              waiting_for_locks(signals, report, [this] { look_around(); }))),
         patience_(options.waits_for_outputs(), signals, report, [this] { look_around(); }),
         pipeline_(events_, filter_, outputs_, report, patience_,
                   {options.on_error == "stop", time_skew(options.limits.max_skew)}),
         signals_(signals) {
     open_inputs();
-    recover(options_, report_, waiting_for_locks(signals_, report_, manager_));
+    recover(options_, report_, waiting_for_locks(signals_, report_, [this] { manager_.look(); }));
     metrics_.emplace(
         options_.metrics, [this] { return figures(); }, report_);
   }
@@ -182,13 +183,13 @@ class emit_run {
   service_manager manager_;
   event_set events_;
   emit_filter filter_;
+  record_service* service_ = nullptr;    // of the inputs; null: there is none, or none yet
+  std::optional<metrics_file> metrics_;  // as soon as all is open
   emit_outputs outputs_;
   std::vector<std::unique_ptr<record_input>> inputs_;
-  record_service* service_ = nullptr;  // of these; null: there is none
   emit_patience patience_;
   emit_pipeline pipeline_;
   emit_signals& signals_;
-  std::optional<metrics_file> metrics_;
   figure_time began_ = std::chrono::system_clock::now();
 };
 
@@ -196,17 +197,17 @@ void emit_run::open_inputs() {
   if (!options_.records.empty())
     inputs_.push_back(std::make_unique<record_files>(options_.records));
   if (options_.listen.empty()) return;
-  auto service =
-      open_service(options_, outputs_, report_, waiting_for_locks(signals_, report_, manager_),
-                   [this] { return status_json(figures()); });
+  auto service = open_service(options_, outputs_, report_,
+                              waiting_for_locks(signals_, report_, [this] { manager_.look(); }),
+                              [this] { return status_json(figures()); });
   service_ = service.get();
   inputs_.push_back(std::move(service));
 }
 
-// What goes on while the outputs cannot be written.
+// What goes on while the outputs cannot be written, or another process holds their lock.
 void emit_run::look_around() {
   if (service_ != nullptr) service_->answer_status();
-  metrics_->look();
+  if (metrics_) metrics_->look();
   manager_.look();
 }
 
@@ -237,7 +238,7 @@ void emit_run::reload() {
     report_.problem("unreadable"_rule, error.what());
   }
   try {
-    recover(options_, report_, waiting_for_locks(signals_, report_, manager_));
+    recover(options_, report_, waiting_for_locks(signals_, report_, [this] { manager_.look(); }));
   } catch (const file_error& error) {
     report_.problem("ring-left"_rule, error.what());
   }

@@ -78,6 +78,8 @@ pager::pager() {
   struct sigaction ending {};
   ending.sa_handler = end_with_pager;
   sigaction(SIGINT, &ending, &interrupt_before);
+  // Whoever leaves the pager wants no more.
+  static_cast<void>(std::signal(SIGPIPE, SIG_DFL));
 }
 
 pager::~pager() {

@@ -67,22 +67,16 @@ static command_outcome show_records(const render_options& options,
                                     const std::vector<searched_file>& searched,
                                     record_rendering& rendering, emit_report& report,
                                     std::ostream& log) {
-  command_outcome outcome = command_outcome::good;
   std::optional<pager> pages;
   if (!options.is_unpaged && are_regular_files(searched)) pages.emplace();
-  try {
-    record_files files(paths_of(rendering.without_vain(searched)));
-    if (!rendering.show(files)) return command_outcome::file_error;
-  } catch (const file_error& error) {
-    report.problem("unreadable"_rule, error.what());
-    outcome = command_outcome::file_error;
-  }
-  if (!rendering.show_counts(options)) return command_outcome::file_error;
+  const std::vector<std::string> paths = paths_of(rendering.without_vain(searched));
+  if (!rendering.show(paths) || !rendering.show_counts(options)) return command_outcome::file_error;
   report.tell_hidden();
   pages.reset();
   write_summary(rendering.tally(), options, log);
   const bool is_whole = rendering.tally().marked == 0 && rendering.tally().bad == 0;
-  return outcome == command_outcome::good && !is_whole ? command_outcome::findings : outcome;
+  if (!rendering.is_all_read()) return command_outcome::file_error;
+  return is_whole ? command_outcome::good : command_outcome::findings;
 }
 
 // Messages that are read as records again would be shown for ever. Raises wrong_usage.

@@ -6,6 +6,7 @@
 #include <ostream>
 #include <stdexcept>
 
+#include "recording/files/file_error.h"
 #include "recording/text/code_page.h"
 
 // A group of conditions may be about events or attributes that only some versions have.
@@ -122,15 +123,31 @@ bool record_rendering::write() {
   return out_.good();
 }
 
-bool record_rendering::show(record_files& files) {
+bool record_rendering::show_readable(record_files& files) {
   std::vector<pollfd> watched;
-  if (!counts_) versions_.back()->form.append_heading(lines_);
   while (!files.at_end()) {
     watched.clear();
     files.watch(watched);
     if (poll(watched.data(), watched.size(), -1) < 0) continue;
     files.read(watched, [this](const record_line& line) { take(line); });
     if (!write()) return false;
+  }
+  return true;
+}
+
+bool record_rendering::show(std::vector<std::string> paths) {
+  if (!counts_) versions_.back()->form.append_heading(lines_);
+  while (!paths.empty()) {
+    std::optional<record_files> files;
+    try {
+      files.emplace(paths);
+      if (!show_readable(*files)) return false;
+      paths.clear();
+    } catch (const file_error& error) {
+      report_.problem("unreadable"_rule, error.what());
+      is_all_read_ = false;
+      paths = files ? files->behind() : std::vector<std::string>(paths.begin() + 1, paths.end());
+    }
   }
   take_kept();
   return write();

@@ -57,9 +57,10 @@ class record_rendering {
                    std::ostream& out, emit_report& report);
 
   // Shows the records of the files that fit, those of one read at once, so that people who wait for
-  // them see them; where the last are wanted, these at the end. False, with errno, when standard
-  // output fails. Raises file_error.
-  bool show(record_files& files);
+  // them see them; where the last are wanted, these at the end. What cannot be read of a file is
+  // told, and the next is shown. False, with errno, when standard output fails.
+  bool show(std::vector<std::string> paths);
+  bool is_all_read() const { return is_all_read_; }
 
   // Of a run that counts: shows the counts. False like show.
   bool show_counts(const render_options& options);
@@ -86,6 +87,7 @@ class record_rendering {
     bool is_marked = false;
   };
 
+  bool show_readable(record_files& files);
   void take(const record_line& line);
   bool take_if_it_fits(const parsed_record& record);
   void show(shown_version& version, const viewed_record& viewed);
@@ -103,6 +105,7 @@ class record_rendering {
   std::string lines_;             // not written yet
   std::deque<kept_record> kept_;  // at most `last_`
   render_tally tally_;
+  bool is_all_read_ = true;
 };
 
 #endif

@@ -3,18 +3,44 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 
-// Twice in the time that it waits for.
-service_manager::service_manager() {
+// sd_notify would wait until there is room in the manager's queue.
+static open_descriptor connected_to_manager() {
+  const char* const path = std::getenv("NOTIFY_SOCKET");
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (path == nullptr || strlen(path) >= sizeof address.sun_path) return open_descriptor();
+  memcpy(address.sun_path, path, strlen(path));
+  if (*path == '@') address.sun_path[0] = '\0';  // no file
+  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + strlen(path) +
+                                           (*path == '@' ? 0 : 1));
+  open_descriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  const bool is_connected =
+      connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), size) == 0;
+  return is_connected ? std::move(socket) : open_descriptor();
+}
+
+void service_manager::tell(const std::string& state) const {
+  if (socket_.is_open())
+    static_cast<void>(send(socket_.get(), state.data(), state.size(), MSG_NOSIGNAL));
+}
+
+// The watchdog: twice in the time that it waits for.
+service_manager::service_manager() : socket_(connected_to_manager()) {
   uint64_t microseconds = 0;
   if (sd_watchdog_enabled(0, &microseconds) > 0)
     interval_ = std::chrono::microseconds(microseconds / 2);
@@ -22,24 +48,25 @@ service_manager::service_manager() {
 }
 
 void service_manager::ready() {
-  sd_notify(0, "READY=1\nSTATUS=Taking records");
+  tell("READY=1\nSTATUS=Taking records");
 }
 
 void service_manager::reloading() {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
-  sd_notifyf(0, "RELOADING=1\nMONOTONIC_USEC=%lld\nSTATUS=Reading the settings again",
-             static_cast<long long>(now.tv_sec) * 1'000'000 + now.tv_nsec / 1000);
+  tell("RELOADING=1\nMONOTONIC_USEC=" +
+       std::to_string(int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1000) +
+       "\nSTATUS=Reading the settings again");
 }
 
 void service_manager::stopping() {
-  sd_notify(0, "STOPPING=1\nSTATUS=Writing what was sent");
+  tell("STOPPING=1\nSTATUS=Writing what was sent");
 }
 
 void service_manager::look() {
   if (interval_.count() == 0 || clock::now() < next_) return;
   next_ = clock::now() + interval_;
-  sd_notify(0, "WATCHDOG=1");
+  tell("WATCHDOG=1");
 }
 
 std::chrono::milliseconds service_manager::patience() const {
@@ -56,7 +83,9 @@ open_descriptor handed_over_socket(const std::string& path) {
     fcntl(socket, F_SETFL, fcntl(socket, F_GETFL) | O_NONBLOCK);
     return open_descriptor(socket);
   }
-  if (count > 0) throw file_error(file_use::reading, "take over a socket of", path, ENOENT);
+  if (count > 0)
+    throw file_error(file_use::reading, "take over a socket of", path,
+                     "the sockets that were handed over have other paths, or do not listen");
   return open_descriptor();
 }
 

@@ -7,7 +7,8 @@
 
 #include "recording/files/descriptor.h"
 
-// Tells it how the service is. Nothing happens where nobody listens.
+// Tells it how the service is. Nothing happens where nobody listens, and nothing waits for who does
+// not read.
 class service_manager {
  public:
   service_manager();
@@ -25,6 +26,9 @@ class service_manager {
  private:
   using clock = std::chrono::steady_clock;
 
+  void tell(const std::string& state) const;
+
+  open_descriptor socket_;                 // connected; closed where there is no manager
   std::chrono::microseconds interval_{0};  // between two words to the watchdog; 0: none
   clock::time_point next_;
 };

@@ -26,7 +26,7 @@ TEST(SegmentIndex, SaysWhatIsInTheSegment) {
       text_of(index),
       R"({"journal_index":1,"segment":"shop.20261115.0001.jsonl","size":)" +
           std::to_string(index.size) + R"(,"lines":)" + std::to_string(index.size) +
-          R"(,"records":3,"others":1,"first":"2026-11-14T16:00:00Z","last":"2026-11-15T17:02:50Z",)"
+          R"(,"records":3,"others":2,"first":"2026-11-14T16:00:00Z","last":"2026-11-15T17:02:50Z",)"
           R"("events":[{"event":7,"name":"TEA","records":2},{"event":9,"records":1}],"sum":")" +
           text_of(index).substr(text_of(index).size() - 19));
 }
@@ -69,6 +69,28 @@ TEST(SegmentIndex, IsTheSameHoweverTheBytesCome) {
       scan.take(std::string_view(some_records).substr(at, part));
     EXPECT_EQ(text_of(scan.index()), whole) << part;
   }
+}
+
+// Whoever looks for anything is to see what is there: a record, perhaps, that somebody cut.
+TEST(SegmentIndex, ALineWithoutAnEndIsOneOfTheOthers) {
+  segment_scan scan;
+  scan.take(some_records.substr(0, some_records.size() - 1));
+  EXPECT_EQ(scan.index().records, 2u);
+  EXPECT_EQ(scan.index().others, 1u);
+  scan.take("\n");
+  EXPECT_EQ(text_of(scan.index()), text_of(index_of(some_records)));
+}
+
+TEST(SegmentIndex, AnEndlessLineIsNotHeld) {
+  const std::string part(size_t{1} << 20, '0');
+  segment_scan scan;
+  scan.take(R"({"version":"1.0","event":7)");
+  for (int i = 0; i < 40; ++i) scan.take(part);
+  EXPECT_EQ(scan.index().others, 1u);
+  scan.take("\n" + some_records);
+  EXPECT_EQ(scan.index().records, 3u);
+  EXPECT_EQ(scan.index().others, 1u);
+  EXPECT_EQ(scan.index().lines, 26 + 40 * part.size() + 1 + some_records.size());
 }
 
 TEST(SegmentIndex, GoesOnBehindWhatIsKnown) {

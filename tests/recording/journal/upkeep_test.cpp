@@ -384,6 +384,15 @@ TEST(OutlivedSegments, AreTheOldestOfTooMany) {
   EXPECT_EQ(beyond(1), "2 1 3 ");  // never the last
 }
 
+// What is written now is not removed for what a clock that was wrong left.
+TEST(OutlivedSegments, AreFirstThoseOfAClockThatWasWrong) {
+  const std::vector<journal_segment> segments = {segment_of(1, 9000, 10), segment_of(2, 50, 10),
+                                                 segment_of(3, 169, 10), segment_of(4, 171, 10)};
+  EXPECT_EQ(names_of(outlived(segments, {.keep_size = 30}, {110, 0})), "4 ");
+  EXPECT_EQ(names_of(outlived(segments, {.keep_size = 10}, {110, 0})), "4 1 2 ");
+  EXPECT_EQ(names_of(outlived(segments, {.keep = std::chrono::seconds(10)}, {110, 0})), "");
+}
+
 TEST_F(JournalUpkeep, WhatHasOutlivedItsTimeGoesWithItsIndex) {
   prepare();
   keep_up(compressing);
