@@ -75,7 +75,9 @@ TEST_F(RenderJournal, ShowsWhatIsBehindADamagedSegment) {
     const command_result shown = render(options);
     EXPECT_EQ(shown.status, 3) << options;
     EXPECT_THAT(shown.out, EndsWith(expected)) << options;
-    EXPECT_THAT(shown.err, HasSubstr("cannot read ./shop.20261115.0001.jsonl.zst: its end is missing")) << options;
+    EXPECT_THAT(shown.err,
+                HasSubstr("cannot read ./shop.20261115.0001.jsonl.zst: its end is missing"))
+        << options;
   }
 }
 
