@@ -60,6 +60,8 @@ segment_work::segment_work(const journal_place& journal, const journal_segment& 
   append_batch batch(journal_.folder, journal_.name, journal_.rules);
   folder_ = open_descriptor(KP_openat(batch.folder(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder_.is_open()) raise_write_error("open the folder", journal_.folder);
+  // What a process left that died is cut off, as by whoever appends: later it could not be.
+  if (segment_.plain && compresses_) static_cast<void>(batch.open_existing(segment_.name));
   open_source();
   batch.commit();
 }

@@ -97,6 +97,26 @@ class JournalUpkeep : public testing::Test {
   temp_folder folder_;
 };
 
+// --- What a death left
+
+TEST_F(JournalUpkeep, AnUnfinishedLineIsNotCompressed) {
+  for (const std::string& tail :
+       {std::string(R"({"version":"2.0","ev)"), std::string(4096, '\0')}) {
+    prepare();
+    write(one, lines_of_records(0, 40) + tail, 30);
+    std::string told;
+    append_rules rules;
+    rules.report = [&told](const std::string& text) { told += text; };
+    journal_upkeep all({folder_.path(), "app", rules}, compressing);
+    while (all.step().count() == 0) {
+    }
+    EXPECT_EQ(decompressed(content(std::string(one) + ".zst")), lines_of_records(0, 40));
+    ASSERT_TRUE(index(one));
+    EXPECT_EQ(index(one)->others, 0u);
+    EXPECT_THAT(told, HasSubstr(one));
+  }
+}
+
 // --- Indexes
 
 TEST_F(JournalUpkeep, MakesAnIndexOfEachSegment) {
@@ -332,10 +352,11 @@ TEST_F(JournalUpkeep, ASegmentThatCannotBeReadDoesNotKeepTheOthersWaiting) {
   prepare();
   fs::create_hard_link(file(one), file("link"));
   folder_.write("app.20261114.0001.jsonl.zst", "no frame");
-  EXPECT_THAT(failures_of(compressing),
-              testing::UnorderedElementsAre(
-                  "cannot read " + file(one) + ": it has 2 names (hard links), and may have one",
-                  HasSubstr("cannot read " + file("app.20261114.0001.jsonl.zst") + ": ")));
+  EXPECT_THAT(
+      failures_of(compressing),
+      testing::UnorderedElementsAre(
+          "cannot append to " + file(one) + ": it has 2 names (hard links), and may have one",
+          HasSubstr("cannot read " + file("app.20261114.0001.jsonl.zst") + ": ")));
   EXPECT_TRUE(fs::exists(file(std::string(two) + ".zst")));
   EXPECT_EQ(content("app.20261114.0001.jsonl.zst"), "no frame");
 }
