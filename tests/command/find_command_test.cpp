@@ -10,6 +10,7 @@
 #include "recording/text/escape.h"
 #include "recording/text/utf8.h"
 #include "tests/command/command_run.h"
+#include "tests/command/running_command.h"
 #include "tests/support/temp_folder.h"
 
 using testing::HasSubstr;
@@ -345,6 +346,20 @@ TEST_F(FindCommand, ThePagerShowsDiagnosticsTooAndMayEndEarly) {
 
 TEST_F(FindCommand, TablesOfCountsHaveBarsInThePagerToo) {
   EXPECT_THAT(on_terminal("PAGER='sed s/^/:/'", "--by level records"), HasSubstr("\u2588"));
+}
+
+TEST_F(FindCommand, LongScansShowProgressBesideTheirOutput) {
+  running_command run(folder_.path(), {"render", "--definitions", "shop.ldf", "--locale", "en_US"},
+                      command_err::terminal);
+  std::string shown;
+  int count = 0;
+  while (shown.find("/s, 0 bad\r\x1b[K") == std::string::npos && !HasFailure()) {
+    ASSERT_TRUE(run.send("{\"event\":1002}\n"));
+    ASSERT_EQ(run.out_line(), "bye");
+    ++count;
+    shown += run.err_so_far();
+  }
+  EXPECT_THAT(run.wait().err, HasSubstr("\r\x1b[Kkplog: " + std::to_string(count) + " records: "));
 }
 
 // --- counts

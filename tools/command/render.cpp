@@ -21,11 +21,10 @@
 #include "tools/emit/files.h"
 
 static void write_summary(const render_tally& tally, const render_options& options,
-                          std::ostream& log) {
-  const report_options& report = options.report;
+                          emit_report& report, std::ostream& log) {
   const bool may_leave_out = options.find.has_any() || options.last != 0;
-  if (report.quiet) return;
-  if (report.format == diagnostic_format::json) {
+  if (options.report.quiet) return;
+  if (options.report.format == diagnostic_format::json) {
     std::string line;
     json_text json(line);
     json.begin_object().key("summary").begin_object();
@@ -37,14 +36,14 @@ static void write_summary(const render_tally& tally, const render_options& optio
     json.end_object().end_object();
     log << line << '\n';
   } else {
-    log << "kplog: " << counted(tally.total(), "record") << ": ";
-    if (options.by.empty())
-      log << tally.rendered << " rendered, " << tally.marked << " marked, ";
-    else
-      log << tally.counted << " counted, ";
-    log << tally.bad << " bad";
-    if (may_leave_out) log << ", " << tally.left_out << " left out";
-    log << '\n';
+    const auto part = [](uint64_t count, const char* what) {
+      return std::to_string(count) + " " + what;
+    };
+    const std::string shown =
+        options.by.empty() ? part(tally.rendered, "rendered, ") + part(tally.marked, "marked, ")
+                           : part(tally.counted, "counted, ");
+    report.note(counted(tally.total(), "record") + ": " + shown + part(tally.bad, "bad") +
+                (may_leave_out ? ", " + part(tally.left_out, "left out") : ""));
   }
 }
 
@@ -73,7 +72,7 @@ static command_outcome show_records(const render_options& options,
   if (!rendering.show(paths) || !rendering.show_counts(options)) return command_outcome::file_error;
   report.tell_hidden();
   pages.reset();
-  write_summary(rendering.tally(), options, log);
+  write_summary(rendering.tally(), options, report, log);
   const bool is_whole = rendering.tally().marked == 0 && rendering.tally().bad == 0;
   if (!rendering.is_all_read()) return command_outcome::file_error;
   return is_whole ? command_outcome::good : command_outcome::findings;

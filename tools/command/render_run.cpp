@@ -131,6 +131,7 @@ bool record_rendering::show_readable(record_files& files) {
     if (poll(watched.data(), watched.size(), -1) < 0) continue;
     files.read(watched, [this](const record_line& line) { take(line); });
     if (!write()) return false;
+    report_.progress({{nullptr, {.read = tally_.total() + kept_.size(), .bad = tally_.bad}}});
   }
   return true;
 }
