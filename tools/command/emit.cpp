@@ -47,9 +47,9 @@ static void add_output_options(CLI::App& command, emit_options& options) {
   add_texts_option(
       command,
       {"--to", "SINK",
-       "Where entries go: text:DIR/PREFIX[,max-size=64M], journal:DIR/NAME[,max-size=64M]"
-       "[,keep=90d][,keep-size=10G][,compress=zstd], json:FILE, json:-, or - for messages on "
-       "standard output; may be given again"},
+       "Where entries go: text:DIR/PREFIX[,max-size=64M], journal:DIR/NAME with max-size=64M, "
+       "keep=90d, keep-size=10G, compress=zstd behind commas, json:FILE, json:-, or - for messages "
+       "on standard output; may be given again"},
       options.sinks, option_need::required);
   add_text_option(command, {"--count", "DIR/NAME", "The counter file, without its ending .cnt"},
                   options.count);
