@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <optional>
 #include <sstream>
 
 #include "tests/command/emit_service_fixture.h"
@@ -65,6 +66,18 @@ TEST_F(EmitUnderManager, TellsWhenItServesReloadsAndStops) {
   EXPECT_EQ(manager.heard(), "READY=1\nSTATUS=Taking records");
   service->signal(SIGTERM);
   EXPECT_EQ(manager.heard(), "STOPPING=1\nSTATUS=Writing what was sent");
+  EXPECT_EQ(service->wait_for_end().status, 0);
+}
+
+TEST_F(EmitUnderManager, TellsAManagerThatBeganAnew) {
+  std::optional<manager_socket> manager(folder_.path("manager"));
+  const auto service = start_managed();
+  EXPECT_THAT(manager->heard(), StartsWith("READY=1"));
+  manager.reset();
+  ASSERT_EQ(unlink(folder_.path("manager").c_str()), 0);
+  manager.emplace(folder_.path("manager"));
+  service->signal(SIGTERM);
+  EXPECT_EQ(manager->heard(), "STOPPING=1\nSTATUS=Writing what was sent");
   EXPECT_EQ(service->wait_for_end().status, 0);
 }
 

@@ -18,7 +18,6 @@
 #include "base/kp_clib.h"
 #include "recording/files/file_error.h"
 
-// sd_notify would wait until there is room in the manager's queue.
 static open_descriptor connected_to_manager() {
   const char* const path = std::getenv("NOTIFY_SOCKET");
   sockaddr_un address{};
@@ -34,13 +33,15 @@ static open_descriptor connected_to_manager() {
   return is_connected ? std::move(socket) : open_descriptor();
 }
 
-void service_manager::tell(const std::string& state) const {
-  if (socket_.is_open())
-    static_cast<void>(send(socket_.get(), state.data(), state.size(), MSG_NOSIGNAL));
+// sd_notify would wait until there is room in the manager's queue. A manager that began anew has
+// another socket of that name.
+static void tell(const std::string& state) {
+  if (const open_descriptor manager = connected_to_manager(); manager.is_open())
+    static_cast<void>(send(manager.get(), state.data(), state.size(), MSG_NOSIGNAL));
 }
 
 // The watchdog: twice in the time that it waits for.
-service_manager::service_manager() : socket_(connected_to_manager()) {
+service_manager::service_manager() {
   uint64_t microseconds = 0;
   if (sd_watchdog_enabled(0, &microseconds) > 0)
     interval_ = std::chrono::microseconds(microseconds / 2);

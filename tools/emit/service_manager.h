@@ -26,9 +26,6 @@ class service_manager {
  private:
   using clock = std::chrono::steady_clock;
 
-  void tell(const std::string& state) const;
-
-  open_descriptor socket_;                 // connected; closed where there is no manager
   std::chrono::microseconds interval_{0};  // between two words to the watchdog; 0: none
   clock::time_point next_;
 };

@@ -112,6 +112,12 @@ class test_text_output : public test_output {
   sink_entries entries_;
 };
 
+// From where it is told in a line of the stored form; half a line is told as it is.
+inline std::string event_in(const std::string& line) {
+  const size_t event = line.ends_with('}') ? line.find("event ") : std::string::npos;
+  return event == std::string::npos ? line : line.substr(event);
+}
+
 class test_json_output : public test_text_output {
  public:
   test_json_output(const temp_folder& folder, const test_ring& ring)
@@ -119,10 +125,7 @@ class test_json_output : public test_text_output {
 
   std::vector<std::string> events() const override {
     std::vector<std::string> events;
-    for (const std::string& line : lines_of(folder_.file("app"))) {
-      const size_t event = line.ends_with('}') ? line.find("event ") : std::string::npos;
-      events.push_back(event == std::string::npos ? line : line.substr(event));
-    }
+    for (const std::string& line : lines_of(folder_.file("app"))) events.push_back(event_in(line));
     std::sort(events.begin(), events.end());
     return events;
   }
@@ -144,10 +147,8 @@ class test_journal_output : public test_text_output {
     std::vector<std::string> events;
     for (const std::string& name : files_in(folder_.path()))
       if (name.starts_with("app.2026"))
-        for (const std::string& line : lines_of(folder_.file(name))) {
-          const size_t event = line.ends_with('}') ? line.find("event ") : std::string::npos;
-          events.push_back(event == std::string::npos ? line : line.substr(event));
-        }
+        for (const std::string& line : lines_of(folder_.file(name)))
+          events.push_back(event_in(line));
     std::sort(events.begin(), events.end());
     return events;
   }
