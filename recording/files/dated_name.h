@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/kp_time.h"
+
 struct log_day {
   unsigned short year = 0;
   unsigned short month = 0;
@@ -13,6 +15,11 @@ struct log_day {
 
   auto operator<=>(const log_day&) const = default;
 };
+
+// As the time tells it.
+inline log_day day_of(const kp_Time& time) {
+  return {time.get_year(), time.get_month(), time.get_day()};
+}
 
 // How the names of a journal's segments end (docs/journal.md); those of text logs have no ending.
 inline constexpr std::string_view segment_ending = ".jsonl";

@@ -108,14 +108,22 @@ static record_error unknown_attribute(const known_event& event, const record_att
       });
 }
 
+// Most records tell their attributes in the order of the definitions.
+const known_attribute* entry_maker::known(std::string_view attribute) {
+  const std::vector<known_attribute>& attributes = made_.event->attributes;
+  if (next_ < attributes.size() && attributes[next_].name == attribute) return &attributes[next_++];
+  const known_attribute* const found = made_.event->find(attribute);
+  if (found != nullptr) next_ = static_cast<size_t>(found - attributes.data()) + 1;
+  return found;
+}
+
 bool entry_maker::add(const record_attribute& attribute) {
-  const known_event& event = *made_.event;
-  const known_attribute* const known = event.find(attribute.name);
-  if (known == nullptr) {
-    error_ = unknown_attribute(event, attribute);
+  const known_attribute* const found = known(attribute.name);
+  if (found == nullptr) {
+    error_ = unknown_attribute(*made_.event, attribute);
     return false;
   }
-  const value_step step{made_.entry, *known, attribute.value, text_, error_};
+  const value_step step{made_.entry, *found, attribute.value, text_, error_};
   try {
     add_value(step);
   } catch (const KPX_logging_all& error) {
@@ -185,6 +193,7 @@ bool entry_maker::set_header(const parsed_record& record) {
 bool entry_maker::make_entry(const known_event& event, const parsed_record& record) {
   made_.event = &event;
   made_.entry.ClearAttribs();
+  next_ = 0;
   return set_header(record) &&
          std::all_of(record.attributes.begin(), record.attributes.end(),
                      [this](const record_attribute& attribute) { return add(attribute); });

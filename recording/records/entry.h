@@ -60,13 +60,15 @@ class entry_maker {
   bool add_to_lost(const record_attribute& attribute);
   bool set_time(const parsed_record& record);
   bool read_time(const record_value& told);
+  const known_attribute* known(std::string_view attribute);
   bool add(const record_attribute& attribute);
   void take_recorded();
 
   const event_set& events_;
   made_entry made_;
   std::optional<record_error> error_;  // of the record that was refused last
-  std::string text_;                   // a text with its NUL
+  size_t next_ = 0;        // of the event's attributes: the one that a record most often tells next
+  std::string text_;       // a text with its NUL
   std::string time_text_;  // the time that was read last, most often that of the next record
   kp_Time time_;
   std::string fraction_;  // of its second, as ".123", where the record tells one

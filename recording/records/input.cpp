@@ -164,7 +164,7 @@ void record_files::open_next() {
     compressed_ =
         std::make_unique<segment_reader>(open_descriptor(open_records(path())), path(), true);
   is_fifo_ = is_named_fifo(path());
-  name_ = input_name(path());
+  source_ = std::make_shared<line_source>(line_source{.name = input_name(path())});
   lines_ = record_lines(file_piece);
 }
 
@@ -174,13 +174,13 @@ void record_files::watch(std::vector<pollfd>& descriptors) const {
 
 void record_files::hand_over_lines(const record_taker& take) {
   record_line line;
-  line.source = &name_;
+  line.source = source_;
   while (lines_.next(line)) take(line);
 }
 
 void record_files::hand_over_end(const record_taker& take) {
   record_line line;
-  line.source = &name_;
+  line.source = source_;
   while (lines_.next_at_end(line)) take(line);
 }
 
@@ -270,7 +270,7 @@ std::string unread_text(const std::string& name, uint64_t lines) {
 
 std::vector<std::string> record_files::unread() const {
   std::vector<std::string> texts;
-  if (has_rest_) texts.push_back(unread_text(name_, lines_.line_count()));
+  if (has_rest_) texts.push_back(unread_text(source_->name, lines_.line_count()));
   for (size_t i = next_; i < paths_.size(); ++i)
     texts.push_back(unread_text(input_name(paths_[i]), 0));
   return texts;

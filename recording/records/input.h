@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -24,20 +25,26 @@
 class line_sender {
  public:
   virtual ~line_sender() = default;
-  virtual void hear_bad() = 0;
+  virtual void hear_bad(const struct record_line& line) = 0;
 };
 
-// A line that is to hold a record. What it points to lives until its input reads again.
+// Where lines come from. It lives as long as somebody has a line of it.
+struct line_source {
+  std::string name = {};                 // what messages call it
+  std::optional<record_peer> peer = {};  // who sends, where a service takes the lines
+  line_sender* sender = nullptr;         // who minds bad records; null: nobody, or it has left
+  bool is_closed = false;                // for bad records: nothing more of it is to be taken
+};
+
+// A line that is to hold a record. Its text lives until its input reads again.
 struct record_line {
-  std::string_view text;                // without its end: LF, or CR LF
-  const std::string* source = nullptr;  // what messages call the input
-  uint64_t number = 0;                  // in that input, from 1
-  bool too_long = false;                // the text is the first `limit` bytes
-  size_t limit = record_size_limit;     // what a line that begins so may have
-  bool is_given_up = false;             // its end did not come in time
-  // Who sent it, where a service took it; and as which of the clients that it acknowledges to.
-  line_sender* sender = nullptr;
-  const record_peer* peer = nullptr;
+  std::string_view text;  // without its end: LF, or CR LF
+  std::shared_ptr<line_source> source = {};
+  uint64_t number = 0;               // in that input, from 1
+  bool too_long = false;             // the text is the first `limit` bytes
+  size_t limit = record_size_limit;  // what a line that begins so may have
+  bool is_given_up = false;          // its end did not come in time
+  // Which of the clients that a service acknowledges to sent it.
   numbered_client* client = nullptr;
   uint64_t client_number = 0;  // among the records of that client
 };
@@ -164,7 +171,7 @@ class record_files : public record_input {
   std::unique_ptr<segment_reader> compressed_;  // where it is compressed
   bool is_fifo_ = false;
   bool has_rest_ = false;  // read_last left bytes of that file
-  std::string name_;       // of that file in messages
+  std::shared_ptr<line_source> source_ = std::make_shared<line_source>();  // that file
   record_lines lines_;
 };
 

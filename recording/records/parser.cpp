@@ -44,6 +44,10 @@ const record_finding& record_error::finding() const {
   return state_->found;
 }
 
+bool record_error::is_found() const {
+  return !state_->find;
+}
+
 const char* record_error::what() const noexcept {
   return rule_->code;
 }

@@ -47,11 +47,13 @@ class record_error : public std::exception {
   diagnostic_rule rule() const { return rule_; }  // "record-syntax"_rule and its like
   size_t offset() const { return finding().offset; }
   const std::string& text() const { return finding().text; }
+  const record_finding& finding() const;
+  // Whether it need not be looked for.
+  bool is_found() const;
   const char* what() const noexcept override;  // the code alone
 
  private:
   struct state;
-  const record_finding& finding() const;
 
   diagnostic_rule rule_;
   std::shared_ptr<state> state_;  // errors are copied without failing

@@ -24,6 +24,10 @@ service_client::service_client(open_descriptor accepted, place where, const answ
     : descriptor_(std::move(accepted)),
       place_(std::move(where)),
       answering_(answers),
+      source_(std::make_shared<line_source>(
+          line_source{.name = place_.name,
+                      .peer = place_.peer,
+                      .sender = place_.user.bad.is_limited() ? this : nullptr})),
       lines_(piece, record_size_limit),
       watched_(EPOLLIN) {
   epoll_event event{watched_, {this}};
@@ -33,6 +37,7 @@ service_client::service_client(open_descriptor accepted, place where, const answ
 
 service_client::~service_client() {
   stop_hearing();
+  source_->sender = nullptr;
 }
 
 // Another connection may have the name by now.
@@ -97,9 +102,7 @@ bool service_client::serve(uint32_t events, const record_taker& take, std::vecto
 
 record_line service_client::blank_line() {
   record_line line;
-  line.source = &place_.name;
-  line.peer = &place_.peer;
-  line.sender = this;
+  line.source = source_;
   return line;
 }
 
@@ -139,17 +142,21 @@ void service_client::hand_over(record_line& line, const record_taker& take) {
   --records_left_;
   place_.user.rate.take();
   take(line);
-  if (is_too_bad_) refuse("more bad records in a minute than this service takes");
 }
 
-void service_client::hear_bad() {
+// What was handed over behind that line is not taken: a client that has a name sends it again.
+// Where another connection has the name by now, it left that out as taken, and so it is.
+void service_client::hear_bad(const record_line& line) {
   bad_record_limit& bad = place_.user.bad;
   if (bad.count(clock::now())) return;
-  is_too_bad_ = true;
+  if (line.client != nullptr && line.client->hearing != this) return;
+  source_->is_closed = true;
+  if (line.client != nullptr) line.client->taken = line.client_number;
   if (bad.is_just_over())
     answering_.tell_closed(place_.name + " is closed: the user " +
                            std::to_string(place_.peer.user) +
                            " has sent too many bad records in a minute");
+  refuse("more bad records in a minute than this service takes");
 }
 
 void service_client::give_up_line(const record_taker& take) {

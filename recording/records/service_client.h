@@ -78,7 +78,7 @@ class service_client : public client_hearing, public line_sender {
   void wait_for_rate();
   bool is_waiting() const { return is_waiting_; }
   // Whether it is closed for bad records.
-  bool is_too_bad() const { return is_too_bad_; }
+  bool is_too_bad() const { return source_->is_closed; }
   void end_waiting();
   // When the line began that has not ended; far in the future when there is none.
   clock::time_point line_began() const { return line_began_; }
@@ -97,7 +97,7 @@ class service_client : public client_hearing, public line_sender {
 
   void hear_refused(uint64_t number, const char* code, const std::string& text) override;
   void hear_written() override;
-  void hear_bad() override;
+  void hear_bad(const record_line& line) override;
 
  private:
   record_line blank_line();
@@ -119,6 +119,7 @@ class service_client : public client_hearing, public line_sender {
   open_descriptor descriptor_;
   place place_;
   const answering& answering_;
+  std::shared_ptr<line_source> source_;  // of its lines
   record_lines lines_;
   clock::time_point line_began_ = clock::time_point::max();
 
@@ -128,7 +129,6 @@ class service_client : public client_hearing, public line_sender {
   uint32_t watched_ = 0;               // events
   uint64_t records_left_ = 0;          // of its share
   bool is_waiting_ = false;            // for more of them
-  bool is_too_bad_ = false;            // its user has sent too many bad records
   bool is_told_ = false;               // how the service is; then it is closed
   bool has_begun_ = false;             // its first line was read
   bool has_ended_ = false;             // it sends no more

@@ -41,6 +41,7 @@ class bad_record_limit {
  public:
   explicit bad_record_limit(std::optional<uint64_t> most) : most_(most) {}
 
+  bool is_limited() const { return most_.has_value(); }
   // Counts one: whether it is within the limit.
   bool count(limit_clock::time_point now);
   // Whether the last one was the first beyond it in its minute.

@@ -19,7 +19,7 @@
 #include "recording/text/number.h"
 
 static constexpr std::string_view ring_ending = ".ring.";
-static constexpr std::string_view unfinished_ending = ".new";
+static constexpr std::string_view unfinished_ring_ending = ".new";
 static constexpr mode_t ring_mode = S_IRUSR | S_IWUSR;
 static constexpr const char* make_action = "make the ring";
 static constexpr const char* take_action = "read the ring";
@@ -77,10 +77,10 @@ struct ring_name {
 };
 
 ring_name::ring_name(const std::string& path)
-    : end(place_of(path).name), is_unfinished(end.ends_with(unfinished_ending)) {
+    : end(place_of(path).name), is_unfinished(end.ends_with(unfinished_ring_ending)) {
   static constexpr size_t token_size = 16, identity_size = 32;
   static constexpr size_t size = ring_ending.size() + token_size + 1 + identity_size;
-  if (is_unfinished) end.resize(end.size() - unfinished_ending.size());
+  if (is_unfinished) end.resize(end.size() - unfinished_ring_ending.size());
   if (end.size() > size) end.erase(0, end.size() - size);
   const bool is_shaped =
       end.size() == size && end.starts_with(ring_ending) && end[size - identity_size - 1] == '-';
@@ -169,7 +169,7 @@ std::unique_ptr<ring_file> ring_file::make(const std::string& stem, uint64_t siz
   for (int attempt = 0; attempt < most_attempts; ++attempt) {
     const std::string identity = new_identity();
     const std::string path = start + identity;
-    const std::string unfinished = path + std::string(unfinished_ending);
+    const std::string unfinished = path + std::string(unfinished_ring_ending);
     open_descriptor file = open_own(unfinished);
     if (!file.is_open()) continue;
     try {

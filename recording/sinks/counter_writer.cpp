@@ -30,8 +30,8 @@ counter_writer::counter_writer(const std::string& path, lock_waiting waiting, fi
   write(false);
 }
 
-void counter_writer::add(const kp_Time& day, uint32_t id) {
-  ++noted_[{{day.get_year(), day.get_month(), day.get_day()}, id}];
+void counter_writer::add(const log_day& day, uint32_t id, uint64_t count) {
+  noted_[{{day.year, day.month, day.day}, id}] += count;
 }
 
 void counter_writer::take_lock() {

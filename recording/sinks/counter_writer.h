@@ -11,6 +11,7 @@
 #include <string>
 
 #include "base/kp_time.h"
+#include "recording/files/dated_name.h"
 #include "recording/files/descriptor.h"
 #include "recording/files/shared_file.h"
 #include "recording/sinks/counter_index.h"
@@ -31,8 +32,9 @@ class counter_writer {
   explicit counter_writer(const std::string& path, lock_waiting waiting = {},
                           file_report report = {});
 
-  // Notes one more entry of that day.
-  void add(const kp_Time& day, uint32_t id);
+  // Notes one more entry of that day, or so many.
+  void add(const kp_Time& day, uint32_t id) { add(day_of(day), id, 1); }
+  void add(const log_day& day, uint32_t id, uint64_t count);
   // Adds what was noted to the file, under its lock. Raises file_error: what was not added by then
   // stays noted. Of a ring's events that is all, and the file is as it was before the batch, as far
   // as the system lets it.

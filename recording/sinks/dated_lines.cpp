@@ -25,8 +25,7 @@ dated_lines::dated_lines(dated_place place, append_rules rules)
 
 // --- Gathering ---
 
-std::string& dated_lines::lines_of(const kp_Time& time) {
-  const log_day day = {time.get_year(), time.get_month(), time.get_day()};
+std::string& dated_lines::lines_of(const log_day& day) {
   if (last_day_ == nullptr || last_day_->first != day)
     last_day_ = &*days_.try_emplace(day, std::move(spare_)).first;
   return last_day_->second;
@@ -105,7 +104,8 @@ size_t dated_lines::part_that_fits(std::string_view lines, uintmax_t size) const
 void dated_lines::append(append_batch& batch, const log_day& day, std::string_view lines) {
   open_last(batch, day);
   while (!lines.empty()) {
-    const size_t part = part_that_fits(lines, batch.size());
+    const bool is_last = serials_[day].number == last_serial;
+    const size_t part = is_last ? lines.size() : part_that_fits(lines, batch.size());
     if (part == 0) {
       open_next(batch, day);
       continue;

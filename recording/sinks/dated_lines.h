@@ -10,7 +10,6 @@
 #include <string_view>
 #include <utility>
 
-#include "base/kp_time.h"
 #include "recording/files/dated_name.h"
 #include "recording/files/shared_file.h"
 
@@ -29,9 +28,8 @@ class dated_lines {
   // Clears up behind a process that died under the lock.
   dated_lines(dated_place place, append_rules rules);
 
-  // The lines of the time's day, as the time tells it, to be appended to until the next call.
-  // Whoever does counts the bytes.
-  std::string& lines_of(const kp_Time& time);
+  // The lines of the day, to be appended to until the next call. Whoever does counts the bytes.
+  std::string& lines_of(const log_day& day);
   void count(size_t bytes) { pending_ += bytes; }
   size_t pending() const { return pending_; }
 

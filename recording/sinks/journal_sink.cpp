@@ -2,7 +2,6 @@
 #include <utility>
 
 #include "recording/journal/upkeep.h"
-#include "recording/records/stored_form.h"
 #include "recording/sinks/dated_lines.h"
 #include "recording/sinks/sink.h"
 
@@ -10,19 +9,12 @@ class journal_sink : public record_sink {
  public:
   journal_sink(const std::string& folder, const std::string& name, const journal_rules& rules,
                const sink_options& options)
-      : form_(options.set_version),
+      : record_sink(make_stored_line_form(options.set_version)),
         lines_({folder, name, segment_ending, rules.max_size}, append_rules_of(options)),
         upkeep_({folder, name, append_rules_of(options)}, rules),
         report_(report_or_standard_error(options.upkeep_report ? options.upkeep_report
                                                                : options.report)) {}
 
-  void add(const sink_entry& entry) override {
-    std::string& lines = lines_.lines_of(entry.time);
-    const size_t before = lines.size();
-    form_.append(lines, entry);
-    lines += '\n';
-    lines_.count(lines.size() - before);
-  }
   size_t pending() const override { return lines_.pending(); }
   void write(bool synced, const delivery* of) override { lines_.write(synced, of); }
   void reopen() override { lines_.reopen(); }
@@ -30,12 +22,13 @@ class journal_sink : public record_sink {
   void hurry_up() override { upkeep_.hurry_up(); }
 
  private:
+  std::string& lines_of(const log_day& day) override { return lines_.lines_of(day); }
+  void count(size_t bytes) override { lines_.count(bytes); }
   static append_rules append_rules_of(const sink_options& options) {
     return {
         .line_start = stored_record_start, .report = options.report, .waiting = options.waiting};
   }
 
-  stored_form form_;
   dated_lines lines_;
   journal_upkeep upkeep_;
   file_report report_;

@@ -13,6 +13,22 @@
 #include "recording/text/size.h"
 #include "recording/text/words.h"
 
+// --- Gathering ---
+
+void record_sink::add(const sink_entry& entry) {
+  std::string& lines = lines_of(day_of(entry.time));
+  const size_t before = lines.size();
+  form_->append(lines, entry);
+  count(lines.size() - before);
+}
+
+void record_sink::take(std::string_view lines, const log_day& day) {
+  lines_of(day).append(lines);
+  count(lines.size());
+}
+
+// --- Which sink ---
+
 [[noreturn]] static void refuse(const std::string& text) {
   throw std::invalid_argument(terminal_text(text));
 }

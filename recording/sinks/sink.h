@@ -9,21 +9,30 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "base/kp_time.h"
+#include "recording/files/dated_name.h"
 #include "recording/files/file_error.h"
 #include "recording/files/ring_start.h"
 #include "recording/files/shared_file.h"
 #include "recording/journal/rules.h"
 #include "recording/records/entry.h"
+#include "recording/sinks/line_form.h"
 
 // One of the places that the command line names. Entries are gathered to a batch in memory, which
 // is written by one call or a few, whole lines each.
 class record_sink {
  public:
+  explicit record_sink(std::unique_ptr<line_form> form) : form_(std::move(form)) {}
   virtual ~record_sink() = default;
 
-  virtual void add(const sink_entry& entry) = 0;
+  // Gathers the entry's line.
+  void add(const sink_entry& entry);
+  // Gathers lines that its form, or another of that kind, has made of entries of that day.
+  void take(std::string_view lines, const log_day& day);
+  const line_form& form() const { return *form_; }
+
   virtual size_t pending() const = 0;  // bytes gathered
   // Writes what was gathered, to the disk itself when `synced`. Raises file_error: the sink's files
   // are then as they were before the batch, as far as the system lets them, and the batch stays
@@ -38,6 +47,13 @@ class record_sink {
   virtual std::chrono::milliseconds keep_up() { return std::chrono::milliseconds(-1); }
   // Has keep_up() look through all files the next time, whenever it did.
   virtual void hurry_up() {}
+
+ private:
+  // The lines that are gathered of that day, to be appended to; then that is told.
+  virtual std::string& lines_of(const log_day& day) = 0;
+  virtual void count(size_t /*bytes*/) {}
+
+  std::unique_ptr<line_form> form_;
 };
 
 struct sink_options {

@@ -1,9 +1,13 @@
 // Clients of a service that are acknowledged to: numbers, names, deaths, disks.
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -13,6 +17,7 @@
 #include <thread>
 
 #include "logging/counter_format.h"
+#include "recording/files/descriptor.h"
 #include "tests/command/emit_service_fixture.h"
 #include "tests/support/counter_folder.h"
 
@@ -210,6 +215,9 @@ TEST_F(EmitAcknowledged, SendWaitsForTheServiceAndSendsWhatIsMissing) {
   const auto again = run_kplog(folder_.path(), "send --socket sock --client a records");
   EXPECT_EQ(again.status, 1);
   EXPECT_THAT(again.err, HasSubstr("record 3: "));
+  const auto anew = run_kplog(folder_.path(), "send --socket sock --client a records");
+  EXPECT_EQ(anew.status, 0);
+  EXPECT_EQ(anew.err, "kplog: 4 records acknowledged, 0 of them bad, 4 of them before this run\n");
   EXPECT_EQ(run_kplog(folder_.path(), "send --socket sock < records").status, 1);
   EXPECT_EQ(end_of(*service).status, 1);
   EXPECT_THAT(numbers()["a"], ElementsAre(1, 2, 4));
@@ -226,6 +234,37 @@ TEST_F(EmitAcknowledged, SendEndsAtASignalAndAtARefusal) {
   EXPECT_THAT(refused.err, HasSubstr("acknowledges nothing"));
 }
 
+// A service that answers the hello, and the first record, with these lines.
+static void serve_one(const std::string& path, const std::string& greeting,
+                      const std::string& answer) {
+  const open_descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  ASSERT_LT(path.size(), sizeof address.sun_path);
+  path.copy(address.sun_path, path.size());
+  ASSERT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(listen(listener.get(), 1), 0);
+  const open_descriptor accepted(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+  std::array<char, 4096> heard{};
+  for (const std::string& line : {greeting, answer}) {
+    ASSERT_GT(recv(accepted.get(), heard.data(), heard.size(), 0), 0);
+    ASSERT_EQ(send(accepted.get(), line.data(), line.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(line.size()));
+  }
+  while (recv(accepted.get(), heard.data(), heard.size(), 0) > 0) {
+  }
+}
+
+TEST_F(EmitAcknowledged, SendBelievesNoAcknowledgementOfWhatItDidNotSend) {
+  std::thread service(
+      [this] { serve_one(folder_.path("sock"), "{\"ack\":0}\n", "{\"ack\":2}\n"); });
+  folder_.write("records", note_record("one"));
+  const auto sent = run_kplog(folder_.path(), "send --socket sock records");
+  service.join();
+  EXPECT_EQ(sent.status, 3);
+  EXPECT_EQ(sent.err, "kplog: sock: the service acknowledges more than it was sent\n");
+}
+
 // --- Everything at once
 
 // KPLOG_SERVICE_DEATHS tells how often the service is killed, 4 times without it; each death is
@@ -235,6 +274,11 @@ class EmitServiceDeaths : public EmitAcknowledged {
   static unsigned deaths() {
     const char* const told = std::getenv("KPLOG_SERVICE_DEATHS");
     return told == nullptr ? 4 : static_cast<unsigned>(std::stoul(told));
+  }
+  rlim_t stored_bytes() const {
+    std::error_code none;
+    const uintmax_t bytes = std::filesystem::file_size(folder_.path("stored"), none);
+    return none ? 0 : bytes;
   }
 };
 
@@ -281,7 +325,15 @@ class stubborn_client {
   uint64_t acknowledged_ = 0;
 };
 
-// The folder of an output goes, and comes back, between and during the lives of the service.
+// From now on no file of the process grows beyond so many bytes: the disk is full in the middle of
+// a line of any of them.
+static void limit_files(const running_command& process, rlim_t bytes) {
+  const rlimit limit{bytes, RLIM_INFINITY};
+  EXPECT_EQ(prlimit(process.id(), RLIMIT_FSIZE, &limit, nullptr), 0);
+}
+
+// The folder of an output goes, and comes back, between and during the lives of the service, and
+// there is no room left for a while.
 TEST_F(EmitServiceDeaths, EveryRecordIsThereOnce) {
   static constexpr unsigned clients = 50;
   const uint64_t each = deaths() * 20;
@@ -306,6 +358,12 @@ TEST_F(EmitServiceDeaths, EveryRecordIsThereOnce) {
       std::filesystem::rename(folder_.path("logs"), folder_.path("away"));
       pause();
       std::filesystem::rename(folder_.path("away"), folder_.path("logs"));
+      pause();
+    }
+    if (death % 4 == 1) {
+      limit_files(*service, random() % (stored_bytes() + 10000));
+      pause();
+      if (random() % 2 == 0) limit_files(*service, RLIM_INFINITY);
       pause();
     }
     end_of(*service, SIGKILL);

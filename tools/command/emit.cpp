@@ -43,6 +43,8 @@ static void add_filter_options(CLI::App& command, emit_options& options) {
                   options.filter.section);
 }
 
+static constexpr size_t most_threads = 64;
+
 static void add_output_options(CLI::App& command, emit_options& options) {
   add_texts_option(
       command,
@@ -64,6 +66,15 @@ static void add_output_options(CLI::App& command, emit_options& options) {
                     if (text != "wait" && text != "stop")
                       throw std::invalid_argument(in_quotes(text) + " is none of wait, stop");
                     options.on_failure = text;
+                  });
+  add_read_option(command,
+                  {"--threads", "NUMBER",
+                   "Threads that make entries where much is to be read, 0 to 64; as many as there "
+                   "are processors, less one, at most 7, by default"},
+                  [&options](const std::string& text) {
+                    options.threads = number_of<size_t>(text);
+                    if (options.threads.value_or(most_threads + 1) > most_threads)
+                      throw std::invalid_argument(in_quotes(text) + " is no number from 0 to 64");
                   });
   add_flag_option(command, "--sync", "Wait for the disk at each batch", options.synced);
   add_text_option(

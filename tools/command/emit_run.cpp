@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <memory>
+#include <thread>
 
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
+#include "recording/records/definition_version.h"
 #include "recording/records/input.h"
 #include "recording/report/standard_error.h"
 #include "recording/ring/recovery.h"
@@ -141,6 +143,12 @@ static void recover(const emit_options& options, emit_report& report, const lock
 
 // --- A run ---
 
+// For threads beside the one that reads and writes.
+static size_t spare_processors() {
+  static constexpr unsigned most = 8;  // they would wait for the one
+  return std::clamp(std::thread::hardware_concurrency(), 1U, most) - 1;
+}
+
 // A service ends by a signal; for other runs it comes too early.
 static command_outcome outcome_of_signal(const emit_options& options, int signal) {
   if (!options.listen.empty()) return command_outcome::good;
@@ -152,13 +160,15 @@ class emit_run {
   emit_run(const emit_options& options, emit_report& report, emit_signals& signals)
       : options_(options),
         report_(report),
-        events_(options.events),
+        definitions_(options.events),
+        within_(definitions_.scope()),
         filter_(options.filter),
-        outputs_(open_outputs(options, events_, report,
+        outputs_(open_outputs(options, definitions_.events(), report,
                               waiting_for_locks(signals, report, [this] { look_around(); }))),
         patience_(options.waits_for_outputs(), signals, report, [this] { look_around(); }),
-        pipeline_(events_, filter_, outputs_, report, patience_,
-                  {options.on_error == "stop", time_skew(options.limits.max_skew)}),
+        pipeline_(definitions_, filter_, outputs_, report, patience_,
+                  {options.on_error == "stop", time_skew(options.limits.max_skew)},
+                  options.threads.value_or(spare_processors())),
         signals_(signals) {
     open_inputs();
     recover(options_, report_, waiting_for_locks(signals_, report_, [this] { manager_.look(); }));
@@ -181,7 +191,8 @@ class emit_run {
   const emit_options& options_;
   emit_report& report_;
   service_manager manager_;
-  event_set events_;
+  definition_version definitions_;
+  const kp_log_own_settings::scope within_;
   emit_filter filter_;
   record_service* service_ = nullptr;    // of the inputs; null: there is none, or none yet
   std::optional<metrics_file> metrics_;  // as soon as all is open

@@ -28,7 +28,8 @@ struct emit_options {
   std::string on_failure;         // "wait", "stop"; empty: a service waits
   bool acknowledges = false;
   bool synced = false;
-  std::string metrics;  // a file; empty: none
+  std::string metrics;            // a file; empty: none
+  std::optional<size_t> threads;  // that make entries; nothing: as many as there are processors for
 
   std::string listen;  // "unix:PATH"; empty: no socket
   service_rules service;

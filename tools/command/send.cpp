@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <ostream>
@@ -41,8 +42,11 @@ static void check_send_options(const send_options& options) {
 
 static command_outcome tell_end(const record_sending& sending, int signal, uint64_t bad,
                                 emit_report& report) {
-  const std::string records = counted(sending.acknowledged(), "record") + " acknowledged, " +
-                              std::to_string(bad) + " of them bad";
+  const uint64_t before = sending.left_out();
+  const std::string records =
+      counted(std::min(sending.acknowledged(), sending.read()), "record") + " acknowledged, " +
+      std::to_string(bad) + " of them bad" +
+      (before == 0 ? "" : ", " + std::to_string(before) + " of them before this run");
   if (signal == 0) {
     report.note(records);
     return bad == 0 ? command_outcome::good : command_outcome::findings;

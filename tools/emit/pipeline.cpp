@@ -1,5 +1,7 @@
 #include "tools/emit/pipeline.h"
 
+#include <algorithm>
+#include <system_error>
 #include <utility>
 
 #include "recording/files/descriptor.h"
@@ -8,78 +10,65 @@
 static constexpr size_t batch_output = size_t{256} << 10;
 static constexpr size_t batch_input = size_t{1} << 20;
 
-emit_pipeline::emit_pipeline(const event_set& events, const emit_filter& filter,
+// So much has come at once that it is worth other threads' while.
+static constexpr size_t busy_input = size_t{256} << 10;
+
+emit_pipeline::emit_pipeline(definition_version& definitions, const emit_filter& filter,
                              emit_outputs& outputs, emit_report& report, batch_patience& patience,
-                             record_rules rules)
-    : events_(events),
+                             record_rules rules, size_t threads)
+    : definitions_(definitions),
       filter_(filter),
       outputs_(outputs),
       report_(report),
       patience_(patience),
       rules_(std::move(rules)),
-      maker_(events),
-      form_(events.version()) {
+      making_(definitions.events(), filter, rules_.skew),
+      threads_(threads) {
   figures_.output_bytes.resize(outputs.sinks.size());
 }
-
-// --- One record ---
 
 void emit_pipeline::take(const record_line& line) {
   if (has_stopped_) return;
   ++taken_;
+  figures_.input_bytes += line.text.size();
+  taken_since_write_ += line.text.size();
+  if (is_busy())
+    take_in_pack(line);
+  else
+    take_alone(line);
+}
+
+// --- One record ---
+
+void emit_pipeline::take_alone(const record_line& line) {
+  ++done_;
   if (line.client != nullptr) progress_[line.client] = line.client_number;
   batch_input_ += line.text.size();
-  figures_.input_bytes += line.text.size();
-  try {
-    process(line);
-  } catch (const record_error& error) {
-    refuse(line, error);
+  const record_making::outcome outcome = making_.make(line);
+  if (outcome == record_making::outcome::refused) {
+    refuse(line, making_.event(), making_.error());
+  } else {
+    emit_tally& tally = tallies_[making_.event()];
+    ++tally.read;
+    if (outcome == record_making::outcome::rejected)
+      ++tally.rejected;
+    else
+      add(making_.entry());
   }
-  if (is_batch_large()) write();
+  if (is_batch_large()) write_batch();
 }
 
-void emit_pipeline::process(const record_line& line) {
-  parsed_ = nullptr;
-  check_length(line);
-  parsed_ = parser_.try_parse(line.text);
-  if (parsed_ == nullptr) return refuse(line, parser_.error());
-  if (line.peer != nullptr) take_sender(line);
-  const made_entry* const made = maker_.try_make(*parsed_);
-  if (made == nullptr) return refuse(line, maker_.error());
-  if (parsed_->time && !rules_.skew.allows(made->entry.GetAttribTime("TIMESTAMP")))
-    return refuse(line, rules_.skew.fault_of(*parsed_));
-  emit_tally& tally = tallies_[made->event];
-  if (made->is_lost() || filter_.passes(made->entry))
-    add(*made, line.text);
-  else
-    ++tally.rejected;
-  ++tally.read;
-}
-
-// What came through a socket is from whom the system says, whatever the record tells.
-void emit_pipeline::take_sender(const record_line& line) {
-  record_origin& origin = parsed_->origin;
-  origin.peer = *line.peer;
-  origin.client = line.client == nullptr ? std::string_view() : line.client->name;
-  origin.number.reset();
-  if (line.client != nullptr) origin.number = line.client_number;
-}
-
-// Nothing of a record is taken before its message is there, nor what could not be read again.
-void emit_pipeline::add(const made_entry& made, std::string_view line) {
-  const entry_text message = entry_message(made);
-  if (message.is_from_definition) report_.definition_message(*made.event);
-  const sink_entry entry{made, message.text, made.entry.GetAttribTime("TIMESTAMP"),
-                         message.is_from_definition};
-  form_.require_readable(entry, line);
+void emit_pipeline::add(const sink_entry& entry) {
+  if (entry.is_message_from_definition) report_.definition_message(*entry.made.event);
   for (const auto& sink : outputs_.sinks) sink->add(entry);
-  if (outputs_.counts != nullptr && !made.is_lost())
-    outputs_.counts->add(entry.time, made.entry.GetEntryID());
+  if (outputs_.counts != nullptr && !entry.made.is_lost())
+    outputs_.counts->add(entry.time, entry.made.entry.GetEntryID());
 }
 
-void emit_pipeline::refuse(const record_line& line, const record_error& error) {
+void emit_pipeline::refuse(const record_line& line, const known_event* event,
+                           const record_error& error) {
   report_.bad_record(line, error);
-  emit_tally& tally = tallies_[parsed_ == nullptr ? nullptr : find_event(events_, parsed_->event)];
+  emit_tally& tally = tallies_[event];
   ++tally.read;
   ++tally.bad;
   if (outputs_.quarantine != nullptr) {
@@ -88,8 +77,126 @@ void emit_pipeline::refuse(const record_line& line, const record_error& error) {
   }
   if (line.client != nullptr && line.client->hearing != nullptr)
     line.client->hearing->hear_refused(line.client_number, error.rule()->code, error.text());
-  if (line.sender != nullptr) line.sender->hear_bad();
+  if (line.source->sender != nullptr) line.source->sender->hear_bad(line);
   has_stopped_ = rules_.stops;
+}
+
+// --- Many records ---
+
+// From then on until everything that has come is written.
+bool emit_pipeline::is_busy() {
+  if (pack_ != nullptr) return true;
+  if (threads_ == 0 || taken_since_write_ < busy_input) return false;
+  try {
+    if (makers_ == nullptr)
+      makers_ = std::make_unique<entry_makers>(threads_, [this] { return new_maker(); });
+  } catch (const std::system_error&) {
+    threads_ = 0;  // the system has none left
+  }
+  return threads_ != 0;
+}
+
+std::unique_ptr<pack_maker> emit_pipeline::new_maker() const {
+  std::vector<std::unique_ptr<line_form>> forms;
+  for (const auto& sink : outputs_.sinks) forms.push_back(sink->form().another());
+  return std::make_unique<pack_maker>(definitions_, filter_, rules_, std::move(forms));
+}
+
+void emit_pipeline::take_in_pack(const record_line& line) {
+  if (pack_ != nullptr && !pack_->has_room_for(line)) {
+    submit_pack();
+    if (makers_->has_enough()) merge(makers_->next());
+    while (auto made = makers_->next_if_made()) merge(std::move(made));
+    if (has_stopped_) return;
+  }
+  if (pack_ == nullptr && spare_packs_.empty()) pack_ = std::make_unique<line_pack>();
+  if (pack_ == nullptr) {
+    pack_ = std::move(spare_packs_.back());
+    spare_packs_.pop_back();
+  }
+  pack_->add(line);
+}
+
+void emit_pipeline::submit_pack() {
+  makers_->submit(std::move(pack_));
+}
+
+// All that are on their way.
+void emit_pipeline::take_packs() {
+  if (pack_ != nullptr) submit_pack();
+  while (auto made = makers_ == nullptr ? nullptr : makers_->next()) merge(std::move(made));
+}
+
+// What was refused may have consequences for the lines behind it, where others hear of it; then
+// they are taken one by one.
+void emit_pipeline::merge(std::unique_ptr<line_pack> pack) {
+  const std::vector<record_line>& lines = pack->lines();
+  const auto is_heard = [&](const auto& refused) {
+    return lines[refused.line].source->sender != nullptr;
+  };
+  const auto& refused = pack->result.refused;
+  const bool is_alone =
+      std::any_of(refused.begin(), refused.end(), is_heard) ||
+      std::any_of(lines.begin(), lines.end(), [](const auto& l) { return l.source->is_closed; });
+  if (pack->result.failure) std::rethrow_exception(pack->result.failure);
+  if (!has_stopped_) is_alone ? merge_alone(*pack) : merge_made(*pack);
+  pack->clear();
+  spare_packs_.push_back(std::move(pack));
+  if (is_batch_large()) write_batch();
+}
+
+void emit_pipeline::merge_alone(const line_pack& pack) {
+  for (const record_line& line : pack.lines())
+    if (line.source->is_closed)
+      ++done_;
+    else if (!has_stopped_)
+      take_alone(line);
+}
+
+void emit_pipeline::merge_made(const line_pack& pack) {
+  const pack_result& made = pack.result;
+  done_ +=
+      rules_.stops && !made.refused.empty() ? made.refused.front().line + 1 : pack.lines().size();
+  batch_input_ += pack.bytes();
+  merge_lines(made);
+  for (const auto& [client, number] : made.progress) progress_[client] = number;
+  for (const known_event* event : made.from_definition) report_.definition_message(*event);
+  for (const auto& [event, tally] : made.tallies) {
+    tallies_[event].read += tally.read;
+    tallies_[event].rejected += tally.rejected;
+  }
+  merge_refused(pack);
+}
+
+void emit_pipeline::merge_lines(const pack_result& made) {
+  for (size_t i = 0; i < outputs_.sinks.size(); ++i) {
+    size_t begin = 0;
+    for (const pack_result::day_lines& lines : made.days) {
+      const size_t end = lines.ends[i];
+      outputs_.sinks[i]->take(std::string_view(made.texts[i]).substr(begin, end - begin),
+                              lines.day);
+      begin = end;
+    }
+  }
+  if (outputs_.counts == nullptr) return;
+  for (const auto& [key, count] : made.counts) outputs_.counts->add(key.first, key.second, count);
+}
+
+void emit_pipeline::merge_refused(const line_pack& pack) {
+  for (const pack_result::refused_line& refused : pack.result.refused) {
+    const record_line& line = pack.lines()[refused.line];
+    refuse(line, refused.event, fault_of(line, refused));
+  }
+}
+
+// Where it has not been found, the record is made once more when somebody asks for it.
+record_error emit_pipeline::fault_of(const record_line& line,
+                                     const pack_result::refused_line& refused) {
+  if (refused.finding) return {refused.rule, *refused.finding};
+  return {refused.rule, [this, &line]() -> record_finding {
+            making_.make(line);
+            return making_.error().finding();
+          }};
 }
 
 // --- A batch ---
@@ -130,7 +237,7 @@ void emit_pipeline::write_patiently() {
     try {
       if (outputs_.clients == nullptr)
         write_outputs(nullptr);
-      else if (has_unwritten())
+      else if (has_batch())
         write_jointly();
       return patience_.was_written();
     } catch (const file_error& error) {
@@ -152,17 +259,23 @@ void emit_pipeline::count_batch(const std::vector<size_t>& output_bytes, size_t 
 }
 
 void emit_pipeline::write() {
+  take_packs();
+  write_batch();
+  taken_since_write_ = 0;
+}
+
+void emit_pipeline::write_batch() {
   std::vector<size_t> output_bytes;
   for (const auto& sink : outputs_.sinks) output_bytes.push_back(sink->pending());
   write_patiently();
-  if (has_unwritten()) count_batch(output_bytes, std::exchange(bad_line_count_, 0));
+  if (has_batch()) count_batch(output_bytes, std::exchange(bad_line_count_, 0));
   tell_clients();
   for (auto& [event, tally] : tallies_) tally.written += tally.unwritten();
   batch_input_ = 0;
-  const bool is_acknowledgement_due = has_unwritten() && outputs_.acknowledges;
-  acknowledged_ = taken_;
+  const bool is_acknowledgement_due = has_batch() && outputs_.acknowledges;
+  acknowledged_ = done_;
   if (is_acknowledgement_due) {
-    std::string number = std::to_string(taken_) + "\n";
+    std::string number = std::to_string(done_) + "\n";
     write_standard_output(number, false);
   }
   report_.progress(tallies_);

@@ -1,5 +1,5 @@
-// From lines to outputs: every record is parsed, made an entry, filtered, rendered, and gathered;
-// what was gathered is written in batches, counted, and acknowledged.
+// From lines to outputs: of every record an entry is made, by several threads where there is much
+// to be read; what they become is gathered, written in batches, counted, and acknowledged.
 #ifndef TOOLS_EMIT_PIPELINE_H
 #define TOOLS_EMIT_PIPELINE_H
 
@@ -10,16 +10,15 @@
 #include "recording/files/client_numbers.h"
 #include "recording/files/joint_batch.h"
 #include "recording/files/shared_file.h"
-#include "recording/records/entry.h"
 #include "recording/records/input.h"
-#include "recording/records/parser.h"
-#include "recording/records/stored_form.h"
 #include "recording/sinks/counter_writer.h"
 #include "recording/sinks/sink.h"
+#include "tools/emit/entry_makers.h"
 #include "tools/emit/figures.h"
 #include "tools/emit/filter.h"
+#include "tools/emit/line_pack.h"
+#include "tools/emit/record_making.h"
 #include "tools/emit/run_report.h"
-#include "tools/emit/skew.h"
 
 // Where a run's results go. With clients' numbers a batch is in all of it, and in these, or in
 // none: but for standard output, which nothing can be taken back from.
@@ -43,19 +42,16 @@ class batch_patience {
   virtual void was_written() = 0;
 };
 
-struct record_rules {
-  bool stops = false;  // the first bad record is the last one
-  time_skew skew = time_skew(std::nullopt);
-};
-
 class emit_pipeline {
  public:
-  // All but the rules must live as long as the pipeline.
-  emit_pipeline(const event_set& events, const emit_filter& filter, emit_outputs& outputs,
-                emit_report& report, batch_patience& patience, record_rules rules);
+  // All but the rules must live as long as the pipeline, which is used within the definitions'
+  // scope.
+  emit_pipeline(definition_version& definitions, const emit_filter& filter, emit_outputs& outputs,
+                emit_report& report, batch_patience& patience, record_rules rules, size_t threads);
 
-  // Takes the next record; nothing once it has stopped. Writes the batch when it is large. Raises
-  // file_error.
+  // Takes the next record; nothing once it has stopped. Writes the batch when it is large. Where
+  // much has come since the last write, the record waits in a pack for one of so many threads.
+  // Raises file_error.
   void take(const record_line& line);
   bool has_stopped() const { return has_stopped_; }
   // Whether records wait for the end of their batch.
@@ -76,30 +72,48 @@ class emit_pipeline {
   const batch_figures& figures() const { return figures_; }
 
  private:
-  void process(const record_line& line);
-  void take_sender(const record_line& line);
-  void refuse(const record_line& line, const record_error& error);
-  void add(const made_entry& made, std::string_view line);
+  void take_alone(const record_line& line);
+  void add(const sink_entry& entry);
+  void refuse(const record_line& line, const known_event* event, const record_error& error);
+
+  bool is_busy();
+  void take_in_pack(const record_line& line);
+  void submit_pack();
+  void take_packs();
+  std::unique_ptr<pack_maker> new_maker() const;
+  void merge(std::unique_ptr<line_pack> pack);
+  void merge_alone(const line_pack& pack);
+  void merge_made(const line_pack& pack);
+  void merge_lines(const pack_result& made);
+  void merge_refused(const line_pack& pack);
+  record_error fault_of(const record_line& line, const pack_result::refused_line& refused);
+
+  bool has_batch() const { return acknowledged_ != done_; }
   bool is_batch_large() const;
+  void write_batch();
   void write_patiently();
   void write_outputs(const delivery* of);
   void write_jointly();
   void tell_clients();
   void count_batch(const std::vector<size_t>& output_bytes, size_t bad_lines);
 
-  const event_set& events_;
+  definition_version& definitions_;
   const emit_filter& filter_;
   emit_outputs& outputs_;
   emit_report& report_;
   batch_patience& patience_;
   record_rules rules_;
 
-  record_parser parser_;
-  entry_maker maker_;
-  stored_form form_;                 // for the size that a record has there
-  parsed_record* parsed_ = nullptr;  // the record being processed; null: no JSON object
+  record_making making_;
+  size_t threads_;
+  size_t taken_since_write_ = 0;          // bytes of lines
+  std::unique_ptr<entry_makers> makers_;  // null: nothing has asked for them yet
+  std::unique_ptr<line_pack> pack_;       // that is being filled; null: none
+  std::vector<std::unique_ptr<line_pack>> spare_packs_;
+
   emit_tallies tallies_;
   uint64_t taken_ = 0;         // records so far
+  uint64_t done_ = 0;          // of these: they are in the batch, or were refused, or rejected
   uint64_t acknowledged_ = 0;  // of these, up to the last batch written
   size_t batch_input_ = 0;     // bytes of the lines of the batch
   std::string bad_lines_;      // of the batch, for the quarantine

@@ -109,7 +109,7 @@ void emit_report::tell_not_kept() {
 
 void emit_report::bad_record(const record_line& line, const record_error& error) {
   if (!may_show_another()) return;
-  const text_file source = text_file::one_line(*line.source, std::string(line.text),
+  const text_file source = text_file::one_line(line.source->name, std::string(line.text),
                                                static_cast<size_t>(line.number - 1));
   diagnostic_list found;
   found.add(error.rule(), {&source, error.offset()}, error.text());

@@ -87,7 +87,10 @@ void record_sending::wait_and_serve() {
 // The service counts lines as this does: those of blanks are left out, and a line that is too long
 // is one for it, too.
 void record_sending::take(const record_line& line) {
-  if (++read_ <= acknowledged_) return;
+  if (++read_ <= acknowledged_) {
+    ++left_out_;
+    return;
+  }
   std::string text(line.text);
   if (line.too_long || text.size() > record_size_limit) {
     text.resize(std::max(text.size(), record_size_limit + 1), ' ');
@@ -100,6 +103,7 @@ void record_sending::take(const record_line& line) {
 void record_sending::fill_piece() {
   while (is_greeted_ && piece_.size() < sent_piece && unsent_ < lines_.size())
     piece_ += lines_[unsent_++];
+  sent_ = std::max(sent_, acknowledged_ + unsent_);
 }
 
 void record_sending::send_piece() {
@@ -134,6 +138,9 @@ void record_sending::answer(std::string_view line) {
   const auto answer = read_answer(line);
   if (!answer) throw sender_refused("the service answers what this program does not know");
   if (answer->acknowledged) {
+    if (!was_greeted_) sent_ = *answer->acknowledged;
+    if (*answer->acknowledged > sent_)
+      throw sender_refused("the service acknowledges more than it was sent");
     is_greeted_ = true;
     was_greeted_ = true;
     forget_up_to(*answer->acknowledged);

@@ -34,6 +34,8 @@ class record_sending {
   bool run();
   uint64_t acknowledged() const { return acknowledged_; }
   uint64_t read() const { return read_; }  // records of the input, so far
+  // Of these: left out, because they had been acknowledged before this run.
+  uint64_t left_out() const { return left_out_; }
 
  private:
   bool is_done() const { return input_.at_end() && lines_.empty(); }
@@ -67,7 +69,9 @@ class record_sending {
   std::string piece_;              // that is being sent
   std::string heard_;              // of the service's answers, not yet a line
   uint64_t acknowledged_ = 0;
+  uint64_t sent_ = 0;  // the number of the last record that was, by this run or before it
   uint64_t read_ = 0;
+  uint64_t left_out_ = 0;
 };
 
 #endif

@@ -13,8 +13,7 @@ bool time_skew::allows(const kp_Time& time) const {
 }
 
 record_error time_skew::fault_of(const parsed_record& record) const {
-  return record_error("record-time"_rule, [&record, most = *most_]() -> record_finding {
-    return {record.time->offset, "\"time\" lies more than " + duration_text(most) +
-                                     " from now: " + shown_record_value(*record.time)};
-  });
+  return record_error("record-time"_rule,
+                      {record.time->offset, "\"time\" lies more than " + duration_text(*most_) +
+                                                " from now: " + shown_record_value(*record.time)});
 }

@@ -21,7 +21,7 @@ class time_skew {
 
   // Whether the time lies no farther from now than allowed, before or behind; to the second.
   bool allows(const kp_Time& time) const;
-  // The fault of the record whose time that is; the record must live until it is asked for.
+  // The fault of the record whose time that is.
   record_error fault_of(const parsed_record& record) const;
 
  private:

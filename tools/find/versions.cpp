@@ -4,16 +4,6 @@
 
 #include "recording/text/words.h"
 
-definition_version::definition_version(const event_set_options& options) {
-  const kp_log_own_settings::scope within(settings_);
-  events_ = std::make_unique<event_set>(options);
-}
-
-definition_version::~definition_version() {
-  const kp_log_own_settings::scope within(settings_);
-  events_.reset();
-}
-
 definition_versions versions_of(const std::vector<std::string>& definitions,
                                 event_set_options options) {
   definition_versions versions;

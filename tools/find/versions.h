@@ -6,28 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "logging/own_settings.h"
-#include "recording/records/event_set.h"
+#include "recording/records/definition_version.h"
 #include "recording/records/parser.h"
-
-// A set of definitions, and the library set up for it alone.
-class definition_version {
- public:
-  // Raises as event_set does.
-  explicit definition_version(const event_set_options& options);
-  ~definition_version();
-  definition_version(const definition_version&) = delete;
-  definition_version& operator=(const definition_version&) = delete;
-
-  const event_set& events() const { return *events_; }
-
-  // What is done with entries of its events is done within this.
-  kp_log_own_settings::scope scope() { return kp_log_own_settings::scope(settings_); }
-
- private:
-  kp_log_own_settings settings_;
-  std::unique_ptr<event_set> events_;
-};
 
 using definition_versions = std::vector<std::unique_ptr<definition_version>>;
 

@@ -279,13 +279,17 @@ TEST_F(RecordSink, EachDayOfABatchGoesOnWithItsOwnSerial) {
                                    "app.20261116.0002", "app.20261117.0001"));
 }
 
-TEST_F(RecordSink, SerialsEndWithFourDigits) {
-  folder_.write("app.20261115.9999", "x\n");
+TEST_F(RecordSink, LastSerialOfADayTakesAllThatComes) {
+  folder_.write("app.20261115.9998", "x\n");
   const auto sink = text(",max-size=1");
-  entries_.add(*sink, "m");
-  EXPECT_EQ(write_error(*sink), "no serial is left behind " + file("app.20261115.9999"));
-  EXPECT_THAT(files(), ElementsAre("app.20261115.9999"));
-  EXPECT_EQ(content("app.20261115.9999"), "x\n");
+  for (int round = 0; round < 2; ++round) {
+    write(*sink, {"one", "two"});
+    write(*sink, {"three"});
+  }
+  EXPECT_THAT(files(), ElementsAre("app.20261115.9998", "app.20261115.9999"));
+  EXPECT_EQ(content("app.20261115.9998"), "x\n");
+  const std::string log = content("app.20261115.9999");
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 6);
 }
 
 TEST_F(RecordSink, FollowsTheSerialThatAnotherProcessBegan) {
