@@ -3,7 +3,7 @@
 
 usage: records.py KPLOG PEER [RUNS]
 
-Both read the same JSON Lines with the same parser and write the same lines to a log. Each is run several
+Both read the same JSON Lines with the same parser, by one thread, and write the same lines to a log. Each is run several
 times (5), in turns, and the quickest run counts. Times are those of the processor. Bad records are held against
 512 events of such attributes, among which the names that were meant are looked for, and good ones as well.
 
@@ -21,6 +21,8 @@ import sys
 import tempfile
 import time
 
+from login_records import SOURCE, write_records
+
 FEW, MANY = 30_000, 300_000
 TARGET = 150_000  # records a second
 BAD = 100_000
@@ -29,21 +31,6 @@ EVENTS = 512
 ONE_BY_ONE = 5_000
 COUNTERS = (0, 365 * 100, 3650 * 100)  # records in the counter: none, a year and ten of 100 events
 COUNTED_TARGET = 0.8  # of the rate without a counter
-
-SOURCE = """kplog: 1
-log_version: "2.0"
-events:
-  USER_LOGIN:
-    id: 1001
-    attributes:
-      USER_NAME: MBChar64
-      PORT: UInt2
-      HOST: MBChar128
-      ATTEMPTS: UInt4
-      SECONDS: Float
-    message: "User {USER_NAME} logged in from {HOST} on port {PORT} after {ATTEMPTS} attempts in {SECONDS} s"
-"""
-
 
 BAD_RECORDS = [  # what is bad, what is replaced, and by what
     ("no JSON", r"}}$", "}"),
@@ -70,18 +57,6 @@ def write_bad_records(path, good, pattern, replacement):
             bad.write(re.sub(pattern, replacement, line, count=1))
 
 
-def write_records(path, count):
-    with open(path, "w", encoding="utf-8") as records:
-        for i in range(count):
-            second = i // 200
-            records.write(
-                f'{{"event":"USER_LOGIN","level":3,'
-                f'"time":"2026-11-15T{second // 3600:02}:{second // 60 % 60:02}:{second % 60:02}+00:00",'
-                f'"attributes":{{"USER_NAME":"user{i * 7919 % 10007}","PORT":{i * 31 % 65536},'
-                f'"HOST":"host{i * 17 % 997}.example.org","ATTEMPTS":{i % 9},'
-                f'"SECONDS":{i * 37 % 10000 / 1000:.3f}}}}}\n')
-
-
 def cost(command, folder, status_expected=0, **streams):
     """Seconds of the processor, and the most memory in KiB."""
     child = subprocess.Popen(command, cwd=folder, env={**os.environ, "TZ": "UTC", "LC_ALL": "C"}, **streams)
@@ -93,7 +68,7 @@ def cost(command, folder, status_expected=0, **streams):
 
 
 def emit(kplog, records, log, definitions="events.ldf"):
-    return [kplog, "emit", "--quiet", "--definitions", definitions, "--locale", "en_US",
+    return [kplog, "emit", "--quiet", "--threads", "0", "--definitions", definitions, "--locale", "en_US",
             "--to", f"text:{log},max-size=4G", records]
 
 

@@ -66,6 +66,7 @@ const known_event* entry_maker::event_of(const parsed_record& record) {
 
 // Successive records often have one time, and reading it takes as long as adding several values.
 bool entry_maker::read_time(const record_value& told) {
+  if (told.text == time_text_ && !time_text_.empty()) return true;
   text_.assign(told.text);
   fraction_ = take_second_fraction(text_);
   if (text_ == time_text_ && !time_text_.empty()) return true;

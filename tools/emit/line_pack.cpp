@@ -4,8 +4,15 @@
 
 // --- Packs ---
 
+// The memory of a long line is given back.
+static void empty_text(std::string& text) {
+  static constexpr size_t most_kept = size_t{1} << 20;
+  text.clear();
+  if (text.capacity() > most_kept) text.shrink_to_fit();
+}
+
 void pack_result::clear() {
-  for (std::string& text : texts) text.clear();
+  for (std::string& text : texts) empty_text(text);
   days.clear();
   counts.clear();
   tallies.clear();
@@ -24,11 +31,9 @@ void line_pack::add(const record_line& line) {
   lines_.back().text = std::string_view(text_).substr(begin);
 }
 
-// The memory of a long line is given back.
 void line_pack::clear() {
   lines_.clear();
-  text_.clear();
-  if (text_.capacity() > 2 * most_text) text_.shrink_to_fit();
+  empty_text(text_);
   result.clear();
 }
 

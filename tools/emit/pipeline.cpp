@@ -104,48 +104,51 @@ std::unique_ptr<pack_maker> emit_pipeline::new_maker() const {
 
 void emit_pipeline::take_in_pack(const record_line& line) {
   if (pack_ != nullptr && !pack_->has_room_for(line)) {
-    submit_pack();
+    makers_->submit(std::move(pack_));
     if (makers_->has_enough()) merge(makers_->next());
     while (auto made = makers_->next_if_made()) merge(std::move(made));
     if (has_stopped_) return;
   }
-  if (pack_ == nullptr && spare_packs_.empty()) pack_ = std::make_unique<line_pack>();
-  if (pack_ == nullptr) {
-    pack_ = std::move(spare_packs_.back());
-    spare_packs_.pop_back();
-  }
+  if (pack_ == nullptr) pack_ = empty_pack();
   pack_->add(line);
 }
 
-void emit_pipeline::submit_pack() {
-  makers_->submit(std::move(pack_));
+std::unique_ptr<line_pack> emit_pipeline::empty_pack() {
+  if (spare_packs_.empty()) return std::make_unique<line_pack>();
+  std::unique_ptr<line_pack> pack = std::move(spare_packs_.back());
+  spare_packs_.pop_back();
+  return pack;
 }
 
 // All that are on their way.
 void emit_pipeline::take_packs() {
-  if (pack_ != nullptr) submit_pack();
+  if (pack_ != nullptr) makers_->submit(std::move(pack_));
   while (auto made = makers_ == nullptr ? nullptr : makers_->next()) merge(std::move(made));
 }
 
-// What was refused may have consequences for the lines behind it, where others hear of it; then
-// they are taken one by one.
+// Whether somebody who minds bad records has sent one, or was closed for others: of the lines
+// behind such a record some are not to be taken.
+static bool may_lines_be_left_out(const line_pack& pack) {
+  const std::vector<record_line>& lines = pack.lines();
+  const auto& refused = pack.result.refused;
+  return std::any_of(refused.begin(), refused.end(),
+                     [&](const auto& one) { return lines[one.line].source->sender != nullptr; }) ||
+         std::any_of(lines.begin(), lines.end(),
+                     [](const record_line& line) { return line.source->is_closed; });
+}
+
 void emit_pipeline::merge(std::unique_ptr<line_pack> pack) {
-  const std::vector<record_line>& lines = pack->lines();
-  const auto is_heard = [&](const auto& refused) {
-    return lines[refused.line].source->sender != nullptr;
-  };
-  const auto& refused = pack->result.refused;
-  const bool is_alone =
-      std::any_of(refused.begin(), refused.end(), is_heard) ||
-      std::any_of(lines.begin(), lines.end(), [](const auto& l) { return l.source->is_closed; });
   if (pack->result.failure) std::rethrow_exception(pack->result.failure);
-  if (!has_stopped_) is_alone ? merge_alone(*pack) : merge_made(*pack);
+  if (!has_stopped_ && may_lines_be_left_out(*pack))
+    take_one_by_one(*pack);
+  else if (!has_stopped_)
+    merge_made(*pack);
   pack->clear();
   spare_packs_.push_back(std::move(pack));
   if (is_batch_large()) write_batch();
 }
 
-void emit_pipeline::merge_alone(const line_pack& pack) {
+void emit_pipeline::take_one_by_one(const line_pack& pack) {
   for (const record_line& line : pack.lines())
     if (line.source->is_closed)
       ++done_;

@@ -78,11 +78,11 @@ class emit_pipeline {
 
   bool is_busy();
   void take_in_pack(const record_line& line);
-  void submit_pack();
+  std::unique_ptr<line_pack> empty_pack();
   void take_packs();
   std::unique_ptr<pack_maker> new_maker() const;
   void merge(std::unique_ptr<line_pack> pack);
-  void merge_alone(const line_pack& pack);
+  void take_one_by_one(const line_pack& pack);
   void merge_made(const line_pack& pack);
   void merge_lines(const pack_result& made);
   void merge_refused(const line_pack& pack);

@@ -19,6 +19,7 @@ class time_skew {
       clock now = [] { return std::chrono::system_clock::now(); })
       : most_(most), now_(std::move(now)) {}
 
+  bool is_limited() const { return most_.has_value(); }
   // Whether the time lies no farther from now than allowed, before or behind; to the second.
   bool allows(const kp_Time& time) const;
   // The fault of the record whose time that is.
