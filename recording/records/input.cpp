@@ -61,8 +61,17 @@ static std::string_view without_mark(std::string_view text) {
   return text;
 }
 
-size_t record_lines::limit_of(std::string_view line) const {
-  return std::min(size_limit_of(number_ == 0 ? without_mark(line) : line), most_);
+static size_t limit_of_line(std::string_view line, bool is_first, size_t most) {
+  return std::min(size_limit_of(is_first ? without_mark(line) : line), most);
+}
+
+bool take_as_line(std::string_view bytes, bool is_first, size_t most, record_line& line) {
+  line.limit = limit_of_line(bytes, is_first, most);
+  line.too_long = bytes.size() > line.limit;
+  line.text = bytes.substr(0, line.limit);
+  if (line.text.ends_with('\r')) line.text.remove_suffix(1);
+  if (is_first) line.text = without_mark(line.text);
+  return line.text.find_first_not_of(" \t\r") != std::string_view::npos;
 }
 
 // A line beyond the limit is not waited for: what is there of it is a piece without an end.
@@ -70,7 +79,8 @@ bool record_lines::take_piece(piece& taken, bool at_end) {
   const std::string_view rest(bytes_.data() + begin_, end_ - begin_);
   const size_t found = rest.find('\n', scanned_);
   taken = {rest.substr(0, found), found != std::string_view::npos};
-  const bool is_due = taken.has_end || rest.size() > limit_of(rest) || (at_end && !rest.empty());
+  const bool is_beyond_limit = rest.size() > limit_of_line(rest, number_ == 0, most_);
+  const bool is_due = taken.has_end || is_beyond_limit || (at_end && !rest.empty());
   scanned_ = is_due ? 0 : rest.size();
   if (is_due) begin_ += taken.text.size() + (taken.has_end ? 1 : 0);
   return is_due;
@@ -81,14 +91,8 @@ bool record_lines::next(record_line& line, bool at_end) {
     const bool is_known = inside_;
     inside_ = !taken.has_end;
     if (is_known) continue;
-    line.limit = limit_of(taken.text);
-    line.too_long = taken.text.size() > line.limit;
-    line.text = taken.text.substr(0, line.limit);
-    if (line.text.ends_with('\r')) line.text.remove_suffix(1);
     line.number = ++number_;
-    if (number_ == 1) line.text = without_mark(line.text);
-    const bool is_blank = line.text.find_first_not_of(" \t\r") == std::string_view::npos;
-    if (!is_blank) return true;
+    if (take_as_line(taken.text, number_ == 1, most_, line)) return true;
   }
   return false;
 }
@@ -101,19 +105,18 @@ bool record_lines::next_at_end(record_line& line) {
 
 // --- Files ---
 
-[[noreturn]] static void raise_read_error(const std::string& path) {
+void raise_record_file_error(const std::string& path) {
   throw file_error(file_use::reading, "read", input_name(path), errno);
 }
 
-// Not to wait for the writer of a FIFO; reading waits by poll alone.
-static int open_records(const std::string& path) {
-  const int descriptor = KP_open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-  if (descriptor < 0) raise_read_error(path);
-  return descriptor;
+// Reading waits by poll alone.
+open_descriptor open_record_file(const std::string& path) {
+  open_descriptor file(KP_open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+  if (!file.is_open()) raise_record_file_error(path);
+  return file;
 }
 
-// A journal's segment may have been compressed since somebody found it.
-static std::string compressed_since(const std::string& path) {
+std::string record_file_at(const std::string& path) {
   struct stat status {};
   if (!path.ends_with(segment_ending) || KP_stat(path.c_str(), &status) == 0) return path;
   const std::string compressed = path + std::string(compressed_ending);
@@ -123,7 +126,8 @@ static std::string compressed_since(const std::string& path) {
 // Asks without opening: a writer that waits for a FIFO's reader would take this for one.
 void check_record_files(const std::vector<std::string>& paths) {
   for (const std::string& path : paths)
-    if (path != "-" && KP_access(compressed_since(path).c_str(), R_OK) != 0) raise_read_error(path);
+    if (path != "-" && KP_access(record_file_at(path).c_str(), R_OK) != 0)
+      raise_record_file_error(path);
 }
 
 bool is_named_fifo(const std::string& path) {
@@ -149,20 +153,19 @@ int record_files::descriptor() const {
 
 // The old descriptor of a FIFO goes when the new one is there: what was written meanwhile is kept.
 void record_files::open_again() {
-  descriptor_ = path() == "-" ? open_descriptor() : open_descriptor(open_records(path()));
+  descriptor_ = path() == "-" ? open_descriptor() : open_record_file(path());
 }
 
 void record_files::open_next() {
   compressed_.reset();
   if (++next_ > paths_.size()) return;
-  paths_[next_ - 1] = compressed_since(path());
+  paths_[next_ - 1] = record_file_at(path());
   open_again();
   struct stat status {};
   const bool is_compressed = path().ends_with(compressed_ending) &&
                              KP_fstat(descriptor(), &status) == 0 && S_ISREG(status.st_mode);
   if (is_compressed)
-    compressed_ =
-        std::make_unique<segment_reader>(open_descriptor(open_records(path())), path(), true);
+    compressed_ = std::make_unique<segment_reader>(open_record_file(path()), path(), true);
   is_fifo_ = is_named_fifo(path());
   source_ = std::make_shared<line_source>(line_source{.name = input_name(path())});
   lines_ = record_lines(file_piece);
@@ -203,7 +206,7 @@ void record_files::read(std::span<const pollfd> watched, const record_taker& tak
   if (compressed_ != nullptr) return read_compressed(take);
   const ssize_t got = lines_.read_from(descriptor());
   if (got < 0 && errno == EAGAIN) return;
-  if (got < 0) raise_read_error(path());
+  if (got < 0) raise_record_file_error(path());
   hand_over_lines(take);
   if (got > 0) return;
   hand_over_end(take);

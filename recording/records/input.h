@@ -58,6 +58,12 @@ inline std::chrono::milliseconds shorter_wait(std::chrono::milliseconds one,
   return one.count() >= 0 && (other.count() < 0 || one < other) ? one : other;
 }
 
+// What an input has up to a line end, or its own end, as a line: the text without CR and without
+// the byte order mark in front of the first line, what is too long cut off. No line may have more
+// than `most` bytes, whatever it is. False for a line of blanks, which is none; source and number
+// are left alone.
+bool take_as_line(std::string_view bytes, bool is_first, size_t most, record_line& line);
+
 using record_taker = std::function<void(const record_line& line)>;
 
 // The bytes of one input that have been read, cut into lines. Lines of blanks are counted and
@@ -97,8 +103,6 @@ class record_lines {
     std::string_view text;
     bool has_end = false;
   };
-
-  size_t limit_of(std::string_view line) const;
 
   bool next(record_line& line, bool at_end);
   bool take_piece(piece& taken, bool at_end);
@@ -174,6 +178,16 @@ class record_files : public record_input {
   std::shared_ptr<line_source> source_ = std::make_shared<line_source>();  // that file
   record_lines lines_;
 };
+
+// Where the records of that path are: a journal's segment may have been compressed since somebody
+// found it.
+std::string record_file_at(const std::string& path);
+
+// That one file, open, without waiting for the writer of a FIFO. Raises file_error.
+open_descriptor open_record_file(const std::string& path);
+
+// Raises the file_error of a file that cannot be read, for errno's reason.
+[[noreturn]] void raise_record_file_error(const std::string& path);
 
 // Raises file_error for the first file that cannot be read.
 void check_record_files(const std::vector<std::string>& paths);

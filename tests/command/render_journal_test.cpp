@@ -70,7 +70,7 @@ TEST_F(RenderJournal, ShowsWhatIsBehindADamagedSegment) {
   const std::string whole = folder_.text(first_ + ".zst");
   folder_.write(first_ + ".zst", whole.substr(0, whole.size() / 2));
   for (const auto& [options, expected] : {std::pair{"-q shop", "six\n" + alice_ + bob_},
-                                          {"-q --last 1 shop", bob_},
+                                          {"-q --last 9 shop", "six\n" + alice_ + bob_},
                                           {"-q --event USER_LOGIN shop sized", alice_ + bob_}}) {
     const command_result shown = render(options);
     EXPECT_EQ(shown.status, 3) << options;
@@ -86,6 +86,17 @@ TEST_F(RenderJournal, FilesBehindOneThatIsDamagedAreShown) {
   const command_result shown = render("damaged.zst sized damaged.zst");
   EXPECT_EQ(shown.status, 3);
   EXPECT_EQ(shown.out, "one\ntwo\n");
+}
+
+TEST_F(RenderJournal, TheLastAreFoundWithoutTheSegmentsBeforeThem) {
+  folder_.write(first_ + ".zst", std::string(folder_.text(first_ + ".zst").size(), 'x'));
+  EXPECT_EQ(messages("shop --last 3"), "six\n" + alice_ + bob_);
+  const command_result late = render("shop --last 1 --event NOTE");
+  EXPECT_EQ(late.out, "six\n");
+  // An index tells how many of the last segment do not fit.
+  EXPECT_THAT(late.err, EndsWith("3 records: 1 rendered, 0 marked, 0 bad, 2 left out; what is "
+                                 "before them was not read\n"));
+  EXPECT_EQ(render("shop --last 4").status, 3);
 }
 
 // As when somebody compresses it between looking for it and reading it.

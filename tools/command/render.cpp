@@ -20,8 +20,9 @@
 #include "tools/command/render_run.h"
 #include "tools/emit/files.h"
 
-static void write_summary(const render_tally& tally, const render_options& options,
+static void write_summary(const record_rendering& rendering, const render_options& options,
                           emit_report& report, std::ostream& log) {
+  const render_tally& tally = rendering.tally();
   const bool may_leave_out = options.find.has_any() || options.last != 0;
   if (options.report.quiet) return;
   if (options.report.format == diagnostic_format::json) {
@@ -33,6 +34,8 @@ static void write_summary(const render_tally& tally, const render_options& optio
     if (!options.by.empty()) json.key("counted").number(tally.counted);
     json.key("bad").number(tally.bad);
     if (may_leave_out) json.key("left_out").number(tally.left_out);
+    if (options.last != 0)
+      json.key("begin_unread").written(rendering.is_begin_unread() ? "true" : "false");
     json.end_object().end_object();
     log << line << '\n';
   } else {
@@ -43,7 +46,8 @@ static void write_summary(const render_tally& tally, const render_options& optio
         options.by.empty() ? part(tally.rendered, "rendered, ") + part(tally.marked, "marked, ")
                            : part(tally.counted, "counted, ");
     report.note(counted(tally.total(), "record") + ": " + shown + part(tally.bad, "bad") +
-                (may_leave_out ? ", " + part(tally.left_out, "left out") : ""));
+                (may_leave_out ? ", " + part(tally.left_out, "left out") : "") +
+                (rendering.is_begin_unread() ? "; what is before them was not read" : ""));
   }
 }
 
@@ -68,11 +72,13 @@ static command_outcome show_records(const render_options& options,
                                     std::ostream& log) {
   std::optional<pager> pages;
   if (!options.is_unpaged && are_regular_files(searched)) pages.emplace();
-  const std::vector<std::string> paths = paths_of(rendering.without_vain(searched));
-  if (!rendering.show(paths) || !rendering.show_counts(options)) return command_outcome::file_error;
+  const bool is_shown = options.last != 0 && are_regular_files(searched)
+                            ? rendering.show_last(searched)
+                            : rendering.show(searched);
+  if (!is_shown || !rendering.show_counts(options)) return command_outcome::file_error;
   report.tell_hidden();
   pages.reset();
-  write_summary(rendering.tally(), options, report, log);
+  write_summary(rendering, options, report, log);
   const bool is_whole = rendering.tally().marked == 0 && rendering.tally().bad == 0;
   if (!rendering.is_all_read()) return command_outcome::file_error;
   return is_whole ? command_outcome::good : command_outcome::findings;

@@ -6,7 +6,6 @@
 #include <ostream>
 #include <stdexcept>
 
-#include "recording/files/file_error.h"
 #include "recording/text/code_page.h"
 
 // A group of conditions may be about events or attributes that only some versions have.
@@ -30,7 +29,7 @@ record_rendering::shown_version::shown_version(const render_options& options,
 record_rendering::record_rendering(const render_options& options,
                                    const definition_versions& versions, std::ostream& out,
                                    emit_report& report)
-    : definitions_(versions), last_(options.last), out_(out), report_(report) {
+    : definitions_(versions), out_(out), report_(report) {
   const auto now = std::chrono::system_clock::now();
   size_t event_width = 0;
   for (const auto& version : versions)
@@ -44,6 +43,7 @@ record_rendering::record_rendering(const render_options& options,
   }
   require_sound_groups(faults);
   if (!options.by.empty()) counts_.emplace(options.by, now);
+  if (options.last != 0) last_.emplace(options.last);
 }
 
 // To be counted a record needs its message only where that decides.
@@ -64,25 +64,24 @@ bool record_rendering::take_if_it_fits(const parsed_record& record) {
   return true;
 }
 
-std::vector<searched_file> record_rendering::without_vain(const std::vector<searched_file>& files) {
-  const auto is_vain = [this](const searched_file& file) {
-    return file.index && std::none_of(versions_.begin(), versions_.end(), [&](const auto& version) {
-             return version->conditions.may_fit(*file.index);
-           });
-  };
-  std::vector<searched_file> left;
-  for (const searched_file& file : files)
-    if (is_vain(file))
-      tally_.left_out += file.index->records;
-    else
-      left.push_back(file);
-  return left;
+// As an index tells of segments.
+bool record_rendering::leaves_out(const searched_file& file) {
+  const bool is_vain =
+      file.index && std::none_of(versions_.begin(), versions_.end(), [&](const auto& version) {
+        return version->conditions.may_fit(*file.index);
+      });
+  if (is_vain) tally_.left_out += file.index->records;
+  return is_vain;
+}
+
+void record_rendering::take_record(const record_line& line) {
+  check_length(line);
+  if (!take_if_it_fits(parser_.parse(line.text))) ++tally_.left_out;
 }
 
 void record_rendering::take(const record_line& line) {
   try {
-    check_length(line);
-    if (!take_if_it_fits(parser_.parse(line.text))) ++tally_.left_out;
+    take_record(line);
   } catch (const record_error& error) {
     report_.bad_record(line, error);
     ++tally_.bad;
@@ -90,31 +89,28 @@ void record_rendering::take(const record_line& line) {
 }
 
 void record_rendering::show(shown_version& version, const viewed_record& viewed) {
+  if (last_) return keep(version, viewed);
   if (viewed.is_message_from_definition) report_.definition_message(*viewed.made->event);
-  if (last_ != 0) return keep(version, viewed);
   version.form.append(lines_, viewed);
   ++(viewed.made != nullptr ? tally_.rendered : tally_.marked);
 }
 
 void record_rendering::keep(shown_version& version, const viewed_record& viewed) {
-  kept_record kept;
-  if (kept_.size() == last_) {
-    kept = std::move(kept_.front());  // with its memory
-    kept.line.clear();
-    kept_.pop_front();
-    ++tally_.left_out;
-  }
-  version.form.append(kept.line, viewed);
+  kept_record& kept = is_from_end_ ? last_->before_all() : last_->behind();
+  version.form.append(kept.text, viewed);
   kept.is_marked = viewed.made == nullptr;
-  kept_.push_back(std::move(kept));
+  if (viewed.is_message_from_definition) kept.from_definition = viewed.made->event;
 }
 
 void record_rendering::take_kept() {
-  for (const kept_record& kept : kept_) {
-    lines_ += kept.line;
+  if (!last_) return;
+  last_->close_input();
+  tally_.left_out += last_->dropped();
+  for (const kept_record& kept : last_->records()) {
+    if (kept.from_definition != nullptr) report_.definition_message(*kept.from_definition);
+    lines_ += kept.text;
     ++(kept.is_marked ? tally_.marked : tally_.rendered);
   }
-  kept_.clear();
 }
 
 bool record_rendering::write() {
@@ -122,6 +118,18 @@ bool record_rendering::write() {
   lines_.clear();
   return out_.good();
 }
+
+void record_rendering::tell_progress() {
+  const uint64_t kept = last_ ? last_->size() + last_->dropped() : 0;
+  report_.progress({{nullptr, {.read = tally_.total() + kept, .bad = tally_.bad}}});
+}
+
+void record_rendering::tell_unreadable(const file_error& error) {
+  report_.problem("unreadable"_rule, error.what());
+  is_all_read_ = false;
+}
+
+// --- From the begin ---
 
 bool record_rendering::show_readable(record_files& files) {
   std::vector<pollfd> watched;
@@ -131,12 +139,15 @@ bool record_rendering::show_readable(record_files& files) {
     if (poll(watched.data(), watched.size(), -1) < 0) continue;
     files.read(watched, [this](const record_line& line) { take(line); });
     if (!write()) return false;
-    report_.progress({{nullptr, {.read = tally_.total() + kept_.size(), .bad = tally_.bad}}});
+    tell_progress();
   }
   return true;
 }
 
-bool record_rendering::show(std::vector<std::string> paths) {
+bool record_rendering::show(const std::vector<searched_file>& searched) {
+  std::vector<std::string> paths;
+  for (const searched_file& file : searched)
+    if (!leaves_out(file)) paths.push_back(file.path);
   if (!counts_) versions_.back()->form.append_heading(lines_);
   while (!paths.empty()) {
     std::optional<record_files> files;
@@ -145,10 +156,72 @@ bool record_rendering::show(std::vector<std::string> paths) {
       if (!show_readable(*files)) return false;
       paths.clear();
     } catch (const file_error& error) {
-      report_.problem("unreadable"_rule, error.what());
-      is_all_read_ = false;
+      tell_unreadable(error);
       paths = files ? files->behind() : std::vector<std::string>(paths.begin() + 1, paths.end());
     }
+  }
+  take_kept();
+  return write();
+}
+
+// --- From the end ---
+
+// Numbers of lines are not known meanwhile: what is bad is told behind that.
+void record_rendering::take_last_of(file_from_end& file) {
+  constexpr unsigned lines_between_progress = 4096;
+  is_from_end_ = true;
+  record_line line;
+  for (unsigned lines = 1; !last_->are_complete() && file.next(line); ++lines) {
+    try {
+      take_record(line);
+    } catch (const record_error&) {
+      file.remember();
+      ++tally_.bad;
+    }
+    if (lines % lines_between_progress == 0) tell_progress();
+  }
+}
+
+// False when standard output fails.
+bool record_rendering::show_last_of(const std::string& path) {
+  const std::unique_ptr<file_from_end> file = file_from_end::open(path);
+  is_from_end_ = file != nullptr;
+  if (!file) {
+    record_files files({path});
+    return show_readable(files);
+  }
+  try {
+    take_last_of(*file);
+  } catch (const file_error& error) {
+    tell_unreadable(error);
+  }
+  is_begin_unread_ |= last_->are_complete() && !file->is_at_begin();
+  file->for_each_remembered([this](const record_line& line) {
+    try {
+      check_length(line);
+      parser_.parse(line.text);
+    } catch (const record_error& error) {
+      report_.bad_record(line, error);
+    }
+  });
+  report_.not_shown(file->forgotten());
+  return true;
+}
+
+bool record_rendering::show_last(const std::vector<searched_file>& files) {
+  versions_.back()->form.append_heading(lines_);
+  for (auto file = files.rbegin(); file != files.rend(); ++file) {
+    if (leaves_out(*file)) continue;
+    if (last_->are_complete()) {
+      is_begin_unread_ = true;
+      continue;
+    }
+    try {
+      if (!show_last_of(file->path)) return false;
+    } catch (const file_error& error) {
+      tell_unreadable(error);
+    }
+    last_->close_input();
   }
   take_kept();
   return write();

@@ -4,21 +4,23 @@
 
 #include <chrono>
 #include <cstdint>
-#include <deque>
 #include <iosfwd>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "recording/files/file_error.h"
 #include "recording/records/event_set.h"
 #include "recording/records/input.h"
 #include "recording/records/view.h"
 #include "tools/emit/run_report.h"
 #include "tools/find/conditions.h"
 #include "tools/find/counts.h"
+#include "tools/find/file_from_end.h"
 #include "tools/find/forms.h"
 #include "tools/find/journal_files.h"
+#include "tools/find/last_records.h"
 #include "tools/find/versions.h"
 #include "tools/report/outcome.h"
 
@@ -58,15 +60,18 @@ class record_rendering {
 
   // Shows the records of the files that fit, those of one read at once, so that people who wait for
   // them see them; where the last are wanted, these at the end. What cannot be read of a file is
-  // told, and the next is shown. False, with errno, when standard output fails.
-  bool show(std::vector<std::string> paths);
+  // told, and the next is shown; segments in which nothing fits are not read. False, with errno,
+  // when standard output fails.
+  bool show(const std::vector<searched_file>& files);
+  // The same of the last that are wanted: the last file is read first, each from its end where that
+  // can be, and nothing more when they are found.
+  bool show_last(const std::vector<searched_file>& files);
   bool is_all_read() const { return is_all_read_; }
+  // Whether records before those that are shown were not looked at.
+  bool is_begin_unread() const { return is_begin_unread_; }
 
   // Of a run that counts: shows the counts. False like show.
   bool show_counts(const render_options& options);
-
-  // The files without the segments in which there is no record that fits.
-  std::vector<searched_file> without_vain(const std::vector<searched_file>& files);
 
   const render_tally& tally() const { return tally_; }
 
@@ -81,14 +86,15 @@ class record_rendering {
     record_view view;
     record_form form;
   };
-  // One that is among the last so far.
-  struct kept_record {
-    std::string line;
-    bool is_marked = false;
-  };
 
+  bool leaves_out(const searched_file& file);
+  void tell_unreadable(const file_error& error);
   bool show_readable(record_files& files);
+  bool show_last_of(const std::string& path);
+  void take_last_of(file_from_end& file);
+  void tell_progress();
   void take(const record_line& line);
+  void take_record(const record_line& line);
   bool take_if_it_fits(const parsed_record& record);
   void show(shown_version& version, const viewed_record& viewed);
   void keep(shown_version& version, const viewed_record& viewed);
@@ -99,13 +105,14 @@ class record_rendering {
   std::vector<std::unique_ptr<shown_version>> versions_;
   record_parser parser_;
   std::optional<record_counts> counts_;  // instead of showing
-  size_t last_;
+  std::optional<last_records> last_;     // where these are wanted
+  bool is_from_end_ = false;             // what is read
   std::ostream& out_;
   emit_report& report_;
-  std::string lines_;             // not written yet
-  std::deque<kept_record> kept_;  // at most `last_`
+  std::string lines_;  // not written yet
   render_tally tally_;
   bool is_all_read_ = true;
+  bool is_begin_unread_ = false;
 };
 
 #endif

@@ -52,6 +52,8 @@ class emit_report {
   // Of the bad lines of a batch that many were not kept: told when they are the first, and when
   // there is room again.
   void quarantined(size_t left_out);
+  // So many bad records more, of which nothing but that is to be told.
+  void not_shown(uint64_t bad) { hidden_ += bad; }
   // Redraws the line of progress, if there is one to draw and it is time.
   void progress(const emit_tallies& tallies);
   // Tells how many bad records were not shown, if any.
