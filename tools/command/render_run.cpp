@@ -74,9 +74,13 @@ bool record_rendering::leaves_out(const searched_file& file) {
   return is_vain;
 }
 
+const parsed_record& record_rendering::parse(std::string_view line) {
+  return stored_lines_.read(line, stored_) ? stored_ : parser_.parse(line);
+}
+
 void record_rendering::take_record(const record_line& line) {
   check_length(line);
-  if (!take_if_it_fits(parser_.parse(line.text))) ++tally_.left_out;
+  if (!take_if_it_fits(parse(line.text))) ++tally_.left_out;
 }
 
 void record_rendering::take(const record_line& line) {

@@ -13,6 +13,7 @@
 #include "recording/files/file_error.h"
 #include "recording/records/event_set.h"
 #include "recording/records/input.h"
+#include "recording/records/stored_line.h"
 #include "recording/records/view.h"
 #include "tools/emit/run_report.h"
 #include "tools/find/conditions.h"
@@ -95,6 +96,7 @@ class record_rendering {
   void tell_progress();
   void take(const record_line& line);
   void take_record(const record_line& line);
+  const parsed_record& parse(std::string_view line);
   bool take_if_it_fits(const parsed_record& record);
   void show(shown_version& version, const viewed_record& viewed);
   void keep(shown_version& version, const viewed_record& viewed);
@@ -103,6 +105,8 @@ class record_rendering {
 
   const definition_versions& definitions_;
   std::vector<std::unique_ptr<shown_version>> versions_;
+  stored_line_reader stored_lines_;  // most lines are such
+  parsed_record stored_;             // that was read so
   record_parser parser_;
   std::optional<record_counts> counts_;  // instead of showing
   std::optional<last_records> last_;     // where these are wanted
