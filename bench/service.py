@@ -6,7 +6,8 @@ usage: service.py KPLOG [RUNS]
 Four clients (kplog send) send 250,000 records each of a five-attribute event, and end when all are acknowledged. What
 counts is what the service took of the processor, system calls included: with one thread, so that it is a rate
 of one core; the quickest of several runs (3). Then a million records are read from a file with one thread, and with as many as the
-machine has processors, and the time of the clock is told.
+machine has processors, and the time of the clock is told. The command fails when a goal is missed by more than the
+runs scatter.
 """
 import os
 import subprocess
@@ -87,6 +88,7 @@ def main():
         sys.exit(__doc__.strip())
     kplog = os.path.abspath(sys.argv[1])
     runs = int(sys.argv[2]) if len(sys.argv) == 3 else 3
+    is_missed = False
     with tempfile.TemporaryDirectory() as folder:
         with open(os.path.join(folder, "events.yaml"), "w", encoding="utf-8") as source:
             source.write(SOURCE)
@@ -96,7 +98,9 @@ def main():
             write_records(os.path.join(folder, f"part{i}"), RECORDS // CLIENTS)
         print(f"{RECORDS:,} records of {CLIENTS} clients, acknowledged; a second of one core")
         for what, outputs, goal in OUTPUTS:
-            rate = RECORDS / min(seconds_of_service(kplog, folder, outputs) for _ in range(runs))
+            times = [seconds_of_service(kplog, folder, outputs) for _ in range(runs)]
+            rate = RECORDS / min(times)
+            is_missed = is_missed or rate * max(times) / min(times) < goal
             print(f"{what:20}{rate:10,.0f} records/s   at least {goal:,}   {'met' if rate >= goal else 'NOT MET'}")
         print(f"\n{RECORDS:,} records of a file, by the clock, {os.cpu_count()} processors")
         for what, outputs, _ in OUTPUTS:
@@ -104,6 +108,7 @@ def main():
                                 for threads in (["--threads", "0"], []))
             print(f"{what:20}{RECORDS / one:10,.0f} records/s by one thread, "
                   f"{RECORDS / all_of_them:10,.0f} by all: {one / all_of_them:.2f} times")
+    return 1 if is_missed else 0
 
 
-main()
+sys.exit(main())
