@@ -14,35 +14,50 @@ static constexpr size_t most_compared_names = 32;
 
 // --- Bytes ---
 
-// Whether every text in the line ends at its next quote, and is UTF-8 without escapes.
-static bool is_plain_json(std::string_view line) {
+// What there is in a line.
+struct line_bytes {
+  bool has_control_character = false;
+  bool has_backslash = false;
+  bool is_ascii = true;
+};
+
+static line_bytes bytes_of(std::string_view line) {
   using bytes [[gnu::vector_size(16)]] = signed char;
   using words [[gnu::vector_size(16)]] = uint64_t;
   constexpr size_t size = sizeof(bytes);
-  if (line.size() < size) return false;
-  bytes odd{}, high{};
+  bytes control{}, backslash{}, high{};
   const auto look = [&](const char* at) {
     bytes block;
     std::memcpy(&block, at, size);
     high |= block;
-    odd |= ((block < ' ') & (block >= 0)) | (block == '\\');
+    control |= (block < ' ') & (block >= 0);
+    backslash |= block == '\\';
   };
-  size_t at = 0;
-  for (; at + size <= line.size(); at += size) look(line.data() + at);
+  for (size_t at = 0; at + size <= line.size(); at += size) look(line.data() + at);
   look(line.data() + line.size() - size);
-  const auto odd_words = reinterpret_cast<words>(odd), high_words = reinterpret_cast<words>(high);
-  constexpr uint64_t high_bits = 0x8080808080808080;
-  const bool is_ascii = ((high_words[0] | high_words[1]) & high_bits) == 0;
-  return (odd_words[0] | odd_words[1]) == 0 &&
-         (is_ascii || simdjson::validate_utf8(line.data(), line.size()));
+  const auto has = [](bytes of, uint64_t bits) {
+    const auto in_words = reinterpret_cast<words>(of);
+    return ((in_words[0] | in_words[1]) & bits) != 0;
+  };
+  constexpr uint64_t highest_bits = 0x8080808080808080;
+  return {has(control, UINT64_MAX), has(backslash, UINT64_MAX), !has(high, highest_bits)};
+}
+
+// Of the escapes of one character; nothing for \u, and what is none.
+static std::optional<char> escaped(char after_backslash) {
+  static constexpr std::string_view escapes = "\"\\/bfnrt";
+  static constexpr std::string_view characters = "\"\\/\b\f\n\r\t";
+  const size_t at = escapes.find(after_backslash);
+  if (at == escapes.npos) return std::nullopt;
+  return characters[at];
 }
 
 // --- The line ---
 
 class stored_line_reader::walk {
  public:
-  walk(stored_line_reader& reader, std::string_view line, parsed_record& record)
-      : reader_(reader), line_(line), record_(record) {}
+  walk(stored_line_reader& reader, std::string_view line, bool has_escapes, parsed_record& record)
+      : reader_(reader), line_(line), has_escapes_(has_escapes), record_(record) {}
 
   bool takes_all() {
     return takes_start() && takes_level() && takes_time() && takes_origin() && takes_attributes() &&
@@ -65,6 +80,8 @@ class stored_line_reader::walk {
     if (!takes("\"")) return false;
     const size_t end = line_.find('"', at_);
     if (end == line_.npos) return false;
+    const bool is_escaped = has_escapes_ && line_.substr(at_, end - at_).find('\\') != line_.npos;
+    if (is_escaped) return takes_escaped_text(value);
     value = {record_value_kind::text, line_.substr(at_, end - at_), at_ - 1};
     at_ = end + 1;
     return true;
@@ -115,6 +132,7 @@ class stored_line_reader::walk {
     return true;
   }
 
+  bool takes_escaped_text(record_value& value);
   bool takes_start();
   bool takes_new_start();
   void remember_start();
@@ -132,9 +150,29 @@ class stored_line_reader::walk {
 
   stored_line_reader& reader_;
   std::string_view line_;
+  bool has_escapes_;
   parsed_record& record_;
   size_t at_ = 0;
 };
+
+// Behind its first quote.
+bool stored_line_reader::walk::takes_escaped_text(record_value& value) {
+  std::string& texts = reader_.texts_;
+  const size_t begin = texts.size(), offset = at_ - 1;
+  for (; at_ < line_.size() && line_[at_] != '"'; ++at_) {
+    char character = line_[at_];
+    if (character == '\\') {
+      const std::optional<char> meant =
+          at_ + 1 < line_.size() ? escaped(line_[at_ + 1]) : std::nullopt;
+      if (!meant) return false;
+      character = *meant;
+      ++at_;
+    }
+    texts += character;
+  }
+  value = {record_value_kind::text, std::string_view(texts).substr(begin), offset};
+  return takes("\"");
+}
 
 bool stored_line_reader::walk::takes_start() {
   known_start& known = reader_.start_;
@@ -157,7 +195,8 @@ bool stored_line_reader::walk::takes_new_start() {
       record_.event.kind != record_value_kind::integer)
     return false;
   if (takes(",\"name\":") && !takes_text(record_.name.emplace())) return false;
-  if (!takes(",\"level\":")) return false;
+  const bool is_escaped = has_escapes_ && line_.substr(0, at_).find('\\') != line_.npos;
+  if (is_escaped || !takes(",\"level\":")) return false;
   remember_start();
   return true;
 }
@@ -238,7 +277,7 @@ bool stored_line_reader::walk::takes_name(size_t place, bool& is_known, std::str
     return true;
   }
   record_value text;
-  if (!takes_text(text) || !takes(":")) return false;
+  if (!takes_text(text) || text.text.size() != at_ - begin - 1 || !takes(":")) return false;
   name = text.text;
   const std::vector<record_attribute>& held = record_.attributes;
   return place < most_compared_names &&
@@ -301,6 +340,12 @@ bool stored_line_reader::walk::takes_message() {
 stored_line_reader::stored_line_reader() : shapes_(shape_count), shape_(shapes_.data()) {}
 
 bool stored_line_reader::read(std::string_view line, parsed_record& record) {
-  return line.size() <= stored_record_size_limit && is_plain_json(line) &&
-         walk(*this, line, record).takes_all();
+  constexpr size_t shortest = 64;  // of those that are written
+  if (line.size() < shortest || line.size() > stored_record_size_limit) return false;
+  const line_bytes bytes = bytes_of(line);
+  if (bytes.has_control_character) return false;
+  if (!bytes.is_ascii && !simdjson::validate_utf8(line.data(), line.size())) return false;
+  texts_.clear();
+  if (bytes.has_backslash) texts_.reserve(line.size());  // and what points there stays right
+  return walk(*this, line, bytes.has_backslash, record).takes_all();
 }

@@ -15,10 +15,10 @@ class stored_line_reader {
  public:
   stored_line_reader();
 
-  // Makes of the line what record_parser makes of it; the record points into the line. False for a
-  // line that is not exactly as the stored form is written, and for one that has an escape, a
-  // context or very many attributes: what is in `record` has no meaning then, and the parser tells
-  // what the line is.
+  // Makes of the line what record_parser makes of it; what the record points to lives as long as
+  // the line, and until the next call. False for a line that is not exactly as the stored form is
+  // written, and for one that has an escape \uNNNN, one in a name, a context or very many
+  // attributes: what is in `record` has no meaning then, and the parser tells what the line is.
   bool read(std::string_view line, parsed_record& record);
 
  private:
@@ -37,6 +37,7 @@ class stored_line_reader {
     size_t name_size = 0;
   };
 
+  std::string texts_;          // without their escapes
   std::vector<shape> shapes_;  // of events whose IDs are alike
   shape* shape_;               // of the line before
   known_start start_;          // of that line

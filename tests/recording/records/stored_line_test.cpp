@@ -58,6 +58,8 @@ static const std::vector<std::string> usual_lines = {
     R"("attributes":{"A B":-0.5e-3,"OK":true,"NO":false,"X":null,"N":-7,"Z":0,"S":"NaN"},)"
     R"("types":{"A B":"Float","OK":"Bool"},"message_index":4294967295,"message":"",)"
     R"("message_from":"definition"})",
+    head + R"(,"host":"a\\b","attributes":{"USER":"\"\\\/\b\f\n\r\t","TEXT":"say \"a\""},)"
+           R"("types":{"USER":"MB\\x"},"message_index":0,"message":"\\n","message_from":"\t"})",
     "{\"version\":\"\",\"event\":1065,\"name\":\"\xE3\x81\x82\",\"level\":0,\"time\":\"\","
     "\"attributes\":{\"\xE3\x81\x82\":\"\xF0\x9F\x98\x80\"},\"types\":{\"\xE3\x81\x82\":\"x\"},"
     "\"message_index\":1,\"message\":\"\xC3\xA9\"}",
@@ -97,11 +99,16 @@ TEST_F(StoredLine, OfAnotherFormTakesTheParser) {
        {R"({"event":1001})" + std::string(100, ' '),
         head + R"(,"context":{"a":1})" + login_body + tail,
         head + R"(,"attributes":{"USER":"al\u0069ce"},"types":{})" + tail,
+        head + R"(,"attributes":{"USER":"\x"},"types":{})" + tail,
+        head + R"(,"attributes":{"US\\ER":"x"},"types":{})" + tail,
+        R"({"version":"2.0","event":1001,"name":"A\"B","level":3,"time":"2026-11-15T17:02:56Z")" +
+            login_body + tail,
         head + R"(,"attributes":{"USER":"a","USER":"a"},"types":{})" + tail,
         head + R"(,"attributes":{"N":01},"types":{})" + tail,
         head + R"(,"attributes":{"N":1 },"types":{})" + tail,
         head + R"(,"attributes":{"N":nil},"types":{})" + tail,
-        head + R"(,"attributes":{"N":{}},"types":{})" + tail, head + "," + login_body + tail,
+        head + R"(,"attributes":{"N":{}},"types":{})" + tail,
+        head + "," + login_body + tail,
         head + R"(,"host":"")" + login_body + tail,
         head + R"(,"recorded":"2026-13-15T17:02:56.5+08:00")" + login_body + tail,
         head + R"(,"recorded":"2026-11-15T17:02:56.5+08:00x")" + login_body + tail,
