@@ -152,6 +152,34 @@ TEST_F(FindCommand, LastAreThoseThatFit) {
   EXPECT_EQ(find("-q --last 100").out, find("-q").out);
 }
 
+// As kplog writes them they are read by their looks, and with a blank behind them by the parser.
+TEST_F(FindCommand, StoredRecordsAreFoundHoweverTheirLinesAreWritten) {
+  std::string records = read_whole_file(folder_.file("records"));
+  for (const char* name : {"\\\"quoted\\\"", "two\\nlines", "\xE3\x81\x82", "\\u202e", ""})
+    records += R"({"event":1001,"host":"web1","pid":7,"recorded":"2026-11-15T08:00:00.5Z",)"
+               R"("attributes":{"PORT":5,"USER_NAME":")" +
+               std::string(name) + "\"}}\n";
+  records += "{\"event\":1002,\"context\":{\"a\":\"b\"}}\n";
+  folder_.write("records", records);
+  run("emit -q --definitions shop.ldf --locale en_US --to json:stored records");
+  const std::string stored = read_whole_file(folder_.file("stored"));
+  std::string blank;
+  for (const char c : stored) blank += c == '\n' ? std::string(" \n") : std::string(1, c);
+  folder_.write("blank", blank);
+  for (const char* options :
+       {"", "--event LOGIN", "--event 1002", "--level 2..3", "--since 2026-11-16", "--pid 7",
+        "--host 'web?'", "--where USER_NAME=alice", "--where 'USER_NAME~quoted'",
+        "--where 'USER_NAME~lines'", "--where 'PORT<100'", "--where context.a=b", "--grep port",
+        "--by event,level", "--last 3", "--event LOGIN --last 2"})
+    for (const char* form : {"json", "table"}) {
+      const std::string find = std::string("render --definitions shop.ldf --locale en_US ") +
+                               options + " --format " + form + " ";
+      const command_result shown = run(find + "stored");
+      EXPECT_NE(shown.out, "") << find;
+      EXPECT_EQ(shown.out, run(find + "blank").out) << find;
+    }
+}
+
 // --- forms
 
 TEST_F(FindCommand, LogIsTheFormOfTextLogs) {

@@ -8,11 +8,13 @@
 
 #include "logging/logentry_i.h"
 #include "recording/records/stored_form.h"
+#include "recording/records/stored_line.h"
 #include "recording/records/values.h"
 #include "recording/text/escape.h"
 #include "recording/text/number.h"
 #include "tests/command/characters.h"
 #include "tests/recording/records/record_events.h"
+#include "tests/recording/records/told_record.h"
 
 // A value as a record writes it, and as an entry gives it back.
 struct random_value {
@@ -218,6 +220,36 @@ TEST(RecordRoundTrip, WhereARecordCameFromIsStoredAsItWasTold) {
     form.append(stored, {made, "", made.entry.GetAttribTime("TIMESTAMP")});
     ASSERT_EQ(stored, line);
   }
+}
+
+TEST(RecordRoundTrip, StoredLinesAreReadByTheirLooksAsByTheParser) {
+  record_events events(ldf_with_every_type());
+  random_values random(1122);
+  stored_form form(events.events().version());
+  stored_line_reader reader;
+  record_parser parser;
+  parsed_record read;
+  unsigned read_lines = 0;
+  for (int round = 0; round < 1000; ++round) {
+    std::string attributes;
+    for (int number = TypeBool; number < TypeGUID; ++number) {
+      const auto type = static_cast<kp_AttributeType>(number);
+      if (!random.once_in(8)) continue;
+      const bool is_text = is_string_attribute(type) || is_unicode_string_attribute(type);
+      attributes += (attributes.empty() ? "\"A" : ",\"A") + std::to_string(number) + "\":" +
+                    (is_text && !random.once_in(9) ? R"("say \"a\"")" : random.of(type).json);
+    }
+    const std::string origin = random.once_in(2) ? random.origin() : "";
+    const std::string message = random.once_in(9) ? random.of(TypeMBChar32).held : "a\nb";
+    const made_entry& made =
+        events.make("{\"event\":17" + origin + ",\"attributes\":{" + attributes + "}}");
+    std::string stored;
+    form.append(stored, {made, message, made.entry.GetAttribTime("TIMESTAMP")});
+    if (!reader.read(stored, read)) continue;
+    ASSERT_EQ(told(read), told(parser.parse(stored))) << stored;
+    ++read_lines;
+  }
+  EXPECT_GT(read_lines, 100U);
 }
 
 // What an entry holds of a text can be recorded again and is the same then.

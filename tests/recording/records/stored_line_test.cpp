@@ -4,37 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <sstream>
 
-static std::string told(const record_value& value) {
-  return std::to_string(static_cast<int>(value.kind)) + " '" + std::string(value.text) + "' " +
-         std::to_string(value.offset) + "\n";
-}
-static std::string told(const std::optional<record_value>& value) {
-  return value ? told(*value) : "-\n";
-}
-template <class Number>
-static std::string told(const std::optional<Number>& number) {
-  return number ? std::to_string(*number) + "\n" : "-\n";
-}
-
-// All of it.
-static std::string told(const parsed_record& record) {
-  std::ostringstream all;
-  all << told(record.version) << told(record.event) << told(record.name) << told(record.level)
-      << told(record.time) << record.message_index << '\n'
-      << told(record.message);
-  for (const record_attribute& attribute : record.attributes)
-    all << attribute.name << ' ' << attribute.offset << ' ' << told(attribute.value);
-  const record_origin& origin = record.origin;
-  all << origin.recorded << '\n'
-      << origin.host << '\n'
-      << origin.recorder << '\n'
-      << told(origin.pid) << told(origin.thread) << told(origin.sequence) << origin.client << '\n'
-      << told(origin.number) << origin.context << '\n';
-  if (origin.peer) all << origin.peer->user << ' ' << origin.peer->process << '\n';
-  return all.str();
-}
+#include "tests/recording/records/told_record.h"
 
 static const std::string head = R"({"version":"2.0","event":1001,"name":"LOGIN","level":3,)"
                                 R"("time":"2026-11-15T17:02:56+08:00")";
