@@ -7,7 +7,6 @@
 #include "recording/records/values.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
-#include "tools/find/moment.h"
 #include "tools/find/name_pattern.h"
 
 // --- What is asked ---
@@ -109,6 +108,8 @@ record_conditions::record_conditions(const find_options& options, const event_se
     }
   }
   if (options.host) hosts_.patterns = parts_between_commas("--host", *options.host);
+  if (since_) since_seconds_ = seconds_of(*since_);
+  if (until_) until_seconds_ = seconds_of(*until_);
   if (since_ && until_ && since_->compare_time(*until_) > 0)
     throw std::invalid_argument("--until lies before --since");
 }
@@ -187,9 +188,14 @@ bool record_conditions::fits_time(const parsed_record& record) {
   const std::string_view told = record.time ? record.time->text : std::string_view();
   if (!time_text_.empty() && told == time_text_) return is_time_fitting_;
   time_text_ = told;
+  if (const auto seconds = day_.seconds_of(told)) {
+    is_time_fitting_ = *seconds >= since_seconds_ && *seconds <= until_seconds_;
+    return is_time_fitting_;
+  }
   const auto time = record.time ? moment_of(*record.time) : now_;
   is_time_fitting_ = time.has_value() && (!since_ || time->compare_time(*since_) >= 0) &&
                      (!until_ || time->compare_time(*until_) <= 0);
+  if (record.time && time) day_.learn(told, *time);
   return is_time_fitting_;
 }
 

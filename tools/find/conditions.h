@@ -16,6 +16,7 @@
 #include "tools/find/comparison.h"
 #include "tools/find/context_comparison.h"
 #include "tools/find/expression.h"
+#include "tools/find/moment.h"
 
 // Conditions that are all to hold, as they were written.
 struct condition_group {
@@ -102,9 +103,12 @@ class record_conditions {
   std::optional<level_range> levels_;
   std::optional<kp_Time> since_;
   std::optional<kp_Time> until_;  // the last moment
+  int64_t since_seconds_ = INT64_MIN;
+  int64_t until_seconds_ = INT64_MAX;
   name_choice hosts_;
   std::optional<uint64_t> pid_;
   kp_Time now_;
+  known_day day_;                 // of the record before
   std::string time_text_;         // that was looked at last, most often that of the next record
   bool is_time_fitting_ = false;  // that one
 };

@@ -89,3 +89,49 @@ std::optional<kp_Time> moment_of(const record_value& time) {
   take_second_fraction(text);
   return read_moment(text);
 }
+
+int64_t seconds_of(const kp_Time& moment) {
+  return chrono::floor<chrono::seconds>(moment.to_time_point()).time_since_epoch().count();
+}
+
+// --- Times of one day ---
+
+static constexpr size_t time_of_day_at = sizeof "2026-11-15T" - 1;
+static constexpr size_t zone_at = sizeof "2026-11-15T17:02:56" - 1;
+
+// Of "17:02:56".
+static std::optional<int> second_of_day(std::string_view clock) {
+  const auto below = [&](size_t at, int end) {
+    const int tens = clock[at] - '0', ones = clock[at + 1] - '0';
+    const bool are_digits = tens >= 0 && tens <= 9 && ones >= 0 && ones <= 9;
+    const int number = tens * 10 + ones;
+    return are_digits && number < end ? number : -1;
+  };
+  if (clock[2] != ':' || clock[5] != ':') return std::nullopt;
+  const int hour = below(0, 24), minute = below(3, 60), second = below(6, 60);
+  if (hour < 0 || minute < 0 || second < 0) return std::nullopt;
+  return (hour * 60 + minute) * 60 + second;
+}
+
+std::optional<int64_t> known_day::seconds_of(std::string_view time) const {
+  const bool is_like_it = !date_.empty() && time.size() == zone_at + zone_.size() &&
+                          time.starts_with(date_) && time.substr(zone_at) == zone_;
+  if (!is_like_it) return std::nullopt;
+  const std::optional<int> second = second_of_day(time.substr(time_of_day_at));
+  if (!second) return std::nullopt;
+  return begin_ + *second;
+}
+
+void known_day::learn(std::string_view time, const kp_Time& moment) {
+  const bool is_near = moment.get_year() >= 1700 && moment.get_year() < 2200;
+  // Days of the zone of this machine may have other lengths.
+  const std::string_view zone = time.substr(std::min(zone_at, time.size()));
+  const bool has_zone = zone == "Z" || (zone.size() == sizeof "+08:00" - 1 && zone[3] == ':');
+  const bool is_whole = has_zone && time[time_of_day_at - 1] == 'T' && is_near;
+  const auto second = is_whole ? second_of_day(time.substr(time_of_day_at)) : std::nullopt;
+  date_.clear();
+  if (!second) return;
+  date_ = time.substr(0, time_of_day_at);
+  zone_ = zone;
+  begin_ = ::seconds_of(moment) - *second;
+}

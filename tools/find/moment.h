@@ -3,8 +3,10 @@
 #define TOOLS_FIND_MOMENT_H
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "base/kp_time.h"
 #include "recording/records/parser.h"
@@ -22,6 +24,24 @@ enum class moment_edge { first, last };
 // what is expected, for any other text.
 kp_Time moment_of(const std::string& text, moment_edge edge,
                   std::chrono::system_clock::time_point now);
+
+// Seconds since 1970-01-01T00:00:00Z; of years that are far away the nearest moment.
+int64_t seconds_of(const kp_Time& moment);
+
+// Times of a day, told with one zone, by their hours, minutes and seconds alone: those of records
+// are most often of the day of the record before.
+class known_day {
+ public:
+  // The seconds of a time that is told like the one that was learnt; nothing for any other text.
+  std::optional<int64_t> seconds_of(std::string_view time) const;
+  // A time, and which moment that is.
+  void learn(std::string_view time, const kp_Time& moment);
+
+ private:
+  std::string date_;  // "2026-11-15T"; empty: none
+  std::string zone_;  // "+08:00"
+  int64_t begin_ = 0;
+};
 
 // The moment that a record tells as its time; nothing for a text that is no time.
 std::optional<kp_Time> moment_of(const record_value& time);

@@ -296,3 +296,28 @@ TEST_F(Conditions, RandomNumbersCompareAsInCpp) {
           << held << text << asked << " seed " << seed;
   }
 }
+
+// What is known of the record before says the same as the text of the time.
+TEST_F(Conditions, TimesOfOneDayAreHeldAgainstItAsTheyAreAlone) {
+  const auto seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  const auto one_of = [&](std::initializer_list<const char*> texts) {
+    return std::string(texts.begin()[random() % texts.size()]);
+  };
+  const find_options options{.since = "2026-11-15T07:30:00+08:00", .until = "2026-11-16T00:00:30Z"};
+  record_conditions conditions(options, events_.events(), now);
+  for (unsigned i = 0; i < 2000 && !HasFailure(); ++i) {
+    std::string time = one_of({"2026-11-15", "2026-11-15", "2026-11-16", "2026-11-14", "1650-01-01",
+                               "9999-12-31", "2026-02-29", "0000-11-15"}) +
+                       one_of({"T", "T", "T", " "}) +
+                       one_of({"00", "07", "15", "23", "24", "2x", "99"}) +
+                       one_of({":", ":", "-"}) + one_of({"00", "29", "30", "59", "60"}) + ":" +
+                       one_of({"00", "30", "31", "59", "60", "61"}) + one_of({"", "", ".5"}) +
+                       one_of({"Z", "+08:00", "-08:00", "", "+99:00", "x"});
+    if (random() % 20 == 0) time.resize(random() % (time.size() + 1));
+    const std::string record = R"({"event":1001,"time":")" + time + "\"}";
+    const bool fits_alone = fits(options, record);
+    EXPECT_EQ(conditions.fit(parser_.parse(record)), fits_alone) << time;
+  }
+}
