@@ -103,7 +103,8 @@ void record_rendering::keep(shown_version& version, const viewed_record& viewed)
   kept_record& kept = is_from_end_ ? last_->before_all() : last_->behind();
   version.form.append(kept.text, viewed);
   kept.is_marked = viewed.made == nullptr;
-  if (viewed.is_message_from_definition) kept.from_definition = viewed.made->event;
+  const bool is_from_definition = viewed.made != nullptr && viewed.is_message_from_definition;
+  if (is_from_definition) kept.from_definition = viewed.made->event;
 }
 
 void record_rendering::take_kept() {
