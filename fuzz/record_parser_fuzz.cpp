@@ -1,15 +1,18 @@
 // Any bytes as a record. A record that is read must be JSON to another parser as well, with the
 // same names and values; a record that is refused as no JSON object must be none to that parser;
-// every fault has a place within the line and a text of some length.
+// every fault has a place within the line and a text of some length. A line that is read by what it
+// looks like must be the same record to the parser.
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "recording/records/parser.h"
+#include "recording/records/stored_line.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
@@ -95,12 +98,45 @@ static void check_fault(const record_error& error, std::string_view line) {
     require(!json::parse(line, nullptr, false).is_object());
 }
 
+static bool are_same(const record_value& one, const record_value& other) {
+  return one.kind == other.kind && one.text == other.text && one.offset == other.offset;
+}
+static bool are_same(const std::optional<record_value>& one,
+                     const std::optional<record_value>& other) {
+  return one.has_value() == other.has_value() && (!one || are_same(*one, *other));
+}
+static bool are_same(const record_attribute& one, const record_attribute& other) {
+  return one.name == other.name && one.offset == other.offset && are_same(one.value, other.value);
+}
+static bool are_same(const record_origin& one, const record_origin& other) {
+  return one.recorded == other.recorded && one.host == other.host &&
+         one.recorder == other.recorder && one.pid == other.pid && one.thread == other.thread &&
+         one.sequence == other.sequence && one.client == other.client &&
+         one.number == other.number && one.peer == other.peer && one.context == other.context;
+}
+
+static void check_same(const parsed_record& one, const parsed_record& other) {
+  require(are_same(one.version, other.version) && are_same(one.event, other.event) &&
+          are_same(one.name, other.name) && one.level == other.level &&
+          are_same(one.time, other.time) && one.message_index == other.message_index &&
+          are_same(one.message, other.message) && are_same(one.origin, other.origin));
+  require(one.attributes.size() == other.attributes.size());
+  for (size_t i = 0; i < one.attributes.size(); ++i)
+    require(are_same(one.attributes[i], other.attributes[i]));
+}
+
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static record_parser parser;  // that has read whatever came before
+  static record_parser parser;             // that has read whatever came before
+  static stored_line_reader stored_lines;  // likewise
+  parsed_record stored;
   const std::string line(reinterpret_cast<const char*>(data), size);
+  const bool is_stored = stored_lines.read(line, stored);
   try {
-    check_record(parser.parse(line), line);
+    const parsed_record& parsed = parser.parse(line);
+    check_record(parsed, line);
+    if (is_stored) check_same(stored, parsed);
   } catch (const record_error& error) {
+    require(!is_stored);
     check_fault(error, line);
   }
   return 0;
