@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -222,6 +223,12 @@ inline int KP_bind(int descriptor, const sockaddr* address, socklen_t size) noex
 
 inline int KP_listen(int descriptor, int backlog) noexcept {
   return kp_fault_strikes(kp_fault_call::listen) ? -1 : listen(descriptor, backlog);
+}
+
+// ---- what happens to files ----
+
+inline int KP_inotify_init1(int flags) noexcept {
+  return kp_fault_strikes(kp_fault_call::inotify_init1) ? -1 : inotify_init1(flags);
 }
 
 // ---- texts ----

@@ -47,6 +47,7 @@ enum class kp_fault_call {
   readdir,
   bind,
   listen,
+  inotify_init1,
   getcwd,
   localtime_r,
   mktime,
