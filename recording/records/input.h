@@ -86,6 +86,7 @@ class record_lines {
   bool next_at_end(record_line& line);
   // Whether bytes were read that are no whole line yet.
   bool has_rest() const { return begin_ != end_; }
+  size_t rest_size() const { return end_ - begin_; }
   // Whether a line has begun and not ended, though all that there is of it may be handed out.
   bool is_inside_line() const { return inside_ || has_rest(); }
   // Takes that memory in place of its own while nothing is left in that, or gives it away.
@@ -96,6 +97,8 @@ class record_lines {
   }
   // Lines handed out or passed over.
   uint64_t line_count() const { return number_; }
+  // The lines to come are those behind so many.
+  void count_from(uint64_t lines) { number_ = lines; }
 
  private:
   // What stands up to the next line end, or is taken without one.
