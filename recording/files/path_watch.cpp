@@ -26,14 +26,14 @@ static bool is_shared_by_machines(const std::string& path) {
          std::ranges::find(kinds, static_cast<uint32_t>(system.f_type)) != kinds.end();
 }
 
-static bool is_there(const std::string& folder) {
+static bool is_folder(const std::string& folder) {
   struct stat status {};
   return KP_stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 // The folder, or the nearest above it that is there.
 static std::string nearest_folder(std::string folder) {
-  while (!is_there(folder) && folder != "/" && folder != ".") {
+  while (!is_folder(folder) && folder != "/" && folder != ".") {
     while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
     folder = place_of(folder).folder;
     if (folder.empty()) folder = "/";

@@ -364,9 +364,8 @@ TEST(ExitStatus, IsToldByTheHelpTheManualAndThePage) {
     EXPECT_THAT(manual, HasSubstr(".TP\n" + status + "\n"));
     EXPECT_THAT(page, HasSubstr("\n| " + status + " | " + row.meaning + " |\n"));
   }
-  EXPECT_THAT(
-      manual,
-      HasSubstr("SIGINT came before the files or standard input of kplog emit had ended.\n"));
+  EXPECT_THAT(manual, HasSubstr("SIGINT came before the input of kplog emit, or of kplog render "
+                                "--by or --last, had ended.\n"));
 }
 
 TEST(ManualPages, FormatterHasNothingAgainstThem) {

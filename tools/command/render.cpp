@@ -1,6 +1,9 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -14,11 +17,14 @@
 #include "recording/text/number.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
+#include "tools/command/ending_signals.h"
 #include "tools/command/find_options.h"
 #include "tools/command/options.h"
 #include "tools/command/pager.h"
 #include "tools/command/render_run.h"
 #include "tools/emit/files.h"
+#include "tools/find/follow.h"
+#include "tools/find/moment.h"
 
 static void write_summary(const record_rendering& rendering, const render_options& options,
                           emit_report& report, std::ostream& log) {
@@ -66,10 +72,26 @@ static std::vector<std::string> paths_of(const std::vector<searched_file>& files
   return paths;
 }
 
+// What standard output did not take is told by whoever flushes it.
+static command_outcome output_failed(const ending_output& shown, std::ostream& out) {
+  if (shown.error() != 0) out.setstate(std::ios::badbit);
+  errno = shown.error();
+  return command_outcome::file_error;
+}
+
+static command_outcome end_of(const record_rendering& rendering, const render_options& options,
+                              emit_report& report, std::ostream& log) {
+  write_summary(rendering, options, report, log);
+  const bool is_whole = rendering.tally().marked == 0 && rendering.tally().bad == 0;
+  if (!rendering.is_all_read()) return command_outcome::file_error;
+  return is_whole ? command_outcome::good : command_outcome::findings;
+}
+
 static command_outcome show_records(const render_options& options,
                                     const std::vector<searched_file>& searched,
-                                    record_rendering& rendering, emit_report& report,
-                                    std::ostream& log) {
+                                    const definition_versions& versions, std::ostream& out,
+                                    emit_report& report, std::ostream& log) {
+  record_rendering rendering(options, versions, out, report);
   std::optional<pager> pages;
   if (!options.is_unpaged && are_regular_files(searched)) pages.emplace();
   const bool is_shown = options.last != 0 && are_regular_files(searched)
@@ -78,10 +100,57 @@ static command_outcome show_records(const render_options& options,
   if (!is_shown || !rendering.show_counts(options)) return command_outcome::file_error;
   report.tell_hidden();
   pages.reset();
-  write_summary(rendering, options, report, log);
-  const bool is_whole = rendering.tally().marked == 0 && rendering.tally().bad == 0;
-  if (!rendering.is_all_read()) return command_outcome::file_error;
-  return is_whole ? command_outcome::good : command_outcome::findings;
+  return end_of(rendering, options, report, log);
+}
+
+// What is shown at the end of an input that may have none is shown at a signal.
+static command_outcome show_until_signal(const render_options& options,
+                                         const std::vector<searched_file>& searched,
+                                         const definition_versions& versions, std::ostream& out,
+                                         emit_report& report, std::ostream& log) {
+  const ending_signals signals;
+  ending_output shown(signals);
+  record_rendering rendering(options, versions, shown, report);
+  if (!rendering.show(searched, &signals) || !rendering.show_counts(options))
+    return output_failed(shown, out);
+  report.tell_hidden();
+  const int signal = rendering.is_cut_short() ? signals.ending() : 0;
+  const command_outcome outcome = end_of(rendering, options, report, log);
+  if (signal == 0) return outcome;
+  return signal == SIGINT ? command_outcome::interrupted : command_outcome::terminated;
+}
+
+// Raises std::invalid_argument where nothing that comes can fit.
+static void check_followed_until(const find_options& find) {
+  const auto now = std::chrono::system_clock::now();
+  if (find.until && moment_of(*find.until, moment_edge::last, now).compare_time(kp_Time(now)) <= 0)
+    throw std::invalid_argument("--until " + in_quotes(*find.until) +
+                                " has passed, and nothing that comes can fit; leave --follow out");
+}
+
+// A signal is how it ends.
+static command_outcome follow_records(const render_options& options,
+                                      const definition_versions& versions, std::ostream& out,
+                                      emit_report& report, std::ostream& log) {
+  const ending_signals signals;
+  ending_output shown(signals);
+  record_rendering rendering(options, versions, shown, report);
+  check_followed_until(options.find);
+  follow_rules rules;
+  rules.tell = [&report](const std::string& text) { report.problem("followed-file"_rule, text); };
+  rules.fail = [&rendering](const std::string& text) { rendering.tell_unreadable(text); };
+  rules.is_vain = [&rendering](const segment_index& index) {
+    return rendering.leaves_out({.path = "", .index = index});
+  };
+  if (!options.find.has_any()) rules.last = options.last;
+  rules.leave_out = [&rendering](const segment_index& index) { rendering.leave_out(index); };
+  followed_records records(
+      options.records, rules,
+      {signals.descriptor(), [&signals] { return signals.ending() != 0; }, STDOUT_FILENO});
+  if (!rendering.follow(records)) return output_failed(shown, out);
+  if (records.is_unread()) static_cast<void>(raise(SIGPIPE));
+  report.tell_hidden();
+  return end_of(rendering, options, report, log);
 }
 
 // Messages that are read as records again would be shown for ever. Raises wrong_usage.
@@ -103,9 +172,21 @@ static void check_form(render_options& options) {
                       (is_counted ? " shows records; with --by they are counted"
                                   : " shows counts: say with --by what to count by"));
   if (!is_counted) return;
+  if (options.follows)
+    throw wrong_usage(
+        "--by shows counts at the end, and with --follow there is none; leave it out");
   if (options.last != 0) throw wrong_usage("--by counts every record that fits; leave --last out");
   if ((options.format == "json" || options.format == "svg") && !is_in_utf8(options))
     throw wrong_usage(options.format + " is in UTF-8; leave --codepage out");
+}
+
+// Of places that are followed, what is not there is waited for.
+static std::vector<std::string> to_be_there(std::vector<std::string> paths, bool follows) {
+  if (follows)
+    std::erase_if(paths, [](const std::string& path) {
+      return path != "-" && KP_access(path.c_str(), F_OK) != 0;
+    });
+  return paths;
 }
 
 static command_outcome render(render_options& options, std::ostream& out, std::ostream& log) {
@@ -116,10 +197,13 @@ static command_outcome render(render_options& options, std::ostream& out, std::o
   options.line_width = terminal_line_width();
   emit_report report(log, options.report, true);
   return report.report_failures([&] {
-    check_record_files(paths_of(searched));
+    check_record_files(to_be_there(paths_of(searched), options.follows));
     const definition_versions versions = versions_of(options.definitions, options.events);
-    record_rendering rendering(options, versions, out, report);
-    return show_records(options, searched, rendering, report, log);
+    if (options.follows) return follow_records(options, versions, out, report, log);
+    const bool is_shown_at_end = !options.by.empty() || options.last != 0;
+    const auto show =
+        is_shown_at_end && !are_regular_files(searched) ? show_until_signal : show_records;
+    return show(options, searched, versions, out, report, log);
   });
 }
 
@@ -141,6 +225,10 @@ static void add_shown_options(CLI::App& command, render_options& options) {
         if (options.last == 0 || options.last > most_last)
           throw std::invalid_argument(in_quotes(text) + " is no number from 1 to 1000000");
       });
+  add_flag_option(command, "--follow",
+                  "Show what is there, and then what is written to these files and journals, until "
+                  "a signal comes; those of several merged by time",
+                  options.follows);
   add_flag_option(command, "--no-pager",
                   "Not through $KPLOG_PAGER, $PAGER or less, as files are shown on a terminal",
                   options.is_unpaged);
@@ -179,5 +267,7 @@ constexpr kplog_command_row render_command = {
     "  kplog render --definitions events.ldf --since yesterday --event 'USER_*' --where "
     "'PORT>=1024' entries.jsonl\n"
     "  kplog render --definitions events.ldf --last 20 --format table entries.jsonl\n"
-    "  kplog render --definitions events.ldf --since today --by event,hour entries.jsonl\n",
+    "  kplog render --definitions events.ldf --since today --by event,hour entries.jsonl\n"
+    "  kplog render --definitions events.ldf --follow --last 10 --locale ja_JP "
+    "/var/log/shop/shop\n",
     describe_render};

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <span>
 #include <stdexcept>
 
 #include "recording/text/code_page.h"
@@ -129,27 +130,38 @@ void record_rendering::tell_progress() {
   report_.progress({{nullptr, {.read = tally_.total() + kept, .bad = tally_.bad}}});
 }
 
-void record_rendering::tell_unreadable(const file_error& error) {
-  report_.problem("unreadable"_rule, error.what());
+void record_rendering::tell_unreadable(const std::string& text) {
+  report_.problem("unreadable"_rule, text);
   is_all_read_ = false;
 }
 
 // --- From the begin ---
 
-bool record_rendering::show_readable(record_files& files) {
+// For what had been sent when a signal came.
+static constexpr std::chrono::milliseconds patience_at_signal(1500);
+
+bool record_rendering::show_readable(record_files& files, const ending_signals* signals) {
+  const record_taker taker = [this](const record_line& line) { take(line); };
   std::vector<pollfd> watched;
   while (!files.at_end()) {
     watched.clear();
     files.watch(watched);
+    if (signals != nullptr) watched.push_back({signals->descriptor(), POLLIN, 0});
     if (poll(watched.data(), watched.size(), -1) < 0) continue;
-    files.read(watched, [this](const record_line& line) { take(line); });
+    is_cut_short_ = signals != nullptr && signals->ending() != 0;
+    if (is_cut_short_) {
+      files.read_last(taker, std::chrono::steady_clock::now() + patience_at_signal);
+      return write();
+    }
+    files.read(std::span(watched).first(1), taker);
     if (!write()) return false;
     tell_progress();
   }
   return true;
 }
 
-bool record_rendering::show(const std::vector<searched_file>& searched) {
+bool record_rendering::show(const std::vector<searched_file>& searched,
+                            const ending_signals* signals) {
   std::vector<std::string> paths;
   for (const searched_file& file : searched)
     if (!leaves_out(file)) paths.push_back(file.path);
@@ -158,15 +170,33 @@ bool record_rendering::show(const std::vector<searched_file>& searched) {
     std::optional<record_files> files;
     try {
       files.emplace(paths);
-      if (!show_readable(*files)) return false;
+      if (!show_readable(*files, signals)) return false;
       paths.clear();
     } catch (const file_error& error) {
-      tell_unreadable(error);
+      tell_unreadable(error.what());
       paths = files ? files->behind() : std::vector<std::string>(paths.begin() + 1, paths.end());
     }
   }
   take_kept();
   return write();
+}
+
+// --- What comes ---
+
+static constexpr size_t written_at_a_time = size_t{64} << 10;
+
+bool record_rendering::follow(followed_records& records) {
+  versions_.back()->form.append_heading(lines_);
+  do {
+    for (record_line line; records.next(line);) {
+      take(line);
+      if (lines_.size() >= written_at_a_time && !write()) return false;
+    }
+    take_kept();
+    last_.reset();
+    if (!write()) return false;
+  } while (records.wait());
+  return true;
 }
 
 // --- From the end ---
@@ -198,7 +228,7 @@ bool record_rendering::show_last_of(const std::string& path) {
   try {
     take_last_of(*file);
   } catch (const file_error& error) {
-    tell_unreadable(error);
+    tell_unreadable(error.what());
   }
   is_begin_unread_ |= last_->are_complete() && !file->is_at_begin();
   file->for_each_remembered([this](const record_line& line) {
@@ -224,7 +254,7 @@ bool record_rendering::show_last(const std::vector<searched_file>& files) {
     try {
       if (!show_last_of(file->path)) return false;
     } catch (const file_error& error) {
-      tell_unreadable(error);
+      tell_unreadable(error.what());
     }
     last_->close_input();
   }

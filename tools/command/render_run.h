@@ -15,10 +15,12 @@
 #include "recording/records/input.h"
 #include "recording/records/stored_line.h"
 #include "recording/records/view.h"
+#include "tools/command/ending_signals.h"
 #include "tools/emit/run_report.h"
 #include "tools/find/conditions.h"
 #include "tools/find/counts.h"
 #include "tools/find/file_from_end.h"
+#include "tools/find/follow.h"
 #include "tools/find/forms.h"
 #include "tools/find/journal_files.h"
 #include "tools/find/last_records.h"
@@ -36,6 +38,7 @@ struct render_options {
   std::vector<std::string> by;  // what records are counted by; none: they are shown
   size_t line_width = 0;        // of the terminal; 0: none
   bool is_unpaged = false;
+  bool follows = false;  // shows what comes later, too
   report_options report;
 };
 
@@ -61,12 +64,22 @@ class record_rendering {
 
   // Shows the records of the files that fit, those of one read at once, so that people who wait for
   // them see them; where the last are wanted, these at the end. What cannot be read of a file is
-  // told, and the next is shown; segments in which nothing fits are not read. False, with errno,
-  // when standard output fails.
-  bool show(const std::vector<searched_file>& files);
+  // told, and the next is shown; segments in which nothing fits are not read. Where there are
+  // signals, one of them ends that: what was sent by then is shown. False, with errno, when
+  // standard output fails.
+  bool show(const std::vector<searched_file>& files, const ending_signals* signals = nullptr);
+  bool is_cut_short() const { return is_cut_short_; }  // by a signal
   // The same of the last that are wanted: the last file is read first, each from its end where that
   // can be, and nothing more when they are found.
   bool show_last(const std::vector<searched_file>& files);
+  // The same of records that are followed, until nothing will come; where the last are wanted, of
+  // these of what is there at first.
+  bool follow(followed_records& records);
+  // What such records tell: that something cannot be read, that there is a segment in which perhaps
+  // nothing fits, that one is not read.
+  void tell_unreadable(const std::string& text);
+  bool leaves_out(const searched_file& file);
+  void leave_out(const segment_index& index) { tally_.left_out += index.records; }
   bool is_all_read() const { return is_all_read_; }
   // Whether records before those that are shown were not looked at.
   bool is_begin_unread() const { return is_begin_unread_; }
@@ -88,9 +101,7 @@ class record_rendering {
     record_form form;
   };
 
-  bool leaves_out(const searched_file& file);
-  void tell_unreadable(const file_error& error);
-  bool show_readable(record_files& files);
+  bool show_readable(record_files& files, const ending_signals* signals = nullptr);
   bool show_last_of(const std::string& path);
   void take_last_of(file_from_end& file);
   void tell_progress();
@@ -116,6 +127,7 @@ class record_rendering {
   std::string lines_;  // not written yet
   render_tally tally_;
   bool is_all_read_ = true;
+  bool is_cut_short_ = false;
   bool is_begin_unread_ = false;
 };
 

@@ -39,9 +39,11 @@ constexpr auto exit_status_rows = std::to_array<exit_status_row>({
     {command_outcome::file_error, "a file cannot be read or written",
      "a file cannot be read or written, or memory ran out"},
     {command_outcome::interrupted, "SIGINT before the end of the input",
-     "SIGINT came before the files or standard input of `kplog emit` had ended"},
+     "SIGINT came before the input of `kplog emit`, or of `kplog render --by` or `--last`, had "
+     "ended"},
     {command_outcome::terminated, "SIGTERM before the end of the input",
-     "SIGTERM came before the files or standard input of `kplog emit` had ended"},
+     "SIGTERM came before the input of `kplog emit`, or of `kplog render --by` or `--last`, had "
+     "ended"},
 });
 
 // How much a command says, and how.

@@ -1,0 +1,72 @@
+// A journal that is followed: all that is written to its segments, old and new ones.
+#ifndef RECORDING_JOURNAL_FOLLOWED_JOURNAL_H
+#define RECORDING_JOURNAL_FOLLOWED_JOURNAL_H
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "recording/files/path_watch.h"
+#include "recording/journal/compressed_lines.h"
+#include "recording/journal/followed_place.h"
+#include "recording/journal/segment_work.h"
+#include "recording/journal/segments.h"
+#include "recording/records/growing_file.h"
+
+// Each record is handed out once, also when its segment is compressed or removed meanwhile. At
+// first the segments come in their order; then what was written, of the earliest segment first.
+class followed_journal : public followed_place {
+ public:
+  // Its folder need not be there, nor any segment.
+  followed_journal(journal_place journal, const follow_rules& rules);
+
+  bool next(record_line& line) override;
+  pollfd watched() const override { return {watch_.descriptor(), POLLIN, 0}; }
+  std::chrono::milliseconds patience() const override { return watch_.patience(); }
+  void look(const pollfd& ready) override;
+  bool has_segments() const { return !segments_.empty(); }
+
+ private:
+  using segment_key = std::pair<log_day, unsigned>;
+  struct followed_segment {
+    journal_segment listed = {};
+    std::shared_ptr<line_source> source = {};  // of the form that was opened last
+    line_position shown = {};                  // while neither form is open
+    std::string lost = {};                     // growing_file::take_lost
+    file_identity file = {};                   // of the plain form
+    bool is_gone = false;                      // whose name leads to another file since, or to none
+    bool has_successor = false;                // nothing is written to it any more
+    bool is_compressed_known = false;          // in that form there is nothing that was not shown
+    std::unique_ptr<growing_file> plain = {};
+    std::unique_ptr<compressed_lines> compressed = {};
+  };
+
+  void read_folder();
+  void take_listed(int folder, const journal_segment& segment);
+  bool is_left_out(int folder, followed_segment& one);
+  bool is_changed(int folder, followed_segment& one) const;
+  void take_missing(int folder, const std::set<segment_key>& listed);
+  bool next_of(followed_segment& one, record_line& line);
+  bool open(followed_segment& one);
+  bool open_compressed(int folder, followed_segment& one);
+  open_descriptor open_folder() const;
+  void open_waiting();
+  void close(const segment_key& key);
+  void rest(const segment_key& key);
+
+  journal_place journal_;
+  follow_rules rules_;
+  path_watch watch_;
+  std::map<segment_key, followed_segment> segments_;
+  std::set<segment_key> due_;         // of which something may be to be read
+  std::set<segment_key> removed_;     // of these, to be forgotten behind that
+  std::vector<segment_key> resting_;  // those that were read last, and are open
+  std::string fault_;                 // of the folder, that was told
+  bool is_begun_ = false;             // what was there at first is known
+  uint64_t records_ = 0;              // in those segments of it that are read
+};
+
+#endif
