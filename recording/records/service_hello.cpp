@@ -2,10 +2,20 @@
 
 #include <simdjson.h>
 
+#include <new>
 #include <stdexcept>
 
 #include "recording/files/client_numbers.h"
 #include "recording/text/json_text.h"
+
+// The members of a line that is an object; false of any other. They live as long as the parser.
+// Raises std::bad_alloc: what there was no memory to read is not wrong.
+static bool read_members_of_line(std::string_view line, simdjson::dom::parser& parser,
+                                 simdjson::dom::object& members) {
+  const simdjson::error_code error = parser.parse(line.data(), line.size()).get(members);
+  if (error == simdjson::MEMALLOC) throw std::bad_alloc();
+  return error == simdjson::SUCCESS;
+}
 
 // --- The first line ---
 
@@ -50,7 +60,7 @@ service_hello read_hello(std::string_view line) {
       "a hello is {\"kplog\":1,\"client\":\"NAME\"}, and may tell \"first\"";
   simdjson::dom::parser parser;
   simdjson::dom::object members;
-  if (parser.parse(line.data(), line.size()).get(members) != simdjson::SUCCESS) refuse_hello(form);
+  if (!read_members_of_line(line, parser, members)) refuse_hello(form);
   service_hello hello;
   bool is_spoken = false;
   for (const auto& [key, value] : members) {
@@ -115,7 +125,7 @@ std::string status_line(const std::string& status) {
 std::optional<service_answer> read_answer(std::string_view line) {
   simdjson::dom::parser parser;
   simdjson::dom::object members;
-  if (parser.parse(line.data(), line.size()).get(members) != simdjson::SUCCESS) return std::nullopt;
+  if (!read_members_of_line(line, parser, members)) return std::nullopt;
   service_answer answer;
   uint64_t number = 0;
   std::string_view text;

@@ -20,7 +20,7 @@ constexpr uint64_t record_number_limit = uint64_t{1} << 62;
 
 // Whether a client's first line is meant to be one: no record begins like it.
 bool is_hello(std::string_view line);
-// Raises std::invalid_argument, with what is wrong.
+// Raises std::invalid_argument, with what is wrong, and std::bad_alloc.
 service_hello read_hello(std::string_view line);
 // The line, without its end.
 std::string hello_line(const service_hello& hello);
@@ -39,7 +39,7 @@ struct service_answer {
   std::string code, text;  // of a bad record; the text of an error, too
 };
 
-// Nothing for what is none of them.
+// Nothing for what is none of them. Raises std::bad_alloc.
 std::optional<service_answer> read_answer(std::string_view line);
 
 #endif
