@@ -13,6 +13,7 @@
 #include "recording/text/utf8.h"
 #include "recording/text/words.h"
 #include "tools/definitions/cpp_name.h"
+#include "tools/header/selector_values.h"
 
 // Whether the library has an operation that adds a value of the type: it has none for a GUID, and
 // for unknown types.
@@ -40,21 +41,6 @@ static std::string guard_of(const std::string& name_space) {
     i += first == ':' ? 2 : character.bytes.size();
   }
   return guard + (guard.ends_with('_') ? "H" : "_H");
-}
-
-// What a value of the selector attribute is called: by its message's name, or by its ID, which
-// often begins with the event's name, or by its number.
-static std::string selector_value_name(const event_model& event, const message_model& message) {
-  if (message.name.is_given()) return message.name.value;
-  std::string_view id = message.id.value;
-  const std::string& name = event.name.value;
-  const bool has_own_id =
-      !id.empty() && id != name && id != name + "." + std::to_string(message.index.value);
-  if (!has_own_id) return "value_" + std::to_string(message.value.value);
-  const bool is_prefixed =
-      id.starts_with(name) && (id[name.size()] == '.' || id[name.size()] == '_');
-  if (is_prefixed && id.size() > name.size() + 1) id.remove_prefix(name.size() + 1);
-  return std::string(id);
 }
 
 // What aggregates have beside their values, and what entries call them. No attribute's member, and
@@ -199,53 +185,12 @@ class event_header_writer {
 
   // --- enumerations
 
-  // What a selector attribute's values are called, in the order of their messages.
-  struct enumeration_model {
-    kp_AttributeType type = TypeUnknown;
-    std::vector<std::pair<std::string, uint32_t>> values;
-
-    bool agrees_with(const enumeration_model& other) const {
-      const auto sorted = [](auto list) {
-        std::sort(list.begin(), list.end());
-        return list;
-      };
-      return type == other.type && sorted(values) == sorted(other.values);
-    }
-  };
-
-  static bool is_enumerated(const event_model& event, const attribute_model& attribute) {
-    return attribute.name.value == event.selector.value && !event.messages.empty() &&
-           is_selecting_type(attribute.type);
-  }
-
-  static enumeration_model enumeration_of(const event_model& event,
-                                          const attribute_model& attribute) {
-    cpp_identifiers names("");
-    std::set<std::string> given = reserve_names(event, names);
-    enumeration_model enumeration{attribute.type, {}};
-    for (const message_model& message : event.messages) {
-      std::string name = selector_value_name(event, message);
-      if (!message.name.is_given() && !given.insert(name).second)
-        name += "_" + std::to_string(message.value.value);
-      enumeration.values.emplace_back(names.of(name), message.value.value);
-    }
-    return enumeration;
-  }
-
-  // The names that messages have of their own, which stay as they are.
-  static std::set<std::string> reserve_names(const event_model& event, cpp_identifiers& names) {
-    std::set<std::string> reserved;
-    for (const message_model& message : event.messages)
-      if (message.name.is_given()) reserved.insert(names.of(message.name.value));
-    return reserved;
-  }
-
   // Those that stand in the namespace: all events that select by such an attribute agree.
   void collect_enumerations() {
     for (const event_model& event : set_.events)
       for (const auto& [attribute, number] : addable_attributes(event)) {
         if (!is_enumerated(event, *attribute)) continue;
-        const enumeration_model enumeration = enumeration_of(event, *attribute);
+        const selector_values enumeration = selector_values_of(event, *attribute);
         const auto [known, is_new] = shared_.try_emplace(attribute->name.value, enumeration);
         if (is_new) shared_names_.push_back(attribute->name.value);
         if (!is_new && !known->second.agrees_with(enumeration)) known->second.type = TypeUnknown;
@@ -258,7 +203,7 @@ class event_header_writer {
 
   void write_shared_enumerations() {
     for (const std::string_view name : shared_names_) {
-      const enumeration_model& enumeration = shared_.find(name)->second;
+      const selector_values& enumeration = shared_.find(name)->second;
       if (enumeration.type == TypeUnknown) continue;
       line("");
       text_ += cpp_comment("The values of " + std::string(name) + " that have a message.", "");
@@ -267,7 +212,7 @@ class event_header_writer {
   }
 
   // Values without a message of their own are made with static_cast.
-  void write_enumeration(const std::string& name, const enumeration_model& enumeration,
+  void write_enumeration(const std::string& name, const selector_values& enumeration,
                          const std::string& indent) {
     line(indent + "enum class " + *bare_names_.insert(name).first + " : " +
          find_type(enumeration.type)->number + " {");
@@ -350,7 +295,7 @@ class event_header_writer {
         text_ += cpp_comment("The values of " + attribute->name.value +
                                  " that have a message here; in other events they are others.",
                              "  ");
-        write_enumeration(own_enumeration(event, *attribute), enumeration_of(event, *attribute),
+        write_enumeration(own_enumeration(event, *attribute), selector_values_of(event, *attribute),
                           "  ");
       }
     if (!attributes.empty()) line("");
@@ -498,8 +443,8 @@ class event_header_writer {
   cpp_identifiers flags_{"flag_"};
   cpp_identifiers aggregates_{""};
   cpp_identifiers enumerations_{""};
-  std::map<std::string_view, enumeration_model> shared_;  // by attribute; TypeUnknown: disagreed
-  std::vector<std::string_view> shared_names_;            // in the order of the events
+  std::map<std::string_view, selector_values> shared_;  // by attribute; TypeUnknown: disagreed
+  std::vector<std::string_view> shared_names_;          // in the order of the events
   std::set<std::string> bare_names_;  // without a prefix, so that a macro may have them
   std::string text_;
 };

@@ -4,9 +4,7 @@
 #include <array>
 
 #include "recording/text/code_page.h"
-#include "recording/text/utf8.h"
 #include "recording/text/words.h"
-#include "tools/definitions/cpp_name.h"
 #include "tools/source/type_hint.h"
 #include "tools/source/values.h"
 #include "tools/source/yaml_tree.h"
@@ -127,15 +125,6 @@ class definition_source_reader : private source_value_reader {
     if (!set_.log_version.is_given()) set_.log_version = version;
   }
 
-  void check_log_version(const yaml_node& node, const std::string& version) {
-    if (version.size() > log_version_limit)
-      add("log-version"_rule, node,
-          "a log version has at most 7 bytes in UTF-8, and this one " +
-              std::to_string(version.size()));
-    if (has_control_character(version))
-      add("log-version"_rule, node, "a log version cannot hold a control character");
-  }
-
   void read_renderer(const yaml_node& node, reader&) {
     const auto name = std::find(renderer_names.begin(), renderer_names.end(), node.text);
     if (name == renderer_names.end())
@@ -175,37 +164,13 @@ class definition_source_reader : private source_value_reader {
   void read_named_level(const yaml_node& key, const yaml_node& node) {
     placed<std::string> name;
     placed<uint32_t> level;
-    const bool has_name = !key.is_refused && read_name(key, name);
-    if (has_name && cpp_identifier(name.value) != name.value)
-      add("bad-name"_rule, key,
-          "a level's name is an enumerator of generated headers: letters, digits and single "
-          "underscores, none of these first, and no word of C++");
+    const bool has_name = !key.is_refused && read_enumerator(key, "a level's name", name);
     if (!read_level_number(node, level) || !has_name) return;
     const auto [first, is_new] = set_.levels.emplace(name.value, level);
     if (!is_new && first->second.value != level.value)
       found().add("level-value"_rule, level.place,
                   "the level " + in_quotes(name.value) + " has another value already",
                   first->second.place, "its value is given here first");
-  }
-
-  bool read_level_number(const yaml_node& node, placed<uint32_t>& level) {
-    if (!read_number(node, level)) return false;
-    if (level.value <= log_level_limit) return true;
-    add("level-value"_rule, node, "a level is a number from 0 to 9");
-    return false;
-  }
-
-  // A number, or a name that the set gives one.
-  void read_level(const yaml_node& node, placed<std::string>& level) {
-    const bool is_number =
-        node.kind == yaml_node::kinds::scalar && !node.text.empty() &&
-        std::string_view("+-.0123456789").find(node.text.front()) != std::string_view::npos;
-    placed<uint32_t> number;
-    if (!is_number)
-      read_text(node, level,
-                "a level is a number from 0 to 9, or a name that \"levels\" gives one");
-    else if (read_level_number(node, number))
-      level = {std::to_string(number.value), number.place};
   }
 
   void read_source_level(const yaml_node& node, reader&) {
@@ -370,20 +335,13 @@ class definition_source_reader : private source_value_reader {
       if (value.kind == yaml_node::kinds::map)
         read_map(value, attribute_keys, attribute, "an attribute");
       else if (read_text(value, short_form, "an attribute is a type, or a map of keys and values"))
-        read_type(value, attribute);
+        read_type(value, attribute.type);
       if (has_name) attributes.push_back(std::move(attribute));
     }
   }
 
-  // Names of types stand with or without "Type" before them.
-  void read_type(const yaml_node& node, attribute_model& attribute) {
-    placed<std::string> name;
-    if (!read_text(node, name)) return;
-    attribute.type = _kp_LOG_get_attribute_type_code(name.value.c_str());
-    if (attribute.type == TypeUnknown)
-      attribute.type = _kp_LOG_get_attribute_type_code(("Type" + name.value).c_str());
-    if (attribute.type == TypeUnknown)
-      add("unknown-type"_rule, node, "no type " + in_quotes(name.value) + type_hint(name.value));
+  void read_attribute_type(const yaml_node& node, attribute_model& attribute) {
+    read_type(node, attribute.type);
   }
 
   void read_redirect(const yaml_node& node, attribute_model& attribute) {
@@ -420,10 +378,7 @@ class definition_source_reader : private source_value_reader {
       read_name(node, message.id);
   }
   void read_message_name(const yaml_node& node, message_model& message) {
-    if (read_name(node, message.name) && cpp_identifier(message.name.value) != message.name.value)
-      add("bad-name"_rule, node,
-          "a message's name is an enumerator of generated headers: letters, digits and single "
-          "underscores, none of these first, and no word of C++");
+    read_enumerator(node, "a message's name", message.name);
   }
   void read_message_text(const yaml_node& node, message_model& message) {
     read_text(node, message.text);
@@ -477,7 +432,7 @@ constexpr std::array<definition_source_reader::key_row<event_model>, 11>
 
 constexpr std::array<definition_source_reader::key_row<attribute_model>, 4>
     definition_source_reader::attribute_keys = {{
-        {"type", &reader::read_type, true},
+        {"type", &reader::read_attribute_type, true},
         {"redirect", &reader::read_redirect},
         {"note", &reader::read_attribute_note},
         {"silence", &reader::read_attribute_silence},

@@ -46,6 +46,19 @@ class source_value_reader {
   // The CODE/NAME of an accepted difference.
   bool read_accepted_name(const yaml_node& key, accepted_difference& accepted);
 
+  // Values that have a form of their own (values_named.cpp).
+
+  // What is wrong with a log version, if anything.
+  void check_log_version(const yaml_node& node, const std::string& version);
+  // A name that generated headers have as it is, of what `what` calls it. One that they cannot have
+  // is in `name` all the same.
+  bool read_enumerator(const yaml_node& node, const char* what, placed<std::string>& name);
+  bool read_level_number(const yaml_node& node, placed<uint32_t>& level);
+  // A level's number, or a name that the set gives one.
+  void read_level(const yaml_node& node, placed<std::string>& level);
+  // The name of a type, with or without "Type" before it; TypeUnknown for what is none.
+  void read_type(const yaml_node& node, kp_AttributeType& type);
+
  private:
   void refuse_kind(const yaml_node& node, const std::string& expected, const char* nothing);
   void read_id_range(const yaml_node& item, std::vector<id_range>& ranges);
