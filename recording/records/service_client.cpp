@@ -52,9 +52,11 @@ bool service_client::is_held_up() const {
   return answers_.size() > most_answers;
 }
 
+// Lines that were held up come as soon as answers can be sent: nothing else may come.
 void service_client::watch() {
   const bool is_read = !has_ended_ && !is_closing_ && !is_told_ && !is_held_up();
-  const uint32_t wanted = (is_read ? EPOLLIN : 0U) | (answers_.empty() ? 0U : EPOLLOUT);
+  const bool can_go_on = !answers_.empty() || has_lines_left_;
+  const uint32_t wanted = (is_read ? EPOLLIN : 0U) | (can_go_on ? EPOLLOUT : 0U);
   if (is_waiting_ || wanted == watched_) return;
   epoll_event event{wanted, {this}};
   if (epoll_ctl(place_.wait, EPOLL_CTL_MOD, descriptor(), &event) == 0) watched_ = wanted;
@@ -128,6 +130,7 @@ void service_client::hand_over(const record_taker& take, bool at_end) {
   while (may_take() && lines_.next(line)) hand_over(line, take);
   while (at_end && client_ == nullptr && may_take() && lines_.next_at_end(line))
     hand_over(line, take);
+  has_lines_left_ = !may_take() && lines_.has_rest();
 }
 
 void service_client::hand_over(record_line& line, const record_taker& take) {

@@ -129,6 +129,7 @@ class service_client : public client_hearing, public line_sender {
   uint32_t watched_ = 0;               // events
   uint64_t records_left_ = 0;          // of its share
   bool is_waiting_ = false;            // for more of them
+  bool has_lines_left_ = false;        // that were read, and could not be handed over yet
   bool is_told_ = false;               // how the service is; then it is closed
   bool has_begun_ = false;             // its first line was read
   bool has_ended_ = false;             // it sends no more

@@ -155,6 +155,56 @@ TEST_F(EmitAcknowledged, WhatIsNoListOfClientsIsLeftAlone) {
   EXPECT_EQ(folder_.text("shop.clients"), "precious");
 }
 
+// --- Answers that nobody reads
+
+class EmitUnheard : public EmitAcknowledged {
+ protected:
+  // Bad records, of which each has an answer of some hundred bytes.
+  static constexpr uint64_t many = 20000;
+  static std::string many_bad_records() {
+    std::string lines;
+    for (uint64_t i = 0; i < many; ++i) lines += "x\n";
+    return lines;
+  }
+  // How many records the service has read.
+  uint64_t read_so_far() const {
+    const auto told = run_kplog(folder_.path(), "status --format json sock");
+    EXPECT_EQ(told.status, 0) << told.err;
+    const size_t at = told.out.find(R"("read":)");
+    return at == std::string::npos ? 0 : std::stoull(told.out.substr(at + 7));
+  }
+};
+
+// Of what it sent in one piece the rest comes when it hears again, though it sends nothing more.
+TEST_F(EmitUnheard, ClientThatDoesNotReadItsAnswersIsNotReadEither) {
+  const auto service = start_service();
+  const auto deaf = greet(hello_of_a, R"({"ack":0})");
+  EXPECT_TRUE(deaf->send(many_bad_records()));
+  const auto other = greet(R"({"kplog":1,"client":"b"})"
+                           "\n",
+                           R"({"ack":0})");
+  for (int number = 1; number <= 50; ++number) {  // in which time all others have their turns
+    other->send(note_record("served"));
+    ASSERT_EQ(other->line(), "{\"ack\":" + std::to_string(number) + "}");
+  }
+  EXPECT_LT(read_so_far(), many / 2);
+  uint64_t bad = 0;
+  std::string line = deaf->line();
+  for (; line != "{\"ack\":" + std::to_string(many) + "}" && !line.empty(); line = deaf->line())
+    if (line.starts_with("{\"bad\":" + std::to_string(bad + 1) + ",")) ++bad;
+  EXPECT_EQ(line, "{\"ack\":" + std::to_string(many) + "}");
+  EXPECT_EQ(bad, many);
+  EXPECT_EQ(end_of(*service).status, 1);
+}
+
+TEST_F(EmitUnheard, SendEndsHoweverManyRecordsAreBad) {
+  const auto service = start_service();
+  folder_.write("records", many_bad_records() + note_record("last"));
+  const auto sent = run_kplog(folder_.path(), "send --socket sock records 2>&1 | tail -1");
+  EXPECT_EQ(sent.out, "kplog: 20001 records acknowledged, 20000 of them bad\n");
+  EXPECT_EQ(end_of(*service).status, 1);
+}
+
 // --- Disks
 
 TEST_F(EmitAcknowledged, LostFolderIsWaitedForAndNothingIsInOneOutputAlone) {
