@@ -18,6 +18,7 @@
 
 #include "logging/counter_format.h"
 #include "recording/files/descriptor.h"
+#include "tests/command/documentation_page.h"
 #include "tests/command/emit_service_fixture.h"
 #include "tests/support/counter_folder.h"
 
@@ -155,6 +156,71 @@ TEST_F(EmitAcknowledged, WhatIsNoListOfClientsIsLeftAlone) {
   EXPECT_EQ(folder_.text("shop.clients"), "precious");
 }
 
+TEST_F(EmitAcknowledged, RecordsThatTheFilterRejectsHaveNumbers) {
+  const auto service = start_service({"--min-level", "5"});
+  const auto a = greet(hello_of_a, R"({"ack":0})");
+  a->send(note_record("one") + note_record("two"));
+  a->end_sending();
+  hear_up_to(*a, R"({"ack":2})");
+  EXPECT_EQ(end_of(*service).status, 0);
+  EXPECT_EQ(folder_.text("stored"), "");
+}
+
+// What the client of the page is told behind seventeen records.
+TEST_F(EmitAcknowledged, PageShowsWhatIsSaidAndHeard) {
+  folder_.write("orders.yaml",
+                "kplog: 1\nlog_version: \"2.0\"\nevents: {ORDER_PAID: {id: 1, attributes: "
+                "{ORDER: UInt4}, message: \"{ORDER}\"}}\n");
+  ASSERT_EQ(run_kplog(folder_.path(), "compile -q orders.yaml -o events.ldf").status, 0);
+  const auto service = start_service();
+  const std::string hello = R"({"kplog":1,"client":"shop-4"})"
+                            "\n";
+  const auto before = greet(hello, R"({"ack":0})");
+  for (int i = 0; i < 17; ++i) before->send("{\"event\":1,\"attributes\":{\"ORDER\":1}}\n");
+  hear_up_to(*before, R"({"ack":17})");
+  const auto shown = client();
+  std::istringstream lines(page_block("service.md", "is told what becomes of its records"));
+  std::vector<std::string> heard;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("> ")) shown->send(line.substr(2) + "\n");
+    if (line.starts_with("< ")) heard.push_back(line.substr(2));
+  }
+  ASSERT_EQ(heard.size(), 3U);
+  for (const std::string& line : heard) {
+    std::string next = shown->line();
+    if (next == R"({"ack":18})") next = shown->line();  // a batch that came between
+    EXPECT_EQ(next, line);
+  }
+  EXPECT_EQ(end_of(*service).status, 1);
+}
+
+TEST_F(EmitAcknowledged, SecondServiceOnAPlaceAcknowledgesNothing) {
+  const auto service = start_service();
+  const auto a = greet(hello_of_a, R"({"ack":0})");
+  const auto second = start({"--to", "text:shop", "--listen", "unix:second"});
+  EXPECT_EQ(second->err_line(),
+            "kplog: another service has ./shop.clients; clients are not acknowledged to");
+  EXPECT_TRUE(second->wait_for_err("listening on unix:second"));
+  socket_client other(folder_.path("second"));
+  other.send(hello_of_a);
+  EXPECT_EQ(other.line(), R"({"error":"another service has ./shop.clients"})");
+  EXPECT_EQ(other.line(), "");
+  a->send(note_record("one"));
+  hear_up_to(*a, R"({"ack":1})");
+  EXPECT_EQ(end_of(*second).status, 0);
+  EXPECT_EQ(end_of(*service).status, 0);
+}
+
+TEST_F(EmitAcknowledged, HalfALineThatIsGivenUpIsNoRecord) {
+  const auto service = start_service({"--idle-line", "1s"});
+  const auto a = greet(hello_of_a, R"({"ack":0})");
+  a->send("{\"event\":");
+  EXPECT_EQ(a->line(), "");
+  const command_end end = end_of(*service);
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.err, "");
+}
+
 // --- Answers that nobody reads
 
 class EmitUnheard : public EmitAcknowledged {
@@ -278,10 +344,36 @@ TEST_F(EmitAcknowledged, SendEndsAtASignalAndAtARefusal) {
   running_command waiting(folder_.path(), {"send", "--socket", "nowhere"});
   waiting.signal(SIGTERM);
   EXPECT_EQ(waiting.wait_for_end().status, 143);
+  running_command interrupted(folder_.path(), {"send", "--socket", "nowhere"});
+  interrupted.signal(SIGINT);
+  EXPECT_EQ(interrupted.wait_for_end().status, 130);
   const auto service = start_listening();
   const auto refused = run_kplog(folder_.path(), "send --socket sock < /dev/null");
   EXPECT_EQ(refused.status, 3);
   EXPECT_THAT(refused.err, HasSubstr("acknowledges nothing"));
+}
+
+TEST_F(EmitAcknowledged, SendSaysWhatIsBadAndWhoRefusesMore) {
+  const auto service = start_listening({"--to", "json:stored"});
+  folder_.write("records", std::string(2 << 20, 'x') + "\n" + note_record("next"));
+  const auto sent = run_kplog(folder_.path(), "send --socket sock records");
+  EXPECT_EQ(sent.status, 1);
+  EXPECT_EQ(sent.err,
+            "kplog: record 1: the line is longer than 1048576 bytes\n"
+            "kplog: 2 records acknowledged, 1 of them bad\n");
+  EXPECT_THAT(folder_.text("stored"), HasSubstr("next"));
+  EXPECT_EQ(end_of(*service).status, 1);
+  const auto strict = start_listening({"--to", "json:stored", "--max-bad", "0"});
+  folder_.write("records", "{}\n" + note_record("not taken"));
+  const auto closed = run_kplog(folder_.path(), "send --socket sock records");
+  EXPECT_EQ(closed.status, 3);
+  EXPECT_EQ(closed.err,
+            "kplog: record 1: the record has no \"event\"\n"
+            "kplog: sock: more bad records in a minute than this service takes\n");
+  EXPECT_EQ(end_of(*strict).status, 1);
+  const auto missing = run_kplog(folder_.path(), "send --socket sock missing");
+  EXPECT_EQ(missing.status, 3);
+  EXPECT_EQ(missing.err, "kplog: cannot read missing: No such file or directory\n");
 }
 
 // A service that answers the hello, and the first record, with these lines.

@@ -126,6 +126,68 @@ TEST_F(EmitClients, UserHasAsManyConnectionsAsAreAllowed) {
   EXPECT_EQ(service->out_line(), "fourth");
 }
 
+// Of 40 descriptors 8 are for clients, and half of them for one user.
+TEST_F(EmitClients, UserHasHalfOfTheConnections) {
+  running_command service(folder_.path(),
+                          emit_folder::words({"--to", "-", "--listen", "unix:sock"}),
+                          command_err::pipe, "ulimit -n 40");
+  ASSERT_TRUE(service.wait_for_err("listening on unix:sock"));
+  std::vector<std::unique_ptr<socket_client>> clients;
+  for (int i = 0; i < 5; ++i) clients.push_back(client());
+  EXPECT_EQ(clients.back()->line(), R"({"error":"the user has too many connections"})");
+  clients.pop_back();
+  for (const auto& one : clients) {
+    one->send(note_record("served"));
+    EXPECT_EQ(service.out_line(), "served");
+  }
+}
+
+TEST_F(EmitClients, LimitOfDescriptorsIsRaisedAsFarAsItMay) {
+  running_command service(folder_.path(),
+                          emit_folder::words({"--to", "-", "--listen", "unix:sock"}),
+                          command_err::pipe, "ulimit -Sn 40; ulimit -Hn 100");
+  ASSERT_TRUE(service.wait_for_err("listening on unix:sock"));
+  std::vector<std::unique_ptr<socket_client>> clients;
+  for (int i = 0; i < 34; ++i) {  // half of 68
+    clients.push_back(client());
+    clients.back()->send(note_record("served"));
+    ASSERT_EQ(service.out_line(), "served");
+  }
+  EXPECT_EQ(client()->line(), R"({"error":"the user has too many connections"})");
+}
+
+TEST_F(EmitClients, OneOfThoseThatStartAtOnceListens) {
+  std::vector<std::unique_ptr<running_command>> services;
+  for (int i = 0; i < 6; ++i) services.push_back(start({"--to", "-", "--listen", "unix:sock"}));
+  std::vector<std::string> told;
+  for (const auto& service : services) told.push_back(service->err_line());
+  EXPECT_EQ(std::count(told.begin(), told.end(), "kplog: listening on unix:sock"), 1);
+  EXPECT_EQ(
+      std::count(told.begin(), told.end(), "kplog: cannot listen on sock: Address already in use"),
+      5);
+  client()->send(note_record("served"));
+  for (size_t i = 0; i < services.size(); ++i) {
+    const bool is_listening = told[i] == "kplog: listening on unix:sock";
+    EXPECT_EQ(services[i]->out_line(), is_listening ? "served" : "");
+    EXPECT_EQ(end_of(*services[i]).status, is_listening ? 0 : 3);
+  }
+}
+
+// It may be longer in a file.
+TEST_F(EmitClients, LineOfTheStoredFormHasTheLimitOfAllLines) {
+  const auto service = start_listening();
+  const auto sender = client();
+  const std::string begin = R"({"version":"2.0","event":1003,"attributes":{"TEXT":"a"})";
+  sender->send(begin + std::string((1 << 20) - begin.size() - 1, ' ') + "}\n" + begin +
+               std::string((1 << 20) - begin.size(), ' ') + "}\n" + note_record("next"));
+  EXPECT_EQ(service->out_line(), "a");
+  EXPECT_EQ(service->out_line(), "next");
+  const command_end end = end_of(*service);
+  EXPECT_EQ(end.status, 1);
+  EXPECT_THAT(end.err, HasSubstr("unix:sock#1:2:1: error[record-syntax]: the line is longer than "
+                                 "1048576 bytes\n"));
+}
+
 TEST_F(EmitClients, HalfALineIsGivenUpAndTheSilentAreNot) {
   const auto service = start_listening({"--to", "-", "--idle-line", "1s"});
   const auto silent = client();

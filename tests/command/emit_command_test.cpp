@@ -386,6 +386,37 @@ TEST_F(EmitCommand, LineEndsAndEmptyLinesDoNotMatter) {
   EXPECT_EQ(folder_.emit_text("-q --to -", records + last).out, "a\nb\nc\n");
 }
 
+// Before, between and behind others.
+TEST_F(EmitCommand, CompressedFilesAreRead) {
+  folder_.write("a", note_record("first") + note_record("second"));
+  folder_.write("b", note_record("third"));
+  const auto run = folder_.emit("-q --to - a.zst b a.zst", "zstd -q a && ");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "first\nsecond\nthird\nfirst\nsecond\n");
+}
+
+TEST_F(EmitCommand, LinesOfBlanksAreCounted) {
+  const auto run = folder_.emit_text("-q --to -", "\n \t\r\nbad\n");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, StartsWith("<stdin>:3:1: error[record-syntax]: "));
+}
+
+TEST_F(EmitCommand, ContextIsStoredAndNotShown) {
+  const std::string context = R"({"TEXT":"other","USER_NAME":1,"USER_NAME":2})";
+  const auto run = folder_.emit_text(
+      "-q --to text:./shop --to json:stored --to -",
+      R"({"event":"NOTE","time":"2026-11-15T17:02:56.25+08:00","attributes":{"TEXT":"own"},)"
+      R"("context": )" +
+          context + "}\n");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "own\n");
+  EXPECT_EQ(folder_.text("shop.20261115.0001"), "2026-11-15T17:02:56+08:00 3 NOTE own\n");
+  EXPECT_THAT(folder_.text("stored"),
+              HasSubstr(R"("time":"2026-11-15T17:02:56+08:00",)"
+                        R"("recorded":"2026-11-15T17:02:56.25+08:00","context":)" +
+                        context + R"(,"attributes":{"TEXT":"own"},"types":{"TEXT":"MBChar2K"},)"));
+}
+
 TEST_F(EmitCommand, PipesOfTheShellEnd) {
   folder_.write("input", note_record("piped"));
   const auto run = folder_.emit("-q --to - /dev/fd/3 3<&0", "cat input | ");
@@ -402,6 +433,8 @@ TEST_F(EmitCommand, LineBeyondTheLimitIsOneBadRecord) {
   EXPECT_THAT(run.err, StartsWith("<stdin>:2:1: error[record-syntax]: the line is longer than "
                                   "1048576 bytes\nxxx"));
   EXPECT_LT(run.err.size(), 1000u);
+  folder_.emit_text("-q --to - --on-error quarantine=bad", records);
+  EXPECT_EQ(folder_.text("bad"), std::string(1 << 20, 'x') + "\n");
 }
 
 TEST_F(EmitCommand, LineOfTheLimitIsTaken) {

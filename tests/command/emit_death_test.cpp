@@ -229,6 +229,30 @@ TEST_F(EmitDeath, LostFolderEndsTheRunAndSaysWhatWasNotWritten) {
                                        "not written\n")));
 }
 
+TEST_F(EmitDeath, RunThatIsToWaitGoesOnWhenTheFolderIsBack) {
+  ASSERT_EQ(mkdir(folder_.path("logs").c_str(), 0700), 0);
+  const auto run = start({"--to", "text:logs/shop", "--ack", "--on-failure", "wait"});
+  ASSERT_TRUE(run->send(note_record("a")));
+  EXPECT_EQ(run->out_line(), "1");
+  std::filesystem::rename(folder_.path("logs"), folder_.path("away"));
+  ASSERT_TRUE(run->send(note_record("b")));
+  EXPECT_EQ(run->err_line(),
+            "kplog: cannot open the folder logs: No such file or directory; nothing is read until "
+            "it can be written");
+  std::filesystem::rename(folder_.path("away"), folder_.path("logs"));
+  EXPECT_EQ(run->out_line(), "2");
+  EXPECT_EQ(run->err_line(), "kplog: the outputs can be written again");
+  EXPECT_EQ(run->wait().status, 0);
+}
+
+TEST_F(EmitDeath, ReaderOfMessagesThatLeftIsAnError) {
+  folder_.write("input", note_record("a"));
+  folder_.emit("-q --to - input 2> said; echo $? > status; } | { exec <&-; touch left; }",
+               "{ until test -e left; do sleep 0.01; done; ");
+  EXPECT_EQ(folder_.text("status"), "3\n");
+  EXPECT_EQ(folder_.text("said"), "kplog: cannot write to standard output: Broken pipe\n");
+}
+
 TEST_F(EmitDeath, FolderThatIsNotThereIsReportedBeforeAnythingIsRead) {
   for (const char* sink : {"--to text:nowhere/shop", "--to json:nowhere/file",
                            "--to - --count nowhere/c", "--to - --on-error quarantine=nowhere/q"}) {

@@ -81,6 +81,16 @@ TEST_F(EmitLimits, TimesWithinTheSkewAreTaken) {
   EXPECT_THAT(run.err, HasSubstr("3 written, 0 rejected by the filter, 2 bad"));
 }
 
+TEST_F(EmitLimits, TimesOfLostEventsAreHeldToTheSkew) {
+  const auto run = folder_.emit_text(
+      "-q --to - --max-skew 1d",
+      R"({"event":0,"time":"2001-01-01T00:00:00Z","attributes":{"COUNT":1,"REASON":"full"}})");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "");
+  EXPECT_THAT(run.err, testing::StartsWith("<stdin>:1:19: error[record-time]: \"time\" lies more "
+                                           "than 1d from now: \"2001-01-01T00:00:00Z\"\n"));
+}
+
 TEST_F(EmitLimits, AnyTimeIsTakenWithoutALimit) {
   EXPECT_EQ(folder_.emit_text("-q --to -", note_record("a", "0001-01-01")).out, "a\n");
 }

@@ -9,7 +9,9 @@
 #include <array>
 #include <optional>
 #include <sstream>
+#include <thread>
 
+#include "tests/command/documentation_page.h"
 #include "tests/command/emit_service_fixture.h"
 
 using testing::HasSubstr;
@@ -142,6 +144,56 @@ TEST_F(EmitUnderManager, RefusesASocketOfAnotherPath) {
   EXPECT_THAT(end.err, HasSubstr("cannot take over a socket of sock: the sockets that were handed "
                                  "over have other paths, or do "
                                  "not listen"));
+}
+
+// The text behind "ExecStart=" with its lines joined, in this folder.
+static std::string command_of_unit(const std::string& unit, const std::string& folder) {
+  const size_t begin = unit.find("ExecStart=/usr/bin/kplog emit ") + 30;
+  std::string command = unit.substr(begin, unit.find("\nExec", begin) - begin);
+  for (const auto& [from, to] : {std::pair<std::string, std::string>{"\\\n", " "},
+                                 {"/usr/share/shop", folder},
+                                 {"/var/log/shop", folder},
+                                 {"/etc/shop", folder},
+                                 {"/run/shop", folder}})
+    for (size_t at = command.find(from); at != std::string::npos; at = command.find(from, at))
+      command.replace(at, from.size(), to);
+  return command;
+}
+
+TEST_F(EmitUnderManager, CommandOfThePagesUnitServes) {
+  folder_.write("de.po",
+                "msgid \"\"\nmsgstr \"Language: de\\nContent-Type: text/plain; "
+                "charset=UTF-8\\n\"\n");
+  ASSERT_EQ(run_kplog(folder_.path(), "catalog build -q events.yaml --po de.po -o messages").status,
+            0);
+  folder_.write("events.conf", "[shop]\nLogLevelLow = 0\n\n\n");
+  std::istringstream text(
+      command_of_unit(page_block("service.md", "\n## systemd\n"), folder_.path()));
+  words arguments = {"emit"};
+  for (std::string word; text >> word;) arguments.push_back(word);
+  running_command service(folder_.path(), arguments);  // which says nothing, being quiet
+  const std::string path = folder_.path("events.sock");
+  auto one = std::make_unique<socket_client>(path);
+  for (int tries = 0; !one->is_connected() && tries < 30000; ++tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    one = std::make_unique<socket_client>(path);
+  }
+  one->send("{\"event\":\"NOTE\",\"attributes\":{\"TEXT\":\"now\"}}\nbad\n");
+  one->end_sending();
+  EXPECT_EQ(one->line(), "");
+  const command_end end = end_of(service);
+  EXPECT_EQ(end.status, 1) << end.err;
+  EXPECT_EQ(folder_.text("bad-records"), "bad\n");
+  EXPECT_EQ(folder_.text("events.cnt").size(), 32U);
+}
+
+TEST_F(EmitUnderManager, WhatEndsAServiceIsAnErrorForAJournal) {
+  folder_.write("records", note_record("a"));
+  ASSERT_EQ(mkdir(folder_.path("shop.20261115.0001").c_str(), 0700), 0);
+  const auto run = folder_.emit("-q --to text:./shop records 2>told",
+                                "touch told && export JOURNAL_STREAM=$(stat -c %d:%i told) && ");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_THAT(folder_.text("told"), StartsWith("<3>kplog: cannot open ./shop.20261115.0001: "));
 }
 
 TEST_F(EmitUnderManager, MessagesForAJournalSayHowGraveTheyAre) {

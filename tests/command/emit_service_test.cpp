@@ -43,6 +43,13 @@ TEST_F(EmitService, HalfALineOfAWriterThatLeftIsNotJoinedToTheNext) {
   EXPECT_EQ(end_of(*service).status, 1);
 }
 
+TEST_F(EmitService, InterruptedReaderOfAFifoHasEnded) {
+  const auto service = start_reading_fifo();
+  write_to_fifo(note_record("a"));
+  EXPECT_EQ(service->out_line(), "a");
+  EXPECT_EQ(end_of(*service, SIGINT).status, 0);
+}
+
 TEST_F(EmitService, FifoMustComeLast) {
   ASSERT_EQ(mkfifo(folder_.path("fifo").c_str(), 0600), 0);
   const auto run = folder_.emit_text("--to - fifo -", "");
@@ -229,6 +236,21 @@ TEST_F(EmitService, RecordsThatALockHoldsBackAreTold) {
               AllOf(HasSubstr("cannot take the lock ./shop_lock: another process holds it"),
                     HasSubstr("1 not written")));
   EXPECT_THAT(folder_.text("shop.20261115.0001"), Not(HasSubstr("NOTE b")));
+}
+
+// A service would wait for what is in the way of its outputs, but not at its end.
+TEST_F(EmitService, SignalEndsAServiceThatALockHoldsBack) {
+  const auto service = start_listening({"--to", "text:./shop", "--ack"});
+  const auto sender = client();
+  sender->send(note_record("a"));
+  EXPECT_EQ(service->out_line(), "1");
+  const lock_holder holder(folder_.path("shop_lock"));
+  sender->send(note_record("b"));
+  EXPECT_TRUE(service->wait_for_err("waiting for the lock ./shop_lock"));
+  const command_end end = end_of(*service);
+  EXPECT_EQ(end.status, 3);
+  EXPECT_THAT(end.err, HasSubstr("2 records: 1 written, 0 rejected by the filter, 0 bad, 1 not "
+                                 "written\n"));
 }
 
 // Whoever may read a folder can lock it.

@@ -203,6 +203,9 @@ TEST_F(JournalUpkeep, CompressesWhatIsDone) {
   const std::string compressed = content(std::string(one) + ".zst");
   EXPECT_TRUE(index(one)->fits(std::string(one) + ".zst", compressed.size()));
   EXPECT_EQ(index(one)->lines, lines_of_records(0, 40).size());
+  // One frame, whose head says that a check sum is at its end.
+  EXPECT_EQ(ZSTD_findFrameCompressedSize(compressed.data(), compressed.size()), compressed.size());
+  EXPECT_NE(compressed[4] & 4, 0);
 }
 
 TEST_F(JournalUpkeep, MakesTheIndexOfACompressedSegmentAnew) {

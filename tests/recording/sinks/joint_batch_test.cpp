@@ -195,6 +195,24 @@ TEST_F(ClientNumbers, NameIsOneUsers) {
   EXPECT_EQ(written(*numbers, std::string(255, 'n'), 2), 0);
 }
 
+// Nobody can take them all away from others.
+TEST_F(ClientNumbers, AreOfAsManyNamesAsThereIsRoomFor) {
+  const auto numbers = open();
+  const auto fill = [&](uint64_t user) {
+    for (size_t i = 0; i < client_numbers::most_clients / 2; ++i)
+      if (written(*numbers, std::to_string(user) + "." + std::to_string(i), user) != 0)
+        return false;
+    return true;
+  };
+  std::string refusal;
+  EXPECT_TRUE(fill(1));
+  EXPECT_EQ(numbers->find("one more", 1, refusal), nullptr);
+  EXPECT_EQ(refusal, "there are too many clients' names");
+  EXPECT_TRUE(fill(2));
+  EXPECT_EQ(written(*numbers, "a third user's", 3), -1);
+  EXPECT_EQ(written(*numbers, "1.0", 1), 0);  // those who are known are served
+}
+
 TEST_F(ClientNumbers, AreForgottenAMonthAfterTheClientWasSeen) {
   auto numbers = open();
   store(*numbers, "a", 1);

@@ -1,5 +1,6 @@
 // Journals: the stored form in dated segments.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <csignal>
 
@@ -68,6 +69,25 @@ TEST_F(Journal, ARecordThatIsLongerThanASegmentHasOneOfItsOwn) {
   write(*journal(",max-size=1"), {"a", "b"});
   EXPECT_EQ(messages("app.20261115.0001.jsonl"), " a");
   EXPECT_EQ(messages("app.20261115.0002.jsonl"), " b");
+}
+
+TEST_F(Journal, LastSerialOfADayTakesAllThatComes) {
+  folder_.write("app.20261115.9999.jsonl", "");
+  const auto sink = journal(",max-size=1");
+  write(*sink, {"a", "b"});
+  write(*sink, {"c"});
+  EXPECT_THAT(files(), ElementsAre("app.20261115.9999.jsonl"));
+  EXPECT_EQ(messages("app.20261115.9999.jsonl"), " a b c");
+}
+
+TEST_F(Journal, SegmentsHaveTheirModeWhateverTheUmask) {
+  for (const mode_t mask : {mode_t{0}, mode_t{077}}) {
+    const mode_t before = umask(mask);
+    write(*journal(",max-size=1"), {"a"});
+    umask(before);
+  }
+  for (const char* name : {"app.20261115.0001.jsonl", "app.20261115.0002.jsonl"})
+    EXPECT_EQ(fs::status(file(name)).permissions(), fs::perms(0640)) << name;
 }
 
 TEST_F(Journal, SerialsOfCompressedSegmentsAreNotUsedAgain) {
