@@ -340,6 +340,23 @@ TEST_F(EmitClients, SendersThatNeverPauseDoNotKeepItFromEnding) {
                                  " records: " + std::to_string(sent) + " written"));
 }
 
+// What is no record makes no batch large, and so others would wait for theirs.
+TEST_F(EmitClients, BlankLinesWithoutEndKeepNobodyWaiting) {
+  const auto service = start_listening();
+  const auto noisy = client();
+  auto sender = std::async(std::launch::async, [&noisy] {
+    const std::string blanks(1 << 20, '\n');
+    while (noisy->send(blanks)) {
+    }
+  });
+  const auto other = client();
+  for (const char* text : {"one", "two", "three"}) {
+    other->send(note_record(text));
+    EXPECT_EQ(service->out_line(), text);
+  }
+  end_of(*service);
+}
+
 // Three clients, of which each has sent a record.
 struct three_senders {
   explicit three_senders(const emit_folder& folder, const lock_waiting& waiting = {})

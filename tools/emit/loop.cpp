@@ -78,7 +78,7 @@ emit_end emit_loop::run() {
     const bool is_idle = !wait(pipeline_.has_unwritten() ? std::chrono::milliseconds(0)
                                                          : shorter_wait(until_upkeep, patience()));
     const bool has_time = is_idle && !pipeline_.has_unwritten();
-    if (is_idle && pipeline_.has_unwritten()) pipeline_.write();
+    if (is_idle ? pipeline_.has_unwritten() : pipeline_.is_write_due()) pipeline_.write();
     until_upkeep = has_time ? pipeline_.keep_up() : std::chrono::milliseconds(0);
     for (int signal = signals_.take(); signal != 0; signal = signals_.take()) answer(signal);
     if (ending_ == 0) read_ready();

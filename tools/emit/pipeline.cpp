@@ -10,6 +10,9 @@
 static constexpr size_t batch_output = size_t{256} << 10;
 static constexpr size_t batch_input = size_t{1} << 20;
 
+// Whatever else comes in: blank lines, perhaps, or halves of lines, without end.
+static constexpr std::chrono::milliseconds longest_wait_for_batch(500);
+
 // So much has come at once that it is worth other threads' while.
 static constexpr size_t busy_input = size_t{256} << 10;
 
@@ -29,6 +32,7 @@ emit_pipeline::emit_pipeline(definition_version& definitions, const emit_filter&
 
 void emit_pipeline::take(const record_line& line) {
   if (has_stopped_) return;
+  if (!has_unwritten()) write_due_ = clock::now() + longest_wait_for_batch;
   ++taken_;
   figures_.input_bytes += line.text.size();
   taken_since_write_ += line.text.size();
@@ -275,6 +279,7 @@ void emit_pipeline::write_batch() {
   tell_clients();
   for (auto& [event, tally] : tallies_) tally.written += tally.unwritten();
   batch_input_ = 0;
+  write_due_ = clock::now() + longest_wait_for_batch;
   const bool is_acknowledgement_due = has_batch() && outputs_.acknowledges;
   acknowledged_ = done_;
   if (is_acknowledgement_due) {

@@ -56,6 +56,8 @@ class emit_pipeline {
   bool has_stopped() const { return has_stopped_; }
   // Whether records wait for the end of their batch.
   bool has_unwritten() const { return acknowledged_ != taken_; }
+  // Whether some of them have waited so long that they are written though more is coming in.
+  bool is_write_due() const { return has_unwritten() && clock::now() >= write_due_; }
   // Ends the batch, with patience. Raises file_error; its records then are not acknowledged, though
   // some of the outputs may have them.
   void write();
@@ -88,6 +90,8 @@ class emit_pipeline {
   void merge_refused(const line_pack& pack);
   record_error fault_of(const record_line& line, const pack_result::refused_line& refused);
 
+  using clock = std::chrono::steady_clock;
+
   bool has_batch() const { return acknowledged_ != done_; }
   bool is_batch_large() const;
   void write_batch();
@@ -115,9 +119,10 @@ class emit_pipeline {
   uint64_t taken_ = 0;         // records so far
   uint64_t done_ = 0;          // of these: they are in the batch, or were refused, or rejected
   uint64_t acknowledged_ = 0;  // of these, up to the last batch written
-  size_t batch_input_ = 0;     // bytes of the lines of the batch
-  std::string bad_lines_;      // of the batch, for the quarantine
-  client_progress progress_;   // by the batch
+  clock::time_point write_due_ = {};  // of those that are not written
+  size_t batch_input_ = 0;            // bytes of the lines of the batch
+  std::string bad_lines_;             // of the batch, for the quarantine
+  client_progress progress_;          // by the batch
   bool has_stopped_ = false;
   batch_figures figures_;
   size_t bad_line_count_ = 0;  // of the batch
