@@ -376,9 +376,11 @@ TEST_F(EmitAcknowledged, SendSaysWhatIsBadAndWhoRefusesMore) {
   EXPECT_EQ(missing.err, "kplog: cannot read missing: No such file or directory\n");
 }
 
-// A service that answers the hello, and the first record, with these lines.
+// A service that answers the hello, and the first record, with these lines, and waits for the end;
+// or goes at once.
+enum class service_end { waits, goes };
 static void serve_one(const std::string& path, const std::string& greeting,
-                      const std::string& answer) {
+                      const std::string& answer, service_end end = service_end::waits) {
   const open_descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -393,7 +395,8 @@ static void serve_one(const std::string& path, const std::string& greeting,
     ASSERT_EQ(send(accepted.get(), line.data(), line.size(), MSG_NOSIGNAL),
               static_cast<ssize_t>(line.size()));
   }
-  while (recv(accepted.get(), heard.data(), heard.size(), 0) > 0) {
+  if (end == service_end::goes) unlink(path.c_str());
+  while (end == service_end::waits && recv(accepted.get(), heard.data(), heard.size(), 0) > 0) {
   }
 }
 
@@ -405,6 +408,22 @@ TEST_F(EmitAcknowledged, SendBelievesNoAcknowledgementOfWhatItDidNotSend) {
   service.join();
   EXPECT_EQ(sent.status, 3);
   EXPECT_EQ(sent.err, "kplog: sock: the service acknowledges more than it was sent\n");
+}
+
+// A record that is sent again is bad again.
+TEST_F(EmitAcknowledged, SendTellsOfABadRecordOnce) {
+  const std::string path = folder_.path("sock");
+  const std::string bad = R"({"bad":1,"code":"record-syntax","text":"no record"})"
+                          "\n";
+  std::thread service([&] {
+    serve_one(path, "{\"ack\":0}\n", bad, service_end::goes);
+    serve_one(path, "{\"ack\":0}\n", bad + "{\"ack\":1}\n");
+  });
+  folder_.write("records", "x\n");
+  const auto sent = run_kplog(folder_.path(), "send --socket sock records");
+  service.join();
+  EXPECT_EQ(sent.status, 1);
+  EXPECT_EQ(sent.err, "kplog: record 1: no record\nkplog: 1 record acknowledged, 1 of them bad\n");
 }
 
 // --- Everything at once

@@ -145,7 +145,8 @@ void record_sending::answer(std::string_view line) {
     was_greeted_ = true;
     forget_up_to(*answer->acknowledged);
   } else if (answer->bad) {
-    take_bad_(*answer->bad, *answer);
+    if (*answer->bad > refused_) take_bad_(*answer->bad, *answer);
+    refused_ = std::max(refused_, *answer->bad);
   } else {
     throw sender_refused(terminal_text(answer->text));
   }

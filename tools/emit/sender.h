@@ -69,7 +69,8 @@ class record_sending {
   std::string piece_;              // that is being sent
   std::string heard_;              // of the service's answers, not yet a line
   uint64_t acknowledged_ = 0;
-  uint64_t sent_ = 0;  // the number of the last record that was, by this run or before it
+  uint64_t sent_ = 0;     // the number of the last record that was, by this run or before it
+  uint64_t refused_ = 0;  // of the last one that was told to be bad
   uint64_t read_ = 0;
   uint64_t left_out_ = 0;
 };
