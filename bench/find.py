@@ -21,6 +21,8 @@ import sys
 import tempfile
 import time
 
+from login_records import SOURCE as LOGIN_SOURCE
+
 RECORDS = 1_000_000
 COPIES = 5  # of all of them, in which the last are looked for
 PLAIN_GOAL, COMPRESSED_GOAL = 1_500_000, 800_000  # records a second of one core
@@ -28,19 +30,7 @@ LAST_GOAL = 0.050  # seconds of the clock
 SKIPPED_GOAL = 5  # times as quick as reading everything
 MEMORY_GOAL = 1024  # KiB more for ten times the records
 
-SOURCE = """kplog: 1
-log_version: "2.0"
-events:
-  USER_LOGIN:
-    id: 1001
-    attributes:
-      USER_NAME: MBChar64
-      PORT: UInt2
-      HOST: MBChar128
-      ATTEMPTS: UInt4
-      SECONDS: Float
-    message: "User {USER_NAME} logged in from {HOST} on port {PORT} after {ATTEMPTS} attempts in {SECONDS} s"
-  USER_LOGOUT:
+SOURCE = LOGIN_SOURCE + """  USER_LOGOUT:
     id: 1002
     attributes: {USER_NAME: MBChar64}
     message: "User {USER_NAME} logged out"
