@@ -32,8 +32,7 @@ record_making::outcome record_making::make_unrefused(const record_line& line) {
   const made_entry* const made = maker_.try_make(*parsed_);
   if (made == nullptr) return refuse(maker_.error());
   event_ = made->event;
-  if (skew_.is_limited() && parsed_->time &&
-      !skew_.allows(made->entry.GetAttribTime("TIMESTAMP")))
+  if (skew_.is_limited() && parsed_->time && !skew_.allows(made->entry.GetAttribTime("TIMESTAMP")))
     return refuse(skew_.fault_of(*parsed_));
   if (!made->is_lost() && !filter_.passes(made->entry)) return outcome::rejected;
   render(*made, line.text);
