@@ -39,9 +39,22 @@ static size_t offset_of(size_t slot) {
   return (slot + 1) * slot_size;
 }
 
+static constexpr int making_flags =
+    O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+static constexpr mode_t numbers_mode = S_IRUSR | S_IWUSR;
+
 template <class Value>
 static std::string_view bytes_of(const Value& value) {
   return {reinterpret_cast<const char*>(&value), sizeof value};
+}
+
+static client_slot slot_of(const numbered_client& client) {
+  client_slot slot{};
+  client.name.copy(slot.name, client_numbers::longest_name);
+  slot.user = client.user;
+  slot.seen = client.seen;
+  std::copy(client.in_file.begin(), client.in_file.end(), slot.numbers);
+  return slot;
 }
 
 // --- The file ---
@@ -68,9 +81,7 @@ client_numbers::client_numbers(std::string path, open_descriptor file, clock now
 }
 
 std::unique_ptr<client_numbers> client_numbers::open(const std::string& path, clock now) {
-  static constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-  static constexpr mode_t mode = S_IRUSR | S_IWUSR;
-  open_descriptor file(KP_open(path.c_str(), flags, mode));
+  open_descriptor file(KP_open(path.c_str(), making_flags, numbers_mode));
   struct stat status {};
   if (!file.is_open() || KP_fstat(file.get(), &status) != 0)
     raise_write_error(numbers_action, path);
@@ -80,7 +91,7 @@ std::unique_ptr<client_numbers> client_numbers::open(const std::string& path, cl
     if (errno == EWOULDBLOCK) return nullptr;
     raise_write_error(numbers_action, path);
   }
-  static_cast<void>(KP_fchmod(file.get(), mode));
+  static_cast<void>(KP_fchmod(file.get(), numbers_mode));
   const std::string whole = std::filesystem::absolute(path).lexically_normal().string();
   return std::unique_ptr<client_numbers>(
       new client_numbers(whole, std::move(file), std::move(now)));
@@ -90,6 +101,43 @@ void client_numbers::write(std::string_view bytes, size_t offset) const {
   if (!write_all_at(file_.get(), bytes, static_cast<off_t>(offset)))
     raise_write_error(numbers_action, path_);
 }
+
+// --- Its place ---
+
+void client_numbers::keep_place() {
+  struct stat own {};
+  struct stat there {};
+  if (KP_fstat(file_.get(), &own) != 0) raise_write_error(numbers_action, path_);
+  if (KP_stat(path_.c_str(), &there) != 0) {
+    if (errno != ENOENT) raise_write_error(numbers_action, path_);
+    return put_back();
+  }
+  if (own.st_dev != there.st_dev || own.st_ino != there.st_ino)
+    fail("another file is in its place");
+}
+
+// All of it by one write: whoever finds the file finds it whole.
+void client_numbers::put_back() {
+  open_descriptor file(KP_open(path_.c_str(), making_flags | O_EXCL, numbers_mode));
+  if (!file.is_open() || KP_flock(file.get(), LOCK_EX | LOCK_NB) != 0)
+    raise_write_error(numbers_action, path_);
+  static_cast<void>(KP_fchmod(file.get(), numbers_mode));
+  std::string whole((slots_ + 1) * slot_size, '\0');
+  whole.replace(0, sizeof start_, bytes_of(start_));
+  for (const auto& [name, client] : clients_) {
+    const client_slot slot = slot_of(*client);
+    whole.replace(offset_of(client->slot), slot_size, bytes_of(slot));
+  }
+  if (!write_all_at(file.get(), whole, 0)) {
+    const int error = errno;
+    KP_unlink(path_.c_str());
+    errno = error;
+    raise_write_error(numbers_action, path_);
+  }
+  file_ = std::move(file);
+}
+
+// --- What it says ---
 
 // What a process that died has begun of a slot, or of the start, is not there.
 void client_numbers::read() {
@@ -190,10 +238,7 @@ numbered_client& client_numbers::add(const std::string& name, uint64_t user) {
   client->user = user;
   client->seen = now_();
   client->slot = free_slots_.empty() ? slots_ : free_slots_.back();
-  client_slot slot{};
-  name.copy(slot.name, longest_name);
-  slot.user = user;
-  slot.seen = client->seen;
+  const client_slot slot = slot_of(*client);
   write(bytes_of(slot), offset_of(client->slot));
   if (free_slots_.empty())
     ++slots_;
@@ -215,6 +260,7 @@ void client_numbers::see(numbered_client& client) noexcept {
 // --- Batches ---
 
 delivery client_numbers::next_batch() {
+  keep_place();
   const uint64_t batch = start_.delivered[joint_output] + 1;
   return {&start_, path_, joint_output, batch, batch};
 }

@@ -28,6 +28,9 @@ inline constexpr std::string_view segment_ending = ".jsonl";
 inline constexpr std::string_view index_ending = ".index";
 inline constexpr std::string_view unfinished_ending = ".part";
 
+// Four digits: names with more are not recognised. The file of this serial takes all that comes.
+inline constexpr unsigned last_dated_serial = 9999;
+
 struct dated_name {
   log_day day;
   unsigned serial = 0;

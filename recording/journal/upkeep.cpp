@@ -62,7 +62,7 @@ std::vector<journal_segment> outlived(std::vector<journal_segment> segments,
 }
 
 // Those to which nobody writes any more: there is a later one of the day, or the day is over. One
-// that was written to last is not done.
+// that was written to last is not done, nor the last that a day can have.
 static std::vector<bool> are_done(const std::vector<journal_segment>& segments, timespec now) {
   std::vector<bool> done(segments.size(), false);
   const auto last = std::ranges::max_element(segments, [](const auto& one, const auto& other) {
@@ -74,7 +74,9 @@ static std::vector<bool> are_done(const std::vector<journal_segment>& segments, 
     if (!segment.is_there()) continue;
     const bool is_of_same_day = later_day != nullptr && *later_day == segment.day;
     const bool is_last = segments.begin() + static_cast<std::ptrdiff_t>(at) == last;
-    done[at] = is_of_same_day || (!is_last && since(segment.written(), now) >= rest_of_done);
+    const bool may_be_written_to = is_last || segment.serial == last_dated_serial;
+    done[at] =
+        is_of_same_day || (!may_be_written_to && since(segment.written(), now) >= rest_of_done);
     later_day = &segment.day;
   }
   return done;

@@ -92,7 +92,7 @@ void entry_maker::take_recorded() {
 
 bool entry_maker::set_time(const parsed_record& record) {
   if (record.time.has_value() && !read_time(*record.time)) return false;
-  const kp_Time& time = record.time.has_value() ? time_ : kp_Time();
+  const kp_Time time = record.time.has_value() ? time_ : now();
   made_.entry._get_imp().set_timestamp(time, time.is_GMT_time_mode());
   return true;
 }
@@ -166,10 +166,8 @@ bool entry_maker::add_to_lost(const record_attribute& attribute) {
 
 bool entry_maker::make_lost(const parsed_record& record) {
   make_lost_entry(made_, 0, "", record.level.value_or(default_record_level));
-  if (record.time.has_value()) {
-    if (!read_time(*record.time)) return false;
-    set_time_of_lost(made_.entry, time_);
-  }
+  if (record.time.has_value() && !read_time(*record.time)) return false;
+  set_time_of_lost(made_.entry, record.time.has_value() ? time_ : now());
   for (const record_attribute& attribute : record.attributes)
     if (!add_to_lost(attribute)) return false;
   if (record.attributes.size() == lost_event().attributes.size()) return true;

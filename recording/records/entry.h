@@ -39,6 +39,8 @@ class entry_maker {
  public:
   explicit entry_maker(const event_set& events) : events_(events) {}
 
+  // What "now" is from here on; nothing, as at first: the time at which an entry is made.
+  void set_now(const std::optional<kp_Time>& now) { now_ = now; }
   // Makes the entry of `record`. The level is 3 and the time is now where the record says nothing;
   // the time keeps the zone that the record tells it in. With a fraction of a second it is what was
   // recorded, unless the record says that itself. The result lives until the next call, its
@@ -63,8 +65,10 @@ class entry_maker {
   const known_attribute* known(std::string_view attribute);
   bool add(const record_attribute& attribute);
   void take_recorded();
+  kp_Time now() const { return now_ ? *now_ : kp_Time(); }
 
   const event_set& events_;
+  std::optional<kp_Time> now_;
   made_entry made_;
   std::optional<record_error> error_;  // of the record that was refused last
   size_t next_ = 0;        // of the event's attributes: the one that a record most often tells next

@@ -9,8 +9,6 @@
 #include "base/kp_clib.h"
 #include "recording/files/folder.h"
 
-static constexpr unsigned last_serial = 9999;  // four digits; names with more are not recognised
-
 // Days whose serials are remembered from batch to batch; records with times all over the calendar
 // do not make the memory grow.
 static constexpr size_t remembered_days = 64;
@@ -73,7 +71,8 @@ void dated_lines::open_last(append_batch& batch, const log_day& day) {
   if (!is_known && !is_folder_read_) read_folder(batch);
   if (serial.number == 0 || serial.is_closed) return open_next(batch, day);
   batch.open(file_name(day, serial.number));
-  while (serial.number < last_serial && batch.open_existing(file_name(day, serial.number + 1)))
+  while (serial.number < last_dated_serial &&
+         batch.open_existing(file_name(day, serial.number + 1)))
     ++serial.number;
 }
 
@@ -81,9 +80,9 @@ void dated_lines::open_last(append_batch& batch, const log_day& day) {
 void dated_lines::open_next(append_batch& batch, const log_day& day) {
   if (!is_folder_read_) read_folder(batch);
   const unsigned number = serials_[day].number + 1;
-  if (number > last_serial)
+  if (number > last_dated_serial)
     throw file_error(file_use::writing, "no serial is left behind " + place_.folder + "/" +
-                                            file_name(day, last_serial));
+                                            file_name(day, last_dated_serial));
   batch.open(file_name(day, number));
   serials_[day] = {number, false};
   ++files_begun_;
@@ -104,7 +103,7 @@ size_t dated_lines::part_that_fits(std::string_view lines, uintmax_t size) const
 void dated_lines::append(append_batch& batch, const log_day& day, std::string_view lines) {
   open_last(batch, day);
   while (!lines.empty()) {
-    const bool is_last = serials_[day].number == last_serial;
+    const bool is_last = serials_[day].number == last_dated_serial;
     const size_t part = is_last ? lines.size() : part_that_fits(lines, batch.size());
     if (part == 0) {
       open_next(batch, day);

@@ -318,6 +318,40 @@ TEST_F(EmitAcknowledged, ServiceThatIsToStopStops) {
   EXPECT_EQ(service->wait_for_end().status, 3);
 }
 
+// --- The file of the numbers
+
+TEST_F(EmitAcknowledged, NumbersThatAreMovedOrRemovedAreKeptAnew) {
+  const auto service = start_service();
+  const auto a = greet(hello_of_a, R"({"ack":0})");
+  a->send(note_record("one"));
+  hear_up_to(*a, R"({"ack":1})");
+  std::filesystem::remove(folder_.path("shop.clients"));
+  a->send(note_record("two"));
+  hear_up_to(*a, R"({"ack":2})");
+  std::filesystem::rename(folder_.path("shop.clients"), folder_.path("moved"));
+  a->send(note_record("three"));
+  hear_up_to(*a, R"({"ack":3})");
+  EXPECT_EQ(end_of(*service).status, 0);
+  const auto next = start_service();
+  greet(hello_of_a, R"({"ack":3})");
+  EXPECT_EQ(end_of(*next).status, 0);
+  EXPECT_THAT(numbers()["a"], ElementsAre(1, 2, 3));
+}
+
+TEST_F(EmitAcknowledged, NumbersInWhosePlaceSomethingElseIsAreWaitedFor) {
+  const auto service = start_service();
+  const auto a = greet(hello_of_a, R"({"ack":0})");
+  std::filesystem::remove(folder_.path("shop.clients"));
+  folder_.write("shop.clients", "something else");
+  a->send(note_record("one"));
+  EXPECT_TRUE(service->wait_for_err("another file is in its place; nothing is read until"));
+  EXPECT_EQ(folder_.text("shop.clients"), "something else");
+  std::filesystem::remove(folder_.path("shop.clients"));
+  hear_up_to(*a, R"({"ack":1})");
+  EXPECT_EQ(end_of(*service).status, 0);
+  EXPECT_THAT(numbers()["a"], ElementsAre(1));
+}
+
 // --- kplog send
 
 TEST_F(EmitAcknowledged, SendWaitsForTheServiceAndSendsWhatIsMissing) {
@@ -338,6 +372,25 @@ TEST_F(EmitAcknowledged, SendWaitsForTheServiceAndSendsWhatIsMissing) {
   EXPECT_EQ(end_of(*service).status, 1);
   EXPECT_THAT(numbers()["a"], ElementsAre(1, 2, 4));
   EXPECT_EQ(numbers().size(), 2u);
+}
+
+TEST_F(EmitAcknowledged, SendRefusesNumbersOfAnotherInput) {
+  const auto service = start_service();
+  folder_.write("records", note_record("one") + note_record("two"));
+  folder_.write("others", note_record("other"));
+  greet(hello_of_a, R"({"ack":0})");  // the service listens
+  ASSERT_EQ(run_kplog(folder_.path(), "send -q --socket sock --client b records").status, 0);
+  const auto sent = run_kplog(folder_.path(), "send --socket sock --client b others");
+  EXPECT_EQ(sent.status, 3);
+  EXPECT_EQ(sent.err,
+            "kplog: sock: it has acknowledged 2 records of this client, and the input has 1\n");
+  for (const char* name : {"''", "$'\\xff'"}) {
+    const auto run =
+        run_kplog(folder_.path(), std::string("send --socket sock records --client ") + name);
+    EXPECT_EQ(run.status, 2) << name;
+    EXPECT_THAT(run.err, HasSubstr("is no name; it has 1 to 255 bytes of UTF-8")) << name;
+  }
+  EXPECT_EQ(end_of(*service).status, 0);
 }
 
 TEST_F(EmitAcknowledged, SendEndsAtASignalAndAtARefusal) {

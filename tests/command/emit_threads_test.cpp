@@ -7,6 +7,7 @@
 #include <map>
 #include <numeric>
 #include <random>
+#include <sstream>
 #include <thread>
 
 #include "logging/counter_format.h"
@@ -128,6 +129,23 @@ TEST_F(EmitThreads, StopBehindTheFirstBadRecord) {
     EXPECT_THAT(run.err, HasSubstr("records:" + std::to_string(before + 1) + ":1: error"));
     std::filesystem::remove(folder_.path("out"));
   }
+}
+
+// A record without a time is of when it came, and none is of before the one in front of it.
+TEST_F(EmitThreads, TimesOfRecordsWithoutOneGoForward) {
+  std::string records;
+  for (int i = 0; i < 60000; ++i)
+    records += "{\"event\":\"USER_LOGIN\",\"attributes\":{\"USER_NAME\":\"alice\",\"PORT\":7}}\n";
+  ASSERT_EQ(folder_.emit_text("-q --threads 4 --to json:out", records).status, 0);
+  std::istringstream lines(folder_.text("out"));
+  std::string last;
+  int count = 0;
+  for (std::string line; std::getline(lines, line); ++count) {
+    const std::string time = line.substr(line.find("\"time\":"), 28);
+    ASSERT_LE(last, time) << "line " << count;
+    last = time;
+  }
+  EXPECT_EQ(count, 60000);
 }
 
 TEST_F(EmitThreads, WrongNumbersAreWrongUsage) {

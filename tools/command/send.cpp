@@ -5,10 +5,12 @@
 #include <memory>
 #include <ostream>
 #include <random>
+#include <stdexcept>
 
 #include "recording/records/service.h"
 #include "recording/report/standard_error.h"
 #include "recording/text/number.h"
+#include "recording/text/utf8.h"
 #include "recording/text/words.h"
 #include "tools/command/commands.h"
 #include "tools/command/options.h"
@@ -30,12 +32,17 @@ static std::string name_of_this_run() {
          hexadecimal(random(), 8) + hexadecimal(random(), 8);
 }
 
+static std::string client_name(const std::string& text) {
+  const bool is_name = !text.empty() && text.size() <= client_numbers::longest_name &&
+                       utf8_first_invalid(text) == std::string_view::npos;
+  if (!is_name)
+    throw std::invalid_argument(in_quotes(text) + " is no name; it has 1 to 255 bytes of UTF-8");
+  return text;
+}
+
 static void check_send_options(const send_options& options) {
   if (!is_socket_path(options.socket))
     throw wrong_usage("--socket: the path of a socket has 1 to 107 bytes");
-  if (options.client.size() > client_numbers::longest_name ||
-      options.client.find('\0') != std::string::npos)
-    throw wrong_usage("--client: a name has 1 to 255 bytes");
   if (reads_standard_input_twice(options.records))
     throw wrong_usage("standard input can be read once");
 }
@@ -96,11 +103,11 @@ static command_action describe_send(CLI::App& command) {
                 options->records, option_need::optional);
   add_text_option(command, {"--socket", "PATH", "The socket of the service"}, options->socket,
                   option_need::required);
-  add_text_option(command,
+  add_read_option(command,
                   {"--client", "NAME",
                    "The input is one sequence of that client, from its first record on; without a "
                    "name each run is a client of its own"},
-                  options->client);
+                  [options](const std::string& text) { options->client = client_name(text); });
   add_report_options(command, options->report);
   return [options](std::ostream&, std::ostream& log) {
     return outcome_of(options->report, log, [&] { return run_send(*options); });

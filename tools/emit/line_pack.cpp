@@ -24,7 +24,10 @@ void pack_result::clear() {
 
 // What the lines point to never moves: only the first may be longer than there is room.
 void line_pack::add(const record_line& line) {
-  if (lines_.empty()) text_.reserve(std::max(most_text, line.text.size()));
+  if (lines_.empty()) {
+    begun_ = kp_Time();
+    text_.reserve(std::max(most_text, line.text.size()));
+  }
   const size_t begin = text_.size();
   text_ += line.text;
   lines_.push_back(line);
@@ -49,8 +52,9 @@ pack_maker::pack_maker(definition_version& definitions, const emit_filter& filte
 void pack_maker::make(line_pack& pack) {
   const auto within = definitions_.scope();
   pack_result& result = pack.result;
-  result.texts.resize(forms_.size());
   try {
+    result.texts.resize(forms_.size());
+    making_.set_now(pack.begun());
     make_lines(pack, result);
   } catch (...) {
     result.failure = std::current_exception();

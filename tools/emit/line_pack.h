@@ -58,12 +58,14 @@ class line_pack {
   bool empty() const { return lines_.empty(); }
   const std::vector<record_line>& lines() const { return lines_; }
   size_t bytes() const { return text_.size(); }
+  const kp_Time& begun() const { return begun_; }  // when the first line came
 
   pack_result result;
 
  private:
   static constexpr size_t most_text = size_t{128} << 10;
 
+  kp_Time begun_;
   std::string text_;  // of the lines, which point into it
   std::vector<record_line> lines_;
 };

@@ -153,11 +153,13 @@ void emit_pipeline::merge(std::unique_ptr<line_pack> pack) {
 }
 
 void emit_pipeline::take_one_by_one(const line_pack& pack) {
+  making_.set_now(pack.begun());
   for (const record_line& line : pack.lines())
     if (line.source->is_closed)
       ++done_;
     else if (!has_stopped_)
       take_alone(line);
+  making_.set_now(std::nullopt);
 }
 
 void emit_pipeline::merge_made(const line_pack& pack) {

@@ -25,6 +25,8 @@ class record_making {
   // The events and the filter must live as long.
   record_making(const event_set& events, const emit_filter& filter, time_skew skew);
 
+  // Of when records without a time are; as entry_maker::set_now.
+  void set_now(const std::optional<kp_Time>& now) { maker_.set_now(now); }
   // What it tells of the line lives as long as that, until the next one. Raises KPX_memory_alloc.
   outcome make(const record_line& line);
   const sink_entry& entry() const { return *entry_; }    // of one that has passed

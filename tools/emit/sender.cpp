@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "recording/text/escape.h"
+#include "recording/text/words.h"
 
 static constexpr int pause_between_tries = 100;  // milliseconds
 static constexpr size_t sent_piece = size_t{64} << 10;
@@ -26,11 +27,18 @@ record_sending::record_sending(std::string socket_path, std::string client, reco
 
 bool record_sending::run() {
   while (signals_.ending() == 0) {
-    if (was_greeted_ && is_done()) return true;
+    if (was_greeted_ && is_done()) return require_own_numbers();
     if (!socket_.is_open()) connect();
     if (socket_.is_open()) wait_and_serve();
   }
   return false;
+}
+
+// Another input has been sent by that name, or the service is none.
+bool record_sending::require_own_numbers() const {
+  if (had_ <= read_) return true;
+  throw sender_refused("it has acknowledged " + counted(had_, "record") +
+                       " of this client, and the input has " + std::to_string(read_));
 }
 
 // --- The connection ---
@@ -138,7 +146,7 @@ void record_sending::answer(std::string_view line) {
   const auto answer = read_answer(line);
   if (!answer) throw sender_refused("the service answers what this program does not know");
   if (answer->acknowledged) {
-    if (!was_greeted_) sent_ = *answer->acknowledged;
+    if (!was_greeted_) sent_ = had_ = *answer->acknowledged;
     if (*answer->acknowledged > sent_)
       throw sender_refused("the service acknowledges more than it was sent");
     is_greeted_ = true;

@@ -29,6 +29,7 @@ class record_sending {
                  emit_signals& signals, bad_taker take_bad);
 
   // Sends the whole input, and returns when all of it is acknowledged: true; or when a signal came.
+  // Refuses a service that says that it had more records of the client than the input has.
   // Waits for the service as long as it takes. Raises file_error for the input, sender_refused, and
   // std::system_error.
   bool run();
@@ -38,6 +39,7 @@ class record_sending {
   uint64_t left_out() const { return left_out_; }
 
  private:
+  bool require_own_numbers() const;
   bool is_done() const { return input_.at_end() && lines_.empty(); }
   bool has_room() const { return held_bytes_ < most_held && !input_.at_end(); }
   void connect();
@@ -70,6 +72,7 @@ class record_sending {
   std::string heard_;              // of the service's answers, not yet a line
   uint64_t acknowledged_ = 0;
   uint64_t sent_ = 0;     // the number of the last record that was, by this run or before it
+  uint64_t had_ = 0;      // what the service had of it before this run
   uint64_t refused_ = 0;  // of the last one that was told to be bad
   uint64_t read_ = 0;
   uint64_t left_out_ = 0;

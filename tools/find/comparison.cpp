@@ -198,6 +198,13 @@ comparison_family attribute_comparison::family_of_unknown(const record_value& va
   return text_.has_value() ? comparison_family::text : comparison_family::time;
 }
 
+// A Float that JSON has no number for, as records tell it.
+static bool is_special_float(const record_value& value) {
+  const std::optional<double> number = number_of<double>(value.text);
+  const char* const told = number ? special_float_text(*number) : nullptr;
+  return told != nullptr && value.text == told;
+}
+
 // Whether values of the family are written like this.
 static bool suits(comparison_family family, const record_value& value) {
   switch (family) {
@@ -209,8 +216,7 @@ static bool suits(comparison_family family, const record_value& value) {
       return value.kind == record_value_kind::integer;
     case comparison_family::real:
       return value.kind == record_value_kind::integer || value.kind == record_value_kind::real ||
-             (value.kind == record_value_kind::text && number_of<double>(value.text).has_value() &&
-              special_float_text(real_value(value.text)) == value.text);
+             (value.kind == record_value_kind::text && is_special_float(value));
     case comparison_family::text:
     case comparison_family::time:
       return value.kind == record_value_kind::text;
@@ -225,16 +231,23 @@ bool attribute_comparison::holds_time(const record_value& value) const {
   return compares(operator_, held.compare_time(*time_), 0);
 }
 
+// Of an attribute that holds whole numbers now, a record of another version may have others.
+bool attribute_comparison::holds_real(const record_value& value) const {
+  if (real_) return compares_reals(operator_, real_value(value.text), *real_);
+  return integer_ && compares(operator_, real_value(value.text), static_cast<double>(*integer_));
+}
+
 bool attribute_comparison::holds_as(comparison_family family, const record_value& value) const {
   switch (family) {
     case comparison_family::boolean:
       return boolean_.has_value() && compares(operator_, value.text == "true", *boolean_);
     case comparison_family::integer: {
       const auto held = number_of<int64_t>(value.text);
-      return integer_.has_value() && held.has_value() && compares(operator_, *held, *integer_);
+      return held ? integer_.has_value() && compares(operator_, *held, *integer_)
+                  : holds_real(value);
     }
     case comparison_family::real:
-      return real_.has_value() && compares_reals(operator_, real_value(value.text), *real_);
+      return holds_real(value);
     case comparison_family::time:
       return time_.has_value() && holds_time(value);
     case comparison_family::text: {

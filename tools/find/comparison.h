@@ -35,6 +35,7 @@ class attribute_comparison {
   void take_value(const known_event& event, const known_attribute& attribute,
                   const std::string& value);
   bool holds_as(comparison_family family, const record_value& value) const;
+  bool holds_real(const record_value& value) const;
   bool holds_time(const record_value& value) const;
   comparison_family family_of_unknown(const record_value& value) const;
 

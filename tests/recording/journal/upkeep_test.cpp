@@ -208,6 +208,18 @@ TEST_F(JournalUpkeep, CompressesWhatIsDone) {
   EXPECT_NE(compressed[4] & 4, 0);
 }
 
+// More may come for its day, and nothing can be written behind it.
+TEST_F(JournalUpkeep, LeavesTheLastSegmentThatADayCanHaveUncompressed) {
+  prepare();
+  const std::string name = "app.20261101.9999.jsonl";
+  write("app.20261101.9998.jsonl", lines_of_records(0, 5), 101);
+  write(name, lines_of_records(5, 5), 100);
+  keep_up(compressing);
+  EXPECT_TRUE(fs::exists(file("app.20261101.9998.jsonl.zst")));
+  EXPECT_EQ(content(name), lines_of_records(5, 5));
+  EXPECT_FALSE(fs::exists(file(name + ".zst")));
+}
+
 TEST_F(JournalUpkeep, MakesTheIndexOfACompressedSegmentAnew) {
   prepare();
   keep_up(compressing);

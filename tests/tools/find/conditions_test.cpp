@@ -103,6 +103,22 @@ TEST_F(Conditions, NumbersCompareByWhatTheyAre) {
   EXPECT_TRUE(login_fits(R"("A=B"=-5)", R"("A=B":-5)"));
 }
 
+// As another version of the definitions has had it.
+TEST_F(Conditions, ValuesOfAnotherTypeAreWhatTheyLookLike) {
+  for (const char* share : {"\"0\"", "\"21.5\"", "\"nan\"", "\"infinity\"", "\"\"", "true", "null"})
+    for (const char* how : {"=", "!=", "<", ">="})
+      for (const char* asked : {"0", "21.5", "NaN", "Infinity"})
+        EXPECT_FALSE(
+            login_fits(std::string("SHARE") + how + asked, R"("SHARE":)" + std::string(share)))
+            << share << how << asked;
+  EXPECT_TRUE(login_fits("PORT>5", R"("PORT":6.5)"));
+  EXPECT_TRUE(login_fits("PORT=5", R"("PORT":5.0)"));
+  EXPECT_FALSE(login_fits("PORT<6", R"("PORT":6.5)"));
+  EXPECT_TRUE(login_fits("PORT>5", R"("PORT":99999999999999999999)"));
+  EXPECT_TRUE(login_fits("PORT!=5", R"("PORT":99999999999999999999)"));
+  EXPECT_FALSE(login_fits("PORT>5", R"("PORT":"6")"));
+}
+
 TEST_F(Conditions, TextsCompareByCodePoints) {
   EXPECT_TRUE(login_fits("USER_NAME=alice", R"("USER_NAME":"al\u0069ce")"));
   EXPECT_FALSE(login_fits("USER_NAME=alice", R"("USER_NAME":"Alice")"));
