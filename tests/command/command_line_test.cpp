@@ -365,7 +365,8 @@ TEST(ExitStatus, IsToldByTheHelpTheManualAndThePage) {
     EXPECT_THAT(page, HasSubstr("\n| " + status + " | " + row.meaning + " |\n"));
   }
   EXPECT_THAT(manual, HasSubstr("SIGINT came before the input of kplog emit, or of kplog render "
-                                "--by or --last, had ended.\n"));
+                                R"(\-\-by or \-\-last, had ended.)"
+                                "\n"));
 }
 
 TEST(ManualPages, FormatterHasNothingAgainstThem) {

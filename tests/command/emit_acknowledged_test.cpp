@@ -384,7 +384,7 @@ TEST_F(EmitAcknowledged, SendRefusesNumbersOfAnotherInput) {
   EXPECT_EQ(sent.status, 3);
   EXPECT_EQ(sent.err,
             "kplog: sock: it has acknowledged 2 records of this client, and the input has 1\n");
-  for (const char* name : {"''", "$'\\xff'"}) {
+  for (const char* name : {"''", "\"$(printf '\\377')\""}) {
     const auto run =
         run_kplog(folder_.path(), std::string("send --socket sock records --client ") + name);
     EXPECT_EQ(run.status, 2) << name;
