@@ -509,6 +509,20 @@ TEST_F(RenderFollow, PlacesAreMergedByTime) {
   EXPECT_EQ(lines_of(*run, 3), (std::vector<std::string>{"c55", "b56", "a57"}));
 }
 
+// Some lie beyond those that a clock tells.
+TEST_F(RenderFollow, PlacesAreMergedByTimesOfAnyYear) {
+  const auto at = [](const std::string& text, const std::string& second) {
+    return R"({"event":"NOTE","time":")" + second + R"(Z","recorded":")" + second +
+           R"(.999999999Z","attributes":{"TEXT":")" + text + "\"}}\n";
+  };
+  folder_.write("a", at("last", "9999-12-31T23:59:59"));
+  folder_.write("b", at("late", "2262-04-11T23:47:16"));
+  folder_.write("c", at("first", "0001-01-01T00:00:00") + at("now", "2026-11-15T09:02:20"));
+  const auto run = follow({"a", "b", "c"});
+  EXPECT_THAT(lines_of(*run, 2), testing::ElementsAre("first", "now"));
+  EXPECT_THAT(lines_of(*run, 2), testing::UnorderedElementsAre("late", "last"));
+}
+
 TEST_F(RenderFollow, JournalsAreMergedByTime) {
   emit("--to journal:shop", at_second("a10", 10) + at_second("a30", 30));
   emit("--to journal:bank", at_second("b20", 20) + at_second("b40", 40));

@@ -45,7 +45,9 @@ std::optional<followed_records::instant> followed_records::instant_of(const reco
   const auto time = moment_of(told);
   if (!time) return std::nullopt;
   std::string text(told.text);
-  return time->to_time_point() + nanoseconds_of(take_second_fraction(text));
+  // Times that an instant does not reach are told as the last that it does.
+  constexpr instant last = instant::max() - std::chrono::seconds(1);
+  return std::min(time->to_time_point(), last) + nanoseconds_of(take_second_fraction(text));
 }
 
 // --- Lines ---
