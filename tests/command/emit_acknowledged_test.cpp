@@ -429,18 +429,39 @@ TEST_F(EmitAcknowledged, SendSaysWhatIsBadAndWhoRefusesMore) {
   EXPECT_EQ(missing.err, "kplog: cannot read missing: No such file or directory\n");
 }
 
+static open_descriptor listening_socket(const std::string& path) {
+  open_descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  EXPECT_LT(path.size(), sizeof address.sun_path);
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(listen(listener.get(), 1), 0);
+  return listener;
+}
+
+// So many bytes of what comes; less where it ends.
+static std::string heard_of(int descriptor, size_t size) {
+  std::string heard(size, '\0');
+  size_t got = 0;
+  for (ssize_t part = 1; got < size && part > 0;
+       got += static_cast<size_t>(std::max<ssize_t>(part, 0)))
+    part = recv(descriptor, heard.data() + got, size - got, 0);
+  heard.resize(got);
+  return heard;
+}
+
+static void say(int descriptor, const std::string& line) {
+  EXPECT_EQ(send(descriptor, line.data(), line.size(), MSG_NOSIGNAL),
+            static_cast<ssize_t>(line.size()));
+}
+
 // A service that answers the hello, and the first record, with these lines, and waits for the end;
 // or goes at once.
 enum class service_end { waits, goes };
 static void serve_one(const std::string& path, const std::string& greeting,
                       const std::string& answer, service_end end = service_end::waits) {
-  const open_descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  ASSERT_LT(path.size(), sizeof address.sun_path);
-  path.copy(address.sun_path, path.size());
-  ASSERT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  ASSERT_EQ(listen(listener.get(), 1), 0);
+  const open_descriptor listener = listening_socket(path);
   const open_descriptor accepted(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
   std::array<char, 4096> heard{};
   for (const std::string& line : {greeting, answer}) {
@@ -451,6 +472,34 @@ static void serve_one(const std::string& path, const std::string& greeting,
   if (end == service_end::goes) unlink(path.c_str());
   while (end == service_end::waits && recv(accepted.get(), heard.data(), heard.size(), 0) > 0) {
   }
+}
+
+// As the hello says which number the next line has, the next line is that, whatever the answer is.
+TEST_F(EmitAcknowledged, SendSendsWhatItsHelloSaysThoughTheServiceHasMore) {
+  const open_descriptor listener = listening_socket(folder_.path("sock"));
+  const std::vector<std::string> records = {note_record("one"), note_record("two"),
+                                            note_record("three")};
+  folder_.write("records", records[0] + records[1] + records[2]);
+  running_command sender(folder_.path(),
+                         {"send", "-q", "--socket", "sock", "--client", "a", "records"});
+  const auto next_client = [&] {
+    return open_descriptor(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+  };
+  {
+    const open_descriptor first = next_client();
+    EXPECT_EQ(heard_of(first.get(), hello_of_a.size()), hello_of_a);
+    say(first.get(), "{\"ack\":0}\n");
+    const std::string all = records[0] + records[1] + records[2];
+    EXPECT_EQ(heard_of(first.get(), all.size()), all);
+  }
+  const open_descriptor second = next_client();
+  const std::string hello = "{\"kplog\":1,\"client\":\"a\",\"first\":1}\n";
+  EXPECT_EQ(heard_of(second.get(), hello.size()), hello);
+  say(second.get(), "{\"ack\":2}\n");
+  const std::string again = records[0] + records[1] + records[2];
+  EXPECT_EQ(heard_of(second.get(), again.size()), again);
+  say(second.get(), "{\"ack\":3}\n");
+  EXPECT_EQ(sender.wait().status, 0);
 }
 
 TEST_F(EmitAcknowledged, SendBelievesNoAcknowledgementOfWhatItDidNotSend) {

@@ -149,7 +149,7 @@ void record_sending::answer(std::string_view line) {
     if (!was_greeted_) sent_ = had_ = *answer->acknowledged;
     if (*answer->acknowledged > sent_)
       throw sender_refused("the service acknowledges more than it was sent");
-    is_greeted_ = true;
+    if (!std::exchange(is_greeted_, true) && was_greeted_) send_as_told(*answer->acknowledged);
     was_greeted_ = true;
     forget_up_to(*answer->acknowledged);
   } else if (answer->bad) {
@@ -158,6 +158,12 @@ void record_sending::answer(std::string_view line) {
   } else {
     throw sender_refused(terminal_text(answer->text));
   }
+}
+
+// The hello said which number the next line has. Where the service has more by now, as it died
+// before it could say so, it drops these, but it has to be sent them.
+void record_sending::send_as_told(uint64_t acknowledged) {
+  while (acknowledged_ + unsent_ < acknowledged) piece_ += lines_[unsent_++];
 }
 
 // One that had forgotten its client may tell less than before.

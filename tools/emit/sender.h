@@ -52,6 +52,7 @@ class record_sending {
   void send_piece();
   void hear();
   void answer(std::string_view line);
+  void send_as_told(uint64_t acknowledged);
   void forget_up_to(uint64_t number);
 
   static constexpr size_t most_held = size_t{4} << 20;  // bytes of lines without acknowledgement
