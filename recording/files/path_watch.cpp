@@ -73,6 +73,27 @@ void path_watch::watch_folder(const std::string& folder, uint32_t events) {
     set(folder_, nearest, is_of_folder_ ? events : names_of_folder);
   }
   if (folder_.number < 0 || is_shared_by_machines(folder_.path)) is_asking_ = true;
+  watch_above();
+}
+
+// A path leads elsewhere when one of the folders in it is renamed.
+void path_watch::watch_above() {
+  static constexpr uint32_t events = IN_MOVE_SELF | IN_DELETE_SELF | IN_ONLYDIR | IN_MASK_ADD;
+  std::vector<int> before;
+  before.swap(above_);
+  for (std::string above = folder_.path; above != "/" && above != ".";) {
+    if (is_link(above)) is_asking_ = true;
+    above = place_of(above).folder;
+    const int number = inotify_add_watch(inotify_.get(), above.c_str(), events);
+    if (number >= 0) above_.push_back(number);
+  }
+  for (const int number : before)
+    if (!is_of(number)) static_cast<void>(inotify_rm_watch(inotify_.get(), number));
+}
+
+bool path_watch::is_of(int number) const {
+  return number == folder_.number || number == file_.number ||
+         std::ranges::find(above_, number) != above_.end();
 }
 
 void path_watch::watch_folder(const std::string& folder) {
@@ -99,7 +120,7 @@ void path_watch::hand_over(const inotify_event& event, const char* name,
     tell(name, change_of(event.mask));
   else if (event.wd == file_.number && event.mask == IN_MODIFY)
     tell(place_of(file_.path).name, path_change::written);
-  else if (is_lost || event.wd == folder_.number || event.wd == file_.number)
+  else if (is_lost || is_of(event.wd))
     tell("", path_change::anything);
 }
 

@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "recording/files/descriptor.h"
 
@@ -22,7 +23,7 @@ using path_change_taker = std::function<void(std::string_view name, path_change 
 class path_watch {
  public:
   // How often is asked where the system does not tell: on file systems of other machines, behind
-  // symbolic links, and where it has no more watches to give.
+  // symbolic links, of which folders above may be some, and where it has no more watches to give.
   static constexpr std::chrono::milliseconds asking_interval = std::chrono::milliseconds(250);
 
   // From now on tells of the names that come into the folder and leave it, and of what is written
@@ -51,11 +52,14 @@ class path_watch {
   bool is_telling();
   void set(watch& one, const std::string& path, uint32_t events);
   void watch_folder(const std::string& folder, uint32_t events);
+  void watch_above();
+  bool is_of(int number) const;
   void hand_over(const inotify_event& event, const char* name, const path_change_taker& tell) const;
 
   open_descriptor inotify_;
   watch folder_;               // or the nearest above it that is there
   bool is_of_folder_ = false;  // itself
+  std::vector<int> above_;     // the watches of the folders above that
   watch file_;
   bool is_asking_ = false;
 };

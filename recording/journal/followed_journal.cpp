@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
 
 #include "base/kp_clib.h"
@@ -14,8 +15,9 @@ static constexpr int segment_flags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBL
 
 // Segments that wait to be read and are open meanwhile, so that nobody takes them away.
 static constexpr size_t most_waiting = 32;
-// Those that were read and are written to, perhaps: the others are opened again when they are.
-static constexpr size_t most_read = 4;
+// Those that were read and are open still: as many as a batch may have written to, which may be
+// taken back.
+static constexpr size_t most_read = 8;
 
 followed_journal::followed_journal(journal_place journal, const follow_rules& rules)
     : journal_(std::move(journal)), rules_(rules) {
@@ -73,8 +75,6 @@ void followed_journal::read_folder() {
   }
   fault_.clear();
   take_missing(folder.get(), listed);
-  for (auto one = segments_.begin(), next = one; one != segments_.end(); one = next)
-    one->second.has_successor = ++next != segments_.end() && next->first.first == one->first.first;
   open_waiting();
 }
 
@@ -146,7 +146,8 @@ bool followed_journal::next(record_line& line) {
     const segment_key key = *due_.begin();
     followed_segment& one = segments_.at(key);
     try {
-      if (next_of(one, line)) {
+      while (next_of(one, line)) {
+        if (was_shown(line.text)) continue;
         line.source = one.source;
         return true;
       }
@@ -165,6 +166,25 @@ bool followed_journal::next(record_line& line) {
   return false;
 }
 
+// Those of many batches are more than come again.
+void followed_journal::take_lost(growing_file& file) {
+  static constexpr size_t most = size_t{8} << 20;
+  const std::string lost = file.take_lost();
+  if (lost.empty()) return;
+  if (lost_bytes_ + lost.size() > most) lost_.clear();
+  lost_bytes_ = lost_.empty() ? lost.size() : lost_bytes_ + lost.size();
+  std::istringstream lines(lost);
+  for (std::string line; std::getline(lines, line);) lost_.insert(line);
+}
+
+bool followed_journal::was_shown(std::string_view line) {
+  if (lost_.empty()) return false;
+  const auto found = lost_.find(std::string(line));
+  if (found == lost_.end()) return false;
+  lost_.erase(found);
+  return true;
+}
+
 bool followed_journal::next_of(followed_segment& one, record_line& line) {
   while (one.plain != nullptr || one.compressed != nullptr || open(one)) {
     if (one.compressed != nullptr) {
@@ -174,6 +194,7 @@ bool followed_journal::next_of(followed_segment& one, record_line& line) {
       return false;
     }
     const bool has_line = one.plain->next(line);
+    take_lost(*one.plain);
     if (one.plain->take_cut())
       rules_.tell(terminal_text(one.source->name) +
                   " became shorter; what comes from there on is shown");
@@ -181,7 +202,6 @@ bool followed_journal::next_of(followed_segment& one, record_line& line) {
     if (!one.is_gone) return false;
     if (one.plain->next_at_end(line)) return true;
     // What was compressed of it holds nothing more, and a file that has its name is another one.
-    one.lost = one.plain->take_lost();
     one.shown = {};
     one.plain.reset();
     one.is_compressed_known = true;
@@ -213,7 +233,7 @@ bool followed_journal::open(followed_segment& one) {
   one.is_gone = false;
   one.is_compressed_known = false;
   one.plain =
-      std::make_unique<growing_file>(std::move(file), path, one.shown, std::exchange(one.lost, ""));
+      std::make_unique<growing_file>(std::move(file), path, one.shown, lost_lines::handed_over);
   return true;
 }
 
@@ -258,7 +278,6 @@ void followed_journal::close(const segment_key& key) {
   followed_segment& one = place->second;
   if (one.plain->is_inside_line()) return;
   one.shown = one.plain->position();
-  one.lost = one.plain->take_lost();
   one.plain.reset();
 }
 
@@ -266,7 +285,7 @@ void followed_journal::close(const segment_key& key) {
 void followed_journal::rest(const segment_key& key) {
   const followed_segment& one = segments_.at(key);
   std::erase(resting_, key);
-  if (one.has_successor || one.listed.compressed) return close(key);
+  if (one.listed.compressed) return close(key);
   if (one.plain == nullptr) return;
   resting_.push_back(key);
   if (resting_.size() <= most_read) return;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -35,10 +36,8 @@ class followed_journal : public followed_place {
     journal_segment listed = {};
     std::shared_ptr<line_source> source = {};  // of the form that was opened last
     line_position shown = {};                  // while neither form is open
-    std::string lost = {};                     // growing_file::take_lost
     file_identity file = {};                   // of the plain form
     bool is_gone = false;                      // whose name leads to another file since, or to none
-    bool has_successor = false;                // nothing is written to it any more
     bool is_compressed_known = false;          // in that form there is nothing that was not shown
     std::unique_ptr<growing_file> plain = {};
     std::unique_ptr<compressed_lines> compressed = {};
@@ -48,6 +47,8 @@ class followed_journal : public followed_place {
   void take_listed(int folder, const journal_segment& segment);
   bool is_left_out(int folder, followed_segment& one);
   bool is_changed(int folder, followed_segment& one) const;
+  void take_lost(growing_file& file);
+  bool was_shown(std::string_view line);
   void take_missing(int folder, const std::set<segment_key>& listed);
   bool next_of(followed_segment& one, record_line& line);
   bool open(followed_segment& one);
@@ -64,9 +65,13 @@ class followed_journal : public followed_place {
   std::set<segment_key> due_;         // of which something may be to be read
   std::set<segment_key> removed_;     // of these, to be forgotten behind that
   std::vector<segment_key> resting_;  // those that were read last, and are open
-  std::string fault_;                 // of the folder, that was told
-  bool is_begun_ = false;             // what was there at first is known
-  uint64_t records_ = 0;              // in those segments of it that are read
+  // Lines that were handed out and are gone: a batch was taken back, and comes again, perhaps, in
+  // other segments, and behind other lines.
+  std::unordered_multiset<std::string> lost_;
+  size_t lost_bytes_ = 0;
+  std::string fault_;      // of the folder, that was told
+  bool is_begun_ = false;  // what was there at first is known
+  uint64_t records_ = 0;   // in those segments of it that are read
 };
 
 #endif

@@ -96,19 +96,22 @@ void growing_file::go_back() {
   const auto same = static_cast<size_t>(differing.first - known_.begin());
   const size_t kept = same == 0 ? 0 : known_.rfind('\n', same - 1) + 1;
   const uint64_t lines = position().lines;
+  const size_t shown = known_.size() - std::min(known_.size(), unshown_size());
+  std::string lost = known_.substr(kept, std::max(kept, shown) - kept);
+  const auto lost_count = static_cast<uint64_t>(std::count(lost.begin(), lost.end(), '\n'));
+  lost += std::string_view(again_).substr(again_line());
+  if (how_ == lost_lines::handed_over) lost_ += std::exchange(lost, "");
   if (kept == 0 && begin != 0) {
-    *this = growing_file(std::move(file_), std::move(path_));
+    std::string handed_over = std::move(lost_);
+    *this = growing_file(std::move(file_), std::move(path_), {}, how_);
+    lost_ = std::move(handed_over);
     is_cut_ = true;
     return;
   }
-  const size_t shown = known_.size() - std::min(known_.size(), unshown_size());
-  std::string lost = known_.substr(kept, std::max(kept, shown) - kept);
-  const auto lost_lines = static_cast<uint64_t>(std::count(lost.begin(), lost.end(), '\n'));
-  lost += std::string_view(again_).substr(again_line());
   offset_ = begin + kept;
   known_.resize(kept);
   again_ = std::move(lost);
   again_at_ = 0;
   lines_ = record_lines(piece);
-  lines_.count_from(lines - std::min(lines, lost_lines));
+  lines_.count_from(lines - std::min(lines, lost_count));
 }

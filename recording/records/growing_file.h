@@ -18,19 +18,21 @@ struct line_position {
   uint64_t lines = 0;   // before it
 };
 
-// A batch that is taken back (docs/text-logs.md), and a file that is emptied, make it shorter: what
-// comes then in place of lines that were handed out is handed out again only from the first line on
-// that is another one. Raises file_error.
+// What becomes of lines that were handed out and are gone, as a batch was taken back
+// (docs/text-logs.md) or the file was emptied: they are compared with what comes in their place,
+// and handed out again only from the first line on that is another one; or others do that.
+enum class lost_lines { compared, handed_over };
+
+// Raises file_error.
 class growing_file {
  public:
-  // What there is behind that position. The lines, if any, were handed out of a file that this one
-  // has taken the place of.
+  // What there is behind that position.
   growing_file(open_descriptor file, std::string path, line_position from = {},
-               std::string lost = "")
+               lost_lines lost = lost_lines::compared)
       : file_(std::move(file)),
         path_(std::move(path)),
+        how_(lost),
         offset_(from.offset),
-        again_(std::move(lost)),
         lines_(piece) {
     lines_.count_from(from.lines);
   }
@@ -45,8 +47,8 @@ class growing_file {
   bool is_inside_line() const { return lines_.is_inside_line() || again_at_ != 0; }
   // Whether it became shorter since this was asked last.
   bool take_cut() { return std::exchange(is_cut_, false); }
-  // Lines that were handed out and are not there any more.
-  std::string take_lost() { return std::exchange(again_, ""); }
+  // Lines that were handed out and are gone, since this was asked last.
+  std::string take_lost() { return std::exchange(lost_, ""); }
 
  private:
   static constexpr size_t piece = size_t{256} << 10;
@@ -65,6 +67,8 @@ class growing_file {
 
   open_descriptor file_;
   std::string path_;
+  lost_lines how_;
+  std::string lost_;     // to be handed over
   uint64_t offset_;      // behind what was read
   std::string known_;    // the last bytes before it
   std::string again_;    // whole lines that were handed out, and may come again

@@ -2,12 +2,14 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <set>
+#include <thread>
 
 #include "tests/command/emit_fixture.h"
 #include "tests/command/golden_file.h"
@@ -182,6 +184,27 @@ TEST_F(RenderFollow, FollowsALinkToAnotherFile) {
   fs::create_symlink("second", folder_.path("next"));
   fs::rename(folder_.path("next"), folder_.path("current"));
   EXPECT_EQ(run->out_line(), "two");
+}
+
+// What is followed is the name, whatever folders it leads through.
+TEST_F(RenderFollow, FoldersAboveMayBeReplaced) {
+  fs::create_directories(folder_.path("a/b"));
+  fs::create_directories(folder_.path("first"));
+  fs::create_directories(folder_.path("second"));
+  fs::create_symlink("first", folder_.path("current"));
+  emit("--to journal:a/b/shop", note_record("one"));
+  emit("--to journal:first/shop", note_record("two"));
+  const auto run = follow({"a/b/shop", "current/shop"});
+  EXPECT_EQ(lines_of(*run, 2), (std::vector<std::string>{"one", "two"}));
+  fs::rename(folder_.path("a"), folder_.path("away"));
+  fs::create_directories(folder_.path("a/b"));
+  emit("--to journal:a/b/shop", note_record("three"));
+  EXPECT_EQ(run->out_line(), "three");
+  fs::create_symlink("second", folder_.path("next"));
+  fs::rename(folder_.path("next"), folder_.path("current"));
+  emit("--to journal:second/shop", note_record("four"));
+  EXPECT_EQ(run->out_line(), "four");
+  EXPECT_EQ(ended(*run).status, 0);
 }
 
 TEST_F(RenderFollow, ACompressedFileIsShownAgainWhenItIsReplaced) {
@@ -567,6 +590,15 @@ TEST_F(RenderFollow, WhatWasThereWhenTheSignalCameIsShown) {
   EXPECT_THAT(end.err, EndsWith("1001 records: 1001 rendered, 0 marked, 0 bad\n"));
 }
 
+TEST_F(RenderFollow, ASignalBeforeTheLastAreKnownShowsNone) {
+  folder_.write("records", notes("n", 30000));
+  for (int round = 0; round < 5; ++round) {
+    const auto run = follow({"records", "--last", "2"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(round * 20));
+    EXPECT_THAT(ended(*run).out, AnyOf("", "n29998\nn29999\n"));
+  }
+}
+
 TEST_F(RenderFollow, ASignalEndsItThoughNobodyReads) {
   folder_.write("records", notes("n", 200000));
   const auto run = follow({"records", "--last", "200000"});
@@ -577,6 +609,14 @@ TEST_F(RenderFollow, ASignalEndsItThoughNobodyReads) {
   ASSERT_EQ(waitid(P_PID, static_cast<id_t>(run->id()), &info, WEXITED | WNOWAIT), 0);
   EXPECT_EQ(info.si_status, 3);
   EXPECT_THAT(run->wait_for_end().err, HasSubstr("cannot write standard output"));
+}
+
+TEST_F(RenderFollow, AFullDiskIsTold) {
+  folder_.write("records", note_record("one"));
+  const auto shown =
+      run_kplog(folder_.path(), "render --definitions events.ldf --follow records > /dev/full");
+  EXPECT_EQ(shown.status, 3);
+  EXPECT_THAT(shown.err, HasSubstr("cannot write standard output: No space left on device\n"));
 }
 
 TEST_F(RenderFollow, EndsWhenNobodyIsThereToRead) {

@@ -30,11 +30,14 @@ ending_signals::ending_signals() {
   pthread_sigmask(SIG_BLOCK, &held_, &before_);
 }
 
+// Whoever ends may have an error to tell.
 ending_signals::~ending_signals() {
+  const int error = errno;
   signalfd_siginfo taken{};
   while (KP_read(descriptor_.get(), &taken, sizeof taken) == sizeof taken) {
   }
   pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  errno = error;
 }
 
 int ending_signals::ending() const {

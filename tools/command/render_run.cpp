@@ -192,6 +192,10 @@ bool record_rendering::follow(followed_records& records) {
       take(line);
       if (lines_.size() >= written_at_a_time && !write()) return false;
     }
+    if (records.is_cut_short()) {
+      if (last_) tally_.left_out += last_->size() + last_->dropped();
+      return write();
+    }
     take_kept();
     last_.reset();
     if (!write()) return false;

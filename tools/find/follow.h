@@ -34,6 +34,8 @@ class followed_records {
   // Waits until there may be more. False: nothing will come, or the run is to end and what was
   // there when that was said has been handed out, as far as there was time.
   bool wait();
+  // Whether the run is to end before all was handed out that was there at the begin.
+  bool is_cut_short() const { return deadline_ && !has_waited_; }
   // Whether nobody reads the output any more.
   bool is_unread() const { return is_unread_; }
 

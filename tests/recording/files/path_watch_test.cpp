@@ -52,6 +52,32 @@ TEST_F(PathWatch, TellsOfTheNamesInAFolder) {
   EXPECT_FALSE(is_ready());
 }
 
+TEST_F(PathWatch, TellsOfFoldersAboveThatAreRenamed) {
+  const std::string deep = folder_.file("a/b/c");
+  fs::create_directories(deep);
+  watch_.watch_folder(deep);
+  EXPECT_TRUE(told().empty());
+  fs::rename(folder_.file("a"), folder_.file("x"));
+  EXPECT_THAT(told(), UnorderedElementsAre("anything"));
+  watch_.watch_folder(deep);
+  fs::create_directories(deep);
+  EXPECT_THAT(told(), Contains("anything"));
+  watch_.watch_folder(deep);
+  EXPECT_TRUE(told().empty());
+  append("a/b/c/one", "x");
+  EXPECT_THAT(told(), UnorderedElementsAre("one came", "one written"));
+  EXPECT_LT(watch_.patience().count(), 0);
+}
+
+TEST_F(PathWatch, AsksWhereAFolderAboveIsALink) {
+  fs::create_directories(folder_.file("a/b"));
+  fs::create_symlink("a", folder_.file("link"));
+  watch_.watch_folder(folder_.file("link/b"));
+  EXPECT_EQ(watch_.patience(), path_watch::asking_interval);
+  watch_.watch_folder(folder_.file("a/b"));
+  EXPECT_LT(watch_.patience().count(), 0);
+}
+
 TEST_F(PathWatch, AFolderMayComeLater) {
   const std::string deep = folder_.file("a/b/c");
   watch_.watch_folder(deep);

@@ -15,10 +15,10 @@ class GrowingFile : public testing::Test {
     folder_.write("records", "");
     open();
   }
-  void open(line_position from = {}, std::string lost = "") {
+  void open(line_position from = {}, lost_lines lost = lost_lines::compared) {
     file_ = std::make_unique<growing_file>(
         open_descriptor(::open(folder_.file("records").c_str(), O_RDONLY | O_CLOEXEC)), "records",
-        from, std::move(lost));
+        from, lost);
   }
   void append(const std::string& text) const {
     std::ofstream(folder_.file("records"), std::ios::app) << text;
@@ -140,16 +140,17 @@ TEST_F(GrowingFile, ALargeOneThatWasEmptiedBeginsAnew) {
   EXPECT_EQ(lines(), "1:one ");
 }
 
-TEST_F(GrowingFile, LinesOfAPredecessorAreNotHandedOutAgain) {
-  append("one\ntwo\n");
-  EXPECT_EQ(lines(), "1:one 2:two ");
-  cut(0);
+TEST_F(GrowingFile, LostLinesAreHandedOverToOthers) {
+  open({}, lost_lines::handed_over);
+  append("one\ntwo\nthree\nhal");
+  EXPECT_EQ(lines(), "1:one 2:two 3:three ");
+  EXPECT_EQ(file_->take_lost(), "");
+  cut(4);
   EXPECT_EQ(lines(), "");
-  const std::string lost = file_->take_lost();
-  EXPECT_EQ(lost, "one\ntwo\n");
-  open({}, lost);
-  append("one\ntwo\nthree\n");
-  EXPECT_EQ(lines(), "3:three ");
+  EXPECT_EQ(file_->take_lost(), "two\nthree\n");
+  append("two\nfour\n");
+  EXPECT_EQ(lines(), "2:two 3:four ");
+  EXPECT_EQ(file_->take_lost(), "");
 }
 
 TEST_F(GrowingFile, LongLinesAreGivenUpAsElsewhere) {

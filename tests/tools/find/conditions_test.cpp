@@ -151,8 +151,7 @@ TEST_F(Conditions, ValuesOfAnotherTypeThanDeclaredAreTakenAsTheyLook) {
   EXPECT_TRUE(fits_where("PORT>1", R"({"event":4711,"attributes":{"PORT":51234}})"));
   EXPECT_FALSE(fits_where("PORT>1", R"({"event":4711,"attributes":{"PORT":"51234"}})"));
   EXPECT_FALSE(fits_where("PORT>1", R"({"event":1001,"attributes":{"PORT":null}})"));
-  EXPECT_TRUE(
-      fits_where("PORT>1", R"({"event":4711,"attributes":{"PORT":99999999999999999999}})"));
+  EXPECT_TRUE(fits_where("PORT>1", R"({"event":4711,"attributes":{"PORT":99999999999999999999}})"));
 }
 
 TEST_F(Conditions, OneOfTheGroupsIsToHoldWhole) {
