@@ -88,6 +88,22 @@ inline std::string note_record(const std::string& text,
   return R"({"event":"NOTE","time":")" + time + R"(","attributes":{"TEXT":")" + text + "\"}}\n";
 }
 
+// Notes of the levels 1, 5 and 9.
+inline std::string three_levels() {
+  std::string records;
+  for (const char* level : {"1", "5", "9"})
+    records += std::string(R"({"event":"NOTE","level":)") + level +
+               R"(,"attributes":{"TEXT":"level )" + level + "\"}}\n";
+  return records;
+}
+
+// Three, and a good one before and behind them.
+inline const std::string bad_records = note_record("a") +
+                                       "{\"event\":\"NOBODY\"}\n"
+                                       "{\"event\":\"NOTE\",\"attributes\":{\"TEXT\":7}}\n"
+                                       "not even JSON\n" +
+                                       note_record("b");
+
 // Arguments that are refused, and a part of what is said of them.
 struct usage_case {
   const char* arguments;
