@@ -7,9 +7,9 @@ import subprocess
 import sys
 
 PAGE = pathlib.Path("docs/architecture.md")
-ROOTS = ("base", "include", "logging", "recording", "recorder", "tools", "examples")
+ROOTS = ("base", "include", "logging", "recording", "recorder", "tools", "engines", "examples")
 EVERYWHERE = {"logging/logmsg.h"}  # forward declarations alone
-ON_TOP = 99  # tools/main.cpp, which is in no room
+ON_TOP = 99  # the programs, which are in no room
 
 
 def rows_of(heading):
@@ -46,8 +46,8 @@ def floor_of(path):
     if root == "logging":
         stems = [name for name in FLOORS if "." not in name and "/" not in name and path.name.startswith(name)]
         return (FLOORS[max(stems, key=len)], "logging") if stems else None
-    if path == pathlib.Path("tools/main.cpp"):
-        return ON_TOP, "tools"
+    if path in (pathlib.Path("tools/main.cpp"), pathlib.Path("engines/main.cpp")):
+        return ON_TOP, root
     for room in (f"{root}/", "/".join(path.parts[:2]) + "/"):
         if room in FLOORS:
             return FLOORS[room], room

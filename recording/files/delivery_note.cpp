@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "recording/text/check_sum.h"
 #include "recording/text/number.h"
 
 static constexpr std::string_view delivery_word = "delivery 1 ";
@@ -97,11 +98,9 @@ class line_fields {
 
 // --- Lines ---
 
-// FNV-1a, from the check sum of the line before on.
+// From the check sum of the line before on.
 static uint64_t check_of(uint64_t check, std::string_view line) {
-  check ^= 0xcbf29ce484222325;
-  for (const char byte : line) check = (check ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
-  return check;
+  return check_sum(line, check ^ check_sum_begin);
 }
 
 static std::string check_text(uint64_t check) {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "recording/records/parser.h"
+#include "recording/text/check_sum.h"
 #include "recording/text/json_text.h"
 #include "recording/text/number.h"
 
@@ -15,13 +16,6 @@
 static constexpr std::string_view sum_key = ",\"sum\":\"";
 static constexpr std::string_view index_end = "\"}\n";
 static constexpr size_t sum_digits = 16;
-
-// FNV-1a
-static uint64_t sum_of(std::string_view text) {
-  uint64_t sum = 0xcbf29ce484222325;
-  for (const char byte : text) sum = (sum ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
-  return sum;
-}
 
 static void append_events(json_text& json, const segment_index& index) {
   json.key("events").begin_list();
@@ -46,7 +40,7 @@ std::string text_of(const segment_index& index) {
         .key("last")
         .text(text_of_instant(index.last));
   append_events(json, index);
-  const std::string sum = hexadecimal(sum_of(text), sum_digits);
+  const std::string sum = hexadecimal(check_sum(text), sum_digits);
   return ((text += sum_key) += sum) += index_end;
 }
 
@@ -55,7 +49,7 @@ static std::optional<std::string> checked_object(std::string_view text) {
   const size_t behind = sum_key.size() + sum_digits + index_end.size();
   if (text.size() < behind || text.size() > longest_index) return std::nullopt;
   const std::string_view object = text.substr(0, text.size() - behind);
-  const std::string sum = hexadecimal(sum_of(object), sum_digits);
+  const std::string sum = hexadecimal(check_sum(object), sum_digits);
   const std::string end = std::string(sum_key) + sum + std::string(index_end);
   return text.substr(object.size()) == end ? std::optional(std::string(object) + "}")
                                            : std::nullopt;

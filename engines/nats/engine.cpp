@@ -1,0 +1,3 @@
+#include "engines/nats/engine.h"
+
+const engine_row nats_engine = {.scheme = "nats"};

@@ -1,0 +1,3 @@
+#include "engines/postgresql/engine.h"
+
+const engine_row postgresql_engine = {.scheme = "postgresql"};

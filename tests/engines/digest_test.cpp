@@ -1,0 +1,9 @@
+#include "engines/common/digest.h"
+
+#include <gtest/gtest.h>
+
+TEST(ContentHash, IsSha256InHexadecimalDigits) {
+  EXPECT_EQ(content_hash(""), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+  EXPECT_EQ(content_hash("abc"),
+            "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+}
