@@ -7,15 +7,10 @@
 #include <utility>
 
 #include "recording/records/parser.h"
-#include "recording/text/check_sum.h"
 #include "recording/text/json_text.h"
-#include "recording/text/number.h"
+#include "recording/text/summed_json.h"
 
 // --- Text ---
-
-static constexpr std::string_view sum_key = ",\"sum\":\"";
-static constexpr std::string_view index_end = "\"}\n";
-static constexpr size_t sum_digits = 16;
 
 static void append_events(json_text& json, const segment_index& index) {
   json.key("events").begin_list();
@@ -40,19 +35,7 @@ std::string text_of(const segment_index& index) {
         .key("last")
         .text(text_of_instant(index.last));
   append_events(json, index);
-  const std::string sum = hexadecimal(check_sum(text), sum_digits);
-  return ((text += sum_key) += sum) += index_end;
-}
-
-// The object without its check sum, where that is right; else nothing.
-static std::optional<std::string> checked_object(std::string_view text) {
-  const size_t behind = sum_key.size() + sum_digits + index_end.size();
-  if (text.size() < behind || text.size() > longest_index) return std::nullopt;
-  const std::string_view object = text.substr(0, text.size() - behind);
-  const std::string sum = hexadecimal(check_sum(object), sum_digits);
-  const std::string end = std::string(sum_key) + sum + std::string(index_end);
-  return text.substr(object.size()) == end ? std::optional(std::string(object) + "}")
-                                           : std::nullopt;
+  return summed_object(std::move(text));
 }
 
 using index_value = simdjson::dom::object;
@@ -103,7 +86,7 @@ static bool read_index(index_value object, segment_index& index) {
 }
 
 std::optional<segment_index> segment_index_of(std::string_view text) {
-  const auto object_text = checked_object(text);
+  const auto object_text = text.size() <= longest_index ? unsummed_object(text) : std::nullopt;
   if (!object_text) return std::nullopt;
   simdjson::dom::parser parser;
   index_value object;

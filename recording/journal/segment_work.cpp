@@ -29,6 +29,13 @@ std::optional<segment_index> read_segment_index(int folder, const journal_place&
   return segment_index_of(read_part(file.get(), 0, size, "read", journal.path(name)));
 }
 
+uint64_t bytes_of_lines(int folder, const journal_place& journal, const journal_segment& segment) {
+  if (segment.plain) return segment.plain->size;
+  const auto index = read_segment_index(folder, journal, segment);
+  const bool is_known = index && index->fits(segment.file_name(), segment.compressed->size);
+  return is_known ? index->lines : UINT64_MAX;
+}
+
 // Nobody else makes one while the lock is held: what is in its place was left behind.
 void segment_work::write_index(const append_batch& batch, const std::string& file,
                                uint64_t size) const {

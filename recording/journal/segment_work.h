@@ -27,6 +27,9 @@ struct journal_place {
 std::optional<segment_index> read_segment_index(int folder, const journal_place& journal,
                                                 const journal_segment& segment);
 
+// Bytes of the segment's lines: of a compressed one as its index tells, and UINT64_MAX without one.
+uint64_t bytes_of_lines(int folder, const journal_place& journal, const journal_segment& segment);
+
 // Holds the journal's lock when it begins and when it ends, each for a moment, and never between:
 // what it found at its begin, all of which is there for good, it holds against what is there at its
 // end. What others did meanwhile has them do it again. A process that dies in it leaves nothing but

@@ -9,6 +9,8 @@
 #include <utility>
 
 #include "base/kp_clib.h"
+#include "recording/journal/sent_positions.h"
+#include "recording/text/escape.h"
 
 using std::chrono::milliseconds;
 
@@ -35,8 +37,9 @@ static timespec now_by_the_clock() {
   return now;
 }
 
-std::vector<journal_segment> outlived(std::vector<journal_segment> segments,
-                                      const journal_rules& rules, timespec now) {
+std::vector<journal_segment> outlived(
+    std::vector<journal_segment> segments, const journal_rules& rules, timespec now,
+    const std::function<bool(const journal_segment&)>& is_awaited) {
   std::erase_if(segments, [](const journal_segment& segment) { return !segment.is_there(); });
   // What a clock that was wrong called later than now is not the last that was written to.
   const auto is_later_than_now = [now](const journal_segment& segment) {
@@ -54,7 +57,7 @@ std::vector<journal_segment> outlived(std::vector<journal_segment> segments,
     const journal_segment& oldest = segments[count];
     const bool is_old = rules.keep && since(oldest.written(), now) > *rules.keep;
     const bool is_too_much = rules.keep_size && size > *rules.keep_size;
-    if (!is_old && !is_too_much) break;
+    if (!is_too_much && (!is_old || (is_awaited && is_awaited(oldest)))) break;
     size -= oldest.size();
   }
   segments.resize(std::min(count, segments.size()));
@@ -98,13 +101,27 @@ void journal_upkeep::remove_unfinished(int folder, const std::string& name) cons
 }
 
 // The index goes last: where this ends before, it is a stray, and goes at the next look.
-void journal_upkeep::remove(const std::vector<journal_segment>& segments) {
-  for (const journal_segment& segment : segments) {
-    append_batch batch(journal_.folder, journal_.name, journal_.rules);
-    if (segment.plain) remove_file(batch.folder(), segment.name);
-    if (segment.compressed) remove_file(batch.folder(), segment.compressed_name());
-    if (segment.has_index) remove_file(batch.folder(), segment.index_name());
-    batch.commit();
+void journal_upkeep::remove(const journal_segment& segment) {
+  append_batch batch(journal_.folder, journal_.name, journal_.rules);
+  if (segment.plain) remove_file(batch.folder(), segment.name);
+  if (segment.compressed) remove_file(batch.folder(), segment.compressed_name());
+  if (segment.has_index) remove_file(batch.folder(), segment.index_name());
+  batch.commit();
+}
+
+// Engines that have not got all of a segment are waited for, as long as there is room.
+void journal_upkeep::remove_outlived(int folder, const std::vector<journal_segment>& segments) {
+  const std::vector<sent_positions> engines = all_sent_positions(folder, journal_);
+  const auto is_awaited = [&](const journal_segment& segment) {
+    return !is_sent(engines, segment, bytes_of_lines(folder, journal_, segment));
+  };
+  for (const journal_segment& segment :
+       outlived(segments, rules_, now_by_the_clock(), is_awaited)) {
+    const bool is_given_up = is_awaited(segment);
+    remove(segment);
+    if (is_given_up && tell_)
+      tell_(terminal_text(journal_.path(segment.name)) +
+            " is removed to keep the journal's size, before all of it was sent");
   }
 }
 
@@ -163,7 +180,7 @@ void journal_upkeep::look() {
   for (const journal_segment& segment : segments)
     if (segment.has_unfinished || segment.has_unfinished_index || !segment.is_there())
       clear_up(segment);
-  remove(outlived(segments, rules_, now_by_the_clock()));
+  remove_outlived(folder.get(), segments);
   segments = found_in(folder.get());
   if (indexed_.size() > 2 * segments.size()) indexed_.clear();
   const std::vector<bool> done = are_done(segments, now_by_the_clock());

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -16,10 +17,11 @@
 #include "recording/journal/segment_work.h"
 #include "recording/journal/segments.h"
 
-// Those that are to be removed, at that time: beyond `keep`, and the oldest that are too many;
-// never the one that was written to last.
-std::vector<journal_segment> outlived(std::vector<journal_segment> segments,
-                                      const journal_rules& rules, timespec now);
+// Those that are to be removed, at that time: beyond `keep`, up to the first that is `awaited`, and
+// the oldest that are too many; never the one that was written to last.
+std::vector<journal_segment> outlived(
+    std::vector<journal_segment> segments, const journal_rules& rules, timespec now,
+    const std::function<bool(const journal_segment&)>& is_awaited = {});
 
 // Works in parts of some milliseconds, between batches: no lock is held when it begins and when it
 // ends. Any number of processes may do so for one journal. Used by one thread at a time.
@@ -27,8 +29,10 @@ class journal_upkeep {
  public:
   using clock = std::chrono::steady_clock;
 
-  journal_upkeep(journal_place journal, journal_rules rules)
-      : journal_(std::move(journal)), rules_(rules) {}
+  // `tell` hears of records that are removed though they were to be sent to an engine.
+  journal_upkeep(journal_place journal, journal_rules rules,
+                 std::function<void(const std::string& text)> tell = {})
+      : journal_(std::move(journal)), rules_(rules), tell_(std::move(tell)) {}
 
   // Does a part, if there is one to be done by now. How long there is nothing to be done behind it;
   // 0: not at all. Raises file_error; the segment that could not be worked on waits for a minute.
@@ -47,7 +51,8 @@ class journal_upkeep {
   void look();
   std::vector<journal_segment> found_in(int folder) const;
   void clear_up(const journal_segment& segment);
-  void remove(const std::vector<journal_segment>& segments);
+  void remove_outlived(int folder, const std::vector<journal_segment>& segments);
+  void remove(const journal_segment& segment);
   void remove_file(int folder, const std::string& name) const;
   void remove_unfinished(int folder, const std::string& name) const;
   bool is_indexed(int folder, const journal_segment& segment);
@@ -56,6 +61,7 @@ class journal_upkeep {
 
   journal_place journal_;
   journal_rules rules_;
+  std::function<void(const std::string& text)> tell_;
   std::deque<job> jobs_;
   std::unique_ptr<segment_work> work_;
   std::string working_on_;        // its segment

@@ -11,9 +11,9 @@ class journal_sink : public record_sink {
                const sink_options& options)
       : record_sink(make_stored_line_form(options.set_version)),
         lines_({folder, name, segment_ending, rules.max_size}, append_rules_of(options)),
-        upkeep_({folder, name, append_rules_of(options)}, rules),
         report_(report_or_standard_error(options.upkeep_report ? options.upkeep_report
-                                                               : options.report)) {}
+                                                               : options.report)),
+        upkeep_({folder, name, append_rules_of(options)}, rules, report_) {}
 
   size_t pending() const override { return lines_.pending(); }
   void write(bool synced, const delivery* of) override { lines_.write(synced, of); }
@@ -30,8 +30,8 @@ class journal_sink : public record_sink {
   }
 
   dated_lines lines_;
-  journal_upkeep upkeep_;
   file_report report_;
+  journal_upkeep upkeep_;
   uint64_t files_seen_ = 0;     // of those that the lines have begun
   std::set<std::string> told_;  // what fails
 };

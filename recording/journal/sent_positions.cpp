@@ -1,0 +1,157 @@
+#include "recording/journal/sent_positions.h"
+
+#include <fcntl.h>
+#include <simdjson.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <new>
+
+#include "base/kp_clib.h"
+#include "recording/files/folder.h"
+#include "recording/text/check_sum.h"
+#include "recording/text/json_text.h"
+#include "recording/text/number.h"
+#include "recording/text/summed_json.h"
+
+file_stamp stamp_of(const struct stat& status) {
+  return {status.st_dev, status.st_ino, static_cast<uint64_t>(status.st_size),
+          status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+// --- Text ---
+
+static void append_sent_segment(json_text& json, const std::string& name,
+                                const sent_segment& segment) {
+  const auto& [position, there, stamp] = segment;
+  json.begin_object().key("segment").text(name).key("first").number(position.first);
+  json.key("lines").number(position.extent.lines).key("bytes").number(position.extent.bytes);
+  json.key("last").number(position.extent.last).key("digest").number(position.extent.digest);
+  json.key("there").number(there);
+  if (stamp != file_stamp{})
+    json.key("file")
+        .begin_list()
+        .number(stamp.device)
+        .number(stamp.inode)
+        .number(stamp.size)
+        .number(stamp.seconds)
+        .number(stamp.nanoseconds)
+        .end_list();
+  json.end_object();
+}
+
+std::string text_of(const sent_positions& positions) {
+  std::string text;
+  json_text json(text);
+  json.begin_object().key("journal_sent").number(1);
+  json.key("to").text(positions.to).key("host").text(positions.host);
+  json.key("given_up").number(positions.given_up);
+  json.key("given_up_exact").written(positions.is_given_up_exact ? "true" : "false");
+  json.key("segments").begin_list();
+  for (const auto& [name, segment] : positions.segments) append_sent_segment(json, name, segment);
+  json.end_list();
+  return summed_object(std::move(text));
+}
+
+using sent_object = simdjson::dom::object;
+
+static bool read_stamp(sent_object object, file_stamp& stamp) {
+  simdjson::dom::array list;
+  if (object["file"].get(list) != simdjson::SUCCESS) return true;
+  return list.size() == 5 && list.at(0).get(stamp.device) == simdjson::SUCCESS &&
+         list.at(1).get(stamp.inode) == simdjson::SUCCESS &&
+         list.at(2).get(stamp.size) == simdjson::SUCCESS &&
+         list.at(3).get(stamp.seconds) == simdjson::SUCCESS &&
+         list.at(4).get(stamp.nanoseconds) == simdjson::SUCCESS;
+}
+
+static bool read_sent_segment(sent_object object, sent_positions& positions) {
+  std::string_view name;
+  sent_segment segment;
+  line_extent& extent = segment.position.extent;
+  const auto number = [&](const char* key, uint64_t& value) {
+    return object[key].get(value) == simdjson::SUCCESS;
+  };
+  if (object["segment"].get(name) != simdjson::SUCCESS ||
+      !number("first", segment.position.first) || !number("lines", extent.lines) ||
+      !number("bytes", extent.bytes) || !number("last", extent.last) ||
+      !number("digest", extent.digest) || !number("there", segment.there) ||
+      !read_stamp(object, segment.stamp))
+    return false;
+  segment.position.segment = name;
+  positions.segments[std::string(name)] = std::move(segment);
+  return true;
+}
+
+static bool read_sent_positions(sent_object object, sent_positions& positions) {
+  uint64_t form = 0;
+  std::string_view to, host;
+  simdjson::dom::array segments;
+  if (object["journal_sent"].get(form) != simdjson::SUCCESS || form != 1 ||
+      object["to"].get(to) != simdjson::SUCCESS || object["host"].get(host) != simdjson::SUCCESS ||
+      object["given_up"].get(positions.given_up) != simdjson::SUCCESS ||
+      object["given_up_exact"].get(positions.is_given_up_exact) != simdjson::SUCCESS ||
+      object["segments"].get(segments) != simdjson::SUCCESS)
+    return false;
+  positions.to = to;
+  positions.host = host;
+  return std::ranges::all_of(segments, [&](const simdjson::dom::element& segment) {
+    sent_object one;
+    return segment.get(one) == simdjson::SUCCESS && read_sent_segment(one, positions);
+  });
+}
+
+std::optional<sent_positions> sent_positions_of(std::string_view text) {
+  const auto object_text = unsummed_object(text);
+  if (!object_text) return std::nullopt;
+  simdjson::dom::parser parser;
+  sent_object object;
+  const simdjson::error_code error = parser.parse(*object_text).get(object);
+  if (error == simdjson::MEMALLOC) throw std::bad_alloc();
+  sent_positions positions;
+  return error == simdjson::SUCCESS && read_sent_positions(object, positions)
+             ? std::optional(std::move(positions))
+             : std::nullopt;
+}
+
+// --- Files ---
+
+static constexpr size_t sum_digits = 16;
+
+static std::string sent_prefix(const std::string& journal) {
+  return journal + ".sent.";
+}
+
+std::string sent_positions_name(const std::string& journal, const std::string& to,
+                                const std::string& host) {
+  return sent_prefix(journal) + hexadecimal(check_sum(host, check_sum(to + "\n")), sum_digits);
+}
+
+static sent_positions read_sent_file(int folder, const journal_place& journal,
+                                     const std::string& name) {
+  static constexpr int flags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  const open_descriptor file(KP_openat(folder, name.c_str(), flags));
+  struct stat status {};
+  if (!file.is_open() || KP_fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  return sent_positions_of(read_part(file.get(), 0, static_cast<size_t>(status.st_size), "read",
+                                     journal.path(name)))
+      .value_or(sent_positions{});
+}
+
+std::vector<sent_positions> all_sent_positions(int folder, const journal_place& journal) {
+  std::vector<sent_positions> all;
+  const std::string prefix = sent_prefix(journal.name);
+  for_each_name(folder, journal.folder, [&](const std::string& name) {
+    if (name.size() == prefix.size() + sum_digits && name.starts_with(prefix))
+      all.push_back(read_sent_file(folder, journal, name));
+  });
+  return all;
+}
+
+bool is_sent(const std::vector<sent_positions>& engines, const journal_segment& segment,
+             uint64_t bytes_of_lines) {
+  return std::ranges::all_of(engines, [&](const sent_positions& engine) {
+    const auto known = engine.segments.find(segment.name);
+    return known != engine.segments.end() && known->second.position.extent.bytes >= bytes_of_lines;
+  });
+}
