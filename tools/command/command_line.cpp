@@ -211,9 +211,10 @@ constexpr kplog_command_row help_command = {"help", "Explain a command, as its o
 // --- The commands
 
 static constexpr std::array command_rows = {
-    &compile_command, &check_command, &dump_command, &diff_command,       &header_command,
-    &catalog_command, &emit_command,  &send_command, &status_command,     &render_command,
-    &recover_command, &count_command, &help_command, &completion_command, &manual_command,
+    &compile_command,    &check_command,  &dump_command,    &diff_command,   &header_command,
+    &catalog_command,    &emit_command,   &send_command,    &status_command, &render_command,
+    &ship_command,       &fleet_command,  &recover_command, &count_command,  &help_command,
+    &completion_command, &manual_command,
 };
 
 struct kplog_command_line::parser {

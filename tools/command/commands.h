@@ -46,6 +46,10 @@ extern const kplog_command_row send_command;
 extern const kplog_command_row status_command;
 // kplog render: stored records as messages.
 extern const kplog_command_row render_command;
+// kplog ship: a journal's records to an engine.
+extern const kplog_command_row ship_command;
+// kplog fleet: what an engine has of all machines.
+extern const kplog_command_row fleet_command;
 // kplog recover: what recorders that died left behind, into their outputs.
 extern const kplog_command_row recover_command;
 // kplog count: what counter files hold.

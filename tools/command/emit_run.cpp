@@ -173,7 +173,7 @@ class emit_run {
     open_inputs();
     recover(options_, report_, waiting_for_locks(signals_, report_, [this] { manager_.look(); }));
     metrics_.emplace(
-        options_.metrics, [this] { return figures(); }, report_);
+        options_.metrics, [this] { return metrics_text(figures()); }, report_);
   }
 
   command_outcome run();

@@ -7,46 +7,9 @@
 #include "base/kp_time.h"
 #include "recording/text/escape.h"
 #include "recording/text/json_text.h"
+#include "tools/emit/metrics_writer.h"
 
 // --- Metrics ---
-
-// Writes metrics of one run, each line with the run's name as a label.
-class metrics_writer {
- public:
-  explicit metrics_writer(const std::string& run) : run_("run=\"" + label_text(run) + "\"") {}
-
-  void family(const char* name, const char* type, const char* help) {
-    name_ = name;
-    text_ += std::string("# HELP ") + name + " " + help + "\n# TYPE " + name + " " + type + "\n";
-  }
-  template <class Number>
-  metrics_writer& line(Number number, const std::string& more_labels = "") {
-    text_ += name_ + "{" + run_ + (more_labels.empty() ? "" : "," + more_labels) + "} ";
-    text_ += std::to_string(number) + "\n";
-    return *this;
-  }
-  void seconds(figure_time time) {
-    line(std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count());
-  }
-  const std::string& text() const { return text_; }
-
-  static std::string label_text(const std::string& text) {
-    std::string escaped;
-    for (const char c : text) {
-      if (c == '\\' || c == '"') escaped += '\\';
-      escaped += c == '\n' ? "\\n" : std::string(1, c);
-    }
-    return escaped;
-  }
-  static std::string label(const char* name, const std::string& value) {
-    return std::string(name) + "=\"" + label_text(value) + "\"";
-  }
-
- private:
-  std::string run_;
-  std::string name_;  // of the family
-  std::string text_;
-};
 
 static void write_results(metrics_writer& metrics, const emit_tally& tally,
                           const std::string& labels) {

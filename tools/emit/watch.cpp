@@ -6,12 +6,11 @@
 #include "recording/files/file_error.h"
 #include "recording/files/whole_file.h"
 
-metrics_file::metrics_file(std::string path, std::function<emit_figures()> figures,
-                           emit_report& report)
-    : path_(std::move(path)), figures_(std::move(figures)), report_(report) {
+metrics_file::metrics_file(std::string path, std::function<std::string()> text, emit_report& report)
+    : path_(std::move(path)), text_(std::move(text)), report_(report) {
   if (path_.empty()) return;
   check_written_path("write", path_);
-  written_ = metrics_text(figures_());
+  written_ = text_();
   write_whole_file(path_, written_, false);
   next_ = clock::now() + interval;
 }
@@ -34,7 +33,7 @@ void metrics_file::end() {
 
 void metrics_file::write(clock::time_point now) {
   next_ = now + interval;
-  std::string text = metrics_text(figures_());
+  std::string text = text_();
   if (text == written_ && trouble_.empty()) return;
   try {
     write_whole_file(path_, text, false);

@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "tools/emit/figures.h"
+#include "tools/emit/run_report.h"
 
 class metrics_file {
  public:
@@ -14,7 +14,7 @@ class metrics_file {
   static constexpr std::chrono::seconds interval = std::chrono::seconds(1);
 
   // Writes it at once. Without a path nothing is written, here and below. Raises file_error.
-  metrics_file(std::string path, std::function<emit_figures()> figures, emit_report& report);
+  metrics_file(std::string path, std::function<std::string()> text, emit_report& report);
 
   // Something may have changed: written, if it was not within a second; else patience tells when
   // to look again. What cannot be written is told once, and tried again.
@@ -28,7 +28,7 @@ class metrics_file {
   void write(clock::time_point now);
 
   std::string path_;
-  std::function<emit_figures()> figures_;
+  std::function<std::string()> text_;
   emit_report& report_;
   std::string written_;     // what the file says
   clock::time_point next_;  // not before that

@@ -1,0 +1,401 @@
+#include "tools/ship/journal_queue.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "base/kp_clib.h"
+#include "recording/journal/segment_work.h"
+#include "recording/records/entry.h"
+#include "recording/records/stored_start.h"
+#include "recording/text/check_sum.h"
+#include "recording/text/escape.h"
+#include "recording/text/number.h"
+
+using std::chrono::milliseconds;
+
+// A batch ends with the line that makes it so large.
+static constexpr size_t batch_bytes = size_t{4} << 20;
+static constexpr size_t batch_records = 20'000;
+static constexpr size_t read_at_a_time = size_t{256} << 10;
+
+// How long what comes bit by bit is left to become a batch.
+static constexpr milliseconds between_looks(100);
+// Where the journal cannot be looked at, because its folder is not there, for example.
+static constexpr milliseconds before_another_try(1000);
+
+journal_queue::journal_queue(journal_place journal, const event_set& events, queue_rules rules)
+    : journal_(std::move(journal)), events_(events), rules_(std::move(rules)) {}
+
+void journal_queue::begin(const std::vector<segment_position>& confirmed,
+                          const sent_positions& known) {
+  close();
+  engine_.clear();
+  for (const segment_position& position : confirmed) engine_.emplace(position.segment, position);
+  if (segments_.empty()) {
+    given_up_ = known.given_up;
+    is_given_up_exact_ = known.is_given_up_exact;
+    for (const auto& [name, segment] : known.segments) {
+      queued_segment& one = segments_[name];
+      one.there = segment.there;
+      one.checked = segment.stamp;
+      one.confirmed = segment.position;
+    }
+  }
+  for (auto& [name, one] : segments_) {
+    const auto [first, last] = engine_.equal_range(name);
+    const bool has_same = std::any_of(first, last, [&one = one](const auto& row) {
+      return row.second.first == one.confirmed.first && row.second.extent == one.confirmed.extent;
+    });
+    if (!has_same) one.checked = {};
+    one.is_checked = false;
+  }
+  is_look_due_ = true;
+  next_look_ = {};
+}
+
+// --- What is there ---
+
+// What others append is there for good while nobody holds the lock.
+void journal_queue::look() {
+  is_look_due_ = false;
+  next_look_ = std::chrono::steady_clock::now() + between_looks;
+  watch_.watch_folder(journal_.folder);
+  std::map<std::string, queued_segment> found;
+  try {
+    append_batch batch(journal_.folder, journal_.name, journal_.rules);
+    list(batch.folder(), found);
+    batch.commit();
+  } catch (const file_error&) {
+    is_look_due_ = true;
+    next_look_ = std::chrono::steady_clock::now() + before_another_try;
+    throw;
+  }
+  for (const auto& [name, one] : segments_)
+    if (!found.contains(name)) take_missing(one, found);
+  segments_ = std::move(found);
+}
+
+void journal_queue::list(int folder, std::map<std::string, queued_segment>& found) {
+  for (const journal_segment& segment : segments_of(folder, journal_.folder, journal_.name)) {
+    if (!segment.is_there()) continue;
+    const auto known = segments_.find(segment.name);
+    queued_segment& one = found[segment.name];
+    if (known != segments_.end()) one = known->second;
+    one.confirmed.segment = segment.name;
+    take_listed(folder, segment, one);
+  }
+}
+
+void journal_queue::take_listed(int folder, const journal_segment& segment,
+                                queued_segment& one) const {
+  struct stat status {};
+  one.listed = segment;
+  if (KP_fstatat(folder, segment.file_name().c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
+  const file_stamp stamp = stamp_of(status);
+  if (stamp == one.stamp) return;
+  const bool is_same_file = stamp.inode == one.stamp.inode && stamp.device == one.stamp.device;
+  if (!is_same_file) one.is_checked = !segment.plain && stamp == one.checked;
+  one.stamp = stamp;
+  one.lines_there.reset();
+  one.there = bytes_of_lines(folder, journal_, segment);
+  const auto index = read_segment_index(folder, journal_, segment);
+  if (index && index->fits(segment.file_name(), stamp.size))
+    one.lines_there = index->records + index->others;
+  if (one.there < one.confirmed.extent.bytes) one.is_checked = false;
+}
+
+// What the engine has not got of it, it gets while it is held open, or never.
+void journal_queue::take_missing(const queued_segment& one,
+                                 std::map<std::string, queued_segment>& found) {
+  const std::string& name = one.confirmed.segment;
+  if (one.confirmed.extent.bytes >= one.there) {
+    if (name == open_name_) close();
+    return;
+  }
+  if (name == open_name_) {
+    found[name] = one;
+    return;
+  }
+  const uint64_t sent = one.confirmed.extent.lines;
+  const uint64_t lines = one.lines_there.value_or(sent + 1);
+  given_up_ += lines > sent ? lines - sent : 1;
+  is_given_up_exact_ = is_given_up_exact_ && one.lines_there.has_value();
+  if (rules_.tell)
+    rules_.tell(terminal_text(journal_.path(name)) + " was removed before all of it was sent");
+}
+
+journal_queue::queued_segment* journal_queue::due() {
+  for (auto& [name, one] : segments_) {
+    const bool has_more = one.is_checked ? one.there > one.confirmed.extent.bytes : one.there != 0;
+    if (has_more && one.stamp != one.left_at) return &one;
+  }
+  return nullptr;
+}
+
+milliseconds journal_queue::patience() const {
+  if (!is_look_due_) return watch_.patience();
+  const auto left = std::chrono::ceil<milliseconds>(next_look_ - std::chrono::steady_clock::now());
+  return std::max(left, milliseconds(0));
+}
+
+void journal_queue::look_around() {
+  watch_.take([this](std::string_view name, path_change) {
+    is_look_due_ |= name.empty() || dated_name_of(name, journal_.name).has_value();
+  });
+  is_look_due_ |= watch_.patience().count() >= 0;
+}
+
+// --- A segment ---
+
+void journal_queue::close() {
+  reader_.reset();
+  open_name_.clear();
+  lines_.clear();
+  records_.clear();
+  taken_ = 0;
+  passed_over_ = 0;
+}
+
+// False where it is gone: the next look tells.
+bool journal_queue::open(queued_segment& one) {
+  close();
+  const std::string path = journal_.path(one.listed.file_name());
+  open_descriptor file(
+      KP_open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+  struct stat status {};
+  if (!file.is_open() && says_no_file(errno)) return false;
+  if (!file.is_open() || KP_fstat(file.get(), &status) != 0)
+    throw file_error(file_use::reading, "read", path, errno);
+  const file_stamp stamp = stamp_of(status);
+  if (stamp.inode != one.stamp.inode || stamp.device != one.stamp.device) return false;
+  reader_ = std::make_unique<segment_reader>(std::move(file), path, !one.listed.plain);
+  open_name_ = one.listed.name;
+  source_->name = path;
+  return true;
+}
+
+// The begin and the middle of a segment, without keeping what is passed over.
+class segment_walk {
+ public:
+  segment_walk(segment_reader& reader, bool is_plain) : reader_(reader), is_plain_(is_plain) {}
+
+  // The first line without its end; nothing where it has none, or is longer than a line may be.
+  std::optional<std::string_view> first_line() {
+    while (held_.find('\n') == std::string::npos)
+      if (held_.size() > longest_looked_at || !read_more()) return std::nullopt;
+    return std::string_view(held_).substr(0, held_.find('\n'));
+  }
+  void skip(uint64_t bytes) {
+    while (bytes > held_.size()) {
+      bytes -= std::exchange(held_, "").size();
+      if (is_plain_) reader_.skip(std::exchange(bytes, 0));
+      if (!read_more()) return;
+    }
+    held_.erase(0, bytes);
+  }
+  // Fewer where the segment has no more.
+  std::string take(uint64_t bytes) {
+    while (held_.size() < bytes && read_more()) {
+    }
+    std::string taken = held_.substr(0, bytes);
+    held_.erase(0, taken.size());
+    return taken;
+  }
+  std::string take_rest() { return std::move(held_); }
+
+ private:
+  static constexpr size_t longest_looked_at = stored_record_size_limit;
+
+  bool read_more() {
+    const std::string_view bytes = reader_.read(read_at_a_time);
+    held_ += bytes;
+    return !bytes.empty();
+  }
+
+  segment_reader& reader_;
+  bool is_plain_;
+  std::string held_;
+};
+
+static uint64_t digest_of(std::string_view line) {
+  if (line.ends_with('\n')) line.remove_suffix(1);
+  return check_sum(line);
+}
+
+// Behind this the reader stands behind what the engine has of this very segment: at its begin where
+// it has nothing, or another segment of that name.
+bool journal_queue::open_behind_confirmed(queued_segment& one) {
+  if (!open(one)) return false;
+  segment_walk walk(*reader_, one.listed.plain.has_value());
+  const auto first_line = walk.first_line();
+  if (!first_line || first_line->size() >= one.there) return false;
+  const uint64_t first = check_sum(*first_line);
+  line_extent extent;
+  const auto [begin, end] = engine_.equal_range(one.listed.name);
+  for (auto row = begin; row != end; ++row)
+    if (row->second.first == first) extent = row->second.extent;
+  walk.skip(extent.bytes - extent.last);
+  const std::string last = walk.take(extent.last);
+  const bool is_same = last.size() == extent.last && digest_of(last) == extent.digest;
+  if (!is_same) extent = {};
+  one.confirmed = {one.listed.name, first, extent};
+  one.is_checked = true;
+  if (is_same && !one.listed.plain) {
+    one.checked = one.stamp;
+    lines_ = walk.take_rest();
+    read_ = extent.bytes + lines_.size();
+    return true;
+  }
+  return open_at(one, extent.bytes);
+}
+
+// Of a plain segment anywhere, of a compressed one at its begin.
+bool journal_queue::open_at(queued_segment& one, uint64_t offset) {
+  if (!open(one)) return false;
+  reader_->skip(offset);
+  read_ = offset;
+  return true;
+}
+
+// --- A batch ---
+
+bool journal_queue::fill() {
+  if (is_look_due_ && std::chrono::steady_clock::now() >= next_look_) look();
+  while (queued_segment* const one = due())
+    if (fill_from(*one)) return true;
+  return false;
+}
+
+// False where there is nothing in it at the moment.
+bool journal_queue::fill_from(queued_segment& one) {
+  const bool is_open = reader_ != nullptr && open_name_ == one.listed.name && one.is_checked;
+  if (!is_open && !open_behind_confirmed(one)) return leave(one);
+  lines_.erase(0, std::exchange(taken_, 0));
+  records_.clear();
+  after_ = one.confirmed.extent;
+  read_lines(one);
+  take_lines();
+  return after_ != one.confirmed.extent || leave(one);
+}
+
+// Until it is another file, or a longer one.
+bool journal_queue::leave(queued_segment& one) {
+  one.left_at = one.stamp;
+  close();
+  return false;
+}
+
+// Reads a batch, with the whole of its last line where it has no more than a line may have. A line
+// that is longer is passed over.
+void journal_queue::read_lines(queued_segment& one) {
+  bool has_more = true;
+  while (has_more && (lines_.size() < batch_bytes || lines_.find('\n') == std::string::npos)) {
+    if (lines_.size() > stored_record_size_limit) pass_over_line();
+    const uint64_t left = one.there - std::min(read_, one.there);
+    const std::string_view bytes = reader_->read(std::min<uint64_t>(left, read_at_a_time));
+    has_more = !bytes.empty();
+    read_ += bytes.size();
+    lines_ += bytes;
+  }
+  if (!has_more && !one.listed.plain) one.there = read_;
+}
+
+// Keeps its end alone.
+void journal_queue::pass_over_line() {
+  passed_over_ += lines_.size() - tail_bytes;
+  lines_.erase(0, lines_.size() - tail_bytes);
+}
+
+void journal_queue::take_lines() {
+  size_t begin = 0;
+  for (size_t end = lines_.find('\n'); end != std::string::npos && records_.size() < batch_records;
+       end = lines_.find('\n', begin)) {
+    const std::string_view bytes = std::string_view(lines_).substr(begin, end + 1 - begin);
+    after_.bytes += bytes.size() + passed_over_;
+    ++after_.lines;
+    take_line(bytes.substr(0, bytes.size() - 1));
+    passed_over_ = 0;
+    begin = end + 1;
+  }
+  taken_ = begin;
+  if (begin == 0) return;
+  const size_t line_begin = begin < 2 ? 0 : lines_.rfind('\n', begin - 2) + 1;
+  const std::string_view line = std::string_view(lines_).substr(line_begin, begin - line_begin);
+  after_.last = std::min(line.size(), tail_bytes);
+  after_.digest = digest_of(line.substr(line.size() - after_.last));
+}
+
+void journal_queue::take_line(std::string_view bytes) {
+  record_line line;
+  line.source = source_;
+  line.number = after_.lines;
+  if (!take_as_line(bytes, line.number == 1, stored_record_size_limit, line)) return;
+  line.too_long = line.too_long || passed_over_ != 0;
+  try {
+    check_length(line);
+  } catch (const record_error& error) {
+    return rules_.bad(line, error);
+  }
+  const parsed_record* const record =
+      stored_lines_.read(line.text, stored_) ? &stored_ : parser_.try_parse(line.text);
+  if (record == nullptr) return rules_.bad(line, parser_.error());
+  records_.push_back(shipped(line, *record));
+}
+
+shipped_record journal_queue::shipped(const record_line& line, const parsed_record& record) const {
+  shipped_record one;
+  one.text = line.text;
+  one.line = line.number;
+  one.digest = check_sum(line.text);
+  if (const known_event* const event = find_event(events_, record.event))
+    one.event = event->id;
+  else if (record.event.kind == record_value_kind::integer)
+    one.event = number_of<uint32_t>(record.event.text);
+  one.level = record.level.value_or(default_record_level);
+  if (record.time) one.time = instant_of(record.time->text);
+  return one;
+}
+
+segment_position journal_queue::before() const {
+  return segments_.at(open_name_).confirmed;
+}
+
+segment_position journal_queue::after() const {
+  segment_position position = before();
+  position.extent = after_;
+  return position;
+}
+
+void journal_queue::confirm() {
+  queued_segment& one = segments_.at(open_name_);
+  one.confirmed.extent = after_;
+  const auto [begin, end] = engine_.equal_range(open_name_);
+  const auto same = std::find_if(
+      begin, end, [&](const auto& row) { return row.second.first == one.confirmed.first; });
+  if (same == end)
+    engine_.emplace(open_name_, one.confirmed);
+  else
+    same->second = one.confirmed;
+  if (!one.listed.plain) one.checked = one.stamp;
+}
+
+// --- What is told ---
+
+void journal_queue::tell(sent_positions& positions) const {
+  positions.given_up = given_up_;
+  positions.is_given_up_exact = is_given_up_exact_;
+  positions.segments.clear();
+  for (const auto& [name, one] : segments_)
+    positions.segments[name] = {one.confirmed, one.there, one.checked};
+}
+
+journal_state journal_queue::state() const {
+  journal_state state{.given_up = given_up_, .is_given_up_exact = is_given_up_exact_};
+  for (const auto& [name, one] : segments_)
+    if (one.there != UINT64_MAX && one.there > one.confirmed.extent.bytes)
+      state.waiting_bytes += one.there - one.confirmed.extent.bytes;
+  return state;
+}

@@ -1,0 +1,138 @@
+#include "tools/ship/kit.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <utility>
+
+#include "base/kp_clib.h"
+#include "recording/files/file_error.h"
+#include "recording/files/path.h"
+#include "recording/files/whole_file.h"
+#include "recording/text/json_text.h"
+
+namespace fs = std::filesystem;
+
+static constexpr const char* use_of_definitions = "definitions";
+static constexpr const char* use_of_aux = "aux";
+static constexpr const char* use_of_catalog = "catalog";
+
+// --- Packing ---
+
+struct packed_file {
+  const char* use;
+  std::string name;
+  std::string bytes;
+};
+
+static packed_file pack(const char* use, const std::string& path) {
+  std::string bytes = read_file(path, longest_kit);
+  if (bytes.size() > longest_kit)
+    throw std::invalid_argument(path + " is too large to be sent with the records");
+  return {use, place_of(path).name, std::move(bytes)};
+}
+
+// The catalog's files in the order of their names.
+static void pack_catalog(const std::string& folder, std::vector<packed_file>& files) {
+  std::vector<std::string> paths;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error))
+    if (entry->path().extension() == ".res" && entry->is_regular_file(error))
+      paths.push_back(entry->path().string());
+  if (error) throw file_error(file_use::reading, "read", folder, error.value());
+  std::ranges::sort(paths);
+  for (const std::string& path : paths) files.push_back(pack(use_of_catalog, path));
+}
+
+record_kit make_kit(const std::vector<std::string>& definitions, const event_set_options& options) {
+  std::vector<packed_file> files;
+  for (const std::string& path : definitions) files.push_back(pack(use_of_definitions, path));
+  if (!options.aux.empty()) files.push_back(pack(use_of_aux, options.aux));
+  if (!options.catalog.empty()) pack_catalog(options.catalog, files);
+  record_kit kit;
+  json_text json(kit.bytes);
+  json.begin_object().key("kplog_kit").number(1).key("files").begin_list();
+  for (const packed_file& file : files)
+    json.begin_object()
+        .key("use")
+        .text(file.use)
+        .key("name")
+        .text(file.name)
+        .key("size")
+        .number(file.bytes.size())
+        .end_object();
+  json.end_list().end_object();
+  kit.bytes += '\n';
+  for (const packed_file& file : files) kit.bytes += file.bytes;
+  if (kit.bytes.size() > longest_kit)
+    throw std::invalid_argument("definitions and catalogs are too large to be sent with records");
+  return kit;
+}
+
+// --- Unpacking ---
+
+kit_folder::kit_folder() {
+  std::error_code error;
+  const fs::path place = fs::temp_directory_path(error);
+  path_ = (error ? fs::path("/tmp") : place) / "kplog-XXXXXX";
+  if (mkdtemp(path_.data()) == nullptr)
+    throw file_error(file_use::writing, "make the folder", path_, errno);
+}
+
+kit_folder::~kit_folder() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+}
+
+static void make_folder(const std::string& path) {
+  if (KP_mkdir(path.c_str(), S_IRWXU) != 0)
+    throw file_error(file_use::writing, "make the folder", path, errno);
+}
+
+// A name from elsewhere must not lead out of the folder.
+static std::string name_in_kit(const nlohmann::json& file) {
+  std::string name = file.at("name").get<std::string>();
+  const bool is_name = !name.empty() && name.size() <= longest_file_name && name != "." &&
+                       name != ".." && name.find('/') == std::string::npos &&
+                       name.find('\0') == std::string::npos;
+  if (!is_name) throw std::invalid_argument("the kit has a file without a proper name");
+  return name;
+}
+
+static nlohmann::json files_of_kit(std::string_view line) {
+  try {
+    const nlohmann::json head = nlohmann::json::parse(line);
+    if (head.at("kplog_kit").get<unsigned>() == 1) return head.at("files");
+  } catch (const nlohmann::json::exception&) {
+  }
+  throw std::invalid_argument("what came as definitions and catalogs is no kit of this form");
+}
+
+kit_folder::unpacked kit_folder::unpack(const record_kit& kit) {
+  const size_t head_end = kit.bytes.find('\n');
+  const nlohmann::json files = files_of_kit(std::string_view(kit.bytes).substr(0, head_end));
+  std::string_view left = std::string_view(kit.bytes).substr(head_end + 1);
+  const std::string folder = path_ + "/" + std::to_string(kits_++);
+  make_folder(folder);
+  unpacked kept;
+  for (const nlohmann::json& file : files) {
+    const std::string use = file.at("use").get<std::string>();
+    const auto size = file.at("size").get<uint64_t>();
+    if (size > left.size()) throw std::invalid_argument("the kit ends before its files do");
+    std::string place = folder + "/" + use;
+    if (use == use_of_definitions) place += std::to_string(kept.definitions.size());
+    if (KP_access(place.c_str(), F_OK) != 0) make_folder(place);
+    const std::string path = place + "/" + name_in_kit(file);
+    write_whole_file(path, left.substr(0, size), false);
+    left.remove_prefix(size);
+    if (use == use_of_definitions) kept.definitions.push_back(path);
+    if (use == use_of_aux) kept.aux = path;
+    if (use == use_of_catalog) kept.catalog = place;
+  }
+  return kept;
+}

@@ -1,0 +1,113 @@
+#include "tools/ship/shipping.h"
+
+#include <utility>
+
+#include "recording/files/whole_file.h"
+#include "recording/text/words.h"
+
+static constexpr std::chrono::seconds between_saves(1);
+static constexpr std::chrono::seconds between_tells(5);
+static constexpr size_t longest_positions = size_t{64} << 20;
+
+static queue_rules rules_of_queue(emit_report& report, ship_tally& tally) {
+  return {.bad =
+              [&](const record_line& line, const record_error& error) {
+                ++tally.bad;
+                report.bad_record(line, error);
+              },
+          .tell = [&](const std::string& text) { report.problem("given-up"_rule, text); }};
+}
+
+shipping::shipping(ship_engine& engine, const event_set& events, record_kit kit,
+                   const journal_place& journal, journal_identity identity, std::string to,
+                   emit_report& report, ship_tally& tally, const lock_waiting& waiting)
+    : engine_(engine),
+      kit_(std::move(kit)),
+      identity_(std::move(identity)),
+      report_(report),
+      tally_(tally),
+      lock_(journal.folder, sent_positions_name(journal.name, to, identity_.host), waiting),
+      path_(journal.path(lock_.name())),
+      queue_(journal, events, rules_of_queue(report, tally)) {
+  positions_.to = std::move(to);
+  positions_.host = identity_.host;
+  lock_.keep();
+}
+
+// What the file says, where it is one of this engine and machine; nothing otherwise.
+static sent_positions saved_positions(const std::string& path, const sent_positions& own) {
+  std::string text;
+  try {
+    text = read_file(path, longest_positions);
+  } catch (const file_error& error) {
+    if (!says_no_file(error.error())) throw;
+  }
+  auto saved = sent_positions_of(text);
+  return saved && saved->to == own.to && saved->host == own.host ? std::move(*saved) : own;
+}
+
+void shipping::begin() {
+  const sent_positions saved = saved_positions(path_, positions_);
+  auto confirmed = engine_.positions(identity_);
+  keeps_positions_ = confirmed.has_value();
+  if (!confirmed) {
+    confirmed.emplace();
+    for (const auto& [name, segment] : saved.segments) confirmed->push_back(segment.position);
+  }
+  engine_.offer(kit_);
+  queue_.begin(*confirmed, saved);
+  is_begun_ = true;
+}
+
+void shipping::take_result(const store_result& result, size_t records) {
+  for (const refused_record& refused : result.refused) {
+    const std::string place =
+        refused.line == 0 ? ""
+                          : queue_.before().segment + ":" + std::to_string(refused.line) + ": ";
+    report_.problem("record-refused"_rule, place + refused.text);
+  }
+  const uint64_t refused = result.refused.size();
+  tally_.known += result.known;
+  tally_.pruned += result.pruned;
+  tally_.refused += refused;
+  tally_.stored += records - std::min<uint64_t>(records, result.known + result.pruned + refused);
+  ++tally_.batches;
+  tally_.last = std::chrono::system_clock::now();
+}
+
+bool shipping::step() {
+  try {
+    if (!is_begun_) begin();
+    const bool has_batch = queue_.fill();
+    if (has_batch) {
+      const store_result result =
+          engine_.store({identity_, kit_, queue_.before(), queue_.after(), queue_.records()});
+      take_result(result, queue_.records().size());
+      queue_.confirm();
+    }
+    save(!keeps_positions_ || clock::now() >= next_save_);
+    if (clock::now() >= next_tell_) {
+      engine_.tell(identity_, queue_.state());
+      next_tell_ = clock::now() + between_tells;
+    }
+    return has_batch;
+  } catch (...) {
+    is_begun_ = false;
+    throw;
+  }
+}
+
+void shipping::tell() {
+  save(true);
+  if (is_begun_) engine_.tell(identity_, queue_.state());
+}
+
+void shipping::save(bool is_due) {
+  if (!is_due || !is_begun_) return;
+  next_save_ = clock::now() + between_saves;
+  queue_.tell(positions_);
+  std::string text = text_of(positions_);
+  if (text == saved_) return;
+  write_whole_file(path_, text, !keeps_positions_);
+  saved_ = std::move(text);
+}
