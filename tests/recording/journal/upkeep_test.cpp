@@ -9,6 +9,7 @@
 
 #include <filesystem>
 
+#include "recording/journal/sent_positions.h"
 #include "tests/recording/files/failing_file_calls.h"
 #include "tests/recording/sinks/sink_entries.h"
 #include "tests/support/ending.h"
@@ -501,4 +502,36 @@ TEST_F(JournalUpkeep, AFullDiskLeavesTheSegments) {
     EXPECT_EQ(all_lines(), all_) << room;
     EXPECT_EQ(files().size(), 6U) << room;
   }
+}
+
+// --- Engines that are waited for
+
+TEST_F(JournalUpkeep, KeepWaitsForEnginesAndKeepSizeDoesNot) {
+  const journal_rules old = {.keep = hours(24)};
+  const auto sent = [this](const std::string& name, uint64_t bytes, const std::string& to) {
+    sent_positions positions{.to = to, .host = "web1"};
+    positions.segments[name].position = {name, 1, {.lines = 40, .bytes = bytes}};
+    write(sent_positions_name("app", to, "web1"), text_of(positions), 0);
+  };
+  prepare();
+  sent(one, lines_of_records(0, 40).size() - 1, "nats://a");
+  keep_up(old);
+  EXPECT_TRUE(fs::exists(file(one))) << "its last line was not sent";
+  sent(one, lines_of_records(0, 40).size(), "nats://a");
+  write(sent_positions_name("app", "nats://b", "web1"), "damaged", 0);
+  keep_up(old);
+  EXPECT_TRUE(fs::exists(file(one))) << "a damaged file says that nothing was sent";
+  sent(one, lines_of_records(0, 40).size(), "nats://b");
+  keep_up(old);
+  EXPECT_FALSE(fs::exists(file(one)));
+  EXPECT_TRUE(fs::exists(file(two)));
+  std::vector<std::string> told;
+  journal_upkeep all({folder_.path(), "app"}, {.keep_size = 1},
+                     [&told](const std::string& text) { told.push_back(text); });
+  while (all.step().count() == 0) {
+  }
+  EXPECT_FALSE(fs::exists(file(two)));
+  EXPECT_THAT(
+      told,
+      ElementsAre(file(two) + " is removed to keep the journal's size, before all of it was sent"));
 }

@@ -1,0 +1,271 @@
+// Which lines of a journal are sent, where they stand, and that each is sent once.
+#include "tools/ship/journal_queue.h"
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <random>
+
+#include "recording/files/shared_file.h"
+#include "recording/text/check_sum.h"
+#include "tests/tools/ship/shipped_journal.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+namespace fs = std::filesystem;
+
+// --- Records
+
+TEST_F(ShippedJournal, RecordsTellWhereTheyStandAndWhatTheyAre) {
+  write(one, stored_note("a", 5) + "\n\n" + R"({"event":"LINK_DOWN"})" + "\r\n" +
+                 R"({"event":4711,"time":"0000-01-01T00:00:00+18:00"})" + "\n" +
+                 R"({"event":"NOBODY"})" + "\n");
+  journal_queue queue = this->queue();
+  queue.begin({}, {});
+  ASSERT_TRUE(queue.fill());
+  const auto records = queue.records();
+  ASSERT_EQ(records.size(), 4u);
+  EXPECT_EQ(records[0].text, stored_note("a", 5));
+  EXPECT_EQ(records[0].line, 1u);
+  EXPECT_EQ(records[0].digest, check_sum(stored_note("a", 5)));
+  EXPECT_EQ(records[0].event, 1003u);
+  EXPECT_EQ(records[0].level, 5u);
+  EXPECT_EQ(records[0].time, 1794733376);
+  EXPECT_EQ(records[1].text, R"({"event":"LINK_DOWN"})");
+  EXPECT_EQ(records[1].line, 3u);
+  EXPECT_EQ(records[1].event, 1002u);
+  EXPECT_EQ(records[1].level, 3u);
+  EXPECT_FALSE(records[1].time);
+  EXPECT_EQ(records[2].event, 4711u);
+  EXPECT_EQ(records[2].time, -62167219200 - 18 * 3600);
+  EXPECT_FALSE(records[3].event);
+  EXPECT_EQ(queue.before().extent, line_extent{});
+  EXPECT_EQ(queue.before().segment, one);
+  EXPECT_EQ(queue.after().first, check_sum(stored_note("a", 5)));
+  EXPECT_EQ(queue.after().extent.lines, 5u);
+  EXPECT_EQ(queue.after().extent.bytes, fs::file_size(file(one)));
+  queue.confirm();
+  EXPECT_FALSE(queue.fill());
+}
+
+TEST_F(ShippedJournal, LinesThatAreNoRecordsAreToldAndPassedOver) {
+  write(one, stored_note("a") + "\nnot JSON\n" + "{\"event\":\"NOTE\",\"x\":1}\n\xff\n" +
+                 std::string(3, '\0') + "\n" + stored_note("b") + "\n");
+  send_anew();
+  EXPECT_EQ(engine_.lines(), stored_note("a") + "\n" + stored_note("b") + "\n");
+  EXPECT_THAT(bad_, ElementsAre("2: record-syntax", "3: record-key", "4: record-syntax",
+                                "5: record-syntax"));
+  bad_.clear();
+  send_anew();
+  EXPECT_THAT(bad_, IsEmpty()) << "they are behind the position";
+}
+
+TEST_F(ShippedJournal, ALineThatIsTooLongHoldsNobodyUp) {
+  const std::string longest = stored_note(std::string(stored_record_size_limit / 2 - 200, 'x'));
+  ASSERT_LE(longest.size(), stored_record_size_limit);
+  const std::string too_long = stored_note(std::string(stored_record_size_limit, 'x'));
+  write(one, stored_note("a") + "\n" + longest + "\n" + too_long + "\n" + stored_note("b") + "\n");
+  send_anew();
+  EXPECT_EQ(engine_.lines(), stored_note("a") + "\n" + longest + "\n" + stored_note("b") + "\n");
+  EXPECT_THAT(bad_, ElementsAre("3: record-syntax"));
+  EXPECT_EQ(engine_.confirmed().front().extent.bytes, fs::file_size(file(one)));
+  compress(one);
+  send_anew();
+  EXPECT_EQ(engine_.repeated, 0u);
+}
+
+// --- What is there for good
+
+TEST_F(ShippedJournal, ALineIsSentWhenItsEndHasCome) {
+  write(one, stored_note("a") + "\n" + stored_note("b").substr(0, 20));
+  journal_queue queue = this->queue();
+  queue.begin({}, {});
+  send(queue);
+  EXPECT_EQ(engine_.lines(), stored_note("a") + "\n");
+  write(one, stored_note("a") + "\n" + stored_note("b") + "\n");
+  send_more(queue);
+  EXPECT_EQ(engine_.lines(), stored_note("a") + "\n" + stored_note("b") + "\n");
+  EXPECT_EQ(engine_.repeated, 0u);
+}
+
+TEST_F(ShippedJournal, ABatchOfAWriterThatDiedIsTakenBackBeforeAnythingIsSent) {
+  write(one, stored_note("a") + "\n");
+  const pid_t child = fork();
+  if (child == 0) {
+    append_batch batch(folder_.path(), "app", {.line_start = stored_record_start});
+    batch.open(one);
+    batch.append(stored_note("half").substr(0, 30));
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  send_anew();
+  EXPECT_EQ(engine_.lines(), stored_note("a") + "\n");
+}
+
+TEST_F(ShippedJournal, WaitsForAFolderAndForSegments) {
+  journal_queue queue({file("later"), "app"}, events(), {});
+  queue.begin({}, {});
+  EXPECT_THROW(queue.fill(), file_error);
+  fs::create_directory(file("later"));
+  queue.begin({}, {});
+  EXPECT_FALSE(queue.fill());
+  write("later/" + std::string(one), stored_note("a") + "\n");
+  queue.look_around();
+  while (!queue.fill()) queue.look_around();
+  EXPECT_EQ(queue.records().front().text, stored_note("a"));
+}
+
+TEST_F(ShippedJournal, TellsWhatHappensWhileItWaits) {
+  write(one, stored_note("a") + "\n");
+  journal_queue queue = this->queue();
+  queue.begin({}, {});
+  send(queue);
+  write(two, stored_note("b") + "\n");
+  write("other.20261115.0001.jsonl", stored_note("not of this journal") + "\n");
+  pollfd watched = queue.watched();
+  ASSERT_EQ(poll(&watched, 1, 10'000), 1);
+  queue.look_around();
+  while (!queue.fill()) queue.look_around();
+  EXPECT_EQ(queue.records().front().text, stored_note("b"));
+  EXPECT_EQ(queue.before().segment, two);
+}
+
+// --- Once, whatever becomes of the segments
+
+TEST_F(ShippedJournal, NothingIsSentTwiceWhenSegmentsAreCompressed) {
+  write(one, stored_note("a") + "\n" + stored_note("b") + "\n");
+  write(next_day, stored_note("c") + "\n");
+  journal_queue queue = this->queue();
+  queue.begin({}, {});
+  send(queue);
+  compress(one);
+  send_more(queue);
+  send_anew();
+  EXPECT_EQ(engine_.repeated, 0u);
+  EXPECT_EQ(engine_.records.size(), 3u);
+  write(two, stored_note("d") + "\n");
+  compress(two);
+  send_more(queue);
+  EXPECT_EQ(engine_.records.size(), 4u);
+}
+
+TEST_F(ShippedJournal, ASegmentOfTheSameNameWithOtherLinesIsSentFromItsBegin) {
+  for (const bool is_compressed : {false, true}) {
+    engine_ = {};
+    fs::remove(file(std::string(one) + ".zst"));
+    write(one, stored_note("a") + "\n" + stored_note("b") + "\n" + stored_note("c") + "\n");
+    send_anew();
+    // Restored from a backup, and written to since.
+    write(one, stored_note("a") + "\n" + stored_note("other") + "\n" + stored_note("c") + "\n");
+    if (is_compressed) compress(one);
+    send_anew();
+    EXPECT_EQ(engine_.records.size(), 4u);
+    EXPECT_EQ(engine_.repeated, 2u);
+    fs::remove(file(std::string(one) + ".zst"));
+    // Of another machine of this name.
+    write(one, stored_note("x") + "\n" + stored_note("b") + "\n");
+    if (is_compressed) compress(one);
+    send_anew();
+    EXPECT_EQ(engine_.records.size(), 5u) << "the second is the same record at the same place";
+    EXPECT_EQ(engine_.positions.size(), 2u) << "each has a position of its own";
+  }
+}
+
+TEST_F(ShippedJournal, ASegmentThatWasCutShortIsHeldAgainstThePosition) {
+  write(one, stored_note("a") + "\n" + stored_note("b") + "\n");
+  journal_queue queue = this->queue();
+  queue.begin({}, {});
+  send(queue);
+  write(one, stored_note("a") + "\n");
+  send_more(queue);
+  write(one, stored_note("a") + "\n" + stored_note("c") + "\n" + stored_note("d") + "\n");
+  send_more(queue);
+  EXPECT_EQ(engine_.lines(), stored_note("a") + "\n" + stored_note("b") + "\n" + stored_note("c") +
+                                 "\n" + stored_note("d") + "\n");
+}
+
+TEST_F(ShippedJournal, WhatWasRemovedBeforeItWasSentIsGivenUpAndTold) {
+  write(one, stored_note("a") + "\n");
+  write(two, stored_note("b") + "\n" + stored_note("c") + "\n");
+  journal_queue queue = this->queue();
+  queue.begin({}, {});
+  ASSERT_TRUE(queue.fill());
+  engine_.store(queue);
+  queue.confirm();
+  fs::remove(file(two));
+  fs::remove(file(one));
+  send_more(queue);
+  EXPECT_EQ(queue.state().given_up, 1u);
+  EXPECT_FALSE(queue.state().is_given_up_exact) << "nothing told how many it had";
+  ASSERT_EQ(told_.size(), 1u);
+  EXPECT_THAT(told_.front(),
+              HasSubstr(std::string(two) + " was removed before all of it was sent"));
+}
+
+// --- Any journal, any moment
+
+static std::string random_line(std::mt19937& random) {
+  const auto kind = random() % 20;
+  if (kind == 0) return "";
+  if (kind == 1) return "no record";
+  const size_t size = kind == 2 ? random() % 300'000 : random() % 300;
+  return stored_note(std::string(size, static_cast<char>('a' + random() % 26)));
+}
+
+TEST_F(ShippedJournal, RandomJournalsAreSentOnceThroughRestartsAndCompression) {
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  std::map<std::string, std::string> content;
+  std::map<std::string, std::string> records;
+  std::unique_ptr<journal_queue> queue;
+  for (int step = 0; step < 300; ++step) {
+    const std::string name = std::array{one, two, next_day}[random() % 3];
+    if (!fs::exists(file(name + ".zst"))) {
+      for (auto lines = random() % 40; lines > 0; --lines) {
+        const std::string line = random_line(random);
+        content[name] += line + "\n";
+        if (line.starts_with("{")) records[name] += line + "\n";
+      }
+      write(name, content[name]);
+      if (random() % 50 == 0) compress(name);
+    }
+    if (!queue || random() % 4 == 0)
+      queue = std::make_unique<journal_queue>(journal_place{folder_.path(), "app", {}}, events(),
+                                              rules());
+    queue->begin(engine_.confirmed(), {});
+    for (auto batches = random() % 4; batches > 0 && queue->fill(); --batches) {
+      engine_.store(*queue);
+      if (random() % 8 == 0) {
+        queue.reset();
+        break;
+      }
+      queue->confirm();
+    }
+  }
+  send_anew();
+  std::string expected;
+  for (const auto& [name, lines] : records) expected += lines;
+  EXPECT_EQ(engine_.lines() == expected, true) << "seed " << seed;
+  EXPECT_EQ(engine_.repeated, 0u);
+}
+
+// --- The file beside the journal
+
+TEST_F(ShippedJournal, TheFileBesideTheJournalSaysWhatWasSentAndWhatWasThere) {
+  write(one, stored_note("a") + "\n" + stored_note("b"));
+  journal_queue queue = this->queue();
+  queue.begin({}, {});
+  send(queue);
+  sent_positions told{.to = "postgresql://db/fleet", .host = "web \"1\""};
+  queue.tell(told);
+  const auto read = sent_positions_of(text_of(told));
+  ASSERT_TRUE(read);
+  EXPECT_EQ(text_of(*read), text_of(told));
+  EXPECT_EQ(read->segments.at(one).position.extent.lines, 1u);
+  EXPECT_EQ(read->segments.at(one).there, fs::file_size(file(one)));
+  EXPECT_EQ(queue.state().waiting_bytes, stored_note("b").size());
+}
