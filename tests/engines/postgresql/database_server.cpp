@@ -1,0 +1,158 @@
+#include "tests/engines/postgresql/database_server.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <libpq-fe.h>
+#include <pwd.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <thread>
+
+static std::string program(const std::string& name) {
+  return "/usr/lib/postgresql/15/bin/" + name;
+}
+
+// Whom the server runs as: it refuses root.
+static const passwd* server_user() {
+  return geteuid() == 0 ? getpwnam("postgres") : nullptr;
+}
+
+void run_or_fail(const std::string& command) {
+  const temp_folder folder;
+  const std::string log = folder.file("log");
+  if (std::system((command + " >" + log + " 2>&1 </dev/null").c_str()) != 0)
+    ADD_FAILURE() << command << "\n" << read_whole_file(log);
+}
+
+static void give_to_server(const std::string& path) {
+  if (const passwd* user = server_user(); user != nullptr) {
+    EXPECT_EQ(chown(path.c_str(), user->pw_uid, user->pw_gid), 0) << path;
+  }
+}
+
+database_server::database_server(const start_options& options) : options_(options) {
+  give_to_server(folder_.path());
+  make_cluster();
+  start();
+}
+
+database_server::~database_server() {
+  stop(SIGQUIT);
+}
+
+void database_server::make_cluster() const {
+  const std::string as = server_user() == nullptr ? "" : "runuser -u postgres -- ";
+  run_or_fail("cd / && " + as + program("initdb") + " --no-sync -A trust -U postgres -E UTF8" +
+              " --locale=C -D " + folder_.file("data"));
+  std::ofstream settings(folder_.file("data/postgresql.conf"), std::ios::app);
+  settings << "fsync = off\nshared_buffers = 32MB\nmax_connections = 30\n"
+           << "unix_socket_directories = '" << folder_.path() << "'\n"
+           << "listen_addresses = '" << (options_.has_port ? "127.0.0.1" : "") << "'\n";
+  for (const std::string& setting : options_.settings) settings << setting << "\n";
+}
+
+std::string database_server::write(const std::string& name, const std::string& content) const {
+  const std::string path = folder_.write(name, content);
+  give_to_server(path);
+  EXPECT_EQ(chmod(path.c_str(), 0600), 0);
+  return path;
+}
+
+// One that is free now. Another program may take it meanwhile: start() tries again then.
+void database_server::choose_port() {
+  const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof(address);
+  auto* any = reinterpret_cast<sockaddr*>(&address);
+  EXPECT_EQ(bind(socket, any, size), 0);
+  EXPECT_EQ(getsockname(socket, any, &size), 0);
+  close(socket);
+  port_ = ntohs(address.sin_port);
+}
+
+bool database_server::is_answering() const {
+  return PQping(address().c_str()) == PQPING_OK;
+}
+
+void database_server::start() {
+  for (int tries = 0; tries < 10; ++tries) {
+    if (port_ == 0 || tries > 0) choose_port();
+    const std::string port = "port=" + std::to_string(port_);
+    const std::string data = folder_.file("data");
+    const std::string log = folder_.file("log");
+    const passwd* user = server_user();
+    const pid_t test = getpid();
+    process_ = fork();
+    if (process_ == 0) {
+      if (user != nullptr && (setgid(user->pw_gid) != 0 || setuid(user->pw_uid) != 0)) _exit(1);
+      prctl(PR_SET_PDEATHSIG, SIGQUIT);  // no server is left when the test crashes
+      if (getppid() != test) _exit(1);
+      if (freopen(log.c_str(), "a", stderr) == nullptr) _exit(1);
+      execl(program("postgres").c_str(), "postgres", "-D", data.c_str(), "-c", port.c_str(),
+            nullptr);
+      _exit(1);
+    }
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+    while (std::chrono::steady_clock::now() < end) {
+      if (is_answering()) return;
+      if (waitpid(process_, nullptr, WNOHANG) == process_) break;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+  }
+  process_ = 0;
+  FAIL() << read_whole_file(folder_.file("log"));
+}
+
+void database_server::stop(int signal) {
+  if (process_ == 0) return;
+  EXPECT_EQ(kill(process_, signal), 0);
+  EXPECT_EQ(waitpid(process_, nullptr, 0), process_);
+  process_ = 0;
+}
+
+static std::string url_escaped(const std::string& text) {
+  std::string escaped;
+  for (const char character : text) escaped += character == '/' ? "%2F" : std::string(1, character);
+  return escaped;
+}
+
+std::string database_server::address(const std::string& user, const std::string& database) const {
+  return "postgresql://" + user + "@" + url_escaped(folder_.path()) + ":" + std::to_string(port_) +
+         "/" + database;
+}
+
+engine_options database_server::options(const std::string& user,
+                                        const std::string& database) const {
+  engine_options options;
+  options.address = address(user, database);
+  return options;
+}
+
+std::string database_server::sql(const std::string& statements, const std::string& user,
+                                 const std::string& database) const {
+  const std::unique_ptr<PGconn, decltype(&PQfinish)> connection(
+      PQconnectdb(address(user, database).c_str()), PQfinish);
+  const std::unique_ptr<PGresult, decltype(&PQclear)> result(
+      PQexec(connection.get(), statements.c_str()), PQclear);
+  if (PQresultStatus(result.get()) != PGRES_TUPLES_OK &&
+      PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
+    const std::string text = PQerrorMessage(connection.get());
+    return text.substr(0, text.find('\n'));
+  }
+  std::string text;
+  for (int row = 0; row < PQntuples(result.get()); ++row)
+    for (int column = 0; column < PQnfields(result.get()); ++column)
+      text += std::string(column == 0 ? "" : "|") + PQgetvalue(result.get(), row, column) +
+              (column + 1 == PQnfields(result.get()) ? "\n" : "");
+  return text;
+}
