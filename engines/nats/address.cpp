@@ -1,0 +1,45 @@
+#include "engines/nats/address.h"
+
+#include "tools/ship/engine.h"
+
+static constexpr std::string_view nats_scheme = "nats://";
+
+// What stands before the mark, and only that is left behind it; all where the mark is not there.
+static std::string_view nats_cut(std::string_view& text, char mark) {
+  const size_t end = text.find(mark);
+  const std::string_view part = text.substr(0, end);
+  text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  return part;
+}
+
+static void nats_take_setting(const std::string& url, std::string_view setting,
+                              nats_address& address) {
+  if (setting != "tls=off" && setting != "tls=on")
+    throw engine_error(url + ": \"" + std::string(setting) +
+                       "\" is no setting of a NATS address; \"tls=off\" is one");
+  address.is_tls = setting == "tls=on";
+}
+
+nats_address nats_address_of(const std::string& url) {
+  std::string_view rest = url;
+  if (!rest.starts_with(nats_scheme))
+    throw engine_error(url + ": a NATS address begins with nats://");
+  rest.remove_prefix(nats_scheme.size());
+  nats_address address;
+  std::string_view settings = rest;
+  rest = nats_cut(settings, '?');
+  while (!settings.empty()) nats_take_setting(url, nats_cut(settings, '&'), address);
+  if (const size_t at = rest.rfind('@'); at != std::string_view::npos) {
+    address.user = rest.substr(0, at);
+    rest.remove_prefix(at + 1);
+  }
+  if (rest.ends_with('/')) rest.remove_suffix(1);
+  if (rest.find('/') != std::string_view::npos)
+    throw engine_error(url + ": a NATS address has no path; the stream is told with --stream");
+  do {
+    const std::string_view server = nats_cut(rest, ',');
+    if (server.empty()) throw engine_error(url + ": a server's name is missing");
+    address.servers.push_back(std::string(nats_scheme) + std::string(server));
+  } while (!rest.empty());
+  return address;
+}

@@ -1,0 +1,102 @@
+#include "engines/nats/publisher.h"
+
+#include "engines/nats/json.h"
+#include "recording/text/number.h"
+
+using std::chrono::steady_clock;
+
+// What is on its way at most: enough for a link of some milliseconds, and little memory.
+static constexpr size_t most_waiting_bytes = size_t{4} << 20;
+static constexpr size_t most_waiting_messages = 1024;
+static constexpr int64_t nats_answer_step = 100;  // milliseconds between questions of is_to_end
+// Without any acknowledgement. A cluster chooses another leader within nine seconds.
+static constexpr std::chrono::seconds nats_silence_patience{12};
+
+nats_publisher::nats_publisher(nats_link& link) : link_(link) {
+  natsInbox* inbox = nullptr;
+  if (const natsStatus status = natsInbox_Create(&inbox); status != NATS_OK)
+    link_.fail("no name for answers", status);
+  inbox_ = inbox;
+  natsInbox_Destroy(inbox);
+  natsSubscription* answers = nullptr;
+  if (const natsStatus status =
+          natsConnection_SubscribeSync(&answers, link_.connection(), (inbox_ + ".*").c_str());
+      status != NATS_OK)
+    link_.fail("cannot be asked", status);
+  answers_.reset(answers);
+}
+
+void nats_publisher::begin_count() {
+  known_ = 0;
+  has_doubtful_ = false;
+  newest_ = {};
+}
+
+void nats_publisher::publish(const std::string& subject, const std::string& id,
+                             std::string_view bytes, size_t records) {
+  if (waiting_.empty()) heard_ = steady_clock::now();
+  send(subject, id, bytes);
+  waiting_.emplace(next_++, waiting_message{id, bytes.size(), records});
+  waiting_bytes_ += bytes.size();
+  uint64_t answers = 0;
+  while (natsSubscription_QueuedMsgs(answers_.get(), &answers) == NATS_OK && answers > 0)
+    take_acknowledgement();
+  while (waiting_bytes_ > most_waiting_bytes || waiting_.size() > most_waiting_messages)
+    take_acknowledgement();
+}
+
+void nats_publisher::send(const std::string& subject, const std::string& id,
+                          std::string_view bytes) {
+  natsMsg* made = nullptr;
+  const std::string answer = inbox_ + '.' + std::to_string(next_);
+  natsStatus status = natsMsg_Create(&made, subject.c_str(), answer.c_str(), bytes.data(),
+                                     static_cast<int>(bytes.size()));
+  const nats_message message(made);
+  if (status == NATS_OK && !id.empty())
+    status = natsMsgHeader_Set(made, nats_id_header, id.c_str());
+  if (status == NATS_OK) status = natsConnection_PublishMsg(link_.connection(), made);
+  if (status != NATS_OK) link_.fail("cannot be sent to", status);
+}
+
+void nats_publisher::finish() {
+  while (!waiting_.empty()) take_acknowledgement();
+}
+
+void nats_publisher::take_acknowledgement() {
+  link_.go_on();
+  natsMsg* answer = nullptr;
+  const natsStatus status = natsSubscription_NextMsg(&answer, answers_.get(), nats_answer_step);
+  const nats_message owned(answer);
+  if (status == NATS_OK) return take(answer);
+  if (status != NATS_TIMEOUT) link_.fail("lost while records were stored", status);
+  if (steady_clock::now() - heard_ > nats_silence_patience)
+    link_.fail("does not acknowledge what it is sent (is there a majority of its servers?)");
+}
+
+void nats_publisher::take(natsMsg* answer) {
+  const std::string_view subject = natsMsg_GetSubject(answer);
+  const auto number = number_of<uint64_t>(subject.substr(subject.rfind('.') + 1));
+  const auto found = number ? waiting_.find(*number) : waiting_.end();
+  if (found == waiting_.end()) return;
+  if (natsMsg_IsNoResponders(answer))
+    link_.fail("nobody takes records there: the stream is gone, or without a leader");
+  const std::string_view bytes(natsMsg_GetData(answer),
+                               static_cast<size_t>(natsMsg_GetDataLength(answer)));
+  take_stored(found->second, bytes);
+  heard_ = steady_clock::now();
+  waiting_bytes_ -= found->second.bytes;
+  waiting_.erase(found);
+}
+
+void nats_publisher::take_stored(const waiting_message& message, std::string_view answer) {
+  const nats_json json(answer);
+  if (const auto error = json.text("error", "description"))
+    link_.fail("does not store what it is sent: " + *error + " [" +
+               std::to_string(json.number("error", "err_code").value_or(0)) + "]");
+  const uint64_t sequence = json.number("seq").value_or(0);
+  const bool is_repetition = json.is_true("duplicate");
+  if (!is_repetition && sequence == 0) link_.fail("answers what is no acknowledgement");
+  if (is_repetition) known_ += message.records;
+  if (sequence == 0) has_doubtful_ = true;
+  if (sequence > newest_.sequence) newest_ = {.sequence = sequence, .id = message.id};
+}

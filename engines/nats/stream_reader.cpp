@@ -1,0 +1,106 @@
+#include "engines/nats/stream_reader.h"
+
+#include <algorithm>
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+static constexpr milliseconds nats_read_step{100};
+// A server that holds a subscription tells so twice a second; behind this silence another one is
+// asked.
+static constexpr milliseconds nats_heartbeat{500};
+static constexpr std::chrono::seconds nats_read_silence{5};
+
+nats_stream_reader::nats_stream_reader(nats_link& link, std::string stream, std::string subject,
+                                       uint64_t from)
+    : link_(link), stream_(std::move(stream)), subject_(std::move(subject)), from_(from) {}
+
+nats_stream_reader::~nats_stream_reader() {
+  unsubscribe();
+}
+
+void nats_stream_reader::unsubscribe() {
+  if (!subscription_) return;
+  natsSubscription_Unsubscribe(subscription_.get());
+  subscription_.reset();
+}
+
+// What the server is told to send, and how: nothing is acknowledged, since whoever reads knows
+// where to go on.
+void nats_stream_reader::subscribe() {
+  unsubscribe();
+  jsSubOptions how;
+  jsSubOptions_Init(&how);
+  how.Stream = stream_.c_str();
+  how.Config.DeliverPolicy = js_DeliverByStartSequence;
+  how.Config.OptStartSeq = from_;
+  how.Config.AckPolicy = js_AckNone;
+  how.Config.FlowControl = true;
+  how.Config.Heartbeat = std::chrono::nanoseconds(nats_heartbeat).count();
+  how.Config.MemoryStorage = true;
+  how.Config.Replicas = 1;
+  natsSubscription* made = nullptr;
+  jsErrCode code{};
+  const natsStatus status = link_.ask(
+      [&](jsOptions& options, jsErrCode& error) {
+        return js_SubscribeSync(&made, link_.jetstream(), subject_.c_str(), &options, &how, &error);
+      },
+      code);
+  subscription_.reset(made);
+  if (status != NATS_OK) link_.fail("cannot read the stream " + stream_, status);
+  natsSubscription_SetPendingLimits(made, -1, -1);  // flow control keeps it small
+  delivered_ = 0;
+  heard_ = steady_clock::now();
+}
+
+nats_message nats_stream_reader::next(milliseconds patience) {
+  const auto begin = steady_clock::now();
+  for (;;) {
+    link_.go_on();
+    if (!subscription_) subscribe();
+    const auto left =
+        std::chrono::duration_cast<milliseconds>(begin + patience - steady_clock::now());
+    natsMsg* made = nullptr;
+    const natsStatus status = natsSubscription_NextMsg(
+        &made, subscription_.get(), std::clamp(left, milliseconds{1}, nats_read_step).count());
+    nats_message message(made);
+    if (status == NATS_OK) {
+      heard_ = steady_clock::now();
+      if (is_due(made)) return message;
+      unsubscribe();
+      continue;
+    }
+    if (natsConnection_IsClosed(link_.connection()))
+      link_.fail("lost while records were read", status);
+    const bool is_silent = steady_clock::now() - heard_ > nats_read_silence;
+    if (status != NATS_TIMEOUT || is_silent) unsubscribe();
+    if (left <= milliseconds{0}) return nullptr;
+  }
+}
+
+// Whether it is the one behind the last: messages of a subscription are numbered without gaps.
+bool nats_stream_reader::is_due(natsMsg* message) {
+  jsMsgMetaData* made = nullptr;
+  if (natsMsg_GetMetaData(&made, message) != NATS_OK) return false;
+  const nats_owned<jsMsgMetaData> data(made);
+  if (data->Sequence.Consumer != delivered_ + 1 || data->Sequence.Stream < from_) return false;
+  ++delivered_;
+  sequence_ = data->Sequence.Stream;
+  from_ = sequence_ + 1;
+  return true;
+}
+
+uint64_t nats_stream_reader::last_there() {
+  const nats_message last = link_.last_message(stream_, subject_);
+  return last ? natsMsg_GetSequence(last.get()) : 0;
+}
+
+nats_message nats_stream_reader::next_there() {
+  if (!is_end_known_) end_ = last_there();
+  is_end_known_ = true;
+  while (from_ <= end_) {
+    if (nats_message message = next(std::chrono::seconds(1))) return message;
+    end_ = std::min(end_, last_there());  // removed meanwhile
+  }
+  return nullptr;
+}
