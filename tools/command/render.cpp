@@ -16,46 +16,20 @@
 #include "recording/text/json_text.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
+#include "tools/command/archive_run.h"
 #include "tools/command/commands.h"
 #include "tools/command/ending_signals.h"
+#include "tools/command/engine_options.h"
+#include "tools/command/engine_program.h"
 #include "tools/command/find_options.h"
 #include "tools/command/options.h"
 #include "tools/command/pager.h"
+#include "tools/command/render_end.h"
 #include "tools/command/render_run.h"
 #include "tools/emit/files.h"
 #include "tools/find/follow.h"
 #include "tools/find/moment.h"
-
-static void write_summary(const record_rendering& rendering, const render_options& options,
-                          emit_report& report, std::ostream& log) {
-  const render_tally& tally = rendering.tally();
-  const bool may_leave_out = options.find.has_any() || options.last != 0;
-  if (options.report.quiet) return;
-  if (options.report.format == diagnostic_format::json) {
-    std::string line;
-    json_text json(line);
-    json.begin_object().key("summary").begin_object();
-    json.key("read").number(tally.total()).key("rendered").number(tally.rendered);
-    json.key("marked").number(tally.marked);
-    if (!options.by.empty()) json.key("counted").number(tally.counted);
-    json.key("bad").number(tally.bad);
-    if (may_leave_out) json.key("left_out").number(tally.left_out);
-    if (options.last != 0)
-      json.key("begin_unread").written(rendering.is_begin_unread() ? "true" : "false");
-    json.end_object().end_object();
-    log << line << '\n';
-  } else {
-    const auto part = [](uint64_t count, const char* what) {
-      return std::to_string(count) + " " + what;
-    };
-    const std::string shown =
-        options.by.empty() ? part(tally.rendered, "rendered, ") + part(tally.marked, "marked, ")
-                           : part(tally.counted, "counted, ");
-    report.note(counted(tally.total(), "record") + ": " + shown + part(tally.bad, "bad") +
-                (may_leave_out ? ", " + part(tally.left_out, "left out") : "") +
-                (rendering.is_begin_unread() ? "; what is before them was not read" : ""));
-  }
-}
+#include "tools/ship/address.h"
 
 // What comes a record at a time is shown as it comes.
 static bool are_regular_files(const std::vector<searched_file>& files) {
@@ -70,21 +44,6 @@ static std::vector<std::string> paths_of(const std::vector<searched_file>& files
   paths.reserve(files.size());
   for (const searched_file& file : files) paths.push_back(file.path);
   return paths;
-}
-
-// What standard output did not take is told by whoever flushes it.
-static command_outcome output_failed(const ending_output& shown, std::ostream& out) {
-  if (shown.error() != 0) out.setstate(std::ios::badbit);
-  errno = shown.error();
-  return command_outcome::file_error;
-}
-
-static command_outcome end_of(const record_rendering& rendering, const render_options& options,
-                              emit_report& report, std::ostream& log) {
-  write_summary(rendering, options, report, log);
-  const bool is_whole = rendering.tally().marked == 0 && rendering.tally().bad == 0;
-  if (!rendering.is_all_read()) return command_outcome::file_error;
-  return is_whole ? command_outcome::good : command_outcome::findings;
 }
 
 static command_outcome show_records(const render_options& options,
@@ -189,8 +148,30 @@ static std::vector<std::string> to_be_there(std::vector<std::string> paths, bool
   return paths;
 }
 
+// Records that an engine has, in the place of files.
+static command_outcome render_archive(render_options& options, std::ostream& out,
+                                      std::ostream& log) {
+  if (options.records.size() != 1)
+    throw wrong_usage("the address of an engine stands alone in the place of files");
+  check_engine_access(options.engine);
+  engine_at(options.records.front());
+  check_form(options);
+  check_files({});
+  options.line_width = terminal_line_width();
+  emit_report report(log, options.report, true);
+  return report.report_failures([&] {
+    if (options.follows) check_followed_until(options.find);
+    return outcome_of_engine(options.report, log,
+                             [&] { return show_archive(options, out, report, log); });
+  });
+}
+
 static command_outcome render(render_options& options, std::ostream& out, std::ostream& log) {
   if (options.records.empty()) options.records = {"-"};
+  if (std::ranges::any_of(options.records, is_engine_address))
+    return render_archive(options, out, log);
+  if (options.definitions.empty())
+    throw wrong_usage("--definitions is needed: the compiled STD set of these records");
   const std::vector<searched_file> searched = searched_files_of(options.records);
   check_form(options);
   check_files(paths_of(searched));
@@ -240,15 +221,17 @@ static command_action describe_render(CLI::App& command) {
       command,
       {"RECORDS", "FILE",
        "Files of records, one JSON object a line, also FILE.zst; journals DIR/NAME; - is standard "
-       "input, the default"},
+       "input, the default; or the address of an engine: postgresql:// or nats://"},
       options->records, option_need::optional);
   add_texts_option(command,
                    {"--definitions", "FILE",
-                    "The compiled STD set; several times: the version that a record tells"},
-                   options->definitions, option_need::required);
+                    "The compiled STD set; several times: the version that a record tells; an "
+                    "engine has what was sent with the records"},
+                   options->definitions);
   add_message_options(command, options->events, options->code_page);
   add_find_options(command, options->find);
   add_shown_options(command, *options);
+  add_engine_options(command, options->engine);
   add_report_options(command, options->report, "--diagnostics");
   return [options, &command](std::ostream& out, std::ostream& log) {
     return outcome_of(options->report, log, [&] {
@@ -269,5 +252,7 @@ constexpr kplog_command_row render_command = {
     "  kplog render --definitions events.ldf --last 20 --format table entries.jsonl\n"
     "  kplog render --definitions events.ldf --since today --by event,hour entries.jsonl\n"
     "  kplog render --definitions events.ldf --follow --last 10 --locale ja_JP "
-    "/var/log/shop/shop\n",
+    "/var/log/shop/shop\n"
+    "  kplog render --host 'web*' --since yesterday --locale ja_JP "
+    "postgresql://reader@db.example/fleet\n",
     describe_render};

@@ -49,7 +49,8 @@ record_rendering::record_rendering(const render_options& options,
 
 // To be counted a record needs its message only where that decides.
 bool record_rendering::take_if_it_fits(const parsed_record& record) {
-  const size_t place = version_of(record, definitions_);
+  const size_t place = among_ == nullptr ? version_of(record, definitions_)
+                                         : version_of(record, definitions_, *among_);
   shown_version& version = *versions_[place];
   if (!version.conditions.fit(record)) return false;
   if (!counts_ || version.conditions.ask_for_messages()) {
@@ -119,6 +120,17 @@ void record_rendering::take_kept() {
   }
 }
 
+void record_rendering::take_line(const record_line& line, const std::vector<size_t>& among) {
+  among_ = &among;
+  take(line);
+}
+
+bool record_rendering::end_lines() {
+  take_kept();
+  last_.reset();
+  return write();
+}
+
 bool record_rendering::write() {
   out_ << lines_ << std::flush;
   lines_.clear();
@@ -133,6 +145,12 @@ void record_rendering::tell_progress() {
 void record_rendering::tell_unreadable(const std::string& text) {
   report_.problem("unreadable"_rule, text);
   is_all_read_ = false;
+}
+
+static constexpr size_t written_at_a_time = size_t{64} << 10;
+
+bool record_rendering::has_much() const {
+  return lines_.size() >= written_at_a_time;
 }
 
 // --- From the begin ---
@@ -183,14 +201,12 @@ bool record_rendering::show(const std::vector<searched_file>& searched,
 
 // --- What comes ---
 
-static constexpr size_t written_at_a_time = size_t{64} << 10;
-
 bool record_rendering::follow(followed_records& records) {
   versions_.back()->form.append_heading(lines_);
   do {
     for (record_line line; records.next(line);) {
       take(line);
-      if (lines_.size() >= written_at_a_time && !write()) return false;
+      if (has_much() && !write()) return false;
     }
     if (records.is_cut_short()) {
       if (last_) tally_.left_out += last_->size() + last_->dropped();

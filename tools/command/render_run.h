@@ -16,6 +16,7 @@
 #include "recording/records/stored_line.h"
 #include "recording/records/view.h"
 #include "tools/command/ending_signals.h"
+#include "tools/command/ship_run.h"
 #include "tools/emit/run_report.h"
 #include "tools/find/conditions.h"
 #include "tools/find/counts.h"
@@ -28,6 +29,7 @@
 #include "tools/report/outcome.h"
 
 struct render_options {
+  engine_access engine;                  // where records are an address
   std::vector<std::string> records;      // "-": standard input; none: that
   std::vector<std::string> definitions;  // of versions; the last is that of records without one
   event_set_options events;              // all but these
@@ -75,6 +77,14 @@ class record_rendering {
   // The same of records that are followed, until nothing will come; where the last are wanted, of
   // these of what is there at first.
   bool follow(followed_records& records);
+  // The same of records that come from elsewhere, one by one: the heading before them, each of them
+  // with the places of the versions that it may be of, what was gathered, and what is shown behind
+  // them.
+  void begin_lines() { versions_.back()->form.append_heading(lines_); }
+  void take_line(const record_line& line, const std::vector<size_t>& among);
+  bool has_much() const;
+  bool write();
+  bool end_lines();
   // What such records tell: that something cannot be read, that there is a segment in which perhaps
   // nothing fits, that one is not read.
   void tell_unreadable(const std::string& text);
@@ -112,9 +122,9 @@ class record_rendering {
   void show(shown_version& version, const viewed_record& viewed);
   void keep(shown_version& version, const viewed_record& viewed);
   void take_kept();
-  bool write();
 
   const definition_versions& definitions_;
+  const std::vector<size_t>* among_ = nullptr;  // of these; null: of all
   std::vector<std::unique_ptr<shown_version>> versions_;
   stored_line_reader stored_lines_;  // most lines are such
   parsed_record stored_;             // that was read so

@@ -20,10 +20,12 @@ definition_versions versions_of(const std::vector<std::string>& definitions,
   return versions;
 }
 
-size_t version_of(const parsed_record& record, const definition_versions& versions) {
-  const size_t last = versions.size() - 1;
-  if (!record.version) return last;
-  size_t place = 0;
-  while (place < last && versions[place]->events().version() != record.version->text) ++place;
-  return place;
+size_t version_of(const parsed_record& record, const definition_versions& versions,
+                  const std::vector<size_t>& among) {
+  const size_t count = among.empty() ? versions.size() : among.size();
+  const auto place = [&](size_t at) { return among.empty() ? at : among[at]; };
+  if (record.version)
+    for (size_t at = count; at-- > 0;)
+      if (versions[place(at)]->events().version() == record.version->text) return place(at);
+  return place(count - 1);
 }

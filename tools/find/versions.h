@@ -16,7 +16,9 @@ using definition_versions = std::vector<std::unique_ptr<definition_version>>;
 definition_versions versions_of(const std::vector<std::string>& definitions,
                                 event_set_options options);
 
-// The place among them of the one that the record is of.
-size_t version_of(const parsed_record& record, const definition_versions& versions);
+// The place among them of the one that the record is of. Of `among`, places that are not all, the
+// last that has the record's version, or the last.
+size_t version_of(const parsed_record& record, const definition_versions& versions,
+                  const std::vector<size_t>& among = {});
 
 #endif

@@ -76,6 +76,13 @@ class ship_engine {
   virtual void tell(const journal_identity& journal, const journal_state& state) = 0;
 };
 
+// A kit, and the journals whose records were sent with it. Records are shown by the kits of their
+// own journal: two products may call what differs version 2.0.
+struct archived_kit {
+  record_kit kit;
+  std::vector<journal_identity> journals;
+};
+
 // Hands records back: by host, journal, segment and line; those that follow as they arrive. Raises
 // engine_error. Used by one thread at a time.
 class record_archive {
@@ -83,7 +90,7 @@ class record_archive {
   virtual ~record_archive() = default;
 
   // Kits of the records that are asked for, the newest last.
-  virtual std::vector<record_kit> kits() = 0;
+  virtual std::vector<archived_kit> kits() = 0;
   // The next record; it lives until the next call. False: there is none, or, where they are
   // followed, none came within the time.
   virtual bool next(archived_record& record, std::chrono::milliseconds patience) = 0;

@@ -1,0 +1,171 @@
+#include "tools/command/archive_run.h"
+
+#include <cerrno>
+#include <map>
+#include <memory>
+#include <ostream>
+#include <utility>
+
+#include "recording/text/words.h"
+#include "tools/command/ending_signals.h"
+#include "tools/command/engine_program.h"
+#include "tools/command/pager.h"
+#include "tools/command/render_end.h"
+#include "tools/ship/asked_records.h"
+#include "tools/ship/kit.h"
+
+// --- Definitions ---
+
+// The versions of all kits, and which of them the records of a journal may be of.
+struct archived_versions {
+  definition_versions all;
+  std::map<journal_identity, std::vector<size_t>> of_journals;
+  std::vector<size_t> others;  // of a journal without kits
+
+  const std::vector<size_t>& of(const journal_identity& journal) const {
+    const auto known = of_journals.find(journal);
+    return known == of_journals.end() ? others : known->second;
+  }
+};
+
+static void take_kit(const archived_kit& kit, const render_options& options, kit_folder& folder,
+                     archived_versions& versions) {
+  const kit_folder::unpacked files = folder.unpack(kit.kit);
+  event_set_options events = options.events;
+  events.aux = files.aux;
+  if (events.catalog.empty()) events.catalog = files.catalog;
+  for (auto& version : versions_of(files.definitions, events)) {
+    for (const journal_identity& journal : kit.journals)
+      versions.of_journals[journal].push_back(versions.all.size());
+    versions.others.push_back(versions.all.size());
+    versions.all.push_back(std::move(version));
+  }
+}
+
+static archived_versions versions_of_archive(const engine_row& engine,
+                                             const render_options& options,
+                                             const archive_query& query, kit_folder& folder) {
+  archived_versions versions;
+  if (!options.definitions.empty()) {
+    versions.all = versions_of(options.definitions, options.events);
+    return versions;
+  }
+  for (const archived_kit& kit : engine.ask(options_of(options.engine), query)->kits())
+    take_kit(kit, options, folder, versions);
+  if (versions.all.empty())
+    throw engine_error(options.records.front() +
+                       ": no definitions are there for what is asked for; perhaps there are no "
+                       "records, or --definitions gives them");
+  return versions;
+}
+
+// --- Showing ---
+
+static constexpr std::chrono::milliseconds patience_of_follower(250);
+
+class archive_run {
+ public:
+  archive_run(record_archive& archive, const archived_versions& versions,
+              record_rendering& rendering, const ending_signals* signals)
+      : archive_(archive), versions_(versions), rendering_(rendering), signals_(signals) {}
+
+  // False when standard output fails.
+  bool show() {
+    rendering_.begin_lines();
+    const std::chrono::milliseconds patience(0);
+    archived_record record;
+    for (; archive_.next(record, patience); take(record))
+      if (is_to_end() || (rendering_.has_much() && !rendering_.write())) break;
+    return rendering_.end_lines();
+  }
+  // The same of what arrives, until a signal comes.
+  bool follow() {
+    rendering_.begin_lines();
+    archived_record record;
+    bool is_shown = true;
+    while (is_shown && !is_to_end()) {
+      while (!is_to_end() && archive_.next(record, std::chrono::milliseconds(0)) && is_shown) {
+        take(record);
+        if (rendering_.has_much()) is_shown = rendering_.write();
+      }
+      if (is_shown) is_shown = rendering_.end_lines();
+      if (is_shown && !is_to_end() && archive_.next(record, patience_of_follower)) take(record);
+    }
+    return is_shown;
+  }
+
+ private:
+  bool is_to_end() const { return signals_ != nullptr && signals_->ending() != 0; }
+  void take(const archived_record& record) {
+    record_line line;
+    const auto is_same = [&] {
+      return source_ != nullptr && journal_ == record.journal && segment_ == record.segment;
+    };
+    if (!is_same()) {
+      journal_ = record.journal;
+      segment_ = record.segment;
+      source_ = std::make_shared<line_source>();
+      source_->name = journal_.host + ":" + journal_.journal + ":" + segment_;
+    }
+    line.source = source_;
+    line.text = record.text;
+    line.number = record.line;
+    rendering_.take_line(line, versions_.of(record.journal));
+  }
+
+  record_archive& archive_;
+  const archived_versions& versions_;
+  record_rendering& rendering_;
+  const ending_signals* signals_;
+  journal_identity journal_;  // of the record that was shown last
+  std::string segment_;
+  std::shared_ptr<line_source> source_;
+};
+
+static command_outcome show_records_of(record_archive& archive, const archived_versions& versions,
+                                       const render_options& options, std::ostream& out,
+                                       emit_report& report, std::ostream& log) {
+  record_rendering rendering(options, versions.all, out, report);
+  std::optional<pager> pages;
+  if (!options.is_unpaged) pages.emplace();
+  if (!archive_run(archive, versions, rendering, nullptr).show() || !rendering.show_counts(options))
+    return command_outcome::file_error;
+  report.tell_hidden();
+  pages.reset();
+  return end_of(rendering, options, report, log);
+}
+
+static command_outcome follow_records_of(record_archive& archive, const archived_versions& versions,
+                                         const render_options& options,
+                                         const ending_signals& signals, std::ostream& out,
+                                         emit_report& report, std::ostream& log) {
+  ending_output shown(signals);
+  record_rendering rendering(options, versions.all, shown, report);
+  if (!archive_run(archive, versions, rendering, &signals).follow())
+    return output_failed(shown, out);
+  report.tell_hidden();
+  return end_of(rendering, options, report, log);
+}
+
+command_outcome show_archive(const render_options& given, std::ostream& out, emit_report& report,
+                             std::ostream& log) {
+  const engine_row& engine = engine_at(given.records.front());
+  if (engine.ask == nullptr)
+    throw wrong_usage(std::string(engine.scheme) + ":// keeps no records that could be shown");
+  const auto now = std::chrono::system_clock::now();
+  render_options options = given;
+  options.engine.address = given.records.front();
+  kit_folder folder;
+  const archived_versions versions =
+      versions_of_archive(engine, options, query_without_events(options.find, now), folder);
+  archive_query query = query_of(options.find, versions.all, now);
+  query.follows = options.follows;
+  options.find.host.reset();  // that of the machine was asked for
+  engine_options access = options_of(options.engine);
+  if (!options.follows)
+    return show_records_of(*engine.ask(access, query), versions, options, out, report, log);
+  const ending_signals signals;
+  access.is_to_end = [&signals] { return signals.ending() != 0; };
+  return follow_records_of(*engine.ask(access, query), versions, options, signals, out, report,
+                           log);
+}
