@@ -12,8 +12,8 @@
 
 enum class asked_comparison { equal, less, at_most, greater, at_least };
 
-// What an attribute is compared with. Of its values those of a JSON type that has nothing here may
-// fit all the same.
+// What an attribute is compared with. Values of a JSON type that has nothing here may fit all the
+// same, unless `others_fit` says that they do not.
 struct asked_attribute {
   std::string name;
   asked_comparison comparison = asked_comparison::equal;
@@ -21,6 +21,8 @@ struct asked_attribute {
   std::optional<int64_t> integer = {};
   std::optional<double> real = {};
   std::optional<std::string> text = {};
+  // An engine may find by an index what is equal where this is false, and has to read it otherwise.
+  bool others_fit = true;
 };
 
 // Conditions that all hold.
