@@ -129,6 +129,8 @@ static std::optional<asked_attribute> asked_attribute_of(const std::string& cond
   // Line breaks of texts are compared as the two characters that entries keep.
   if (families.has_text && is_equality && value.find_first_of("\\\r\n") == std::string::npos)
     asked.text = value;
+  // What is equal is of the same kind; only a text that is not told may be equal otherwise.
+  asked.others_fit = !is_equality || (families.has_text && !asked.text);
   const bool says_something = asked.boolean || asked.integer || asked.text;
   return says_something ? std::optional(asked) : std::nullopt;
 }

@@ -38,10 +38,11 @@ struct engine_options {
   std::function<void(const std::string& text)> tell = {};  // of what people may want to know
 };
 
-// A record that the engine will never take.
+// A record that the engine will never take; or several, of which it does not say which they are.
 struct refused_record {
-  uint64_t line = 0;
-  std::string text;
+  uint64_t line = 0;  // of several, from there on they may be
+  std::string text = {};
+  uint64_t records = 1;  // so many they are
 };
 
 struct store_result {

@@ -60,13 +60,14 @@ void shipping::begin() {
 }
 
 void shipping::take_result(const store_result& result, size_t records) {
-  for (const refused_record& refused : result.refused) {
+  uint64_t refused = 0;
+  for (const refused_record& one : result.refused) {
     const std::string place =
         refused.line == 0 ? ""
                           : queue_.before().segment + ":" + std::to_string(refused.line) + ": ";
-    report_.problem("record-refused"_rule, place + refused.text);
+    report_.problem("record-refused"_rule, place + one.text);
+    refused += one.records;
   }
-  const uint64_t refused = result.refused.size();
   tally_.known += result.known;
   tally_.pruned += result.pruned;
   tally_.refused += refused;
