@@ -1,0 +1,28 @@
+// Where an engine is, as its URL tells it: otlp+http://user@host:4318/path?option=value
+#ifndef ENGINES_COMMON_ADDRESS_H
+#define ENGINES_COMMON_ADDRESS_H
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+struct engine_address {
+  std::string scheme;  // "otlp+http"
+  std::string user;    // empty: none
+  std::string host;    // a name or an address; one of IPv6 without its brackets
+  uint16_t port = 0;
+  std::string path;                                          // as it is written; empty: none
+  std::vector<std::pair<std::string, std::string>> options;  // of the query, in its order
+
+  // What texts for people begin with: "otlp+http://host:4318".
+  std::string shown() const;
+  // The host as URLs have it, an address of IPv6 in brackets.
+  std::string host_of_url() const;
+};
+
+// Raises engine_error, without the URL's user, for what is no such URL and for one that holds a
+// password. Without a port in the URL it is that one.
+engine_address engine_address_of(const std::string& url, uint16_t port);
+
+#endif

@@ -1,0 +1,71 @@
+#include "engines/otlp/answer.h"
+
+#include <nlohmann/json.hpp>
+
+#include "recording/text/escape.h"
+#include "recording/text/number.h"
+#include "recording/text/words.h"
+
+// Words of a stranger, for a person: not too many of them.
+static std::string shown_otlp_words(std::string_view words) {
+  constexpr size_t most = 300;
+  const bool is_long = words.size() > most;
+  words = without_blanks(words.substr(0, most));
+  return terminal_text(words) + (is_long ? "..." : "");
+}
+
+// A number of 64 bits, which JSON encodes as a text; a number is accepted as well.
+static std::optional<uint64_t> otlp_count(const nlohmann::json& value) {
+  if (value.is_string()) return number_of<uint64_t>(value.get_ref<const std::string&>());
+  if (value.is_number_unsigned()) return value.get<uint64_t>();
+  return value.is_null() ? std::optional<uint64_t>(0) : std::nullopt;
+}
+
+static std::string otlp_text(const nlohmann::json& object, const char* name) {
+  const auto found = object.find(name);
+  return found != object.end() && found->is_string()
+             ? shown_otlp_words(found->get_ref<const std::string&>())
+             : "";
+}
+
+std::optional<otlp_success> otlp_success_of(const http_answer& answer) {
+  if (answer.body.empty()) return otlp_success{};
+  const nlohmann::json json = nlohmann::json::parse(answer.body, nullptr, false);
+  if (!json.is_object()) return std::nullopt;
+  const nlohmann::json partial = json.value("partialSuccess", nlohmann::json());
+  if (partial.is_null()) return otlp_success{};
+  if (!partial.is_object()) return std::nullopt;
+  const auto rejected = otlp_count(partial.value("rejectedLogRecords", nlohmann::json()));
+  if (!rejected) return std::nullopt;
+  return otlp_success{*rejected, otlp_text(partial, "errorMessage")};
+}
+
+bool is_otlp_retried(long status) {
+  return status == 429 || status == 502 || status == 503 || status == 504;
+}
+
+static const char* otlp_hint(long status) {
+  switch (status) {
+    case 401:
+    case 403:
+      return "; --user and --password-file say who sends";
+    case 404:
+    case 405:
+      return "; is that the path of a receiver of OTLP over HTTP?";
+    case 415:
+      return "; it has to take JSON, compressed with gzip";
+    default:
+      return status / 100 == 3 ? "; kplog follows no redirections" : "";
+  }
+}
+
+std::string otlp_fault_of(const http_answer& answer) {
+  std::string words;
+  const nlohmann::json json = nlohmann::json::parse(answer.body, nullptr, false);
+  if (json.is_object())
+    words = otlp_text(json, "message");
+  else if (answer.content_type != "text/html")
+    words = shown_otlp_words(answer.body);
+  return "answers " + std::to_string(answer.status) + (words.empty() ? "" : ": " + words) +
+         otlp_hint(answer.status);
+}

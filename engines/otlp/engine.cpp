@@ -1,0 +1,229 @@
+#include "engines/otlp/engine.h"
+
+#include <algorithm>
+#include <random>
+
+#include "engines/common/address.h"
+#include "engines/common/pipeline_record.h"
+#include "engines/common/waiting.h"
+#include "engines/otlp/answer.h"
+#include "engines/otlp/gzip.h"
+#include "engines/otlp/log_request.h"
+#include "recording/text/words.h"
+
+namespace chrono = std::chrono;
+using steady = chrono::steady_clock;
+
+// Where receivers of logs are asked for them by themselves.
+static constexpr std::string_view otlp_logs_path = "/v1/logs";
+
+static std::string otlp_path(const engine_address& address) {
+  std::string path = address.path;
+  while (path.ends_with('/')) path.pop_back();
+  return path.ends_with(otlp_logs_path) ? path : path + std::string(otlp_logs_path);
+}
+
+static engine_address otlp_address(const engine_options& options) {
+  constexpr uint16_t usual_port = 4318;
+  engine_address address = engine_address_of(options.address, usual_port);
+  if (!address.options.empty())
+    throw engine_error(address.shown() + ": the URL takes no " +
+                       in_quotes(address.options.front().first));
+  return address;
+}
+
+class otlp_engine : public ship_engine {
+ public:
+  otlp_engine(const engine_options& options, const otlp_limits& limits)
+      : options_(options),
+        limits_(limits),
+        address_(otlp_address(options)),
+        shown_(address_.shown()),
+        post_(address_, options_, otlp_path(address_), limits.patience) {}
+
+  std::optional<std::vector<segment_position>> positions(const journal_identity&) override {
+    return std::nullopt;
+  }
+  void offer(const record_kit&) override {}
+  void tell(const journal_identity&, const journal_state&) override {}
+  store_result store(const ship_batch& batch) override;
+
+ private:
+  // What became of a batch whose other end is not there yet.
+  struct progress {
+    journal_identity journal;
+    std::string segment;
+    uint64_t first = 0;   // digest of the segment's first line
+    line_extent before;   // where the batch begins
+    uint64_t line = 0;    // the last one that was taken
+    uint64_t digest = 0;  // of it
+    store_result so_far;
+  };
+
+  size_t begin_of(const ship_batch& batch);
+  size_t send_from(size_t begin, const ship_batch& batch);
+  size_t fill(otlp_log_request& request, size_t begin, const ship_batch& batch);
+  http_answer post(const std::string& body);
+  void wait_for_turn();
+  void note_wait(const http_answer& answer, unsigned tries);
+  void take_answer(const http_answer& answer, const otlp_log_request& request, uint64_t line);
+  void tell_once(bool& is_told, const std::string& text) const;
+  void refuse(uint64_t line, uint64_t records, const std::string& text);
+
+  engine_options options_;
+  otlp_limits limits_;
+  engine_address address_;
+  std::string shown_;
+  http_post post_;
+  pipeline_record_reader reader_;
+  progress done_;
+  steady::time_point next_try_{};
+  std::minstd_rand random_{std::random_device{}()};
+  bool is_time_told_ = false;
+  std::string warning_;  // the last one that was told
+};
+
+void otlp_engine::tell_once(bool& is_told, const std::string& text) const {
+  if (!is_told && options_.tell) options_.tell(shown_ + ": " + text);
+  is_told = true;
+}
+
+void otlp_engine::refuse(uint64_t line, uint64_t records, const std::string& text) {
+  done_.so_far.refused.push_back({.line = line, .text = text, .records = records});
+}
+
+// Behind an error the same batch comes again: what was taken of it is not sent a second time.
+size_t otlp_engine::begin_of(const ship_batch& batch) {
+  const bool is_same = done_.journal == batch.journal && done_.segment == batch.after.segment &&
+                       done_.first == batch.after.first && done_.before == batch.before.extent;
+  if (is_same && done_.line != 0)
+    for (size_t i = 0; i < batch.records.size(); ++i)
+      if (batch.records[i].line == done_.line && batch.records[i].digest == done_.digest)
+        return i + 1;
+  done_ = {.journal = batch.journal,
+           .segment = batch.after.segment,
+           .first = batch.after.first,
+           .before = batch.before.extent,
+           .so_far = {}};
+  return 0;
+}
+
+store_result otlp_engine::store(const ship_batch& batch) {
+  for (size_t at = begin_of(batch); at < batch.records.size();) at = send_from(at, batch);
+  store_result result = std::move(done_.so_far);
+  done_ = {};
+  return result;
+}
+
+// Puts records into the request from that one on; where it ends. A record that is larger than a
+// request has one of its own.
+size_t otlp_engine::fill(otlp_log_request& request, size_t begin, const ship_batch& batch) {
+  const auto since_1970 = chrono::system_clock::now().time_since_epoch();
+  const auto now = static_cast<uint64_t>(chrono::nanoseconds(since_1970).count());
+  size_t at = begin;
+  for (; at < batch.records.size(); ++at) {
+    const shipped_record& shipped = batch.records[at];
+    const size_t size = request.size() + shipped.text.size();
+    if (request.records() != 0 && size > limits_.request) break;
+    const pipeline_record* const record = reader_.read(shipped);
+    if (record == nullptr) {
+      if (request.records() != 0) break;  // refused when what stands before it is sent
+      refuse(shipped.line, 1, reader_.fault());
+      return at + 1;
+    }
+    if (!request.add(shipped, *record, now))
+      tell_once(is_time_told_,
+                "a time before 1970 or behind 2554 does not fit a record of OTLP, which then has "
+                "the time when it was observed, and its own as the attribute kplog.time (line " +
+                    std::to_string(shipped.line) + " of " + batch.after.segment + ")");
+  }
+  return at;
+}
+
+// Sends one request; the record behind it.
+size_t otlp_engine::send_from(size_t begin, const ship_batch& batch) {
+  otlp_log_request request(batch.journal, batch.after.segment);
+  const size_t end = fill(request, begin, batch);
+  if (request.records() != 0) {
+    constexpr long too_large = 413;
+    const http_answer answer = post(gzip_of(request.text()));
+    if (answer.status == too_large && request.records() > 1) {
+      limits_.request = request.size() / 2;
+      return begin;
+    }
+    if (answer.status == too_large)
+      refuse(batch.records[begin].line, 1,
+             "is larger than " + shown_ + " takes: it " + otlp_fault_of(answer));
+    else
+      take_answer(answer, request, batch.records[begin].line);
+  }
+  done_.line = batch.records[end - 1].line;
+  done_.digest = batch.records[end - 1].digest;
+  return end;
+}
+
+// Not before the receiver wants it, and no longer than for a while.
+void otlp_engine::wait_for_turn() {
+  const auto left = chrono::ceil<chrono::milliseconds>(next_try_ - steady::now());
+  if (left > limits_.longest_wait)
+    throw engine_error(shown_ + ": asks to be tried again in " +
+                       std::to_string(chrono::ceil<chrono::seconds>(left).count()) +
+                       " seconds, and not before");
+  wait_at_engine(left, options_, shown_);
+}
+
+// As long as the receiver says; else twice as long as the last time, and not with all the others
+// that were sent away.
+void otlp_engine::note_wait(const http_answer& answer, unsigned tries) {
+  constexpr unsigned most_doublings = 6;
+  const auto wait = limits_.first_wait * (1U << std::min(tries - 1, most_doublings));
+  std::uniform_real_distribution<double> part(0.5, 1.0);
+  next_try_ = steady::now() + (answer.retry_after
+                                   ? steady::duration(*answer.retry_after)
+                                   : chrono::duration_cast<steady::duration>(wait * part(random_)));
+}
+
+// Sends the request until it is taken or refused.
+http_answer otlp_engine::post(const std::string& body) {
+  for (unsigned tries = 1;; ++tries) {
+    wait_for_turn();
+    http_answer answer = post_.send(body);
+    if (!is_otlp_retried(answer.status)) return answer;
+    note_wait(answer, tries);
+    if (tries == limits_.tries)
+      throw engine_error(shown_ + ": " + otlp_fault_of(answer) + " (" + counted(tries, "time") +
+                         ")");
+  }
+}
+
+void otlp_engine::take_answer(const http_answer& answer, const otlp_log_request& request,
+                              uint64_t line) {
+  if (answer.status / 100 != 2) throw engine_error(shown_ + ": " + otlp_fault_of(answer));
+  const auto success = otlp_success_of(answer);
+  if (!success)
+    throw engine_error(shown_ + ": answers " + std::to_string(answer.status) +
+                       " with what is no answer to logs: is that a receiver of OTLP over HTTP?");
+  if (success->rejected != 0) {
+    const uint64_t rejected = std::min<uint64_t>(success->rejected, request.records());
+    refuse(line, rejected,
+           std::to_string(rejected) + " of the " + counted(request.records(), "record") +
+               " from here on " + (rejected == 1 ? "was" : "were") + " rejected by " + shown_ +
+               ", which does not say which" +
+               (success->message.empty() ? "" : ": " + success->message));
+  } else if (!success->message.empty() && success->message != warning_) {
+    warning_ = success->message;
+    if (options_.tell) options_.tell(shown_ + ": warns: " + warning_);
+  }
+}
+
+std::unique_ptr<ship_engine> open_otlp_engine(const engine_options& options,
+                                              const otlp_limits& limits) {
+  return std::make_unique<otlp_engine>(options, limits);
+}
+
+static std::unique_ptr<ship_engine> open_usual_otlp_engine(const engine_options& options) {
+  return open_otlp_engine(options, {});
+}
+
+const engine_row otlp_http_engine = {.scheme = "otlp+http", .open = open_usual_otlp_engine};
+const engine_row otlp_https_engine = {.scheme = "otlp+https", .open = open_usual_otlp_engine};
