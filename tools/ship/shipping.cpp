@@ -63,8 +63,7 @@ void shipping::take_result(const store_result& result, size_t records) {
   uint64_t refused = 0;
   for (const refused_record& one : result.refused) {
     const std::string place =
-        refused.line == 0 ? ""
-                          : queue_.before().segment + ":" + std::to_string(refused.line) + ": ";
+        one.line == 0 ? "" : queue_.before().segment + ":" + std::to_string(one.line) + ": ";
     report_.problem("record-refused"_rule, place + one.text);
     refused += one.records;
   }
