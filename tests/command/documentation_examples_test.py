@@ -21,8 +21,8 @@ KPLOG, DOCS = sys.argv[1:3]
 COMMAND_PAGES = sorted("commands/" + page for page in os.listdir(os.path.join(DOCS, "commands")))
 PAGES = ["tools.md", "translations.md", "definition-source.md", "generated-header.md"] + COMMAND_PAGES
 
-# Lines that show the form of a command, or write where only an administrator may.
-NO_EXAMPLE = re.compile(r"\b(SOURCE|INPUT|OLD|FILE|NAME|PRODUCT|COUNTER|RECORDS|SOCKET)\b|/usr/|/var/|~/|\.\.\.|: ")
+# Lines that show the form of a command, write where only an administrator may, or reach servers.
+NO_EXAMPLE = re.compile(r"\b(SOURCE|INPUT|OLD|FILE|NAME|PRODUCT|COUNTER|RECORDS|SOCKET)\b|/usr/|/var/|~/|\.\.\.|: |://")
 
 FINDING = 1  # the status of a command that found something to tell
 
