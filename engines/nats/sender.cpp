@@ -26,7 +26,7 @@ struct nats_sender::sender_session {
   nats_publisher publisher;
   int64_t created = 0;  // the stream of records
   std::set<std::string> kept_kits;
-  std::set<std::pair<std::string, std::string>> noted_kits;  // host, hash
+  std::set<std::pair<journal_identity, std::string>> noted_kits;  // and their hashes
 };
 
 nats_sender::nats_sender(engine_options options) : options_(std::move(options)) {}
@@ -152,19 +152,20 @@ void nats_sender::keep_kit(sender_session& session, const record_kit& kit,
   session.publisher.finish();
 }
 
-// That the machine's records are shown by it.
+// That the journal's records are shown by it.
 void nats_sender::note_kit(sender_session& session, const ship_batch& batch) {
   const std::string hash = content_hash(batch.kit.bytes);
-  if (session.noted_kits.contains({batch.journal.host, hash})) return;
+  if (session.noted_kits.contains({batch.journal, hash})) return;
   keep_kit(session, batch.kit, hash);
   std::string use;
   json_text json(use);
   json.begin_object();
   write_any_text(json, "host", batch.journal.host);
+  write_any_text(json, "journal", batch.journal.journal);
   json.key("kit").text(hash).end_object();
-  session.publisher.publish(session.link.subjects().kit_use(batch.journal.host, hash), "", use, 0);
+  session.publisher.publish(session.link.subjects().kit_use(batch.journal, hash), "", use, 0);
   session.publisher.finish();
-  session.noted_kits.emplace(batch.journal.host, hash);
+  session.noted_kits.emplace(batch.journal, hash);
 }
 
 // --- Records.

@@ -86,6 +86,8 @@ bool nats_stream_reader::is_due(natsMsg* message) {
   if (data->Sequence.Consumer != delivered_ + 1 || data->Sequence.Stream < from_) return false;
   ++delivered_;
   sequence_ = data->Sequence.Stream;
+  stored_ =
+      std::chrono::floor<std::chrono::seconds>(std::chrono::nanoseconds(data->Timestamp)).count();
   from_ = sequence_ + 1;
   return true;
 }

@@ -25,6 +25,7 @@ class nats_stream_reader {
 
   // The number of the message that was handed out last; 0 before.
   uint64_t sequence() const { return sequence_; }
+  int64_t stored() const { return stored_; }  // when it was stored, in seconds since 1970
 
  private:
   void subscribe();
@@ -37,6 +38,7 @@ class nats_stream_reader {
   std::string subject_;
   uint64_t from_;  // the next one has this number or a higher one
   uint64_t sequence_ = 0;
+  int64_t stored_ = 0;
   uint64_t delivered_ = 0;  // messages by this subscription
   bool is_end_known_ = false;
   uint64_t end_ = 0;  // number of the last message that was there; 0: none

@@ -60,17 +60,16 @@ nats_subjects::nats_subjects(const std::string& address, const std::string& stre
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
 }
 
-std::string nats_subjects::records(const std::optional<std::string>& host,
-                                   std::optional<uint32_t> event,
-                                   std::optional<unsigned> level) const {
-  return prefix_ + '.' + (host ? nats_token(*host) : "*") + '.' +
-         (event ? std::to_string(*event) : "*") + '.' + (level ? std::to_string(*level) : "*");
+std::string nats_subjects::records_of(std::string_view host, std::string_view event,
+                                      std::string_view level) const {
+  std::string subject = prefix_;
+  for (const std::string_view token : {host, event, level}) (subject += '.') += token;
+  return subject;
 }
 
 std::string nats_subjects::record(std::string_view host, const shipped_record& record) const {
-  return prefix_ + '.' + nats_token(host) + '.' +
-         (record.event ? std::to_string(*record.event) : "-") + '.' +
-         (record.level ? std::to_string(*record.level) : "-");
+  return records_of(nats_token(host), record.event ? std::to_string(*record.event) : "-",
+                    record.level ? std::to_string(*record.level) : "-");
 }
 
 std::string nats_subjects::positions(const journal_identity& journal) const {
@@ -101,6 +100,7 @@ std::string nats_subjects::kit_end(const std::string& hash) const {
   return prefix_ + "-state.kit." + hash + ".end";
 }
 
-std::string nats_subjects::kit_use(const std::string& host, const std::string& hash) const {
-  return prefix_ + "-state.uses." + nats_token(host) + '.' + hash;
+std::string nats_subjects::kit_use(const journal_identity& journal, const std::string& hash) const {
+  return prefix_ + "-state.uses." + nats_token(journal.host) + '.' + nats_token(journal.journal) +
+         '.' + hash;
 }

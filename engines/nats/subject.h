@@ -29,9 +29,9 @@ class nats_subjects {
   std::string all_records() const { return prefix_ + ".*.*.*"; }
   std::string all_states() const { return prefix_ + "-state.>"; }
 
-  // Nothing is any.
-  std::string records(const std::optional<std::string>& host, std::optional<uint32_t> event,
-                      std::optional<unsigned> level) const;
+  // Tokens, or "*".
+  std::string records_of(std::string_view host, std::string_view event,
+                         std::string_view level) const;
   std::string record(std::string_view host, const shipped_record& record) const;
 
   std::string positions(const journal_identity& journal) const;  // all of them
@@ -42,7 +42,7 @@ class nats_subjects {
   std::string kit_part(const std::string& hash, size_t part) const;
   std::string kit_parts(const std::string& hash) const;
   std::string kit_end(const std::string& hash) const;  // says how many parts there are
-  std::string kit_use(const std::string& host, const std::string& hash) const;
+  std::string kit_use(const journal_identity& journal, const std::string& hash) const;
   std::string kit_uses() const { return prefix_ + "-state.uses.>"; }
 
  private:
