@@ -75,3 +75,86 @@ TEST(NatsArchive, HandsOutRecordsOnceAndByTheirPlacesHoweverTheyCame) {
       fitting.emplace_back(plain.host, plain.journal, first.name(), record.line, record.text);
   EXPECT_TRUE(asked(options, narrow) == fitting);
 }
+
+// All that arrive until one has this text.
+static std::vector<std::string> arrived_up_to(record_archive& archive, const std::string& last) {
+  std::vector<std::string> texts;
+  archived_record record;
+  while (texts.empty() || texts.back() != last) {
+    if (!archive.next(record, std::chrono::minutes(2))) {
+      ADD_FAILURE() << "nothing comes behind " << texts.size() << " records";
+      break;
+    }
+    texts.emplace_back(record.text);
+  }
+  return texts;
+}
+
+TEST(NatsArchive, FollowsRecordsByArrivalAndTellsOfKitsAndJournals) {
+  nats_servers servers;
+  const engine_options options = servers.options();
+  const journal_identity one{"web1", "/var/log/shop/shop"};
+  const journal_identity two{"web2", "/var/log/shop/shop"};
+  made_segment segment("shop.20261115.0001.jsonl");
+  for (int i = 0; i < 20; ++i)
+    segment.add("record " + std::to_string(i), 1001, 3, 1'794'700'000 + i);
+  segment.add(noise(3'000'000, 3), 1002, 3);
+  segment.add("last", 1001, 3);
+  const record_kit old_kit{"old kit"};
+  const record_kit new_kit{noise(2'500'000, 9)};
+  const auto engine = nats_engine.open(options);
+  store_lines(*engine, one, segment, 0, 5, old_kit);
+  store_lines(*engine, two, segment, 0, 5, new_kit);
+
+  const auto archive = nats_engine.ask(options, {.hosts = {"web1"}, .follows = true});
+  EXPECT_EQ(arrived_up_to(*archive, "record 4").size(), 5U);
+  archived_record none;
+  EXPECT_FALSE(archive->next(none, std::chrono::milliseconds(0)));
+  store_lines(*engine, one, segment, 0, 10, new_kit);
+  store_lines(*engine, two, segment, 5, 10, new_kit);
+  EXPECT_EQ(arrived_up_to(*archive, "record 9").size(), 5U);
+  servers.kill(0);
+  EXPECT_THROW(while (true) archive->next(none, std::chrono::seconds(1)), engine_error);
+  servers.start(0);
+  nats_eventually([&] { store_lines(*engine, one, segment, 5, 22, new_kit); });
+  nats_eventually([&] { archive->kits(); });
+  const auto later = arrived_up_to(*archive, "last");
+  EXPECT_EQ(later.size(), 12U);
+  EXPECT_TRUE(std::ranges::count(later, segment.records()[20].text) == 1);
+
+  // Kits are those of the hosts, the newest last.
+  const auto kits = archive->kits();
+  ASSERT_EQ(kits.size(), 2U);
+  EXPECT_EQ(kits[0].kit.bytes, old_kit.bytes);
+  EXPECT_EQ(kits[0].journals, std::vector{one});
+  EXPECT_TRUE(kits[1].kit.bytes == new_kit.bytes);
+  EXPECT_EQ(kits[1].journals, std::vector{one});
+  EXPECT_EQ(nats_engine.ask(options, {.hosts = {"web2"}})->kits().size(), 1U);
+  EXPECT_EQ(nats_engine.ask(options, {})->kits().at(1).journals.size(), 2U);
+
+  // The fleet.
+  engine->tell(two, {.waiting_bytes = 77, .given_up = 5, .is_given_up_exact = false});
+  const auto fleet = nats_engine.view(options);
+  const auto rows = fleet->rows();
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows[0].journal, one);
+  EXPECT_EQ(rows[0].records, 22U);
+  EXPECT_EQ(rows[0].newest, 1'794'700'019);
+  EXPECT_TRUE(rows[0].told);
+  EXPECT_EQ(rows[1].records, 10U);
+  EXPECT_EQ(rows[1].state.waiting_bytes, 77U);
+  EXPECT_EQ(rows[1].state.given_up, 5U);
+  EXPECT_FALSE(rows[1].state.is_given_up_exact);
+  const day_counts counts{{{"20261115", 1001}, 21}, {{"20261115", 1002}, 1}};
+  EXPECT_EQ(fleet->counts(one, "20261115"), counts);
+  EXPECT_EQ(fleet->counts(one, "20261116"), day_counts{});
+  try {
+    fleet->prune("20261115");
+    FAIL();
+  } catch (const engine_error& error) {
+    EXPECT_EQ(error.what(),
+              options.address +
+                  ": JetStream removes records by the limits of the stream KPLOG "
+                  "(max_age, max_bytes), and not by days: set these with the tool of NATS");
+  }
+}
