@@ -138,15 +138,16 @@ engine_options database_server::options(const std::string& user,
   return options;
 }
 
-std::string database_server::sql(const std::string& statements, const std::string& user,
-                                 const std::string& database) const {
-  const std::unique_ptr<PGconn, decltype(&PQfinish)> connection(
-      PQconnectdb(address(user, database).c_str()), PQfinish);
+database_session::database_session(const database_server& server, const std::string& user,
+                                   const std::string& database)
+    : connection_(PQconnectdb(server.address(user, database).c_str()), PQfinish) {}
+
+std::string database_session::sql(const std::string& statements) const {
   const std::unique_ptr<PGresult, decltype(&PQclear)> result(
-      PQexec(connection.get(), statements.c_str()), PQclear);
+      PQexec(connection_.get(), statements.c_str()), PQclear);
   if (PQresultStatus(result.get()) != PGRES_TUPLES_OK &&
       PQresultStatus(result.get()) != PGRES_COMMAND_OK) {
-    const std::string text = PQerrorMessage(connection.get());
+    const std::string text = PQerrorMessage(connection_.get());
     return text.substr(0, text.find('\n'));
   }
   std::string text;
@@ -155,4 +156,9 @@ std::string database_server::sql(const std::string& statements, const std::strin
       text += std::string(column == 0 ? "" : "|") + PQgetvalue(result.get(), row, column) +
               (column + 1 == PQnfields(result.get()) ? "\n" : "");
   return text;
+}
+
+std::string database_server::sql(const std::string& statements, const std::string& user,
+                                 const std::string& database) const {
+  return database_session(*this, user, database).sql(statements);
 }

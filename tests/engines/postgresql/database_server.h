@@ -2,8 +2,10 @@
 #ifndef TESTS_ENGINES_POSTGRESQL_DATABASE_SERVER_H
 #define TESTS_ENGINES_POSTGRESQL_DATABASE_SERVER_H
 
+#include <libpq-fe.h>
 #include <sys/types.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -51,6 +53,19 @@ class database_server {
   temp_folder folder_;
   unsigned port_ = 0;
   pid_t process_ = 0;
+};
+
+// A connection that stays.
+class database_session {
+ public:
+  explicit database_session(const database_server& server, const std::string& user = "postgres",
+                            const std::string& database = "postgres");
+  // As that of the server.
+  std::string sql(const std::string& statements) const;
+  PGconn* get() const { return connection_.get(); }
+
+ private:
+  std::unique_ptr<PGconn, decltype(&PQfinish)> connection_;
 };
 
 // Runs the command by a shell; fails the test with what it says when its status is not 0.

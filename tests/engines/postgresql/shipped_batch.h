@@ -17,6 +17,9 @@ class shipped_segment {
                            journal_identity journal = {"host1", "/var/log/shop/shop"})
       : name_(std::move(name)), journal_(std::move(journal)) {}
 
+  shipped_segment(const shipped_segment&) = delete;  // records point to its texts
+  shipped_segment& operator=(const shipped_segment&) = delete;
+
   // Behind the others.
   shipped_segment& add(const std::string& text, std::optional<uint32_t> event = 1001,
                        std::optional<int64_t> time = 1794733376) {

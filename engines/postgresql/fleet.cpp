@@ -1,0 +1,67 @@
+#include "engines/postgresql/fleet.h"
+
+#include "engines/postgresql/segment_day.h"
+
+// Counted, not remembered: so that they prove something.
+day_counts pg_fleet::counts(const journal_identity& journal, const std::string& since_day) {
+  connection_.connect();
+  const std::string since = since_day.empty() ? "00000101" : since_day;
+  const pg_result found = connection_.ask(
+      "select s.day - date '2000-01-01', coalesce(r.event, 0), sum(r.records)"
+      " from kplog.segment s cross join lateral (select r.event, count(*) as records"
+      " from kplog.record r where r.segment = s.id and r.part = s.part group by 1) r"
+      " where s.tenant = kplog.tenant() and s.host = $1 and s.journal = $2"
+      " and s.day >= date '2000-01-01' + $3::integer and not s.is_pruned group by 1, 2",
+      {journal.host, journal.journal, std::to_string(pg_day_number(since))});
+  day_counts counts;
+  for (int row = 0; row < found.rows(); ++row)
+    counts[{pg_day_text(found.number(row, 0)), static_cast<uint32_t>(found.number(row, 1))}] =
+        static_cast<uint64_t>(found.number(row, 2));
+  return counts;
+}
+
+std::vector<fleet_row> pg_fleet::rows() {
+  connection_.connect();
+  const pg_result found = connection_.ask(
+      "select j.host, j.journal, coalesce(sum(s.records) filter (where not s.is_pruned), 0),"
+      " extract(epoch from j.told)::bigint, max(s.latest), j.waiting_bytes, j.given_up,"
+      " j.is_given_up_exact from kplog.journal j left join kplog.segment s"
+      " on s.tenant = j.tenant and s.host = j.host and s.journal = j.journal"
+      " where j.tenant = kplog.tenant() group by j.tenant, j.host, j.journal"
+      " order by j.host, j.journal");
+  std::vector<fleet_row> rows;
+  for (int row = 0; row < found.rows(); ++row) {
+    const auto if_any = [&](int column) {
+      return found.is_null(row, column) ? std::nullopt : std::optional(found.number(row, column));
+    };
+    fleet_row& journal = rows.emplace_back();
+    journal.journal = {std::string(found.value(row, 0)), std::string(found.value(row, 1))};
+    journal.records = static_cast<uint64_t>(found.number(row, 2));
+    journal.told = if_any(3);
+    journal.newest = if_any(4);
+    journal.state = {.waiting_bytes = static_cast<uint64_t>(found.number(row, 5)),
+                     .given_up = static_cast<uint64_t>(found.number(row, 6)),
+                     .is_given_up_exact = found.truth(row, 7)};
+  }
+  return rows;
+}
+
+void pg_fleet::finish_days() {
+  while (!connection_.ask("select kplog.finish_day()").is_null(0, 0)) {
+  }
+}
+
+std::vector<std::string> pg_fleet::prune(const std::string& before_day) {
+  const std::string number = std::to_string(pg_day_number(before_day));
+  connection_.connect();
+  const pg_result gone = connection_.ask(
+      "select p.day - date '2000-01-01', p.records"
+      " from kplog.prune(date '2000-01-01' + $1::integer) p",
+      {number});
+  std::vector<std::string> lines;
+  for (int row = 0; row < gone.rows(); ++row)
+    lines.push_back(pg_day_text(gone.number(row, 0)) + ": " + std::string(gone.value(row, 1)) +
+                    (gone.number(row, 1) == 1 ? " record" : " records"));
+  finish_days();
+  return lines;
+}
