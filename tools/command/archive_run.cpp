@@ -53,7 +53,7 @@ static archived_versions versions_of_archive(const engine_row& engine,
   for (const archived_kit& kit : engine.ask(options_of(options.engine), query)->kits())
     take_kit(kit, options, folder, versions);
   if (versions.all.empty())
-    throw engine_error(options.records.front() +
+    throw engine_error(options.engine.address +
                        ": no definitions are there for what is asked for; perhaps there are no "
                        "records, or --definitions gives them");
   return versions;
@@ -149,12 +149,11 @@ static command_outcome follow_records_of(record_archive& archive, const archived
 
 command_outcome show_archive(const render_options& given, std::ostream& out, emit_report& report,
                              std::ostream& log) {
-  const engine_row& engine = engine_at(given.records.front());
+  const engine_row& engine = engine_at(given.engine.address);
   if (engine.ask == nullptr)
     throw wrong_usage(std::string(engine.scheme) + ":// keeps no records that could be shown");
   const auto now = std::chrono::system_clock::now();
   render_options options = given;
-  options.engine.address = given.records.front();
   kit_folder folder;
   const archived_versions versions =
       versions_of_archive(engine, options, query_without_events(options.find, now), folder);

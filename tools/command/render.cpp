@@ -153,8 +153,9 @@ static command_outcome render_archive(render_options& options, std::ostream& out
                                       std::ostream& log) {
   if (options.records.size() != 1)
     throw wrong_usage("the address of an engine stands alone in the place of files");
+  options.engine.address = options.records.front();
   check_engine_access(options.engine);
-  engine_at(options.records.front());
+  engine_at(options.engine.address);
   check_form(options);
   check_files({});
   options.line_width = terminal_line_width();

@@ -45,7 +45,8 @@ static bool has_password_parameter(std::string_view query) {
 void refuse_password(std::string_view address) {
   const size_t query = address.find('?');
   const std::string_view place = address.substr(0, query);
-  const size_t begin = place.find(scheme_end) + scheme_end.size();
+  const size_t scheme = scheme_of(address).size();
+  const size_t begin = scheme == 0 ? 0 : scheme + scheme_end.size();
   // Of several hosts each may have its user: "a@one:4222,b@two:4222". A password may hold anything,
   // so that a host's port before another user counts as one, too.
   const std::string_view hosts = place.substr(begin);
