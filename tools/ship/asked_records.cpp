@@ -44,12 +44,14 @@ static std::set<uint32_t> events_that_fit(const std::vector<std::string>& events
   const find_options options{.groups = {{.events = events}}};
   for (const auto& version : versions) {
     record_conditions conditions(options, version->events(), now, true);
-    for (const known_event& event : version->events().events()) {
+    const auto take = [&](const known_event& event) {
       const std::string id = std::to_string(event.id);
       parsed_record record;
       record.event = {record_value_kind::integer, id};
       if (conditions.fit(record)) ids.insert(event.id);
-    }
+    };
+    std::ranges::for_each(version->events().events(), take);
+    take(lost_event());
   }
   for (const std::string& list : events)
     for (const std::string& part : parts_of(list))

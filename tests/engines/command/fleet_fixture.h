@@ -1,0 +1,79 @@
+// Machines with journals of their own, and the engines that they send these to.
+#ifndef TESTS_ENGINES_COMMAND_FLEET_FIXTURE_H
+#define TESTS_ENGINES_COMMAND_FLEET_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/command/command_run.h"
+#include "tests/command/running_command.h"
+#include "tests/engines/nats/nats_servers.h"
+#include "tests/engines/postgresql/database_server.h"
+#include "tests/support/temp_folder.h"
+
+// An engine for the command, by its address.
+class fleet_server {
+ public:
+  virtual ~fleet_server() = default;
+  virtual std::string address() const = 0;
+  virtual void kill() = 0;
+  virtual void start() = 0;
+};
+
+class fleet_database : public fleet_server {
+ public:
+  std::string address() const override { return server_.address(); }
+  void kill() override { server_.stop(SIGKILL); }
+  void start() override { server_.start(); }
+
+ private:
+  database_server server_;
+};
+
+class fleet_broker : public fleet_server {
+ public:
+  std::string address() const override { return server_.address(); }
+  void kill() override { server_.kill(0); }
+  void start() override { server_.start(0); }
+
+ private:
+  nats_servers server_;
+};
+
+// Two products, which both call their definitions 2.0; the first one has messages in Japanese.
+class fleet_folder {
+ public:
+  fleet_folder();
+
+  // Records of a product come into the journal of that machine, "MACHINE/shop", and its counter
+  // file.
+  void emit(const std::string& machine, const std::string& product, const std::string& records);
+  command_result run(const std::string& arguments) const {
+    return run_kplog(folder_.path(), arguments);
+  }
+  // "kplog ship" of that machine; fails the test for any other status.
+  command_result ship(const std::string& machine, const std::string& product,
+                      const std::string& address, const std::string& options, int status = 0) const;
+  std::string path() const { return folder_.path(); }
+  std::string file(const std::string& name) const { return folder_.file(name); }
+  std::string write(const std::string& name, const std::string& text) const {
+    return folder_.write(name, text);
+  }
+  static std::vector<std::string> ship_words(const std::string& machine, const std::string& product,
+                                             const std::string& address);
+
+ private:
+  environment_value zone_{"TZ", "Asia/Singapore"};
+  temp_folder folder_;
+};
+
+// Of the days from 2026-11-14 to 2026-11-16 in several zones, of all events, with all kinds of
+// values.
+std::string random_fleet_records(size_t count, unsigned seed);
+
+#endif

@@ -1,0 +1,101 @@
+// Fleets whose records went to an engine: shown as their journals would be, and each of them once.
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "tests/engines/command/fleet_fixture.h"
+
+using testing::HasSubstr;
+
+template <class Server>
+class Fleet : public testing::Test {
+ protected:
+  // What is shown of the engine's records, and of the journals in that order.
+  void expect_same(const std::string& journals, const std::string& hosts,
+                   const std::string& product, const std::string& options) const {
+    SCOPED_TRACE(options + " of " + hosts);
+    const std::string all = "render -q --no-pager " + options;
+    const auto local = fleet_.run(all + " --definitions " + product + ".ldf " +
+                                  (product == "shop" ? "--catalog messages " : "") + journals);
+    const auto asked = fleet_.run(all + " --host " + hosts + " '" + server_.address() + "'");
+    EXPECT_EQ(asked.status, local.status) << asked.err << local.err;
+    EXPECT_EQ(asked.out, local.out);
+  }
+
+  Server server_;
+  fleet_folder fleet_;
+};
+
+struct name_of_server {
+  template <class Server>
+  static std::string GetName(int) {
+    return std::is_same_v<Server, fleet_database> ? "Database" : "Broker";
+  }
+};
+using fleet_servers = testing::Types<fleet_database, fleet_broker>;
+TYPED_TEST_SUITE(Fleet, fleet_servers, name_of_server);
+
+static void prepare(const fleet_server& server, const fleet_folder& fleet) {
+  if (!server.address().starts_with("postgresql")) return;
+  EXPECT_EQ(fleet.run("ship --create --to '" + server.address() + "'").status, 0);
+}
+
+static const std::vector<std::string> conditions = {
+    "",
+    "--event USER_LOGIN",
+    "--event 'LINK_*,1003'",
+    "--event NOTE --or --where 'PORT<100'",
+    "--where 'PORT=77'",
+    "--where 'PORT>=1990'",
+    "--where 'PORT<=-1990'",
+    "--where 'PORT!=5' --where 'USER_NAME=alice'",
+    "--where 'USER_NAME=愛'",
+    "--where USER_NAME=\"x' OR 1=1 --\"",
+    R"(--where 'TEXT="a\\nb\\\\"')",
+    "--where 'TEXT=\"\"'",
+    "--where 'OK=true' --where 'SHARE=0.5'",
+    "--where 'SHARE=NaN'",
+    "--where 'SHARE<=0'",
+    "--where 'WHEN=2026-11-15T03:00:00Z'",
+    "--where 'LINK~h[12]'",
+    "--where context.trace=t3",
+    "--grep 'bob|alice'",
+    "--level ..2",
+    "--level 9",
+    "--since 2026-11-15 --until 2026-11-15",
+    "--since 2026-11-15T12:00:00Z",
+    "--last 7",
+    "--event kplog.lost",
+};
+
+static const std::vector<std::string> forms = {"--format json", "--format csv", "--format table",
+                                               "--format log", "--by event,day,level"};
+
+TYPED_TEST(Fleet, ShowsTheBytesOfTheJournals) {
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  prepare(this->server_, this->fleet_);
+  const std::string address = this->server_.address();
+  for (const auto& [machine, product] : std::vector<std::pair<std::string, std::string>>{
+           {"web1", "shop"}, {"web 2.*", "shop"}, {"dbü", "bank"}}) {
+    this->fleet_.emit(machine, product, random_fleet_records(400, seed));
+    this->fleet_.ship(machine, product, address, "--once -q");
+    this->fleet_.emit(machine, product, random_fleet_records(200, seed + 1));
+    this->fleet_.ship(machine, product, address, "--once -q");
+    EXPECT_THAT(this->fleet_.ship(machine, product, address, "--once").err,
+                HasSubstr("0 records: 0 stored"));
+    const auto verified =
+        this->fleet_.ship(machine, product, address, "--verify --count '" + machine + "/shop'");
+    EXPECT_THAT(verified.err, HasSubstr("602 records in the engine; all alike"));
+  }
+  for (const std::string& condition : conditions)
+    this->expect_same("web1/shop", "web1", "shop", "--locale en_US " + condition);
+  for (const std::string& form : forms)
+    this->expect_same("'web 2.*/shop' web1/shop", "'web?*'", "shop", "--locale ja_JP " + form);
+  this->expect_same("web1/shop", "web1", "shop", "--locale ja_JP --codepage EUC-JP");
+  this->expect_same("dbü/shop", "'db*'", "bank", "--locale ja_JP");
+  const auto all = this->fleet_.run("render -q --no-pager --locale ja_JP '" + address + "'");
+  EXPECT_EQ(all.status, 1) << "empty texts have no message: " << all.err;
+  EXPECT_THAT(all.out, HasSubstr("paid"));
+  EXPECT_THAT(all.out, HasSubstr("ログイン"));
+}
