@@ -150,8 +150,6 @@ static command_outcome follow_records_of(record_archive& archive, const archived
 command_outcome show_archive(const render_options& given, std::ostream& out, emit_report& report,
                              std::ostream& log) {
   const engine_row& engine = engine_at(given.engine.address);
-  if (engine.ask == nullptr)
-    throw wrong_usage(std::string(engine.scheme) + ":// keeps no records that could be shown");
   const auto now = std::chrono::system_clock::now();
   render_options options = given;
   kit_folder folder;

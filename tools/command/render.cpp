@@ -155,7 +155,9 @@ static command_outcome render_archive(render_options& options, std::ostream& out
     throw wrong_usage("the address of an engine stands alone in the place of files");
   options.engine.address = options.records.front();
   check_engine_access(options.engine);
-  engine_at(options.engine.address);
+  const engine_row& engine = engine_at(options.engine.address);
+  if (engine.ask == nullptr)
+    throw wrong_usage(std::string(engine.scheme) + ":// keeps no records that could be shown");
   check_form(options);
   check_files({});
   options.line_width = terminal_line_width();

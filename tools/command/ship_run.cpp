@@ -267,6 +267,8 @@ void ship_run::end() {
 }
 
 command_outcome ship_run::run() {
+  if (!options_.is_once)
+    report_.note("sending " + options_.journal + " to " + options_.engine.address);
   manager_.ready();
   bool has_more = true;
   while (!is_ending_) {
