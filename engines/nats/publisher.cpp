@@ -28,7 +28,6 @@ nats_publisher::nats_publisher(nats_link& link) : link_(link) {
 
 void nats_publisher::begin_count() {
   known_ = 0;
-  has_doubtful_ = false;
   newest_ = {};
 }
 
@@ -94,9 +93,8 @@ void nats_publisher::take_stored(const waiting_message& message, std::string_vie
     link_.fail("does not store what it is sent: " + *error + " [" +
                std::to_string(json.number("error", "err_code").value_or(0)) + "]");
   const uint64_t sequence = json.number("seq").value_or(0);
-  const bool is_repetition = json.is_true("duplicate");
-  if (!is_repetition && sequence == 0) link_.fail("answers what is no acknowledgement");
-  if (is_repetition) known_ += message.records;
-  if (sequence == 0) has_doubtful_ = true;
+  // A repetition of what is not stored yet would have no number, and is none of what is there.
+  if (sequence == 0) link_.fail("answers what is no acknowledgement");
+  if (json.is_true("duplicate")) known_ += message.records;
   if (sequence > newest_.sequence) newest_ = {.sequence = sequence, .id = message.id};
 }

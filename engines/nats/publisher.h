@@ -32,9 +32,6 @@ class nats_publisher {
   // --- Of the messages since the last call of begin_count:
   void begin_count();
   uint64_t known() const { return known_; }  // records that the engine had before
-  // Whether the engine has taken messages for repetitions without telling of which: those may be
-  // ones that it then failed to store.
-  bool has_doubtful() const { return has_doubtful_; }
   const nats_stored_message& newest() const { return newest_; }
 
  private:
@@ -57,7 +54,6 @@ class nats_publisher {
   size_t waiting_bytes_ = 0;
   std::chrono::steady_clock::time_point heard_;  // when something was acknowledged, or begun
   uint64_t known_ = 0;
-  bool has_doubtful_ = false;
   nats_stored_message newest_;
 };
 

@@ -14,11 +14,10 @@ static constexpr size_t room_of_header = 512;      // its ID and what names it
 static constexpr size_t least_room_of_part = 512;  // below that nothing can be said with messages
 
 nats_record_packer::nats_record_packer(const nats_link& link, nats_publisher& publisher,
-                                       const ship_batch& batch, bool has_ids)
+                                       const ship_batch& batch)
     : link_(link),
       publisher_(publisher),
       batch_(batch),
-      has_ids_(has_ids),
       most_bytes_(link.largest_message() - std::min(link.largest_message(), room_of_header)) {}
 
 void nats_record_packer::put_all() {
@@ -56,10 +55,9 @@ void nats_record_packer::publish(record_group& group) {
   if (message_.size() > most_bytes_) {
     for (const shipped_record* const record : group.records) publish_in_parts(*record);
   } else {
-    const std::string id =
-        has_ids_ ? nats_message_id(batch_.journal, batch_.after.segment, group.records, {}) : "";
-    publisher_.publish(link_.subjects().record(batch_.journal.host, first), id, message_,
-                       group.records.size());
+    publisher_.publish(link_.subjects().record(batch_.journal.host, first),
+                       nats_message_id(batch_.journal, batch_.after.segment, group.records, {}),
+                       message_, group.records.size());
   }
   records_ -= group.records.size();
   bytes_ -= group.bytes;
@@ -105,8 +103,7 @@ void nats_record_packer::publish_part(const shipped_record& record, const nats_p
                                       std::string_view bytes) {
   write_nats_part(message_, batch_.journal, batch_.after.segment, record, part, bytes);
   const shipped_record* const one = &record;
-  const std::string id =
-      has_ids_ ? nats_message_id(batch_.journal, batch_.after.segment, {&one, 1}, part) : "";
-  publisher_.publish(link_.subjects().record(batch_.journal.host, record), id, message_,
-                     part.is_last ? 1 : 0);
+  publisher_.publish(link_.subjects().record(batch_.journal.host, record),
+                     nats_message_id(batch_.journal, batch_.after.segment, {&one, 1}, part),
+                     message_, part.is_last ? 1 : 0);
 }

@@ -19,9 +19,7 @@
 // lives as long as it does.
 class nats_record_packer {
  public:
-  // Without IDs the engine takes messages whether it has them or not.
-  nats_record_packer(const nats_link& link, nats_publisher& publisher, const ship_batch& batch,
-                     bool has_ids);
+  nats_record_packer(const nats_link& link, nats_publisher& publisher, const ship_batch& batch);
 
   void put_all();
 
@@ -42,7 +40,6 @@ class nats_record_packer {
   const nats_link& link_;
   nats_publisher& publisher_;
   const ship_batch& batch_;
-  bool has_ids_;
   size_t most_bytes_;  // of a message, but for its subject and its ID
   std::map<record_kind, record_group> groups_;
   size_t records_ = 0;  // in the groups

@@ -175,13 +175,8 @@ store_result nats_sender::store(const ship_batch& batch) {
     if (!journals_.contains(batch.journal)) read_positions(session, batch.journal);
     note_kit(session, batch);
     session.publisher.begin_count();
-    nats_record_packer(session.link, session.publisher, batch, true).put_all();
+    nats_record_packer(session.link, session.publisher, batch).put_all();
     session.publisher.finish();
-    if (session.publisher.has_doubtful()) {
-      session.publisher.begin_count();
-      nats_record_packer(session.link, session.publisher, batch, false).put_all();
-      session.publisher.finish();
-    }
     const store_result result{.known = session.publisher.known()};
     store_position(session, batch);
     return result;

@@ -80,13 +80,14 @@ static uint64_t lines_there(ship_engine& engine, const journal_identity& journal
 }
 
 void send_segment(ship_engine& engine, const journal_identity& journal, const made_segment& segment,
-                  uint64_t batch) {
+                  uint64_t batch, std::atomic<uint64_t>* stored) {
   nats_eventually([&] {
     uint64_t from = lines_there(engine, journal, segment);
     while (from < segment.lines()) {
       const uint64_t to = std::min(from + batch, segment.lines());
       store_lines(engine, journal, segment, from, to);
       from = to;
+      if (stored != nullptr) *stored = from;
     }
   });
 }

@@ -2,6 +2,7 @@
 #ifndef TESTS_ENGINES_NATS_MADE_JOURNAL_H
 #define TESTS_ENGINES_NATS_MADE_JOURNAL_H
 
+#include <atomic>
 #include <deque>
 #include <set>
 #include <string>
@@ -57,8 +58,8 @@ store_result store_lines(ship_engine& engine, const journal_identity& journal,
                          const record_kit& kit = {"kit"});
 
 // Sends the whole segment as a sender does, in batches of so many lines: from where the engine is,
-// again behind each error.
+// again behind each error. `stored`, where there is one, is how many lines are.
 void send_segment(ship_engine& engine, const journal_identity& journal, const made_segment& segment,
-                  uint64_t batch);
+                  uint64_t batch, std::atomic<uint64_t>* stored = nullptr);
 
 #endif
