@@ -32,6 +32,16 @@ struct nats_attempt {
   nats_owned<natsConnection> connection;
 };
 
+// What libnats says of the last failure, without the place in its source.
+static std::string nats_reason(natsStatus status) {
+  const char* const said = nats_GetLastError(nullptr);
+  std::string_view reason = said != nullptr ? said : "";
+  if (const size_t place = reason.find("): ");
+      reason.starts_with('(') && place != std::string_view::npos)
+    reason.remove_prefix(place + 3);
+  return std::string(reason.empty() ? natsStatus_GetText(status) : reason);
+}
+
 static void nats_check(natsStatus status) {
   if (status == NATS_NO_MEMORY) throw std::bad_alloc();
   if (status != NATS_OK) throw engine_error(natsStatus_GetText(status));
@@ -78,11 +88,11 @@ static nats_owned<natsOptions> nats_options_of(const nats_address& address,
 static void nats_connect(const std::shared_ptr<nats_attempt>& attempt) {
   natsConnection* connection = nullptr;
   const natsStatus status = natsConnection_Connect(&connection, attempt->options.get());
-  const char* const reason = status == NATS_OK ? nullptr : nats_GetLastError(nullptr);
+  std::string reason = status == NATS_OK ? "" : nats_reason(status);
   const std::lock_guard lock(attempt->mutex);
   attempt->connection.reset(connection);
   attempt->status = status;
-  attempt->reason = reason != nullptr ? reason : "";
+  attempt->reason = std::move(reason);
   attempt->has_ended = true;
   attempt->ended.notify_all();
 }
@@ -116,8 +126,8 @@ void nats_link::connect() {
     connection_ = std::move(attempt->connection);
     return;
   }
-  std::string text = std::string("cannot connect: ") + natsStatus_GetText(attempt->status);
-  if (!attempt->reason.empty()) text += " (" + attempt->reason + ")";
+  std::string text = "cannot connect: " + attempt->reason;
+  if (attempt->status == NATS_SSL_ERROR) text += "; who is trusted is told with --tls-ca FILE";
   if (attempt->status == NATS_SECURE_CONNECTION_WANTED)
     text += "; where the server is not to be verified, the address ends with ?tls=off";
   fail(text);
@@ -134,9 +144,7 @@ void nats_link::fail(const std::string& text) const {
 }
 
 void nats_link::fail(const std::string& action, natsStatus status) const {
-  const char* const reason = nats_GetLastError(nullptr);
-  const bool has_reason = reason != nullptr && *reason != '\0';
-  fail(action + ": " + (has_reason ? reason : natsStatus_GetText(status)) + permission_error());
+  fail(action + ": " + nats_reason(status) + permission_error());
 }
 
 // A request that is not allowed has no answer; the connection knows why.

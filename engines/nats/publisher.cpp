@@ -67,6 +67,8 @@ void nats_publisher::take_acknowledgement() {
   const natsStatus status = natsSubscription_NextMsg(&answer, answers_.get(), nats_answer_step);
   const nats_message owned(answer);
   if (status == NATS_OK) return take(answer);
+  if (status == NATS_NO_RESPONDERS)
+    link_.fail("nobody takes records there: the stream is gone, or without a leader");
   if (status != NATS_TIMEOUT) link_.fail("lost while records were stored", status);
   if (steady_clock::now() - heard_ > nats_silence_patience)
     link_.fail("does not acknowledge what it is sent (is there a majority of its servers?)");
@@ -77,8 +79,6 @@ void nats_publisher::take(natsMsg* answer) {
   const auto number = number_of<uint64_t>(subject.substr(subject.rfind('.') + 1));
   const auto found = number ? waiting_.find(*number) : waiting_.end();
   if (found == waiting_.end()) return;
-  if (natsMsg_IsNoResponders(answer))
-    link_.fail("nobody takes records there: the stream is gone, or without a leader");
   const std::string_view bytes(natsMsg_GetData(answer),
                                static_cast<size_t>(natsMsg_GetDataLength(answer)));
   take_stored(found->second, bytes);

@@ -1,13 +1,52 @@
 #include <gtest/gtest.h>
 
 #include "engines/nats/engine.h"
-#include "engines/nats/stream_reader.h"
+#include "engines/nats/link.h"
+#include "engines/nats/state.h"
 #include "tests/engines/nats/made_journal.h"
 #include "tests/engines/nats/nats_servers.h"
 
-TEST(NatsStore, KeepsPositionsOfSegmentsBehindTheirRecords) {
+// Does something to a stream as whoever keeps the engine may.
+static void change(const engine_options& options,
+                   const std::function<natsStatus(jsCtx* jetstream)>& work) {
+  nats_link link(options);
+  if (const natsStatus status = work(link.jetstream()); status != NATS_OK)
+    link.fail("cannot change", status);
+}
+
+static std::string error_of(const std::function<void()>& work) {
+  try {
+    work();
+  } catch (const engine_error& error) {
+    return error.what();
+  }
+  return "";
+}
+
+// Says that the segment is there, as far as a message with that ID.
+static void put_position(const engine_options& options, const journal_identity& journal,
+                         const made_segment& segment, const std::string& id) {
+  change(options, [&](jsCtx* jetstream) {
+    nats_link link(options);
+    const nats_message last = link.last_message(
+        "KPLOG_STATE", link.subjects().position(journal, segment.position(segment.lines())));
+    nats_position position = nats_position_of(nats_bytes(last)).value();
+    position.stored.id = id;
+    const std::string text = nats_text_of(position);
+    return js_Publish(nullptr, jetstream, natsMsg_GetSubject(last.get()), text.data(),
+                      static_cast<int>(text.size()), nullptr, nullptr);
+  });
+}
+
+static uint64_t lines_of(const engine_options& options, const journal_identity& journal) {
+  const auto positions = *nats_engine.open(options)->positions(journal);
+  EXPECT_LE(positions.size(), 1U);
+  return positions.empty() ? 0 : positions.front().extent.lines;
+}
+
+TEST(NatsStore, KeepsPositionsWithTheRecordsThatTheyRestOn) {
   const nats_servers servers;
-  const engine_options options = servers.options();
+  engine_options options = servers.options();
   const journal_identity journal{"web1.example", "/var/log/shop/shop"};
   made_segment segment("shop.20261115.0001.jsonl");
   for (int i = 0; i < 300; ++i) segment.add("{\"n\":" + std::to_string(i) + "}", 1001 + i % 3, 3);
@@ -16,11 +55,42 @@ TEST(NatsStore, KeepsPositionsOfSegmentsBehindTheirRecords) {
   EXPECT_EQ(engine->positions(journal)->size(), 0U);
   EXPECT_EQ(store_lines(*engine, journal, segment, 0, 200).known, 0U);
   EXPECT_EQ(store_lines(*engine, journal, segment, 200, 301).known, 0U);
+  EXPECT_EQ(store_lines(*engine, journal, segment, 300, 301).known, 0U);  // no record
+  EXPECT_EQ(lines_of(options, journal), 301U);
   EXPECT_EQ(store_lines(*engine, journal, segment, 0, 200).known, 200U);
-  const auto other = nats_engine.open(options);
-  const auto positions = *other->positions(journal);
+  const auto positions = *nats_engine.open(options)->positions(journal);
   ASSERT_EQ(positions.size(), 1U);
   EXPECT_EQ(positions[0].segment, segment.name());
   EXPECT_EQ(positions[0].extent, segment.position(200).extent);
   EXPECT_EQ(positions[0].first, segment.position(0).first);
+
+  // Another segment of that name is another one, and so is one of another host.
+  made_segment restored("shop.20261115.0001.jsonl");
+  restored.add("restored", 1001, 3);
+  store_lines(*engine, journal, restored, 0, 1);
+  EXPECT_EQ(engine->positions(journal)->size(), 2U);
+  EXPECT_EQ(engine->positions({"web1", journal.journal})->size(), 0U);
+
+  // What was removed there stays removed.
+  change(options,
+         [](jsCtx* jetstream) { return js_PurgeStream(jetstream, "KPLOG", nullptr, nullptr); });
+  EXPECT_EQ(nats_engine.open(options)->positions(journal)->size(), 2U);
+  EXPECT_EQ(placed_texts(*nats_engine.ask(options, {})).size(), 0U);
+
+  // What was lost is sent again. A cluster that loses power may lose its last seconds, and give
+  // their numbers to other messages.
+  store_lines(*engine, journal, segment, 0, 301);
+  EXPECT_EQ(engine->positions(journal)->size(), 2U);
+  put_position(options, journal, segment, "the ID of a message that is gone");
+  EXPECT_EQ(nats_engine.open(options)->positions(journal)->size(), 1U);
+  store_lines(*engine, journal, segment, 0, 301);
+  EXPECT_EQ(nats_engine.open(options)->positions(journal)->size(), 2U);
+  change(options,
+         [](jsCtx* jetstream) { return js_DeleteStream(jetstream, "KPLOG", nullptr, nullptr); });
+  EXPECT_EQ(
+      error_of([&] { store_lines(*engine, journal, segment, 0, 301); }),
+      options.address + ": nobody takes records there: the stream is gone, or without a leader");
+  EXPECT_EQ(engine->positions(journal)->size(), 0U);
+  send_segment(*engine, journal, segment, 100);
+  EXPECT_TRUE(placed_texts(*nats_engine.ask(options, {})) == placed_texts(journal, segment));
 }
