@@ -87,6 +87,9 @@ void pg_connection::begin_connecting() {
   connection_.reset(PQconnectStartParams(names.data(), texts.data(), 0));
   if (!connection_) throw std::bad_alloc();
   if (PQstatus(connection_.get()) == CONNECTION_BAD) fail_connection();
+  // Of what is no error nothing is said, where libpq would write to the standard error.
+  PQsetNoticeProcessor(
+      connection_.get(), [](void*, const char*) {}, nullptr);
 }
 
 // Each of several servers has the patience: its own timeout does not hold for PQconnectPoll.

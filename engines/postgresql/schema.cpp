@@ -68,7 +68,8 @@ create unique index if not exists member_own on kplog.member (role) where is_own
 create table if not exists kplog.part (
   part date primary key,
   name name not null,
-  is_finished boolean not null
+  is_finished boolean not null,
+  made timestamptz not null default clock_timestamp()
 );
 
 -- Definitions and catalogs that records are shown by.
@@ -233,7 +234,7 @@ begin
   end if;
   execute format('alter table kplog.record attach partition kplog.%I for values in (%L)',
                  its_name, a_part);
-  insert into kplog.part values (a_part, its_name, is_live);
+  insert into kplog.part (part, name, is_finished) values (a_part, its_name, is_live);
   return true;
 end $$;
 
@@ -274,7 +275,8 @@ begin
 end $$;
 
 -- Makes the index over attributes of the earliest day that is done and has none, unless another
--- session does just that. The day, or nothing.
+-- session does just that. The day, or nothing. Partitions that are new have time to be filled, as
+-- those of days gone by have when a machine was away.
 create or replace function kplog.finish_day() returns date
 language plpgsql security definer set search_path = pg_catalog, pg_temp as $$
 declare
@@ -285,7 +287,8 @@ begin
     return null;
   end if;
   select * into next from kplog.part p
-    where not p.is_finished and p.part < today - 1 order by p.part limit 1;
+    where not p.is_finished and p.part < today - 1
+      and p.made < clock_timestamp() - interval '12 hours' order by p.part limit 1;
   if not found then
     return null;
   end if;
@@ -370,8 +373,8 @@ std::string pg_schema(const engine_options& options) {
     text += part;
   text += "insert into kplog.setting (has_live_index) values (" + live +
           ")\n  on conflict ((true)) do update set has_live_index = excluded.has_live_index;\n"
-          "insert into kplog.part values ('infinity', 'record_other', false) on conflict do "
-          "nothing;\n";
+          "insert into kplog.part (part, name, is_finished)\n"
+          "  values ('infinity', 'record_other', false) on conflict do nothing;\n";
   return text + "commit;\n";
 }
 
