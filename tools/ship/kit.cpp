@@ -80,7 +80,7 @@ kit_folder::kit_folder() {
   std::error_code error;
   const fs::path place = fs::temp_directory_path(error);
   path_ = (error ? fs::path("/tmp") : place) / "kplog-XXXXXX";
-  if (mkdtemp(path_.data()) == nullptr)
+  if (KP_mkdtemp(path_.data()) == nullptr)
     throw file_error(file_use::writing, "make the folder", path_, errno);
 }
 
