@@ -42,7 +42,7 @@ static void take_kit(const archived_kit& kit, const render_options& options, kit
   }
 }
 
-static archived_versions versions_of_archive(const engine_row& engine,
+static archived_versions versions_of_archive(const engine_row& engine, const engine_options& access,
                                              const render_options& options,
                                              const archive_query& query, kit_folder& folder) {
   archived_versions versions;
@@ -50,7 +50,7 @@ static archived_versions versions_of_archive(const engine_row& engine,
     versions.all = versions_of(options.definitions, options.events);
     return versions;
   }
-  for (const archived_kit& kit : engine.ask(options_of(options.engine), query)->kits())
+  for (const archived_kit& kit : engine.ask(access, query)->kits())
     take_kit(kit, options, folder, versions);
   if (versions.all.empty())
     throw engine_error(options.engine.address +
@@ -84,17 +84,26 @@ class archive_run {
     archived_record record;
     bool is_shown = true;
     while (is_shown && !is_to_end()) {
-      while (!is_to_end() && archive_.next(record, std::chrono::milliseconds(0)) && is_shown) {
+      while (is_shown && next(record, std::chrono::milliseconds(0))) {
         take(record);
         if (rendering_.has_much()) is_shown = rendering_.write();
       }
       if (is_shown) is_shown = rendering_.end_lines();
-      if (is_shown && !is_to_end() && archive_.next(record, patience_of_follower)) take(record);
+      if (is_shown && next(record, patience_of_follower)) take(record);
     }
     return is_shown;
   }
 
  private:
+  // Of a run that is to end there is none.
+  bool next(archived_record& record, std::chrono::milliseconds patience) {
+    try {
+      return !is_to_end() && archive_.next(record, patience);
+    } catch (const engine_error&) {
+      if (!is_to_end()) throw;
+    }
+    return false;
+  }
   bool is_to_end() const { return signals_ != nullptr && signals_->ending() != 0; }
   void take(const archived_record& record) {
     record_line line;
@@ -150,19 +159,20 @@ static command_outcome follow_records_of(record_archive& archive, const archived
 command_outcome show_archive(const render_options& given, std::ostream& out, emit_report& report,
                              std::ostream& log) {
   const engine_row& engine = engine_at(given.engine.address);
+  // Held back before an engine's library has threads of its own, which would take them.
+  std::optional<ending_signals> signals;
+  if (given.follows) signals.emplace();
   const auto now = std::chrono::system_clock::now();
   render_options options = given;
+  engine_options access = options_of(options.engine);
+  if (signals) access.is_to_end = [&signals] { return signals->ending() != 0; };
   kit_folder folder;
   const archived_versions versions =
-      versions_of_archive(engine, options, query_without_events(options.find, now), folder);
+      versions_of_archive(engine, access, options, query_without_events(options.find, now), folder);
   archive_query query = query_of(options.find, versions.all, now);
   query.follows = options.follows;
   options.find.host.reset();  // that of the machine was asked for
-  engine_options access = options_of(options.engine);
-  if (!options.follows)
-    return show_records_of(*engine.ask(access, query), versions, options, out, report, log);
-  const ending_signals signals;
-  access.is_to_end = [&signals] { return signals.ending() != 0; };
-  return follow_records_of(*engine.ask(access, query), versions, options, signals, out, report,
-                           log);
+  const std::unique_ptr<record_archive> archive = engine.ask(access, query);
+  return signals ? follow_records_of(*archive, versions, options, *signals, out, report, log)
+                 : show_records_of(*archive, versions, options, out, report, log);
 }

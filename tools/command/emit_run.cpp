@@ -190,7 +190,7 @@ class emit_run {
 
   const emit_options& options_;
   emit_report& report_;
-  service_manager manager_;
+  service_manager manager_{{"Taking records", "Writing what was sent"}};
   definition_version definitions_;
   const kp_log_own_settings::scope within_;
   emit_filter filter_;

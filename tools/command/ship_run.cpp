@@ -135,7 +135,7 @@ class ship_run {
   emit_report& report_;
   emit_signals& signals_;
   lock_waiting waiting_;
-  service_manager manager_;
+  service_manager manager_{{"Sending records", "Telling how far they were sent"}};
   ship_tally tally_;
   std::optional<ship_session> session_;
   std::optional<metrics_file> metrics_;  // as soon as all is open

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "base/kp_clib.h"
 #include "recording/files/file_error.h"
@@ -41,7 +42,7 @@ static void tell(const std::string& state) {
 }
 
 // The watchdog: twice in the time that it waits for.
-service_manager::service_manager() {
+service_manager::service_manager(words told) : words_(std::move(told)) {
   uint64_t microseconds = 0;
   if (sd_watchdog_enabled(0, &microseconds) > 0)
     interval_ = std::chrono::microseconds(microseconds / 2);
@@ -49,7 +50,7 @@ service_manager::service_manager() {
 }
 
 void service_manager::ready() {
-  tell("READY=1\nSTATUS=Taking records");
+  tell("READY=1\nSTATUS=" + words_.serving);
 }
 
 void service_manager::reloading() {
@@ -61,7 +62,7 @@ void service_manager::reloading() {
 }
 
 void service_manager::stopping() {
-  tell("STOPPING=1\nSTATUS=Writing what was sent");
+  tell("STOPPING=1\nSTATUS=" + words_.stopping);
 }
 
 void service_manager::look() {

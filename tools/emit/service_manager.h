@@ -11,9 +11,14 @@
 // not read.
 class service_manager {
  public:
-  service_manager();
+  // What it is told that the service does, while it serves and when it stops.
+  struct words {
+    std::string serving;
+    std::string stopping;
+  };
+  explicit service_manager(words told);
 
-  // From here on clients are served; also behind reloading().
+  // From here on it serves; also behind reloading().
   void ready();
   void reloading();
   void stopping();
@@ -26,6 +31,7 @@ class service_manager {
  private:
   using clock = std::chrono::steady_clock;
 
+  words words_;
   std::chrono::microseconds interval_{0};  // between two words to the watchdog; 0: none
   clock::time_point next_;
 };

@@ -99,3 +99,36 @@ TYPED_TEST(Fleet, ShowsTheBytesOfTheJournals) {
   EXPECT_THAT(all.out, HasSubstr("paid"));
   EXPECT_THAT(all.out, HasSubstr("ログイン"));
 }
+
+TYPED_TEST(Fleet, FollowsWhatArrivesFromAnyMachine) {
+  prepare(this->server_, this->fleet_);
+  const std::string address = this->server_.address();
+  const auto note = [](const std::string& text) {
+    return R"({"event":"NOTE","time":"2026-11-15T00:00:00Z","attributes":{"TEXT":")" + text +
+           "\"}}\n";
+  };
+  const auto send = [&](const std::string& machine, const std::string& text) {
+    this->fleet_.emit(machine, "shop", note(text));
+    this->fleet_.ship(machine, "shop", address, "--once -q");
+  };
+  send("web1", "one");
+  send("web2", "two");
+  running_command follower(this->fleet_.path(),
+                           {"render", "--locale", "en_US", "--follow", "--event", "NOTE", address});
+  EXPECT_EQ(follower.out_line(), "one");
+  EXPECT_EQ(follower.out_line(), "two");
+  send("web2", "three");
+  EXPECT_EQ(follower.out_line(), "three");
+  send("web1", "four");
+  EXPECT_EQ(follower.out_line(), "four");
+  follower.signal(SIGTERM);
+  const command_end end = follower.wait_for_end();
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.out, "");
+  running_command last(this->fleet_.path(), {"render", "--locale", "en_US", "--follow", "--last",
+                                             "1", "--host", "web1", address});
+  EXPECT_EQ(last.out_line(), "four");
+  send("web2", "five");
+  send("web1", "six");
+  EXPECT_EQ(last.out_line(), "six");
+}

@@ -5,11 +5,13 @@
 #include <fstream>
 
 #include "tests/command/golden_file.h"
+#include "tests/command/manager_socket.h"
 #include "tests/engines/command/fleet_fixture.h"
 #include "tests/engines/otlp/otlp_receiver.h"
 
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 namespace fs = std::filesystem;
 
 // Nobody listens there.
@@ -171,6 +173,34 @@ TEST_F(ShipCommand, OneProcessAtATimeSendsAJournalToAnEngine) {
   EXPECT_EQ(first.wait_for_end().status, 0);
   second.signal(SIGTERM);
   second.wait_for_end();
+}
+
+// --- Under a service manager
+
+TEST_F(ShipCommand, TellsItsManagerWhenItSendsReloadsAndStops) {
+  const nats_servers server;
+  const manager_socket manager(fleet_.file("manager"));
+  running_command sender(fleet_.path(), fleet_folder::ship_words("web1", "shop", server.address()),
+                         command_err::pipe,
+                         "export WATCHDOG_USEC=100000000 NOTIFY_SOCKET=" + fleet_.file("manager"));
+  EXPECT_EQ(manager.heard(), "READY=1\nSTATUS=Sending records");
+  sender.signal(SIGHUP);
+  EXPECT_THAT(manager.heard(), StartsWith("RELOADING=1\n"));
+  EXPECT_EQ(manager.heard(), "READY=1\nSTATUS=Sending records");
+  sender.signal(SIGTERM);
+  EXPECT_EQ(manager.heard(), "STOPPING=1\nSTATUS=Telling how far they were sent");
+  EXPECT_EQ(sender.wait_for_end().status, 0);
+}
+
+TEST_F(ShipCommand, TellsTheWatchdogThatItIsAliveWhileNobodyIsThere) {
+  const manager_socket manager(fleet_.file("manager"));
+  running_command sender(fleet_.path(), fleet_folder::ship_words("web1", "shop", nobody),
+                         command_err::pipe,
+                         "export WATCHDOG_USEC=20000 NOTIFY_SOCKET=" + fleet_.file("manager"));
+  EXPECT_THAT(manager.heard(), StartsWith("READY=1"));
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(manager.heard(), "WATCHDOG=1");
+  sender.signal(SIGTERM);
+  EXPECT_EQ(sender.wait_for_end().status, 0);
 }
 
 // --- What is told
