@@ -1,5 +1,7 @@
 #include "tools/ship/kit.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -76,12 +78,45 @@ record_kit make_kit(const std::vector<std::string>& definitions, const event_set
 
 // --- Unpacking ---
 
-kit_folder::kit_folder() {
+static constexpr const char* kit_folder_prefix = "kplog-kit-";
+static constexpr const char* kit_lock_name = "lock";
+
+static fs::path place_of_kits() {
   std::error_code error;
   const fs::path place = fs::temp_directory_path(error);
-  path_ = (error ? fs::path("/tmp") : place) / "kplog-XXXXXX";
+  return error ? fs::path("/tmp") : place;
+}
+
+// Held while the folder is used; closed where somebody else holds it, or it is not there.
+static open_descriptor lock_of_kits(const fs::path& folder, int more_flags) {
+  const std::string path = folder / kit_lock_name;
+  open_descriptor lock(
+      KP_open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | more_flags, S_IRUSR | S_IWUSR));
+  const bool is_held = lock.is_open() && KP_flock(lock.get(), LOCK_EX | LOCK_NB) == 0;
+  return is_held ? std::move(lock) : open_descriptor();
+}
+
+// Folders of this user's runs that were killed.
+static void remove_left_kits(const fs::path& place) {
+  std::error_code error;
+  for (fs::directory_iterator entry(place, error), end; !error && entry != end;
+       entry.increment(error)) {
+    struct stat status {};
+    const bool is_own = entry->path().filename().string().starts_with(kit_folder_prefix) &&
+                        KP_lstat(entry->path().c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+                        status.st_uid == geteuid();
+    std::error_code ignored;
+    if (is_own && lock_of_kits(entry->path(), 0).is_open()) fs::remove_all(entry->path(), ignored);
+  }
+}
+
+kit_folder::kit_folder() {
+  const fs::path place = place_of_kits();
+  remove_left_kits(place);
+  path_ = place / (std::string(kit_folder_prefix) + "XXXXXX");
   if (KP_mkdtemp(path_.data()) == nullptr)
     throw file_error(file_use::writing, "make the folder", path_, errno);
+  lock_ = lock_of_kits(path_, O_CREAT);
 }
 
 kit_folder::~kit_folder() {
@@ -104,6 +139,13 @@ static std::string name_in_kit(const nlohmann::json& file) {
   return name;
 }
 
+static std::string use_in_kit(const nlohmann::json& file) {
+  std::string use = file.at("use").get<std::string>();
+  if (use != use_of_definitions && use != use_of_aux && use != use_of_catalog)
+    throw std::invalid_argument("the kit has a file for an unknown use");
+  return use;
+}
+
 static nlohmann::json files_of_kit(std::string_view line) {
   try {
     const nlohmann::json head = nlohmann::json::parse(line);
@@ -113,7 +155,7 @@ static nlohmann::json files_of_kit(std::string_view line) {
   throw std::invalid_argument("what came as definitions and catalogs is no kit of this form");
 }
 
-kit_folder::unpacked kit_folder::unpack(const record_kit& kit) {
+kit_folder::unpacked kit_folder::unpack(const record_kit& kit) try {
   const size_t head_end = kit.bytes.find('\n');
   const nlohmann::json files = files_of_kit(std::string_view(kit.bytes).substr(0, head_end));
   std::string_view left = std::string_view(kit.bytes).substr(head_end + 1);
@@ -121,7 +163,7 @@ kit_folder::unpacked kit_folder::unpack(const record_kit& kit) {
   make_folder(folder);
   unpacked kept;
   for (const nlohmann::json& file : files) {
-    const std::string use = file.at("use").get<std::string>();
+    const std::string use = use_in_kit(file);
     const auto size = file.at("size").get<uint64_t>();
     if (size > left.size()) throw std::invalid_argument("the kit ends before its files do");
     std::string place = folder + "/" + use;
@@ -135,4 +177,6 @@ kit_folder::unpacked kit_folder::unpack(const record_kit& kit) {
     if (use == use_of_catalog) kept.catalog = place;
   }
   return kept;
+} catch (const nlohmann::json::exception&) {
+  throw std::invalid_argument("what came as definitions and catalogs is no kit of this form");
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "recording/files/descriptor.h"
 #include "recording/records/event_set.h"
 #include "tools/ship/shipped_record.h"
 
@@ -20,7 +21,8 @@ inline constexpr size_t longest_kit = size_t{256} << 20;
 // std::invalid_argument for what is too large.
 record_kit make_kit(const std::vector<std::string>& definitions, const event_set_options& options);
 
-// Files of kits in a folder of their own, which goes with it.
+// Files of kits in a folder of their own, which goes with it; that of a run that was killed goes
+// with the next one of its user.
 class kit_folder {
  public:
   // Raises file_error.
@@ -41,6 +43,7 @@ class kit_folder {
 
  private:
   std::string path_;
+  open_descriptor lock_;  // of the folder
   unsigned kits_ = 0;
 };
 

@@ -1,0 +1,121 @@
+// Definitions and catalogs on their way.
+#include "tools/ship/kit.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <stdexcept>
+
+#include "recording/files/file_error.h"
+#include "tests/support/temp_folder.h"
+
+namespace fs = std::filesystem;
+
+class Kit : public testing::Test {
+ protected:
+  Kit() {
+    fs::create_directories(folder_.file("messages"));
+    fs::create_directories(folder_.file("temporary"));
+    folder_.write("one.ldf", std::string("bytes\0\n", 7));
+    folder_.write("two.ldf", "");
+    folder_.write("aux.ldf", "more");
+    folder_.write("messages/ja.res", "ja");
+    folder_.write("messages/root.res", "root");
+    folder_.write("messages/notes.txt", "not of the catalog");
+  }
+  record_kit whole() const {
+    return make_kit({folder_.file("one.ldf"), folder_.file("two.ldf")},
+                    {"", folder_.file("aux.ldf"), folder_.file("messages"), ""});
+  }
+  size_t folders() const {
+    return static_cast<size_t>(
+        std::distance(fs::directory_iterator(folder_.file("temporary")), {}));
+  }
+  // Why it is refused.
+  static std::string fault_of(const std::string& bytes) {
+    kit_folder kits;
+    try {
+      kits.unpack({bytes});
+    } catch (const std::invalid_argument& error) {
+      return error.what();
+    }
+    return "";
+  }
+
+  temp_folder folder_;
+  environment_value temporary_{"TMPDIR", folder_.file("temporary").c_str()};
+};
+
+TEST_F(Kit, HasAllFilesAgainWhereItIsUnpacked) {
+  kit_folder kits;
+  for (int time = 0; time < 2; ++time) {
+    const kit_folder::unpacked files = kits.unpack(whole());
+    ASSERT_EQ(files.definitions.size(), 2u);
+    EXPECT_EQ(read_whole_file(files.definitions[0]), std::string("bytes\0\n", 7));
+    EXPECT_EQ(read_whole_file(files.definitions[1]), "");
+    EXPECT_EQ(read_whole_file(files.aux), "more");
+    EXPECT_EQ(read_whole_file(files.catalog + "/ja.res"), "ja");
+    EXPECT_EQ(read_whole_file(files.catalog + "/root.res"), "root");
+    EXPECT_FALSE(fs::exists(files.catalog + "/notes.txt"));
+  }
+  const kit_folder::unpacked alone = kits.unpack(make_kit({folder_.file("one.ldf")}, {}));
+  EXPECT_EQ(alone.aux + alone.catalog, "");
+  EXPECT_EQ(fs::status(alone.definitions[0]).type(), fs::file_type::regular);
+}
+
+TEST_F(Kit, IsTheSameOfTheSameFilesAndAnotherOfOthers) {
+  const std::string before = whole().bytes;
+  EXPECT_EQ(whole().bytes, before);
+  folder_.write("messages/ja.res", "jb");
+  EXPECT_NE(whole().bytes, before);
+}
+
+TEST_F(Kit, WhatCannotBeReadIsAnError) {
+  EXPECT_THROW(make_kit({folder_.file("none.ldf")}, {}), file_error);
+  EXPECT_THROW(make_kit({folder_.file("one.ldf")}, {"", "", folder_.file("none"), ""}), file_error);
+}
+
+TEST_F(Kit, OneThatLeadsElsewhereOrIsNoneIsRefused) {
+  const auto file = [](const std::string& members) {
+    return R"({"kplog_kit":1,"files":[{)" + members + "}]}\nbytes";
+  };
+  EXPECT_EQ(fault_of(file(R"("use":"aux","name":"a.ldf","size":5)")), "");
+  for (const std::string name : {"../a", "/tmp/a", "", ".", "..", "a\\u0000b", "a/b"})
+    EXPECT_EQ(fault_of(file(R"("use":"aux","size":5,"name":")" + name + "\"")),
+              "the kit has a file without a proper name")
+        << name;
+  EXPECT_EQ(fault_of(file(R"("use":"../aux","name":"a","size":5)")),
+            "the kit has a file for an unknown use");
+  for (const char* size : {"6", "18446744073709551615"})
+    EXPECT_EQ(fault_of(file(std::string(R"("use":"aux","name":"a","size":)") + size)),
+              "the kit ends before its files do");
+  for (const std::string& bytes :
+       {std::string(), std::string("\n"), std::string("{}\n"), std::string("[1]\n"),
+        std::string(R"({"kplog_kit":2,"files":[]})"), file(R"("use":1)"), file(""),
+        file(R"("use":"aux","name":"a","size":"5")"),
+        std::string(R"({"kplog_kit":1,"files":[1]})")})
+    EXPECT_EQ(fault_of(bytes), "what came as definitions and catalogs is no kit of this form")
+        << bytes;
+}
+
+TEST_F(Kit, FoldersGoWithTheirRunsAndThoseOfKilledOnesWithTheNext) {
+  {
+    const kit_folder one;
+    const kit_folder other;
+    EXPECT_EQ(folders(), 2u);
+  }
+  EXPECT_EQ(folders(), 0u);
+  const pid_t child = fork();
+  if (child == 0) {
+    kit_folder kits;
+    kits.unpack(whole());
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(folders(), 1u);
+  const kit_folder next;
+  EXPECT_EQ(folders(), 1u) << "its own";
+}
