@@ -9,6 +9,7 @@
 #include "engines/otlp/answer.h"
 #include "engines/otlp/gzip.h"
 #include "engines/otlp/log_request.h"
+#include "recording/records/time_text.h"
 #include "recording/text/words.h"
 
 namespace chrono = std::chrono;
@@ -78,6 +79,7 @@ class otlp_engine : public ship_engine {
   pipeline_record_reader reader_;
   progress done_;
   steady::time_point next_try_{};
+  std::string next_try_text_;
   std::minstd_rand random_{std::random_device{}()};
   bool is_time_told_ = false;
   std::string warning_;  // the last one that was told
@@ -166,9 +168,7 @@ size_t otlp_engine::send_from(size_t begin, const ship_batch& batch) {
 void otlp_engine::wait_for_turn() {
   const auto left = chrono::ceil<chrono::milliseconds>(next_try_ - steady::now());
   if (left > limits_.longest_wait)
-    throw engine_error(shown_ + ": asks to be tried again in " +
-                       std::to_string(chrono::ceil<chrono::seconds>(left).count()) +
-                       " seconds, and not before");
+    throw engine_error(shown_ + ": asks to be left alone until " + next_try_text_);
   wait_at_engine(left, options_, shown_);
 }
 
@@ -176,11 +176,16 @@ void otlp_engine::wait_for_turn() {
 // that were sent away.
 void otlp_engine::note_wait(const http_answer& answer, unsigned tries) {
   constexpr unsigned most_doublings = 6;
-  const auto wait = limits_.first_wait * (1U << std::min(tries - 1, most_doublings));
+  constexpr chrono::hours longest(24 * 365);  // that it is left alone
   std::uniform_real_distribution<double> part(0.5, 1.0);
-  next_try_ = steady::now() + (answer.retry_after
-                                   ? steady::duration(*answer.retry_after)
-                                   : chrono::duration_cast<steady::duration>(wait * part(random_)));
+  const auto usual =
+      limits_.first_wait * (1U << std::min(tries - 1, most_doublings)) * part(random_);
+  const auto wait = answer.retry_after
+                        ? steady::duration(std::min<chrono::seconds>(*answer.retry_after, longest))
+                        : chrono::duration_cast<steady::duration>(usual);
+  next_try_ = steady::now() + wait;
+  const kp_Time told(chrono::ceil<chrono::seconds>(chrono::system_clock::now() + wait));
+  next_try_text_ = record_time_text().of(told);
 }
 
 // Sends the request until it is taken or refused.

@@ -11,9 +11,9 @@ extern const engine_row otlp_https_engine;
 struct otlp_limits {
   http_patience patience = {};
   size_t request = size_t{4} << 20;  // bytes of a request before it is compressed, about
-  unsigned tries = 10;
+  unsigned tries = 8;
   std::chrono::milliseconds first_wait{500};  // before the second; twice as much before each other
-  std::chrono::seconds longest_wait{300};     // that the receiver may ask for
+  std::chrono::seconds longest_wait{60};      // that the receiver may ask for
 };
 
 // What the rows open, with other limits.
