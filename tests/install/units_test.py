@@ -13,6 +13,29 @@ command, path = re.search(r"^ExecStart=(\S+) emit --listen unix:(\S+) \$KPLOG_EM
 subprocess.run([command, "--version"], check=True)
 assert f"ListenStream={path}\n" in socket, path
 
-# In tenths: the exposure is at most 1 of 10.
-subprocess.run(["systemd-analyze", "security", "--no-pager", "--offline=yes", "--threshold=10",
-                units / "kplog-emit@.service"], check=True, stdout=subprocess.DEVNULL)
+
+def is_hardened(unit, tenths):
+    """Whether its exposure is at most so many tenths, of 100."""
+    return subprocess.run(["systemd-analyze", "security", "--no-pager", "--offline=yes", f"--threshold={tenths}",
+                           units / unit], stdout=subprocess.DEVNULL, check=False).returncode == 0
+
+
+assert is_hardened("kplog-emit@.service", 10)
+
+# What sends has the network beside that.
+sender = units / "kplog-ship@.service"
+if sender.exists():
+    text = sender.read_text(encoding="utf-8")
+    command = re.search(r"^ExecStart=(\S+) ship \$KPLOG_SHIP_OPTIONS$", text, re.MULTILINE).group(1)
+    # The engines are those of the program beside it: an address that none of them has is a wrong command line.
+    asked = subprocess.run([command, "ship", "/tmp/none", "--definitions", "none.ldf", "--to", "carrier-pigeon://coop"],
+                           capture_output=True, text=True, check=False)
+    assert asked.returncode == 2 and "syslog+tls" in asked.stderr, asked.stderr
+    assert is_hardened("kplog-ship@.service", 15)
+    # It says when it is ready, and is alive, to a systemd that sees no other process of its.
+    assert "Type=notify\n" in text and "WatchdogSec=" in text
+    # The folder that the other service writes to.
+    folder = "LogsDirectory=kplog/%i\n"
+    assert folder in text and folder in service
+elif (pathlib.Path(sys.argv[1]) / "bin/kplog-ship").exists():
+    sys.exit("kplog-ship is installed without its unit")
