@@ -278,31 +278,40 @@ bool tls_stream::is_open() {
   }
 }
 
-// The other end has closed the connection. It had read all where its system has confirmed every
-// byte: one that closes earlier answers what is left unread, and what comes behind, by a reset.
+// Waits until the other end has closed the connection, by whichever words of TLS it did so or not.
+// It had read all where its system has confirmed every byte, and does not say otherwise: what is
+// left unread at the end, or comes behind it, is answered by a reset.
 void tls_stream::state::require_all_read() const {
   constexpr const char* what = "ended without having read all";
   const auto end = tls_clock::now() + patience.silence;
-  while (true) {
-    int error = 0, unconfirmed = 0;
+  std::array<char, 512> heard{};
+  for (ssize_t got = 1; got != 0;) {
+    if (!is_ready(POLLIN, end)) raise(std::string(what) + ": nothing came for too long");
+    got = recv(socket.get(), heard.data(), heard.size(), MSG_DONTWAIT);
+    if (got < 0 && errno != EAGAIN && errno != EINTR) raise_errno(what, errno);
+  }
+  for (int unconfirmed = 1; unconfirmed != 0;) {
+    int error = 0;
     socklen_t size = sizeof error;
+    // In this order: a reset sets the error before it throws away what was not confirmed.
+    if (ioctl(socket.get(), SIOCOUTQ, &unconfirmed) != 0) raise_errno(what, errno);
     if (getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0) error = errno;
     if (error != 0) raise_errno(what, error);
-    if (ioctl(socket.get(), SIOCOUTQ, &unconfirmed) != 0) raise_errno(what, errno);
-    if (unconfirmed == 0) return;
     if (tls_clock::now() > end) raise(what);
-    wait_at_engine(std::chrono::milliseconds(1), options, peer.shown);
+    if (unconfirmed != 0) wait_at_engine(std::chrono::milliseconds(1), options, peer.shown);
   }
 }
 
 void tls_stream::end() {
   SSL* const ssl = state_->ssl.get();
-  std::array<char, 512> heard{};
   // The first call says it, and is 0 then.
   state_->run("cannot end", [&] {
     const int result = SSL_shutdown(ssl);
     return result == 0 ? 1 : result;
   });
+  shutdown(state_->socket.get(), SHUT_WR);
+  // What it says still may be that it takes nothing from us.
+  std::array<char, 512> heard{};
   const auto listen = [&] { return SSL_read(ssl, heard.data(), static_cast<int>(heard.size())); };
   while (state_->run("ended without having read all", listen) > 0) {
   }
