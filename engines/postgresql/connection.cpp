@@ -4,9 +4,7 @@
 
 #include <cerrno>
 #include <charconv>
-#include <map>
 
-#include "engines/postgresql/address.h"
 #include "engines/postgresql/error_text.h"
 #include "engines/postgresql/schema.h"
 
@@ -63,6 +61,7 @@ void pg_connection::close() {
 void pg_connection::check_end() {
   if (!options_.is_to_end || !options_.is_to_end()) return;
   connection_.reset();
+  is_ending_ = true;
   fail("given up, as this program is ending");
 }
 
@@ -74,11 +73,10 @@ void pg_connection::await(bool wants_to_write) {
   check_end();
 }
 
-void pg_connection::begin_connecting() {
-  const std::map<std::string, std::string> values = pg_parameters(options_);
+void pg_connection::begin_connecting(const pg_parameter_map& server) {
   std::vector<const char*> names;
   std::vector<const char*> texts;
-  for (const auto& [name, text] : values) {
+  for (const auto& [name, text] : server) {
     names.push_back(name.c_str());
     texts.push_back(text.c_str());
   }
@@ -92,34 +90,50 @@ void pg_connection::begin_connecting() {
       connection_.get(), [](void*, const char*) {}, nullptr);
 }
 
-// Each of several servers has the patience: its own timeout does not hold for PQconnectPoll.
+void pg_connection::fail_silent() {
+  const std::string host = PQhost(connection_.get());
+  const std::string port = PQport(connection_.get());
+  connection_.reset();
+  fail("no answer from " + host + ":" + port + " within 10 seconds");
+}
+
+// Its own timeout does not hold for PQconnectPoll.
 void pg_connection::await_connection() {
-  auto end = pg_clock::now() + pg_connect_patience;
-  std::string host;
+  const auto end = pg_clock::now() + pg_connect_patience;
   for (PostgresPollingStatusType state = PGRES_POLLING_WRITING; state != PGRES_POLLING_OK;
        state = PQconnectPoll(connection_.get())) {
     if (state == PGRES_POLLING_FAILED) fail_connection();
-    const std::string now_host = std::string(PQhost(connection_.get())) + PQport(connection_.get());
-    if (now_host != host) {
-      host = now_host;
-      end = pg_clock::now() + pg_connect_patience;
-    }
     pollfd socket{PQsocket(connection_.get()), POLLIN, 0};
     if (state == PGRES_POLLING_WRITING) socket.events = POLLOUT;
     while (poll(&socket, 1, pg_step_ms) == 0) {
       check_end();
-      if (pg_clock::now() < end) continue;
-      connection_.reset();
-      fail("no answer within 10 seconds");
+      if (pg_clock::now() >= end) fail_silent();
     }
     check_end();
   }
 }
 
+// Where none is there, what is said is what is wrong with each of them.
+void pg_connection::connect_any() {
+  std::string faults;
+  for (const pg_parameter_map& server : pg_servers(options_, is_written_)) {
+    try {
+      begin_connecting(server);
+      await_connection();
+      return;
+    } catch (const engine_error& error) {
+      if (is_ending_) throw;
+      const std::string_view text = error.what();
+      faults +=
+          (faults.empty() ? "" : ", ") + std::string(text.substr(options_.address.size() + 2));
+    }
+  }
+  throw engine_error(options_.address + ": " + faults);
+}
+
 bool pg_connection::connect(bool wants_schema) {
   if (connection_ && PQstatus(connection_.get()) == CONNECTION_OK) return false;
-  begin_connecting();
-  await_connection();
+  connect_any();
   if (PQsetnonblocking(connection_.get(), 1) != 0) fail_connection();
   try {
     prepare_session(wants_schema);

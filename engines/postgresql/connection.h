@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engines/postgresql/address.h"
 #include "tools/ship/engine.h"
 
 // What an answer says, by rows and columns.
@@ -44,10 +45,12 @@ std::string pg_array(const std::vector<std::string>& values);
 // database leaves the connection usable, with an open transaction failed; any other closes it.
 class pg_connection {
  public:
-  explicit pg_connection(const engine_options& options) : options_(options) {}
+  // `is_written`: more is done than to ask.
+  explicit pg_connection(const engine_options& options, bool is_written = true)
+      : options_(options), is_written_(is_written) {}
 
-  // Connects, unless it is connected. True: just now. The version of the schema has been looked at
-  // then, if `wants_schema`.
+  // Connects to the first server that there is, unless it is connected. True: just now. The version
+  // of the schema has been looked at then, if `wants_schema`.
   bool connect(bool wants_schema = true);
   void close();
 
@@ -72,7 +75,8 @@ class pg_connection {
   [[noreturn]] void fail(const std::string& what, std::string_view code = {});
 
  private:
-  void begin_connecting();
+  void connect_any();
+  void begin_connecting(const pg_parameter_map& server);
   void await_connection();
   void prepare_session(bool wants_schema);
   void check_version();
@@ -83,8 +87,11 @@ class pg_connection {
   void check(const pg_result& result);
   void check_end();
   [[noreturn]] void fail_connection();
+  [[noreturn]] void fail_silent();
 
   engine_options options_;
+  bool is_written_;
+  bool is_ending_ = false;
   std::unique_ptr<PGconn, decltype(&PQfinish)> connection_{nullptr, PQfinish};
 };
 

@@ -40,7 +40,11 @@ static void give_to_server(const std::string& path) {
 
 database_server::database_server(const start_options& options) : options_(options) {
   give_to_server(folder_.path());
-  make_cluster();
+  if (options.standby_of == nullptr)
+    make_cluster();
+  else
+    copy_cluster();
+  write_settings();
   start();
 }
 
@@ -48,10 +52,24 @@ database_server::~database_server() {
   stop(SIGQUIT);
 }
 
+static std::string as_server_user() {
+  return server_user() == nullptr ? "" : "runuser -u postgres -- ";
+}
+
 void database_server::make_cluster() const {
-  const std::string as = server_user() == nullptr ? "" : "runuser -u postgres -- ";
-  run_or_fail("cd / && " + as + program("initdb") + " --no-sync -A trust -U postgres -E UTF8" +
-              " --locale=C -D " + folder_.file("data"));
+  run_or_fail("cd / && " + as_server_user() + program("initdb") +
+              " --no-sync -A trust -U postgres -E UTF8" + " --locale=C -D " + folder_.file("data"));
+}
+
+void database_server::copy_cluster() const {
+  const database_server& from = *options_.standby_of;
+  run_or_fail("cd / && " + as_server_user() + program("pg_basebackup") +
+              " --no-sync -c fast -R -U postgres -h " + from.folder_.path() + " -p " +
+              std::to_string(from.port_) + " -D " + folder_.file("data"));
+}
+
+// The last of those of one name holds.
+void database_server::write_settings() const {
   std::ofstream settings(folder_.file("data/postgresql.conf"), std::ios::app);
   settings << "fsync = off\nshared_buffers = 32MB\nmax_connections = 30\n"
            << "unix_socket_directories = '" << folder_.path() << "'\n"

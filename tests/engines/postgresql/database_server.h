@@ -19,6 +19,7 @@ class database_server {
   struct start_options {
     std::vector<std::string> settings = {};
     bool has_port = false;
+    const database_server* standby_of = nullptr;  // a copy of that, which follows it
   };
   database_server() : database_server(start_options()) {}
   explicit database_server(const start_options& options);
@@ -46,6 +47,8 @@ class database_server {
 
  private:
   void make_cluster() const;
+  void copy_cluster() const;
+  void write_settings() const;
   void choose_port();
   bool is_answering() const;
 

@@ -1,0 +1,200 @@
+#!/usr/bin/env python3
+"""Times kplog ship to PostgreSQL beside plain COPY into the same tables, and questions of ten million records.
+
+usage: ship_postgresql.py KPLOG_SHIP [RUNS [--find]]
+
+kplog emit writes a million records of a five-attribute event to a journal. A server is started in a
+temporary folder; fsync is off, so that the disk of the machine does not count. In turns and several times
+(3), the journal is shipped to a database, and what is there then is copied to another of the same schema by
+COPY of its binary form: once with the index over attributes made afterwards, once live. The quickest run
+counts; rates are of the clock. With --find, which takes 10 GB and some minutes, ten million records of a
+hundred machines and twenty events are asked for those of one machine and event by kplog render.
+
+The exit status is 1 where a goal is missed.
+"""
+import os
+import pwd
+import select
+import subprocess
+import sys
+import tempfile
+import time
+
+from login_records import SOURCE, write_records
+
+RECORDS = 1_000_000
+RATE_GOAL, LIVE_GOAL = 80_000, 30_000  # records a second
+COPY_GOAL = 0.5  # of plain COPY
+MEMORY_GOAL = 64  # MiB
+FIRST_GOAL = 0.200  # seconds
+PROGRAMS = "/usr/lib/postgresql/15/bin"
+missed = []
+
+
+def told(goal, is_met):
+    if not is_met:
+        missed.append(goal)
+    return f"{goal}   {'met' if is_met else 'NOT MET'}"
+
+
+class Server:
+    """A server in the folder, at a socket there, as a user that it takes."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        self.user = {}
+        if os.geteuid() == 0:
+            entry = pwd.getpwnam("postgres")
+            os.chown(folder, entry.pw_uid, entry.pw_gid)
+            self.user = {"user": entry.pw_uid, "group": entry.pw_gid, "extra_groups": []}
+        data = os.path.join(folder, "data")
+        self.run("initdb", "-D", data, "--no-sync", "-A", "trust", "-U", "postgres", "-E", "UTF8", "--locale=C")
+        self.process = subprocess.Popen(
+            [f"{PROGRAMS}/postgres", "-D", data, "-k", folder, "-c", "listen_addresses=", "-c", "fsync=off",
+             "-c", "shared_buffers=512MB", "-c", "max_wal_size=4GB", "-c", "checkpoint_timeout=1h"],
+            cwd=folder, stderr=subprocess.DEVNULL, **self.user)
+        while subprocess.run([f"{PROGRAMS}/pg_isready", "-q", "-h", folder], check=False).returncode != 0:
+            time.sleep(0.05)
+
+    def run(self, program, *arguments):
+        subprocess.run([f"{PROGRAMS}/{program}", *arguments], cwd=self.folder, check=True,
+                       stdout=subprocess.DEVNULL, **self.user)
+
+    def sql(self, database, *statements):
+        options = [word for statement in statements for word in ("-c", statement)]
+        done = subprocess.run([f"{PROGRAMS}/psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", self.folder,
+                               "-U", "postgres", *options, database], check=True, capture_output=True, text=True)
+        return done.stdout.strip()
+
+    def address(self, database):
+        return f"postgresql://postgres@{self.folder.replace('/', '%2F')}/{database}"
+
+    def end(self):
+        self.process.terminate()
+        self.process.wait()
+
+
+def made_database(kplog, server, name, options):
+    server.sql("postgres", f"drop database if exists {name}", f"create database {name}")
+    subprocess.run([kplog, "ship", "-q", "--create", *options, "--to", server.address(name)], check=True)
+
+
+def timed(command, folder):
+    """Seconds of the clock and of the processor, and MiB of memory."""
+    measures = os.path.join(folder, "measures")
+    subprocess.run(["time", "-f", "%e %U %S %M", "-o", measures, *command], cwd=folder, check=True)
+    with open(measures, encoding="ascii") as file:
+        clock, user, system, memory = (float(word) for word in file.read().split())
+    return clock, user + system, memory / 1024
+
+
+def ship_and_copy(kplog, server, folder, options):
+    """What it took to ship, and the seconds of plain COPY."""
+    made_database(kplog, server, "shipped", options)
+    shipped = timed([kplog, "ship", "-q", "journal/shop", "--definitions", "events.ldf", "--once", "--to",
+                     server.address("shipped")], folder)
+    if (count := server.sql("shipped", "select count(*) from kplog.record")) != str(RECORDS):
+        sys.exit(f"{count} records were shipped")
+    rows = os.path.join(server.folder, "rows")
+    server.sql("shipped", f"copy (select * from kplog.record) to '{rows}' (format binary)", "checkpoint")
+    parts = server.sql("shipped", "select part from kplog.part where part < 'infinity'").split()
+    made_database(kplog, server, "copied", options)
+    server.sql("copied", *(f"select kplog.make_part('{part}')" for part in parts), "checkpoint")
+    begin = time.perf_counter()
+    server.sql("copied", f"copy kplog.record from '{rows}' (format binary)")
+    copied = time.perf_counter() - begin
+    os.remove(rows)
+    return shipped, copied
+
+
+def time_shipping(kplog, server, folder, runs):
+    for what, options, goal in (("index made later", [], RATE_GOAL), ("live index", ["--live-index"], LIVE_GOAL)):
+        all_runs = [ship_and_copy(kplog, server, folder, options) for _ in range(runs)]
+        clock = min(shipped[0] for shipped, _ in all_runs)
+        processor = min(shipped[1] for shipped, _ in all_runs)
+        memory = max(shipped[2] for shipped, _ in all_runs)
+        copied = min(copied for _, copied in all_runs)
+        print(f"{what:17}{RECORDS / clock:10,.0f} records a second   " +
+              told(f"at least {goal:,}", RECORDS / clock >= goal))
+        print(f"{'plain COPY':17}{RECORDS / copied:10,.0f}, of which kplog has {copied / clock:.2f}   " +
+              told(f"at least {COPY_GOAL}", copied / clock >= COPY_GOAL))
+        print(f"{'kplog itself':17}{processor / RECORDS * 1e6:10.1f} microseconds a record, {memory:.0f} MiB   " +
+              told(f"at most {MEMORY_GOAL} MiB", memory <= MEMORY_GOAL))
+
+
+FILL = """
+insert into kplog.content values ('default', encode(sha256('x'), 'hex'), 'x');
+insert into kplog.journal (tenant, host, journal)
+  select 'default', 'host' || h, '/var/log/shop/shop' from generate_series(1, 100) h;
+insert into kplog.segment (tenant, host, journal, name, first, day, part, lines, top, records, batches, events, kits)
+  select 'default', 'host' || h, '/var/log/shop/shop', 'shop.' || to_char(d, 'YYYYMMDD') || '.0001.jsonl', 1, d, d,
+    10000, 10000, 10000, 1, array(select generate_series(1, 20)), (select array_agg(k.kits[1]) from kplog.segment k)
+  from generate_series(1, 100) h, generate_series(1, 10) n, lateral (select current_date - n as d) d;
+"""
+
+
+def first_line(command, folder):
+    begin = time.perf_counter()
+    with subprocess.Popen(command, cwd=folder, stdout=subprocess.PIPE) as child:
+        select.select([child.stdout], [], [])
+        line = child.stdout.readline()
+        seconds = time.perf_counter() - begin
+        rest = child.stdout.read().count(b"\n")
+    return seconds, (1 if line else 0) + rest
+
+
+def time_finding(kplog, server, folder, runs):
+    """One record that was shipped, as many of others as are wanted."""
+    server.sql("shipped", "truncate kplog.record", "update kplog.segment set is_pruned = true",
+               *(f"select kplog.make_part(current_date - {n})" for n in range(1, 11)))
+    kits = server.sql("shipped", "select kits[1] from kplog.segment limit 1")
+    fill = FILL.replace("(select array_agg(k.kits[1]) from kplog.segment k)", f"array['{kits}']")
+    server.sql("shipped", *(part for part in fill.split(";\n") if part.strip()))
+    server.sql("shipped", """insert into kplog.record
+      select s.id, n, n, s.day + n * interval '8 seconds', 981 + n % 20, s.part, 1, 3, s.tenant, s.host,
+        format('{"version":"2.0","event":%s,"name":"%s","level":3,"time":"%sT00:00:00Z","attributes":{"USER_NAME":"user%s",'
+          '"PORT":%s,"HOST":"a host","ATTEMPTS":1,"SECONDS":1.5},"types":{"USER_NAME":"MBChar64","PORT":"UInt2",'
+          '"HOST":"MBChar128","ATTEMPTS":"UInt4","SECONDS":"Float"},"message_index":0,"message":"User user%s"}',
+          981 + n % 20, case when n % 20 = 0 then 'X' end, s.day, n, n, n)
+      from kplog.segment s, generate_series(1, 10000) n where not s.is_pruned""",
+               "update kplog.record set event = 1001, record = replace(replace(record, '\"event\":981,',"
+               " '\"event\":1001,'), '\"name\":\"X\"', '\"name\":\"USER_LOGIN\"') where event = 981", "vacuum analyze")
+    count = server.sql("shipped", "select count(*) from kplog.record")
+    times = []
+    for _ in range(runs):
+        seconds, found = first_line([kplog, "render", "-q", server.address("shipped"), "--host", "host77",
+                                     "--event", "USER_LOGIN", "--locale", "en_US"], folder)
+        if found != 5000:
+            sys.exit(f"{found} records are found, not 5,000")
+        times.append(seconds)
+    print(f"\nthe first of 5,000 records of one machine and event, of {int(count):,} records: "
+          f"{min(times) * 1000:.0f} ms   " +
+          told(f"at most {FIRST_GOAL * 1000:.0f} ms", min(times) <= FIRST_GOAL))
+
+
+def main():
+    arguments = [argument for argument in sys.argv[1:] if argument != "--find"]
+    if len(arguments) not in (1, 2):
+        sys.exit(__doc__.strip())
+    kplog = os.path.abspath(arguments[0])
+    runs = int(arguments[1]) if len(arguments) == 2 else 3
+    with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory() as server_folder:
+        with open(os.path.join(folder, "events.yaml"), "w", encoding="utf-8") as source:
+            source.write(SOURCE)
+        subprocess.run([kplog, "compile", "-q", "events.yaml", "-o", "events.ldf"], cwd=folder, check=True)
+        write_records(os.path.join(folder, "records"), RECORDS)
+        os.mkdir(os.path.join(folder, "journal"))
+        subprocess.run([kplog, "emit", "--quiet", "--definitions", "events.ldf", "--locale", "en_US", "--to",
+                        "journal:journal/shop", "records"], cwd=folder, check=True)
+        server = Server(server_folder)
+        try:
+            time_shipping(kplog, server, folder, runs)
+            if "--find" in sys.argv:
+                time_finding(kplog, server, folder, runs)
+        finally:
+            server.end()
+    return 1 if missed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
