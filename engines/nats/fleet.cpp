@@ -29,8 +29,9 @@ day_counts nats_fleet::counts(const journal_identity& journal, const std::string
   day_counts counts;
   nats_record_scan::found_record record;
   while (scan.next(record))
-    if (const auto event = number_of<uint32_t>(record.subject.substr(0, record.subject.find('.'))))
-      ++counts[{.day = nats_day_of(journal, record.place.segment), .event = *event}];
+    ++counts[{.day = nats_day_of(journal, record.place.segment),
+              .event = number_of<uint32_t>(record.subject.substr(0, record.subject.find('.')))
+                           .value_or(0)}];
   return counts;
 }
 

@@ -42,6 +42,14 @@ static void take_kit(const archived_kit& kit, const render_options& options, kit
   }
 }
 
+// Conditions are held against definitions also where no record is of that time, or that machine:
+// then against all that are there.
+static std::vector<archived_kit> kits_for(const engine_row& engine, const engine_options& access,
+                                          const archive_query& query) {
+  std::vector<archived_kit> kits = engine.ask(access, query)->kits();
+  return kits.empty() ? engine.ask(access, {})->kits() : std::move(kits);
+}
+
 static archived_versions versions_of_archive(const engine_row& engine, const engine_options& access,
                                              const render_options& options,
                                              const archive_query& query, kit_folder& folder) {
@@ -50,12 +58,13 @@ static archived_versions versions_of_archive(const engine_row& engine, const eng
     versions.all = versions_of(options.definitions, options.events);
     return versions;
   }
-  for (const archived_kit& kit : engine.ask(access, query)->kits())
+  for (const archived_kit& kit : kits_for(engine, access, query))
     take_kit(kit, options, folder, versions);
   if (versions.all.empty())
-    throw engine_error(options.engine.address +
-                       ": no definitions are there for what is asked for; perhaps there are no "
-                       "records, or --definitions gives them");
+    throw engine_error(
+        options.engine.address +
+        ": no records, and no definitions, were ever sent there; --definitions gives "
+        "them, where they were sent without");
   return versions;
 }
 

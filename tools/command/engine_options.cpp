@@ -16,6 +16,9 @@ void add_engine_options(CLI::App& command, engine_access& access) {
        "Certificates that the engine's is held against; those of the system by default"},
       access.tls_ca);
   add_text_option(command, {"--stream", "NAME", "JetStream's; KPLOG by default"}, access.stream);
+  add_text_option(command,
+                  {"--tenant", "NAME", "PostgreSQL's tenant, where the user belongs to several"},
+                  access.tenant);
 }
 
 void check_engine_access(const engine_access& access) {

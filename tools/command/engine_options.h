@@ -12,7 +12,7 @@ namespace CLI {
 class App;
 }
 
-// --user, --password-file, --tls-ca and --stream
+// --user, --password-file, --tls-ca, --stream and --tenant
 void add_engine_options(CLI::App& command, engine_access& access);
 
 // Raises wrong_usage where that is not to be in a command line, or cannot be.

@@ -136,5 +136,5 @@ constexpr kplog_command_row ship_command = {
     "  kplog ship /var/log/shop/shop --definitions events.ldf --once --to "
     "nats://broker1,broker2,broker3\n"
     "  kplog ship /var/log/shop/shop --definitions events.ldf --count /var/log/shop/shop --verify "
-    "--to postgresql://logs@db.example/fleet\n",
+    "--to postgresql://reader@db.example/fleet\n",
     describe_ship};

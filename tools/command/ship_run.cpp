@@ -1,5 +1,6 @@
 #include "tools/command/ship_run.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -11,8 +12,10 @@
 #include <optional>
 #include <system_error>
 
+#include "base/kp_clib.h"
 #include "recording/files/path.h"
 #include "recording/files/whole_file.h"
+#include "recording/journal/segments.h"
 #include "recording/report/standard_error.h"
 #include "tools/command/engine_program.h"
 #include "tools/emit/loop.h"
@@ -44,14 +47,16 @@ engine_options options_of(const engine_access& access) {
   if (!access.password_file.empty()) options.password = password_in(access.password_file);
   options.tls_ca = access.tls_ca;
   options.stream = access.stream;
+  options.tenant = access.tenant;
   options.replicas = access.replicas;
   options.has_live_index = access.has_live_index;
   return options;
 }
 
-static journal_place place_of_journal(const ship_options& options) {
+journal_place place_of_journal(const ship_options& options, append_rules rules) {
   const file_place place = place_of(std::filesystem::absolute(options.journal).string());
-  return {place.folder, place.name, {}};
+  rules.line_start = stored_record_start;
+  return {place.folder, place.name, std::move(rules)};
 }
 
 static std::string name_of_machine() {
@@ -62,17 +67,24 @@ static std::string name_of_machine() {
 }
 
 journal_identity identity_of(const ship_options& options) {
-  const journal_place place = place_of_journal(options);
+  const journal_place place = place_of_journal(options, {});
   return {options.host.empty() ? name_of_machine() : options.host,
           plain_path_of({place.folder, place.name})};
 }
 
 // What the file beside the journal calls the engine.
 static std::string name_of_engine(const engine_access& access) {
-  return access.address + (access.stream == engine_access{}.stream ? "" : "#" + access.stream);
+  return access.address + (access.stream == engine_access{}.stream ? "" : "#" + access.stream) +
+         (access.tenant.empty() ? "" : "@" + access.tenant);
 }
 
 // --- A run ---
+
+static append_rules rules_of_lock(emit_report& report, const lock_waiting& waiting) {
+  return {.report =
+              [&report](const std::string& note) { report.problem("unfinished-line"_rule, note); },
+          .waiting = waiting};
+}
 
 // What is made of files, which SIGHUP has read again.
 class ship_session {
@@ -83,8 +95,9 @@ class ship_session {
       : versions_(versions_of(options.definitions, options.events)),
         engine_(engine_at(options.engine.address).open(engine)),
         shipping_(*engine_, versions_.back()->events(),
-                  make_kit(options.definitions, options.events), place_of_journal(options),
-                  identity_of(options), name_of_engine(options.engine), report, tally, waiting) {}
+                  make_kit(options.definitions, options.events),
+                  place_of_journal(options, rules_of_lock(report, waiting)), identity_of(options),
+                  name_of_engine(options.engine), report, tally, waiting) {}
 
   shipping& sending() { return shipping_; }
   journal_state state() const { return shipping_.state(); }
@@ -224,7 +237,7 @@ void ship_run::wait(milliseconds patience) {
   const auto most = shorter_wait(patience, between_tells);
   if (poll(watched.data(), watched.size(), static_cast<int>(most.count())) < 0 && errno != EINTR)
     throw std::system_error(errno, std::generic_category(), "poll");
-  session_->sending().queue().look_around();
+  if (!options_.is_once) session_->sending().queue().look_around();
 }
 
 void ship_run::answer(int signal) {
@@ -287,11 +300,22 @@ command_outcome ship_run::run() {
   return tally_.bad + tally_.refused != 0 ? command_outcome::findings : command_outcome::good;
 }
 
+// A service waits for its journal; what is to be sent once should be there.
+static void require_journal(const ship_options& options) {
+  const journal_place place = place_of_journal(options, {});
+  const open_descriptor folder(KP_open(place.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder.is_open()) throw file_error(file_use::reading, "read", place.folder, errno);
+  if (segments_of(folder.get(), place.folder, place.name).empty())
+    throw file_error(file_use::reading, "read", options.journal,
+                     "no journal of that name is there");
+}
+
 command_outcome run_ship(const ship_options& options) {
   emit_signals signals;
   standard_error messages(STDERR_FILENO, [&signals] { return signals.ending() != 0; });
   emit_report report(messages, options.report, false);
   return report.report_failures([&] {
+    if (options.is_once) require_journal(options);
     try {
       return ship_run(options, report, signals).run();
     } catch (const lock_given_up& error) {

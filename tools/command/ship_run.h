@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "recording/journal/segment_work.h"
 #include "recording/records/event_set.h"
 #include "tools/report/outcome.h"
 #include "tools/ship/engine.h"
@@ -16,6 +17,7 @@ struct engine_access {
   std::string password_file;  // empty: none
   std::string tls_ca;
   std::string stream = "KPLOG";
+  std::string tenant;  // empty: the user's own
   unsigned replicas = 1;
   bool has_live_index = false;
 };
@@ -35,6 +37,9 @@ struct ship_options {
   std::string since;    // a day, "20261115"; empty: all
   report_options report;
 };
+
+// The journal, whose lock is taken by these rules.
+journal_place place_of_journal(const ship_options& options, append_rules rules);
 
 // The identity of the journal, which is the same by whatever path it is reached.
 journal_identity identity_of(const ship_options& options);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <map>
 #include <ostream>
 
@@ -47,9 +46,9 @@ static std::string day_of_segment(const dated_name& name) {
 // Reads all of the journal that there is from that day on.
 static void count_journal(const ship_options& options, const event_set& events,
                           const std::string& since, emit_report& report, told_counts& told) {
-  const file_place place = place_of(std::filesystem::absolute(options.journal).string());
+  const journal_place place = place_of_journal(options, {});
   journal_queue queue(
-      {place.folder, place.name, {}}, events,
+      place, events,
       {.bad = [&](const record_line& line,
                   const record_error& error) { report.bad_record(line, error); },
        .tell = [&](const std::string& text) { report.problem("given-up"_rule, text); }});

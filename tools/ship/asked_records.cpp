@@ -25,8 +25,12 @@ archive_query query_without_events(const find_options& options,
                                    std::chrono::system_clock::time_point now) {
   archive_query query;
   if (options.host) query.hosts = parts_of(*options.host);
+  // Moments beyond these are told as the nearest: before or behind them all may fit.
+  constexpr int64_t farthest = INT64_MAX / 1'000'000'000;
   if (options.since) query.since = seconds_of(moment_of(*options.since, moment_edge::first, now));
   if (options.until) query.until = seconds_of(moment_of(*options.until, moment_edge::last, now));
+  if (query.since && *query.since <= -farthest) query.since.reset();
+  if (query.until && *query.until >= farthest) query.until.reset();
   if (options.levels) {
     query.lowest_level = options.levels->lowest;
     query.highest_level = options.levels->highest;

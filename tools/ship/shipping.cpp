@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "recording/files/path.h"
 #include "recording/files/whole_file.h"
 #include "recording/text/words.h"
 
@@ -26,12 +27,12 @@ shipping::shipping(ship_engine& engine, const event_set& events, record_kit kit,
       identity_(std::move(identity)),
       report_(report),
       tally_(tally),
-      lock_(journal.folder, sent_positions_name(journal.name, to, identity_.host), waiting),
-      path_(journal.path(lock_.name())),
+      journal_(journal),
+      waiting_(waiting),
+      path_(journal.path(sent_positions_name(journal.name, to, identity_.host))),
       queue_(journal, events, rules_of_queue(report, tally)) {
   positions_.to = std::move(to);
   positions_.host = identity_.host;
-  lock_.keep();
 }
 
 // What the file says, where it is one of this engine and machine; nothing otherwise.
@@ -47,6 +48,10 @@ static sent_positions saved_positions(const std::string& path, const sent_positi
 }
 
 void shipping::begin() {
+  if (!lock_) {
+    lock_.emplace(journal_.folder, place_of(path_).name, waiting_);
+    lock_->keep();
+  }
   const sent_positions saved = saved_positions(path_, positions_);
   auto confirmed = engine_.positions(identity_);
   keeps_positions_ = confirmed.has_value();

@@ -29,14 +29,15 @@ struct ship_tally {
 class shipping {
  public:
   // `to` and the host name the file beside the journal; where the engine keeps no positions, that
-  // is the position. All but the kit must live as long. Waits for the lock of that file, so that
-  // one process at a time sends this journal there. Raises file_error.
+  // is the position. All but the kit must live as long.
   shipping(ship_engine& engine, const event_set& events, record_kit kit,
            const journal_place& journal, journal_identity identity, std::string to,
            emit_report& report, ship_tally& tally, const lock_waiting& waiting);
 
-  // Sends the next batch; false where there is nothing more at the moment. Behind an error it
-  // begins anew with what the engine says that it has. Raises engine_error and file_error.
+  // Sends the next batch; false where there is nothing more at the moment. The first waits for the
+  // lock of the file beside the journal, so that one process at a time sends this journal there.
+  // Behind an error it begins anew with what the engine says that it has. Raises engine_error and
+  // file_error.
   bool step();
   // Tells the engine how the journal is, and writes the file beside it: what the run has come to.
   void tell();
@@ -57,10 +58,12 @@ class shipping {
   journal_identity identity_;
   emit_report& report_;
   ship_tally& tally_;
-  folder_lock lock_;
-  std::string path_;          // of the file beside the journal
-  sent_positions positions_;  // that it is to say
-  std::string saved_;         // what it says
+  journal_place journal_;
+  lock_waiting waiting_;
+  std::optional<folder_lock> lock_;  // of that file, from the first step on
+  std::string path_;                 // of the file beside the journal
+  sent_positions positions_;         // that it is to say
+  std::string saved_;                // what it says
   clock::time_point next_save_{};
   clock::time_point next_tell_{};
   journal_queue queue_;

@@ -66,6 +66,7 @@ static const std::vector<std::string> conditions = {
     "--since 2026-11-15T12:00:00Z",
     "--last 7",
     "--event kplog.lost",
+    "--since 2036-01-01",
 };
 
 static const std::vector<std::string> forms = {"--format json", "--format csv", "--format table",

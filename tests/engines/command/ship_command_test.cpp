@@ -175,6 +175,25 @@ TEST_F(ShipCommand, OneProcessAtATimeSendsAJournalToAnEngine) {
   second.wait_for_end();
 }
 
+TEST_F(ShipCommand, AJournalThatIsNotThereIsNotSentOnceButWaitedFor) {
+  const nats_servers server;
+  for (const std::string journal : {"web1/shpo", "none/shop"}) {
+    const auto once = fleet_.run("ship " + journal + " --definitions shop.ldf --once --to '" +
+                                 server.address() + "'");
+    EXPECT_EQ(once.status, 3);
+    EXPECT_THAT(once.err, HasSubstr("cannot read "));
+  }
+  EXPECT_EQ(fleet_.run("fleet status --format json " + server.address()).out, "");
+  running_command sender(fleet_.path(), fleet_folder::ship_words("web9", "shop", server.address()));
+  EXPECT_TRUE(sender.wait_for_err("cannot open the folder"));
+  fleet_.emit("web9", "shop", random_fleet_records(10, 2));
+  EXPECT_TRUE(sender.wait_for_err("records are sent again"));
+  sender.signal(SIGTERM);
+  EXPECT_EQ(sender.wait_for_end().status, 0);
+  fleet_.ship("web9", "shop", server.address(), "--once -q");
+  fleet_.ship("web9", "shop", server.address(), "--verify --count web9/shop");
+}
+
 // --- Under a service manager
 
 TEST_F(ShipCommand, TellsItsManagerWhenItSendsReloadsAndStops) {
