@@ -306,7 +306,9 @@ language plpgsql security definer set search_path = pg_catalog, pg_temp as $$
 declare
   gone kplog.part;
 begin
-  perform set_config('lock_timeout', '20s', true);
+  if current_setting('lock_timeout') = '0' then
+    perform set_config('lock_timeout', '20s', true);
+  end if;
   update kplog.setting s set pruned_before = before
     where s.pruned_before is null or s.pruned_before < before;
   create temp table pruned on commit drop as

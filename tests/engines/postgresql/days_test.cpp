@@ -140,6 +140,16 @@ TEST(PostgresqlDays, ThatWerePrunedStayPruned) {
 
   EXPECT_THROW(postgresql_engine.view(logs)->prune(kept), engine_error);
   const auto view = postgresql_engine.view(server.options());
+  // Nothing is removed where somebody uses what is there, and not let go in time.
+  {
+    const database_session reading(server);
+    reading.sql("begin; select count(*) from kplog.record");
+    ASSERT_EQ(server.sql("alter role postgres set lock_timeout = '100ms'"), "");
+    EXPECT_THROW(postgresql_engine.view(server.options())->prune(kept), engine_error);
+    ASSERT_EQ(server.sql("alter role postgres reset lock_timeout"), "");
+    EXPECT_EQ(parts(server).size(), 3);
+    EXPECT_EQ(server.sql("select count(*) from kplog.segment where is_pruned"), "0\n");
+  }
   EXPECT_THAT(view->prune(kept), ElementsAre("19991231: 4 records", old_day + ": 8 records"));
   EXPECT_THAT(view->prune(kept), IsEmpty());
   EXPECT_THAT(parts(server), ElementsAre("kplog.record_" + kept + " 4"));

@@ -22,6 +22,10 @@ TEST(PostgresqlSender, StoresEachRecordOnceAndKeepsThePositionBehindIt) {
   const database_server server;
   postgresql_engine.create(server.options());
   postgresql_engine.create(server.options());  // changes nothing
+  // What it runs is what is printed.
+  ASSERT_EQ(server.sql("create database by_hand"), "");
+  EXPECT_EQ(server.sql(postgresql_engine.schema({}), "postgres", "by_hand"), "");
+  EXPECT_EQ(server.sql("select version from kplog.version", "postgres", "by_hand"), "1\n");
 
   shipped_segment segment;
   segment.add_numbers(0, 10);
