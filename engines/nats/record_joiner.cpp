@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <new>
+#include <span>
 
 #include "recording/text/check_sum.h"
 
@@ -11,6 +12,8 @@
 static constexpr size_t most_bytes_of_record = (size_t{16} << 20) + 1;
 static constexpr size_t most_unfinished_records = 4;
 static constexpr size_t most_seen_places = size_t{1} << 20;
+// Places whose sums have some bits in common: of these the oldest makes room.
+static constexpr size_t seen_of_bucket = 8;
 
 // --- Keys.
 
@@ -132,8 +135,12 @@ arrival_joiner::arrival_joiner() : seen_(most_seen_places) {}
 
 bool arrival_joiner::is_new(const record_place& place) {
   const uint64_t sum = check_sum(sort_key_of(place, 0, 0));
-  uint64_t& seen = seen_[(sum ^ sum >> 32) % most_seen_places];
-  return std::exchange(seen, sum) != sum;
+  const size_t bucket = (sum ^ sum >> 32) % (most_seen_places / seen_of_bucket);
+  const std::span seen = std::span(seen_).subspan(bucket * seen_of_bucket, seen_of_bucket);
+  if (std::ranges::find(seen, sum) != seen.end()) return false;
+  std::ranges::copy_backward(seen.first(seen_of_bucket - 1), seen.end());
+  seen.front() = sum;
+  return true;
 }
 
 std::optional<std::string_view> arrival_joiner::add(const record_place& place,

@@ -81,7 +81,7 @@ class arrival_joiner {
 
   void forget_oldest();
 
-  std::vector<uint64_t> seen_;  // sums of places, each where its lowest bits say
+  std::vector<uint64_t> seen_;  // sums of places, in buckets by some of their bits, newest first
   std::map<unfinished_key, unfinished_record> unfinished_;
   uint64_t age_ = 0;
   piece_joiner joined_;

@@ -6,10 +6,9 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 static constexpr milliseconds nats_read_step{100};
-// A server that holds a subscription tells so twice a second; behind this silence another one is
-// asked.
+// A server that holds a subscription tells so twice a second; libnats says when it does not any
+// more.
 static constexpr milliseconds nats_heartbeat{500};
-static constexpr std::chrono::seconds nats_read_silence{5};
 
 nats_stream_reader::nats_stream_reader(nats_link& link, std::string stream, std::string subject,
                                        uint64_t from)
@@ -50,7 +49,6 @@ void nats_stream_reader::subscribe() {
   if (status != NATS_OK) link_.fail("cannot read the stream " + stream_, status);
   natsSubscription_SetPendingLimits(made, -1, -1);  // flow control keeps it small
   delivered_ = 0;
-  heard_ = steady_clock::now();
 }
 
 nats_message nats_stream_reader::next(milliseconds patience) {
@@ -65,15 +63,13 @@ nats_message nats_stream_reader::next(milliseconds patience) {
         &made, subscription_.get(), std::clamp(left, milliseconds{1}, nats_read_step).count());
     nats_message message(made);
     if (status == NATS_OK) {
-      heard_ = steady_clock::now();
       if (is_due(made)) return message;
       unsubscribe();
       continue;
     }
     if (natsConnection_IsClosed(link_.connection()))
       link_.fail("lost while records were read", status);
-    const bool is_silent = steady_clock::now() - heard_ > nats_read_silence;
-    if (status != NATS_TIMEOUT || is_silent) unsubscribe();
+    if (status != NATS_TIMEOUT) unsubscribe();
     if (left <= milliseconds{0}) return nullptr;
   }
 }

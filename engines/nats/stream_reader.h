@@ -43,7 +43,6 @@ class nats_stream_reader {
   bool is_end_known_ = false;
   uint64_t end_ = 0;  // number of the last message that was there; 0: none
   nats_owned<natsSubscription> subscription_;
-  std::chrono::steady_clock::time_point heard_;
 };
 
 #endif

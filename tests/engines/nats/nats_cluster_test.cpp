@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -39,19 +40,39 @@ class NatsCluster : public testing::Test {
     EXPECT_EQ(stored, segment.lines());
   }
 
+  // All records of the first so many segments, as somebody has them who follows; in any order.
+  std::vector<placed_text> followed(size_t segments) const {
+    const auto archive = nats_engine.ask(options_, {.follows = true});
+    std::vector<placed_text> texts;
+    archived_record record;
+    nats_eventually([&] {
+      while (texts.size() < segments * 20'000)
+        if (archive->next(record, std::chrono::milliseconds(100)))
+          texts.emplace_back(record.journal.host, record.journal.journal, record.segment,
+                             record.line, record.text);
+    });
+    std::ranges::sort(texts);
+    return texts;
+  }
+
   // What a reader has of it.
   void expect_all_once() {
-    std::vector<placed_text> all;
-    for (const made_segment& segment : segments_) {
-      const auto texts = placed_texts(journal_, segment);
-      all.insert(all.end(), texts.begin(), texts.end());
-    }
+    const std::vector<placed_text> all = all_texts();
     nats_eventually([&] { EXPECT_TRUE(placed_texts(*nats_engine.ask(options_, {})) == all); });
     nats_eventually([&] {
       const auto positions = *nats_engine.open(options_)->positions(journal_);
       ASSERT_EQ(positions.size(), segments_.size());
       for (const segment_position& position : positions) EXPECT_EQ(position.extent.lines, 20'000U);
     });
+  }
+
+  std::vector<placed_text> all_texts() const {
+    std::vector<placed_text> all;
+    for (const made_segment& segment : segments_) {
+      const auto texts = placed_texts(journal_, segment);
+      all.insert(all.end(), texts.begin(), texts.end());
+    }
+    return all;
   }
 
   std::string serial() const {
@@ -71,6 +92,8 @@ class NatsCluster : public testing::Test {
 
 TEST_F(NatsCluster, HasAllOnceWhenServersDieAndStopMeanwhile) {
   nats_eventually([&] { engine_->positions(journal_); });
+  std::vector<placed_text> seen;
+  std::thread watcher([&] { seen = followed(3); });
   const size_t follower = (servers_.leader_of("KPLOG") + 1) % 3;
   send_while([&] { servers_.kill(follower); });
   servers_.start(follower);
@@ -86,6 +109,8 @@ TEST_F(NatsCluster, HasAllOnceWhenServersDieAndStopMeanwhile) {
   });
   servers_.signal(leader, SIGCONT);
   expect_all_once();
+  watcher.join();
+  EXPECT_TRUE(seen == all_texts());
 }
 
 // Sets the most bytes that the stream may have; -1: any.
