@@ -152,3 +152,19 @@ TEST_F(NatsCluster, HoldsRecordsWhileTheStreamIsFull) {
   EXPECT_TRUE(placed_texts(*nats_engine.ask(options_, {.hosts = {"web1.example"}})) ==
               placed_texts(journal_, segments_.front()));
 }
+
+TEST_F(NatsCluster, GoesOnWithTwoServersWhileTheThirdHasNoRoom) {
+  send_while([] {});
+  const size_t full = (servers_.leader_of("KPLOG") + 1) % 3;
+  servers_.kill(full);
+  servers_.limit_store(full, 1'000'000);
+  servers_.start(full);
+  send_while([] {});
+  send_while([] {});
+  EXPECT_NE(servers_.log_of(full).find("esource"), std::string::npos) << servers_.log_of(full);
+  servers_.kill(full);
+  servers_.limit_store(full, 0);
+  servers_.start(full);
+  send_while([] {});
+  expect_all_once();
+}

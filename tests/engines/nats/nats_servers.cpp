@@ -71,7 +71,7 @@ nats_servers::nats_servers(size_t count, const std::string& settings)
   for (int attempt = 0; attempt < attempts; ++attempt) {
     const std::vector<uint16_t> ports = free_ports(2 * count);
     for (size_t i = 0; i < count; ++i)
-      servers_[i] = {.port = ports[2 * i], .route = ports[2 * i + 1]};
+      servers_[i] = {.port = ports[2 * i], .route = ports[2 * i + 1], .most_stored = 0};
     for (size_t i = 0; i < count; ++i) start(i);
     bool all = true;
     for (size_t i = 0; i < count; ++i) all = all && is_running(i);
@@ -93,7 +93,10 @@ void nats_servers::write_settings(size_t server) const {
   const std::string name = name_of(server);
   std::string text = "listen: \"127.0.0.1:" + std::to_string(servers_[server].port) +
                      "\"\nserver_name: " + name + "\njetstream { store_dir: \"" +
-                     folder_.file(name) + "\" }\n";
+                     folder_.file(name) + "\"";
+  if (const size_t most = servers_[server].most_stored; most != 0)
+    text += ", max_file_store: " + std::to_string(most);
+  text += " }\n";
   if (servers_.size() > 1) {
     text += "cluster {\n  name: kplog\n  listen: \"127.0.0.1:" +
             std::to_string(servers_[server].route) + "\"\n  routes: [\n";

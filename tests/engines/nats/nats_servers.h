@@ -37,11 +37,14 @@ class nats_servers {
   std::string log_of(size_t server) const;
   // The configuration, for another start.
   void set_settings(const std::string& settings) { settings_ = settings; }
+  // Bytes that the server may store, from its next start on; 0: any.
+  void limit_store(size_t server, size_t bytes) { servers_[server].most_stored = bytes; }
 
  private:
   struct one_server {
     uint16_t port = 0;
     uint16_t route = 0;
+    size_t most_stored = 0;
     pid_t process = -1;
   };
 
