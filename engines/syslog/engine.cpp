@@ -82,6 +82,9 @@ class syslog_engine_of_tls : public ship_engine {
  public:
   syslog_engine_of_tls(const engine_options& options, const tls_patience& patience)
       : options_(options), patience_(patience), settings_(syslog_settings_of(options)) {}
+  ~syslog_engine_of_tls() override { leave(); }
+  syslog_engine_of_tls(const syslog_engine_of_tls&) = delete;
+  syslog_engine_of_tls& operator=(const syslog_engine_of_tls&) = delete;
 
   std::optional<std::vector<segment_position>> positions(const journal_identity&) override {
     return std::nullopt;
@@ -92,6 +95,7 @@ class syslog_engine_of_tls : public ship_engine {
 
  private:
   void send(const ship_batch& batch, store_result& result);
+  void leave();
   void tell_of_cut(const ship_batch& batch, uint64_t line);
 
   engine_options options_;
@@ -126,6 +130,16 @@ void syslog_engine_of_tls::send(const ship_batch& batch, store_result& result) {
     frames.clear();
   }
   stream_->send(frames);
+}
+
+// Of a connection that was kept the other end may have something left to read, which the system
+// would throw away where this end is closed at once. What fails here has no one to be told.
+void syslog_engine_of_tls::leave() {
+  try {
+    if (stream_ && stream_->is_open()) stream_->end();
+  } catch (const engine_error&) {
+    stream_.reset();
+  }
 }
 
 // Nobody knows how much of a batch has come where the connection breaks.

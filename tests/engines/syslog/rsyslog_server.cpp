@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+#include <fstream>
 #include <sstream>
 
 #include "recording/files/descriptor.h"
@@ -82,16 +84,18 @@ std::string rsyslog_server::address(const std::string& query) const {
 }
 
 std::vector<json> rsyslog_server::messages(size_t least) const {
-  std::vector<json> messages;
+  std::string lines;
   EXPECT_TRUE(comes_true([&] {
-    std::istringstream lines(read_whole_file(folder_.file("out")));
-    messages.clear();
-    for (std::string line; std::getline(lines, line) && !lines.eof();) {
-      messages.push_back(json::parse(line, nullptr, false));
-      messages.back()["parsed"] =
-          json::parse(messages.back().value("parsed", "null"), nullptr, false);
-    }
-    return messages.size() >= least;
-  })) << messages.size();
+    std::ifstream out(folder_.file("out"), std::ios::binary);
+    out.seekg(static_cast<std::streamoff>(lines.size()));
+    if (out) lines.append(std::istreambuf_iterator<char>(out), {});
+    return static_cast<size_t>(std::count(lines.begin(), lines.end(), '\n')) >= least;
+  })) << lines.size();
+  std::vector<json> messages;
+  std::istringstream in(lines);
+  for (std::string line; std::getline(in, line) && !in.eof();) {
+    json& message = messages.emplace_back(json::parse(line, nullptr, false));
+    message["parsed"] = json::parse(message.value("parsed", "null"), nullptr, false);
+  }
   return messages;
 }

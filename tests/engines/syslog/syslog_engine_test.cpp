@@ -95,22 +95,22 @@ TEST_F(SyslogEngine, SendsAllThatARecordSays) {
 TEST_F(SyslogEngine, SendsBatchesOneBehindTheOther) {
   rsyslog_server server(authority_, authority_.issue("localhost"));
   std::vector<std::string> lines, texts;
-  for (int i = 0; i < 3000; ++i) {
+  for (int i = 0; i < 1200; ++i) {
     texts.push_back("\xEF\xBB\xBFnote: " + std::to_string(i));
     lines.push_back(line_of(std::to_string(i)));
   }
-  lines[1500] = "{no record}";
-  texts.erase(texts.begin() + 1500);
+  lines[600] = "{no record}";
+  texts.erase(texts.begin() + 600);
   // One connection for each batch, which confirms it; one for all of them, which confirms nothing.
   for (const std::string query : {"", "?confirm=none"}) {
     const auto engine = open(server.address(query));
-    for (size_t begin = 0; begin < lines.size(); begin += 1000) {
+    for (size_t begin = 0; begin < lines.size(); begin += 400) {
       const made_batch made({lines.begin() + static_cast<std::ptrdiff_t>(begin),
-                             lines.begin() + static_cast<std::ptrdiff_t>(begin) + 1000},
+                             lines.begin() + static_cast<std::ptrdiff_t>(begin) + 400},
                             begin + 1);
       const store_result result = engine->store(made.batch());
-      ASSERT_EQ(result.refused.size(), begin == 1000 ? 1U : 0U);
-      for (const refused_record& refused : result.refused) EXPECT_EQ(refused.line, 1501U);
+      ASSERT_EQ(result.refused.size(), begin == 400 ? 1U : 0U);
+      for (const refused_record& refused : result.refused) EXPECT_EQ(refused.line, 601U);
     }
   }
   const std::vector<std::string> once = texts;
