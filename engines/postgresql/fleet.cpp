@@ -23,8 +23,10 @@ day_counts pg_fleet::counts(const journal_identity& journal, const std::string& 
 std::vector<fleet_row> pg_fleet::rows() {
   connection_.connect();
   const pg_result found = connection_.ask(
-      "select j.host, j.journal, coalesce(sum(s.records) filter (where not s.is_pruned), 0),"
-      " extract(epoch from j.told)::bigint, max(s.latest), j.waiting_bytes, j.given_up,"
+      "select j.host, j.journal, greatest(coalesce(sum(s.records) filter (where not s.is_pruned), "
+      "0), 0),"
+      " extract(epoch from j.told)::bigint, max(s.latest), greatest(j.waiting_bytes, 0),"
+      " greatest(j.given_up, 0),"
       " j.is_given_up_exact from kplog.journal j left join kplog.segment s"
       " on s.tenant = j.tenant and s.host = j.host and s.journal = j.journal"
       " where j.tenant = kplog.tenant() group by j.tenant, j.host, j.journal"

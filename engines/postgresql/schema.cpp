@@ -132,7 +132,7 @@ create table if not exists kplog.record (
   level smallint,
   tenant text collate "C" not null,
   host text collate "C" not null,
-  record text collate "C" not null
+  record text collate "C" not null check (octet_length(record) <= 16777216)
 ) partition by list (part);
 create unique index if not exists record_place on kplog.record (segment, line, digest, part);
 create index if not exists record_time on kplog.record (host, event, time);
@@ -158,7 +158,7 @@ begin
       and (asked is null or asked = 'default') then
     return 'default';
   end if;
-  raise insufficient_privilege using message = case when asked is null
+  raise invalid_authorization_specification using message = case when asked is null
     then format('%s has no tenant of its own: --tenant says which', session_user)
     else format('%s is no member of the tenant "%s"', session_user, asked) end;
 end $$;

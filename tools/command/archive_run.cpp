@@ -6,6 +6,7 @@
 #include <ostream>
 #include <utility>
 
+#include "recording/text/escape.h"
 #include "recording/text/words.h"
 #include "tools/command/ending_signals.h"
 #include "tools/command/engine_program.h"
@@ -21,6 +22,7 @@ struct archived_versions {
   definition_versions all;
   std::map<journal_identity, std::vector<size_t>> of_journals;
   std::vector<size_t> others;  // of a journal without kits
+  bool are_whole = true;       // no kit was left out
 
   const std::vector<size_t>& of(const journal_identity& journal) const {
     const auto known = of_journals.find(journal);
@@ -42,6 +44,16 @@ static void take_kit(const archived_kit& kit, const render_options& options, kit
   }
 }
 
+// The records of other journals are shown all the same.
+static void tell_bad_kit(const archived_kit& kit, const std::string& text,
+                         archived_versions& versions, emit_report& report) {
+  versions.are_whole = false;
+  const std::string journal =
+      kit.journals.empty() ? "" : kit.journals.front().host + ":" + kit.journals.front().journal;
+  report.problem("engine"_rule,
+                 "definitions that came with " + terminal_text(journal) + ": " + text);
+}
+
 // Conditions are held against definitions also where no record is of that time, or that machine:
 // then against all that are there.
 static std::vector<archived_kit> kits_for(const engine_row& engine, const engine_options& access,
@@ -52,14 +64,20 @@ static std::vector<archived_kit> kits_for(const engine_row& engine, const engine
 
 static archived_versions versions_of_archive(const engine_row& engine, const engine_options& access,
                                              const render_options& options,
-                                             const archive_query& query, kit_folder& folder) {
+                                             const archive_query& query, kit_folder& folder,
+                                             emit_report& report) {
   archived_versions versions;
   if (!options.definitions.empty()) {
     versions.all = versions_of(options.definitions, options.events);
     return versions;
   }
-  for (const archived_kit& kit : kits_for(engine, access, query))
-    take_kit(kit, options, folder, versions);
+  for (const archived_kit& kit : kits_for(engine, access, query)) try {
+      take_kit(kit, options, folder, versions);
+    } catch (const std::runtime_error& error) {
+      tell_bad_kit(kit, error.what(), versions, report);
+    } catch (const std::invalid_argument& error) {
+      tell_bad_kit(kit, error.what(), versions, report);
+    }
   if (versions.all.empty())
     throw engine_error(
         options.engine.address +
@@ -176,12 +194,14 @@ command_outcome show_archive(const render_options& given, std::ostream& out, emi
   engine_options access = options_of(options.engine);
   if (signals) access.is_to_end = [&signals] { return signals->ending() != 0; };
   kit_folder folder;
-  const archived_versions versions =
-      versions_of_archive(engine, access, options, query_without_events(options.find, now), folder);
+  const archived_versions versions = versions_of_archive(
+      engine, access, options, query_without_events(options.find, now), folder, report);
   archive_query query = query_of(options.find, versions.all, now);
   query.follows = options.follows;
   options.find.host.reset();  // that of the machine was asked for
   const std::unique_ptr<record_archive> archive = engine.ask(access, query);
-  return signals ? follow_records_of(*archive, versions, options, *signals, out, report, log)
-                 : show_records_of(*archive, versions, options, out, report, log);
+  const command_outcome outcome =
+      signals ? follow_records_of(*archive, versions, options, *signals, out, report, log)
+              : show_records_of(*archive, versions, options, out, report, log);
+  return versions.are_whole ? outcome : command_outcome::file_error;
 }

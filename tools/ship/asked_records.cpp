@@ -7,6 +7,7 @@
 
 #include "recording/records/lost.h"
 #include "recording/text/number.h"
+#include "recording/text/utf8.h"
 #include "tools/find/condition_text.h"
 #include "tools/find/context_comparison.h"
 #include "tools/find/moment.h"
@@ -24,6 +25,8 @@ static std::vector<std::string> parts_of(const std::string& list) {
 archive_query query_without_events(const find_options& options,
                                    std::chrono::system_clock::time_point now) {
   archive_query query;
+  if (options.host && utf8_first_invalid(*options.host) != std::string::npos)
+    throw std::invalid_argument("--host: the name of a machine is in UTF-8");
   if (options.host) query.hosts = parts_of(*options.host);
   // Moments beyond these are told as the nearest: before or behind them all may fit.
   constexpr int64_t farthest = INT64_MAX / 1'000'000'000;

@@ -294,6 +294,7 @@ void journal_queue::read_lines(queued_segment& one) {
   bool has_more = true;
   while (has_more && (lines_.size() < batch_bytes || lines_.find('\n') == std::string::npos)) {
     if (lines_.size() > stored_record_size_limit) pass_over_line();
+    if (lines_.capacity() - lines_.size() < read_at_a_time) make_room();
     const uint64_t left = one.there - std::min(read_, one.there);
     const std::string_view bytes = reader_->read(std::min<uint64_t>(left, read_at_a_time));
     has_more = !bytes.empty();
@@ -301,6 +302,15 @@ void journal_queue::read_lines(queued_segment& one) {
     lines_ += bytes;
   }
   if (!has_more && !one.listed.plain) one.there = read_;
+}
+
+// A batch, or as long a line as there may be: a text that grows by itself would double.
+void journal_queue::make_room() {
+  const size_t room = lines_.size() < batch_bytes ? batch_bytes : stored_record_size_limit;
+  std::string longer;
+  longer.reserve(room + 2 * read_at_a_time);
+  longer += lines_;
+  lines_.swap(longer);
 }
 
 // Keeps its end alone.

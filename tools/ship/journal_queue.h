@@ -85,6 +85,7 @@ class journal_queue {
   bool fill_from(queued_segment& one);
   bool leave(queued_segment& one);
   void read_lines(queued_segment& one);
+  void make_room();
   void pass_over_line();
   void take_lines();
   void take_line(std::string_view bytes);

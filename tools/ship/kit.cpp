@@ -3,9 +3,15 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unicode/localpointer.h>
+#include <unicode/ures.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -15,6 +21,7 @@
 #include "recording/files/file_error.h"
 #include "recording/files/path.h"
 #include "recording/files/whole_file.h"
+#include "recording/text/escape.h"
 #include "recording/text/json_text.h"
 
 namespace fs = std::filesystem;
@@ -146,13 +153,60 @@ static std::string use_in_kit(const nlohmann::json& file) {
   return use;
 }
 
+static constexpr size_t longest_head = size_t{1} << 20;
+static constexpr int deepest_head = 3;  // the members of a file
+
 static nlohmann::json files_of_kit(std::string_view line) {
   try {
-    const nlohmann::json head = nlohmann::json::parse(line);
+    if (line.size() > longest_head) throw std::invalid_argument("the head of the kit is too long");
+    const nlohmann::json head =
+        nlohmann::json::parse(line, [](int depth, nlohmann::json::parse_event_t,
+                                       const nlohmann::json&) { return depth <= deepest_head; });
     if (head.at("kplog_kit").get<unsigned>() == 1) return head.at("files");
   } catch (const nlohmann::json::exception&) {
   }
   throw std::invalid_argument("what came as definitions and catalogs is no kit of this form");
+}
+
+// Reads all that a rendering may read of it. ICU believes what a bundle says.
+static bool read_whole_bundle(const std::string& folder, const std::string& locale) {
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::LocalUResourceBundlePointer bundle(
+      ures_openDirect(folder.c_str(), locale.c_str(), &status));
+  const icu::LocalUResourceBundlePointer texts(
+      ures_getByKey(bundle.getAlias(), "STRING_TABLE", nullptr, &status));
+  const int32_t count = U_SUCCESS(status) ? ures_getSize(texts.getAlias()) : 0;
+  uint64_t read = 0;
+  for (int32_t at = 0; at < count && U_SUCCESS(status); ++at) {
+    int32_t size = 0;
+    const char* key = nullptr;
+    const char16_t* const text = ures_getNextString(texts.getAlias(), &size, &key, &status);
+    for (int32_t unit = 0; U_SUCCESS(status) && unit < size; ++unit) read += text[unit];
+    if (U_SUCCESS(status) && key != nullptr) {
+      read += strlen(key);
+      static_cast<void>(ures_getStringByKey(texts.getAlias(), key, &size, &status));
+    }
+  }
+  volatile uint64_t is_read = read;
+  static_cast<void>(is_read);
+  return U_SUCCESS(status);
+}
+
+// One that is damaged may end the process that reads it: that is a process of its own.
+static void require_sound_bundle(const std::string& folder, const std::string& locale) {
+  constexpr unsigned patience = 20;
+  const pid_t child = fork();
+  if (child == 0) {
+    std::signal(SIGALRM, SIG_DFL);
+    alarm(patience);
+    _exit(read_whole_bundle(folder, locale) ? 0 : 1);
+  }
+  int status = 0;
+  while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (child < 0 || status != 0)
+    throw std::invalid_argument("the catalog of the locale " + terminal_text(locale) +
+                                " in the kit is damaged");
 }
 
 kit_folder::unpacked kit_folder::unpack(const record_kit& kit) try {
@@ -175,6 +229,7 @@ kit_folder::unpacked kit_folder::unpack(const record_kit& kit) try {
     if (use == use_of_definitions) kept.definitions.push_back(path);
     if (use == use_of_aux) kept.aux = path;
     if (use == use_of_catalog) kept.catalog = place;
+    if (use == use_of_catalog) require_sound_bundle(place, fs::path(path).stem());
   }
   return kept;
 } catch (const nlohmann::json::exception&) {

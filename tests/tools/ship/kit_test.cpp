@@ -1,14 +1,16 @@
 // Definitions and catalogs on their way.
 #include "tools/ship/kit.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <random>
 #include <stdexcept>
 
 #include "recording/files/file_error.h"
+#include "tests/command/emit_fixture.h"
 #include "tests/support/temp_folder.h"
 
 namespace fs = std::filesystem;
@@ -21,8 +23,12 @@ class Kit : public testing::Test {
     folder_.write("one.ldf", std::string("bytes\0\n", 7));
     folder_.write("two.ldf", "");
     folder_.write("aux.ldf", "more");
-    folder_.write("messages/ja.res", "ja");
-    folder_.write("messages/root.res", "root");
+    folder_.write("events.yaml", emit_definitions);
+    for (const std::string arguments :
+         {"merge -q events.yaml --po ja.po", "build -q events.yaml --po ja.po -o messages"}) {
+      const auto made = run_kplog(folder_.path(), "catalog " + arguments);
+      EXPECT_EQ(made.status, 0) << made.err;
+    }
     folder_.write("messages/notes.txt", "not of the catalog");
   }
   record_kit whole() const {
@@ -56,8 +62,9 @@ TEST_F(Kit, HasAllFilesAgainWhereItIsUnpacked) {
     EXPECT_EQ(read_whole_file(files.definitions[0]), std::string("bytes\0\n", 7));
     EXPECT_EQ(read_whole_file(files.definitions[1]), "");
     EXPECT_EQ(read_whole_file(files.aux), "more");
-    EXPECT_EQ(read_whole_file(files.catalog + "/ja.res"), "ja");
-    EXPECT_EQ(read_whole_file(files.catalog + "/root.res"), "root");
+    for (const std::string name : {"/ja.res", "/root.res"})
+      EXPECT_EQ(read_whole_file(files.catalog + name),
+                read_whole_file(folder_.file("messages") + name));
     EXPECT_FALSE(fs::exists(files.catalog + "/notes.txt"));
   }
   const kit_folder::unpacked alone = kits.unpack(make_kit({folder_.file("one.ldf")}, {}));
@@ -94,10 +101,37 @@ TEST_F(Kit, OneThatLeadsElsewhereOrIsNoneIsRefused) {
   for (const std::string& bytes :
        {std::string(), std::string("\n"), std::string("{}\n"), std::string("[1]\n"),
         std::string(R"({"kplog_kit":2,"files":[]})"), file(R"("use":1)"), file(""),
+        R"({"kplog_kit":1,"files":)" + std::string(100'000, '['),
+        R"({"kplog_kit":1,"files":)" + std::string(100'000, '[') + std::string(100'000, ']') +
+            "}\n",
         file(R"("use":"aux","name":"a","size":"5")"),
         std::string(R"({"kplog_kit":1,"files":[1]})")})
     EXPECT_EQ(fault_of(bytes), "what came as definitions and catalogs is no kit of this form")
         << bytes;
+}
+
+// ICU believes what a bundle says, so that some of these would end the process that reads them.
+TEST_F(Kit, ACatalogThatIsDamagedIsRefusedOrReadsAsAnother) {
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  const record_kit sound = make_kit({}, {"", "", folder_.file("messages"), ""});
+  const size_t begin = sound.bytes.find('\n') + 1;
+  kit_folder kits;
+  unsigned refused = 0;
+  for (int time = 0; time < 100; ++time) {
+    record_kit damaged = sound;
+    for (int byte = 0; byte < 4; ++byte)
+      damaged.bytes[begin + random() % (damaged.bytes.size() - begin)] =
+          static_cast<char>(random() % 256);
+    try {
+      kits.unpack(damaged);
+    } catch (const std::invalid_argument& error) {
+      ++refused;
+      EXPECT_THAT(error.what(), testing::HasSubstr("in the kit is damaged"));
+    }
+  }
+  EXPECT_GT(refused, 0u);
 }
 
 TEST_F(Kit, FoldersGoWithTheirRunsAndThoseOfKilledOnesWithTheNext) {
