@@ -23,7 +23,7 @@ static pg_parameter_map pg_address_parts(const std::string& address) {
   return values;
 }
 
-static const std::string system_authorities = "/etc/ssl/certs/ca-certificates.crt";
+static const std::string pg_system_authorities = "/etc/ssl/certs/ca-certificates.crt";
 
 static pg_parameter_map pg_parameters(const engine_options& options) {
   pg_parameter_map values = pg_address_parts(options.address);
@@ -39,8 +39,8 @@ static pg_parameter_map pg_parameters(const engine_options& options) {
   values.insert({"tcp_user_timeout", "30000"});
   if (!options.tls_ca.empty())
     values["sslrootcert"] = options.tls_ca;
-  else if (access(system_authorities.c_str(), R_OK) == 0)
-    values.insert({"sslrootcert", system_authorities});
+  else if (access(pg_system_authorities.c_str(), R_OK) == 0)
+    values.insert({"sslrootcert", pg_system_authorities});
   if (!options.user.empty()) values["user"] = options.user;
   if (options.password) values["password"] = *options.password;
   values["client_encoding"] = "UTF8";

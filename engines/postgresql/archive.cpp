@@ -22,7 +22,7 @@ bool pg_archive::is_asked_host(std::string_view host) const {
 }
 
 // Names that are patterns are left to is_asked_host.
-static void add_host_condition(pg_statement& statement, const archive_query& query) {
+static void add_pg_host_condition(pg_statement& statement, const archive_query& query) {
   if (query.hosts.empty() ||
       std::any_of(query.hosts.begin(), query.hosts.end(),
                   [](const std::string& host) { return is_name_pattern(host); }))
@@ -36,7 +36,7 @@ std::vector<archived_kit> pg_archive::kits() {
   used.text(
       "select distinct s.host, s.journal, unnest(s.kits) from kplog.segment s"
       " where s.tenant = kplog.tenant()");
-  add_host_condition(used, query_);
+  add_pg_host_condition(used, query_);
   add_segment_conditions(used, query_);
   used.text(" order by 1, 2, 3");
   const pg_result found = connection_.ask(used.text(), used.values());
@@ -48,11 +48,12 @@ std::vector<archived_kit> pg_archive::kits() {
     if (is_new) hashes.push_back(user->first);
     user->second.push_back({std::string(found.value(row, 0)), std::string(found.value(row, 1))});
   }
-  std::vector<archived_kit> kits;
   const pg_result contents = connection_.ask(
       "select hash, bytes from kplog.content where tenant = kplog.tenant()"
       " and hash = any ($1::text[]) order by added, hash",
       {pg_array(hashes)}, true);
+  std::vector<archived_kit> kits;
+  kits.reserve(hashes.size());
   for (int row = 0; row < contents.rows(); ++row)
     kits.push_back(
         {{std::string(contents.value(row, 1))}, users.find(contents.value(row, 0))->second});
@@ -65,7 +66,7 @@ bool pg_archive::next_journal() {
   while (journals_.empty() && !has_all_journals_) {
     pg_statement statement;
     statement.text("select s.host, s.journal from kplog.journal s where s.tenant = kplog.tenant()");
-    add_host_condition(statement, query_);
+    add_pg_host_condition(statement, query_);
     if (last_journal_) {
       statement.text(" and (s.host, s.journal) > (").add(last_journal_->host).text("::text, ");
       statement.add(last_journal_->journal).text("::text)");
@@ -85,17 +86,17 @@ bool pg_archive::next_journal() {
   return true;
 }
 
-static const std::string segment_columns =
+static const std::string pg_segment_columns =
     "select s.id, s.part, s.host, s.journal, s.name, s.lines, s.batches, s.again, s.events @> '{" +
     std::to_string(pg_unknown_event) + "}' from kplog.segment s where s.tenant = kplog.tenant()";
-static const std::string segment_order = " order by s.host, s.journal, s.name, s.id";
+static const std::string pg_segment_order = " order by s.host, s.journal, s.name, s.id";
 
 void pg_archive::list_segments(const std::string& host, const std::string& journal) {
   pg_statement statement;
-  statement.text(segment_columns).text(" and s.host = ").add(host);
+  statement.text(pg_segment_columns).text(" and s.host = ").add(host);
   statement.text(" and s.journal = ").add(journal);
   add_segment_conditions(statement, query_);
-  statement.text(segment_order);
+  statement.text(pg_segment_order);
   take_segments(connection_.ask(statement.text(), statement.values()), false);
 }
 
@@ -146,7 +147,7 @@ const std::optional<std::set<std::string>>& pg_archive::candidates(const std::st
 
 // So many rows at a time: the statement has ended before they are shown, mostly, and holds up
 // nobody while a reader takes a break.
-static constexpr int page_size = 2000;
+static constexpr int pg_page_size = 2000;
 
 void pg_archive::begin_page() {
   const segment_part& segment = segments_.front();
@@ -171,7 +172,7 @@ void pg_archive::begin_page() {
         .text("::bigint, ")
         .add(pg_array(*contained_))
         .text("::jsonb[]))");
-  statement.text(" order by r.line, r.digest limit " + std::to_string(page_size));
+  statement.text(" order by r.line, r.digest limit " + std::to_string(pg_page_size));
   connection_.begin_rows(statement.text(), statement.values());
   is_in_page_ = true;
   page_rows_ = 0;
@@ -189,7 +190,7 @@ bool pg_archive::next_in_page() {
       return true;
     }
     is_in_page_ = false;
-    if (page_rows_ < page_size) return false;
+    if (page_rows_ < pg_page_size) return false;
   }
 }
 
@@ -207,10 +208,10 @@ bool pg_archive::next_stored() {
 // a segment already is known by its batches.
 void pg_archive::list_moved() {
   pg_statement statement;
-  statement.text(segment_columns).text(" and s.moved >= ").add(moved_since_).text("::xid8");
-  add_host_condition(statement, query_);
+  statement.text(pg_segment_columns).text(" and s.moved >= ").add(moved_since_).text("::xid8");
+  add_pg_host_condition(statement, query_);
   add_segment_conditions(statement, query_);
-  statement.text(segment_order);
+  statement.text(pg_segment_order);
   // Both see the same.
   connection_.run("begin isolation level repeatable read read only");
   const pg_result now = connection_.ask("select pg_snapshot_xmin(pg_current_snapshot())");

@@ -61,6 +61,7 @@ std::vector<std::string> pg_fleet::prune(const std::string& before_day) {
       " from kplog.prune(date '2000-01-01' + $1::integer) p",
       {number});
   std::vector<std::string> lines;
+  lines.reserve(static_cast<size_t>(gone.rows()));
   for (int row = 0; row < gone.rows(); ++row)
     lines.push_back(pg_day_text(gone.number(row, 0)) + ": " + std::string(gone.value(row, 1)) +
                     (gone.number(row, 1) == 1 ? " record" : " records"));

@@ -92,7 +92,7 @@ std::string pg_sender::id_of(const ship_batch& batch) {
       " date '2000-01-01' + $5::integer)",
       {batch.journal.host, batch.journal.journal, batch.after.segment, pg_signed(batch.after.first),
        std::to_string(pg_segment_day(batch.after.segment))});
-  const std::string id(begun.value(0, 0));
+  std::string id(begun.value(0, 0));
   if (begun.truth(0, 1)) begin_finishing();
   static constexpr size_t most = 1024;
   if (ids_.size() >= most) ids_.clear();
