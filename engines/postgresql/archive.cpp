@@ -212,13 +212,18 @@ void pg_archive::list_moved() {
   add_pg_host_condition(statement, query_);
   add_segment_conditions(statement, query_);
   statement.text(pg_segment_order);
-  // Both see the same.
-  connection_.run("begin isolation level repeatable read read only");
-  const pg_result now = connection_.ask("select pg_snapshot_xmin(pg_current_snapshot())");
-  const pg_result found = connection_.ask(statement.text(), statement.values());
-  connection_.run("commit");
-  moved_since_ = now.value(0, 0);
-  take_segments(found, true);
+  try {
+    // Both see the same.
+    connection_.run("begin isolation level repeatable read read only");
+    const pg_result now = connection_.ask("select pg_snapshot_xmin(pg_current_snapshot())");
+    const pg_result found = connection_.ask(statement.text(), statement.values());
+    connection_.run("commit");
+    moved_since_ = now.value(0, 0);
+    take_segments(found, true);
+  } catch (...) {
+    connection_.close();  // and with it what is open
+    throw;
+  }
 }
 
 bool pg_archive::await_moved(std::chrono::milliseconds patience) {

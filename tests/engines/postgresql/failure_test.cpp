@@ -2,6 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <functional>
 
@@ -79,6 +83,27 @@ TEST(PostgresqlFailure, IsSaidInOneLineWithWhatWouldHelp) {
             "its schema \"kplog\" has version 77, not 1: `kplog ship --create --to` makes 1");
   EXPECT_THAT(error_of(server.options(), [&] { postgresql_engine.create(server.options()); }),
               HasSubstr("the schema \"kplog\" has version 77, not 1"));
+}
+
+TEST(PostgresqlFailure, ToAnswerIsWaitedForUntilTheProgramIsToEnd) {
+  const int listening = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in place{};
+  place.sin_family = AF_INET;
+  place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof(place);
+  auto* any = reinterpret_cast<sockaddr*>(&place);
+  ASSERT_EQ(bind(listening, any, size), 0);
+  ASSERT_EQ(getsockname(listening, any, &size), 0);
+  ASSERT_EQ(listen(listening, 5), 0);
+  engine_options options;
+  options.address =
+      "postgresql://logs@127.0.0.1:" + std::to_string(ntohs(place.sin_port)) + "/fleet";
+  int asked = 0;
+  options.is_to_end = [&] { return ++asked > 2; };
+  EXPECT_EQ(ask_error(options), "given up, as this program is ending");
+  close(listening);
+  options.is_to_end = {};
+  EXPECT_THAT(ask_error(options), HasSubstr("Connection refused"));
 }
 
 TEST(PostgresqlFailure, OfVerifyingTheServerSendsNothing) {
