@@ -91,7 +91,7 @@ static std::vector<std::string> arrived_up_to(record_archive& archive, const std
 }
 
 TEST(NatsArchive, FollowsRecordsByArrivalAndTellsOfKitsAndJournals) {
-  nats_servers servers;
+  nats_servers servers(1, "max_payload: 65536\n");
   const engine_options options = servers.options();
   const journal_identity one{"web1", "/var/log/shop/shop"};
   const journal_identity two{"web2", "/var/log/shop/shop"};

@@ -153,3 +153,37 @@ TEST(NatsLink, EndsWhenItIsToEnd) {
   is_to_end = false;
   nats_eventually([&] { store_lines(*engine, journal, segment, 50, 100); });
 }
+
+TEST(NatsLink, NeedsFewRights) {
+  const std::string asked =
+      "\"$JS.API.STREAM.INFO.*\", \"$JS.API.STREAM.MSG.GET.*\", \"$JS.API.CONSUMER.>\", "
+      "\"$JS.FC.>\"";
+  const std::string answers = "], subscribe: [\"_INBOX.>\"] } }\n";
+  const nats_servers servers(
+      1,
+      "authorization { users: [ { user: keeper, password: k }\n"
+      "{ user: sender, password: s, permissions: { publish: [\"kplog.>\", \"kplog-state.>\", " +
+          asked + answers + "{ user: reader, password: r, permissions: { publish: [" + asked +
+          answers + "{ user: nobody, password: n, permissions: { publish: [\"x\"" + answers +
+          "] }\n");
+  const auto as = [&](const std::string& user) {
+    engine_options options = servers.options();
+    options.user = user;
+    options.password = user.substr(0, 1);
+    return options;
+  };
+  nats_engine.create(as("keeper"));
+  const journal_identity journal{"web1", "/var/log/shop/shop"};
+  made_segment segment("shop.20261115.0001.jsonl");
+  for (int i = 0; i < 5'000; ++i) segment.add(std::string(1000, 'x'), 1, 3);
+  const auto engine = nats_engine.open(as("sender"));
+  send_segment(*engine, journal, segment, 1000);
+  engine->tell(journal, {});
+  EXPECT_TRUE(placed_texts(*nats_engine.ask(as("reader"), {})) == placed_texts(journal, segment));
+  EXPECT_EQ(nats_engine.ask(as("reader"), {})->kits().size(), 1U);
+  EXPECT_EQ(nats_engine.view(as("reader"))->rows().size(), 1U);
+  engine_options refused = as("nobody");
+  const std::string error = refusal(refused);
+  EXPECT_TRUE(error.starts_with(refused.address + ": cannot ask for the stream KPLOG: ")) << error;
+  EXPECT_NE(error.find("Permissions Violation"), std::string::npos) << error;
+}
