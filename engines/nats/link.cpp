@@ -174,7 +174,9 @@ natsStatus nats_link::ask(
         status == NATS_NO_RESPONDERS || code == JSClusterNotAvailErr || code == JSStreamOfflineErr;
     if (status != NATS_TIMEOUT && !is_without_leader) return status;
     const auto patience = is_without_leader ? nats_leader_patience : nats_ask_patience;
-    if (steady_clock::now() - begin > patience || natsConnection_IsClosed(connection_.get()))
+    const bool is_refused = status == NATS_TIMEOUT && !permission_error().empty();
+    if (is_refused || steady_clock::now() - begin > patience ||
+        natsConnection_IsClosed(connection_.get()))
       return status;
     if (is_without_leader) std::this_thread::sleep_for(nats_step);
   }

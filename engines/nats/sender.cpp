@@ -73,8 +73,9 @@ void nats_sender::read_positions(sender_session& session, const journal_identity
   for (const auto& [key, position] : known.positions) newest_first.push_back(key);
   std::ranges::sort(newest_first, std::ranges::greater{},
                     [&](const segment_key& key) { return known.positions[key].stored.sequence; });
+  const auto deadline = steady_clock::now() + nats_new_leader_patience;
   for (const segment_key& key : newest_first) {
-    if (rests_on_records(session, known.positions[key])) {
+    if (rests_on_records(session, known.positions[key], deadline)) {
       known.stored = known.positions[key].stored;
       break;
     }
@@ -83,15 +84,15 @@ void nats_sender::read_positions(sender_session& session, const journal_identity
   journals_.insert_or_assign(journal, std::move(known));
 }
 
-bool nats_sender::rests_on_records(sender_session& session, const nats_position& position) const {
+bool nats_sender::rests_on_records(sender_session& session, const nats_position& position,
+                                   steady_clock::time_point deadline) const {
   if (position.created != session.created) return false;
   const auto& [sequence, id] = position.stored;
   const std::string& stream = session.link.subjects().records_stream();
-  const auto begin = steady_clock::now();
   for (;;) {
     const auto info = session.link.stream_info(stream);
     if (info && info->State.LastSeq >= sequence) break;
-    if (steady_clock::now() - begin > nats_new_leader_patience) return false;
+    if (steady_clock::now() > deadline) return false;
     session.link.go_on();
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }

@@ -2,6 +2,7 @@
 #ifndef ENGINES_NATS_SENDER_H
 #define ENGINES_NATS_SENDER_H
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <optional>
@@ -37,7 +38,8 @@ class nats_sender : public ship_engine {
   template <class Work>
   auto connected(const Work& work) -> decltype(work(std::declval<sender_session&>()));
   void read_positions(sender_session& session, const journal_identity& journal);
-  bool rests_on_records(sender_session& session, const nats_position& position) const;
+  bool rests_on_records(sender_session& session, const nats_position& position,
+                        std::chrono::steady_clock::time_point deadline) const;
   void keep_kit(sender_session& session, const record_kit& kit, const std::string& hash);
   void note_kit(sender_session& session, const ship_batch& batch);
   void store_position(sender_session& session, const ship_batch& batch);

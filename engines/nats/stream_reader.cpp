@@ -9,6 +9,7 @@ static constexpr milliseconds nats_read_step{100};
 // A server that holds a subscription tells so twice a second; libnats says when it does not any
 // more.
 static constexpr milliseconds nats_heartbeat{500};
+static constexpr int most_silent_seconds = 10;  // while messages are there
 
 nats_stream_reader::nats_stream_reader(nats_link& link, std::string stream, std::string subject,
                                        uint64_t from)
@@ -96,9 +97,10 @@ uint64_t nats_stream_reader::last_there() {
 nats_message nats_stream_reader::next_there() {
   if (!is_end_known_) end_ = last_there();
   is_end_known_ = true;
-  while (from_ <= end_) {
+  for (int silent = 1; from_ <= end_; ++silent) {
     if (nats_message message = next(std::chrono::seconds(1))) return message;
-    end_ = std::min(end_, last_there());  // removed meanwhile
+    if (silent % most_silent_seconds == 0) unsubscribe();  // whatever the server thinks
+    end_ = std::min(end_, last_there());                   // removed meanwhile
   }
   return nullptr;
 }

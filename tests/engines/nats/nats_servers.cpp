@@ -135,7 +135,9 @@ bool nats_servers::listens(one_server& server) const {
 }
 
 void nats_servers::signal(size_t server, int number) const {
-  if (is_running(server)) ::kill(servers_[server].process, number);
+  if (!is_running(server)) return;
+  ::kill(servers_[server].process, number);
+  if (number == SIGSTOP) waitpid(servers_[server].process, nullptr, WUNTRACED);
 }
 
 void nats_servers::kill(size_t server) {

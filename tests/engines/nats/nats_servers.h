@@ -28,7 +28,7 @@ class nats_servers {
   uint16_t port_of(size_t server) const { return servers_[server].port; }
   // That address, and as many replicas as there are servers.
   engine_options options() const;
-  void signal(size_t server, int number) const;
+  void signal(size_t server, int number) const;  // behind SIGSTOP all of it stands still
   void kill(size_t server);
   void start(size_t server);  // again, on its port and with what it has stored
   bool is_running(size_t server) const { return servers_[server].process > 0; }
