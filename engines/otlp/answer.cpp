@@ -14,16 +14,24 @@ static std::string shown_otlp_words(std::string_view words) {
   return terminal_text(words) + (is_long ? "..." : "");
 }
 
+// A member of an object; null where it is null or not there. Nothing is copied, however deep a
+// stranger's JSON is.
+static const nlohmann::json* otlp_member(const nlohmann::json& object, const char* name) {
+  const auto found = object.find(name);
+  return found == object.end() || found->is_null() ? nullptr : &*found;
+}
+
 // A number of 64 bits, which JSON encodes as a text; a number is accepted as well.
-static std::optional<uint64_t> otlp_count(const nlohmann::json& value) {
-  if (value.is_string()) return number_of<uint64_t>(value.get_ref<const std::string&>());
-  if (value.is_number_unsigned()) return value.get<uint64_t>();
-  return value.is_null() ? std::optional<uint64_t>(0) : std::nullopt;
+static std::optional<uint64_t> otlp_count(const nlohmann::json* value) {
+  if (value == nullptr) return 0;
+  if (value->is_string()) return number_of<uint64_t>(value->get_ref<const std::string&>());
+  if (value->is_number_unsigned()) return value->get<uint64_t>();
+  return std::nullopt;
 }
 
 static std::string otlp_text(const nlohmann::json& object, const char* name) {
-  const auto found = object.find(name);
-  return found != object.end() && found->is_string()
+  const nlohmann::json* const found = otlp_member(object, name);
+  return found != nullptr && found->is_string()
              ? shown_otlp_words(found->get_ref<const std::string&>())
              : "";
 }
@@ -32,12 +40,12 @@ std::optional<otlp_success> otlp_success_of(const http_answer& answer) {
   if (answer.body.empty()) return otlp_success{};
   const nlohmann::json json = nlohmann::json::parse(answer.body, nullptr, false);
   if (!json.is_object()) return std::nullopt;
-  const nlohmann::json partial = json.value("partialSuccess", nlohmann::json());
-  if (partial.is_null()) return otlp_success{};
-  if (!partial.is_object()) return std::nullopt;
-  const auto rejected = otlp_count(partial.value("rejectedLogRecords", nlohmann::json()));
+  const nlohmann::json* const partial = otlp_member(json, "partialSuccess");
+  if (partial == nullptr) return otlp_success{};
+  if (!partial->is_object()) return std::nullopt;
+  const auto rejected = otlp_count(otlp_member(*partial, "rejectedLogRecords"));
   if (!rejected) return std::nullopt;
-  return otlp_success{*rejected, otlp_text(partial, "errorMessage")};
+  return otlp_success{*rejected, otlp_text(*partial, "errorMessage")};
 }
 
 bool is_otlp_retried(long status) {

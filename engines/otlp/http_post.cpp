@@ -47,10 +47,12 @@ struct http_post::state {
   CURLcode perform() const;
 };
 
+// Ends the request where there is more.
 static size_t keep_http_answer(char* bytes, size_t, size_t size, void* answer) {
   std::string& text = *static_cast<std::string*>(answer);
-  text.append(bytes, std::min(size, longest_http_answer - text.size()));
-  return size;
+  const size_t kept = std::min(size, longest_http_answer - text.size());
+  text.append(bytes, kept);
+  return kept;
 }
 
 static void begin_curl() {
@@ -166,7 +168,8 @@ http_answer http_post::send(const std::string& body) {
   state_->set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
   state_->set(CURLOPT_POSTFIELDS, body.c_str());
   const CURLcode result = state_->perform();
-  if (result != CURLE_OK) {
+  const bool is_long = result == CURLE_WRITE_ERROR && state_->answer.size() == longest_http_answer;
+  if (result != CURLE_OK && !is_long) {
     const std::string reason =
         state_->error.front() != '\0' ? state_->error.data() : curl_easy_strerror(result);
     throw engine_error(state_->address + ": " + terminal_text(reason));

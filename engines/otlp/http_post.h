@@ -20,7 +20,8 @@ struct http_answer {
 // How long somebody at the other end may say nothing.
 struct http_patience {
   std::chrono::seconds connecting{10};
-  std::chrono::seconds silence{30};  // beyond it less than a byte a second came and went
+  // Beyond it less than a byte a second came and went; the speed is that of five seconds.
+  std::chrono::seconds silence{25};
 };
 
 // Used by one thread at a time.

@@ -44,7 +44,7 @@ static found_addresses find_addresses(const std::string& host, uint16_t port) {
   found_addresses found;
   addrinfo wanted{};
   wanted.ai_socktype = SOCK_STREAM;
-  wanted.ai_flags = AI_ADDRCONFIG | AI_NUMERICSERV;
+  wanted.ai_flags = AI_NUMERICSERV;
   addrinfo* first = nullptr;
   found.error = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &wanted, &first);
   found.first.reset(first);
@@ -118,12 +118,17 @@ int tls_stream::state::connect_to(const addrinfo& address, tls_clock::time_point
   return getsockopt(socket.get(), SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
 }
 
+// One address after the other, each with its part of the time.
 void tls_stream::state::connect() {
   const auto end = tls_clock::now() + patience.connecting;
   const found_addresses found = look_up(end);
-  int error = 0;
-  for (const addrinfo* address = found.first.get(); address != nullptr; address = address->ai_next)
-    if ((error = connect_to(*address, end)) == 0) return;
+  int left = 0, error = 0;
+  for (const addrinfo* one = found.first.get(); one != nullptr; one = one->ai_next) ++left;
+  for (const addrinfo* one = found.first.get(); one != nullptr; one = one->ai_next, --left) {
+    const auto now = tls_clock::now();
+    error = connect_to(*one, now + (end - now) / left);
+    if (error == 0) return;
+  }
   raise_errno("cannot connect", error);
 }
 

@@ -262,6 +262,13 @@ TEST_F(OtlpEngine, SaysWhatIsWrongAtTheOtherEnd) {
   const std::string no_answer =
       " with what is no answer to logs: is that a receiver of OTLP over HTTP?";
   EXPECT_EQ(answered(R"({"body":"<html>welcome</html>"})"), at + "answers 200" + no_answer);
+  const std::string deep(30000, '[');
+  EXPECT_EQ(answered(R"({"body":"{\"partialSuccess\":)" + deep + std::string(30000, ']') + "}\"}"),
+            at + "answers 200" + no_answer);
+  // More than is read of an answer.
+  EXPECT_EQ(answered(R"({"status":403,"headers":{"Content-Type":"text/html"},"body":")" +
+                     std::string(300000, 'x') + "\"}"),
+            at + "answers 403; --user and --password-file say who sends");
   EXPECT_EQ(answered(R"({"status":202,"body":"[]"})"), at + "answers 202" + no_answer);
   EXPECT_EQ(answered(R"({"body":"{\"partialSuccess\":{\"rejectedLogRecords\":\"some\"}}"})"),
             at + "answers 200" + no_answer);
