@@ -32,7 +32,7 @@ class OtlpEngine : public testing::Test {
     return "";
   }
 
-  const environment_value no_proxy_{"no_proxy", "*"};
+  const environment_value no_proxy_{"no_proxy", "127.0.0.1,localhost,host.invalid"};
   engine_options options_;
   otlp_limits limits_;
   std::vector<std::string> told_;
