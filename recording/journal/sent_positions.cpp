@@ -127,15 +127,13 @@ std::string sent_positions_name(const std::string& journal, const std::string& t
   return sent_prefix(journal) + hexadecimal(check_sum(host, check_sum(to + "\n")), sum_digits);
 }
 
-static sent_positions read_sent_file(int folder, const journal_place& journal,
-                                     const std::string& name) {
+// Empty where there is no such file.
+static std::string content_of(int folder, const journal_place& journal, const std::string& name) {
   static constexpr int flags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   const open_descriptor file(KP_openat(folder, name.c_str(), flags));
   struct stat status {};
-  if (!file.is_open() || KP_fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
-  return sent_positions_of(read_part(file.get(), 0, static_cast<size_t>(status.st_size), "read",
-                                     journal.path(name)))
-      .value_or(sent_positions{});
+  if (!file.is_open() || KP_fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return "";
+  return read_part(file.get(), 0, static_cast<size_t>(status.st_size), "read", journal.path(name));
 }
 
 std::vector<sent_positions> all_sent_positions(int folder, const journal_place& journal) {
@@ -143,15 +141,64 @@ std::vector<sent_positions> all_sent_positions(int folder, const journal_place& 
   const std::string prefix = sent_prefix(journal.name);
   for_each_name(folder, journal.folder, [&](const std::string& name) {
     if (name.size() == prefix.size() + sum_digits && name.starts_with(prefix))
-      all.push_back(read_sent_file(folder, journal, name));
+      all.push_back(
+          sent_positions_of(content_of(folder, journal, name)).value_or(sent_positions{}));
   });
   return all;
 }
 
-bool is_sent(const std::vector<sent_positions>& engines, const journal_segment& segment,
+bool is_sent(const sent_positions& engine, const journal_segment& segment,
              uint64_t bytes_of_lines) {
-  return std::ranges::all_of(engines, [&](const sent_positions& engine) {
-    const auto known = engine.segments.find(segment.name);
-    return known != engine.segments.end() && known->second.position.extent.bytes >= bytes_of_lines;
-  });
+  const auto known = engine.segments.find(segment.name);
+  return known != engine.segments.end() && known->second.position.extent.bytes >= bytes_of_lines;
+}
+
+// --- What is given up ---
+
+static constexpr const char* given_up_ending = ".given_up";
+
+static std::string note_of(const sent_positions& engine, const std::string& segment,
+                           const std::optional<segment_index>& index) {
+  const auto known = engine.segments.find(segment);
+  const uint64_t sent = known == engine.segments.end() ? 0 : known->second.position.extent.lines;
+  if (!index) return segment + " ?\n";
+  const uint64_t lines = index->records + index->others;
+  return segment + " " + std::to_string(lines - std::min(lines, sent)) + "\n";
+}
+
+void note_given_up(int folder, const journal_place& journal,
+                   const std::vector<sent_positions>& engines, const journal_segment& segment) {
+  static constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+  auto index = read_segment_index(folder, journal, segment);
+  const uint64_t size = segment.plain ? segment.plain->size : segment.compressed->size;
+  if (index && !index->fits(segment.file_name(), size)) index.reset();
+  const uint64_t bytes = bytes_of_lines(folder, journal, segment);
+  for (const sent_positions& engine : engines) {
+    if (engine.to.empty() || is_sent(engine, segment, bytes)) continue;
+    const std::string name =
+        sent_positions_name(journal.name, engine.to, engine.host) + given_up_ending;
+    const open_descriptor file(KP_openat(folder, name.c_str(), flags, S_IRUSR | S_IWUSR | S_IRGRP));
+    const std::string note = note_of(engine, segment.name, index);
+    std::string_view left = note;
+    if (!file.is_open() || !write_all(file.get(), left))
+      raise_write_error("write", journal.path(name));
+  }
+}
+
+std::map<std::string, std::optional<uint64_t>> take_given_up(int folder,
+                                                             const journal_place& journal,
+                                                             const std::string& sent_name) {
+  std::map<std::string, std::optional<uint64_t>> given_up;
+  const std::string name = sent_name + given_up_ending;
+  const std::string notes = content_of(folder, journal, name);
+  for (size_t begin = 0; begin < notes.size();) {
+    const size_t end = std::min(notes.find('\n', begin), notes.size());
+    const std::string line = notes.substr(begin, end - begin);
+    const size_t blank = std::min(line.find(' '), line.size());
+    given_up[line.substr(0, blank)] =
+        number_of<uint64_t>(line.substr(std::min(blank + 1, line.size())));
+    begin = end + 1;
+  }
+  if (!notes.empty()) KP_unlinkat(folder, name.c_str(), 0);
+  return given_up;
 }

@@ -71,8 +71,17 @@ std::string sent_positions_name(const std::string& journal, const std::string& t
 // says that nothing was sent. Raises file_error.
 std::vector<sent_positions> all_sent_positions(int folder, const journal_place& journal);
 
-// Whether every engine has all of the segment's lines.
-bool is_sent(const std::vector<sent_positions>& engines, const journal_segment& segment,
-             uint64_t bytes_of_lines);
+// Whether the engine has all of the segment's lines.
+bool is_sent(const sent_positions& engine, const journal_segment& segment, uint64_t bytes_of_lines);
+
+// Notes for those who send to the engines, in files beside theirs, that the segment is removed
+// before they had all of it; while the journal's lock is held. Raises file_error.
+void note_given_up(int folder, const journal_place& journal,
+                   const std::vector<sent_positions>& engines, const journal_segment& segment);
+// What was noted for one of them, by the names of segments: how many lines it did not get, where
+// that is known. The notes are gone then.
+std::map<std::string, std::optional<uint64_t>> take_given_up(int folder,
+                                                             const journal_place& journal,
+                                                             const std::string& sent_name);
 
 #endif

@@ -101,8 +101,10 @@ void journal_upkeep::remove_unfinished(int folder, const std::string& name) cons
 }
 
 // The index goes last: where this ends before, it is a stray, and goes at the next look.
-void journal_upkeep::remove(const journal_segment& segment) {
+void journal_upkeep::remove(const journal_segment& segment,
+                            const std::vector<sent_positions>& given_up_by) {
   append_batch batch(journal_.folder, journal_.name, journal_.rules);
+  note_given_up(batch.folder(), journal_, given_up_by, segment);
   if (segment.plain) remove_file(batch.folder(), segment.name);
   if (segment.compressed) remove_file(batch.folder(), segment.compressed_name());
   if (segment.has_index) remove_file(batch.folder(), segment.index_name());
@@ -113,12 +115,14 @@ void journal_upkeep::remove(const journal_segment& segment) {
 void journal_upkeep::remove_outlived(int folder, const std::vector<journal_segment>& segments) {
   const std::vector<sent_positions> engines = all_sent_positions(folder, journal_);
   const auto is_awaited = [&](const journal_segment& segment) {
-    return !is_sent(engines, segment, bytes_of_lines(folder, journal_, segment));
+    const uint64_t bytes = bytes_of_lines(folder, journal_, segment);
+    return !std::ranges::all_of(
+        engines, [&](const sent_positions& engine) { return is_sent(engine, segment, bytes); });
   };
   for (const journal_segment& segment :
        outlived(segments, rules_, now_by_the_clock(), is_awaited)) {
     const bool is_given_up = is_awaited(segment);
-    remove(segment);
+    remove(segment, is_given_up ? engines : std::vector<sent_positions>{});
     if (is_given_up && tell_)
       tell_(terminal_text(journal_.path(segment.name)) +
             " is removed to keep the journal's size, before all of it was sent");

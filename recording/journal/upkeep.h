@@ -16,6 +16,7 @@
 #include "recording/journal/rules.h"
 #include "recording/journal/segment_work.h"
 #include "recording/journal/segments.h"
+#include "recording/journal/sent_positions.h"
 
 // Those that are to be removed, at that time: beyond `keep`, up to the first that is `awaited`, and
 // the oldest that are too many; never the one that was written to last.
@@ -52,7 +53,7 @@ class journal_upkeep {
   std::vector<journal_segment> found_in(int folder) const;
   void clear_up(const journal_segment& segment);
   void remove_outlived(int folder, const std::vector<journal_segment>& segments);
-  void remove(const journal_segment& segment);
+  void remove(const journal_segment& segment, const std::vector<sent_positions>& given_up_by);
   void remove_file(int folder, const std::string& name) const;
   void remove_unfinished(int folder, const std::string& name) const;
   bool is_indexed(int folder, const journal_segment& segment);

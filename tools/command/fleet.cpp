@@ -87,6 +87,11 @@ static std::string first_kept_day(const fleet_options& options) {
     day = counter_day_of(
         std::chrono::floor<std::chrono::days>(std::chrono::system_clock::now() - *kept));
   }
+  const auto today =
+      counter_day_of(std::chrono::floor<std::chrono::days>(std::chrono::system_clock::now()));
+  if (today < *day)
+    throw wrong_usage("--before: " + day_text(*day) +
+                      " is to come; what is sent of the days before it would be lost");
   std::string text = day_text(*day);
   std::erase(text, '-');
   return text;

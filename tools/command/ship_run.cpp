@@ -159,6 +159,7 @@ class ship_run {
   milliseconds pause_ = first_pause;
   run_clock::time_point next_try_{};
   bool is_ending_ = false;
+  bool is_all_sent_ = false;  // that was there
 };
 
 void ship_run::open() {
@@ -211,6 +212,7 @@ bool ship_run::send() {
   if (run_clock::now() < next_try_) return false;
   try {
     const bool has_more = session_->sending().step();
+    is_all_sent_ = !has_more;
     was_reached();
     return has_more;
   } catch (const engine_error& error) {
@@ -258,7 +260,10 @@ void ship_run::reload() {
     static_cast<void>(make_kit(options_.definitions, options_.events));
     return command_outcome::good;
   });
-  if (outcome == command_outcome::good) open();
+  if (outcome == command_outcome::good)
+    open();
+  else
+    report_.note("records are sent on with the definitions and the password as they were");
 }
 
 void ship_run::tell_totals() {
@@ -294,9 +299,10 @@ command_outcome ship_run::run() {
   }
   manager_.stopping();
   end();
-  if (is_ending_ && options_.is_once)
+  if (options_.is_once && signals_.ending() != 0 && !is_all_sent_)
     return signals_.ending() == SIGINT ? command_outcome::interrupted : command_outcome::terminated;
-  if (options_.is_once && failures_ != 0) return command_outcome::file_error;
+  const bool has_failed = failures_ != 0 || session_->sending().queue().has_unreadable();
+  if (options_.is_once && has_failed) return command_outcome::file_error;
   return tally_.bad + tally_.refused != 0 ? command_outcome::findings : command_outcome::good;
 }
 

@@ -43,15 +43,15 @@ static std::string day_of_segment(const dated_name& name) {
   return compact_day({name.day.year, name.day.month, name.day.day});
 }
 
-// Reads all of the journal that there is from that day on.
-static void count_journal(const ship_options& options, const event_set& events,
+// Reads all of the journal that there is from that day on; false where a part cannot be read.
+static bool count_journal(const ship_options& options, const event_set& events,
                           const std::string& since, emit_report& report, told_counts& told) {
   const journal_place place = place_of_journal(options, {});
   journal_queue queue(
       place, events,
       {.bad = [&](const record_line& line,
                   const record_error& error) { report.bad_record(line, error); },
-       .tell = [&](const std::string& text) { report.problem("given-up"_rule, text); }});
+       .fail = [&](const std::string& text) { report.problem("unreadable"_rule, text); }});
   queue.begin({}, {});
   std::map<std::string, std::set<unsigned>> serials;
   while (queue.fill()) {
@@ -65,6 +65,7 @@ static void count_journal(const ship_options& options, const event_set& events,
   }
   for (const auto& [day, of_day] : serials)
     if (*of_day.rbegin() == of_day.size()) told.whole_days.insert(day);
+  return !queue.has_unreadable();
 }
 
 static void count_counters(const std::string& path, const std::string& since, emit_report& report,
@@ -120,10 +121,11 @@ command_outcome run_verify(const ship_options& options, std::ostream&, std::ostr
       const definition_versions versions = versions_of(options.definitions, options.events);
       const event_set& events = versions.back()->events();
       told_counts told;
-      count_journal(options, events, since, report, told);
+      const bool is_whole = count_journal(options, events, since, report, told);
       count_counters(options.count, since, report, told);
       told.engine = engine.view(options_of(options.engine))->counts(identity_of(options), since);
-      return tell_differences(told, events, report);
+      const command_outcome outcome = tell_differences(told, events, report);
+      return is_whole ? outcome : command_outcome::file_error;
     });
   });
 }

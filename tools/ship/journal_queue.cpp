@@ -25,6 +25,7 @@ static constexpr size_t read_at_a_time = size_t{256} << 10;
 static constexpr milliseconds between_looks(100);
 // Where the journal cannot be looked at, because its folder is not there, for example.
 static constexpr milliseconds before_another_try(1000);
+static constexpr std::chrono::minutes before_unreadable_again(1);
 
 journal_queue::journal_queue(journal_place journal, const event_set& events, queue_rules rules)
     : journal_(std::move(journal)), events_(events), rules_(std::move(rules)) {}
@@ -64,17 +65,21 @@ void journal_queue::look() {
   next_look_ = std::chrono::steady_clock::now() + between_looks;
   watch_.watch_folder(journal_.folder);
   std::map<std::string, queued_segment> found;
+  std::map<std::string, std::optional<uint64_t>> noted;
   try {
     append_batch batch(journal_.folder, journal_.name, journal_.rules);
     list(batch.folder(), found);
+    if (!rules_.sent_name.empty())
+      noted = take_given_up(batch.folder(), journal_, rules_.sent_name);
     batch.commit();
   } catch (const file_error&) {
     is_look_due_ = true;
     next_look_ = std::chrono::steady_clock::now() + before_another_try;
     throw;
   }
+  for (const auto& [name, lines] : noted) give_up(name, lines);
   for (const auto& [name, one] : segments_)
-    if (!found.contains(name)) take_missing(one, found);
+    if (!found.contains(name) && !noted.contains(name)) take_missing(one, found);
   segments_ = std::move(found);
 }
 
@@ -120,17 +125,24 @@ void journal_queue::take_missing(const queued_segment& one,
     return;
   }
   const uint64_t sent = one.confirmed.extent.lines;
-  const uint64_t lines = one.lines_there.value_or(sent + 1);
-  given_up_ += lines > sent ? lines - sent : 1;
-  is_given_up_exact_ = is_given_up_exact_ && one.lines_there.has_value();
+  give_up(name, one.lines_there ? std::optional(*one.lines_there - std::min(*one.lines_there, sent))
+                                : std::nullopt);
+}
+
+// Of a segment that is gone the engine did not get so many lines.
+void journal_queue::give_up(const std::string& segment, std::optional<uint64_t> lines) {
+  given_up_ += std::max<uint64_t>(lines.value_or(1), 1);
+  is_given_up_exact_ = is_given_up_exact_ && lines.has_value();
   if (rules_.tell)
-    rules_.tell(terminal_text(journal_.path(name)) + " was removed before all of it was sent");
+    rules_.tell(terminal_text(journal_.path(segment)) + " was removed before all of it was sent");
 }
 
 journal_queue::queued_segment* journal_queue::due() {
+  const auto now = std::chrono::steady_clock::now();
   for (auto& [name, one] : segments_) {
     const bool has_more = one.is_checked ? one.there > one.confirmed.extent.bytes : one.there != 0;
-    if (has_more && one.stamp != one.left_at) return &one;
+    const bool is_left = one.stamp == one.left_at || one.next_try > now;
+    if (has_more && !is_left) return &one;
   }
   return nullptr;
 }
@@ -166,7 +178,7 @@ bool journal_queue::open(queued_segment& one) {
   open_descriptor file(
       KP_open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
   struct stat status {};
-  if (!file.is_open() && says_no_file(errno)) return false;
+  if (!file.is_open() && errno == ENOENT) return false;
   if (!file.is_open() || KP_fstat(file.get(), &status) != 0)
     throw file_error(file_use::reading, "read", path, errno);
   const file_stamp stamp = stamp_of(status);
@@ -264,9 +276,24 @@ bool journal_queue::open_at(queued_segment& one, uint64_t offset) {
 
 bool journal_queue::fill() {
   if (is_look_due_ && std::chrono::steady_clock::now() >= next_look_) look();
-  while (queued_segment* const one = due())
-    if (fill_from(*one)) return true;
+  while (queued_segment* const one = due()) try {
+      if (fill_from(*one)) return true;
+    } catch (const file_error& error) {
+      pass_over(*one, error.what());
+    }
   return false;
+}
+
+// Segments behind it need not wait for one that cannot be read.
+void journal_queue::pass_over(queued_segment& one, const std::string& fault) {
+  close();
+  one.next_try = std::chrono::steady_clock::now() + before_unreadable_again;
+  if (one.fault != fault && rules_.fail) rules_.fail(fault);
+  one.fault = fault;
+}
+
+bool journal_queue::has_unreadable() const {
+  return std::ranges::any_of(segments_, [](const auto& row) { return !row.second.fault.empty(); });
 }
 
 // False where there is nothing in it at the moment.
@@ -296,12 +323,23 @@ void journal_queue::read_lines(queued_segment& one) {
     if (lines_.size() > stored_record_size_limit) pass_over_line();
     if (lines_.capacity() - lines_.size() < read_at_a_time) make_room();
     const uint64_t left = one.there - std::min(read_, one.there);
-    const std::string_view bytes = reader_->read(std::min<uint64_t>(left, read_at_a_time));
+    const std::string_view bytes = read(std::min<uint64_t>(left, read_at_a_time));
     has_more = !bytes.empty();
     read_ += bytes.size();
     lines_ += bytes;
   }
-  if (!has_more && !one.listed.plain) one.there = read_;
+  if (!has_more && !one.listed.plain && reader_) one.there = read_;
+}
+
+// Where a segment is damaged, the lines before that are good.
+std::string_view journal_queue::read(size_t most) {
+  try {
+    return reader_->read(most);
+  } catch (const file_error&) {
+    if (lines_.find('\n') == std::string::npos) throw;
+    reader_.reset();
+    return "";
+  }
 }
 
 // A batch, or as long a line as there may be: a text that grows by itself would double.
@@ -382,6 +420,7 @@ segment_position journal_queue::after() const {
 void journal_queue::confirm() {
   queued_segment& one = segments_.at(open_name_);
   one.confirmed.extent = after_;
+  one.fault.clear();
   const auto [begin, end] = engine_.equal_range(open_name_);
   const auto same = std::find_if(
       begin, end, [&](const auto& row) { return row.second.first == one.confirmed.first; });

@@ -23,10 +23,14 @@
 #include "tools/ship/engine.h"
 
 struct queue_rules {
+  // The name of the file beside the journal that tells how far it was sent; empty: there is none.
+  std::string sent_name = {};
   // Hears of each line that is no record: it stays in the journal, and is not sent.
   std::function<void(const record_line& line, const record_error& error)> bad = {};
-  // Hears of what cannot be read at the moment, in one line.
+  // Hears of segments that were removed before all of them was sent, a line for each.
   std::function<void(const std::string& text)> tell = {};
+  // Hears of segments that cannot be read: others go on, and it is tried again a minute later.
+  std::function<void(const std::string& text)> fail = {};
 };
 
 // Hands out what is there for good: a batch that its writer may still take back is waited for.
@@ -52,6 +56,8 @@ class journal_queue {
   // What the file beside the journal is to say.
   void tell(sent_positions& positions) const;
   journal_state state() const;
+  // Whether there is a segment that cannot be read.
+  bool has_unreadable() const;
 
   // What to wait for while there is nothing, and how long at most; negative: for ever.
   pollfd watched() const { return {watch_.descriptor(), POLLIN, 0}; }
@@ -78,13 +84,16 @@ class journal_queue {
   void list(int folder, std::map<std::string, queued_segment>& found);
   void take_listed(int folder, const journal_segment& segment, queued_segment& one) const;
   void take_missing(const queued_segment& one, std::map<std::string, queued_segment>& found);
+  void give_up(const std::string& segment, std::optional<uint64_t> lines);
   queued_segment* due();
   bool open(queued_segment& one);
   bool open_behind_confirmed(queued_segment& one);
   bool open_at(queued_segment& one, uint64_t offset);
   bool fill_from(queued_segment& one);
   bool leave(queued_segment& one);
+  void pass_over(queued_segment& one, const std::string& fault);
   void read_lines(queued_segment& one);
+  std::string_view read(size_t most);
   void make_room();
   void pass_over_line();
   void take_lines();

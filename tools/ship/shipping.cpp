@@ -10,13 +10,15 @@ static constexpr std::chrono::seconds between_saves(1);
 static constexpr std::chrono::seconds between_tells(5);
 static constexpr size_t longest_positions = size_t{64} << 20;
 
-static queue_rules rules_of_queue(emit_report& report, ship_tally& tally) {
-  return {.bad =
+static queue_rules rules_of_queue(std::string sent_name, emit_report& report, ship_tally& tally) {
+  return {.sent_name = std::move(sent_name),
+          .bad =
               [&](const record_line& line, const record_error& error) {
                 ++tally.bad;
                 report.bad_record(line, error);
               },
-          .tell = [&](const std::string& text) { report.problem("given-up"_rule, text); }};
+          .tell = [&](const std::string& text) { report.problem("given-up"_rule, text); },
+          .fail = [&](const std::string& text) { report.problem("unreadable"_rule, text); }};
 }
 
 shipping::shipping(ship_engine& engine, const event_set& events, record_kit kit,
@@ -30,7 +32,7 @@ shipping::shipping(ship_engine& engine, const event_set& events, record_kit kit,
       journal_(journal),
       waiting_(waiting),
       path_(journal.path(sent_positions_name(journal.name, to, identity_.host))),
-      queue_(journal, events, rules_of_queue(report, tally)) {
+      queue_(journal, events, rules_of_queue(place_of(path_).name, report, tally)) {
   positions_.to = std::move(to);
   positions_.host = identity_.host;
 }
@@ -90,7 +92,8 @@ bool shipping::step() {
       take_result(result, queue_.records().size());
       queue_.confirm();
     }
-    save(!keeps_positions_ || clock::now() >= next_save_);
+    const uint64_t given_up = queue_.state().given_up;
+    save(!keeps_positions_ || given_up != positions_.given_up || clock::now() >= next_save_);
     if (clock::now() >= next_tell_) {
       engine_.tell(identity_, queue_.state());
       next_tell_ = clock::now() + between_tells;

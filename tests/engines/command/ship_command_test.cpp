@@ -45,6 +45,7 @@ TEST_F(ShipCommand, UsageErrors) {
       {"fleet prune postgresql://a/b", "one of them"},
       {"fleet prune --keep 9 postgresql://a/b", "is no duration"},
       {"fleet prune --before 2026-13-01 postgresql://a/b", "is no day"},
+      {"fleet prune --before 9999-01-01 postgresql://a/b", "is to come"},
       {"fleet status syslog+tls://a", "keeps nothing"},
       {"render syslog+tls://a", "keeps no records"},
       {"render web1/shop", "--definitions is needed"},
@@ -192,6 +193,17 @@ TEST_F(ShipCommand, AJournalThatIsNotThereIsNotSentOnceButWaitedFor) {
   EXPECT_EQ(sender.wait_for_end().status, 0);
   fleet_.ship("web9", "shop", server.address(), "--once -q");
   fleet_.ship("web9", "shop", server.address(), "--verify --count web9/shop");
+}
+
+TEST_F(ShipCommand, ADamagedSegmentHoldsNobodyUpAndIsNotGood) {
+  const nats_servers server;
+  std::ofstream(fleet_.file("web1/shop.20261113.0001.jsonl.zst")) << "no frame of zstd";
+  const auto once = fleet_.ship("web1", "shop", server.address(), "--once", 3);
+  EXPECT_THAT(once.err, HasSubstr("shop.20261113.0001.jsonl.zst"));
+  EXPECT_THAT(once.err, HasSubstr("kplog: 21 records: 21 stored, 0 bad"));
+  const auto verified =
+      fleet_.ship("web1", "shop", server.address(), "--verify --count web1/shop", 3);
+  EXPECT_THAT(verified.err, HasSubstr("21 records in the engine; all alike"));
 }
 
 // --- Under a service manager

@@ -205,6 +205,20 @@ TEST_F(ShippedJournal, WhatWasRemovedBeforeItWasSentIsGivenUpAndTold) {
               HasSubstr(std::string(two) + " was removed before all of it was sent"));
 }
 
+TEST_F(ShippedJournal, WhatCameAndWentWhileNobodySentIsGivenUpAsItWasNoted) {
+  write(next_day, stored_note("a") + "\n");
+  write("app.sent.X.given_up", std::string(one) + " 40\n" + two + " ?\n");
+  queue_rules noting = rules();
+  noting.sent_name = "app.sent.X";
+  journal_queue queue({folder_.path(), "app"}, events(), noting);
+  queue.begin({}, {});
+  send(queue);
+  EXPECT_EQ(queue.state().given_up, 41u);
+  EXPECT_FALSE(queue.state().is_given_up_exact);
+  EXPECT_EQ(told_.size(), 2u);
+  EXPECT_FALSE(fs::exists(file("app.sent.X.given_up")));
+}
+
 // --- Any journal, any moment
 
 static std::string random_line(std::mt19937& random) {
