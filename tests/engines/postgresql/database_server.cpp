@@ -158,7 +158,10 @@ engine_options database_server::options(const std::string& user,
 
 database_session::database_session(const database_server& server, const std::string& user,
                                    const std::string& database)
-    : connection_(PQconnectdb(server.address(user, database).c_str()), PQfinish) {}
+    : connection_(PQconnectdb(server.address(user, database).c_str()), PQfinish) {
+  PQsetNoticeProcessor(
+      connection_.get(), [](void*, const char*) {}, nullptr);
+}
 
 std::string database_session::sql(const std::string& statements) const {
   const std::unique_ptr<PGresult, decltype(&PQclear)> result(
