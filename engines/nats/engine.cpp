@@ -26,5 +26,5 @@ const engine_row nats_engine = {.scheme = "nats",
                                 .open = open_nats,
                                 .ask = ask_nats,
                                 .view = view_nats,
-                                .schema = nullptr,
+                                .schema = nats_streams_text,
                                 .create = create_nats};

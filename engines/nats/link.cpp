@@ -11,6 +11,7 @@
 
 #include "base/kp_clib.h"
 #include "engines/nats/address.h"
+#include "recording/text/json_text.h"
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
@@ -225,6 +226,36 @@ nats_message nats_link::message_at(const std::string& stream, uint64_t sequence)
   return owned;
 }
 
+static constexpr std::chrono::minutes nats_duplicate_window{2};
+static constexpr const char* records_description = "Records of kplog";
+static constexpr const char* state_description =
+    "Where senders of kplog are, and what their records are shown by";
+
+static void append_nats_stream(std::string& text, const std::string& name,
+                               const std::string& subjects, bool is_state, unsigned replicas) {
+  json_text json(text);
+  json.begin_object().key("name").text(name);
+  json.key("description").text(is_state ? state_description : records_description);
+  json.key("subjects").begin_list().text(subjects).end_list();
+  json.key("retention").text("limits").key("storage").text("file");
+  json.key("num_replicas").number(replicas).key("discard").text(is_state ? "old" : "new");
+  json.key("duplicate_window").number(std::chrono::nanoseconds(nats_duplicate_window).count());
+  for (const std::string_view unlimited :
+       {"max_consumers", "max_msgs", "max_bytes", "max_msg_size"})
+    json.key(unlimited).number(-1);
+  json.key("max_msgs_per_subject").number(is_state ? 1 : -1).key("max_age").number(0).end_object();
+  text += '\n';
+}
+
+std::string nats_streams_text(const engine_options& options) {
+  const nats_subjects subjects(options.address, options.stream);
+  std::string text;
+  append_nats_stream(text, subjects.records_stream(), subjects.all_records(), false,
+                     options.replicas);
+  append_nats_stream(text, subjects.state_stream(), subjects.all_states(), true, options.replicas);
+  return text;
+}
+
 void nats_link::make_streams() {
   const std::string records = subjects_.all_records();
   const std::string states = subjects_.all_states();
@@ -232,17 +263,17 @@ void nats_link::make_streams() {
   jsStreamConfig wanted;
   jsStreamConfig_Init(&wanted);
   wanted.Name = subjects_.records_stream().c_str();
-  wanted.Description = "Records of kplog";
+  wanted.Description = records_description;
   wanted.Subjects = subjects.data();
   wanted.SubjectsLen = 1;
   wanted.Storage = js_FileStorage;
   wanted.Replicas = options_.replicas;
   wanted.Discard = js_DiscardNew;
-  wanted.Duplicates = std::chrono::nanoseconds(std::chrono::minutes(2)).count();
+  wanted.Duplicates = std::chrono::nanoseconds(nats_duplicate_window).count();
   make_stream(wanted);
   subjects = {states.c_str()};
   wanted.Name = subjects_.state_stream().c_str();
-  wanted.Description = "Where senders of kplog are, and what their records are shown by";
+  wanted.Description = state_description;
   wanted.MaxMsgsPerSubject = 1;
   wanted.Discard = js_DiscardOld;
   make_stream(wanted);

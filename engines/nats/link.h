@@ -38,6 +38,10 @@ inline std::string_view nats_bytes(const nats_message& message) {
 // The header by whose value the engine knows repetitions.
 inline constexpr const char* nats_id_header = "Nats-Msg-Id";
 
+// The streams as make_streams makes them: for each a line of JSON, as JetStream takes it to make
+// one.
+std::string nats_streams_text(const engine_options& options);
+
 class nats_link {
  public:
   // Connects, and raises engine_error where that cannot be done.

@@ -4,6 +4,7 @@
 #include <signal.h>
 
 #include <atomic>
+#include <sstream>
 #include <thread>
 
 #include "engines/nats/address.h"
@@ -186,4 +187,43 @@ TEST(NatsLink, NeedsFewRights) {
   const std::string error = refusal(refused);
   EXPECT_TRUE(error.starts_with(refused.address + ": cannot ask for the stream KPLOG: ")) << error;
   EXPECT_NE(error.find("Permissions Violation"), std::string::npos) << error;
+}
+
+TEST(NatsLink, MakesTheStreamsThatItShows) {
+  const nats_servers servers;
+  engine_options options = servers.options();
+  options.stream = "Shop";
+  std::string told;
+  options.tell = [&](const std::string& text) { told += text + '\n'; };
+  const std::string shown = nats_engine.schema(options);
+  EXPECT_EQ(
+      shown,
+      "{\"name\":\"Shop\",\"description\":\"Records of kplog\",\"subjects\":[\"shop.*.*.*\"],"
+      "\"retention\":\"limits\",\"storage\":\"file\",\"num_replicas\":1,\"discard\":\"new\","
+      "\"duplicate_window\":120000000000,\"max_consumers\":-1,\"max_msgs\":-1,\"max_bytes\":-1,"
+      "\"max_msg_size\":-1,\"max_msgs_per_subject\":-1,\"max_age\":0}\n"
+      "{\"name\":\"Shop_STATE\",\"description\":\"Where senders of kplog are, and what their "
+      "records "
+      "are shown "
+      "by\",\"subjects\":[\"shop-state.>\"],\"retention\":\"limits\",\"storage\":\"file\","
+      "\"num_replicas\":1,\"discard\":\"old\",\"duplicate_window\":120000000000,\"max_consumers\":-"
+      "1,"
+      "\"max_msgs\":-1,\"max_bytes\":-1,\"max_msg_size\":-1,\"max_msgs_per_subject\":1,\"max_age\":"
+      "0}\n");
+  nats_link link(options);
+  std::istringstream lines(shown);
+  for (const char* const name : {"Shop", "Shop_STATE"}) {
+    std::string line;
+    std::getline(lines, line);
+    natsMsg* answer = nullptr;
+    ASSERT_EQ(natsConnection_Request(&answer, link.connection(),
+                                     (std::string("$JS.API.STREAM.CREATE.") + name).c_str(),
+                                     line.data(), static_cast<int>(line.size()), 60'000),
+              NATS_OK);
+    const nats_message owned(answer);
+    EXPECT_EQ(nats_bytes(owned).find("\"error\""), std::string::npos) << nats_bytes(owned);
+  }
+  nats_engine.create(options);
+  EXPECT_EQ(refusal(options), "");
+  EXPECT_EQ(told, "");
 }
