@@ -26,7 +26,8 @@ static size_t ship_all(const engine_options& options, const shipped_segment& seg
     try {
       if (!is_known) {
         at = 0;
-        for (const segment_position& position : engine->positions(segment.journal()).value())
+        const auto known = engine->positions(segment.journal());
+        for (const segment_position& position : known.value())
           if (position.extent.lines <= segment.texts().size() &&
               position.extent == segment.position(position.extent.lines).extent)
             at = position.extent.lines;
