@@ -78,6 +78,8 @@ class journal_queue {
     file_stamp checked = {};  // of the form that was held against the position
     bool is_checked = false;  // that is the form that is there
     file_stamp left_at = {};  // when there was nothing in it
+    std::string fault = {};   // why it cannot be read; was told
+    std::chrono::steady_clock::time_point next_try = {};
   };
 
   void look();
