@@ -57,13 +57,13 @@ std::vector<std::string> pg_fleet::prune(const std::string& before_day) {
   const std::string number = std::to_string(pg_day_number(before_day));
   connection_.connect();
   const pg_result gone = connection_.ask(
-      "select p.day - date '2000-01-01', p.records"
+      "select to_char(p.day, 'YYYY-MM-DD'), p.records"
       " from kplog.prune(date '2000-01-01' + $1::integer) p",
       {number});
   std::vector<std::string> lines;
   lines.reserve(static_cast<size_t>(gone.rows()));
   for (int row = 0; row < gone.rows(); ++row)
-    lines.push_back(pg_day_text(gone.number(row, 0)) + ": " + std::string(gone.value(row, 1)) +
+    lines.push_back(std::string(gone.value(row, 0)) + ": " + std::string(gone.value(row, 1)) +
                     (gone.number(row, 1) == 1 ? " record" : " records"));
   finish_days();
   return lines;

@@ -131,7 +131,7 @@ void journal_queue::take_missing(const queued_segment& one,
 
 // Of a segment that is gone the engine did not get so many lines.
 void journal_queue::give_up(const std::string& segment, std::optional<uint64_t> lines) {
-  given_up_ += std::max<uint64_t>(lines.value_or(1), 1);
+  given_up_ += lines.value_or(1);
   is_given_up_exact_ = is_given_up_exact_ && lines.has_value();
   if (rules_.tell)
     rules_.tell(terminal_text(journal_.path(segment)) + " was removed before all of it was sent");

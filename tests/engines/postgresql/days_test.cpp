@@ -35,6 +35,11 @@ static std::vector<std::string> parts(const database_server& server) {
   return lines;
 }
 
+// "2026-11-15" of "20261115".
+static std::string dashed(const std::string& day) {
+  return day.substr(0, 4) + "-" + day.substr(4, 2) + "-" + day.substr(6);
+}
+
 TEST(PostgresqlDays, HavePartitionsNearToTheClockOfTheServer) {
   const database_server server;
   postgresql_engine.create(server.options());
@@ -150,7 +155,8 @@ TEST(PostgresqlDays, ThatWerePrunedStayPruned) {
     EXPECT_EQ(parts(server).size(), 3);
     EXPECT_EQ(server.sql("select count(*) from kplog.segment where is_pruned"), "0\n");
   }
-  EXPECT_THAT(view->prune(kept), ElementsAre("19991231: 4 records", old_day + ": 8 records"));
+  EXPECT_THAT(view->prune(kept),
+              ElementsAre("1999-12-31: 4 records", dashed(old_day) + ": 8 records"));
   EXPECT_THAT(view->prune(kept), IsEmpty());
   EXPECT_THAT(parts(server), ElementsAre("kplog.record_" + kept + " 4"));
   // Again, those of a machine that was not there, and behind the end of what there was.
