@@ -11,7 +11,7 @@
 #include "base/kp_clib.h"
 
 static constexpr int milliseconds = 1000;
-static constexpr int hour = 3600 * milliseconds;
+static constexpr int one_hour = 3600 * milliseconds;
 
 // The zone of localtime_r. Offsets in milliseconds, as ICU counts.
 class c_library_zone : public icu::TimeZone {
@@ -24,7 +24,7 @@ class c_library_zone : public icu::TimeZone {
     struct tm told = told_at(date);
     // A local time that is shown twice or skipped is read with the zone from before.
     if (is_local != 0) told = told_at(date - total(told_at(date - total(told))));
-    saved = told.tm_isdst > 0 ? hour : 0;
+    saved = told.tm_isdst > 0 ? one_hour : 0;
     raw = total(told) - saved;
   }
   int32_t getOffset(uint8_t era, int32_t year, int32_t month, int32_t day, uint8_t weekday,
@@ -36,14 +36,14 @@ class c_library_zone : public icu::TimeZone {
     icu::GregorianCalendar fields(*getGMT(), status);
     fields.set(UCAL_ERA, era);
     fields.set(year, month, day);
-    const UDate midnight = std::floor(fields.getTime(status) / (24.0 * hour)) * 24.0 * hour;
+    const UDate midnight = std::floor(fields.getTime(status) / (24.0 * one_hour)) * 24.0 * one_hour;
     int32_t raw = 0, saved = 0;
     getOffset(midnight + millis, 1, raw, saved, status);
     return raw + saved;
   }
   int32_t getRawOffset() const override {
     const struct tm told = told_at(getNow());
-    return total(told) - (told.tm_isdst > 0 ? hour : 0);
+    return total(told) - (told.tm_isdst > 0 ? one_hour : 0);
   }
   void setRawOffset(int32_t) override {}  // the C library's stays
   UBool useDaylightTime() const override { return static_cast<UBool>(daylight != 0); }
@@ -76,8 +76,8 @@ static bool agree(const icu::TimeZone& a, const icu::TimeZone& b) {
   for (const double day : days) {
     UErrorCode status = U_ZERO_ERROR;
     std::array<int32_t, 4> offsets = {};
-    a.getOffset(now + day * 24 * hour, 0, offsets[0], offsets[1], status);
-    b.getOffset(now + day * 24 * hour, 0, offsets[2], offsets[3], status);
+    a.getOffset(now + day * 24 * one_hour, 0, offsets[0], offsets[1], status);
+    b.getOffset(now + day * 24 * one_hour, 0, offsets[2], offsets[3], status);
     if (U_FAILURE(status) || offsets[0] != offsets[2] || offsets[1] != offsets[3]) return false;
   }
   return true;

@@ -60,6 +60,7 @@ static void pack_catalog(const std::string& folder, std::vector<packed_file>& fi
 
 record_kit make_kit(const std::vector<std::string>& definitions, const event_set_options& options) {
   std::vector<packed_file> files;
+  files.reserve(definitions.size());
   for (const std::string& path : definitions) files.push_back(pack(use_of_definitions, path));
   if (!options.aux.empty()) files.push_back(pack(use_of_aux, options.aux));
   if (!options.catalog.empty()) pack_catalog(options.catalog, files);
@@ -197,7 +198,7 @@ static void require_sound_bundle(const std::string& folder, const std::string& l
   constexpr unsigned patience = 20;
   const pid_t child = fork();
   if (child == 0) {
-    std::signal(SIGALRM, SIG_DFL);
+    static_cast<void>(std::signal(SIGALRM, SIG_DFL));
     alarm(patience);
     _exit(read_whole_bundle(folder, locale) ? 0 : 1);
   }
@@ -220,7 +221,8 @@ kit_folder::unpacked kit_folder::unpack(const record_kit& kit) try {
     const std::string use = use_in_kit(file);
     const auto size = file.at("size").get<uint64_t>();
     if (size > left.size()) throw std::invalid_argument("the kit ends before its files do");
-    std::string place = folder + "/" + use;
+    std::string place = folder;
+    place.append("/").append(use);
     if (use == use_of_definitions) place += std::to_string(kept.definitions.size());
     if (KP_access(place.c_str(), F_OK) != 0) make_folder(place);
     const std::string path = place + "/" + name_in_kit(file);

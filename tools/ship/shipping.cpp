@@ -46,7 +46,8 @@ static sent_positions saved_positions(const std::string& path, const sent_positi
     if (!says_no_file(error.error())) throw;
   }
   auto saved = sent_positions_of(text);
-  return saved && saved->to == own.to && saved->host == own.host ? std::move(*saved) : own;
+  const bool is_own = saved && saved->to == own.to && saved->host == own.host;
+  return is_own ? *std::move(saved) : sent_positions(own);
 }
 
 void shipping::begin() {
