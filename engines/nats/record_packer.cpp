@@ -11,6 +11,7 @@ static constexpr size_t most_bytes_of_group = size_t{256} << 10;
 static constexpr size_t most_records_of_window = 4096;
 static constexpr size_t most_bytes_of_window = size_t{1} << 20;
 static constexpr size_t room_of_header = 512;      // its ID and what names it
+static constexpr int window_log_of_part = 19;      // memory counts for more here
 static constexpr size_t least_room_of_part = 512;  // below that nothing can be said with messages
 
 nats_record_packer::nats_record_packer(const nats_link& link, nats_publisher& publisher,
@@ -51,8 +52,9 @@ void nats_record_packer::publish_all() {
 
 void nats_record_packer::publish(record_group& group) {
   const shipped_record& first = *group.records.front();
-  write_nats_message(message_, batch_.journal, batch_.after.segment, group.records);
-  if (message_.size() > most_bytes_) {
+  const bool may_fit = group.bytes <= most_bytes_;
+  if (may_fit) write_nats_message(message_, batch_.journal, batch_.after.segment, group.records);
+  if (!may_fit || message_.size() > most_bytes_) {
     for (const shipped_record* const record : group.records) publish_in_parts(*record);
   } else {
     publisher_.publish(link_.subjects().record(batch_.journal.host, first),
