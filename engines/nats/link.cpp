@@ -134,6 +134,12 @@ void nats_link::connect() {
   fail(text);
 }
 
+void nats_link::retire(nats_owned<natsSubscription> subscription) {
+  if (!subscription) return;
+  natsSubscription_Unsubscribe(subscription.get());
+  retired_.push_back(std::move(subscription));
+}
+
 void nats_link::go_on() const {
   if (options_.is_to_end && options_.is_to_end()) fail("ended before the engine had answered");
 }

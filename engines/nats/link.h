@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "engines/nats/subject.h"
 #include "tools/ship/engine.h"
@@ -72,6 +73,10 @@ class nats_link {
   natsStatus ask(const std::function<natsStatus(jsOptions& options, jsErrCode& code)>& call,
                  jsErrCode& code);
 
+  // Ends a subscription. libnats 3.4 may still be at a message of it, so that its memory is kept as
+  // long as the connection.
+  void retire(nats_owned<natsSubscription> subscription);
+
   // Raises where this is to end.
   void go_on() const;
   // "ADDRESS: TEXT"; the second behind what libnats says of the status.
@@ -87,6 +92,7 @@ class nats_link {
 
   const engine_options options_;
   nats_subjects subjects_;
+  std::vector<nats_owned<natsSubscription>> retired_;
   nats_owned<natsConnection> connection_;
   nats_owned<jsCtx> jetstream_;
   size_t largest_message_ = 0;

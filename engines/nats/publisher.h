@@ -21,6 +21,9 @@ struct nats_stored_message {
 class nats_publisher {
  public:
   explicit nats_publisher(nats_link& link);
+  ~nats_publisher() { link_.retire(std::move(answers_)); }
+  nats_publisher(const nats_publisher&) = delete;
+  nats_publisher& operator=(const nats_publisher&) = delete;
 
   // Sends a message of so many records, and waits while too much is on its way. An empty ID is
   // none: the engine takes the message whatever it has.

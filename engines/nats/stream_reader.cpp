@@ -20,9 +20,7 @@ nats_stream_reader::~nats_stream_reader() {
 }
 
 void nats_stream_reader::unsubscribe() {
-  if (!subscription_) return;
-  natsSubscription_Unsubscribe(subscription_.get());
-  subscription_.reset();
+  link_.retire(std::move(subscription_));
 }
 
 // What the server is told to send, and how: nothing is acknowledged, since whoever reads knows
