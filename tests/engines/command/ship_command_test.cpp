@@ -271,7 +271,12 @@ TEST_F(ShipCommand, GoldenListOfWhatIsTold) {
   run("and is gone", ship + " --once");
   receiver.plan(
       R"({"body":"{\"partialSuccess\":{\"rejectedLogRecords\":\"2\",\"errorMessage\":\"too old\"}}"})");
+  std::string notes;
+  for (int note = 0; note < 3; ++note)
+    notes += R"({"event":"NOTE","time":"2026-11-15T00:00:00Z","attributes":{"TEXT":"a"}})"
+             "\n";
+  fleet_.emit("db1", "shop", notes);
   run("a receiver refuses some",
-      "ship web1/shop --host web1 --definitions shop.ldf --once --to " + receiver.address());
+      "ship db1/shop --host db1 --definitions shop.ldf --once --to " + receiver.address());
   expect_golden_file("ship.expected", text);
 }
