@@ -15,7 +15,7 @@ UNWRAPPED = re.compile(r"(?<![\w.>:])(%s)\s*\(" % "|".join(set(WRAPPED) - SHARED
 
 
 def main():
-    files = subprocess.run(["git", "ls-files", "base", "include", "logging", "recording", "recorder", "tools", "examples"],
+    files = subprocess.run(["git", "ls-files", "base", "include", "logging", "recording", "recorder", "tools", "engines", "examples"],
                            capture_output=True, text=True, check=True).stdout.split()
     bad = 0
     for name in files:
@@ -28,7 +28,7 @@ def main():
                 if found:
                     print(f"{name}:{number}: error: {found.group(1)} is not used here")
                     bad += 1
-                found = name.startswith(("recording/", "recorder/", "tools/")) and UNWRAPPED.search(code)
+                found = name.startswith(("recording/", "recorder/", "tools/", "engines/")) and UNWRAPPED.search(code)
                 if found:
                     print(f"{name}:{number}: error: KP_{found.group(1)} is used here")
                     bad += 1

@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "base/kp_clib.h"
 #include "engines/postgresql/error_text.h"
 
 // What the address says itself; libpq's own defaults are not among it.
@@ -39,7 +40,7 @@ static pg_parameter_map pg_parameters(const engine_options& options) {
   values.insert({"tcp_user_timeout", "30000"});
   if (!options.tls_ca.empty())
     values["sslrootcert"] = options.tls_ca;
-  else if (access(pg_system_authorities.c_str(), R_OK) == 0)
+  else if (KP_access(pg_system_authorities.c_str(), R_OK) == 0)
     values.insert({"sslrootcert", pg_system_authorities});
   if (!options.user.empty()) values["user"] = options.user;
   if (options.password) values["password"] = *options.password;
