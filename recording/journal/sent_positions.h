@@ -3,7 +3,6 @@
 #define RECORDING_JOURNAL_SENT_POSITIONS_H
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>

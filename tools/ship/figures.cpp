@@ -1,6 +1,5 @@
 #include "tools/ship/figures.h"
 
-#include "recording/text/json_text.h"
 #include "recording/text/words.h"
 #include "tools/emit/metrics_writer.h"
 
@@ -52,15 +51,4 @@ std::string summary_text(const ship_tally& tally) {
   return counted(tally.read(), "record") + ": " + std::to_string(tally.stored) + " stored" +
          part(tally.known, "there before") + part(tally.pruned, "of days that were removed there") +
          part(tally.refused, "refused") + ", " + std::to_string(tally.bad) + " bad";
-}
-
-std::string summary_json(const ship_tally& tally) {
-  std::string line;
-  json_text json(line);
-  json.begin_object().key("summary").begin_object();
-  json.key("read").number(tally.read()).key("stored").number(tally.stored);
-  json.key("known").number(tally.known).key("pruned").number(tally.pruned);
-  json.key("refused").number(tally.refused).key("bad").number(tally.bad);
-  json.end_object().end_object();
-  return line;
 }

@@ -22,8 +22,7 @@ struct ship_figures {
 // In the text format that Prometheus reads.
 std::string metrics_text(const ship_figures& figures);
 
-// "108,000 records: 107,998 stored, ..." for people, and the same as an object of JSON.
+// For people: "108000 records: 107998 stored, 2 bad".
 std::string summary_text(const ship_tally& tally);
-std::string summary_json(const ship_tally& tally);
 
 #endif

@@ -1,10 +1,10 @@
 #include "tools/ship/shipping.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "recording/files/path.h"
 #include "recording/files/whole_file.h"
-#include "recording/text/words.h"
 
 static constexpr std::chrono::seconds between_saves(1);
 static constexpr std::chrono::seconds between_tells(5);
