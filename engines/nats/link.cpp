@@ -141,7 +141,7 @@ void nats_link::retire(nats_owned<natsSubscription> subscription) {
 }
 
 void nats_link::go_on() const {
-  if (options_.is_to_end && options_.is_to_end()) fail("ended before the engine had answered");
+  if (is_to_end()) fail("ended before the engine had answered");
 }
 
 void nats_link::fail(const std::string& text) const {

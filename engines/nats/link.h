@@ -77,6 +77,7 @@ class nats_link {
   // long as the connection.
   void retire(nats_owned<natsSubscription> subscription);
 
+  bool is_to_end() const { return options_.is_to_end && options_.is_to_end(); }
   // Raises where this is to end.
   void go_on() const;
   // "ADDRESS: TEXT"; the second behind what libnats says of the status.

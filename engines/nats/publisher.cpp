@@ -6,7 +6,7 @@
 using std::chrono::steady_clock;
 
 // What is on its way at most: enough for a link of some milliseconds, and little memory.
-static constexpr size_t most_waiting_bytes = size_t{4} << 20;
+static constexpr size_t most_waiting_bytes = size_t{8} << 20;
 static constexpr size_t most_waiting_messages = 1024;
 static constexpr int64_t nats_answer_step = 100;  // milliseconds between questions of is_to_end
 // Without any acknowledgement. A cluster chooses another leader within nine seconds.
@@ -26,16 +26,12 @@ nats_publisher::nats_publisher(nats_link& link) : link_(link) {
   answers_.reset(answers);
 }
 
-void nats_publisher::begin_count() {
-  known_ = 0;
-  newest_ = {};
-}
-
 void nats_publisher::publish(const std::string& subject, const std::string& id,
-                             std::string_view bytes, size_t records) {
+                             std::string_view bytes, size_t records, nats_delivery& delivery) {
   if (waiting_.empty()) heard_ = steady_clock::now();
   send(subject, id, bytes);
-  waiting_.emplace(next_++, waiting_message{id, bytes.size(), records});
+  waiting_.emplace(next_++, waiting_message{&delivery, id, bytes.size(), records});
+  ++delivery.waiting;
   waiting_bytes_ += bytes.size();
   uint64_t answers = 0;
   while (natsSubscription_QueuedMsgs(answers_.get(), &answers) == NATS_OK && answers > 0)
@@ -57,12 +53,19 @@ void nats_publisher::send(const std::string& subject, const std::string& id,
   if (status != NATS_OK) link_.fail("cannot be sent to", status);
 }
 
-void nats_publisher::finish() {
-  while (!waiting_.empty()) take_acknowledgement();
+void nats_publisher::finish(const nats_delivery& delivery) {
+  while (delivery.waiting != 0) take_acknowledgement();
 }
 
+void nats_publisher::publish_state(const std::string& subject, std::string_view bytes) {
+  nats_delivery delivery;
+  publish(subject, "", bytes, 0, delivery);
+  finish(delivery);
+}
+
+// At the end of the program what is on its way is waited for as long as the engine answers.
 void nats_publisher::take_acknowledgement() {
-  link_.go_on();
+  const bool is_to_end = link_.is_to_end();
   natsMsg* answer = nullptr;
   const natsStatus status = natsSubscription_NextMsg(&answer, answers_.get(), nats_answer_step);
   const nats_message owned(answer);
@@ -70,6 +73,7 @@ void nats_publisher::take_acknowledgement() {
   if (status == NATS_NO_RESPONDERS)
     link_.fail("nobody takes records there: the stream is gone, or without a leader");
   if (status != NATS_TIMEOUT) link_.fail("lost while records were stored", status);
+  if (is_to_end) link_.go_on();
   if (steady_clock::now() - heard_ > nats_silence_patience)
     link_.fail("does not acknowledge what it is sent (is there a majority of its servers?)");
 }
@@ -83,11 +87,12 @@ void nats_publisher::take(natsMsg* answer) {
                                static_cast<size_t>(natsMsg_GetDataLength(answer)));
   take_stored(found->second, bytes);
   heard_ = steady_clock::now();
+  --found->second.delivery->waiting;
   waiting_bytes_ -= found->second.bytes;
   waiting_.erase(found);
 }
 
-void nats_publisher::take_stored(const waiting_message& message, std::string_view answer) {
+void nats_publisher::take_stored(const waiting_message& message, std::string_view answer) const {
   const nats_json json(answer);
   if (const auto error = json.text("error", "description"))
     link_.fail("does not store what it is sent: " + *error + " [" +
@@ -95,6 +100,8 @@ void nats_publisher::take_stored(const waiting_message& message, std::string_vie
   const uint64_t sequence = json.number("seq").value_or(0);
   // A repetition of what is not stored yet would have no number, and is none of what is there.
   if (sequence == 0) link_.fail("answers what is no acknowledgement");
-  if (json.is_true("duplicate")) known_ += message.records;
-  if (sequence > newest_.sequence) newest_ = {.sequence = sequence, .id = message.id};
+  nats_delivery& delivery = *message.delivery;
+  if (json.is_true("duplicate")) delivery.known += message.records;
+  if (sequence > delivery.newest.sequence)
+    delivery.newest = {.sequence = sequence, .id = message.id};
 }

@@ -18,6 +18,13 @@ struct nats_stored_message {
   std::string id;
 };
 
+// What became of messages that belong together.
+struct nats_delivery {
+  size_t waiting = 0;  // of them, that are not acknowledged
+  uint64_t known = 0;  // records that the engine had before
+  nats_stored_message newest = {};
+};
+
 class nats_publisher {
  public:
   explicit nats_publisher(nats_link& link);
@@ -26,19 +33,18 @@ class nats_publisher {
   nats_publisher& operator=(const nats_publisher&) = delete;
 
   // Sends a message of so many records, and waits while too much is on its way. An empty ID is
-  // none: the engine takes the message whatever it has.
+  // none: the engine takes the message whatever it has. The delivery lives until all of it is
+  // acknowledged, or as long as this.
   void publish(const std::string& subject, const std::string& id, std::string_view bytes,
-               size_t records);
-  // Waits until all are acknowledged.
-  void finish();
-
-  // --- Of the messages since the last call of begin_count:
-  void begin_count();
-  uint64_t known() const { return known_; }  // records that the engine had before
-  const nats_stored_message& newest() const { return newest_; }
+               size_t records, nats_delivery& delivery);
+  // Waits until all of it is acknowledged.
+  void finish(const nats_delivery& delivery);
+  // Sends one that has no records and no ID, and waits until it is acknowledged.
+  void publish_state(const std::string& subject, std::string_view bytes);
 
  private:
   struct waiting_message {
+    nats_delivery* delivery = nullptr;
     std::string id;
     size_t bytes = 0;
     size_t records = 0;
@@ -47,7 +53,7 @@ class nats_publisher {
   void send(const std::string& subject, const std::string& id, std::string_view bytes);
   void take_acknowledgement();  // one, or waits for a step
   void take(natsMsg* answer);
-  void take_stored(const waiting_message& message, std::string_view answer);
+  void take_stored(const waiting_message& message, std::string_view answer) const;
 
   nats_link& link_;
   std::string inbox_;
@@ -56,8 +62,6 @@ class nats_publisher {
   std::map<uint64_t, waiting_message> waiting_;
   size_t waiting_bytes_ = 0;
   std::chrono::steady_clock::time_point heard_;  // when something was acknowledged, or begun
-  uint64_t known_ = 0;
-  nats_stored_message newest_;
 };
 
 #endif

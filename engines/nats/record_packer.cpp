@@ -15,10 +15,11 @@ static constexpr int window_log_of_part = 19;      // memory counts for more her
 static constexpr size_t least_room_of_part = 512;  // below that nothing can be said with messages
 
 nats_record_packer::nats_record_packer(const nats_link& link, nats_publisher& publisher,
-                                       const ship_batch& batch)
+                                       const ship_batch& batch, nats_delivery& delivery)
     : link_(link),
       publisher_(publisher),
       batch_(batch),
+      delivery_(delivery),
       most_bytes_(link.largest_message() - std::min(link.largest_message(), room_of_header)) {}
 
 void nats_record_packer::put_all() {
@@ -59,7 +60,7 @@ void nats_record_packer::publish(record_group& group) {
   } else {
     publisher_.publish(link_.subjects().record(batch_.journal.host, first),
                        nats_message_id(batch_.journal, batch_.after.segment, group.records, {}),
-                       message_, group.records.size());
+                       message_, group.records.size(), delivery_);
   }
   records_ -= group.records.size();
   bytes_ -= group.bytes;
@@ -107,5 +108,5 @@ void nats_record_packer::publish_part(const shipped_record& record, const nats_p
   const shipped_record* const one = &record;
   publisher_.publish(link_.subjects().record(batch_.journal.host, record),
                      nats_message_id(batch_.journal, batch_.after.segment, {&one, 1}, part),
-                     message_, part.is_last ? 1 : 0);
+                     message_, part.is_last ? 1 : 0, delivery_);
 }

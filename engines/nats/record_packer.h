@@ -19,7 +19,8 @@
 // lives as long as it does.
 class nats_record_packer {
  public:
-  nats_record_packer(const nats_link& link, nats_publisher& publisher, const ship_batch& batch);
+  nats_record_packer(const nats_link& link, nats_publisher& publisher, const ship_batch& batch,
+                     nats_delivery& delivery);
 
   void put_all();
 
@@ -40,6 +41,7 @@ class nats_record_packer {
   const nats_link& link_;
   nats_publisher& publisher_;
   const ship_batch& batch_;
+  nats_delivery& delivery_;
   size_t most_bytes_;  // of a message, but for its subject and its ID
   std::map<record_kind, record_group> groups_;
   size_t records_ = 0;  // in the groups

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <deque>
 #include <thread>
 
 #include "engines/common/digest.h"
@@ -14,6 +15,18 @@ using std::chrono::steady_clock;
 // A new leader has what was acknowledged, and shows it when it has read its log.
 static constexpr std::chrono::seconds nats_new_leader_patience{5};
 
+// A batch whose records are on their way, and then its position.
+struct nats_sender::sent_batch {
+  journal_identity journal;
+  segment_position before;
+  segment_position after;
+  uint64_t records = 0;
+  std::optional<int64_t> newest = {};  // time of the newest of these
+  nats_delivery delivery = {};
+  bool is_position_sent = false;
+  nats_delivery position_delivery = {};
+};
+
 struct nats_sender::sender_session {
   explicit sender_session(const engine_options& options) : link(options), publisher(link) {
     link.make_streams();
@@ -23,6 +36,7 @@ struct nats_sender::sender_session {
   }
 
   nats_link link;
+  std::deque<sent_batch> on_its_way;
   nats_publisher publisher;
   int64_t created = 0;  // the stream of records
   std::set<std::string> kept_kits;
@@ -103,31 +117,29 @@ bool nats_sender::rests_on_records(sender_session& session, const nats_position&
   return (has_id ? std::string_view(found) : std::string_view()) == id;
 }
 
-void nats_sender::store_position(sender_session& session, const ship_batch& batch) {
-  known_journal& known = journals_[batch.journal];
-  if (session.publisher.newest().sequence > known.stored.sequence)
-    known.stored = session.publisher.newest();
-  nats_position position{.journal = batch.journal, .position = batch.after};
-  const auto before = known.positions.find({batch.after.segment, batch.after.first});
+// A position rests on the records before it, so that it is sent when these are there.
+void nats_sender::send_position(sender_session& session, sent_batch& sent) {
+  known_journal& known = journals_[sent.journal];
+  if (sent.delivery.newest.sequence > known.stored.sequence) known.stored = sent.delivery.newest;
+  nats_position position{.journal = sent.journal, .position = sent.after};
+  const auto before = known.positions.find({sent.after.segment, sent.after.first});
   if (before != known.positions.end()) position.newest = before->second.newest;
-  position.records = records_before(known, batch) + batch.records.size();
-  for (const shipped_record& record : batch.records)
-    if (record.time)
-      position.newest = std::max(position.newest.value_or(*record.time), *record.time);
+  position.records = records_before(known, sent) + sent.records;
+  if (sent.newest) position.newest = std::max(position.newest.value_or(*sent.newest), *sent.newest);
   position.created = session.created;
   position.stored = known.stored;
-  session.publisher.publish(session.link.subjects().position(batch.journal, batch.after), "",
-                            nats_text_of(position), 0);
-  session.publisher.finish();
-  known.positions.insert_or_assign({batch.after.segment, batch.after.first}, std::move(position));
+  sent.is_position_sent = true;
+  session.publisher.publish(session.link.subjects().position(sent.journal, sent.after), "",
+                            nats_text_of(position), 0, sent.position_delivery);
+  known.positions.insert_or_assign({sent.after.segment, sent.after.first}, std::move(position));
 }
 
 // Where it is not known it is that of the lines.
-uint64_t nats_sender::records_before(known_journal& known, const ship_batch& batch) const {
-  const auto found = known.positions.find({batch.before.segment, batch.before.first});
-  if (found != known.positions.end() && found->second.position.extent == batch.before.extent)
+uint64_t nats_sender::records_before(known_journal& known, const sent_batch& sent) const {
+  const auto found = known.positions.find({sent.before.segment, sent.before.first});
+  if (found != known.positions.end() && found->second.position.extent == sent.before.extent)
     return found->second.records;
-  return batch.before.extent.lines;
+  return sent.before.extent.lines;
 }
 
 // --- Kits.
@@ -143,14 +155,14 @@ void nats_sender::keep_kit(sender_session& session, const record_kit& kit,
   if (session.link.last_message(subjects.state_stream(), subjects.kit_end(hash))) return;
   const size_t most = session.link.largest_message() / 2;
   size_t parts = 0;
+  nats_delivery delivery;
   for (size_t at = 0; at < kit.bytes.size(); at += most, ++parts)
     session.publisher.publish(subjects.kit_part(hash, parts), "",
-                              std::string_view(kit.bytes).substr(at, most), 0);
-  session.publisher.finish();
+                              std::string_view(kit.bytes).substr(at, most), 0, delivery);
+  session.publisher.finish(delivery);
   std::string end;
   json_text(end).begin_object().key("parts").number(parts).end_object();
-  session.publisher.publish(subjects.kit_end(hash), "", end, 0);
-  session.publisher.finish();
+  session.publisher.publish_state(subjects.kit_end(hash), end);
 }
 
 // That the journal's records are shown by it.
@@ -164,30 +176,66 @@ void nats_sender::note_kit(sender_session& session, const ship_batch& batch) {
   write_any_text(json, "host", batch.journal.host);
   write_any_text(json, "journal", batch.journal.journal);
   json.key("kit").text(hash).end_object();
-  session.publisher.publish(session.link.subjects().kit_use(batch.journal, hash), "", use, 0);
-  session.publisher.finish();
+  session.publisher.publish_state(session.link.subjects().kit_use(batch.journal, hash), use);
   session.noted_kits.emplace(batch.journal, hash);
 }
 
 // --- Records.
 
+static std::optional<int64_t> newest_time_of(std::span<const shipped_record> records) {
+  std::optional<int64_t> newest;
+  for (const shipped_record& record : records) newest = std::max(newest, record.time);
+  return newest;
+}
+
 store_result nats_sender::store(const ship_batch& batch) {
   return connected([&](sender_session& session) {
     if (!journals_.contains(batch.journal)) read_positions(session, batch.journal);
     note_kit(session, batch);
-    session.publisher.begin_count();
-    nats_record_packer(session.link, session.publisher, batch).put_all();
-    session.publisher.finish();
-    const store_result result{.known = session.publisher.known()};
-    store_position(session, batch);
+    sent_batch& sent =
+        session.on_its_way.emplace_back(sent_batch{.journal = batch.journal,
+                                                   .before = batch.before,
+                                                   .after = batch.after,
+                                                   .records = batch.records.size(),
+                                                   .newest = newest_time_of(batch.records)});
+    nats_record_packer(session.link, session.publisher, batch, sent.delivery).put_all();
+    return take_stored(session);
+  });
+}
+
+store_result nats_sender::settle() {
+  return connected([&](sender_session& session) {
+    store_result result{.batches = 0};
+    while (!session.on_its_way.empty()) {
+      const sent_batch& oldest = session.on_its_way.front();
+      session.publisher.finish(oldest.is_position_sent ? oldest.position_delivery
+                                                       : oldest.delivery);
+      const store_result stored = take_stored(session);
+      result.batches += stored.batches;
+      result.known += stored.known;
+    }
     return result;
   });
 }
 
+// One position after the other: the last that is stored is the one that holds.
+store_result nats_sender::take_stored(sender_session& session) {
+  store_result result{.batches = 0};
+  while (!session.on_its_way.empty()) {
+    sent_batch& oldest = session.on_its_way.front();
+    if (oldest.delivery.waiting == 0 && !oldest.is_position_sent) send_position(session, oldest);
+    if (!oldest.is_position_sent || oldest.position_delivery.waiting != 0) break;
+    ++result.batches;
+    result.known += oldest.delivery.known;
+    session.on_its_way.pop_front();
+  }
+  return result;
+}
+
 void nats_sender::tell(const journal_identity& journal, const journal_state& state) {
   connected([&](sender_session& session) {
-    session.publisher.publish(session.link.subjects().told(journal), "",
-                              nats_text_of(nats_told_state{.journal = journal, .state = state}), 0);
-    session.publisher.finish();
+    session.publisher.publish_state(
+        session.link.subjects().told(journal),
+        nats_text_of(nats_told_state{.journal = journal, .state = state}));
   });
 }

@@ -24,11 +24,13 @@ class nats_sender : public ship_engine {
   std::optional<std::vector<segment_position>> positions(const journal_identity& journal) override;
   void offer(const record_kit& kit) override;
   store_result store(const ship_batch& batch) override;
+  store_result settle() override;
   void tell(const journal_identity& journal, const journal_state& state) override;
 
  private:
   // What lives as long as a connection.
   struct sender_session;
+  struct sent_batch;
   using segment_key = std::pair<std::string, uint64_t>;  // name, digest of the first line
   struct known_journal {
     std::map<segment_key, nats_position> positions;
@@ -42,8 +44,9 @@ class nats_sender : public ship_engine {
                         std::chrono::steady_clock::time_point deadline) const;
   void keep_kit(sender_session& session, const record_kit& kit, const std::string& hash);
   void note_kit(sender_session& session, const ship_batch& batch);
-  void store_position(sender_session& session, const ship_batch& batch);
-  uint64_t records_before(known_journal& known, const ship_batch& batch) const;
+  store_result take_stored(sender_session& session);
+  void send_position(sender_session& session, sent_batch& sent);
+  uint64_t records_before(known_journal& known, const sent_batch& sent) const;
 
   engine_options options_;
   std::unique_ptr<sender_session> session_;

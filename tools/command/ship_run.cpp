@@ -141,6 +141,7 @@ class ship_run {
   void reload();
   void wait(milliseconds patience);
   milliseconds patience();
+  void tell();
   void end();
   void tell_totals();
 
@@ -260,10 +261,10 @@ void ship_run::reload() {
     static_cast<void>(make_kit(options_.definitions, options_.events));
     return command_outcome::good;
   });
-  if (outcome == command_outcome::good)
-    open();
-  else
-    report_.note("records are sent on with the definitions and the password as they were");
+  if (outcome != command_outcome::good)
+    return report_.note("records are sent on with the definitions and the password as they were");
+  tell();
+  open();
 }
 
 void ship_run::tell_totals() {
@@ -272,7 +273,7 @@ void ship_run::tell_totals() {
 }
 
 // What the engine does not hear it hears from the next run.
-void ship_run::end() {
+void ship_run::tell() {
   try {
     session_->sending().tell();
   } catch (const engine_error& error) {
@@ -280,6 +281,10 @@ void ship_run::end() {
   } catch (const file_error& error) {
     fail("unwritable"_rule, error.what());
   }
+}
+
+void ship_run::end() {
+  tell();
   metrics_->end();
   tell_totals();
 }

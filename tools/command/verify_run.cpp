@@ -61,7 +61,7 @@ static bool count_journal(const ship_options& options, const event_set& events,
     if (day >= since)
       for (const shipped_record& record : queue.records())
         ++told.journal[{day, record.event.value_or(0)}];
-    queue.confirm();
+    queue.confirm(queue.after());
   }
   for (const auto& [day, of_day] : serials)
     if (*of_day.rbegin() == of_day.size()) told.whole_days.insert(day);

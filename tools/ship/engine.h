@@ -45,8 +45,10 @@ struct refused_record {
   uint64_t records = 1;  // so many they are
 };
 
+// What became of the oldest of the batches that an engine was handed.
 struct store_result {
-  uint64_t known = 0;   // that it had before
+  size_t batches = 1;   // so many of them are there now
+  uint64_t known = 0;   // records of these that it had before
   uint64_t pruned = 0;  // of days that were removed there
   std::vector<refused_record> refused = {};
 };
@@ -58,21 +60,26 @@ struct journal_state {
   bool is_given_up_exact = true;  // otherwise there are more of these
 };
 
-// Takes records. Every operation raises engine_error; it connects again with the next. Used by one
-// thread at a time.
+// Takes records. Every operation raises engine_error; behind that batches that were on their way
+// count for nothing, and it connects again with the next. Used by one thread at a time.
 class ship_engine {
  public:
   virtual ~ship_engine() = default;
 
-  // How far it has the journal's segments; nothing where it keeps no positions.
+  // How far it has the journal's segments; nothing where it keeps no positions. Called while no
+  // batch is on its way.
   virtual std::optional<std::vector<segment_position>> positions(
       const journal_identity& journal) = 0;
   // Keeps the kit, which the records behind this are shown by, under its hash. Called before the
   // first batch, and again behind an error.
   virtual void offer(const record_kit& kit) = 0;
-  // Behind that the records are there, each once, and so is the position behind them; or the
-  // engine has it as it was, or as it will be.
+  // Takes the batch, and says which are there: this one and all before it, or, where the engine
+  // has several on their way at a time, some of those before it. Records of a batch that is there
+  // are there once each, and so is the position behind them. One that is not is as it was, or as it
+  // will be.
   virtual store_result store(const ship_batch& batch) = 0;
+  // Waits until those on their way are there.
+  virtual store_result settle() { return {.batches = 0}; }
   // Called at times; where the engine keeps no states nothing happens.
   virtual void tell(const journal_identity& journal, const journal_state& state) = 0;
 };

@@ -140,7 +140,8 @@ void journal_queue::give_up(const std::string& segment, std::optional<uint64_t> 
 journal_queue::queued_segment* journal_queue::due() {
   const auto now = std::chrono::steady_clock::now();
   for (auto& [name, one] : segments_) {
-    const bool has_more = one.is_checked ? one.there > one.confirmed.extent.bytes : one.there != 0;
+    const line_extent& extent = name == open_name_ ? after_ : one.confirmed.extent;
+    const bool has_more = one.is_checked ? one.there > extent.bytes : one.there != 0;
     const bool is_left = one.stamp == one.left_at || one.next_try > now;
     if (has_more && !is_left) return &one;
   }
@@ -185,6 +186,7 @@ bool journal_queue::open(queued_segment& one) {
   if (stamp.inode != one.stamp.inode || stamp.device != one.stamp.device) return false;
   reader_ = std::make_unique<segment_reader>(std::move(file), path, !one.listed.plain);
   open_name_ = one.listed.name;
+  after_ = one.confirmed.extent;
   source_->name = path;
   return true;
 }
@@ -254,6 +256,7 @@ bool journal_queue::open_behind_confirmed(queued_segment& one) {
   const bool is_same = last.size() == extent.last && digest_of(last) == extent.digest;
   if (!is_same) extent = {};
   one.confirmed = {one.listed.name, first, extent};
+  after_ = extent;
   one.is_checked = true;
   if (is_same && !one.listed.plain) {
     one.checked = one.stamp;
@@ -277,7 +280,9 @@ bool journal_queue::open_at(queued_segment& one, uint64_t offset) {
 bool journal_queue::fill() {
   if (is_look_due_ && std::chrono::steady_clock::now() >= next_look_) look();
   while (queued_segment* const one = due()) try {
+      if (is_ahead() && !is_open(*one)) return false;
       if (fill_from(*one)) return true;
+      if (is_ahead()) return false;
     } catch (const file_error& error) {
       pass_over(*one, error.what());
     }
@@ -296,20 +301,30 @@ bool journal_queue::has_unreadable() const {
   return std::ranges::any_of(segments_, [](const auto& row) { return !row.second.fault.empty(); });
 }
 
+bool journal_queue::is_open(const queued_segment& one) const {
+  return reader_ != nullptr && open_name_ == one.listed.name && one.is_checked;
+}
+
+// Batches of the open segment were handed out, and are not confirmed: it stays open until they are.
+bool journal_queue::is_ahead() const {
+  const auto open = segments_.find(open_name_);
+  return open != segments_.end() && after_ != open->second.confirmed.extent;
+}
+
 // False where there is nothing in it at the moment.
 bool journal_queue::fill_from(queued_segment& one) {
-  const bool is_open = reader_ != nullptr && open_name_ == one.listed.name && one.is_checked;
-  if (!is_open && !open_behind_confirmed(one)) return leave(one);
+  if (!is_open(one) && !open_behind_confirmed(one)) return leave(one);
   lines_.erase(0, std::exchange(taken_, 0));
   records_.clear();
-  after_ = one.confirmed.extent;
+  before_ = after_;
   read_lines(one);
   take_lines();
-  return after_ != one.confirmed.extent || leave(one);
+  return after_ != before_ || leave(one);
 }
 
 // Until it is another file, or a longer one.
 bool journal_queue::leave(queued_segment& one) {
+  if (is_ahead()) return false;
   one.left_at = one.stamp;
   close();
   return false;
@@ -408,7 +423,9 @@ shipped_record journal_queue::shipped(const record_line& line, const parsed_reco
 }
 
 segment_position journal_queue::before() const {
-  return segments_.at(open_name_).confirmed;
+  segment_position position = segments_.at(open_name_).confirmed;
+  position.extent = before_;
+  return position;
 }
 
 segment_position journal_queue::after() const {
@@ -417,18 +434,20 @@ segment_position journal_queue::after() const {
   return position;
 }
 
-void journal_queue::confirm() {
-  queued_segment& one = segments_.at(open_name_);
-  one.confirmed.extent = after_;
-  one.fault.clear();
-  const auto [begin, end] = engine_.equal_range(open_name_);
-  const auto same = std::find_if(
-      begin, end, [&](const auto& row) { return row.second.first == one.confirmed.first; });
+void journal_queue::confirm(const segment_position& position) {
+  const auto [begin, end] = engine_.equal_range(position.segment);
+  const auto same =
+      std::find_if(begin, end, [&](const auto& row) { return row.second.first == position.first; });
   if (same == end)
-    engine_.emplace(open_name_, one.confirmed);
+    engine_.emplace(position.segment, position);
   else
-    same->second = one.confirmed;
-  if (!one.listed.plain) one.checked = one.stamp;
+    same->second = position;
+  const auto found = segments_.find(position.segment);
+  if (found == segments_.end() || found->second.confirmed.first != position.first) return;
+  queued_segment& one = found->second;
+  one.confirmed.extent = position.extent;
+  one.fault.clear();
+  if (!one.listed.plain && one.is_checked) one.checked = one.stamp;
 }
 
 // --- What is told ---

@@ -44,14 +44,15 @@ class journal_queue {
   // spares reading segments again that were sent. What was handed out counts for nothing.
   void begin(const std::vector<segment_position>& confirmed, const sent_positions& known);
 
-  // Makes the next batch of what is there: false where there is nothing more at the moment.
+  // Makes the next batch of what is there, behind the one before it: false where there is nothing
+  // more at the moment, or nothing before all is confirmed that was handed out.
   bool fill();
   // Of that batch, until the next call of fill().
   std::span<const shipped_record> records() const { return records_; }
   segment_position before() const;
   segment_position after() const;
-  // The engine has it.
-  void confirm();
+  // The engine has a batch up to there, and all before it.
+  void confirm(const segment_position& position);
 
   // What the file beside the journal is to say.
   void tell(sent_positions& positions) const;
@@ -88,6 +89,8 @@ class journal_queue {
   void take_missing(const queued_segment& one, std::map<std::string, queued_segment>& found);
   void give_up(const std::string& segment, std::optional<uint64_t> lines);
   queued_segment* due();
+  bool is_open(const queued_segment& one) const;
+  bool is_ahead() const;
   bool open(queued_segment& one);
   bool open_behind_confirmed(queued_segment& one);
   bool open_at(queued_segment& one, uint64_t offset);
@@ -121,7 +124,8 @@ class journal_queue {
   std::string lines_;         // of the batch, and what was read behind it
   size_t taken_ = 0;          // bytes of the batch
   uint64_t passed_over_ = 0;  // bytes of the line that is read, which is too long
-  line_extent after_;
+  line_extent before_;        // where the batch begins
+  line_extent after_;         // and ends
   std::vector<shipped_record> records_;
   std::shared_ptr<line_source> source_ = std::make_shared<line_source>();
   stored_line_reader stored_lines_;

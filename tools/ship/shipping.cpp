@@ -55,6 +55,7 @@ void shipping::begin() {
     lock_.emplace(journal_.folder, place_of(path_).name, waiting_);
     lock_->keep();
   }
+  settle();
   const sent_positions saved = saved_positions(path_, positions_);
   auto confirmed = engine_.positions(identity_);
   keeps_positions_ = confirmed.has_value();
@@ -67,39 +68,57 @@ void shipping::begin() {
   is_begun_ = true;
 }
 
-void shipping::take_result(const store_result& result, size_t records) {
+void shipping::send() {
+  on_its_way_.push_back({queue_.after(), queue_.records().size()});
+  take_result(engine_.store({identity_, kit_, queue_.before(), queue_.after(), queue_.records()}));
+}
+
+void shipping::settle() {
+  if (!on_its_way_.empty()) take_result(engine_.settle());
+}
+
+void shipping::take_result(const store_result& result) {
   uint64_t refused = 0;
   for (const refused_record& one : result.refused) {
-    const std::string place =
-        one.line == 0 ? "" : queue_.before().segment + ":" + std::to_string(one.line) + ": ";
+    const std::string& segment = on_its_way_.front().after.segment;
+    const std::string place = one.line == 0 ? "" : segment + ":" + std::to_string(one.line) + ": ";
     report_.problem("record-refused"_rule, place + one.text);
     refused += one.records;
   }
   tally_.known += result.known;
   tally_.pruned += result.pruned;
   tally_.refused += refused;
+  uint64_t records = 0;
+  for (size_t batch = 0; batch < result.batches; ++batch) {
+    records += on_its_way_.front().records;
+    queue_.confirm(on_its_way_.front().after);
+    on_its_way_.pop_front();
+  }
   tally_.stored += records - std::min<uint64_t>(records, result.known + result.pruned + refused);
-  ++tally_.batches;
-  tally_.last = std::chrono::system_clock::now();
+  tally_.batches += result.batches;
+  if (result.batches != 0) tally_.last = std::chrono::system_clock::now();
 }
 
 bool shipping::step() {
   try {
     if (!is_begun_) begin();
     const bool has_batch = queue_.fill();
-    if (has_batch) {
-      const store_result result =
-          engine_.store({identity_, kit_, queue_.before(), queue_.after(), queue_.records()});
-      take_result(result, queue_.records().size());
-      queue_.confirm();
-    }
+    const bool has_more = has_batch || !on_its_way_.empty();
+    if (has_batch)
+      send();
+    else
+      settle();
     const uint64_t given_up = queue_.state().given_up;
     save(!keeps_positions_ || given_up != positions_.given_up || clock::now() >= next_save_);
     if (clock::now() >= next_tell_) {
       engine_.tell(identity_, queue_.state());
       next_tell_ = clock::now() + between_tells;
     }
-    return has_batch;
+    return has_more;
+  } catch (const engine_error&) {
+    on_its_way_.clear();
+    is_begun_ = false;
+    throw;
   } catch (...) {
     is_begun_ = false;
     throw;
@@ -107,6 +126,8 @@ bool shipping::step() {
 }
 
 void shipping::tell() {
+  save(true);
+  settle();
   save(true);
   if (is_begun_) engine_.tell(identity_, queue_.state());
 }

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,12 +35,13 @@ class shipping {
            const journal_place& journal, journal_identity identity, std::string to,
            emit_report& report, ship_tally& tally, const lock_waiting& waiting);
 
-  // Sends the next batch; false where there is nothing more at the moment. The first waits for the
-  // lock of the file beside the journal, so that one process at a time sends this journal there.
-  // Behind an error it begins anew with what the engine says that it has. Raises engine_error and
-  // file_error.
+  // Sends the next batch, or waits for those on their way; false where there is nothing more at the
+  // moment. The first waits for the lock of the file beside the journal, so that one process at a
+  // time sends this journal there. Behind an error it begins anew with what the engine says that it
+  // has. Raises engine_error and file_error.
   bool step();
-  // Tells the engine how the journal is, and writes the file beside it: what the run has come to.
+  // Waits for the batches that are on their way, tells the engine how the journal is, and writes
+  // the file beside it: what the run has come to. Raises engine_error and file_error.
   void tell();
 
   // What to wait for while there is nothing, and how long at most.
@@ -49,8 +51,15 @@ class shipping {
  private:
   using clock = std::chrono::steady_clock;
 
+  struct sent_batch {
+    segment_position after;
+    size_t records = 0;
+  };
+
   void begin();
-  void take_result(const store_result& result, size_t records);
+  void send();
+  void settle();
+  void take_result(const store_result& result);
   void save(bool is_due);
 
   ship_engine& engine_;
@@ -67,6 +76,7 @@ class shipping {
   clock::time_point next_save_{};
   clock::time_point next_tell_{};
   journal_queue queue_;
+  std::deque<sent_batch> on_its_way_;
   bool is_begun_ = false;
   bool keeps_positions_ = true;  // the engine does
 };

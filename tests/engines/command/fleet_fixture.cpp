@@ -65,12 +65,12 @@ fleet_folder::fleet_folder() {
 }
 
 void fleet_folder::emit(const std::string& machine, const std::string& product,
-                        const std::string& records) {
+                        const std::string& records, const std::string& max_size) {
   std::filesystem::create_directories(folder_.file(machine));
   folder_.write("records.jsonl", records);
-  const auto done =
-      run("emit -q --definitions " + product + ".ldf --to journal:'" + machine +
-          "/shop',max-size=20K,compress=zstd --count '" + machine + "/shop' records.jsonl");
+  const auto done = run("emit -q --definitions " + product + ".ldf --to journal:'" + machine +
+                        "/shop',max-size=" + max_size + ",compress=zstd --count '" + machine +
+                        "/shop' records.jsonl");
   EXPECT_EQ(done.status, 0) << done.err;
 }
 

@@ -16,28 +16,36 @@
 #include "tests/engines/postgresql/database_server.h"
 #include "tests/support/temp_folder.h"
 
-// An engine for the command, by its address.
+// An engine for the command, by its address, or through another port of 127.0.0.1.
 class fleet_server {
  public:
   virtual ~fleet_server() = default;
-  virtual std::string address() const = 0;
+  virtual uint16_t port() const = 0;
+  virtual std::string address_by(uint16_t port) const = 0;
+  std::string address() const { return address_by(port()); }
   virtual void kill() = 0;
   virtual void start() = 0;
 };
 
 class fleet_database : public fleet_server {
  public:
-  std::string address() const override { return server_.address(); }
+  uint16_t port() const override { return static_cast<uint16_t>(server_.port()); }
+  std::string address_by(uint16_t port) const override {
+    return "postgresql://postgres@127.0.0.1:" + std::to_string(port) + "/postgres?sslmode=disable";
+  }
   void kill() override { server_.stop(SIGKILL); }
   void start() override { server_.start(); }
 
  private:
-  database_server server_;
+  database_server server_{{.has_port = true}};
 };
 
 class fleet_broker : public fleet_server {
  public:
-  std::string address() const override { return server_.address(); }
+  uint16_t port() const override { return server_.port_of(0); }
+  std::string address_by(uint16_t port) const override {
+    return "nats://127.0.0.1:" + std::to_string(port) + "?tls=off";
+  }
   void kill() override { server_.kill(0); }
   void start() override { server_.start(0); }
 
@@ -51,8 +59,9 @@ class fleet_folder {
   fleet_folder();
 
   // Records of a product come into the journal of that machine, "MACHINE/shop", and its counter
-  // file.
-  void emit(const std::string& machine, const std::string& product, const std::string& records);
+  // file. A segment has about so many bytes at most, in words of the command.
+  void emit(const std::string& machine, const std::string& product, const std::string& records,
+            const std::string& max_size = "20K");
   command_result run(const std::string& arguments) const {
     return run_kplog(folder_.path(), arguments);
   }

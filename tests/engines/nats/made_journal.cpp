@@ -59,14 +59,30 @@ std::vector<placed_text> placed_texts(record_archive& archive) {
   return texts;
 }
 
+std::string difference_of(const std::vector<placed_text>& found,
+                          const std::vector<placed_text>& expected) {
+  const auto [one, other] = std::ranges::mismatch(found, expected);
+  if (one == found.end() && other == expected.end()) return "";
+  const auto told = [](const auto& list, auto at) {
+    if (at == list.end()) return std::string("nothing");
+    const auto& [host, journal, segment, line, text] = *at;
+    return host + " " + segment + ":" + std::to_string(line) + " " + text.substr(0, 100);
+  };
+  return std::to_string(found.size()) + " records of " + std::to_string(expected.size()) + "; " +
+         told(found, one) + " instead of " + told(expected, other);
+}
+
 store_result store_lines(ship_engine& engine, const journal_identity& journal,
                          const made_segment& segment, uint64_t from, uint64_t to,
                          const record_kit& kit) {
-  return engine.store({.journal = journal,
-                       .kit = kit,
-                       .before = segment.position(from),
-                       .after = segment.position(to),
-                       .records = segment.between(from, to)});
+  const store_result stored = engine.store({.journal = journal,
+                                            .kit = kit,
+                                            .before = segment.position(from),
+                                            .after = segment.position(to),
+                                            .records = segment.between(from, to)});
+  const store_result settled = engine.settle();
+  EXPECT_EQ(stored.batches + settled.batches, 1U);
+  return {.batches = 1, .known = stored.known + settled.known};
 }
 
 static uint64_t lines_there(ship_engine& engine, const journal_identity& journal,

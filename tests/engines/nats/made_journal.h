@@ -52,6 +52,10 @@ std::vector<placed_text> placed_texts(const journal_identity& journal, const mad
 // All that an archive hands out.
 std::vector<placed_text> placed_texts(record_archive& archive);
 
+// Where the two differ first; empty: nowhere.
+std::string difference_of(const std::vector<placed_text>& found,
+                          const std::vector<placed_text>& expected);
+
 // Stores the lines behind `from`, up to `to`, as one batch.
 store_result store_lines(ship_engine& engine, const journal_identity& journal,
                          const made_segment& segment, uint64_t from, uint64_t to,

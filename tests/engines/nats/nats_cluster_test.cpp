@@ -58,7 +58,8 @@ class NatsCluster : public testing::Test {
   // What a reader has of it.
   void expect_all_once() {
     const std::vector<placed_text> all = all_texts();
-    nats_eventually([&] { EXPECT_TRUE(placed_texts(*nats_engine.ask(options_, {})) == all); });
+    nats_eventually(
+        [&] { EXPECT_EQ(difference_of(placed_texts(*nats_engine.ask(options_, {})), all), ""); });
     nats_eventually([&] {
       const auto positions = *nats_engine.open(options_)->positions(journal_);
       ASSERT_EQ(positions.size(), segments_.size());
@@ -110,15 +111,15 @@ TEST_F(NatsCluster, HasAllOnceWhenServersDieAndStopMeanwhile) {
   servers_.signal(leader, SIGCONT);
   expect_all_once();
   watcher.join();
-  EXPECT_TRUE(seen == all_texts());
+  EXPECT_EQ(difference_of(seen, all_texts()), "");
 }
 
-// Sets the most bytes that the stream may have; -1: any.
+// Sets the most bytes that the stream may have; -1: any. What is beyond them it removes.
 static void limit_stream(const engine_options& options, int64_t bytes) {
   nats_eventually([&] {
     nats_link link(options);
     const auto info = link.stream_info("KPLOG");
-    info->Config->MaxBytes = bytes < 0 ? bytes : static_cast<int64_t>(info->State.Bytes) + bytes;
+    info->Config->MaxBytes = bytes;
     jsErrCode code{};
     const natsStatus status = link.ask(
         [&](jsOptions& wait, jsErrCode& error) {
@@ -129,14 +130,22 @@ static void limit_stream(const engine_options& options, int64_t bytes) {
   });
 }
 
+static void wait_for_bytes(const engine_options& options, uint64_t bytes) {
+  nats_eventually([&] {
+    nats_link link(options);
+    if (link.stream_info("KPLOG")->State.Bytes < bytes) throw engine_error("fewer bytes are there");
+  });
+}
+
 TEST_F(NatsCluster, HoldsRecordsWhileTheStreamIsFull) {
   nats_eventually([&] { engine_->positions(journal_); });
   const journal_identity other_journal{"web2", "/x"};
   made_segment other("shop.20261114.0001.jsonl");
   for (int i = 0; i < 10'000; ++i) other.add("{\"n\":" + std::to_string(i) + "}", 7, 3);
   std::string said;
+  limit_stream(options_, 300'000);
   send_while([&] {
-    limit_stream(options_, 100'000);
+    wait_for_bytes(options_, 280'000);
     try {
       store_lines(*engine_of_other_, other_journal, other, 0, other.lines());
     } catch (const engine_error& error) {
@@ -147,10 +156,12 @@ TEST_F(NatsCluster, HoldsRecordsWhileTheStreamIsFull) {
   EXPECT_EQ(said,
             options_.address + ": does not store what it is sent: maximum bytes exceeded [10077]");
   store_lines(*engine_of_other_, other_journal, other, 0, other.lines());
-  EXPECT_TRUE(placed_texts(*nats_engine.ask(options_, {.hosts = {"web2"}})) ==
-              placed_texts(other_journal, other));
-  EXPECT_TRUE(placed_texts(*nats_engine.ask(options_, {.hosts = {"web1.example"}})) ==
-              placed_texts(journal_, segments_.front()));
+  EXPECT_EQ(difference_of(placed_texts(*nats_engine.ask(options_, {.hosts = {"web2"}})),
+                          placed_texts(other_journal, other)),
+            "");
+  EXPECT_EQ(difference_of(placed_texts(*nats_engine.ask(options_, {.hosts = {"web1.example"}})),
+                          placed_texts(journal_, segments_.front())),
+            "");
 }
 
 TEST_F(NatsCluster, GoesOnWithTwoServersWhileTheThirdHasNoRoom) {
@@ -161,7 +172,10 @@ TEST_F(NatsCluster, GoesOnWithTwoServersWhileTheThirdHasNoRoom) {
   servers_.start(full);
   send_while([] {});
   send_while([] {});
-  EXPECT_NE(servers_.log_of(full).find("esource"), std::string::npos) << servers_.log_of(full);
+  nats_eventually([&] {
+    const std::string log = servers_.log_of(full);
+    if (log.find("esource") == std::string::npos) throw engine_error("it has room: " + log);
+  });
   servers_.kill(full);
   servers_.limit_store(full, 0);
   servers_.start(full);

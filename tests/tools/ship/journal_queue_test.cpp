@@ -46,7 +46,7 @@ TEST_F(ShippedJournal, RecordsTellWhereTheyStandAndWhatTheyAre) {
   EXPECT_EQ(queue.after().first, check_sum(stored_note("a", 5)));
   EXPECT_EQ(queue.after().extent.lines, 5u);
   EXPECT_EQ(queue.after().extent.bytes, fs::file_size(file(one)));
-  queue.confirm();
+  queue.confirm(queue.after());
   EXPECT_FALSE(queue.fill());
 }
 
@@ -193,8 +193,8 @@ TEST_F(ShippedJournal, WhatWasRemovedBeforeItWasSentIsGivenUpAndTold) {
   journal_queue queue = this->queue();
   queue.begin({}, {});
   ASSERT_TRUE(queue.fill());
-  engine_.store(queue);
-  queue.confirm();
+  engine_.take(queue);
+  queue.confirm(engine_.store());
   fs::remove(file(two));
   fs::remove(file(one));
   send_more(queue);
@@ -217,6 +217,68 @@ TEST_F(ShippedJournal, WhatCameAndWentWhileNobodySentIsGivenUpAsItWasNoted) {
   EXPECT_FALSE(queue.state().is_given_up_exact);
   EXPECT_EQ(told_.size(), 2u);
   EXPECT_FALSE(fs::exists(file("app.sent.X.given_up")));
+}
+
+// --- Batches on their way
+
+TEST_F(ShippedJournal, BatchesOfASegmentAreMadeBehindThoseThatAreNotConfirmed) {
+  const std::string large = stored_note(std::string(1 << 20, 'x')) + "\n";
+  std::string lines;
+  for (int i = 0; i < 9; ++i) lines += large;
+  write(one, lines);
+  write(two, stored_note("b") + "\n");
+  journal_queue queue = this->queue();
+  queue.begin({}, {});
+  ASSERT_TRUE(queue.fill());
+  const segment_position first = queue.after();
+  engine_.take(queue);
+  ASSERT_TRUE(queue.fill());
+  EXPECT_EQ(queue.before().extent, first.extent);
+  EXPECT_EQ(queue.records().front().line, first.extent.lines + 1);
+  engine_.take(queue);
+  while (queue.fill()) engine_.take(queue);
+  EXPECT_EQ(engine_.on_its_way.back().after.segment, one) << "the next one waits for these";
+  EXPECT_EQ(queue.state().waiting_bytes, lines.size() + stored_note("b").size() + 1);
+  queue.confirm(engine_.store());
+  EXPECT_FALSE(queue.fill());
+  EXPECT_EQ(queue.state().waiting_bytes,
+            lines.size() - first.extent.bytes + stored_note("b").size() + 1);
+  while (!engine_.on_its_way.empty()) queue.confirm(engine_.store());
+  send(queue);
+  EXPECT_EQ(engine_.records.size(), 10u);
+  EXPECT_EQ(engine_.repeated, 0u);
+}
+
+TEST_F(ShippedJournal, BatchesThatWereLostOnTheirWayComeAgain) {
+  const std::string large = stored_note(std::string(3 << 20, 'x')) + "\n";
+  write(one, large + large + large + large);
+  journal_queue queue = this->queue();
+  queue.begin({}, {});
+  while (queue.fill()) engine_.take(queue);
+  ASSERT_EQ(engine_.on_its_way.size(), 4u);
+  queue.confirm(engine_.store());
+  engine_.on_its_way.clear();
+  send_more(queue);
+  EXPECT_EQ(engine_.records.size(), 4u);
+  EXPECT_EQ(engine_.repeated, 0u);
+}
+
+TEST_F(ShippedJournal, ASegmentThatIsRemovedWhileItIsOnItsWayIsGivenUpWhenThatFails) {
+  for (const bool fails : {false, true}) {
+    engine_ = {};
+    write(one, stored_note("a") + "\n");
+    journal_queue queue = this->queue();
+    queue.begin({}, {});
+    ASSERT_TRUE(queue.fill());
+    engine_.take(queue);
+    fs::remove(file(one));
+    queue.look_around();
+    EXPECT_FALSE(queue.fill());
+    if (!fails) queue.confirm(engine_.store());
+    engine_.on_its_way.clear();
+    send_more(queue);
+    EXPECT_EQ(queue.state().given_up, fails ? 1u : 0u);
+  }
 }
 
 // --- Any journal, any moment
@@ -251,15 +313,19 @@ TEST_F(ShippedJournal, RandomJournalsAreSentOnceThroughRestartsAndCompression) {
       queue = std::make_unique<journal_queue>(journal_place{folder_.path(), "app", {}}, events(),
                                               rules());
     queue->begin(engine_.confirmed(), {});
-    for (auto batches = random() % 4; batches > 0 && queue->fill(); --batches) {
-      engine_.store(*queue);
+    engine_.on_its_way.clear();
+    for (auto turns = random() % 8; turns > 0; --turns) {
+      if (queue->fill()) engine_.take(*queue);
+      if (engine_.on_its_way.empty() || random() % 2 == 0) continue;
+      const segment_position there = engine_.store();
       if (random() % 8 == 0) {
         queue.reset();
         break;
       }
-      queue->confirm();
+      queue->confirm(there);
     }
   }
+  engine_.on_its_way.clear();
   send_anew();
   std::string expected;
   for (const auto& [name, lines] : records) expected += lines;

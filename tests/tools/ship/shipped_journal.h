@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <zstd.h>
 
+#include <deque>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -31,20 +32,32 @@ inline std::string zstd_frame_of(const std::string& bytes) {
   return frame;
 }
 
-// What an engine has: each record once, by its identity, and the positions.
+// What an engine has: each record once, by its identity, and the positions. Batches are on their
+// way until they are stored, the oldest first.
 struct engine_in_memory {
   using identity = std::tuple<std::string, uint64_t, uint64_t>;  // segment, line, digest
+  struct sent_batch {
+    segment_position after;
+    std::map<identity, std::string> records;
+  };
 
+  std::deque<sent_batch> on_its_way;
   std::map<identity, std::string> records;
   std::map<std::pair<std::string, uint64_t>, segment_position> positions;
   size_t repeated = 0;
 
-  void store(const journal_queue& queue) {
-    const segment_position after = queue.after();
+  void take(const journal_queue& queue) {
+    sent_batch& batch = on_its_way.emplace_back(sent_batch{queue.after(), {}});
     for (const shipped_record& record : queue.records())
-      if (!records.emplace(identity{after.segment, record.line, record.digest}, record.text).second)
-        ++repeated;
-    positions[{after.segment, after.first}] = after;
+      batch.records.emplace(identity{batch.after.segment, record.line, record.digest}, record.text);
+  }
+  // The oldest batch; its position.
+  segment_position store() {
+    sent_batch batch = std::move(on_its_way.front());
+    on_its_way.pop_front();
+    for (const auto& record : batch.records)
+      if (!records.insert(record).second) ++repeated;
+    return positions[{batch.after.segment, batch.after.first}] = batch.after;
   }
   std::vector<segment_position> confirmed() const {
     std::vector<segment_position> all;
@@ -86,8 +99,8 @@ class ShippedJournal : public testing::Test {
   // All that there is at the moment.
   void send(journal_queue& queue) {
     while (queue.fill()) {
-      engine_.store(queue);
-      queue.confirm();
+      engine_.take(queue);
+      queue.confirm(engine_.store());
     }
   }
   // By a run of its own.
