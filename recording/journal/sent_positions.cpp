@@ -47,6 +47,12 @@ std::string text_of(const sent_positions& positions) {
   json.key("to").text(positions.to).key("host").text(positions.host);
   json.key("given_up").number(positions.given_up);
   json.key("given_up_exact").written(positions.is_given_up_exact ? "true" : "false");
+  if (positions.notes.bytes != 0)
+    json.key("notes")
+        .begin_list()
+        .number(positions.notes.bytes)
+        .number(positions.notes.digest)
+        .end_list();
   json.key("segments").begin_list();
   for (const auto& [name, segment] : positions.segments) append_sent_segment(json, name, segment);
   json.end_list();
@@ -63,6 +69,13 @@ static bool read_stamp(sent_object object, file_stamp& stamp) {
          list.at(2).get(stamp.size) == simdjson::SUCCESS &&
          list.at(3).get(stamp.seconds) == simdjson::SUCCESS &&
          list.at(4).get(stamp.nanoseconds) == simdjson::SUCCESS;
+}
+
+static bool read_counted_notes(sent_object object, counted_notes& notes) {
+  simdjson::dom::array list;
+  if (object["notes"].get(list) != simdjson::SUCCESS) return true;
+  return list.size() == 2 && list.at(0).get(notes.bytes) == simdjson::SUCCESS &&
+         list.at(1).get(notes.digest) == simdjson::SUCCESS;
 }
 
 static bool read_sent_segment(sent_object object, sent_positions& positions) {
@@ -91,6 +104,7 @@ static bool read_sent_positions(sent_object object, sent_positions& positions) {
       object["to"].get(to) != simdjson::SUCCESS || object["host"].get(host) != simdjson::SUCCESS ||
       object["given_up"].get(positions.given_up) != simdjson::SUCCESS ||
       object["given_up_exact"].get(positions.is_given_up_exact) != simdjson::SUCCESS ||
+      !read_counted_notes(object, positions.notes) ||
       object["segments"].get(segments) != simdjson::SUCCESS)
     return false;
   positions.to = to;
@@ -127,13 +141,28 @@ std::string sent_positions_name(const std::string& journal, const std::string& t
   return sent_prefix(journal) + hexadecimal(check_sum(host, check_sum(to + "\n")), sum_digits);
 }
 
+// Of what is no regular file: none.
+static uint64_t size_of_file(int file, const std::string& path) {
+  struct stat status {};
+  if (KP_fstat(file, &status) != 0) throw file_error(file_use::reading, "read", path, errno);
+  return S_ISREG(status.st_mode) ? static_cast<uint64_t>(status.st_size) : 0;
+}
+
 // Empty where there is no such file.
 static std::string content_of(int folder, const journal_place& journal, const std::string& name) {
   static constexpr int flags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
   const open_descriptor file(KP_openat(folder, name.c_str(), flags));
-  struct stat status {};
-  if (!file.is_open() || KP_fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return "";
-  return read_part(file.get(), 0, static_cast<size_t>(status.st_size), "read", journal.path(name));
+  if (!file.is_open() && (errno == ENOENT || errno == ELOOP)) return "";
+  if (!file.is_open()) throw file_error(file_use::reading, "read", journal.path(name), errno);
+  const std::string path = journal.path(name);
+  return read_part(file.get(), 0, size_of_file(file.get(), path), "read", path);
+}
+
+static sent_positions positions_in(int folder, const journal_place& journal,
+                                   const std::string& name) try {
+  return sent_positions_of(content_of(folder, journal, name)).value_or(sent_positions{});
+} catch (const file_error&) {
+  return {};
 }
 
 std::vector<sent_positions> all_sent_positions(int folder, const journal_place& journal) {
@@ -141,8 +170,7 @@ std::vector<sent_positions> all_sent_positions(int folder, const journal_place& 
   const std::string prefix = sent_prefix(journal.name);
   for_each_name(folder, journal.folder, [&](const std::string& name) {
     if (name.size() == prefix.size() + sum_digits && name.starts_with(prefix))
-      all.push_back(
-          sent_positions_of(content_of(folder, journal, name)).value_or(sent_positions{}));
+      all.push_back(positions_in(folder, journal, name));
   });
   return all;
 }
@@ -166,9 +194,30 @@ static std::string note_of(const sent_positions& engine, const std::string& segm
   return segment + " " + std::to_string(lines - std::min(lines, sent)) + "\n";
 }
 
+// A name of a file and a number.
+static constexpr size_t longest_note = 512;
+
+// Bytes of whole lines.
+static size_t whole_lines(std::string_view text) {
+  return text.rfind('\n') + 1;
+}
+
+// Behind the last whole line: what a process that died left behind it is cut off.
+static void append_note(int folder, const std::string& name, const std::string& path,
+                        std::string_view note) {
+  static constexpr int flags = O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+  const open_descriptor file(KP_openat(folder, name.c_str(), flags, S_IRUSR | S_IWUSR | S_IRGRP));
+  if (!file.is_open()) raise_write_error("write", path);
+  const uint64_t size = size_of_file(file.get(), path);
+  const uint64_t seen = std::min<uint64_t>(size, longest_note);
+  const std::string last = read_part(file.get(), size - seen, seen, "read", path);
+  const uint64_t whole = size - (last.size() - whole_lines(last));
+  const bool is_cut = whole == size || KP_ftruncate(file.get(), static_cast<off_t>(whole)) == 0;
+  if (!is_cut || !write_all(file.get(), note)) raise_write_error("write", path);
+}
+
 void note_given_up(int folder, const journal_place& journal,
                    const std::vector<sent_positions>& engines, const journal_segment& segment) {
-  static constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
   auto index = read_segment_index(folder, journal, segment);
   const uint64_t size = segment.plain ? segment.plain->size : segment.compressed->size;
   if (index && !index->fits(segment.file_name(), size)) index.reset();
@@ -177,28 +226,49 @@ void note_given_up(int folder, const journal_place& journal,
     if (engine.to.empty() || is_sent(engine, segment, bytes)) continue;
     const std::string name =
         sent_positions_name(journal.name, engine.to, engine.host) + given_up_ending;
-    const open_descriptor file(KP_openat(folder, name.c_str(), flags, S_IRUSR | S_IWUSR | S_IRGRP));
-    const std::string note = note_of(engine, segment.name, index);
-    std::string_view left = note;
-    if (!file.is_open() || !write_all(file.get(), left))
-      raise_write_error("write", journal.path(name));
+    append_note(folder, name, journal.path(name), note_of(engine, segment.name, index));
   }
 }
 
-std::map<std::string, std::optional<uint64_t>> take_given_up(int folder,
-                                                             const journal_place& journal,
-                                                             const std::string& sent_name) {
-  std::map<std::string, std::optional<uint64_t>> given_up;
-  const std::string name = sent_name + given_up_ending;
-  const std::string notes = content_of(folder, journal, name);
-  for (size_t begin = 0; begin < notes.size();) {
-    const size_t end = std::min(notes.find('\n', begin), notes.size());
-    const std::string line = notes.substr(begin, end - begin);
-    const size_t blank = std::min(line.find(' '), line.size());
-    given_up[line.substr(0, blank)] =
-        number_of<uint64_t>(line.substr(std::min(blank + 1, line.size())));
-    begin = end + 1;
+// A line that is no note tells nothing.
+static void take_note(std::string_view line, const journal_place& journal, given_up_notes& notes) {
+  const size_t blank = std::min(line.rfind(' '), line.size());
+  const std::string segment(line.substr(0, blank));
+  const std::string_view lines = line.substr(std::min(blank + 1, line.size()));
+  const auto number = number_of<uint64_t>(lines);
+  if ((number || lines == "?") && dated_name_of(segment, journal.name))
+    notes.segments[segment] = number;
+}
+
+static bool begins_with(std::string_view notes, const counted_notes& counted) {
+  return counted.bytes <= notes.size() &&
+         check_sum(notes.substr(0, counted.bytes)) == counted.digest;
+}
+
+given_up_notes notes_of_given_up(int folder, const journal_place& journal,
+                                 const std::string& sent_name, const counted_notes& counted) {
+  std::string text = content_of(folder, journal, sent_name + given_up_ending);
+  text.resize(whole_lines(text));
+  if (text.empty()) return {};
+  given_up_notes notes{.all = {text.size(), check_sum(text)}};
+  std::string_view left = text;
+  if (begins_with(text, counted)) left.remove_prefix(counted.bytes);
+  while (!left.empty()) {
+    const size_t end = std::min(left.find('\n'), left.size());
+    take_note(left.substr(0, end), journal, notes);
+    left.remove_prefix(std::min(end + 1, left.size()));
   }
-  if (!notes.empty()) KP_unlinkat(folder, name.c_str(), 0);
-  return given_up;
+  return notes;
+}
+
+bool remove_notes_of_given_up(int folder, const journal_place& journal,
+                              const std::string& sent_name, const counted_notes& counted) {
+  const std::string name = sent_name + given_up_ending;
+  std::string text = content_of(folder, journal, name);
+  text.resize(whole_lines(text));
+  if (text.empty()) return true;
+  if (text.size() != counted.bytes || !begins_with(text, counted)) return false;
+  if (KP_unlinkat(folder, name.c_str(), 0) != 0 && errno != ENOENT)
+    raise_write_error("remove", journal.path(name));
+  return true;
 }

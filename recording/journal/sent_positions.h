@@ -50,11 +50,20 @@ struct sent_segment {
   file_stamp stamp = {};  // of a compressed form that was held against the position
 };
 
+// The begin of a file of notes of what was given up; nothing of it where there are no bytes.
+struct counted_notes {
+  uint64_t bytes = 0;
+  uint64_t digest = 0;  // of these bytes
+
+  bool operator==(const counted_notes&) const = default;
+};
+
 struct sent_positions {
   std::string to;         // the engine's address
   std::string host;       // as which machine
   uint64_t given_up = 0;  // records that were removed before the engine had them
   bool is_given_up_exact = true;
+  counted_notes notes = {};                           // that are in this sum
   std::map<std::string, sent_segment> segments = {};  // by their names
 };
 
@@ -66,8 +75,8 @@ std::optional<sent_positions> sent_positions_of(std::string_view text);
 std::string sent_positions_name(const std::string& journal, const std::string& to,
                                 const std::string& host);
 
-// All such files of the journal, of which there may be one for each engine. One that is damaged
-// says that nothing was sent. Raises file_error.
+// All such files of the journal, of which there may be one for each engine. One that is damaged,
+// or cannot be read, says that nothing was sent. Raises file_error.
 std::vector<sent_positions> all_sent_positions(int folder, const journal_place& journal);
 
 // Whether the engine has all of the segment's lines.
@@ -77,10 +86,20 @@ bool is_sent(const sent_positions& engine, const journal_segment& segment, uint6
 // before they had all of it; while the journal's lock is held. Raises file_error.
 void note_given_up(int folder, const journal_place& journal,
                    const std::vector<sent_positions>& engines, const journal_segment& segment);
-// What was noted for one of them, by the names of segments: how many lines it did not get, where
-// that is known. The notes are gone then.
-std::map<std::string, std::optional<uint64_t>> take_given_up(int folder,
-                                                             const journal_place& journal,
-                                                             const std::string& sent_name);
+
+struct given_up_notes {
+  // By the names of segments: how many lines the engine did not get, where that is known.
+  std::map<std::string, std::optional<uint64_t>> segments = {};
+  counted_notes all = {};  // these, and those that were counted before
+};
+
+// What was noted for one of them behind those that were counted; all, where the file does not begin
+// with these. While the journal's lock is held; raises file_error.
+given_up_notes notes_of_given_up(int folder, const journal_place& journal,
+                                 const std::string& sent_name, const counted_notes& counted);
+// Removes the notes where these are all that there are; called when their sum is saved, while the
+// journal's lock is held. False where there are more. Raises file_error.
+bool remove_notes_of_given_up(int folder, const journal_place& journal,
+                              const std::string& sent_name, const counted_notes& counted);
 
 #endif

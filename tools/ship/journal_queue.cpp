@@ -38,6 +38,7 @@ void journal_queue::begin(const std::vector<segment_position>& confirmed,
   if (segments_.empty()) {
     given_up_ = known.given_up;
     is_given_up_exact_ = known.is_given_up_exact;
+    notes_ = known.notes;
     for (const auto& [name, segment] : known.segments) {
       queued_segment& one = segments_[name];
       one.there = segment.there;
@@ -65,21 +66,24 @@ void journal_queue::look() {
   next_look_ = std::chrono::steady_clock::now() + between_looks;
   watch_.watch_folder(journal_.folder);
   std::map<std::string, queued_segment> found;
-  std::map<std::string, std::optional<uint64_t>> noted;
+  given_up_notes noted;
   try {
     append_batch batch(journal_.folder, journal_.name, journal_.rules);
     list(batch.folder(), found);
     if (!rules_.sent_name.empty())
-      noted = take_given_up(batch.folder(), journal_, rules_.sent_name);
+      noted = notes_of_given_up(batch.folder(), journal_, rules_.sent_name, notes_);
     batch.commit();
   } catch (const file_error&) {
     is_look_due_ = true;
     next_look_ = std::chrono::steady_clock::now() + before_another_try;
     throw;
   }
-  for (const auto& [name, lines] : noted) give_up(name, lines);
+  notes_ = noted.all;
+  // Who died between a note and removing the segment left it to others, who note it again.
+  for (const auto& [name, lines] : noted.segments)
+    if (!found.contains(name)) give_up(name, lines);
   for (const auto& [name, one] : segments_)
-    if (!found.contains(name) && !noted.contains(name)) take_missing(one, found);
+    if (!found.contains(name) && !noted.segments.contains(name)) take_missing(one, found);
   segments_ = std::move(found);
 }
 
@@ -455,9 +459,17 @@ void journal_queue::confirm(const segment_position& position) {
 void journal_queue::tell(sent_positions& positions) const {
   positions.given_up = given_up_;
   positions.is_given_up_exact = is_given_up_exact_;
+  positions.notes = notes_;
   positions.segments.clear();
   for (const auto& [name, one] : segments_)
     positions.segments[name] = {one.confirmed, one.there, one.checked};
+}
+
+void journal_queue::remove_counted_notes() {
+  if (notes_.bytes == 0) return;
+  append_batch batch(journal_.folder, journal_.name, journal_.rules);
+  if (remove_notes_of_given_up(batch.folder(), journal_, rules_.sent_name, notes_)) notes_ = {};
+  batch.commit();
 }
 
 journal_state journal_queue::state() const {

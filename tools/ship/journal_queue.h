@@ -56,6 +56,8 @@ class journal_queue {
 
   // What the file beside the journal is to say.
   void tell(sent_positions& positions) const;
+  // It says so: the notes of what was given up go, whose sum is in it.
+  void remove_counted_notes();
   journal_state state() const;
   // Whether there is a segment that cannot be read.
   bool has_unreadable() const;
@@ -117,6 +119,7 @@ class journal_queue {
   std::map<std::string, queued_segment> segments_;       // by their names
   uint64_t given_up_ = 0;
   bool is_given_up_exact_ = true;
+  counted_notes notes_;  // that are in it
 
   std::string open_name_;  // of the segment that is being read; empty: none
   std::unique_ptr<segment_reader> reader_;

@@ -137,7 +137,10 @@ void shipping::save(bool is_due) {
   next_save_ = clock::now() + between_saves;
   queue_.tell(positions_);
   std::string text = text_of(positions_);
-  if (text == saved_) return;
-  write_whole_file(path_, text, !keeps_positions_);
-  saved_ = std::move(text);
+  if (text != saved_) {
+    const bool is_synced = !keeps_positions_ || positions_.notes.bytes != 0;
+    write_whole_file(path_, text, is_synced);
+    saved_ = std::move(text);
+  }
+  queue_.remove_counted_notes();
 }
