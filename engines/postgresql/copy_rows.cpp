@@ -57,11 +57,17 @@ class pg_row {
   size_t size_ = 0;
 };
 
+// A number with a sign that is in the order of those without.
+static uint64_t pg_ordered(uint64_t digest) {
+  static constexpr uint64_t sign = uint64_t{1} << 63;
+  return digest ^ sign;
+}
+
 void append_pg_row(std::string& rows, const shipped_record& record) {
   pg_row row;
   row.put16(6);  // columns
   row.column64(record.line);
-  row.column64(record.digest);
+  row.column64(pg_ordered(record.digest));
   row.column64(record.time ? pg_moment(*record.time) : std::nullopt);
   row.column64(record.event ? std::optional<int64_t>(*record.event) : std::nullopt);
   row.column16(record.level);

@@ -3,6 +3,7 @@
 
 #include <random>
 
+#include "recording/text/check_sum.h"
 #include "tests/engines/command/fleet_fixture.h"
 
 using testing::HasSubstr;
@@ -132,4 +133,46 @@ TYPED_TEST(Fleet, FollowsWhatArrivesFromAnyMachine) {
   send("web2", "five");
   send("web1", "six");
   EXPECT_EQ(last.out_line(), "six");
+}
+
+// A record at a place, as the stored form has it.
+static std::string stored_line(const std::string& text) {
+  return R"({"version":"2.0","event":1003,"name":"NOTE","level":3,"time":"2026-11-15T08:00:00Z",)"
+         R"("attributes":{"TEXT":")" +
+         text + R"("},"types":{"TEXT":"MBChar2K"},"message_index":0,"message":")" + text + "\"}";
+}
+
+TEST(FleetOfTwoEngines, HasRecordsOfOnePlaceInOneOrder) {
+  const fleet_database database;
+  const fleet_broker broker;
+  const fleet_folder fleet;
+  prepare(database, fleet);
+  std::filesystem::create_directories(fleet.file("web1"));
+  std::vector<std::vector<std::string>> places(60);
+  for (const std::string version : {"first ", "second ", "third "}) {
+    std::string lines;
+    for (size_t i = 0; i < places.size(); ++i) {
+      const std::string text = i == 0 ? "begin" : version + std::to_string(i);
+      if (i > 0 || places[0].empty()) places[i].push_back(text);
+      lines += stored_line(text) + "\n";
+    }
+    fleet.write("web1/shop.20261115.0001.jsonl", lines);
+    for (const fleet_server* server :
+         {static_cast<const fleet_server*>(&database), static_cast<const fleet_server*>(&broker)})
+      fleet.ship("web1", "shop", server->address(), "--once -q");
+  }
+  const auto sum = [](const std::string& text) { return check_sum(stored_line(text)); };
+  std::string expected;
+  bool is_order_of_signs_another = false;
+  for (auto& texts : places) {
+    std::ranges::sort(texts, {}, sum);
+    is_order_of_signs_another |= sum(texts.front()) >> 63 != sum(texts.back()) >> 63;
+    for (const std::string& text : texts) expected += text + "\n";
+  }
+  ASSERT_TRUE(is_order_of_signs_another);
+  const std::string all = "render -q --no-pager --locale en_US ";
+  for (const std::string condition : {"", "--event NOTE "}) {
+    EXPECT_EQ(fleet.run(all + condition + "'" + database.address() + "'").out, expected);
+    EXPECT_EQ(fleet.run(all + condition + "'" + broker.address() + "'").out, expected);
+  }
 }
