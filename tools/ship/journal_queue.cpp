@@ -200,12 +200,22 @@ class segment_walk {
  public:
   segment_walk(segment_reader& reader, bool is_plain) : reader_(reader), is_plain_(is_plain) {}
 
-  // The first line without its end; nothing where it has none, or is longer than a line may be.
-  std::optional<std::string_view> first_line() {
-    while (held_.find('\n') == std::string::npos)
-      if (held_.size() > longest_looked_at || !read_more()) return std::nullopt;
-    return std::string_view(held_).substr(0, held_.find('\n'));
+  // The digest of the first line, where its end is among that many bytes. Of a line that is longer
+  // than one may be nothing is kept: the walk is behind its begin then.
+  std::optional<uint64_t> first_digest(uint64_t there) {
+    uint64_t digest = check_sum_begin;
+    size_t end = held_.find('\n');
+    for (; end == std::string::npos; end = held_.find('\n')) {
+      if (held_.size() > longest_kept) {
+        digest = check_sum(held_, digest);
+        dropped_ += std::exchange(held_, "").size();
+      }
+      if (dropped_ + held_.size() >= there || !read_more()) return std::nullopt;
+    }
+    if (dropped_ + end >= there) return std::nullopt;
+    return check_sum(std::string_view(held_).substr(0, end), digest);
   }
+  bool is_at_begin() const { return dropped_ == 0; }
   void skip(uint64_t bytes) {
     while (bytes > held_.size()) {
       bytes -= std::exchange(held_, "").size();
@@ -225,7 +235,7 @@ class segment_walk {
   std::string take_rest() { return std::move(held_); }
 
  private:
-  static constexpr size_t longest_looked_at = stored_record_size_limit;
+  static constexpr size_t longest_kept = stored_record_size_limit;
 
   bool read_more() {
     const std::string_view bytes = reader_.read(read_at_a_time);
@@ -236,6 +246,7 @@ class segment_walk {
   segment_reader& reader_;
   bool is_plain_;
   std::string held_;
+  uint64_t dropped_ = 0;
 };
 
 static uint64_t digest_of(std::string_view line) {
@@ -247,24 +258,27 @@ static uint64_t digest_of(std::string_view line) {
 // it has nothing, or another segment of that name.
 bool journal_queue::open_behind_confirmed(queued_segment& one) {
   if (!open(one)) return false;
-  segment_walk walk(*reader_, one.listed.plain.has_value());
-  const auto first_line = walk.first_line();
-  if (!first_line || first_line->size() >= one.there) return false;
-  const uint64_t first = check_sum(*first_line);
+  auto walk = std::make_optional<segment_walk>(*reader_, one.listed.plain.has_value());
+  const auto first = walk->first_digest(one.there);
+  if (!first) return false;
+  if (!walk->is_at_begin()) {
+    if (!open(one)) return false;
+    walk.emplace(*reader_, one.listed.plain.has_value());
+  }
   line_extent extent;
   const auto [begin, end] = engine_.equal_range(one.listed.name);
   for (auto row = begin; row != end; ++row)
-    if (row->second.first == first) extent = row->second.extent;
-  walk.skip(extent.bytes - extent.last);
-  const std::string last = walk.take(extent.last);
+    if (row->second.first == *first) extent = row->second.extent;
+  walk->skip(extent.bytes - extent.last);
+  const std::string last = walk->take(extent.last);
   const bool is_same = last.size() == extent.last && digest_of(last) == extent.digest;
   if (!is_same) extent = {};
-  one.confirmed = {one.listed.name, first, extent};
+  one.confirmed = {one.listed.name, *first, extent};
   after_ = extent;
   one.is_checked = true;
   if (is_same && !one.listed.plain) {
     one.checked = one.stamp;
-    lines_ = walk.take_rest();
+    lines_ = walk->take_rest();
     read_ = extent.bytes + lines_.size();
     return true;
   }
@@ -372,6 +386,7 @@ void journal_queue::make_room() {
 
 // Keeps its end alone.
 void journal_queue::pass_over_line() {
+  if (passed_over_ == 0) passed_limit_ = size_limit_of(lines_);
   passed_over_ += lines_.size() - tail_bytes;
   lines_.erase(0, lines_.size() - tail_bytes);
 }
@@ -399,8 +414,12 @@ void journal_queue::take_line(std::string_view bytes) {
   record_line line;
   line.source = source_;
   line.number = after_.lines;
-  if (!take_as_line(bytes, line.number == 1, stored_record_size_limit, line)) return;
-  line.too_long = line.too_long || passed_over_ != 0;
+  const bool is_blank = !take_as_line(bytes, line.number == 1, stored_record_size_limit, line);
+  if (is_blank && passed_over_ == 0) return;
+  if (passed_over_ != 0) {
+    line.too_long = true;
+    line.limit = passed_limit_;
+  }
   try {
     check_length(line);
   } catch (const record_error& error) {

@@ -127,6 +127,7 @@ class journal_queue {
   std::string lines_;         // of the batch, and what was read behind it
   size_t taken_ = 0;          // bytes of the batch
   uint64_t passed_over_ = 0;  // bytes of the line that is read, which is too long
+  size_t passed_limit_ = 0;   // what it may have, by how it begins
   line_extent before_;        // where the batch begins
   line_extent after_;         // and ends
   std::vector<shipped_record> records_;

@@ -76,6 +76,47 @@ TEST_F(ShippedJournal, ALineThatIsTooLongHoldsNobodyUp) {
   EXPECT_EQ(engine_.repeated, 0u);
 }
 
+TEST_F(ShippedJournal, SaysHowLongALineMayBeByHowItBegins) {
+  std::vector<std::string> texts;
+  queue_rules telling = rules();
+  telling.bad = [&texts](const record_line&, const record_error& error) {
+    texts.push_back(error.text());
+  };
+  const std::string spaces(stored_record_size_limit + (size_t{4} << 20), ' ');
+  write(one, stored_note("a") + "\n" + stored_note(spaces) + "\n{\"event\":1003," + spaces +
+                 "\n{\"event\":1003," + spaces.substr(0, record_size_limit) + "\n");
+  journal_queue queue({folder_.path(), "app"}, events(), telling);
+  queue.begin({}, {});
+  send(queue);
+  EXPECT_THAT(texts, ElementsAre("the line is longer than 16777216 bytes",
+                                 "the line is longer than 1048576 bytes",
+                                 "the line is longer than 1048576 bytes"));
+}
+
+TEST_F(ShippedJournal, AFirstLineThatIsTooLongHoldsNobodyUp) {
+  const std::string other = stored_note(std::string(stored_record_size_limit, 'y')) + "\n";
+  const std::string first = stored_note(std::string(stored_record_size_limit, 'x')) + "\n";
+  write(one, first + stored_note("a") + "\n");
+  journal_queue queue = this->queue();
+  queue.begin({}, {});
+  send(queue);
+  EXPECT_EQ(engine_.lines(), stored_note("a") + "\n");
+  EXPECT_THAT(bad_, ElementsAre("1: record-syntax"));
+  write(one, first + stored_note("a") + "\n" + stored_note("b") + "\n");
+  send_more(queue);
+  compress(one);
+  send_anew();
+  EXPECT_EQ(engine_.lines(), stored_note("a") + "\n" + stored_note("b") + "\n");
+  EXPECT_EQ(engine_.repeated, 0u);
+  write(two, other.substr(0, other.size() - 1));
+  send_anew();
+  EXPECT_EQ(engine_.positions.size(), 1u) << "its end has not come";
+  write(two, other + stored_note("c") + "\n");
+  send_anew();
+  EXPECT_EQ(engine_.positions.size(), 2u);
+  EXPECT_EQ(engine_.records.size(), 3u);
+}
+
 // --- What is there for good
 
 TEST_F(ShippedJournal, ALineIsSentWhenItsEndHasCome) {
