@@ -61,6 +61,16 @@ static void read_host(std::string_view place, engine_address& address) {
   address.port = *port;
 }
 
+std::vector<std::pair<std::string, std::string>> address_parameters(std::string_view query) {
+  std::vector<std::pair<std::string, std::string>> parameters;
+  while (!query.empty()) {
+    std::string_view value = address_part(query, "&");
+    const std::string_view name = address_part(value, "=");
+    parameters.emplace_back(address_text(name), address_text(value));
+  }
+  return parameters;
+}
+
 engine_address engine_address_of(const std::string& url, uint16_t port) {
   engine_address address;
   std::string_view rest = url;
@@ -75,10 +85,6 @@ engine_address engine_address_of(const std::string& url, uint16_t port) {
     place.remove_prefix(at + 1);
   }
   read_host(place, address);
-  while (!rest.empty()) {
-    std::string_view option = address_part(rest, "&");
-    const std::string_view name = address_part(option, "=");
-    address.options.emplace_back(address_text(name), address_text(option));
-  }
+  address.options = address_parameters(rest);
   return address;
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -20,6 +21,9 @@ struct engine_address {
   // The host as URLs have it, an address of IPv6 in brackets.
   std::string host_of_url() const;
 };
+
+// Of what stands behind "?": names and values, with the bytes that "%41" and its like stand for.
+std::vector<std::pair<std::string, std::string>> address_parameters(std::string_view query);
 
 // Raises engine_error, without the URL's user, for what is no such URL and for one that holds a
 // password. Without a port in the URL it is that one.

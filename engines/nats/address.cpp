@@ -1,5 +1,7 @@
 #include "engines/nats/address.h"
 
+#include "recording/text/number.h"
+#include "recording/text/words.h"
 #include "tools/ship/engine.h"
 
 static constexpr std::string_view nats_scheme = "nats://";
@@ -15,9 +17,24 @@ static std::string_view nats_cut(std::string_view& text, char mark) {
 static void nats_take_setting(const std::string& url, std::string_view setting,
                               nats_address& address) {
   if (setting != "tls=off" && setting != "tls=on")
-    throw engine_error(url + ": \"" + std::string(setting) +
-                       "\" is no setting of a NATS address; \"tls=off\" is one");
+    throw engine_error(url + ": " + in_quotes(setting) +
+                       " is no setting of a NATS address; \"tls=off\" is one");
   address.is_tls = setting == "tls=on";
+}
+
+// "broker:4222", "[::1]:4222", "broker"
+static std::string nats_host_of(const std::string& url, std::string_view server) {
+  const bool is_in_brackets = server.starts_with('[');
+  const size_t colon = server.find(':', is_in_brackets ? server.find(']') : 0);
+  std::string host(server.substr(0, colon));
+  if (is_in_brackets && host.ends_with(']')) host = host.substr(1, host.size() - 2);
+  if (colon == std::string_view::npos) return host;
+  const std::string_view text = server.substr(colon + 1);
+  const auto port = number_of<uint16_t>(text);
+  if (!port || *port == 0)
+    throw engine_error(url + ": " + in_quotes(shortened(text)) +
+                       " is no port, which is a number from 1 to 65535");
+  return host;
 }
 
 nats_address nats_address_of(const std::string& url) {
@@ -39,6 +56,7 @@ nats_address nats_address_of(const std::string& url) {
   do {
     const std::string_view server = nats_cut(rest, ',');
     if (server.empty()) throw engine_error(url + ": a server's name is missing");
+    address.hosts.push_back(nats_host_of(url, server));
     address.servers.push_back(std::string(nats_scheme) + std::string(server));
   } while (!rest.empty());
   return address;

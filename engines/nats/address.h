@@ -8,6 +8,7 @@
 
 struct nats_address {
   std::vector<std::string> servers;  // "nats://host:4222"; the port may be missing
+  std::vector<std::string> hosts;    // of these, "host"
   std::string user;                  // empty: none is given
   bool is_tls = true;                // and the servers are verified
 };

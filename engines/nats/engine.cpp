@@ -1,5 +1,6 @@
 #include "engines/nats/engine.h"
 
+#include "engines/nats/address.h"
 #include "engines/nats/archive.h"
 #include "engines/nats/fleet.h"
 #include "engines/nats/link.h"
@@ -18,11 +19,16 @@ static std::unique_ptr<fleet_view> view_nats(const engine_options& options) {
   return std::make_unique<nats_fleet>(options);
 }
 
+static void check_nats(const std::string& address) {
+  nats_address_of(address);
+}
+
 static void create_nats(const engine_options& options) {
   nats_link(options).make_streams();
 }
 
 const engine_row nats_engine = {.scheme = "nats",
+                                .check = check_nats,
                                 .open = open_nats,
                                 .ask = ask_nats,
                                 .view = view_nats,

@@ -1,5 +1,6 @@
 #include "engines/nats/link.h"
 
+#include <netdb.h>
 #include <openssl/x509.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include "base/kp_clib.h"
 #include "engines/nats/address.h"
 #include "recording/text/json_text.h"
+#include "recording/text/words.h"
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
@@ -29,6 +31,7 @@ struct nats_attempt {
   bool has_ended = false;
   natsStatus status = NATS_OK;
   std::string reason;
+  std::vector<std::string> hosts;
   nats_owned<natsOptions> options;
   nats_owned<natsConnection> connection;
 };
@@ -86,10 +89,26 @@ static nats_owned<natsOptions> nats_options_of(const nats_address& address,
   return owned;
 }
 
+// "; the name "broker" is not known: ..." of those that the system does not find: libnats says of
+// these no more than of servers that are not there.
+static std::string nats_unknown_names(const std::vector<std::string>& hosts) {
+  std::string text;
+  for (const std::string& host : hosts) {
+    addrinfo* found = nullptr;
+    const int error = getaddrinfo(host.c_str(), nullptr, nullptr, &found);
+    if (error == 0)
+      freeaddrinfo(found);
+    else
+      text += "; the name " + in_quotes(host) + " is not found: " + gai_strerror(error);
+  }
+  return text;
+}
+
 static void nats_connect(const std::shared_ptr<nats_attempt>& attempt) {
   natsConnection* connection = nullptr;
   const natsStatus status = natsConnection_Connect(&connection, attempt->options.get());
   std::string reason = status == NATS_OK ? "" : nats_reason(status);
+  if (status == NATS_NO_SERVER) reason += nats_unknown_names(attempt->hosts);
   const std::lock_guard lock(attempt->mutex);
   attempt->connection.reset(connection);
   attempt->status = status;
@@ -117,6 +136,7 @@ void nats_link::connect() {
   const auto attempt = std::make_shared<nats_attempt>();
   try {
     attempt->options = nats_options_of(address, options_);
+    attempt->hosts = address.hosts;
   } catch (const engine_error& error) {
     fail(error.what());
   }

@@ -24,9 +24,9 @@ static std::string otlp_path(const engine_address& address) {
   return path.ends_with(otlp_logs_path) ? path : path + std::string(otlp_logs_path);
 }
 
-static engine_address otlp_address(const engine_options& options) {
+static engine_address otlp_address(const std::string& url) {
   constexpr uint16_t usual_port = 4318;
-  engine_address address = engine_address_of(options.address, usual_port);
+  engine_address address = engine_address_of(url, usual_port);
   if (!address.options.empty())
     throw engine_error(address.shown() + ": the URL takes no " +
                        in_quotes(address.options.front().first));
@@ -38,7 +38,7 @@ class otlp_engine : public ship_engine {
   otlp_engine(const engine_options& options, const otlp_limits& limits)
       : options_(options),
         limits_(limits),
-        address_(otlp_address(options)),
+        address_(otlp_address(options.address)),
         shown_(address_.shown()),
         post_(address_, options_, otlp_path(address_), limits.patience) {}
 
@@ -230,5 +230,11 @@ static std::unique_ptr<ship_engine> open_usual_otlp_engine(const engine_options&
   return open_otlp_engine(options, {});
 }
 
-const engine_row otlp_http_engine = {.scheme = "otlp+http", .open = open_usual_otlp_engine};
-const engine_row otlp_https_engine = {.scheme = "otlp+https", .open = open_usual_otlp_engine};
+static void check_otlp_address(const std::string& address) {
+  otlp_address(address);
+}
+
+const engine_row otlp_http_engine = {
+    .scheme = "otlp+http", .check = check_otlp_address, .open = open_usual_otlp_engine};
+const engine_row otlp_https_engine = {
+    .scheme = "otlp+https", .check = check_otlp_address, .open = open_usual_otlp_engine};

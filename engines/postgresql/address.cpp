@@ -3,10 +3,14 @@
 #include <libpq-fe.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
+#include <new>
 
 #include "base/kp_clib.h"
-#include "engines/postgresql/error_text.h"
+#include "engines/common/address.h"
+#include "recording/text/number.h"
+#include "recording/text/words.h"
 
 // What the address says itself; libpq's own defaults are not among it.
 static pg_parameter_map pg_address_parts(const std::string& address) {
@@ -24,12 +28,17 @@ static pg_parameter_map pg_address_parts(const std::string& address) {
   return values;
 }
 
+static pg_parameter_map pg_password_free_parts(const std::string& address) {
+  pg_parameter_map values = pg_address_parts(address);
+  if (values.contains("password") || values.contains("sslpassword"))
+    throw engine_error("an address holds no password: --password-file does");
+  return values;
+}
+
 static const std::string pg_system_authorities = "/etc/ssl/certs/ca-certificates.crt";
 
 static pg_parameter_map pg_parameters(const engine_options& options) {
-  pg_parameter_map values = pg_address_parts(options.address);
-  if (values.contains("password") || values.contains("sslpassword"))
-    throw engine_error("an address holds no password: --password-file does");
+  pg_parameter_map values = pg_password_free_parts(options.address);
   // Only those that the address does not have.
   values.insert({"sslmode", "verify-full"});
   values.insert({"application_name", "kplog-ship"});
@@ -75,4 +84,56 @@ std::vector<pg_parameter_map> pg_servers(const engine_options& options, bool is_
     servers.push_back(values);
   }
   return servers;
+}
+
+// --- What an address may say ---
+
+// What libpq calls its parameters, but for passwords.
+static std::vector<std::string> pg_known_parameters() {
+  const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> all(PQconndefaults(),
+                                                                         PQconninfoFree);
+  if (!all) throw std::bad_alloc();
+  std::vector<std::string> names = {"ssl"};  // ssl=true, as others write it
+  for (const PQconninfoOption* one = all.get(); one->keyword != nullptr; ++one)
+    if (!std::string_view(one->keyword).ends_with("password")) names.emplace_back(one->keyword);
+  return names;
+}
+
+// libpq would say of one that it does not know that the address is none.
+static void check_pg_parameter_names(const std::string& address) {
+  const std::vector<std::string> names = pg_known_parameters();
+  const std::vector<std::string_view> known(names.begin(), names.end());
+  const size_t query = address.find('?');
+  if (query == std::string::npos) return;
+  for (const auto& [name, value] : address_parameters(std::string_view(address).substr(query + 1)))
+    if (!name.ends_with("password") && std::ranges::find(known, name) == known.end())
+      throw engine_error(address + ": " + in_quotes(shortened(name)) +
+                         " is no parameter of a PostgreSQL address" +
+                         nearest_name_hint(name, known));
+}
+
+// Values that are wrong come to light only when it is connected, again and again.
+static void check_pg_word(const std::string& address, const pg_parameter_map& values,
+                          const std::string& name, const std::vector<std::string_view>& words) {
+  const auto found = values.find(name);
+  if (found == values.end() || std::ranges::find(words, found->second) != words.end()) return;
+  std::string all;
+  for (const std::string_view word : words) all += (all.empty() ? "" : ", ") + std::string(word);
+  throw engine_error(address + ": " + name + " has one of the values " + all + ", not " +
+                     in_quotes(shortened(found->second)));
+}
+
+void check_pg_address(const std::string& address) {
+  check_pg_parameter_names(address);
+  pg_parameter_map values = pg_password_free_parts(address);
+  check_pg_word(address, values, "sslmode",
+                {"disable", "allow", "prefer", "require", "verify-ca", "verify-full"});
+  check_pg_word(address, values, "target_session_attrs",
+                {"any", "read-write", "read-only", "primary", "standby", "prefer-standby"});
+  for (const std::string& port : pg_parts(values["port"])) {
+    const auto number = number_of<uint16_t>(port);
+    if (!port.empty() && (!number || *number == 0))
+      throw engine_error(address + ": " + in_quotes(shortened(port)) +
+                         " is no port, which is a number from 1 to 65535");
+  }
 }

@@ -17,4 +17,8 @@ using pg_parameter_map = std::map<std::string, std::string>;
 // engine_error for an address that is none, and for one that holds a password.
 std::vector<pg_parameter_map> pg_servers(const engine_options& options, bool is_written);
 
+// Raises engine_error for parameters that libpq does not have, or not with that value, and for what
+// pg_servers raises it.
+void check_pg_address(const std::string& address);
+
 #endif

@@ -1,5 +1,6 @@
 #include "engines/postgresql/engine.h"
 
+#include "engines/postgresql/address.h"
 #include "engines/postgresql/archive.h"
 #include "engines/postgresql/fleet.h"
 #include "engines/postgresql/schema.h"
@@ -19,6 +20,7 @@ static std::unique_ptr<fleet_view> view_pg_fleet(const engine_options& options) 
 }
 
 const engine_row postgresql_engine = {.scheme = "postgresql",
+                                      .check = check_pg_address,
                                       .open = open_pg_sender,
                                       .ask = ask_pg_archive,
                                       .view = view_pg_fleet,

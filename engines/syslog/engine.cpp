@@ -169,4 +169,11 @@ static std::unique_ptr<ship_engine> open_usual_syslog_engine(const engine_option
   return open_syslog_engine(options, {});
 }
 
-const engine_row syslog_engine = {.scheme = "syslog+tls", .open = open_usual_syslog_engine};
+static void check_syslog_address(const std::string& address) {
+  engine_options options;
+  options.address = address;
+  syslog_settings_of(options);
+}
+
+const engine_row syslog_engine = {
+    .scheme = "syslog+tls", .check = check_syslog_address, .open = open_usual_syslog_engine};

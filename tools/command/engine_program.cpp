@@ -43,11 +43,20 @@ static std::vector<std::string> own_words() {
       std::string(strerror(errno)) + "; what reaches engines comes with the package kplog-ship");
 }
 
+static const engine_row& checked(const engine_row& engine, const std::string& address) {
+  try {
+    if (engine.check != nullptr) engine.check(address);
+  } catch (const engine_error& error) {
+    throw wrong_usage(error.what());
+  }
+  return engine;
+}
+
 const engine_row& engine_at(const std::string& address) {
   if (engines().empty()) become_kplog_ship();
   std::string known;
   for (const engine_row& engine : engines()) {
-    if (engine.scheme == scheme_of(address)) return engine;
+    if (engine.scheme == scheme_of(address)) return checked(engine, address);
     known += (known.empty() ? "" : ", ") + std::string(engine.scheme) + "://";
   }
   throw wrong_usage(in_quotes(address) + " is no address of an engine; these begin with " + known);

@@ -136,6 +136,8 @@ class fleet_view {
 // An engine by the scheme of its address, "postgresql".
 struct engine_row {
   std::string_view scheme;
+  // Raises engine_error for an address that is none, whether or not anything is there.
+  void (*check)(const std::string& address) = nullptr;
   std::unique_ptr<ship_engine> (*open)(const engine_options& options) = nullptr;
   // What those that keep no records lack.
   std::unique_ptr<record_archive> (*ask)(const engine_options& options,

@@ -30,6 +30,7 @@ TEST(NatsAddress, IsOneOrSeveralServers) {
   const nats_address several = nats_address_of("nats://logs@a:4222,b,[::1]:9/?tls=off");
   EXPECT_EQ(several.servers,
             (std::vector<std::string>{"nats://a:4222", "nats://b", "nats://[::1]:9"}));
+  EXPECT_EQ(several.hosts, (std::vector<std::string>{"a", "b", "::1"}));
   EXPECT_EQ(several.user, "logs");
   EXPECT_FALSE(several.is_tls);
   const auto error_of = [](const std::string& url) -> std::string {
@@ -46,6 +47,19 @@ TEST(NatsAddress, IsOneOrSeveralServers) {
             "nats://a/KPLOG: a NATS address has no path; the stream is told with --stream");
   EXPECT_EQ(error_of("nats://a?tls=no"),
             "nats://a?tls=no: \"tls=no\" is no setting of a NATS address; \"tls=off\" is one");
+  EXPECT_EQ(error_of("nats://a:4222,b:0"),
+            "nats://a:4222,b:0: \"0\" is no port, which is a number from 1 to 65535");
+}
+
+// A label of a name has 63 letters at most, so that nobody is asked for it.
+TEST(NatsLink, SaysWhichNamesAreNotFound) {
+  const std::string host(70, 'b');
+  engine_options options;
+  options.address = "nats://127.0.0.1:1," + host + ":4222?tls=off";
+  const std::string expected = options.address +
+                               ": cannot connect: No server available for connection; the name \"" +
+                               host + "\" is not found: ";
+  EXPECT_TRUE(refusal(options).starts_with(expected)) << refusal(options);
 }
 
 TEST(NatsLink, VerifiesServersUnlessTheAddressSaysOtherwise) {
