@@ -12,7 +12,7 @@ using pg_archive_clock = std::chrono::steady_clock;
 pg_archive::pg_archive(const engine_options& options, const archive_query& query)
     : options_(options),
       query_(query),
-      connection_(options, false),
+      connection_(options, false, pg_needs_read),
       contained_(contained_attributes(query)) {}
 
 bool pg_archive::is_asked_host(std::string_view host) const {

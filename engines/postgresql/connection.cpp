@@ -42,9 +42,12 @@ std::string pg_array(const std::vector<std::string>& values) {
   return text + "}";
 }
 
+// The code of what the user may not do.
+static constexpr std::string_view pg_denied = "42501";
+
 void pg_connection::fail(const std::string& what, std::string_view code) {
   const std::string line = pg_one_line(what);
-  const std::string advice = pg_advice(code, line);
+  const std::string advice(code == pg_denied ? when_denied_ : pg_advice(code, line));
   throw engine_error(options_.address + ": " + line + (advice.empty() ? "" : ": " + advice));
 }
 
@@ -160,17 +163,20 @@ void pg_connection::prepare_session(bool wants_schema) {
 
 void pg_connection::check_version() {
   static const std::string expected = std::to_string(pg_schema_version);
-  const std::string advice = ": `kplog ship --create --to` makes " + expected;
+  static const std::string create = "`kplog ship --create --to ADDRESS` makes it";
   if (!ask("select 1 where to_regnamespace('kplog') is not null").rows())
-    fail("it has no schema \"kplog\"" + advice);
+    fail("it has no schema \"kplog\": " + create);
   if (!ask("select 1 where has_schema_privilege('kplog', 'usage')").rows())
-    fail("the user may not use the schema \"kplog\"", "42501");
+    fail("the user may not use the schema \"kplog\"", pg_denied);
   if (!ask("select 1 where to_regclass('kplog.version') is not null").rows())
-    fail("its schema \"kplog\" has no version" + advice);
+    fail("its schema \"kplog\" has no version, as it is another's: in another database " + create);
   const pg_result found = ask("select version from kplog.version");
   const std::string version(found.rows() == 0 ? "none" : found.value(0, 0));
   if (version != expected)
-    fail("its schema \"kplog\" has version " + version + ", not " + expected + advice);
+    fail("its schema \"kplog\" has version " + version + ", not " + expected +
+         (found.rows() > 0 && found.number(0, 0) > pg_schema_version
+              ? ": a newer kplog made it, which has to be installed here as well"
+              : ": in another database " + create));
 }
 
 void pg_connection::set_tenant() {

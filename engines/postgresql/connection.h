@@ -41,18 +41,26 @@ using pg_values = std::vector<std::optional<std::string>>;
 
 std::string pg_array(const std::vector<std::string>& values);
 
+inline constexpr std::string_view pg_needs_ship =
+    "the user needs the role kplog_ship: GRANT kplog_ship TO ...";
+inline constexpr std::string_view pg_needs_read =
+    "the user needs the role kplog_read: GRANT kplog_read TO ...";
+
 // Every operation raises engine_error with a text that begins with the address. An error of the
 // database leaves the connection usable, with an open transaction failed; any other closes it.
 class pg_connection {
  public:
   // `is_written`: more is done than to ask.
-  explicit pg_connection(const engine_options& options, bool is_written = true)
-      : options_(options), is_written_(is_written) {}
+  explicit pg_connection(const engine_options& options, bool is_written = true,
+                         std::string_view when_denied = {})
+      : options_(options), is_written_(is_written), when_denied_(when_denied) {}
 
   // Connects to the first server that there is, unless it is connected. True: just now. The version
   // of the schema has been looked at then, if `wants_schema`.
   bool connect(bool wants_schema = true);
   void close();
+  // What would help where the user may not do what is asked for next; empty: nothing is known to.
+  void when_denied(std::string_view advice) { when_denied_ = advice; }
 
   // The last answer of the statement.
   pg_result ask(const std::string& statement, const pg_values& values = {}, bool is_binary = false);
@@ -92,6 +100,7 @@ class pg_connection {
   engine_options options_;
   bool is_written_;
   bool is_ending_ = false;
+  std::string_view when_denied_;
   std::unique_ptr<PGconn, decltype(&PQfinish)> connection_{nullptr, PQfinish};
 };
 

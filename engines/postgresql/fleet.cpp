@@ -56,6 +56,7 @@ void pg_fleet::finish_days() {
 std::vector<std::string> pg_fleet::prune(const std::string& before_day) {
   const std::string number = std::to_string(pg_day_number(before_day));
   connection_.connect();
+  connection_.when_denied("days are removed by the owner of the schema");
   const pg_result gone = connection_.ask(
       "select to_char(p.day, 'YYYY-MM-DD'), p.records"
       " from kplog.prune(date '2000-01-01' + $1::integer) p",

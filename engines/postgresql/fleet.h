@@ -11,7 +11,7 @@
 // Events that no definitions know count as event 0.
 class pg_fleet : public fleet_view {
  public:
-  explicit pg_fleet(const engine_options& options) : connection_(options) {}
+  explicit pg_fleet(const engine_options& options) : connection_(options, true, pg_needs_read) {}
 
   day_counts counts(const journal_identity& journal, const std::string& since_day) override;
   std::vector<fleet_row> rows() override;

@@ -16,11 +16,13 @@ begin
   if to_regclass('kplog.version') is not null then
     execute 'select version::text from kplog.version' into found;
     if found is distinct from '1' then
-      raise exception 'the schema "kplog" has version %, not 1', coalesce(found, 'none');
+      raise exception 'the schema "kplog" has version %, not 1', coalesce(found, 'none')
+        using hint = 'it stays as it is: another database, or the kplog that made it';
     end if;
   elsif to_regnamespace('kplog') is not null and exists (
       select from pg_class where relnamespace = to_regnamespace('kplog')) then
-    raise exception 'the schema "kplog" is another''s: it has no version';
+    raise exception 'the schema "kplog" is another''s: it has no version'
+      using hint = 'it stays as it is: another database (createdb)';
   end if;
   for found in select name from unnest(array['kplog_ship', 'kplog_read']) name
                where not exists (select from pg_roles where rolname = name)
@@ -381,7 +383,9 @@ std::string pg_schema(const engine_options& options) {
 }
 
 void pg_create(const engine_options& options) {
-  pg_connection connection(options);
+  pg_connection connection(options, true,
+                           "a new schema needs CREATE on the database; one that is there belongs "
+                           "to who made it");
   connection.connect(false);
   connection.run(pg_schema(options));
 }

@@ -13,18 +13,34 @@ static std::string pg_signed(uint64_t number) {
 }
 
 pg_sender::pg_sender(const engine_options& options)
-    : options_(options), connection_(options), finishing_(options) {}
+    : options_(options),
+      connection_(options, true, pg_needs_ship),
+      finishing_(options, true, pg_needs_ship) {}
+
+// Rows go to a table of the session first, since COPY does not go into one with policies for its
+// rows.
+void pg_sender::make_batch_table() {
+  connection_.when_denied(
+      "a sender makes a table of its session: GRANT TEMPORARY ON DATABASE ... TO ...");
+  connection_.run(
+      "create temp table kplog_batch (line bigint not null, digest bigint not null,"
+      " time timestamptz, event bigint, level smallint, record text collate \"C\" not null)"
+      " on commit delete rows");
+}
 
 // What this connection knows ends with it.
 void pg_sender::connect() {
   if (!connection_.connect()) return;
   ids_.clear();
   offered_.clear();
-  // Rows go there first, since COPY does not go into a table with policies for its rows.
-  connection_.run(
-      "create temp table kplog_batch (line bigint not null, digest bigint not null,"
-      " time timestamptz, event bigint, level smallint, record text collate \"C\" not null)"
-      " on commit delete rows");
+  try {
+    make_batch_table();
+  } catch (...) {
+    connection_.close();
+    connection_.when_denied(pg_needs_ship);
+    throw;
+  }
+  connection_.when_denied(pg_needs_ship);
 }
 
 std::optional<std::vector<segment_position>> pg_sender::positions(const journal_identity& journal) {

@@ -28,6 +28,7 @@ class pg_sender : public ship_engine {
   };
 
   void connect();
+  void make_batch_table();
   void offer_kit(const record_kit& kit);
   const std::string& hash_of(const record_kit& kit);
   std::string id_of(const ship_batch& batch);

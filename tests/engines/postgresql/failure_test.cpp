@@ -15,6 +15,7 @@
 #include "tests/engines/support/tls_certificates.h"
 
 using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -39,6 +40,10 @@ static std::string ask_error(const engine_options& options) {
   return error_of(options, [&] { postgresql_engine.ask(options, {})->kits(); });
 }
 
+static std::string create_error(const engine_options& options) {
+  return error_of(options, [&] { postgresql_engine.create(options); });
+}
+
 TEST(PostgresqlFailure, IsSaidInOneLineWithWhatWouldHelp) {
   const database_server server;
   shipped_segment segment;
@@ -49,40 +54,67 @@ TEST(PostgresqlFailure, IsSaidInOneLineWithWhatWouldHelp) {
   EXPECT_THAT(store_error(server.options("nobody"), segment),
               HasSubstr("role \"nobody\" does not exist"));
   EXPECT_EQ(store_error(server.options(), segment),
-            "it has no schema \"kplog\": `kplog ship --create --to` makes 1");
+            "it has no schema \"kplog\": `kplog ship --create --to ADDRESS` makes it");
   server.sql("create role logs login; create role maker login");
   // Roles are made by whoever may, or are there.
   server.sql("create database made owner maker");
-  EXPECT_THAT(error_of(server.options("maker", "made"),
-                       [&] { postgresql_engine.create(server.options("maker", "made")); }),
+  EXPECT_THAT(create_error(server.options("maker", "made")),
               HasSubstr("there is no role \"kplog_ship\", and maker may make none: CREATE ROLE"));
   postgresql_engine.create(server.options());
   postgresql_engine.create(server.options("maker", "made"));
   EXPECT_EQ(server.sql("select version from kplog.version", "maker", "made"), "1\n");
   EXPECT_EQ(store_error(server.options("logs"), segment),
-            "the user may not use the schema \"kplog\": the user needs the role kplog_ship to send,"
-            " and kplog_read to ask: GRANT kplog_ship TO ...");
+            "the user may not use the schema \"kplog\": the user needs the role kplog_ship: "
+            "GRANT kplog_ship TO ...");
+  EXPECT_EQ(ask_error(server.options("logs")),
+            "the user may not use the schema \"kplog\": the user needs the role kplog_read: "
+            "GRANT kplog_read TO ...");
+  EXPECT_THAT(create_error(server.options("logs")),
+              AllOf(HasSubstr("permission denied"), HasSubstr(": a new schema needs CREATE on the"),
+                    Not(HasSubstr("GRANT kplog"))));
   server.sql("grant kplog_read to logs");
   EXPECT_THAT(store_error(server.options("logs"), segment),
               AllOf(HasSubstr("permission denied"), HasSubstr("GRANT kplog_ship TO")));
   EXPECT_EQ(ask_error(server.options("logs")), "nothing is wrong");
+  EXPECT_THAT(error_of(server.options("logs"),
+                       [&] { postgresql_engine.view(server.options("logs"))->prune("20200101"); }),
+              AllOf(HasSubstr("permission denied"), EndsWith(": days are removed by the owner of "
+                                                             "the schema")));
+  server.sql("grant kplog_ship to logs; revoke temporary on database postgres from public");
+  const auto sender = postgresql_engine.open(server.options("logs"));
+  for (int i = 0; i < 2; ++i)
+    EXPECT_THAT(error_of(server.options("logs"), [&] { sender->positions(segment.journal()); }),
+                AllOf(HasSubstr("permission denied"), EndsWith(": a sender makes a table of its "
+                                                               "session: GRANT TEMPORARY ON "
+                                                               "DATABASE ... TO ...")));
+  server.sql("grant temporary on database postgres to logs");
+  EXPECT_EQ(error_of(server.options("logs"), [&] { sender->store(segment.all()); }),
+            "nothing is wrong");
+  server.sql("revoke kplog_ship, kplog_read from logs");
 
   server.sql("create database latin encoding LATIN1 template template0");
-  EXPECT_THAT(error_of(server.options("postgres", "latin"),
-                       [&] { postgresql_engine.create(server.options("postgres", "latin")); }),
+  EXPECT_THAT(create_error(server.options("postgres", "latin")),
               HasSubstr("the database has the encoding LATIN1, and UTF8 is needed"));
   server.sql("create database other");
   server.sql("create schema kplog; create table kplog.mine ()", "postgres", "other");
-  EXPECT_THAT(error_of(server.options("postgres", "other"),
-                       [&] { postgresql_engine.create(server.options("postgres", "other")); }),
-              HasSubstr("the schema \"kplog\" is another's"));
+  EXPECT_THAT(
+      create_error(server.options("postgres", "other")),
+      AllOf(HasSubstr("the schema \"kplog\" is another's"), HasSubstr("it stays as it is")));
   EXPECT_EQ(store_error(server.options("postgres", "other"), segment),
-            "its schema \"kplog\" has no version: `kplog ship --create --to` makes 1");
+            "its schema \"kplog\" has no version, as it is another's: in another database `kplog "
+            "ship --create --to ADDRESS` makes it");
   server.sql("update kplog.version set version = 77");
   EXPECT_EQ(ask_error(server.options()),
-            "its schema \"kplog\" has version 77, not 1: `kplog ship --create --to` makes 1");
-  EXPECT_THAT(error_of(server.options(), [&] { postgresql_engine.create(server.options()); }),
-              HasSubstr("the schema \"kplog\" has version 77, not 1"));
+            "its schema \"kplog\" has version 77, not 1: a newer kplog made it, which has to be "
+            "installed here as well");
+  EXPECT_THAT(create_error(server.options()),
+              AllOf(HasSubstr("the schema \"kplog\" has version 77, not 1"),
+                    HasSubstr("HINT:  it stays as it is: another database, or the kplog that made "
+                              "it")));
+  server.sql("update kplog.version set version = 0");
+  EXPECT_EQ(store_error(server.options(), segment),
+            "its schema \"kplog\" has version 0, not 1: in another database `kplog ship --create "
+            "--to ADDRESS` makes it");
 }
 
 TEST(PostgresqlFailure, ToAnswerIsWaitedForUntilTheProgramIsToEnd) {
