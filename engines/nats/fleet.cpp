@@ -43,14 +43,22 @@ static fleet_row& nats_row_of(std::map<journal_identity, fleet_row>& rows,
   return row;
 }
 
+// Whether some of it may be there: the stream is the one that it was stored in, and does not begin
+// behind it. What is removed of streams is removed from their begin on, mostly.
+static bool nats_may_have(const nats_position& position, const jsStreamInfo* records) {
+  return records != nullptr && records->Created == position.created &&
+         records->State.FirstSeq <= position.stored.sequence;
+}
+
 void nats_fleet::read_positions(nats_link& link,
                                 std::map<journal_identity, fleet_row>& rows) const {
+  const auto records = link.stream_info(subjects_.records_stream());
   nats_stream_reader reader(link, subjects_.state_stream(), subjects_.all_positions());
   while (const nats_message message = reader.next_there()) {
     const auto position = nats_position_of(nats_bytes(message));
     if (!position) continue;
     fleet_row& row = nats_row_of(rows, position->journal, reader.stored());
-    row.records += position->records;
+    if (nats_may_have(*position, records.get())) row.records += position->records;
     if (position->newest)
       row.newest = std::max(row.newest.value_or(*position->newest), *position->newest);
   }

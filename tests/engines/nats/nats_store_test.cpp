@@ -96,3 +96,52 @@ TEST(NatsStore, KeepsPositionsWithTheRecordsThatTheyRestOn) {
       difference_of(placed_texts(*nats_engine.ask(options, {})), placed_texts(journal, segment)),
       "");
 }
+
+static void purge_before(const engine_options& options, uint64_t sequence) {
+  change(options, [sequence](jsCtx* jetstream) {
+    jsOptions purge;
+    jsOptions_Init(&purge);
+    purge.Stream.Purge.Sequence = sequence;
+    return js_PurgeStream(jetstream, "KPLOG", &purge, nullptr);
+  });
+}
+
+static uint64_t last_sequence(const engine_options& options) {
+  nats_link link(options);
+  return link.stream_info("KPLOG")->State.LastSeq;
+}
+
+TEST(NatsStore, TellsOfSegmentsOfWhichRecordsAreThere) {
+  const nats_servers servers;
+  const engine_options options = servers.options();
+  const journal_identity journal{"web1", "/var/log/shop/shop"};
+  made_segment first("shop.20261115.0001.jsonl");
+  made_segment second("shop.20261116.0001.jsonl");
+  for (int i = 0; i < 100; ++i) first.add("{\"n\":" + std::to_string(i) + "}", 1001 + i % 3, 3, i);
+  for (int i = 0; i < 50; ++i) second.add("{\"m\":" + std::to_string(i) + "}", 1001 + i % 3, 3, i);
+  const auto engine = nats_engine.open(options);
+  const auto fleet = nats_engine.view(options);
+  const auto records = [&] {
+    const auto rows = fleet->rows();
+    EXPECT_EQ(rows.size(), 1U);
+    return rows.empty() ? 0 : rows.front().records;
+  };
+  send_segment(*engine, journal, first, 30);
+  const uint64_t end_of_first = last_sequence(options);
+  send_segment(*engine, journal, second, 50);
+  EXPECT_EQ(records(), 150U);
+  purge_before(options, end_of_first);
+  EXPECT_EQ(records(), 150U) << "a message of the first is there";
+  purge_before(options, end_of_first + 1);
+  EXPECT_EQ(records(), 50U);
+  purge_before(options, end_of_first + 2);
+  EXPECT_EQ(records(), 50U);
+  change(options,
+         [](jsCtx* jetstream) { return js_PurgeStream(jetstream, "KPLOG", nullptr, nullptr); });
+  EXPECT_EQ(records(), 0U);
+  change(options,
+         [](jsCtx* jetstream) { return js_DeleteStream(jetstream, "KPLOG", nullptr, nullptr); });
+  EXPECT_EQ(records(), 0U);
+  send_segment(*nats_engine.open(options), journal, first, 100);
+  EXPECT_EQ(records(), 100U) << "the second was in another stream of that name";
+}
