@@ -11,7 +11,6 @@ static constexpr size_t most_bytes_of_group = size_t{256} << 10;
 static constexpr size_t most_records_of_window = 4096;
 static constexpr size_t most_bytes_of_window = size_t{1} << 20;
 static constexpr size_t room_of_header = 512;      // its ID and what names it
-static constexpr int window_log_of_part = 19;      // memory counts for more here
 static constexpr size_t least_room_of_part = 512;  // below that nothing can be said with messages
 
 nats_record_packer::nats_record_packer(const nats_link& link, nats_publisher& publisher,
