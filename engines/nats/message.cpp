@@ -12,7 +12,7 @@ static std::string nats_line_ranges(std::span<const shipped_record* const> recor
   for (size_t i = 0; i < records.size();) {
     const uint64_t from = records[i]->line;
     uint64_t to = from;
-    while (++i < records.size() && records[i]->line == to + 1) ++to;
+    while (++i < records.size() && to != UINT64_MAX && records[i]->line == to + 1) ++to;
     if (!ranges.empty()) ranges += ',';
     ranges += std::to_string(from);
     if (to != from) ranges += '-' + std::to_string(to);

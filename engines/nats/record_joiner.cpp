@@ -131,9 +131,8 @@ std::optional<std::string_view> piece_joiner::record() const {
 
 // --- Arrivals.
 
-arrival_joiner::arrival_joiner() : seen_(most_seen_places) {}
-
 bool arrival_joiner::is_new(const record_place& place) {
+  if (seen_.empty()) seen_.resize(most_seen_places);
   const uint64_t sum = check_sum(sort_key_of(place, 0, 0));
   const size_t bucket = (sum ^ sum >> 32) % (most_seen_places / seen_of_bucket);
   const std::span seen = std::span(seen_).subspan(bucket * seen_of_bucket, seen_of_bucket);

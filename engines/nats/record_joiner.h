@@ -62,8 +62,6 @@ class piece_joiner {
 // Records as they arrive.
 class arrival_joiner {
  public:
-  arrival_joiner();
-
   // Whether it was not seen lately; from now on it was.
   bool is_new(const record_place& place);
   // The record that the piece completes, whatever the order that pieces come in; it lives until the
@@ -81,7 +79,8 @@ class arrival_joiner {
 
   void forget_oldest();
 
-  std::vector<uint64_t> seen_;  // sums of places, in buckets by some of their bits, newest first
+  // Sums of places, in buckets by some of their bits, newest first; empty before the first.
+  std::vector<uint64_t> seen_;
   std::map<unfinished_key, unfinished_record> unfinished_;
   uint64_t age_ = 0;
   piece_joiner joined_;

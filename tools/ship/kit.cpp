@@ -154,6 +154,14 @@ static std::string use_in_kit(const nlohmann::json& file) {
   return use;
 }
 
+// A fraction, or a number that is larger than any size, would be made something else.
+static uint64_t size_in_kit(const nlohmann::json& file) {
+  const nlohmann::json& size = file.at("size");
+  if (!size.is_number_unsigned())
+    throw std::invalid_argument("the kit has a file without a proper size");
+  return size.get<uint64_t>();
+}
+
 static constexpr size_t longest_head = size_t{1} << 20;
 static constexpr int deepest_head = 3;  // the members of a file
 
@@ -163,7 +171,7 @@ static nlohmann::json files_of_kit(std::string_view line) {
     const nlohmann::json head =
         nlohmann::json::parse(line, [](int depth, nlohmann::json::parse_event_t,
                                        const nlohmann::json&) { return depth <= deepest_head; });
-    if (head.at("kplog_kit").get<unsigned>() == 1) return head.at("files");
+    if (head.at("kplog_kit") == 1U) return head.at("files");
   } catch (const nlohmann::json::exception&) {
   }
   throw std::invalid_argument("what came as definitions and catalogs is no kit of this form");
@@ -219,7 +227,7 @@ kit_folder::unpacked kit_folder::unpack(const record_kit& kit) try {
   unpacked kept;
   for (const nlohmann::json& file : files) {
     const std::string use = use_in_kit(file);
-    const auto size = file.at("size").get<uint64_t>();
+    const uint64_t size = size_in_kit(file);
     if (size > left.size()) throw std::invalid_argument("the kit ends before its files do");
     std::string place = folder;
     place.append("/").append(use);

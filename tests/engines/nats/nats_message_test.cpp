@@ -41,6 +41,10 @@ TEST(NatsMessage, IsALineOfJsonAndTheRecords) {
     EXPECT_EQ(piece.place.journal.host, "web1");
   });
   EXPECT_EQ(lines, (std::vector<uint64_t>{1, 2, 3, 7, 9, 10}));
+  write_nats_message(message, {"h", "j"}, "s",
+                     pointers_to(records_of_lines({UINT64_MAX - 1, UINT64_MAX, 0})));
+  std::string_view last = message;
+  EXPECT_EQ(read_nats_message(last)->lines, (std::vector<uint64_t>{UINT64_MAX - 1, UINT64_MAX, 0}));
   write_nats_message(message, {"\xFF\"", "\n"}, "s", pointers_to(records_of_lines({5})));
   EXPECT_EQ(
       message.substr(0, message.find('\n')),

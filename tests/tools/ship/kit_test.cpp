@@ -95,6 +95,10 @@ TEST_F(Kit, OneThatLeadsElsewhereOrIsNoneIsRefused) {
         << name;
   EXPECT_EQ(fault_of(file(R"("use":"../aux","name":"a","size":5)")),
             "the kit has a file for an unknown use");
+  for (const char* size : {"-1", "1.5", "108446744073709551307", "1e300", "\"5\"", "null"})
+    EXPECT_EQ(fault_of(file(std::string(R"("use":"aux","name":"a","size":)") + size)),
+              "the kit has a file without a proper size")
+        << size;
   for (const char* size : {"6", "18446744073709551615"})
     EXPECT_EQ(fault_of(file(std::string(R"("use":"aux","name":"a","size":)") + size)),
               "the kit ends before its files do");
@@ -104,7 +108,6 @@ TEST_F(Kit, OneThatLeadsElsewhereOrIsNoneIsRefused) {
         R"({"kplog_kit":1,"files":)" + std::string(100'000, '['),
         R"({"kplog_kit":1,"files":)" + std::string(100'000, '[') + std::string(100'000, ']') +
             "}\n",
-        file(R"("use":"aux","name":"a","size":"5")"),
         std::string(R"({"kplog_kit":1,"files":[1]})")})
     EXPECT_EQ(fault_of(bytes), "what came as definitions and catalogs is no kit of this form")
         << bytes;
