@@ -52,6 +52,11 @@ bool is_otlp_retried(long status) {
   return status == 429 || status == 502 || status == 503 || status == 504;
 }
 
+bool is_otlp_refusal(long status) {
+  constexpr long bad_request = 400;
+  return status == bad_request || status == otlp_too_large;
+}
+
 static const char* otlp_hint(long status) {
   switch (status) {
     case 401:

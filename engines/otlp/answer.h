@@ -20,6 +20,11 @@ std::optional<otlp_success> otlp_success_of(const http_answer& answer);
 // Whether the request is to be sent again later.
 bool is_otlp_retried(long status);
 
+inline constexpr long otlp_too_large = 413;
+
+// Whether what is wrong may be one of the records, or how many they are.
+bool is_otlp_refusal(long status);
+
 // The status and the receiver's own words, and what would help.
 std::string otlp_fault_of(const http_answer& answer);
 

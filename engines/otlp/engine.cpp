@@ -40,7 +40,8 @@ class otlp_engine : public ship_engine {
         limits_(limits),
         address_(otlp_address(options.address)),
         shown_(address_.shown()),
-        post_(address_, options_, otlp_path(address_), limits.patience) {}
+        post_(address_, options_, otlp_path(address_), limits.patience),
+        most_bytes_(limits.request) {}
 
   std::optional<std::vector<segment_position>> positions(const journal_identity&) override {
     return std::nullopt;
@@ -54,10 +55,12 @@ class otlp_engine : public ship_engine {
   struct progress {
     journal_identity journal;
     std::string segment;
-    uint64_t first = 0;   // digest of the segment's first line
-    line_extent before;   // where the batch begins
-    uint64_t line = 0;    // the last one that was taken
-    uint64_t digest = 0;  // of it
+    uint64_t first = 0;      // digest of the segment's first line
+    line_extent before;      // where the batch begins
+    uint64_t line = 0;       // the last one that was taken or refused
+    uint64_t digest = 0;     // of it
+    bool has_taken = false;  // any of its records
+    uint64_t proof = 0;      // the line that was taken before its turn; 0: none
     store_result so_far;
   };
 
@@ -67,7 +70,11 @@ class otlp_engine : public ship_engine {
   http_answer post(const std::string& body);
   void wait_for_turn();
   void note_wait(const http_answer& answer, unsigned tries);
+  otlp_success required_success(const http_answer& answer) const;
   void take_answer(const http_answer& answer, const otlp_log_request& request, uint64_t line);
+  void send_less(const http_answer& answer, const otlp_log_request& request);
+  void take_refusal(const http_answer& answer, size_t refused, const ship_batch& batch);
+  bool takes_another(size_t refused, const ship_batch& batch);
   void tell_once(bool& is_told, const std::string& text) const;
   void refuse(uint64_t line, uint64_t records, const std::string& text);
 
@@ -78,6 +85,8 @@ class otlp_engine : public ship_engine {
   http_post post_;
   pipeline_record_reader reader_;
   progress done_;
+  size_t most_bytes_;               // of the next request
+  size_t most_records_ = SIZE_MAX;  // likewise
   steady::time_point next_try_{};
   std::string next_try_text_;
   std::minstd_rand random_{std::random_device{}()};
@@ -111,22 +120,28 @@ size_t otlp_engine::begin_of(const ship_batch& batch) {
 }
 
 store_result otlp_engine::store(const ship_batch& batch) {
-  for (size_t at = begin_of(batch); at < batch.records.size();) at = send_from(at, batch);
+  for (size_t at = begin_of(batch); at < batch.records.size();)
+    at = batch.records[at].line == done_.proof ? at + 1 : send_from(at, batch);
   store_result result = std::move(done_.so_far);
   done_ = {};
   return result;
 }
 
+static uint64_t otlp_now() {
+  const auto since_1970 = chrono::system_clock::now().time_since_epoch();
+  return static_cast<uint64_t>(chrono::nanoseconds(since_1970).count());
+}
+
 // Puts records into the request from that one on; where it ends. A record that is larger than a
 // request has one of its own.
 size_t otlp_engine::fill(otlp_log_request& request, size_t begin, const ship_batch& batch) {
-  const auto since_1970 = chrono::system_clock::now().time_since_epoch();
-  const auto now = static_cast<uint64_t>(chrono::nanoseconds(since_1970).count());
+  const uint64_t now = otlp_now();
   size_t at = begin;
-  for (; at < batch.records.size(); ++at) {
+  for (; at < batch.records.size() && request.records() < most_records_; ++at) {
     const shipped_record& shipped = batch.records[at];
     const size_t size = request.size() + shipped.text.size();
-    if (request.records() != 0 && size > limits_.request) break;
+    if (request.records() != 0 && size > most_bytes_) break;
+    if (shipped.line == done_.proof) break;
     const pipeline_record* const record = reader_.read(shipped);
     if (record == nullptr) {
       if (request.records() != 0) break;  // refused when what stands before it is sent
@@ -142,26 +157,67 @@ size_t otlp_engine::fill(otlp_log_request& request, size_t begin, const ship_bat
   return at;
 }
 
-// Sends one request; the record behind it.
+// Sends one request; the record behind it, or the same one where less is to be sent.
 size_t otlp_engine::send_from(size_t begin, const ship_batch& batch) {
   otlp_log_request request(batch.journal, batch.after.segment);
   const size_t end = fill(request, begin, batch);
   if (request.records() != 0) {
-    constexpr long too_large = 413;
     const http_answer answer = post(gzip_of(request.text()));
-    if (answer.status == too_large && request.records() > 1) {
-      limits_.request = request.size() / 2;
+    const bool is_refused = is_otlp_refusal(answer.status);
+    if (is_refused && request.records() > 1) {
+      send_less(answer, request);
       return begin;
     }
-    if (answer.status == too_large)
-      refuse(batch.records[begin].line, 1,
-             "is larger than " + shown_ + " takes: it " + otlp_fault_of(answer));
+    if (is_refused)
+      take_refusal(answer, begin, batch);
     else
       take_answer(answer, request, batch.records[begin].line);
   }
   done_.line = batch.records[end - 1].line;
   done_.digest = batch.records[end - 1].digest;
   return end;
+}
+
+// How large requests may be stays as it is; there may be more records in one as soon as some are
+// taken.
+void otlp_engine::send_less(const http_answer& answer, const otlp_log_request& request) {
+  if (answer.status == otlp_too_large)
+    most_bytes_ = request.size() / 2;
+  else
+    most_records_ = request.records() / 2;
+}
+
+// Gives a record up that was refused alone, unless the receiver takes no others either.
+void otlp_engine::take_refusal(const http_answer& answer, size_t refused, const ship_batch& batch) {
+  const std::string fault = otlp_fault_of(answer);
+  if (!done_.has_taken && !takes_another(refused, batch)) {
+    done_ = {};
+    most_bytes_ = limits_.request;
+    const bool is_alone = refused + 1 == batch.records.size();
+    throw engine_error(shown_ + ": " + fault + (is_alone ? "" : " (to each record by itself)"));
+  }
+  const bool is_large = answer.status == otlp_too_large;
+  refuse(batch.records[refused].line, 1,
+         (is_large ? "is larger than " + shown_ + " takes" : "is refused by " + shown_) + ": it " +
+             fault);
+}
+
+// Whether one of some records behind the refused one is taken alone: the last, and those half as
+// far away, and so on.
+bool otlp_engine::takes_another(size_t refused, const ship_batch& batch) {
+  for (size_t step = batch.records.size() - 1 - refused; step != 0; step /= 2) {
+    const shipped_record& shipped = batch.records[refused + step];
+    const pipeline_record* const record = reader_.read(shipped);
+    if (record == nullptr) continue;
+    otlp_log_request request(batch.journal, batch.after.segment);
+    request.add(shipped, *record, otlp_now());
+    const http_answer answer = post(gzip_of(request.text()));
+    if (is_otlp_refusal(answer.status) || required_success(answer).rejected != 0) continue;
+    done_.has_taken = true;
+    done_.proof = shipped.line;
+    return true;
+  }
+  return false;
 }
 
 // Not before the receiver wants it, and no longer than for a while.
@@ -195,28 +251,36 @@ http_answer otlp_engine::post(const std::string& body) {
     http_answer answer = post_.send(body);
     if (!is_otlp_retried(answer.status)) return answer;
     note_wait(answer, tries);
+    if (options_.put_off) options_.put_off();
     if (tries == limits_.tries)
       throw engine_error(shown_ + ": " + otlp_fault_of(answer) + " (" + counted(tries, "time") +
                          ")");
   }
 }
 
-void otlp_engine::take_answer(const http_answer& answer, const otlp_log_request& request,
-                              uint64_t line) {
+otlp_success otlp_engine::required_success(const http_answer& answer) const {
   if (answer.status / 100 != 2) throw engine_error(shown_ + ": " + otlp_fault_of(answer));
   const auto success = otlp_success_of(answer);
   if (!success)
     throw engine_error(shown_ + ": answers " + std::to_string(answer.status) +
                        " with what is no answer to logs: is that a receiver of OTLP over HTTP?");
-  if (success->rejected != 0) {
-    const uint64_t rejected = std::min<uint64_t>(success->rejected, request.records());
+  return *success;
+}
+
+void otlp_engine::take_answer(const http_answer& answer, const otlp_log_request& request,
+                              uint64_t line) {
+  const otlp_success success = required_success(answer);
+  const uint64_t rejected = std::min<uint64_t>(success.rejected, request.records());
+  done_.has_taken |= rejected < request.records();
+  most_records_ = most_records_ > SIZE_MAX / 2 ? SIZE_MAX : most_records_ * 2;
+  if (rejected != 0) {
     refuse(line, rejected,
            std::to_string(rejected) + " of the " + counted(request.records(), "record") +
                " from here on " + (rejected == 1 ? "was" : "were") + " rejected by " + shown_ +
                ", which does not say which" +
-               (success->message.empty() ? "" : ": " + success->message));
-  } else if (!success->message.empty() && success->message != warning_) {
-    warning_ = success->message;
+               (success.message.empty() ? "" : ": " + success.message));
+  } else if (!success.message.empty() && success.message != warning_) {
+    warning_ = success.message;
     if (options_.tell) options_.tell(shown_ + ": warns: " + warning_);
   }
 }

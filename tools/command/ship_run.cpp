@@ -135,6 +135,7 @@ class ship_run {
   void look_around();
   ship_figures figures() const;
   bool send();
+  void note_failure();
   void fail(diagnostic_rule rule, const std::string& text);
   void was_reached();
   void answer(int signal);
@@ -156,7 +157,7 @@ class ship_run {
   std::chrono::system_clock::time_point began_ = std::chrono::system_clock::now();
   uint64_t failures_ = 0;
   std::optional<std::chrono::system_clock::time_point> failing_since_;
-  std::string trouble_;  // that was told
+  std::string trouble_;  // that was told, and is not over
   milliseconds pause_ = first_pause;
   run_clock::time_point next_try_{};
   bool is_ending_ = false;
@@ -170,6 +171,7 @@ void ship_run::open() {
     return signals_.ending() != 0;
   };
   engine.tell = [this](const std::string& text) { report_.note(text); };
+  engine.put_off = [this] { note_failure(); };
   session_.reset();
   session_.emplace(options_, std::move(engine), report_, tally_, waiting_);
 }
@@ -192,9 +194,13 @@ ship_figures ship_run::figures() const {
   return told;
 }
 
-void ship_run::fail(diagnostic_rule rule, const std::string& text) {
+void ship_run::note_failure() {
   ++failures_;
   if (!failing_since_) failing_since_ = std::chrono::system_clock::now();
+}
+
+void ship_run::fail(diagnostic_rule rule, const std::string& text) {
+  note_failure();
   if (trouble_ != text) report_.problem(rule, text);
   trouble_ = text;
   next_try_ = run_clock::now() + pause_;
@@ -202,7 +208,7 @@ void ship_run::fail(diagnostic_rule rule, const std::string& text) {
 }
 
 void ship_run::was_reached() {
-  if (failing_since_ && !options_.is_once) report_.note("records are sent again");
+  if (!trouble_.empty() && !options_.is_once) report_.note("records are sent again");
   failing_since_.reset();
   trouble_.clear();
   pause_ = first_pause;
@@ -277,7 +283,7 @@ void ship_run::tell() {
   try {
     session_->sending().tell();
   } catch (const engine_error& error) {
-    if (options_.is_once && failures_ == 0) fail("engine"_rule, error.what());
+    if (options_.is_once && trouble_.empty()) fail("engine"_rule, error.what());
   } catch (const file_error& error) {
     fail("unwritable"_rule, error.what());
   }
@@ -306,7 +312,7 @@ command_outcome ship_run::run() {
   end();
   if (options_.is_once && signals_.ending() != 0 && !is_all_sent_)
     return signals_.ending() == SIGINT ? command_outcome::interrupted : command_outcome::terminated;
-  const bool has_failed = failures_ != 0 || session_->sending().queue().has_unreadable();
+  const bool has_failed = !trouble_.empty() || session_->sending().queue().has_unreadable();
   if (options_.is_once && has_failed) return command_outcome::file_error;
   return tally_.bad + tally_.refused != 0 ? command_outcome::findings : command_outcome::good;
 }

@@ -36,6 +36,7 @@ struct engine_options {
   bool has_live_index = false;           // over attributes, while a day is written to
   std::function<bool()> is_to_end = {};  // asked while it is waited for; empty: never
   std::function<void(const std::string& text)> tell = {};  // of what people may want to know
+  std::function<void()> put_off = {};  // called for each try that the engine itself tries again
 };
 
 // A record that the engine will never take; or several, of which it does not say which they are.

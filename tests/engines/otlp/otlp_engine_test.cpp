@@ -180,6 +180,8 @@ TEST_F(OtlpEngine, PutsRecordsOfOneProcessTogether) {
 TEST_F(OtlpEngine, TriesAgainWhatTheReceiverPutsOff) {
   otlp_receiver receiver;
   limits_.first_wait = std::chrono::milliseconds(1);
+  unsigned put_off = 0;
+  options_.put_off = [&put_off] { ++put_off; };
   const auto engine = open(receiver.address());
   const made_batch made({note("one"), note("two")});
   receiver.plan(R"({"status":429,"headers":{"Retry-After":"1"}})");
@@ -189,6 +191,7 @@ TEST_F(OtlpEngine, TriesAgainWhatTheReceiverPutsOff) {
   const auto begin = std::chrono::steady_clock::now();
   engine->store(made.batch());
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+  EXPECT_EQ(put_off, 4U);
   json first = receiver.request();
   for (int i = 0; i < 4; ++i) {
     json again = receiver.request();
@@ -358,6 +361,100 @@ TEST_F(OtlpEngine, SendsLessAtATimeWhereItIsTooMuch) {
             "is larger than " + receiver.address() + " takes: it answers 413");
   receiver.request();
   EXPECT_THAT(bodies_of(receiver.request()["request"]), ElementsAre("note: behind"));
+}
+
+// Bodies of the next requests up to one that has that body, by whether they were refused.
+static std::pair<std::vector<std::string>, size_t> taken_until(otlp_receiver& receiver,
+                                                               const std::string& last,
+                                                               const std::string& bad) {
+  std::vector<std::string> taken;
+  for (size_t refused = 0;;) {
+    const json got = receiver.request();
+    if (got.contains("error") || !got.contains("request")) return {{got.dump()}, refused};
+    const std::vector<std::string> bodies = bodies_of(got["request"]);
+    const bool is_refused = std::any_of(bodies.begin(), bodies.end(), [&](const auto& body) {
+      return body.find(bad) != std::string::npos;
+    });
+    refused += is_refused;
+    if (!is_refused) taken.insert(taken.end(), bodies.begin(), bodies.end());
+    if (!is_refused && bodies.back() == last) return {taken, refused};
+  }
+}
+
+TEST_F(OtlpEngine, GivesUpTheRecordsAloneThatAreRefused) {
+  otlp_receiver receiver;
+  const auto engine = open(receiver.address());
+  receiver.plan(R"({"containing":"bad","status":400,"body":"{\"message\":\"no such thing\"}"})");
+  std::vector<std::string> lines, good;
+  for (int i = 0; i < 100; ++i) {
+    const bool is_bad = i == 40 || i == 41 || i == 77;
+    lines.push_back(note((is_bad ? "bad " : "good ") + std::to_string(i)));
+    if (!is_bad) good.push_back("note: good " + std::to_string(i));
+  }
+  const made_batch made(lines);
+  const store_result result = engine->store(made.batch());
+  ASSERT_EQ(result.refused.size(), 3U);
+  EXPECT_EQ(result.refused[0].line, 41U);
+  EXPECT_EQ(result.refused[1].line, 42U);
+  EXPECT_EQ(result.refused[2].line, 78U);
+  for (const refused_record& one : result.refused) {
+    EXPECT_EQ(one.records, 1U);
+    EXPECT_EQ(one.text, "is refused by " + receiver.address() + ": it answers 400: no such thing");
+  }
+  // Each of the others once, in their order; halves, not one by one.
+  const auto [taken, refused] = taken_until(receiver, "note: good 99", "bad");
+  EXPECT_EQ(taken, good);
+  EXPECT_LT(refused, 30U);
+  // All are sent together again, behind what was refused.
+  const made_batch next({note("1"), note("2"), note("3"), note("4")});
+  engine->store(next.batch());
+  EXPECT_EQ(bodies_of(receiver.request()["request"]).size(), 4U);
+}
+
+TEST_F(OtlpEngine, LooksForOneThatIsTakenWhereTheFirstRecordIsRefused) {
+  otlp_receiver receiver;
+  const auto engine = open(receiver.address());
+  receiver.plan(R"({"containing":"bad","status":400})");
+  const made_batch made({note("bad 1"), note("bad 2"), note("3"), note("bad 4"), note("5")});
+  const store_result result = engine->store(made.batch());
+  std::vector<uint64_t> refused;
+  for (const refused_record& one : result.refused) refused.push_back(one.line);
+  EXPECT_THAT(refused, ElementsAre(1, 2, 4));
+  // The last one was sent before its turn, and is not sent again.
+  const auto [before, refused_before] = taken_until(receiver, "note: 5", "bad");
+  EXPECT_THAT(before, ElementsAre("note: 5"));
+  const auto [behind, refused_behind] = taken_until(receiver, "note: 3", "bad");
+  EXPECT_THAT(behind, ElementsAre("note: 3"));
+  receiver.plan(R"({"containing":null})");
+  engine->store(made_batch({note("6")}).batch());
+  const auto [next, refused_next] = taken_until(receiver, "note: 6", "bad");
+  EXPECT_THAT(next, ElementsAre("note: 6"));
+}
+
+TEST_F(OtlpEngine, GivesNothingUpWhereNothingIsTaken) {
+  otlp_receiver receiver;
+  const auto engine = open(receiver.address());
+  std::vector<std::string> lines = {note("0")};
+  for (int i = 1; i < 1000; ++i) lines.push_back(note(std::to_string(i)));
+  const made_batch made(lines), alone({note("0")});
+  for (const std::string status : {"400", "413"}) {
+    receiver.plan(R"({"containing":"note","body":"{\"message\":\"not here\"}","status":)" + status +
+                  "}");
+    EXPECT_EQ(error_of(*engine, alone.batch()),
+              receiver.address() + ": answers " + status + ": not here");
+    for (int i = 0; i < 2; ++i)
+      EXPECT_EQ(error_of(*engine, made.batch()), receiver.address() + ": answers " + status +
+                                                     ": not here (to each record by itself)");
+  }
+  // A batch that has grown, at a receiver that was mended.
+  receiver.plan(R"({"containing":null})");
+  lines.push_back(note("last"));
+  EXPECT_THAT(engine->store(made_batch(lines).batch()).refused, IsEmpty());
+  size_t requests = 0;
+  std::vector<std::string> bodies;
+  for (; bodies.empty() || bodies.back() != "note: last"; ++requests)
+    bodies = bodies_of(receiver.request()["request"]);
+  EXPECT_LT(requests, 120U);  // not each record by itself
 }
 
 TEST_F(OtlpEngine, ShowsABatchTwiceWhenTheAnswerIsLost) {

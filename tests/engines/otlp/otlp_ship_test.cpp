@@ -62,6 +62,33 @@ TEST(ShipToPipelines, SendsAJournalToAReceiverOfLogs) {
             "kplog: otlp+http:// keeps no records that could be shown\n");
 }
 
+TEST(ShipToPipelines, AServiceSaysWhileAReceiverPutsItOffAndWhatItRefuses) {
+  const environment_value no_proxy("no_proxy", "127.0.0.1");
+  fleet_folder folder;
+  otlp_receiver receiver;
+  folder.emit("till", "shop", pipeline_records(0, 10));
+  receiver.plan(R"({"containing":"on port","status":503,"headers":{"Retry-After":"1"}})");
+  auto words = fleet_folder::ship_words("till", "shop", receiver.address());
+  words.insert(words.end(), {"--metrics", "metrics.prom"});
+  running_command sender(folder.path(), words);
+  const auto is_told = [&](const std::string& line) {
+    return comes_true([&] {
+      return read_whole_file(folder.file("metrics.prom")).find(line + "\n") != std::string::npos;
+    });
+  };
+  EXPECT_TRUE(is_told("kplog_ship_failing{run=\"till/shop\"} 1"));
+  receiver.plan(R"({"containing":"on port 7\"","status":400})");
+  EXPECT_TRUE(is_told("kplog_ship_records_total{run=\"till/shop\",result=\"refused\"} 1"));
+  EXPECT_TRUE(is_told("kplog_ship_failing{run=\"till/shop\"} 0"));
+  EXPECT_TRUE(is_told("kplog_ship_records_total{run=\"till/shop\",result=\"stored\"} 9"));
+  sender.signal(SIGTERM);
+  const command_end end = sender.wait_for_end();
+  EXPECT_EQ(end.status, 1);
+  EXPECT_THAT(end.err, testing::HasSubstr("kplog: shop.20261115.0001.jsonl:8: is refused by " +
+                                          receiver.address() + ": it answers 400\n"));
+  EXPECT_THAT(end.err, testing::EndsWith("kplog: 10 records: 9 stored, 1 refused, 0 bad\n"));
+}
+
 TEST(ShipToPipelines, SendsAJournalToAReceiverOfSyslog) {
   fleet_folder folder;
   const tls_authority authority;

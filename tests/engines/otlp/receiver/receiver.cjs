@@ -6,7 +6,8 @@
 // it was decoded, or why it could not be. Lines of its input are answers for the requests to come, one
 // each: {"status":503,"headers":{...},"body":"..."}, {"hang":true}, {"hangUp":true} (the connection is
 // closed without an answer), {"hangUp":true,"decode":true} (the same once it is decoded). It says
-// "planned" for each. Without a plan it answers 200 and {}.
+// "planned" for each. Without a plan it answers 200 and {}. An answer with {"containing":"text"} is one
+// for all requests whose body contains that, until there is another of the kind.
 'use strict';
 const fs = require('node:fs');
 const http = require('node:http');
@@ -48,10 +49,11 @@ function decode(body) {
 }
 
 const plans = [];
+let standing = { containing: null };
 
 function receive(request, response) {
   const pieces = [];
-  const plan = plans.shift() ?? {};
+  let plan = plans.shift() ?? {};
   const say = (what) => process.stdout.write(JSON.stringify(what) + '\n');
   request.on('data', (piece) => pieces.push(piece));
   request.on('end', () => {
@@ -61,6 +63,7 @@ function receive(request, response) {
     try {
       const body = zlib.gunzipSync(packed);
       told.size = body.length;
+      if (standing.containing !== null && body.includes(standing.containing)) plan = standing;
       told.request = decode(body.toString('utf8'));
     } catch (error) {
       told.error = String(error);
@@ -81,6 +84,8 @@ server.keepAliveTimeout = 600000;
 server.on('tlsClientError', () => {});
 server.listen(0, '127.0.0.1', () => console.log(JSON.stringify({ port: server.address().port })));
 readline.createInterface({ input: process.stdin }).on('line', (line) => {
-  plans.push(JSON.parse(line));
+  const plan = JSON.parse(line);
+  if (plan.containing === undefined) plans.push(plan);
+  else standing = plan;
   console.log('planned');
 });
