@@ -5,7 +5,6 @@
 #include "recording/text/escape.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
-#include "tools/ship/engine.h"
 
 std::string engine_address::host_of_url() const {
   return host.find(':') == std::string::npos ? host : "[" + host + "]";
@@ -69,6 +68,10 @@ std::vector<std::pair<std::string, std::string>> address_parameters(std::string_
     parameters.emplace_back(address_text(name), address_text(value));
   }
   return parameters;
+}
+
+engine_error unknown_option(const engine_address& address, const std::string& name) {
+  return engine_error(address.shown() + ": the URL takes no " + in_quotes(name));
 }
 
 engine_address engine_address_of(const std::string& url, uint16_t port) {

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "tools/ship/engine.h"
+
 struct engine_address {
   std::string scheme;  // "otlp+http"
   std::string user;    // empty: none
@@ -28,5 +30,8 @@ std::vector<std::pair<std::string, std::string>> address_parameters(std::string_
 // Raises engine_error, without the URL's user, for what is no such URL and for one that holds a
 // password. Without a port in the URL it is that one.
 engine_address engine_address_of(const std::string& url, uint16_t port);
+
+// For an option of the query that the engine does not know.
+engine_error unknown_option(const engine_address& address, const std::string& name);
 
 #endif

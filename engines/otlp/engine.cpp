@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <random>
 
-#include "engines/common/address.h"
+#include "engines/common/pipeline_engine.h"
 #include "engines/common/pipeline_record.h"
 #include "engines/common/waiting.h"
 #include "engines/otlp/answer.h"
@@ -27,13 +27,11 @@ static std::string otlp_path(const engine_address& address) {
 static engine_address otlp_address(const std::string& url) {
   constexpr uint16_t usual_port = 4318;
   engine_address address = engine_address_of(url, usual_port);
-  if (!address.options.empty())
-    throw engine_error(address.shown() + ": the URL takes no " +
-                       in_quotes(address.options.front().first));
+  if (!address.options.empty()) throw unknown_option(address, address.options.front().first);
   return address;
 }
 
-class otlp_engine : public ship_engine {
+class otlp_engine : public pipeline_engine {
  public:
   otlp_engine(const engine_options& options, const otlp_limits& limits)
       : options_(options),
@@ -43,11 +41,6 @@ class otlp_engine : public ship_engine {
         post_(address_, options_, otlp_path(address_), limits.patience),
         most_bytes_(limits.request) {}
 
-  std::optional<std::vector<segment_position>> positions(const journal_identity&) override {
-    return std::nullopt;
-  }
-  void offer(const record_kit&) override {}
-  void tell(const journal_identity&, const journal_state&) override {}
   store_result store(const ship_batch& batch) override;
 
  private:
@@ -75,7 +68,6 @@ class otlp_engine : public ship_engine {
   void send_less(const http_answer& answer, const otlp_log_request& request);
   void take_refusal(const http_answer& answer, size_t refused, const ship_batch& batch);
   bool takes_another(size_t refused, const ship_batch& batch);
-  void tell_once(bool& is_told, const std::string& text) const;
   void refuse(uint64_t line, uint64_t records, const std::string& text);
 
   engine_options options_;
@@ -93,11 +85,6 @@ class otlp_engine : public ship_engine {
   bool is_time_told_ = false;
   std::string warning_;  // the last one that was told
 };
-
-void otlp_engine::tell_once(bool& is_told, const std::string& text) const {
-  if (!is_told && options_.tell) options_.tell(shown_ + ": " + text);
-  is_told = true;
-}
 
 void otlp_engine::refuse(uint64_t line, uint64_t records, const std::string& text) {
   done_.so_far.refused.push_back({.line = line, .text = text, .records = records});
@@ -149,10 +136,13 @@ size_t otlp_engine::fill(otlp_log_request& request, size_t begin, const ship_bat
       return at + 1;
     }
     if (!request.add(shipped, *record, now))
-      tell_once(is_time_told_,
-                "a time before 1970 or behind 2554 does not fit a record of OTLP, which then has "
-                "the time when it was observed, and its own as the attribute kplog.time (line " +
-                    std::to_string(shipped.line) + " of " + batch.after.segment + ")");
+      tell_once(
+          options_,
+          shown_ +
+              ": a time before 1970 or behind 2554 does not fit a record of OTLP, which then has "
+              "the time when it was observed, and its own as the attribute kplog.time (line " +
+              std::to_string(shipped.line) + " of " + batch.after.segment + ")",
+          is_time_told_);
   }
   return at;
 }
@@ -290,9 +280,9 @@ std::unique_ptr<ship_engine> open_otlp_engine(const engine_options& options,
   return std::make_unique<otlp_engine>(options, limits);
 }
 
-static std::unique_ptr<ship_engine> open_usual_otlp_engine(const engine_options& options) {
+static constexpr auto open_usual_otlp_engine = [](const engine_options& options) {
   return open_otlp_engine(options, {});
-}
+};
 
 static void check_otlp_address(const std::string& address) {
   otlp_address(address);

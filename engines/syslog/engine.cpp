@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "engines/common/address.h"
+#include "engines/common/pipeline_engine.h"
 #include "engines/common/pipeline_record.h"
 #include "engines/syslog/message.h"
 #include "recording/text/number.h"
@@ -29,7 +29,8 @@ static unsigned syslog_facility(const std::string& shown, const std::string& nam
   return static_cast<unsigned>(found - facilities.begin());
 }
 
-static void read_syslog_option(const std::string& name, const std::string& value,
+// False for a name that it does not know.
+static bool read_syslog_option(const std::string& name, const std::string& value,
                                syslog_settings& settings) {
   const std::string& shown = settings.peer.shown;
   const auto wrong = [&](const char* expected) {
@@ -54,8 +55,9 @@ static void read_syslog_option(const std::string& name, const std::string& value
   } else if (name == "key") {
     settings.peer.key = value;
   } else {
-    throw engine_error(shown + ": the URL takes no " + in_quotes(name));
+    return false;
   }
+  return true;
 }
 
 static syslog_settings syslog_settings_of(const engine_options& options) {
@@ -71,14 +73,15 @@ static syslog_settings syslog_settings_of(const engine_options& options) {
                        ": syslog knows no users: a certificate and its key say who sends");
   if (!address.path.empty() && address.path != "/")
     throw engine_error(settings.peer.shown + ": the URL takes no path");
-  for (const auto& [name, value] : address.options) read_syslog_option(name, value, settings);
+  for (const auto& [name, value] : address.options)
+    if (!read_syslog_option(name, value, settings)) throw unknown_option(address, name);
   if (settings.peer.certificate.empty() != settings.peer.key.empty())
     throw engine_error(settings.peer.shown +
                        ": a certificate and its key are given together, or neither");
   return settings;
 }
 
-class syslog_engine_of_tls : public ship_engine {
+class syslog_engine_of_tls : public pipeline_engine {
  public:
   syslog_engine_of_tls(const engine_options& options, const tls_patience& patience)
       : options_(options), patience_(patience), settings_(syslog_settings_of(options)) {}
@@ -86,11 +89,6 @@ class syslog_engine_of_tls : public ship_engine {
   syslog_engine_of_tls(const syslog_engine_of_tls&) = delete;
   syslog_engine_of_tls& operator=(const syslog_engine_of_tls&) = delete;
 
-  std::optional<std::vector<segment_position>> positions(const journal_identity&) override {
-    return std::nullopt;
-  }
-  void offer(const record_kit&) override {}
-  void tell(const journal_identity&, const journal_state&) override {}
   store_result store(const ship_batch& batch) override;
 
  private:
@@ -107,12 +105,12 @@ class syslog_engine_of_tls : public ship_engine {
 };
 
 void syslog_engine_of_tls::tell_of_cut(const ship_batch& batch, uint64_t line) {
-  if (!is_cut_told_ && options_.tell)
-    options_.tell(settings_.peer.shown + ": messages are cut at " +
-                  std::to_string(settings_.form.longest) +
-                  " bytes, and marked: max-size in the URL is how many the receiver takes (line " +
-                  std::to_string(line) + " of " + batch.after.segment + ")");
-  is_cut_told_ = true;
+  tell_once(options_,
+            settings_.peer.shown + ": messages are cut at " +
+                std::to_string(settings_.form.longest) +
+                " bytes, and marked: max-size in the URL is how many the receiver takes (line " +
+                std::to_string(line) + " of " + batch.after.segment + ")",
+            is_cut_told_);
 }
 
 void syslog_engine_of_tls::send(const ship_batch& batch, store_result& result) {
@@ -165,10 +163,6 @@ std::unique_ptr<ship_engine> open_syslog_engine(const engine_options& options,
   return std::make_unique<syslog_engine_of_tls>(options, patience);
 }
 
-static std::unique_ptr<ship_engine> open_usual_syslog_engine(const engine_options& options) {
-  return open_syslog_engine(options, {});
-}
-
 static void check_syslog_address(const std::string& address) {
   engine_options options;
   options.address = address;
@@ -176,4 +170,6 @@ static void check_syslog_address(const std::string& address) {
 }
 
 const engine_row syslog_engine = {
-    .scheme = "syslog+tls", .check = check_syslog_address, .open = open_usual_syslog_engine};
+    .scheme = "syslog+tls",
+    .check = check_syslog_address,
+    .open = [](const engine_options& options) { return open_syslog_engine(options, {}); }};

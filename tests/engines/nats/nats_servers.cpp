@@ -1,11 +1,8 @@
 #include "tests/engines/nats/nats_servers.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,7 +12,7 @@
 #include <thread>
 
 #include "engines/nats/link.h"
-#include "recording/files/descriptor.h"
+#include "tests/engines/support/loopback_socket.h"
 
 using std::chrono::steady_clock;
 
@@ -36,33 +33,12 @@ void nats_eventually(const std::function<void()>& work) {
   }
 }
 
-static sockaddr_in loopback(uint16_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
-
 // Ports that nobody has at the moment.
 static std::vector<uint16_t> free_ports(size_t count) {
-  std::vector<open_descriptor> sockets;
+  const std::vector<loopback_socket> sockets(count);
   std::vector<uint16_t> ports;
-  for (size_t i = 0; i < count; ++i) {
-    sockets.emplace_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    EXPECT_EQ(bind(sockets.back().get(), reinterpret_cast<sockaddr*>(&address), size), 0);
-    EXPECT_EQ(getsockname(sockets.back().get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
-    ports.push_back(ntohs(address.sin_port));
-  }
+  for (const loopback_socket& one : sockets) ports.push_back(one.port());
   return ports;
-}
-
-static bool is_connectable(uint16_t port) {
-  const open_descriptor client(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_in address = loopback(port);
-  return connect(client.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
 }
 
 nats_servers::nats_servers(size_t count, const std::string& settings)
@@ -131,7 +107,7 @@ void nats_servers::start(size_t server) {
 bool nats_servers::listens(one_server& server) const {
   int status = 0;
   if (waitpid(server.process, &status, WNOHANG) == server.process) server.process = -1;
-  return server.process > 0 && is_connectable(server.port);
+  return server.process > 0 && is_listened_to(server.port);
 }
 
 void nats_servers::signal(size_t server, int number) const {

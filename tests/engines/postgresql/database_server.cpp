@@ -1,12 +1,10 @@
 #include "tests/engines/postgresql/database_server.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <libpq-fe.h>
 #include <pwd.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +13,8 @@
 #include <fstream>
 #include <memory>
 #include <thread>
+
+#include "tests/engines/support/loopback_socket.h"
 
 static std::string program(const std::string& name) {
   return "/usr/lib/postgresql/15/bin/" + name;
@@ -86,16 +86,7 @@ std::string database_server::write(const std::string& name, const std::string& c
 
 // One that is free now. Another program may take it meanwhile: start() tries again then.
 void database_server::choose_port() {
-  const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof(address);
-  auto* any = reinterpret_cast<sockaddr*>(&address);
-  EXPECT_EQ(bind(socket, any, size), 0);
-  EXPECT_EQ(getsockname(socket, any, &size), 0);
-  close(socket);
-  port_ = ntohs(address.sin_port);
+  port_ = loopback_socket().port();
 }
 
 bool database_server::is_answering() const {

@@ -40,11 +40,16 @@ static std::string dashed(const std::string& day) {
   return day.substr(0, 4) + "-" + day.substr(4, 2) + "-" + day.substr(6);
 }
 
+// The schema, and a user with these roles.
+static engine_options made_for_logs(const database_server& server, const std::string& roles) {
+  postgresql_engine.create(server.options());
+  EXPECT_EQ(server.sql("create role logs login; grant " + roles + " to logs"), "");
+  return server.options("logs");
+}
+
 TEST(PostgresqlDays, HavePartitionsNearToTheClockOfTheServer) {
   const database_server server;
-  postgresql_engine.create(server.options());
-  ASSERT_EQ(server.sql("create role logs login; grant kplog_ship to logs"), "");
-  const engine_options logs = server.options("logs");
+  const engine_options logs = made_for_logs(server, "kplog_ship");
   const std::string long_ago = day_from_now(server, -300);
   const std::string today = day_from_now(server, 0);
   const std::string soon = day_from_now(server, 2);
@@ -89,9 +94,7 @@ TEST(PostgresqlDays, HavePartitionsNearToTheClockOfTheServer) {
 
 TEST(PostgresqlDays, AreFinishedWhenTheyAreDone) {
   const database_server server;
-  postgresql_engine.create(server.options());
-  ASSERT_EQ(server.sql("create role logs login; grant kplog_ship to logs"), "");
-  const engine_options logs = server.options("logs");
+  const engine_options logs = made_for_logs(server, "kplog_ship");
   const std::string done = day_from_now(server, -2);
   const std::string today = day_from_now(server, 0);
   const auto indexed = [&] {
@@ -135,9 +138,7 @@ TEST(PostgresqlDays, AreFinishedWhenTheyAreDone) {
 
 TEST(PostgresqlDays, ThatWerePrunedStayPruned) {
   const database_server server;
-  postgresql_engine.create(server.options());
-  ASSERT_EQ(server.sql("create role logs login; grant kplog_ship, kplog_read to logs"), "");
-  const engine_options logs = server.options("logs");
+  const engine_options logs = made_for_logs(server, "kplog_ship, kplog_read");
   const std::string old_day = day_from_now(server, -3);
   const std::string kept = day_from_now(server, -1);
   for (const std::string& day : {std::string("19991231"), old_day, kept}) store_day(logs, day);

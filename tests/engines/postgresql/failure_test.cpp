@@ -2,16 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <functional>
 
 #include "engines/postgresql/engine.h"
 #include "tests/engines/postgresql/database_server.h"
 #include "tests/engines/postgresql/shipped_batch.h"
+#include "tests/engines/support/loopback_socket.h"
 #include "tests/engines/support/tls_certificates.h"
 
 using testing::AllOf;
@@ -118,22 +115,14 @@ TEST(PostgresqlFailure, IsSaidInOneLineWithWhatWouldHelp) {
 }
 
 TEST(PostgresqlFailure, ToAnswerIsWaitedForUntilTheProgramIsToEnd) {
-  const int listening = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in place{};
-  place.sin_family = AF_INET;
-  place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof(place);
-  auto* any = reinterpret_cast<sockaddr*>(&place);
-  ASSERT_EQ(bind(listening, any, size), 0);
-  ASSERT_EQ(getsockname(listening, any, &size), 0);
-  ASSERT_EQ(listen(listening, 5), 0);
+  std::optional<loopback_socket> listening(std::in_place);
+  listening->listen();
   engine_options options;
-  options.address =
-      "postgresql://logs@127.0.0.1:" + std::to_string(ntohs(place.sin_port)) + "/fleet";
+  options.address = "postgresql://logs@127.0.0.1:" + std::to_string(listening->port()) + "/fleet";
   int asked = 0;
   options.is_to_end = [&] { return ++asked > 2; };
   EXPECT_EQ(ask_error(options), "given up, as this program is ending");
-  close(listening);
+  listening.reset();
   options.is_to_end = {};
   EXPECT_THAT(ask_error(options), HasSubstr("Connection refused"));
 }

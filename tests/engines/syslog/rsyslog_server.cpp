@@ -1,14 +1,12 @@
 #include "tests/engines/syslog/rsyslog_server.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <fstream>
 #include <sstream>
 
-#include "recording/files/descriptor.h"
+#include "tests/engines/support/loopback_socket.h"
 
 using nlohmann::json;
 
@@ -51,15 +49,6 @@ std::string rsyslog_server::configuration() const {
          folder_.file("out") + "\" template=\"record\")\n";
 }
 
-static bool is_listened_to(int port) {
-  const open_descriptor peer(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return connect(peer.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-}
-
 // It tells the port in a file where it has chosen one.
 void rsyslog_server::start() {
   const std::string configured = folder_.write("rsyslog.conf", configuration());
@@ -68,7 +57,7 @@ void rsyslog_server::start() {
       folder_.file("err"));
   EXPECT_TRUE(comes_true([&] {
     if (port_ == 0) port_ = std::atoi(read_whole_file(folder_.file("port")).c_str());
-    return !process_->is_alive() || (port_ != 0 && is_listened_to(port_));
+    return !process_->is_alive() || (port_ != 0 && is_listened_to(static_cast<uint16_t>(port_)));
   }));
   EXPECT_TRUE(process_->is_alive()) << read_whole_file(folder_.file("err"));
 }

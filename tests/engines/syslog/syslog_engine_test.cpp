@@ -1,6 +1,5 @@
 #include "engines/syslog/engine.h"
 
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
@@ -10,6 +9,7 @@
 #include <thread>
 
 #include "recording/files/descriptor.h"
+#include "tests/engines/support/loopback_socket.h"
 #include "tests/engines/support/made_batch.h"
 #include "tests/engines/syslog/rsyslog_server.h"
 
@@ -213,14 +213,7 @@ TEST_F(SyslogEngine, SendsAgainWhatAReceiverThatDiedMayHaveLost) {
 class tls_listener {
  public:
   explicit tls_listener(std::function<void(int)> serve) : serve_(std::move(serve)) {
-    listening_ = open_descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    address_.sin_family = AF_INET;
-    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address_;
-    auto* const bound = reinterpret_cast<sockaddr*>(&address_);
-    EXPECT_EQ(bind(listening_.get(), bound, size), 0);
-    EXPECT_EQ(listen(listening_.get(), 16), 0);
-    EXPECT_EQ(getsockname(listening_.get(), bound, &size), 0);
+    listening_.listen();
     thread_ = std::thread([this] {
       for (int peer = accept(); peer >= 0; peer = accept()) serve_(peer);
     });
@@ -230,15 +223,14 @@ class tls_listener {
     thread_.join();
   }
   std::string address() const {
-    return "syslog+tls://localhost:" + std::to_string(ntohs(address_.sin_port));
+    return "syslog+tls://localhost:" + std::to_string(listening_.port());
   }
 
  private:
   int accept() const { return accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC); }
 
   std::function<void(int)> serve_;
-  open_descriptor listening_;
-  sockaddr_in address_{};
+  loopback_socket listening_;
   std::thread thread_;
 };
 

@@ -1,0 +1,26 @@
+// Receivers that take records into a pipeline, and keep nothing that kplog reads.
+#ifndef ENGINES_COMMON_PIPELINE_ENGINE_H
+#define ENGINES_COMMON_PIPELINE_ENGINE_H
+
+#include <string>
+
+#include "engines/common/address.h"
+#include "tools/ship/engine.h"
+
+// Such an engine; it is left to store.
+class pipeline_engine : public ship_engine {
+ public:
+  std::optional<std::vector<segment_position>> positions(const journal_identity&) override {
+    return std::nullopt;
+  }
+  void offer(const record_kit&) override {}
+  void tell(const journal_identity&, const journal_state&) override {}
+};
+
+// Tells people what holds for many records, the first time.
+inline void tell_once(const engine_options& options, const std::string& text, bool& is_told) {
+  if (!is_told && options.tell) options.tell(text);
+  is_told = true;
+}
+
+#endif
