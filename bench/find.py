@@ -21,6 +21,7 @@ import sys
 import tempfile
 import time
 
+from command_runs import ENVIRONMENT, compile_events, emit, missed, told
 from login_records import SOURCE as LOGIN_SOURCE
 
 RECORDS = 1_000_000
@@ -50,24 +51,13 @@ CONDITIONS = [
     ("in the message", ["--grep", "^User user77 "], '.message|test("^User user77 ")',
      ["-F", '"message":"User user77 '], True),
 ]
-missed = []
-
-
-def told(goal, is_met, is_missed):
-    """The goal and whether it is met; what is missed by more than the scatter is remembered."""
-    if is_missed:
-        missed.append(goal)
-    return f"{goal}   {'met' if is_met else 'NOT MET'}"
-
-
 class Run:
     """Costs of a command: seconds of the processor and of the clock; and what it wrote."""
 
     def __init__(self, command, folder):
-        environment = {**os.environ, "TZ": "UTC", "LC_ALL": "C"}
         with open(os.path.join(folder, "out"), "w+b") as out:
             begin = time.perf_counter()
-            child = subprocess.Popen(command, cwd=folder, env=environment, stdout=out,
+            child = subprocess.Popen(command, cwd=folder, env=ENVIRONMENT, stdout=out,
                                      shell=isinstance(command, str))
             _, status, usage = os.wait4(child.pid, 0)
             self.clock = time.perf_counter() - begin
@@ -118,10 +108,6 @@ def write_records(path):
             records.write(f'{{"event":"USER_LOGIN",{begin},"PORT":{i * 31 % 65536},'
                           f'"HOST":"host{i * 17 % 997}.example.org","ATTEMPTS":{i % 9},'
                           f'"SECONDS":{i * 37 % 10000 / 1000:.3f}}}}}\n')
-
-
-def emit(kplog, to):
-    return [kplog, "emit", "--quiet", "--definitions", "events.ldf", "--locale", "en_US", "--to", to, "records"]
 
 
 def render(kplog, *arguments):
@@ -228,7 +214,7 @@ def time_writing(kplog, folder, runs):
     for _ in range(runs):
         for (_, output), runs_of_one in zip(outputs, costs):
             os.mkdir(os.path.join(folder, "written"))
-            runs_of_one.add(Run(emit(kplog, output), folder))
+            runs_of_one.add(Run(emit(kplog, "--to", output, "records"), folder))
             sizes[output] = sum(entry.stat().st_size for entry in os.scandir(os.path.join(folder, "written")))
             shutil.rmtree(os.path.join(folder, "written"))
     print(f"\n{RECORDS:,} records written; records a second of the processor, and of the clock")
@@ -243,13 +229,11 @@ def main():
     kplog = os.path.abspath(sys.argv[1])
     runs = int(sys.argv[2]) if len(sys.argv) == 3 else 5
     with tempfile.TemporaryDirectory() as folder:
-        with open(os.path.join(folder, "events.yaml"), "w", encoding="utf-8") as source:
-            source.write(SOURCE)
-        subprocess.run([kplog, "compile", "-q", "events.yaml", "-o", "events.ldf"], cwd=folder, check=True)
+        compile_events(kplog, folder, SOURCE)
         write_records(os.path.join(folder, "records"))
         os.mkdir(os.path.join(folder, "journal"))
         for to in ("json:stored", "journal:journal/shop,max-size=16M,compress=zstd"):
-            Run(emit(kplog, to), folder)
+            Run(emit(kplog, "--to", to, "records"), folder)
         time_conditions(kplog, folder, runs)
         time_skipping(kplog, folder, runs)
         time_last(kplog, folder, runs)

@@ -14,14 +14,14 @@ take turns.
 import datetime
 import os
 import re
-import resource
 import struct
 import subprocess
 import sys
 import tempfile
 import time
 
-from login_records import SOURCE, write_records
+from command_runs import ENVIRONMENT, compile_events
+from login_records import source_of, write_records
 
 FEW, MANY = 30_000, 300_000
 TARGET = 150_000  # records a second
@@ -42,15 +42,6 @@ BAD_RECORDS = [  # what is bad, what is replaced, and by what
 ]
 
 
-def write_events(path, count):
-    """Events with the attributes of the first one, whose names are like its name."""
-    head, first = SOURCE.split("  USER_LOGIN:\n")
-    with open(path, "w", encoding="utf-8") as source:
-        source.write(SOURCE)
-        for i in range(1, count):
-            source.write(f"  USER_LOGIN_{i}:\n" + first.replace("id: 1001", f"id: {1001 + i}"))
-
-
 def write_bad_records(path, good, pattern, replacement):
     with open(good, encoding="utf-8") as records, open(path, "w", encoding="utf-8") as bad:
         for line in records:
@@ -59,7 +50,7 @@ def write_bad_records(path, good, pattern, replacement):
 
 def cost(command, folder, status_expected=0, **streams):
     """Seconds of the processor, and the most memory in KiB."""
-    child = subprocess.Popen(command, cwd=folder, env={**os.environ, "TZ": "UTC", "LC_ALL": "C"}, **streams)
+    child = subprocess.Popen(command, cwd=folder, env=ENVIRONMENT, **streams)
     _, status, usage = os.wait4(child.pid, 0)
     child.returncode = os.waitstatus_to_exitcode(status)
     if child.returncode != status_expected:
@@ -80,7 +71,8 @@ def same_lines(folder):
 
 def time_bad_records(kplog, folder, runs):
     """The cost of a bad record of each kind beside that of a good one."""
-    write_events(os.path.join(folder, "many.yaml"), EVENTS)
+    with open(os.path.join(folder, "many.yaml"), "w", encoding="utf-8") as source:
+        source.write(source_of(EVENTS))
     subprocess.run([kplog, "compile", "-q", "many.yaml", "-o", "many.ldf"], cwd=folder, check=True)
     good = os.path.join(folder, "good.jsonl")
     write_records(good, BAD)
@@ -116,7 +108,7 @@ def one_by_one(kplog, records, counter, folder):
     """Seconds for records that are acknowledged one by one."""
     command = [kplog, "emit", "--quiet", "--definitions", "events.ldf", "--locale", "en_US",
                "--to", "text:single,max-size=4G", "--ack"] + (["--count", counter] if counter else [])
-    with subprocess.Popen(command, cwd=folder, env={**os.environ, "TZ": "UTC", "LC_ALL": "C"}, bufsize=0,
+    with subprocess.Popen(command, cwd=folder, env=ENVIRONMENT, bufsize=0,
                           stdin=subprocess.PIPE, stdout=subprocess.PIPE) as child:
         acknowledged = child.stdout.fileno()
         begin = 0
@@ -157,9 +149,7 @@ def main():
     kplog, peer = map(os.path.abspath, sys.argv[1:3])
     runs = int(sys.argv[3]) if len(sys.argv) == 4 else 5
     with tempfile.TemporaryDirectory() as folder:
-        with open(os.path.join(folder, "events.yaml"), "w", encoding="utf-8") as source:
-            source.write(SOURCE)
-        subprocess.run([kplog, "compile", "-q", "events.yaml", "-o", "events.ldf"], cwd=folder, check=True)
+        compile_events(kplog, folder)
         write_records(os.path.join(folder, "few.jsonl"), FEW)
         write_records(os.path.join(folder, "many.jsonl"), MANY)
         _, little = cost(emit(kplog, "few.jsonl", "few"), folder)

@@ -15,7 +15,8 @@ import sys
 import tempfile
 import time
 
-from login_records import SOURCE, write_records
+from command_runs import ENVIRONMENT, compile_events, emit
+from login_records import write_records
 
 CLIENTS = 4
 RECORDS = 1_000_000
@@ -24,11 +25,6 @@ OUTPUTS = [  # what is written, the options, and records a second and core that 
     ("the stored form", ["--to", "json:log/stored"], 600_000),
     ("both, and counted", ["--to", "text:log/log,max-size=4G", "--to", "json:log/stored", "--count", "log/count"], 350_000),
 ]
-ENVIRONMENT = {**os.environ, "TZ": "UTC", "LC_ALL": "C"}
-
-
-def emit(kplog, outputs, *more):
-    return [kplog, "emit", "--quiet", "--definitions", "events.ldf", "--locale", "en_US", *outputs, *more]
 
 
 def wait_for_socket(path):
@@ -59,7 +55,7 @@ def lines_in(folder):
 def seconds_of_service(kplog, folder, outputs):
     empty_log(folder)
     socket = os.path.join(folder, "sock")
-    service = subprocess.Popen(emit(kplog, outputs, "--threads", "0", "--listen", "unix:sock"), cwd=folder, env=ENVIRONMENT)
+    service = subprocess.Popen(emit(kplog, *outputs, "--threads", "0", "--listen", "unix:sock"), cwd=folder, env=ENVIRONMENT)
     wait_for_socket(socket)
     senders = [subprocess.Popen([kplog, "send", "--quiet", "--socket", "sock", f"part{i}"], cwd=folder)
                for i in range(CLIENTS)]
@@ -76,7 +72,7 @@ def seconds_of_service(kplog, folder, outputs):
 def seconds_by_the_clock(kplog, folder, outputs, threads):
     empty_log(folder)
     begin = time.perf_counter()
-    subprocess.run(emit(kplog, outputs, *threads, "records"), cwd=folder, env=ENVIRONMENT, check=True)
+    subprocess.run(emit(kplog, *outputs, *threads, "records"), cwd=folder, env=ENVIRONMENT, check=True)
     seconds = time.perf_counter() - begin
     if lines_in(folder) != {RECORDS}:
         sys.exit("not everything was written once")
@@ -90,9 +86,7 @@ def main():
     runs = int(sys.argv[2]) if len(sys.argv) == 3 else 3
     is_missed = False
     with tempfile.TemporaryDirectory() as folder:
-        with open(os.path.join(folder, "events.yaml"), "w", encoding="utf-8") as source:
-            source.write(SOURCE)
-        subprocess.run([kplog, "compile", "-q", "events.yaml", "-o", "events.ldf"], cwd=folder, check=True)
+        compile_events(kplog, folder)
         write_records(os.path.join(folder, "records"), RECORDS)
         for i in range(CLIENTS):
             write_records(os.path.join(folder, f"part{i}"), RECORDS // CLIENTS)

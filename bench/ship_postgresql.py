@@ -13,14 +13,14 @@ hundred machines and twenty events are asked for those of one machine and event 
 The exit status is 1 where a goal is missed.
 """
 import os
-import pwd
 import select
 import subprocess
 import sys
 import tempfile
 import time
 
-from login_records import SOURCE, write_records
+from command_runs import compile_events, missed, ship, timed, told, write_journal
+from engine_servers import Database
 
 RECORDS = 1_000_000
 RATE_GOAL, LIVE_GOAL = 80_000, 30_000  # records a second
@@ -28,78 +28,18 @@ COPY_GOAL = 0.5  # of plain COPY
 MEMORY_GOAL = 64  # MiB
 FIRST_GOAL = 0.200  # seconds
 LINES = 10_000  # of each of the hundred machines and ten days that are asked
-PROGRAMS = "/usr/lib/postgresql/15/bin"
-missed = []
-
-
-def told(goal, is_met):
-    if not is_met:
-        missed.append(goal)
-    return f"{goal}   {'met' if is_met else 'NOT MET'}"
-
-
-class Server:
-    """A server in the folder, at a socket there, as a user that it takes."""
-
-    def __init__(self, folder):
-        self.folder = folder
-        self.user = {}
-        if os.geteuid() == 0:
-            entry = pwd.getpwnam("postgres")
-            os.chown(folder, entry.pw_uid, entry.pw_gid)
-            self.user = {"user": entry.pw_uid, "group": entry.pw_gid, "extra_groups": []}
-        data = os.path.join(folder, "data")
-        self.run("initdb", "-D", data, "--no-sync", "-A", "trust", "-U", "postgres", "-E", "UTF8", "--locale=C")
-        self.process = subprocess.Popen(
-            [f"{PROGRAMS}/postgres", "-D", data, "-k", folder, "-c", "listen_addresses=", "-c", "fsync=off",
-             "-c", "shared_buffers=512MB", "-c", "max_wal_size=4GB", "-c", "checkpoint_timeout=1h"],
-            cwd=folder, stderr=subprocess.DEVNULL, **self.user)
-        while subprocess.run([f"{PROGRAMS}/pg_isready", "-q", "-h", folder], check=False).returncode != 0:
-            time.sleep(0.05)
-
-    def run(self, program, *arguments):
-        subprocess.run([f"{PROGRAMS}/{program}", *arguments], cwd=self.folder, check=True,
-                       stdout=subprocess.DEVNULL, **self.user)
-
-    def sql(self, database, *statements):
-        options = [word for statement in statements for word in ("-c", statement)]
-        done = subprocess.run([f"{PROGRAMS}/psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", self.folder,
-                               "-U", "postgres", *options, database], check=True, capture_output=True, text=True)
-        return done.stdout.strip()
-
-    def address(self, database):
-        return f"postgresql://postgres@{self.folder.replace('/', '%2F')}/{database}"
-
-    def end(self):
-        self.process.terminate()
-        self.process.wait()
-
-
-def made_database(kplog, server, name, options):
-    server.sql("postgres", f"drop database if exists {name}", f"create database {name}")
-    subprocess.run([kplog, "ship", "-q", "--create", *options, "--to", server.address(name)], check=True)
-
-
-def timed(command, folder):
-    """Seconds of the clock and of the processor, and MiB of memory."""
-    measures = os.path.join(folder, "measures")
-    subprocess.run(["time", "-f", "%e %U %S %M", "-o", measures, *command], cwd=folder, check=True)
-    with open(measures, encoding="ascii") as file:
-        clock, user, system, memory = (float(word) for word in file.read().split())
-    return clock, user + system, memory / 1024
 
 
 def ship_and_copy(kplog, server, folder, options):
     """What it took to ship, and the seconds of plain COPY."""
-    made_database(kplog, server, "shipped", options)
-    shipped = timed([kplog, "ship", "-q", "journal/shop", "--definitions", "events.ldf", "--once", "--to",
-                     server.address("shipped")], folder)
+    server.make(kplog, "shipped", *options)
+    shipped = timed(ship(kplog, server.address("shipped")), folder)
     if (count := server.sql("shipped", "select count(*) from kplog.record")) != str(RECORDS):
         sys.exit(f"{count} records were shipped")
     rows = os.path.join(server.folder, "rows")
     server.sql("shipped", f"copy (select * from kplog.record) to '{rows}' (format binary)", "checkpoint")
     parts = server.sql("shipped", "select part from kplog.part where part < 'infinity'").split()
-    made_database(kplog, server, "copied", options)
+    server.make(kplog, "copied", *options)
     server.sql("copied", *(f"select kplog.make_part('{part}')" for part in parts), "checkpoint")
     begin = time.perf_counter()
     server.sql("copied", f"copy kplog.record from '{rows}' (format binary)")
@@ -178,14 +118,9 @@ def main():
     kplog = os.path.abspath(arguments[0])
     runs = int(arguments[1]) if len(arguments) == 2 else 3
     with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory() as server_folder:
-        with open(os.path.join(folder, "events.yaml"), "w", encoding="utf-8") as source:
-            source.write(SOURCE)
-        subprocess.run([kplog, "compile", "-q", "events.yaml", "-o", "events.ldf"], cwd=folder, check=True)
-        write_records(os.path.join(folder, "records"), RECORDS)
-        os.mkdir(os.path.join(folder, "journal"))
-        subprocess.run([kplog, "emit", "--quiet", "--definitions", "events.ldf", "--locale", "en_US", "--to",
-                        "journal:journal/shop", "records"], cwd=folder, check=True)
-        server = Server(server_folder)
+        compile_events(kplog, folder)
+        write_journal(kplog, folder, RECORDS)
+        server = Database(server_folder)
         try:
             time_shipping(kplog, server, folder, runs)
             if "--find" in sys.argv:
