@@ -19,7 +19,7 @@
 // Whether a socket's address has room for the path.
 bool is_socket_path(const std::string& path);
 
-// Lets this process open as many files as the system allows it, for its clients.
+// Lets this process open as many files as the system allows it.
 void raise_descriptor_limit();
 
 struct service_rules {

@@ -279,6 +279,21 @@ TEST_F(RenderFollow, PlacesAreMergedByTime) {
   EXPECT_EQ(lines_of(*run, 3), (std::vector<std::string>{"c55", "b56", "a57"}));
 }
 
+// The limit is raised as far as it may be; beyond that places are told.
+TEST_F(RenderFollow, PlacesMayBeMoreThanFilesThatAreOpen) {
+  std::vector<std::string> names;
+  for (int i = 0; i < 60; ++i) names.push_back("place" + std::to_string(i));
+  for (const std::string& name : names) folder_.write(name, note_record(name));
+  const auto run = follow(names, "ulimit -S -n 40");
+  EXPECT_EQ(sorted(lines_of(*run, names.size())), sorted(names));
+  append("place59", note_record("later"));
+  EXPECT_EQ(run->out_line(), "later");
+  EXPECT_EQ(ended(*run).status, 0);
+  const auto few = follow(names, "ulimit -n 40");
+  EXPECT_TRUE(few->wait_for_err("Too many open files"));
+  EXPECT_EQ(ended(*few).status, 3);
+}
+
 // Some lie beyond those that a clock tells.
 TEST_F(RenderFollow, PlacesAreMergedByTimesOfAnyYear) {
   const auto at = [](const std::string& text, const std::string& second) {

@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <iterator>
 #include <system_error>
 #include <utility>
 
+#include "recording/records/service.h"
 #include "recording/records/values.h"
 #include "recording/text/number.h"
 #include "tools/find/moment.h"
@@ -21,6 +23,7 @@ static constexpr size_t lines_between_looks = 256;
 followed_records::followed_records(const std::vector<std::string>& paths, const follow_rules& rules,
                                    follow_end end)
     : waiting_(paths.size()), end_(std::move(end)) {
+  raise_descriptor_limit();  // a place takes a watch and a file, or several
   for (const std::string& path : paths) places_.push_back(followed_place_of(path, rules));
 }
 
@@ -85,6 +88,18 @@ bool followed_records::next(record_line& line) {
 
 // --- Waiting ---
 
+// Those that are no descriptors are left out: the system takes no more than may be open.
+static int poll_descriptors(std::vector<pollfd>& watched, std::chrono::milliseconds patience) {
+  std::vector<pollfd> open;
+  std::ranges::copy_if(watched, std::back_inserter(open),
+                       [](const pollfd& one) { return one.fd >= 0; });
+  const int ready = poll(open.data(), open.size(), static_cast<int>(patience.count()));
+  auto polled = open.cbegin();
+  for (pollfd& one : watched)
+    if (one.fd >= 0) one.revents = (polled++)->revents;
+  return ready;
+}
+
 // What has come is looked for behind this.
 void followed_records::wait_for_places() {
   std::chrono::milliseconds patience(deadline_ ? 0 : -1);
@@ -95,7 +110,7 @@ void followed_records::wait_for_places() {
   }
   watched_.push_back({deadline_ ? -1 : end_.descriptor, POLLIN, 0});
   watched_.push_back({end_.reader, 0, 0});
-  const int ready = poll(watched_.data(), watched_.size(), static_cast<int>(patience.count()));
+  const int ready = poll_descriptors(watched_, patience);
   if (ready < 0 && errno != EINTR) throw std::system_error(errno, std::generic_category(), "poll");
   if (ready < 0) return;
   is_unread_ = (watched_.back().revents & (POLLERR | POLLHUP)) != 0;
