@@ -114,6 +114,28 @@ void client_numbers::keep_place() {
   }
   if (own.st_dev != there.st_dev || own.st_ino != there.st_ino)
     fail("another file is in its place");
+  keep_whole();
+}
+
+bool client_numbers::is_whole() const {
+  struct stat status {};
+  return KP_fstat(file_.get(), &status) == 0 &&
+         status.st_size >= static_cast<off_t>(offset_of(slots_));
+}
+
+// Before anything is written behind the end of what somebody has cut short.
+void client_numbers::keep_whole() const {
+  if (!is_whole()) write(whole_file(), 0);
+}
+
+std::string client_numbers::whole_file() const {
+  std::string whole(offset_of(slots_), '\0');
+  whole.replace(0, sizeof start_, bytes_of(start_));
+  for (const auto& [name, client] : clients_) {
+    const client_slot slot = slot_of(*client);
+    whole.replace(offset_of(client->slot), slot_size, bytes_of(slot));
+  }
+  return whole;
 }
 
 // All of it by one write: whoever finds the file finds it whole.
@@ -122,13 +144,7 @@ void client_numbers::put_back() {
   if (!file.is_open() || KP_flock(file.get(), LOCK_EX | LOCK_NB) != 0)
     raise_write_error(numbers_action, path_);
   static_cast<void>(KP_fchmod(file.get(), numbers_mode));
-  std::string whole((slots_ + 1) * slot_size, '\0');
-  whole.replace(0, sizeof start_, bytes_of(start_));
-  for (const auto& [name, client] : clients_) {
-    const client_slot slot = slot_of(*client);
-    whole.replace(offset_of(client->slot), slot_size, bytes_of(slot));
-  }
-  if (!write_all_at(file.get(), whole, 0)) {
+  if (!write_all_at(file.get(), whole_file(), 0)) {
     const int error = errno;
     KP_unlink(path_.c_str());
     errno = error;
@@ -214,6 +230,7 @@ void client_numbers::forget_unseen() {
 
 numbered_client* client_numbers::find(const std::string& name, uint64_t user,
                                       std::string& refusal) {
+  keep_whole();
   if (now_() - forgot_ >= seconds_between_looks || now_() < forgot_) forget_unseen();
   const auto found = clients_.find(name);
   if (found == clients_.end()) {
@@ -252,6 +269,7 @@ numbered_client& client_numbers::add(const std::string& name, uint64_t user) {
 
 void client_numbers::see(numbered_client& client) noexcept {
   client.seen = now_();
+  if (!is_whole()) return;
   static_cast<void>(
       write_all_at(file_.get(), bytes_of(client.seen),
                    static_cast<off_t>(offset_of(client.slot) + offsetof(client_slot, seen))));
@@ -292,6 +310,7 @@ bool client_numbers::take_batch_back() const {
 
 // The numbers hold from the moment on at which the batch's own is in the file.
 void client_numbers::store(const client_progress& progress, bool synced) {
+  keep_whole();
   for (const auto& [client, number] : progress) write_number(*client, number);
   if (synced) synchronize();
   const uint64_t batch = start_.delivered[joint_output] + 1;

@@ -68,8 +68,8 @@ class client_numbers {
   // It was there until now. What the file does not take of that is left out.
   void see(numbered_client& client) noexcept;
 
-  // The batch that comes next, for the notes of its outputs. A file that was moved or removed is
-  // made again. Raises file_error, also where another file is in its place.
+  // The batch that comes next, for the notes of its outputs. A file that was moved, removed or cut
+  // short is made again. Raises file_error, also where another file is in its place.
   delivery next_batch();
   // The batch is in the outputs, and so far are its clients: all of that, or nothing of it. On the
   // disk itself when `synced`. Raises file_error.
@@ -80,7 +80,10 @@ class client_numbers {
   void read();
   void read_slot(size_t slot, std::string_view bytes);
   void keep_place();
+  void keep_whole() const;
+  bool is_whole() const;
   void put_back();
+  std::string whole_file() const;
   void write(std::string_view bytes, size_t offset) const;
   void write_batch(uint64_t batch) const;
   bool take_batch_back() const;

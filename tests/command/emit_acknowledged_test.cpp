@@ -261,7 +261,7 @@ TEST_F(EmitAcknowledged, ServiceThatIsToStopStops) {
 
 // --- The file of the numbers
 
-TEST_F(EmitAcknowledged, NumbersThatAreMovedOrRemovedAreKeptAnew) {
+TEST_F(EmitAcknowledged, NumbersThatAreMovedRemovedOrCutShortAreKeptAnew) {
   const auto service = start_service();
   const auto a = greet(hello_of_a, R"({"ack":0})");
   a->send(note_record("one"));
@@ -272,11 +272,14 @@ TEST_F(EmitAcknowledged, NumbersThatAreMovedOrRemovedAreKeptAnew) {
   std::filesystem::rename(folder_.path("shop.clients"), folder_.path("moved"));
   a->send(note_record("three"));
   hear_up_to(*a, R"({"ack":3})");
+  std::filesystem::resize_file(folder_.path("shop.clients"), 0);
+  a->send(note_record("four"));
+  hear_up_to(*a, R"({"ack":4})");
   EXPECT_EQ(end_of(*service).status, 0);
   const auto next = start_service();
-  greet(hello_of_a, R"({"ack":3})");
+  greet(hello_of_a, R"({"ack":4})");
   EXPECT_EQ(end_of(*next).status, 0);
-  EXPECT_THAT(numbers()["a"], ElementsAre(1, 2, 3));
+  EXPECT_THAT(numbers()["a"], ElementsAre(1, 2, 3, 4));
 }
 
 TEST_F(EmitAcknowledged, NumbersInWhosePlaceSomethingElseIsAreWaitedFor) {

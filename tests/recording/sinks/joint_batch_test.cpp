@@ -183,6 +183,29 @@ TEST_F(ClientNumbers, AreKeptFromOneServiceToTheNext) {
   EXPECT_EQ(status.st_mode & 0777, 0600u);
 }
 
+// By a shell's ">", for example, while the service has it open.
+TEST_F(ClientNumbers, AreWrittenAgainWhereTheFileWasCutShort) {
+  const std::string path = folder_.file("x.clients");
+  for (const uintmax_t size : {0U, 8U, 511U, 512U, 600U, 1535U}) {
+    std::filesystem::remove(path);
+    for (int way = 0; way < 3; ++way) {
+      auto numbers = open();
+      std::string refusal;
+      for (const char* name : {"a", "b", "c"}) store(*numbers, name, 7);
+      numbered_client* const last = numbers->find("c", 1, refusal);
+      std::filesystem::resize_file(path, size);
+      if (way != 0) numbers->see(*last);  // which writes behind that
+      if (way == 1) static_cast<void>(numbers->next_batch());
+      if (way != 1) store(*numbers, "d", 9);
+      numbers.reset();
+      const auto next = open();
+      for (const char* name : {"a", "b", "c"}) EXPECT_EQ(written(*next, name), 7) << size << way;
+      EXPECT_EQ(written(*next, "d"), 9) << size << way;
+      EXPECT_EQ(std::filesystem::file_size(path), 5 * 512U);
+    }
+  }
+}
+
 TEST_F(ClientNumbers, AreThoseOfOneProcess) {
   const auto numbers = open();
   EXPECT_EQ(open(), nullptr);
