@@ -34,6 +34,8 @@ if sender.exists():
     assert is_hardened("kplog-ship@.service", 15)
     # It says when it is ready, and is alive, to a systemd that sees no other process of its.
     assert "Type=notify\n" in text and "WatchdogSec=" in text
+    # Bad records are no failure, a wrong command line is not tried again, all else is.
+    assert {"SuccessExitStatus=1", "RestartPreventExitStatus=2", "Restart=on-failure", "RestartSec=5s"} <= set(text.split("\n"))
     # The folder that the other service writes to.
     folder = "LogsDirectory=kplog/%i\n"
     assert folder in text and folder in service

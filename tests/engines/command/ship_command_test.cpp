@@ -188,6 +188,51 @@ TEST_F(ShipCommand, WhatIsNotSoundAtAReloadIsToldAndTheRunGoesOn) {
   fleet_.ship("web1", "shop", server.address(), "--verify --count web1/shop");
 }
 
+TEST_F(ShipCommand, AReloadHasThePasswordAndTheDefinitionsReadAgain) {
+  const nats_servers server(1, "authorization { user: \"logs\", password: \"secret\" }\n");
+  fleet_.write("password", "another\n");
+  const std::vector<std::string> access = {"--user", "logs", "--password-file", "password"};
+  auto words = fleet_folder::ship_words("web1", "shop", server.address());
+  words.insert(words.end(), access.begin(), access.end());
+  running_command sender(fleet_.path(), words);
+  EXPECT_TRUE(sender.wait_for_err(server.address() + ": cannot connect: Authorization Violation"));
+  fleet_.write("password", "secret\n");
+  sender.signal(SIGHUP);
+  EXPECT_TRUE(sender.wait_for_err("records are sent again"));
+  fleet_.write("shop.yaml", read_whole_file(fleet_.file("shop.yaml")) +
+                                "  FIRE:\n    id: 1004\n    message: \"it burns\"\n");
+  EXPECT_EQ(fleet_.run("compile -q shop.yaml -o shop.ldf").status, 0);
+  sender.signal(SIGHUP);
+  fleet_.emit("web1", "shop",
+              R"({"event":"FIRE","time":"2026-11-16T00:00:00Z"})"
+              "\n");
+  // Who asks has the definitions from the engine.
+  EXPECT_TRUE(comes_true([&] {
+    return fleet_
+               .run("render -q --event FIRE --user logs --password-file password " +
+                    server.address())
+               .out == "it burns\n";
+  }));
+  sender.signal(SIGTERM);
+  EXPECT_EQ(sender.wait_for_end().status, 0);
+}
+
+TEST_F(ShipCommand, ARunThatIsCutOffSaysByWhat) {
+  const environment_value no_proxy("no_proxy", "127.0.0.1");
+  otlp_receiver receiver;
+  auto words = fleet_folder::ship_words("web1", "shop", receiver.address());
+  words.emplace_back("--once");
+  for (const auto& [signal, status] : {std::pair{SIGTERM, 143}, std::pair{SIGINT, 130}}) {
+    receiver.plan(R"({"hang":true})");
+    running_command sender(fleet_.path(), words);
+    EXPECT_FALSE(receiver.request().contains("error"));
+    sender.signal(signal);
+    EXPECT_EQ(sender.wait_for_end().status, status);
+  }
+  EXPECT_EQ(fleet_.ship("web1", "shop", receiver.address(), "--once").err,
+            "kplog: 21 records: 21 stored, 0 bad\n");
+}
+
 TEST_F(ShipCommand, OneProcessAtATimeSendsAJournalToAnEngine) {
   const nats_servers server;
   running_command first(fleet_.path(), fleet_folder::ship_words("web1", "shop", server.address()));

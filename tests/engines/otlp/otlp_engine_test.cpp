@@ -340,6 +340,11 @@ TEST_F(OtlpEngine, BoundsRequestsAndGoesOnBehindErrors) {
     for (const std::string& body : bodies_of(got["request"])) bodies.push_back(body);
   }
   EXPECT_EQ(bodies, texts);
+  // A record that is larger than a request may be has one of its own.
+  engine->store(made_batch({note("a"), note(std::string(10'000, 'x')), note("b")}).batch());
+  EXPECT_THAT(bodies_of(receiver.request()["request"]), ElementsAre("note: a"));
+  EXPECT_THAT(bodies_of(receiver.request()["request"]).size(), 1U);
+  EXPECT_THAT(bodies_of(receiver.request()["request"]), ElementsAre("note: b"));
 }
 
 TEST_F(OtlpEngine, SendsLessAtATimeWhereItIsTooMuch) {
@@ -351,6 +356,10 @@ TEST_F(OtlpEngine, SendsLessAtATimeWhereItIsTooMuch) {
   EXPECT_EQ(bodies_of(receiver.request()["request"]).size(), 4U);
   const json second = receiver.request(), third = receiver.request();
   EXPECT_EQ(bodies_of(second["request"]).size() + bodies_of(third["request"]).size(), 4U);
+  // And so it stays.
+  engine->store(made.batch());
+  EXPECT_LT(bodies_of(receiver.request()["request"]).size(), 4U);
+  EXPECT_LT(bodies_of(receiver.request()["request"]).size(), 4U);
   // A record that is too large by itself is refused, and does not hold up those behind it.
   const made_batch large({note(std::string(100000, 'x')), note("behind")});
   receiver.plan(R"({"status":413})");
@@ -470,6 +479,48 @@ TEST_F(OtlpEngine, ShowsABatchTwiceWhenTheAnswerIsLost) {
   // By which they are known to be one.
   EXPECT_EQ(attributes_of(log_records(first["request"]).at(0))["log.record.uid"],
             attributes_of(log_records(second["request"]).at(0))["log.record.uid"]);
+}
+
+TEST_F(OtlpEngine, SendsToThePathThatIsToldAndThroughTheProxyOfTheEnvironment) {
+  otlp_receiver receiver;
+  const made_batch made({note("one")});
+  for (const auto& [path, expected] :
+       {std::pair{"", "/v1/logs"}, std::pair{"/otlp", "/otlp/v1/logs"},
+        std::pair{"/a/v1/logs", "/a/v1/logs"}, std::pair{"/a/v1/logs/", "/a/v1/logs"}}) {
+    open(receiver.address(path))->store(made.batch());
+    EXPECT_EQ(receiver.request()["path"], expected);
+  }
+  const std::string proxy = "http://127.0.0.1:" + std::to_string(receiver.port());
+  const environment_value http_proxy("http_proxy", proxy.c_str());
+  open("otlp+http://collector.invalid")->store(made.batch());
+  EXPECT_EQ(receiver.request()["path"], "http://collector.invalid:4318/v1/logs");
+}
+
+TEST_F(OtlpEngine, TellsTracesThatAreSuchAlone) {
+  otlp_receiver receiver;
+  const auto engine = open(receiver.address());
+  const auto in_context = [](const std::string& context) {
+    return R"({"version":"2.0","event":1,"time":"2026-11-15T17:02:56Z","attributes":{},"types":{},)"
+           R"("context":{)" +
+           context + "}}";
+  };
+  const std::string trace = R"("trace":"4bf92f3577b34da6a3ce929d0e0e4736")";
+  const std::string span = R"("span":"00f067aa0ba902b7")";
+  const made_batch made(
+      {in_context(trace), in_context(span), in_context(R"("trace":"4bf92f35",)" + span),
+       in_context(R"("trace":"00000000000000000000000000000000",)" + span),
+       in_context(R"("trace":"zbf92f3577b34da6a3ce929d0e0e4736")"),
+       in_context(R"("trace":7,)" + span), in_context(trace + R"(,"span":"0000000000000000")")});
+  engine->store(made.batch());
+  const json got = receiver.request();
+  ASSERT_FALSE(got.contains("error")) << got;
+  std::string traces, spans;
+  for (const json& record : log_records(got["request"])) {
+    traces += record.value("traceId", "").empty() ? '-' : 't';
+    spans += record.value("spanId", "").empty() ? '-' : 's';
+  }
+  EXPECT_EQ(traces, "t-----t");
+  EXPECT_EQ(spans, "-------");
 }
 
 TEST_F(OtlpEngine, VerifiesWhoReceives) {

@@ -2,6 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <regex>
+#include <set>
+
+#include "tests/command/documentation_page.h"
 #include "tests/engines/command/fleet_fixture.h"
 #include "tests/engines/otlp/otlp_receiver.h"
 #include "tests/engines/syslog/rsyslog_server.h"
@@ -62,6 +66,15 @@ TEST(ShipToPipelines, SendsAJournalToAReceiverOfLogs) {
             "kplog: otlp+http:// keeps no records that could be shown\n");
 }
 
+// The names of metrics in a text.
+static std::set<std::string> metrics_in(const std::string& text) {
+  static const std::regex metric("kplog_ship_[a-z_]+");
+  std::set<std::string> names;
+  for (std::sregex_iterator found(text.begin(), text.end(), metric), end; found != end; ++found)
+    names.insert(found->str());
+  return names;
+}
+
 TEST(ShipToPipelines, AServiceSaysWhileAReceiverPutsItOffAndWhatItRefuses) {
   const environment_value no_proxy("no_proxy", "127.0.0.1");
   fleet_folder folder;
@@ -84,6 +97,8 @@ TEST(ShipToPipelines, AServiceSaysWhileAReceiverPutsItOffAndWhatItRefuses) {
   sender.signal(SIGTERM);
   const command_end end = sender.wait_for_end();
   EXPECT_EQ(end.status, 1);
+  EXPECT_EQ(metrics_in(read_whole_file(folder.file("metrics.prom"))),
+            metrics_in(documentation_page("shipping.md")));
   EXPECT_THAT(end.err, testing::HasSubstr("kplog: shop.20261115.0001.jsonl:8: is refused by " +
                                           receiver.address() + ": it answers 400\n"));
   EXPECT_THAT(end.err, testing::EndsWith("kplog: 10 records: 9 stored, 1 refused, 0 bad\n"));

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "engines/postgresql/copy_rows.h"
 #include "engines/postgresql/engine.h"
 #include "tests/engines/postgresql/database_server.h"
@@ -40,6 +42,27 @@ TEST(PostgresqlContent, ComesBackAsItWas) {
                        " order by line"),
             "0|0001-01-01 00:00:00+00 BC\n4294967295|9999-12-31 23:59:59+00\n"
             "1|0002-12-31 06:00:00+00 BC\n1|\n1|\n");
+}
+
+TEST(PostgresqlContent, HasNamesThatAnIndexHolds) {
+  const database_server server;
+  postgresql_engine.create(server.options());
+  const auto stored = [&](size_t size) {
+    std::mt19937 random(7);
+    std::string host;  // that does not compress
+    while (host.size() < size) host += static_cast<char>(' ' + random() % 90);
+    shipped_segment segment("shop.20261115.0001.jsonl", {host, "/shop"});
+    segment.add_numbers(0, 2);
+    try {
+      postgresql_engine.open(server.options())->store(segment.all());
+    } catch (const engine_error& error) {
+      EXPECT_EQ(std::string(error.what()).rfind(server.options().address, 0), 0U) << error.what();
+      return false;
+    }
+    return true;
+  };
+  EXPECT_TRUE(stored(2'600));
+  EXPECT_FALSE(stored(3'000));
 }
 
 TEST(PostgresqlContent, HasTheMomentsThatADatabaseCanHold) {

@@ -22,6 +22,7 @@ TEST(SyslogName, HoldsWhatNamesMayHold) {
   EXPECT_NE(syslog_name(std::string(33, 'x')), syslog_name(std::string(34, 'x')));
   EXPECT_NE(syslog_name("a b"), syslog_name("a=b"));
   EXPECT_TRUE(syslog_name("a b").starts_with("a_b~"));
+  EXPECT_TRUE(std::regex_match(syslog_name("größe"), std::regex("gr____e~[0-9A-F]{8}")));
 }
 
 TEST(SyslogField, HoldsPrintableAscii) {
@@ -61,6 +62,18 @@ TEST(SyslogMessage, TellsTimes) {
   EXPECT_EQ(time_of("2026-11-15T17:02:56Z", "2026-11-15T17:02:57.5Z"), "2026-11-15T17:02:56Z");
   EXPECT_EQ(time_of("0000-01-01T00:00:00Z"), "0000-01-01T00:00:00Z");
   EXPECT_EQ(time_of("9999-12-31T23:59:59Z"), "9999-12-31T23:59:59Z");
+}
+
+TEST(SyslogMessage, CutsWhatNamesWhoRecorded) {
+  const std::string long_name(300, 'r');
+  const std::string message =
+      message_of(R"({"event":1,"recorder":")" + long_name + R"(","host":")" + long_name + "\"}");
+  const std::regex recorder(R"( recorder="(r+~[0-9A-F]{8})\")");
+  std::smatch found;
+  ASSERT_TRUE(std::regex_search(message, found, recorder)) << message;
+  EXPECT_EQ(found[1].length(), 255);
+  const std::string host = " " + std::string(255, 'r') + " shop ";
+  EXPECT_NE(message.find(host), std::string::npos) << message;
 }
 
 TEST(SyslogMessage, HasTheLevelAsSeverity) {

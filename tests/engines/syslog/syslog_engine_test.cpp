@@ -270,6 +270,36 @@ TEST_F(SyslogEngine, TakesNoEndForTheReadingOfWhatWasNotRead) {
   SSL_CTX_free(context);
 }
 
+TEST_F(SyslogEngine, SpeaksNoTlsThatIsTooOld) {
+  const tls_identity identity = authority_.issue("localhost");
+  const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(SSL_CTX_new(TLS_server_method()),
+                                                                  SSL_CTX_free);
+  ASSERT_EQ(SSL_CTX_set_cipher_list(context.get(), "DEFAULT:@SECLEVEL=0"), 1);
+  ASSERT_EQ(
+      SSL_CTX_use_certificate_file(context.get(), identity.certificate.c_str(), SSL_FILETYPE_PEM),
+      1);
+  ASSERT_EQ(SSL_CTX_use_PrivateKey_file(context.get(), identity.key.c_str(), SSL_FILETYPE_PEM), 1);
+  std::atomic<int> accepted = 0;
+  tls_listener listener([&](int peer) {
+    SSL* const ssl = SSL_new(context.get());
+    SSL_set_fd(ssl, peer);
+    accepted += SSL_accept(ssl) == 1;
+    SSL_free(ssl);
+    close(peer);
+  });
+  const made_batch made({line_of("one")});
+  for (const int version : {TLS1_VERSION, TLS1_1_VERSION}) {
+    ASSERT_EQ(SSL_CTX_set_min_proto_version(context.get(), version), 1);
+    ASSERT_EQ(SSL_CTX_set_max_proto_version(context.get(), version), 1);
+    EXPECT_THAT(error_of(listener.address(), made.batch()),
+                StartsWith(listener.address() + ": no TLS: "));
+  }
+  EXPECT_EQ(accepted, 0);
+  ASSERT_EQ(SSL_CTX_set_max_proto_version(context.get(), TLS1_2_VERSION), 1);
+  static_cast<void>(error_of(listener.address(), made.batch()));
+  EXPECT_EQ(accepted, 1);
+}
+
 TEST_F(SyslogEngine, EndsWhileItWaits) {
   std::atomic<int> connections = 0;
   std::vector<open_descriptor> silent;

@@ -67,6 +67,8 @@ TEST_F(Kit, HasAllFilesAgainWhereItIsUnpacked) {
                 read_whole_file(folder_.file("messages") + name));
     EXPECT_FALSE(fs::exists(files.catalog + "/notes.txt"));
   }
+  const fs::path place = fs::directory_iterator(folder_.file("temporary"))->path();
+  EXPECT_EQ(fs::status(place).permissions(), fs::perms::owner_all);
   const kit_folder::unpacked alone = kits.unpack(make_kit({folder_.file("one.ldf")}, {}));
   EXPECT_EQ(alone.aux + alone.catalog, "");
   EXPECT_EQ(fs::status(alone.definitions[0]).type(), fs::file_type::regular);
