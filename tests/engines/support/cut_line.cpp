@@ -1,8 +1,5 @@
 #include "tests/engines/support/cut_line.h"
 
-#include <arpa/inet.h>
-#include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -12,14 +9,6 @@
 #include <utility>
 
 static constexpr int step = 5;  // milliseconds between looks at what it is told
-
-static sockaddr_in loopback_address(uint16_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
 
 static void reset_at_close(const open_descriptor& socket) {
   const linger at_once{.l_onoff = 1, .l_linger = 0};
@@ -55,15 +44,8 @@ struct cut_line::connection {
   }
 };
 
-cut_line::cut_line(uint16_t server)
-    : server_(server), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
-  sockaddr_in address = loopback_address(0);
-  socklen_t size = sizeof address;
-  auto* const any = reinterpret_cast<sockaddr*>(&address);
-  EXPECT_EQ(bind(listener_.get(), any, size), 0);
-  EXPECT_EQ(listen(listener_.get(), SOMAXCONN), 0);
-  EXPECT_EQ(getsockname(listener_.get(), any, &size), 0);
-  port_ = ntohs(address.sin_port);
+cut_line::cut_line(uint16_t server) : server_(server), listener_(SOCK_NONBLOCK) {
+  listener_.listen();
   carrier_ = std::thread([this] { carry(); });
 }
 
@@ -95,11 +77,9 @@ void cut_line::take_new() {
   open_descriptor client(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
   if (!client.is_open()) return;
   reset_at_close(client);
-  open_descriptor server(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  const sockaddr_in address = loopback_address(server_);
-  if (state_ == line_state::cut ||
-      connect(server.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-    return;
+  if (state_ == line_state::cut) return;
+  open_descriptor server = loopback_connection(server_);
+  if (!server.is_open()) return;
   connections_.push_back(std::make_unique<connection>());
   connections_.back()->client.socket = std::move(client);
   connections_.back()->server.socket = std::move(server);

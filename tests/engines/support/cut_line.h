@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "recording/files/descriptor.h"
+#include "tests/engines/support/loopback_socket.h"
 
 // Whoever connects to its port of 127.0.0.1 comes to the server's port there. A thread carries the
 // bytes.
@@ -19,7 +19,7 @@ class cut_line {
   cut_line(const cut_line&) = delete;
   cut_line& operator=(const cut_line&) = delete;
 
-  uint16_t port() const { return port_; }
+  uint16_t port() const { return listener_.port(); }
 
   void cut() { state_ = line_state::cut; }    // resets all connections, and those that come
   void hold() { state_ = line_state::held; }  // carries nothing: neither side hears of it
@@ -39,8 +39,7 @@ class cut_line {
   std::atomic<uint16_t> server_;
   std::atomic<line_state> state_ = line_state::whole;
   std::atomic<bool> is_to_end_ = false;
-  uint16_t port_ = 0;
-  open_descriptor listener_;
+  loopback_socket listener_;
   std::vector<std::unique_ptr<connection>> connections_;
   std::thread carrier_;
 };

@@ -5,6 +5,8 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <utility>
+
 static sockaddr_in loopback(uint16_t port) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -13,13 +15,15 @@ static sockaddr_in loopback(uint16_t port) {
   return address;
 }
 
-bool is_listened_to(uint16_t port) {
-  const open_descriptor client(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+open_descriptor loopback_connection(uint16_t port) {
+  open_descriptor client(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const sockaddr_in address = loopback(port);
-  return connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  const auto* const there = reinterpret_cast<const sockaddr*>(&address);
+  return connect(client.get(), there, sizeof address) == 0 ? std::move(client) : open_descriptor();
 }
 
-loopback_socket::loopback_socket() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+loopback_socket::loopback_socket(int flags)
+    : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | flags, 0)) {
   sockaddr_in address = loopback(0);
   socklen_t size = sizeof address;
   auto* const bound = reinterpret_cast<sockaddr*>(&address);
@@ -29,6 +33,5 @@ loopback_socket::loopback_socket() : socket_(::socket(AF_INET, SOCK_STREAM | SOC
 }
 
 void loopback_socket::listen() const {
-  constexpr int waiting = 16;
-  EXPECT_EQ(::listen(get(), waiting), 0);
+  EXPECT_EQ(::listen(get(), SOMAXCONN), 0);
 }

@@ -6,13 +6,17 @@
 
 #include "recording/files/descriptor.h"
 
-// Whether somebody listens at the port of 127.0.0.1.
-bool is_listened_to(uint16_t port);
+// A connection to the port of 127.0.0.1; not open where nobody listens there.
+open_descriptor loopback_connection(uint16_t port);
+inline bool is_listened_to(uint16_t port) {
+  return loopback_connection(port).is_open();
+}
 
 // Has a port for itself as long as it lives. Behind that another program may take it.
 class loopback_socket {
  public:
-  loopback_socket();
+  // With flags of socket() beside its own.
+  explicit loopback_socket(int flags = 0);
   void listen() const;
   int get() const { return socket_.get(); }
   uint16_t port() const { return port_; }
