@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "tests/command/command_run.h"
@@ -52,6 +53,15 @@ class fleet_broker : public fleet_server {
  private:
   nats_servers server_;
 };
+
+// Of a suite of tests that each engine has to pass.
+struct name_of_server {
+  template <class Server>
+  static std::string GetName(int) {
+    return std::is_same_v<Server, fleet_database> ? "Database" : "Broker";
+  }
+};
+using fleet_servers = testing::Types<fleet_database, fleet_broker>;
 
 // Two products, which both call their definitions 2.0; the first one has messages in Japanese.
 class fleet_folder {

@@ -27,13 +27,6 @@ class Fleet : public testing::Test {
   fleet_folder fleet_;
 };
 
-struct name_of_server {
-  template <class Server>
-  static std::string GetName(int) {
-    return std::is_same_v<Server, fleet_database> ? "Database" : "Broker";
-  }
-};
-using fleet_servers = testing::Types<fleet_database, fleet_broker>;
 TYPED_TEST_SUITE(Fleet, fleet_servers, name_of_server);
 
 static void prepare(const fleet_server& server, const fleet_folder& fleet) {

@@ -49,14 +49,7 @@ class ShipOnce : public testing::Test {
   fleet_folder fleet_;
 };
 
-struct name_of_engine_server {
-  template <class Server>
-  static std::string GetName(int) {
-    return std::is_same_v<Server, fleet_database> ? "Database" : "Broker";
-  }
-};
-using engine_servers = testing::Types<fleet_database, fleet_broker>;
-TYPED_TEST_SUITE(ShipOnce, engine_servers, name_of_engine_server);
+TYPED_TEST_SUITE(ShipOnce, fleet_servers, name_of_server);
 
 TYPED_TEST(ShipOnce, WhateverBecomesOfTheJournal) {
   this->emit("web1", "a", 3);
