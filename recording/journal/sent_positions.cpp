@@ -191,7 +191,8 @@ static std::string note_of(const sent_positions& engine, const std::string& segm
   const uint64_t sent = known == engine.segments.end() ? 0 : known->second.position.extent.lines;
   if (!index) return segment + " ?\n";
   const uint64_t lines = index->records + index->others;
-  return segment + " " + std::to_string(lines - std::min(lines, sent)) + "\n";
+  return segment + " " + std::to_string(lines - std::min(lines, sent)) + " " +
+         std::to_string(sent) + "\n";
 }
 
 // A name of a file and a number.
@@ -230,14 +231,25 @@ void note_given_up(int folder, const journal_place& journal,
   }
 }
 
-// A line that is no note tells nothing.
+// The last word of the line, which is cut off.
+static std::string_view take_last_word(std::string_view& line) {
+  const size_t blank = line.rfind(' ');
+  const std::string_view word = line.substr(blank + 1);
+  line = line.substr(0, blank == std::string_view::npos ? 0 : blank);
+  return word;
+}
+
+// "SEGMENT LINES BEHIND", or "SEGMENT ?". A line that is no note tells nothing.
 static void take_note(std::string_view line, const journal_place& journal, given_up_notes& notes) {
-  const size_t blank = std::min(line.rfind(' '), line.size());
-  const std::string segment(line.substr(0, blank));
-  const std::string_view lines = line.substr(std::min(blank + 1, line.size()));
-  const auto number = number_of<uint64_t>(lines);
-  if ((number || lines == "?") && dated_name_of(segment, journal.name))
-    notes.segments[segment] = number;
+  const std::string_view last = take_last_word(line);
+  given_up_notes::noted_lines noted;
+  if (last != "?") {
+    const auto behind = number_of<uint64_t>(last);
+    noted.lines = number_of<uint64_t>(take_last_word(line));
+    if (!behind || !noted.lines) return;
+    noted.behind = *behind;
+  }
+  if (dated_name_of(line, journal.name)) notes.segments[std::string(line)] = noted;
 }
 
 static bool begins_with(std::string_view notes, const counted_notes& counted) {

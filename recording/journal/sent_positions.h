@@ -88,9 +88,16 @@ void note_given_up(int folder, const journal_place& journal,
                    const std::vector<sent_positions>& engines, const journal_segment& segment);
 
 struct given_up_notes {
-  // By the names of segments: how many lines the engine did not get, where that is known.
-  std::map<std::string, std::optional<uint64_t>> segments = {};
-  counted_notes all = {};  // these, and those that were counted before
+  // Lines of a segment that the engine did not get, where that is known; behind those that it was
+  // known to have then. It may have got more of them meanwhile.
+  struct noted_lines {
+    std::optional<uint64_t> lines = {};
+    uint64_t behind = 0;
+
+    bool operator==(const noted_lines&) const = default;
+  };
+  std::map<std::string, noted_lines> segments = {};  // by their names
+  counted_notes all = {};                            // these, and those that were counted before
 };
 
 // What was noted for one of them behind those that were counted; all, where the file does not begin

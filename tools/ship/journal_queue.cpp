@@ -81,7 +81,7 @@ void journal_queue::look() {
   notes_ = noted.all;
   // Who died between a note and removing the segment left it to others, who note it again.
   for (const auto& [name, lines] : noted.segments)
-    if (!found.contains(name)) give_up(name, lines);
+    if (!found.contains(name)) take_noted(name, lines);
   for (const auto& [name, one] : segments_)
     if (!found.contains(name) && !noted.segments.contains(name)) take_missing(one, found);
   segments_ = std::move(found);
@@ -114,6 +114,15 @@ void journal_queue::take_listed(int folder, const journal_segment& segment,
   if (index && index->fits(segment.file_name(), stamp.size))
     one.lines_there = index->records + index->others;
   if (one.there < one.confirmed.extent.bytes) one.is_checked = false;
+}
+
+// Less what the engine has got of it since this was noted.
+void journal_queue::take_noted(const std::string& name, const given_up_notes::noted_lines& noted) {
+  const auto known = segments_.find(name);
+  if (!noted.lines || known == segments_.end()) return give_up(name, noted.lines);
+  const uint64_t confirmed = known->second.confirmed.extent.lines;
+  const uint64_t since = confirmed - std::min(confirmed, noted.behind);
+  if (*noted.lines > since) give_up(name, *noted.lines - since);
 }
 
 // What the engine has not got of it, it gets while it is held open, or never.

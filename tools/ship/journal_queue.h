@@ -89,6 +89,7 @@ class journal_queue {
   void list(int folder, std::map<std::string, queued_segment>& found);
   void take_listed(int folder, const journal_segment& segment, queued_segment& one) const;
   void take_missing(const queued_segment& one, std::map<std::string, queued_segment>& found);
+  void take_noted(const std::string& name, const given_up_notes::noted_lines& noted);
   void give_up(const std::string& segment, std::optional<uint64_t> lines);
   queued_segment* due();
   bool is_open(const queued_segment& one) const;

@@ -248,7 +248,7 @@ TEST_F(ShippedJournal, WhatWasRemovedBeforeItWasSentIsGivenUpAndTold) {
 
 TEST_F(ShippedJournal, WhatCameAndWentWhileNobodySentIsGivenUpAsItWasNoted) {
   write(next_day, stored_note("a") + "\n");
-  write("app.sent.X.given_up", std::string(one) + " 40\n" + two + " ?\n");
+  write("app.sent.X.given_up", std::string(one) + " 40 0\n" + two + " ?\n");
   queue_rules noting = rules();
   noting.sent_name = "app.sent.X";
   journal_queue queue({folder_.path(), "app"}, events(), noting);
@@ -323,6 +323,28 @@ TEST_F(ShippedJournal, ASegmentThatIsRemovedWhileItIsOnItsWayIsGivenUpWhenThatFa
     engine_.on_its_way.clear();
     send_more(queue);
     EXPECT_EQ(queue.state().given_up, fails ? 1u : 0u);
+  }
+}
+
+TEST_F(ShippedJournal, WhatWasSentSinceItWasNotedIsNotGivenUp) {
+  for (const auto& [note, given_up] : std::map<std::string, uint64_t>{
+           {" 30 10\n", 0}, {" 31 10\n", 1}, {" 7 40\n", 7}, {" 7 45\n", 7}}) {
+    SCOPED_TRACE(note);
+    engine_ = {};
+    std::string lines;
+    for (int line = 0; line < 40; ++line) lines += stored_note(std::to_string(line)) + "\n";
+    write(one, lines);
+    queue_rules noting = rules();
+    noting.sent_name = "app.sent.X";
+    journal_queue queue({folder_.path(), "app"}, events(), noting);
+    queue.begin({}, {});
+    send(queue);
+    fs::remove(file(one));
+    write("app.sent.X.given_up", one + note);
+    send_more(queue);
+    EXPECT_EQ(queue.state().given_up, given_up);
+    EXPECT_TRUE(queue.state().is_given_up_exact);
+    fs::remove(file("app.sent.X.given_up"));
   }
 }
 

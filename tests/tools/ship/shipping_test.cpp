@@ -108,7 +108,7 @@ class Shipping : public ShippedJournal {
 
 TEST_F(Shipping, WhatWasGivenUpIsCountedAndItsNotesGo) {
   write(next_day, notes(3));
-  write(sent_name() + ".given_up", std::string(one) + " 40\n" + two + " 2\n");
+  write(sent_name() + ".given_up", std::string(one) + " 40 0\n" + two + " 2 0\n");
   EXPECT_EQ(ship().given_up, 42U);
   EXPECT_TRUE(saved().is_given_up_exact);
   EXPECT_FALSE(fs::exists(noted()));
@@ -122,7 +122,7 @@ TEST_F(Shipping, WhatWasGivenUpIsCountedAndItsNotesGo) {
 }
 
 TEST_F(Shipping, NotesThatAreInTheSavedSumAreNotCountedAgain) {
-  const std::string counted = std::string(one) + " 40\n";
+  const std::string counted = std::string(one) + " 40 0\n";
   write(next_day, notes(3));
   write(sent_name() + ".given_up", counted);
   ship();
@@ -133,18 +133,19 @@ TEST_F(Shipping, NotesThatAreInTheSavedSumAreNotCountedAgain) {
   EXPECT_EQ(ship().given_up, 40U) << "as a death before they were removed leaves it";
   EXPECT_FALSE(fs::exists(noted()));
   write(sent_name(), text_of(before));
-  write(sent_name() + ".given_up", counted + two + " 2\n");
+  write(sent_name() + ".given_up", counted + two + " 2 0\n");
   EXPECT_EQ(ship().given_up, 42U) << "others were noted meanwhile";
   write(sent_name(), text_of(before));
-  write(sent_name() + ".given_up", std::string(two) + " 3\n");
+  write(sent_name() + ".given_up", std::string(two) + " 3 0\n");
   EXPECT_EQ(ship().given_up, 43U) << "the notes were removed, and others came";
 }
 
 TEST_F(Shipping, ANoteThatWasCutShortTellsNothing) {
   write(next_day, notes(3));
-  write(sent_name() + ".given_up", std::string(one) + " 40\n" + two + " 2");
+  write(sent_name() + ".given_up", std::string(one) + " 40 0\n" + two + " 2 0");
   EXPECT_EQ(ship().given_up, 40U);
-  write(sent_name() + ".given_up", "app.2026\n" + std::string(one) + "\n" + one + " -1\n \n\n");
+  write(sent_name() + ".given_up", "app.2026\n" + std::string(one) + "\n" + one + " -1 0\n" + one +
+                                       " 1\n" + one + " 1 -1\n" + one + " 1 0 \n \n\n");
   EXPECT_EQ(ship().given_up, 40U);
   EXPECT_FALSE(fs::exists(noted()));
 }
@@ -155,10 +156,10 @@ TEST_F(Shipping, ANoteBehindOneThatWasCutShortIsWhole) {
   write(next_day, notes(3));
   keep_up({});
   write(sent_name(), text_of({.to = address, .host = "web1"}));
-  write(sent_name() + ".given_up", "app.20261114.0001.jsonl 7\napp.20261114.00");
+  write(sent_name() + ".given_up", "app.20261114.0001.jsonl 7 0\napp.20261114.00");
   keep_up({.keep_size = 1});
   EXPECT_EQ(read_whole_file(noted()),
-            "app.20261114.0001.jsonl 7\n" + std::string(one) + " 4\n" + two + " 5\n");
+            "app.20261114.0001.jsonl 7 0\n" + std::string(one) + " 4 0\n" + two + " 5 0\n");
   EXPECT_EQ(ship().given_up, 16U);
 }
 
@@ -175,7 +176,7 @@ TEST_F(Shipping, WheneverARunDiesWhatWasGivenUpIsCountedOnce) {
     ASSERT_EQ(before.segments.at(one).position.extent.lines, 50U);
     fs::remove(file(one));
     write(next_day, notes(3));
-    write(sent_name() + ".given_up", std::string(one) + " 40\n" + two + " 2\n");
+    write(sent_name() + ".given_up", std::string(one) + " 40 50\n" + two + " 2 0\n");
     is_ended = ends_at_call(call, [this] { ship(); });
     const journal_state state = ship();
     EXPECT_EQ(state.given_up, 42U);
