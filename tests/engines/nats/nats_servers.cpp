@@ -158,3 +158,13 @@ size_t nats_servers::leader_of(const std::string& stream) const {
 std::string nats_servers::log_of(size_t server) const {
   return read_whole_file(folder_.file(name_of(server) + ".log"));
 }
+
+uintmax_t nats_servers::stored_bytes(size_t server, const std::string& stream) const {
+  uintmax_t bytes = 0;
+  std::error_code gone;
+  for (const auto& file : std::filesystem::recursive_directory_iterator(
+           folder_.file(name_of(server) + "/jetstream/$G/streams/" + stream)))
+    if (file.is_regular_file(gone))
+      if (const uintmax_t size = file.file_size(gone); !gone) bytes += size;
+  return bytes;
+}

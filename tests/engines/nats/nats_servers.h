@@ -35,6 +35,8 @@ class nats_servers {
   // The server that leads the stream; waits until there is one.
   size_t leader_of(const std::string& stream) const;
   std::string log_of(size_t server) const;
+  // Of the files in which a server has the stream.
+  uintmax_t stored_bytes(size_t server, const std::string& stream) const;
   // The configuration, for another start.
   void set_settings(const std::string& settings) { settings_ = settings; }
   // Bytes that the server may store, from its next start on; 0: any.
