@@ -10,6 +10,8 @@
 // Such an engine; it is left to store.
 class pipeline_engine : public ship_engine {
  public:
+  // What of a batch was taken is known while this lives alone: little of it is sent again.
+  size_t batch_bytes() const override { return size_t{256} << 10; }
   std::optional<std::vector<segment_position>> positions(const journal_identity&) override {
     return std::nullopt;
   }

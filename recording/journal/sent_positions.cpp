@@ -141,21 +141,32 @@ std::string sent_positions_name(const std::string& journal, const std::string& t
   return sent_prefix(journal) + hexadecimal(check_sum(host, check_sum(to + "\n")), sum_digits);
 }
 
-// Of what is no regular file: none.
+// Raises file_error for what is no regular file.
 static uint64_t size_of_file(int file, const std::string& path) {
   struct stat status {};
   if (KP_fstat(file, &status) != 0) throw file_error(file_use::reading, "read", path, errno);
-  return S_ISREG(status.st_mode) ? static_cast<uint64_t>(status.st_size) : 0;
+  if (!S_ISREG(status.st_mode))
+    throw file_error(file_use::reading, "read", path, "it is no regular file");
+  return static_cast<uint64_t>(status.st_size);
 }
 
-// Empty where there is no such file.
-static std::string content_of(int folder, const journal_place& journal, const std::string& name) {
+static std::string content_at(int folder, const std::string& name, const std::string& path) {
   static constexpr int flags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+  static constexpr uint64_t longest = uint64_t{64} << 20;
   const open_descriptor file(KP_openat(folder, name.c_str(), flags));
-  if (!file.is_open() && (errno == ENOENT || errno == ELOOP)) return "";
-  if (!file.is_open()) throw file_error(file_use::reading, "read", journal.path(name), errno);
-  const std::string path = journal.path(name);
-  return read_part(file.get(), 0, size_of_file(file.get(), path), "read", path);
+  if (!file.is_open() && errno == ENOENT) return "";
+  if (!file.is_open()) throw file_error(file_use::reading, "read", path, errno);
+  const uint64_t size = size_of_file(file.get(), path);
+  if (size > longest) throw file_error(file_use::reading, "read", path, "it has more than 64 MiB");
+  return read_part(file.get(), 0, size, "read", path);
+}
+
+static std::string content_of(int folder, const journal_place& journal, const std::string& name) {
+  return content_at(folder, name, journal.path(name));
+}
+
+std::string sent_positions_text(const std::string& path) {
+  return content_at(AT_FDCWD, path, path);
 }
 
 static sent_positions positions_in(int folder, const journal_place& journal,

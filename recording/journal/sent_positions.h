@@ -75,6 +75,10 @@ std::optional<sent_positions> sent_positions_of(std::string_view text);
 std::string sent_positions_name(const std::string& journal, const std::string& to,
                                 const std::string& host);
 
+// What such a file has; empty where there is none. Raises file_error, also for a link, for what is
+// no regular file, and beyond 64 MiB.
+std::string sent_positions_text(const std::string& path);
+
 // All such files of the journal, of which there may be one for each engine. One that is damaged,
 // or cannot be read, says that nothing was sent. Raises file_error.
 std::vector<sent_positions> all_sent_positions(int folder, const journal_place& journal);

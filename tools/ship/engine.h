@@ -67,6 +67,8 @@ class ship_engine {
  public:
   virtual ~ship_engine() = default;
 
+  // A batch has about so many bytes of lines at most.
+  virtual size_t batch_bytes() const { return size_t{4} << 20; }
   // How far it has the journal's segments; nothing where it keeps no positions. Called while no
   // batch is on its way.
   virtual std::optional<std::vector<segment_position>> positions(

@@ -16,8 +16,6 @@
 
 using std::chrono::milliseconds;
 
-// A batch ends with the line that makes it so large.
-static constexpr size_t batch_bytes = size_t{4} << 20;
 static constexpr size_t batch_records = 20'000;
 static constexpr size_t read_at_a_time = size_t{256} << 10;
 
@@ -98,6 +96,10 @@ void journal_queue::list(int folder, std::map<std::string, queued_segment>& foun
   }
 }
 
+static bool is_same_file(const file_stamp& one, const file_stamp& other) {
+  return one.inode == other.inode && one.device == other.device;
+}
+
 void journal_queue::take_listed(int folder, const journal_segment& segment,
                                 queued_segment& one) const {
   struct stat status {};
@@ -105,15 +107,15 @@ void journal_queue::take_listed(int folder, const journal_segment& segment,
   if (KP_fstatat(folder, segment.file_name().c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
   const file_stamp stamp = stamp_of(status);
   if (stamp == one.stamp) return;
-  const bool is_same_file = stamp.inode == one.stamp.inode && stamp.device == one.stamp.device;
-  if (!is_same_file) one.is_checked = !segment.plain && stamp == one.checked;
+  if (!is_same_file(stamp, one.stamp)) one.is_checked = !segment.plain && stamp == one.checked;
   one.stamp = stamp;
   one.lines_there.reset();
   one.there = bytes_of_lines(folder, journal_, segment);
   const auto index = read_segment_index(folder, journal_, segment);
   if (index && index->fits(segment.file_name(), stamp.size))
     one.lines_there = index->records + index->others;
-  if (one.there < one.confirmed.extent.bytes) one.is_checked = false;
+  const line_extent& taken = segment.name == open_name_ ? after_ : one.confirmed.extent;
+  if (one.there < taken.bytes) one.is_checked = false;
 }
 
 // Less what the engine has got of it since this was noted.
@@ -144,8 +146,9 @@ void journal_queue::take_missing(const queued_segment& one,
 
 // Of a segment that is gone the engine did not get so many lines.
 void journal_queue::give_up(const std::string& segment, std::optional<uint64_t> lines) {
-  given_up_ += lines.value_or(1);
-  is_given_up_exact_ = is_given_up_exact_ && lines.has_value();
+  const uint64_t more = std::min(lines.value_or(1), UINT64_MAX - given_up_);
+  is_given_up_exact_ = is_given_up_exact_ && lines == more;
+  given_up_ += more;
   if (rules_.tell)
     rules_.tell(terminal_text(journal_.path(segment)) + " was removed before all of it was sent");
 }
@@ -185,18 +188,21 @@ void journal_queue::close() {
   passed_over_ = 0;
 }
 
-// False where it is gone: the next look tells.
+// False where it is gone, or another file by now: a look tells, which is due then.
 bool journal_queue::open(queued_segment& one) {
   close();
   const std::string path = journal_.path(one.listed.file_name());
   open_descriptor file(
       KP_open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
   struct stat status {};
-  if (!file.is_open() && errno == ENOENT) return false;
-  if (!file.is_open() || KP_fstat(file.get(), &status) != 0)
+  const bool is_gone = !file.is_open() && errno == ENOENT;
+  if (!is_gone && (!file.is_open() || KP_fstat(file.get(), &status) != 0))
     throw file_error(file_use::reading, "read", path, errno);
-  const file_stamp stamp = stamp_of(status);
-  if (stamp.inode != one.stamp.inode || stamp.device != one.stamp.device) return false;
+  if (is_gone || !is_same_file(stamp_of(status), one.stamp)) {
+    is_look_due_ = true;
+    next_look_ = {};
+    return false;
+  }
   reader_ = std::make_unique<segment_reader>(std::move(file), path, !one.listed.plain);
   open_name_ = one.listed.name;
   after_ = one.confirmed.extent;
@@ -277,7 +283,9 @@ bool journal_queue::open_behind_confirmed(queued_segment& one) {
   line_extent extent;
   const auto [begin, end] = engine_.equal_range(one.listed.name);
   for (auto row = begin; row != end; ++row)
-    if (row->second.first == *first) extent = row->second.extent;
+    if (row->second.first == *first && row->second.extent.last <= row->second.extent.bytes &&
+        row->second.extent.bytes <= one.there)
+      extent = row->second.extent;
   walk->skip(extent.bytes - extent.last);
   const std::string last = walk->take(extent.last);
   const bool is_same = last.size() == extent.last && digest_of(last) == extent.digest;
@@ -305,15 +313,17 @@ bool journal_queue::open_at(queued_segment& one, uint64_t offset) {
 // --- A batch ---
 
 bool journal_queue::fill() {
-  if (is_look_due_ && std::chrono::steady_clock::now() >= next_look_) look();
-  while (queued_segment* const one = due()) try {
-      if (is_ahead() && !is_open(*one)) return false;
+  for (;;) {
+    if (is_look_due_ && std::chrono::steady_clock::now() >= next_look_) look();
+    queued_segment* const one = due();
+    if (one == nullptr || (is_ahead() && !is_open(*one))) return false;
+    try {
       if (fill_from(*one)) return true;
-      if (is_ahead()) return false;
     } catch (const file_error& error) {
       pass_over(*one, error.what());
     }
-  return false;
+    if (is_ahead()) return false;
+  }
 }
 
 // Segments behind it need not wait for one that cannot be read.
@@ -346,7 +356,9 @@ bool journal_queue::fill_from(queued_segment& one) {
   before_ = after_;
   read_lines(one);
   take_lines();
-  return after_ != before_ || leave(one);
+  if (after_ == before_) return leave(one);
+  one.fault.clear();
+  return true;
 }
 
 // Until it is another file, or a longer one.
@@ -361,7 +373,8 @@ bool journal_queue::leave(queued_segment& one) {
 // that is longer is passed over.
 void journal_queue::read_lines(queued_segment& one) {
   bool has_more = true;
-  while (has_more && (lines_.size() < batch_bytes || lines_.find('\n') == std::string::npos)) {
+  while (has_more &&
+         (lines_.size() < rules_.batch_bytes || lines_.find('\n') == std::string::npos)) {
     if (lines_.size() > stored_record_size_limit) pass_over_line();
     if (lines_.capacity() - lines_.size() < read_at_a_time) make_room();
     const uint64_t left = one.there - std::min(read_, one.there);
@@ -386,7 +399,8 @@ std::string_view journal_queue::read(size_t most) {
 
 // A batch, or as long a line as there may be: a text that grows by itself would double.
 void journal_queue::make_room() {
-  const size_t room = lines_.size() < batch_bytes ? batch_bytes : stored_record_size_limit;
+  const size_t room =
+      lines_.size() < rules_.batch_bytes ? rules_.batch_bytes : stored_record_size_limit;
   std::string longer;
   longer.reserve(room + 2 * read_at_a_time);
   longer += lines_;
@@ -478,7 +492,6 @@ void journal_queue::confirm(const segment_position& position) {
   if (found == segments_.end() || found->second.confirmed.first != position.first) return;
   queued_segment& one = found->second;
   one.confirmed.extent = position.extent;
-  one.fault.clear();
   if (!one.listed.plain && one.is_checked) one.checked = one.stamp;
 }
 

@@ -25,6 +25,8 @@
 struct queue_rules {
   // The name of the file beside the journal that tells how far it was sent; empty: there is none.
   std::string sent_name = {};
+  // A batch ends with the line that makes it so large.
+  size_t batch_bytes = size_t{4} << 20;
   // Hears of each line that is no record: it stays in the journal, and is not sent.
   std::function<void(const record_line& line, const record_error& error)> bad = {};
   // Hears of segments that were removed before all of them was sent, a line for each.

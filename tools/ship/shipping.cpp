@@ -5,13 +5,15 @@
 
 #include "recording/files/path.h"
 #include "recording/files/whole_file.h"
+#include "recording/text/escape.h"
 
 static constexpr std::chrono::seconds between_saves(1);
 static constexpr std::chrono::seconds between_tells(5);
-static constexpr size_t longest_positions = size_t{64} << 20;
 
-static queue_rules rules_of_queue(std::string sent_name, emit_report& report, ship_tally& tally) {
+static queue_rules rules_of_queue(const ship_engine& engine, std::string sent_name,
+                                  emit_report& report, ship_tally& tally) {
   return {.sent_name = std::move(sent_name),
+          .batch_bytes = engine.batch_bytes(),
           .bad =
               [&](const record_line& line, const record_error& error) {
                 ++tally.bad;
@@ -32,22 +34,19 @@ shipping::shipping(ship_engine& engine, const event_set& events, record_kit kit,
       journal_(journal),
       waiting_(waiting),
       path_(journal.path(sent_positions_name(journal.name, to, identity_.host))),
-      queue_(journal, events, rules_of_queue(place_of(path_).name, report, tally)) {
+      queue_(journal, events, rules_of_queue(engine, place_of(path_).name, report, tally)) {
   positions_.to = std::move(to);
   positions_.host = identity_.host;
 }
 
 // What the file says, where it is one of this engine and machine; nothing otherwise.
-static sent_positions saved_positions(const std::string& path, const sent_positions& own) {
-  std::string text;
-  try {
-    text = read_file(path, longest_positions);
-  } catch (const file_error& error) {
-    if (!says_no_file(error.error())) throw;
-  }
+sent_positions shipping::saved_positions() const {
+  const std::string text = sent_positions_text(path_);
   auto saved = sent_positions_of(text);
-  const bool is_own = saved && saved->to == own.to && saved->host == own.host;
-  return is_own ? *std::move(saved) : sent_positions(own);
+  if (!saved && !text.empty())
+    report_.note(terminal_text(path_) + " is damaged: what it said is not known");
+  const bool is_own = saved && saved->to == positions_.to && saved->host == positions_.host;
+  return is_own ? *std::move(saved) : sent_positions{.to = positions_.to, .host = positions_.host};
 }
 
 void shipping::begin() {
@@ -56,7 +55,7 @@ void shipping::begin() {
     lock_->keep();
   }
   settle();
-  const sent_positions saved = saved_positions(path_, positions_);
+  const sent_positions saved = saved_positions();
   auto confirmed = engine_.positions(identity_);
   keeps_positions_ = confirmed.has_value();
   if (!confirmed) {

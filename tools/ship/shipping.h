@@ -57,6 +57,7 @@ class shipping {
   };
 
   void begin();
+  sent_positions saved_positions() const;
   void send();
   void settle();
   void take_result(const store_result& result);

@@ -33,4 +33,10 @@ TEST_F(ShippedJournal, ABatchIsBoundedWhateverIsWaiting) {
   journal_queue other = queue();
   other.begin({}, {});
   EXPECT_LE(largest_batch(other).second, size_limit + 2 * large.size());
+
+  queue_rules little = rules();
+  little.batch_bytes = size_t{256} << 10;
+  journal_queue small_batches({folder_.path(), "app"}, events(), little);
+  small_batches.begin({}, {});
+  EXPECT_LE(largest_batch(small_batches).second, 2 * little.batch_bytes + large.size());
 }

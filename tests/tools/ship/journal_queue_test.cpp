@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <random>
+#include <thread>
 
 #include "recording/files/shared_file.h"
 #include "recording/text/check_sum.h"
@@ -346,6 +347,98 @@ TEST_F(ShippedJournal, WhatWasSentSinceItWasNotedIsNotGivenUp) {
     EXPECT_TRUE(queue.state().is_given_up_exact);
     fs::remove(file("app.sent.X.given_up"));
   }
+}
+
+TEST_F(ShippedJournal, ASegmentThatIsTruncatedWhileItIsOnItsWayIsSentFromItsBegin) {
+  write(one, stored_note("a") + "\n" + stored_note("b") + "\n");
+  journal_queue queue = this->queue();
+  queue.begin({}, {});
+  ASSERT_TRUE(queue.fill());
+  engine_.take(queue);
+  write(one, stored_note("c") + "\n");
+  while (queue.fill()) queue.look_around();
+  queue.confirm(engine_.store());
+  const auto has_all = [this] { return engine_.records.size() == 3u; };
+  for (int tries = 0; tries < 1000 && !has_all(); ++tries) {
+    queue.look_around();
+    send(queue);
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_TRUE(has_all());
+}
+
+TEST_F(ShippedJournal, WhatCannotBeReadBehindBatchesOnTheirWayStaysAFault) {
+  std::string lines;
+  std::mt19937 random(7);
+  for (int i = 0; i < 60'000; ++i) lines += stored_note(std::to_string(random())) + "\n";
+  const std::string frame = zstd_frame_of(lines);
+  write(one + std::string(".zst"), frame.substr(0, frame.size() - frame.size() / 8));
+  std::vector<std::string> faults;
+  queue_rules told = rules();
+  told.fail = [&faults](const std::string& text) { faults.push_back(text); };
+  journal_queue queue({folder_.path(), "app"}, events(), told);
+  queue.begin({}, {});
+  while (queue.fill()) engine_.take(queue);
+  while (!engine_.on_its_way.empty()) {
+    queue.confirm(engine_.store());
+    while (queue.fill()) engine_.take(queue);
+  }
+  EXPECT_GT(engine_.records.size(), 20'000u);
+  EXPECT_EQ(faults.size(), 1u);
+  EXPECT_TRUE(queue.has_unreadable());
+}
+
+// --- Behind a look, before its turn
+
+TEST_F(ShippedJournal, WhatBecomesOfASegmentBeforeItsTurnIsSeen) {
+  write(one, stored_note("a") + "\n");
+  write(two, stored_note("b") + "\n");
+  write(next_day, stored_note("c") + "\n");
+  journal_queue queue = this->queue();
+  queue.begin({}, {});
+  ASSERT_TRUE(queue.fill());
+  engine_.take(queue);
+  queue.confirm(engine_.store());
+  compress(two);
+  fs::remove(file(next_day));
+  send(queue);  // as a run does that sends once, and does not look around
+  EXPECT_EQ(engine_.lines(), stored_note("a") + "\n" + stored_note("b") + "\n");
+  ASSERT_EQ(told_.size(), 1u);
+  EXPECT_THAT(told_.front(), HasSubstr(next_day));
+
+  write(one, stored_note("d") + "\n");
+  queue.begin(engine_.confirmed(), {});
+  write("another", stored_note("e") + "\n");
+  fs::rename(file("another"), file(one));
+  send(queue);
+  EXPECT_THAT(engine_.lines(), HasSubstr(stored_note("e")));
+}
+
+TEST_F(ShippedJournal, APositionThatCannotBeCountsForNothing) {
+  write(one, stored_note("a") + "\n" + stored_note("b") + "\n");
+  const uint64_t first = check_sum(stored_note("a"));
+  for (const line_extent& odd :
+       {line_extent{1, 10, 20, 0}, line_extent{1, UINT64_MAX, 20, 0}, line_extent{1, 0, 1, 0},
+        line_extent{UINT64_MAX, UINT64_MAX / 2, 0, 0}}) {
+    engine_ = {};
+    journal_queue queue = this->queue();
+    queue.begin({{one, first, odd}}, {});
+    send(queue);
+    EXPECT_EQ(engine_.records.size(), 2u) << odd.bytes;
+    EXPECT_FALSE(queue.has_unreadable());
+  }
+}
+
+TEST_F(ShippedJournal, ASumOfWhatWasGivenUpStaysTheLargestThereIs) {
+  write(next_day, stored_note("a") + "\n");
+  write("app.sent.X.given_up", std::string(one) + " 18446744073709551615 0\n" + two + " 5 0\n");
+  queue_rules noting = rules();
+  noting.sent_name = "app.sent.X";
+  journal_queue queue({folder_.path(), "app"}, events(), noting);
+  queue.begin({}, {});
+  send(queue);
+  EXPECT_EQ(queue.state().given_up, UINT64_MAX);
+  EXPECT_FALSE(queue.state().is_given_up_exact);
 }
 
 // --- Any journal, any moment

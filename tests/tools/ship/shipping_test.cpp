@@ -2,6 +2,7 @@
 #include "tools/ship/shipping.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <fstream>
 #include <sstream>
@@ -12,6 +13,7 @@
 #include "tests/support/failing.h"
 #include "tests/tools/ship/shipped_journal.h"
 
+using testing::HasSubstr;
 using testing::IsEmpty;
 namespace fs = std::filesystem;
 
@@ -88,6 +90,7 @@ class Shipping : public ShippedJournal {
     while (run.step()) {
     }
     run.tell();
+    log_ = log.str();
     return engine.told.value_or(journal_state{});
   }
   std::vector<std::string> records() const {
@@ -104,6 +107,7 @@ class Shipping : public ShippedJournal {
   }
 
   temp_folder outside_;
+  std::string log_;  // of the last run
 };
 
 TEST_F(Shipping, WhatWasGivenUpIsCountedAndItsNotesGo) {
@@ -119,6 +123,44 @@ TEST_F(Shipping, WhatWasGivenUpIsCountedAndItsNotesGo) {
   EXPECT_EQ(ship().given_up, 43U);
   EXPECT_FALSE(fs::exists(noted()));
   EXPECT_EQ(saved().notes, counted_notes{});
+}
+
+TEST_F(Shipping, AFileOfPositionsThatIsDamagedCountsForNothingAndIsTold) {
+  write(next_day, notes(3));
+  ship();
+  EXPECT_THAT(log_, IsEmpty());
+  const std::string good = read_whole_file(file(sent_name()));
+  write(sent_name(), good.substr(0, good.size() / 2));
+  ship();
+  EXPECT_EQ(log_, "kplog: " + file(sent_name()) + " is damaged: what it said is not known\n");
+  EXPECT_EQ(read_whole_file(file(sent_name())), good);
+  ship();
+  EXPECT_THAT(log_, IsEmpty());
+}
+
+TEST_F(Shipping, WhatIsNoFileOfPositionsIsRefusedAtOnce) {
+  write(next_day, notes(3));
+  const std::string path = file(sent_name());
+  const auto error = [this] {
+    try {
+      ship();
+    } catch (const file_error& fault) {
+      return std::string(fault.what());
+    }
+    return std::string();
+  };
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_THAT(error(), HasSubstr(path + ": it is no regular file"));
+  fs::remove(path);
+  outside_.write("precious", "mine");
+  fs::create_symlink(outside_.file("precious"), path);
+  EXPECT_THAT(error(), HasSubstr(path));
+  EXPECT_EQ(read_whole_file(outside_.file("precious")), "mine");
+  fs::remove(path);
+  write(sent_name(), "");
+  fs::resize_file(path, (uintmax_t{64} << 20) + 1);
+  EXPECT_THAT(error(), HasSubstr(path + ": it has more than 64 MiB"));
+  EXPECT_THAT(records(), IsEmpty());
 }
 
 TEST_F(Shipping, NotesThatAreInTheSavedSumAreNotCountedAgain) {
