@@ -92,5 +92,5 @@ TYPED_TEST(ShipOnce, WhateverBecomesOfTheJournal) {
 
   ASSERT_TRUE(fs::remove(sent));
   fs::create_directory(sent);
-  EXPECT_THAT(this->ship(3), HasSubstr(": Is a directory\n"));
+  EXPECT_THAT(this->ship(3), HasSubstr(": it is no regular file\n"));
 }
