@@ -83,7 +83,8 @@ class Shipping : public ShippedJournal {
   journal_state ship() {
     engine_in_a_file engine(outside_.file("engine"));
     std::ostringstream log;
-    emit_report report(log, report_options{.quiet = true}, false);
+    const report_options options{.quiet = true};
+    emit_report report(log, options, false);
     ship_tally tally;
     shipping run(engine, events(), {}, {folder_.path(), "app"}, {"web1", folder_.file("app")},
                  address, report, tally, {});
