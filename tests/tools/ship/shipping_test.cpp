@@ -83,7 +83,7 @@ class Shipping : public ShippedJournal {
   journal_state ship() {
     engine_in_a_file engine(outside_.file("engine"));
     std::ostringstream log;
-    const report_options options{.quiet = true};
+    const report_options options;
     emit_report report(log, options, false);
     ship_tally tally;
     shipping run(engine, events(), {}, {folder_.path(), "app"}, {"web1", folder_.file("app")},
