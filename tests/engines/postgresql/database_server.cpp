@@ -94,8 +94,10 @@ bool database_server::is_answering() const {
 }
 
 void database_server::start() {
-  for (int tries = 0; tries < 10; ++tries) {
-    if (port_ == 0 || tries > 0) choose_port();
+  // Processes of a server that was killed may hold its memory up for a while.
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(120);
+  for (bool is_again = port_ == 0; std::chrono::steady_clock::now() < end; is_again = true) {
+    if (is_again) choose_port();
     const std::string port = "port=" + std::to_string(port_);
     const std::string data = folder_.file("data");
     const std::string log = folder_.file("log");
@@ -111,7 +113,6 @@ void database_server::start() {
             nullptr);
       _exit(1);
     }
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(120);
     while (std::chrono::steady_clock::now() < end) {
       if (is_answering()) return;
       if (waitpid(process_, nullptr, WNOHANG) == process_) break;
