@@ -94,10 +94,12 @@ bool database_server::is_answering() const {
 }
 
 void database_server::start() {
-  // Processes of a server that was killed may hold its memory up for a while.
+  // Processes of a server that was killed may hold its memory up for a while. Its port stays, as
+  // others know it.
+  const bool is_new = port_ == 0;
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(120);
-  for (bool is_again = port_ == 0; std::chrono::steady_clock::now() < end; is_again = true) {
-    if (is_again) choose_port();
+  while (std::chrono::steady_clock::now() < end) {
+    if (is_new) choose_port();
     const std::string port = "port=" + std::to_string(port_);
     const std::string data = folder_.file("data");
     const std::string log = folder_.file("log");
