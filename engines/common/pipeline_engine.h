@@ -19,9 +19,10 @@ class pipeline_engine : public ship_engine {
   void tell(const journal_identity&, const journal_state&) override {}
 };
 
-// Tells people what holds for many records, the first time.
-inline void tell_once(const engine_options& options, const std::string& text, bool& is_told) {
-  if (!is_told && options.tell) options.tell(text);
+// Tells people what holds for many records, the first time: the text that `make_text` returns.
+template <class MakeText>
+void tell_once(const engine_options& options, bool& is_told, const MakeText& make_text) {
+  if (!is_told && options.tell) options.tell(make_text());
   is_told = true;
 }
 

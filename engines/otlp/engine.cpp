@@ -136,13 +136,12 @@ size_t otlp_engine::fill(otlp_log_request& request, size_t begin, const ship_bat
       return at + 1;
     }
     if (!request.add(shipped, *record, now))
-      tell_once(
-          options_,
-          shown_ +
-              ": a time before 1970 or behind 2554 does not fit a record of OTLP, which then has "
-              "the time when it was observed, and its own as the attribute kplog.time (line " +
-              std::to_string(shipped.line) + " of " + batch.after.segment + ")",
-          is_time_told_);
+      tell_once(options_, is_time_told_, [&] {
+        return shown_ +
+               ": a time before 1970 or behind 2554 does not fit a record of OTLP, which then has "
+               "the time when it was observed, and its own as the attribute kplog.time (line " +
+               std::to_string(shipped.line) + " of " + batch.after.segment + ")";
+      });
   }
   return at;
 }

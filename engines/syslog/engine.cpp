@@ -105,12 +105,12 @@ class syslog_engine_of_tls : public pipeline_engine {
 };
 
 void syslog_engine_of_tls::tell_of_cut(const ship_batch& batch, uint64_t line) {
-  tell_once(options_,
-            settings_.peer.shown + ": messages are cut at " +
-                std::to_string(settings_.form.longest) +
-                " bytes, and marked: max-size in the URL is how many the receiver takes (line " +
-                std::to_string(line) + " of " + batch.after.segment + ")",
-            is_cut_told_);
+  tell_once(options_, is_cut_told_, [&] {
+    return settings_.peer.shown + ": messages are cut at " +
+           std::to_string(settings_.form.longest) +
+           " bytes, and marked: max-size in the URL is how many the receiver takes (line " +
+           std::to_string(line) + " of " + batch.after.segment + ")";
+  });
 }
 
 void syslog_engine_of_tls::send(const ship_batch& batch, store_result& result) {

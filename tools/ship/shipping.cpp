@@ -125,7 +125,7 @@ bool shipping::step() {
 }
 
 void shipping::tell() {
-  save(true);
+  save(true);  // what is confirmed, whatever becomes of the rest
   settle();
   save(true);
   if (is_begun_) engine_.tell(identity_, queue_.state());

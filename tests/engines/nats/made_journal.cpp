@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "engines/nats/engine.h"
 #include "tests/engines/nats/nats_servers.h"
 
 void made_segment::end_line(std::string_view text) {
@@ -57,6 +58,15 @@ std::vector<placed_text> placed_texts(record_archive& archive) {
     texts.emplace_back(record.journal.host, record.journal.journal, record.segment, record.line,
                        record.text);
   return texts;
+}
+
+std::string refusal(const engine_options& options) {
+  try {
+    nats_engine.open(options)->positions({"web1", "/var/log/shop/shop"});
+  } catch (const engine_error& error) {
+    return error.what();
+  }
+  return "";
 }
 
 std::string difference_of(const std::vector<placed_text>& found,

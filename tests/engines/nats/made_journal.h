@@ -52,6 +52,9 @@ std::vector<placed_text> placed_texts(const journal_identity& journal, const mad
 // All that an archive hands out.
 std::vector<placed_text> placed_texts(record_archive& archive);
 
+// What an engine of these options says to whoever asks it for positions; empty: nothing is wrong.
+std::string refusal(const engine_options& options);
+
 // Where the two differ first; empty: nowhere.
 std::string difference_of(const std::vector<placed_text>& found,
                           const std::vector<placed_text>& expected);

@@ -13,15 +13,6 @@
 #include "tests/engines/nats/nats_servers.h"
 #include "tests/engines/support/tls_certificates.h"
 
-static std::string refusal(const engine_options& options) {
-  try {
-    nats_engine.open(options)->positions({"web1", "/var/log/shop/shop"});
-  } catch (const engine_error& error) {
-    return error.what();
-  }
-  return "";
-}
-
 TEST(NatsAddress, IsOneOrSeveralServers) {
   const nats_address one = nats_address_of("nats://broker");
   EXPECT_EQ(one.servers, std::vector<std::string>{"nats://broker"});

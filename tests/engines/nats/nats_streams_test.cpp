@@ -27,15 +27,6 @@ static void delete_stream(const nats_link& link) {
   ASSERT_EQ(js_DeleteStream(link.jetstream(), "KPLOG", nullptr, nullptr), NATS_OK);
 }
 
-static std::string refused_stream(const engine_options& options) {
-  try {
-    nats_engine.open(options)->positions({"web1", "/var/log/shop/shop"});
-  } catch (const engine_error& error) {
-    return error.what();
-  }
-  return "";
-}
-
 TEST(NatsStreams, ThatCannotKeepRecordsAreRefused) {
   const nats_servers servers;
   engine_options options = servers.options();
@@ -50,12 +41,12 @@ TEST(NatsStreams, ThatCannotKeepRecordsAreRefused) {
         std::pair{good + R"(,"no_ack":true)", "acknowledges nothing (no_ack)"},
         std::pair{good + R"(,"retention":"workqueue")", "removes what was read"}}) {
     set_stream(link, "CREATE", settings);
-    EXPECT_THAT(refused_stream(options), StartsWith(at + error));
+    EXPECT_THAT(refusal(options), StartsWith(at + error));
     delete_stream(link);
   }
   set_stream(link, "CREATE", good);
   set_stream(link, "UPDATE", good + R"(,"sealed":true)");
-  EXPECT_EQ(refused_stream(options), at + "is sealed");
+  EXPECT_EQ(refusal(options), at + "is sealed");
   delete_stream(link);
   EXPECT_TRUE(told.empty());
 
