@@ -56,6 +56,14 @@ static bool add_number(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key,
   return true;
 }
 
+static bool add_bool(kp_LOG_LogEntry& entry, const kp_LOG_AttributeKey& key,
+                     std::string_view& bytes) {
+  uint8_t value = 0;
+  if (!take(bytes, value) || value > 1) return false;
+  entry.AddKeyedBool(key, value == 1);
+  return true;
+}
+
 static bool take_text(std::string_view& bytes, line_writer& text) {
   uint16_t size = 0;
   if (!take(bytes, size) || bytes.size() < size) return false;
@@ -88,7 +96,7 @@ bool event_reader::add_value(const kp_LOG_AttributeKey& key, uint8_t type,
   handle& entry = made_.entry;
   switch (type) {
     case TypeBool:
-      return add_number<bool, &handle::AddKeyedBool>(entry, key, bytes);
+      return add_bool(entry, key, bytes);
     case TypeUInt1:
       return add_number<unsigned char, &handle::AddKeyed1u>(entry, key, bytes);
     case TypeSInt1:

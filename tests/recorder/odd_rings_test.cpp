@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdlib>
@@ -228,6 +229,40 @@ static void mend_sums(std::string& ring) {
   }
 }
 
+static void record_everything(kp_LOG_Recorder& log) {
+  const kp_Time time(2026, 11, 15, 17, 2, 56);
+  log.Record(shop::EVERYTHING{.A_BOOL = true,
+                              .A_BYTE = std::uint8_t{255},
+                              .A_SIGNED_BYTE = std::int8_t{-128},
+                              .A_SHORT = std::uint16_t{65535},
+                              .A_SIGNED_SHORT = std::int16_t{-32768},
+                              .AN_INTEGER = -1,
+                              .A_DATE = time,
+                              .A_TIME = time,
+                              .A_STAMP = time});
+}
+
+TEST_F(RecoveryOfRings, BelievesNoTruthValueThatIsNeither) {
+  const auto record = [](kp_LOG_Recorder& log) {
+    record_everything(log);
+    log.Record(shop::STEP{.NUMBER = 1u, .THREAD = 7u});
+  };
+  die_after(folder_.path(), record, lose_one);
+  const std::string ring = ring_in(folder_.path());
+  std::string bytes = read_whole_file(ring);
+  // The values' numbers aside.
+  const std::string values = {TypeBool, 1, '?', 0, TypeUInt1, '\xff'};
+  const auto is_same = [](char held, char told) { return told == '?' || held == told; };
+  const auto at = std::search(bytes.begin(), bytes.end(), values.begin(), values.end(), is_same);
+  ASSERT_NE(at, bytes.end());
+  at[1] = 65;
+  mend_sums(bytes);
+  folder_.write(fs::path(ring).filename().string(), bytes);
+  const recovered_events found = recover(folder_.path());
+  EXPECT_EQ(found.damaged, 1u);
+  EXPECT_EQ(found.recovered, 1u);
+}
+
 TEST_F(RecoveryOfRings, ReadsWhateverARingHolds) {
   const char* const told = std::getenv("KPLOG_DAMAGES");
   const unsigned rounds = told == nullptr ? 60 : static_cast<unsigned>(std::stoul(told));
@@ -235,7 +270,6 @@ TEST_F(RecoveryOfRings, ReadsWhateverARingHolds) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   std::mt19937 random(seed);
   const auto record = [](kp_LOG_Recorder& log) {
-    const kp_Time time(2026, 11, 15, 17, 2, 56);
     const std::string text(2000, 'x');
     for (uint32_t number = 1; number <= 3; ++number) {
       log.Record(shop::STEP{.NUMBER = number, .THREAD = 7u});
@@ -245,15 +279,7 @@ TEST_F(RecoveryOfRings, ReadsWhateverARingHolds) {
                                .SHARE = 0.5,
                                .CHANGE = -3,
                                .OUTCOME = shop::entry_KEY_SET::OUTCOME_value::created});
-      log.Record(shop::EVERYTHING{.A_BOOL = true,
-                                  .A_BYTE = std::uint8_t{255},
-                                  .A_SIGNED_BYTE = std::int8_t{-128},
-                                  .A_SHORT = std::uint16_t{65535},
-                                  .A_SIGNED_SHORT = std::int16_t{-32768},
-                                  .AN_INTEGER = -1,
-                                  .A_DATE = time,
-                                  .A_TIME = time,
-                                  .A_STAMP = time});
+      record_everything(log);
       log.Record(shop::LARGE{.NUMBER = number, .FIRST = text, .SECOND = text, .THIRD = text});
     }
   };
