@@ -41,6 +41,10 @@ bool says_no_file(int error) {
   }
 }
 
+bool says_no_descriptor(int error) {
+  return error == EMFILE || error == ENFILE;
+}
+
 void check_written_file(const char* action, const std::string& path, const struct stat& status) {
   if (!S_ISREG(status.st_mode)) raise_write_error(action, path, "it is not a regular file");
   if (status.st_nlink > 1)

@@ -38,6 +38,8 @@ class file_error : public std::runtime_error {
 // Whether an errno says that a path leads to no file that this process may use, and not that the
 // system fails at the moment.
 bool says_no_file(int error);
+// Whether an errno says that the process, or the system, may open no more files at the moment.
+bool says_no_descriptor(int error);
 
 // Raises file_error unless it is a regular file that has one name: what is written through one name
 // of a file changes what stands under the others.

@@ -28,7 +28,9 @@ followed_journal::followed_journal(journal_place journal, const follow_rules& ru
 
 // The index of a segment, and what is being made, say nothing of its lines.
 void followed_journal::look(const pollfd& /*ready*/) {
-  bool is_to_be_read = false;
+  bool is_to_be_read = is_asking();
+  due_.merge(put_off_);
+  put_off_.clear();
   watch_.take([&](std::string_view name, path_change change) {
     if (change == path_change::anything) is_to_be_read = true;
     const auto dated = dated_name_of(name, journal_.name);
@@ -47,35 +49,44 @@ void followed_journal::look(const pollfd& /*ready*/) {
   if (is_to_be_read) read_folder();
 }
 
+// None where it is not there.
 open_descriptor followed_journal::open_folder() const {
-  return open_descriptor(
+  open_descriptor folder(
       KP_open(journal_.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK));
+  if (!folder.is_open() && !says_no_file(errno))
+    raise_write_error("open the folder", journal_.folder);
+  return folder;
 }
 
 // Nothing is missed between the watch and what is found behind it.
 void followed_journal::read_folder() {
   watch_.watch_folder(journal_.folder);
-  const open_descriptor folder = open_folder();
-  std::set<segment_key> listed;
   try {
-    if (!folder.is_open() && !says_no_file(errno))
-      raise_write_error("open the folder", journal_.folder);
-    std::vector<journal_segment> segments;
-    if (folder.is_open()) segments = segments_of(folder.get(), journal_.folder, journal_.name);
-    std::erase_if(segments, [](const journal_segment& segment) { return !segment.is_there(); });
-    for (auto segment = segments.rbegin(); segment != segments.rend(); ++segment) {
-      take_listed(folder.get(), *segment);
-      listed.insert({segment->day, segment->serial});
-    }
-    is_begun_ = true;
+    with_descriptors([this] {
+      take_folder();
+      return true;
+    });
+    fault_.clear();
   } catch (const file_error& error) {
     if (fault_ != error.what()) rules_.fail(error.what());
     fault_ = error.what();
     return;
   }
-  fault_.clear();
-  take_missing(folder.get(), listed);
   open_waiting();
+}
+
+void followed_journal::take_folder() {
+  const open_descriptor folder = open_folder();
+  std::vector<journal_segment> segments;
+  if (folder.is_open()) segments = segments_of(folder.get(), journal_.folder, journal_.name);
+  std::erase_if(segments, [](const journal_segment& segment) { return !segment.is_there(); });
+  std::set<segment_key> listed;
+  for (auto segment = segments.rbegin(); segment != segments.rend(); ++segment) {
+    take_listed(folder.get(), *segment);
+    listed.insert({segment->day, segment->serial});
+  }
+  is_begun_ = true;
+  take_missing(folder.get(), listed);
 }
 
 // At first: by what its index says.
@@ -152,10 +163,11 @@ bool followed_journal::next(record_line& line) {
         return true;
       }
     } catch (const file_error& error) {
-      rules_.fail(error.what());
-      one.plain.reset();
-      one.compressed.reset();
-      one.is_compressed_known = true;
+      if (says_no_descriptor(error.error())) {
+        put_off(key, error);
+        continue;
+      }
+      give_up(one, error);
     }
     due_.erase(key);
     if (removed_.erase(key) != 0)
@@ -164,6 +176,21 @@ bool followed_journal::next(record_line& line) {
       rest(key);
   }
   return false;
+}
+
+void followed_journal::give_up(followed_segment& one, const file_error& error) {
+  rules_.fail(error.what());
+  one.plain.reset();
+  one.compressed.reset();
+  one.is_compressed_known = true;
+}
+
+void followed_journal::put_off(const segment_key& key, const file_error& error) {
+  followed_segment& one = segments_.at(key);
+  if (one.fault != error.what()) rules_.fail(error.what());
+  one.fault = error.what();
+  put_off_.insert(key);
+  due_.erase(key);
 }
 
 // Those of many batches are more than come again.
@@ -186,7 +213,8 @@ bool followed_journal::was_shown(std::string_view line) {
 }
 
 bool followed_journal::next_of(followed_segment& one, record_line& line) {
-  while (one.plain != nullptr || one.compressed != nullptr || open(one)) {
+  const auto open_it = [&] { return with_descriptors([&] { return open(one); }); };
+  while (one.plain != nullptr || one.compressed != nullptr || open_it()) {
     if (one.compressed != nullptr) {
       if (one.compressed->next(line)) return true;
       one.compressed.reset();
@@ -217,13 +245,13 @@ static open_descriptor open_lines(int folder, const std::string& name, const std
   return file;
 }
 
-// False when there is nothing to be read of it.
+// False when there is nothing to be read of it. The plain form takes one descriptor, and not
+// another one on the way: that of the segment before is enough for it.
 bool followed_journal::open(followed_segment& one) {
-  const open_descriptor folder = open_folder();
-  if (!folder.is_open()) return false;
   const std::string path = journal_.path(one.listed.name);
-  open_descriptor file = open_lines(folder.get(), one.listed.name, path);
-  if (!file.is_open()) return open_compressed(folder.get(), one);
+  open_descriptor file = open_lines(AT_FDCWD, path, path);
+  if (!file.is_open()) return open_compressed(one);
+  one.fault.clear();
   file_identity identity;
   static_cast<void>(identity.take(file.get()));
   const bool is_known = identity.inode == one.file.inode && identity.device == one.file.device;
@@ -238,17 +266,20 @@ bool followed_journal::open(followed_segment& one) {
 }
 
 // What was shown of the plain form is not shown again.
-bool followed_journal::open_compressed(int folder, followed_segment& one) {
+bool followed_journal::open_compressed(followed_segment& one) {
   if (one.is_compressed_known) return false;
+  const open_descriptor folder = open_folder();
+  if (!folder.is_open()) return false;
   const std::string name = one.listed.compressed_name();
   const std::string path = journal_.path(name);
-  open_descriptor file = open_lines(folder, name, path);
+  open_descriptor file = open_lines(folder.get(), name, path);
   if (!file.is_open())
     throw file_error(file_use::reading, "read", terminal_text(journal_.path(one.listed.name)),
                      "it was removed before");
+  one.fault.clear();
   one.listed.has_index = true;
   struct stat status {};
-  const auto index = read_segment_index(folder, journal_, one.listed);
+  const auto index = read_segment_index(folder.get(), journal_, one.listed);
   one.is_compressed_known = index && KP_fstat(file.get(), &status) == 0 &&
                             index->fits(name, static_cast<uint64_t>(status.st_size)) &&
                             index->lines == one.shown.offset;
@@ -291,4 +322,30 @@ void followed_journal::rest(const segment_key& key) {
   if (resting_.size() <= most_read) return;
   if (!due_.contains(resting_.front())) close(resting_.front());
   resting_.erase(resting_.begin());
+}
+
+// What was read gives way to what is to be read, and then the watch, without which is asked. False:
+// there is nothing more that could.
+bool followed_journal::give_way() {
+  bool is_any_closed = false;
+  for (const segment_key& key : std::exchange(resting_, {})) {
+    if (!due_.contains(key)) close(key);
+    const auto place = segments_.find(key);
+    is_any_closed |= place != segments_.end() && place->second.plain == nullptr;
+  }
+  if (is_any_closed) return true;
+  if (watch_.descriptor() < 0) return false;
+  watch_ = path_watch();
+  return true;
+}
+
+// Again and again while it lacks descriptors, and this journal has some that it can do without.
+bool followed_journal::with_descriptors(const std::function<bool()>& action) {
+  while (true) {
+    try {
+      return action();
+    } catch (const file_error& error) {
+      if (!says_no_descriptor(error.error()) || !give_way()) throw;
+    }
+  }
 }

@@ -2,6 +2,7 @@
 #ifndef RECORDING_JOURNAL_FOLLOWED_JOURNAL_H
 #define RECORDING_JOURNAL_FOLLOWED_JOURNAL_H
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -10,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "recording/files/file_error.h"
 #include "recording/files/path_watch.h"
 #include "recording/journal/compressed_lines.h"
 #include "recording/journal/followed_place.h"
@@ -26,9 +28,13 @@ class followed_journal : public followed_place {
 
   bool next(record_line& line) override;
   pollfd watched() const override { return {watch_.descriptor(), POLLIN, 0}; }
-  std::chrono::milliseconds patience() const override { return watch_.patience(); }
+  std::chrono::milliseconds patience() const override {
+    return is_asking() ? path_watch::asking_interval : watch_.patience();
+  }
   void look(const pollfd& ready) override;
   bool has_segments() const { return !segments_.empty(); }
+  // Why the folder cannot be read at the moment; empty: it can, or is not there.
+  const std::string& fault() const { return fault_; }
 
  private:
   using segment_key = std::pair<log_day, unsigned>;
@@ -39,11 +45,15 @@ class followed_journal : public followed_place {
     file_identity file = {};                   // of the plain form
     bool is_gone = false;                      // whose name leads to another file since, or to none
     bool is_compressed_known = false;          // in that form there is nothing that was not shown
+    std::string fault = {};                    // that was told, while it cannot be opened
     std::unique_ptr<growing_file> plain = {};
     std::unique_ptr<compressed_lines> compressed = {};
   };
 
+  // Whether the folder is to be looked at again soon, though nothing is told of it.
+  bool is_asking() const { return !fault_.empty() || !put_off_.empty() || watch_.descriptor() < 0; }
   void read_folder();
+  void take_folder();
   void take_listed(int folder, const journal_segment& segment);
   bool is_left_out(int folder, followed_segment& one);
   bool is_changed(int folder, followed_segment& one) const;
@@ -52,17 +62,22 @@ class followed_journal : public followed_place {
   void take_missing(int folder, const std::set<segment_key>& listed);
   bool next_of(followed_segment& one, record_line& line);
   bool open(followed_segment& one);
-  bool open_compressed(int folder, followed_segment& one);
+  bool open_compressed(followed_segment& one);
+  void give_up(followed_segment& one, const file_error& error);
+  void put_off(const segment_key& key, const file_error& error);
   open_descriptor open_folder() const;
   void open_waiting();
   void close(const segment_key& key);
   void rest(const segment_key& key);
+  bool give_way();
+  bool with_descriptors(const std::function<bool()>& action);
 
   journal_place journal_;
   follow_rules rules_;
   path_watch watch_;
   std::map<segment_key, followed_segment> segments_;
   std::set<segment_key> due_;         // of which something may be to be read
+  std::set<segment_key> put_off_;     // the same, while there are no descriptors for them
   std::set<segment_key> removed_;     // of these, to be forgotten behind that
   std::vector<segment_key> resting_;  // those that were read last, and are open
   // Lines that were handed out and are gone: a batch was taken back, and comes again, perhaps, in

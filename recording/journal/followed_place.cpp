@@ -96,7 +96,9 @@ class followed_file : public followed_place {
 
   bool next(record_line& line) override;
   pollfd watched() const override { return {watch_.descriptor(), POLLIN, 0}; }
-  std::chrono::milliseconds patience() const override { return watch_.patience(); }
+  std::chrono::milliseconds patience() const override {
+    return is_put_off_ ? path_watch::asking_interval : watch_.patience();
+  }
   void look(const pollfd& ready) override;
 
  private:
@@ -104,7 +106,7 @@ class followed_file : public followed_place {
   void read_name();
   bool open();
   bool open_successor();
-  void give_up(const std::string& fault);
+  void give_up(const file_error& error);
   void tell(const char* what) const { rules_.tell(told_name(path_) + what); }
 
   std::string path_;
@@ -118,12 +120,13 @@ class followed_file : public followed_place {
   bool is_gone_ = false;        // the name leads to another file by now, or to none
   bool is_waited_for_ = false;  // there was none
   bool is_due_ = false;         // something may be to be read
+  bool is_put_off_ = false;     // until there is a descriptor for it
   std::string fault_;           // that was told
 };
 
 void followed_file::look(const pollfd& /*ready*/) {
   const std::string name = place_of(path_).name;
-  bool is_name_changed = false;
+  bool is_name_changed = is_put_off_;
   watch_.take([&](std::string_view changed, path_change change) {
     const bool is_own = changed == name || change == path_change::anything;
     is_due_ |= is_own;
@@ -150,6 +153,7 @@ bool followed_file::open() {
   if (!S_ISREG(status.st_mode))
     throw file_error(file_use::reading, "read", told_name(path_), "it is no regular file");
   static_cast<void>(file_.take(file.get()));
+  if (std::exchange(is_put_off_, false)) fault_.clear();
   is_gone_ = false;
   is_read_ = false;
   if (path_.ends_with(compressed_ending))
@@ -186,11 +190,14 @@ bool followed_file::open_successor() {
   return is_open;
 }
 
-void followed_file::give_up(const std::string& fault) {
+// One that lacks a descriptor keeps none from others, and is asked for again.
+void followed_file::give_up(const file_error& error) {
   plain_.reset();
   compressed_.reset();
-  if (fault_ != fault) rules_.fail(fault);
-  fault_ = fault;
+  if (fault_ != error.what()) rules_.fail(error.what());
+  fault_ = error.what();
+  is_put_off_ = says_no_descriptor(error.error());
+  if (is_put_off_) watch_ = path_watch();
 }
 
 bool followed_file::next(record_line& line) {
@@ -202,7 +209,7 @@ bool followed_file::next(record_line& line) {
     }
   } catch (const file_error& error) {
     is_due_ = false;
-    give_up(error.what());
+    give_up(error);
   }
   return false;
 }
@@ -215,8 +222,6 @@ class followed_path : public followed_place {
   followed_path(std::string path, const follow_rules& rules)
       : path_(std::move(path)), place_(place_of(path_)), rules_(rules) {
     find();
-    if (found_ == nullptr)
-      rules_.tell(told_name(path_) + " is no file, and no journal, by now; it is waited for");
   }
 
   bool next(record_line& line) override { return found_ != nullptr && found_->next(line); }
@@ -224,36 +229,52 @@ class followed_path : public followed_place {
     return found_ != nullptr ? found_->watched() : pollfd{watch_.descriptor(), POLLIN, 0};
   }
   std::chrono::milliseconds patience() const override {
-    return found_ != nullptr ? found_->patience() : watch_.patience();
+    if (found_ != nullptr) return found_->patience();
+    return fault_.empty() ? watch_.patience() : path_watch::asking_interval;
   }
   void look(const pollfd& ready) override;
 
  private:
   void find();
+  void find_journal();
 
   std::string path_;
   file_place place_;
   follow_rules rules_;
   path_watch watch_;
   std::unique_ptr<followed_place> found_;  // null: not yet
+  std::string fault_;                      // of the folder, that was told, while it is so
+  bool is_told_ = false;                   // that there is nothing by now
 };
 
 void followed_path::find() {
   watch_.watch_folder(place_.folder);
   struct stat status {};
-  if (KP_stat(path_.c_str(), &status) == 0) {
+  if (KP_stat(path_.c_str(), &status) == 0)
     found_ = std::make_unique<followed_file>(path_, rules_);
-  } else {
-    auto journal =
-        std::make_unique<followed_journal>(journal_place{place_.folder, place_.name}, rules_);
-    if (journal->has_segments()) found_ = std::move(journal);
-  }
-  if (found_ != nullptr) watch_ = path_watch();
+  else
+    find_journal();
+  // One of a folder that cannot be read keeps no descriptor from others meanwhile.
+  if (found_ != nullptr || !fault_.empty()) watch_ = path_watch();
+  if (found_ != nullptr || !fault_.empty() || is_told_) return;
+  rules_.tell(told_name(path_) + " is no file, and no journal, by now; it is waited for");
+  is_told_ = true;
+}
+
+void followed_path::find_journal() {
+  follow_rules rules = rules_;
+  rules.fail = [this](const std::string& text) {
+    if (text != fault_) rules_.fail(text);
+  };
+  auto journal =
+      std::make_unique<followed_journal>(journal_place{place_.folder, place_.name}, rules);
+  fault_ = journal->fault();
+  if (journal->has_segments()) found_ = std::move(journal);
 }
 
 void followed_path::look(const pollfd& ready) {
   if (found_ != nullptr) return found_->look(ready);
-  bool may_be_there = false;
+  bool may_be_there = !fault_.empty();
   watch_.take([&](std::string_view name, path_change change) {
     may_be_there |= change == path_change::anything || name.starts_with(place_.name);
   });

@@ -7,12 +7,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
+#include <sstream>
 #include <thread>
 
 #include "tests/command/golden_file.h"
 #include "tests/command/render_follow_fixture.h"
 
 using testing::AnyOf;
+using testing::Each;
 using testing::EndsWith;
 using testing::HasSubstr;
 namespace fs = std::filesystem;
@@ -292,6 +295,44 @@ TEST_F(RenderFollow, PlacesMayBeMoreThanFilesThatAreOpen) {
   const auto few = follow(names, "ulimit -n 40");
   EXPECT_TRUE(few->wait_for_err("Too many open files"));
   EXPECT_EQ(ended(*few).status, 3);
+}
+
+// Those that are followed go on into new segments; the others are told once, and come when there
+// are descriptors for them: one that was removed keeps its watch, and is waited for.
+TEST_F(RenderFollow, JournalsMayBeMoreThanFilesThatAreOpen) {
+  constexpr size_t count = 30;
+  std::vector<std::string> names;
+  fs::create_directory(folder_.path("place0"));
+  emit("--to journal:place0/shop", note_record("one"));
+  for (size_t i = 0; i < count; ++i) {
+    names.push_back("place" + std::to_string(i) + "/shop");
+    if (i != 0) fs::copy(folder_.path("place0"), folder_.path("place" + std::to_string(i)));
+  }
+  const auto run = follow(names, "ulimit -n 64");
+  size_t begun = 0;
+  const auto read_up_to = [&](const std::string& text) {
+    std::string line;
+    for (line = run->out_line(); line == "one"; line = run->out_line()) ++begun;
+    EXPECT_EQ(line, text);
+  };
+  for (const std::string later : {"a", "b", "c", "d"}) {
+    emit("--to journal:place0/shop", note_record(later));
+    read_up_to(later);
+  }
+  std::vector<std::string> faults;
+  std::istringstream said(run->err_so_far());
+  for (std::string fault; std::getline(said, fault);) faults.push_back(fault);
+  EXPECT_FALSE(faults.empty());
+  EXPECT_LT(begun, count);
+  EXPECT_EQ(std::set<std::string>(faults.begin(), faults.end()).size(), faults.size());
+  EXPECT_THAT(faults, Each(HasSubstr("Too many open files")));
+  for (const std::string day : {"16", "17", "18"}) {
+    emit("--to journal:place0/shop", note_record(day, "2026-11-" + day + "T17:02:56+08:00"));
+    read_up_to(day);
+  }
+  for (int i = 1; i <= 20; ++i) fs::remove_all(folder_.path("place" + std::to_string(i)));
+  for (; begun < count; ++begun) ASSERT_EQ(run->out_line(), "one") << begun;
+  EXPECT_EQ(ended(*run).status, 3);
 }
 
 // Some lie beyond those that a clock tells.
