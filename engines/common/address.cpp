@@ -1,5 +1,9 @@
 #include "engines/common/address.h"
 
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <cctype>
 #include <string_view>
 
 #include "recording/text/escape.h"
@@ -41,6 +45,22 @@ static void read_user(std::string_view user, engine_address& address) {
   address.user = address_text(user);
 }
 
+bool is_host_name(std::string_view host, bool is_in_brackets) {
+  if (is_in_brackets) {
+    const std::string address(host.substr(0, host.find('%')));
+    in6_addr bytes{};
+    return inet_pton(AF_INET6, address.c_str(), &bytes) == 1;
+  }
+  return !host.empty() && std::ranges::all_of(host, [](unsigned char c) {
+    return std::isalnum(c) != 0 || c == '-' || c == '.' || c == '_' || c >= 0x80;
+  });
+}
+
+static engine_error no_host(const engine_address& address, std::string_view place) {
+  return engine_error(address.scheme + ": " + in_quotes(terminal_text(shortened(place))) +
+                      " is no host and port: HOST:PORT or [IPV6]:PORT is expected");
+}
+
 // "host:4318", "[::1]:4318", "host"
 static void read_host(std::string_view place, engine_address& address) {
   const bool is_in_brackets = place.starts_with('[');
@@ -50,6 +70,9 @@ static void read_host(std::string_view place, engine_address& address) {
   if (address.host.empty())
     throw engine_error(address.scheme + ": the URL names no host: " + address.scheme +
                        "://HOST:PORT is expected");
+  if (!is_host_name(address.host, is_in_brackets) ||
+      (is_in_brackets && end == std::string_view::npos))
+    throw no_host(address, place);
   if (end == std::string_view::npos) return;
   std::string_view behind = place.substr(end + (is_in_brackets ? 1 : 0));
   if (behind.empty()) return;
@@ -58,6 +81,15 @@ static void read_host(std::string_view place, engine_address& address) {
     throw engine_error(address.scheme + ": " + in_quotes(terminal_text(shortened(behind))) +
                        " is no port: a number from 1 to 65535 behind a colon");
   address.port = *port;
+}
+
+static void check_path(const engine_address& address) {
+  const bool is_path =
+      std::ranges::all_of(address.path, [](char c) { return c > ' ' && c <= '~' && c != '#'; });
+  if (!is_path)
+    throw engine_error(address.shown() + ": the path " +
+                       in_quotes(terminal_text(shortened(address.path))) +
+                       " holds what a URL has as %20 and its like, or not at all");
 }
 
 std::vector<std::pair<std::string, std::string>> address_parameters(std::string_view query) {
@@ -88,6 +120,7 @@ engine_address engine_address_of(const std::string& url, uint16_t port) {
     place.remove_prefix(at + 1);
   }
   read_host(place, address);
+  check_path(address);
   address.options = address_parameters(rest);
   return address;
 }

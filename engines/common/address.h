@@ -27,6 +27,10 @@ struct engine_address {
 // Of what stands behind "?": names and values, with the bytes that "%41" and its like stand for.
 std::vector<std::pair<std::string, std::string>> address_parameters(std::string_view query);
 
+// Whether a server may be called that: a name, an address of IPv4, or, without its brackets, one of
+// IPv6, perhaps with its zone.
+bool is_host_name(std::string_view host, bool is_in_brackets);
+
 // Raises engine_error, without the URL's user, for what is no such URL and for one that holds a
 // password. Without a port in the URL it is that one.
 engine_address engine_address_of(const std::string& url, uint16_t port);

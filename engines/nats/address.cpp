@@ -1,5 +1,6 @@
 #include "engines/nats/address.h"
 
+#include "engines/common/address.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
 #include "tools/ship/engine.h"
@@ -24,10 +25,14 @@ static void nats_take_setting(const std::string& url, std::string_view setting,
 
 // "broker:4222", "[::1]:4222", "broker"
 static std::string nats_host_of(const std::string& url, std::string_view server) {
-  const bool is_in_brackets = server.starts_with('[');
+  const bool is_in_brackets = server.starts_with('[') && server.find(']') != std::string_view::npos;
   const size_t colon = server.find(':', is_in_brackets ? server.find(']') : 0);
   std::string host(server.substr(0, colon));
+  if (host.empty()) throw engine_error(url + ": a server's name is missing");
   if (is_in_brackets && host.ends_with(']')) host = host.substr(1, host.size() - 2);
+  if (!is_host_name(host, is_in_brackets))
+    throw engine_error(url + ": " + in_quotes(shortened(server)) +
+                       " is no server: HOST:PORT or [IPV6]:PORT is expected");
   if (colon == std::string_view::npos) return host;
   const std::string_view text = server.substr(colon + 1);
   const auto port = number_of<uint16_t>(text);
@@ -49,6 +54,8 @@ nats_address nats_address_of(const std::string& url) {
   if (const size_t at = rest.rfind('@'); at != std::string_view::npos) {
     address.user = rest.substr(0, at);
     rest.remove_prefix(at + 1);
+    if (address.user.find(',') != std::string::npos)
+      throw engine_error(url + ": one user stands before the servers, and is that of all of them");
   }
   if (rest.ends_with('/')) rest.remove_suffix(1);
   if (rest.find('/') != std::string_view::npos)

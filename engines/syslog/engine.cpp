@@ -60,6 +60,9 @@ static bool read_syslog_option(const std::string& name, const std::string& value
   return true;
 }
 
+static constexpr std::string_view syslog_fault_of_users =
+    "syslog knows no users: a certificate and its key say who sends";
+
 static syslog_settings syslog_settings_of(const engine_options& options) {
   constexpr uint16_t usual_port = 6514;
   const engine_address address = engine_address_of(options.address, usual_port);
@@ -69,8 +72,7 @@ static syslog_settings syslog_settings_of(const engine_options& options) {
   settings.peer.port = address.port;
   settings.peer.authorities = options.tls_ca;
   if (!address.user.empty() || !options.user.empty() || options.password)
-    throw engine_error(settings.peer.shown +
-                       ": syslog knows no users: a certificate and its key say who sends");
+    throw engine_error(settings.peer.shown + ": " + std::string(syslog_fault_of_users));
   if (!address.path.empty() && address.path != "/")
     throw engine_error(settings.peer.shown + ": the URL takes no path");
   for (const auto& [name, value] : address.options)
@@ -172,4 +174,5 @@ static void check_syslog_address(const std::string& address) {
 const engine_row syslog_engine = {
     .scheme = "syslog+tls",
     .check = check_syslog_address,
-    .open = [](const engine_options& options) { return open_syslog_engine(options, {}); }};
+    .open = [](const engine_options& options) { return open_syslog_engine(options, {}); },
+    .fault_of_users = syslog_fault_of_users};

@@ -73,7 +73,10 @@ static command_outcome run_command(const ship_command_options& options, std::ost
       return command_outcome::good;
     });
   }
-  engine_at(ship.engine.address);
+  const engine_row& engine = engine_at(ship.engine.address);
+  const bool has_user = !ship.engine.user.empty() || !ship.engine.password_file.empty();
+  if (has_user && !engine.fault_of_users.empty())
+    throw wrong_usage(std::string(engine.scheme) + "://: " + std::string(engine.fault_of_users));
   return options.verifies ? run_verify(ship, out, log) : run_ship(ship);
 }
 

@@ -51,8 +51,13 @@ void refuse_password(std::string_view address) {
   // so that a host's port before another user counts as one, too.
   const std::string_view hosts = place.substr(begin);
   const std::string_view users = hosts.substr(0, hosts.rfind('@') + 1);
+  const size_t colon = users.find(':');
+  if (colon != std::string_view::npos && users.find('@') < colon)
+    throw std::invalid_argument(
+        "the address has a second user, or holds a password: one user stands before all hosts, and "
+        "--password-file takes a password from a file");
   const bool has_password =
-      users.find(':') != std::string_view::npos ||
+      colon != std::string_view::npos ||
       (query != std::string_view::npos && has_password_parameter(address.substr(query + 1)));
   if (has_password)
     throw std::invalid_argument(

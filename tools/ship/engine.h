@@ -149,6 +149,8 @@ struct engine_row {
   // What has to be there before, as text, and made.
   std::string (*schema)(const engine_options& options) = nullptr;
   void (*create)(const engine_options& options) = nullptr;
+  // Why it takes neither a user nor a password; empty: it does.
+  std::string_view fault_of_users = {};
 };
 
 // Those of this program: none, before a program tells of its own.
