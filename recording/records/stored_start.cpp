@@ -50,10 +50,12 @@ std::optional<int64_t> instant_of(std::string_view time) {
 
 std::string text_of_instant(int64_t instant) {
   using std::chrono::sys_days, std::chrono::year, std::chrono::days;
-  static constexpr int64_t first = sys_days(year(0) / 1 / 1).time_since_epoch().count() * 86400;
-  static constexpr int64_t end = sys_days(year(10000) / 1 / 1).time_since_epoch().count() * 86400;
+  static_assert(sys_days(year(0) / 1 / 1).time_since_epoch() / std::chrono::seconds(1) ==
+                first_told_instant);
+  static_assert(sys_days(year(10000) / 1 / 1).time_since_epoch() / std::chrono::seconds(1) ==
+                last_told_instant + 1);
   const std::chrono::sys_seconds moment{
-      std::chrono::seconds(std::clamp<int64_t>(instant, first, end - 1))};
+      std::chrono::seconds(std::clamp(instant, first_told_instant, last_told_instant))};
   const auto day = std::chrono::floor<days>(moment);
   const std::chrono::year_month_day date{day};
   const std::chrono::hh_mm_ss clock{moment - day};

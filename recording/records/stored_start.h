@@ -17,8 +17,11 @@ struct stored_start {
 // The seconds since 1970 of "2026-11-15T17:02:56+08:00", or with "Z": of a time as stored forms
 // tell it. Nothing for any other text.
 std::optional<int64_t> instant_of(std::string_view time);
-// In GMT, as "2026-11-15T09:02:56Z"; of years that have no four digits the nearest moment.
+// In GMT, as "2026-11-15T09:02:56Z"; of years that have no four digits the nearest moment, which is
+// one of these two.
 std::string text_of_instant(int64_t instant);
+inline constexpr int64_t first_told_instant = -62'167'219'200;
+inline constexpr int64_t last_told_instant = 253'402'300'799;
 
 // Used by one thread at a time.
 class stored_start_reader {
