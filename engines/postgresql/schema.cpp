@@ -13,6 +13,7 @@ do $$
 declare
   found text := 'none';
 begin
+  perform pg_advisory_xact_lock(hashtextextended('kplog.schema', 0));
   if to_regclass('kplog.version') is not null then
     execute 'select version::text from kplog.version' into found;
     if found is distinct from '1' then
@@ -301,13 +302,17 @@ begin
   return next.part;
 end $$;
 
--- Removes all days before that one, of all tenants, and remembers that they are removed. Waits for
--- batches that are being stored. Days and how many records they had.
+-- Removes all days before that one, of all tenants, and remembers that they are removed; none to
+-- come. Waits for batches that are being stored. Days and how many records they had.
 create or replace function kplog.prune(before date) returns table (day date, records bigint)
 language plpgsql security definer set search_path = pg_catalog, pg_temp as $$
 declare
   gone kplog.part;
 begin
+  if before is null or before > (now() at time zone 'UTC')::date + 1 then
+    raise exception 'days before % are not over: what is sent then would be removed, too',
+      coalesce(before::text, 'null');
+  end if;
   if current_setting('lock_timeout') = '0' then
     perform set_config('lock_timeout', '20s', true);
   end if;
@@ -355,7 +360,8 @@ grant select on kplog.part to kplog_read;
 grant select on kplog.record, kplog.segment, kplog.journal, kplog.content to kplog_read;
 grant insert on kplog.record to kplog_ship;
 grant insert, select on kplog.content to kplog_ship;
-grant insert, select, update on kplog.journal to kplog_ship;
+grant insert, select, update (told, waiting_bytes, given_up, is_given_up_exact) on kplog.journal
+  to kplog_ship;
 grant select, update (lines, bytes, last, digest, top, batches, again, moved, records, events,
                       kits, earliest, latest, has_timeless) on kplog.segment to kplog_ship;
 grant execute on function kplog.tenant() to kplog_ship, kplog_read;

@@ -156,7 +156,16 @@ TEST(PostgresqlDays, ThatWerePrunedStayPruned) {
     EXPECT_EQ(parts(server).size(), 3);
     EXPECT_EQ(server.sql("select count(*) from kplog.segment where is_pruned"), "0\n");
   }
-  EXPECT_THAT(view->prune(kept),
+  for (const char* never : {"infinity", "9999-12-31", "tomorrow"})
+    EXPECT_THAT(server.sql("select kplog.prune(date '" + std::string(never) + "' + 1)"),
+                HasSubstr(" are not over: what is sent then would be removed, too"))
+        << never;
+  EXPECT_THAT(server.sql("select kplog.prune(null)"), HasSubstr("days before null are not over"));
+  // Who may do that alone leaves it to senders to finish days.
+  ASSERT_EQ(server.sql("create role pruner login; grant kplog_read to pruner;"
+                       "grant execute on function kplog.prune(date) to pruner"),
+            "");
+  EXPECT_THAT(postgresql_engine.view(server.options("pruner"))->prune(kept),
               ElementsAre("1999-12-31: 4 records", dashed(old_day) + ": 8 records"));
   EXPECT_THAT(view->prune(kept), IsEmpty());
   EXPECT_THAT(parts(server), ElementsAre("kplog.record_" + kept + " 4"));

@@ -113,15 +113,27 @@ TEST(PostgresqlTenants, CannotGetAtEachOtherByHand) {
   for (const std::string& table : {part.substr(0, part.find('\n')), std::string("record_other")})
     for (const char* statement : {"select * from kplog.", "delete from kplog.", "truncate kplog."})
       EXPECT_THAT(as_red(statement + table), StartsWith(denied)) << statement << table;
-  for (const char* statement :
-       {"update kplog.record set record = ''", "delete from kplog.record", "truncate kplog.record",
-        "delete from kplog.segment", "delete from kplog.journal",
-        "update kplog.content set hash = ''", "update kplog.segment set tenant = 'blue'",
-        "update kplog.segment set is_pruned = true", "select * from kplog.member",
-        "insert into kplog.member values ('red', 'blue')", "select * from kplog.setting",
-        "update kplog.version set version = 7", "select kplog.make_part('2030-01-01')",
-        "select kplog.prune('2030-01-01')", "create table kplog.mine ()", "drop schema kplog",
-        "copy kplog.record to '/tmp/x'"})
+  for (const char* statement : {"update kplog.record set record = ''",
+                                "delete from kplog.record",
+                                "truncate kplog.record",
+                                "delete from kplog.segment",
+                                "delete from kplog.journal",
+                                "update kplog.content set hash = ''",
+                                "update kplog.segment set tenant = 'blue'",
+                                "update kplog.segment set is_pruned = true",
+                                "select * from kplog.member",
+                                "insert into kplog.member values ('red', 'blue')",
+                                "select * from kplog.setting",
+                                "update kplog.version set version = 7",
+                                "select kplog.make_part('2030-01-01')",
+                                "select kplog.prune('2030-01-01')",
+                                "create table kplog.mine ()",
+                                "drop schema kplog",
+                                "copy kplog.record to '/tmp/x'",
+                                "begin; lock kplog.journal",
+                                "begin; lock kplog.segment",
+                                "begin; lock kplog.record",
+                                "begin; lock kplog.content"})
     EXPECT_THAT(as_red(statement),
                 testing::MatchesRegex("ERROR:  (permission denied|must be (owner|superuser)).*"))
         << statement;
