@@ -12,7 +12,6 @@
 #include "recording/records/stored_start.h"
 #include "recording/text/check_sum.h"
 #include "recording/text/escape.h"
-#include "recording/text/number.h"
 
 using std::chrono::milliseconds;
 
@@ -54,6 +53,7 @@ void journal_queue::begin(const std::vector<segment_position>& confirmed,
   }
   is_look_due_ = true;
   next_look_ = {};
+  measured_waiting_.reset();
 }
 
 // --- What is there ---
@@ -459,10 +459,7 @@ shipped_record journal_queue::shipped(const record_line& line, const parsed_reco
   one.text = line.text;
   one.line = line.number;
   one.digest = check_sum(line.text);
-  if (const known_event* const event = find_event(events_, record.event))
-    one.event = event->id;
-  else if (record.event.kind == record_value_kind::integer)
-    one.event = number_of<uint32_t>(record.event.text);
+  if (const known_event* const event = find_event(events_, record.event)) one.event = event->id;
   one.level = record.level.value_or(default_record_level);
   if (record.time) one.time = instant_of(record.time->text);
   return one;
@@ -513,10 +510,29 @@ void journal_queue::remove_counted_notes() {
   batch.commit();
 }
 
+static uint64_t bytes_behind(uint64_t there, const line_extent& confirmed) {
+  return there == UINT64_MAX ? 0 : there - std::min(there, confirmed.bytes);
+}
+
+void journal_queue::measure(const sent_positions& known) {
+  const open_descriptor folder(
+      KP_open(journal_.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder.is_open()) throw file_error(file_use::reading, "read", journal_.folder, errno);
+  std::map<std::string, queued_segment> found;
+  list(folder.get(), found);
+  measured_waiting_ = 0;
+  for (const auto& [name, one] : found) {
+    const auto saved = known.segments.find(name);
+    const bool is_new = !segments_.contains(name) && saved != known.segments.end();
+    *measured_waiting_ +=
+        bytes_behind(one.there, is_new ? saved->second.position.extent : one.confirmed.extent);
+  }
+}
+
 journal_state journal_queue::state() const {
   journal_state state{.given_up = given_up_, .is_given_up_exact = is_given_up_exact_};
   for (const auto& [name, one] : segments_)
-    if (one.there != UINT64_MAX && one.there > one.confirmed.extent.bytes)
-      state.waiting_bytes += one.there - one.confirmed.extent.bytes;
+    state.waiting_bytes += bytes_behind(one.there, one.confirmed.extent);
+  state.waiting_bytes = measured_waiting_.value_or(state.waiting_bytes);
   return state;
 }

@@ -61,6 +61,9 @@ class journal_queue {
   // It says so: the notes of what was given up go, whose sum is in it.
   void remove_counted_notes();
   journal_state state() const;
+  // What state() is to say of the bytes that wait until the engine's positions are known: behind
+  // those that are. Raises file_error.
+  void measure(const sent_positions& known);
   // Whether there is a segment that cannot be read.
   bool has_unreadable() const;
 
@@ -123,6 +126,7 @@ class journal_queue {
   uint64_t given_up_ = 0;
   bool is_given_up_exact_ = true;
   counted_notes notes_;  // that are in it
+  std::optional<uint64_t> measured_waiting_;
 
   std::string open_name_;  // of the segment that is being read; empty: none
   std::unique_ptr<segment_reader> reader_;

@@ -56,6 +56,7 @@ void shipping::begin() {
   }
   settle();
   const sent_positions saved = saved_positions();
+  queue_.measure(saved);
   auto confirmed = engine_.positions(identity_);
   keeps_positions_ = confirmed.has_value();
   if (!confirmed) {

@@ -74,6 +74,9 @@ TEST_F(ShipCommand, UsageErrors) {
       {ship + "--to syslog+tls://a --user u", "syslog knows no users"},
       {ship + "--to 'syslog+tls://a?tls=no'", R"(syslog+tls://a:6514: the URL takes no "tls")"},
       {ship + "--to 'syslog+tls://a?max-size=1'", "a size from 2K to 64M"},
+      {"render --host '' nats://a", "--host: a name is empty"},
+      {"render --host a, postgresql://a/b", "--host: a name is empty"},
+      {"render --since never nats://a", "--since: "},
       {"ship --create --to 'postgresql://a/b?hsot=1'", R"("hsot" is no parameter)"},
       {"ship --schema --to 'nats://a?hsot=1'", "is no setting"},
       {"fleet status 'postgresql://a/b?hsot=1'", R"("hsot" is no parameter)"},
@@ -170,6 +173,10 @@ TEST_F(ShipCommand, OnceEndsWithoutAnEngineAndAServiceWaitsForIt) {
   words.insert(words.end(), {"--metrics", "metrics.prom"});
   running_command sender(fleet_.path(), words);
   EXPECT_TRUE(sender.wait_for_err("kplog: " + address + ": cannot connect"));
+  const std::string waiting = "\nkplog_ship_waiting_bytes{run=\"web1/shop\"} ";
+  std::string figures;
+  while (figures.find(waiting) == figures.npos || figures.find(waiting + "0\n") != figures.npos)
+    figures = read_whole_file(fleet_.file("metrics.prom"));
   server.start(0);
   EXPECT_TRUE(sender.wait_for_err("records are sent again"));
   sender.signal(SIGHUP);

@@ -39,9 +39,11 @@ TEST_F(ShippedJournal, RecordsTellWhereTheyStandAndWhatTheyAre) {
   EXPECT_EQ(records[1].event, 1002u);
   EXPECT_EQ(records[1].level, 3u);
   EXPECT_FALSE(records[1].time);
-  EXPECT_EQ(records[2].event, 4711u);
+  EXPECT_FALSE(records[2].event);
+  EXPECT_EQ(event_of_unknown(records[2].text), 4711u);
   EXPECT_EQ(records[2].time, -62167219200 - 18 * 3600);
   EXPECT_FALSE(records[3].event);
+  EXPECT_EQ(event_of_unknown(records[3].text), 0u);
   EXPECT_EQ(queue.before().extent, line_extent{});
   EXPECT_EQ(queue.before().segment, one);
   EXPECT_EQ(queue.after().first, check_sum(stored_note("a", 5)));
@@ -293,6 +295,39 @@ TEST_F(ShippedJournal, BatchesOfASegmentAreMadeBehindThoseThatAreNotConfirmed) {
   send(queue);
   EXPECT_EQ(engine_.records.size(), 10u);
   EXPECT_EQ(engine_.repeated, 0u);
+}
+
+TEST(ShippedEvent, OfNoDefinitionsCountsByTheNumberThatIsToldFirst) {
+  for (const auto& [record, event] : std::vector<std::pair<const char*, uint32_t>>{
+           {R"({"version":"2.0","event":50,"name":"DISK_FULL"})", 50},
+           {R"({"version":"\"event\":7,","event":4294967295})", UINT32_MAX},
+           {R"({"event":4294967296})", 0},
+           {R"({"event":99999999999,"name":"x"})", 0},
+           {R"({"event":"50"})", 0},
+           {R"({"event":"A","attributes":{"event":5}})", 0},
+           {R"({"event":5)", 5},
+           {"{}", 0}})
+    EXPECT_EQ(event_of_unknown(record), event) << record;
+}
+
+// Before the engine says how far it is: by what the file beside the journal says of it.
+TEST_F(ShippedJournal, WhatWaitsIsMeasuredBeforeTheEngineAnswers) {
+  const std::string line = stored_note("a") + "\n";
+  write(one, line + line);
+  write(two, line);
+  sent_positions known;
+  known.segments[one].position.extent = {.lines = 1, .bytes = line.size()};
+  journal_queue queue = this->queue();
+  queue.measure(known);
+  EXPECT_EQ(queue.state().waiting_bytes, 2 * line.size());
+  EXPECT_EQ(queue.state().given_up, 0u);
+  queue.begin({}, {});
+  send(queue);
+  EXPECT_EQ(engine_.records.size(), 3u);
+  EXPECT_EQ(queue.state().waiting_bytes, 0u);
+  write(one, line + line + line);
+  queue.measure(known);
+  EXPECT_EQ(queue.state().waiting_bytes, line.size()) << "what it confirmed is more";
 }
 
 TEST_F(ShippedJournal, BatchesThatWereLostOnTheirWayComeAgain) {
