@@ -174,7 +174,6 @@ void nats_link::fail(const std::string& action, natsStatus status) const {
   fail(action + ": " + nats_reason(status) + permission_error());
 }
 
-// A request that is not allowed has no answer; the connection knows why.
 std::string nats_link::permission_error() const {
   const char* error = nullptr;
   if (natsConnection_GetLastError(connection_.get(), &error) == NATS_OK || error == nullptr ||

@@ -83,13 +83,14 @@ class nats_link {
   // "ADDRESS: TEXT"; the second behind what libnats says of the status.
   [[noreturn]] void fail(const std::string& text) const;
   [[noreturn]] void fail(const std::string& action, natsStatus status) const;
+  // " (TEXT)": what the server refused last. Who is not allowed to ask gets no answer.
+  std::string permission_error() const;
 
  private:
   void connect();
   void make_stream(jsStreamConfig& wanted);
   void compare(const jsStreamConfig& wanted, const jsStreamInfo& found);
   void tell(const std::string& text) const;
-  std::string permission_error() const;
 
   const engine_options options_;
   nats_subjects subjects_;

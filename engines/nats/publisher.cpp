@@ -74,8 +74,12 @@ void nats_publisher::take_acknowledgement() {
     link_.fail("nobody takes records there: the stream is gone, or without a leader");
   if (status != NATS_TIMEOUT) link_.fail("lost while records were stored", status);
   if (is_to_end) link_.go_on();
+  const std::string refusal = link_.permission_error();
+  if (refusal.find("Publish to \"" + link_.subjects().begin()) != refusal.npos)
+    link_.fail("does not take what it is sent" + refusal);
   if (steady_clock::now() - heard_ > nats_silence_patience)
-    link_.fail("does not acknowledge what it is sent (is there a majority of its servers?)");
+    link_.fail("does not acknowledge what it is sent (is there a majority of its servers?)" +
+               refusal);
 }
 
 void nats_publisher::take(natsMsg* answer) {

@@ -26,6 +26,7 @@ class nats_subjects {
 
   const std::string& records_stream() const { return stream_; }
   const std::string& state_stream() const { return state_stream_; }
+  const std::string& begin() const { return prefix_; }  // of every subject
   std::string all_records() const { return prefix_ + ".*.*.*"; }
   std::string all_states() const { return prefix_ + "-state.>"; }
 

@@ -1,5 +1,6 @@
 #include "engines/nats/link.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -188,6 +189,13 @@ TEST(NatsLink, NeedsFewRights) {
   EXPECT_TRUE(placed_texts(*nats_engine.ask(as("reader"), {})) == placed_texts(journal, segment));
   EXPECT_EQ(nats_engine.ask(as("reader"), {})->kits().size(), 1U);
   EXPECT_EQ(nats_engine.view(as("reader"))->rows().size(), 1U);
+  try {
+    nats_engine.open(as("reader"))->offer({.bytes = "a kit"});
+    ADD_FAILURE() << "a reader sends";
+  } catch (const engine_error& error) {
+    EXPECT_THAT(error.what(), testing::MatchesRegex(".*: does not take what it is sent \\(.*"
+                                                    "Permissions Violation for Publish to .*"));
+  }
   engine_options refused = as("nobody");
   const std::string error = refusal(refused);
   EXPECT_TRUE(error.starts_with(refused.address + ": cannot ask for the stream KPLOG: ")) << error;
