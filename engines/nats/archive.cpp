@@ -25,7 +25,7 @@ std::vector<archived_kit> nats_archive::kits() {
     std::vector<archived_kit> kits;
     for (kit_use& use : kit_uses(link_.get()))
       if (auto found = kit(link_.get(), use.hash))
-        kits.push_back({.kit = std::move(*found), .journals = std::move(use.journals)});
+        kits.push_back({.kit = std::move(*found), .users = std::move(use.users)});
     return kits;
   } catch (const engine_error&) {
     reader_.reset();
@@ -39,6 +39,7 @@ std::vector<nats_archive::kit_use> nats_archive::kit_uses(nats_link& link) const
   std::vector<kit_use> uses;
   if (!link.stream_info(subjects_.state_stream())) return uses;
   nats_stream_reader reader(link, subjects_.state_stream(), subjects_.kit_uses());
+  uint64_t count = 0;
   while (const nats_message message = reader.next_there()) {
     const nats_json json(nats_bytes(message));
     auto host = json.any_text("host");
@@ -46,12 +47,12 @@ std::vector<nats_archive::kit_use> nats_archive::kit_uses(nats_link& link) const
     const auto hash = json.text("kit");
     if (!host || !journal || !hash || !filter_.is_host(*host)) continue;
     const auto found = std::ranges::find(uses, *hash, &kit_use::hash);
-    kit_use use{.hash = *hash, .journals = {}};
+    kit_use use{.hash = *hash, .users = {}};
     if (found != uses.end()) {
       use = std::move(*found);
       uses.erase(found);
     }
-    use.journals.push_back({.host = std::move(*host), .journal = std::move(*journal)});
+    use.users.push_back({{.host = std::move(*host), .journal = std::move(*journal)}, ++count});
     uses.push_back(std::move(use));
   }
   return uses;

@@ -22,7 +22,7 @@ class nats_archive : public record_archive {
  private:
   struct kit_use {
     std::string hash;
-    std::vector<journal_identity> journals;
+    std::vector<kit_user> users;
   };
 
   std::vector<kit_use> kit_uses(nats_link& link) const;

@@ -28,10 +28,11 @@ day_counts nats_fleet::counts(const journal_identity& journal, const std::string
                              }});
   day_counts counts;
   nats_record_scan::found_record record;
-  while (scan.next(record))
+  while (scan.next(record)) {
+    const auto event = number_of<uint32_t>(record.subject.substr(0, record.subject.find('.')));
     ++counts[{.day = nats_day_of(journal, record.place.segment),
-              .event = number_of<uint32_t>(record.subject.substr(0, record.subject.find('.')))
-                           .value_or(0)}];
+              .event = event ? *event : event_of_unknown(record.text)}];
+  }
   return counts;
 }
 

@@ -3,32 +3,11 @@
 #include <algorithm>
 
 #include "recording/text/number.h"
+#include "tools/find/name_pattern.h"
 
 // Each takes a subscription, and the engine reads its index for it.
 static constexpr size_t most_subjects = 24;
 static constexpr unsigned top_level = 9;
-
-bool is_like_pattern(std::string_view text, std::string_view pattern) {
-  size_t at = 0;
-  size_t star = std::string_view::npos;  // behind the last one
-  size_t behind_star = 0;                // where it may end in the text
-  size_t next = 0;                       // in the pattern
-  while (at < text.size()) {
-    if (next < pattern.size() && pattern[next] == '*') {
-      star = ++next;
-      behind_star = at;
-    } else if (next < pattern.size() && (pattern[next] == '?' || pattern[next] == text[at])) {
-      ++next;
-      ++at;
-    } else if (star != std::string_view::npos) {
-      next = star;
-      at = ++behind_star;
-    } else {
-      return false;
-    }
-  }
-  return pattern.find_first_not_of('*', next) == std::string_view::npos;
-}
 
 nats_record_filter::nats_record_filter(const nats_subjects& subjects, const archive_query& query)
     : subjects_(subjects),
@@ -46,9 +25,7 @@ nats_record_filter::nats_record_filter(const nats_subjects& subjects, const arch
 }
 
 bool nats_record_filter::has_patterns() const {
-  return std::ranges::any_of(hosts_, [](const std::string& host) {
-    return host.find_first_of("*?") != std::string::npos;
-  });
+  return std::ranges::any_of(hosts_, is_name_pattern);
 }
 
 std::vector<std::string> nats_record_filter::subjects() const {
@@ -98,6 +75,6 @@ bool nats_record_filter::may_fit(std::string_view subject) const {
 
 bool nats_record_filter::is_host(std::string_view host) const {
   return hosts_.empty() || std::ranges::any_of(hosts_, [host](const std::string& pattern) {
-           return is_like_pattern(host, pattern);
+           return fits_name_pattern(host, pattern);
          });
 }

@@ -12,9 +12,6 @@
 #include "engines/nats/subject.h"
 #include "tools/ship/archive_query.h"
 
-// Whether the text is like the pattern, in which "*" stands for any characters and "?" for one.
-bool is_like_pattern(std::string_view text, std::string_view pattern);
-
 // Records of unknown events and levels may always fit.
 class nats_record_filter {
  public:

@@ -34,19 +34,21 @@ std::vector<archived_kit> pg_archive::kits() {
   connection_.connect();
   pg_statement used;
   used.text(
-      "select distinct s.host, s.journal, unnest(s.kits) from kplog.segment s"
+      "select s.host, s.journal, k.kit from kplog.segment s"
+      " cross join lateral unnest(s.kits) with ordinality k (kit, place)"
       " where s.tenant = kplog.tenant()");
   add_pg_host_condition(used, query_);
   add_segment_conditions(used, query_);
-  used.text(" order by 1, 2, 3");
+  used.text(" group by 1, 2, 3 order by max(array[s.id, k.place])");
   const pg_result found = connection_.ask(used.text(), used.values());
-  std::map<std::string, std::vector<journal_identity>, std::less<>> users;  // by their hashes
+  std::map<std::string, std::vector<kit_user>, std::less<>> users;  // by their hashes
   std::vector<std::string> hashes;
   for (int row = 0; row < found.rows(); ++row) {
     if (!is_asked_host(found.value(row, 0))) continue;
     const auto [user, is_new] = users.try_emplace(std::string(found.value(row, 2)));
     if (is_new) hashes.push_back(user->first);
-    user->second.push_back({std::string(found.value(row, 0)), std::string(found.value(row, 1))});
+    user->second.push_back({{std::string(found.value(row, 0)), std::string(found.value(row, 1))},
+                            static_cast<uint64_t>(row)});
   }
   const pg_result contents = connection_.ask(
       "select hash, bytes from kplog.content where tenant = kplog.tenant()"

@@ -188,9 +188,9 @@ std::string pg_sender::position_text(const ship_batch& batch, const std::string&
          (is_again ? "1" : "0") + ", moved = pg_current_xact_id(), records = records + " +
          std::to_string(inserted) + ", events = case when events @> " + events +
          " then events else array(select distinct e from unnest(events || " + events +
-         ") e order by 1) end, kits = case when kits @> array[" + hash +
-         "] then kits else kits || " + hash + "::text end, earliest = least(earliest, " +
-         pg_number(facts.earliest) + "), latest = greatest(latest, " + pg_number(facts.latest) +
+         ") e order by 1) end, kits = array_remove(kits, " + hash + ") || " + hash +
+         "::text, earliest = least(earliest, " + pg_number(facts.earliest) +
+         "), latest = greatest(latest, " + pg_number(facts.latest) +
          "), has_timeless = has_timeless or " + (facts.has_timeless ? "true" : "false") +
          " where id = " + id + "; commit";
 }

@@ -1,6 +1,9 @@
 #include "tools/command/archive_run.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <exception>
+#include <functional>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -19,37 +22,38 @@
 
 // The versions of all kits, and which of them the records of a journal may be of.
 struct archived_versions {
-  definition_versions all;
-  std::map<journal_identity, std::vector<size_t>> of_journals;
-  std::vector<size_t> others;  // of a journal without kits
-  bool are_whole = true;       // no kit was left out
+  definition_versions all = {};
+  std::map<journal_identity, std::vector<size_t>> of_journals = {};  // those used last at the end
+  bool are_whole = true;                                             // no kit was left out
 
+  // Places in `all`; none for a journal without kits: its records may be of any.
   const std::vector<size_t>& of(const journal_identity& journal) const {
+    static const std::vector<size_t> any;
     const auto known = of_journals.find(journal);
-    return known == of_journals.end() ? others : known->second;
+    return known == of_journals.end() ? any : known->second;
   }
 };
 
+// Of each journal, in the order in which it began to use them: places of a kit's versions.
+using kits_of_journals = std::map<journal_identity, std::map<uint64_t, std::vector<size_t>>>;
+
 static void take_kit(const archived_kit& kit, const render_options& options, kit_folder& folder,
-                     archived_versions& versions) {
+                     definition_versions& all, kits_of_journals& used) {
   const kit_folder::unpacked files = folder.unpack(kit.kit);
   event_set_options events = options.events;
-  events.aux = files.aux;
+  if (events.aux.empty()) events.aux = files.aux;
   if (events.catalog.empty()) events.catalog = files.catalog;
   for (auto& version : versions_of(files.definitions, events)) {
-    for (const journal_identity& journal : kit.journals)
-      versions.of_journals[journal].push_back(versions.all.size());
-    versions.others.push_back(versions.all.size());
-    versions.all.push_back(std::move(version));
+    for (const kit_user& user : kit.users) used[user.journal][user.since].push_back(all.size());
+    all.push_back(std::move(version));
   }
 }
 
 // The records of other journals are shown all the same.
-static void tell_bad_kit(const archived_kit& kit, const std::string& text,
-                         archived_versions& versions, emit_report& report) {
-  versions.are_whole = false;
+static void tell_bad_kit(const archived_kit& kit, const std::string& text, emit_report& report) {
   const std::string journal =
-      kit.journals.empty() ? "" : kit.journals.front().host + ":" + kit.journals.front().journal;
+      kit.users.empty() ? ""
+                        : kit.users.front().journal.host + ":" + kit.users.front().journal.journal;
   report.problem("engine"_rule,
                  "definitions that came with " + terminal_text(journal) + ": " + text);
 }
@@ -62,28 +66,65 @@ static std::vector<archived_kit> kits_for(const engine_row& engine, const engine
   return kits.empty() ? engine.ask(access, {})->kits() : std::move(kits);
 }
 
-static archived_versions versions_of_archive(const engine_row& engine, const engine_options& access,
-                                             const render_options& options,
-                                             const archive_query& query, kit_folder& folder,
-                                             emit_report& report) {
+using kit_fault = std::function<void(const archived_kit& kit, const std::string& text)>;
+
+static archived_versions versions_of_kits(const std::vector<archived_kit>& kits,
+                                          const render_options& options, kit_folder& folder,
+                                          const kit_fault& tell) {
   archived_versions versions;
-  if (!options.definitions.empty()) {
-    versions.all = versions_of(options.definitions, options.events);
-    return versions;
-  }
-  for (const archived_kit& kit : kits_for(engine, access, query)) try {
-      take_kit(kit, options, folder, versions);
+  kits_of_journals used;
+  const auto take_bad = [&](const archived_kit& kit, const std::exception& error) {
+    versions.are_whole = false;
+    tell(kit, error.what());
+  };
+  for (const archived_kit& kit : kits) try {
+      take_kit(kit, options, folder, versions.all, used);
     } catch (const std::runtime_error& error) {
-      tell_bad_kit(kit, error.what(), versions, report);
+      take_bad(kit, error);
     } catch (const std::invalid_argument& error) {
-      tell_bad_kit(kit, error.what(), versions, report);
+      take_bad(kit, error);
     }
-  if (versions.all.empty())
-    throw engine_error(
-        options.engine.address +
-        ": no records, and no definitions, were ever sent there; --definitions gives "
-        "them, where they were sent without");
+  for (const auto& [journal, kits_of_journal] : used)
+    for (const auto& [since, places] : kits_of_journal)
+      versions.of_journals[journal].insert(versions.of_journals[journal].end(), places.begin(),
+                                           places.end());
   return versions;
+}
+
+// Those that records are shown by, which came with them where none were given.
+static archived_versions versions_to_show(const engine_row& engine, const engine_options& access,
+                                          const render_options& options, const archive_query& query,
+                                          kit_folder& folder, emit_report& report) {
+  if (!options.definitions.empty())
+    return {.all = versions_of(options.definitions, options.events)};
+  archived_versions versions = versions_of_kits(
+      kits_for(engine, access, query), options, folder,
+      [&](const archived_kit& kit, const std::string& text) { tell_bad_kit(kit, text, report); });
+  if (versions.all.empty())
+    throw engine_error(options.engine.address +
+                       (versions.are_whole
+                            ? ": no records, and no definitions, were ever sent there; "
+                              "--definitions gives them, where they were sent without"
+                            : ": the definitions there cannot be read; --definitions gives "
+                              "others"));
+  return versions;
+}
+
+// Where definitions that came with records cannot be read, their events may be any.
+static archive_query query_to_ask(const engine_row& engine, const engine_options& access,
+                                  const render_options& options, const archived_versions& versions,
+                                  const archive_query& query, kit_folder& folder,
+                                  std::chrono::system_clock::time_point now) {
+  const bool asks_for_events = std::ranges::any_of(
+      options.find.groups, [](const condition_group& group) { return !group.events.empty(); });
+  archived_versions sent;
+  if (!options.definitions.empty() && asks_for_events)
+    sent = versions_of_kits(kits_for(engine, access, query), options, folder,
+                            [](const archived_kit&, const std::string&) {});
+  archive_query asked = query_of(options.find, versions.all, sent.all, now);
+  if (!versions.are_whole || !sent.are_whole)
+    for (asked_group& group : asked.groups) group.events.reset();
+  return asked;
 }
 
 // --- Showing ---
@@ -194,9 +235,10 @@ command_outcome show_archive(const render_options& given, std::ostream& out, emi
   engine_options access = options_of(options.engine);
   if (signals) access.is_to_end = [&signals] { return signals->ending() != 0; };
   kit_folder folder;
-  const archived_versions versions = versions_of_archive(
-      engine, access, options, query_without_events(options.find, now), folder, report);
-  archive_query query = query_of(options.find, versions.all, now);
+  const archive_query of_any_event = query_without_events(options.find, now);
+  const archived_versions versions =
+      versions_to_show(engine, access, options, of_any_event, folder, report);
+  archive_query query = query_to_ask(engine, access, options, versions, of_any_event, folder, now);
   query.follows = options.follows;
   options.find.host.reset();  // that of the machine was asked for
   const std::unique_ptr<record_archive> archive = engine.ask(access, query);

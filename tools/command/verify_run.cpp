@@ -43,14 +43,19 @@ static std::string day_of_segment(const dated_name& name) {
   return compact_day({name.day.year, name.day.month, name.day.day});
 }
 
-// Reads all of the journal that there is from that day on; false where a part cannot be read.
-static bool count_journal(const ship_options& options, const event_set& events,
-                          const std::string& since, emit_report& report, told_counts& told) {
+// Reads all of the journal that there is from that day on, and says what it is like.
+static command_outcome count_journal(const ship_options& options, const event_set& events,
+                                     const std::string& since, emit_report& report,
+                                     told_counts& told) {
   const journal_place place = place_of_journal(options, {});
+  bool has_bad_lines = false;
   journal_queue queue(
       place, events,
-      {.bad = [&](const record_line& line,
-                  const record_error& error) { report.bad_record(line, error); },
+      {.bad =
+           [&](const record_line& line, const record_error& error) {
+             has_bad_lines = true;
+             report.bad_record(line, error);
+           },
        .fail = [&](const std::string& text) { report.problem("unreadable"_rule, text); }});
   queue.begin({}, {});
   std::map<std::string, std::set<unsigned>> serials;
@@ -60,12 +65,14 @@ static bool count_journal(const ship_options& options, const event_set& events,
     serials[day].insert(name.serial);
     if (day >= since)
       for (const shipped_record& record : queue.records())
-        ++told.journal[{day, record.event.value_or(0)}];
+        ++told.journal[{day, record.event ? *record.event : event_of_unknown(record.text)}];
     queue.confirm(queue.after());
   }
   for (const auto& [day, of_day] : serials)
     if (*of_day.rbegin() == of_day.size()) told.whole_days.insert(day);
-  return !queue.has_unreadable();
+  report.tell_hidden();
+  if (queue.has_unreadable()) return command_outcome::file_error;
+  return has_bad_lines ? command_outcome::findings : command_outcome::good;
 }
 
 static void count_counters(const std::string& path, const std::string& since, emit_report& report,
@@ -89,8 +96,7 @@ static void count_counters(const std::string& path, const std::string& since, em
 static std::string shown_key(const day_event& key, const event_set& events) {
   const known_event* const event = events.find(key.event);
   const std::string name = event == nullptr || event->name.empty() ? "" : event->name + " ";
-  return key.day.substr(0, 4) + "-" + key.day.substr(4, 2) + "-" + key.day.substr(6) + " " + name +
-         "(" + std::to_string(key.event) + ")";
+  return day_with_dashes(key.day) + " " + name + "(" + std::to_string(key.event) + ")";
 }
 
 static command_outcome tell_differences(const told_counts& told, const event_set& events,
@@ -121,11 +127,11 @@ command_outcome run_verify(const ship_options& options, std::ostream&, std::ostr
       const definition_versions versions = versions_of(options.definitions, options.events);
       const event_set& events = versions.back()->events();
       told_counts told;
-      const bool is_whole = count_journal(options, events, since, report, told);
+      const command_outcome journal = count_journal(options, events, since, report, told);
       count_counters(options.count, since, report, told);
       told.engine = engine.view(options_of(options.engine))->counts(identity_of(options), since);
-      const command_outcome outcome = tell_differences(told, events, report);
-      return is_whole ? outcome : command_outcome::file_error;
+      const command_outcome held = tell_differences(told, events, report);
+      return journal == command_outcome::good ? held : journal;
     });
   });
 }

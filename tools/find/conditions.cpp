@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "recording/records/entry.h"
+#include "recording/records/stored_start.h"
 #include "recording/records/values.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
@@ -29,8 +30,7 @@ level_range level_range_of(const std::string& text) {
   return {*lowest, *highest};
 }
 
-static std::vector<std::string> parts_between_commas(const std::string& option,
-                                                     const std::string& text) {
+std::vector<std::string> names_between_commas(const std::string& option, const std::string& text) {
   std::vector<std::string> parts;
   for (size_t at = 0; at <= text.size();) {
     const size_t end = std::min(text.find(',', at), text.size());
@@ -52,7 +52,7 @@ static std::vector<std::string> parts_between_commas(const std::string& option,
 record_conditions::name_choice record_conditions::choice_of_events(const std::string& text,
                                                                    const event_set& events) {
   name_choice choice;
-  for (const std::string& part : parts_between_commas("--event", text)) {
+  for (const std::string& part : names_between_commas("--event", text)) {
     if (const auto id = number_of<uint32_t>(part)) choice.ids.push_back(*id);
     const bool is_known = events.find(part) != nullptr || events.is_ambiguous(part);
     if (!is_known && !is_name_pattern(part) && !number_of<uint32_t>(part))
@@ -79,10 +79,8 @@ record_conditions::group record_conditions::read_group(const condition_group& fr
   return read;
 }
 
-static std::optional<kp_Time> told_moment_of(const char* option,
-                                             const std::optional<std::string>& text,
-                                             moment_edge edge,
-                                             std::chrono::system_clock::time_point now) {
+std::optional<kp_Time> told_moment_of(const char* option, const std::optional<std::string>& text,
+                                      moment_edge edge, std::chrono::system_clock::time_point now) {
   if (!text) return std::nullopt;
   try {
     return moment_of(*text, edge, now);
@@ -107,7 +105,7 @@ record_conditions::record_conditions(const find_options& options, const event_se
       groups_.emplace_back().fault = error.what();
     }
   }
-  if (options.host) hosts_.patterns = parts_between_commas("--host", *options.host);
+  if (options.host) hosts_.patterns = names_between_commas("--host", *options.host);
   if (since_) since_seconds_ = seconds_of(*since_);
   if (until_) until_seconds_ = seconds_of(*until_);
   if (since_ && until_ && since_->compare_time(*until_) > 0)
@@ -171,11 +169,15 @@ bool record_conditions::group::may_fit(const segment_index& segment, const event
          });
 }
 
+// Behind the times that an index can tell there may be others.
 bool record_conditions::may_fit(const segment_index& segment) const {
   if (segment.others != 0) return true;
   if (segment.records == 0) return false;
-  if (since_ && kp_Time::in_GMT(segment.last).compare_time(*since_) < 0) return false;
-  if (until_ && kp_Time::in_GMT(segment.first).compare_time(*until_) > 0) return false;
+  const bool is_before = since_ && segment.last < last_told_instant &&
+                         kp_Time::in_GMT(segment.last).compare_time(*since_) < 0;
+  const bool is_behind = until_ && segment.first > first_told_instant &&
+                         kp_Time::in_GMT(segment.first).compare_time(*until_) > 0;
+  if (is_before || is_behind) return false;
   return groups_.empty() || std::any_of(groups_.begin(), groups_.end(), [&](const group& one) {
            return one.may_fit(segment, events_);
          });

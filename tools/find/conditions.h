@@ -48,6 +48,15 @@ struct find_options {
   }
 };
 
+// "web*,db1": names, patterns and IDs. Raises std::invalid_argument, which names the option, where
+// one is empty.
+std::vector<std::string> names_between_commas(const std::string& option, const std::string& text);
+
+// What --since or --until tells; nothing where it is not given. Raises std::invalid_argument, which
+// names the option, for what is no time.
+std::optional<kp_Time> told_moment_of(const char* option, const std::optional<std::string>& text,
+                                      moment_edge edge, std::chrono::system_clock::time_point now);
+
 class record_conditions {
  public:
   // `now` is what times are told from, and the time of records that tell none. The events must live

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <set>
-#include <sstream>
 #include <stdexcept>
 
 #include "recording/records/lost.h"
@@ -10,28 +9,23 @@
 #include "recording/text/utf8.h"
 #include "tools/find/condition_text.h"
 #include "tools/find/context_comparison.h"
-#include "tools/find/moment.h"
 
 // --- What needs no definitions ---
-
-static std::vector<std::string> parts_of(const std::string& list) {
-  std::vector<std::string> parts;
-  std::istringstream pieces(list);
-  for (std::string part; std::getline(pieces, part, ',');)
-    if (!part.empty()) parts.push_back(part);
-  return parts;
-}
 
 archive_query query_without_events(const find_options& options,
                                    std::chrono::system_clock::time_point now) {
   archive_query query;
   if (options.host && utf8_first_invalid(*options.host) != std::string::npos)
     throw std::invalid_argument("--host: the name of a machine is in UTF-8");
-  if (options.host) query.hosts = parts_of(*options.host);
+  if (options.host) query.hosts = names_between_commas("--host", *options.host);
   // Moments beyond these are told as the nearest: before or behind them all may fit.
   constexpr int64_t farthest = INT64_MAX / 1'000'000'000;
-  if (options.since) query.since = seconds_of(moment_of(*options.since, moment_edge::first, now));
-  if (options.until) query.until = seconds_of(moment_of(*options.until, moment_edge::last, now));
+  const auto seconds = [&](const char* option, const auto& text, moment_edge edge) {
+    const auto moment = told_moment_of(option, text, edge, now);
+    return moment ? std::optional<int64_t>(seconds_of(*moment)) : std::nullopt;
+  };
+  query.since = seconds("--since", options.since, moment_edge::first);
+  query.until = seconds("--until", options.until, moment_edge::last);
   if (query.since && *query.since <= -farthest) query.since.reset();
   if (query.until && *query.until >= farthest) query.until.reset();
   if (options.levels) {
@@ -61,8 +55,15 @@ static std::set<uint32_t> events_that_fit(const std::vector<std::string>& events
     take(lost_event());
   }
   for (const std::string& list : events)
-    for (const std::string& part : parts_of(list))
+    for (const std::string& part : names_between_commas("--event", list))
       if (const auto id = number_of<uint32_t>(part)) ids.insert(*id);
+  return ids;
+}
+
+static std::set<uint32_t> events_of(const definition_versions& versions) {
+  std::set<uint32_t> ids;
+  for (const auto& version : versions)
+    for (const known_event& event : version->events().events()) ids.insert(event.id);
   return ids;
 }
 
@@ -145,12 +146,17 @@ static std::optional<asked_attribute> asked_attribute_of(const std::string& cond
 }
 
 archive_query query_of(const find_options& options, const definition_versions& versions,
+                       const definition_versions& others,
                        std::chrono::system_clock::time_point now) {
   archive_query query = query_without_events(options, now);
+  const std::set<uint32_t> known = events_of(versions);
+  std::set<uint32_t> foreign = events_of(others);
+  std::erase_if(foreign, [&](uint32_t event) { return known.contains(event); });
   for (const condition_group& group : options.groups) {
     asked_group asked;
     if (!group.events.empty()) {
-      const std::set<uint32_t> ids = events_that_fit(group.events, versions, now);
+      std::set<uint32_t> ids = events_that_fit(group.events, versions, now);
+      ids.insert(foreign.begin(), foreign.end());
       asked.events.emplace(ids.begin(), ids.end());
     }
     for (const std::string& condition : group.where)

@@ -14,8 +14,11 @@ archive_query query_without_events(const find_options& options,
                                    std::chrono::system_clock::time_point now);
 
 // The query for at least the records that fit with any of the versions: what cannot be said so is
-// left out of it. Raises std::invalid_argument as record_conditions does.
+// left out of it. Of an event that only `others` know, versions that senders had, the name counts
+// that a record tells; so all of its records are asked for. Raises std::invalid_argument as
+// record_conditions does.
 archive_query query_of(const find_options& options, const definition_versions& versions,
+                       const definition_versions& others,
                        std::chrono::system_clock::time_point now);
 
 #endif

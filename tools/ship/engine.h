@@ -89,9 +89,13 @@ class ship_engine {
 
 // A kit, and the journals whose records were sent with it. Records are shown by the kits of their
 // own journal: two products may call what differs version 2.0.
+struct kit_user {
+  journal_identity journal;
+  uint64_t since = 0;  // of two kits of a journal the one that it began to use later has more
+};
 struct archived_kit {
   record_kit kit;
-  std::vector<journal_identity> journals;
+  std::vector<kit_user> users;
 };
 
 // Hands records back: by host, journal, segment and line; those that follow as they arrive. Raises
@@ -115,6 +119,14 @@ struct day_event {
   auto operator<=>(const day_event&) const = default;
 };
 using day_counts = std::map<day_event, uint64_t>;
+
+// "2026-11-15" of "20261115".
+std::string day_with_dashes(std::string day);
+
+// The event under which a record counts whose event its sender's definitions did not know: the
+// number that it tells first, as the stored form does, so that definitions which come later change no
+// count; 0: it tells none.
+uint32_t event_of_unknown(std::string_view record);
 
 // What is there of a journal.
 struct fleet_row {

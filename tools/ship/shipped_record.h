@@ -22,7 +22,7 @@ struct shipped_record {
   std::string_view text;  // as it was written, without its end: UTF-8, without NUL, up to 16 MiB
   uint64_t line = 0;      // in its segment, from 1
   uint64_t digest = 0;    // of the text: its check_sum
-  std::optional<uint32_t> event;  // its ID; nothing: no definitions know it
+  std::optional<uint32_t> event;  // its ID; nothing: the sender's definitions do not know it
   std::optional<unsigned> level;
   std::optional<int64_t> time;  // seconds since 1970-01-01T00:00:00Z
 };

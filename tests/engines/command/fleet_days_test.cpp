@@ -95,6 +95,11 @@ TEST_F(FleetDays, AreToldPrunedAndHeldAgainstTheJournal) {
             "kplog: 2024-03-01 NOTE (1003): 3 counted, 3 in the journal, 0 in the engine\n"
             "kplog: 104 records in the engine; 1 difference\n");
   EXPECT_EQ(ship("--verify --count web1/shop --since 2024-03-02").status, 0);
+  fleet_.write("web1/shop.20240304.0001.jsonl", "no record\n");
+  const auto bad = ship("--verify --count web1/shop --since 2024-03-02");
+  EXPECT_EQ(bad.status, 1);
+  EXPECT_THAT(bad.err, HasSubstr("104 records in the engine; all alike\n"));
+  EXPECT_EQ(remove_segments("shop.20240304"), 1U);
 
   // Another machine has records of that day, too.
   const auto late = ship("--once --host web9");

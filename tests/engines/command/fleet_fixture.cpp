@@ -51,17 +51,19 @@ msgstr "{USER_NAME} がポート {PORT} でログインしました"
 )";
 
 fleet_folder::fleet_folder() {
-  folder_.write("shop.yaml", shop_definitions);
-  folder_.write("bank.yaml", bank_definitions);
-  for (const std::string product : {"shop", "bank"}) {
-    const auto made = run("compile -q " + product + ".yaml -o " + product + ".ldf");
-    EXPECT_EQ(made.status, 0) << made.err;
-  }
+  make_set("shop", shop_definitions);
+  make_set("bank", bank_definitions);
   const auto merged = run("catalog merge -q shop.yaml --po ja.po");
   EXPECT_EQ(merged.status, 0) << merged.err;
   folder_.write("ja.po", japanese);
   const auto built = run("catalog build -q shop.yaml --po ja.po -o messages");
   EXPECT_EQ(built.status, 0) << built.err;
+}
+
+void fleet_folder::make_set(const std::string& name, const std::string& source) const {
+  folder_.write(name + ".yaml", source);
+  const auto made = run("compile -q " + name + ".yaml -o " + name + ".ldf");
+  EXPECT_EQ(made.status, 0) << made.err;
 }
 
 void fleet_folder::emit(const std::string& machine, const std::string& product,

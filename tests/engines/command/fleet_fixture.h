@@ -72,6 +72,8 @@ class fleet_folder {
   // file. A segment has about so many bytes at most, in words of the command.
   void emit(const std::string& machine, const std::string& product, const std::string& records,
             const std::string& max_size = "20K");
+  // Definitions of a product beside the two: "NAME.ldf".
+  void make_set(const std::string& name, const std::string& source) const;
   command_result run(const std::string& arguments) const {
     return run_kplog(folder_.path(), arguments);
   }

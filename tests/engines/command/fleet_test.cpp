@@ -89,6 +89,7 @@ TYPED_TEST(Fleet, ShowsTheBytesOfTheJournals) {
     this->expect_same("'web 2.*/shop' web1/shop", "'web?*'", "shop", "--locale ja_JP " + form);
   this->expect_same("web1/shop", "web1", "shop", "--locale ja_JP --codepage EUC-JP");
   this->expect_same("dbü/shop", "'db*'", "bank", "--locale ja_JP");
+  this->expect_same("dbü/shop", "'db?'", "bank", "--locale en_US");
   const auto all = this->fleet_.run("render -q --no-pager --locale ja_JP '" + address + "'");
   EXPECT_EQ(all.status, 1) << "empty texts have no message: " << all.err;
   EXPECT_THAT(all.out, HasSubstr("paid"));
@@ -126,6 +127,61 @@ TYPED_TEST(Fleet, FollowsWhatArrivesFromAnyMachine) {
   send("web2", "five");
   send("web1", "six");
   EXPECT_EQ(last.out_line(), "six");
+}
+
+static std::string event_line(const std::string& event) {
+  return R"({"event":")" + event + R"(","time":"2026-11-15T00:00:00Z"})" + "\n";
+}
+
+// Senders and those who ask may have definitions that lack what is recorded already.
+TYPED_TEST(Fleet, FindsEventsThatDefinitionsLack) {
+  prepare(this->server_, this->fleet_);
+  const std::string address = this->server_.address();
+  const std::string begin = "kplog: 1\nlog_version: \"2.0\"\nevents:\n";
+  const std::string boot = "  BOOT: {id: 1, message: \"up\"}\n";
+  this->fleet_.make_set("old", begin + boot);
+  this->fleet_.make_set("new", begin + boot + "  DISK_FULL: {id: 50, message: \"full\"}\n");
+  const std::string records =
+      event_line("BOOT") + event_line("DISK_FULL") + event_line("DISK_FULL");
+  for (const std::string sender : {"old", "new"}) {
+    this->fleet_.emit(sender, "new", records);
+    this->fleet_.ship(sender, sender, address, "-q --once");
+    for (const std::string known : {"old", "new"}) {
+      const auto verified =
+          this->fleet_.ship(sender, known, address, "--verify --count " + sender + "/shop");
+      EXPECT_THAT(verified.err, HasSubstr("3 records in the engine; all alike")) << sender << known;
+      for (const std::string event : {"DISK_*", "'*'", "50", "BOOT"}) {
+        const std::string asked = "render -q --no-pager --locale en_US --event " + event +
+                                  " --definitions " + known + ".ldf ";
+        const auto local = this->fleet_.run(asked + sender + "/shop");
+        const auto found = this->fleet_.run(asked + "--host " + sender + " '" + address + "'");
+        EXPECT_EQ(found.out, local.out) << asked << found.err << local.err;
+        EXPECT_EQ(found.status, local.status) << asked;
+      }
+    }
+    this->expect_same(sender + "/shop", sender, sender, "--locale en_US --event 'DISK_*'");
+  }
+}
+
+// What definitions of one version say may change, and change back.
+TYPED_TEST(Fleet, ShowsByTheDefinitionsThatWereSentLast) {
+  prepare(this->server_, this->fleet_);
+  const std::string address = this->server_.address();
+  for (const std::string word : {"first", "second"})
+    this->fleet_.make_set(word,
+                          "kplog: 1\nlog_version: \"2.0\"\nevents:\n"
+                          "  BOOT: {id: 1, message: \"" +
+                              word + " {N}\", attributes: {N: UInt1}}\n");
+  const auto send = [&](const std::string& machine, const std::string& set) {
+    this->fleet_.emit(machine, set,
+                      R"({"event":1,"time":"2026-11-15T00:00:00Z","attributes":{"N":7}})"
+                      "\n");
+    this->fleet_.ship(machine, set, address, "-q --once");
+  };
+  for (const std::string set : {"first", "second", "first"}) send("web1", set);
+  send("web2", "second");
+  this->expect_same("web1/shop", "web1", "first", "--locale en_US");
+  this->expect_same("web2/shop", "web2", "second", "--locale en_US");
 }
 
 // A record at a place, as the stored form has it.

@@ -128,11 +128,13 @@ TEST(NatsArchive, FollowsRecordsByArrivalAndTellsOfKitsAndJournals) {
   const auto kits = archive->kits();
   ASSERT_EQ(kits.size(), 2U);
   EXPECT_EQ(kits[0].kit.bytes, old_kit.bytes);
-  EXPECT_EQ(kits[0].journals, std::vector{one});
+  ASSERT_EQ(kits[0].users.size(), 1U);
+  EXPECT_EQ(kits[0].users[0].journal, one);
   EXPECT_TRUE(kits[1].kit.bytes == new_kit.bytes);
-  EXPECT_EQ(kits[1].journals, std::vector{one});
+  ASSERT_EQ(kits[1].users.size(), 1U);
+  EXPECT_EQ(kits[1].users[0].journal, one);
   EXPECT_EQ(nats_engine.ask(options, {.hosts = {"web2"}})->kits().size(), 1U);
-  EXPECT_EQ(nats_engine.ask(options, {})->kits().at(1).journals.size(), 2U);
+  EXPECT_EQ(nats_engine.ask(options, {})->kits().at(1).users.size(), 2U);
 
   // The fleet.
   engine->tell(two, {.waiting_bytes = 77, .given_up = 5, .is_given_up_exact = false});

@@ -63,19 +63,12 @@ TEST(NatsSubject, OfAQuestionAreFew) {
                   "kplog.b.2.*", "kplog.b.3.*", "kplog.b.-.*"}));
 }
 
-TEST(NatsSubject, FitsPatternsOfHosts) {
-  for (const auto& [text, pattern] :
-       std::vector<std::pair<const char*, const char*>>{{"web1", "web1"},
-                                                        {"web1", "web?"},
-                                                        {"web1", "*"},
-                                                        {"", "*"},
-                                                        {"", ""},
-                                                        {"web1", "w*1"},
-                                                        {"aXbXc", "*X*c"},
-                                                        {"web1", "web1*"},
-                                                        {"a[b]", "a[b]"}})
-    EXPECT_TRUE(is_like_pattern(text, pattern)) << text << " " << pattern;
-  for (const auto& [text, pattern] : std::vector<std::pair<const char*, const char*>>{
-           {"web1", "web"}, {"web", "web?"}, {"", "?"}, {"web1", "w*2"}, {"a", ""}, {"b", "[b]"}})
-    EXPECT_FALSE(is_like_pattern(text, pattern)) << text << " " << pattern;
+TEST(NatsSubject, OfAQuestionForHostsAreThoseThatFit) {
+  const nats_subjects subjects("nats://a", "KPLOG");
+  const nats_record_filter filter(subjects, {.hosts = {"web?", "日本?", "db*.example", "[b]"}});
+  for (const char* host : {"web1", "webü", "日本語", "db.example", "db1.example", "[b]"})
+    EXPECT_TRUE(filter.is_host(host)) << host;
+  for (const char* host : {"web", "web12", "日本", "日本語1", "db1", "b", ""})
+    EXPECT_FALSE(filter.is_host(host)) << host;
+  EXPECT_TRUE(nats_record_filter(subjects, {}).is_host("any"));
 }

@@ -183,8 +183,8 @@ TEST(PostgresqlArchive, HasTheKitsOfTheJournalsThatAreAskedFor) {
     std::vector<std::string> texts;
     for (const archived_kit& kit : postgresql_engine.ask(server.options(), query)->kits()) {
       texts.push_back(kit.kit.bytes + ":");
-      for (const journal_identity& journal : kit.journals)
-        texts.back() += journal.host + journal.journal;
+      for (const kit_user& user : kit.users)
+        texts.back() += user.journal.host + user.journal.journal;
     }
     return texts;
   };
