@@ -24,6 +24,7 @@ struct pg_advice_row {
 
 static constexpr std::array pg_advice_rows = {
     pg_advice_row{"3D000", "there is no such database: createdb makes one"},
+    pg_advice_row{"55P03", "somebody reads or sends there: pg_stat_activity tells who"},
     pg_advice_row{"53100", "its disk is full"},
     pg_advice_row{"53300", "it has no connection left: max_connections"},
     pg_advice_row{"25006", "it only reads: a standby?"},

@@ -14,14 +14,15 @@ declare
   found text := 'none';
 begin
   perform pg_advisory_xact_lock(hashtextextended('kplog.schema', 0));
-  if to_regclass('kplog.version') is not null then
+  if exists (select from pg_class c join pg_namespace n on n.oid = c.relnamespace
+             where n.nspname = 'kplog' and c.relname = 'version') then
     execute 'select version::text from kplog.version' into found;
     if found is distinct from '1' then
       raise exception 'the schema "kplog" has version %, not 1', coalesce(found, 'none')
         using hint = 'it stays as it is: another database, or the kplog that made it';
     end if;
-  elsif to_regnamespace('kplog') is not null and exists (
-      select from pg_class where relnamespace = to_regnamespace('kplog')) then
+  elsif exists (select from pg_class c join pg_namespace n on n.oid = c.relnamespace
+                where n.nspname = 'kplog') then
     raise exception 'the schema "kplog" is another''s: it has no version'
       using hint = 'it stays as it is: another database (createdb)';
   end if;
@@ -226,7 +227,7 @@ declare
   its_name text := 'record_' || to_char(a_part, 'YYYYMMDD');
   is_live boolean := (select has_live_index from kplog.setting);
 begin
-  perform pg_advisory_xact_lock(hashtextextended('kplog.make_part', 0));
+  perform from kplog.version for update;  -- one at a time; users can hold no such lock
   if exists (select from kplog.part p where p.part = a_part) then
     return false;
   end if;
@@ -277,8 +278,8 @@ begin
   end if;
 end $$;
 
--- Makes the index over attributes of the earliest day that is done and has none, unless another
--- session does just that. The day, or nothing. Partitions that are new have time to be filled, as
+-- Makes the index over attributes of the earliest day that is done and has none, and gets none from
+-- another session just now. The day, or nothing. Partitions that are new have time to be filled, as
 -- those of days gone by have when a machine was away.
 create or replace function kplog.finish_day() returns date
 language plpgsql security definer set search_path = pg_catalog, pg_temp as $$
@@ -286,12 +287,10 @@ declare
   today date := (clock_timestamp() at time zone 'UTC')::date;
   next kplog.part;
 begin
-  if not pg_try_advisory_xact_lock(hashtextextended('kplog.finish_day', 0)) then
-    return null;
-  end if;
   select * into next from kplog.part p
     where not p.is_finished and p.part < today - 1
-      and p.made < clock_timestamp() - interval '12 hours' order by p.part limit 1;
+      and p.made < clock_timestamp() - interval '12 hours' order by p.part limit 1
+      for update skip locked;
   if not found then
     return null;
   end if;
@@ -331,7 +330,8 @@ begin
   end loop;
   delete from kplog.record r using pg_temp.pruned p
     where r.part = 'infinity' and p.part = 'infinity' and r.segment = p.id;
-  return query select p.day, sum(p.records)::bigint from pg_temp.pruned p group by 1 order by 1;
+  return query select p.day, least(sum(p.records), 9223372036854775807)::bigint
+    from pg_temp.pruned p group by 1 order by 1;
   drop table pg_temp.pruned;
 end $$;
 )sql";
@@ -382,10 +382,18 @@ std::string pg_schema(const engine_options& options) {
        {pg_schema_begin, pg_schema_tables, pg_schema_reading, pg_schema_upkeep, pg_schema_rights})
     text += part;
   text += "insert into kplog.setting (has_live_index) values (" + live +
-          ")\n  on conflict ((true)) do update set has_live_index = excluded.has_live_index;\n"
+          ")\n  on conflict ((true)) do nothing;\n"
           "insert into kplog.part (part, name, is_finished)\n"
           "  values ('infinity', 'record_other', false) on conflict do nothing;\n";
   return text + "commit;\n";
+}
+
+// Making it again would wait for whoever uses it, and they for that.
+static bool has_this_version(pg_connection& connection) {
+  const bool is_there =
+      connection.ask("select to_regclass('kplog.version') is not null").truth(0, 0);
+  return is_there &&
+         connection.ask("select exists (select from kplog.version where version = 1)").truth(0, 0);
 }
 
 void pg_create(const engine_options& options) {
@@ -393,5 +401,8 @@ void pg_create(const engine_options& options) {
                            "a new schema needs CREATE on the database; one that is there belongs "
                            "to who made it");
   connection.connect(false);
-  connection.run(pg_schema(options));
+  if (!has_this_version(connection))
+    connection.run(pg_schema(options));
+  else if (options.has_live_index)
+    connection.run("update kplog.setting set has_live_index = true");
 }

@@ -190,6 +190,11 @@ TEST(PostgresqlDays, ThatWerePrunedStayPruned) {
   EXPECT_EQ(rows[2].journal.host, "host3");
   EXPECT_EQ(rows[2].records, 0);
   EXPECT_FALSE(rows[2].told);
+  // A sender may say what it likes of its own.
+  store_day(logs, kept, "host4");
+  ASSERT_EQ(server.sql("update kplog.segment set records = 9223372036854775807", "logs"), "");
+  EXPECT_THAT(view->prune(day_from_now(server, 0)),
+              ElementsAre(dashed(kept) + ": 9223372036854775807 records"));
 }
 
 TEST(PostgresqlSegmentDay, IsReadOfItsName) {
