@@ -140,6 +140,9 @@ static std::string pg_group_condition(pg_statement& statement, const asked_group
   std::string condition = "true";
   if (group.events)
     condition = pg_event_condition(statement, pg_number_array(*group.events), has_unknown_events);
+  if (!group.other_events.empty())
+    condition += " and (r.event is null or r.event <> all (" +
+                 statement.value(pg_number_array(group.other_events)) + "::bigint[]))";
   if (group.attributes.empty()) return "(" + condition + ")";
   std::string attributes = "true";
   for (const asked_attribute& asked : group.attributes)

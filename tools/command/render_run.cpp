@@ -30,27 +30,35 @@ record_rendering::shown_version::shown_version(const render_options& options,
 record_rendering::record_rendering(const render_options& options,
                                    const definition_versions& versions, std::ostream& out,
                                    emit_report& report)
-    : definitions_(versions), out_(out), report_(report) {
-  const auto now = std::chrono::system_clock::now();
-  size_t event_width = 0;
+    : options_(options), definitions_(versions), out_(out), report_(report) {
   for (const auto& version : versions)
-    event_width = std::max(event_width, event_column_width(version->events()));
+    event_width_ = std::max(event_width_, event_column_width(version->events()));
   std::vector<std::vector<std::string>> faults;
   for (const auto& version : versions) {
-    const auto within = version->scope();
-    versions_.push_back(std::make_unique<shown_version>(options, version->events(), event_width,
-                                                        versions.size() > 1, now));
+    add_version(*version);
     faults.push_back(versions_.back()->conditions.group_faults());
   }
   require_sound_groups(faults);
-  if (!options.by.empty()) counts_.emplace(options.by, now);
+  if (!options.by.empty()) counts_.emplace(options.by, now_);
   if (options.last != 0) last_.emplace(options.last);
+}
+
+void record_rendering::add_version(definition_version& version) {
+  const auto within = version.scope();
+  versions_.push_back(std::make_unique<shown_version>(options_, version.events(), event_width_,
+                                                      definitions_.size() > 1, now_));
+}
+
+size_t record_rendering::place_of(const parsed_record& record) {
+  if (choice_ == nullptr) return version_of(record, definitions_);
+  const size_t place = (*choice_)(record);
+  while (versions_.size() < definitions_.size()) add_version(*definitions_[versions_.size()]);
+  return place;
 }
 
 // To be counted a record needs its message only where that decides.
 bool record_rendering::take_if_it_fits(const parsed_record& record) {
-  const size_t place = among_ == nullptr ? version_of(record, definitions_)
-                                         : version_of(record, definitions_, *among_);
+  const size_t place = place_of(record);
   shown_version& version = *versions_[place];
   if (!version.conditions.fit(record)) return false;
   if (!counts_ || version.conditions.ask_for_messages()) {
@@ -120,8 +128,8 @@ void record_rendering::take_kept() {
   }
 }
 
-void record_rendering::take_line(const record_line& line, const std::vector<size_t>& among) {
-  among_ = &among;
+void record_rendering::take_line(const record_line& line, const version_choice& choice) {
+  choice_ = &choice;
   take(line);
 }
 

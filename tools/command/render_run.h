@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <optional>
@@ -60,7 +61,7 @@ struct render_tally {
 class record_rendering {
  public:
   // Raises std::invalid_argument for conditions that no version has anything for, and for a code
-  // page or a form that cannot be had.
+  // page or a form that cannot be had. The options and the versions must live as long.
   record_rendering(const render_options& options, const definition_versions& versions,
                    std::ostream& out, emit_report& report);
 
@@ -78,10 +79,11 @@ class record_rendering {
   // these of what is there at first.
   bool follow(followed_records& records);
   // The same of records that come from elsewhere, one by one: the heading before them, each of them
-  // with the places of the versions that it may be of, what was gathered, and what is shown behind
-  // them.
+  // with what says the place of its version, which may have added that to the versions, what was
+  // gathered, and what is shown behind them.
+  using version_choice = std::function<size_t(const parsed_record& record)>;
   void begin_lines() { versions_.back()->form.append_heading(lines_); }
-  void take_line(const record_line& line, const std::vector<size_t>& among);
+  void take_line(const record_line& line, const version_choice& choice);
   bool has_much() const;
   bool write();
   bool end_lines();
@@ -111,6 +113,8 @@ class record_rendering {
     record_form form;
   };
 
+  void add_version(definition_version& version);
+  size_t place_of(const parsed_record& record);
   bool show_readable(record_files& files, const ending_signals* signals = nullptr);
   bool show_last_of(const std::string& path);
   void take_last_of(file_from_end& file);
@@ -123,8 +127,11 @@ class record_rendering {
   void keep(shown_version& version, const viewed_record& viewed);
   void take_kept();
 
+  const render_options& options_;
   const definition_versions& definitions_;
-  const std::vector<size_t>* among_ = nullptr;  // of these; null: of all
+  const version_choice* choice_ = nullptr;  // null: by what the record tells
+  const std::chrono::system_clock::time_point now_ = std::chrono::system_clock::now();
+  size_t event_width_ = 0;
   std::vector<std::unique_ptr<shown_version>> versions_;
   stored_line_reader stored_lines_;  // most lines are such
   parsed_record stored_;             // that was read so

@@ -28,6 +28,7 @@ struct asked_attribute {
 // Conditions that all hold.
 struct asked_group {
   std::optional<std::vector<uint32_t>> events = {};  // one of these, or unknown ones; nothing: any
+  std::vector<uint32_t> other_events = {};           // none of these
   std::vector<asked_attribute> attributes = {};
 };
 

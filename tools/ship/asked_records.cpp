@@ -1,6 +1,7 @@
 #include "tools/ship/asked_records.h"
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 #include <stdexcept>
 
@@ -136,8 +137,11 @@ static std::optional<asked_attribute> asked_attribute_of(const std::string& cond
   if (families.has_boolean && is_equality && (value == "true" || value == "false"))
     asked.boolean = value == "true";
   if (families.has_integer) asked.integer = number_of<int64_t>(value);
-  // Line breaks of texts are compared as the two characters that entries keep.
-  if (families.has_text && is_equality && value.find_first_of("\\\r\n") == std::string::npos)
+  // Line breaks of texts are compared as the two characters that entries keep. An engine may have
+  // no NUL, and nothing that is not in UTF-8.
+  constexpr std::string_view not_asked("\\\r\n\0", 4);
+  if (families.has_text && is_equality && value.find_first_of(not_asked) == std::string::npos &&
+      utf8_first_invalid(value) == std::string::npos)
     asked.text = value;
   // What is equal is of the same kind; only a text that is not told may be equal otherwise.
   asked.others_fit = !is_equality || (families.has_text && !asked.text);
@@ -163,6 +167,20 @@ archive_query query_of(const find_options& options, const definition_versions& v
       if (auto attribute = asked_attribute_of(condition, versions))
         asked.attributes.push_back(std::move(*attribute));
     query.groups.push_back(std::move(asked));
+  }
+  return query;
+}
+
+archive_query query_to_follow(const find_options& options, const definition_versions& versions,
+                              std::chrono::system_clock::time_point now) {
+  archive_query query = query_without_events(options, now);
+  query.follows = true;
+  for (const condition_group& group : options.groups) {
+    asked_group& asked = query.groups.emplace_back();
+    if (group.events.empty()) continue;
+    const std::set<uint32_t> fitting = events_that_fit(group.events, versions, now);
+    std::ranges::set_difference(events_of(versions), fitting,
+                                std::back_inserter(asked.other_events));
   }
   return query;
 }

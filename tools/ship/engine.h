@@ -124,8 +124,8 @@ using day_counts = std::map<day_event, uint64_t>;
 std::string day_with_dashes(std::string day);
 
 // The event under which a record counts whose event its sender's definitions did not know: the
-// number that it tells first, as the stored form does, so that definitions which come later change no
-// count; 0: it tells none.
+// number that it tells first, as the stored form does, so that definitions which come later change
+// no count; 0: it tells none.
 uint32_t event_of_unknown(std::string_view record);
 
 // What is there of a journal.

@@ -3,6 +3,7 @@
 
 #include <random>
 
+#include "recording/records/stored_start.h"
 #include "recording/text/check_sum.h"
 #include "tests/engines/command/fleet_fixture.h"
 
@@ -47,6 +48,8 @@ static const std::vector<std::string> conditions = {
     "--where USER_NAME=\"x' OR 1=1 --\"",
     R"(--where 'TEXT="a\\nb\\\\"')",
     "--where 'TEXT=\"\"'",
+    R"(--where 'TEXT="a\u0000b"')",
+    "--where 'TEXT=\xff'",
     "--where 'OK=true' --where 'SHARE=0.5'",
     "--where 'SHARE=NaN'",
     "--where 'SHARE<=0'",
@@ -182,6 +185,54 @@ TYPED_TEST(Fleet, ShowsByTheDefinitionsThatWereSentLast) {
   send("web2", "second");
   this->expect_same("web1/shop", "web1", "first", "--locale en_US");
   this->expect_same("web2/shop", "web2", "second", "--locale en_US");
+}
+
+TYPED_TEST(Fleet, FollowsByDefinitionsThatComeLater) {
+  prepare(this->server_, this->fleet_);
+  const std::string address = this->server_.address();
+  const std::string begin = "kplog: 1\nlog_version: \"";
+  const std::string boot = "\"\nevents:\n  BOOT: {id: 1, message: \"";
+  this->fleet_.make_set("red",
+                        begin + "2.0" + boot + "red\"}\n  CALL: {id: 2, message: \"call\"}\n");
+  this->fleet_.make_set("blue", begin + "2.0" + boot + "blue\"}\n");
+  this->fleet_.make_set("later",
+                        begin + "3.0" + boot + "later\"}\n  BACK: {id: 9, message: \"back\"}\n");
+  const auto send = [&](const std::string& machine, const std::string& set,
+                        const std::string& records) {
+    this->fleet_.emit(machine, set, records);
+    this->fleet_.ship(machine, set, address, "-q --once");
+  };
+  const std::string now = text_of_instant(time(nullptr));
+  const auto called = [&](const std::string& event) {
+    return R"({"event":")" + event + R"(","time":")" + now + "\"}\n";
+  };
+  running_command follower(this->fleet_.path(),
+                           {"render", "--locale", "en_US", "--follow", "--event", "B*", "--since",
+                            "1 hour ago", address});
+  EXPECT_TRUE(follower.wait_for_err(address + " has no records by now; they are waited for"));
+  send("web2", "blue", event_line("BOOT"));
+  send("web1", "red", called("CALL") + called("BOOT"));
+  EXPECT_EQ(follower.out_line(), "red");
+  send("web2", "blue", called("BOOT"));
+  EXPECT_EQ(follower.out_line(), "blue") << "its definitions came with a record that was too old";
+  send("web3", "later", called("BACK"));
+  EXPECT_EQ(follower.out_line(), "back");
+  send("web1", "later", called("BOOT") + called("BACK"));
+  EXPECT_EQ(follower.out_line(), "later");
+  EXPECT_EQ(follower.out_line(), "back");
+  follower.signal(SIGTERM);
+  const command_end end = follower.wait_for_end();
+  EXPECT_EQ(end.status, 0) << end.err;
+}
+
+TYPED_TEST(Fleet, WaitingForTheFirstRecordEndsAtASignal) {
+  prepare(this->server_, this->fleet_);
+  running_command follower(this->fleet_.path(), {"render", "--follow", this->server_.address()});
+  EXPECT_TRUE(follower.wait_for_err("they are waited for"));
+  follower.signal(SIGINT);
+  const command_end end = follower.wait_for_end();
+  EXPECT_EQ(end.status, 0);
+  EXPECT_EQ(end.out, "");
 }
 
 // A record at a place, as the stored form has it.
