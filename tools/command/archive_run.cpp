@@ -8,6 +8,7 @@
 #include <ostream>
 #include <set>
 #include <tuple>
+#include <utility>
 
 #include "recording/records/entry.h"
 #include "recording/text/escape.h"
@@ -76,14 +77,7 @@ static void wait_for_kits(const asked_engine& engine, const archive_query& query
                           const ending_signals& signals, archived_versions& versions,
                           emit_report& report) {
   static constexpr milliseconds between_tries(500);
-  const auto is_there = [&] {
-    try {
-      return !engine.kits({}).empty();
-    } catch (const engine_error&) {
-      if (signals.ending() == 0) throw;
-      return false;
-    }
-  };
+  const auto is_there = [&] { return !engine.kits({}).empty(); };
   if (!is_there()) {
     report.problem("followed-file"_rule,
                    engine.access.address + " has no records by now; they are waited for");
@@ -137,11 +131,10 @@ class later_kits {
     const bool is_known = !record.version || record.version->text == events.version();
     if (versions_.has(journal) && is_known && find_event(events, record.event) != nullptr)
       return false;
-    if (versions_.has(journal) && !may_look()) return false;
-    return looked_for_
-        .insert({journal, std::string(is_known ? "" : record.version->text),
-                 std::string(record.event.text)})
-        .second;
+    lack lacking{journal, is_known ? "" : record.version->text, record.event.text};
+    if (looked_for_.contains(lacking) || (versions_.has(journal) && !may_look())) return false;
+    looked_for_.insert(std::move(lacking));
+    return true;
   }
 
   bool may_look() {
@@ -302,5 +295,10 @@ command_outcome show_archive(const render_options& given, std::ostream& out, emi
   // Held back before an engine's library has threads of its own, which would take them.
   const ending_signals signals;
   engine.access.is_to_end = [&signals] { return signals.ending() != 0; };
-  return follow_archive(engine, options, signals, out, report, log);
+  try {
+    return follow_archive(engine, options, signals, out, report, log);
+  } catch (const engine_error&) {
+    if (signals.ending() == 0) throw;
+  }
+  return command_outcome::good;
 }
