@@ -13,7 +13,6 @@ do $$
 declare
   found text := 'none';
 begin
-  perform pg_advisory_xact_lock(hashtextextended('kplog.schema', 0));
   if exists (select from pg_class c join pg_namespace n on n.oid = c.relnamespace
              where n.nspname = 'kplog' and c.relname = 'version') then
     execute 'select version::text from kplog.version' into found;
@@ -227,7 +226,10 @@ declare
   its_name text := 'record_' || to_char(a_part, 'YYYYMMDD');
   is_live boolean := (select has_live_index from kplog.setting);
 begin
-  perform from kplog.version for update;  -- one at a time; users can hold no such lock
+  if exists (select from kplog.part p where p.part = a_part) then
+    return false;
+  end if;
+  perform from kplog.version for update;  -- one at a time
   if exists (select from kplog.part p where p.part = a_part) then
     return false;
   end if;
@@ -323,6 +325,8 @@ begin
     update kplog.segment s set is_pruned = true where s.day < before and not s.is_pruned
     returning s.id, s.day, s.part, s.records)
   insert into pg_temp.pruned select * from now_pruned;
+  -- Before their tables, as finish_day does.
+  perform from kplog.part p where p.part < before order by p.part for update;
   for gone in select * from kplog.part p where p.part < before order by p.part loop
     execute format('alter table kplog.record detach partition kplog.%I', gone.name);
     execute format('drop table kplog.%I', gone.name);
@@ -382,7 +386,8 @@ std::string pg_schema(const engine_options& options) {
        {pg_schema_begin, pg_schema_tables, pg_schema_reading, pg_schema_upkeep, pg_schema_rights})
     text += part;
   text += "insert into kplog.setting (has_live_index) values (" + live +
-          ")\n  on conflict ((true)) do nothing;\n"
+          ")\n  on conflict ((true)) do update"
+          " set has_live_index = setting.has_live_index or excluded.has_live_index;\n"
           "insert into kplog.part (part, name, is_finished)\n"
           "  values ('infinity', 'record_other', false) on conflict do nothing;\n";
   return text + "commit;\n";
@@ -396,13 +401,21 @@ static bool has_this_version(pg_connection& connection) {
          connection.ask("select exists (select from kplog.version where version = 1)").truth(0, 0);
 }
 
+static void pg_make(pg_connection& connection, const engine_options& options) {
+  try {
+    connection.run(pg_schema(options));
+  } catch (const engine_error&) {
+    // Somebody else may have made it meanwhile.
+    connection.run("rollback");
+    if (!has_this_version(connection)) throw;
+  }
+}
+
 void pg_create(const engine_options& options) {
   pg_connection connection(options, true,
                            "a new schema needs CREATE on the database; one that is there belongs "
                            "to who made it");
   connection.connect(false);
-  if (!has_this_version(connection))
-    connection.run(pg_schema(options));
-  else if (options.has_live_index)
-    connection.run("update kplog.setting set has_live_index = true");
+  if (!has_this_version(connection)) pg_make(connection, options);
+  if (options.has_live_index) connection.run("update kplog.setting set has_live_index = true");
 }

@@ -2,6 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <thread>
+#include <vector>
+
 #include "engines/postgresql/engine.h"
 #include "engines/postgresql/segment_day.h"
 #include "tests/engines/postgresql/database_server.h"
@@ -134,6 +137,28 @@ TEST(PostgresqlDays, AreFinishedWhenTheyAreDone) {
   const std::string tomorrow = day_from_now(server, 1);
   store_day(logs, tomorrow);
   EXPECT_EQ(indexed(), "record_" + done + "\nrecord_" + tomorrow + "\n");
+}
+
+TEST(PostgresqlDays, MayBeFinishedWhileTheyArePruned) {
+  const database_server server;
+  postgresql_engine.create(server.options());
+  for (int round = 0; round < 3; ++round) {
+    ASSERT_EQ(server.sql("update kplog.setting set pruned_before = null;"
+                         "do $$ begin perform kplog.make_part(current_date - n)"
+                         " from generate_series(5, 34) n; end $$;"
+                         "update kplog.part set made = made - interval '13 hours'"),
+              "");
+    std::vector<std::jthread> finishing;
+    for (int i = 0; i < 2; ++i)
+      finishing.emplace_back([&server] {
+        std::string day;
+        do {
+          day = server.sql("select kplog.finish_day()");
+          EXPECT_FALSE(day.starts_with("ERROR")) << day;
+        } while (day.size() > 1 && !day.starts_with("ERROR"));
+      });
+    EXPECT_EQ(server.sql("select * from kplog.prune(current_date - 4)"), "");
+  }
 }
 
 TEST(PostgresqlDays, ThatWerePrunedStayPruned) {

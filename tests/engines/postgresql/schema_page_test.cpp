@@ -22,9 +22,13 @@ TEST(PostgresqlSchemaPage, NamesEverythingThatIsThere) {
   {  // whoever makes it at the same time
     std::vector<std::jthread> makers;
     for (int i = 0; i < 4; ++i)
-      makers.emplace_back(
-          [&server] { EXPECT_NO_THROW(postgresql_engine.create(server.options())); });
+      makers.emplace_back([&server, i] {
+        engine_options options = server.options();
+        options.has_live_index = i == 2;
+        EXPECT_NO_THROW(postgresql_engine.create(options));
+      });
   }
+  EXPECT_EQ(server.sql("select has_live_index from kplog.setting"), "t\n");
   const std::string page = documentation_page("shipping-schema.md");
   for (const std::string& table : lines_in(server.sql(
            "select table_name from information_schema.tables where table_schema = 'kplog' and"

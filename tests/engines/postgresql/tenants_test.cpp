@@ -173,4 +173,15 @@ TEST(PostgresqlTenants, CannotGetAtEachOtherByHand) {
   EXPECT_EQ(server.sql("select * from kplog.segment where host = 'host1' order by id"), before);
   EXPECT_EQ(server.sql("select tenant, count(*) from kplog.record group by 1 order by 1"),
             "blue|3\nred|3\n");
+  // Nor are they held up by a segment that another begins, of a day that is there.
+  const database_session standing(server, "red");
+  EXPECT_EQ(standing
+                .sql("begin; select is_new_day from kplog.begin_segment('h', 'j', "
+                     "'shop.20261115.0007.jsonl', 1, '2026-11-15')")
+                .substr(0, 2),
+            "f\n");
+  EXPECT_EQ(server.sql("set lock_timeout = '5s'; select is_new_day from kplog.begin_segment('h', "
+                       "'j', 'shop.20261115.0008.jsonl', 1, '2026-11-15')",
+                       "blue"),
+            "f\n");
 }
