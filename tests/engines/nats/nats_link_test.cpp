@@ -161,6 +161,14 @@ TEST(NatsLink, EndsWhenItIsToEnd) {
   nats_eventually([&] { store_lines(*engine, journal, segment, 50, 100); });
 }
 
+// Whose password is the first letter.
+static engine_options of_user(const nats_servers& servers, const std::string& user) {
+  engine_options options = servers.options();
+  options.user = user;
+  options.password = user.substr(0, 1);
+  return options;
+}
+
 TEST(NatsLink, NeedsFewRights) {
   const std::string asked =
       "\"$JS.API.STREAM.INFO.*\", \"$JS.API.STREAM.MSG.GET.*\", \"$JS.API.CONSUMER.>\", "
@@ -173,12 +181,7 @@ TEST(NatsLink, NeedsFewRights) {
           asked + answers + "{ user: reader, password: r, permissions: { publish: [" + asked +
           answers + "{ user: nobody, password: n, permissions: { publish: [\"x\"" + answers +
           "] }\n");
-  const auto as = [&](const std::string& user) {
-    engine_options options = servers.options();
-    options.user = user;
-    options.password = user.substr(0, 1);
-    return options;
-  };
+  const auto as = [&](const std::string& user) { return of_user(servers, user); };
   nats_engine.create(as("keeper"));
   const journal_identity journal{"web1", "/var/log/shop/shop"};
   made_segment segment("shop.20261115.0001.jsonl");
@@ -200,6 +203,25 @@ TEST(NatsLink, NeedsFewRights) {
   const std::string error = refusal(refused);
   EXPECT_TRUE(error.starts_with(refused.address + ": cannot ask for the stream KPLOG: ")) << error;
   EXPECT_NE(error.find("Permissions Violation"), std::string::npos) << error;
+}
+
+TEST(NatsLink, HasTenantsThatAreAccounts) {
+  const nats_servers servers(1,
+                             "accounts {\n"
+                             "red { jetstream: enabled, users: [ { user: red, password: r } ] }\n"
+                             "blue { jetstream: enabled, users: [ { user: blue, password: b } ] }\n"
+                             "}\n");
+  const auto as = [&](const std::string& user) { return of_user(servers, user); };
+  const journal_identity journal{"web1", "/var/log/shop/shop"};
+  for (const std::string user : {"red", "blue"}) {
+    nats_engine.create(as(user));
+    EXPECT_TRUE(nats_engine.view(as(user))->rows().empty()) << user;
+    made_segment segment("shop.20261115.0001.jsonl");
+    for (int i = 0; i < 10; ++i) segment.add(user + std::to_string(i), 1, 3);
+    send_segment(*nats_engine.open(as(user)), journal, segment, 5);
+    EXPECT_TRUE(placed_texts(*nats_engine.ask(as(user), {})) == placed_texts(journal, segment));
+  }
+  EXPECT_EQ(nats_engine.view(as("red"))->rows().size(), 1U);
 }
 
 TEST(NatsLink, MakesTheStreamsThatItShows) {
