@@ -5,11 +5,17 @@
 #include "engines/common/digest.h"
 #include "engines/nats/json.h"
 
+static archive_query of_any_event(archive_query query) {
+  query.groups.clear();
+  return query;
+}
+
 nats_archive::nats_archive(engine_options options, archive_query query)
     : link_(std::move(options)),
       query_(std::move(query)),
       subjects_(link_.options().address, link_.options().stream),
       filter_(subjects_, query_),
+      arriving_(subjects_, of_any_event(query_)),
       scan_(
           link_,
           {.subjects = filter_.subjects(),
@@ -123,7 +129,7 @@ bool nats_archive::next_arrival(archived_record& record, std::chrono::millisecon
 }
 
 void nats_archive::take_arrivals(natsMsg* message) {
-  if (!filter_.may_fit(natsMsg_GetSubject(message))) return;
+  if (!arriving_.may_fit(natsMsg_GetSubject(message))) return;
   const std::string_view bytes(natsMsg_GetData(message),
                                static_cast<size_t>(natsMsg_GetDataLength(message)));
   for_each_piece(bytes, [&](const record_piece& piece) {

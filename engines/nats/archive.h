@@ -34,6 +34,7 @@ class nats_archive : public record_archive {
   archive_query query_;
   nats_subjects subjects_;
   nats_record_filter filter_;
+  nats_record_filter arriving_;  // of what comes while they are followed
   nats_record_scan scan_;
   bool is_scanned_ = false;
   nats_record_scan::found_record found_;

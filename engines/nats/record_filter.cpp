@@ -14,18 +14,13 @@ nats_record_filter::nats_record_filter(const nats_subjects& subjects, const arch
       hosts_(query.hosts),
       lowest_level_(query.lowest_level),
       highest_level_(query.highest_level) {
-  if (query.groups.empty()) return;
-  events_.emplace();
-  const std::vector<uint32_t>& others = query.groups.front().other_events;
-  other_events_ = {others.begin(), others.end()};
+  if (!query.groups.empty()) events_.emplace();
   for (const asked_group& group : query.groups) {
-    std::erase_if(other_events_, [&](uint32_t event) {
-      return std::ranges::find(group.other_events, event) == group.other_events.end();
-    });
-    if (!group.events)
+    if (!group.events) {
       events_.reset();
-    else if (events_)
-      events_->insert(group.events->begin(), group.events->end());
+      return;
+    }
+    events_->insert(group.events->begin(), group.events->end());
   }
 }
 
@@ -72,11 +67,10 @@ bool nats_record_filter::may_fit(std::string_view subject) const {
   const size_t level_at = subject.rfind('.') + 1;
   const auto level = number_of<unsigned>(subject.substr(level_at));
   if (level && (*level < lowest_level_ || *level > highest_level_)) return false;
-  if (level_at == 0) return true;
+  if (!events_ || level_at == 0) return true;
   const std::string_view before = subject.substr(0, level_at - 1);
   const auto event = number_of<uint32_t>(before.substr(before.rfind('.') + 1));
-  if (!event) return true;
-  return (!events_ || events_->contains(*event)) && !other_events_.contains(*event);
+  return !event || events_->contains(*event);
 }
 
 bool nats_record_filter::is_host(std::string_view host) const {

@@ -32,7 +32,6 @@ class nats_record_filter {
   const nats_subjects& subjects_;
   std::vector<std::string> hosts_;            // none: any
   std::optional<std::set<uint32_t>> events_;  // nothing: any
-  std::set<uint32_t> other_events_;           // none of these
   unsigned lowest_level_;
   unsigned highest_level_;
 };

@@ -5,6 +5,7 @@
 
 #include "engines/postgresql/batch_facts.h"
 #include "engines/postgresql/question.h"
+#include "recording/text/number.h"
 #include "tools/find/name_pattern.h"
 
 using pg_archive_clock = std::chrono::steady_clock;
@@ -12,8 +13,11 @@ using pg_archive_clock = std::chrono::steady_clock;
 pg_archive::pg_archive(const engine_options& options, const archive_query& query)
     : options_(options),
       query_(query),
+      arriving_(query),
       connection_(options, false, pg_needs_read),
-      contained_(contained_attributes(query)) {}
+      contained_(contained_attributes(query)) {
+  arriving_.groups.clear();
+}
 
 bool pg_archive::is_asked_host(std::string_view host) const {
   return query_.hosts.empty() ||
@@ -121,9 +125,18 @@ void pg_archive::take_segments(const pg_result& found, bool is_moved) {
       if (shown.again == now.again) segment.lines_before = shown.lines;
       shown = now;
     }
+    if (is_moved) segment.first_arrival = first_arrival_of(segment);
     if (segment.batch_before < segment.batch && may_hold(segment))
       segments_.push_back(std::move(segment));
   }
+}
+
+// Of a segment that was left out before because nothing in it fits, it is the last batch: they are
+// looked for more often than they come.
+int64_t pg_archive::first_arrival_of(const segment_part& segment) const {
+  const bool was_left_out =
+      segment.batch_before == 0 && number_of<int64_t>(segment.id).value_or(0) <= last_segment_;
+  return was_left_out ? segment.batch : segment.batch_before + 1;
 }
 
 // Where an index over attributes says so for the day, a segment is left out.
@@ -164,7 +177,15 @@ void pg_archive::begin_page() {
   statement.add(digest_).text("::bigint) and r.batch <= ").add(std::to_string(segment.batch));
   if (segment.batch_before > 0)
     statement.text(" and r.batch > ").add(std::to_string(segment.batch_before));
-  add_record_conditions(statement, query_, segment.has_unknown_events);
+  add_record_conditions(statement, query_);
+  if (!segment.first_arrival) {
+    add_group_conditions(statement, query_, segment.has_unknown_events);
+  } else if (*segment.first_arrival > segment.batch_before + 1) {
+    statement.text(" and (r.batch >= ").add(std::to_string(*segment.first_arrival));
+    statement.text("::bigint or (true");
+    add_group_conditions(statement, query_, segment.has_unknown_events);
+    statement.text("))");
+  }
   if (const auto found = candidates_.find(segment.part);
       found != candidates_.end() && found->second)
     statement.text(" and r.line in (select kplog.lines_with(")
@@ -211,8 +232,8 @@ bool pg_archive::next_stored() {
 void pg_archive::list_moved() {
   pg_statement statement;
   statement.text(pg_segment_columns).text(" and s.moved >= ").add(moved_since_).text("::xid8");
-  add_pg_host_condition(statement, query_);
-  add_segment_conditions(statement, query_);
+  add_pg_host_condition(statement, arriving_);
+  add_segment_conditions(statement, arriving_);
   statement.text(pg_segment_order);
   try {
     // Both see the same.
@@ -252,8 +273,12 @@ void pg_archive::tell(archived_record& record) const {
 
 bool pg_archive::next(archived_record& record, std::chrono::milliseconds patience) {
   if (connection_.connect()) is_in_page_ = false;  // which goes on behind the last record
-  if (query_.follows && moved_since_.empty())
-    moved_since_ = connection_.ask("select pg_snapshot_xmin(pg_current_snapshot())").value(0, 0);
+  if (query_.follows && moved_since_.empty()) {
+    const pg_result now = connection_.ask(
+        "select pg_snapshot_xmin(pg_current_snapshot()), coalesce(max(id), 0) from kplog.segment");
+    moved_since_ = now.value(0, 0);
+    last_segment_ = now.number(0, 1);
+  }
   bool has_one = next_stored();
   if (!has_one && query_.follows) {
     is_following_ = true;

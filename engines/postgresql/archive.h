@@ -35,6 +35,7 @@ class pg_archive : public record_archive {
     int64_t lines_before = 0;  // of these all are shown
     int64_t batch_before = 0;
     int64_t batch = 0;
+    std::optional<int64_t> first_arrival = {};  // the batch that came first while it was followed
     bool has_unknown_events = false;
   };
   // What is shown of a segment, where they are followed.
@@ -48,6 +49,7 @@ class pg_archive : public record_archive {
   bool next_journal();
   void list_segments(const std::string& host, const std::string& journal);
   void take_segments(const pg_result& found, bool is_moved);
+  int64_t first_arrival_of(const segment_part& segment) const;
   bool may_hold(const segment_part& segment);
   const std::optional<std::set<std::string>>& candidates(const std::string& part);
   void begin_page();
@@ -59,6 +61,7 @@ class pg_archive : public record_archive {
 
   engine_options options_;
   archive_query query_;
+  archive_query arriving_;  // of what comes while they are followed
   pg_connection connection_;
   std::optional<std::vector<std::string>> contained_;
 
@@ -76,7 +79,8 @@ class pg_archive : public record_archive {
   pg_result row_;
 
   std::unordered_map<std::string, shown_part> shown_;
-  std::string moved_since_;  // transactions before that are shown
+  std::string moved_since_;   // transactions before that are shown
+  int64_t last_segment_ = 0;  // that there was when this began
 };
 
 #endif

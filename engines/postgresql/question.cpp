@@ -140,9 +140,6 @@ static std::string pg_group_condition(pg_statement& statement, const asked_group
   std::string condition = "true";
   if (group.events)
     condition = pg_event_condition(statement, pg_number_array(*group.events), has_unknown_events);
-  if (!group.other_events.empty())
-    condition += " and (r.event is null or r.event <> all (" +
-                 statement.value(pg_number_array(group.other_events)) + "::bigint[]))";
   if (group.attributes.empty()) return "(" + condition + ")";
   std::string attributes = "true";
   for (const asked_attribute& asked : group.attributes)
@@ -151,8 +148,7 @@ static std::string pg_group_condition(pg_statement& statement, const asked_group
          ") from kplog.attributes(r.record) a))";
 }
 
-void add_record_conditions(pg_statement& statement, const archive_query& query,
-                           bool has_unknown_events) {
+void add_record_conditions(pg_statement& statement, const archive_query& query) {
   if (query.lowest_level > 0)
     statement.text(" and (r.level is null or r.level >= ")
         .add(std::to_string(query.lowest_level))
@@ -166,6 +162,10 @@ void add_record_conditions(pg_statement& statement, const archive_query& query,
       statement.text(std::string(" and (r.time is null or r.time") + sign + "to_timestamp(")
           .add(std::to_string(*bound))
           .text("::float8))");
+}
+
+void add_group_conditions(pg_statement& statement, const archive_query& query,
+                          bool has_unknown_events) {
   // By these alone an index finds them, also where there are several groups.
   const std::optional<std::set<int64_t>> events = pg_asked_events(query);
   if (events && query.groups.size() > 1)

@@ -32,9 +32,11 @@ class pg_statement {
 // Which segments may hold what is asked for, as conditions behind others: " and ...".
 void add_segment_conditions(pg_statement& statement, const archive_query& query);
 
-// Which records of a segment. `has_unknown_events`: the segment holds some.
-void add_record_conditions(pg_statement& statement, const archive_query& query,
-                           bool has_unknown_events);
+// Which records of a segment, but for the groups, and by these. `has_unknown_events`: the segment
+// holds some.
+void add_record_conditions(pg_statement& statement, const archive_query& query);
+void add_group_conditions(pg_statement& statement, const archive_query& query,
+                          bool has_unknown_events);
 
 // Objects of JSON of which one is in the attributes of every record that is asked for; nothing
 // where there are no such.

@@ -58,6 +58,13 @@ open_descriptor followed_journal::open_folder() const {
   return folder;
 }
 
+// Whichever of the descriptors is lacking that a folder takes.
+static std::string told_fault(const file_error& error, const std::string& folder) {
+  if (!says_no_descriptor(error.error())) return error.what();
+  return file_error(file_use::writing, "open the folder", terminal_text(folder), error.error())
+      .what();
+}
+
 // Nothing is missed between the watch and what is found behind it.
 void followed_journal::read_folder() {
   watch_.watch_folder(journal_.folder);
@@ -68,8 +75,9 @@ void followed_journal::read_folder() {
     });
     fault_.clear();
   } catch (const file_error& error) {
-    if (fault_ != error.what()) rules_.fail(error.what());
-    fault_ = error.what();
+    const std::string fault = told_fault(error, journal_.folder);
+    if (fault_ != fault) rules_.fail(fault);
+    fault_ = fault;
     return;
   }
   open_waiting();

@@ -75,10 +75,11 @@ static void take_kits(const asked_engine& engine, const archive_query& query,
 // The same when something was sent there, or a signal ends that.
 static void wait_for_kits(const asked_engine& engine, const archive_query& query,
                           const ending_signals& signals, archived_versions& versions,
-                          emit_report& report) {
+                          render_options& options, emit_report& report) {
   static constexpr milliseconds between_tries(500);
   const auto is_there = [&] { return !engine.kits({}).empty(); };
   if (!is_there()) {
+    options.are_versions_to_come = true;
     report.problem("followed-file"_rule,
                    engine.access.address + " has no records by now; they are waited for");
     pollfd signal{signals.descriptor(), POLLIN, 0};
@@ -127,12 +128,12 @@ class later_kits {
   using lack = std::tuple<journal_identity, std::string, std::string>;
 
   bool is_lacking(const parsed_record& record, const journal_identity& journal, size_t place) {
+    if (!versions_.has(journal)) return looked_for_.insert({journal, "", ""}).second;
     const event_set& events = versions_.all()[place]->events();
     const bool is_known = !record.version || record.version->text == events.version();
-    if (versions_.has(journal) && is_known && find_event(events, record.event) != nullptr)
-      return false;
+    if (is_known && find_event(events, record.event) != nullptr) return false;
     lack lacking{journal, is_known ? "" : record.version->text, record.event.text};
-    if (looked_for_.contains(lacking) || (versions_.has(journal) && !may_look())) return false;
+    if (looked_for_.contains(lacking) || !may_look()) return false;
     looked_for_.insert(std::move(lacking));
     return true;
   }
@@ -274,12 +275,16 @@ static command_outcome follow_archive(const asked_engine& engine, render_options
                                       const ending_signals& signals, std::ostream& out,
                                       emit_report& report, std::ostream& log) {
   const auto now = std::chrono::system_clock::now();
+  require_readable(options.find);
   archived_versions versions = versions_to_show(options, report);
   const archive_query of_any_time = {.hosts = query_without_events(options.find, now).hosts};
-  if (options.definitions.empty()) wait_for_kits(engine, of_any_time, signals, versions, report);
-  if (versions.all().empty()) return command_outcome::good;
-  const archive_query query = query_to_follow(options.find, versions.all(), now);
+  if (options.definitions.empty())
+    wait_for_kits(engine, of_any_time, signals, versions, options, report);
+  archive_query query = query_to_ask(engine, options, versions, of_any_time, now);
+  query.follows = true;
   options.find.host.reset();  // that of the machine was asked for
+  if (versions.all().empty())
+    return end_of(record_rendering(options, versions.all(), out, report), options, report, log);
   later_kits kits(engine, versions, !options.definitions.empty());
   const command_outcome outcome =
       follow_records_of(*engine.row.ask(engine.access, query), kits, versions.all(), options,

@@ -38,15 +38,16 @@ record_rendering::record_rendering(const render_options& options,
     add_version(*version);
     faults.push_back(versions_.back()->conditions.group_faults());
   }
-  require_sound_groups(faults);
+  if (!options.are_versions_to_come) require_sound_groups(faults);
   if (!options.by.empty()) counts_.emplace(options.by, now_);
   if (options.last != 0) last_.emplace(options.last);
 }
 
 void record_rendering::add_version(definition_version& version) {
   const auto within = version.scope();
+  const bool are_of_several = definitions_.size() > 1 || options_.are_versions_to_come;
   versions_.push_back(std::make_unique<shown_version>(options_, version.events(), event_width_,
-                                                      definitions_.size() > 1, now_));
+                                                      are_of_several, now_));
 }
 
 size_t record_rendering::place_of(const parsed_record& record) {

@@ -41,7 +41,8 @@ struct render_options {
   std::vector<std::string> by;  // what records are counted by; none: they are shown
   size_t line_width = 0;        // of the terminal; 0: none
   bool is_unpaged = false;
-  bool follows = false;  // shows what comes later, too
+  bool follows = false;               // shows what comes later, too
+  bool are_versions_to_come = false;  // none is there yet: conditions may be about those
   report_options report;
 };
 

@@ -8,6 +8,7 @@
 #include "recording/records/values.h"
 #include "recording/text/number.h"
 #include "recording/text/words.h"
+#include "tools/find/condition_text.h"
 #include "tools/find/name_pattern.h"
 
 // --- What is asked ---
@@ -62,6 +63,14 @@ record_conditions::name_choice record_conditions::choice_of_events(const std::st
   return choice;
 }
 
+static std::vector<text_expression> expressions_of(const std::vector<std::string>& grep) {
+  try {
+    return {grep.begin(), grep.end()};
+  } catch (const std::invalid_argument& error) {
+    throw std::invalid_argument(std::string("--grep: ") + error.what());
+  }
+}
+
 record_conditions::group record_conditions::read_group(const condition_group& from,
                                                        const event_set& events) {
   group read;
@@ -71,12 +80,33 @@ record_conditions::group record_conditions::read_group(const condition_group& fr
       read.contexts.emplace_back(text);
     else
       read.where.emplace_back(text, events);
-  try {
-    for (const std::string& text : from.grep) read.grep.emplace_back(text);
-  } catch (const std::invalid_argument& error) {
-    throw std::invalid_argument(std::string("--grep: ") + error.what());
-  }
+  read.grep = expressions_of(from.grep);
   return read;
+}
+
+static void require_readable_comparison(const std::string& text) {
+  if (context_comparison::is_one(text)) {
+    const context_comparison comparison(text);
+    return;
+  }
+  condition_reader reader(text);
+  reader.name();
+  const comparison_operator operation = reader.operation();
+  const std::string value = reader.value();
+  if (operation != comparison_operator::found) return;
+  try {
+    const text_expression expression(value);
+  } catch (const std::invalid_argument& error) {
+    reader.raise(error.what());
+  }
+}
+
+void require_readable(const find_options& options) {
+  for (const condition_group& group : options.groups) {
+    for (const std::string& events : group.events) names_between_commas("--event", events);
+    for (const std::string& condition : group.where) require_readable_comparison(condition);
+    expressions_of(group.grep);
+  }
 }
 
 std::optional<kp_Time> told_moment_of(const char* option, const std::optional<std::string>& text,

@@ -57,6 +57,9 @@ std::vector<std::string> names_between_commas(const std::string& option, const s
 std::optional<kp_Time> told_moment_of(const char* option, const std::optional<std::string>& text,
                                       moment_edge edge, std::chrono::system_clock::time_point now);
 
+// Raises std::invalid_argument for conditions that are none, whatever definitions there are.
+void require_readable(const find_options& options);
+
 class record_conditions {
  public:
   // `now` is what times are told from, and the time of records that tell none. The events must live

@@ -28,12 +28,13 @@ struct asked_attribute {
 // Conditions that all hold.
 struct asked_group {
   std::optional<std::vector<uint32_t>> events = {};  // one of these, or unknown ones; nothing: any
-  std::vector<uint32_t> other_events = {};           // none of these
   std::vector<asked_attribute> attributes = {};
 };
 
 struct archive_query {
-  std::vector<asked_group> groups = {};  // of which one is to hold; none: every record may fit
+  // Of which one is to hold; none: every record may fit. Of what arrives while records are followed
+  // every one may: definitions come with it.
+  std::vector<asked_group> groups = {};
   // Beside that.
   std::vector<std::string> hosts =
       {};  // one of these machines; none: any. "*" and "?" as in names of files

@@ -1,7 +1,6 @@
 #include "tools/ship/asked_records.h"
 
 #include <algorithm>
-#include <iterator>
 #include <set>
 #include <stdexcept>
 
@@ -167,20 +166,6 @@ archive_query query_of(const find_options& options, const definition_versions& v
       if (auto attribute = asked_attribute_of(condition, versions))
         asked.attributes.push_back(std::move(*attribute));
     query.groups.push_back(std::move(asked));
-  }
-  return query;
-}
-
-archive_query query_to_follow(const find_options& options, const definition_versions& versions,
-                              std::chrono::system_clock::time_point now) {
-  archive_query query = query_without_events(options, now);
-  query.follows = true;
-  for (const condition_group& group : options.groups) {
-    asked_group& asked = query.groups.emplace_back();
-    if (group.events.empty()) continue;
-    const std::set<uint32_t> fitting = events_that_fit(group.events, versions, now);
-    std::ranges::set_difference(events_of(versions), fitting,
-                                std::back_inserter(asked.other_events));
   }
   return query;
 }

@@ -21,9 +21,4 @@ archive_query query_of(const find_options& options, const definition_versions& v
                        const definition_versions& others,
                        std::chrono::system_clock::time_point now);
 
-// The same for records that are followed: definitions may come with them, so that any but events
-// that are known, and do not fit, is asked for.
-archive_query query_to_follow(const find_options& options, const definition_versions& versions,
-                              std::chrono::system_clock::time_point now);
-
 #endif

@@ -197,6 +197,7 @@ TYPED_TEST(Fleet, FollowsByDefinitionsThatComeLater) {
   this->fleet_.make_set("blue", begin + "2.0" + boot + "blue\"}\n");
   this->fleet_.make_set("later",
                         begin + "3.0" + boot + "later\"}\n  BACK: {id: 9, message: \"back\"}\n");
+  this->fleet_.make_set("other", begin + "4.0\"\nevents:\n  BUSY: {id: 2, message: busy}\n");
   const auto send = [&](const std::string& machine, const std::string& set,
                         const std::string& records) {
     this->fleet_.emit(machine, set, records);
@@ -220,9 +221,39 @@ TYPED_TEST(Fleet, FollowsByDefinitionsThatComeLater) {
   send("web1", "later", called("BOOT") + called("BACK"));
   EXPECT_EQ(follower.out_line(), "later");
   EXPECT_EQ(follower.out_line(), "back");
+  send("web2", "other", called("BUSY"));
+  EXPECT_EQ(follower.out_line(), "busy") << "an ID that had another name before";
   follower.signal(SIGTERM);
   const command_end end = follower.wait_for_end();
   EXPECT_EQ(end.status, 0) << end.err;
+}
+
+TYPED_TEST(Fleet, FollowsForEventsThatNobodyKnowsYet) {
+  prepare(this->server_, this->fleet_);
+  const std::string address = this->server_.address();
+  const auto follow = [&](std::vector<std::string> words) {
+    words.insert(words.begin(), {"render", "--locale", "en_US", "--follow"});
+    words.push_back(address);
+    return std::make_unique<running_command>(this->fleet_.path(), words);
+  };
+  // What can be no condition is refused at once.
+  for (const std::vector<std::string>& none : std::vector<std::vector<std::string>>{
+           {"--where", "PORT"}, {"--where", "TEXT~("}, {"--event", "A,,B"}, {"--grep", "("}})
+    EXPECT_EQ(follow(none)->wait_for_end().status, 2) << none[1];
+  const auto follower = follow({"--event", "PAID", "--where", "USER_NAME=zoe"});
+  EXPECT_TRUE(follower->wait_for_err("they are waited for"));
+  this->fleet_.make_set("boot",
+                        "kplog: 1\nlog_version: \"2.0\"\nevents:\n"
+                        "  BOOT: {id: 1001, message: up}\n");
+  this->fleet_.emit("web1", "boot", event_line("BOOT"));
+  this->fleet_.ship("web1", "boot", address, "-q --once");
+  this->fleet_.emit("web2", "bank",
+                    R"({"event":"PAID","time":"2026-11-15T00:00:00Z","attributes":{)"
+                    R"("USER_NAME":"zoe","PORT":7,"OK":true,"SHARE":1,)"
+                    R"("WHEN":"2026-11-15T00:00:00Z"}})"
+                    "\n");
+  this->fleet_.ship("web2", "bank", address, "-q --once");
+  EXPECT_EQ(follower->out_line(), "zoe paid 7");
 }
 
 TYPED_TEST(Fleet, WaitingForTheFirstRecordEndsAtASignal) {
@@ -233,6 +264,7 @@ TYPED_TEST(Fleet, WaitingForTheFirstRecordEndsAtASignal) {
   const command_end end = follower.wait_for_end();
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.out, "");
+  EXPECT_THAT(end.err, HasSubstr("kplog: 0 records: 0 rendered, 0 marked, 0 bad"));
 }
 
 // A record at a place, as the stored form has it.
