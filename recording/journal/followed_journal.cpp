@@ -58,13 +58,6 @@ open_descriptor followed_journal::open_folder() const {
   return folder;
 }
 
-// Whichever of the descriptors is lacking that a folder takes.
-static std::string told_fault(const file_error& error, const std::string& folder) {
-  if (!says_no_descriptor(error.error())) return error.what();
-  return file_error(file_use::writing, "open the folder", terminal_text(folder), error.error())
-      .what();
-}
-
 // Nothing is missed between the watch and what is found behind it.
 void followed_journal::read_folder() {
   watch_.watch_folder(journal_.folder);
@@ -75,9 +68,8 @@ void followed_journal::read_folder() {
     });
     fault_.clear();
   } catch (const file_error& error) {
-    const std::string fault = told_fault(error, journal_.folder);
-    if (fault_ != fault) rules_.fail(fault);
-    fault_ = fault;
+    if (fault_ != error.what()) rules_.fail(error);
+    fault_ = error.what();
     return;
   }
   open_waiting();
@@ -187,16 +179,14 @@ bool followed_journal::next(record_line& line) {
 }
 
 void followed_journal::give_up(followed_segment& one, const file_error& error) {
-  rules_.fail(error.what());
+  rules_.fail(error);
   one.plain.reset();
   one.compressed.reset();
   one.is_compressed_known = true;
 }
 
 void followed_journal::put_off(const segment_key& key, const file_error& error) {
-  followed_segment& one = segments_.at(key);
-  if (one.fault != error.what()) rules_.fail(error.what());
-  one.fault = error.what();
+  rules_.fail(error);
   put_off_.insert(key);
   due_.erase(key);
 }
@@ -259,7 +249,6 @@ bool followed_journal::open(followed_segment& one) {
   const std::string path = journal_.path(one.listed.name);
   open_descriptor file = open_lines(AT_FDCWD, path, path);
   if (!file.is_open()) return open_compressed(one);
-  one.fault.clear();
   file_identity identity;
   static_cast<void>(identity.take(file.get()));
   const bool is_known = identity.inode == one.file.inode && identity.device == one.file.device;
@@ -284,7 +273,6 @@ bool followed_journal::open_compressed(followed_segment& one) {
   if (!file.is_open())
     throw file_error(file_use::reading, "read", terminal_text(journal_.path(one.listed.name)),
                      "it was removed before");
-  one.fault.clear();
   one.listed.has_index = true;
   struct stat status {};
   const auto index = read_segment_index(folder.get(), journal_, one.listed);

@@ -45,7 +45,6 @@ class followed_journal : public followed_place {
     file_identity file = {};                   // of the plain form
     bool is_gone = false;                      // whose name leads to another file since, or to none
     bool is_compressed_known = false;          // in that form there is nothing that was not shown
-    std::string fault = {};                    // that was told, while it cannot be opened
     std::unique_ptr<growing_file> plain = {};
     std::unique_ptr<compressed_lines> compressed = {};
   };

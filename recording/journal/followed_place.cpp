@@ -62,7 +62,7 @@ void followed_stream::read(pollfd ready) {
     });
   } catch (const file_error& error) {
     is_given_up_ = true;
-    rules_.fail(error.what());
+    rules_.fail(error);
   }
 }
 
@@ -194,7 +194,7 @@ bool followed_file::open_successor() {
 void followed_file::give_up(const file_error& error) {
   plain_.reset();
   compressed_.reset();
-  if (fault_ != error.what()) rules_.fail(error.what());
+  if (fault_ != error.what()) rules_.fail(error);
   fault_ = error.what();
   is_put_off_ = says_no_descriptor(error.error());
   if (is_put_off_) watch_ = path_watch();
@@ -263,8 +263,8 @@ void followed_path::find() {
 
 void followed_path::find_journal() {
   follow_rules rules = rules_;
-  rules.fail = [this](const std::string& text) {
-    if (text != fault_) rules_.fail(text);
+  rules.fail = [this](const file_error& error) {
+    if (error.what() != fault_) rules_.fail(error);
   };
   auto journal =
       std::make_unique<followed_journal>(journal_place{place_.folder, place_.name}, rules);
@@ -283,8 +283,18 @@ void followed_path::look(const pollfd& ready) {
 
 // --- Any place ---
 
+// Descriptors come and go with every segment of every place.
+static follow_rules telling_lacks_once(follow_rules rules) {
+  rules.fail = [fail = rules.fail,
+                is_told = std::make_shared<bool>(false)](const file_error& error) {
+    if (!says_no_descriptor(error.error()) || !std::exchange(*is_told, true)) fail(error);
+  };
+  return rules;
+}
+
 std::unique_ptr<followed_place> followed_place_of(const std::string& path,
-                                                  const follow_rules& rules) {
+                                                  const follow_rules& given) {
+  const follow_rules rules = telling_lacks_once(given);
   struct stat status {};
   if (path == "-") return std::make_unique<followed_stream>(path, rules);
   const bool is_there = KP_stat(path.c_str(), &status) == 0;

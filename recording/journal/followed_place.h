@@ -9,13 +9,15 @@
 #include <memory>
 #include <string>
 
+#include "recording/files/file_error.h"
 #include "recording/journal/segment_index.h"
 #include "recording/records/input.h"
 
 struct follow_rules {
-  // Told, in one line, of what becomes of files; and of what cannot be read, and is left out.
+  // Told, in one line, of what becomes of files; and of what cannot be read, and is left out, or of
+  // a place, once, that descriptors are lacking for it.
   std::function<void(const std::string& text)> tell = {};
-  std::function<void(const std::string& text)> fail = {};
+  std::function<void(const file_error& error)> fail = {};
   // Whether no record is wanted of a segment of which this is all; its records are counted
   // elsewhere then. Empty: all are wanted.
   std::function<bool(const segment_index& index)> is_vain = {};

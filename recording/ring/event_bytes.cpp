@@ -209,7 +209,7 @@ bool event_reader::make_lost(std::string_view bytes) {
 }
 
 event_reader::outcome event_reader::read(std::string_view bytes) {
-  if (!take(bytes, head_)) return outcome::damaged;
+  if (!take(bytes, head_) || head_.kind > kind_lost) return outcome::damaged;
   tell_time();
   has_own_time_ = head_.kind == kind_own_time;
   if (head_.kind == kind_lost) return make_lost(bytes) ? outcome::made : outcome::damaged;

@@ -97,7 +97,7 @@ static command_outcome follow_records(const render_options& options,
   check_followed_until(options.find);
   follow_rules rules;
   rules.tell = [&report](const std::string& text) { report.problem("followed-file"_rule, text); };
-  rules.fail = [&rendering](const std::string& text) { rendering.tell_unreadable(text); };
+  rules.fail = [&rendering](const file_error& error) { rendering.tell_unreadable(error.what()); };
   rules.is_vain = [&rendering](const segment_index& index) {
     return rendering.leaves_out({.path = "", .index = index});
   };
