@@ -286,15 +286,12 @@ static constexpr auto open_usual_otlp_engine = [](const engine_options& options)
 static void check_otlp_address(const std::string& url) {
   const engine_address address = otlp_address(url);
   if (!address.user.empty() && address.scheme == otlp_http_engine.scheme)
-    throw engine_error(address.shown() + ": " + std::string(otlp_http_engine.fault_of_users));
+    throw engine_error(address.shown() + ": " + std::string(fault_of_users_without_tls));
 }
 
-const engine_row otlp_http_engine = {
-    .scheme = "otlp+http",
-    .check = check_otlp_address,
-    .open = open_usual_otlp_engine,
-    .fault_of_users =
-        "a password is not sent without TLS, where others can read it: "
-        "otlp+https://... has it"};
+const engine_row otlp_http_engine = {.scheme = "otlp+http",
+                                     .check = check_otlp_address,
+                                     .open = open_usual_otlp_engine,
+                                     .fault_of_users = fault_of_users_without_tls};
 const engine_row otlp_https_engine = {
     .scheme = "otlp+https", .check = check_otlp_address, .open = open_usual_otlp_engine};

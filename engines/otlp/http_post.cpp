@@ -96,9 +96,7 @@ void http_post::state::identify(const engine_address& at) const {
   const std::string& user = options.user.empty() ? at.user : options.user;
   if (user.empty() && !options.password) return;
   if (!at.scheme.ends_with("https"))
-    throw engine_error(address +
-                       ": a password is not sent without TLS, where others can read it: "
-                       "otlp+https://... has it");
+    throw engine_error(address + ": " + std::string(fault_of_users_without_tls));
   if (user.empty()) {
     set(CURLOPT_HTTPAUTH, CURLAUTH_BEARER);
     set(CURLOPT_XOAUTH2_BEARER, options.password->c_str());

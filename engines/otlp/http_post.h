@@ -6,9 +6,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "engines/common/address.h"
 #include "tools/ship/engine.h"
+
+// Why a user, or a password, is refused there.
+inline constexpr std::string_view fault_of_users_without_tls =
+    "a password is not sent without TLS, where others can read it: otlp+https://... has it";
 
 struct http_answer {
   long status = 0;

@@ -12,11 +12,11 @@
 
 #include "recording/records/entry.h"
 #include "recording/text/escape.h"
-#include "tools/command/archived_versions.h"
 #include "tools/command/ending_signals.h"
 #include "tools/command/engine_program.h"
 #include "tools/command/pager.h"
 #include "tools/command/render_end.h"
+#include "tools/ship/archived_versions.h"
 #include "tools/ship/asked_records.h"
 
 using std::chrono::milliseconds;

@@ -185,6 +185,12 @@ TYPED_TEST(Fleet, ShowsByTheDefinitionsThatWereSentLast) {
   send("web2", "second");
   this->expect_same("web1/shop", "web1", "first", "--locale en_US");
   this->expect_same("web2/shop", "web2", "second", "--locale en_US");
+  // What is given stands for what was sent with them.
+  const auto shown = this->fleet_.run("render --aux none.ldf '" + address + "'");
+  EXPECT_EQ(shown.status, 3);
+  EXPECT_THAT(shown.err, HasSubstr("none.ldf"));
+  EXPECT_THAT(shown.err, HasSubstr(address + ": the definitions there cannot be read; "
+                                             "--definitions gives others\n"));
 }
 
 TYPED_TEST(Fleet, FollowsByDefinitionsThatComeLater) {

@@ -6,6 +6,7 @@
 #include <random>
 #include <stdexcept>
 
+#include "recording/records/stored_start.h"
 #include "tests/recording/records/record_events.h"
 
 namespace chrono = std::chrono;
@@ -276,6 +277,42 @@ TEST_F(Conditions, WrongOnesSayWhatIsExpected) {
   EXPECT_EQ(fault_of({.since = "today", .until = "yesterday"}), "--until lies before --since");
   EXPECT_NE(fault_of({.since = "tomorrow"}), "");
   EXPECT_NE(fault_of({.until = ""}), "");
+}
+
+// Whatever definitions come later.
+TEST_F(Conditions, AreRefusedWithoutDefinitionsWhereTheyAreNone) {
+  const auto fault = [](const condition_group& group) -> std::string {
+    try {
+      require_readable({.groups = {group}});
+    } catch (const std::invalid_argument& error) {
+      return error.what();
+    }
+    return "";
+  };
+  EXPECT_EQ(fault({.events = {"NOBODY,1,X*"}, .where = {"NOTHING<3", "A~b"}, .grep = {"x"}}), "");
+  EXPECT_EQ(fault({.events = {"A,,B"}}), "--event: a name is empty");
+  EXPECT_EQ(fault({.where = {"PORT"}}),
+            "--where \"PORT\": expected an attribute, one of = != < <= > >= ~, and a value");
+  EXPECT_EQ(fault({.where = {"A~("}}),
+            "--where \"A~(\": no regular expression: \"(\": missing ): (");
+  EXPECT_EQ(fault({.grep = {"["}}), "--grep: no regular expression: \"[\": missing ]: [");
+}
+
+// An index tells times beyond these years as the nearest ones.
+TEST_F(Conditions, MayFitBeyondTheTimesOfAnIndex) {
+  const auto may_fit = [&](const find_options& options, int64_t first, int64_t last) {
+    segment_index index;
+    index.records = 1;
+    index.first = first;
+    index.last = last;
+    return record_conditions(options, events_.events(), now).may_fit(index);
+  };
+  const find_options until = {.until = "0000-01-01T00:00:00+23:59"};
+  EXPECT_TRUE(may_fit(until, first_told_instant, 0));
+  EXPECT_FALSE(may_fit(until, first_told_instant + 1, 0));
+  const find_options since = {.since = "9999-12-31T23:59:59-23:59"};
+  EXPECT_TRUE(may_fit(since, 0, last_told_instant));
+  EXPECT_FALSE(may_fit(since, 0, last_told_instant - 1));
 }
 
 TEST(LevelRange, IsOneLevelOrTwoWithDotsBetween) {

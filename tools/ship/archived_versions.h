@@ -1,7 +1,7 @@
 // Definitions that came with the records of an engine: those of each journal, as far as they were
 // asked for.
-#ifndef TOOLS_COMMAND_ARCHIVED_VERSIONS_H
-#define TOOLS_COMMAND_ARCHIVED_VERSIONS_H
+#ifndef TOOLS_SHIP_ARCHIVED_VERSIONS_H
+#define TOOLS_SHIP_ARCHIVED_VERSIONS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/find/versions.h"

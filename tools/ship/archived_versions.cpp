@@ -1,4 +1,4 @@
-#include "tools/command/archived_versions.h"
+#include "tools/ship/archived_versions.h"
 
 #include <stdexcept>
 #include <utility>
