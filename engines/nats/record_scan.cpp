@@ -39,13 +39,13 @@ nats_record_scan::nats_record_scan(lasting_link& link, record_choice choice)
 void nats_record_scan::read_all() {
   try {
     nats_link& link = link_.get();
-    if (!end_) {
-      const auto info = link.stream_info(link.subjects().records_stream());
-      if (!info)
-        link.fail("there is no stream " + link.subjects().records_stream() +
-                  "; another name is told with --stream");
-      end_ = info->State.LastSeq;
-    }
+    const auto info = link.stream_info(link.subjects().records_stream());
+    if (!info)
+      link.fail("there is no stream " + link.subjects().records_stream() +
+                "; another name is told with --stream");
+    if (!end_) end_ = info->State.LastSeq;
+    if (info->State.LastSeq < *end_)  // a new leader, that has not read its log yet
+      link.fail("the stream " + link.subjects().records_stream() + " has less than it had");
     for (; read_ < choice_.subjects.size(); ++read_, from_ = 1)
       read_subject(link, choice_.subjects[read_]);
   } catch (const engine_error&) {

@@ -6,14 +6,23 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 static constexpr milliseconds nats_read_step{100};
-// A server that holds a subscription tells so twice a second; libnats says when it does not any
+// A server that holds a subscription tells so twice a second; libnats may say when it does not any
 // more.
 static constexpr milliseconds nats_heartbeat{500};
-static constexpr int most_silent_seconds = 10;  // while messages are there
+// After so long without a message it is asked whether one is there. A server that caught up with
+// the others wakes no subscription for what it got so, and of a killed one libnats may hear
+// nothing.
+static constexpr milliseconds nats_silence{1000};
+static constexpr std::chrono::seconds nats_most_silence{60};
+static constexpr int nats_most_looks_behind = 5;  // a second each
 
 nats_stream_reader::nats_stream_reader(nats_link& link, std::string stream, std::string subject,
                                        uint64_t from)
-    : link_(link), stream_(std::move(stream)), subject_(std::move(subject)), from_(from) {}
+    : link_(link),
+      stream_(std::move(stream)),
+      subject_(std::move(subject)),
+      from_(from),
+      silence_(nats_silence) {}
 
 nats_stream_reader::~nats_stream_reader() {
   unsubscribe();
@@ -48,6 +57,22 @@ void nats_stream_reader::subscribe() {
   if (status != NATS_OK) link_.fail("cannot read the stream " + stream_, status);
   natsSubscription_SetPendingLimits(made, -1, -1);  // flow control keeps it small
   delivered_ = 0;
+  heard_ = steady_clock::now();
+}
+
+// Whether nothing comes of what is there. A server may have to look for long for the next message,
+// so that each subscription in vain has twice the time of the one before. Where nobody tells, as
+// while servers choose a leader, nothing is known to be there.
+bool nats_stream_reader::is_held_up() {
+  if (steady_clock::now() - heard_ < silence_) return false;
+  bool is_there = false;
+  try {
+    is_there = last_there() >= from_;
+  } catch (const engine_error&) {
+  }
+  heard_ = steady_clock::now();
+  if (is_there) silence_ = std::min<milliseconds>(2 * silence_, nats_most_silence);
+  return is_there;
 }
 
 nats_message nats_stream_reader::next(milliseconds patience) {
@@ -68,7 +93,7 @@ nats_message nats_stream_reader::next(milliseconds patience) {
     }
     if (natsConnection_IsClosed(link_.connection()))
       link_.fail("lost while records were read", status);
-    if (status != NATS_TIMEOUT) unsubscribe();
+    if (status != NATS_TIMEOUT || is_held_up()) unsubscribe();
     if (left <= milliseconds{0}) return nullptr;
   }
 }
@@ -84,6 +109,8 @@ bool nats_stream_reader::is_due(natsMsg* message) {
   stored_ =
       std::chrono::floor<std::chrono::seconds>(std::chrono::nanoseconds(data->Timestamp)).count();
   from_ = sequence_ + 1;
+  heard_ = steady_clock::now();
+  silence_ = nats_silence;
   return true;
 }
 
@@ -95,10 +122,23 @@ uint64_t nats_stream_reader::last_there() {
 nats_message nats_stream_reader::next_there() {
   if (!is_end_known_) end_ = last_there();
   is_end_known_ = true;
-  for (int silent = 1; from_ <= end_; ++silent) {
-    if (nats_message message = next(std::chrono::seconds(1))) return message;
-    if (silent % most_silent_seconds == 0) unsubscribe();  // whatever the server thinks
-    end_ = std::min(end_, last_there());                   // removed meanwhile
+  while (from_ <= end_) {
+    if (nats_message message = next(nats_silence)) return message;
+    take_removal();
   }
   return nullptr;
+}
+
+// The end may have been removed meanwhile. A new leader that knows less than it had told is not believed.
+void nats_stream_reader::take_removal() {
+  const uint64_t last = last_there();
+  if (last >= end_) {
+    looks_behind_ = 0;
+    return;
+  }
+  const auto info = link_.stream_info(stream_);
+  if (!info || info->State.LastSeq >= end_)
+    end_ = last;
+  else if (++looks_behind_ == nats_most_looks_behind)
+    link_.fail("the stream " + stream_ + " has less than it had");
 }

@@ -31,6 +31,8 @@ class nats_stream_reader {
   void subscribe();
   void unsubscribe();
   bool is_due(natsMsg* message);
+  bool is_held_up();
+  void take_removal();
   uint64_t last_there();
 
   nats_link& link_;
@@ -39,9 +41,12 @@ class nats_stream_reader {
   uint64_t from_;  // the next one has this number or a higher one
   uint64_t sequence_ = 0;
   int64_t stored_ = 0;
-  uint64_t delivered_ = 0;  // messages by this subscription
+  uint64_t delivered_ = 0;                       // messages by this subscription
+  std::chrono::steady_clock::time_point heard_;  // of this subscription, or that nothing is there
+  std::chrono::milliseconds silence_;            // that is borne until that is asked
   bool is_end_known_ = false;
   uint64_t end_ = 0;  // number of the last message that was there; 0: none
+  int looks_behind_ = 0;
   nats_owned<natsSubscription> subscription_;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engines/nats/engine.h"
+#include "engines/nats/link.h"
 #include "engines/nats/stream_reader.h"
 #include "tests/engines/nats/made_journal.h"
 #include "tests/engines/nats/nats_servers.h"
@@ -90,6 +91,37 @@ static std::vector<std::string> arrived_up_to(record_archive& archive, const std
     texts.emplace_back(record.text);
   }
   return texts;
+}
+
+// Removes what the server has of those who read the stream, as the death of one of several may.
+static void remove_subscriptions(const engine_options& options, const char* stream) {
+  nats_link link(options);
+  jsErrCode code{};
+  jsConsumerNamesList* names = nullptr;
+  ASSERT_EQ(js_ConsumerNames(&names, link.jetstream(), stream, nullptr, &code), NATS_OK);
+  EXPECT_GT(names->Count, 0);
+  for (int i = 0; i < names->Count; ++i)
+    EXPECT_EQ(js_DeleteConsumer(link.jetstream(), stream, names->List[i], nullptr, &code), NATS_OK);
+  jsConsumerNamesList_Destroy(names);
+}
+
+TEST(NatsArchive, FollowsOnWhenTheServerForgetsWhoFollows) {
+  nats_servers servers;
+  const engine_options options = servers.options();
+  const journal_identity journal{"web1", "/var/log/shop/shop"};
+  made_segment segment("shop.20261115.0001.jsonl");
+  for (int i = 0; i < 20; ++i) segment.add("record " + std::to_string(i), 1001, 3);
+  const auto engine = nats_engine.open(options);
+  store_lines(*engine, journal, segment, 0, 5);
+  const auto archive = nats_engine.ask(options, {.follows = true});
+  EXPECT_EQ(arrived_up_to(*archive, "record 4").size(), 5U);
+  archived_record none;
+  EXPECT_FALSE(archive->next(none, std::chrono::milliseconds(0)));
+  for (const uint64_t from : {5U, 10U, 15U}) {
+    remove_subscriptions(options, "KPLOG");
+    store_lines(*engine, journal, segment, from, from + 5);
+    EXPECT_EQ(arrived_up_to(*archive, "record " + std::to_string(from + 4)).size(), 5U);
+  }
 }
 
 TEST(NatsArchive, FollowsRecordsByArrivalAndTellsOfKitsAndJournals) {

@@ -16,7 +16,7 @@
 
 using std::chrono::steady_clock;
 
-static constexpr std::chrono::minutes patience{4};
+static constexpr std::chrono::minutes patience{2};
 
 void nats_eventually(const std::function<void()>& work) {
   const auto begin = steady_clock::now();
