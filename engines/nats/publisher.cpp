@@ -26,13 +26,13 @@ nats_publisher::nats_publisher(nats_link& link) : link_(link) {
   answers_.reset(answers);
 }
 
-void nats_publisher::publish(const std::string& subject, const std::string& id,
-                             std::string_view bytes, size_t records, nats_delivery& delivery) {
+void nats_publisher::publish(const nats_posting& posting, nats_delivery& delivery) {
   if (waiting_.empty()) heard_ = steady_clock::now();
-  send(subject, id, bytes);
-  waiting_.emplace(next_++, waiting_message{&delivery, id, bytes.size(), records});
+  send(posting);
+  waiting_.emplace(next_++,
+                   waiting_message{&delivery, posting.id, posting.bytes.size(), posting.records});
   ++delivery.waiting;
-  waiting_bytes_ += bytes.size();
+  waiting_bytes_ += posting.bytes.size();
   uint64_t answers = 0;
   while (natsSubscription_QueuedMsgs(answers_.get(), &answers) == NATS_OK && answers > 0)
     take_acknowledgement();
@@ -40,15 +40,16 @@ void nats_publisher::publish(const std::string& subject, const std::string& id,
     take_acknowledgement();
 }
 
-void nats_publisher::send(const std::string& subject, const std::string& id,
-                          std::string_view bytes) {
+void nats_publisher::send(const nats_posting& posting) {
   natsMsg* made = nullptr;
   const std::string answer = inbox_ + '.' + std::to_string(next_);
-  natsStatus status = natsMsg_Create(&made, subject.c_str(), answer.c_str(), bytes.data(),
-                                     static_cast<int>(bytes.size()));
+  natsStatus status = natsMsg_Create(&made, posting.subject.c_str(), answer.c_str(),
+                                     posting.bytes.data(), static_cast<int>(posting.bytes.size()));
   const nats_message message(made);
-  if (status == NATS_OK && !id.empty())
-    status = natsMsgHeader_Set(made, nats_id_header, id.c_str());
+  if (status == NATS_OK && !posting.id.empty())
+    status = natsMsgHeader_Set(made, nats_id_header, posting.id.c_str());
+  if (status == NATS_OK && posting.behind)
+    status = natsMsgHeader_Set(made, nats_behind_header, std::to_string(*posting.behind).c_str());
   if (status == NATS_OK) status = natsConnection_PublishMsg(link_.connection(), made);
   if (status != NATS_OK) link_.fail("cannot be sent to", status);
 }
@@ -59,7 +60,7 @@ void nats_publisher::finish(const nats_delivery& delivery) {
 
 void nats_publisher::publish_state(const std::string& subject, std::string_view bytes) {
   nats_delivery delivery;
-  publish(subject, "", bytes, 0, delivery);
+  publish({.subject = subject, .bytes = bytes}, delivery);
   finish(delivery);
 }
 
@@ -98,13 +99,16 @@ void nats_publisher::take(natsMsg* answer) {
 
 void nats_publisher::take_stored(const waiting_message& message, std::string_view answer) const {
   const nats_json json(answer);
-  if (const auto error = json.text("error", "description"))
-    link_.fail("does not store what it is sent: " + *error + " [" +
-               std::to_string(json.number("error", "err_code").value_or(0)) + "]");
+  nats_delivery& delivery = *message.delivery;
+  if (const auto error = json.text("error", "description")) {
+    const uint64_t code = json.number("error", "err_code").value_or(0);
+    delivery.is_overtaken = code == JSStreamWrongLastSequenceErr;
+    if (delivery.is_overtaken) return;
+    link_.fail("does not store what it is sent: " + *error + " [" + std::to_string(code) + "]");
+  }
   const uint64_t sequence = json.number("seq").value_or(0);
   // A repetition of what is not stored yet would have no number, and is none of what is there.
   if (sequence == 0) link_.fail("answers what is no acknowledgement");
-  nats_delivery& delivery = *message.delivery;
   if (json.is_true("duplicate")) delivery.known += message.records;
   if (sequence > delivery.newest.sequence)
     delivery.newest = {.sequence = sequence, .id = message.id};

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -23,6 +24,18 @@ struct nats_delivery {
   size_t waiting = 0;  // of them, that are not acknowledged
   uint64_t known = 0;  // records that the engine had before
   nats_stored_message newest = {};
+  bool is_overtaken = false;  // one is not stored, since another came before it
+};
+
+// A message that is to be stored.
+struct nats_posting {
+  std::string subject;
+  std::string id = {};  // empty: the engine takes it whatever it has
+  std::string_view bytes;
+  size_t records = 0;  // in it
+  // The number of the subject's last message, 0: there is none. Where it is not that any more this
+  // one is not stored, whenever it comes.
+  std::optional<uint64_t> behind = {};
 };
 
 class nats_publisher {
@@ -32,11 +45,9 @@ class nats_publisher {
   nats_publisher(const nats_publisher&) = delete;
   nats_publisher& operator=(const nats_publisher&) = delete;
 
-  // Sends a message of so many records, and waits while too much is on its way. An empty ID is
-  // none: the engine takes the message whatever it has. The delivery lives until all of it is
+  // Sends a message, and waits while too much is on its way. The delivery lives until all of it is
   // acknowledged, or as long as this.
-  void publish(const std::string& subject, const std::string& id, std::string_view bytes,
-               size_t records, nats_delivery& delivery);
+  void publish(const nats_posting& posting, nats_delivery& delivery);
   // Waits until all of it is acknowledged.
   void finish(const nats_delivery& delivery);
   // Sends one that has no records and no ID, and waits until it is acknowledged.
@@ -50,7 +61,7 @@ class nats_publisher {
     size_t records = 0;
   };
 
-  void send(const std::string& subject, const std::string& id, std::string_view bytes);
+  void send(const nats_posting& posting);
   void take_acknowledgement();  // one, or waits for a step
   void take(natsMsg* answer);
   void take_stored(const waiting_message& message, std::string_view answer) const;

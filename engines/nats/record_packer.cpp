@@ -57,9 +57,12 @@ void nats_record_packer::publish(record_group& group) {
   if (!may_fit || message_.size() > most_bytes_) {
     for (const shipped_record* const record : group.records) publish_in_parts(*record);
   } else {
-    publisher_.publish(link_.subjects().record(batch_.journal.host, first),
-                       nats_message_id(batch_.journal, batch_.after.segment, group.records, {}),
-                       message_, group.records.size(), delivery_);
+    publisher_.publish(
+        {.subject = link_.subjects().record(batch_.journal.host, first),
+         .id = nats_message_id(batch_.journal, batch_.after.segment, group.records, {}),
+         .bytes = message_,
+         .records = group.records.size()},
+        delivery_);
   }
   records_ -= group.records.size();
   bytes_ -= group.bytes;
@@ -105,7 +108,9 @@ void nats_record_packer::publish_part(const shipped_record& record, const nats_p
                                       std::string_view bytes) {
   write_nats_part(message_, batch_.journal, batch_.after.segment, record, part, bytes);
   const shipped_record* const one = &record;
-  publisher_.publish(link_.subjects().record(batch_.journal.host, record),
-                     nats_message_id(batch_.journal, batch_.after.segment, {&one, 1}, part),
-                     message_, part.is_last ? 1 : 0, delivery_);
+  publisher_.publish({.subject = link_.subjects().record(batch_.journal.host, record),
+                      .id = nats_message_id(batch_.journal, batch_.after.segment, {&one, 1}, part),
+                      .bytes = message_,
+                      .records = part.is_last ? 1U : 0U},
+                     delivery_);
 }

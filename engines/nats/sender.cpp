@@ -14,6 +14,7 @@ using std::chrono::steady_clock;
 
 // A new leader has what was acknowledged, and shows it when it has read its log.
 static constexpr std::chrono::seconds nats_new_leader_patience{5};
+static constexpr int nats_most_overtaken = 100;
 
 // A batch whose records are on their way, and then its position.
 struct nats_sender::sent_batch {
@@ -23,7 +24,7 @@ struct nats_sender::sent_batch {
   uint64_t records = 0;
   std::optional<int64_t> newest = {};  // time of the newest of these
   nats_delivery delivery = {};
-  bool is_position_sent = false;
+  std::string position = {};  // as it is sent; empty: it is not yet
   nats_delivery position_delivery = {};
 };
 
@@ -41,6 +42,8 @@ struct nats_sender::sender_session {
   int64_t created = 0;  // the stream of records
   std::set<std::string> kept_kits;
   std::set<std::pair<journal_identity, std::string>> noted_kits;  // and their hashes
+  std::map<std::string, uint64_t> states;  // numbers of the last messages of subjects
+  int overtaken = 0;                       // states, one after the other
 };
 
 nats_sender::nats_sender(engine_options options) : options_(std::move(options)) {}
@@ -77,11 +80,13 @@ void nats_sender::read_positions(sender_session& session, const journal_identity
   const nats_subjects& subjects = session.link.subjects();
   nats_stream_reader reader(session.link, subjects.state_stream(), subjects.positions(journal));
   known_journal known;
-  while (const nats_message message = reader.next_there())
+  while (const nats_message message = reader.next_there()) {
+    session.states[natsMsg_GetSubject(message.get())] = reader.sequence();
     if (auto position = nats_position_of(nats_bytes(message));
         position && position->journal == journal)
       known.positions.insert_or_assign({position->position.segment, position->position.first},
                                        std::move(*position));
+  }
   // What lies before a message that is there is there, too. So the newest are looked at.
   std::vector<segment_key> newest_first;
   for (const auto& [key, position] : known.positions) newest_first.push_back(key);
@@ -128,10 +133,35 @@ void nats_sender::send_position(sender_session& session, sent_batch& sent) {
   if (sent.newest) position.newest = std::max(position.newest.value_or(*sent.newest), *sent.newest);
   position.created = session.created;
   position.stored = known.stored;
-  sent.is_position_sent = true;
-  session.publisher.publish(session.link.subjects().position(sent.journal, sent.after), "",
-                            nats_text_of(position), 0, sent.position_delivery);
+  sent.position = nats_text_of(position);
   known.positions.insert_or_assign({sent.after.segment, sent.after.first}, std::move(position));
+  publish_position(session, sent);
+}
+
+void nats_sender::publish_position(sender_session& session, sent_batch& sent) const {
+  const std::string subject = session.link.subjects().position(sent.journal, sent.after);
+  sent.position_delivery = {};
+  session.publisher.publish(
+      {.subject = subject, .bytes = sent.position, .behind = session.states[subject]},
+      sent.position_delivery);
+}
+
+// Whether a state was stored. It is not where another came before it: that of another sender, or
+// one of this journal that was still on its way with a connection that is gone, and without the
+// order of these would take the place of what was sent since.
+bool nats_sender::is_stored(sender_session& session, const std::string& subject,
+                            const nats_delivery& delivery) const {
+  if (!delivery.is_overtaken) {
+    session.states[subject] = delivery.newest.sequence;
+    session.overtaken = 0;
+    return true;
+  }
+  if (++session.overtaken > nats_most_overtaken)
+    session.link.fail("others change " + subject + " all the time");
+  const nats_message last =
+      session.link.last_message(session.link.subjects().state_stream(), subject);
+  session.states[subject] = last ? natsMsg_GetSequence(last.get()) : 0;
+  return false;
 }
 
 // Where it is not known it is that of the lines.
@@ -157,8 +187,9 @@ void nats_sender::keep_kit(sender_session& session, const record_kit& kit,
   size_t parts = 0;
   nats_delivery delivery;
   for (size_t at = 0; at < kit.bytes.size(); at += most, ++parts)
-    session.publisher.publish(subjects.kit_part(hash, parts), "",
-                              std::string_view(kit.bytes).substr(at, most), 0, delivery);
+    session.publisher.publish({.subject = subjects.kit_part(hash, parts),
+                               .bytes = std::string_view(kit.bytes).substr(at, most)},
+                              delivery);
   session.publisher.finish(delivery);
   std::string end;
   json_text(end).begin_object().key("parts").number(parts).end_object();
@@ -208,8 +239,8 @@ store_result nats_sender::settle() {
     store_result result{.batches = 0};
     while (!session.on_its_way.empty()) {
       const sent_batch& oldest = session.on_its_way.front();
-      session.publisher.finish(oldest.is_position_sent ? oldest.position_delivery
-                                                       : oldest.delivery);
+      session.publisher.finish(oldest.position.empty() ? oldest.delivery
+                                                       : oldest.position_delivery);
       const store_result stored = take_stored(session);
       result.batches += stored.batches;
       result.known += stored.known;
@@ -223,8 +254,13 @@ store_result nats_sender::take_stored(sender_session& session) {
   store_result result{.batches = 0};
   while (!session.on_its_way.empty()) {
     sent_batch& oldest = session.on_its_way.front();
-    if (oldest.delivery.waiting == 0 && !oldest.is_position_sent) send_position(session, oldest);
-    if (!oldest.is_position_sent || oldest.position_delivery.waiting != 0) break;
+    if (oldest.delivery.waiting == 0 && oldest.position.empty()) send_position(session, oldest);
+    if (oldest.position.empty() || oldest.position_delivery.waiting != 0) break;
+    if (!is_stored(session, session.link.subjects().position(oldest.journal, oldest.after),
+                   oldest.position_delivery)) {
+      publish_position(session, oldest);
+      break;
+    }
     ++result.batches;
     result.known += oldest.delivery.known;
     session.on_its_way.pop_front();
@@ -234,8 +270,14 @@ store_result nats_sender::take_stored(sender_session& session) {
 
 void nats_sender::tell(const journal_identity& journal, const journal_state& state) {
   connected([&](sender_session& session) {
-    session.publisher.publish_state(
-        session.link.subjects().told(journal),
-        nats_text_of(nats_told_state{.journal = journal, .state = state}));
+    const std::string subject = session.link.subjects().told(journal);
+    const std::string text = nats_text_of(nats_told_state{.journal = journal, .state = state});
+    nats_delivery delivery;
+    do {
+      delivery = {};
+      session.publisher.publish(
+          {.subject = subject, .bytes = text, .behind = session.states[subject]}, delivery);
+      session.publisher.finish(delivery);
+    } while (!is_stored(session, subject, delivery));
   });
 }

@@ -46,6 +46,9 @@ class nats_sender : public ship_engine {
   void note_kit(sender_session& session, const ship_batch& batch);
   store_result take_stored(sender_session& session);
   void send_position(sender_session& session, sent_batch& sent);
+  void publish_position(sender_session& session, sent_batch& sent) const;
+  bool is_stored(sender_session& session, const std::string& subject,
+                 const nats_delivery& delivery) const;
   uint64_t records_before(known_journal& known, const sent_batch& sent) const;
 
   engine_options options_;

@@ -129,7 +129,8 @@ nats_message nats_stream_reader::next_there() {
   return nullptr;
 }
 
-// The end may have been removed meanwhile. A new leader that knows less than it had told is not believed.
+// The end may have been removed meanwhile. A new leader that knows less than it had told is not
+// believed.
 void nats_stream_reader::take_removal() {
   const uint64_t last = last_there();
   if (last >= end_) {

@@ -111,6 +111,52 @@ static uint64_t last_sequence(const engine_options& options) {
   return link.stream_info("KPLOG")->State.LastSeq;
 }
 
+// Sends a message once more, as a server does that stood still with it, and expects that it is
+// refused since another came before it.
+static void expect_overtaken(const engine_options& options, const nats_message& message) {
+  nats_link link(options);
+  jsErrCode code{};
+  EXPECT_NE(js_PublishMsg(nullptr, link.jetstream(), message.get(), nullptr, &code), NATS_OK);
+  EXPECT_EQ(code, JSStreamWrongLastSequenceErr);
+}
+
+class NatsStates : public testing::TestWithParam<size_t> {};
+
+TEST_P(NatsStates, ThatComeLateDoNotTakeThePlaceOfLaterOnes) {
+  const nats_servers servers(GetParam());
+  const engine_options options = servers.options();
+  const journal_identity journal{"web1.example", "/var/log/shop/shop"};
+  made_segment segment("shop.20261115.0001.jsonl");
+  for (int i = 0; i < 20; ++i) segment.add("{\"n\":" + std::to_string(i) + "}", 1001, 3);
+  segment.add_blank_line();
+  const auto engine = nats_engine.open(options);
+  const auto other = nats_engine.open(options);
+  nats_eventually([&] { engine->positions(journal); });
+  other->positions(journal);
+  store_lines(*engine, journal, segment, 0, 5);
+  engine->tell(journal, {.waiting_bytes = 77});
+  nats_link link(options);
+  const nats_message early_position =
+      link.last_message("KPLOG_STATE", link.subjects().position(journal, segment.position(5)));
+  const nats_message early_state = link.last_message("KPLOG_STATE", link.subjects().told(journal));
+  store_lines(*engine, journal, segment, 5, 10);
+  engine->tell(journal, {.waiting_bytes = 7});
+  expect_overtaken(options, early_position);
+  expect_overtaken(options, early_state);
+  EXPECT_EQ(lines_of(options, journal), 10U);
+  EXPECT_EQ(nats_engine.view(options)->rows().at(0).state.waiting_bytes, 7U);
+
+  // Neither has to know of what the other sent.
+  store_lines(*other, journal, segment, 10, 15);
+  other->tell(journal, {.waiting_bytes = 3});
+  store_lines(*engine, journal, segment, 15, 21);
+  engine->tell(journal, {.waiting_bytes = 1});
+  EXPECT_EQ(lines_of(options, journal), 21U);
+  EXPECT_EQ(nats_engine.view(options)->rows().at(0).state.waiting_bytes, 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, NatsStates, testing::Values(1, 3));
+
 TEST(NatsStore, TellsOfSegmentsOfWhichRecordsAreThere) {
   const nats_servers servers;
   const engine_options options = servers.options();
