@@ -13,7 +13,7 @@ static constexpr milliseconds nats_heartbeat{500};
 // the others wakes no subscription for what it got so, and of a killed one libnats may hear
 // nothing.
 static constexpr milliseconds nats_silence{1000};
-static constexpr std::chrono::seconds nats_most_silence{60};
+static constexpr std::chrono::seconds nats_most_silence{30};
 static constexpr int nats_most_looks_behind = 5;  // a second each
 
 nats_stream_reader::nats_stream_reader(nats_link& link, std::string stream, std::string subject,
@@ -60,9 +60,9 @@ void nats_stream_reader::subscribe() {
   heard_ = steady_clock::now();
 }
 
-// Whether nothing comes of what is there. A server may have to look for long for the next message,
-// so that each subscription in vain has twice the time of the one before. Where nobody tells, as
-// while servers choose a leader, nothing is known to be there.
+// Whether nothing comes of what is there. A server may have to look for long, for an answer as for
+// the next message, so that each silence is borne twice as long as the one before. Where nobody
+// tells, as while servers choose a leader, nothing is known to be there.
 bool nats_stream_reader::is_held_up() {
   if (steady_clock::now() - heard_ < silence_) return false;
   bool is_there = false;
@@ -71,7 +71,7 @@ bool nats_stream_reader::is_held_up() {
   } catch (const engine_error&) {
   }
   heard_ = steady_clock::now();
-  if (is_there) silence_ = std::min<milliseconds>(2 * silence_, nats_most_silence);
+  silence_ = std::min<milliseconds>(2 * silence_, nats_most_silence);
   return is_there;
 }
 
