@@ -95,13 +95,11 @@ static fs::path place_of_kits() {
   return error ? fs::path("/tmp") : place;
 }
 
-// Held while the folder is used; closed where somebody else holds it, or it is not there.
-static open_descriptor lock_of_kits(const fs::path& folder, int more_flags) {
+// Closed where it is not there. It is held while the folder is used, or removed.
+static open_descriptor open_lock_of_kits(const fs::path& folder, int more_flags) {
   const std::string path = folder / kit_lock_name;
-  open_descriptor lock(
+  return open_descriptor(
       KP_open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | more_flags, S_IRUSR | S_IWUSR));
-  const bool is_held = lock.is_open() && KP_flock(lock.get(), LOCK_EX | LOCK_NB) == 0;
-  return is_held ? std::move(lock) : open_descriptor();
 }
 
 // Folders of this user's runs that were killed.
@@ -113,18 +111,32 @@ static void remove_left_kits(const fs::path& place) {
     const bool is_own = entry->path().filename().string().starts_with(kit_folder_prefix) &&
                         KP_lstat(entry->path().c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
                         status.st_uid == geteuid();
+    if (!is_own) continue;
+    const open_descriptor lock = open_lock_of_kits(entry->path(), 0);
     std::error_code ignored;
-    if (is_own && lock_of_kits(entry->path(), 0).is_open()) fs::remove_all(entry->path(), ignored);
+    if (lock.is_open() && KP_flock(lock.get(), LOCK_EX | LOCK_NB) == 0)
+      fs::remove_all(entry->path(), ignored);
   }
+}
+
+// Another run may hold a new folder for one that was left, before its lock is held.
+static bool is_removed(const open_descriptor& lock) {
+  struct stat status {};
+  return KP_fstat(lock.get(), &status) == 0 && status.st_nlink == 0;
 }
 
 kit_folder::kit_folder() {
   const fs::path place = place_of_kits();
   remove_left_kits(place);
-  path_ = place / (std::string(kit_folder_prefix) + "XXXXXX");
-  if (KP_mkdtemp(path_.data()) == nullptr)
-    throw file_error(file_use::writing, "make the folder", path_, errno);
-  lock_ = lock_of_kits(path_, O_CREAT);
+  do {
+    path_ = place / (std::string(kit_folder_prefix) + "XXXXXX");
+    if (KP_mkdtemp(path_.data()) == nullptr)
+      throw file_error(file_use::writing, "make the folder", path_, errno);
+    lock_ = open_lock_of_kits(path_, O_CREAT);
+    if (!lock_.is_open())
+      throw file_error(file_use::writing, "make the lock of the folder", path_, errno);
+    while (KP_flock(lock_.get(), LOCK_EX) != 0 && errno == EINTR) continue;
+  } while (is_removed(lock_));
 }
 
 kit_folder::~kit_folder() {

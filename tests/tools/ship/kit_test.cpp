@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <random>
 #include <stdexcept>
+#include <thread>
+#include <vector>
 
 #include "recording/files/file_error.h"
 #include "tests/command/emit_fixture.h"
@@ -157,4 +159,15 @@ TEST_F(Kit, FoldersGoWithTheirRunsAndThoseOfKilledOnesWithTheNext) {
   EXPECT_EQ(folders(), 1u);
   const kit_folder next;
   EXPECT_EQ(folders(), 1u) << "its own";
+}
+
+TEST_F(Kit, FoldersOfRunsThatBeginAtOnceStay) {
+  const record_kit kit = make_kit({folder_.file("one.ldf")}, {});
+  std::vector<std::thread> runs;
+  for (int run = 0; run < 4; ++run)
+    runs.emplace_back([&kit] {
+      for (int i = 0; i < 200; ++i) EXPECT_NO_THROW(kit_folder().unpack(kit));
+    });
+  for (std::thread& run : runs) run.join();
+  EXPECT_EQ(folders(), 0u);
 }
