@@ -113,13 +113,15 @@ bool nats_archive::next_arrival(archived_record& record, std::chrono::millisecon
   const auto begin = std::chrono::steady_clock::now();
   while (arrived_.empty()) {
     if (!reader_)
-      reader_ = std::make_unique<nats_stream_reader>(link_.get(), subjects_.records_stream(),
-                                                     filter_.subject(), from_);
+      reader_ = std::make_unique<nats_stream_reader>(
+          link_.get(), subjects_.records_stream(), filter_.subject(),
+          has_followed_ ? nats_number_before(from_, nats_again) : from_, nats_again);
+    has_followed_ = true;
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
         begin + patience - std::chrono::steady_clock::now());
     const nats_message message = reader_->next(std::max(left, std::chrono::milliseconds(0)));
     if (!message) return false;
-    from_ = reader_->sequence() + 1;
+    from_ = std::max(from_, reader_->sequence() + 1);
     take_arrivals(message.get());
   }
   is_first_handed_ = true;

@@ -40,7 +40,8 @@ class nats_archive : public record_archive {
   nats_record_scan::found_record found_;
   // Of those that follow:
   arrival_joiner joiner_;
-  uint64_t from_ = 0;  // the next message
+  uint64_t from_ = 0;  // behind all messages that were taken
+  bool has_followed_ = false;
   std::unique_ptr<nats_stream_reader> reader_;
   std::deque<std::pair<record_place, std::string>> arrived_;  // the first was handed out
   bool is_first_handed_ = false;

@@ -1,5 +1,7 @@
 #include "engines/nats/record_scan.h"
 
+#include <algorithm>
+
 #include "recording/files/file_error.h"
 #include "recording/text/check_sum.h"
 
@@ -55,12 +57,11 @@ void nats_record_scan::read_all() {
 }
 
 void nats_record_scan::read_subject(nats_link& link, const std::string& subject) {
-  nats_stream_reader reader(link, link.subjects().records_stream(), subject, from_);
-  while (from_ <= *end_) {
-    const nats_message message = reader.next_there();
-    if (!message || reader.sequence() > *end_) return;
+  nats_stream_reader reader(link, link.subjects().records_stream(), subject,
+                            nats_number_before(from_, nats_again), nats_again);
+  while (const nats_message message = reader.next_there()) {
     take(message.get());
-    from_ = reader.sequence() + 1;
+    from_ = std::max(from_, reader.sequence() + 1);
   }
 }
 

@@ -158,10 +158,14 @@ bool nats_sender::is_stored(sender_session& session, const std::string& subject,
   }
   if (++session.overtaken > nats_most_overtaken)
     session.link.fail("others change " + subject + " all the time");
+  look_up(session, subject);
+  return false;
+}
+
+void nats_sender::look_up(sender_session& session, const std::string& subject) const {
   const nats_message last =
       session.link.last_message(session.link.subjects().state_stream(), subject);
   session.states[subject] = last ? natsMsg_GetSequence(last.get()) : 0;
-  return false;
 }
 
 // Where it is not known it is that of the lines.
@@ -272,6 +276,7 @@ void nats_sender::tell(const journal_identity& journal, const journal_state& sta
   connected([&](sender_session& session) {
     const std::string subject = session.link.subjects().told(journal);
     const std::string text = nats_text_of(nats_told_state{.journal = journal, .state = state});
+    if (!session.states.contains(subject)) look_up(session, subject);
     nats_delivery delivery;
     do {
       delivery = {};

@@ -49,6 +49,7 @@ class nats_sender : public ship_engine {
   void publish_position(sender_session& session, sent_batch& sent) const;
   bool is_stored(sender_session& session, const std::string& subject,
                  const nats_delivery& delivery) const;
+  void look_up(sender_session& session, const std::string& subject) const;
   uint64_t records_before(known_journal& known, const sent_batch& sent) const;
 
   engine_options options_;

@@ -17,11 +17,12 @@ static constexpr std::chrono::seconds nats_most_silence{30};
 static constexpr int nats_most_looks_behind = 5;  // a second each
 
 nats_stream_reader::nats_stream_reader(nats_link& link, std::string stream, std::string subject,
-                                       uint64_t from)
+                                       uint64_t from, uint64_t again)
     : link_(link),
       stream_(std::move(stream)),
       subject_(std::move(subject)),
       from_(from),
+      again_(again),
       silence_(nats_silence) {}
 
 nats_stream_reader::~nats_stream_reader() {
@@ -36,11 +37,12 @@ void nats_stream_reader::unsubscribe() {
 // where to go on.
 void nats_stream_reader::subscribe() {
   unsubscribe();
+  start_ = start_ == 0 ? from_ : nats_number_before(from_, again_);
   jsSubOptions how;
   jsSubOptions_Init(&how);
   how.Stream = stream_.c_str();
   how.Config.DeliverPolicy = js_DeliverByStartSequence;
-  how.Config.OptStartSeq = from_;
+  how.Config.OptStartSeq = start_;
   how.Config.AckPolicy = js_AckNone;
   how.Config.FlowControl = true;
   how.Config.Heartbeat = std::chrono::nanoseconds(nats_heartbeat).count();
@@ -60,14 +62,16 @@ void nats_stream_reader::subscribe() {
   heard_ = steady_clock::now();
 }
 
-// Whether nothing comes of what is there. A server may have to look for long, for an answer as for
-// the next message, so that each silence is borne twice as long as the one before. Where nobody
-// tells, as while servers choose a leader, nothing is known to be there.
+// Whether nothing comes of what is there, or the last message is none that was handed out. A server
+// may have to look for long, for an answer as for the next message, so that each silence is borne
+// twice as long as the one before. Where nobody tells, as while servers choose a leader, nothing is
+// known to be there.
 bool nats_stream_reader::is_held_up() {
   if (steady_clock::now() - heard_ < silence_) return false;
   bool is_there = false;
   try {
-    is_there = last_there() >= from_;
+    const stored_place last = last_there();
+    is_there = delivered_ != 0 ? last.time != time_ : last.sequence >= start_;
   } catch (const engine_error&) {
   }
   heard_ = steady_clock::now();
@@ -103,42 +107,54 @@ bool nats_stream_reader::is_due(natsMsg* message) {
   jsMsgMetaData* made = nullptr;
   if (natsMsg_GetMetaData(&made, message) != NATS_OK) return false;
   const nats_owned<jsMsgMetaData> data(made);
-  if (data->Sequence.Consumer != delivered_ + 1 || data->Sequence.Stream < from_) return false;
+  if (data->Sequence.Consumer != delivered_ + 1 || data->Sequence.Stream < start_) return false;
   ++delivered_;
   sequence_ = data->Sequence.Stream;
-  stored_ =
-      std::chrono::floor<std::chrono::seconds>(std::chrono::nanoseconds(data->Timestamp)).count();
-  from_ = sequence_ + 1;
+  time_ = data->Timestamp;
+  pending_ = data->NumPending;
+  from_ = std::max(from_, sequence_ + 1);
   heard_ = steady_clock::now();
   silence_ = nats_silence;
   return true;
 }
 
-uint64_t nats_stream_reader::last_there() {
+int64_t nats_stream_reader::stored() const {
+  return std::chrono::floor<std::chrono::seconds>(std::chrono::nanoseconds(time_)).count();
+}
+
+nats_stream_reader::stored_place nats_stream_reader::last_there() {
   const nats_message last = link_.last_message(stream_, subject_);
-  return last ? natsMsg_GetSequence(last.get()) : 0;
+  if (!last) return {};
+  return {.sequence = natsMsg_GetSequence(last.get()), .time = natsMsg_GetTime(last.get())};
 }
 
 nats_message nats_stream_reader::next_there() {
   if (!is_end_known_) end_ = last_there();
   is_end_known_ = true;
-  while (from_ <= end_) {
+  while (!is_at_end()) {
     if (nats_message message = next(nats_silence)) return message;
     take_removal();
   }
   return nullptr;
 }
 
-// The end may have been removed meanwhile. A new leader that knows less than it had told is not
-// believed.
+// Where the last message was removed, one that came later is the last: that behind which the server
+// has none, or one that is behind it by any numbers.
+bool nats_stream_reader::is_at_end() const {
+  if (sequence_ == 0) return from_ > end_.sequence;
+  const bool is_last = pending_ == 0 || sequence_ > end_.sequence + nats_again;
+  return end_.sequence == 0 || time_ == end_.time || (time_ > end_.time && is_last);
+}
+
+// A new leader that knows less than it had told is not believed.
 void nats_stream_reader::take_removal() {
-  const uint64_t last = last_there();
-  if (last >= end_) {
+  const stored_place last = last_there();
+  if (last.time >= end_.time) {
     looks_behind_ = 0;
     return;
   }
   const auto info = link_.stream_info(stream_);
-  if (!info || info->State.LastSeq >= end_)
+  if (!info || info->State.LastSeq >= end_.sequence)
     end_ = last;
   else if (++looks_behind_ == nats_most_looks_behind)
     link_.fail("the stream " + stream_ + " has less than it had");

@@ -124,6 +124,25 @@ TEST(NatsArchive, FollowsOnWhenTheServerForgetsWhoFollows) {
   }
 }
 
+TEST(NatsArchive, FollowsAStreamThatNumbersItsMessagesAnew) {
+  nats_servers servers;
+  const engine_options options = servers.options();
+  made_segment segment("shop.20261115.0001.jsonl");
+  for (int i = 0; i < 20; ++i) segment.add("record " + std::to_string(i), 1000 + i, 3);
+  store_lines(*nats_engine.open(options), {"web1", "/x"}, segment, 0, 5);
+  const auto archive = nats_engine.ask(options, {.follows = true});
+  EXPECT_EQ(arrived_up_to(*archive, "record 4").size(), 5U);
+  store_lines(*nats_engine.open(options), {"web1", "/x"}, segment, 5, 20);
+  EXPECT_EQ(arrived_up_to(*archive, "record 19").size(), 15U);
+  for (const uint64_t lines : {12U, 7U}) {
+    nats_link link(options);
+    ASSERT_EQ(js_DeleteStream(link.jetstream(), "KPLOG", nullptr, nullptr), NATS_OK);
+    const journal_identity journal{"web" + std::to_string(lines), "/x"};
+    store_lines(*nats_engine.open(options), journal, segment, 0, lines);
+    EXPECT_EQ(arrived_up_to(*archive, "record " + std::to_string(lines - 1)).size(), lines);
+  }
+}
+
 TEST(NatsArchive, FollowsRecordsByArrivalAndTellsOfKitsAndJournals) {
   nats_servers servers(1, "max_payload: 65536\n");
   const engine_options options = servers.options();
