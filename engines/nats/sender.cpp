@@ -146,26 +146,45 @@ void nats_sender::publish_position(sender_session& session, sent_batch& sent) co
       sent.position_delivery);
 }
 
-// Whether a state was stored. It is not where another came before it: that of another sender, or
-// one of this journal that was still on its way with a connection that is gone, and without the
-// order of these would take the place of what was sent since.
-bool nats_sender::is_stored(sender_session& session, const std::string& subject,
-                            const nats_delivery& delivery) const {
+// A state is not stored where another came before it: that of another sender, or one of this
+// journal that was still on its way with a connection that is gone, and without the order of these
+// would take the place of what was sent since. That other one; nothing where it was stored.
+nats_message nats_sender::overtaking(sender_session& session, const std::string& subject,
+                                     const nats_delivery& delivery) const {
   if (!delivery.is_overtaken) {
     session.states[subject] = delivery.newest.sequence;
     session.overtaken = 0;
-    return true;
+    return nullptr;
   }
   if (++session.overtaken > nats_most_overtaken)
     session.link.fail("others change " + subject + " all the time");
-  look_up(session, subject);
-  return false;
+  nats_message last = look_up(session, subject);
+  if (!last) session.link.fail("has lost " + subject);
+  return last;
 }
 
-void nats_sender::look_up(sender_session& session, const std::string& subject) const {
-  const nats_message last =
-      session.link.last_message(session.link.subjects().state_stream(), subject);
+nats_message nats_sender::look_up(sender_session& session, const std::string& subject) const {
+  nats_message last = session.link.last_message(session.link.subjects().state_stream(), subject);
   session.states[subject] = last ? natsMsg_GetSequence(last.get()) : 0;
+  return last;
+}
+
+// Whether the position is there, or one of another sender that is farther; otherwise it is sent
+// again.
+bool nats_sender::is_position_stored(sender_session& session, sent_batch& sent) {
+  const std::string subject = session.link.subjects().position(sent.journal, sent.after);
+  const nats_message other = overtaking(session, subject, sent.position_delivery);
+  if (!other) return true;
+  auto position = nats_position_of(nats_bytes(other));
+  if (position && position->journal == sent.journal &&
+      position->position.extent.lines >= sent.after.extent.lines &&
+      rests_on_records(session, *position, steady_clock::now())) {
+    journals_[sent.journal].positions.insert_or_assign({sent.after.segment, sent.after.first},
+                                                       std::move(*position));
+    return true;
+  }
+  publish_position(session, sent);
+  return false;
 }
 
 // Where it is not known it is that of the lines.
@@ -260,11 +279,7 @@ store_result nats_sender::take_stored(sender_session& session) {
     sent_batch& oldest = session.on_its_way.front();
     if (oldest.delivery.waiting == 0 && oldest.position.empty()) send_position(session, oldest);
     if (oldest.position.empty() || oldest.position_delivery.waiting != 0) break;
-    if (!is_stored(session, session.link.subjects().position(oldest.journal, oldest.after),
-                   oldest.position_delivery)) {
-      publish_position(session, oldest);
-      break;
-    }
+    if (!is_position_stored(session, oldest)) break;
     ++result.batches;
     result.known += oldest.delivery.known;
     session.on_its_way.pop_front();
@@ -283,6 +298,6 @@ void nats_sender::tell(const journal_identity& journal, const journal_state& sta
       session.publisher.publish(
           {.subject = subject, .bytes = text, .behind = session.states[subject]}, delivery);
       session.publisher.finish(delivery);
-    } while (!is_stored(session, subject, delivery));
+    } while (overtaking(session, subject, delivery));
   });
 }

@@ -47,9 +47,10 @@ class nats_sender : public ship_engine {
   store_result take_stored(sender_session& session);
   void send_position(sender_session& session, sent_batch& sent);
   void publish_position(sender_session& session, sent_batch& sent) const;
-  bool is_stored(sender_session& session, const std::string& subject,
-                 const nats_delivery& delivery) const;
-  void look_up(sender_session& session, const std::string& subject) const;
+  bool is_position_stored(sender_session& session, sent_batch& sent);
+  nats_message overtaking(sender_session& session, const std::string& subject,
+                          const nats_delivery& delivery) const;
+  nats_message look_up(sender_session& session, const std::string& subject) const;
   uint64_t records_before(known_journal& known, const sent_batch& sent) const;
 
   engine_options options_;

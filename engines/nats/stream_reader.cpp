@@ -59,6 +59,7 @@ void nats_stream_reader::subscribe() {
   if (status != NATS_OK) link_.fail("cannot read the stream " + stream_, status);
   natsSubscription_SetPendingLimits(made, -1, -1);  // flow control keeps it small
   delivered_ = 0;
+  looked_.reset();
   heard_ = steady_clock::now();
 }
 
@@ -71,12 +72,15 @@ bool nats_stream_reader::is_held_up() {
   bool is_there = false;
   try {
     const stored_place last = last_there();
-    is_there = delivered_ != 0 ? last.time != time_ : last.sequence >= start_;
+    is_there = looked_ ? last.time != *looked_ : last.sequence >= start_;
+    looked_ = last.time;
   } catch (const engine_error&) {
   }
   heard_ = steady_clock::now();
   silence_ = std::min<milliseconds>(2 * silence_, nats_most_silence);
-  return is_there;
+  uint64_t queued = 0;  // what has come meanwhile
+  return is_there &&
+         (natsSubscription_QueuedMsgs(subscription_.get(), &queued) != NATS_OK || queued == 0);
 }
 
 nats_message nats_stream_reader::next(milliseconds patience) {
@@ -112,6 +116,8 @@ bool nats_stream_reader::is_due(natsMsg* message) {
   sequence_ = data->Sequence.Stream;
   time_ = data->Timestamp;
   pending_ = data->NumPending;
+  looked_ = time_;
+  looks_behind_ = 0;
   from_ = std::max(from_, sequence_ + 1);
   heard_ = steady_clock::now();
   silence_ = nats_silence;

@@ -4,7 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
+#include <optional>
 #include <string>
 
 #include "engines/nats/link.h"
@@ -65,6 +65,7 @@ class nats_stream_reader {
   uint64_t delivered_ = 0;                       // messages by this subscription
   std::chrono::steady_clock::time_point heard_;  // of this subscription, or that nothing is there
   std::chrono::milliseconds silence_;            // that is borne until that is asked
+  std::optional<int64_t> looked_;  // time of the last message that this subscription knows of
   bool is_end_known_ = false;
   stored_place end_;  // the last message that was there
   int looks_behind_ = 0;

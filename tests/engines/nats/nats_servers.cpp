@@ -19,12 +19,13 @@ using std::chrono::steady_clock;
 static constexpr std::chrono::minutes patience{2};
 
 void nats_eventually(const std::function<void()>& work) {
-  const auto begin = steady_clock::now();
+  std::optional<steady_clock::time_point> failed;
   for (;;) {
     try {
       return work();
     } catch (const engine_error& error) {
-      if (steady_clock::now() - begin > patience) {
+      if (!failed) failed = steady_clock::now();
+      if (steady_clock::now() - *failed > patience) {
         ADD_FAILURE() << error.what();
         return;
       }

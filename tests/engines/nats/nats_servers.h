@@ -59,7 +59,7 @@ class nats_servers {
   std::vector<one_server> servers_;
 };
 
-// Tries, until it works, and fails the test when it does not for two minutes.
+// Tries, until it works, and fails the test two minutes behind the first time when it does not.
 void nats_eventually(const std::function<void()>& work);
 
 #endif
