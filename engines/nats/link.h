@@ -38,6 +38,7 @@ inline std::string_view nats_bytes(const nats_message& message) {
 
 // The header by whose value the engine knows repetitions.
 inline constexpr const char* nats_id_header = "Nats-Msg-Id";
+// The header by whose value it refuses what another message of that subject came before.
 inline constexpr const char* nats_behind_header = "Nats-Expected-Last-Subject-Sequence";
 
 // The streams as make_streams makes them: for each a line of JSON, as JetStream takes it to make

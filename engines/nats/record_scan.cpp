@@ -45,8 +45,12 @@ void nats_record_scan::read_all() {
     if (!info)
       link.fail("there is no stream " + link.subjects().records_stream() +
                 "; another name is told with --stream");
-    if (!end_) end_ = info->State.LastSeq;
-    if (info->State.LastSeq < *end_)  // a new leader, that has not read its log yet
+    if (!end_) {
+      end_ = info->State.LastSeq;
+      end_time_ = info->State.LastTime;
+    }
+    // A new leader, that has not read its log yet; its numbers may be others.
+    if (info->State.LastSeq < *end_ && info->State.LastTime < end_time_)
       link.fail("the stream " + link.subjects().records_stream() + " has less than it had");
     for (; read_ < choice_.subjects.size(); ++read_, from_ = 1)
       read_subject(link, choice_.subjects[read_]);

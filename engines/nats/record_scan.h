@@ -69,10 +69,11 @@ class nats_record_scan {
   record_choice choice_;
   piece_sorter sorter_;
   std::optional<uint64_t> end_;
-  size_t read_ = 0;      // subjects
-  uint64_t from_ = 1;    // of the next one
-  std::string handed_;   // place of the record that was handed out last
-  std::string joining_;  // place and size of the pieces that are put together
+  int64_t end_time_ = 0;  // of that message, in nanoseconds since 1970
+  size_t read_ = 0;       // subjects
+  uint64_t from_ = 1;     // of the next one
+  std::string handed_;    // place of the record that was handed out last
+  std::string joining_;   // place and size of the pieces that are put together
   piece_joiner joiner_;
   std::string value_;
 };

@@ -160,7 +160,7 @@ void nats_stream_reader::take_removal() {
     return;
   }
   const auto info = link_.stream_info(stream_);
-  if (!info || info->State.LastSeq >= end_.sequence)
+  if (!info || info->State.LastSeq >= end_.sequence || info->State.LastTime >= end_.time)
     end_ = last;
   else if (++looks_behind_ == nats_most_looks_behind)
     link_.fail("the stream " + stream_ + " has less than it had");

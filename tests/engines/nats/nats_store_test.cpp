@@ -148,10 +148,11 @@ class NatsStates : public testing::TestWithParam<size_t> {
   }
   void expect(uint64_t lines, uint64_t waiting) const {
     nats_eventually([&] {
-      const fleet_row row = nats_engine.view(options_)->rows().at(0);
+      const auto rows = nats_engine.view(options_)->rows();
+      ASSERT_EQ(rows.size(), 1U);
       EXPECT_EQ(lines_of(options_, journal_), lines);
-      EXPECT_EQ(row.records, std::min<uint64_t>(lines, 20));
-      EXPECT_EQ(row.state.waiting_bytes, waiting);
+      EXPECT_EQ(rows[0].records, std::min<uint64_t>(lines, 20));
+      EXPECT_EQ(rows[0].state.waiting_bytes, waiting);
     });
   }
 
